@@ -1,0 +1,13 @@
+#pragma once
+// The phone's own motion sensors. The kit holds such an object (see phone/imu.h) and calls nothing
+// on it, so the interface has no operation yet.
+
+class CMMotionManager {
+ public:
+  virtual ~CMMotionManager() = default;
+
+ protected:
+  CMMotionManager() = default;
+  CMMotionManager(const CMMotionManager&) = default;
+  CMMotionManager& operator=(const CMMotionManager&) = default;
+};

@@ -1,0 +1,10 @@
+#include <zephly/platform/fatal_error.h>
+
+#include <cstdlib>
+#include <iostream>
+
+void fatalError(std::string_view message) {
+  std::cout.flush();
+  std::cerr << "zephly: fatal error: " << message << std::endl;
+  std::abort();
+}
