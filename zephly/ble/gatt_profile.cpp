@@ -1,7 +1,5 @@
 #include <zephly/ble/gatt_profile.h>
 
-const std::string peripheralName = "Zephly";
-
 const CBUUID& temperatureCharacteristicUUID() {
   static const CBUUID uuid = CBUUID::UUIDWithString("45366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   return uuid;

@@ -6,11 +6,11 @@
 
 #include <zephly/platform/cb_uuid.h>
 
-#include <string>
+#include <string_view>
 #include <vector>
 
 /// The only advertised name that is accepted, compared character for character.
-extern const std::string peripheralName;
+inline constexpr std::string_view peripheralName = "Zephly";
 
 const CBUUID& temperatureCharacteristicUUID();  ///< object and ambient temperature, 4 bytes
 const CBUUID& ecgCharacteristicUUID();          ///< six ECG samples, 18 bytes

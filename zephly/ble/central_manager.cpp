@@ -1,0 +1,119 @@
+#include <zephly/ble/central_manager.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/platform/console.h>
+#include <zephly/platform/fatal_error.h>
+
+#include <utility>
+
+CentralManager::CentralManager(std::shared_ptr<ZephlyPeripheralDelegate> owner)
+    : delegate(std::move(owner)) {}
+
+std::shared_ptr<CentralManager> CentralManager::init(
+    std::shared_ptr<ZephlyPeripheralDelegate> delegate) {
+  auto self = std::shared_ptr<CentralManager>(new CentralManager(std::move(delegate)));
+  self->_centralManager = CBCentralManager::init(self, nullptr, std::nullopt);
+  return self;
+}
+
+std::shared_ptr<CentralManager> CentralManager::init() {
+  fatalError("CentralManager.init is not available without a delegate");
+}
+
+void CentralManager::centralManagerDidUpdateState(
+    const std::shared_ptr<CBCentralManager>& central) {
+  if (central->state() != CBManagerState::poweredOn) return;
+  requireCentralManager().scanForPeripheralsWithServices(std::nullopt, std::nullopt);
+}
+
+void CentralManager::centralManagerDidDiscoverPeripheral(
+    const std::shared_ptr<CBCentralManager>& /*central*/,
+    const std::shared_ptr<CBPeripheral>& discovered,
+    const CBAdvertisementData& /*advertisementData*/, int /*RSSI*/) {
+  if (discovered->name() != peripheralName) return;
+  peripheral = discovered;
+  requireCentralManager().connectPeripheral(discovered, std::nullopt);
+}
+
+void CentralManager::centralManagerDidConnectPeripheral(
+    const std::shared_ptr<CBCentralManager>& /*central*/,
+    const std::shared_ptr<CBPeripheral>& connected) {
+  auto handler =
+      ZephlyPeripheral::init(std::static_pointer_cast<CentralManager>(shared_from_this()));
+  connected->setDelegate(handler);
+  zephlyPeripheral = std::move(handler);  // the platform does not keep it alive
+  connected->discoverServices(std::nullopt);
+  requireDelegate().didConnectPeripheral();
+}
+
+void CentralManager::centralManagerDidFailToConnectPeripheral(
+    const std::shared_ptr<CBCentralManager>& /*central*/,
+    const std::shared_ptr<CBPeripheral>& /*failed*/,
+    const std::shared_ptr<const NSError>& /*error*/) {
+  console() << "didFailToConnectPeripheral" << std::endl;
+}
+
+void CentralManager::centralManagerDidDisconnectPeripheral(
+    const std::shared_ptr<CBCentralManager>& /*central*/, const std::shared_ptr<CBPeripheral>& lost,
+    const std::shared_ptr<const NSError>& error) {
+  requireDelegate().didDisconnectPeripheral();
+  requireCentralManager().connectPeripheral(lost, std::nullopt);
+  if (error) {
+    console() << "didDisconnectPeripheral: " << error->localizedDescription() << std::endl;
+  }
+}
+
+void CentralManager::didConnectPeripheral() {}
+
+void CentralManager::didDisconnectPeripheral() {}
+
+void CentralManager::didReceiveTemperature(float objectTemperature, float ambientTemperature) {
+  requireDelegate().didReceiveTemperature(objectTemperature, ambientTemperature);
+}
+
+void CentralManager::didReceiveECG(const std::vector<float>& samples) {
+  requireDelegate().didReceiveECG(samples);
+}
+
+void CentralManager::didReceiveRespiration(const std::vector<float>& samples) {
+  requireDelegate().didReceiveRespiration(samples);
+}
+
+void CentralManager::didReceiveBatteryStatus(BatteryStatus status) {
+  requireDelegate().didReceiveBatteryStatus(status);
+}
+
+void CentralManager::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
+                                         float az) {
+  requireDelegate().didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+}
+
+ZephlyPeripheralDelegate& CentralManager::requireDelegate() const {
+  if (!delegate) fatalError("CentralManager.delegate is empty");
+  return *delegate;
+}
+
+CBCentralManager& CentralManager::requireCentralManager() const {
+  if (!_centralManager) fatalError("CentralManager._centralManager is empty");
+  return *_centralManager;
+}
+
+const SelectorTable& CentralManager::selectors() const {
+  using Self = CentralManager;
+  static const SelectorTable table{
+      "CentralManager",
+      {selector<&Self::centralManagerDidUpdateState>("centralManagerDidUpdateState:"),
+       selector<&Self::centralManagerDidDiscoverPeripheral>(
+           "centralManager:didDiscoverPeripheral:advertisementData:RSSI:"),
+       selector<&Self::centralManagerDidConnectPeripheral>("centralManager:didConnectPeripheral:"),
+       selector<&Self::centralManagerDidFailToConnectPeripheral>(
+           "centralManager:didFailToConnectPeripheral:error:"),
+       selector<&Self::centralManagerDidDisconnectPeripheral>(
+           "centralManager:didDisconnectPeripheral:error:"),
+       selector<&Self::didConnectPeripheral>("didConnectPeripheral"),
+       selector<&Self::didDisconnectPeripheral>("didDisconnectPeripheral"),
+       selector<&Self::didReceiveTemperature>("didReceiveTemperature:ambientTemperature:"),
+       selector<&Self::didReceiveECG>("didReceiveECG:"),
+       selector<&Self::didReceiveRespiration>("didReceiveRespiration:"),
+       selector<&Self::didReceiveIMUValues>("didReceiveIMUValuesWithQw:qx:qy:qz:ax:ay:az:")}};
+  return table;
+}

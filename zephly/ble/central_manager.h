@@ -1,0 +1,82 @@
+#pragma once
+/// Finds the strap, connects to it and keeps the connection up.
+///
+/// Scans for everything as soon as the radio is on and for ever; asks for a connection to every
+/// device whose advertised name is exactly `peripheralName`; asks again at once after every
+/// disconnection. There is no timer, no retry limit and no way to stop. What the connected strap
+/// reports passes through unchanged to the delegate; radio states other than "powered on" are told
+/// to nobody.
+///
+/// Everything runs on the main queue. The delegate (the session) is owned, and owns this object in
+/// turn: neither goes away by itself.
+
+#include <zephly/ble/zephly_peripheral.h>
+#include <zephly/platform/core_bluetooth.h>
+#include <zephly/platform/foundation.h>
+#include <zephly/session/zephly_peripheral_delegate.h>
+
+#include <memory>
+#include <vector>
+
+class CentralManager : public NSObject,
+                       public CBCentralManagerDelegate,
+                       public ZephlyPeripheralDelegate {
+ public:
+  /// Creates the platform's central with the new object as its delegate: from the first report of a
+  /// radio that is powered on, the strap is looked for. Without a host a fatal error.
+  static std::shared_ptr<CentralManager> init(std::shared_ptr<ZephlyPeripheralDelegate> delegate);
+
+  /// Not available: a central manager always has a delegate. A fatal error.
+  [[noreturn]] static std::shared_ptr<CentralManager> init();
+
+  // What the platform's central reports.
+
+  /// Starts the scan when the radio is powered on; nothing in any other state.
+  void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override;
+  /// Remembers a device with the strap's name and asks for a connection; the scan goes on.
+  void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
+                                           const std::shared_ptr<CBPeripheral>& peripheral,
+                                           const CBAdvertisementData& advertisementData,
+                                           int RSSI) override;
+  /// Gives the device a handler of its own, starts service discovery, tells the delegate.
+  void centralManagerDidConnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
+                                          const std::shared_ptr<CBPeripheral>& peripheral) override;
+  /// Prints one line; the next advertisement leads to the next attempt.
+  void centralManagerDidFailToConnectPeripheral(
+      const std::shared_ptr<CBCentralManager>& central,
+      const std::shared_ptr<CBPeripheral>& peripheral,
+      const std::shared_ptr<const NSError>& error) override;
+  /// Tells the delegate, asks for the connection again, prints the error if there is one.
+  void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
+                                             const std::shared_ptr<CBPeripheral>& peripheral,
+                                             const std::shared_ptr<const NSError>& error) override;
+
+  // What the peripheral handler reports: passed on unchanged.
+
+  /// Nothing: connections are told by the platform's central.
+  void didConnectPeripheral() override;
+  /// Nothing: disconnections are told by the platform's central.
+  void didDisconnectPeripheral() override;
+  void didReceiveTemperature(float objectTemperature, float ambientTemperature) override;
+  void didReceiveECG(const std::vector<float>& samples) override;
+  void didReceiveRespiration(const std::vector<float>& samples) override;
+  void didReceiveBatteryStatus(BatteryStatus status) override;
+  void didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
+                           float az) override;
+
+ protected:
+  const SelectorTable& selectors() const override;
+
+ private:
+  friend struct SessionTestAccess;
+
+  explicit CentralManager(std::shared_ptr<ZephlyPeripheralDelegate> owner);
+
+  ZephlyPeripheralDelegate& requireDelegate() const;
+  CBCentralManager& requireCentralManager() const;
+
+  std::shared_ptr<ZephlyPeripheralDelegate> delegate;
+  std::shared_ptr<ZephlyPeripheral> zephlyPeripheral;  // of the connection made last
+  std::shared_ptr<CBPeripheral> peripheral;            // the device found last
+  std::shared_ptr<CBCentralManager> _centralManager;
+};

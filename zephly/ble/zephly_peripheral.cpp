@@ -1,0 +1,148 @@
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/ble/zephly_peripheral.h>
+#include <zephly/platform/console.h>
+#include <zephly/platform/fatal_error.h>
+#include <zephly/protocol/frame_decoders.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+// `text` as a literal in double quotes: one line, whatever the platform put into it.
+std::string quoted(std::string_view text) {
+  constexpr std::string_view hexDigits = "0123456789ABCDEF";
+  constexpr unsigned char firstPrintable = 0x20;
+  constexpr unsigned char deleteCharacter = 0x7F;
+
+  std::string literal = "\"";
+  for (const char character : text) {
+    const auto code = static_cast<unsigned char>(character);
+    if (character == '"' || character == '\\') {
+      literal += '\\';
+      literal += character;
+    } else if (character == '\n') {
+      literal += "\\n";
+    } else if (character == '\r') {
+      literal += "\\r";
+    } else if (character == '\t') {
+      literal += "\\t";
+    } else if (code < firstPrintable || code == deleteCharacter) {
+      literal += "\\u{";
+      literal += hexDigits[code >> 4];
+      literal += hexDigits[code & 0xF];
+      literal += '}';
+    } else {
+      literal += character;
+    }
+  }
+  return literal + "\"";
+}
+
+bool isInProfile(const CBUUID& uuid) {
+  return std::any_of(characteristics().begin(), characteristics().end(),
+                     [&uuid](const CBUUID& entry) { return uuid.isEqual(entry); });
+}
+
+}  // namespace
+
+ZephlyPeripheral::ZephlyPeripheral(std::weak_ptr<ZephlyPeripheralDelegate> delegate)
+    : zephlyDelegate(std::move(delegate)) {}
+
+std::shared_ptr<ZephlyPeripheral> ZephlyPeripheral::init(
+    std::weak_ptr<ZephlyPeripheralDelegate> zephlyDelegate) {
+  return std::shared_ptr<ZephlyPeripheral>(new ZephlyPeripheral(std::move(zephlyDelegate)));
+}
+
+std::shared_ptr<ZephlyPeripheral> ZephlyPeripheral::init() {
+  fatalError("ZephlyPeripheral.init is not available without a delegate");
+}
+
+void ZephlyPeripheral::peripheralDidDiscoverServices(
+    const std::shared_ptr<CBPeripheral>& peripheral,
+    const std::shared_ptr<const NSError>& /*error*/) {
+  const auto services = peripheral->services();
+  if (!services) fatalError("CBPeripheral.services is absent after service discovery");
+  for (const auto& service : *services) {
+    peripheral->discoverCharacteristics(std::nullopt, service);
+  }
+}
+
+void ZephlyPeripheral::peripheralDidDiscoverCharacteristicsForService(
+    const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
+    const std::shared_ptr<const NSError>& error) {
+  if (error) {
+    console() << "Error: Optional(" << quoted(error->localizedDescription()) << ")" << std::endl;
+  }
+  const auto found = service->characteristics();
+  if (!found) fatalError("CBService.characteristics is absent after characteristic discovery");
+  for (const auto& characteristic : *found) {
+    console() << characteristic->description() << std::endl;
+    if (isInProfile(characteristic->UUID())) peripheral->setNotifyValue(true, characteristic);
+  }
+}
+
+void ZephlyPeripheral::peripheralDidUpdateNotificationStateForCharacteristic(
+    const std::shared_ptr<CBPeripheral>& /*peripheral*/,
+    const std::shared_ptr<CBCharacteristic>& characteristic,
+    const std::shared_ptr<const NSError>& error) {
+  if (!error) return;
+  console() << characteristic->UUID().description()
+            << " Error changing notification state: " << error->localizedDescription() << std::endl;
+}
+
+void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
+    const std::shared_ptr<CBPeripheral>& /*peripheral*/,
+    const std::shared_ptr<CBCharacteristic>& characteristic,
+    const std::shared_ptr<const NSError>& error) {
+  if (error) {
+    console() << "Error reading characteristics: " << error->localizedDescription() << std::endl;
+    return;
+  }
+  const auto value = characteristic->value();
+  if (!value) return;
+
+  const CBUUID uuid = characteristic->UUID();
+  if (uuid.isEqual(temperatureCharacteristicUUID())) {
+    const auto reading = FrameDecoders::calculateTemperatureValue(*value);
+    requireDelegate()->didReceiveTemperature(reading.objectTemperature, reading.ambientTemperature);
+  } else if (uuid.isEqual(ecgCharacteristicUUID())) {
+    const auto samples = FrameDecoders::calculateECGValue(*value);
+    requireDelegate()->didReceiveECG(samples);
+  } else if (uuid.isEqual(respirationCharacteristicUUID())) {
+    const auto samples = FrameDecoders::calculateECGValue(*value);
+    requireDelegate()->didReceiveRespiration(samples);
+  } else if (uuid.isEqual(batteryCharacteristicUUID())) {
+    const auto status = FrameDecoders::calculateBatterySOCValue(*value);
+    requireDelegate()->didReceiveBatteryStatus(status);
+  } else if (uuid.isEqual(motionCharacteristicUUID())) {
+    didReceiveIMU(*value);
+  }
+}
+
+void ZephlyPeripheral::didReceiveIMU(const NSData& frame) {
+  const auto [qw, qx, qy, qz, ax, ay, az] = FrameDecoders::calculateMotionValue(frame);
+  requireDelegate()->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+}
+
+std::shared_ptr<ZephlyPeripheralDelegate> ZephlyPeripheral::requireDelegate() const {
+  auto delegate = zephlyDelegate.lock();
+  if (!delegate) fatalError("ZephlyPeripheral.zephlyDelegate is gone while a value is delivered");
+  return delegate;
+}
+
+const SelectorTable& ZephlyPeripheral::selectors() const {
+  using Self = ZephlyPeripheral;
+  static const SelectorTable table{
+      "ZephlyPeripheral",
+      {selector<&Self::peripheralDidDiscoverCharacteristicsForService>(
+           "peripheral:didDiscoverCharacteristicsForService:error:"),
+       selector<&Self::peripheralDidUpdateNotificationStateForCharacteristic>(
+           "peripheral:didUpdateNotificationStateForCharacteristic:error:"),
+       selector<&Self::peripheralDidUpdateValueForCharacteristic>(
+           "peripheral:didUpdateValueForCharacteristic:error:"),
+       selector<&Self::peripheralDidDiscoverServices>("peripheral:didDiscoverServices:")}};
+  return table;
+}

@@ -1,0 +1,50 @@
+#pragma once
+/// The strap's notification frames: five layouts of bytes to physical values.
+///
+/// A frame is never rejected. It is copied into a buffer of its kind's size first, so a frame that
+/// is too short decodes as if its missing bytes were zero, and of a frame that is too long the
+/// first bytes count. Nothing is kept between frames.
+///
+/// | kind              | bytes | layout |
+/// |-------------------|-------|---------------------------------------------------------------------|
+/// | ECG, respiration  | 18    | six samples of 24 bits, two's complement, least significant first
+/// | | temperature       | 4     | object, ambient: unsigned 16 bits, least significant first, 0.02
+/// K  | | battery           | 3     | tenths of a percent, 16 bits, least significant first;
+/// charger flag | | motion            | 20    | w, x, y, z: 16 bits, 2^-14; acceleration x, y, z:
+/// Q16.16; most      | |                   |       | significant first |
+
+#include <zephly/platform/ns_data.h>
+#include <zephly/protocol/battery_status.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace FrameDecoders {
+
+inline constexpr std::size_t ecgFrameSize = 18;         ///< bytes; respiration frames alike
+inline constexpr std::size_t temperatureFrameSize = 4;  ///< bytes
+inline constexpr std::size_t batteryFrameSize = 3;      ///< bytes
+inline constexpr std::size_t motionFrameSize = 20;      ///< bytes
+inline constexpr std::size_t samplesPerECGFrame = 6;
+
+/// Degrees Celsius, 0.02 K steps, -273.15..1037.55.
+struct Temperature {
+  float objectTemperature;   ///< the skin
+  float ambientTemperature;  ///< the air
+};
+
+/// The strap's orientation (a quaternion, scalar first, -2..2 in steps of 2^-14) and acceleration
+/// (g).
+struct Motion {
+  float qw, qx, qy, qz;
+  float ax, ay, az;
+};
+
+/// Six samples, oldest first, full scale +-2.42. Serves ECG and respiration frames.
+std::vector<float> calculateECGValue(const NSData& frame);
+Temperature calculateTemperatureValue(const NSData& frame);
+/// The charge is not clamped: 0..6553.5.
+BatteryStatus calculateBatterySOCValue(const NSData& frame);
+Motion calculateMotionValue(const NSData& frame);
+
+}  // namespace FrameDecoders
