@@ -18,6 +18,8 @@
 #include <memory>
 #include <vector>
 
+struct SessionTestAccess;  // lets tests look at what the session's classes hold
+
 class CentralManager : public NSObject,
                        public CBCentralManagerDelegate,
                        public ZephlyPeripheralDelegate {

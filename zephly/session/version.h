@@ -1,0 +1,9 @@
+#pragma once
+/// Which version of the kit this is: as constants, and as text that `what` and `strings` find in
+/// the built library and in every program that links it.
+
+/// 1.0
+extern "C" const double ZephlyVersionNumber;
+
+/// The what-marker, the program, the project, a newline.
+extern "C" const char ZephlyVersionString[];

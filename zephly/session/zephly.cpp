@@ -1,0 +1,91 @@
+#include <zephly/platform/console.h>
+#include <zephly/platform/fatal_error.h>
+#include <zephly/session/zephly.h>
+
+namespace Zephly {
+
+std::shared_ptr<Zephly> Zephly::init(const std::shared_ptr<ZephlyDelegate>& zephlyDelegate) {
+  auto self = std::shared_ptr<Zephly>(new Zephly);
+  self->centralManager = CentralManager::init(self);
+  self->sp = ::SignalProcessor::init();
+  self->zephlyDelegate = zephlyDelegate;
+  if (self->sp) {
+    self->sp->setDelegate(self);
+    self->sp->startWorkoutDetection();
+  }
+  return self;
+}
+
+void Zephly::startWorkoutDetection(const std::shared_ptr<WorkoutDelegate>& workoutDelegate) {
+  if (!sp) return;
+  sp->setDelegate(workoutDelegate);
+  sp->startWorkoutDetection();
+}
+
+// The delegate is read anew at each use: it may go at any moment, also during one of its own calls.
+
+void Zephly::didConnectPeripheral() {
+  if (const auto delegate = zephlyDelegate.lock()) delegate->didConnectPeripheral();
+}
+
+void Zephly::didDisconnectPeripheral() {
+  if (const auto delegate = zephlyDelegate.lock()) delegate->didDisconnectPeripheral();
+}
+
+void Zephly::didReceiveTemperature(float objectTemperature, float ambientTemperature) {
+  constexpr float bodyTemperature = 0.0f;  // not estimated here
+  if (const auto delegate = zephlyDelegate.lock()) {
+    delegate->didReceiveTemperature(objectTemperature, ambientTemperature, bodyTemperature);
+  }
+}
+
+void Zephly::didReceiveECG(const std::vector<float>& samples) {
+  for (const float sample : samples) {
+    if (const auto delegate = zephlyDelegate.lock()) delegate->didReceiveECG(sample);
+  }
+}
+
+void Zephly::didReceiveRespiration(const std::vector<float>& samples) {
+  for (const float sample : samples) processRespirationSample(sample);
+}
+
+void Zephly::processRespirationSample(float sample) {
+  // Lead-off first: it may reset stages of the chain that the same sample then passes through.
+  if (sp) {
+    const bool contact = sp->processLeadoffDetection(sample);
+    if (leadoff != contact) {
+      if (const auto delegate = zephlyDelegate.lock()) delegate->didChangeLeadoffState(!contact);
+    }
+    leadoff = contact;
+  } else {
+    leadoff.reset();
+  }
+
+  // The chain is fed only while somebody listens; lead-off detection above is always fed.
+  if (const auto delegate = zephlyDelegate.lock()) {
+    if (!sp) fatalError("Zephly.sp is empty while a respiration sample is processed");
+    delegate->didReceiveRespiration(sp->processRespiration(sample));
+  }
+}
+
+void Zephly::didReceiveBatteryStatus(BatteryStatus status) {
+  if (const auto delegate = zephlyDelegate.lock()) delegate->didReceiveBatteryStatus(status);
+}
+
+void Zephly::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
+                                 float az) {
+  if (sp) sp->imu(qw, qx, qy, qz, ax, ay, az);
+}
+
+void Zephly::didReceiveIMUValues(float gx, float gy, float gz, float ax, float ay, float az,
+                                 float mx, float my, float mz) {
+  if (sp) sp->imu(gx, gy, gz, ax, ay, az, mx, my, mz);
+}
+
+void Zephly::didDetectPushUp() { console() << "PushUp!" << std::endl; }
+
+void Zephly::didDetectSitUp() { console() << "SitUp!" << std::endl; }
+
+void Zephly::didDetectJump() { console() << "Jump!" << std::endl; }
+
+}  // namespace Zephly
