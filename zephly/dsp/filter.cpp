@@ -1,0 +1,8 @@
+#include <zephly/dsp/filter.h>
+
+double Filter::process(double x) {
+  lastInput_ = x;
+  return x;
+}
+
+void Filter::reset() {}

@@ -1,0 +1,20 @@
+#include <zephly/dsp/multi_filter.h>
+
+#include <utility>
+
+MultiFilter::~MultiFilter() {
+  // A vector does not say in which order it destroys its elements.
+  for (auto& filter : filters_) filter.reset();
+}
+
+void MultiFilter::addFilter(Filter* f) {
+  std::unique_ptr<Filter> owned(f);
+  filters_.push_back(std::move(owned));
+}
+
+double MultiFilter::process(double x) {
+  Filter::process(x);
+  double value = x;
+  for (const auto& filter : filters_) value = filter->process(value);
+  return value;
+}

@@ -1,0 +1,34 @@
+#pragma once
+/// @file
+/// Says when a stage of the respiration chain is due for a reset.
+///
+///     Zephly::RespirationFilterHelper helper(4.0F);
+///     if (helper.shouldResetRespiration(contact)) respirationFilter.highPass->reset();
+
+#include <cstdint>
+
+namespace Zephly {
+
+/// A timer that starts when the answer of the lead-off detector falls from true to false, and goes
+/// off once, when the process has used up its time. A later fall starts it anew; a rise does not
+/// stop it. On the call on which it goes off the answer is not remembered, so the edge is measured
+/// from the answer before.
+class RespirationFilterHelper {
+ public:
+  /// @param timeout  seconds of processor time (see processor_clock.h) between the fall and the
+  ///                 reset.
+  explicit RespirationFilterHelper(float timeout);
+
+  /// Call it once for each sample with the detector's answer (true while the electrodes hear a
+  /// signal). True when the reset is due: on the first call after strictly more than `timeout`
+  /// seconds.
+  bool shouldResetRespiration(bool leadoff);
+
+ private:
+  float timeout_;
+  bool resetPending_ = false;
+  bool lastLeadoff_ = false;
+  std::uint64_t startClock_ = 0;  // microseconds; means something while a reset is pending
+};
+
+}  // namespace Zephly
