@@ -1,0 +1,31 @@
+#pragma once
+/// An error that is nothing but its text: what every host reports to the kit when something failed.
+///
+///   std::shared_ptr<const NSError> error = Zephly::platforms::Error::of("The device is gone.");
+
+#include <zephly/platform/ns_error.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace Zephly::platforms {
+
+/// Immutable.
+class Error final : public NSError {
+ public:
+  /// `text` is what a person reads: UTF-8, one line.
+  explicit Error(std::string text) : text_(std::move(text)) {}
+
+  /// The same behind the pointer that the callbacks take.
+  static std::shared_ptr<const Error> of(std::string text) {
+    return std::make_shared<const Error>(std::move(text));
+  }
+
+  std::string localizedDescription() const override { return text_; }
+
+ private:
+  std::string text_;
+};
+
+}  // namespace Zephly::platforms

@@ -1,0 +1,76 @@
+#pragma once
+/// A strap made of software on the air: carries the frames of a strap::FrameSource over a simulated
+/// device.
+///
+///   Device& device = radio.addDevice({.name = peripheralName});
+///   addStrapProfile(device);
+///   StrapDevice strap(device, source);
+///   strap.loseLinkAt(30s, "The connection has timed out unexpectedly.", 5s);
+///   scheduler.advance(1min);
+///   strap.counts(strap::Stream::ecg).samplesSent;   // what must have been delivered
+///
+/// The strap is switched on when the object is created: strap time 0 is the scheduler's time then.
+/// Every frame is taken out of the source at its time, and sent when somebody is subscribed to its
+/// stream; a frame that nobody listens to is lost, as on a real strap. Each frame is one event of
+/// the scheduler and one notification.
+
+#include <platforms/simulated/device.h>
+#include <platforms/simulated/scheduler.h>
+#include <strap/frame.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::simulated {
+
+class StrapDevice {
+ public:
+  /// What became of the frames of one stream.
+  struct Counts {
+    std::uint64_t framesSent = 0;     ///< notified to a subscriber
+    std::uint64_t samplesSent = 0;    ///< measured values in them (strap::samplesPerFrame)
+    std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
+    friend bool operator==(const Counts&, const Counts&) = default;
+  };
+
+  /// `device` has the strap's five characteristics already, or gets them before frames are due.
+  /// Both must outlive this object. Takes the device's subscription observer.
+  StrapDevice(Device& device, strap::FrameSource& source);
+  StrapDevice(const StrapDevice&) = delete;
+  StrapDevice& operator=(const StrapDevice&) = delete;
+  /// Switches the strap off; the device stays.
+  ~StrapDevice();
+
+  /// Since the strap was switched on.
+  strap::StrapTime strapTime() const;
+
+  /// Plans a loss of the link at `time`: told with an error of that text when there is one, and
+  /// the device is out of range for `absence`. Without a link at that time only the absence
+  /// happens. May be called any number of times; a time that has passed means now.
+  void loseLinkAt(strap::StrapTime time, std::optional<std::string> error = std::nullopt,
+                  Duration absence = Duration{});
+
+  const Counts& counts(strap::Stream stream) const;
+  /// All streams together.
+  Counts totals() const;
+  /// True from the moment when all five streams were subscribed to for the first time.
+  bool listenerWasReady() const { return listenerWasReady_; }
+
+ private:
+  void schedule();
+  void sendDueFrames();
+  void subscriptionChanged();
+
+  Device& device_;
+  strap::FrameSource& source_;
+  Time switchedOn_;
+  bool listenerWasReady_ = false;
+  std::array<Counts, strap::allStreams.size()> counts_{};
+  std::optional<Scheduler::EventId> nextEvent_;
+  std::vector<Scheduler::EventId> losses_;
+};
+
+}  // namespace Zephly::simulated
