@@ -2,7 +2,7 @@
 /// @file
 /// Takes gravity out of an accelerometer reading.
 ///
-///     Vector3 moved = Zephly::gravityCompensate(orientation, Vector3(0, 0, 1));  // (0, 0, 0) at rest
+///     Vector3 moved = Zephly::gravityCompensate(orientation, reading);  // (0, 0, 0) at rest
 
 #include <zephly/motion/quaternion.h>
 #include <zephly/motion/vector3.h>
