@@ -1,0 +1,20 @@
+#pragma once
+/// Catches what the code under test writes to std::cout while the object lives.
+
+#include <iostream>
+#include <sstream>
+#include <string>
+
+class CapturedOutput {
+ public:
+  CapturedOutput() : original_(std::cout.rdbuf(captured_.rdbuf())) {}
+  ~CapturedOutput() { std::cout.rdbuf(original_); }
+  CapturedOutput(const CapturedOutput&) = delete;
+  CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+  std::string text() const { return captured_.str(); }
+
+ private:
+  std::ostringstream captured_;
+  std::streambuf* original_;
+};

@@ -1,0 +1,135 @@
+#pragma once
+/// A Bluetooth world without behaviour: objects of the host boundary that write down what the kit
+/// asks of them, in one log, and answer nothing by themselves. Tests call the kit's delegates by
+/// hand.
+
+#include <platforms/foundation/data.h>
+#include <platforms/foundation/error.h>
+#include <zephly/platform/core_bluetooth.h>
+#include <zephly/platform/host.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace fake {
+
+/// What happened, in order, one short text each.
+using Log = std::vector<std::string>;
+
+class Characteristic : public CBCharacteristic {
+ public:
+  explicit Characteristic(CBUUID uuid) : uuid_(uuid) {}
+
+  CBUUID UUID() const override { return uuid_; }
+  std::shared_ptr<const NSData> value() const override { return current; }
+  std::string description() const override { return "characteristic " + uuid_.UUIDString(); }
+
+  std::shared_ptr<const NSData> current;
+
+ private:
+  CBUUID uuid_;
+};
+
+class Service : public CBService {
+ public:
+  explicit Service(std::string_view uuid) : uuid_(CBUUID::UUIDWithString(uuid)) {}
+
+  CBUUID UUID() const override { return uuid_; }
+  std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> characteristics() const override {
+    return list;
+  }
+
+  std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> list;
+
+ private:
+  CBUUID uuid_;
+};
+
+class Peripheral : public CBPeripheral {
+ public:
+  Peripheral(Log& log, std::optional<std::string> name) : log_(log), name_(std::move(name)) {}
+
+  std::optional<std::string> name() const override { return name_; }
+  void setDelegate(std::weak_ptr<CBPeripheralDelegate> newDelegate) override {
+    log_.emplace_back("setDelegate");
+    delegate = std::move(newDelegate);
+  }
+  void discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) override {
+    log_.emplace_back(serviceUUIDs ? "discoverServices filtered" : "discoverServices");
+  }
+  std::optional<std::vector<std::shared_ptr<CBService>>> services() const override { return list; }
+  void discoverCharacteristics(const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
+                               const std::shared_ptr<CBService>& service) override {
+    log_.push_back(
+        (characteristicUUIDs ? "discoverCharacteristics filtered " : "discoverCharacteristics ") +
+        service->UUID().UUIDString().substr(4, 4));
+  }
+  void setNotifyValue(bool enabled,
+                      const std::shared_ptr<CBCharacteristic>& characteristic) override {
+    log_.push_back((enabled ? "subscribe " : "unsubscribe ") +
+                   characteristic->UUID().UUIDString().substr(0, 8));
+  }
+
+  std::optional<std::vector<std::shared_ptr<CBService>>> list;
+  std::weak_ptr<CBPeripheralDelegate> delegate;
+
+ private:
+  Log& log_;
+  std::optional<std::string> name_;
+};
+
+class Central : public CBCentralManager {
+ public:
+  explicit Central(Log& log) : log_(log) {}
+
+  CBManagerState state() const override { return current; }
+  void scanForPeripheralsWithServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs,
+                                      const std::optional<CBOptions>& options) override {
+    log_.emplace_back(serviceUUIDs || options ? "scan filtered" : "scan");
+  }
+  void connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
+                         const std::optional<CBOptions>& options) override {
+    log_.emplace_back(options ? "connect with options" : "connect");
+    requested.push_back(peripheral);
+  }
+
+  CBManagerState current = CBManagerState::unknown;
+  std::vector<std::shared_ptr<CBPeripheral>> requested;
+
+ private:
+  Log& log_;
+};
+
+/// Is the host in use while it lives.
+class World : public Host {
+ public:
+  World() { Host::use(this); }
+  ~World() override { Host::leave(this); }
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+
+  std::shared_ptr<CBCentralManager> createCentralManager(
+      std::weak_ptr<CBCentralManagerDelegate> newDelegate, DispatchQueue* queue,
+      const std::optional<CBOptions>& options) override {
+    log.emplace_back(queue != nullptr || options ? "create central with queue or options"
+                                                 : "create central");
+    delegate = std::move(newDelegate);
+    if (whenCreating) whenCreating();
+    central = std::make_shared<Central>(log);
+    return central;
+  }
+
+  std::shared_ptr<Peripheral> peripheral(std::optional<std::string> name) {
+    return std::make_shared<Peripheral>(log, std::move(name));
+  }
+
+  Log log;
+  std::shared_ptr<Central> central;
+  std::weak_ptr<CBCentralManagerDelegate> delegate;
+  std::function<void()> whenCreating;  ///< runs inside createCentralManager
+};
+
+}  // namespace fake
