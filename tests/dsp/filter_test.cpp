@@ -1,0 +1,54 @@
+#include <tests/support/bits.h>
+#include <zephly/dsp/filter.h>
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <limits>
+#include <type_traits>
+
+namespace {
+
+TEST(FilterTest, LastInputIsZeroBeforeTheFirstSample) {
+  const Filter filter;
+  EXPECT_SAME_BITS(filter.lastInput(), 0.0);
+}
+
+TEST(FilterTest, ProcessReturnsItsInputAndRemembersIt) {
+  Filter filter;
+  for (const double x : {1.5, -0.0, 5e-324, std::numeric_limits<double>::infinity(),
+                         std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_SAME_BITS(filter.process(x), x);
+    EXPECT_SAME_BITS(filter.lastInput(), x);
+  }
+}
+
+TEST(FilterTest, ResetDoesNothing) {
+  Filter filter;
+  filter.process(2.5);
+  filter.reset();
+  EXPECT_SAME_BITS(filter.lastInput(), 2.5);
+}
+
+TEST(FilterTest, CannotBeCopied) {
+  EXPECT_FALSE(std::is_copy_constructible_v<Filter>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Filter>);
+}
+
+#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
+// In this ABI a pointer to a virtual member function begins with 1 plus the byte offset of its
+// slot.
+template <class Member>
+std::ptrdiff_t slotOf(Member member) {
+  constexpr auto slotSize = static_cast<std::ptrdiff_t>(sizeof(void*));
+  return (std::bit_cast<std::array<std::ptrdiff_t, 2>>(member)[0] - 1) / slotSize;
+}
+
+TEST(FilterTest, VirtualSlotsAreDestructorProcessReset) {
+  // A destructor takes two slots: with and without freeing the memory.
+  EXPECT_EQ(slotOf(&Filter::process), 2);
+  EXPECT_EQ(slotOf(&Filter::reset), 3);
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,43 @@
+#pragma once
+/// Inputs for the tests of filters: made from a seed, the same in every run, or read from a
+/// recording.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct NamedSignal {
+  std::string name;
+  std::vector<double> samples;
+};
+
+/// Two sines, noise, a drift, single-sample spikes and steps of level.
+std::vector<double> noisySine(std::size_t count, std::uint64_t seed);
+
+/// Heart beats at about 80 a minute and 100 samples a second, in millivolts, with a wandering
+/// baseline, interference and noise.
+std::vector<double> ecgLike(std::size_t count, std::uint64_t seed);
+
+/// About 10 breaths a minute at 100 samples a second, with heart beats showing through, noise, and
+/// loose electrodes (long flat stretches) now and then.
+std::vector<double> respirationLike(std::size_t count, std::uint64_t seed);
+
+std::vector<double> constantSignal(std::size_t count, double level);
+
+/// The three above and a constant one.
+std::vector<NamedSignal> realisticSignals(std::size_t count);
+
+/// Finite numbers from both ends of the range: subnormal, huge, and large steps between them.
+std::vector<double> extremeSignal(std::size_t count, std::uint64_t seed);
+
+/// The extreme signal with NaN and infinities of both signs strewn in.
+std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed);
+
+/// At most `count` samples of a column ("ECG", "RSP") of the recording of five minutes at rest;
+/// nothing when the recording is not beside the checkout.
+std::optional<std::vector<double>> restingRecording(const std::string& column, std::size_t count);
+
+/// Why a test of the recording is skipped.
+std::string missingRecording();
