@@ -6,31 +6,8 @@ namespace {
 
 constexpr float turn = 360.0F;  // degrees
 
-// Takes turns away until at most one is left.
-float withoutTurns(float angle) {
-  while (angle > turn) {
-    const float next = angle - turn;
-    if (next == angle) {  // too large to change, or infinite
-      const float remainder = std::fmod(angle, turn);
-      return remainder == 0.0F ? turn : remainder;  // whole turns end at 360, as they do below
-    }
-    angle = next;
-  }
-  return angle;
-}
-
-// Adds turns until the angle is not negative.
-float withTurns(float angle) {
-  while (angle < 0.0F) {
-    const float next = angle + turn;
-    if (next == angle) {  // too large to change, or infinite
-      const float remainder = std::fmod(angle, turn);
-      return remainder < 0.0F ? remainder + turn : remainder + 0.0F;  // never a negative zero
-    }
-    angle = next;
-  }
-  return angle;
-}
+// Beyond this magnitude a float minus a turn, rounded to float, is the same float again.
+constexpr float largestReducible = 8589934592.0F;  // 2^33
 
 }  // namespace
 
@@ -44,4 +21,11 @@ Vector3 Vector3::normalizedAngles() const {
   return Vector3(normalizeAngle(x), normalizeAngle(y), normalizeAngle(z));
 }
 
-float Vector3::normalizeAngle(float angle) const { return withTurns(withoutTurns(angle)); }
+float Vector3::normalizeAngle(float angle) const {
+  if (std::abs(angle) > largestReducible) {
+    angle = std::fmod(angle, turn);  // not a number when infinite
+  }
+  while (angle > turn) angle -= turn;
+  while (angle < 0.0F) angle += turn;
+  return angle;
+}
