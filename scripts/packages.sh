@@ -1,0 +1,14 @@
+# shellcheck shell=bash
+# Which Debian packages each job needs. Sourced by the scripts beside it.
+
+# To build the kit, the hosts and the program.
+build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-json3-dev)
+
+# To build and run the tests: the second compiler brings the sanitizers.
+test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14
+  binutils procps)
+
+# To check format, static analysis and documentation.
+lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxygen libbenchmark-dev)
+
+bench_packages=("${build_packages[@]}" libbenchmark-dev)

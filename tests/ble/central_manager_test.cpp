@@ -1,0 +1,289 @@
+#include <platforms/foundation/data.h>
+#include <platforms/foundation/error.h>
+#include <tests/support/captured_output.h>
+#include <tests/support/fake_bluetooth.h>
+#include <tests/support/recorded_events.h>
+#include <zephly/ble/central_manager.h>
+#include <zephly/ble/gatt_profile.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Zephly::platforms::Error;
+
+const std::shared_ptr<const NSError> noError;
+
+// Writes to the world's log, so that the order between what is told and what is asked shows.
+class CentralManagerTest : public testing::Test {
+ protected:
+  void report(CBManagerState state) {
+    world.central->current = state;
+    manager->centralManagerDidUpdateState(world.central);
+  }
+  void discover(const std::shared_ptr<fake::Peripheral>& peripheral) {
+    manager->centralManagerDidDiscoverPeripheral(world.central, peripheral, {}, -60);
+  }
+  void connect(const std::shared_ptr<fake::Peripheral>& peripheral) {
+    manager->centralManagerDidConnectPeripheral(world.central, peripheral);
+  }
+
+  fake::World world;
+  CapturedOutput output;
+  std::shared_ptr<recorded::PeripheralDelegate> session =
+      std::make_shared<recorded::PeripheralDelegate>(world.log);
+  std::shared_ptr<CentralManager> manager = [this] {
+    auto created = CentralManager::init(session);
+    EXPECT_THAT(world.log, ElementsAre("create central"));  // no queue, no options
+    world.log.clear();
+    return created;
+  }();
+  std::shared_ptr<fake::Peripheral> strap = world.peripheral("Zephly");
+};
+
+using CentralManagerDeathTest = CentralManagerTest;
+
+// Construction.
+
+TEST_F(CentralManagerTest, IsTheDelegateOfThePlatformCentralWhichDoesNotOwnIt) {
+  EXPECT_EQ(world.delegate.lock(), manager);
+  EXPECT_EQ(manager.use_count(), 1);
+}
+
+TEST_F(CentralManagerTest, OwnsItsDelegateAndReleasesEverythingAtItsEnd) {
+  discover(strap);
+  connect(strap);
+  const std::weak_ptr<CBPeripheralDelegate> handler = strap->delegate;
+  EXPECT_EQ(session.use_count(), 2);
+  EXPECT_FALSE(handler.expired());
+  world.central->requested.clear();
+  manager.reset();
+  EXPECT_EQ(session.use_count(), 1);
+  EXPECT_TRUE(handler.expired());
+  EXPECT_EQ(strap.use_count(), 1);
+  EXPECT_EQ(world.central.use_count(), 1);
+}
+
+TEST_F(CentralManagerDeathTest, CannotBeMadeWithoutADelegate) {
+  EXPECT_DEATH(CentralManager::init(), "CentralManager.init is not available");
+}
+
+TEST_F(CentralManagerDeathTest, AnEmptyDelegateIsFatalWhenItIsUsed) {
+  const auto orphan = CentralManager::init(nullptr);
+  EXPECT_DEATH(orphan->didReceiveTemperature(1, 2), "CentralManager.delegate is empty");
+}
+
+// Radio state.
+
+TEST_F(CentralManagerTest, ScansForEverythingWhenTheRadioIsPoweredOn) {
+  report(CBManagerState::poweredOn);
+  EXPECT_THAT(world.log, ElementsAre("scan"));
+}
+
+TEST_F(CentralManagerTest, DoesNothingInAnyOtherState) {
+  for (const auto state :
+       {CBManagerState::unknown, CBManagerState::resetting, CBManagerState::unsupported,
+        CBManagerState::unauthorized, CBManagerState::poweredOff}) {
+    report(state);
+  }
+  EXPECT_THAT(world.log, IsEmpty());
+  EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(CentralManagerTest, PoweredOnIsTheValueFive) {
+  report(static_cast<CBManagerState>(5));
+  EXPECT_THAT(world.log, ElementsAre("scan"));
+}
+
+TEST_F(CentralManagerTest, TheRadioGoingOffAndOnScansAgainAndDisturbsNothingElse) {
+  report(CBManagerState::poweredOn);
+  discover(strap);
+  connect(strap);
+  const auto handler = strap->delegate.lock();
+  world.log.clear();
+  report(CBManagerState::poweredOff);
+  report(CBManagerState::poweredOn);
+  EXPECT_THAT(world.log, ElementsAre("scan"));
+  EXPECT_EQ(strap->delegate.lock(), handler);
+}
+
+// Discovery.
+
+TEST_F(CentralManagerTest, AsksToConnectToTheStrap) {
+  discover(strap);
+  EXPECT_THAT(world.log, ElementsAre("connect"));
+  EXPECT_THAT(world.central->requested, ElementsAre(strap));
+}
+
+TEST_F(CentralManagerTest, IgnoresDevicesWithoutANameOrWithAnother) {
+  discover(world.peripheral(std::nullopt));
+  for (const char* name :
+       {"", "zephly", "ZEPHLY", "Zephly ", " Zephly", "Zephly2", "Zephl", "Zephlу"}) {
+    discover(world.peripheral(name));
+  }
+  discover(world.peripheral(std::string("Zephly\0", 7)));
+  EXPECT_THAT(world.log, IsEmpty());
+}
+
+TEST_F(CentralManagerTest, IgnoresWhatTheAdvertisementSaysBesidesTheName) {
+  CBAdvertisementData advertisement;
+  advertisement.localName = "Zephly";
+  manager->centralManagerDidDiscoverPeripheral(world.central, world.peripheral("other"),
+                                               advertisement, 0);
+  EXPECT_THAT(world.log, IsEmpty());
+  advertisement.localName = "other";
+  manager->centralManagerDidDiscoverPeripheral(world.central, strap, advertisement, -127);
+  EXPECT_THAT(world.log, ElementsAre("connect"));
+}
+
+TEST_F(CentralManagerTest, EveryMatchingDiscoveryAsksAgainAndTheLaterDeviceIsRemembered) {
+  const auto second = world.peripheral("Zephly");
+  discover(strap);
+  EXPECT_EQ(strap.use_count(), 3);  // here, in the manager, in the request
+  discover(second);
+  EXPECT_THAT(world.log, ElementsAre("connect", "connect"));
+  EXPECT_THAT(world.central->requested, ElementsAre(strap, second));
+  EXPECT_EQ(strap.use_count(), 2);
+  EXPECT_EQ(second.use_count(), 3);
+}
+
+// Connection.
+
+TEST_F(CentralManagerTest, OnConnectionTheHandlerIsSetBeforeDiscoveryAndThenTheSessionIsTold) {
+  connect(strap);
+  EXPECT_THAT(world.log, ElementsAre("setDelegate", "discoverServices", "didConnectPeripheral"));
+  EXPECT_NE(std::dynamic_pointer_cast<ZephlyPeripheral>(strap->delegate.lock()), nullptr);
+}
+
+TEST_F(CentralManagerTest, TheHandlerReportsToTheManager) {
+  connect(strap);
+  world.log.clear();
+  const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
+  battery->current = Zephly::platforms::Data::of({0xE8, 0x03, 1});
+  strap->delegate.lock()->peripheralDidUpdateValueForCharacteristic(strap, battery, noError);
+  EXPECT_THAT(world.log, ElementsAre("didReceiveBatteryStatus 100 true"));
+}
+
+TEST_F(CentralManagerTest, EachConnectionHasAHandlerOfItsOwnThatReplacesTheOneBefore) {
+  const auto second = world.peripheral("Zephly");
+  connect(strap);
+  EXPECT_FALSE(strap->delegate.expired());
+  connect(second);
+  EXPECT_TRUE(strap->delegate.expired());
+  EXPECT_FALSE(second->delegate.expired());
+}
+
+TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
+  discover(strap);
+  world.log.clear();
+  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, Error::of("why"));
+  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, noError);
+  EXPECT_EQ(output.text(), "didFailToConnectPeripheral\ndidFailToConnectPeripheral\n");
+  EXPECT_THAT(world.log, IsEmpty());
+  discover(strap);  // the next advertisement is the next attempt
+  EXPECT_THAT(world.log, ElementsAre("connect"));
+}
+
+// Disconnection.
+
+TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
+  connect(strap);
+  world.log.clear();
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
+  EXPECT_THAT(world.central->requested, ElementsAre(strap));
+  connect(strap);
+  EXPECT_EQ(world.log.back(), "didConnectPeripheral");
+}
+
+TEST_F(CentralManagerTest, ADisconnectionWithoutAnErrorPrintsNothing) {
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(CentralManagerTest, ADisconnectionWithAnErrorPrintsOneLineAndReconnectsAllTheSame) {
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, Error::of("out of range"));
+  EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
+  EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
+}
+
+TEST_F(CentralManagerTest, ReconnectionIsNotLimitedInNumber) {
+  for (int loss = 0; loss < 1000; ++loss) {
+    manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  }
+  EXPECT_EQ(world.central->requested.size(), 1000u);
+}
+
+TEST_F(CentralManagerTest, ReconnectsToTheDeviceThatWasLostNotToTheOneFoundLast) {
+  const auto second = world.peripheral("Zephly");
+  connect(strap);
+  discover(second);
+  world.central->requested.clear();
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  EXPECT_THAT(world.central->requested, ElementsAre(strap));
+}
+
+TEST_F(CentralManagerTest, TheOldHandlerStaysUntilTheNextConnection) {
+  connect(strap);
+  const auto* handler = strap->delegate.lock().get();
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  EXPECT_EQ(strap->delegate.lock().get(), handler);
+  connect(strap);
+  EXPECT_NE(strap->delegate.lock().get(), handler);
+}
+
+// Relays.
+
+TEST_F(CentralManagerTest, PassesEveryValueOnUnchanged) {
+  manager->didReceiveTemperature(36.5f, 21.25f);
+  manager->didReceiveECG({1, 2, 3});
+  manager->didReceiveRespiration({});
+  manager->didReceiveBatteryStatus({55.5f, true});
+  manager->didReceiveIMUValues(1, 2, 3, 4, 5, 6, 7);
+  EXPECT_THAT(world.log, ElementsAre("didReceiveTemperature 36.5 21.25", "didReceiveECG 1 2 3",
+                                     "didReceiveRespiration", "didReceiveBatteryStatus 55.5 true",
+                                     "didReceiveIMUValues 1 2 3 4 5 6 7"));
+}
+
+TEST_F(CentralManagerTest, ConnectionCallsOfTheHandlerHaveNoEffect) {
+  manager->didConnectPeripheral();
+  manager->didDisconnectPeripheral();
+  EXPECT_THAT(world.log, IsEmpty());
+}
+
+TEST_F(CentralManagerTest, SixOperationsAnswerToTheirMessageNames) {
+  manager->performSelector("didConnectPeripheral");
+  manager->performSelector("didDisconnectPeripheral");
+  EXPECT_THAT(world.log, IsEmpty());
+  manager->performSelector("didReceiveTemperature:ambientTemperature:", 1.5f, 2.5f);
+  manager->performSelector("didReceiveECG:", std::vector<float>{1});
+  manager->performSelector("didReceiveRespiration:", std::vector<float>{2});
+  manager->performSelector("didReceiveIMUValuesWithQw:qx:qy:qz:ax:ay:az:", 1.0f, 2.0f, 3.0f, 4.0f,
+                           5.0f, 6.0f, 7.0f);
+  EXPECT_THAT(world.log,
+              ElementsAre("didReceiveTemperature 1.5 2.5", "didReceiveECG 1",
+                          "didReceiveRespiration 2", "didReceiveIMUValues 1 2 3 4 5 6 7"));
+}
+
+TEST_F(CentralManagerTest, TheBatteryOperationHasNoMessageName) {
+  EXPECT_FALSE(manager->respondsToSelector("didReceiveBatteryStatus:"));
+}
+
+TEST_F(CentralManagerTest, AnswersToThePlatformsMessageNames) {
+  for (const char* name :
+       {"centralManagerDidUpdateState:",
+        "centralManager:didDiscoverPeripheral:advertisementData:RSSI:",
+        "centralManager:didConnectPeripheral:", "centralManager:didFailToConnectPeripheral:error:",
+        "centralManager:didDisconnectPeripheral:error:"}) {
+    EXPECT_TRUE(manager->respondsToSelector(name)) << name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+#include <zephly/ble/gatt_profile.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(GATTProfile, CharacteristicIdentifiers) {
+  EXPECT_EQ(temperatureCharacteristicUUID().UUIDString(), "45366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+  EXPECT_EQ(ecgCharacteristicUUID().UUIDString(), "46366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+  EXPECT_EQ(batteryCharacteristicUUID().UUIDString(), "47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+  EXPECT_EQ(respirationCharacteristicUUID().UUIDString(), "48366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+  EXPECT_EQ(motionCharacteristicUUID().UUIDString(), "49366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+}
+
+TEST(GATTProfile, FiveAreSubscribedToInThisOrder) {
+  EXPECT_THAT(characteristics(),
+              testing::ElementsAre(temperatureCharacteristicUUID(), batteryCharacteristicUUID(),
+                                   ecgCharacteristicUUID(), respirationCharacteristicUUID(),
+                                   motionCharacteristicUUID()));
+}
+
+TEST(GATTProfile, AcceptedName) { EXPECT_EQ(peripheralName, "Zephly"); }
+
+TEST(GATTProfile, EachConstantIsCreatedOnce) {
+  EXPECT_EQ(&ecgCharacteristicUUID(), &ecgCharacteristicUUID());
+  EXPECT_EQ(&characteristics(), &characteristics());
+}
+
+}  // namespace

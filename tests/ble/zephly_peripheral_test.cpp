@@ -1,0 +1,245 @@
+#include <platforms/foundation/data.h>
+#include <platforms/foundation/error.h>
+#include <tests/support/captured_output.h>
+#include <tests/support/fake_bluetooth.h>
+#include <tests/support/recorded_events.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/ble/zephly_peripheral.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Zephly::platforms::Data;
+using Zephly::platforms::Error;
+
+const std::shared_ptr<const NSError> noError;
+
+class ZephlyPeripheralTest : public testing::Test {
+ protected:
+  std::shared_ptr<fake::Characteristic> characteristic(const CBUUID& uuid,
+                                                       std::vector<std::uint8_t> bytes = {}) {
+    auto created = std::make_shared<fake::Characteristic>(uuid);
+    created->current = Data::of(std::move(bytes));
+    return created;
+  }
+
+  void deliver(const CBUUID& uuid, std::vector<std::uint8_t> bytes) {
+    handler->peripheralDidUpdateValueForCharacteristic(
+        peripheral, characteristic(uuid, std::move(bytes)), noError);
+  }
+
+  fake::Log asked;
+  recorded::Log told;
+  CapturedOutput output;
+  std::shared_ptr<fake::Peripheral> peripheral =
+      std::make_shared<fake::Peripheral>(asked, "Zephly");
+  std::shared_ptr<recorded::PeripheralDelegate> delegate =
+      std::make_shared<recorded::PeripheralDelegate>(told);
+  std::shared_ptr<ZephlyPeripheral> handler = ZephlyPeripheral::init(delegate);
+};
+
+using ZephlyPeripheralDeathTest = ZephlyPeripheralTest;
+
+// Service discovery.
+
+TEST_F(ZephlyPeripheralTest, AsksForTheCharacteristicsOfEachServiceInOrder) {
+  peripheral->list = {{std::make_shared<fake::Service>("0003"),
+                       std::make_shared<fake::Service>("0001"),
+                       std::make_shared<fake::Service>("0002")}};
+  handler->peripheralDidDiscoverServices(peripheral, noError);
+  EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0003", "discoverCharacteristics 0001",
+                                 "discoverCharacteristics 0002"));
+}
+
+TEST_F(ZephlyPeripheralTest, IgnoresAnErrorOfServiceDiscoveryEntirely) {
+  peripheral->list = {{std::make_shared<fake::Service>("0001")}};
+  handler->peripheralDidDiscoverServices(peripheral, Error::of("no luck"));
+  EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001"));
+  EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ZephlyPeripheralTest, AsksForNothingWhenThereAreNoServices) {
+  peripheral->list.emplace();
+  handler->peripheralDidDiscoverServices(peripheral, noError);
+  EXPECT_THAT(asked, IsEmpty());
+}
+
+TEST_F(ZephlyPeripheralDeathTest, AnAbsentServiceListIsFatal) {
+  EXPECT_DEATH(handler->peripheralDidDiscoverServices(peripheral, noError),
+               "CBPeripheral.services is absent");
+}
+
+// Characteristic discovery.
+
+TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsAll) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {{characteristic(motionCharacteristicUUID()),
+                    characteristic(ecgCharacteristicUUID()),
+                    characteristic(CBUUID::UUIDWithString("2A19")),
+                    characteristic(temperatureCharacteristicUUID()),
+                    characteristic(respirationCharacteristicUUID()),
+                    characteristic(batteryCharacteristicUUID())}};
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, noError);
+  EXPECT_THAT(asked, ElementsAre("subscribe 49366E80", "subscribe 46366E80", "subscribe 45366E80",
+                                 "subscribe 48366E80", "subscribe 47366E80"));
+  EXPECT_EQ(output.text(),
+            "characteristic 49366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "characteristic 00002A19-0000-1000-8000-00805F9B34FB\n"
+            "characteristic 45366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "characteristic 48366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "characteristic 47366E80-CF3A-11E1-9AB4-0002A5D5C51B\n");
+}
+
+TEST_F(ZephlyPeripheralTest, SubscribesAlsoAfterAnErrorOfCharacteristicDiscovery) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {{characteristic(ecgCharacteristicUUID())}};
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of("half"));
+  EXPECT_THAT(asked, ElementsAre("subscribe 46366E80"));
+  EXPECT_EQ(output.text(),
+            "Error: Optional(\"half\")\n"
+            "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n");
+}
+
+TEST_F(ZephlyPeripheralTest, WritesTheErrorOfCharacteristicDiscoveryAsALiteral) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list.emplace();
+  handler->peripheralDidDiscoverCharacteristicsForService(
+      peripheral, service, Error::of("say \"no\" to C:\\\n\r\t\x01\x7F, Zürich"));
+  EXPECT_EQ(output.text(),
+            "Error: Optional(\"say \\\"no\\\" to C:\\\\\\n\\r\\t\\u{01}\\u{7F}, Zürich\")\n");
+}
+
+TEST_F(ZephlyPeripheralDeathTest, AnAbsentCharacteristicListIsFatal) {
+  EXPECT_DEATH(handler->peripheralDidDiscoverCharacteristicsForService(
+                   peripheral, std::make_shared<fake::Service>("0001"), noError),
+               "CBService.characteristics is absent");
+}
+
+// Subscription.
+
+TEST_F(ZephlyPeripheralTest, PrintsAFailedSubscriptionAndDoesNotRetry) {
+  handler->peripheralDidUpdateNotificationStateForCharacteristic(
+      peripheral, characteristic(ecgCharacteristicUUID()), Error::of("not \"permitted\""));
+  EXPECT_EQ(output.text(),
+            "46366E80-CF3A-11E1-9AB4-0002A5D5C51B Error changing notification state: "
+            "not \"permitted\"\n");
+  EXPECT_THAT(asked, IsEmpty());
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(ZephlyPeripheralTest, SaysNothingOfASubscriptionThatSucceeded) {
+  handler->peripheralDidUpdateNotificationStateForCharacteristic(
+      peripheral, characteristic(ecgCharacteristicUUID()), noError);
+  EXPECT_EQ(output.text(), "");
+  EXPECT_THAT(told, IsEmpty());
+}
+
+// Values.
+
+TEST_F(ZephlyPeripheralTest, DropsAValueWithAnErrorAndPrintsIt) {
+  handler->peripheralDidUpdateValueForCharacteristic(
+      peripheral, characteristic(ecgCharacteristicUUID(), {1, 2, 3}), Error::of("broken"));
+  EXPECT_EQ(output.text(), "Error reading characteristics: broken\n");
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(ZephlyPeripheralTest, IgnoresAnAbsentValue) {
+  const auto silent = characteristic(ecgCharacteristicUUID());
+  silent->current = nullptr;
+  handler->peripheralDidUpdateValueForCharacteristic(peripheral, silent, noError);
+  EXPECT_EQ(output.text(), "");
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(ZephlyPeripheralTest, IgnoresAForeignCharacteristic) {
+  deliver(CBUUID::UUIDWithString("2A19"), {100});
+  deliver(CBUUID::UUIDWithString("4A366E80-CF3A-11E1-9AB4-0002A5D5C51B"), {100});
+  EXPECT_EQ(output.text(), "");
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(ZephlyPeripheralTest, DeliversTemperature) {
+  deliver(temperatureCharacteristicUUID(), {0x43, 0x3A, 0, 0});
+  EXPECT_THAT(told, ElementsAre(recorded::call("didReceiveTemperature", 25.149994f, -273.15f)));
+}
+
+TEST_F(ZephlyPeripheralTest, DeliversECG) {
+  deliver(ecgCharacteristicUUID(), {0, 0, 0x40, 0, 0, 0x80});
+  EXPECT_THAT(told, ElementsAre("didReceiveECG 1.21 -2.42 0 0 0 0"));
+}
+
+TEST_F(ZephlyPeripheralTest, DeliversRespirationByTheECGDecoderAndNeverAsECG) {
+  deliver(respirationCharacteristicUUID(), {0, 0, 0x40, 0, 0, 0x80});
+  EXPECT_THAT(told, ElementsAre("didReceiveRespiration 1.21 -2.42 0 0 0 0"));
+}
+
+TEST_F(ZephlyPeripheralTest, DeliversBattery) {
+  deliver(batteryCharacteristicUUID(), {0xE8, 0x03, 2});
+  EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 100 true"));
+}
+
+TEST_F(ZephlyPeripheralTest, DeliversMotion) {
+  deliver(motionCharacteristicUUID(),
+          {0x40, 0, 0x20, 0, 0xC0, 0, 0x10, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0xFF, 0xFF, 0, 0});
+  EXPECT_THAT(told, ElementsAre("didReceiveIMUValues 1 0.5 -1 0.25 1 2 -1"));
+}
+
+TEST_F(ZephlyPeripheralTest, AnyNotificationIsAtMostOneCall) {
+  for (const CBUUID& uuid : characteristics()) {
+    for (std::size_t length = 0; length <= 64; ++length) {
+      told.clear();
+      deliver(uuid, std::vector<std::uint8_t>(length, 0xA5));
+      EXPECT_EQ(told.size(), 1u);
+    }
+  }
+}
+
+TEST_F(ZephlyPeripheralDeathTest, ADelegateThatIsGoneAtDeliveryIsFatalForEveryStream) {
+  delegate.reset();
+  for (const CBUUID& uuid : characteristics()) {
+    EXPECT_DEATH(deliver(uuid, {1, 2, 3}), "ZephlyPeripheral.zephlyDelegate is gone");
+  }
+}
+
+TEST_F(ZephlyPeripheralTest, ADelegateThatIsGoneDoesNotMatterWhenNothingIsDelivered) {
+  delegate.reset();
+  deliver(CBUUID::UUIDWithString("2A19"), {100});
+  handler->peripheralDidUpdateValueForCharacteristic(
+      peripheral, characteristic(ecgCharacteristicUUID()), Error::of("broken"));
+  EXPECT_THAT(told, IsEmpty());
+}
+
+// The object.
+
+TEST_F(ZephlyPeripheralDeathTest, CannotBeMadeWithoutADelegate) {
+  EXPECT_DEATH(ZephlyPeripheral::init(), "ZephlyPeripheral.init is not available");
+}
+
+TEST_F(ZephlyPeripheralTest, DoesNotOwnItsDelegate) { EXPECT_EQ(delegate.use_count(), 1); }
+
+TEST_F(ZephlyPeripheralTest, AnswersToItsFourMessageNames) {
+  for (const char* name :
+       {"peripheral:didDiscoverCharacteristicsForService:error:",
+        "peripheral:didUpdateNotificationStateForCharacteristic:error:",
+        "peripheral:didUpdateValueForCharacteristic:error:", "peripheral:didDiscoverServices:"}) {
+    EXPECT_TRUE(handler->respondsToSelector(name)) << name;
+  }
+  EXPECT_FALSE(handler->respondsToSelector("peripheralDidUpdateName:"));
+  const auto value = characteristic(batteryCharacteristicUUID(), {10, 0, 0});
+  handler->performSelector("peripheral:didUpdateValueForCharacteristic:error:",
+                           std::shared_ptr<CBPeripheral>(peripheral),
+                           std::shared_ptr<CBCharacteristic>(value), noError);
+  EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 1 false"));
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include <tests/support/captured_output.h>
+#include <zephly/platform/console.h>
+#include <zephly/platform/fatal_error.h>
+
+#include <gtest/gtest.h>
+
+#include <ios>
+#include <iostream>
+#include <sstream>
+
+namespace {
+
+TEST(Console, WritesToStandardOutputsBuffer) {
+  const CapturedOutput output;
+  console() << "one" << std::endl;
+  EXPECT_EQ(output.text(), "one\n");
+}
+
+TEST(Console, FollowsABufferThatIsReplaced) {
+  const CapturedOutput first;
+  {
+    const CapturedOutput second;
+    console() << "inner" << std::endl;
+    EXPECT_EQ(second.text(), "inner\n");
+  }
+  console() << "outer" << std::endl;
+  EXPECT_EQ(first.text(), "outer\n");
+}
+
+TEST(Console, KeepsItsOwnFormattingWhateverIsDoneToStdCout) {
+  const CapturedOutput output;
+  const std::ios saved(nullptr);
+  std::cout << std::hex << std::scientific << std::uppercase << std::showpos;
+  std::cout.precision(12);
+  console() << 0.5f << ", " << 31 << std::endl;
+  std::cout.unsetf(std::ios::floatfield | std::ios::showpos | std::ios::uppercase);
+  std::cout << std::dec;
+  std::cout.precision(6);
+  EXPECT_EQ(output.text(), "0.5, 31\n");
+}
+
+TEST(Console, WritesAgainAfterABufferThatFailed) {
+  class Broken : public std::streambuf {};  // accepts nothing
+  Broken broken;
+  auto* original = std::cout.rdbuf(&broken);
+  console() << "lost" << std::endl;
+  std::cout.rdbuf(original);
+  const CapturedOutput output;
+  console() << "seen" << std::endl;
+  EXPECT_EQ(output.text(), "seen\n");
+}
+
+TEST(FatalErrorDeathTest, SaysWhyOnStandardErrorAndAborts) {
+  EXPECT_EXIT(fatalError("the reason"), testing::KilledBySignal(SIGABRT),
+              "^zephly: fatal error: the reason\n$");
+}
+
+}  // namespace

@@ -1,0 +1,59 @@
+#include <tests/support/fake_bluetooth.h>
+#include <zephly/platform/host.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+namespace {
+
+TEST(Host, TheOneInUseCreatesTheCentral) {
+  fake::World world;
+  const auto central = CBCentralManager::init({}, nullptr, std::nullopt);
+  EXPECT_EQ(central, world.central);
+  EXPECT_EQ(world.log, fake::Log{"create central"});
+}
+
+TEST(Host, TheLastChosenIsInUse) {
+  fake::World first;
+  fake::World second;
+  EXPECT_EQ(Host::current(), &second);
+}
+
+TEST(Host, LeavingDoesNotEndTheUseOfAnother) {
+  fake::World stays;
+  { const fake::World goes; }
+  EXPECT_EQ(Host::current(), nullptr);
+  Host::use(&stays);
+  const fake::World other;
+  Host::use(&stays);
+  Host::leave(&other);
+  EXPECT_EQ(Host::current(), &stays);
+}
+
+TEST(HostDeathTest, WithoutOneTheHostsOfTheBuildAreNamed) {
+  ASSERT_EQ(Host::current(), nullptr);
+  EXPECT_DEATH(CBCentralManager::init({}, nullptr, std::nullopt),
+               "no host is in use; .*this build has: .*simulated");
+}
+
+TEST(HostDeathTest, AHostThatCreatesNoCentralIsRefused) {
+  class Empty : public Host {
+   public:
+    Empty() { Host::use(this); }
+    std::shared_ptr<CBCentralManager> createCentralManager(
+        std::weak_ptr<CBCentralManagerDelegate>, DispatchQueue*,
+        const std::optional<CBOptions>&) override {
+      return nullptr;
+    }
+  };
+  EXPECT_DEATH(
+      {
+        Empty host;
+        CBCentralManager::init({}, nullptr, std::nullopt);
+      },
+      "created no central manager");
+}
+
+}  // namespace

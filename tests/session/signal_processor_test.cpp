@@ -1,0 +1,213 @@
+#include <tests/support/bits.h>
+#include <tests/support/captured_output.h>
+#include <tests/support/fusion_guard.h>
+#include <tests/support/recorded_events.h>
+#include <tests/support/repetitions.h>
+#include <zephly/session/signal_processor.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class SignalProcessorWrapperTest : public testing::Test {
+ protected:
+  repetitions::Sink motion() {
+    return [this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+      wrapper->imu(qw, qx, qy, qz, ax, ay, az);
+    };
+  }
+
+  recorded::Log log;
+  CapturedOutput trace;
+  std::shared_ptr<SignalProcessor> wrapper = SignalProcessor::init();
+  std::shared_ptr<recorded::Workout> workout = std::make_shared<recorded::Workout>(log);
+};
+
+using SignalProcessorWrapperDeathTest = SignalProcessorWrapperTest;
+
+std::vector<float> samplesOfAllKinds() {
+  std::mt19937 bits(7);
+  std::vector<float> samples;
+  for (int index = 0; index < 3000; ++index) {
+    samples.push_back(static_cast<float>(bits()) / 4294967296.0f - 0.5f);
+  }
+  samples.push_back(std::numeric_limits<float>::denorm_min());
+  samples.push_back(std::numeric_limits<float>::infinity());
+  samples.push_back(std::numeric_limits<float>::quiet_NaN());
+  for (int index = 0; index < 100; ++index) samples.push_back(0.25f);
+  return samples;
+}
+
+TEST_F(SignalProcessorWrapperTest, ReturnsTheEnginesValuesBitForBit) {
+  ::Zephly::SignalProcessor engine;
+  for (const float sample : samplesOfAllKinds()) {
+    EXPECT_EQ(wrapper->processLeadoffDetection(sample), engine.processLeadoffDetection(sample));
+    EXPECT_SAME_BITS(wrapper->processRespiration(sample), engine.processRespiration(sample));
+    EXPECT_SAME_BITS(wrapper->processECG(sample), engine.processECG(sample));
+  }
+}
+
+TEST_F(SignalProcessorWrapperTest, PassesSevenMotionValuesInTheirOrder) {
+  ::Zephly::SignalProcessor engine;
+  const auto ignore = [](void*) {};
+  for (auto* each : {wrapper->signalProcessor(), &engine}) {
+    each->setJumpCallback(ignore, nullptr);
+    each->setSitUpCallback(ignore, nullptr);
+    each->setPushUpCallback(ignore, nullptr);
+  }
+  std::mt19937 bits(11);
+  const auto next = [&bits] { return static_cast<float>(bits() % 2000) / 1000.0f - 1.0f; };
+  for (int index = 0; index < 50; ++index) {
+    const std::vector<float> v = {next(), next(), next(), next(), next(), next(), next()};
+    const CapturedOutput byWrapper;
+    wrapper->imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    const CapturedOutput byEngine;
+    engine.imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    ASSERT_NE(byEngine.text(), "");
+    ASSERT_EQ(byWrapper.text(), byEngine.text());
+  }
+}
+
+TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesInTheirOrder) {
+  const FusionGuard guard;
+  ::Zephly::SignalProcessor engine;
+  const auto orientation = [] { return std::vector<float>{q0, q1, q2, q3}; };
+  wrapper->imu(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
+  const auto byWrapper = orientation();
+  FusionGuard::restart();
+  engine.imu(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
+  EXPECT_EQ(byWrapper, orientation());
+}
+
+// The workout bridge.
+
+TEST_F(SignalProcessorWrapperTest, TellsEachKindOfRepetition) {
+  wrapper->setDelegate(workout);
+  wrapper->startWorkoutDetection();
+  repetitions::pushUp(motion());
+  EXPECT_THAT(log, ElementsAre("didDetectPushUp"));
+  log.clear();
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, testing::Contains("didDetectSitUp"));
+  log.clear();
+  repetitions::jump(motion());
+  EXPECT_THAT(log, testing::Contains("didDetectJump"));
+}
+
+TEST_F(SignalProcessorWrapperTest, ARepetitionBeforeAnyDelegateIsSetIsLostWithoutFailure) {
+  wrapper->startWorkoutDetection();
+  repetitions::jump(motion());
+  EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(SignalProcessorWrapperTest, ANewDelegateGetsTheVeryNextRepetitionAlone) {
+  recorded::Log otherLog;
+  const auto other = std::make_shared<recorded::Workout>(otherLog);
+  wrapper->setDelegate(workout);
+  wrapper->startWorkoutDetection();
+  wrapper->setDelegate(other);
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, IsEmpty());
+  EXPECT_THAT(otherLog, ElementsAre("didDetectSitUp"));
+}
+
+TEST_F(SignalProcessorWrapperTest, ADelegateThatIsGoneGetsNothing) {
+  wrapper->setDelegate(workout);
+  wrapper->startWorkoutDetection();
+  EXPECT_EQ(workout.use_count(), 1);  // not owned
+  workout.reset();
+  EXPECT_EQ(wrapper->delegate(), nullptr);
+  repetitions::pushUp(motion());
+  EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(SignalProcessorWrapperTest, ADelegateMayGoDuringItsOwnCall) {
+  struct Leaving : WorkoutDelegate {
+    explicit Leaving(std::shared_ptr<WorkoutDelegate>& owner) : owner_(owner) {}
+    void didDetectPushUp() override {
+      owner_.reset();
+      ++calls;  // still alive: the call holds a reference
+    }
+    std::shared_ptr<WorkoutDelegate>& owner_;
+    int calls = 0;
+  };
+  std::shared_ptr<WorkoutDelegate> owner;
+  owner = std::make_shared<Leaving>(owner);
+  wrapper->setDelegate(owner);
+  wrapper->startWorkoutDetection();
+  repetitions::pushUp(motion());
+  EXPECT_EQ(owner, nullptr);
+}
+
+TEST_F(SignalProcessorWrapperTest, StartingTwiceLeavesOneRegistration) {
+  wrapper->setDelegate(workout);
+  wrapper->startWorkoutDetection();
+  wrapper->startWorkoutDetection();
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+}
+
+TEST_F(SignalProcessorWrapperDeathTest, ARepetitionBeforeDetectionWasStartedIsFatal) {
+  EXPECT_DEATH(repetitions::sitUp(motion()), "sitUpCallback was never set");
+}
+
+TEST_F(SignalProcessorWrapperDeathTest, ADelegateThatLeavesAnExerciseOutFailsAtItsRepetition) {
+  class Indifferent : public WorkoutDelegate {};
+  const auto indifferent = std::make_shared<Indifferent>();
+  wrapper->setDelegate(indifferent);
+  wrapper->startWorkoutDetection();
+  EXPECT_DEATH(repetitions::sitUp(motion()), "does not implement didDetectSitUp");
+}
+
+// The engine property.
+
+TEST_F(SignalProcessorWrapperTest, UsesTheEngineThatItIsGivenWithoutOwningIt) {
+  auto engine = std::make_unique<::Zephly::SignalProcessor>();
+  auto* const created = wrapper->signalProcessor();
+  ASSERT_NE(created, nullptr);
+  wrapper->setSignalProcessor(engine.get());
+  EXPECT_EQ(wrapper->signalProcessor(), engine.get());
+  EXPECT_FALSE(wrapper->processLeadoffDetection(0));
+  EXPECT_TRUE(wrapper->processLeadoffDetection(1));
+  EXPECT_FALSE(created->processLeadoffDetection(1));  // alive, and not the one in use
+  wrapper.reset();
+  EXPECT_TRUE(engine->processLeadoffDetection(0));  // alive
+}
+
+TEST_F(SignalProcessorWrapperDeathTest, UsingAWrapperWithoutAnEngineIsFatal) {
+  wrapper->setSignalProcessor(nullptr);
+  EXPECT_DEATH(wrapper->processECG(0), "SignalProcessor.signalProcessor is empty");
+}
+
+// Message names.
+
+TEST_F(SignalProcessorWrapperTest, AnswersToItsMessageNames) {
+  ::Zephly::SignalProcessor engine;
+  wrapper->performSelector("setDelegate:", std::weak_ptr<WorkoutDelegate>(workout));
+  wrapper->performSelector("startWorkoutDetection");
+  EXPECT_EQ(wrapper->performSelector<std::shared_ptr<WorkoutDelegate>>("delegate"), workout);
+  EXPECT_SAME_BITS(wrapper->performSelector<float>("processECG:", 0.5f), engine.processECG(0.5f));
+  EXPECT_SAME_BITS(wrapper->performSelector<float>("processRespiration:", 0.5f),
+                   engine.processRespiration(0.5f));
+  EXPECT_EQ(wrapper->performSelector<bool>("processLeadoffDetection:", 0.5f), false);
+  repetitions::sitUp([this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+    wrapper->performSelector("imu:qx:qy:qz:ax:ay:az:", qw, qx, qy, qz, ax, ay, az);
+  });
+  EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+  EXPECT_TRUE(wrapper->respondsToSelector("imu:gy:gz:ax:ay:az:mx:my:mz:"));
+  EXPECT_EQ(wrapper->performSelector<::Zephly::SignalProcessor*>("signalProcessor"),
+            wrapper->signalProcessor());
+  wrapper->performSelector("setSignalProcessor:", &engine);
+  EXPECT_EQ(wrapper->signalProcessor(), &engine);
+}
+
+}  // namespace

@@ -1,0 +1,380 @@
+#include <tests/support/bits.h>
+#include <tests/support/captured_output.h>
+#include <tests/support/fake_bluetooth.h>
+#include <tests/support/fusion_guard.h>
+#include <tests/support/recorded_events.h>
+#include <tests/support/repetitions.h>
+#include <tests/support/session_test_access.h>
+#include <zephly/session/zephly.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Access = SessionTestAccess;
+
+// Answers of the lead-off rule for raw samples: the first sample of a session, and a flat line, are
+// "no contact" (false); a jump of more than 0.01 is "contact" (true) for the 70 samples that
+// follow.
+constexpr float flat = 0.0f;
+constexpr float high = 0.5f;
+
+class ZephlyTest : public testing::Test {
+ protected:
+  ~ZephlyTest() override { Access::release(*session); }
+
+  void respiration(const std::vector<float>& samples) { session->didReceiveRespiration(samples); }
+
+  repetitions::Sink motion() {
+    return [this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+      session->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+    };
+  }
+
+  // What the session wrote without the trace lines of the exercise detector ("number, number").
+  std::string linesWithoutTrace() const {
+    std::istringstream lines(output.text());
+    std::string kept;
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find(',') == std::string::npos) kept += line + "\n";
+    }
+    return kept;
+  }
+
+  fake::World world;
+  CapturedOutput output;
+  recorded::Log log;
+  std::shared_ptr<recorded::Application> application = std::make_shared<recorded::Application>(log);
+  std::shared_ptr<::Zephly::Zephly> session = ::Zephly::Zephly::init(application);
+};
+
+using ZephlyDeathTest = ZephlyTest;
+
+// Construction.
+
+TEST(ZephlyConstruction, ThePlatformCentralComesBeforeTheWrapperAndTheDelegate) {
+  fake::World world;
+  bool seen = false;
+  world.whenCreating = [&] {
+    const auto manager = std::dynamic_pointer_cast<CentralManager>(world.delegate.lock());
+    ASSERT_NE(manager, nullptr);
+    auto* const session = Access::session(*manager);
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(Access::centralManager(*session), nullptr);
+    EXPECT_EQ(Access::wrapper(*session), nullptr);
+    EXPECT_FALSE(Access::hasZephlyDelegate(*session));
+    EXPECT_EQ(Access::leadoff(*session), std::nullopt);
+    seen = true;
+  };
+  recorded::Log log;
+  const auto application = std::make_shared<recorded::Application>(log);
+  const auto session = ::Zephly::Zephly::init(application);
+  EXPECT_TRUE(seen);
+  EXPECT_NE(Access::centralManager(*session), nullptr);
+  EXPECT_NE(Access::wrapper(*session), nullptr);
+  EXPECT_TRUE(Access::hasZephlyDelegate(*session));
+  Access::release(*session);
+}
+
+TEST_F(ZephlyTest, TheSessionIsTheWrappersDelegateFromTheStart) {
+  EXPECT_EQ(Access::wrapper(*session)->delegate(), session);
+}
+
+TEST_F(ZephlyTest, DoesNotOwnTheApplication) { EXPECT_EQ(application.use_count(), 1); }
+
+TEST_F(ZephlyTest, NeverHasAPhoneMotionHolder) {
+  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
+  EXPECT_FALSE(Access::hasIMU(*session));
+}
+
+TEST_F(ZephlyTest, SessionAndCentralManagerKeepEachOtherAlive) {
+  const std::weak_ptr<::Zephly::Zephly> watched = session;
+  auto* const raw = session.get();
+  session.reset();
+  EXPECT_FALSE(watched.expired());
+  session = watched.lock();
+  EXPECT_EQ(session.get(), raw);
+}
+
+TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
+  fake::World other;
+  auto second = ::Zephly::Zephly::init(application);
+  const std::weak_ptr<::Zephly::Zephly> watched = second;
+  const std::weak_ptr<CentralManager> manager = Access::centralManager(*second);
+  const std::weak_ptr<::SignalProcessor> wrapper = Access::wrapper(*second);
+  Access::release(*second);
+  second.reset();
+  EXPECT_TRUE(watched.expired());
+  EXPECT_TRUE(manager.expired());
+  EXPECT_TRUE(wrapper.expired());
+  EXPECT_EQ(application.use_count(), 1);
+}
+
+TEST(ZephlyConstructionDeathTest, WithoutAHostIsFatal) {
+  EXPECT_DEATH(::Zephly::Zephly::init(nullptr), "no host is in use");
+}
+
+// Relays.
+
+TEST_F(ZephlyTest, RelaysConnectionEvents) {
+  session->didConnectPeripheral();
+  session->didDisconnectPeripheral();
+  EXPECT_THAT(log, ElementsAre("didConnectPeripheral", "didDisconnectPeripheral"));
+}
+
+TEST_F(ZephlyTest, TemperatureCarriesZeroAsBodyTemperatureAlways) {
+  session->didReceiveTemperature(36.5f, 21.25f);
+  session->didReceiveTemperature(-273.15f, 1037.5f);
+  EXPECT_THAT(log, ElementsAre("didReceiveTemperature 36.5 21.25 0",
+                               "didReceiveTemperature -273.15 1037.5 0"));
+}
+
+TEST_F(ZephlyTest, RelaysBatteryStatus) {
+  session->didReceiveBatteryStatus({6553.5f, true});
+  EXPECT_THAT(log, ElementsAre("didReceiveBatteryStatus 6553.5 true"));
+}
+
+TEST_F(ZephlyTest, AnECGNotificationOfNSamplesIsNCallsInOrderUnchanged) {
+  const std::vector<float> samples = {0.1f,
+                                      -2.42f,
+                                      std::numeric_limits<float>::infinity(),
+                                      -0.0f,
+                                      std::numeric_limits<float>::denorm_min(),
+                                      3,
+                                      4};
+  session->didReceiveECG(samples);
+  ASSERT_EQ(application->ecg.size(), samples.size());
+  for (std::size_t index = 0; index < samples.size(); ++index) {
+    EXPECT_SAME_BITS(application->ecg[index], samples[index]);
+  }
+}
+
+TEST_F(ZephlyTest, AnEmptyNotificationIsNoCall) {
+  session->didReceiveECG({});
+  session->didReceiveRespiration({});
+  EXPECT_THAT(log, IsEmpty());
+}
+
+// Respiration and lead-off: each row of the state machine.
+
+TEST_F(ZephlyTest, TheFirstSampleAlwaysTellsTheNegatedAnswer) {
+  respiration({flat});
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState true", "didReceiveRespiration"));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(false));
+}
+
+TEST_F(ZephlyTest, FromFalseTheSameAnswerTellsNothing) {
+  respiration({flat});
+  log.clear();
+  respiration({flat});
+  EXPECT_THAT(log, ElementsAre("didReceiveRespiration"));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(false));
+}
+
+TEST_F(ZephlyTest, FromFalseToTrueTellsFalse) {
+  respiration({flat});
+  log.clear();
+  respiration({high});
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState false", "didReceiveRespiration"));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(true));
+}
+
+TEST_F(ZephlyTest, FromTrueTheSameAnswerTellsNothing) {
+  respiration({flat, high});
+  log.clear();
+  respiration({high});
+  EXPECT_THAT(log, ElementsAre("didReceiveRespiration"));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(true));
+}
+
+TEST_F(ZephlyTest, FromTrueToFalseTellsTrue) {
+  respiration({flat});
+  respiration(std::vector<float>(69, high));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(true));
+  log.clear();
+  respiration({high});  // the flat sample leaves the window
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState true", "didReceiveRespiration"));
+  EXPECT_EQ(Access::leadoff(*session), std::optional(false));
+}
+
+TEST_F(ZephlyTest, FromEmptyToTrueTellsFalse) {
+  respiration({flat, high});
+  Access::leadoff(*session).reset();
+  log.clear();
+  respiration({high});
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState false", "didReceiveRespiration"));
+}
+
+TEST_F(ZephlyTest, ThreeSamplesWithAnswersTrueTrueFalse) {
+  respiration({flat});
+  respiration(std::vector<float>(67, high));
+  Access::leadoff(*session).reset();  // as before the first sample of a session
+  log.clear();
+  // The flat sample is the oldest but one of the window's 70, the oldest, gone.
+  respiration({high, high, high});
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState false", "didReceiveRespiration",
+                               "didReceiveRespiration", "didChangeLeadoffState true",
+                               "didReceiveRespiration"));
+}
+
+TEST_F(ZephlyTest, DeliversWhatTheEngineMakesOfEachSample) {
+  ::Zephly::SignalProcessor engine;
+  std::vector<float> samples;
+  for (int index = 0; index < 1200; ++index) {
+    samples.push_back(0.3f * static_cast<float>(index % 37) - 4.0f);
+  }
+  respiration(samples);
+  ASSERT_EQ(application->respiration.size(), samples.size());
+  for (std::size_t index = 0; index < samples.size(); ++index) {
+    engine.processLeadoffDetection(samples[index]);
+    EXPECT_SAME_BITS(application->respiration[index], engine.processRespiration(samples[index]));
+  }
+}
+
+TEST_F(ZephlyTest, DisconnectionDoesNotResetTheLeadoffState) {
+  respiration({flat, high});
+  session->didDisconnectPeripheral();
+  session->didConnectPeripheral();
+  log.clear();
+  respiration({high});
+  EXPECT_THAT(log, ElementsAre("didReceiveRespiration"));
+}
+
+// Without a wrapper.
+
+TEST_F(ZephlyTest, WithoutAWrapperAndADelegateTheLeadoffStateBecomesEmpty) {
+  respiration({flat});
+  Access::wrapper(*session).reset();
+  application.reset();
+  respiration({flat});
+  EXPECT_EQ(Access::leadoff(*session), std::nullopt);
+}
+
+TEST_F(ZephlyDeathTest, WithoutAWrapperButWithADelegateARespirationSampleIsFatal) {
+  Access::wrapper(*session).reset();
+  EXPECT_DEATH(respiration({flat}), "Zephly.sp is empty");
+}
+
+TEST_F(ZephlyTest, WithoutAWrapperMotionAndWorkoutDetectionAreIgnored) {
+  Access::wrapper(*session).reset();
+  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
+  session->didReceiveIMUValues(0, 0, 0, 0, 0, 1, 0, 0, 0);
+  session->startWorkoutDetection(std::make_shared<recorded::Workout>(log));
+  EXPECT_EQ(output.text(), "");
+}
+
+// Without an application.
+
+TEST_F(ZephlyTest, WithoutAnApplicationNothingIsToldAndNothingFails) {
+  application.reset();
+  session->didConnectPeripheral();
+  session->didReceiveTemperature(1, 2);
+  session->didReceiveECG({1, 2, 3});
+  session->didReceiveRespiration({flat, high});
+  session->didReceiveBatteryStatus({});
+  session->didDisconnectPeripheral();
+  EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(ZephlyTest, WithoutAnApplicationLeadoffDetectionAdvancesAndTheChainIsNotFed) {
+  application.reset();
+  respiration({flat, high});
+  EXPECT_EQ(Access::leadoff(*session), std::optional(true));
+  // The next sample meets a chain that has seen none of the two, and a lead-off window that has.
+  ::Zephly::SignalProcessor fresh;
+  auto& wrapper = *Access::wrapper(*session);
+  for (int index = 0; index < 400; ++index) {
+    const float sample = static_cast<float>(index % 7);
+    EXPECT_SAME_BITS(wrapper.processRespiration(sample), fresh.processRespiration(sample));
+  }
+  EXPECT_TRUE(wrapper.processLeadoffDetection(high));
+}
+
+// An application that lets go of itself during a call.
+class Leaving : public recorded::Application {
+ public:
+  Leaving(recorded::Log& log, std::shared_ptr<Leaving>& owner) : Application(log), owner_(owner) {}
+  void didReceiveECG(float sample) override {
+    Application::didReceiveECG(sample);
+    owner_.reset();
+  }
+  void didChangeLeadoffState(bool leadoff) override {
+    Application::didChangeLeadoffState(leadoff);
+    owner_.reset();
+  }
+
+ private:
+  std::shared_ptr<Leaving>& owner_;
+};
+
+TEST_F(ZephlyTest, AnApplicationThatGoesDuringAnECGCallGetsNoFurtherSample) {
+  fake::World other;
+  std::shared_ptr<Leaving> owner;
+  owner = std::make_shared<Leaving>(log, owner);
+  const auto second = ::Zephly::Zephly::init(owner);
+  second->didReceiveECG({1, 2, 3});
+  EXPECT_THAT(log, ElementsAre("didReceiveECG"));
+  Access::release(*second);
+}
+
+TEST_F(ZephlyTest, AnApplicationThatGoesDuringALeadoffCallGetsNoRespirationSample) {
+  fake::World other;
+  std::shared_ptr<Leaving> owner;
+  owner = std::make_shared<Leaving>(log, owner);
+  const auto second = ::Zephly::Zephly::init(owner);
+  second->didReceiveRespiration({flat, flat});
+  EXPECT_THAT(log, ElementsAre("didChangeLeadoffState true"));
+  Access::release(*second);
+}
+
+// Exercise.
+
+TEST_F(ZephlyTest, ARepetitionBeforeTheApplicationAsksIsPrintedAndReachesNoApplication) {
+  repetitions::pushUp(motion());
+  EXPECT_EQ(linesWithoutTrace(), "PushUp!\n");
+  EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(ZephlyTest, TheSessionsOwnWorkoutOperationsPrintOneLineEach) {
+  session->didDetectPushUp();
+  session->didDetectSitUp();
+  session->didDetectJump();
+  EXPECT_EQ(output.text(), "PushUp!\nSitUp!\nJump!\n");
+}
+
+TEST_F(ZephlyTest, AJumpIsPrintedAsSuch) {
+  repetitions::jump(motion());
+  EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
+}
+
+TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
+  const auto workout = std::make_shared<recorded::Workout>(log);
+  session->startWorkoutDetection(workout);
+  EXPECT_EQ(workout.use_count(), 1);
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+  EXPECT_EQ(linesWithoutTrace(), "");
+}
+
+TEST_F(ZephlyTest, MotionSendsNothingToTheApplication) {
+  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
+  EXPECT_THAT(log, IsEmpty());
+  EXPECT_EQ(output.text(), "0, 0\n");
+}
+
+TEST_F(ZephlyTest, NinePhoneValuesGoToTheNineAxisPath) {
+  const FusionGuard guard;
+  session->didReceiveIMUValues(0.5f, 0, 0, 0, 0, 1, 0, 0, 0);
+  EXPECT_NE(q1, 0.0f);
+}
+
+}  // namespace

@@ -1,0 +1,29 @@
+#pragma once
+/// @file
+/// Looks at, and changes, what the session's classes hold privately.
+
+#include <zephly/ble/central_manager.h>
+#include <zephly/session/zephly.h>
+
+#include <memory>
+#include <optional>
+
+struct SessionTestAccess {
+  using Session = ::Zephly::Zephly;
+
+  static Session* session(const CentralManager& manager) {
+    return dynamic_cast<Session*>(manager.delegate.get());
+  }
+  static bool hasIMU(const Session& session) { return session.imu != nullptr; }
+  static bool hasZephlyDelegate(const Session& session) {
+    return !session.zephlyDelegate.expired();
+  }
+  static std::shared_ptr<CentralManager> centralManager(const Session& session) {
+    return session.centralManager;
+  }
+  static std::shared_ptr<::SignalProcessor>& wrapper(Session& session) { return session.sp; }
+  static std::optional<bool>& leadoff(Session& session) { return session.leadoff; }
+
+  /// Breaks the cycle between session and central manager, which nothing else does.
+  static void release(Session& session) { session.centralManager->delegate.reset(); }
+};
