@@ -54,7 +54,7 @@ class FrameSource {
   virtual void listenerReady(StrapTime now) = 0;
 
   /// When the next frame is due; empty while there is none (before a recording begins, after it
-  /// ends). Never earlier than a time returned before.
+  /// ends). Never earlier than a frame taken before; listenerReady may bring it forward.
   virtual std::optional<StrapTime> nextFrameTime() const = 0;
 
   /// Takes the next frame out. Only when nextFrameTime() is not empty.

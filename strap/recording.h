@@ -16,7 +16,8 @@
 /// | Accelerometer X, Y, Z   | g     | motion, together with the gyroscope               |
 /// | Gyroscope X, Y, Z       | deg/s | motion                                            |
 ///
-/// Other columns are not used, but their cells must be numbers too.
+/// Accelerometer and gyroscope come all six or not at all. Other columns are not used, but their
+/// cells must be numbers too, with a point for the decimals and at most 1e30 in size.
 
 #include <strap/frame.h>
 
@@ -51,6 +52,8 @@ class Recording {
   static constexpr std::size_t largestFile = 1U << 30U;  ///< bytes
   static constexpr double slowestRate = 0.001;           ///< rows per second
   static constexpr double fastestRate = 100'000;         ///< rows per second
+  static constexpr double longestTime = 24 * 3600;       ///< seconds
+  static constexpr double largestNumber = 1e30;
 
   /// Reads a file whose rows were taken `rowsPerSecond` a second. Throws RecordingError.
   static Recording load(const std::filesystem::path& file, double rowsPerSecond);
@@ -71,6 +74,8 @@ class Recording {
   const std::array<std::vector<double>, 3>& rotation() const { return rotation_; }  ///< deg/s
 
  private:
+  friend class RecordingParser;
+
   Recording() = default;
 
   double rowsPerSecond_ = 0;
