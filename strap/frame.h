@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What a strap sends: one notification of one of its five streams, and where such frames come
 /// from.
 ///

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The rates at which a strap made of software measures and sends.
 
 #include <strap/frame.h>

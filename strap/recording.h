@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A recording for the strap to play: named columns of a text file, one row per sampling instant.
 ///
 ///   auto recording = std::make_shared<const Recording>(Recording::load("rest.csv", 100));

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A strap made of software, worn by a person made of software.
 ///
 ///   Strap strap({.seed = 7});

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What happens to a strap and when: exercises, walks, electrodes off, charger in, link lost.
 ///
 ///   TrainingPlan plan;

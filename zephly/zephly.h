@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// All that an application needs: the session and its delegates, the processing wrapper, the number
 /// conversions and the version. Choose a host (see platforms/), then create a Zephly::Zephly.
 

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A byte buffer of its own bytes: what every host hands to the kit as the value of a
 /// characteristic.
 ///

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// An error that is nothing but its text: what every host reports to the kit when something failed.
 ///
 ///   std::shared_ptr<const NSError> error = Zephly::platforms::Error::of("The device is gone.");

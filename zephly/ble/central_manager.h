@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Finds the strap, connects to it and keeps the connection up.
 ///
 /// Scans for everything as soon as the radio is on and for ever; asks for a connection to every

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The strap's GATT profile: the name under which it advertises and the characteristics that it
 /// notifies. They stand on whatever services the strap offers; no service is ever filtered for.
 ///

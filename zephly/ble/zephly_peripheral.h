@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The handler of one connected strap: finds its characteristics, subscribes to those of the
 /// profile and turns every notification into one call of a ZephlyPeripheralDelegate.
 ///

@@ -1,10 +1,11 @@
 #pragma once
-// The central role of Bluetooth Low Energy, as a host offers it to the kit: radio state, scanning,
-// connecting.
-//
-// Created through CBCentralManager::init, which asks the host that is in use (see host.h). All
-// calls are made, and all answers come, on the thread that runs the main queue; nothing calls the
-// delegate from inside the call that asked, nor from inside init.
+/// @file
+/// The central role of Bluetooth Low Energy, as a host offers it to the kit: radio state, scanning,
+/// connecting.
+///
+/// Created through CBCentralManager::init, which asks the host that is in use (see host.h). All
+/// calls are made, and all answers come, on the thread that runs the main queue; nothing calls the
+/// delegate from inside the call that asked, nor from inside init.
 
 #include <zephly/platform/cb_peripheral.h>
 #include <zephly/platform/foundation.h>
@@ -17,23 +18,23 @@
 
 class CBCentralManager;
 
-// The radio. The numbers are those of the platform interface that this boundary is modelled on.
+/// The radio. The numbers are those of the platform interface that this boundary is modelled on.
 enum class CBManagerState : int {
-  unknown = 0,       // not known yet: the state before the first report
-  resetting = 1,     // lost for a moment, a report follows
-  unsupported = 2,   // this machine has no usable radio or no Bluetooth service
-  unauthorized = 3,  // this program may not use it
+  unknown = 0,       ///< not known yet: the state before the first report
+  resetting = 1,     ///< lost for a moment, a report follows
+  unsupported = 2,   ///< this machine has no usable radio or no Bluetooth service
+  unauthorized = 3,  ///< this program may not use it
   poweredOff = 4,
   poweredOn = 5,
 };
 
-// A queue other than the main one. No host has any: every caller passes null, the main queue.
+/// A queue other than the main one. No host has any: every caller passes null, the main queue.
 class DispatchQueue;
 
-// Options by name, for scans, connections and creation. The kit passes none.
+/// Options by name, for scans, connections and creation. The kit passes none.
 using CBOptions = std::map<std::string, std::string>;
 
-// What a device said in one advertisement, as far as the host knows.
+/// What a device said in one advertisement, as far as the host knows.
 struct CBAdvertisementData {
   std::optional<std::string> localName;
   std::vector<CBUUID> serviceUUIDs;
@@ -43,25 +44,25 @@ class CBCentralManagerDelegate {
  public:
   virtual ~CBCentralManagerDelegate() = default;
 
-  // The state has become known or has changed; read it with central->state(). Comes at least once
-  // after creation.
+  /// The state has become known or has changed; read it with central->state(). Comes at least once
+  /// after creation.
   virtual void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) = 0;
-  // One advertisement while scanning; a device is reported again each time that it is heard.
-  // `RSSI` is the signal strength in dBm; 127 when it is not known.
+  /// One advertisement while scanning; a device is reported again each time that it is heard.
+  /// `RSSI` is the signal strength in dBm; 127 when it is not known.
   virtual void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                                    const std::shared_ptr<CBPeripheral>& peripheral,
                                                    const CBAdvertisementData& advertisementData,
                                                    int RSSI) = 0;
-  // A requested connection stands.
+  /// A requested connection stands.
   virtual void centralManagerDidConnectPeripheral(
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral) = 0;
-  // A requested connection cannot be made; the request has ended.
+  /// A requested connection cannot be made; the request has ended.
   virtual void centralManagerDidFailToConnectPeripheral(
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<const NSError>& error) = 0;
-  // A connection has ended, told exactly once; `error` is empty when it was ended on purpose.
+  /// A connection has ended, told exactly once; `error` is empty when it was ended on purpose.
   virtual void centralManagerDidDisconnectPeripheral(
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral,
@@ -75,26 +76,26 @@ class CBCentralManagerDelegate {
 
 class CBCentralManager : public NSObject {
  public:
-  // A central of the host in use, never empty; without a host a fatal error that names the hosts of
-  // this build. `delegate` is held without owning it; while it is gone, what would have been told
-  // is dropped. `queue` null is the main queue, the only one there is.
+  /// A central of the host in use, never empty; without a host a fatal error that names the hosts
+  /// of this build. `delegate` is held without owning it; while it is gone, what would have been
+  /// told is dropped. `queue` null is the main queue, the only one there is.
   static std::shared_ptr<CBCentralManager> init(std::weak_ptr<CBCentralManagerDelegate> delegate,
                                                 DispatchQueue* queue,
                                                 const std::optional<CBOptions>& options);
 
   virtual CBManagerState state() const = 0;
 
-  // Reports every device that advertises one of the services, every device at all when
-  // `serviceUUIDs` is absent, until the central goes away. Asked while it scans, it goes on with
-  // the new filter; asked while the radio is not powered on, it does nothing.
+  /// Reports every device that advertises one of the services, every device at all when
+  /// `serviceUUIDs` is absent, until the central goes away. Asked while it scans, it goes on with
+  /// the new filter; asked while the radio is not powered on, it does nothing.
   virtual void scanForPeripheralsWithServices(
       const std::optional<std::vector<CBUUID>>& serviceUUIDs,
       const std::optional<CBOptions>& options) = 0;
 
-  // Requests a connection. The request does not time out: it stands until the device is connected,
-  // the connection fails for a reason other than absence, or the central goes away. Asked while a
-  // request for the device stands or while it is connected, it changes nothing and is not answered
-  // again.
+  /// Requests a connection. The request does not time out: it stands until the device is connected,
+  /// the connection fails for a reason other than absence, or the central goes away. Asked while a
+  /// request for the device stands or while it is connected, it changes nothing and is not answered
+  /// again.
   virtual void connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
                                  const std::optional<CBOptions>& options) = 0;
 };

@@ -1,10 +1,11 @@
 #pragma once
-// A remote device, its services and its characteristics, as a host shows them to the kit.
-//
-// All of it is called on the thread that runs the main queue, and every answer comes back on that
-// thread, later: nothing calls the delegate from inside the call that asked. Objects are identified
-// by address: as long as a connection stands, the host reports the same service or characteristic
-// with the same object.
+/// @file
+/// A remote device, its services and its characteristics, as a host shows them to the kit.
+///
+/// All of it is called on the thread that runs the main queue, and every answer comes back on that
+/// thread, later: nothing calls the delegate from inside the call that asked. Objects are
+/// identified by address: as long as a connection stands, the host reports the same service or
+/// characteristic with the same object.
 
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/platform/foundation.h>
@@ -16,52 +17,52 @@
 
 class CBPeripheral;
 
-// A value that the device sends again and again. Owned by its service.
+/// A value that the device sends again and again. Owned by its service.
 class CBCharacteristic : public NSObject {
  public:
   virtual CBUUID UUID() const = 0;
 
-  // The bytes received last; empty when none were received. Inside
-  // peripheralDidUpdateValueForCharacteristic it is the value that the call announces, even when a
-  // later one has already arrived.
+  /// The bytes received last; empty when none were received. Inside
+  /// peripheralDidUpdateValueForCharacteristic it is the value that the call announces, even when a
+  /// later one has already arrived.
   virtual std::shared_ptr<const NSData> value() const = 0;
 
-  // One line of the host's choice that tells a person which characteristic this is.
+  /// One line of the host's choice that tells a person which characteristic this is.
   std::string description() const override = 0;
 };
 
-// A group of characteristics. Owned by its peripheral.
+/// A group of characteristics. Owned by its peripheral.
 class CBService : public NSObject {
  public:
   virtual CBUUID UUID() const = 0;
 
-  // The characteristics found, in the order in which the device lists them; empty (absent) until
-  // their discovery has ended. The kit reads it only from
-  // peripheralDidDiscoverCharacteristicsForService, where an absent list is a fatal error: a host
-  // that found none, or failed, reports an empty list.
+  /// The characteristics found, in the order in which the device lists them; empty (absent) until
+  /// their discovery has ended. The kit reads it only from
+  /// peripheralDidDiscoverCharacteristicsForService, where an absent list is a fatal error: a host
+  /// that found none, or failed, reports an empty list.
   virtual std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> characteristics() const = 0;
 };
 
-// Receives what a peripheral has to say. `error` is empty when there was none.
+/// Receives what a peripheral has to say. `error` is empty when there was none.
 class CBPeripheralDelegate {
  public:
   virtual ~CBPeripheralDelegate() = default;
 
-  // The answer to discoverServices: one per call.
+  /// The answer to discoverServices: one per call.
   virtual void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& peripheral,
                                              const std::shared_ptr<const NSError>& error) = 0;
-  // The answer to discoverCharacteristics: one per call.
+  /// The answer to discoverCharacteristics: one per call.
   virtual void peripheralDidDiscoverCharacteristicsForService(
       const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
       const std::shared_ptr<const NSError>& error) = 0;
-  // The answer to setNotifyValue: one per call.
+  /// The answer to setNotifyValue: one per call.
   virtual void peripheralDidUpdateNotificationStateForCharacteristic(
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<CBCharacteristic>& characteristic,
       const std::shared_ptr<const NSError>& error) = 0;
-  // One notification: called once for each value that the device sent, in the order of arrival,
-  // from the moment of the subscription on (which may be before its answer) until the
-  // disconnection.
+  /// One notification: called once for each value that the device sent, in the order of arrival,
+  /// from the moment of the subscription on (which may be before its answer) until the
+  /// disconnection.
   virtual void peripheralDidUpdateValueForCharacteristic(
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<CBCharacteristic>& characteristic,
@@ -75,32 +76,32 @@ class CBPeripheralDelegate {
 
 class CBPeripheral : public NSObject {
  public:
-  // The name under which the device advertises; absent when it advertises none.
+  /// The name under which the device advertises; absent when it advertises none.
   virtual std::optional<std::string> name() const = 0;
 
-  // The receiver of everything that follows; held without owning it. Replaces the one before at
-  // once; while it is gone, what would have been told is dropped.
+  /// The receiver of everything that follows; held without owning it. Replaces the one before at
+  /// once; while it is gone, what would have been told is dropped.
   virtual void setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) = 0;
 
-  // Starts discovery of the services with the given identifiers, of all services when
-  // `serviceUUIDs` is absent. Asked again, it is answered again. Without a connection it is not
-  // answered.
+  /// Starts discovery of the services with the given identifiers, of all services when
+  /// `serviceUUIDs` is absent. Asked again, it is answered again. Without a connection it is not
+  /// answered.
   virtual void discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) = 0;
 
-  // The services found, in the order of their discovery; absent until a discovery has ended. The
-  // kit reads it only from peripheralDidDiscoverServices, where an absent list is a fatal error: a
-  // host that found none, or failed, reports an empty list.
+  /// The services found, in the order of their discovery; absent until a discovery has ended. The
+  /// kit reads it only from peripheralDidDiscoverServices, where an absent list is a fatal error: a
+  /// host that found none, or failed, reports an empty list.
   virtual std::optional<std::vector<std::shared_ptr<CBService>>> services() const = 0;
 
-  // Starts discovery of the service's characteristics, of all of them when `characteristicUUIDs` is
-  // absent. Asked again, it is answered again. Without a connection it is not answered.
+  /// Starts discovery of the service's characteristics, of all of them when `characteristicUUIDs`
+  /// is absent. Asked again, it is answered again. Without a connection it is not answered.
   virtual void discoverCharacteristics(
       const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
       const std::shared_ptr<CBService>& service) = 0;
 
-  // Subscribes to (true) or unsubscribes from (false) the characteristic's values. A second
-  // subscription is answered like the first and delivers nothing twice. A subscription ends with
-  // its connection. Without a connection it is not answered.
+  /// Subscribes to (true) or unsubscribes from (false) the characteristic's values. A second
+  /// subscription is answered like the first and delivers nothing twice. A subscription ends with
+  /// its connection. Without a connection it is not answered.
   virtual void setNotifyValue(bool enabled,
                               const std::shared_ptr<CBCharacteristic>& characteristic) = 0;
 };

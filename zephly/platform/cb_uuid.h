@@ -1,9 +1,10 @@
 #pragma once
-// A 128-bit Bluetooth identifier. The one class of the host boundary that is no interface: an
-// identifier is the same sixteen bytes on every host, and the profile's constants exist before any
-// host is chosen.
-//
-//   CBUUID battery = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+/// @file
+/// A 128-bit Bluetooth identifier. The one class of the host boundary that is no interface: an
+/// identifier is the same sixteen bytes on every host, and the profile's constants exist before any
+/// host is chosen.
+///
+///   CBUUID battery = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 
 #include <array>
 #include <compare>
@@ -14,17 +15,17 @@
 
 class CBUUID {
  public:
-  // From text: 4 or 8 hexadecimal digits (a short identifier, expanded with the Bluetooth base
-  // UUID) or the 36 characters of the long form, in either case. Any other text is a fatal error
-  // that shows it.
+  /// From text: 4 or 8 hexadecimal digits (a short identifier, expanded with the Bluetooth base
+  /// UUID) or the 36 characters of the long form, in either case. Any other text is a fatal error
+  /// that shows it.
   static CBUUID UUIDWithString(std::string_view text);
 
-  // The same for text that comes from outside the program: empty instead of a fatal error.
+  /// The same for text that comes from outside the program: empty instead of a fatal error.
   static std::optional<CBUUID> parse(std::string_view text);
 
-  // The long form, in upper case.
+  /// The long form, in upper case.
   std::string UUIDString() const;
-  // As it stands in diagnostic lines: UUIDString().
+  /// As it stands in diagnostic lines: UUIDString().
   std::string description() const { return UUIDString(); }
 
   bool isEqual(const CBUUID& other) const { return bytes_ == other.bytes_; }
@@ -35,5 +36,5 @@ class CBUUID {
  private:
   explicit CBUUID(const std::array<std::uint8_t, 16>& bytes) : bytes_(bytes) {}
 
-  std::array<std::uint8_t, 16> bytes_;  // most significant first, as written
+  std::array<std::uint8_t, 16> bytes_;  ///< most significant first, as written
 };

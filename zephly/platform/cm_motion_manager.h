@@ -1,6 +1,7 @@
 #pragma once
-// The phone's own motion sensors. The kit holds such an object (see phone/imu.h) and calls nothing
-// on it, so the interface has no operation yet.
+/// @file
+/// The phone's own motion sensors. The kit holds such an object (see phone/imu.h) and calls nothing
+/// on it, so the interface has no operation yet.
 
 class CMMotionManager {
  public:

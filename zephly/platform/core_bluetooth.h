@@ -1,5 +1,6 @@
 #pragma once
-// The Bluetooth part of the host boundary.
+/// @file
+/// The Bluetooth part of the host boundary.
 
 #include <zephly/platform/cb_central_manager.h>
 #include <zephly/platform/cb_peripheral.h>

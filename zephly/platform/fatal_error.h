@@ -1,12 +1,13 @@
 #pragma once
-// What happens when the kit cannot go on: one line on standard error, then the program stops.
-//
-//   if (!services) fatalError("CBPeripheral.services is absent after discovery");
-//
-// A fatal error is a broken contract between the kit, its host and the application (a list that is
-// declared never absent is absent, a required delegate is gone), never a condition of the link or
-// of the data. It cannot be caught: it ends in std::abort(), after standard output has been flushed
-// so that no diagnostic line is lost.
+/// @file
+/// What happens when the kit cannot go on: one line on standard error, then the program stops.
+///
+///   if (!services) fatalError("CBPeripheral.services is absent after discovery");
+///
+/// A fatal error is a broken contract between the kit, its host and the application (a list that is
+/// declared never absent is absent, a required delegate is gone), never a condition of the link or
+/// of the data. It cannot be caught: it ends in std::abort(), after standard output has been
+/// flushed so that no diagnostic line is lost.
 
 #include <string_view>
 

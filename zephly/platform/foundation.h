@@ -1,6 +1,7 @@
 #pragma once
-// The part of the host boundary that has nothing to do with Bluetooth: the root object class, byte
-// buffers and errors.
+/// @file
+/// The part of the host boundary that has nothing to do with Bluetooth: the root object class, byte
+/// buffers and errors.
 
 #include <zephly/platform/ns_data.h>
 #include <zephly/platform/ns_error.h>

@@ -1,15 +1,16 @@
 #pragma once
-// Which world the kit runs in. An application chooses its host in one line, before it creates a
-// session; a host's own constructor or `use` function calls Host::use.
-//
-//   class MyRadio : public Host {
-//    public:
-//     MyRadio() { Host::use(this); }
-//     ~MyRadio() override { Host::leave(this); }
-//     std::shared_ptr<CBCentralManager> createCentralManager(...) override;
-//   };
-//
-// One host is in use at a time in a process; called on the main queue's thread only.
+/// @file
+/// Which world the kit runs in. An application chooses its host in one line, before it creates a
+/// session; a host's own constructor or `use` function calls Host::use.
+///
+///   class MyRadio : public Host {
+///    public:
+///     MyRadio() { Host::use(this); }
+///     ~MyRadio() override { Host::leave(this); }
+///     std::shared_ptr<CBCentralManager> createCentralManager(...) override;
+///   };
+///
+/// One host is in use at a time in a process; called on the main queue's thread only.
 
 #include <zephly/platform/cb_central_manager.h>
 
@@ -21,20 +22,20 @@ class Host {
  public:
   virtual ~Host() = default;
 
-  // A new central of this host; never empty. Must not call the delegate before it returns.
-  // Arguments as CBCentralManager::init has them. The central may outlive the host and is then
-  // without a radio.
+  /// A new central of this host; never empty. Must not call the delegate before it returns.
+  /// Arguments as CBCentralManager::init has them. The central may outlive the host and is then
+  /// without a radio.
   virtual std::shared_ptr<CBCentralManager> createCentralManager(
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) = 0;
 
-  // Makes `host` the one in use, in place of any before. It is not owned.
+  /// Makes `host` the one in use, in place of any before. It is not owned.
   static void use(Host* host);
-  // Ends its use; does nothing when another one is in use.
+  /// Ends its use; does nothing when another one is in use.
   static void leave(const Host* host);
-  // The host in use, or null.
+  /// The host in use, or null.
   static Host* current();
-  // The names of the hosts that this build has, separated by ", "; "none" when it has none.
+  /// The names of the hosts that this build has, separated by ", "; "none" when it has none.
   static std::string_view available();
 
  protected:

@@ -1,8 +1,9 @@
 #pragma once
-// A byte buffer that a host hands to the kit: the value of a characteristic.
-//
-// A host implements it over whatever it has; the bytes must not change for the object's lifetime.
-// The kit calls it on the main queue only and keeps no reference beyond the call that delivers it.
+/// @file
+/// A byte buffer that a host hands to the kit: the value of a characteristic.
+///
+/// A host implements it over whatever it has; the bytes must not change for the object's lifetime.
+/// The kit calls it on the main queue only and keeps no reference beyond the call that delivers it.
 
 #include <cstddef>
 
@@ -10,11 +11,11 @@ class NSData {
  public:
   virtual ~NSData() = default;
 
-  // Number of bytes, 0 or more.
+  /// Number of bytes, 0 or more.
   virtual std::size_t length() const = 0;
 
-  // Copies the first min(`length`, length()) bytes to `buffer`, which has room for `length` bytes.
-  // Bytes of `buffer` beyond those are left as they are.
+  /// Copies the first min(`length`, length()) bytes to `buffer`, which has room for `length` bytes.
+  /// Bytes of `buffer` beyond those are left as they are.
   virtual void getBytes(void* buffer, std::size_t length) const = 0;
 
  protected:

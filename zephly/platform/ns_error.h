@@ -1,6 +1,7 @@
 #pragma once
-// An error that a host reports with one of its callbacks. The kit prints its text and does nothing
-// else with it; "no error" is an empty std::shared_ptr<NSError>.
+/// @file
+/// An error that a host reports with one of its callbacks. The kit prints its text and does nothing
+/// else with it; "no error" is an empty std::shared_ptr<NSError>.
 
 #include <string>
 
@@ -8,7 +9,7 @@ class NSError {
  public:
   virtual ~NSError() = default;
 
-  // What went wrong, in words for a person, in the host's own language (UTF-8, one line).
+  /// What went wrong, in words for a person, in the host's own language (UTF-8, one line).
   virtual std::string localizedDescription() const = 0;
 
  protected:

@@ -1,21 +1,22 @@
 #pragma once
-// The root class of objects that can be driven by message name as well as by C++ call.
-//
-//   class Lamp : public NSObject {
-//    public:
-//     void setLevel(float level);
-//    protected:
-//     const SelectorTable& selectors() const override {
-//       static const SelectorTable table{"Lamp", {selector<&Lamp::setLevel>("setLevel:")}};
-//       return table;
-//     }
-//   };
-//   lamp.performSelector<void>("setLevel:", 0.5f);
-//
-// A message is sent with the exact argument types of the operation (a float is not a double; a
-// reference parameter is sent by value). An unknown selector, a wrong result type or wrong argument
-// types are a fatal error that names the class and the selector. Objects are reference counted
-// through std::shared_ptr; nothing here is thread-safe.
+/// @file
+/// The root class of objects that can be driven by message name as well as by C++ call.
+///
+///   class Lamp : public NSObject {
+///    public:
+///     void setLevel(float level);
+///    protected:
+///     const SelectorTable& selectors() const override {
+///       static const SelectorTable table{"Lamp", {selector<&Lamp::setLevel>("setLevel:")}};
+///       return table;
+///     }
+///   };
+///   lamp.performSelector<void>("setLevel:", 0.5f);
+///
+/// A message is sent with the exact argument types of the operation (a float is not a double; a
+/// reference parameter is sent by value). An unknown selector, a wrong result type or wrong
+/// argument types are a fatal error that names the class and the selector. Objects are reference
+/// counted through std::shared_ptr; nothing here is thread-safe.
 
 #include <zephly/platform/fatal_error.h>
 
@@ -31,23 +32,23 @@
 
 class NSObject;
 
-// One message that a class answers: its name, the signature it wants (as the type of a function
-// that takes every argument by value) and the function that performs it.
+/// One message that a class answers: its name, the signature it wants (as the type of a function
+/// that takes every argument by value) and the function that performs it.
 struct Selector {
   std::string_view name;
   const std::type_info* signature;
-  void (*perform)();  // really Result (*)(NSObject&, Arguments...), see `signature`
+  void (*perform)();  ///< really Result (*)(NSObject&, Arguments...), see `signature`
 };
 
-// All messages of one class, in the order in which the class declares them. A subclass that answers
-// its base class's messages too lists them again.
+/// All messages of one class, in the order in which the class declares them. A subclass that
+/// answers its base class's messages too lists them again.
 class SelectorTable {
  public:
   SelectorTable(std::string_view className, std::initializer_list<Selector> selectors);
 
   std::string_view className() const { return className_; }
   const std::vector<Selector>& all() const { return selectors_; }
-  // Null when the class does not answer `name`.
+  /// Null when the class does not answer `name`.
   const Selector* find(std::string_view name) const;
 
  private:
@@ -61,8 +62,8 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
 
   bool respondsToSelector(std::string_view name) const;
 
-  // The text that stands for the object in a diagnostic line; by default the class name in angle
-  // brackets.
+  /// The text that stands for the object in a diagnostic line; by default the class name in angle
+  /// brackets.
   virtual std::string description() const;
 
   template <class Result = void, class... Arguments>
@@ -77,7 +78,7 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
   NSObject(const NSObject&) = default;
   NSObject& operator=(const NSObject&) = default;
 
-  // The class's messages; the base class answers none.
+  /// The class's messages; the base class answers none.
   virtual const SelectorTable& selectors() const;
 
  private:
@@ -115,8 +116,8 @@ struct Maker<method> {
 
 }  // namespace selector_detail
 
-// A table entry for the member function `method` under the message name `name` (which must be a
-// string literal: the table keeps no copy).
+/// A table entry for the member function `method` under the message name `name` (which must be a
+/// string literal: the table keeps no copy).
 template <auto method>
 Selector selector(std::string_view name) {
   return selector_detail::Maker<method>::named(name);

@@ -1,9 +1,10 @@
 #pragma once
-// The strap's battery report.
+/// @file
+/// The strap's battery report.
 
 struct BatteryStatus {
-  float soc = 0;  // state of charge in percent, as the strap reports it (0.1 steps, not clamped)
-  bool inCharge = false;  // true while the strap is charging
+  float soc = 0;  ///< state of charge in percent, as the strap reports it (0.1 steps, not clamped)
+  bool inCharge = false;  ///< true while the strap is charging
 
   friend bool operator==(const BatteryStatus&, const BatteryStatus&) = default;
 };

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The strap's notification frames: five layouts of bytes to physical values.
 ///
 /// A frame is never rejected. It is copied into a buffer of its kind's size first, so a frame that

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The strap's number formats: bytes to numbers.
 ///
 /// The strap sends ECG and respiration samples as 24-bit two's complement and motion values as

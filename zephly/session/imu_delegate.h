@@ -1,12 +1,13 @@
 #pragma once
-// Samples of the phone's own motion sensors. Nothing in the kit produces them yet.
-//
-// May be implemented by a value as well as by an object: a holder keeps it by std::shared_ptr, into
-// which a value is copied.
+/// @file
+/// Samples of the phone's own motion sensors. Nothing in the kit produces them yet.
+///
+/// May be implemented by a value as well as by an object: a holder keeps it by std::shared_ptr,
+/// into which a value is copied.
 
 class IMUDelegate {
  public:
-  // Rotation rate, acceleration and magnetic field, each x, y, z.
+  /// Rotation rate, acceleration and magnetic field, each x, y, z.
   virtual void didReceiveIMUValues(float gx, float gy, float gz, float ax, float ay, float az,
                                    float mx, float my, float mz) = 0;
 

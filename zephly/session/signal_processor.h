@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The engine as an object: one sample in, one result out, and exercise repetitions told to a
 /// delegate.
 ///

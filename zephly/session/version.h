@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Which version of the kit this is: as constants, and as text that `what` and `strings` find in
 /// the built library and in every program that links it.
 

@@ -1,10 +1,11 @@
 #pragma once
-// Counted exercise repetitions.
-//
-// Called on the main queue, from inside the processing of the motion sample that completed the
-// repetition. Every operation is optional to implement, but it is called without asking: the first
-// repetition of a kind whose operation is left out is a fatal error that names the operation. The
-// destructor stands last so that the operations hold the slots 0 to 2 of the virtual table.
+/// @file
+/// Counted exercise repetitions.
+///
+/// Called on the main queue, from inside the processing of the motion sample that completed the
+/// repetition. Every operation is optional to implement, but it is called without asking: the first
+/// repetition of a kind whose operation is left out is a fatal error that names the operation. The
+/// destructor stands last so that the operations hold the slots 0 to 2 of the virtual table.
 
 #include <zephly/platform/fatal_error.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The session: the one object that an application creates to use the strap.
 ///
 ///   auto app = std::make_shared<Application>();   // a ZephlyDelegate
