@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The main queue: the one event loop on which every callback of a host runs, so that an
 /// application never needs a lock. No thread is started by it.
 ///
@@ -102,7 +103,8 @@ class MainQueue {
   /// make ready is left to the next call, so that one call always ends.
   std::size_t poll();
 
-  /// Ends run() after the callback that is running; before run(), ends the next run() at once.
+  /// Ends run() after the callback that is running; before run(), ends the next run() at once. An
+  /// application that runs its io_context itself stops that itself.
   void stop();
 
   /// Calls `callback` on the queue, after everything that was posted before. From any thread.
@@ -135,10 +137,10 @@ class MainQueue {
 
   boost::asio::io_context& context();
 
- private:
+  /// What runs it.
   class Core;
-  friend class Handle::Entry;
 
+ private:
   std::shared_ptr<Core> core_;
 };
 

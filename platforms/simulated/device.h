@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A device in the reach of the simulated radio: an advertiser and a GATT server whose every answer
 /// can be scripted.
 ///
@@ -21,6 +22,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,10 +30,13 @@
 
 namespace Zephly::simulated {
 
+class Central;
 class Link;
+class Peripheral;
 class Radio;
 struct CharacteristicEntry;
 struct ServiceEntry;
+struct Value;
 
 /// What becomes of an attempt to connect.
 struct ConnectBehaviour {
@@ -127,12 +132,12 @@ class Device {
 
   /// Becomes known to a central with the next advertisement that it hears.
   void setName(std::optional<std::string> name);
-  const std::optional<std::string>& name() const;
+  const std::optional<std::string>& name() const { return name_; }
   void setRssi(int rssi);
   /// Out of range it neither advertises nor connects, and links are lost with an error. Requests
   /// to connect stand and are taken up when it is back.
   void setInRange(bool inRange);
-  bool inRange() const;
+  bool inRange() const { return inRange_; }
   void setAdvertisesWhileConnected(bool advertises);
 
   // Connecting -------------------------------------------------------------------------------
@@ -148,9 +153,9 @@ class Device {
   void loseLink(std::optional<std::string> error = std::nullopt);
 
   /// True while at least one central is connected.
-  bool connected() const;
+  bool connected() const { return !links_.empty(); }
   /// Connections made so far, over all centrals.
-  std::uint64_t connections() const;
+  std::uint64_t connections() const { return connections_; }
 
   // The GATT server --------------------------------------------------------------------------
 
@@ -182,7 +187,7 @@ class Device {
   /// How many notify... calls for the characteristic returned true.
   std::uint64_t sent(const CBUUID& characteristic) const;
 
-  /// Called, with the identifier, whenever a central's subscription began or ended: from the
+  /// Called, with the identifier, whenever a subscription began or ended on request: from the
   /// scheduler, before the confirmation. Replaces the one before; empty for none.
   void setSubscriptionObserver(std::function<void(const CBUUID&)> observer);
 
@@ -191,13 +196,52 @@ class Device {
  private:
   friend class Central;
   friend class Link;
+  friend class Peripheral;
   friend class Radio;
-
-  struct State;
 
   Device(Radio& radio, DeviceOptions options);
 
-  std::unique_ptr<State> state_;
+  ConnectBehaviour takeConnectBehaviour();
+  void restartIdleAttempts();
+  void linkBegan(const std::shared_ptr<Link>& link);
+  void linkEnded(const Link& link);
+
+  // Schedules or drops the next advertisement after anything on which it depends has changed.
+  void updateAdvertising();
+  void advertise();
+  std::vector<std::shared_ptr<Peripheral>> peripherals() const;
+
+  const DiscoveryAnswer& characteristicAnswer(const CBUUID& service) const;
+  const SubscriptionAnswer& subscriptionAnswer(const CBUUID& characteristic) const;
+  void subscriptionChanged(const CBUUID& characteristic);
+  bool hasCharacteristic(const CBUUID& characteristic) const;
+  bool send(const CBUUID& characteristic, const Value& value);
+
+  Radio& radio_;
+  std::optional<std::string> name_;
+  Duration advertisingInterval_;
+  int rssi_;
+  bool inRange_;
+  bool advertisesWhileConnected_;
+  std::vector<CBUUID> advertisedServices_;
+
+  std::optional<Time> advertisingSince_;
+  std::optional<Time> lastAdvertisement_;
+  std::optional<Scheduler::EventId> nextAdvertisement_;
+
+  ConnectBehaviour connectBehaviour_;
+  std::deque<ConnectBehaviour> nextConnects_;
+  std::vector<std::shared_ptr<Link>> links_;
+  std::uint64_t connections_ = 0;
+
+  std::vector<std::shared_ptr<const ServiceEntry>> services_;
+  DiscoveryAnswer serviceAnswer_;
+  DiscoveryAnswer characteristicAnswer_;
+  std::map<CBUUID, DiscoveryAnswer> characteristicAnswers_;
+  SubscriptionAnswer subscriptionAnswer_;
+  std::map<CBUUID, SubscriptionAnswer> subscriptionAnswers_;
+  std::map<CBUUID, std::uint64_t> sent_;
+  std::function<void(const CBUUID&)> subscriptionObserver_;
 };
 
 /// The service that addStrapProfile adds; the kit does not look at service identifiers.

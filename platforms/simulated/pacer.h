@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Lets a scheduler's clock run with the wall clock, on the main queue.
 ///
 ///   Zephly::main_queue::MainQueue queue;
@@ -41,7 +42,7 @@ class Pacer {
   Pacer(main_queue::MainQueue& queue, Scheduler& scheduler, double speed, Options options);
   Pacer(const Pacer&) = delete;
   Pacer& operator=(const Pacer&) = delete;
-  /// The clock stands still from then on.
+  /// The clock stands still from then on. Not from inside an event of the scheduler.
   ~Pacer() = default;
 
   double speed() const { return speed_; }
@@ -53,7 +54,7 @@ class Pacer {
   Duration behind() const;
 
  private:
-  Time target() const;
+  Time target(std::chrono::steady_clock::time_point wall) const;
   void arm(std::chrono::nanoseconds delay);
   void turn();
 

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A Bluetooth radio inside the process, with any number of devices in its reach: the host for
 /// tests and for work without hardware.
 ///
@@ -64,6 +65,9 @@ class Radio final : public Host {
   friend class Central;
   friend class Device;
 
+  /// True when an advertisement now would reach somebody.
+  bool hears();
+  void updateAdvertising();
   std::vector<std::shared_ptr<Central>> liveCentrals();
 
   Scheduler& scheduler_;

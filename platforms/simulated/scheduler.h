@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Virtual time for the simulated world: events in order of time, run when somebody steps the
 /// clock.
 ///

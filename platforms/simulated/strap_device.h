@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A strap made of software on the air: carries the frames of a strap::FrameSource over a simulated
 /// device.
 ///
@@ -70,7 +71,7 @@ class StrapDevice {
   bool listenerWasReady_ = false;
   std::array<Counts, strap::allStreams.size()> counts_{};
   std::optional<Scheduler::EventId> nextEvent_;
-  std::vector<Scheduler::EventId> losses_;
+  std::vector<Scheduler::EventId> planned_;
 };
 
 }  // namespace Zephly::simulated
