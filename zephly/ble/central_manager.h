@@ -21,6 +21,7 @@
 
 struct SessionTestAccess;  // lets tests look at what the session's classes hold
 
+/// Between the platform's central and the session.
 class CentralManager : public NSObject,
                        public CBCentralManagerDelegate,
                        public ZephlyPeripheralDelegate {

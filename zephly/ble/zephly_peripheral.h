@@ -14,6 +14,7 @@
 
 #include <memory>
 
+/// From the platform's answers to the delegate's calls, for one connection.
 class ZephlyPeripheral : public NSObject, public CBPeripheralDelegate {
  public:
   /// A handler that reports to `zephlyDelegate`, which it does not own. The delegate must be alive

@@ -40,6 +40,7 @@ struct CBAdvertisementData {
   std::vector<CBUUID> serviceUUIDs;
 };
 
+/// Receives what a central has to say. `error` is empty when there was none.
 class CBCentralManagerDelegate {
  public:
   virtual ~CBCentralManagerDelegate() = default;
@@ -74,6 +75,7 @@ class CBCentralManagerDelegate {
   CBCentralManagerDelegate& operator=(const CBCentralManagerDelegate&) = default;
 };
 
+/// The radio of this machine in the central role.
 class CBCentralManager : public NSObject {
  public:
   /// A central of the host in use, never empty; without a host a fatal error that names the hosts

@@ -74,6 +74,7 @@ class CBPeripheralDelegate {
   CBPeripheralDelegate& operator=(const CBPeripheralDelegate&) = default;
 };
 
+/// A device that has been heard, connected or not.
 class CBPeripheral : public NSObject {
  public:
   /// The name under which the device advertises; absent when it advertises none.

@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+/// A value: copied and compared freely.
 class CBUUID {
  public:
   /// From text: 4 or 8 hexadecimal digits (a short identifier, expanded with the Bluetooth base

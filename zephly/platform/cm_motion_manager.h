@@ -3,6 +3,7 @@
 /// The phone's own motion sensors. The kit holds such an object (see phone/imu.h) and calls nothing
 /// on it, so the interface has no operation yet.
 
+/// To be derived from by a host that has such sensors.
 class CMMotionManager {
  public:
   virtual ~CMMotionManager() = default;

@@ -18,6 +18,7 @@
 #include <optional>
 #include <string_view>
 
+/// What a new host derives from.
 class Host {
  public:
   virtual ~Host() = default;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 
+/// Immutable bytes.
 class NSData {
  public:
   virtual ~NSData() = default;

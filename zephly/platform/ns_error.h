@@ -5,6 +5,7 @@
 
 #include <string>
 
+/// What went wrong, as text.
 class NSError {
  public:
   virtual ~NSError() = default;

@@ -56,6 +56,7 @@ class SelectorTable {
   std::vector<Selector> selectors_;
 };
 
+/// Reference counted, and answers to the selectors of its class.
 class NSObject : public std::enable_shared_from_this<NSObject> {
  public:
   virtual ~NSObject() = default;
@@ -85,6 +86,7 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
   const Selector& requireSelector(std::string_view name, const std::type_info& signature) const;
 };
 
+/// @cond
 namespace selector_detail {
 
 template <auto method, class Class, class Result, class... Arguments>
@@ -115,6 +117,7 @@ struct Maker<method> {
 };
 
 }  // namespace selector_detail
+/// @endcond
 
 /// A table entry for the member function `method` under the message name `name` (which must be a
 /// string literal: the table keeps no copy).

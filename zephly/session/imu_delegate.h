@@ -5,6 +5,7 @@
 /// May be implemented by a value as well as by an object: a holder keeps it by std::shared_ptr,
 /// into which a value is copied.
 
+/// One call per sample of all three sensors.
 class IMUDelegate {
  public:
   /// Rotation rate, acceleration and magnetic field, each x, y, z.

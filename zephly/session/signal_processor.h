@@ -19,6 +19,7 @@
 
 #include <memory>
 
+/// Owns one engine and forwards to it.
 class SignalProcessor : public NSObject {
  public:
   /// A wrapper with an engine of its own. An allocation failure propagates and leaves nothing

@@ -9,6 +9,7 @@
 
 #include <zephly/platform/fatal_error.h>
 
+/// One call per repetition.
 class WorkoutDelegate {
  public:
   virtual void didDetectPushUp() {

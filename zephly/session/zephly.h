@@ -25,6 +25,7 @@
 
 namespace Zephly {
 
+/// One strap, one session.
 class Zephly : public ZephlyPeripheralDelegate, public IMUDelegate, public WorkoutDelegate {
  public:
   /// Starts a session that reports to `zephlyDelegate`, which it does not own. A host must be in

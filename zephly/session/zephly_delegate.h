@@ -15,6 +15,7 @@
 
 #include <zephly/protocol/battery_status.h>
 
+/// To be implemented by the application.
 class ZephlyDelegate {
  public:
   /// True: the electrodes have lost contact with the skin. False: they have contact. Told for the
