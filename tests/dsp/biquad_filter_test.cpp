@@ -217,6 +217,9 @@ TEST(BiquadFilterTest, UnknownTypeHasNoCoefficients) {
     BiquadFilter filter(static_cast<BiquadFilterType>(number), 0.1, 4, 0.707);
     for (const double x : {1.0, -5.0, 1e300, 0.0}) EXPECT_EQ(filter.process(x), 0.0);
     EXPECT_SAME_BITS(filter.lastInput(), 0.0);
+    // A feedback coefficient would not be a number for this quality.
+    BiquadFilter withoutQuality(static_cast<BiquadFilterType>(number), 0.1, 4, 0.0);
+    for (const double x : {1.0, -5.0, 0.0}) EXPECT_EQ(withoutQuality.process(x), 0.0);
   }
 }
 
