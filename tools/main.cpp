@@ -1,0 +1,104 @@
+/// The program `zephly`: finds the subcommand and runs it.
+
+#include <tools/command.h>
+#include <tools/monitor/monitor.h>
+#include <zephly/session/version.h>
+
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using Zephly::tools::Command;
+
+// Descriptors 0 to 2 that somebody has closed would be given to the next file that is opened.
+void openStandardDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) ::open("/dev/null", O_RDWR);
+  }
+}
+
+// "zephly 1.0 (PROGRAM:Zephly  PROJECT:Zephly-SDK-1)"
+std::string versionText() {
+  std::string_view record = ZephlyVersionString;
+  record.remove_prefix(std::string_view("@(#)").size());
+  record.remove_suffix(1);
+  const std::string number = std::to_string(ZephlyVersionNumber);
+  // At least one digit stays behind the point.
+  const std::size_t last = std::max(number.find_last_not_of('0'), number.find('.') + 1);
+  return "zephly " + number.substr(0, last + 1) + " (" + std::string(record) + ")";
+}
+
+// The message in one line, whatever was in the options.
+std::string oneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return text;
+}
+
+const Command* chosen(const std::vector<Command>& commands) {
+  const auto found = std::find_if(commands.begin(), commands.end(),
+                                  [](const Command& command) { return command.options->parsed(); });
+  return found == commands.end() ? nullptr : &*found;
+}
+
+int complain(const std::string& who, const std::string& message, int exitCode) {
+  std::cerr << who << ": " << oneLine(message) << '\n';
+  return exitCode;
+}
+
+// What was expected, in the words of this program.
+std::string messageOf(const CLI::ParseError& error) {
+  const std::string text = error.what();
+  const std::string option = text.substr(0, text.find(": "));
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return option + ": expected exactly one value, and once only";
+  }
+  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
+    return text + " (expected no value)";
+  }
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) return text + " (see --help)";
+  return text;
+}
+
+int run(int argc, char** argv) {
+  CLI::App program("Tools for the Zephly chest strap.", "zephly");
+  program.set_version_flag("--version", versionText);
+  program.require_subcommand(0, 1);
+  const std::vector<Command> commands = {Zephly::monitor::addMonitorCommand(program)};
+  const auto who = [&] {
+    const Command* command = chosen(commands);
+    return command == nullptr ? "zephly" : "zephly " + command->options->get_name();
+  };
+  try {
+    program.parse(argc, argv);
+    const Command* command = chosen(commands);
+    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor)");
+    return command->run();
+  } catch (const CLI::ParseError& error) {
+    // Help and version are no errors.
+    if (error.get_exit_code() == 0) return program.exit(error);
+    return complain(who(), messageOf(error), Zephly::tools::exitBadOption);
+  } catch (const std::exception& error) {
+    return complain(who(), error.what(), Zephly::tools::exitFailed);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  openStandardDescriptors();
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    return complain("zephly", error.what(), Zephly::tools::exitFailed);
+  }
+}

@@ -1,0 +1,55 @@
+#pragma once
+/// What a session reports while it is watched: one value per callback or diagnostic line of the
+/// kit.
+
+#include <strap/frame.h>
+#include <strap/training_plan.h>
+#include <zephly/protocol/battery_status.h>
+
+#include <string>
+#include <variant>
+
+namespace Zephly::monitor {
+
+struct Connected {};
+struct Disconnected {};
+/// `off`: the electrodes have no contact with the skin.
+struct LeadOff {
+  bool off;
+};
+/// Degrees Celsius.
+struct Temperature {
+  float object;
+  float ambient;
+  float body;
+};
+struct Battery {
+  BatteryStatus status;
+};
+struct EcgSample {
+  float value;  ///< full scale is +-2.42
+};
+struct RespirationSample {
+  float value;  ///< 0..1
+};
+struct Repetition {
+  strap::Exercise exercise;
+};
+/// A motion sample, as the trace line of the exercise detector shows it.
+struct MotionSample {
+  float highPassed;    ///< vertical acceleration without its slow part, g
+  float displacement;  ///< the measure of vertical movement that decides on up and down
+};
+/// Any other line of the kit.
+struct Diagnostic {
+  std::string text;
+};
+
+struct Event {
+  strap::StrapTime time;  ///< since the session began
+  std::variant<Connected, Disconnected, LeadOff, Temperature, Battery, EcgSample, RespirationSample,
+               Repetition, MotionSample, Diagnostic>
+      what;
+};
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,68 @@
+#include <tools/monitor/json_line.h>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+
+namespace Zephly::monitor {
+
+namespace {
+
+std::string quoted(std::string_view text) {
+  using Json = nlohmann::json;
+  return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string nonFinite(float value) {
+  if (std::isnan(value)) return "\"nan\"";
+  return value > 0 ? "\"inf\"" : "\"-inf\"";
+}
+
+}  // namespace
+
+std::string jsonSeconds(strap::StrapTime time) {
+  constexpr std::int64_t second = 1'000'000'000;
+  const std::int64_t nanoseconds = time.count();
+  std::string text = nanoseconds < 0 ? "-" : "";
+  const std::int64_t magnitude = nanoseconds < 0 ? -nanoseconds : nanoseconds;
+  text += std::to_string(magnitude / second);
+  if (magnitude % second == 0) return text;
+  // The leading one keeps the zeros behind the point.
+  const std::string fraction = std::to_string(second + magnitude % second).substr(1);
+  return text + "." + fraction.substr(0, fraction.find_last_not_of('0') + 1);
+}
+
+JsonLine::JsonLine(strap::StrapTime time, std::string_view event)
+    : text_("{\"t\":" + jsonSeconds(time)) {
+  raw("event", "\"" + std::string(event) + "\"");
+}
+
+JsonLine& JsonLine::number(std::string_view name, float value) {
+  if (!std::isfinite(value)) return raw(name, nonFinite(value));
+  std::array<char, 32> digits{};
+  const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  return raw(name, {digits.data(), static_cast<std::size_t>(result.ptr - digits.data())});
+}
+
+JsonLine& JsonLine::boolean(std::string_view name, bool value) {
+  return raw(name, value ? "true" : "false");
+}
+
+JsonLine& JsonLine::string(std::string_view name, std::string_view value) {
+  return raw(name, quoted(value));
+}
+
+JsonLine& JsonLine::raw(std::string_view name, std::string_view json) {
+  text_ += ",\"";
+  text_ += name;
+  text_ += "\":";
+  text_ += json;
+  return *this;
+}
+
+std::string JsonLine::text() const { return text_ + "}\n"; }
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,114 @@
+#include <tools/monitor/json_line.h>
+#include <tools/monitor/json_text.h>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <string_view>
+#include <variant>
+
+namespace Zephly::monitor {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// In the order of strap::allExercises.
+constexpr std::array<std::string_view, 3> exerciseEvents = {"pushUp", "sitUp", "jump"};
+constexpr std::array<const char*, 3> exerciseCounts = {"pushUps", "sitUps", "jumps"};
+
+class Writer {
+ public:
+  explicit Writer(strap::StrapTime time) : time_(time) {}
+
+  std::string operator()(const Connected& /*connected*/) const { return line("connected").text(); }
+  std::string operator()(const Disconnected& /*disconnected*/) const {
+    return line("disconnected").text();
+  }
+  std::string operator()(const LeadOff& leadOff) const {
+    return line("leadoff").boolean("value", leadOff.off).text();
+  }
+  std::string operator()(const Temperature& temperature) const {
+    return line("temperature")
+        .number("object", temperature.object)
+        .number("ambient", temperature.ambient)
+        .number("body", temperature.body)
+        .text();
+  }
+  std::string operator()(const Battery& battery) const {
+    return line("battery")
+        .number("soc", battery.status.soc)
+        .boolean("inCharge", battery.status.inCharge)
+        .text();
+  }
+  std::string operator()(const EcgSample& sample) const {
+    return line("ecg").number("value", sample.value).text();
+  }
+  std::string operator()(const RespirationSample& sample) const {
+    return line("respiration").number("value", sample.value).text();
+  }
+  std::string operator()(const Repetition& repetition) const {
+    return line(exerciseEvents[static_cast<std::size_t>(repetition.exercise)]).text();
+  }
+  std::string operator()(const MotionSample& sample) const {
+    return line("motion")
+        .number("highPassed", sample.highPassed)
+        .number("displacement", sample.displacement)
+        .text();
+  }
+  std::string operator()(const Diagnostic& diagnostic) const {
+    return line("diagnostic").string("text", diagnostic.text).text();
+  }
+
+ private:
+  JsonLine line(std::string_view event) const { return {time_, event}; }
+
+  strap::StrapTime time_;
+};
+
+Json streamJson(const StreamSummary& stream) {
+  Json json = {{"sent", stream.strap.sent},
+               {"delivered", stream.delivered},
+               {"lost", stream.lost()},
+               {"unheard", stream.strap.unheard}};
+  if (const auto& played = stream.strap.recording) {
+    json["recording"] = {{"rows", played->rows},
+                         {"samples", played->samples},
+                         {"filled", played->filled},
+                         {"saturated", played->saturated}};
+  }
+  return json;
+}
+
+Json repetitionsJson(const strap::Repetitions& repetitions) {
+  Json json = Json::object();
+  for (const strap::Exercise exercise : strap::allExercises) {
+    json[exerciseCounts[static_cast<std::size_t>(exercise)]] = repetitions.of(exercise);
+  }
+  return json;
+}
+
+}  // namespace
+
+std::string jsonText(const Event& event) { return std::visit(Writer(event.time), event.what); }
+
+std::string jsonText(const Summary& summary) {
+  Json streams = Json::object();
+  for (const StreamSummary& stream : summary.streams) {
+    streams[std::string(strap::streamName(stream.stream))] = streamJson(stream);
+  }
+  const Json repetitions = {{"done", repetitionsJson(summary.repetitionsDone)},
+                            {"counted", repetitionsJson(summary.repetitionsCounted)}};
+  return JsonLine(summary.duration, "summary")
+      .raw("duration", jsonSeconds(summary.duration))
+      .raw("streams", streams.dump())
+      .raw("repetitions", repetitions.dump())
+      .raw("connections", std::to_string(summary.connections))
+      .raw("disconnections", std::to_string(summary.disconnections))
+      .raw("reconnections", std::to_string(summary.reconnections))
+      .raw("leadOffChanges", std::to_string(summary.leadOffChanges))
+      .raw("neverArrived", Json(summary.neverArrived).dump())
+      .text();
+}
+
+}  // namespace Zephly::monitor

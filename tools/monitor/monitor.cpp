@@ -1,0 +1,211 @@
+#include <platforms/main_queue/main_queue.h>
+#include <tools/monitor/diagnostics_catcher.h>
+#include <tools/monitor/monitor.h>
+#include <tools/monitor/options.h>
+#include <tools/monitor/receiver.h>
+#include <tools/monitor/simulated_source.h>
+#include <tools/monitor/terminal_kind.h>
+#include <tools/monitor/view.h>
+#include <tools/output.h>
+#include <zephly/session/zephly.h>
+
+#include <CLI/CLI.hpp>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace Zephly::monitor {
+
+namespace {
+
+std::shared_ptr<const strap::Recording> load(const Options& options) {
+  if (!options.recording) return nullptr;
+  return std::make_shared<const strap::Recording>(
+      strap::Recording::load(*options.recording, *options.rowsPerSecond));
+}
+
+std::string titleOf(const Options& options) {
+  if (options.recording) {
+    return "simulated strap plays " + options.recording->filename().string();
+  }
+  return "simulated strap, seed " + std::to_string(options.seed);
+}
+
+// The file for the diagnostic lines, or one that is not open.
+std::ofstream openDiagnostics(const Options& options) {
+  if (!options.diagnostics) return {};
+  std::ofstream file(*options.diagnostics);
+  if (!file) {
+    throw CLI::ValidationError("--diagnostics", "cannot write " + options.diagnostics->string() +
+                                                    ": " + std::generic_category().message(errno));
+  }
+  return file;
+}
+
+class Monitor {
+ public:
+  explicit Monitor(const Options& options)
+      : options_(options),
+        diagnosticsFile_(openDiagnostics(options)),
+        source_(queue_,
+                {.seed = options.seed,
+                 .speed = options.speed,
+                 .duration = options.duration,
+                 .recording = load(options)},
+                [this] { end(); }),
+        receiver_(std::make_shared<Receiver>([this] { return source_.now(); },
+                                             [this](const Event& event) { take(event); })),
+        catcher_([this](std::string_view line) { diagnosticLine(line); }),
+        view_(makeView()) {}
+
+  int run() {
+    const auto session = ::Zephly::Zephly::init(receiver_);
+    session->startWorkoutDetection(receiver_);
+    watchSignals();
+    watchKeyboard();
+    source_.start();
+    refresh();
+    queue_.run();
+    receiver_->endAt(source_.now());
+    const Summary summary = summarize(source_.finish(), model_);
+    view_->finish(summary);
+    return verdict(summary);
+  }
+
+ private:
+  std::unique_ptr<View> makeView() {
+    const TerminalKind kind = terminalKind(STDOUT_FILENO);
+    if (options_.json || !kind.terminal) return std::make_unique<JsonView>(output_);
+    Watched watched{model_, [this, unicode = kind.unicode] { return viewOptions(unicode); }};
+    if (!kind.drawable) return std::make_unique<LineView>(output_, std::move(watched));
+    return std::make_unique<ScreenView>(output_, STDOUT_FILENO, kind.colors, std::move(watched));
+  }
+
+  ViewOptions viewOptions(bool unicode) const {
+    ViewOptions options;
+    options.now = source_.now();
+    options.title = titleOf(options_);
+    options.unicode = unicode;
+    if (options_.speed != 1) options.pace = "speed " + CLI::detail::to_string(options_.speed);
+    constexpr auto noticeable = std::chrono::seconds(1);
+    if (source_.behind() > options_.speed * noticeable) {
+      options.pace += " (this machine is slower)";
+    }
+    return options;
+  }
+
+  void take(const Event& event) {
+    model_.take(event);
+    view_->take(event);
+  }
+
+  void diagnosticLine(std::string_view line) {
+    if (diagnosticsFile_.is_open()) diagnosticsFile_ << line << '\n';
+    receiver_->diagnosticLine(line);
+  }
+
+  void refresh() {
+    view_->refresh();
+    if (output_.state() != tools::Output::State::open) {
+      end();
+      return;
+    }
+    refreshTimer_ = queue_.after(View::refreshInterval, [this] { refresh(); });
+  }
+
+  void end() {
+    receiver_->endAt(source_.now());
+    queue_.stop();
+  }
+
+  void watchSignals() {
+    endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
+    resizeSignal_ = queue_.onSignal({SIGWINCH}, [this](int) { view_->resized(); });
+    stopSignal_ = queue_.onSignal({SIGTSTP}, [this](int) {
+      view_->suspend();
+      std::raise(SIGSTOP);
+      view_->resume();
+    });
+  }
+
+  // Only what the screen shows as keys: the keyboard of JSON lines belongs to somebody else.
+  void watchKeyboard() {
+    if (dynamic_cast<ScreenView*>(view_.get()) == nullptr || ::isatty(STDIN_FILENO) == 0) return;
+    keyboard_ = queue_.watch(STDIN_FILENO, main_queue::Interest::read, [this] {
+      std::array<char, 64> keys{};
+      const ssize_t count = ::read(STDIN_FILENO, keys.data(), keys.size());
+      if (count <= 0) {
+        keyboard_.cancel();
+      } else if (std::string_view(keys.data(), static_cast<std::size_t>(count)).find('q') !=
+                 std::string_view::npos) {
+        end();
+      }
+    });
+  }
+
+  int verdict(const Summary& summary) {
+    std::vector<std::string> complaints = losses(summary);
+    if (options_.requireAll) {
+      for (const std::string& kind : summary.neverArrived) {
+        complaints.push_back("never arrived: " + kind);
+      }
+    }
+    if (output_.state() == tools::Output::State::failed) {
+      complaints.push_back("standard output: " + output_.error());
+    }
+    if (diagnosticsFile_.is_open() && !diagnosticsFile_.flush()) {
+      complaints.push_back("--diagnostics: cannot write " + options_.diagnostics->string());
+    }
+    for (const std::string& complaint : complaints) {
+      std::cerr << "zephly monitor: " << complaint << '\n';
+    }
+    return complaints.empty() ? tools::exitDone : tools::exitFailed;
+  }
+
+  const Options& options_;
+  std::ofstream diagnosticsFile_;
+  main_queue::MainQueue queue_;
+  tools::Output output_{STDOUT_FILENO};
+  SessionModel model_;
+  SimulatedSource source_;
+  std::shared_ptr<Receiver> receiver_;
+  DiagnosticsCatcher catcher_;
+  std::unique_ptr<View> view_;
+  main_queue::Timer refreshTimer_;
+  main_queue::SignalWatch endSignals_;
+  main_queue::SignalWatch resizeSignal_;
+  main_queue::SignalWatch stopSignal_;
+  main_queue::Watch keyboard_;
+};
+
+}  // namespace
+
+tools::Command addMonitorCommand(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "monitor", "Watch a strap: connection, electrodes, traces, values, repetitions");
+  command->footer(
+      "On a terminal it shows a screen; q or Ctrl-C ends it. Otherwise it writes one JSON object\n"
+      "a line (see docs/monitor-json.md). A summary comes last.\n"
+      "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when something was\n"
+      "lost or a recording cannot be played; 2 for options that are not understood.");
+  const auto options = std::make_shared<Options>();
+  addOptions(*command, *options);
+  return {command, [options] {
+            checkTogether(*options);
+            // A reader that goes away is seen by Output.
+            std::signal(SIGPIPE, SIG_IGN);
+            return Monitor(*options).run();
+          }};
+}
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,15 @@
+#pragma once
+/// `zephly monitor`: watches one strap and shows everything that the kit reports of it.
+
+#include <tools/command.h>
+
+namespace CLI {
+class App;
+}
+
+namespace Zephly::monitor {
+
+/// Declares the subcommand on `program`.
+tools::Command addMonitorCommand(CLI::App& program);
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,126 @@
+#include <strap/recording.h>
+#include <tools/monitor/options.h>
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace Zephly::monitor {
+
+namespace {
+
+// The whole text as a number, whatever the locale; empty when it is none.
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+[[noreturn]] void reject(const std::string& option, const std::string& expected,
+                         const std::string& text) {
+  throw CLI::ValidationError(option, "expected " + expected + ", got \"" + text + "\"");
+}
+
+std::string plain(double number) {
+  std::string text = std::to_string(number);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
+
+std::uint64_t seed(const std::string& text) {
+  const auto number = parseNumber<std::uint64_t>(text);
+  if (!number) reject("--seed", "a whole number from 0 to 18446744073709551615", text);
+  return *number;
+}
+
+double speed(const std::string& text) {
+  const auto number = parseNumber<double>(text);
+  if (!number || !std::isfinite(*number) || *number <= 0) {
+    reject("--speed", "a number greater than 0", text);
+  }
+  return *number;
+}
+
+strap::StrapTime duration(const std::string& text) {
+  const auto number = parseNumber<double>(text);
+  // NaN fails both comparisons.
+  if (!number || !(*number >= 1e-9 && *number <= Options::longestDuration)) {
+    reject("--duration",
+           "a number of seconds greater than 0 and up to " + plain(Options::longestDuration), text);
+  }
+  return std::chrono::duration_cast<strap::StrapTime>(std::chrono::duration<double>(*number));
+}
+
+double rate(const std::string& text) {
+  const auto number = parseNumber<double>(text);
+  if (!number ||
+      !(*number >= strap::Recording::slowestRate && *number <= strap::Recording::fastestRate)) {
+    reject("--rate",
+           "a number of rows per second from " + plain(strap::Recording::slowestRate) + " to " +
+               plain(strap::Recording::fastestRate),
+           text);
+  }
+  return *number;
+}
+
+std::filesystem::path file(const std::string& option, const std::string& text) {
+  if (text.empty()) reject(option, "the name of a file", text);
+  return text;
+}
+
+// The types in the help text are the placeholders of the values.
+template <class Convert>
+void addValue(CLI::App& command, const std::string& name, const std::string& type,
+              const std::string& help, Convert convert) {
+  command.add_option_function<std::string>(name, convert, help)->type_name(type);
+}
+
+}  // namespace
+
+void addOptions(CLI::App& command, Options& options) {
+  command.add_flag("--simulated", options.simulated,
+                   "Watch a strap made of software instead of a real one");
+  addValue(command, "--seed", "N",
+           "The simulated strap's seed: same seed, same session (default 1)",
+           [&](const std::string& text) { options.seed = seed(text); });
+  addValue(command, "--speed", "X",
+           "How much faster than the clock on the wall the simulation runs (default 1)",
+           [&](const std::string& text) { options.speed = speed(text); });
+  addValue(command, "--duration", "S", "End after S seconds of strap time",
+           [&](const std::string& text) { options.duration = duration(text); });
+  addValue(command, "--recording", "FILE",
+           "Let the strap play a CSV file (columns ECG, RSP, skin temperature, accelerometer and "
+           "gyroscope); ends with it",
+           [&](const std::string& text) { options.recording = file("--recording", text); });
+  addValue(command, "--rate", "HZ", "Rows per second of the recording",
+           [&](const std::string& text) { options.rowsPerSecond = rate(text); });
+  command.add_flag("--json", options.json,
+                   "Write one JSON object a line (always so when standard output is no terminal)");
+  addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",
+           [&](const std::string& text) { options.diagnostics = file("--diagnostics", text); });
+  command.add_flag("--require-all", options.requireAll,
+                   "Exit with 1 unless every kind of callback arrived and nothing was lost");
+}
+
+void checkTogether(const Options& options) {
+  if (options.recording && !options.rowsPerSecond) {
+    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
+  }
+  if (options.rowsPerSecond && !options.recording) {
+    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
+  }
+  if (!options.simulated) {
+    throw CLI::ValidationError("--simulated",
+                               "is needed, real Bluetooth is not in this build of the program");
+  }
+}
+
+}  // namespace Zephly::monitor

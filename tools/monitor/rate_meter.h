@@ -1,0 +1,32 @@
+#pragma once
+/// How many things happened per second lately.
+
+#include <strap/frame.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace Zephly::monitor {
+
+class RateMeter {
+ public:
+  /// A whole number of periods of each of the strap's streams, so that the rate stands still.
+  static constexpr std::chrono::seconds window{3};
+  static constexpr std::chrono::milliseconds step{100};
+
+  /// Times never decrease.
+  void count(strap::StrapTime time);
+  /// Over the last complete steps of the window.
+  double perSecond(strap::StrapTime now) const;
+
+ private:
+  static constexpr std::size_t steps = window / step;
+
+  // One slot more than the window: the step that is still going on.
+  std::array<std::uint32_t, steps + 1> counts_{};
+  std::int64_t current_ = 0;  // index of the newest step since time 0
+};
+
+}  // namespace Zephly::monitor

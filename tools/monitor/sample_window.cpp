@@ -1,0 +1,17 @@
+#include <tools/monitor/sample_window.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace Zephly::monitor {
+
+void SampleWindow::appendGap(std::uint64_t count) {
+  // What would be pushed out at once need not be written, but it counts.
+  const std::uint64_t written = std::min<std::uint64_t>(count, samples_.size());
+  end_ += count - written;
+  for (std::uint64_t index = 0; index < written; ++index) {
+    append(std::numeric_limits<float>::quiet_NaN());
+  }
+}
+
+}  // namespace Zephly::monitor

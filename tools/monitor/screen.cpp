@@ -1,0 +1,103 @@
+#include <tools/monitor/screen.h>
+
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string_view>
+#include <utility>
+
+namespace Zephly::monitor {
+
+namespace {
+
+// Alternate screen, no cursor, no line wrap; and back.
+constexpr std::string_view enterSequence = "\x1b[?1049h\x1b[?25l\x1b[?7l\x1b[2J";
+constexpr std::string_view leaveSequence = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
+
+// For the handler of SIGABRT, which can reach nothing else.
+bool keyboardTaken = false;
+termios keyboardBefore{};
+using Handler = void (*)(int);
+Handler abortHandlerBefore = SIG_DFL;
+
+void giveKeyboardBack() {
+  if (keyboardTaken) ::tcsetattr(STDIN_FILENO, TCSADRAIN, &keyboardBefore);
+  keyboardTaken = false;
+}
+
+void takeKeyboard() {
+  // Not from the background, where the attempt would stop the program.
+  if (::isatty(STDIN_FILENO) == 0 || ::tcgetpgrp(STDIN_FILENO) != ::getpgrp()) return;
+  if (::tcgetattr(STDIN_FILENO, &keyboardBefore) != 0) return;
+  termios quiet = keyboardBefore;
+  quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+  keyboardTaken = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &quiet) == 0;
+}
+
+// Only what a signal handler may call. The terminal is standard output; abort() goes on to end the
+// program when this returns.
+void giveTerminalBackOnAbort(int /*signal*/) {
+  if (::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size()) >= 0) giveKeyboardBack();
+}
+
+}  // namespace
+
+TerminalSize terminalSize(int descriptor) {
+  winsize size{};
+  if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+    return {};
+  }
+  return {size.ws_col, size.ws_row};
+}
+
+Screen::Screen(tools::Output& output, Colors colors) : output_(output), colors_(colors) {
+  resume();
+}
+
+Screen::~Screen() { suspend(); }
+
+void Screen::resume() {
+  if (active_) return;
+  active_ = true;
+  shown_.clear();
+  abortHandlerBefore = std::signal(SIGABRT, giveTerminalBackOnAbort);
+  takeKeyboard();
+  output_.write(enterSequence);
+  output_.flush();
+}
+
+void Screen::suspend() {
+  if (!active_) return;
+  active_ = false;
+  output_.write(leaveSequence);
+  output_.finish(std::chrono::seconds(1));
+  giveKeyboardBack();
+  std::signal(SIGABRT, abortHandlerBefore);
+}
+
+void Screen::show(const Canvas& canvas) {
+  // A terminal that is not being read has not got the last picture yet.
+  if (!active_ || output_.pending() > 0) {
+    output_.flush();
+    return;
+  }
+  std::string text;
+  if (shown_.size() != canvas.height()) {
+    shown_.assign(canvas.height(), "");
+    text += "\x1b[2J";
+  }
+  for (std::size_t row = 0; row < canvas.height(); ++row) {
+    std::string line = canvas.ansiRow(row, colors_);
+    if (line == shown_[row]) continue;
+    text += "\x1b[" + std::to_string(row + 1) + ";1H" + line + "\x1b[K";
+    shown_[row] = std::move(line);
+  }
+  if (text.empty()) return;
+  output_.write(text);
+  output_.flush();
+}
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,115 @@
+#include <strap/rates.h>
+#include <tools/monitor/session_model.h>
+
+#include <chrono>
+#include <variant>
+
+namespace Zephly::monitor {
+
+namespace {
+
+constexpr std::size_t waveformSamples =
+    SessionModel::waveformSeconds * static_cast<std::size_t>(strap::waveformRate);
+
+std::uint64_t waveformSamplesIn(strap::StrapTime duration) {
+  return static_cast<std::uint64_t>(duration / strap::sampleTime(1, strap::waveformRate));
+}
+
+}  // namespace
+
+SessionModel::SessionModel() : ecg_(waveformSamples), respiration_(waveformSamples) {}
+
+void SessionModel::take(const Event& event) {
+  std::visit([&](const auto& what) { note(event.time, what); }, event.what);
+}
+
+std::uint64_t SessionModel::received(strap::Stream stream) const {
+  return received_[static_cast<std::size_t>(stream)];
+}
+
+double SessionModel::perSecond(strap::Stream stream, strap::StrapTime now) const {
+  return rates_[static_cast<std::size_t>(stream)].perSecond(now);
+}
+
+void SessionModel::count(strap::Stream stream, strap::StrapTime time) {
+  ++received_[static_cast<std::size_t>(stream)];
+  rates_[static_cast<std::size_t>(stream)].count(time);
+}
+
+void SessionModel::note(strap::StrapTime time, const Connected& /*connected*/) {
+  // The waveforms show how long nothing came.
+  if (connections_ > 0 && linkChanged_) {
+    const std::uint64_t gap = waveformSamplesIn(time - *linkChanged_);
+    ecg_.appendGap(gap);
+    respiration_.appendGap(gap);
+  }
+  connected_ = true;
+  linkChanged_ = time;
+  ++connections_;
+}
+
+void SessionModel::note(strap::StrapTime time, const Disconnected& /*disconnected*/) {
+  connected_ = false;
+  linkChanged_ = time;
+  ++disconnections_;
+}
+
+void SessionModel::note(strap::StrapTime /*time*/, const LeadOff& leadOff) {
+  leadOff_ = leadOff.off;
+  ++leadOffReports_;
+  (leadOff.off ? seenElectrodesOff_ : seenElectrodesOn_) = true;
+}
+
+void SessionModel::note(strap::StrapTime time, const Temperature& temperature) {
+  temperature_ = temperature;
+  count(strap::Stream::temperature, time);
+}
+
+void SessionModel::note(strap::StrapTime time, const Battery& battery) {
+  battery_ = battery.status;
+  count(strap::Stream::battery, time);
+}
+
+void SessionModel::note(strap::StrapTime time, const EcgSample& sample) {
+  ecg_.append(sample.value);
+  count(strap::Stream::ecg, time);
+}
+
+void SessionModel::note(strap::StrapTime time, const RespirationSample& sample) {
+  respiration_.append(sample.value);
+  count(strap::Stream::respiration, time);
+}
+
+void SessionModel::note(strap::StrapTime /*time*/, const Repetition& repetition) {
+  ++repetitions_.of(repetition.exercise);
+}
+
+void SessionModel::note(strap::StrapTime time, const MotionSample& /*sample*/) {
+  count(strap::Stream::motion, time);
+}
+
+void SessionModel::note(strap::StrapTime time, const Diagnostic& diagnostic) {
+  diagnostics_.push_back({time, diagnostic.text});
+  if (diagnostics_.size() > keptDiagnostics) diagnostics_.pop_front();
+}
+
+std::vector<std::string> SessionModel::neverArrived() const {
+  std::vector<std::string> names;
+  const auto require = [&](bool arrived, const char* name) {
+    if (!arrived) names.emplace_back(name);
+  };
+  require(connections_ > 0, "connect");
+  require(disconnections_ > 0, "disconnect");
+  require(seenElectrodesOff_, "electrodes off the skin");
+  require(seenElectrodesOn_, "electrodes on the skin");
+  require(received(strap::Stream::temperature) > 0, "temperature");
+  require(received(strap::Stream::battery) > 0, "battery");
+  require(received(strap::Stream::ecg) > 0, "ECG");
+  require(received(strap::Stream::respiration) > 0, "respiration");
+  for (const strap::Exercise exercise : strap::allExercises) {
+    if (repetitions_.of(exercise) == 0) names.emplace_back(strap::exerciseName(exercise));
+  }
+  return names;
+}
+
+}  // namespace Zephly::monitor

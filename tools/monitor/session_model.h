@@ -1,0 +1,99 @@
+#pragma once
+/// What a session has reported so far: all that a view shows.
+///
+///   SessionModel model;
+///   model.take(event);            // every event, in order
+///   model.received(Stream::ecg);  // samples
+///
+/// Holds a few seconds of both waveforms and the last diagnostic lines; everything else is the
+/// latest value or a count.
+
+#include <tools/monitor/event.h>
+#include <tools/monitor/rate_meter.h>
+#include <tools/monitor/sample_window.h>
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::monitor {
+
+class SessionModel {
+ public:
+  static constexpr std::size_t waveformSeconds = 30;
+  static constexpr std::size_t keptDiagnostics = 50;
+
+  struct DiagnosticLine {
+    strap::StrapTime time;
+    std::string text;
+  };
+
+  SessionModel();
+
+  void take(const Event& event);
+
+  bool connected() const { return connected_; }
+  /// When the link came or went last; empty before the first connection.
+  std::optional<strap::StrapTime> linkChanged() const { return linkChanged_; }
+  std::uint64_t connections() const { return connections_; }
+  std::uint64_t disconnections() const { return disconnections_; }
+  /// Connections after the first.
+  std::uint64_t reconnections() const { return connections_ > 0 ? connections_ - 1 : 0; }
+
+  /// True: the electrodes are off. Empty before the first report.
+  std::optional<bool> leadOff() const { return leadOff_; }
+  std::uint64_t leadOffReports() const { return leadOffReports_; }
+
+  const std::optional<Temperature>& temperature() const { return temperature_; }
+  const std::optional<BatteryStatus>& battery() const { return battery_; }
+  const strap::Repetitions& repetitions() const { return repetitions_; }
+
+  /// ECG and respiration: samples; motion, temperature, battery: readings.
+  std::uint64_t received(strap::Stream stream) const;
+  /// The same per second, averaged over RateMeter::window.
+  double perSecond(strap::Stream stream, strap::StrapTime now) const;
+
+  const SampleWindow& ecg() const { return ecg_; }
+  const SampleWindow& respiration() const { return respiration_; }
+
+  /// Oldest first.
+  const std::deque<DiagnosticLine>& diagnostics() const { return diagnostics_; }
+
+  /// The kinds of callback that have never come, by name, in a fixed order.
+  std::vector<std::string> neverArrived() const;
+
+ private:
+  void note(strap::StrapTime time, const Connected& connected);
+  void note(strap::StrapTime time, const Disconnected& disconnected);
+  void note(strap::StrapTime time, const LeadOff& leadOff);
+  void note(strap::StrapTime time, const Temperature& temperature);
+  void note(strap::StrapTime time, const Battery& battery);
+  void note(strap::StrapTime time, const EcgSample& sample);
+  void note(strap::StrapTime time, const RespirationSample& sample);
+  void note(strap::StrapTime time, const Repetition& repetition);
+  void note(strap::StrapTime time, const MotionSample& sample);
+  void note(strap::StrapTime time, const Diagnostic& diagnostic);
+  void count(strap::Stream stream, strap::StrapTime time);
+
+  bool connected_ = false;
+  std::optional<strap::StrapTime> linkChanged_;
+  std::uint64_t connections_ = 0;
+  std::uint64_t disconnections_ = 0;
+  std::optional<bool> leadOff_;
+  std::uint64_t leadOffReports_ = 0;
+  bool seenElectrodesOff_ = false;
+  bool seenElectrodesOn_ = false;
+  std::optional<Temperature> temperature_;
+  std::optional<BatteryStatus> battery_;
+  strap::Repetitions repetitions_;
+  std::array<std::uint64_t, strap::allStreams.size()> received_{};
+  std::array<RateMeter, strap::allStreams.size()> rates_;
+  SampleWindow ecg_;
+  SampleWindow respiration_;
+  std::deque<DiagnosticLine> diagnostics_;
+};
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,94 @@
+#include <tools/monitor/simulated_source.h>
+#include <zephly/ble/gatt_profile.h>
+
+#include <chrono>
+#include <string>
+#include <utility>
+
+namespace Zephly::monitor {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How often it is looked whether a recording has been played.
+constexpr simulated::Duration recordingInterval = 100ms;
+
+// What else is in the air wherever somebody wears a strap.
+void addCompany(simulated::Radio& radio) {
+  radio.addDevice({.name = std::nullopt, .advertisingInterval = 370ms, .rssi = -88});
+  radio.addDevice({.name = "Kitchen scale", .advertisingInterval = 1100ms, .rssi = -75});
+  radio.addDevice({.name = "zephly", .advertisingInterval = 530ms, .rssi = -52});
+}
+
+}  // namespace
+
+SimulatedSource::SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions options,
+                                 std::function<void()> ended)
+    : queue_(queue),
+      options_(std::move(options)),
+      ended_(std::move(ended)),
+      radio_(scheduler_),
+      strap_({.seed = options_.seed, .recording = options_.recording}) {
+  // Before the strap's own events, so that the duration ends before what happens at its end.
+  if (options_.duration) scheduler_.at(*options_.duration, [this] { end(); });
+  addCompany(radio_);
+  simulated::Device& device = radio_.addDevice({.name = std::string(peripheralName), .rssi = -58});
+  simulated::addStrapProfile(device);
+  device_.emplace(device, strap_);
+  planLinkLossAfter({});
+  if (options_.recording) watchRecording();
+}
+
+void SimulatedSource::start() { pacer_.emplace(queue_, scheduler_, options_.speed); }
+
+strap::StrapTime SimulatedSource::behind() const {
+  return pacer_ ? pacer_->behind() : strap::StrapTime{};
+}
+
+void SimulatedSource::planLinkLossAfter(strap::StrapTime time) {
+  const auto loss = strap_.plan().nextLinkLoss(time);
+  if (!loss) return;
+  device_->loseLinkAt(loss->time, loss->reason, loss->absence);
+  scheduler_.at(loss->time, [this, at = loss->time] {
+    if (device_) planLinkLossAfter(at);
+  });
+}
+
+void SimulatedSource::watchRecording() {
+  if (strap_.finished()) {
+    end();
+  } else {
+    scheduler_.after(recordingInterval, [this] { watchRecording(); });
+  }
+}
+
+void SimulatedSource::end() {
+  if (!device_) return;
+  stopSending();
+  ended_();
+}
+
+void SimulatedSource::stopSending() {
+  if (!device_) return;
+  report_.duration = now();
+  report_.repetitionsDone = strap_.repetitionsDone(now());
+  for (const strap::Stream stream : strap::allStreams) {
+    const simulated::StrapDevice::Counts& counts = device_->counts(stream);
+    StreamSent& sent = report_.streams[static_cast<std::size_t>(stream)];
+    sent.sent = counts.samplesSent;
+    sent.unheard =
+        counts.framesUnheard * static_cast<std::uint64_t>(strap::samplesPerFrame(stream));
+    sent.recording = strap_.playback(stream);
+  }
+  device_.reset();
+}
+
+StrapReport SimulatedSource::finish() {
+  pacer_.reset();
+  stopSending();
+  scheduler_.advance(0s);
+  return report_;
+}
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,74 @@
+#pragma once
+/// A simulated strap in simulated company, running with the clock on the wall: what the monitor
+/// watches with --simulated.
+///
+///   MainQueue queue;
+///   SimulatedSource source(queue, {.seed = 7, .speed = 10, .duration = 30s}, [&] { queue.stop();
+///   }); auto session = ::Zephly::Zephly::init(receiver);   // the source is the host in use
+///   source.start();
+///   queue.run();
+///   const StrapReport report = source.finish();
+///
+/// The strap loses its link when its training plan says so.
+
+#include <platforms/main_queue/main_queue.h>
+#include <platforms/simulated/pacer.h>
+#include <platforms/simulated/radio.h>
+#include <platforms/simulated/scheduler.h>
+#include <platforms/simulated/strap_device.h>
+#include <strap/strap.h>
+#include <tools/monitor/summary.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace Zephly::monitor {
+
+struct SimulatedOptions {
+  std::uint64_t seed = 1;
+  double speed = 1;                                   ///< > 0, finite
+  std::optional<strap::StrapTime> duration;           ///< of strap time
+  std::shared_ptr<const strap::Recording> recording;  ///< null: everything is modelled
+};
+
+class SimulatedSource {
+ public:
+  /// `ended` is called once, on the queue, when the duration is over or the recording has been
+  /// played: the strap then sends nothing more.
+  SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions options,
+                  std::function<void()> ended);
+  SimulatedSource(const SimulatedSource&) = delete;
+  SimulatedSource& operator=(const SimulatedSource&) = delete;
+
+  /// Time runs from now on.
+  void start();
+
+  /// Strap time, which is the session's time too.
+  strap::StrapTime now() const { return scheduler_.now(); }
+  /// Strap time that a machine which is too slow for the speed has not kept up with.
+  strap::StrapTime behind() const;
+
+  /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did. Not
+  /// from inside a callback of the session.
+  StrapReport finish();
+
+ private:
+  void planLinkLossAfter(strap::StrapTime time);
+  void watchRecording();
+  void end();
+  void stopSending();
+
+  main_queue::MainQueue& queue_;
+  SimulatedOptions options_;
+  std::function<void()> ended_;
+  simulated::Scheduler scheduler_;
+  simulated::Radio radio_;
+  strap::Strap strap_;
+  std::optional<simulated::StrapDevice> device_;
+  std::optional<simulated::Pacer> pacer_;
+  StrapReport report_;
+};
+
+}  // namespace Zephly::monitor

@@ -1,0 +1,100 @@
+#include <tools/monitor/summary.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <string_view>
+
+namespace Zephly::monitor {
+
+namespace {
+
+// "1 change", "2 changes"
+std::string counted(std::uint64_t count, std::string_view thing) {
+  return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
+}
+
+void writeStreams(std::ostream& text, const Summary& summary) {
+  text << "  stream             sent   delivered        lost     unheard\n";
+  for (const StreamSummary& stream : summary.streams) {
+    text << "  " << std::left << std::setw(11) << strap::streamName(stream.stream) << std::right
+         << std::setw(12) << stream.strap.sent << std::setw(12) << stream.delivered << std::setw(12)
+         << stream.lost() << std::setw(12) << stream.strap.unheard << "\n";
+  }
+}
+
+void writeRecording(std::ostream& text, const Summary& summary) {
+  for (const StreamSummary& stream : summary.streams) {
+    const auto& played = stream.strap.recording;
+    if (!played) continue;
+    text << "  recording    " << strap::streamName(stream.stream) << ": " << played->rows
+         << " rows in, " << played->samples << " samples out, " << played->filled << " filled, "
+         << played->saturated << " beyond the range\n";
+  }
+}
+
+void writeRepetitions(std::ostream& text, const Summary& summary) {
+  std::string_view separator = "  repetitions  ";
+  for (const strap::Exercise exercise : strap::allExercises) {
+    text << separator << strap::exerciseName(exercise) << "s "
+         << summary.repetitionsDone.of(exercise) << " done, "
+         << summary.repetitionsCounted.of(exercise) << " counted";
+    separator = "; ";
+  }
+  text << "\n";
+}
+
+}  // namespace
+
+bool Summary::anythingLost() const {
+  return std::any_of(streams.begin(), streams.end(),
+                     [](const StreamSummary& stream) { return stream.lost() != 0; });
+}
+
+Summary summarize(const StrapReport& strap, const SessionModel& received) {
+  Summary summary;
+  summary.duration = strap.duration;
+  for (const strap::Stream stream : strap::allStreams) {
+    summary.streams.push_back(
+        {stream, strap.streams[static_cast<std::size_t>(stream)], received.received(stream)});
+  }
+  summary.repetitionsDone = strap.repetitionsDone;
+  summary.repetitionsCounted = received.repetitions();
+  summary.connections = received.connections();
+  summary.disconnections = received.disconnections();
+  summary.reconnections = received.reconnections();
+  // The first report of a session tells a state, not a change.
+  summary.leadOffChanges = received.leadOffReports() > 0 ? received.leadOffReports() - 1 : 0;
+  summary.neverArrived = received.neverArrived();
+  return summary;
+}
+
+std::string summaryText(const Summary& summary) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << "Session of " << std::fixed << std::setprecision(1)
+       << std::chrono::duration<double>(summary.duration).count() << " s of strap time\n";
+  writeStreams(text, summary);
+  writeRecording(text, summary);
+  writeRepetitions(text, summary);
+  text << "  link         " << counted(summary.connections, "connection") << ", "
+       << counted(summary.disconnections, "disconnection") << ", "
+       << counted(summary.reconnections, "reconnection") << "\n"
+       << "  electrodes   " << counted(summary.leadOffChanges, "change") << " of contact\n";
+  return text.str();
+}
+
+std::vector<std::string> losses(const Summary& summary) {
+  std::vector<std::string> lines;
+  for (const StreamSummary& stream : summary.streams) {
+    if (stream.lost() == 0) continue;
+    lines.push_back("lost: " + std::to_string(stream.lost()) + " of " +
+                    std::to_string(stream.strap.sent) + " samples of the stream " +
+                    std::string(strap::streamName(stream.stream)));
+  }
+  return lines;
+}
+
+}  // namespace Zephly::monitor

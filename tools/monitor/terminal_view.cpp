@@ -1,0 +1,280 @@
+#include <strap/rates.h>
+#include <tools/monitor/terminal_view.h>
+#include <tools/monitor/trace_renderer.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <string_view>
+
+namespace Zephly::monitor {
+
+namespace {
+
+constexpr std::size_t ecgSeconds = 6;
+constexpr std::size_t respirationSeconds = 24;
+constexpr std::size_t tableRows = 5;
+
+// Rounded to `decimals` places.
+std::string decimal(double value, int decimals) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  return text.data();
+}
+
+// "12 345"
+std::string grouped(std::uint64_t count) {
+  std::string text = std::to_string(count);
+  for (std::size_t end = text.size(); end > 3;) {
+    end -= 3;
+    text.insert(end, 1, ' ');
+  }
+  return text;
+}
+
+// Which rows belong to what, from the top. Row 0 is the title, row 1 the state.
+struct Layout {
+  std::size_t ecgTop;
+  std::size_t ecgHeight;
+  std::size_t respirationTop;
+  std::size_t respirationHeight;
+  std::size_t tableTop;
+  std::size_t diagnosticsTop;
+  std::size_t diagnosticsHeight;
+
+  explicit Layout(std::size_t height) {
+    // Title, state, two captions, the table and the caption of the diagnostics.
+    const std::size_t room = height - (2 + 2 + tableRows + 1);
+    diagnosticsHeight = std::min<std::size_t>(room / 4, 10);
+    respirationHeight = (room - diagnosticsHeight) * 2 / 5;
+    ecgHeight = room - diagnosticsHeight - respirationHeight;
+    ecgTop = 2;
+    respirationTop = ecgTop + 1 + ecgHeight;
+    tableTop = respirationTop + 1 + respirationHeight;
+    diagnosticsTop = tableTop + tableRows;
+  }
+};
+
+class Painter {
+ public:
+  Painter(Canvas& canvas, const SessionModel& model, const ViewOptions& options)
+      : canvas_(canvas), model_(model), options_(options) {}
+
+  void draw() {
+    const Layout layout(canvas_.height());
+    title();
+    state();
+    trace(layout.ecgTop, layout.ecgHeight, "ECG", model_.ecg(), ecgSeconds, {-0.2F, 0.4F},
+          Style::ecg);
+    trace(layout.respirationTop, layout.respirationHeight, "Respiration", model_.respiration(),
+          respirationSeconds, {0, 1}, Style::respiration);
+    streams(layout.tableTop);
+    values(layout.tableTop);
+    diagnostics(layout);
+  }
+
+ private:
+  std::string_view glyph(std::string_view unicode, std::string_view ascii) const {
+    return options_.unicode ? unicode : ascii;
+  }
+
+  void title() {
+    std::size_t column = canvas_.put(0, 1, "zephly monitor", Style::bold);
+    column = canvas_.put(0, column, glyph(" · ", " - "));
+    canvas_.put(0, column, options_.title);
+    std::string right = clockText(options_.now);
+    if (!options_.pace.empty()) right = options_.pace + "   " + right;
+    canvas_.putRight(0, canvas_.width() - 1, "   " + right, Style::bold);
+  }
+
+  // One row that is calm as long as everything is in order.
+  void state() {
+    if (!model_.connected()) {
+      const std::string since = model_.linkChanged() ? "LINK LOST for " : "looking for the strap, ";
+      const auto time = options_.now - model_.linkChanged().value_or(strap::StrapTime{});
+      const double seconds = std::chrono::duration<double>(time).count();
+      canvas_.put(1, 1, since + decimal(seconds, 1) + " s");
+    } else {
+      canvas_.put(1, 1, std::string(glyph("● ", "")) + "connected", Style::good);
+    }
+    canvas_.put(1, canvas_.width() / 2 - 6, electrodesText(), electrodesStyle());
+    canvas_.putRight(1, canvas_.width() - 1,
+                     "reconnections " + std::to_string(model_.reconnections()));
+    if (electrodesOff()) {
+      canvas_.setRowStyle(1, Style::alarm);
+    } else if (!model_.connected()) {
+      canvas_.setRowStyle(1, Style::warning);
+    }
+  }
+
+  // Without a link nobody knows.
+  bool electrodesOff() const { return model_.connected() && model_.leadOff().value_or(false); }
+
+  std::string electrodesText() const {
+    if (!model_.connected() || !model_.leadOff()) return "electrodes: unknown";
+    return electrodesOff() ? "!! ELECTRODES OFF !!"
+                           : std::string(glyph("● ", "")) + "electrodes on skin";
+  }
+
+  Style electrodesStyle() const {
+    return model_.connected() && model_.leadOff() ? Style::good : Style::normal;
+  }
+
+  void trace(std::size_t top, std::size_t height, std::string_view name,
+             const SampleWindow& samples, std::size_t seconds, TraceRange least, Style style) {
+    TraceOptions options{.width = canvas_.width() - 2,
+                         .height = height,
+                         .braille = options_.unicode,
+                         .least = least};
+    const std::size_t columns = options.width * dotColumns(options.braille);
+    const std::size_t wanted = seconds * static_cast<std::size_t>(strap::waveformRate);
+    options.samplesPerDot = std::max<std::size_t>(1, (wanted + columns - 1) / columns);
+    const Trace picture = renderTrace(samples, options);
+    canvas_.fill(top, glyph("─", "-"), Style::dim);
+    std::size_t column = canvas_.put(top, 1, " " + std::string(name) + " ", Style::bold);
+    if (electrodesOff()) canvas_.put(top, column, " no contact ", Style::alarm);
+    const double shown = static_cast<double>(columns * options.samplesPerDot) / strap::waveformRate;
+    canvas_.putRight(top, canvas_.width() - 1,
+                     " " + decimal(picture.range.low, 2) + std::string(glyph(" … ", " .. ")) +
+                         decimal(picture.range.high, 2) + "   " + decimal(shown, 0) + " s ",
+                     Style::dim);
+    for (std::size_t row = 0; row < picture.rows.size(); ++row) {
+      canvas_.put(top + 1 + row, 1, picture.rows[row], style);
+    }
+  }
+
+  void streams(std::size_t top) {
+    canvas_.fill(top, glyph("─", "-"), Style::dim);
+    struct Row {
+      std::string_view name;
+      strap::Stream stream;
+    };
+    constexpr std::array<Row, 3> rows = {{{"ECG", strap::Stream::ecg},
+                                          {"Respiration", strap::Stream::respiration},
+                                          {"Motion", strap::Stream::motion}}};
+    canvas_.put(top, 1, " samples ", Style::bold);
+    canvas_.putRight(top, 22, " per s ", Style::dim);
+    canvas_.putRight(top, 34, " received ", Style::dim);
+    for (std::size_t index = 0; index < rows.size(); ++index) {
+      const std::size_t row = top + 1 + index;
+      const double rate = model_.perSecond(rows[index].stream, options_.now);
+      canvas_.put(row, 2, rows[index].name);
+      canvas_.putRight(row, 21, decimal(rate, 0), Style::bold);
+      canvas_.putRight(row, 33, grouped(model_.received(rows[index].stream)));
+    }
+    canvas_.put(top + 4, 2, "Reports");
+    canvas_.put(top + 4, 15,
+                "temperature " + grouped(model_.received(strap::Stream::temperature)) +
+                    ", battery " + grouped(model_.received(strap::Stream::battery)));
+  }
+
+  void values(std::size_t top) {
+    const std::size_t left = 38;
+    const std::size_t right = canvas_.width() - 1;
+    const auto line = [&](std::size_t row, std::string_view name, const std::string& value) {
+      canvas_.put(row, left, name);
+      canvas_.putRight(row, std::min<std::size_t>(right, left + 21), value, Style::bold);
+    };
+    const std::string unit = options_.unicode ? " °C" : " C";
+    const auto& temperature = model_.temperature();
+    line(top + 1, "Skin", temperature ? decimal(temperature->object, 1) + unit : "-");
+    line(top + 2, "Ambient", temperature ? decimal(temperature->ambient, 1) + unit : "-");
+    line(top + 3, charging() ? "Charging" : "Battery", batteryText());
+    repetitions(top);
+  }
+
+  bool charging() const { return model_.battery() && model_.battery()->inCharge; }
+
+  std::string batteryText() const {
+    const auto& battery = model_.battery();
+    if (!battery) return "-";
+    return decimal(battery->soc, 1) + " %";
+  }
+
+  // Beside the other values where there is room, else in the row below.
+  void repetitions(std::size_t top) {
+    if (canvas_.width() >= 78) {
+      for (const strap::Exercise exercise : strap::allExercises) {
+        const std::size_t row = top + 1 + static_cast<std::size_t>(exercise);
+        canvas_.put(row, 63, std::string(strap::exerciseName(exercise)) + "s");
+        canvas_.putRight(row, 77, std::to_string(model_.repetitions().of(exercise)), Style::bold);
+      }
+      return;
+    }
+    std::string text;
+    for (const strap::Exercise exercise : strap::allExercises) {
+      text += text.empty() ? "" : ", ";
+      text += std::string(strap::exerciseName(exercise)) + "s " +
+              std::to_string(model_.repetitions().of(exercise));
+    }
+    canvas_.fill(top + 4, " ", Style::normal);
+    canvas_.put(top + 4, 2, text);
+  }
+
+  void diagnostics(const Layout& layout) {
+    canvas_.fill(layout.diagnosticsTop, glyph("─", "-"), Style::dim);
+    canvas_.put(layout.diagnosticsTop, 1, " diagnostic lines ", Style::bold);
+    canvas_.putRight(layout.diagnosticsTop, canvas_.width() - 1, " q or Ctrl-C ends ", Style::dim);
+    const auto& lines = model_.diagnostics();
+    const std::size_t count = std::min(layout.diagnosticsHeight, lines.size());
+    for (std::size_t index = 0; index < count; ++index) {
+      const auto& line = lines[lines.size() - count + index];
+      const std::size_t row = layout.diagnosticsTop + 1 + index;
+      canvas_.putRight(row, 8, clockText(line.time), Style::dim);
+      canvas_.put(row, 10, line.text);
+    }
+  }
+
+  Canvas& canvas_;
+  const SessionModel& model_;
+  const ViewOptions& options_;
+};
+
+}  // namespace
+
+std::string clockText(strap::StrapTime time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  std::array<char, 64> text{};
+  if (seconds < 3600) {
+    std::snprintf(text.data(), text.size(), "%lld:%02lld", static_cast<long long>(seconds / 60),
+                  static_cast<long long>(seconds % 60));
+  } else {
+    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld",
+                  static_cast<long long>(seconds / 3600), static_cast<long long>(seconds / 60 % 60),
+                  static_cast<long long>(seconds % 60));
+  }
+  return text.data();
+}
+
+void drawSession(Canvas& canvas, const SessionModel& model, const ViewOptions& options) {
+  if (canvas.width() < smallestWidth || canvas.height() < smallestHeight) {
+    canvas.put(0, 0, "zephly monitor needs");
+    canvas.put(1, 0, "a terminal of at least");
+    canvas.put(2, 0,
+               std::to_string(smallestWidth) + " x " + std::to_string(smallestHeight) + ", not " +
+                   std::to_string(canvas.width()) + " x " + std::to_string(canvas.height()));
+    return;
+  }
+  Painter(canvas, model, options).draw();
+}
+
+std::string statusLine(const SessionModel& model, strap::StrapTime now) {
+  std::string text = clockText(now);
+  text += model.connected() ? "  connected" : "  NOT CONNECTED";
+  if (model.connected() && model.leadOff()) {
+    text += *model.leadOff() ? "  ELECTRODES OFF" : "  electrodes on skin";
+  }
+  for (const strap::Stream stream :
+       {strap::Stream::ecg, strap::Stream::respiration, strap::Stream::motion}) {
+    text += "  " + std::string(strap::streamName(stream)) + " " +
+            decimal(model.perSecond(stream, now), 0) + "/s";
+  }
+  for (const strap::Exercise exercise : strap::allExercises) {
+    text += "  " + std::string(strap::exerciseName(exercise)) + "s " +
+            std::to_string(model.repetitions().of(exercise));
+  }
+  return text;
+}
+
+}  // namespace Zephly::monitor

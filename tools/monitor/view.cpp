@@ -1,0 +1,74 @@
+#include <tools/monitor/json_text.h>
+#include <tools/monitor/view.h>
+
+#include <utility>
+
+namespace Zephly::monitor {
+
+namespace {
+
+// How long the end of a session waits for a reader.
+constexpr std::chrono::seconds lastPatience{2};
+
+}  // namespace
+
+void JsonView::take(const Event& event) { output_.write(jsonText(event)); }
+
+void JsonView::refresh() { output_.flush(); }
+
+void JsonView::finish(const Summary& summary) {
+  output_.write(jsonText(summary));
+  output_.finish(lastPatience);
+}
+
+ScreenView::ScreenView(tools::Output& output, int descriptor, Colors colors, Watched watched)
+    : output_(output),
+      descriptor_(descriptor),
+      watched_(std::move(watched)),
+      screen_(std::make_unique<Screen>(output, colors)) {}
+
+void ScreenView::take(const Event& /*event*/) {}
+
+void ScreenView::refresh() {
+  const TerminalSize size = terminalSize(descriptor_);
+  if (size != size_) screen_->forget();
+  size_ = size;
+  Canvas canvas(size.width, size.height);
+  drawSession(canvas, watched_.model, watched_.options());
+  screen_->show(canvas);
+}
+
+void ScreenView::finish(const Summary& summary) {
+  screen_.reset();
+  output_.write(summaryText(summary));
+  output_.finish(lastPatience);
+}
+
+void ScreenView::resized() {
+  screen_->forget();
+  refresh();
+}
+
+void ScreenView::suspend() { screen_->suspend(); }
+
+void ScreenView::resume() { screen_->resume(); }
+
+LineView::LineView(tools::Output& output, Watched watched)
+    : output_(output), watched_(std::move(watched)) {}
+
+void LineView::take(const Event& /*event*/) {}
+
+void LineView::refresh() {
+  constexpr int refreshesPerLine = std::chrono::seconds(1) / refreshInterval;
+  if (++refreshes_ % refreshesPerLine == 0) {
+    output_.write(statusLine(watched_.model, watched_.options().now) + "\n");
+  }
+  output_.flush();
+}
+
+void LineView::finish(const Summary& summary) {
+  output_.write(summaryText(summary));
+  output_.finish(lastPatience);
+}
+
+}  // namespace Zephly::monitor

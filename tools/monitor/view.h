@@ -1,0 +1,98 @@
+#pragma once
+/// The ways in which the monitor shows a session: JSON lines, a screen that is redrawn, or plain
+/// lines.
+
+#include <tools/monitor/event.h>
+#include <tools/monitor/screen.h>
+#include <tools/monitor/session_model.h>
+#include <tools/monitor/summary.h>
+#include <tools/monitor/terminal_view.h>
+#include <tools/output.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace Zephly::monitor {
+
+class View {
+ public:
+  virtual ~View() = default;
+
+  /// Wall time between two refreshes.
+  static constexpr std::chrono::milliseconds refreshInterval{100};
+
+  /// Every event, as it comes.
+  virtual void take(const Event& event) = 0;
+  /// Every refreshInterval.
+  virtual void refresh() = 0;
+  /// The last call.
+  virtual void finish(const Summary& summary) = 0;
+
+  /// The terminal has changed its size.
+  virtual void resized() {}
+  /// Gives the terminal back for as long as the program is stopped.
+  virtual void suspend() {}
+  virtual void resume() {}
+
+ protected:
+  View() = default;
+  View(const View&) = default;
+  View& operator=(const View&) = default;
+};
+
+class JsonView final : public View {
+ public:
+  explicit JsonView(tools::Output& output) : output_(output) {}
+
+  void take(const Event& event) override;
+  void refresh() override;
+  void finish(const Summary& summary) override;
+
+ private:
+  tools::Output& output_;
+};
+
+/// What the views for people show.
+struct Watched {
+  const SessionModel& model;
+  /// The time and the title as they are now.
+  std::function<ViewOptions()> options;
+};
+
+class ScreenView final : public View {
+ public:
+  /// `descriptor`: the terminal that `output` writes to.
+  ScreenView(tools::Output& output, int descriptor, Colors colors, Watched watched);
+
+  void take(const Event& event) override;
+  void refresh() override;
+  void finish(const Summary& summary) override;
+  void resized() override;
+  void suspend() override;
+  void resume() override;
+
+ private:
+  tools::Output& output_;
+  int descriptor_;
+  Watched watched_;
+  std::unique_ptr<Screen> screen_;
+  TerminalSize size_;
+};
+
+/// For terminals that cannot be drawn on: a line every second.
+class LineView final : public View {
+ public:
+  LineView(tools::Output& output, Watched watched);
+
+  void take(const Event& event) override;
+  void refresh() override;
+  void finish(const Summary& summary) override;
+
+ private:
+  tools::Output& output_;
+  Watched watched_;
+  int refreshes_ = 0;
+};
+
+}  // namespace Zephly::monitor
