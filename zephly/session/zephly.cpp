@@ -7,7 +7,12 @@ namespace Zephly {
 std::shared_ptr<Zephly> Zephly::init(const std::shared_ptr<ZephlyDelegate>& zephlyDelegate) {
   auto self = std::shared_ptr<Zephly>(new Zephly);
   self->centralManager = CentralManager::init(self);
-  self->sp = ::SignalProcessor::init();
+  try {
+    self->sp = ::SignalProcessor::init();
+  } catch (...) {
+    self->centralManager.reset();  // or the two would keep each other alive, half made
+    throw;
+  }
   self->zephlyDelegate = zephlyDelegate;
   if (self->sp) {
     self->sp->setDelegate(self);
