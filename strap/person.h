@@ -24,8 +24,8 @@
 /// - A sit-up rolls the trunk back by 70 degrees about a pivot 2 cm below the sensor.
 /// - Calm walking moves the chest by 0.025 m, 1.8 steps a second.
 /// A person who does otherwise is counted otherwise: about 0.1 m of height within half a second are
-/// a movement, so running is a row of jumps, and so is squatting with an upright trunk after one;
-/// swinging up from the floor with the hips fixed may end as one more push-up.
+/// a movement, so running is a row of jumps, and so is stepping up and down again; swinging up from
+/// the floor about fixed hips can end as one more push-up.
 
 #include <strap/frame_encoder.h>
 #include <strap/random.h>

@@ -125,7 +125,8 @@ class RecordingParser {
   Recording parse() {
     checkRate();
     if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);
-    if (trimmed(rest_).empty()) fail(1, "column names expected, found an empty file");
+    if (rest_.find_first_not_of(" \t\r\n") == std::string_view::npos)
+      fail(1, "column names expected, found an empty file");
     nextLine();
     readNames();
     while (nextLine()) readRow();
@@ -139,7 +140,7 @@ class RecordingParser {
 
  private:
   [[noreturn]] void fail(std::size_t column, const std::string& what) const {
-    throw RecordingError(name_, line_, column, what);
+    throw RecordingError(name_, std::max<std::size_t>(line_, 1), column, what);
   }
 
   void checkRate() const {
