@@ -50,8 +50,8 @@ TEST(ECGMultiBandpassFilterTest, ConstantInputsMatchThroughTheRoundingOfTheSettl
 }
 
 TEST(ECGMultiBandpassFilterTest, MatchesOverTheRecording) {
-  const auto recording = restingRecording("ECG", 30000);
-  if (!recording) GTEST_SKIP() << missingRecording();
+  const auto recording = restingRecording(RestingColumn::ecg, 30000);
+  if (!recording) GTEST_SKIP() << missingRestingRecording();
   ASSERT_EQ(recording->size(), 30000U);
   expectMatchesOracle(*recording);
 }

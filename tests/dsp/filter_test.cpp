@@ -1,9 +1,7 @@
 #include <tests/support/bits.h>
+#include <tests/support/virtual_slot.h>
 #include <zephly/dsp/filter.h>
 
-#include <array>
-#include <bit>
-#include <cstddef>
 #include <limits>
 #include <type_traits>
 
@@ -35,19 +33,11 @@ TEST(FilterTest, CannotBeCopied) {
   EXPECT_FALSE(std::is_copy_assignable_v<Filter>);
 }
 
-#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
-// In this ABI a pointer to a virtual member function begins with 1 plus the byte offset of its
-// slot.
-template <class Member>
-std::ptrdiff_t slotOf(Member member) {
-  constexpr auto slotSize = static_cast<std::ptrdiff_t>(sizeof(void*));
-  return (std::bit_cast<std::array<std::ptrdiff_t, 2>>(member)[0] - 1) / slotSize;
-}
-
+#ifdef __GXX_ABI_VERSION
 TEST(FilterTest, VirtualSlotsAreDestructorProcessReset) {
   // A destructor takes two slots: with and without freeing the memory.
-  EXPECT_EQ(slotOf(&Filter::process), 2);
-  EXPECT_EQ(slotOf(&Filter::reset), 3);
+  EXPECT_EQ(virtualSlot(&Filter::process), 2);
+  EXPECT_EQ(virtualSlot(&Filter::reset), 3);
 }
 #endif
 

@@ -54,8 +54,8 @@ TEST(RespirationFilterTest, MatchesTheWrittenOutChainBitForBit) {
 }
 
 TEST(RespirationFilterTest, MatchesOverTheRecording) {
-  const auto recording = restingRecording("RSP", 15000);
-  if (!recording) GTEST_SKIP() << missingRecording();
+  const auto recording = restingRecording(RestingColumn::respiration, 15000);
+  if (!recording) GTEST_SKIP() << missingRestingRecording();
   ASSERT_EQ(recording->size(), 15000U);
   expectMatchesOracle(*recording);
 }

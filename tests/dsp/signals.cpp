@@ -1,29 +1,21 @@
 #include <tests/dsp/signals.h>
+#include <tests/support/recording.h>
 
 #include <array>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <numbers>
 #include <random>
-#include <sstream>
 
 namespace {
 
 constexpr double twoPi = 2.0 * std::numbers::pi;
 constexpr double samplesPerSecond = 100.0;
-const std::string recordingPath = std::string(ZEPHLY_RECORDINGS) + "/resting_5min_100hz.csv";
+const std::string restingRecordingName = "resting_5min_100hz.csv";
 
 double bump(double x, double centre, double width) {
   const double distance = (x - centre) / width;
   return std::exp(-0.5 * distance * distance);
-}
-
-std::vector<std::string> cellsOf(const std::string& line) {
-  std::vector<std::string> cells;
-  std::istringstream text(line);
-  for (std::string cell; std::getline(text, cell, ',');) cells.push_back(cell);
-  return cells;
 }
 
 }  // namespace
@@ -126,18 +118,15 @@ std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed) {
   return samples;
 }
 
-std::optional<std::vector<double>> restingRecording(const std::string& column, std::size_t count) {
-  std::ifstream file(recordingPath);
-  std::string line;
-  if (!std::getline(file, line)) return std::nullopt;
-  const std::vector<std::string> names = cellsOf(line);
-  std::size_t position = 0;
-  while (names.at(position) != column) ++position;
+std::optional<std::vector<double>> restingRecording(RestingColumn column, std::size_t count) {
+  const auto rows = readRecording(restingRecordingName);
+  if (rows.empty()) return std::nullopt;
   std::vector<double> samples;
-  while (samples.size() < count && std::getline(file, line)) {
-    samples.push_back(std::stod(cellsOf(line).at(position)));
+  for (const std::vector<float>& row : rows) {
+    if (samples.size() == count) break;
+    samples.push_back(row.at(static_cast<std::size_t>(column)));
   }
   return samples;
 }
 
-std::string missingRecording() { return "no recording at " + recordingPath; }
+std::string missingRestingRecording() { return missingRecording(restingRecordingName); }

@@ -35,9 +35,12 @@ std::vector<double> extremeSignal(std::size_t count, std::uint64_t seed);
 /// The extreme signal with NaN and infinities of both signs strewn in.
 std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed);
 
-/// At most `count` samples of a column ("ECG", "RSP") of the recording of five minutes at rest;
-/// nothing when the recording is not beside the checkout.
-std::optional<std::vector<double>> restingRecording(const std::string& column, std::size_t count);
+/// The columns of the recording of five minutes at rest, 100 samples a second.
+enum class RestingColumn : std::size_t { ecg = 0, respiration = 2 };
+
+/// At most `count` samples of a column, in single precision; nothing when the recording does not
+/// stand beside the checkout.
+std::optional<std::vector<double>> restingRecording(RestingColumn column, std::size_t count);
 
 /// Why a test of the recording is skipped.
-std::string missingRecording();
+std::string missingRestingRecording();
