@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
-#include <numbers>
 #include <type_traits>
 
 namespace {
