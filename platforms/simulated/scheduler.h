@@ -33,7 +33,10 @@ class Scheduler {
   struct EventId {
     Time time{};
     std::uint64_t sequence = 0;
-    friend auto operator<=>(const EventId&, const EventId&) = default;
+    friend bool operator==(const EventId&, const EventId&) = default;
+    friend bool operator<(const EventId& left, const EventId& right) {
+      return left.time != right.time ? left.time < right.time : left.sequence < right.sequence;
+    }
   };
 
   Scheduler() = default;
