@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 namespace Zephly::strap {
 
@@ -15,8 +16,8 @@ constexpr double charged = 1.0 / 2;
 
 }  // namespace
 
-BatteryModel::BatteryModel(const TrainingPlan& plan, std::uint64_t seed)
-    : plan_(plan),
+BatteryModel::BatteryModel(TrainingPlan plan, std::uint64_t seed)
+    : plan_(std::move(plan)),
       tenths_(std::floor(Random(seed, 6).uniform(700, 950))),
       upcoming_{StrapTime(0), tenths_ / 10, plan_.chargerIn(StrapTime(0))} {}
 

@@ -21,7 +21,7 @@ struct BatteryReport {
 class BatteryModel {
  public:
   /// Starts with a charge of 70 to 95 %.
-  BatteryModel(const TrainingPlan& plan, std::uint64_t seed);
+  BatteryModel(TrainingPlan plan, std::uint64_t seed);
 
   const BatteryReport& upcoming() const { return upcoming_; }
   /// Takes the upcoming report, and makes the next one the upcoming.

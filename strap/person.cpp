@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace Zephly::strap {
 
@@ -24,7 +25,8 @@ double smoothStep(double part) {
   return u * u * u * (10 + u * (-15 + 6 * u));
 }
 
-// Down to the floor, in three movements: bow, sink along the trunk's axis, turn the trunk.
+// Down to the floor, in three movements: bow, sink along the trunk's axis, turn the trunk. Together
+// they take no longer than exerciseTimes leaves for getting ready and for getting up.
 struct WayDown {
   double drop;  // metres
   double lean;  // radians, at its end
@@ -34,7 +36,6 @@ constexpr double bow = 45 * degree;
 constexpr double bowing = 0.6;  // seconds
 constexpr double sinking = 1.0;
 constexpr double turning = 0.6;
-constexpr double wayDownTime = bowing + sinking + turning;
 constexpr WayDown wayToPushUps{0.8, 80 * degree};
 constexpr WayDown wayToSitUps{0.75, 0};
 
@@ -150,8 +151,8 @@ Rotation bodyRotation(const Pose& pose) {
 
 }  // namespace
 
-Person::Person(const TrainingPlan& plan, std::uint64_t seed)
-    : plan_(plan), seed_(scramble(seed, 1)), noise_(seed, 2) {
+Person::Person(TrainingPlan plan, std::uint64_t seed)
+    : plan_(std::move(plan)), seed_(scramble(seed, 1)), noise_(seed, 2) {
   heading_ = noise_.uniform(-pi, pi);
   previous_ = beforePrevious_ = poseAt(StrapTime(0));
 }

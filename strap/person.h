@@ -46,7 +46,7 @@ struct Pose {
 
 class Person {
  public:
-  Person(const TrainingPlan& plan, std::uint64_t seed);
+  Person(TrainingPlan plan, std::uint64_t seed);
 
   /// The next reading, the first one being of time 0. The sensor's filter delays by one reading.
   MotionReading next();

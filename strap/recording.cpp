@@ -73,15 +73,8 @@ constexpr std::array<std::string_view, columnCount> columnNames = {"ECG",
 
 // Units that leave the numbers as they are; no unit at all does, too.
 std::vector<std::string_view> unitsOf(std::size_t column) {
-  if (column == skinColumn)
-    return {"c",
-            "\xC2\xB0"
-            "c",
-            "deg c",
-            "degc",
-            "celsius",
-            "degrees celsius"};
-  if (column >= firstMotionColumn + 3) return {"deg/s", "\xC2\xB0/s", "dps", "degrees/s"};
+  if (column == skinColumn) return {"deg c", "degc", "c", "\u00B0c", "celsius", "degrees celsius"};
+  if (column >= firstMotionColumn + 3) return {"deg/s", "\u00B0/s", "dps", "degrees/s"};
   if (column >= firstMotionColumn) return {"g"};
   return {};
 }

@@ -9,7 +9,7 @@ namespace {
 
 // The mean of the rows under a triangle of half width `reach` (1 or more) around `place`.
 double underTriangle(const std::vector<double>& rows, double place, double reach) {
-  const double last = static_cast<double>(rows.size() - 1);
+  const auto last = static_cast<double>(rows.size() - 1);
   const double centre = std::clamp(place, 0.0, last);
   const auto first = static_cast<std::size_t>(std::max(0.0, std::ceil(place - reach)));
   const auto end = static_cast<std::size_t>(std::clamp(std::floor(place + reach), 0.0, last)) + 1;

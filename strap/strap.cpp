@@ -53,8 +53,8 @@ StrapTime waveformFrameTime(std::int64_t frame) {
 // not asked for yet waits.
 class HeartAndLungs {
  public:
-  HeartAndLungs(const TrainingPlan& plan, std::uint64_t seed)
-      : plan_(plan), heart_(seed), lungs_(seed) {}
+  HeartAndLungs(TrainingPlan plan, std::uint64_t seed)
+      : plan_(std::move(plan)), heart_(seed), lungs_(seed) {}
 
   Bytes takeEcg() { return take(ecgFrames_); }
   Bytes takeRespiration() { return take(respirationFrames_); }
@@ -277,7 +277,8 @@ class Strap::Implementation {
   StrapTime lastTaken_{0};
 };
 
-Strap::Strap(StrapOptions options) : implementation_(std::make_unique<Implementation>(options)) {}
+Strap::Strap(const StrapOptions& options)
+    : implementation_(std::make_unique<Implementation>(options)) {}
 
 Strap::~Strap() = default;
 

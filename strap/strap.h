@@ -43,7 +43,7 @@ struct PlaybackCounts {
 class Strap : public FrameSource {
  public:
   /// Throws std::invalid_argument for a plan that does not pass its check().
-  explicit Strap(StrapOptions options = {});
+  explicit Strap(const StrapOptions& options = {});
   ~Strap() override;
   Strap(const Strap&) = delete;
   Strap& operator=(const Strap&) = delete;
