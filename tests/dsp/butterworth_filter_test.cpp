@@ -31,7 +31,7 @@ TEST(ButterworthFilter, PassTypesAreIntegersInOrder) {
 }
 
 TEST(ButterworthFilter, IsFifteenFieldsOf32BitsWithoutVirtualOperations) {
-  static_assert(sizeof(ButterworthFilter) == 15 * 4);
+  static_assert(sizeof(ButterworthFilter) == 15 * sizeof(float));
   static_assert(!std::is_polymorphic_v<ButterworthFilter>);
   static_assert(std::is_trivially_copyable_v<ButterworthFilter>);
 }

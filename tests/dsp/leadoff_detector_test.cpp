@@ -129,6 +129,7 @@ TEST(LeadoffDetector, FollowsTheRuleOverABreathingPersonWithLooseElectrodes) {
 TEST(LeadoffDetector, FollowsTheRuleNearTheThreshold) {
   RandomFloats random(45);
   std::vector<float> samples;
+  samples.reserve(20000);
   for (int i = 0; i < 20000; ++i) {
     samples.push_back(random.within(i % 500 < 250 ? 0.00502F : 0.004F));
   }
@@ -138,6 +139,7 @@ TEST(LeadoffDetector, FollowsTheRuleNearTheThreshold) {
 TEST(LeadoffDetector, FollowsTheRuleForAnySamples) {
   RandomFloats random(46);
   std::vector<float> samples;
+  samples.reserve(20000);
   for (int i = 0; i < 20000; ++i) samples.push_back(random.awkward(0.005F, 30));
   expectFollowsTheRule(samples);
 }

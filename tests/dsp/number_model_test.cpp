@@ -89,8 +89,8 @@ TEST(NumberModel, SubnormalNumbersAreKept) {
 }
 
 TEST(NumberModel, QuotientsAndRootsAreRoundedCorrectly) {
-  for (float divisor = 1.0F; divisor < 2000.0F; divisor += 1.0F) {
-    const float x = opaque(divisor);
+  for (int divisor = 1; divisor < 2000; ++divisor) {
+    const float x = opaque(static_cast<float>(divisor));
     ASSERT_EQ(7.0F / x, static_cast<float>(7.0 / static_cast<double>(divisor)));
     ASSERT_EQ(std::sqrt(x), static_cast<float>(std::sqrt(static_cast<double>(divisor))));
   }

@@ -293,7 +293,7 @@ class Motion : public testing::Test {
   // The diagnostic lines since the last call.
   std::string lines() {
     const std::string all = output.text();
-    const std::string fresh = all.substr(seen);
+    std::string fresh = all.substr(seen);
     seen = all.size();
     return fresh;
   }

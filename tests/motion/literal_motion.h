@@ -48,7 +48,7 @@ inline Vector withoutGravity(const Rotation& q, const Vector& a) {
 }
 
 inline Single inverseSquareRoot(Single x) {
-  const std::uint32_t bits = std::bit_cast<std::uint32_t>(x.value());
+  const auto bits = std::bit_cast<std::uint32_t>(x.value());
   const Single y = std::bit_cast<float>(0x5F1F1412U - bits / 2);
   const Single minusFactor = std::bit_cast<float>(0xBF36D312U);
   const Single constant = std::bit_cast<float>(0x3FD851FFU);

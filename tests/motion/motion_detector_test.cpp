@@ -70,7 +70,7 @@ class MotionDetector : public testing::Test {
   // The diagnostic lines since the last call.
   std::string lines() {
     const std::string all = output.text();
-    const std::string fresh = all.substr(seen);
+    std::string fresh = all.substr(seen);
     seen = all.size();
     return fresh;
   }
@@ -276,7 +276,8 @@ TEST_F(MotionDetector, TheDeadBandEndsBetweenTwoFloats) {
   bool sawInside = false;
   bool sawOutside = false;
   float acceleration = rule.accelerationFor(inside, 1.0F) * 0.99999F;
-  for (int i = 0; i < 400; ++i, acceleration = std::nextafter(acceleration, 1.0F)) {
+  for (int i = 0; i < 400; ++i) {
+    acceleration = std::nextafter(acceleration, 1.0F);
     const float displacement = rule.displacementAfter(acceleration, 1.0F);
     if (displacement != inside && displacement != outside) continue;
     const bool isInside = displacement == inside;

@@ -44,7 +44,7 @@ Vector3 anglesInRadians(const Quaternion& q) {
   const double unit = (w * w + ((x * x + y * y) + z * z)).value();
   const double test = (w * x - y * z).value();
   const double heading = std::atan2(static_cast<double>(q.y), static_cast<double>(q.x));
-  const float right = std::bit_cast<float>(0x3FC90FDBU);
+  const auto right = std::bit_cast<float>(0x3FC90FDBU);
   if (test > unit * 0.4995) return {right, narrowed(2.0 * heading), 0.0F};
   if (test < unit * -0.4995) return {-right, narrowed(-2.0 * heading), 0.0F};
   const Single one = 1.0F;

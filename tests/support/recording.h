@@ -30,8 +30,9 @@ inline std::vector<std::vector<float>> readRecording(const std::string& name) {
     std::vector<float> row;
     const char* position = line.c_str();
     char* end = nullptr;
-    for (float value = std::strtof(position, &end); end != position;
-         value = std::strtof(position, &end)) {
+    while (true) {
+      const float value = std::strtof(position, &end);
+      if (end == position) break;
       row.push_back(value);
       position = *end == ',' ? end + 1 : end;
     }
