@@ -1,3 +1,4 @@
+#include <tools/monitor/held_errors.h>
 #include <tools/monitor/screen.h>
 
 #include <sys/ioctl.h>
@@ -37,10 +38,13 @@ void takeKeyboard() {
   keyboardTaken = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &quiet) == 0;
 }
 
-// Only what a signal handler may call. The terminal is standard output; abort() goes on to end the
-// program when this returns.
-void giveTerminalBackOnAbort(int /*signal*/) {
+// Only what a signal handler may call. The terminal is standard output. The signal does what it
+// would have done when this returns.
+void giveTerminalBackOnAbort(int signal) {
   if (::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size()) >= 0) giveKeyboardBack();
+  held_errors::release();
+  std::signal(signal, SIG_DFL);
+  ::raise(signal);
 }
 
 }  // namespace
@@ -65,6 +69,7 @@ void Screen::resume() {
   shown_.clear();
   abortHandlerBefore = std::signal(SIGABRT, giveTerminalBackOnAbort);
   takeKeyboard();
+  held_errors::hold();
   output_.write(enterSequence);
   output_.flush();
 }
@@ -75,6 +80,7 @@ void Screen::suspend() {
   output_.write(leaveSequence);
   output_.finish(std::chrono::seconds(1));
   giveKeyboardBack();
+  held_errors::release();
   std::signal(SIGABRT, abortHandlerBefore);
 }
 

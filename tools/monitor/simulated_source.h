@@ -28,9 +28,9 @@ namespace Zephly::monitor {
 
 struct SimulatedOptions {
   std::uint64_t seed = 1;
-  double speed = 1;                                   ///< > 0, finite
-  std::optional<strap::StrapTime> duration;           ///< of strap time
-  std::shared_ptr<const strap::Recording> recording;  ///< null: everything is modelled
+  double speed = 1;                                             ///< > 0, finite
+  std::optional<strap::StrapTime> duration = std::nullopt;      ///< of strap time
+  std::shared_ptr<const strap::Recording> recording = nullptr;  ///< null: everything is modelled
 };
 
 class SimulatedSource {

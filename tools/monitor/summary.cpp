@@ -36,14 +36,11 @@ void writeRecording(std::ostream& text, const Summary& summary) {
 }
 
 void writeRepetitions(std::ostream& text, const Summary& summary) {
-  std::string_view separator = "  repetitions  ";
   for (const strap::Exercise exercise : strap::allExercises) {
-    text << separator << strap::exerciseName(exercise) << "s "
-         << summary.repetitionsDone.of(exercise) << " done, "
-         << summary.repetitionsCounted.of(exercise) << " counted";
-    separator = "; ";
+    text << "  " << std::left << std::setw(13) << std::string(strap::exerciseName(exercise)) + "s"
+         << std::right << summary.repetitionsDone.of(exercise) << " done, "
+         << summary.repetitionsCounted.of(exercise) << " counted\n";
   }
-  text << "\n";
 }
 
 }  // namespace

@@ -16,9 +16,10 @@ namespace Zephly::monitor {
 
 /// The strap's side of one stream, in samples (for motion, temperature and battery: readings).
 struct StreamSent {
-  std::uint64_t sent = 0;                          ///< to a subscriber
-  std::uint64_t unheard = 0;                       ///< measured while nobody was subscribed
-  std::optional<strap::PlaybackCounts> recording;  ///< when it was played from a recording
+  std::uint64_t sent = 0;     ///< to a subscriber
+  std::uint64_t unheard = 0;  ///< measured while nobody was subscribed
+  std::optional<strap::PlaybackCounts> recording =
+      std::nullopt;  ///< when it was played from a recording
 };
 
 /// What the strap's side knows when a session ends.

@@ -91,7 +91,7 @@ class Painter {
   // One row that is calm as long as everything is in order.
   void state() {
     if (!model_.connected()) {
-      const std::string since = model_.linkChanged() ? "LINK LOST for " : "looking for the strap, ";
+      const std::string since = model_.linkChanged() ? "LINK LOST for " : "searching for ";
       const auto time = options_.now - model_.linkChanged().value_or(strap::StrapTime{});
       const double seconds = std::chrono::duration<double>(time).count();
       canvas_.put(1, 1, since + decimal(seconds, 1) + " s");
@@ -100,7 +100,7 @@ class Painter {
     }
     canvas_.put(1, canvas_.width() / 2 - 6, electrodesText(), electrodesStyle());
     canvas_.putRight(1, canvas_.width() - 1,
-                     "reconnections " + std::to_string(model_.reconnections()));
+                     "reconnects " + std::to_string(model_.reconnections()));
     if (electrodesOff()) {
       canvas_.setRowStyle(1, Style::alarm);
     } else if (!model_.connected()) {

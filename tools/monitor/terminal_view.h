@@ -18,8 +18,8 @@ inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
   strap::StrapTime now{};  ///< since the session began
-  std::string title;       ///< what is being watched
-  std::string pace;        ///< how fast it runs; may be empty
+  std::string title = {};  ///< what is being watched
+  std::string pace = {};   ///< how fast it runs; may be empty
   bool unicode = true;     ///< false: plain ASCII
 };
 

@@ -45,7 +45,7 @@ constexpr std::size_t dotColumns(bool braille) { return braille ? 2 : 1; }
 Trace renderTrace(const SampleWindow& samples, const TraceOptions& options);
 
 /// The smallest range with edges on multiples of a step of 1, 2 or 5 times a power of ten that
-/// holds both bounds; with few steps, so that it seldom changes.
+/// holds both bounds, low < high; with few steps, so that it seldom changes.
 TraceRange roundedRange(float low, float high);
 
 }  // namespace Zephly::monitor

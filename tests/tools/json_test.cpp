@@ -1,0 +1,102 @@
+#include <tests/support/bits.h>
+#include <tools/monitor/json_line.h>
+#include <tools/monitor/json_text.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+
+namespace Zephly::monitor {
+namespace {
+
+using nlohmann::json;
+using namespace std::chrono_literals;
+
+TEST(JsonSecondsTest, AreExactAndShort) {
+  EXPECT_EQ(jsonSeconds(0ns), "0");
+  EXPECT_EQ(jsonSeconds(30s), "30");
+  EXPECT_EQ(jsonSeconds(1012ms), "1.012");
+  EXPECT_EQ(jsonSeconds(1ns), "0.000000001");
+  EXPECT_EQ(jsonSeconds(100ms), "0.1");
+  EXPECT_EQ(jsonSeconds(-1500ms), "-1.5");
+}
+
+TEST(JsonTextTest, EveryEventIsOneLine) {
+  const auto text = [](auto what) { return jsonText(Event{1500ms, what}); };
+  EXPECT_EQ(text(Connected{}), "{\"t\":1.5,\"event\":\"connected\"}\n");
+  EXPECT_EQ(text(Disconnected{}), "{\"t\":1.5,\"event\":\"disconnected\"}\n");
+  EXPECT_EQ(text(LeadOff{true}), "{\"t\":1.5,\"event\":\"leadoff\",\"value\":true}\n");
+  EXPECT_EQ(text(Temperature{33.5F, 22.25F, 0}),
+            "{\"t\":1.5,\"event\":\"temperature\",\"object\":33.5,\"ambient\":22.25,\"body\":0}\n");
+  EXPECT_EQ(text(Battery{{80.1F, true}}),
+            "{\"t\":1.5,\"event\":\"battery\",\"soc\":80.1,\"inCharge\":true}\n");
+  EXPECT_EQ(text(EcgSample{0.1F}), "{\"t\":1.5,\"event\":\"ecg\",\"value\":0.1}\n");
+  EXPECT_EQ(text(RespirationSample{1}), "{\"t\":1.5,\"event\":\"respiration\",\"value\":1}\n");
+  EXPECT_EQ(text(Repetition{strap::Exercise::pushUp}), "{\"t\":1.5,\"event\":\"pushUp\"}\n");
+  EXPECT_EQ(text(Repetition{strap::Exercise::sitUp}), "{\"t\":1.5,\"event\":\"sitUp\"}\n");
+  EXPECT_EQ(text(Repetition{strap::Exercise::jump}), "{\"t\":1.5,\"event\":\"jump\"}\n");
+  EXPECT_EQ(text(MotionSample{0.5F, -0.125F}),
+            "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
+}
+
+TEST(JsonTextTest, AnyDiagnosticTextIsValidJson) {
+  const std::string text = "quote \" backslash \\ tab \t escape \x1b umlaut \xc3\xa4";
+  const json event = json::parse(jsonText(Event{0s, Diagnostic{text}}));
+  EXPECT_EQ(event.at("text"), text);
+  const json mended = json::parse(jsonText(Event{0s, Diagnostic{"broken \xff"}}));
+  EXPECT_EQ(mended.at("text"), "broken \xef\xbf\xbd");
+}
+
+TEST(JsonTextTest, NumbersThatJsonHasNotAreStrings) {
+  const auto value = [](float number) {
+    return json::parse(jsonText(Event{0s, EcgSample{number}})).at("value");
+  };
+  EXPECT_EQ(value(std::numeric_limits<float>::quiet_NaN()), "nan");
+  EXPECT_EQ(value(-std::numeric_limits<float>::quiet_NaN()), "nan");
+  EXPECT_EQ(value(std::numeric_limits<float>::infinity()), "inf");
+  EXPECT_EQ(value(-std::numeric_limits<float>::infinity()), "-inf");
+}
+
+// A reader that knows doubles only and rounds to float gets the same bits.
+TEST(JsonTextTest, FloatsReadBackToTheSameBits) {
+  std::mt19937 random(4711);
+  for (int index = 0; index < 100'000; ++index) {
+    const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+    if (!std::isfinite(value)) continue;
+    const json event = json::parse(jsonText(Event{0s, EcgSample{value}}));
+    ASSERT_TRUE(sameBits(static_cast<float>(event.at("value").get<double>()), value)) << event;
+  }
+}
+
+TEST(JsonTextTest, TheSummaryTellsEverything) {
+  Summary summary;
+  summary.duration = 2500ms;
+  StreamSent played{.sent = 12, .unheard = 6, .recording = strap::PlaybackCounts{3, 11, 1, 2}};
+  summary.streams = {{strap::Stream::ecg, played, 10}};
+  summary.repetitionsDone = {1, 2, 3};
+  summary.repetitionsCounted = {4, 5, 6};
+  summary.connections = 7;
+  summary.disconnections = 8;
+  summary.reconnections = 9;
+  summary.leadOffChanges = 10;
+  summary.neverArrived = {"jump"};
+  const json expected = json::parse(R"({
+    "t": 2.5, "event": "summary", "duration": 2.5,
+    "streams": {"ecg": {"sent": 12, "delivered": 10, "lost": 2, "unheard": 6,
+                "recording": {"rows": 3, "samples": 11, "filled": 1, "saturated": 2}}},
+    "repetitions": {"done": {"pushUps": 1, "sitUps": 2, "jumps": 3},
+                    "counted": {"pushUps": 4, "sitUps": 5, "jumps": 6}},
+    "connections": 7, "disconnections": 8, "reconnections": 9, "leadOffChanges": 10,
+    "neverArrived": ["jump"]})");
+  EXPECT_EQ(json::parse(jsonText(summary)), expected);
+}
+
+}  // namespace
+}  // namespace Zephly::monitor

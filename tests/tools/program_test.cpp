@@ -1,0 +1,230 @@
+// The built program from outside: options, exit codes, JSON, signals.
+
+#include "process.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using Arguments = std::vector<std::string>;
+
+struct BadOption {
+  std::string name;
+  Arguments arguments;
+  std::string expected;  // the one line holds it
+};
+
+class BadOptions : public testing::TestWithParam<BadOption> {};
+
+TEST_P(BadOptions, AreOneLineAndExitCode2) {
+  const Finished run = runProgram(GetParam().arguments);
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.output, IsEmpty());
+  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr(GetParam().expected)));
+  EXPECT_THAT(run.errors, StartsWith("zephly"));
+}
+
+Arguments monitor(Arguments more) {
+  more.insert(more.begin(), {"monitor", "--simulated"});
+  return more;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Program, BadOptions,
+    testing::Values(
+        BadOption{"NoSubcommand", {}, "subcommand (monitor) is required"},
+        BadOption{"UnknownSubcommand", {"dance"}, "not expected: dance"},
+        BadOption{"RealBluetooth", {"monitor"}, "--simulated: is needed, real Bluetooth"},
+        BadOption{"UnknownOption", monitor({"--loud"}), "not expected: --loud"},
+        BadOption{"ExtraArgument", monitor({"extra"}), "not expected: extra"},
+        BadOption{"LineBreakInArgument", monitor({"two\nlines"}), "not expected: two lines"},
+        BadOption{"FlagWithValue", monitor({"--json=perhaps"}), "--json = perhaps"},
+        BadOption{"SpeedMissing", monitor({"--speed"}), "--speed: expected exactly one value"},
+        BadOption{"SpeedTwice", monitor({"--speed", "1", "--speed", "2"}), "--speed: expected"},
+        BadOption{"SpeedIsAnOption", monitor({"--speed", "--json"}), "--speed: expected a number"},
+        BadOption{"SpeedZero", monitor({"--speed", "0"}), "--speed: expected a number greater"},
+        BadOption{"SpeedNegative", monitor({"--speed", "-1"}), "greater than 0, got \"-1\""},
+        BadOption{"SpeedNan", monitor({"--speed", "nan"}), "greater than 0, got \"nan\""},
+        BadOption{"SpeedInfinite", monitor({"--speed", "inf"}), "greater than 0, got \"inf\""},
+        BadOption{"SpeedText", monitor({"--speed", "abc"}), "greater than 0, got \"abc\""},
+        BadOption{"SpeedTrailingText", monitor({"--speed", "2x"}), "greater than 0, got \"2x\""},
+        BadOption{"SpeedEmpty", monitor({"--speed", ""}), "--speed: expected a number"},
+        BadOption{"SpeedTooBig", monitor({"--speed", "1e999"}), "--speed: expected a number"},
+        BadOption{"DurationMissing", monitor({"--duration"}), "--duration: expected exactly one"},
+        BadOption{"DurationNegative", monitor({"--duration", "-3"}),
+                  "--duration: expected a number"},
+        BadOption{"DurationZero", monitor({"--duration", "0"}), "--duration: expected a number"},
+        BadOption{"DurationNan", monitor({"--duration", "nan"}), "--duration: expected a number"},
+        BadOption{"DurationTooLong", monitor({"--duration", "1e10"}), "up to 1000000000, got"},
+        BadOption{"SeedNegative", monitor({"--seed", "-1"}), "--seed: expected a whole number"},
+        BadOption{"SeedFraction", monitor({"--seed", "1.5"}), "--seed: expected a whole number"},
+        BadOption{"SeedTooBig", monitor({"--seed", "18446744073709551616"}), "--seed: expected"},
+        BadOption{"RecordingAlone", monitor({"--recording", "a.csv"}), "--recording: needs --rate"},
+        BadOption{"RecordingEmpty", monitor({"--recording", "", "--rate", "9"}), "name of a file"},
+        BadOption{"RateAlone", monitor({"--rate", "9"}), "--rate: needs --recording"},
+        BadOption{"RateZero", monitor({"--recording", "a.csv", "--rate", "0"}), "--rate: expected"},
+        BadOption{"RateNan", monitor({"--recording", "a.csv", "--rate", "nan"}),
+                  "--rate: expected"},
+        BadOption{"RateTooFast", monitor({"--recording", "a.csv", "--rate", "1e6"}),
+                  "to 100000, got \"1e6\""},
+        BadOption{"DiagnosticsUnwritable", monitor({"--diagnostics", "/nonexistent/file"}),
+                  "--diagnostics: cannot write /nonexistent/file: No such file"}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST(ProgramTest, TellsTheKitsVersion) {
+  const Finished run = runProgram({"--version"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.output, "zephly 1.0 (PROGRAM:Zephly  PROJECT:Zephly-SDK-1)\n");
+}
+
+TEST(ProgramTest, HelpNamesEveryOption) {
+  const Finished run = runProgram({"monitor", "--help"});
+  EXPECT_EQ(run.exitCode, 0);
+  for (const char* option : {"--simulated", "--seed", "--speed", "--duration", "--recording",
+                             "--rate", "--json", "--diagnostics", "--require-all", "Exit code"}) {
+    EXPECT_THAT(run.output, HasSubstr(option));
+  }
+  EXPECT_THAT(runProgram({"--help"}).output, HasSubstr("monitor"));
+}
+
+// A session's JSON lines, each parsed.
+std::vector<json> parsed(const Finished& run) {
+  std::vector<json> events;
+  for (const std::string& line : run.outputLines()) {
+    json event = json::parse(line, nullptr, false);
+    EXPECT_TRUE(event.is_object()) << line;
+    if (event.is_object()) events.push_back(std::move(event));
+  }
+  return events;
+}
+
+std::map<std::string, int> countsOf(const std::vector<json>& events) {
+  std::map<std::string, int> counts;
+  for (const json& event : events) ++counts[event.at("event").get<std::string>()];
+  return counts;
+}
+
+TEST(ProgramTest, WholePlanArrivesAndNothingIsLost) {
+  const Finished run =
+      runProgram(monitor({"--duration", "32", "--speed", "1000", "--require-all"}));
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.errors, IsEmpty());
+  const std::vector<json> events = parsed(run);
+  ASSERT_FALSE(events.empty());
+
+  double time = 0;
+  for (const json& event : events) {
+    EXPECT_GE(event.at("t").get<double>(), time) << event;
+    time = event.at("t").get<double>();
+  }
+
+  const json& summary = events.back();
+  EXPECT_EQ(summary.at("event"), "summary");
+  EXPECT_EQ(summary.at("duration"), 32);
+  EXPECT_THAT(summary.at("neverArrived"), IsEmpty());
+  const std::map<std::string, int> counts = countsOf(events);
+  for (const char* stream : {"temperature", "ecg", "battery", "respiration", "motion"}) {
+    const json& told = summary.at("streams").at(stream);
+    EXPECT_EQ(told.at("lost"), 0) << stream;
+    EXPECT_EQ(told.at("sent"), told.at("delivered")) << stream;
+    EXPECT_EQ(told.at("delivered"), counts.at(stream)) << stream;
+  }
+  // 32 s without the time before the first subscription and that of the lost link.
+  EXPECT_GT(counts.at("ecg"), 15'000);
+  EXPECT_LT(counts.at("ecg"), 16'000);
+  EXPECT_EQ(summary.at("reconnections"), counts.at("connected") - 1);
+  EXPECT_EQ(summary.at("disconnections"), counts.at("disconnected"));
+  EXPECT_EQ(summary.at("leadOffChanges"), counts.at("leadoff") - 1);
+  EXPECT_EQ(summary.at("repetitions").at("done"), summary.at("repetitions").at("counted"));
+  EXPECT_EQ(summary.at("repetitions").at("counted").at("pushUps"), counts.at("pushUp"));
+  EXPECT_EQ(summary.at("repetitions").at("counted").at("sitUps"), counts.at("sitUp"));
+  EXPECT_EQ(summary.at("repetitions").at("counted").at("jumps"), counts.at("jump"));
+  EXPECT_GT(counts.at("diagnostic"), 5);
+}
+
+TEST(ProgramTest, SameSeedGivesTheSameSession) {
+  const Arguments first = monitor({"--duration", "3", "--speed", "1000", "--seed", "7"});
+  const Arguments other = monitor({"--duration", "3", "--speed", "1000", "--seed", "8"});
+  const std::string output = runProgram(first).output;
+  EXPECT_EQ(output, runProgram(first).output);
+  EXPECT_NE(output, runProgram(other).output);
+}
+
+TEST(ProgramTest, WhatIsMissingIsOneLineEachAndExitCode1) {
+  const Finished run = runProgram(monitor({"--duration", "2", "--speed", "1000", "--require-all"}));
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: never arrived: disconnect",
+                                            "zephly monitor: never arrived: push-up",
+                                            "zephly monitor: never arrived: sit-up",
+                                            "zephly monitor: never arrived: jump"));
+  EXPECT_EQ(runProgram(monitor({"--duration", "2", "--speed", "1000"})).exitCode, 0);
+}
+
+TEST(ProgramTest, DiagnosticLinesGoToAFileAsTheyAre) {
+  const std::filesystem::path file =
+      std::filesystem::path(testing::TempDir()) / ("diagnostics-" + std::to_string(::getpid()));
+  const Finished run =
+      runProgram(monitor({"--duration", "2", "--speed", "1000", "--diagnostics", file.string()}));
+  EXPECT_EQ(run.exitCode, 0);
+  std::ifstream stream(file);
+  const std::vector<std::string> lines =
+      linesOf({std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
+  std::filesystem::remove(file);
+  const std::map<std::string, int> counts = countsOf(parsed(run));
+  EXPECT_EQ(lines.size(), static_cast<std::size_t>(counts.at("motion") + counts.at("diagnostic")));
+  EXPECT_THAT(lines, testing::Contains(HasSubstr("47366E80")));
+}
+
+class SignalTest : public testing::TestWithParam<int> {};
+
+TEST_P(SignalTest, EndsTheSessionCleanly) {
+  Process process(monitor({}));
+  ASSERT_TRUE(process.readUntil("\"ecg\""));
+  process.sendSignal(GetParam());
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.errors, IsEmpty());
+  const std::vector<json> events = parsed(run);
+  ASSERT_FALSE(events.empty());
+  EXPECT_EQ(events.back().at("event"), "summary");
+  EXPECT_EQ(events.back().at("streams").at("ecg").at("lost"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Program, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP),
+                         [](const auto& instance) {
+                           return "Signal" + std::to_string(instance.param);
+                         });
+
+TEST(ProgramTest, AReaderThatGoesAwayEndsItQuietly) {
+  Process process(monitor({"--speed", "20"}));
+  ASSERT_TRUE(process.readUntil("\"ecg\""));
+  process.closeOutput();
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.errors, IsEmpty());
+}
+
+TEST(ProgramTest, AReaderThatDoesNotReadDoesNotKeepASignalFromEndingIt) {
+  Process process(monitor({"--speed", "1000"}));
+  ASSERT_TRUE(process.readUntil("\"ecg\""));
+  // By now more has been written than a pipe holds, or will be in a moment; either way it ends.
+  process.sendSignal(SIGTERM);
+  EXPECT_EQ(process.finish().exitCode, 0);
+}
+
+}  // namespace

@@ -1,0 +1,158 @@
+// The built program playing recordings.
+
+#include "process.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// A CSV file for the length of one test.
+class File {
+ public:
+  explicit File(const std::string& text)
+      : path_(std::filesystem::path(testing::TempDir()) /
+              ("recording-" + std::to_string(::getpid()) + ".csv")) {
+    std::ofstream(path_) << text;
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() { std::filesystem::remove(path_); }
+
+  std::string path() const { return path_.string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+Finished play(const std::string& file, const std::string& rate) {
+  return runProgram({"monitor", "--simulated", "--recording", file, "--rate", rate, "--json",
+                     "--speed", "10000"});
+}
+
+// The summary's entry of one stream.
+json streamOf(const Finished& run, const std::string& stream) {
+  const std::vector<std::string> lines = run.outputLines();
+  if (lines.empty()) return {};
+  return json::parse(lines.back()).at("streams").at(stream);
+}
+
+std::size_t eventsOf(const Finished& run, const std::string& kind) {
+  std::size_t count = 0;
+  for (const std::string& line : run.outputLines()) {
+    count += line.find("\"event\":\"" + kind + "\"") != std::string::npos ? 1 : 0;
+  }
+  return count;
+}
+
+void expectEverySampleArrived(const Finished& run, const std::string& stream, std::size_t rows,
+                              std::size_t samples) {
+  const json told = streamOf(run, stream);
+  EXPECT_EQ(told.at("recording").at("rows"), rows) << told;
+  EXPECT_EQ(told.at("recording").at("samples"), samples) << told;
+  const std::size_t filled = told.at("recording").at("filled").get<std::size_t>();
+  EXPECT_LT(filled, 6U);
+  EXPECT_EQ(told.at("sent"), samples + filled);
+  EXPECT_EQ(told.at("delivered"), samples + filled);
+  EXPECT_EQ(told.at("lost"), 0);
+  EXPECT_EQ(eventsOf(run, stream), samples + filled);
+}
+
+TEST(RecordingTest, EverySampleOfASmallFileArrivesAndTheProgramEnds) {
+  std::string text = "ECG,RSP\n";
+  for (int row = 0; row < 700; ++row) {
+    text += std::to_string(std::sin(row * 0.5)) + "," + std::to_string(std::cos(row * 0.02)) + "\n";
+  }
+  const File file(text);
+  const Finished run = play(file.path(), "100");
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  expectEverySampleArrived(run, "ecg", 700, 3500);
+  expectEverySampleArrived(run, "respiration", 700, 3500);
+}
+
+TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
+  const std::filesystem::path recording =
+      std::filesystem::path(ZEPHLY_RECORDINGS) / "resting_5min_100hz.csv";
+  if (!std::filesystem::exists(recording)) {
+    GTEST_SKIP() << recording << " is not beside this checkout";
+  }
+  std::size_t rows = 30'000;
+  std::string file = recording.string();
+#ifdef ZEPHLY_SANITIZED
+  // A cut of it: the sanitizers make the respiration chain slow.
+  rows = 3'000;
+  std::ifstream whole(recording);
+  std::string text;
+  std::string line;
+  for (std::size_t index = 0; index <= rows && std::getline(whole, line); ++index) {
+    text += line + "\n";
+  }
+  const File cut(text);
+  file = cut.path();
+#endif
+  const Finished run = play(file, "100");
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  expectEverySampleArrived(run, "ecg", rows, rows * 5);
+  expectEverySampleArrived(run, "respiration", rows, rows * 5);
+}
+
+TEST(RecordingTest, EndsAtTheDurationIfThatIsEarlier) {
+  std::string text = "ECG\n";
+  for (int row = 0; row < 1000; ++row) text += std::to_string(row % 7) + "\n";
+  const File file(text);
+  const Finished run = runProgram({"monitor", "--simulated", "--recording", file.path(), "--rate",
+                                   "100", "--duration", "2", "--speed", "1000"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(json::parse(run.outputLines().back()).at("duration"), 2);
+  EXPECT_LT(streamOf(run, "ecg").at("delivered"), 1000);
+}
+
+struct Malformed {
+  std::string name;
+  std::string text;
+  std::string place;  // line and column
+};
+
+class MalformedRecording : public testing::TestWithParam<Malformed> {};
+
+TEST_P(MalformedRecording, IsOneLineWithItsPlaceAndExitCode1) {
+  const File file(GetParam().text);
+  const Finished run = play(file.path(), "100");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, IsEmpty());
+  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr(file.path() + GetParam().place)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Program, MalformedRecording,
+    testing::Values(Malformed{"Empty", "", ":1:1: "}, Malformed{"NoRows", "ECG\n", ":2:1: "},
+                    Malformed{"NoKnownColumn", "PPG,Time\n1,2\n", ":1:1: "},
+                    Malformed{"TextInANumber", "ECG,RSP\n1,2\n3,four\n", ":3:3: "},
+                    Malformed{"EmptyCell", "ECG,RSP\n1,\n", ":2:3: "},
+                    Malformed{"ShortRow", "ECG,RSP\n1,2\n3\n", ":3:"},
+                    Malformed{"LongRow", "ECG,RSP\n1,2,3\n", ":2:"},
+                    Malformed{"Nan", "ECG\nnan\n", ":2:1: "},
+                    Malformed{"Infinity", "ECG\n1\ninf\n", ":3:1: "},
+                    Malformed{"OneAxis", "Accelerometer X\n1\n", ":1:"}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST(RecordingTest, AFileThatIsNotThereIsOneLineAndExitCode1) {
+  const Finished run = play("/nonexistent/recording.csv", "100");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("/nonexistent/recording.csv:1:1: ")));
+}
+
+}  // namespace
