@@ -73,7 +73,7 @@ TEST(EcgModelTest, HasItsWavesInOrder) {
   std::vector<double> sum(36);
   std::vector<int> count(36);
   for (int i = 0; i < 200 * waveformRate; ++i) {
-    const double value = static_cast<double>(model.next(60, 0, true));
+    const auto value = static_cast<double>(model.next(60, 0, true));
     const auto bin = static_cast<std::size_t>(
         std::clamp(std::floor((model.heartPhase() + pi) / (2 * pi) * 36), 0.0, 35.0));
     sum.at(bin) += value;
@@ -98,14 +98,15 @@ TEST(EcgModelTest, HeartRateVariesInTheBandsOfBloodPressureAndBreathing) {
   std::vector<float> intervals;
   // Four a second, from the interval around each moment.
   std::size_t beat = 1;
-  for (double time = beats.front(); time < beats.back(); time += 0.25) {
+  for (int quarter = 0; beats.front() + 0.25 * quarter < beats.back(); ++quarter) {
+    const double time = beats.front() + 0.25 * quarter;
     while (beat + 1 < beats.size() && beats[beat] < time) ++beat;
     intervals.push_back(static_cast<float>(beats[beat] - beats[beat - 1] - 1));
   }
   const auto strongest = [&](double from, double to) {
     double most = 0;
-    for (double frequency = from; frequency <= to; frequency += 1.0 / 1200)
-      most = std::max(most, amplitudeAt(frequency, intervals, 4));
+    for (int i = 0; from + i / 1200.0 <= to; ++i)
+      most = std::max(most, amplitudeAt(from + i / 1200.0, intervals, 4));
     return most;
   };
   const double background = strongest(0.15, 0.2);
@@ -163,6 +164,7 @@ TEST(RespirationModelTest, WornItMovesInEveryWindowOfTheLeadoffDetector) {
 TEST(RespirationModelTest, WornItMovesByThreeTimesTheThresholdInAnyWindow) {
   RespirationModel model(9);
   std::vector<float> samples;
+  samples.reserve(std::size_t{120} * waveformRate);
   for (int i = 0; i < 120 * waveformRate; ++i) samples.push_back(model.next(12, 0, true));
   for (std::size_t i = 70; i <= samples.size(); ++i) {
     const auto end = samples.begin() + static_cast<std::ptrdiff_t>(i);
@@ -188,6 +190,7 @@ TEST(RespirationModelTest, BreathesAtItsRate) {
   for (const double rate : {10.0, 14.0, 24.0}) {
     RespirationModel model(2);
     std::vector<float> samples;
+    samples.reserve(std::size_t{120} * waveformRate);
     for (int i = 0; i < 120 * waveformRate; ++i) samples.push_back(model.next(rate, 0, true));
     const double breath = amplitudeAt(rate / 60, samples, waveformRate);
     EXPECT_GT(breath, 0.2);
