@@ -1,0 +1,74 @@
+#include <tools/monitor/held_errors.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace Zephly::monitor {
+namespace {
+
+// Makes a terminal of the test's own the standard error.
+class TerminalAsErrors {
+ public:
+  TerminalAsErrors() : before_(::dup(STDERR_FILENO)) {
+    EXPECT_EQ(::openpty(&reader_, &terminal_, nullptr, nullptr, nullptr), 0);
+    ::dup2(terminal_, STDERR_FILENO);
+  }
+  TerminalAsErrors(const TerminalAsErrors&) = delete;
+  TerminalAsErrors& operator=(const TerminalAsErrors&) = delete;
+  ~TerminalAsErrors() {
+    ::dup2(before_, STDERR_FILENO);
+    for (const int descriptor : {before_, reader_, terminal_}) ::close(descriptor);
+  }
+
+  // What has been shown since the last call.
+  std::string shown() const {
+    std::string text;
+    pollfd readable{.fd = reader_, .events = POLLIN, .revents = 0};
+    while (::poll(&readable, 1, 0) > 0) {
+      std::array<char, 256> part{};
+      const ssize_t count = ::read(reader_, part.data(), part.size());
+      if (count <= 0) break;
+      text.append(part.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+ private:
+  int before_;
+  int reader_ = -1;
+  int terminal_ = -1;
+};
+
+TEST(HeldErrorsTest, AreShownWhenTheyAreReleased) {
+  const TerminalAsErrors terminal;
+  held_errors::hold();
+  std::fputs("last words\n", stderr);
+  EXPECT_EQ(terminal.shown(), "");
+  held_errors::release();
+  EXPECT_EQ(terminal.shown(), "last words\r\n");
+  std::fputs("later\n", stderr);
+  EXPECT_EQ(terminal.shown(), "later\r\n");
+  held_errors::release();
+  EXPECT_EQ(terminal.shown(), "");
+}
+
+TEST(HeldErrorsTest, AreNotHeldTwiceNorWhenTheyGoElsewhere) {
+  held_errors::hold();  // a file or a pipe, when tests run: nothing to hold
+  held_errors::release();
+  const TerminalAsErrors terminal;
+  held_errors::hold();
+  held_errors::hold();
+  std::fputs("once\n", stderr);
+  held_errors::release();
+  EXPECT_EQ(terminal.shown(), "once\r\n");
+}
+
+}  // namespace
+}  // namespace Zephly::monitor
