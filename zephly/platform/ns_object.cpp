@@ -16,7 +16,10 @@ bool NSObject::respondsToSelector(std::string_view name) const {
 }
 
 std::string NSObject::description() const {
-  return "<" + std::string(selectors().className()) + ">";
+  std::string text = "<";
+  text += selectors().className();
+  text += '>';
+  return text;
 }
 
 const SelectorTable& NSObject::selectors() const {
