@@ -1,0 +1,46 @@
+#pragma once
+/// @file
+/// A session with its strap connected and next to nothing behind it: values are handed to the
+/// peripheral handler directly, so what is measured is the kit.
+///
+///   ConnectedSession session;
+///   session.deliver(Stream::ecg, value);
+///
+/// A session is never freed: it and its central manager own each other. Create few.
+
+#include <strap/frame.h>
+#include <zephly/session/zephly.h>
+
+#include <bench/bare_host.h>
+#include <bench/counting_application.h>
+#include <bench/null_buffer.h>
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+namespace bench {
+
+class ConnectedSession {
+ public:
+  ConnectedSession() : session_(Zephly::Zephly::init(application_)) {
+    session_->startWorkoutDetection(application_);
+    host_.connect();
+  }
+  ConnectedSession(const ConnectedSession&) = delete;
+  ConnectedSession& operator=(const ConnectedSession&) = delete;
+
+  void deliver(Zephly::strap::Stream stream, std::shared_ptr<const NSData> value) {
+    host_.deliver(stream, std::move(value));
+  }
+  /// Calls that the application got.
+  std::uint64_t calls() const { return application_->calls; }
+
+ private:
+  SilentOutput silent_;
+  BareHost host_;
+  std::shared_ptr<CountingApplication> application_ = std::make_shared<CountingApplication>();
+  std::shared_ptr<Zephly::Zephly> session_;
+};
+
+}  // namespace bench

@@ -1,0 +1,26 @@
+// Measures how long the kit takes and writes Markdown tables on standard output. Takes the options
+// of Google Benchmark (--benchmark_filter=..., --benchmark_repetitions=...). Exits with 1 when a
+// measurement could not be made.
+
+#include <bench/markdown_reporter.h>
+#include <bench/suite.h>
+#include <benchmark/benchmark.h>
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+
+  bench::Suite suite;
+  bench::addFilters(suite);
+  bench::addChains(suite);
+  bench::addMotion(suite);
+  bench::addDecoders(suite);
+  bench::addSession(suite);
+  bench::addFirstSample(suite);
+
+  bench::MarkdownReporter reporter(suite,
+                                   {.section = "Filters", .row = "Filter", .column = "real"});
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return reporter.failed() ? 1 : 0;
+}

@@ -1,0 +1,119 @@
+// Both motion paths. Each sample writes a trace line; where it goes is part of the row.
+
+#include <zephly/dsp/signal_processor.h>
+#include <zephly/motion/madgwick_ahrs.h>
+
+#include <bench/inputs.h>
+#include <bench/null_buffer.h>
+#include <bench/suite.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+namespace {
+
+constexpr const char* section = "Motion";
+constexpr double rate = 30;
+
+using FrameDecoders::Motion;
+
+const Motion stillness{1, 0, 0, 0, 0, 0, 1};  // level and at rest
+
+void ignore(void* /*context*/) {}
+
+void setCallbacks(Zephly::SignalProcessor& engine) {
+  engine.setPushUpCallback(ignore, nullptr);
+  engine.setSitUpCallback(ignore, nullptr);
+  engine.setJumpCallback(ignore, nullptr);
+}
+
+void sevenValues(Zephly::SignalProcessor& engine, const Motion& sample) {
+  engine.imu(sample.qw, sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az);
+}
+
+// The strap's readings in place of a gyroscope's and a magnetometer's: the arithmetic is the same.
+void nineValues(Zephly::SignalProcessor& engine, const Motion& sample) {
+  engine.imu(sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az, sample.qw, sample.qx,
+             sample.qy);
+}
+
+void fusionAlone(Zephly::SignalProcessor& /*engine*/, const Motion& sample) {
+  MadgwickAHRSupdate(sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az, sample.qw,
+                     sample.qx, sample.qy);
+}
+
+void fusionWithoutField(Zephly::SignalProcessor& /*engine*/, const Motion& sample) {
+  MadgwickAHRSupdateIMU(sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az);
+}
+
+using Operation = void (*)(Zephly::SignalProcessor&, const Motion&);
+
+// The orientation of the process, brought back when a measurement is over.
+class OrientationGuard {
+ public:
+  OrientationGuard() { reset(); }
+  ~OrientationGuard() { reset(); }
+  OrientationGuard(const OrientationGuard&) = delete;
+  OrientationGuard& operator=(const OrientationGuard&) = delete;
+
+ private:
+  static void reset() {
+    q0 = 1;
+    q1 = q2 = q3 = 0;
+  }
+};
+
+void measure(benchmark::State& state, const std::vector<Motion>& samples, Operation operation) {
+  const OrientationGuard guard;
+  Zephly::SignalProcessor engine;
+  setCallbacks(engine);
+  std::size_t next = 0;
+  for ([[maybe_unused]] auto _ : state) {
+    operation(engine, samples[next]);
+    benchmark::ClobberMemory();
+    if (++next == samples.size()) next = 0;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void addOperation(Suite& suite, const std::string& row, Operation operation) {
+  suite.add({.section = section, .row = row, .column = "training", .rate = rate},
+            [=](benchmark::State& state) {
+              const SilentOutput silent;
+              measure(state, motionSamples(), operation);
+            });
+  suite.add({.section = section, .row = row, .column = "standing still", .rate = rate},
+            [=](benchmark::State& state) {
+              const SilentOutput silent;
+              measure(state, {stillness}, operation);
+            });
+}
+
+}  // namespace
+
+void addMotion(Suite& suite) {
+  suite.add({.title = section,
+             .unit = "sample",
+             .question =
+                 "Nanoseconds per motion sample, by what the person does. Unless a row says "
+                 "otherwise the trace line is formatted and dropped."});
+  addOperation(suite, "engine: imu, 7 values", sevenValues);
+  suite.add({.section = section,
+             .row = "the same, trace line written to /dev/null",
+             .column = "training",
+             .rate = rate},
+            [](benchmark::State& state) {
+              std::filebuf nowhere;
+              nowhere.open("/dev/null", std::ios::out);
+              const RedirectedOutput redirected(&nowhere);
+              measure(state, motionSamples(), sevenValues);
+            });
+  addOperation(suite, "engine: imu, 9 values", nineValues);
+  addOperation(suite, "MadgwickAHRSupdate alone", fusionAlone);
+  addOperation(suite, "MadgwickAHRSupdateIMU alone", fusionWithoutField);
+}
+
+}  // namespace bench
