@@ -94,6 +94,12 @@ void MarkdownReporter::Finalize() {
 }
 
 void MarkdownReporter::writeTable(const Section& section) const {
+  const bool measured =
+      std::any_of(suite_.figures().begin(), suite_.figures().end(), [&](const Figure& figure) {
+        return figure.section == section.title && find(figure) != nullptr;
+      });
+  if (!measured) return;  // left out by a filter on the command line
+
   const auto columns = columnsOf(suite_, section);
   std::cout << "### " << section.title << "\n\n" << section.question << "\n\n| ";
   for (const auto& column : columns) std::cout << "| " << column << ' ';
@@ -119,7 +125,7 @@ void MarkdownReporter::writeRow(const Section& section, const std::string& row,
     if (first == 0) first = nanoseconds;
     widest = std::max(widest, spread(found->nanoseconds));
   }
-  if (first == 0) return;  // left out by a filter on the command line
+  if (first == 0) return;
 
   const auto place = std::find_if(
       suite_.figures().begin(), suite_.figures().end(),
