@@ -7,6 +7,7 @@
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/recorded_events.h>
+#include <tests/support/recording.h>
 #include <tests/support/session_test_access.h>
 #include <tests/whole_path/counted_frames.h>
 #include <zephly/ble/gatt_profile.h>
@@ -286,10 +287,10 @@ TEST_F(LivingStrapTest, TheApplicationGetsTheStrapsVeryNumbers) {
 }
 
 TEST_F(LivingStrapTest, ARecordingGoesThroughTheWholePathSampleBySample) {
-  const std::string file = ZEPHLY_RECORDINGS "/resting_5min_100hz.csv";
-  if (!std::filesystem::exists(file)) GTEST_SKIP() << "no recording at " << file;
+  const std::string name = "resting_5min_100hz.csv";
+  if (!std::filesystem::exists(recordingPath(name))) GTEST_SKIP() << missingRecording(name);
   const auto recording =
-      std::make_shared<const strap::Recording>(strap::Recording::load(file, 100));
+      std::make_shared<const strap::Recording>(strap::Recording::load(recordingPath(name), 100));
   wear({.recording = recording}, 310s);
   EXPECT_EQ(recording->rows(), 30000u);
   EXPECT_EQ(sentOn(strap::Stream::ecg), 150000u);
