@@ -57,7 +57,7 @@ int complain(const std::string& who, const std::string& message, int exitCode) {
 
 // What was expected, in the words of this program.
 std::string messageOf(const CLI::ParseError& error) {
-  const std::string text = error.what();
+  std::string text = error.what();
   const std::string option = text.substr(0, text.find(": "));
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return option + ": expected exactly one value, and once only";

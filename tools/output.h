@@ -27,7 +27,7 @@ class Output {
   };
 
   /// Bytes that are kept before write() passes them on by itself.
-  static constexpr std::size_t bufferSize = 64 * 1024;
+  static constexpr std::size_t bufferSize = 65'536;
   /// How long write() and flush() wait for a reader.
   static constexpr std::chrono::milliseconds patience{100};
 

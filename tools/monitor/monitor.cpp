@@ -133,7 +133,7 @@ class Monitor {
     resizeSignal_ = queue_.onSignal({SIGWINCH}, [this](int) { view_->resized(); });
     stopSignal_ = queue_.onSignal({SIGTSTP}, [this](int) {
       view_->suspend();
-      std::raise(SIGSTOP);
+      static_cast<void>(std::raise(SIGSTOP));
       view_->resume();
     });
   }
@@ -203,7 +203,7 @@ tools::Command addMonitorCommand(CLI::App& program) {
   return {command, [options] {
             checkTogether(*options);
             // A reader that goes away is seen by Output.
-            std::signal(SIGPIPE, SIG_IGN);
+            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return Monitor(*options).run();
           }};
 }

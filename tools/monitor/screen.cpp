@@ -43,8 +43,8 @@ void takeKeyboard() {
 void giveTerminalBackOnAbort(int signal) {
   if (::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size()) >= 0) giveKeyboardBack();
   held_errors::release();
-  std::signal(signal, SIG_DFL);
-  ::raise(signal);
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  static_cast<void>(::raise(signal));
 }
 
 }  // namespace
@@ -81,7 +81,7 @@ void Screen::suspend() {
   output_.finish(std::chrono::seconds(1));
   giveKeyboardBack();
   held_errors::release();
-  std::signal(SIGABRT, abortHandlerBefore);
+  static_cast<void>(std::signal(SIGABRT, abortHandlerBefore));
 }
 
 void Screen::show(const Canvas& canvas) {

@@ -30,9 +30,9 @@ struct StrapReport {
 };
 
 struct StreamSummary {
-  strap::Stream stream;
+  strap::Stream stream{};
   StreamSent strap;
-  std::uint64_t delivered;
+  std::uint64_t delivered = 0;
 
   /// Sent and not delivered; anything but 0 is a defect.
   std::int64_t lost() const {

@@ -19,7 +19,7 @@ constexpr std::size_t tableRows = 5;
 // Rounded to `decimals` places.
 std::string decimal(double value, int decimals) {
   std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%.*f", decimals, value));
   return text.data();
 }
 
@@ -237,12 +237,13 @@ std::string clockText(strap::StrapTime time) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
   std::array<char, 64> text{};
   if (seconds < 3600) {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld", static_cast<long long>(seconds / 60),
-                  static_cast<long long>(seconds % 60));
+    static_cast<void>(std::snprintf(text.data(), text.size(), "%lld:%02lld",
+                                    static_cast<long long>(seconds / 60),
+                                    static_cast<long long>(seconds % 60)));
   } else {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld",
-                  static_cast<long long>(seconds / 3600), static_cast<long long>(seconds / 60 % 60),
-                  static_cast<long long>(seconds % 60));
+    static_cast<void>(std::snprintf(
+        text.data(), text.size(), "%lld:%02lld:%02lld", static_cast<long long>(seconds / 3600),
+        static_cast<long long>(seconds / 60 % 60), static_cast<long long>(seconds % 60)));
   }
   return text.data();
 }
