@@ -77,7 +77,7 @@ TEST(OutputTest, ComesBackFromAReaderThatDoesNotReadAndLosesNothing) {
 }
 
 TEST(OutputTest, IsClosedWhenTheReaderHasGone) {
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   Pipe pipe;
   Output output(pipe.writer());
   pipe.closeReader();
