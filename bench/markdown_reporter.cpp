@@ -111,8 +111,7 @@ void MarkdownReporter::writeTable(const Section& section) const {
   const auto columns = columnsOf(suite_, section);
   std::cout << "### " << section.title << "\n\n" << section.question << "\n\n| ";
   for (const auto& column : columns) std::cout << "| " << column << ' ';
-  std::cout << "| x pass-through | " << section.unit
-            << "s per second | x real time | spread |\n|---";
+  std::cout << "| x biquad | " << section.unit << "s per second | x real time | spread |\n|---";
   for (std::size_t column = 0; column < columns.size() + 4; ++column) std::cout << "|--:";
   std::cout << "|\n";
   for (const auto& row : rowsOf(suite_, section)) writeRow(section, row, columns);

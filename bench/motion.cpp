@@ -111,6 +111,14 @@ void addMotion(Suite& suite) {
               const RedirectedOutput redirected(&nowhere);
               measure(state, motionSamples(), sevenValues);
             });
+  suite.add({.section = section,
+             .row = "the same, no buffer: nothing is formatted",
+             .column = "training",
+             .rate = rate},
+            [](benchmark::State& state) {
+              const RedirectedOutput redirected(nullptr);
+              measure(state, motionSamples(), sevenValues);
+            });
   addOperation(suite, "engine: imu, 9 values", nineValues);
   addOperation(suite, "MadgwickAHRSupdate alone", fusionAlone);
   addOperation(suite, "MadgwickAHRSupdateIMU alone", fusionWithoutField);
