@@ -16,10 +16,7 @@ bool NSObject::respondsToSelector(std::string_view name) const {
 }
 
 std::string NSObject::description() const {
-  std::string text = "<";
-  text += selectors().className();
-  text += '>';
-  return text;
+  return "<" + std::string(selectors().className()) + ">";
 }
 
 const SelectorTable& NSObject::selectors() const {
