@@ -1,6 +1,5 @@
-#include <zephly/session/signal_processor.h>
-
 #include <zephly/platform/fatal_error.h>
+#include <zephly/session/signal_processor.h>
 
 #include <utility>
 
