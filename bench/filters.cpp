@@ -104,9 +104,8 @@ void addResets(Suite& suite) {
 void addFilters(Suite& suite) {
   suite.add({.title = section,
              .unit = "sample",
-             .question =
-                 "Nanoseconds per sample, by kind of signal. `Filter` gives its sample back "
-                 "and is what the ratios are taken to."});
+             .question = "Nanoseconds per sample, by kind of signal. The notch at 0.25 is one "
+                         "section and is what the ratios are taken to."});
   addFilter(suite, "Filter", 0, [] { return std::make_unique<Filter>(); });
   addBiquads(suite);
   addFilter(suite, "LowCutFilter 110, 0.004, order 4", 60'000,
