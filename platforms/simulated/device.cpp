@@ -149,7 +149,7 @@ void Device::linkEnded(const Link& link) {
   updateAdvertising();
 }
 
-void Device::loseLink(std::optional<std::string> error) {
+void Device::loseLink(const std::optional<std::string>& error) {
   const auto links = links_;
   for (const auto& link : links) {
     if (const auto peripheral = link->peripheral()) peripheral->linkLost(error);

@@ -150,7 +150,7 @@ class Device {
 
   /// Ends every link; the other side is told, with an error of that text when there is one.
   /// Values that were notified before still arrive before that. Does nothing without a link.
-  void loseLink(std::optional<std::string> error = std::nullopt);
+  void loseLink(const std::optional<std::string>& error = std::nullopt);
 
   /// True while at least one central is connected.
   bool connected() const { return !links_.empty(); }

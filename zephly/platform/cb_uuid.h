@@ -7,7 +7,6 @@
 ///   CBUUID battery = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -32,7 +31,9 @@ class CBUUID {
   bool isEqual(const CBUUID& other) const { return bytes_ == other.bytes_; }
 
   friend bool operator==(const CBUUID&, const CBUUID&) = default;
-  friend std::strong_ordering operator<=>(const CBUUID&, const CBUUID&) = default;
+  friend bool operator<(const CBUUID& left, const CBUUID& right) {
+    return left.bytes_ < right.bytes_;
+  }
 
  private:
   explicit CBUUID(const std::array<std::uint8_t, 16>& bytes) : bytes_(bytes) {}
