@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -148,12 +149,44 @@ TEST_F(SignalProcessorWrapperTest, ADelegateMayGoDuringItsOwnCall) {
   EXPECT_EQ(owner, nullptr);
 }
 
-TEST_F(SignalProcessorWrapperTest, StartingTwiceLeavesOneRegistration) {
-  wrapper->setDelegate(workout);
+// The last owner of a wrapper lets go of it when a repetition is told.
+TEST_F(SignalProcessorWrapperTest, TheWrapperAndItsEngineOutliveTheMotionCallThatLosesThem) {
+  struct LettingGo : WorkoutDelegate {
+    explicit LettingGo(std::shared_ptr<SignalProcessor>& wrapper) : wrapper_(wrapper) {}
+    void didDetectSitUp() override {
+      const std::weak_ptr<SignalProcessor> watched = wrapper_;
+      wrapper_.reset();
+      aliveDuringCall = !watched.expired();
+    }
+    std::shared_ptr<SignalProcessor>& wrapper_;
+    bool aliveDuringCall = false;
+  };
+  const auto lettingGo = std::make_shared<LettingGo>(wrapper);
+  const std::weak_ptr<SignalProcessor> watched = wrapper;
+  wrapper->setDelegate(lettingGo);
   wrapper->startWorkoutDetection();
-  wrapper->startWorkoutDetection();
-  repetitions::sitUp(motion());
-  EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+  repetitions::sitUp([this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+    if (wrapper) wrapper->imu(qw, qx, qy, qz, ax, ay, az);
+  });
+  EXPECT_EQ(wrapper, nullptr);
+  EXPECT_TRUE(lettingGo->aliveDuringCall);
+  EXPECT_TRUE(watched.expired());
+}
+
+TEST_F(SignalProcessorWrapperTest, StartingTwiceLeavesOneRegistrationOfEachKind) {
+  const std::pair<void (*)(const repetitions::Sink&), const char*> kinds[] = {
+      {repetitions::jump, "didDetectJump"},
+      {repetitions::sitUp, "didDetectSitUp"},
+      {repetitions::pushUp, "didDetectPushUp"}};
+  for (const auto& [perform, told] : kinds) {
+    log.clear();
+    wrapper = SignalProcessor::init();
+    wrapper->setDelegate(workout);
+    wrapper->startWorkoutDetection();
+    wrapper->startWorkoutDetection();
+    perform(motion());
+    EXPECT_THAT(log, ElementsAre(told));
+  }
 }
 
 TEST_F(SignalProcessorWrapperDeathTest, ARepetitionBeforeDetectionWasStartedIsFatal) {
@@ -198,12 +231,16 @@ TEST_F(SignalProcessorWrapperTest, AnswersToItsMessageNames) {
   EXPECT_SAME_BITS(wrapper->performSelector<float>("processECG:", 0.5f), engine.processECG(0.5f));
   EXPECT_SAME_BITS(wrapper->performSelector<float>("processRespiration:", 0.5f),
                    engine.processRespiration(0.5f));
-  EXPECT_EQ(wrapper->performSelector<bool>("processLeadoffDetection:", 0.5f), false);
+  EXPECT_FALSE(wrapper->performSelector<bool>("processLeadoffDetection:", 0.5f));
+  EXPECT_TRUE(wrapper->performSelector<bool>("processLeadoffDetection:", 0.0f));
   repetitions::sitUp([this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
     wrapper->performSelector("imu:qx:qy:qz:ax:ay:az:", qw, qx, qy, qz, ax, ay, az);
   });
   EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
-  EXPECT_TRUE(wrapper->respondsToSelector("imu:gy:gz:ax:ay:az:mx:my:mz:"));
+  const FusionGuard guard;
+  wrapper->performSelector("imu:gy:gz:ax:ay:az:mx:my:mz:", 0.5f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f,
+                           0.0f, 0.0f);
+  EXPECT_NE(q1, 0.0f);
   EXPECT_EQ(wrapper->performSelector<::Zephly::SignalProcessor*>("signalProcessor"),
             wrapper->signalProcessor());
   wrapper->performSelector("setSignalProcessor:", &engine);

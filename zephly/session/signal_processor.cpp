@@ -45,10 +45,12 @@ bool SignalProcessor::processLeadoffDetection(float sample) {
 
 void SignalProcessor::imu(float gx, float gy, float gz, float ax, float ay, float az, float mx,
                           float my, float mz) {
+  const auto alive = shared_from_this();  // the delegate may let go of this object, and its engine
   requireEngine().imu(gx, gy, gz, ax, ay, az, mx, my, mz);
 }
 
 void SignalProcessor::imu(float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+  const auto alive = shared_from_this();
   requireEngine().imu(qw, qx, qy, qz, ax, ay, az);
 }
 
