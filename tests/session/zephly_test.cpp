@@ -1,3 +1,4 @@
+#include <tests/dsp/fake_processor_clock.h>
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
@@ -5,14 +6,18 @@
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
 #include <tests/support/session_test_access.h>
+#include <zephly/dsp/leadoff_detector.h>
 #include <zephly/session/zephly.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,8 +28,8 @@ using testing::IsEmpty;
 using Access = SessionTestAccess;
 
 // Answers of the lead-off rule for raw samples: the first sample of a session, and a flat line, are
-// "no contact" (false); a jump of more than 0.01 is "contact" (true) for the 70 samples that
-// follow.
+// "no contact" (false); after a step of more than 0.01 it is "contact" (true) until the last sample
+// before the step has left the window of 70.
 constexpr float flat = 0.0f;
 constexpr float high = 0.5f;
 
@@ -91,10 +96,7 @@ TEST_F(ZephlyTest, TheSessionIsTheWrappersDelegateFromTheStart) {
 
 TEST_F(ZephlyTest, DoesNotOwnTheApplication) { EXPECT_EQ(application.use_count(), 1); }
 
-TEST_F(ZephlyTest, NeverHasAPhoneMotionHolder) {
-  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
-  EXPECT_FALSE(Access::hasIMU(*session));
-}
+TEST_F(ZephlyTest, HasNoPhoneMotionHolder) { EXPECT_FALSE(Access::hasIMU(*session)); }
 
 TEST_F(ZephlyTest, SessionAndCentralManagerKeepEachOtherAlive) {
   const std::weak_ptr<::Zephly::Zephly> watched = session;
@@ -108,6 +110,9 @@ TEST_F(ZephlyTest, SessionAndCentralManagerKeepEachOtherAlive) {
 TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
   fake::World other;
   auto second = ::Zephly::Zephly::init(application);
+  second->didReceiveRespiration({flat});
+  log.clear();
+  other.log.clear();
   const std::weak_ptr<::Zephly::Zephly> watched = second;
   const std::weak_ptr<CentralManager> manager = Access::centralManager(*second);
   const std::weak_ptr<::SignalProcessor> wrapper = Access::wrapper(*second);
@@ -117,6 +122,8 @@ TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
   EXPECT_TRUE(manager.expired());
   EXPECT_TRUE(wrapper.expired());
   EXPECT_EQ(application.use_count(), 1);
+  EXPECT_THAT(log, IsEmpty());        // nobody is told,
+  EXPECT_THAT(other.log, IsEmpty());  // and the radio is asked for nothing
 }
 
 TEST(ZephlyConstructionDeathTest, WithoutAHostIsFatal) {
@@ -219,7 +226,7 @@ TEST_F(ZephlyTest, ThreeSamplesWithAnswersTrueTrueFalse) {
   respiration(std::vector<float>(67, high));
   Access::leadoff(*session).reset();  // as before the first sample of a session
   log.clear();
-  // The flat sample is the oldest but one of the window's 70, the oldest, gone.
+  // The window holds 68 samples, the flat one the oldest: the third sample pushes it out.
   respiration({high, high, high});
   EXPECT_THAT(log, ElementsAre("didChangeLeadoffState false", "didReceiveRespiration",
                                "didReceiveRespiration", "didChangeLeadoffState true",
@@ -238,6 +245,51 @@ TEST_F(ZephlyTest, DeliversWhatTheEngineMakesOfEachSample) {
     engine.processLeadoffDetection(samples[index]);
     EXPECT_SAME_BITS(application->respiration[index], engine.processRespiration(samples[index]));
   }
+}
+
+TEST_F(ZephlyTest, ARespirationNotificationIsOneCallPerSampleEachAfterItsChangeOfContact) {
+  ::Zephly::LeadoffDetector detector;
+  std::mt19937 random(3);
+  std::vector<float> samples;
+  recorded::Log expected;
+  std::optional<bool> before;
+  std::size_t changes = 0;
+  while (samples.size() < 5000) {
+    const float level = random() % 2 == 0 ? flat : high;
+    for (std::size_t length = random() % 150; length > 0; --length) {
+      samples.push_back(level);
+      const bool contact = detector.process(level);
+      if (before != contact) {
+        expected.push_back(recorded::call("didChangeLeadoffState", !contact));
+        ++changes;
+      }
+      before = contact;
+      expected.emplace_back("didReceiveRespiration");
+    }
+  }
+  ASSERT_GT(changes, 10u);
+  respiration(samples);
+  EXPECT_EQ(log, expected);
+}
+
+// A reset that lead-off detection makes for a sample acts on that very sample.
+TEST_F(ZephlyTest, LeadoffDetectionSeesEachSampleBeforeTheChainDoes) {
+  const FakeProcessorClock clock;
+  ::Zephly::SignalProcessor engine;
+  ::Zephly::SignalProcessor otherOrder;
+  bool orderMatters = false;
+  for (int index = 0; index < 1000; ++index) {
+    const float sample = index < 800 ? std::sin(0.02f * static_cast<float>(index)) : flat;
+    if (index == 900) FakeProcessorClock::now = 5'000'000;  // both resets are due
+    engine.processLeadoffDetection(sample);
+    const float expected = engine.processRespiration(sample);
+    const float other = otherOrder.processRespiration(sample);
+    otherOrder.processLeadoffDetection(sample);
+    respiration({sample});
+    ASSERT_SAME_BITS(application->respiration.back(), expected) << index;
+    if (other != expected) orderMatters = true;
+  }
+  EXPECT_TRUE(orderMatters);
 }
 
 TEST_F(ZephlyTest, DisconnectionDoesNotResetTheLeadoffState) {
@@ -354,6 +406,7 @@ TEST_F(ZephlyTest, TheSessionsOwnWorkoutOperationsPrintOneLineEach) {
 TEST_F(ZephlyTest, AJumpIsPrintedAsSuch) {
   repetitions::jump(motion());
   EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
+  EXPECT_THAT(log, IsEmpty());
 }
 
 TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
@@ -371,10 +424,50 @@ TEST_F(ZephlyTest, MotionSendsNothingToTheApplication) {
   EXPECT_EQ(output.text(), "0, 0\n");
 }
 
-TEST_F(ZephlyTest, NinePhoneValuesGoToTheNineAxisPath) {
+TEST_F(ZephlyTest, SevenMotionValuesReachTheEngineInTheirOrder) {
+  ::Zephly::SignalProcessor engine;
+  const auto ignore = [](void*) {};
+  engine.setJumpCallback(ignore, nullptr);
+  engine.setSitUpCallback(ignore, nullptr);
+  engine.setPushUpCallback(ignore, nullptr);
+  session->startWorkoutDetection(nullptr);  // only the trace is left on standard output
+  std::mt19937 random(11);
+  const auto next = [&random] { return static_cast<float>(random() % 2000) / 1000.0f - 1.0f; };
+  for (int index = 0; index < 50; ++index) {
+    const std::vector<float> v = {next(), next(), next(), next(), next(), next(), next()};
+    const CapturedOutput bySession;
+    session->didReceiveIMUValues(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    const CapturedOutput byEngine;
+    engine.imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    ASSERT_NE(byEngine.text(), "");
+    ASSERT_EQ(bySession.text(), byEngine.text());
+  }
+}
+
+TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
   const FusionGuard guard;
-  session->didReceiveIMUValues(0.5f, 0, 0, 0, 0, 1, 0, 0, 0);
-  EXPECT_NE(q1, 0.0f);
+  ::Zephly::SignalProcessor engine;
+  const auto orientation = [] { return std::vector<float>{q0, q1, q2, q3}; };
+  session->didReceiveIMUValues(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
+  const auto bySession = orientation();
+  FusionGuard::restart();
+  EXPECT_NE(bySession, orientation());
+  engine.imu(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
+  EXPECT_EQ(bySession, orientation());
+}
+
+// The phone's samples would move the process-wide orientation.
+TEST_F(ZephlyTest, NothingThatTheStrapReportsBecomesASampleOfThePhone) {
+  const FusionGuard guard;
+  session->didConnectPeripheral();
+  session->didReceiveTemperature(36, 20);
+  session->didReceiveECG({0.5f});
+  session->didReceiveRespiration({0.5f});
+  session->didReceiveBatteryStatus({50, true});
+  session->didReceiveIMUValues(0.5f, 0.5f, 0.5f, 0.5f, 1, 2, 3);
+  session->didDisconnectPeripheral();
+  EXPECT_EQ((std::vector<float>{q0, q1, q2, q3}), (std::vector<float>{1, 0, 0, 0}));
+  EXPECT_FALSE(Access::hasIMU(*session));
 }
 
 }  // namespace
