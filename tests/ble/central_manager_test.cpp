@@ -77,7 +77,31 @@ TEST_F(CentralManagerDeathTest, CannotBeMadeWithoutADelegate) {
 
 TEST_F(CentralManagerDeathTest, AnEmptyDelegateIsFatalWhenItIsUsed) {
   const auto orphan = CentralManager::init(nullptr);
-  EXPECT_DEATH(orphan->didReceiveTemperature(1, 2), "CentralManager.delegate is empty");
+  const char* reason = "CentralManager.delegate is empty";
+  EXPECT_DEATH(orphan->didReceiveTemperature(1, 2), reason);
+  EXPECT_DEATH(orphan->didReceiveECG({1}), reason);
+  EXPECT_DEATH(orphan->didReceiveRespiration({1}), reason);
+  EXPECT_DEATH(orphan->didReceiveBatteryStatus({}), reason);
+  EXPECT_DEATH(orphan->didReceiveIMUValues(1, 2, 3, 4, 5, 6, 7), reason);
+  EXPECT_DEATH(orphan->centralManagerDidConnectPeripheral(world.central, strap), reason);
+  EXPECT_DEATH(orphan->centralManagerDidDisconnectPeripheral(world.central, strap, noError),
+               reason);
+}
+
+TEST_F(CentralManagerDeathTest, AHostThatReportsFromInsideItsCreationFindsNoCentralAndIsFatal) {
+  const char* reason = "CentralManager._centralManager is empty";
+  const auto existing = world.central;
+  existing->current = CBManagerState::poweredOn;
+  world.whenCreating = [&] { world.delegate.lock()->centralManagerDidUpdateState(existing); };
+  EXPECT_DEATH(CentralManager::init(session), reason);
+  world.whenCreating = [&] {
+    world.delegate.lock()->centralManagerDidDiscoverPeripheral(existing, strap, {}, 0);
+  };
+  EXPECT_DEATH(CentralManager::init(session), reason);
+  world.whenCreating = [&] {
+    world.delegate.lock()->centralManagerDidDisconnectPeripheral(existing, strap, noError);
+  };
+  EXPECT_DEATH(CentralManager::init(session), reason);
 }
 
 // Radio state.
@@ -212,6 +236,14 @@ TEST_F(CentralManagerTest, ADisconnectionWithAnErrorPrintsOneLineAndReconnectsAl
   manager->centralManagerDidDisconnectPeripheral(world.central, strap, Error::of("out of range"));
   EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
   EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
+}
+
+TEST_F(CentralManagerTest, PrintsTheErrorOfADisconnectionAfterReconnectionWasRequested) {
+  std::string printedBefore = "not asked";
+  world.central->whenConnecting = [&] { printedBefore = output.text(); };
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, Error::of("out of range"));
+  EXPECT_EQ(printedBefore, "");
+  EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
 }
 
 TEST_F(CentralManagerTest, ReconnectionIsNotLimitedInNumber) {

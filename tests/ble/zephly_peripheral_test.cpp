@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -100,6 +102,19 @@ TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsA
             "characteristic 47366E80-CF3A-11E1-9AB4-0002A5D5C51B\n");
 }
 
+TEST_F(ZephlyPeripheralTest, PrintsEachCharacteristicBeforeItSubscribesToIt) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {
+      {characteristic(ecgCharacteristicUUID()), characteristic(batteryCharacteristicUUID())}};
+  std::vector<std::ptrdiff_t> linesBefore;
+  peripheral->whenSubscribing = [&] {
+    const std::string text = output.text();
+    linesBefore.push_back(std::count(text.begin(), text.end(), '\n'));
+  };
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, noError);
+  EXPECT_THAT(linesBefore, ElementsAre(1, 2));
+}
+
 TEST_F(ZephlyPeripheralTest, SubscribesAlsoAfterAnErrorOfCharacteristicDiscovery) {
   auto service = std::make_shared<fake::Service>("0001");
   service->list = {{characteristic(ecgCharacteristicUUID())}};
@@ -181,6 +196,15 @@ TEST_F(ZephlyPeripheralTest, DeliversECG) {
 TEST_F(ZephlyPeripheralTest, DeliversRespirationByTheECGDecoderAndNeverAsECG) {
   deliver(respirationCharacteristicUUID(), {0, 0, 0x40, 0, 0, 0x80});
   EXPECT_THAT(told, ElementsAre("didReceiveRespiration 1.21 -2.42 0 0 0 0"));
+}
+
+TEST_F(ZephlyPeripheralTest, TheSameBytesAreTheSameSixValuesAsECGAndAsRespiration) {
+  const std::vector<std::uint8_t> bytes = {0x01, 0,    0,    0xFF, 0xFF, 0xFF, 0, 0, 0x80,
+                                           0xFF, 0xFF, 0x7F, 0,    0,    0,    0, 0, 0};
+  deliver(ecgCharacteristicUUID(), bytes);
+  deliver(respirationCharacteristicUUID(), bytes);
+  EXPECT_THAT(told, ElementsAre("didReceiveECG 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0",
+                                "didReceiveRespiration 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0"));
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversBattery) {

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A Bluetooth world without behaviour: objects of the host boundary that write down what the kit
 /// asks of them, in one log, and answer nothing by themselves. Tests call the kit's delegates by
 /// hand.
@@ -8,6 +9,7 @@
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -71,10 +73,12 @@ class Peripheral : public CBPeripheral {
                       const std::shared_ptr<CBCharacteristic>& characteristic) override {
     log_.push_back((enabled ? "subscribe " : "unsubscribe ") +
                    characteristic->UUID().UUIDString().substr(0, 8));
+    if (whenSubscribing) whenSubscribing();
   }
 
   std::optional<std::vector<std::shared_ptr<CBService>>> list;
   std::weak_ptr<CBPeripheralDelegate> delegate;
+  std::function<void()> whenSubscribing;  ///< runs inside setNotifyValue
 
  private:
   Log& log_;
@@ -94,10 +98,12 @@ class Central : public CBCentralManager {
                          const std::optional<CBOptions>& options) override {
     log_.emplace_back(options ? "connect with options" : "connect");
     requested.push_back(peripheral);
+    if (whenConnecting) whenConnecting();
   }
 
   CBManagerState current = CBManagerState::unknown;
   std::vector<std::shared_ptr<CBPeripheral>> requested;
+  std::function<void()> whenConnecting;  ///< runs inside connectPeripheral
 
  private:
   Log& log_;
