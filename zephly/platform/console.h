@@ -11,4 +11,5 @@
 
 #include <ostream>
 
+/// The stream itself, ready for the next line.
 std::ostream& console();

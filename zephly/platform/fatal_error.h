@@ -11,4 +11,5 @@
 
 #include <string_view>
 
+/// Writes `message` and stops the program.
 [[noreturn]] void fatalError(std::string_view message);

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// An error that a host reports with one of its callbacks. The kit prints its text and does nothing
-/// else with it; "no error" is an empty std::shared_ptr<NSError>.
+/// else with it; "no error" is an empty std::shared_ptr<const NSError>.
 
 #include <string>
 

@@ -6,13 +6,15 @@
 /// is too short decodes as if its missing bytes were zero, and of a frame that is too long the
 /// first bytes count. Nothing is kept between frames.
 ///
-/// | kind              | bytes | layout |
-/// |-------------------|-------|---------------------------------------------------------------------|
-/// | ECG, respiration  | 18    | six samples of 24 bits, two's complement, least significant first
-/// | | temperature       | 4     | object, ambient: unsigned 16 bits, least significant first, 0.02
-/// K  | | battery           | 3     | tenths of a percent, 16 bits, least significant first;
-/// charger flag | | motion            | 20    | w, x, y, z: 16 bits, 2^-14; acceleration x, y, z:
-/// Q16.16; most      | |                   |       | significant first |
+/// Kinds and their bytes:
+///
+/// - ECG and respiration, 18: six samples of 24 bits in two's complement, least significant byte
+///   first.
+/// - Temperature, 4: object, ambient; 16 bits without sign, least significant byte first, 0.02 K.
+/// - Battery, 3: tenths of a percent, 16 bits without sign, least significant byte first; a flag
+///   that is not zero while charging.
+/// - Motion, 20: quaternion w, x, y, z, 16 bits each, in units of 2^-14; acceleration x, y, z, 32
+///   bits each, in units of 2^-16 g; all signed, most significant byte first.
 
 #include <zephly/platform/ns_data.h>
 #include <zephly/protocol/battery_status.h>

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// Which version of the kit this is: as constants, and as text that `what` and `strings` find in
-/// the built library and in every program that links it.
+/// the built library, and in a program that refers to it.
 
 /// 1.0
 extern "C" const double ZephlyVersionNumber;

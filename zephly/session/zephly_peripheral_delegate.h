@@ -1,5 +1,6 @@
 #pragma once
-// What the strap says, one call per notification: the way from the peripheral handler through the
+/// @file
+/// What the strap says, one call per notification: the way from the peripheral handler through the
 /// central manager to the session.
 ///
 /// Called on the main queue, synchronously, in the order in which the notifications arrived.
@@ -10,6 +11,7 @@
 
 #include <vector>
 
+/// One call per notification.
 class ZephlyPeripheralDelegate {
  public:
   /// The device is connected.
