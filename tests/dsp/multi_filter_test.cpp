@@ -86,8 +86,10 @@ TEST(MultiFilterTest, DeletesItsMembersWhenDeletedThroughTheBaseClass) {
   std::string log;
   auto chain = std::make_unique<MultiFilter>();
   chain->addFilter(new Recorded("A", 1.0, 0.0, log));
-  const std::unique_ptr<Filter> base = std::move(chain);
+  std::unique_ptr<Filter> base = std::move(chain);
   EXPECT_EQ(log, "");
+  base.reset();
+  EXPECT_EQ(log, "~A ");
 }
 
 TEST(MultiFilterTest, ChainsMayHoldChains) {

@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <streambuf>
 #include <string>
@@ -158,6 +159,7 @@ TEST(SignalProcessor, EnginesAreIndependent) {
 
 TEST(SignalProcessor, AllocatesNothingAfterConstruction) {
   const DiscardedOutput discarded;
+  const FusionGuard guard;
   Engine engine;
   engine.imu(1, 0, 0, 0, 0, 0, 1);  // the first diagnostic line makes the console's stream
   const std::size_t before = allocationCount();
@@ -168,6 +170,7 @@ TEST(SignalProcessor, AllocatesNothingAfterConstruction) {
     engine.processLeadoffDetection(sample);
     engine.processBodyTemperature(34.0F + sample, 25.0F);
     engine.imu(1, 0, 0, 0, 0, 0, 1);
+    engine.imu(0.1F, 0, 0, 0, 0, 1, 20, 0, -40);
   }
   EXPECT_EQ(allocationCount(), before);
 }
@@ -279,6 +282,24 @@ TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndOnceMoreAtTheFall) {
   const int atFall = FakeProcessorClock::reads;
   ASSERT_FALSE(feed(false));
   EXPECT_EQ(FakeProcessorClock::reads - atFall, 4);
+}
+
+// With a clock that runs on by 0.2 seconds at each reading, the timer that reads 4.0 seconds is not
+// due, and the one that reads 4.2 is.
+TEST_F(LeadOff, TheTimerOfTheHighPassIsAskedFirst) {
+  loseContact();
+  FakeProcessorClock::now += 4000000;
+  const std::uint64_t firstReading = FakeProcessorClock::now;
+  const Zephly::ProcessorClock standing = Zephly::setProcessorClock([] {
+    const std::uint64_t reading = FakeProcessorClock::now;
+    FakeProcessorClock::now += 200000;
+    return reading;
+  });
+  twin.normalization->reset();
+  feed(false);
+  Zephly::setProcessorClock(standing);
+  FakeProcessorClock::now = firstReading;
+  EXPECT_TRUE(agreesFor(500));
 }
 
 // Motion through the engine, with its repetitions written down as letters.
@@ -437,6 +458,9 @@ TEST_F(Motion, TheContextGivenLastIsThatOfAllCallbacks) {
   engine.setPushUpCallback(note, &a);
   repetitions::sitUp(sink());
   EXPECT_EQ(contexts.back(), &a);
+  engine.setJumpCallback(note, &b);
+  repetitions::sitUp(sink());
+  EXPECT_EQ(contexts.back(), &b);
 }
 
 using MotionDeathTest = Motion;

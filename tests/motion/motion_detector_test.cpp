@@ -12,6 +12,7 @@
 #include <iostream>
 #include <limits>
 #include <locale>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -251,6 +252,32 @@ TEST_F(MotionDetector, WritesTheLineOfEverySample) {
   rule.heading(-0.3F, 30.0F, line);
   detector.determineVerticalHeading(-0.3F, 30.0F);
   EXPECT_EQ(lines(), line);
+}
+
+// Keeps what has been written at the moment of the latest flush.
+class FlushedText : public std::stringbuf {
+ public:
+  std::string text;
+
+ protected:
+  int sync() override {
+    text = str();
+    return 0;
+  }
+};
+
+TEST_F(MotionDetector, FlushesTheLineOfEverySample) {
+  FlushedText flushed;
+  std::streambuf* const before = std::cout.rdbuf(&flushed);
+  std::string expected;
+  for (const float acceleration : {1.0F, -0.3F}) {
+    std::string line;
+    rule.heading(acceleration, 30.0F, line);
+    expected += line;
+    detector.determineVerticalHeading(acceleration, 30.0F);
+    EXPECT_EQ(flushed.text, expected);
+  }
+  std::cout.rdbuf(before);
 }
 
 TEST_F(MotionDetector, ItsLinesDoNotDependOnHowTheApplicationFormatsItsOutput) {
