@@ -28,7 +28,7 @@ TEST(ThreeWays, OnItsOwn) {
   });
   auto tick = queue.after(1ms, [&] {
     order += "tick";
-    std::raise(SIGINT);
+    EXPECT_EQ(std::raise(SIGINT), 0);
   });
   EXPECT_EQ(queue.run(), 2U);
   EXPECT_EQ(order, "tick quit");
