@@ -10,7 +10,7 @@
 ///   addStrapProfile(strap);
 ///   auto session = Zephly::Zephly::init(application);
 ///   scheduler.advance(1s);   // found, connected, subscribed
-///   strap.notify(batteryCharacteristicUUID(), {0x00, 0x50, 0x01});
+///   strap.notify(batteryCharacteristicUUID(), {0x20, 0x03, 0x01});  // 80 %, charging
 ///   scheduler.advance(0s);   // delivered
 ///
 /// Everything that a delegate is told comes out of the scheduler, also what takes no time: nothing
