@@ -208,6 +208,29 @@ TEST(Quaternion, AlignedAxesAreFoundWithoutNormalising) {
   EXPECT_EQ(Quaternion(halfRoot / 50, 0, 0, halfRoot / 50).FromQ2().x, 90);
 }
 
+// So near to the limit that the order in which the squares are added decides between the angles.
+TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
+  RandomFloats random(65);
+  for (int i = 0; i < 20000; ++i) {
+    const double x = 0.7 + 0.2 * static_cast<double>(random.within(1));
+    const double y = static_cast<double>(random.within(0.4F));
+    const double z = -y + 0.001 * static_cast<double>(random.within(1));
+    // w x - y z = 0.4995 (w^2 + x^2 + y^2 + z^2), solved for w.
+    const double rest = 0.4995 * (x * x + y * y + z * z) + y * z;
+    const auto w = static_cast<float>((x - std::sqrt(x * x - 4 * 0.4995 * rest)) / (2 * 0.4995));
+    const float sign = i % 2 == 0 ? 1.0F : -1.0F;
+    float near = std::nextafter(std::nextafter(w, 0.0F), 0.0F);
+    for (int step = 0; step < 5; ++step) {
+      Quaternion q(sign * narrowed(x), narrowed(y), sign * narrowed(z), near);
+      const Vector3 radians = anglesInRadians(q);
+      expectSame(q.FromQ2(),
+                 Vector3(inDegrees(radians.x), inDegrees(radians.y), inDegrees(radians.z)));
+      if (HasFatalFailure()) return;
+      near = std::nextafter(near, 2.0F);
+    }
+  }
+}
+
 TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulas) {
   RandomFloats random(55);
   int aligned = 0;
