@@ -37,10 +37,8 @@ using SignalProcessorWrapperDeathTest = SignalProcessorWrapperTest;
 
 std::vector<float> samplesOfAllKinds() {
   std::mt19937 bits(7);
-  std::vector<float> samples;
-  for (int index = 0; index < 3000; ++index) {
-    samples.push_back(static_cast<float>(bits()) / 4294967296.0f - 0.5f);
-  }
+  std::vector<float> samples(3000);
+  for (float& sample : samples) sample = static_cast<float>(bits()) / 4294967296.0f - 0.5f;
   samples.push_back(std::numeric_limits<float>::denorm_min());
   samples.push_back(std::numeric_limits<float>::infinity());
   samples.push_back(std::numeric_limits<float>::quiet_NaN());

@@ -35,7 +35,7 @@ constexpr float high = 0.5f;
 
 class ZephlyTest : public testing::Test {
  protected:
-  ~ZephlyTest() override { Access::release(*session); }
+  void TearDown() override { Access::release(*session); }
 
   void respiration(const std::vector<float>& samples) { session->didReceiveRespiration(samples); }
 
@@ -235,9 +235,9 @@ TEST_F(ZephlyTest, ThreeSamplesWithAnswersTrueTrueFalse) {
 
 TEST_F(ZephlyTest, DeliversWhatTheEngineMakesOfEachSample) {
   ::Zephly::SignalProcessor engine;
-  std::vector<float> samples;
-  for (int index = 0; index < 1200; ++index) {
-    samples.push_back(0.3f * static_cast<float>(index % 37) - 4.0f);
+  std::vector<float> samples(1200);
+  for (std::size_t index = 0; index < samples.size(); ++index) {
+    samples[index] = 0.3f * static_cast<float>(index % 37) - 4.0f;
   }
   respiration(samples);
   ASSERT_EQ(application->respiration.size(), samples.size());
@@ -345,7 +345,7 @@ TEST_F(ZephlyTest, WithoutAnApplicationLeadoffDetectionAdvancesAndTheChainIsNotF
   ::Zephly::SignalProcessor fresh;
   auto& wrapper = *Access::wrapper(*session);
   for (int index = 0; index < 400; ++index) {
-    const float sample = static_cast<float>(index % 7);
+    const auto sample = static_cast<float>(index % 7);
     EXPECT_SAME_BITS(wrapper.processRespiration(sample), fresh.processRespiration(sample));
   }
   EXPECT_TRUE(wrapper.processLeadoffDetection(high));

@@ -33,7 +33,7 @@ namespace strap = ::Zephly::strap;
 class WholePathTest : public testing::Test {
  protected:
   WholePathTest() { addStrapProfile(device); }
-  ~WholePathTest() override { SessionTestAccess::release(*session); }
+  void TearDown() override { SessionTestAccess::release(*session); }
 
   void sendECG(std::uint32_t first) {
     device.notify(ecgCharacteristicUUID(), counted::frame(first));
