@@ -18,8 +18,8 @@ int requireSection(int order) {
 
 }  // namespace
 
-BiquadFilter::BiquadFilter(BiquadFilterType type, double Fc, int order, double Q)
-    : order_(requireSection(order)), z1_(order / 2), z2_(order / 2) {
+BiquadFilter::BiquadFilter(BiquadFilterType type, double Fc, int order_, double Q)
+    : order(requireSection(order_)), z1(order / 2), z2(order / 2) {
   design(type, Fc, Q);
 }
 
@@ -30,42 +30,42 @@ void BiquadFilter::design(BiquadFilterType type, double Fc, double Q) {
   const double twiceK2Minus1 = (K2 - 1.0) + (K2 - 1.0);
   switch (type) {
     case BiquadLowpass:
-      a0_ = K2 * norm;
-      a1_ = 2.0 * a0_;
-      a2_ = a0_;
-      b1_ = twiceK2Minus1 * norm;
+      a0 = K2 * norm;
+      a1 = 2.0 * a0;
+      a2 = a0;
+      b1 = twiceK2Minus1 * norm;
       break;
     case BiquadHighpass:
-      a0_ = norm;
-      a1_ = -2.0 * norm;
-      a2_ = norm;
-      b1_ = twiceK2Minus1 * norm;
+      a0 = norm;
+      a1 = -2.0 * norm;
+      a2 = norm;
+      b1 = twiceK2Minus1 * norm;
       break;
     case BiquadBandpass:
-      a0_ = (K / Q) * norm;
-      a1_ = 0.0;
-      a2_ = -a0_;
-      b1_ = twiceK2Minus1 * norm;
+      a0 = (K / Q) * norm;
+      a1 = 0.0;
+      a2 = -a0;
+      b1 = twiceK2Minus1 * norm;
       break;
     case BiquadNotch:
-      a0_ = (1.0 + K2) * norm;
-      a1_ = twiceK2Minus1 * norm;
-      a2_ = a0_;
-      b1_ = a1_;
+      a0 = (1.0 + K2) * norm;
+      a1 = twiceK2Minus1 * norm;
+      a2 = a0;
+      b1 = a1;
       break;
     default:
       return;  // no such type: all coefficients stay 0
   }
-  b2_ = (K2 + (1.0 - K / Q)) * norm;
+  b2 = (K2 + (1.0 - K / Q)) * norm;
 }
 
 double BiquadFilter::process(double x) {
   Filter::process(x);
   double value = x;
-  for (int i = 0; i < order_ / 2; ++i) {
-    const double y = a0_ * value + z1_[i];
-    z1_[i] = a1_ * value + z2_[i] - b1_ * y;
-    z2_[i] = a2_ * value - b2_ * y;
+  for (int i = 0; i < order / 2; ++i) {
+    const double y = a0 * value + z1[i];
+    z1[i] = a1 * value + z2[i] - b1 * y;
+    z2[i] = a2 * value - b2 * y;
     value = y;
   }
   return value;

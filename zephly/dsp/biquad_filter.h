@@ -24,7 +24,8 @@ enum BiquadFilterType : int {
 /// A cascade of identical second-order sections.
 class BiquadFilter : public Filter {
  public:
-  /// @param type   what passes; a value that is none of the four gives a filter whose output is 0.
+  /// @param type   what passes; a value that is none of the four gives a filter whose output is 0
+  ///               for finite samples.
   /// @param Fc     corner or centre frequency as a fraction of the sample rate, 0 < Fc < 0.5.
   /// @param order  twice the number of sections, an odd one loses its half section. -1, 0 and 1 are
   ///               a fatal error; below that the allocation fails (std::bad_array_new_length).
@@ -42,13 +43,13 @@ class BiquadFilter : public Filter {
   void design(BiquadFilterType type, double Fc, double Q);
 
   // Feed-forward and feedback coefficients, the same for every section.
-  double a0_ = 0.0;
-  double a1_ = 0.0;
-  double a2_ = 0.0;
-  double b1_ = 0.0;
-  double b2_ = 0.0;
-  int order_;
+  double a0 = 0.0;
+  double a1 = 0.0;
+  double a2 = 0.0;
+  double b1 = 0.0;
+  double b2 = 0.0;
+  int order;
   // State, one element for each section.
-  SampleArray z1_;
-  SampleArray z2_;
+  SampleArray z1;
+  SampleArray z2;
 };

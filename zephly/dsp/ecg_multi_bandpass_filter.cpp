@@ -33,32 +33,32 @@ float step(Filter& stage, float sample) {
 }  // namespace
 
 ECGMultiBandpassFilter::ECGMultiBandpassFilter() {
-  auto notch1 = std::make_unique<BiquadFilter>(BiquadNotch, tenth, 4, 5.0);
-  auto notch2 = std::make_unique<BiquadFilter>(BiquadNotch, twelveHundredths, 4, 5.0);
-  auto notch3 = std::make_unique<BiquadFilter>(BiquadNotch, fifth, 2, 15.0);
-  auto notch4 = std::make_unique<BiquadFilter>(BiquadNotch, quarter, 2, 1.0);
-  auto ecgLowPass = std::make_unique<BiquadFilter>(BiquadLowpass, tenth, 8, 1.0);
-  auto lowCut = std::make_unique<LowCutFilter>(110, fourThousandths, 4);
-  auto normalization = std::make_unique<NormalizationFilter>(1000, true);
+  auto builtNotch1 = std::make_unique<BiquadFilter>(BiquadNotch, tenth, 4, 5.0);
+  auto builtNotch2 = std::make_unique<BiquadFilter>(BiquadNotch, twelveHundredths, 4, 5.0);
+  auto builtNotch3 = std::make_unique<BiquadFilter>(BiquadNotch, fifth, 2, 15.0);
+  auto builtNotch4 = std::make_unique<BiquadFilter>(BiquadNotch, quarter, 2, 1.0);
+  auto builtEcgLowPass = std::make_unique<BiquadFilter>(BiquadLowpass, tenth, 8, 1.0);
+  auto builtLowCut = std::make_unique<LowCutFilter>(110, fourThousandths, 4);
+  auto builtNormalization = std::make_unique<NormalizationFilter>(1000, true);
 
-  ecgLowPass_ = ecgLowPass.release();
-  notch1_ = notch1.release();
-  notch2_ = notch2.release();
-  notch3_ = notch3.release();
-  notch4_ = notch4.release();
-  lowCut_ = lowCut.release();
-  normalization_ = normalization.release();
+  ecgLowPass = builtEcgLowPass.release();
+  notch1 = builtNotch1.release();
+  notch2 = builtNotch2.release();
+  notch3 = builtNotch3.release();
+  notch4 = builtNotch4.release();
+  lowCut = builtLowCut.release();
+  normalization = builtNormalization.release();
 }
 
 float ECGMultiBandpassFilter::process(float x) {
   float sample = x;
-  sample = step(*notch1_, sample);
-  sample = step(*notch2_, sample);
-  sample = step(*notch3_, sample);
-  sample = step(*notch4_, sample);
-  sample = step(*ecgLowPass_, sample);
-  sample = step(*lowCut_, sample);
-  sample = step(*normalization_, sample);
+  sample = step(*notch1, sample);
+  sample = step(*notch2, sample);
+  sample = step(*notch3, sample);
+  sample = step(*notch4, sample);
+  sample = step(*ecgLowPass, sample);
+  sample = step(*lowCut, sample);
+  sample = step(*normalization, sample);
   return sample;
 }
 

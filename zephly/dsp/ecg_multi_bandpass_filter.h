@@ -30,13 +30,13 @@ class ECGMultiBandpassFilter {
   float process(float x);
 
  private:
-  BiquadFilter* ecgLowPass_;
-  BiquadFilter* notch1_;
-  BiquadFilter* notch2_;
-  BiquadFilter* notch3_;
-  BiquadFilter* notch4_;
-  LowCutFilter* lowCut_;
-  NormalizationFilter* normalization_;
+  BiquadFilter* ecgLowPass;
+  BiquadFilter* notch1;
+  BiquadFilter* notch2;
+  BiquadFilter* notch3;
+  BiquadFilter* notch4;
+  LowCutFilter* lowCut;
+  NormalizationFilter* normalization;
 };
 
 }  // namespace Zephly

@@ -1,4 +1,5 @@
 #include <zephly/dsp/low_cut_filter.h>
+
 namespace {
 
 int requireDelayLine(int delayLength) {
@@ -8,25 +9,25 @@ int requireDelayLine(int delayLength) {
 
 }  // namespace
 
-LowCutFilter::LowCutFilter(int delayLength, double Fc, int order)
-    : lowPassFilter_(BiquadLowpass, Fc, order, 0.707),
-      delayLength_(requireDelayLine(delayLength)),
-      delayLine_(delayLength),
-      writeIndex_(delayLength - 1) {}
+LowCutFilter::LowCutFilter(int delayLength_, double Fc, int order)
+    : lowPassFilter(BiquadLowpass, Fc, order, 0.707),
+      delayLength(requireDelayLine(delayLength_)),
+      delayLine(delayLength),
+      writeIndex(delayLength - 1) {}
 
 double LowCutFilter::process(double x) {
-  delayLine_[writeIndex_] = x;
+  delayLine[writeIndex] = x;
   // Read after the write: a line of one sample does not delay.
-  const double delayed = delayLine_[readIndex_];
+  const double delayed = delayLine[readIndex];
   const double slow = lowPass(x);
   const double out = delayed - slow;
   delayLineShift();
   return out;
 }
 
-double LowCutFilter::lowPass(double x) { return lowPassFilter_.process(x); }
+double LowCutFilter::lowPass(double x) { return lowPassFilter.process(x); }
 
 void LowCutFilter::delayLineShift() {
-  readIndex_ = readIndex_ + 1 < delayLength_ ? readIndex_ + 1 : 0;
-  writeIndex_ = writeIndex_ + 1 < delayLength_ ? writeIndex_ + 1 : 0;
+  readIndex = readIndex + 1 < delayLength ? readIndex + 1 : 0;
+  writeIndex = writeIndex + 1 < delayLength ? writeIndex + 1 : 0;
 }

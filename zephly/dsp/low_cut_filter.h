@@ -21,6 +21,7 @@ class LowCutFilter : public Filter {
   /// @param order        order of the low-pass, as BiquadFilter has it; its Q is 0.707.
   LowCutFilter(int delayLength, double Fc, int order);
 
+  /// The delayed sample less the low-passed one; the delay line moves on by one sample.
   double process(double x) override;
 
   /// One step of the low-pass alone.
@@ -29,9 +30,9 @@ class LowCutFilter : public Filter {
   void delayLineShift();
 
  private:
-  BiquadFilter lowPassFilter_;
-  int delayLength_;
-  SampleArray delayLine_;  // circular
-  int readIndex_ = 0;
-  int writeIndex_;
+  BiquadFilter lowPassFilter;
+  int delayLength;
+  SampleArray delayLine;  // circular
+  int readIndex = 0;
+  int writeIndex;
 };

@@ -12,7 +12,7 @@ int requireWindow(int size) {
 
 }  // namespace
 
-MedianFilter::MedianFilter(int size) : window_(requireWindow(size)), sorted_(size), size_(size) {}
+MedianFilter::MedianFilter(int size_) : window(requireWindow(size_)), sorted(size_), size(size_) {}
 
 double MedianFilter::process(double x) {
   Filter::process(x);
@@ -22,14 +22,14 @@ double MedianFilter::process(double x) {
 }
 
 void MedianFilter::pushSample(double x) {
-  window_[index_] = x;
-  ++index_;
-  if (index_ >= size_) index_ = 0;
+  window[index] = x;
+  ++index;
+  if (index >= size) index = 0;
 }
 
 void MedianFilter::sortWindow() {
-  double* const first = sorted_.begin();
-  double* const last = std::copy(window_.begin(), window_.end(), first);
+  double* const first = sorted.begin();
+  double* const last = std::copy(window.begin(), window.end(), first);
   // NaN has no place in an order and would let std::sort run out of the array.
   double* const numbersEnd =
       std::partition(first, last, [](double sample) { return !std::isnan(sample); });
@@ -37,7 +37,7 @@ void MedianFilter::sortWindow() {
 }
 
 double MedianFilter::getMedianValue() const {
-  const int m = size_ / 2;
-  if (size_ % 2 != 0) return sorted_[m + 1];
-  return (sorted_[m] + sorted_[m + 1]) * 0.5;
+  const int m = size / 2;
+  if (size % 2 != 0) return sorted[m + 1];
+  return (sorted[m] + sorted[m + 1]) * 0.5;
 }

@@ -30,8 +30,8 @@ class MedianFilter : public Filter {
   double getMedianValue() const;
 
  private:
-  SampleArray window_;  // circular
-  SampleArray sorted_;
-  int size_;
-  int index_ = 0;  // where the next sample goes
+  SampleArray window;  // circular
+  SampleArray sorted;
+  int size;
+  int index = 0;  // where the next sample goes
 };

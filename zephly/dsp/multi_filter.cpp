@@ -4,17 +4,17 @@
 
 MultiFilter::~MultiFilter() {
   // A vector does not say in which order it destroys its elements.
-  for (auto& filter : filters_) filter.reset();
+  for (auto& filter : filters) filter.reset();
 }
 
 void MultiFilter::addFilter(Filter* f) {
   std::unique_ptr<Filter> owned(f);
-  filters_.push_back(std::move(owned));
+  filters.push_back(std::move(owned));
 }
 
 double MultiFilter::process(double x) {
   Filter::process(x);
   double value = x;
-  for (const auto& filter : filters_) value = filter->process(value);
+  for (const auto& filter : filters) value = filter->process(value);
   return value;
 }

@@ -28,5 +28,5 @@ class MultiFilter : public Filter {
   double process(double x) override;
 
  private:
-  std::vector<std::unique_ptr<Filter>> filters_;
+  std::vector<std::unique_ptr<Filter>> filters;
 };

@@ -12,8 +12,8 @@ int requireWindow(int size) {
 
 }  // namespace
 
-NormalizationFilter::NormalizationFilter(int size, bool symmetric)
-    : symmetric_(symmetric), window_(requireWindow(size)), size_(size) {}
+NormalizationFilter::NormalizationFilter(int size_, bool symmetric_)
+    : symmetric(symmetric_), window(requireWindow(size_)), size(size_) {}
 
 double NormalizationFilter::process(double x) {
   pushSample(x);
@@ -23,22 +23,22 @@ double NormalizationFilter::process(double x) {
   return (x - min_) / range;
 }
 
-void NormalizationFilter::reset() { std::fill(window_.begin(), window_.end(), lastInput()); }
+void NormalizationFilter::reset() { std::fill(window.begin(), window.end(), lastInput()); }
 
 void NormalizationFilter::pushSample(double x) {
-  window_[index_] = x;
-  ++index_;
-  if (index_ >= size_) index_ = 0;
+  window[index] = x;
+  ++index;
+  if (index >= size) index = 0;
 }
 
 void NormalizationFilter::findMinMax() {
-  double lo = window_[0];
-  double hi = window_[0];
-  for (int i = 1; i < size_; ++i) {
-    if (window_[i] < lo) lo = window_[i];
-    if (window_[i] > hi) hi = window_[i];
+  double lo = window[0];
+  double hi = window[0];
+  for (int i = 1; i < size; ++i) {
+    if (window[i] < lo) lo = window[i];
+    if (window[i] > hi) hi = window[i];
   }
-  if (symmetric_) {
+  if (symmetric) {
     const double magnitude = std::fabs(hi) > std::fabs(lo) ? std::fabs(hi) : std::fabs(lo);
     hi = magnitude;
     lo = -magnitude;

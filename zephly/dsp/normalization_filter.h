@@ -35,10 +35,10 @@ class NormalizationFilter : public Filter {
   double max() const { return max_; }
 
  private:
-  bool symmetric_;
-  SampleArray window_;  // circular
-  int size_;
-  int index_ = 0;  // where the next sample goes
+  bool symmetric;
+  SampleArray window;  // circular
+  int size;
+  int index = 0;  // where the next sample goes
   double min_ = 0.0;
   double max_ = 1.0;
 };

@@ -3,22 +3,22 @@
 
 namespace Zephly {
 
-RespirationFilterHelper::RespirationFilterHelper(float timeout) : timeout_(timeout) {}
+RespirationFilterHelper::RespirationFilterHelper(float timeout_) : timeout(timeout_) {}
 
 bool RespirationFilterHelper::shouldResetRespiration(bool leadoff) {
-  if (lastLeadoff_ && !leadoff) {
-    resetPending_ = true;
-    startClock_ = processorClock();
+  if (lastLeadoff && !leadoff) {
+    resetPending = true;
+    startClock = processorClock();
   }
   const std::uint64_t now = processorClock();
-  if (resetPending_) {
-    const float elapsed = static_cast<float>(now - startClock_) / 1000000.0F;
-    if (elapsed > timeout_) {
-      resetPending_ = false;
+  if (resetPending) {
+    const float elapsed = static_cast<float>(now - startClock) / 1000000.0F;
+    if (elapsed > timeout) {
+      resetPending = false;
       return true;
     }
   }
-  lastLeadoff_ = leadoff;
+  lastLeadoff = leadoff;
   return false;
 }
 

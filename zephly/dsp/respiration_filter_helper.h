@@ -25,10 +25,10 @@ class RespirationFilterHelper {
   bool shouldResetRespiration(bool leadoff);
 
  private:
-  float timeout_;
-  bool resetPending_ = false;
-  bool lastLeadoff_ = false;
-  std::uint64_t startClock_ = 0;  // microseconds; means something while a reset is pending
+  float timeout;
+  bool resetPending = false;
+  bool lastLeadoff = false;
+  std::uint64_t startClock = 0;  // microseconds; means something while a reset is pending
 };
 
 }  // namespace Zephly
