@@ -213,7 +213,7 @@ TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
   RandomFloats random(65);
   for (int i = 0; i < 20000; ++i) {
     const double x = 0.7 + 0.2 * static_cast<double>(random.within(1));
-    const double y = static_cast<double>(random.within(0.4F));
+    const auto y = static_cast<double>(random.within(0.4F));
     const double z = -y + 0.001 * static_cast<double>(random.within(1));
     // w x - y z = 0.4995 (w^2 + x^2 + y^2 + z^2), solved for w.
     const double rest = 0.4995 * (x * x + y * y + z * z) + y * z;
