@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The strap's battery: 0.1 % less every 20 s (five and a half hours from full to empty), 0.1 %
 /// more every 2 s at the charger. It stays at 0 and at 100 %.
 
@@ -10,6 +11,7 @@
 
 namespace Zephly::strap {
 
+/// What one battery frame says.
 struct BatteryReport {
   StrapTime time;
   double percent;  ///< a whole number of tenths

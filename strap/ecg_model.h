@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The electrocardiogram of a moving person, 500 samples a second, in millivolt: an R wave of about
 /// 1 mV in the strap's range of +-2.42.
 ///
@@ -21,6 +22,7 @@
 
 namespace Zephly::strap {
 
+/// One heart; one sample a call.
 class EcgModel {
  public:
   explicit EcgModel(std::uint64_t seed);

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Measured values to notification frames: the inverse of the kit's frame decoders, for whoever
 /// plays the strap.
 ///

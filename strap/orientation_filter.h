@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The orientation that a strap with an accelerometer and a gyroscope reports: the explicit
 /// complementary filter of R. Mahony, T. Hamel and J.-M. Pflimlin, "Nonlinear complementary filters
 /// on the special orthogonal group", IEEE Transactions on Automatic Control 53(5), 2008, with
@@ -10,6 +11,7 @@
 
 namespace Zephly::strap {
 
+/// One orientation, advanced sample by sample.
 class OrientationFilter {
  public:
   /// The next sample, `interval` seconds after the one before: rotation in rad/s, acceleration in

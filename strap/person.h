@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The body that wears the strap: how it moves, and what a motion sensor on its chest reads.
 ///
 ///   Person person(plan, seed);
@@ -44,6 +45,7 @@ struct Pose {
   double forward = 0;  ///< metres ahead of where the person stands
 };
 
+/// One body that follows one plan.
 class Person {
  public:
   Person(TrainingPlan plan, std::uint64_t seed);

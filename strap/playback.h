@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A recording as the frames that a strap makes of it.
 ///
 /// Every stream is resampled to the strap's rate (resampler.h) and then turned into frames:

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Random numbers that are the same with every compiler and library: the bits of std::mt19937_64
 /// (which the language fixes), turned into numbers here (which it leaves to the library).
 
@@ -7,6 +8,7 @@
 
 namespace Zephly::strap {
 
+/// One stream of random numbers.
 class Random {
  public:
   /// Generators of one seed but different `purpose` have nothing to do with each other.

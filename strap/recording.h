@@ -47,6 +47,7 @@ class RecordingError : public std::runtime_error {
   std::size_t column_;
 };
 
+/// The columns of one file, checked and complete.
 class Recording {
  public:
   static constexpr std::size_t longestLine = 65'536;     ///< bytes

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// One sampling rate to another, for whole recordings.
 ///
 ///   std::vector<double> at500 = resample(rows, 100, 500);

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Breathing as the strap's electrodes see it: the impedance of the chest, 500 samples a second.
 ///
 /// A breath swings the signal by about 0.6 of the +-2.42 full scale (an arbitrary unit), with a
@@ -18,6 +19,7 @@ namespace Zephly::strap {
 inline constexpr double mainsPickUp = 0.02;
 inline constexpr double mainsFrequency = 50;  ///< Hz
 
+/// One chest; one sample a call.
 class RespirationModel {
  public:
   explicit RespirationModel(std::uint64_t seed);

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Turns of a body in space, in double precision: the strap's own arithmetic, which shares nothing
 /// with that of the kit it is to exercise.
 

@@ -25,6 +25,7 @@
 
 namespace Zephly::strap {
 
+/// Who wears the strap, and what it plays.
 struct StrapOptions {
   std::uint64_t seed = 1;
   TrainingPlan plan = TrainingPlan::standard();
@@ -40,6 +41,7 @@ struct PlaybackCounts {
   std::size_t saturated = 0;  ///< of the samples, those beyond the strap's range
 };
 
+/// One strap from the moment it is switched on.
 class Strap : public FrameSource {
  public:
   /// Throws std::invalid_argument for a plan that does not pass its check().

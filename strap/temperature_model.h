@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Temperature of the skin under the strap and of the air around it, once a second.
 ///
 /// Both drift slowly about 33 and 23 degrees Celsius; effort warms the skin by up to 1 K. Off the
@@ -10,11 +11,13 @@
 
 namespace Zephly::strap {
 
+/// One reading.
 struct Temperatures {
   double skin;     ///< degrees Celsius
   double ambient;  ///< degrees Celsius
 };
 
+/// The skin under the strap and the air around it; one reading a call.
 class TemperatureModel {
  public:
   explicit TemperatureModel(std::uint64_t seed);

@@ -51,6 +51,7 @@ struct ExerciseSet {
   StrapTime repetitionStart(int index) const;
 };
 
+/// From `start` on, without its end.
 struct Interval {
   StrapTime start;
   StrapTime duration;
@@ -78,6 +79,7 @@ struct Repetitions {
   friend bool operator==(const Repetitions&, const Repetitions&) = default;
 };
 
+/// What happens when; empty: the person stands at rest.
 struct TrainingPlan {
   std::vector<ExerciseSet> exercises;   ///< in order of time, not overlapping
   std::vector<Interval> walks;          ///< calm walking; elsewhere the person stands

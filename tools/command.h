@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A subcommand of the program.
 
 #include <functional>

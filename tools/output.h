@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Where a program's own output goes: a file descriptor, buffered, never through std::cout (which
 /// belongs to the kit's diagnostic lines).
 ///

@@ -19,6 +19,7 @@ FileDescriptor makeEpoll();
 /// std::system_error when it cannot be watched.
 void addToEpoll(const FileDescriptor& epoll, int descriptor, std::uint32_t events);
 
+/// Rung from any thread, silenced by the queue.
 class Doorbell {
  public:
   /// Rung once, so that what was there before is looked at. std::system_error when the system has

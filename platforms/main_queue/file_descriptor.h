@@ -8,6 +8,7 @@
 
 namespace Zephly::main_queue {
 
+/// Closes what it holds; movable, not copyable.
 class FileDescriptor {
  public:
   FileDescriptor() = default;

@@ -83,6 +83,7 @@ using SignalWatch = Handle;
 /// What a watch waits for.
 enum class Interest { read, write, readOrWrite };
 
+/// One queue, one thread that runs it.
 class MainQueue {
  public:
   /// On an io_context of its own.

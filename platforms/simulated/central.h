@@ -14,6 +14,7 @@ namespace Zephly::simulated {
 
 class Radio;
 
+/// One central on the radio.
 class Central final : public CBCentralManager {
  public:
   Central(Radio& radio, std::weak_ptr<CBCentralManagerDelegate> delegate);

@@ -106,6 +106,7 @@ struct ServiceOptions {
   std::vector<CharacteristicOptions> characteristics = {};
 };
 
+/// What a device is when it comes into reach.
 struct DeviceOptions {
   /// What it advertises as its name: none, or any bytes.
   std::optional<std::string> name = std::nullopt;
@@ -122,6 +123,7 @@ struct DeviceOptions {
   std::vector<ServiceOptions> services = {};
 };
 
+/// One device, and the script of its answers.
 class Device {
  public:
   Device(const Device&) = delete;

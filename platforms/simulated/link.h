@@ -18,6 +18,7 @@ class Peripheral;
 /// Nothing to discover, or everything.
 using Filter = std::optional<std::vector<CBUUID>>;
 
+/// One connection between a central and a device, from its beginning to its end.
 class Link : public std::enable_shared_from_this<Link> {
  public:
   using ServiceList = std::optional<std::vector<std::shared_ptr<CBService>>>;

@@ -22,8 +22,10 @@
 
 namespace Zephly::simulated {
 
+/// Steps one scheduler; stands still when it is destroyed.
 class Pacer {
  public:
+  /// How a pacer shares the queue with others.
   struct Options {
     /// Wall time between turns while the scheduler keeps up.
     std::chrono::nanoseconds period = std::chrono::milliseconds(10);

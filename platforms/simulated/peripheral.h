@@ -15,6 +15,7 @@ namespace Zephly::simulated {
 
 class Central;
 
+/// A device as one central sees it.
 class Peripheral final : public CBPeripheral {
  public:
   Peripheral(Device& device, std::weak_ptr<Central> central);

@@ -33,6 +33,7 @@ namespace Zephly::simulated {
 
 class Central;
 
+/// The air, and the host in use while it lives.
 class Radio final : public Host {
  public:
   /// Becomes the host in use (Host::use). `state` is what every central is told at first; until

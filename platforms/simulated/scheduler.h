@@ -26,6 +26,7 @@ using Duration = std::chrono::nanoseconds;
 /// A point in virtual time: nanoseconds since the scheduler was created.
 using Time = std::chrono::nanoseconds;
 
+/// A clock that is stepped by hand, and what is to happen when.
 class Scheduler {
  public:
   /// Names one scheduled event, for cancel(). Never used twice by the same scheduler; a default

@@ -27,6 +27,7 @@
 
 namespace Zephly::simulated {
 
+/// Carries one source on one device while it lives.
 class StrapDevice {
  public:
   /// What became of the frames of one stream.

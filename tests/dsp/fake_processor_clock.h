@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A processor clock that stands still until a test moves it, and counts how often it is read.
 
 #include <zephly/dsp/processor_clock.h>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What the filters have to compute, written out again, slowly and without any of their code. The
 /// order of the operations and every rounding count: results are compared bit for bit.
 

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Runs a filter and its oracle over the same samples.
 
 #include <tests/support/bits.h>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Inputs for the tests of filters: made from a seed, the same in every run, or read from a
 /// recording.
 

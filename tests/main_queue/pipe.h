@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Both ends of a pipe, closed at the end of a test.
 
 #include <platforms/main_queue/file_descriptor.h>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A scheduler, a radio with one device in its reach, and a session that has asked for everything:
 /// what each test of a device begins with.
 

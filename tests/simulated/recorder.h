@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A delegate of central and peripherals that writes down what it is told, one short line per call,
 /// and asks for what a script says.
 

@@ -1,5 +1,6 @@
 #pragma once
-// What the bytes of a frame mean, written down a second time, number by number.
+/// @file
+/// What the bytes of a frame mean, written down a second time, number by number.
 
 #include <gtest/gtest.h>
 

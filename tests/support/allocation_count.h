@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Counts what a test program allocates with `new`. A program that uses it lists
 /// tests/support/allocation_count.cpp among its sources, which replaces the global operators.
 ///

@@ -1,12 +1,13 @@
 #pragma once
-// Comparison of floating point results bit for bit.
-//
-//   EXPECT_THAT(filter.process(1.0), SameBits(0.25));
-//   EXPECT_SAME_BITS(filter.process(input[i]), expected) << "sample " << i;
-//
-// 0.0 and -0.0 differ. Any two NaN are the same: their sign and payload depend on the machine and
-// on the order in which a compiler puts the operands of a sum, and no result is promised down to
-// them.
+/// @file
+/// Comparison of floating point results bit for bit.
+///
+///   EXPECT_THAT(filter.process(1.0), SameBits(0.25));
+///   EXPECT_SAME_BITS(filter.process(input[i]), expected) << "sample " << i;
+///
+/// 0.0 and -0.0 differ. Any two NaN are the same: their sign and payload depend on the machine and
+/// on the order in which a compiler puts the operands of a sum, and no result is promised down to
+/// them.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

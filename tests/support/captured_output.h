@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Catches what the code under test writes to std::cout while the object lives.
 
 #include <iostream>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Runs the built program as a process of its own.
 ///
 ///   const Finished run = runProgram({"monitor", "--speed", "0"});

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A picture made of characters: what is to be seen on the terminal, before it gets there.
 ///
 ///   Canvas canvas(80, 24);

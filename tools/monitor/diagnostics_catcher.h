@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Catches what the kit writes to standard output, line by line, while the object lives.
 ///
 ///   DiagnosticsCatcher catcher([&](std::string_view line) { show(line); });

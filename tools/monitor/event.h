@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What a session reports while it is watched: one value per callback or diagnostic line of the
 /// kit.
 

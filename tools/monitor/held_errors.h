@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Keeps what is written to standard error while a screen is on the same terminal, and passes it on
 /// when the screen has gone: the last words of a fatal error would vanish with it otherwise.
 ///

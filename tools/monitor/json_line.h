@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Writes one JSON object on one line.
 ///
 ///   JsonLine(1200ms, "ecg").number("value", 0.1F).text();   // {"t":1.2,"event":"ecg","value":0.1}

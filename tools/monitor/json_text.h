@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A session as JSON, one object a line per event, for programs. docs/monitor-json.md describes
 /// every event.
 

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// `zephly monitor`: watches one strap and shows everything that the kit reports of it.
 
 #include <tools/command.h>

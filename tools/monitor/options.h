@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What `zephly monitor` can be told on the command line.
 
 #include <strap/frame.h>

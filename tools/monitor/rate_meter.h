@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// How many things happened per second lately.
 
 #include <strap/frame.h>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The monitor's end of the kit: turns every callback and every diagnostic line into an Event.
 ///
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The newest samples of a waveform, addressed by their number since the beginning.
 ///
 ///   SampleWindow ecg(15'000);

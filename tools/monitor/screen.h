@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The terminal as a place to draw on: an alternate screen without a cursor, given back as it was
 /// however the program ends.
 ///

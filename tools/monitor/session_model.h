@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What a session has reported so far: all that a view shows.
 ///
 ///   SessionModel model;

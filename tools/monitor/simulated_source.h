@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A simulated strap in simulated company, running with the clock on the wall: what the monitor
 /// watches with --simulated.
 ///

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What a session has come to: what the strap sent, what arrived, what was lost.
 
 #include <strap/frame.h>

@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// What can be shown on standard output.
 
 #include <tools/monitor/canvas.h>

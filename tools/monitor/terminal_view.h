@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// A session as a picture: what a person sees on the terminal.
 ///
 ///   Canvas canvas(80, 24);

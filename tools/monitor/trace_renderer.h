@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// Draws the newest part of a waveform as lines of text.
 ///
 ///   const Trace trace = renderTrace(model.ecg(), {.width = 70, .height = 6, .samplesPerDot = 18});

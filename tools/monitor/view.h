@@ -1,4 +1,5 @@
 #pragma once
+/// @file
 /// The ways in which the monitor shows a session: JSON lines, a screen that is redrawn, or plain
 /// lines.
 
