@@ -22,12 +22,13 @@ class BodyTemperatureEstimator {
   /// One pair of readings, object (skin) and ambient, in degrees Celsius; the estimate in degrees
   /// Celsius, rounded towards zero to one decimal. The first estimates average the readings that
   /// there are. Nothing is rejected: while a reading that is not a number is in its window, or the
-  /// estimate lies beyond +-214748364.8, the result is -214748364.8.
+  /// estimate lies beyond about +-214748364.8, the result is the float nearest to -214748364.8.
   float process(float object, float ambient);
 
  private:
   CyclicBuffer ambientWindow_{20, {}};
   CyclicBuffer objectWindow_{5, {}};
+  [[maybe_unused]] int reserved_ = 0;  // no operation has a use for it yet
 };
 
 }  // namespace Zephly

@@ -18,7 +18,9 @@ class NormalizationFilter : public Filter {
   /// @param symmetric  widen the range to one that is symmetric about 0, which then maps to 0.5.
   NormalizationFilter(int size, bool symmetric);
 
-  /// Pushes `x`, searches the extremes, and returns `x` scaled.
+  /// Pushes `x`, searches the extremes, and returns `x` scaled. A NaN gives NaN for itself and is
+  /// passed over in the search, except in the first place of the window, where it makes every
+  /// result NaN until it is overwritten.
   double process(double x) override;
 
   /// Fills the window with lastInput(), which is 0.0. The extremes stay until the next sample.
