@@ -41,7 +41,10 @@ void takeKeyboard() {
 // Only what a signal handler may call. The terminal is standard output. The signal does what it
 // would have done when this returns.
 void giveTerminalBackOnAbort(int signal) {
-  if (::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size()) >= 0) giveKeyboardBack();
+  giveKeyboardBack();
+  // Nobody is left to hear of a failure.
+  [[maybe_unused]] const auto written =
+      ::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size());
   held_errors::release();
   static_cast<void>(std::signal(signal, SIG_DFL));
   static_cast<void>(::raise(signal));
