@@ -49,7 +49,7 @@ TEST(AllocationFailure, ReachesTheCallerOfTheSessionsInit) {
             }),
             20u);
   ASSERT_NE(created, nullptr);
-  created->didReceiveRespiration({1});
+  strapEvents(*created).didReceiveRespiration({1});
   EXPECT_EQ(log.size(), 2u);
   SessionTestAccess::release(*created);
 }

@@ -37,11 +37,13 @@ class ZephlyTest : public testing::Test {
  protected:
   void TearDown() override { Access::release(*session); }
 
-  void respiration(const std::vector<float>& samples) { session->didReceiveRespiration(samples); }
+  void respiration(const std::vector<float>& samples) {
+    strapEvents(*session).didReceiveRespiration(samples);
+  }
 
   repetitions::Sink motion() {
     return [this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
-      session->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+      strapEvents(*session).didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
     };
   }
 
@@ -110,7 +112,7 @@ TEST_F(ZephlyTest, SessionAndCentralManagerKeepEachOtherAlive) {
 TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
   fake::World other;
   auto second = ::Zephly::Zephly::init(application);
-  second->didReceiveRespiration({flat});
+  strapEvents(*second).didReceiveRespiration({flat});
   log.clear();
   other.log.clear();
   const std::weak_ptr<::Zephly::Zephly> watched = second;
@@ -133,20 +135,20 @@ TEST(ZephlyConstructionDeathTest, WithoutAHostIsFatal) {
 // Relays.
 
 TEST_F(ZephlyTest, RelaysConnectionEvents) {
-  session->didConnectPeripheral();
-  session->didDisconnectPeripheral();
+  strapEvents(*session).didConnectPeripheral();
+  strapEvents(*session).didDisconnectPeripheral();
   EXPECT_THAT(log, ElementsAre("didConnectPeripheral", "didDisconnectPeripheral"));
 }
 
 TEST_F(ZephlyTest, TemperatureCarriesZeroAsBodyTemperatureAlways) {
-  session->didReceiveTemperature(36.5f, 21.25f);
-  session->didReceiveTemperature(-273.15f, 1037.5f);
+  strapEvents(*session).didReceiveTemperature(36.5f, 21.25f);
+  strapEvents(*session).didReceiveTemperature(-273.15f, 1037.5f);
   EXPECT_THAT(log, ElementsAre("didReceiveTemperature 36.5 21.25 0",
                                "didReceiveTemperature -273.15 1037.5 0"));
 }
 
 TEST_F(ZephlyTest, RelaysBatteryStatus) {
-  session->didReceiveBatteryStatus({6553.5f, true});
+  strapEvents(*session).didReceiveBatteryStatus({6553.5f, true});
   EXPECT_THAT(log, ElementsAre("didReceiveBatteryStatus 6553.5 true"));
 }
 
@@ -158,7 +160,7 @@ TEST_F(ZephlyTest, AnECGNotificationOfNSamplesIsNCallsInOrderUnchanged) {
                                       std::numeric_limits<float>::denorm_min(),
                                       3,
                                       4};
-  session->didReceiveECG(samples);
+  strapEvents(*session).didReceiveECG(samples);
   ASSERT_EQ(application->ecg.size(), samples.size());
   for (std::size_t index = 0; index < samples.size(); ++index) {
     EXPECT_SAME_BITS(application->ecg[index], samples[index]);
@@ -166,8 +168,8 @@ TEST_F(ZephlyTest, AnECGNotificationOfNSamplesIsNCallsInOrderUnchanged) {
 }
 
 TEST_F(ZephlyTest, AnEmptyNotificationIsNoCall) {
-  session->didReceiveECG({});
-  session->didReceiveRespiration({});
+  strapEvents(*session).didReceiveECG({});
+  strapEvents(*session).didReceiveRespiration({});
   EXPECT_THAT(log, IsEmpty());
 }
 
@@ -294,8 +296,8 @@ TEST_F(ZephlyTest, LeadoffDetectionSeesEachSampleBeforeTheChainDoes) {
 
 TEST_F(ZephlyTest, DisconnectionDoesNotResetTheLeadoffState) {
   respiration({flat, high});
-  session->didDisconnectPeripheral();
-  session->didConnectPeripheral();
+  strapEvents(*session).didDisconnectPeripheral();
+  strapEvents(*session).didConnectPeripheral();
   log.clear();
   respiration({high});
   EXPECT_THAT(log, ElementsAre("didReceiveRespiration"));
@@ -318,8 +320,8 @@ TEST_F(ZephlyDeathTest, WithoutAWrapperButWithADelegateARespirationSampleIsFatal
 
 TEST_F(ZephlyTest, WithoutAWrapperMotionAndWorkoutDetectionAreIgnored) {
   Access::wrapper(*session).reset();
-  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
-  session->didReceiveIMUValues(0, 0, 0, 0, 0, 1, 0, 0, 0);
+  strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
+  phoneEvents(*session).didReceiveIMUValues(0, 0, 0, 0, 0, 1, 0, 0, 0);
   session->startWorkoutDetection(std::make_shared<recorded::Workout>(log));
   EXPECT_EQ(output.text(), "");
 }
@@ -328,12 +330,12 @@ TEST_F(ZephlyTest, WithoutAWrapperMotionAndWorkoutDetectionAreIgnored) {
 
 TEST_F(ZephlyTest, WithoutAnApplicationNothingIsToldAndNothingFails) {
   application.reset();
-  session->didConnectPeripheral();
-  session->didReceiveTemperature(1, 2);
-  session->didReceiveECG({1, 2, 3});
-  session->didReceiveRespiration({flat, high});
-  session->didReceiveBatteryStatus({});
-  session->didDisconnectPeripheral();
+  strapEvents(*session).didConnectPeripheral();
+  strapEvents(*session).didReceiveTemperature(1, 2);
+  strapEvents(*session).didReceiveECG({1, 2, 3});
+  strapEvents(*session).didReceiveRespiration({flat, high});
+  strapEvents(*session).didReceiveBatteryStatus({});
+  strapEvents(*session).didDisconnectPeripheral();
   EXPECT_THAT(log, IsEmpty());
 }
 
@@ -373,7 +375,7 @@ TEST_F(ZephlyTest, AnApplicationThatGoesDuringAnECGCallGetsNoFurtherSample) {
   std::shared_ptr<Leaving> owner;
   owner = std::make_shared<Leaving>(log, owner);
   const auto second = ::Zephly::Zephly::init(owner);
-  second->didReceiveECG({1, 2, 3});
+  strapEvents(*second).didReceiveECG({1, 2, 3});
   EXPECT_THAT(log, ElementsAre("didReceiveECG"));
   Access::release(*second);
 }
@@ -383,7 +385,7 @@ TEST_F(ZephlyTest, AnApplicationThatGoesDuringALeadoffCallGetsNoRespirationSampl
   std::shared_ptr<Leaving> owner;
   owner = std::make_shared<Leaving>(log, owner);
   const auto second = ::Zephly::Zephly::init(owner);
-  second->didReceiveRespiration({flat, flat});
+  strapEvents(*second).didReceiveRespiration({flat, flat});
   EXPECT_THAT(log, ElementsAre("didChangeLeadoffState true"));
   Access::release(*second);
 }
@@ -397,9 +399,9 @@ TEST_F(ZephlyTest, ARepetitionBeforeTheApplicationAsksIsPrintedAndReachesNoAppli
 }
 
 TEST_F(ZephlyTest, TheSessionsOwnWorkoutOperationsPrintOneLineEach) {
-  session->didDetectPushUp();
-  session->didDetectSitUp();
-  session->didDetectJump();
+  workoutEvents(*session).didDetectPushUp();
+  workoutEvents(*session).didDetectSitUp();
+  workoutEvents(*session).didDetectJump();
   EXPECT_EQ(output.text(), "PushUp!\nSitUp!\nJump!\n");
 }
 
@@ -419,7 +421,7 @@ TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
 }
 
 TEST_F(ZephlyTest, MotionSendsNothingToTheApplication) {
-  session->didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
+  strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
   EXPECT_THAT(log, IsEmpty());
   EXPECT_EQ(output.text(), "0, 0\n");
 }
@@ -436,7 +438,7 @@ TEST_F(ZephlyTest, SevenMotionValuesReachTheEngineInTheirOrder) {
   for (int index = 0; index < 50; ++index) {
     const std::vector<float> v = {next(), next(), next(), next(), next(), next(), next()};
     const CapturedOutput bySession;
-    session->didReceiveIMUValues(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    strapEvents(*session).didReceiveIMUValues(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
     const CapturedOutput byEngine;
     engine.imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
     ASSERT_NE(byEngine.text(), "");
@@ -448,7 +450,7 @@ TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
   const FusionGuard guard;
   ::Zephly::SignalProcessor engine;
   const auto orientation = [] { return std::vector<float>{q0, q1, q2, q3}; };
-  session->didReceiveIMUValues(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
+  phoneEvents(*session).didReceiveIMUValues(0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f);
   const auto bySession = orientation();
   FusionGuard::restart();
   EXPECT_NE(bySession, orientation());
@@ -459,13 +461,13 @@ TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
 // The phone's samples would move the process-wide orientation.
 TEST_F(ZephlyTest, NothingThatTheStrapReportsBecomesASampleOfThePhone) {
   const FusionGuard guard;
-  session->didConnectPeripheral();
-  session->didReceiveTemperature(36, 20);
-  session->didReceiveECG({0.5f});
-  session->didReceiveRespiration({0.5f});
-  session->didReceiveBatteryStatus({50, true});
-  session->didReceiveIMUValues(0.5f, 0.5f, 0.5f, 0.5f, 1, 2, 3);
-  session->didDisconnectPeripheral();
+  strapEvents(*session).didConnectPeripheral();
+  strapEvents(*session).didReceiveTemperature(36, 20);
+  strapEvents(*session).didReceiveECG({0.5f});
+  strapEvents(*session).didReceiveRespiration({0.5f});
+  strapEvents(*session).didReceiveBatteryStatus({50, true});
+  strapEvents(*session).didReceiveIMUValues(0.5f, 0.5f, 0.5f, 0.5f, 1, 2, 3);
+  strapEvents(*session).didDisconnectPeripheral();
   EXPECT_EQ((std::vector<float>{q0, q1, q2, q3}), (std::vector<float>{1, 0, 0, 0}));
   EXPECT_FALSE(Access::hasIMU(*session));
 }

@@ -27,3 +27,9 @@ struct SessionTestAccess {
   /// Breaks the cycle between session and central manager, which nothing else does.
   static void release(Session& session) { session.centralManager->delegate.reset(); }
 };
+
+// The interfaces through which events reach a session.
+
+inline ZephlyPeripheralDelegate& strapEvents(::Zephly::Zephly& session) { return session; }
+inline IMUDelegate& phoneEvents(::Zephly::Zephly& session) { return session; }
+inline WorkoutDelegate& workoutEvents(::Zephly::Zephly& session) { return session; }

@@ -39,7 +39,12 @@ class Zephly : public ZephlyPeripheralDelegate, public IMUDelegate, public Worko
   /// is called the session writes them to standard output.
   void startWorkoutDetection(const std::shared_ptr<WorkoutDelegate>& workoutDelegate);
 
-  // What the strap reports.
+ private:
+  friend struct ::SessionTestAccess;
+
+  Zephly() = default;
+
+  // What the strap reports. An application has no business here: it comes through the interfaces.
 
   void didConnectPeripheral() override;
   void didDisconnectPeripheral() override;
@@ -64,11 +69,6 @@ class Zephly : public ZephlyPeripheralDelegate, public IMUDelegate, public Worko
   void didDetectPushUp() override;
   void didDetectSitUp() override;
   void didDetectJump() override;
-
- private:
-  friend struct ::SessionTestAccess;
-
-  Zephly() = default;
 
   void processRespirationSample(float sample);
 
