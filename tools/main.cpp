@@ -58,12 +58,13 @@ int complain(const std::string& who, const std::string& message, int exitCode) {
 // What was expected, in the words of this program.
 std::string messageOf(const CLI::ParseError& error) {
   std::string text = error.what();
-  const std::string option = text.substr(0, text.find(": "));
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return option + ": expected exactly one value, and once only";
-  }
-  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
-    return text + " (expected no value)";
+    // "--speed: 1 required X missing", but "json was given a disallowed flag override".
+    const std::size_t colon = text.find(": ");
+    if (colon == std::string::npos) {
+      return "--" + text.substr(0, text.find(' ')) + ": expected no value";
+    }
+    return text.substr(0, colon) + ": expected exactly one value, and once only";
   }
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) return text + " (see --help)";
   return text;

@@ -1,5 +1,6 @@
-#include <strap/recording.h>
 #include <tools/monitor/options.h>
+
+#include <strap/recording.h>
 
 #include <CLI/CLI.hpp>
 
@@ -54,7 +55,7 @@ strap::StrapTime duration(const std::string& text) {
   // NaN fails both comparisons.
   if (!number || !(*number >= 1e-9 && *number <= Options::longestDuration)) {
     reject("--duration",
-           "a number of seconds greater than 0 and up to " + plain(Options::longestDuration), text);
+           "a number of seconds from 0.000000001 to " + plain(Options::longestDuration), text);
   }
   return std::chrono::duration_cast<strap::StrapTime>(std::chrono::duration<double>(*number));
 }
@@ -83,11 +84,15 @@ void addValue(CLI::App& command, const std::string& name, const std::string& typ
   command.add_option_function<std::string>(name, convert, help)->type_name(type);
 }
 
+void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help) {
+  command.add_flag(name, value, help)->disable_flag_override();
+}
+
 }  // namespace
 
 void addOptions(CLI::App& command, Options& options) {
-  command.add_flag("--simulated", options.simulated,
-                   "Watch a strap made of software instead of a real one");
+  addFlag(command, "--simulated", options.simulated,
+          "Watch a strap made of software instead of a real one");
   addValue(command, "--seed", "N",
            "The simulated strap's seed: same seed, same session (default 1)",
            [&](const std::string& text) { options.seed = seed(text); });
@@ -102,12 +107,12 @@ void addOptions(CLI::App& command, Options& options) {
            [&](const std::string& text) { options.recording = file("--recording", text); });
   addValue(command, "--rate", "HZ", "Rows per second of the recording",
            [&](const std::string& text) { options.rowsPerSecond = rate(text); });
-  command.add_flag("--json", options.json,
-                   "Write one JSON object a line (always so when standard output is no terminal)");
+  addFlag(command, "--json", options.json,
+          "Write one JSON object a line (always so when standard output is no terminal)");
   addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",
            [&](const std::string& text) { options.diagnostics = file("--diagnostics", text); });
-  command.add_flag("--require-all", options.requireAll,
-                   "Exit with 1 unless every kind of callback arrived and nothing was lost");
+  addFlag(command, "--require-all", options.requireAll,
+          "Exit with 1 unless every kind of callback arrived and nothing was lost");
 }
 
 void checkTogether(const Options& options) {
