@@ -1,4 +1,5 @@
 #include <bench/allocation_sites.h>
+
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>

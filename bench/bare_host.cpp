@@ -1,3 +1,4 @@
+
 #include <bench/bare_host.h>
 
 #include <utility>

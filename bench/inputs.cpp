@@ -1,7 +1,7 @@
+#include <bench/inputs.h>
+
 #include <platforms/foundation/data.h>
 #include <strap/strap.h>
-
-#include <bench/inputs.h>
 
 #include <chrono>
 #include <limits>

@@ -1,3 +1,4 @@
+
 #include <bench/markdown_reporter.h>
 
 #include <algorithm>

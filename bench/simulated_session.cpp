@@ -1,6 +1,6 @@
-#include <zephly/ble/gatt_profile.h>
-
 #include <bench/simulated_session.h>
+
+#include <zephly/ble/gatt_profile.h>
 
 #include <chrono>
 #include <string>

@@ -1,3 +1,4 @@
+
 #include <bench/suite.h>
 
 #include <utility>

@@ -1,4 +1,5 @@
 #include <strap/battery_model.h>
+
 #include <strap/rates.h>
 
 #include <algorithm>

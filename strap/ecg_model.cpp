@@ -1,4 +1,5 @@
 #include <strap/ecg_model.h>
+
 #include <strap/rates.h>
 #include <strap/respiration_model.h>
 

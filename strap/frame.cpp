@@ -1,4 +1,5 @@
 #include <strap/frame.h>
+
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/platform/fatal_error.h>
 

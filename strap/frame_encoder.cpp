@@ -1,3 +1,4 @@
+
 #include <strap/frame_encoder.h>
 
 #include <algorithm>

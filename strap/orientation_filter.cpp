@@ -1,3 +1,4 @@
+
 #include <strap/orientation_filter.h>
 
 #include <cmath>

@@ -1,4 +1,5 @@
 #include <strap/person.h>
+
 #include <strap/rates.h>
 
 #include <algorithm>

@@ -1,6 +1,7 @@
+#include <strap/playback.h>
+
 #include <strap/frame_encoder.h>
 #include <strap/orientation_filter.h>
-#include <strap/playback.h>
 #include <strap/rates.h>
 #include <strap/resampler.h>
 #include <strap/respiration_model.h>

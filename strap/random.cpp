@@ -1,3 +1,4 @@
+
 #include <strap/random.h>
 
 #include <cmath>

@@ -1,3 +1,4 @@
+
 #include <strap/recording.h>
 
 #include <algorithm>

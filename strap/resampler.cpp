@@ -1,3 +1,4 @@
+
 #include <strap/resampler.h>
 
 #include <algorithm>

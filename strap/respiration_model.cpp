@@ -1,5 +1,6 @@
-#include <strap/rates.h>
 #include <strap/respiration_model.h>
+
+#include <strap/rates.h>
 
 #include <cmath>
 #include <numbers>

@@ -1,3 +1,5 @@
+#include <strap/strap.h>
+
 #include <strap/battery_model.h>
 #include <strap/ecg_model.h>
 #include <strap/frame_encoder.h>
@@ -5,7 +7,6 @@
 #include <strap/playback.h>
 #include <strap/rates.h>
 #include <strap/respiration_model.h>
-#include <strap/strap.h>
 #include <strap/temperature_model.h>
 #include <zephly/platform/fatal_error.h>
 

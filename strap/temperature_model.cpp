@@ -1,3 +1,4 @@
+
 #include <strap/temperature_model.h>
 
 #include <cmath>

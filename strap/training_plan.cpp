@@ -1,4 +1,5 @@
 #include <strap/training_plan.h>
+
 #include <zephly/platform/fatal_error.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <platforms/main_queue/doorbell.h>
 
 #include <sys/epoll.h>

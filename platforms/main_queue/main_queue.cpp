@@ -1,6 +1,7 @@
+#include <platforms/main_queue/main_queue.h>
+
 #include <platforms/main_queue/doorbell.h>
 #include <platforms/main_queue/file_descriptor.h>
-#include <platforms/main_queue/main_queue.h>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>

@@ -1,4 +1,5 @@
 #include <platforms/simulated/central.h>
+
 #include <platforms/simulated/radio.h>
 
 #include <algorithm>

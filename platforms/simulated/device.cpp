@@ -1,7 +1,8 @@
+#include <platforms/simulated/device.h>
+
 #include <platforms/foundation/data.h>
 #include <platforms/foundation/error.h>
 #include <platforms/simulated/central.h>
-#include <platforms/simulated/device.h>
 #include <platforms/simulated/gatt_objects.h>
 #include <platforms/simulated/link.h>
 #include <platforms/simulated/peripheral.h>

@@ -1,5 +1,6 @@
-#include <platforms/foundation/error.h>
 #include <platforms/simulated/link.h>
+
+#include <platforms/foundation/error.h>
 #include <platforms/simulated/peripheral.h>
 
 #include <algorithm>

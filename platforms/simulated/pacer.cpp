@@ -1,3 +1,4 @@
+
 #include <platforms/simulated/pacer.h>
 
 #include <algorithm>

@@ -1,6 +1,7 @@
+#include <platforms/simulated/peripheral.h>
+
 #include <platforms/foundation/error.h>
 #include <platforms/simulated/central.h>
-#include <platforms/simulated/peripheral.h>
 #include <platforms/simulated/radio.h>
 
 #include <utility>

@@ -1,5 +1,6 @@
-#include <platforms/simulated/central.h>
 #include <platforms/simulated/radio.h>
+
+#include <platforms/simulated/central.h>
 
 #include <algorithm>
 #include <utility>

@@ -1,3 +1,4 @@
+
 #include <platforms/simulated/scheduler.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <platforms/simulated/strap_device.h>
 
 #include <algorithm>

@@ -1,9 +1,10 @@
+#include <zephly/ble/central_manager.h>
+
 #include <platforms/foundation/data.h>
 #include <platforms/foundation/error.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
 #include <tests/support/recorded_events.h>
-#include <zephly/ble/central_manager.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <gmock/gmock.h>

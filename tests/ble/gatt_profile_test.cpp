@@ -1,3 +1,4 @@
+
 #include <zephly/ble/gatt_profile.h>
 
 #include <gmock/gmock.h>

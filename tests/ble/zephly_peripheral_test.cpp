@@ -1,10 +1,11 @@
+#include <zephly/ble/zephly_peripheral.h>
+
 #include <platforms/foundation/data.h>
 #include <platforms/foundation/error.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
 #include <tests/support/recorded_events.h>
 #include <zephly/ble/gatt_profile.h>
-#include <zephly/ble/zephly_peripheral.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,9 @@
+#include <zephly/dsp/body_temperature_estimator.h>
+
 #include <tests/support/bits.h>
 #include <tests/support/random_floats.h>
 #include <tests/support/recording.h>
 #include <tests/support/single.h>
-#include <zephly/dsp/body_temperature_estimator.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
+#include <zephly/dsp/butterworth_filter.h>
+
 #include <tests/motion/literal_motion.h>
 #include <tests/support/bits.h>
 #include <tests/support/random_floats.h>
-#include <zephly/dsp/butterworth_filter.h>
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/cyclic_buffer.h>
 
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
+#include <zephly/dsp/filter.h>
+
 #include <tests/support/bits.h>
 #include <tests/support/virtual_slot.h>
-#include <zephly/dsp/filter.h>
 
 #include <limits>
 #include <type_traits>

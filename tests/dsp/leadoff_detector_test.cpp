@@ -1,6 +1,7 @@
+#include <zephly/dsp/leadoff_detector.h>
+
 #include <tests/dsp/signals.h>
 #include <tests/support/random_floats.h>
-#include <zephly/dsp/leadoff_detector.h>
 
 #include <gtest/gtest.h>
 

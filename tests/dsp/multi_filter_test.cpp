@@ -1,10 +1,11 @@
+#include <zephly/dsp/multi_filter.h>
+
 #include <tests/dsp/filter_oracles.h>
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/median_filter.h>
-#include <zephly/dsp/multi_filter.h>
 
 #include <memory>
 #include <string>

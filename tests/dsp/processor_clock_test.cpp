@@ -1,5 +1,6 @@
-#include <tests/dsp/fake_processor_clock.h>
 #include <zephly/dsp/processor_clock.h>
+
+#include <tests/support/fake_processor_clock.h>
 
 #include <gtest/gtest.h>
 

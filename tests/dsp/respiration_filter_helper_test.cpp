@@ -1,5 +1,6 @@
-#include <tests/dsp/fake_processor_clock.h>
 #include <zephly/dsp/respiration_filter_helper.h>
+
+#include <tests/support/fake_processor_clock.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,9 @@
+#include <zephly/dsp/respiration_filter.h>
+
 #include <tests/dsp/filter_oracles.h>
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
-#include <zephly/dsp/respiration_filter.h>
 
 #include <limits>
 #include <type_traits>

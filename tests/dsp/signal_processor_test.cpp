@@ -1,14 +1,15 @@
-#include <tests/dsp/fake_processor_clock.h>
+#include <zephly/dsp/signal_processor.h>
+
 #include <tests/dsp/signals.h>
 #include <tests/motion/literal_motion.h>
 #include <tests/support/allocation_count.h>
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
+#include <tests/support/fake_processor_clock.h>
 #include <tests/support/fusion_guard.h>
 #include <tests/support/random_floats.h>
 #include <tests/support/recording.h>
 #include <tests/support/repetitions.h>
-#include <zephly/dsp/signal_processor.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include <tests/dsp/signals.h>
+
 #include <tests/support/recording.h>
 
 #include <array>

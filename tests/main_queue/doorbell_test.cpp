@@ -1,4 +1,5 @@
 #include <platforms/main_queue/doorbell.h>
+
 #include <tests/main_queue/pipe.h>
 
 #include <gtest/gtest.h>

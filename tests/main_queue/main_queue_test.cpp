@@ -1,4 +1,5 @@
 #include <platforms/main_queue/main_queue.h>
+
 #include <tests/main_queue/pipe.h>
 
 #include <boost/asio/io_context.hpp>

@@ -1,8 +1,9 @@
+#include <zephly/motion/madgwick_ahrs.h>
+
 #include <tests/motion/literal_motion.h>
 #include <tests/support/bits.h>
 #include <tests/support/random_floats.h>
 #include <tests/support/recording.h>
-#include <zephly/motion/madgwick_ahrs.h>
 
 #include <gtest/gtest.h>
 

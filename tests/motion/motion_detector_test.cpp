@@ -1,8 +1,9 @@
+#include <zephly/motion/motion_detector.h>
+
 #include <tests/motion/literal_motion.h>
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/random_floats.h>
-#include <zephly/motion/motion_detector.h>
 
 #include <gtest/gtest.h>
 

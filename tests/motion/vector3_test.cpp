@@ -1,7 +1,8 @@
+#include <zephly/motion/vector3.h>
+
 #include <tests/support/bits.h>
 #include <tests/support/random_floats.h>
 #include <tests/support/single.h>
-#include <zephly/motion/vector3.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include <zephly/phone/imu.h>
+
 #include <zephly/platform/ns_object.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+
 #include <zephly/platform/cb_uuid.h>
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
-#include <tests/support/captured_output.h>
 #include <zephly/platform/console.h>
+
+#include <tests/support/captured_output.h>
 #include <zephly/platform/fatal_error.h>
 
 #include <gtest/gtest.h>

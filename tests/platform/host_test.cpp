@@ -1,5 +1,6 @@
-#include <tests/support/fake_bluetooth.h>
 #include <zephly/platform/host.h>
+
+#include <tests/support/fake_bluetooth.h>
 
 #include <gtest/gtest.h>
 

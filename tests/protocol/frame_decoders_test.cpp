@@ -1,6 +1,7 @@
+#include <zephly/protocol/frame_decoders.h>
+
 #include <platforms/foundation/data.h>
 #include <tests/support/bits.h>
-#include <zephly/protocol/frame_decoders.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
-#include <tests/support/bits.h>
 #include <zephly/protocol/utilities.h>
+
+#include <tests/support/bits.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,10 @@
+#include <zephly/session/signal_processor.h>
+
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fusion_guard.h>
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
-#include <zephly/session/signal_processor.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

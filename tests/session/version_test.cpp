@@ -1,3 +1,4 @@
+
 #include <zephly/session/version.h>
 
 #include <gtest/gtest.h>

@@ -1,13 +1,14 @@
-#include <tests/dsp/fake_processor_clock.h>
+#include <zephly/session/zephly.h>
+
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
+#include <tests/support/fake_processor_clock.h>
 #include <tests/support/fusion_guard.h>
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
 #include <tests/support/session_test_access.h>
 #include <zephly/dsp/leadoff_detector.h>
-#include <zephly/session/zephly.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

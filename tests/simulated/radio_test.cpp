@@ -1,4 +1,5 @@
 #include <platforms/simulated/radio.h>
+
 #include <tests/simulated/recorder.h>
 
 #include <gmock/gmock.h>

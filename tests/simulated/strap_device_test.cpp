@@ -1,5 +1,6 @@
-#include <platforms/simulated/radio.h>
 #include <platforms/simulated/strap_device.h>
+
+#include <platforms/simulated/radio.h>
 #include <tests/simulated/recorder.h>
 
 #include <gtest/gtest.h>

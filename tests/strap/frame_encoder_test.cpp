@@ -1,4 +1,5 @@
 #include <strap/frame_encoder.h>
+
 #include <strap/random.h>
 #include <tests/strap/literal_decoding.h>
 

@@ -1,3 +1,4 @@
+
 #include <strap/frame.h>
 
 #include <gmock/gmock.h>

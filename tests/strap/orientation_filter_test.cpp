@@ -1,4 +1,5 @@
 #include <strap/orientation_filter.h>
+
 #include <strap/random.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #include <strap/person.h>
+
 #include <strap/random.h>
 #include <strap/rates.h>
 #include <tests/strap/literal_decoding.h>

@@ -1,5 +1,6 @@
-#include <strap/frame_encoder.h>
 #include <strap/playback.h>
+
+#include <strap/frame_encoder.h>
 #include <strap/random.h>
 #include <strap/rates.h>
 #include <tests/strap/literal_decoding.h>

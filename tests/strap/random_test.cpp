@@ -1,3 +1,4 @@
+
 #include <strap/random.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+
 #include <strap/recording.h>
 
 #include <gmock/gmock.h>

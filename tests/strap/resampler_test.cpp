@@ -1,5 +1,6 @@
-#include <strap/random.h>
 #include <strap/resampler.h>
+
+#include <strap/random.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
-#include <strap/rates.h>
 #include <strap/strap.h>
+
+#include <strap/rates.h>
 #include <tests/strap/literal_decoding.h>
 #include <zephly/dsp/leadoff_detector.h>
 

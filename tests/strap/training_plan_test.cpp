@@ -1,3 +1,4 @@
+
 #include <strap/training_plan.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+
 #include <tests/support/allocation_count.h>
 
 #include <atomic>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/canvas.h>
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 #include <tools/monitor/diagnostics_catcher.h>
+
 #include <zephly/platform/console.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+
 #include <tools/output.h>
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/receiver.h>
 
 #include <gmock/gmock.h>

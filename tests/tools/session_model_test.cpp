@@ -1,3 +1,4 @@
+
 #include <tools/monitor/session_model.h>
 
 #include <gmock/gmock.h>

@@ -1,6 +1,7 @@
+#include <tools/monitor/simulated_source.h>
+
 #include <tools/monitor/diagnostics_catcher.h>
 #include <tools/monitor/receiver.h>
-#include <tools/monitor/simulated_source.h>
 #include <zephly/session/zephly.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/summary.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/terminal_view.h>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
-#include <tools/monitor/canvas.h>
 #include <tools/monitor/trace_renderer.h>
+
+#include <tools/monitor/canvas.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

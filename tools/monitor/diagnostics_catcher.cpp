@@ -1,3 +1,4 @@
+
 #include <tools/monitor/diagnostics_catcher.h>
 
 #include <iostream>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/held_errors.h>
 
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/json_line.h>
 
 #include <nlohmann/json.hpp>

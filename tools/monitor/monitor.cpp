@@ -1,6 +1,7 @@
+#include <tools/monitor/monitor.h>
+
 #include <platforms/main_queue/main_queue.h>
 #include <tools/monitor/diagnostics_catcher.h>
-#include <tools/monitor/monitor.h>
 #include <tools/monitor/options.h>
 #include <tools/monitor/receiver.h>
 #include <tools/monitor/simulated_source.h>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/rate_meter.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/sample_window.h>
 
 #include <algorithm>

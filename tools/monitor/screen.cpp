@@ -1,5 +1,6 @@
-#include <tools/monitor/held_errors.h>
 #include <tools/monitor/screen.h>
+
+#include <tools/monitor/held_errors.h>
 
 #include <sys/ioctl.h>
 #include <termios.h>

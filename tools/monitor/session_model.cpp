@@ -1,5 +1,6 @@
-#include <strap/rates.h>
 #include <tools/monitor/session_model.h>
+
+#include <strap/rates.h>
 
 #include <chrono>
 #include <variant>

@@ -1,4 +1,5 @@
 #include <tools/monitor/simulated_source.h>
+
 #include <zephly/ble/gatt_profile.h>
 
 #include <chrono>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/terminal_kind.h>
 
 #include <unistd.h>

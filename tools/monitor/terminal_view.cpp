@@ -1,5 +1,6 @@
-#include <strap/rates.h>
 #include <tools/monitor/terminal_view.h>
+
+#include <strap/rates.h>
 #include <tools/monitor/trace_renderer.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <tools/monitor/trace_renderer.h>
 
 #include <algorithm>

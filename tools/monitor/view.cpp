@@ -1,5 +1,6 @@
-#include <tools/monitor/json_text.h>
 #include <tools/monitor/view.h>
+
+#include <tools/monitor/json_text.h>
 
 #include <utility>
 

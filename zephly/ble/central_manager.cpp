@@ -1,4 +1,5 @@
 #include <zephly/ble/central_manager.h>
+
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>

@@ -1,5 +1,6 @@
-#include <zephly/ble/gatt_profile.h>
 #include <zephly/ble/zephly_peripheral.h>
+
+#include <zephly/ble/gatt_profile.h>
 #include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
 #include <zephly/protocol/frame_decoders.h>

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/biquad_filter.h>
 
 #include <cmath>

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/body_temperature_estimator.h>
 
 #include <bit>

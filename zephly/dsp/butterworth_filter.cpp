@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/butterworth_filter.h>
 
 #include <cmath>

@@ -1,5 +1,6 @@
-#include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>
+
+#include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/low_cut_filter.h>
 #include <zephly/dsp/normalization_filter.h>
 

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <bit>

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/median_filter.h>
 
 #include <algorithm>

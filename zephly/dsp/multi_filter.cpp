@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/multi_filter.h>
 
 #include <utility>

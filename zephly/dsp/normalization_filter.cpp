@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/normalization_filter.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <zephly/dsp/processor_clock.h>
 
 #include <ctime>

@@ -1,5 +1,6 @@
-#include <zephly/dsp/median_filter.h>
 #include <zephly/dsp/respiration_filter.h>
+
+#include <zephly/dsp/median_filter.h>
 
 #include <limits>
 #include <memory>

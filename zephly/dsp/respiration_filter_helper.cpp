@@ -1,5 +1,6 @@
-#include <zephly/dsp/processor_clock.h>
 #include <zephly/dsp/respiration_filter_helper.h>
+
+#include <zephly/dsp/processor_clock.h>
 
 namespace Zephly {
 

@@ -1,4 +1,5 @@
 #include <zephly/dsp/sample_array.h>
+
 #include <zephly/platform/fatal_error.h>
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 #include <zephly/dsp/signal_processor.h>
+
 #include <zephly/motion/gravity_compensation.h>
 #include <zephly/motion/madgwick_ahrs.h>
 

@@ -1,4 +1,5 @@
 #include <zephly/motion/madgwick_ahrs.h>
+
 #include <zephly/motion/vector3.h>
 
 #include <bit>

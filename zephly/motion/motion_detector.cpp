@@ -1,4 +1,5 @@
 #include <zephly/motion/motion_detector.h>
+
 #include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
 

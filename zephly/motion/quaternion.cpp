@@ -1,3 +1,4 @@
+
 #include <zephly/motion/quaternion.h>
 
 #include <bit>

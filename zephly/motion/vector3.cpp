@@ -1,3 +1,4 @@
+
 #include <zephly/motion/vector3.h>
 
 #include <cmath>

@@ -1,4 +1,5 @@
 #include <zephly/phone/imu.h>
+
 #include <zephly/platform/fatal_error.h>
 
 #include <utility>

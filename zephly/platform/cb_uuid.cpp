@@ -1,4 +1,5 @@
 #include <zephly/platform/cb_uuid.h>
+
 #include <zephly/platform/fatal_error.h>
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+
 #include <zephly/platform/console.h>
 
 #include <iostream>

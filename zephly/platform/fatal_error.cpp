@@ -1,3 +1,4 @@
+
 #include <zephly/platform/fatal_error.h>
 
 #include <cstdlib>

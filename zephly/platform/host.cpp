@@ -1,5 +1,6 @@
-#include <zephly/platform/fatal_error.h>
 #include <zephly/platform/host.h>
+
+#include <zephly/platform/fatal_error.h>
 
 #include <string>
 #include <utility>

@@ -1,3 +1,4 @@
+
 #include <zephly/platform/ns_object.h>
 
 #include <algorithm>

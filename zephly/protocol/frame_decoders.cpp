@@ -1,4 +1,5 @@
 #include <zephly/protocol/frame_decoders.h>
+
 #include <zephly/protocol/utilities.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+
 #include <zephly/protocol/utilities.h>
 
 #include <bit>

@@ -1,5 +1,6 @@
-#include <zephly/platform/fatal_error.h>
 #include <zephly/session/signal_processor.h>
+
+#include <zephly/platform/fatal_error.h>
 
 #include <utility>
 

@@ -1,6 +1,7 @@
+#include <zephly/session/zephly.h>
+
 #include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
-#include <zephly/session/zephly.h>
 
 namespace Zephly {
 
