@@ -1,4 +1,3 @@
-
 #include <bench/bare_host.h>
 
 #include <utility>

@@ -1,4 +1,3 @@
-
 #include <bench/markdown_reporter.h>
 
 #include <algorithm>

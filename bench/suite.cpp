@@ -1,4 +1,3 @@
-
 #include <bench/suite.h>
 
 #include <utility>

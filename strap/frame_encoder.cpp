@@ -1,4 +1,3 @@
-
 #include <strap/frame_encoder.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <strap/orientation_filter.h>
 
 #include <cmath>

@@ -1,4 +1,3 @@
-
 #include <strap/recording.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <strap/resampler.h>
 
 #include <algorithm>

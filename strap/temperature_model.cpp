@@ -1,4 +1,3 @@
-
 #include <strap/temperature_model.h>
 
 #include <cmath>

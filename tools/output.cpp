@@ -1,4 +1,3 @@
-
 #include <tools/output.h>
 
 #include <poll.h>

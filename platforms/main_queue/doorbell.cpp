@@ -1,4 +1,3 @@
-
 #include <platforms/main_queue/doorbell.h>
 
 #include <sys/epoll.h>

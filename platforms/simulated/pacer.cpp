@@ -1,4 +1,3 @@
-
 #include <platforms/simulated/pacer.h>
 
 #include <algorithm>

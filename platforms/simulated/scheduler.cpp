@@ -1,4 +1,3 @@
-
 #include <platforms/simulated/scheduler.h>
 
 #include <algorithm>

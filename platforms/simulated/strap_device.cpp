@@ -1,4 +1,3 @@
-
 #include <platforms/simulated/strap_device.h>
 
 #include <algorithm>
@@ -30,6 +29,20 @@ void StrapDevice::loseLinkAt(strap::StrapTime time, std::optional<std::string> e
   }));
   if (absence <= Duration::zero()) return;
   planned_.push_back(scheduler.at(begin + absence, [this] { device_.setInRange(true); }));
+}
+
+void StrapDevice::loseLinksOf(strap::TrainingPlan plan) {
+  plan_ = std::move(plan);
+  planLossAfter(strapTime());
+}
+
+// One at a time: a plan that repeats has no last one.
+void StrapDevice::planLossAfter(strap::StrapTime time) {
+  const auto loss = plan_.nextLinkLoss(time);
+  if (!loss) return;
+  loseLinkAt(loss->time, loss->reason, loss->absence);
+  planned_.push_back(device_.scheduler().at(switchedOn_ + loss->time,
+                                            [this, at = loss->time] { planLossAfter(at); }));
 }
 
 const StrapDevice::Counts& StrapDevice::counts(strap::Stream stream) const {

@@ -18,6 +18,7 @@
 #include <platforms/simulated/device.h>
 #include <platforms/simulated/scheduler.h>
 #include <strap/frame.h>
+#include <strap/training_plan.h>
 
 #include <array>
 #include <cstdint>
@@ -55,6 +56,9 @@ class StrapDevice {
   void loseLinkAt(strap::StrapTime time, std::optional<std::string> error = std::nullopt,
                   Duration absence = Duration{});
 
+  /// Plans every loss of the link that the plan names, for as long as this object lives. Once.
+  void loseLinksOf(strap::TrainingPlan plan);
+
   const Counts& counts(strap::Stream stream) const;
   /// All streams together.
   Counts totals() const;
@@ -62,6 +66,7 @@ class StrapDevice {
   bool listenerWasReady() const { return listenerWasReady_; }
 
  private:
+  void planLossAfter(strap::StrapTime time);
   void schedule();
   void sendDueFrames();
   void subscriptionChanged();
@@ -73,6 +78,7 @@ class StrapDevice {
   std::array<Counts, strap::allStreams.size()> counts_{};
   std::optional<Scheduler::EventId> nextEvent_;
   std::vector<Scheduler::EventId> planned_;
+  strap::TrainingPlan plan_ = strap::TrainingPlan::quiet();
 };
 
 }  // namespace Zephly::simulated

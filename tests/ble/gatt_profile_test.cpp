@@ -1,4 +1,3 @@
-
 #include <zephly/ble/gatt_profile.h>
 
 #include <gmock/gmock.h>

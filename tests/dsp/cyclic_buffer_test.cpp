@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/cyclic_buffer.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,3 @@
-
 #include <zephly/platform/cb_uuid.h>
 
 #include <gtest/gtest.h>

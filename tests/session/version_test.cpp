@@ -1,4 +1,3 @@
-
 #include <zephly/session/version.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,3 @@
-
 #include <strap/frame.h>
 
 #include <gmock/gmock.h>

@@ -1,4 +1,3 @@
-
 #include <strap/random.h>
 
 #include <gtest/gtest.h>

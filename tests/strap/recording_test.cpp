@@ -1,4 +1,3 @@
-
 #include <strap/recording.h>
 
 #include <gmock/gmock.h>

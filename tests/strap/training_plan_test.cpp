@@ -1,4 +1,3 @@
-
 #include <strap/training_plan.h>
 
 #include <gmock/gmock.h>

@@ -1,4 +1,3 @@
-
 #include <tests/support/allocation_count.h>
 
 #include <atomic>

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/session_model.h>
 
 #include <gmock/gmock.h>

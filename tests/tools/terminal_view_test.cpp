@@ -1,4 +1,3 @@
-
 #include <tools/monitor/terminal_view.h>
 
 #include <gmock/gmock.h>

@@ -216,12 +216,7 @@ class LivingStrapTest : public WholePathTest {
   void wear(strap::StrapOptions options, simulated::Duration time) {
     strap::Strap source(options);
     simulated::StrapDevice carrier(device, source);
-    auto after = strap::StrapTime(-1);
-    while (const auto loss = source.plan().nextLinkLoss(after)) {
-      if (loss->time > time) break;
-      carrier.loseLinkAt(loss->time, loss->reason, loss->absence);
-      after = loss->time;
-    }
+    carrier.loseLinksOf(source.plan());
     scheduler.advance(time);
     for (const auto stream : strap::allStreams) sent.push_back(carrier.counts(stream).samplesSent);
     done = source.repetitionsDone(time);

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/canvas.h>
 
 #include <algorithm>

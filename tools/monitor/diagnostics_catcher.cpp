@@ -1,4 +1,3 @@
-
 #include <tools/monitor/diagnostics_catcher.h>
 
 #include <iostream>

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/held_errors.h>
 
 #include <sys/mman.h>

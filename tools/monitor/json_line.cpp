@@ -1,4 +1,3 @@
-
 #include <tools/monitor/json_line.h>
 
 #include <nlohmann/json.hpp>

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/rate_meter.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/receiver.h>
 
 #include <charconv>

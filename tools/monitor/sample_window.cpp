@@ -1,4 +1,3 @@
-
 #include <tools/monitor/sample_window.h>
 
 #include <algorithm>

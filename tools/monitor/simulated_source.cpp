@@ -37,7 +37,7 @@ SimulatedSource::SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions 
   simulated::Device& device = radio_.addDevice({.name = std::string(peripheralName), .rssi = -58});
   simulated::addStrapProfile(device);
   device_.emplace(device, strap_);
-  planLinkLossAfter({});
+  device_->loseLinksOf(strap_.plan());
   if (options_.recording) watchRecording();
 }
 
@@ -45,15 +45,6 @@ void SimulatedSource::start() { pacer_.emplace(queue_, scheduler_, options_.spee
 
 strap::StrapTime SimulatedSource::behind() const {
   return pacer_ ? pacer_->behind() : strap::StrapTime{};
-}
-
-void SimulatedSource::planLinkLossAfter(strap::StrapTime time) {
-  const auto loss = strap_.plan().nextLinkLoss(time);
-  if (!loss) return;
-  device_->loseLinkAt(loss->time, loss->reason, loss->absence);
-  scheduler_.at(loss->time, [this, at = loss->time] {
-    if (device_) planLinkLossAfter(at);
-  });
 }
 
 void SimulatedSource::watchRecording() {

@@ -56,7 +56,6 @@ class SimulatedSource {
   StrapReport finish();
 
  private:
-  void planLinkLossAfter(strap::StrapTime time);
   void watchRecording();
   void end();
   void stopSending();

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/summary.h>
 
 #include <algorithm>

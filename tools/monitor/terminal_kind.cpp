@@ -1,4 +1,3 @@
-
 #include <tools/monitor/terminal_kind.h>
 
 #include <unistd.h>

@@ -1,4 +1,3 @@
-
 #include <tools/monitor/trace_renderer.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/biquad_filter.h>
 
 #include <cmath>

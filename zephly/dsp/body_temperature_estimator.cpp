@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/body_temperature_estimator.h>
 
 #include <bit>

@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/butterworth_filter.h>
 
 #include <cmath>

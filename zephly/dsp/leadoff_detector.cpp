@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <bit>

@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/median_filter.h>
 
 #include <algorithm>

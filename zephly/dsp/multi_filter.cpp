@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/multi_filter.h>
 
 #include <utility>

@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/normalization_filter.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <zephly/dsp/processor_clock.h>
 
 #include <ctime>

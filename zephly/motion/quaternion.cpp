@@ -1,4 +1,3 @@
-
 #include <zephly/motion/quaternion.h>
 
 #include <bit>

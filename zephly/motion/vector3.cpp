@@ -1,4 +1,3 @@
-
 #include <zephly/motion/vector3.h>
 
 #include <cmath>

@@ -1,4 +1,3 @@
-
 #include <zephly/platform/console.h>
 
 #include <iostream>

@@ -1,4 +1,3 @@
-
 #include <zephly/platform/fatal_error.h>
 
 #include <cstdlib>

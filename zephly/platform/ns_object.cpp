@@ -1,4 +1,3 @@
-
 #include <zephly/platform/ns_object.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <zephly/protocol/utilities.h>
 
 #include <bit>
