@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct BadOption {
   Arguments arguments;
   std::string expected;  // the one line holds it
 };
+
+void PrintTo(const BadOption& option, std::ostream* stream) { *stream << option.name; }
 
 class BadOptions : public testing::TestWithParam<BadOption> {};
 

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -125,6 +126,8 @@ struct Malformed {
   std::string text;
   std::string place;  // line and column
 };
+
+void PrintTo(const Malformed& malformed, std::ostream* stream) { *stream << malformed.name; }
 
 class MalformedRecording : public testing::TestWithParam<Malformed> {};
 
