@@ -11,7 +11,6 @@ using namespace std::chrono_literals;
 using namespace Zephly::simulated;
 using simulated_test::Recorder;
 using simulated_test::Session;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

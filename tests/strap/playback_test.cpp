@@ -127,8 +127,10 @@ TEST(PlaybackTest, RespirationKeepsTheDetectorOfContactSatisfied) {
 }
 
 TEST(PlaybackTest, SkinTemperatureGoesThroughAsItIs) {
-  const Recording recording =
-      columns("Skin temperature", 40, 4, [](int row, int) { return 30 + 0.1 * (row / 4); });
+  const Recording recording = columns("Skin temperature", 40, 4, [](int row, int) {
+    const int second = row / 4;
+    return 30 + 0.1 * second;
+  });
   const Playback playback = playBack(recording, Stream::temperature, 1);
   EXPECT_EQ(playback.rate, 1);
   ASSERT_EQ(playback.frames.size(), 10U);

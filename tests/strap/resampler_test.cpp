@@ -44,8 +44,8 @@ TEST(ResamplerTest, GivesAsManyOutputsAsItCounts) {
 
 TEST(ResamplerTest, EqualRatesChangeNothing) {
   Random random(1);
-  std::vector<double> rows;
-  for (int i = 0; i < 1000; ++i) rows.push_back(random.normal());
+  std::vector<double> rows(1000);
+  for (double& row : rows) row = random.normal();
   EXPECT_EQ(resample(rows, 500, 500), rows);
 }
 

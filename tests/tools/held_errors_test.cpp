@@ -49,11 +49,11 @@ class TerminalAsErrors {
 TEST(HeldErrorsTest, AreShownWhenTheyAreReleased) {
   const TerminalAsErrors terminal;
   held_errors::hold();
-  std::fputs("last words\n", stderr);
+  ASSERT_GE(std::fputs("last words\n", stderr), 0);
   EXPECT_EQ(terminal.shown(), "");
   held_errors::release();
   EXPECT_EQ(terminal.shown(), "last words\r\n");
-  std::fputs("later\n", stderr);
+  ASSERT_GE(std::fputs("later\n", stderr), 0);
   EXPECT_EQ(terminal.shown(), "later\r\n");
   held_errors::release();
   EXPECT_EQ(terminal.shown(), "");
@@ -65,7 +65,7 @@ TEST(HeldErrorsTest, AreNotHeldTwiceNorWhenTheyGoElsewhere) {
   const TerminalAsErrors terminal;
   held_errors::hold();
   held_errors::hold();
-  std::fputs("once\n", stderr);
+  ASSERT_GE(std::fputs("once\n", stderr), 0);
   held_errors::release();
   EXPECT_EQ(terminal.shown(), "once\r\n");
 }

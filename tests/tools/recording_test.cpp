@@ -16,7 +16,6 @@
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -54,7 +53,7 @@ json streamOf(const Finished& run, const std::string& stream) {
 std::size_t eventsOf(const Finished& run, const std::string& kind) {
   std::size_t count = 0;
   for (const std::string& line : run.outputLines()) {
-    count += line.find("\"event\":\"" + kind + "\"") != std::string::npos ? 1 : 0;
+    count += line.find(R"("event":")" + kind + R"(")") != std::string::npos ? 1 : 0;
   }
   return count;
 }
