@@ -52,7 +52,7 @@ class Signal {
  public:
   double next() {
     ++index_;
-    const double phase = static_cast<double>(index_);
+    const auto phase = static_cast<double>(index_);
     const double noise = static_cast<double>(bits_() % 20001) / 10000.0 - 1.0;
     const double spike = bits_() % 997 == 0 ? 2.0 : 0.0;
     // A triangle and a square wave: shapes that need no library function.

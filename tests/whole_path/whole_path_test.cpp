@@ -213,7 +213,7 @@ TEST_F(WholePathDeathTest, AnAbsentCharacteristicListEndsTheProgram) {
 
 class LivingStrapTest : public WholePathTest {
  protected:
-  void wear(strap::StrapOptions options, simulated::Duration time) {
+  void wear(const strap::StrapOptions& options, simulated::Duration time) {
     strap::Strap source(options);
     simulated::StrapDevice carrier(device, source);
     carrier.loseLinksOf(source.plan());
