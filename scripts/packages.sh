@@ -12,3 +12,10 @@ test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclan
 lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxygen libbenchmark-dev)
 
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
+
+# To build what runs in the guest of the Bluetooth test.
+bluetooth_packages=("${build_packages[@]}" libgtest-dev libgmock-dev)
+
+# The guest itself and the emulator that it runs in: downloaded and unpacked, never installed.
+bluetooth_guest_packages=(linux-image-amd64 bluez bluez-test-tools dbus-daemon dbus-bin busybox-static
+  kmod cpio qemu-system-x86 seabios)
