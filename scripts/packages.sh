@@ -2,7 +2,7 @@
 # Which Debian packages each job needs. Sourced by the scripts beside it.
 
 # To build the kit, the hosts and the program.
-build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-json3-dev libsdbus-c++-dev)
 
 # To build and run the tests: the second compiler brings the sanitizers.
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14

@@ -33,17 +33,24 @@ struct ObjectPath {
   std::string path;
 };
 
+/// A value to be sent as a D-Bus variant; one that is received stands without its wrapping.
+struct Variant {
+  std::shared_ptr<const Value> value;
+};
+
 /// One value. Received: every integer is std::int64_t, every string, path and signature
-/// std::string, and what has none of these shapes is std::monostate. Sent: bool, std::uint16_t,
-/// std::string, ObjectPath, Bytes, Strings, Dictionary (as a{sv}) and Descriptor; nothing else.
+/// std::string, and what has none of these shapes is std::monostate. Sent: every shape but
+/// std::monostate and double; a Dictionary as a{sv}.
 struct Value {
-  using Shape = std::variant<std::monostate, bool, std::int64_t, std::uint16_t, double, std::string,
-                             ObjectPath, Bytes, Strings, Dictionary, Descriptor>;
+  using Shape =
+      std::variant<std::monostate, bool, std::int64_t, std::uint16_t, std::uint32_t, double,
+                   std::string, ObjectPath, Bytes, Strings, Dictionary, Descriptor, Variant>;
 
   Value() = default;
   Value(bool value) : shape(value) {}
   Value(std::int64_t value) : shape(value) {}
   Value(std::uint16_t value) : shape(value) {}
+  Value(std::uint32_t value) : shape(value) {}
   Value(double value) : shape(value) {}
   Value(const char* value) : shape(std::string(value)) {}
   Value(std::string value) : shape(std::move(value)) {}
@@ -52,9 +59,15 @@ struct Value {
   Value(Strings value) : shape(std::move(value)) {}
   Value(Dictionary value) : shape(std::move(value)) {}
   Value(Descriptor value) : shape(std::move(value)) {}
+  Value(Variant value) : shape(std::move(value)) {}
 
   Shape shape;
 };
+
+/// `value` as a variant.
+inline Value variantOf(Value value) {
+  return Variant{std::make_shared<const Value>(std::move(value))};
+}
 
 /// The arguments of a call or a signal, or what a call returned, in order.
 using Arguments = std::vector<Value>;
