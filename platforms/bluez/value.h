@@ -31,11 +31,15 @@ using Descriptor = std::shared_ptr<main_queue::FileDescriptor>;
 /// A path to be sent as D-Bus type `o`; one that is received is a std::string.
 struct ObjectPath {
   std::string path;
+
+  friend bool operator==(const ObjectPath&, const ObjectPath&) = default;
 };
 
 /// A value to be sent as a D-Bus variant; one that is received stands without its wrapping.
 struct Variant {
   std::shared_ptr<const Value> value;
+
+  friend bool operator==(const Variant&, const Variant&) = default;
 };
 
 /// One value. Received: every integer is std::int64_t, every string, path and signature
@@ -60,6 +64,8 @@ struct Value {
   Value(Dictionary value) : shape(std::move(value)) {}
   Value(Descriptor value) : shape(std::move(value)) {}
   Value(Variant value) : shape(std::move(value)) {}
+
+  friend bool operator==(const Value&, const Value&) = default;
 
   Shape shape;
 };

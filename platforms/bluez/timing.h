@@ -1,0 +1,27 @@
+#pragma once
+/// @file
+/// How long the host waits for what. The defaults suit BlueZ; tests shorten them.
+
+#include <chrono>
+
+namespace Zephly::bluez {
+
+struct Timing {
+  /// Before something that failed is tried again; doubled with every further failure.
+  std::chrono::milliseconds firstPause{100};
+  /// The pause grows no longer than this.
+  std::chrono::milliseconds longestPause{5'000};
+  /// For the reply to an ordinary call.
+  std::chrono::milliseconds callLimit{30'000};
+  /// For the reply to a connection attempt. bluetoothd gives up on a silent device after 42 s.
+  std::chrono::milliseconds connectLimit{90'000};
+  /// For the reply to a subscription, which waits for the device. bluetoothd gives up after 30 s.
+  std::chrono::milliseconds subscribeLimit{60'000};
+  /// From the connection until the services are known. bluetoothd gives up after 32 s.
+  std::chrono::milliseconds discoveryLimit{60'000};
+  /// A device that is connected without our doing (a restarted bluetoothd shows the connection of
+  /// before for half a second) gets this long to be resolved before a connection is asked for.
+  std::chrono::milliseconds settleTime{2'000};
+};
+
+}  // namespace Zephly::bluez
