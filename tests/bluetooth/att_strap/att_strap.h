@@ -1,0 +1,103 @@
+#pragma once
+/// @file
+/// A strap that brings its own Bluetooth: it speaks to a controller itself, so that it does on the
+/// air whatever a test wants, also what a Bluetooth service would never do.
+
+#include <platforms/main_queue/main_queue.h>
+#include <strap/frame.h>
+#include <tests/bluetooth/att_strap/advertiser.h>
+#include <tests/bluetooth/att_strap/att_server.h>
+#include <tests/bluetooth/att_strap/controller.h>
+#include <tests/bluetooth/att_strap/event_log.h>
+#include <tests/bluetooth/att_strap/fault_script.h>
+#include <tests/bluetooth/att_strap/link.h>
+#include <tests/bluetooth/att_strap/profile.h>
+#include <tests/bluetooth/att_strap/streamer.h>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Zephly::att_strap {
+
+struct Options {
+  std::string name = "Zephly";                         ///< as advertised
+  std::string gapName = "Zephly";                      ///< as read on a link
+  std::uint16_t mtu = AttServer::defaultMtu;           ///< the largest one
+  std::uint64_t seed = 1;                              ///< of the modelled person
+  std::optional<std::array<std::uint8_t, 6>> address;  ///< a random one; last byte first
+  std::string socket = "/tmp/bt-server-le";            ///< of the emulator
+  std::optional<std::uint16_t> adapter;                ///< hciN in place of the emulator
+};
+
+/// One strap on one controller. When the controller is pulled out, it waits for it to come back.
+class AttStrap {
+ public:
+  AttStrap(main_queue::MainQueue& queue, EventLog& log, Options options);
+
+  /// What a person or a test does to it.
+  void disconnect(std::uint8_t reason);
+  /// Out of reach: silent at once, the link breaks when its time-out has passed, and nothing is
+  /// heard of the strap before `absence` is over.
+  void vanish(std::chrono::seconds absence);
+  /// Lets go of the controller without a word, and takes it up again after `absence`.
+  void unplug(std::chrono::seconds absence);
+  void setAdvertising(bool on);
+  void setAdvertisedName(std::optional<std::string> name);
+  void setGapName(const std::string& name);
+  /// One notification now; false without a link or when it is longer than the link allows.
+  bool notifyRaw(strap::Stream stream, const Bytes& value);
+  /// Sends five values right before the answer to each subscription.
+  void setEarly(bool early) { early_ = early; }
+  void refuse(std::optional<strap::Stream> stream, std::uint8_t error);
+
+  FaultScript& faults() { return faults_; }
+  Streamer& streamer() { return streamer_; }
+  void logCounts();
+
+ private:
+  void open();
+  void controllerGone();
+  void letGo(std::chrono::milliseconds absence);
+  void initialise();
+  void ready(BytesView address);
+  void handleEvent(std::uint8_t code, BytesView parameters);
+  void linkBegins(std::uint16_t handle, std::chrono::milliseconds timeout, BytesView peer);
+  void linkEnds(const std::string& why);
+  void handleMessage(std::uint16_t channel, BytesView message);
+  void handleAttributes(BytesView pdu);
+  void subscriptionChanged(AttributeHandle value, bool subscribed);
+  bool notify(strap::Stream stream, const Bytes& value);
+  void updateAdvertising();
+
+  main_queue::MainQueue& queue_;
+  EventLog& log_;
+  Options options_;
+  Profile profile_;
+  AttServer server_;
+  FaultScript faults_;
+  Streamer streamer_;
+  std::optional<std::string> advertisedName_;
+  bool advertising_ = true;  ///< wanted
+  bool away_ = false;        ///< out of reach
+  bool early_ = false;
+  std::uint8_t earlyNumber_ = 0;
+  std::uint64_t framesSent_ = 0;
+  std::uint64_t framesDropped_ = 0;  ///< there was no room for them
+  std::uint64_t framesUnsent_ = 0;   ///< they were waiting when the link ended
+  std::uint64_t framesWaiting_ = 0;
+  std::chrono::milliseconds linkTimeout_{};
+  Buffers buffers_;
+  std::unique_ptr<Controller> controller_;
+  std::unique_ptr<Advertiser> advertiser_;
+  std::unique_ptr<Link> link_;
+  main_queue::Timer openTimer_;
+  main_queue::Timer lossTimer_;
+  main_queue::Timer returnTimer_;
+};
+
+}  // namespace Zephly::att_strap

@@ -1,0 +1,66 @@
+#pragma once
+/// @file
+/// A Bluetooth controller that this program has for itself: one of the emulator's, reached through
+/// its socket, or one of this machine's, taken from the kernel.
+
+#include <platforms/main_queue/file_descriptor.h>
+#include <platforms/main_queue/main_queue.h>
+#include <tests/bluetooth/att_strap/bytes.h>
+#include <tests/bluetooth/att_strap/hci_packets.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+
+namespace Zephly::att_strap {
+
+/// A socket that carries packets to and from a controller; holds -1 when there is none now.
+main_queue::FileDescriptor openEmulated(const std::string& path);
+/// Takes the controller hciN from the kernel: it must be down, and the program privileged.
+main_queue::FileDescriptor openUserChannel(std::uint16_t number);
+
+/// Sends commands one after the other and tells what comes back.
+class Controller {
+ public:
+  /// The parameters that a command returned, the first of which is its status; 0 for success.
+  using Reply = std::function<void(BytesView parameters)>;
+
+  struct Handlers {
+    std::function<void(std::uint8_t code, BytesView parameters)> event;  ///< not those of commands
+    std::function<void(std::uint16_t handleAndFlags, BytesView payload)> data;
+    /// The controller was pulled out; nothing comes any more. Not the place to destroy this object.
+    std::function<void()> gone;
+  };
+
+  Controller(main_queue::MainQueue& queue, main_queue::FileDescriptor socket, Handlers handlers);
+
+  /// Commands wait for each other; `reply` may be empty.
+  void command(std::uint16_t opcode, BytesView parameters, Reply reply = {});
+  /// One packet of a link.
+  void sendData(std::uint16_t handleAndFlags, BytesView payload);
+
+ private:
+  struct Command {
+    std::uint16_t opcode;
+    Bytes packet;
+    Reply reply;
+  };
+
+  void receive();
+  void handle(const Bytes& packet);
+  void handleEvent(std::uint8_t code, BytesView parameters);
+  void commandAnswered(std::uint16_t opcode, BytesView parameters);
+  void sendFirstCommand();
+  void send(BytesView packet);
+  void fail();
+
+  main_queue::FileDescriptor socket_;
+  Handlers handlers_;
+  PacketReader reader_;
+  std::deque<Command> commands_;  ///< the first one is with the controller
+  bool gone_ = false;
+  main_queue::Watch watch_;
+};
+
+}  // namespace Zephly::att_strap

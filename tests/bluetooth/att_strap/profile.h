@@ -1,0 +1,30 @@
+#pragma once
+/// @file
+/// The attributes of a strap.
+
+#include <strap/frame.h>
+#include <tests/bluetooth/att_strap/attribute_table.h>
+
+#include <array>
+#include <optional>
+#include <string>
+
+namespace Zephly::att_strap {
+
+/// The table and the handles in it that something is done with.
+struct Profile {
+  /// What every strap has. `gapName` is what it says of itself on a link, which need not be what it
+  /// advertises.
+  explicit Profile(const std::string& gapName);
+
+  AttributeHandle handleOf(strap::Stream stream) const {
+    return values.at(static_cast<std::size_t>(stream));
+  }
+  std::optional<strap::Stream> streamOf(AttributeHandle value) const;
+
+  AttributeTable table;
+  AttributeHandle gapName = 0;
+  std::array<AttributeHandle, strap::allStreams.size()> values{};  ///< by stream
+};
+
+}  // namespace Zephly::att_strap
