@@ -19,9 +19,13 @@ struct Timing {
   std::chrono::milliseconds subscribeLimit{60'000};
   /// From the connection until the services are known. bluetoothd gives up after 32 s.
   std::chrono::milliseconds discoveryLimit{60'000};
+  /// Until then bluetoothd is asked again and again, in case that its signal was missed.
+  std::chrono::milliseconds discoveryCheck{5'000};
   /// A device that is connected without our doing (a restarted bluetoothd shows the connection of
   /// before for half a second) gets this long to be resolved before a connection is asked for.
   std::chrono::milliseconds settleTime{2'000};
+  /// What is missing is told to people when it has been missing for this long.
+  std::chrono::milliseconds reportDelay{1'000};
 };
 
 }  // namespace Zephly::bluez
