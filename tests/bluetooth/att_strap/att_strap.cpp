@@ -161,10 +161,8 @@ void AttStrap::linkBegins(std::uint16_t handle, std::chrono::milliseconds timeou
   updateAdvertising();
   log_.event("connected " + addressText(peer) + ", time-out " + std::to_string(timeout.count()) +
              " ms");
+  heard_ = false;
   faults_.linkBegins();
-  if (faults_.reactionTo(Step::connection) == FaultScript::Reaction::drop) {
-    disconnect(reason::remoteUser);
-  }
 }
 
 void AttStrap::linkEnds(const std::string& why) {
@@ -226,6 +224,14 @@ void AttStrap::setGapName(const std::string& name) {
 
 void AttStrap::handleMessage(std::uint16_t channel, BytesView message) {
   if (message.empty()) return;
+  if (!std::exchange(heard_, true) &&
+      faults_.reactionTo(Step::connection) == FaultScript::Reaction::drop) {
+    // Nothing is answered, but the link stays for a moment: Linux 6.1.192 crashes when a link that
+    // has just begun ends within milliseconds.
+    link_->mute();
+    lossTimer_ = queue_.after(50ms, [this] { disconnect(reason::remoteUser); });
+    return;
+  }
   if (channel == channel::attributes) return handleAttributes(message);
   if (channel == channel::signalling && message.size() >= 2) {
     // Offers of channels and of other connection parameters: "not understood".

@@ -85,6 +85,7 @@ class AttStrap {
   bool advertising_ = true;  ///< wanted
   bool away_ = false;        ///< out of reach
   bool early_ = false;
+  bool heard_ = false;  ///< something came over this link
   std::uint8_t earlyNumber_ = 0;
   std::uint64_t framesSent_ = 0;
   std::uint64_t framesDropped_ = 0;  ///< there was no room for them

@@ -24,7 +24,7 @@ class FaultScript {
   /// A link begins or ends.
   void linkBegins();
   void linkEnds();
-  /// The client comes to a step; Step::connection right after linkBegins().
+  /// The client comes to a step; Step::connection is the first thing that it says.
   Reaction reactionTo(Step step);
 
  private:

@@ -1,0 +1,61 @@
+/// The program `bluetooth_check`: a session on the machine's Bluetooth against straps that do what
+/// they are told. Runs in the guest of scripts/test-bluetooth; prints a table, and ends with 0 when
+/// every check has passed.
+
+#include <tests/bluetooth/check/report.h>
+#include <tests/bluetooth/check/session_checks.h>
+#include <tests/bluetooth/check/stage.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Zephly::bluetooth_check;
+using Zephly::bluez::Notifications;
+
+int run(int argc, char** argv) {
+  CLI::App program("Checks the host on BlueZ.", "bluetooth_check");
+  std::vector<std::string> checks;
+  std::string table;
+  bool descriptors = false;
+  program.add_option("checks", checks, "rate, losses, restarts, odd, strangers")->required();
+  program.add_option("--table", table, "file for the table")->required();
+  program.add_flag("--descriptors", descriptors, "values through descriptors, not by signals");
+  CLI11_PARSE(program, argc, argv);
+  const auto wanted = [&checks](const char* check) {
+    return std::find(checks.begin(), checks.end(), check) != checks.end();
+  };
+
+  Stage stage;
+  Report report;
+  SessionChecks session(stage, report,
+                        descriptors ? Notifications::descriptors : Notifications::signals);
+  session.begin();
+  if (wanted("rate")) session.fullRate(Seconds(30));
+  if (wanted("losses")) session.linkLosses(20);
+  if (wanted("restarts")) session.restarts();
+  if (wanted("odd")) session.oddStraps();
+  if (wanted("strangers")) session.strangers();
+  session.usage();
+  session.leave();
+  std::ofstream(table) << report.table();
+  return report.passed() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << "bluetooth_check: " << error.what() << '\n';
+    return 2;
+  }
+}

@@ -1,0 +1,98 @@
+#include <tests/bluetooth/check/probe.h>
+
+#include <platforms/simulated/radio.h>
+#include <platforms/simulated/scheduler.h>
+#include <zephly/platform/host.h>
+
+namespace Zephly::bluetooth_check {
+
+void Application::didChangeLeadoffState(bool /*leadoff*/) { ++leadoffChanges; }
+
+void Application::didReceiveTemperature(float /*object*/, float /*ambient*/, float /*body*/) {
+  ++temperatures;
+}
+
+void Application::didReceiveECG(float /*sample*/) { ++ecgSamples; }
+
+void Application::didReceiveRespiration(float /*sample*/) { ++respirationSamples; }
+
+void Application::didReceiveBatteryStatus(BatteryStatus /*status*/) { ++batteries; }
+
+std::shared_ptr<Probe> Probe::start() {
+  const std::shared_ptr<Probe> probe(new Probe());
+  Host* host = Host::current();
+  {
+    // The session's own central has no radio: what it gets, it gets from here.
+    simulated::Scheduler scheduler;
+    const simulated::Radio silence(scheduler, CBManagerState::unsupported);
+    const auto session = Zephly::init(probe->application_);
+    session->startWorkoutDetection(probe->application_);
+    probe->session_ = session;
+  }
+  Host::use(host);
+  probe->centralManager_ = CentralManager::init(probe);
+  return probe;
+}
+
+std::size_t Probe::received(strap::Stream stream) const {
+  if (!connected()) return 0;
+  const auto found = links_.back().received.find(stream);
+  return found == links_.back().received.end() ? 0 : found->second.size();
+}
+
+void Probe::forgetEnded() {
+  for (SeenLink& link : links_) {
+    if (link.ended) link.received.clear();
+  }
+}
+
+void Probe::didConnectPeripheral() {
+  if (connected()) ++unmatched_;
+  links_.emplace_back();
+  session_->didConnectPeripheral();
+}
+
+void Probe::didDisconnectPeripheral() {
+  ++disconnections_;
+  if (connected()) {
+    links_.back().ended = true;
+  } else {
+    ++unmatched_;
+  }
+  session_->didDisconnectPeripheral();
+}
+
+void Probe::didReceiveTemperature(float objectTemperature, float ambientTemperature) {
+  take(strap::Stream::temperature, {objectTemperature, ambientTemperature});
+  session_->didReceiveTemperature(objectTemperature, ambientTemperature);
+}
+
+void Probe::didReceiveECG(const std::vector<float>& samples) {
+  take(strap::Stream::ecg, samples);
+  session_->didReceiveECG(samples);
+}
+
+void Probe::didReceiveRespiration(const std::vector<float>& samples) {
+  take(strap::Stream::respiration, samples);
+  session_->didReceiveRespiration(samples);
+}
+
+void Probe::didReceiveBatteryStatus(BatteryStatus status) {
+  take(strap::Stream::battery, {status.soc, status.inCharge ? 1.0F : 0.0F});
+  session_->didReceiveBatteryStatus(status);
+}
+
+void Probe::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
+                                float az) {
+  take(strap::Stream::motion, {qw, qx, qy, qz, ax, ay, az});
+  session_->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+}
+
+void Probe::take(strap::Stream stream, const std::vector<float>& values) {
+  // What comes without a connection shows as a value that nobody has sent.
+  if (!connected()) ++unmatched_;
+  if (links_.empty()) return;
+  links_.back().received[stream].push_back(readingOf(values));
+}
+
+}  // namespace Zephly::bluetooth_check
