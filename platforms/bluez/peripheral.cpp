@@ -118,7 +118,7 @@ void Peripheral::verify() {
 
 void Peripheral::retire() {
   if (radio_ == nullptr) return;
-  const auto central = central_.lock();
+  const auto central = central_.lock();  // empty when the central is just being destroyed
   const std::string path = link_ ? link_->path() : radio_->devicePath(key_);
   const bool held = link_ || calling_;
   abandonAttempt();
@@ -126,7 +126,7 @@ void Peripheral::retire() {
   if (link_) link_->end();
   link_.reset();
   Radio* radio = std::exchange(radio_, nullptr);
-  const bool shared = central && radio->neededByOthers(*central, key_);
+  const bool shared = radio->neededByOthers(central.get(), key_);
   if (held && !path.empty() && !shared) radio->daemon().tell(path, deviceInterface, "Disconnect");
 }
 

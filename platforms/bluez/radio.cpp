@@ -80,10 +80,10 @@ std::string Radio::whyGone() const {
   return "Another Bluetooth adapter is in use now.";
 }
 
-bool Radio::neededByOthers(const Central& central, const std::string& key) const {
+bool Radio::neededByOthers(const Central* central, const std::string& key) const {
   const auto all = centrals();
   return std::any_of(all.begin(), all.end(), [&](const auto& other) {
-    return other.get() != &central && other->needs(key);
+    return other.get() != central && other->needs(key);
   });
 }
 

@@ -46,7 +46,7 @@ class Radio final : public DaemonListener {
   /// For people: why links have ended when the radio went.
   std::string whyGone() const;
   /// Whether any central but this one is connected, or being connected, to the device.
-  bool neededByOthers(const Central& central, const std::string& key) const;
+  bool neededByOthers(const Central* central, const std::string& key) const;
   /// What the centrals need may have changed: begins or ends the scan.
   void updateScan();
   /// Has every device that is connected already reported as heard.
