@@ -120,11 +120,11 @@ void FakeBluez::disconnect(const CallPointer& call, FakeDevice& device) {
 
 void FakeBluez::performOnCharacteristic(const CallPointer& call, FakeDevice& device,
                                         FakeCharacteristic& characteristic) {
+  if (call->method == "StopNotify") return stopNotify(call, characteristic);
   if (!device.connected) {
     return refuse(call, "org.bluez.Error.NotConnected", "Not Connected");
   }
   if (call->method == "StartNotify") return startNotify(call, characteristic);
-  if (call->method == "StopNotify") return stopNotify(call, characteristic);
   if (call->method == "AcquireNotify") return acquireNotify(call, characteristic);
   if (call->method == "ReadValue") {
     return reply(call, [](sd_bus_message& message) {

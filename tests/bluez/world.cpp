@@ -31,13 +31,13 @@ Zephly::bluez::Options World::options() {
   return options;
 }
 
-void World::openHost(Zephly::bluez::Options options) {
-  options.busAddress = bus.address();
-  if (!options.report) {
-    options.report = [this](std::string_view line) { lines.emplace_back(line); };
+void World::openHost(Zephly::bluez::Options chosen) {
+  chosen.busAddress = bus.address();
+  if (!chosen.report) {
+    chosen.report = [this](std::string_view line) { lines.emplace_back(line); };
   }
   host.reset();
-  host = std::make_unique<Zephly::bluez::Bluetooth>(queue, std::move(options));
+  host = std::make_unique<Zephly::bluez::Bluetooth>(queue, std::move(chosen));
 }
 
 void World::startBus() {

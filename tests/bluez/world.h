@@ -20,6 +20,7 @@
 
 namespace bluez_test {
 
+using fake_bluez::append;
 using fake_bluez::Answer;
 using fake_bluez::Bytes;
 using fake_bluez::ConnectStep;
@@ -48,9 +49,9 @@ class World {
   World& operator=(const World&) = delete;
   ~World();
 
-  /// The host under test; its lines for people are kept in `lines`. `options.busAddress` is the
+  /// The host under test; its lines for people are kept in `lines`. `chosen.busAddress` is the
   /// private bus.
-  void openHost(Zephly::bluez::Options options = options());
+  void openHost(Zephly::bluez::Options chosen = options());
   static Zephly::bluez::Options options();
 
   /// Turns the queue until the condition holds. A test that waits 20 s for it has failed.

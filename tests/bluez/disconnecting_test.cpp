@@ -1,0 +1,132 @@
+// How connections end, and how the host lets go of them.
+
+#include <tests/bluez/world.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace bluez_test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* plainEnd =
+    "disconnected: The device has disconnected (BlueZ gives no reason).";
+
+class BluezDisconnecting : public BluezTest {
+ protected:
+  BluezDisconnecting() { bringUp({.reconnect = false}); }
+};
+
+TEST_F(BluezDisconnecting, ADropByThePeripheralIsToldOnceWithAnError) {
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  bluez.emitChanged(strap.path(), "org.bluez.Device1",
+                    {{"Connected", false}, {"ServicesResolved", false}});
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezDisconnecting, TheEndInTwoSignalsIsToldOnce) {
+  bluez.emitChanged(strap.path(), "org.bluez.Device1", {{"ServicesResolved", false}});
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, TheReasonOfNewerVersionsIsTold) {
+  bluez.dropLink(strap, "org.bluez.Reason.Timeout");
+  EXPECT_THAT(told(), ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
+}
+
+TEST_F(BluezDisconnecting, AReasonOfBeforeIsNotThatOfTheNextEnd) {
+  bluez.dropLink(strap, "org.bluez.Reason.Timeout");
+  told();
+  recorder().script.connect = true;
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  told();
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, AReasonWithoutAnEndIsNoEnd) {
+  bluez.emit(strap.path(), "org.bluez.Device1", "Disconnected", [](sd_bus_message& message) {
+    append(message, std::string("org.bluez.Reason.Local"));
+    append(message, std::string("gone"));
+  });
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezDisconnecting, AnObjectThatGoesTakesItsConnectionWithIt) {
+  bluez.forget(strap);
+  EXPECT_THAT(told(), ElementsAre("disconnected: BlueZ has forgotten the device."));
+}
+
+TEST_F(BluezDisconnecting, ValuesThatArrivedBeforeTheEndAreDeliveredBeforeIt) {
+  bluez.notify(strap, ecg, {1});
+  bluez.notify(strap, ecg, {2});
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre("value 46 01", "value 46 02", plainEnd));
+}
+
+TEST_F(BluezDisconnecting, ValuesOfAnEndedConnectionAreDropped) {
+  bluez.dropLink(strap);
+  bluez.emitValue(strap, ecg, {1});
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, ALossThatNoSignalToldIsNoticedWhenTheDeviceIsHeardAgain) {
+  bluez.fate = [](const std::string&, const std::string&) { return Fate::lost; };
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.fate = nullptr;
+  bluez.advertise(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, DroppingTheCentralReleasesTheDeviceAndEndsTheScan) {
+  session.reset();
+  settle();
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
+  EXPECT_FALSE(strap.connected);
+  EXPECT_FALSE(bluez.discovering());
+  EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
+}
+
+TEST_F(BluezDisconnecting, OurOwnEndMayBeToldInEitherOrder) {
+  strap.onDisconnect = {DisconnectStep::reply, DisconnectStep::signal};
+  session.reset();
+  settle();
+  EXPECT_FALSE(strap.connected);
+  openSession();
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+}
+
+TEST_F(BluezDisconnecting, OurOwnEndMayTakeItsTime) {
+  strap.onDisconnect = {DisconnectStep::hold, DisconnectStep::signal, DisconnectStep::reply};
+  session.reset();
+  openSession({.reconnect = false});
+  EXPECT_THAT(told(), Contains("connected")) << "it still stands";
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  bluez.advertise(strap);
+  runUntil([this] { return strap.connected && subscribedToAll(); });
+}
+
+TEST_F(BluezDisconnecting, TheDeviceStaysWithTheOtherCentralThatUsesIt) {
+  const Session other({.reconnect = false});
+  runUntil([&] { return other.recorder->log.size() > 1; });
+  ASSERT_THAT(other.recorder->take(), Contains("connected"));
+  session.reset();
+  settle();
+  EXPECT_EQ(bluez.calls("Disconnect"), 0);
+  bluez.notify(strap, ecg, {7});
+  settle();
+  EXPECT_THAT(other.recorder->take(), ElementsAre("value 46 07"));
+}
+
+}  // namespace
