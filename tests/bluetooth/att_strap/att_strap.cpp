@@ -177,8 +177,8 @@ void AttStrap::linkEnds(const std::string& why) {
 }
 
 void AttStrap::logCounts() {
-  log_.event("frames sent " + std::to_string(framesSent_) + " dropped " +
-             std::to_string(framesDropped_) + " unsent " + std::to_string(framesUnsent_));
+  log_.event("counts sent=" + std::to_string(framesSent_) + " dropped=" +
+             std::to_string(framesDropped_) + " unsent=" + std::to_string(framesUnsent_));
 }
 
 void AttStrap::disconnect(std::uint8_t why) {
@@ -245,7 +245,7 @@ void AttStrap::handleMessage(std::uint16_t channel, BytesView message) {
 }
 
 void AttStrap::handleAttributes(BytesView pdu) {
-  switch (faults_.reactionTo(server_.stepOf(pdu))) {
+  switch (faults_.reactionTo(stepOf(pdu))) {
     case FaultScript::Reaction::drop:
       return disconnect(reason::remoteUser);
     case FaultScript::Reaction::ignore:
@@ -256,6 +256,14 @@ void AttStrap::handleAttributes(BytesView pdu) {
   if (const auto answer = server_.answer(pdu)) {
     if (!link_->send(channel::attributes, *answer)) log_.event("answer lost");
   }
+}
+
+// A Bluetooth service subscribes to the battery level by itself: that is not what faults wait for.
+Step AttStrap::stepOf(BytesView pdu) const {
+  const Step step = server_.stepOf(pdu);
+  if (step != Step::subscription) return step;
+  const auto value = static_cast<AttributeHandle>(number16(pdu, 1) - 1U);
+  return profile_.streamOf(value) ? step : Step::other;
 }
 
 void AttStrap::subscriptionChanged(AttributeHandle value, bool subscribed) {

@@ -70,6 +70,7 @@ class AttStrap {
   void linkEnds(const std::string& why);
   void handleMessage(std::uint16_t channel, BytesView message);
   void handleAttributes(BytesView pdu);
+  Step stepOf(BytesView pdu) const;
   void subscriptionChanged(AttributeHandle value, bool subscribed);
   bool notify(strap::Stream stream, const Bytes& value);
   void updateAdvertising();
