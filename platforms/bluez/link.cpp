@@ -197,14 +197,22 @@ void Link::acquire(const std::shared_ptr<Characteristic>& characteristic) {
   call(*characteristic, "AcquireNotify", {Dictionary()},
        [characteristic](Link& link, const Reply& reply) {
          const auto* descriptor = at<Descriptor>(reply.values, 0);
+         const std::string& path = characteristic->path();
+         if (link.feeds_.count(path) != 0) {
+           // Asked twice at once: the first answer has settled it.
+           link.tellSubscription(characteristic, {});
+           return;
+         }
          if (!reply || descriptor == nullptr) {
            // Held by another program, or nothing that this device can do.
            link.start(characteristic, subscriptionAttempts);
            return;
          }
-         const std::string& path = characteristic->path();
-         link.feeds_.insert_or_assign(
-             path, Feed(link.radio_.queue(), *descriptor, [&link, path] { link.takeFeed(path); }));
+         // Withdrawn meanwhile, it is closed again right here.
+         if (characteristic->subscribed()) {
+           link.feeds_.insert_or_assign(path, Feed(link.radio_.queue(), *descriptor,
+                                                   [&link, path] { link.takeFeed(path); }));
+         }
          link.tellSubscription(characteristic, reply);
        });
 }
