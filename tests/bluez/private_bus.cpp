@@ -83,6 +83,8 @@ void PrivateBus::stop() {
   std::filesystem::remove(directory_ + "/bus");
 }
 
+void PrivateBus::freeze(bool frozen) { ::kill(process_, frozen ? SIGSTOP : SIGCONT); }
+
 void PrivateBus::allow(bool allowed) {
   allowed_ = allowed;
   configure();

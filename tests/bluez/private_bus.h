@@ -27,6 +27,8 @@ class PrivateBus {
   void start();
   /// Kills it.
   void stop();
+  /// It does nothing any more, until it does.
+  void freeze(bool frozen);
   bool running() const { return process_ > 0; }
 
   /// Whether calls to org.bluez are let through. Counts from the next start() or reload on.

@@ -20,8 +20,8 @@
 
 namespace bluez_test {
 
-using fake_bluez::append;
 using fake_bluez::Answer;
+using fake_bluez::append;
 using fake_bluez::Bytes;
 using fake_bluez::ConnectStep;
 using fake_bluez::DeviceSpec;
@@ -110,6 +110,13 @@ class BluezTest : public testing::Test {
     openSession(script);
     bluez.advertise(strap);
     runUntil([this] { return subscribedToAll(); });
+    session->recorder->take();
+  }
+  /// The same without the subscriptions.
+  void bringUpUnsubscribed() {
+    openSession({.subscribe = false});
+    bluez.advertise(strap);
+    runUntil([this] { return !recorder().lastCharacteristics.empty(); });
     session->recorder->take();
   }
   bool subscribedToAll() {
