@@ -10,7 +10,7 @@ namespace Zephly::att_strap {
 using namespace std::chrono_literals;
 
 EventLog::EventLog(main_queue::MainQueue& queue, const std::string& file)
-    : queue_(queue), file_(), out_(file.empty() ? std::cout : file_) {
+    : queue_(queue), out_(file.empty() ? std::cout : file_) {
   if (file.empty()) return;
   file_.open(file, std::ios::trunc);
   if (!file_) throw std::runtime_error(file + ": cannot be written");

@@ -11,8 +11,8 @@ using namespace std::chrono_literals;
 
 // As long as a broken link or a lost service may take to be mended on a loaded machine.
 constexpr Seconds patience = 45s;
-// For what is on its way.
-constexpr Seconds drainTime = 1s;
+// For what is on its way: as long as something still arrives, and this long after it.
+constexpr Seconds drainTime = 2s;
 
 constexpr const char* adapterPower =
     "dbus-send --system --print-reply --dest=org.bluez /org/bluez/hci0 "
@@ -65,11 +65,25 @@ bool SessionChecks::recover(Seconds limit, Row& row) {
   return recovered;
 }
 
+// The strap is silent, and what it has sent has arrived, as far as it does.
+void SessionChecks::drain() {
+  stage_.tell("strap", "stream off");
+  const auto received = [this] {
+    std::size_t all = 0;
+    for (const strap::Stream stream : strap::allStreams) all += probe_->received(stream);
+    return all;
+  };
+  std::size_t before = 0;
+  do {
+    before = received();
+    stage_.pass(drainTime);
+  } while (received() != before);
+}
+
 // Every link from the first on, each held against what the strap says that it sent on it. The end
 // of a link takes what is on its way with it; the link that stands must be complete.
 Tally SessionChecks::tallyOfLinks() {
-  stage_.tell("strap", "stream off");
-  stage_.pass(drainTime);
+  drain();
   log_.refresh();
   // Links of which nothing was sent are those that broke before the kit was told of them.
   std::vector<const StrapLink*> sent;
@@ -243,8 +257,7 @@ void SessionChecks::oddStraps() {
   fault("and accepts it again", drop, patience);
 
   Row sizes{.what = "values of 0, 1, 19 and 20 bytes"};
-  stage_.tell("strap", "stream off");
-  stage_.pass(drainTime);
+  drain();
   const std::size_t before = probe_->received(strap::Stream::ecg);
   for (const std::size_t size : {0U, 1U, 19U, 20U}) {
     stage_.tell("strap", "raw ecg " + std::string(2 * size, '1'));

@@ -40,6 +40,7 @@ class SessionChecks {
   bool recover(Seconds limit, Row& row);
   void fault(const std::string& what, const std::function<void()>& cause, Seconds limit);
   Tally tallyOfLinks();
+  void drain();
   void nudge();
 
   Stage& stage_;
