@@ -37,6 +37,11 @@ const CBUUID& characteristicUUID(Stream stream) {
   fatalError("a strap has five streams; this is none of them");
 }
 
+const CBUUID& serviceUUID() {
+  static const CBUUID uuid = CBUUID::UUIDWithString("44366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+  return uuid;
+}
+
 int samplesPerFrame(Stream stream) {
   return stream == Stream::ecg || stream == Stream::respiration ? 6 : 1;
 }

@@ -33,6 +33,10 @@ std::string_view streamName(Stream stream);
 /// The identifier of the characteristic that carries the stream.
 const CBUUID& characteristicUUID(Stream stream);
 
+/// The identifier of the service that the characteristics stand on. Nobody looks for it: the strap
+/// is known by its name.
+const CBUUID& serviceUUID();
+
 /// Measured values in one frame of the stream: six ECG or respiration samples, else one reading.
 int samplesPerFrame(Stream stream);
 

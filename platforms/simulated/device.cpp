@@ -7,6 +7,7 @@
 #include <platforms/simulated/link.h>
 #include <platforms/simulated/peripheral.h>
 #include <platforms/simulated/radio.h>
+#include <strap/frame.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <algorithm>
@@ -248,10 +249,7 @@ void Device::subscriptionChanged(const CBUUID& characteristic) {
 
 // The strap's profile ----------------------------------------------------------------------------
 
-const CBUUID& strapServiceUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("44366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
-}
+const CBUUID& strapServiceUUID() { return strap::serviceUUID(); }
 
 void addStrapProfile(Device& device) {
   addStrapProfile(device, {batteryCharacteristicUUID(), motionCharacteristicUUID(),

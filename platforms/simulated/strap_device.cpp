@@ -6,7 +6,7 @@
 namespace Zephly::simulated {
 
 StrapDevice::StrapDevice(Device& device, strap::FrameSource& source)
-    : device_(device), source_(source), switchedOn_(device.scheduler().now()) {
+    : device_(device), transmitter_(source, *this), switchedOn_(device.scheduler().now()) {
   device_.setSubscriptionObserver([this](const CBUUID&) { subscriptionChanged(); });
   schedule();
 }
@@ -45,57 +45,31 @@ void StrapDevice::planLossAfter(strap::StrapTime time) {
                                             [this, at = loss->time] { planLossAfter(at); }));
 }
 
-const StrapDevice::Counts& StrapDevice::counts(strap::Stream stream) const {
-  return counts_.at(static_cast<std::size_t>(stream));
+bool StrapDevice::isSubscribed(strap::Stream stream) const {
+  return device_.isSubscribed(strap::characteristicUUID(stream));
 }
 
-StrapDevice::Counts StrapDevice::totals() const {
-  Counts totals;
-  for (const Counts& counts : counts_) {
-    totals.framesSent += counts.framesSent;
-    totals.samplesSent += counts.samplesSent;
-    totals.framesUnheard += counts.framesUnheard;
-  }
-  return totals;
+bool StrapDevice::carry(strap::Frame frame) {
+  return device_.notify(strap::characteristicUUID(frame.stream), std::move(frame.bytes));
 }
 
 void StrapDevice::schedule() {
   Scheduler& scheduler = device_.scheduler();
   if (nextEvent_) scheduler.cancel(*nextEvent_);
   nextEvent_.reset();
-  if (const auto time = source_.nextFrameTime()) {
+  if (const auto time = transmitter_.nextFrameTime()) {
     nextEvent_ = scheduler.at(switchedOn_ + *time, [this] { sendDueFrames(); });
   }
 }
 
 void StrapDevice::sendDueFrames() {
   nextEvent_.reset();
-  const strap::StrapTime now = strapTime();
-  for (auto time = source_.nextFrameTime(); time && *time <= now; time = source_.nextFrameTime()) {
-    strap::Frame frame = source_.nextFrame();
-    Counts& counts = counts_.at(static_cast<std::size_t>(frame.stream));
-    const CBUUID& characteristic = strap::characteristicUUID(frame.stream);
-    if (device_.isSubscribed(characteristic) &&
-        device_.notify(characteristic, std::move(frame.bytes))) {
-      ++counts.framesSent;
-      counts.samplesSent += static_cast<std::uint64_t>(strap::samplesPerFrame(frame.stream));
-    } else {
-      ++counts.framesUnheard;
-    }
-  }
+  transmitter_.sendDue(strapTime());
   schedule();
 }
 
 void StrapDevice::subscriptionChanged() {
-  if (listenerWasReady_) return;
-  const bool ready =
-      std::all_of(strap::allStreams.begin(), strap::allStreams.end(), [this](strap::Stream stream) {
-        return device_.isSubscribed(strap::characteristicUUID(stream));
-      });
-  if (!ready) return;
-  listenerWasReady_ = true;
-  source_.listenerReady(strapTime());
-  schedule();
+  if (transmitter_.subscriptionsChanged(strapTime())) schedule();
 }
 
 }  // namespace Zephly::simulated

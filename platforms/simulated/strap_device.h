@@ -19,9 +19,8 @@
 #include <platforms/simulated/scheduler.h>
 #include <strap/frame.h>
 #include <strap/training_plan.h>
+#include <strap/transmitter.h>
 
-#include <array>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,15 +28,9 @@
 namespace Zephly::simulated {
 
 /// Carries one source on one device while it lives.
-class StrapDevice {
+class StrapDevice : private strap::Carrier {
  public:
-  /// What became of the frames of one stream.
-  struct Counts {
-    std::uint64_t framesSent = 0;     ///< notified to a subscriber
-    std::uint64_t samplesSent = 0;    ///< measured values in them (strap::samplesPerFrame)
-    std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
-    friend bool operator==(const Counts&, const Counts&) = default;
-  };
+  using Counts = strap::Transmitter::Counts;
 
   /// `device` has the strap's five characteristics already, or gets them before frames are due.
   /// Both must outlive this object. Takes the device's subscription observer.
@@ -45,7 +38,7 @@ class StrapDevice {
   StrapDevice(const StrapDevice&) = delete;
   StrapDevice& operator=(const StrapDevice&) = delete;
   /// Switches the strap off; the device stays.
-  ~StrapDevice();
+  ~StrapDevice() override;
 
   /// Since the strap was switched on.
   strap::StrapTime strapTime() const;
@@ -59,23 +52,23 @@ class StrapDevice {
   /// Plans every loss of the link that the plan names, for as long as this object lives. Once.
   void loseLinksOf(strap::TrainingPlan plan);
 
-  const Counts& counts(strap::Stream stream) const;
+  const Counts& counts(strap::Stream stream) const { return transmitter_.counts(stream); }
   /// All streams together.
-  Counts totals() const;
+  Counts totals() const { return transmitter_.totals(); }
   /// True from the moment when all five streams were subscribed to for the first time.
-  bool listenerWasReady() const { return listenerWasReady_; }
+  bool listenerWasReady() const { return transmitter_.listenerWasReady(); }
 
  private:
+  bool isSubscribed(strap::Stream stream) const override;
+  bool carry(strap::Frame frame) override;
   void planLossAfter(strap::StrapTime time);
   void schedule();
   void sendDueFrames();
   void subscriptionChanged();
 
   Device& device_;
-  strap::FrameSource& source_;
+  strap::Transmitter transmitter_;
   Time switchedOn_;
-  bool listenerWasReady_ = false;
-  std::array<Counts, strap::allStreams.size()> counts_{};
   std::optional<Scheduler::EventId> nextEvent_;
   std::vector<Scheduler::EventId> planned_;
   strap::TrainingPlan plan_ = strap::TrainingPlan::quiet();
