@@ -1,0 +1,51 @@
+#pragma once
+/// @file
+/// The values of options, as text from the command line. What cannot be accepted ends the parsing
+/// with a CLI::ValidationError of one line that says what was expected and what came.
+
+#include <strap/frame.h>
+
+#include <charconv>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace CLI {
+class App;
+}
+
+namespace Zephly::tools {
+
+/// Longest time that an option takes, in seconds; beyond it a clock of nanoseconds would not hold
+/// it.
+inline constexpr double longestTime = 1e9;
+
+/// The whole text as a number, whatever the locale; empty when it is none.
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+[[noreturn]] void rejectValue(const std::string& option, const std::string& expected,
+                              const std::string& text);
+
+std::uint64_t seedValue(const std::string& option, const std::string& text);
+/// Seconds from `shortest` (at most 9 decimals) to longestTime.
+strap::StrapTime secondsValue(const std::string& option, const std::string& text, double shortest);
+/// Rows per second of a recording.
+double rowRateValue(const std::string& option, const std::string& text);
+std::filesystem::path fileValue(const std::string& option, const std::string& text);
+
+/// Declares an option whose value `take` gets; `type` stands for the value in the help text.
+void addValue(CLI::App& command, const std::string& name, const std::string& type,
+              const std::string& help, std::function<void(const std::string&)> take);
+void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help);
+
+}  // namespace Zephly::tools

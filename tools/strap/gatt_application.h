@@ -1,0 +1,60 @@
+#pragma once
+/// @file
+/// The strap's GATT profile as objects on the bus, for bluetoothd to serve: an object manager, one
+/// service, five characteristics that notify.
+///
+///   GattApplication application(queue, *bus, [](strap::Stream stream, bool subscribed) { ... });
+///   // RegisterApplication(GattApplication::path)
+///   application.notify(strap::Stream::battery, bytes);
+
+#include <platforms/bluez/bus.h>
+#include <platforms/main_queue/main_queue.h>
+#include <strap/frame.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Zephly::peripheral {
+
+class GattApplication {
+ public:
+  static constexpr const char* path = "/org/zephly/strap";
+
+  /// `changed` is told by a turn of the queue.
+  using Observer = std::function<void(strap::Stream stream, bool subscribed)>;
+
+  /// Puts the objects on the bus, which must outlive this one or be lost. Throws BusError.
+  GattApplication(main_queue::MainQueue& queue, bluez::Bus& bus, Observer changed);
+  GattApplication(const GattApplication&) = delete;
+  GattApplication& operator=(const GattApplication&) = delete;
+
+  /// Whether bluetoothd has asked for the stream's values, for any number of centrals.
+  bool isSubscribed(strap::Stream stream) const;
+  /// Announces a value. Whether anybody has subscribed is not asked.
+  void notify(strap::Stream stream, bluez::Bytes value);
+  /// The service that had asked for values has gone. Subscriptions end; the observer is told as
+  /// ever.
+  void unsubscribeAll();
+
+ private:
+  struct Characteristic {
+    bluez::Bytes value;
+    bool notifying = false;
+    std::unique_ptr<bluez::ExportedObject> object;
+  };
+
+  bluez::Interface interfaceOf(strap::Stream stream);
+  void setNotifying(strap::Stream stream, bool notifying);
+  Characteristic& of(strap::Stream stream);
+
+  main_queue::MainQueue& queue_;
+  Observer changed_;
+  std::shared_ptr<void> alive_ = std::make_shared<char>();
+  std::array<Characteristic, strap::allStreams.size()> characteristics_;
+  std::unique_ptr<bluez::ExportedObject> service_;
+  std::unique_ptr<bluez::ExportedObject> root_;
+};
+
+}  // namespace Zephly::peripheral

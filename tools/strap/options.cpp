@@ -1,0 +1,154 @@
+#include <tools/strap/options.h>
+
+#include <tools/option_values.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace Zephly::peripheral {
+
+namespace {
+
+using tools::addFlag;
+using tools::addValue;
+
+constexpr double shortestDuration = 1e-9;
+
+bool isAdapterNumber(std::string_view text) {
+  constexpr std::string_view prefix = "hci";
+  return text.substr(0, prefix.size()) == prefix &&
+         tools::parseNumber<std::uint16_t>(text.substr(prefix.size())).has_value();
+}
+
+// "00:1A:7D:DA:71:13"
+bool isAddress(std::string_view text) {
+  constexpr std::size_t length = 17;
+  if (text.size() != length) return false;
+  for (std::size_t i = 0; i < length; ++i) {
+    const bool right =
+        i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!right) return false;
+  }
+  return true;
+}
+
+std::string adapter(const std::string& text) {
+  if (!isAdapterNumber(text) && !isAddress(text)) {
+    tools::rejectValue("--adapter", "hci0, hci1, ... or an address like 00:1A:7D:DA:71:13", text);
+  }
+  return text;
+}
+
+std::string name(const std::string& text) {
+  const bool printable = std::none_of(text.begin(), text.end(), [](unsigned char character) {
+    return std::iscntrl(character) != 0;
+  });
+  if (text.empty() || text.size() > Options::longestName || !printable || !isUtf8(text)) {
+    tools::rejectValue("--name",
+                       "1 to " + std::to_string(Options::longestName) + " bytes of printable UTF-8",
+                       text);
+  }
+  return text;
+}
+
+// How many bytes the UTF-8 character that begins with this one has; 0 for one that begins none.
+std::size_t characterLength(unsigned char first) {
+  if (first >= 0x01 && first <= 0x7F) return 1;
+  if (first >= 0xC2 && first <= 0xDF) return 2;
+  if (first >= 0xE0 && first <= 0xEF) return 3;
+  if (first >= 0xF0 && first <= 0xF4) return 4;
+  return 0;
+}
+
+// Overlong forms, surrogates and what lies beyond the last character, by the second byte.
+bool isSecondByte(unsigned char first, unsigned char second) {
+  const unsigned char lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const unsigned char highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  return second >= lowest && second <= highest;
+}
+
+}  // namespace
+
+bool isUtf8(const std::string& text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto first = static_cast<unsigned char>(text[i]);
+    const std::size_t length = characterLength(first);
+    if (length == 0 || i + length > text.size()) return false;
+    for (std::size_t k = 1; k < length; ++k) {
+      const auto byte = static_cast<unsigned char>(text[i + k]);
+      if (k == 1 ? !isSecondByte(first, byte) : (byte & 0xC0U) != 0x80U) return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
+void addOptions(CLI::App& command, Options& options) {
+  addValue(command, "--adapter", "hciN|ADDRESS",
+           "The Bluetooth adapter to use (default: the first that is switched on)",
+           [&](const std::string& text) { options.adapter = adapter(text); });
+  addValue(command, "--name", "NAME", "The advertised name (default Zephly)",
+           [&](const std::string& text) { options.name = name(text); });
+  addFlag(command, "--set-alias", options.setAlias,
+          "Give the adapter itself that name, too, for as long as the program runs");
+  addValue(command, "--seed", "N", "The wearer's seed: same seed, same frames (default 1)",
+           [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); });
+  addFlag(command, "--training", options.training,
+          "Let the wearer train, take the electrodes off, charge and lose the link, in a cycle of "
+          "30 s (default: stand at rest)");
+  addValue(
+      command, "--recording", "FILE",
+      "Play a CSV file (columns ECG, RSP, skin temperature, accelerometer and gyroscope) from "
+      "the first complete subscription on; ends with it",
+      [&](const std::string& text) { options.recording = tools::fileValue("--recording", text); });
+  addValue(command, "--rate", "HZ", "Rows per second of the recording",
+           [&](const std::string& text) {
+             options.rowsPerSecond = tools::rowRateValue("--rate", text);
+           });
+  command
+      .add_option_function<std::vector<std::string>>(
+          "--lose-link-at",
+          [&](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts) {
+              options.lossTimes.push_back(tools::secondsValue("--lose-link-at", text, 0));
+            }
+          },
+          "Disconnect S seconds after the start; may be given several times")
+      ->type_name("S")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  addValue(command, "--absence", "S",
+           "How long the strap stays away after each --lose-link-at (default 1)",
+           [&](const std::string& text) {
+             options.absence = tools::secondsValue("--absence", text, 0);
+           });
+  addValue(command, "--duration", "S", "End after S seconds", [&](const std::string& text) {
+    options.duration = tools::secondsValue("--duration", text, shortestDuration);
+  });
+  addFlag(command, "--frames", options.frames, "Print every frame that is sent");
+  // For tests, which have a bus of their own.
+  command
+      .add_option_function<std::string>("--bus",
+                                        [&](const std::string& text) { options.bus = text; })
+      ->group("");
+}
+
+void checkTogether(const Options& options) {
+  if (options.recording && !options.rowsPerSecond) {
+    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
+  }
+  if (options.rowsPerSecond && !options.recording) {
+    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
+  }
+  if (options.recording && options.training) {
+    throw CLI::ValidationError("--training", "does not go with --recording, whose wearer rests");
+  }
+  if (options.absence && options.lossTimes.empty()) {
+    throw CLI::ValidationError("--absence", "needs --lose-link-at S, after which it comes");
+  }
+}
+
+}  // namespace Zephly::peripheral

@@ -1,0 +1,319 @@
+#include <tools/strap/presence.h>
+
+#include <platforms/bluez/adapter_choice.h>
+#include <platforms/bluez/names.h>
+#include <tools/strap/names.h>
+
+#include <utility>
+
+namespace Zephly::peripheral {
+
+namespace {
+
+constexpr const char* alreadyExists = "org.bluez.Error.AlreadyExists";
+
+}  // namespace
+
+Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
+                   PresenceListener& listener)
+    : queue_(queue),
+      options_(std::move(options)),
+      listener_(listener),
+      wish_(options_.adapter),
+      centrals_([this](const std::string& name, bool connected) {
+        listener_.centralChanged(name, connected);
+      }),
+      application_{.what = "register the GATT application",
+                   .interface = gattManagerInterface,
+                   .enter = "RegisterApplication",
+                   .withdraw = "UnregisterApplication",
+                   .path = GattApplication::path},
+      advertisement_{.what = "advertise",
+                     .interface = advertisingManagerInterface,
+                     .enter = "RegisterAdvertisement",
+                     .withdraw = "UnregisterAdvertisement",
+                     .path = Advertisement::path},
+      retry_(queue, options_.timing),
+      daemon_(queue, options_.bus, options_.timing, *this) {}
+
+bool Presence::isSubscribed(strap::Stream stream) const {
+  return gatt_ && gatt_->isSubscribed(stream);
+}
+
+bool Presence::carry(strap::Frame frame) {
+  if (!gatt_ || away_ || left_) return false;
+  gatt_->notify(frame.stream, std::move(frame.bytes));
+  return true;
+}
+
+void Presence::loseLink(std::chrono::nanoseconds absence) {
+  if (left_) return;
+  away_ = true;
+  absence_ = absence;
+  disconnecting_ = 0;
+  awayTimer_.cancel();
+  withdraw(advertisement_);
+  ++loss_;
+  for (const std::string& path : centrals_.paths()) {
+    ++disconnecting_;
+    daemon_.call(path, bluez::deviceInterface, "Disconnect", {}, options_.timing.callLimit,
+                 [this, loss = loss_, path](const bluez::Reply& reply) {
+                   if (loss != loss_) return;
+                   if (!reply && centrals_.contains(path)) {
+                     say("cannot disconnect " + bluez::lastPart(path) + ": " + reply.errorText());
+                   }
+                   if (--disconnecting_ == 0) beAway();
+                 });
+  }
+  if (disconnecting_ == 0) beAway();
+}
+
+void Presence::beAway() {
+  awayTimer_ = queue_.after(absence_, [this] {
+    away_ = false;
+    update();
+  });
+}
+
+void Presence::leave() {
+  if (left_) return;
+  left_ = true;
+  withdraw(advertisement_);
+  for (const std::string& path : centrals_.paths()) {
+    daemon_.tell(path, bluez::deviceInterface, "Disconnect");
+  }
+  restoreAlias();
+  withdraw(application_);
+  retry_.cancel();
+  awayTimer_.cancel();
+  reportTimer_.cancel();
+}
+
+void Presence::daemonChanged() {
+  const bool noBus = daemon_.state() == bluez::Daemon::State::noBus;
+  if (noBus && !busSeen_) return listener_.hopeless(daemon_.reason());
+  busSeen_ = true;
+  update();
+}
+
+void Presence::objectChanged(const bluez::ObjectChange& change) {
+  if (left_) return;
+  if (change.interface == bluez::adapterInterface || change.interface == gattManagerInterface ||
+      change.interface == advertisingManagerInterface) {
+    update();
+  }
+  centrals_.take(daemon_.tree(), change, advertisement_.state == Registration::State::done);
+}
+
+void Presence::update() {
+  if (left_) return;
+  useAdapter(daemon_.ready() ? wish_.choose(daemon_.tree()) : std::string());
+  setReady(!adapter_.empty() && bluez::isPowered(daemon_.tree(), adapter_));
+  report();
+  proceed();
+}
+
+void Presence::useAdapter(const std::string& adapter) {
+  if (adapter == adapter_) return;
+  if (!adapter_.empty()) {
+    if (!daemon_.ready()) {
+      say("bluetoothd has gone");
+    } else if (daemon_.tree().properties(adapter_, bluez::adapterInterface) == nullptr) {
+      say("adapter " + adapterName() + " has gone");
+    }
+    withdraw(advertisement_);
+    restoreAlias();
+    withdraw(application_);
+  }
+  adapter_ = adapter;
+  ready_ = false;
+  retry_.succeeded();
+  centrals_.setAdapter(daemon_.tree(), adapter_);
+  if (adapter_.empty()) return;
+  const std::string address = addressOf(daemon_.tree(), adapter_);
+  say("adapter " + adapterName() + (address.empty() ? "" : " (" + address + ")"));
+}
+
+void Presence::setReady(bool ready) {
+  if (ready == ready_) return;
+  ready_ = ready;
+  retry_.succeeded();
+  if (ready_) return;
+  // The application stays registered while an adapter is off; an advertisement does not come back.
+  withdraw(advertisement_);
+  if (!adapter_.empty()) say("adapter " + adapterName() + " was switched off");
+}
+
+// The next step towards being on the air, if there is one to be done now.
+void Presence::proceed() {
+  using enum Registration::State;
+  if (left_ || !ready_ || retry_.waiting() || !openBus()) return;
+  if (options_.setAlias && !aliasBefore_) setAlias();
+  if (application_.state == none) {
+    enter(application_);
+  } else if (application_.state == done && advertisement_.state == none && !away_) {
+    enter(advertisement_);
+  }
+}
+
+bool Presence::openBus() {
+  if (bus_) return true;
+  try {
+    bus_ = bluez::Bus::open(queue_, options_.bus);
+    bus_->onLost([this] { busLost(); });
+    gatt_ = std::make_unique<GattApplication>(queue_, *bus_,
+                                              [this](strap::Stream stream, bool subscribed) {
+                                                listener_.subscriptionChanged(stream, subscribed);
+                                              });
+    advert_ = std::make_unique<Advertisement>(queue_, *bus_, options_.name, [this] {
+      if (left_ || advertisement_.state != Registration::State::done) return;
+      ++advertisement_.attempt;
+      advertisement_.state = Registration::State::none;
+      failed("go on advertising", "bluetoothd has ended it");
+    });
+  } catch (const bluez::BusError& error) {
+    busLost();
+    failed("open the bus", error.what());
+    return false;
+  }
+  return true;
+}
+
+// With its connection, everything that was registered has ended.
+void Presence::busLost() {
+  for (Registration* registration : {&advertisement_, &application_}) {
+    ++registration->attempt;
+    registration->state = Registration::State::none;
+  }
+  const std::unique_ptr<GattApplication> gatt = std::exchange(gatt_, nullptr);
+  advert_.reset();
+  if (gatt && !left_) {
+    for (const strap::Stream stream : strap::allStreams) {
+      if (gatt->isSubscribed(stream)) listener_.subscriptionChanged(stream, false);
+    }
+  }
+  const std::unique_ptr<bluez::Bus> lost = std::exchange(bus_, nullptr);
+  if (!left_ && !retry_.waiting()) retry_.later([this] { update(); });
+}
+
+void Presence::enter(Registration& registration) {
+  registration.state = Registration::State::asked;
+  const std::uint64_t attempt = ++registration.attempt;
+  bus_->call({bluez::bluezService, adapter_, registration.interface, registration.enter},
+             {bluez::ObjectPath{registration.path}, bluez::Dictionary()}, options_.timing.callLimit,
+             [this, &registration, attempt](const bluez::Reply& reply) {
+               if (attempt != registration.attempt) return;
+               if (reply) return entered(registration);
+               registration.state = Registration::State::none;
+               if (reply.errorName == alreadyExists) {
+                 // From before, in a state that nobody knows.
+                 tell(adapter_, registration.interface, registration.withdraw,
+                      {bluez::ObjectPath{registration.path}});
+               }
+               failed(registration.what, reply.errorText());
+             });
+}
+
+void Presence::entered(Registration& registration) {
+  registration.state = Registration::State::done;
+  if (&registration == &application_) {
+    say("registered on " + adapterName());
+  } else {
+    retry_.succeeded();
+    failure_.clear();
+    say("advertising as \"" + options_.name + "\" on " + adapterName());
+  }
+  proceed();
+}
+
+void Presence::withdraw(Registration& registration) {
+  if (std::exchange(registration.state, Registration::State::none) == Registration::State::none) {
+    return;
+  }
+  ++registration.attempt;
+  tell(adapter_, registration.interface, registration.withdraw,
+       {bluez::ObjectPath{registration.path}});
+  if (&registration == &application_ && gatt_) gatt_->unsubscribeAll();
+}
+
+void Presence::failed(const std::string& what, const std::string& reason) {
+  const std::string line =
+      "cannot " + what + (ready_ ? " on " + adapterName() : "") + ": " + reason + "; trying again";
+  if (std::exchange(failure_, line) != line) say(line);
+  retry_.later([this] { update(); });
+}
+
+void Presence::setAlias() {
+  const auto* alias =
+      daemon_.tree().property<std::string>(adapter_, bluez::adapterInterface, "Alias");
+  aliasBefore_ = alias == nullptr ? std::string() : *alias;
+  daemon_.call(adapter_, bluez::propertiesInterface, "Set",
+               {bluez::adapterInterface, "Alias", bluez::variantOf(options_.name)},
+               options_.timing.callLimit, [this](const bluez::Reply& reply) {
+                 if (!reply) say("cannot set the adapter's alias: " + reply.errorText());
+               });
+}
+
+void Presence::restoreAlias() {
+  if (!aliasBefore_) return;
+  tell(adapter_, bluez::propertiesInterface, "Set",
+       {bluez::adapterInterface, "Alias", bluez::variantOf(*aliasBefore_)});
+  aliasBefore_.reset();
+}
+
+// Only to a service that is there: the bus would start it otherwise.
+void Presence::tell(const std::string& path, const char* interface, const char* method,
+                    const bluez::Arguments& arguments) {
+  if (!bus_ || daemon_.tree().properties(path, bluez::adapterInterface) == nullptr) return;
+  bus_->tell({bluez::bluezService, path, interface, method}, arguments);
+}
+
+std::string Presence::adapterName() const { return bluez::lastPart(adapter_); }
+
+// Only what stays missing: while bluetoothd starts, its adapters come one after the other, and
+// switched off.
+void Presence::report() {
+  if (ready_) {
+    reportTimer_.cancel();
+    reported_.clear();
+  } else if (!reportTimer_.active()) {
+    reportTimer_ = queue_.after(options_.timing.reportDelay, [this] { reportNow(); });
+  }
+}
+
+void Presence::reportNow() {
+  const std::string line = situation();
+  if (!line.empty() && std::exchange(reported_, line) != line) say(line);
+}
+
+std::string Presence::situation() const {
+  using State = bluez::Daemon::State;
+  const std::string reason = " (" + daemon_.reason() + "); ";
+  switch (daemon_.state()) {
+    case State::unknown:
+      return {};
+    case State::noBus:
+      return "waiting for the D-Bus system bus" + reason + "it comes with the package dbus";
+    case State::noService:
+      return "waiting for bluetoothd" + reason +
+             "to have it: sudo apt install bluez; sudo systemctl enable --now bluetooth";
+    case State::noPermission:
+      return "waiting for permission to use bluetoothd" + reason +
+             "to have it: sudo adduser $USER bluetooth, then log in again";
+    case State::ready:
+      break;
+  }
+  const std::string which = wish_.wanted().empty() ? "" : " " + wish_.wanted();
+  if (ready_) return {};
+  if (!adapter_.empty()) {
+    return "waiting for adapter " + adapterName() +
+           " to be switched on: rfkill unblock bluetooth; bluetoothctl power on";
+  }
+  if (wish_.onlyUnable(daemon_.tree())) {
+    return "waiting for another adapter" + which +
+           ": what is there cannot be a Bluetooth LE peripheral";
+  }
+  return "waiting for adapter" + which + "; what there is: bluetoothctl list";
+}
+
+}  // namespace Zephly::peripheral

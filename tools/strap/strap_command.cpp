@@ -1,0 +1,215 @@
+#include <tools/strap/strap_command.h>
+
+#include <platforms/main_queue/main_queue.h>
+#include <strap/strap.h>
+#include <strap/transmitter.h>
+#include <tools/output.h>
+#include <tools/strap/link_losses.h>
+#include <tools/strap/options.h>
+#include <tools/strap/pacing.h>
+#include <tools/strap/presence.h>
+#include <tools/strap/report.h>
+
+#include <CLI/CLI.hpp>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Zephly::peripheral {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+strap::StrapOptions strapOptions(const Options& options) {
+  strap::StrapOptions made;
+  made.seed = options.seed;
+  made.plan = options.training ? strap::TrainingPlan::standard() : strap::TrainingPlan::quiet();
+  if (options.recording) {
+    made.recording = std::make_shared<const strap::Recording>(
+        strap::Recording::load(*options.recording, *options.rowsPerSecond));
+  }
+  return made;
+}
+
+PresenceOptions presenceOptions(const Options& options) {
+  PresenceOptions made;
+  made.adapter = options.adapter;
+  made.name = options.name;
+  made.setAlias = options.setAlias;
+  made.bus = options.bus;
+  return made;
+}
+
+class Program final : private PresenceListener, private strap::Carrier {
+ public:
+  explicit Program(const Options& options)
+      : options_(options),
+        strap_(strapOptions(options)),
+        presence_(queue_, presenceOptions(options), *this),
+        transmitter_(strap_, *this),
+        start_(Clock::now()),
+        pacing_(transmitter_, start_),
+        losses_(options.lossTimes, options.absence.value_or(Options::usualAbsence), strap_.plan()) {
+  }
+
+  int run() {
+    endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
+    if (options_.duration) endTimer_ = queue_.after(*options_.duration, [this] { end(); });
+    turn();
+    planLoss(-1ns);
+    planRates();
+    queue_.run();
+    if (!hopeless_.empty()) throw std::runtime_error(hopeless_);
+    return finish();
+  }
+
+ private:
+  bool isSubscribed(strap::Stream stream) const override { return presence_.isSubscribed(stream); }
+
+  bool carry(strap::Frame frame) override {
+    std::string line;
+    if (options_.frames) line = frameText(Clock::now().time_since_epoch(), frame) + "\n";
+    if (!presence_.carry(std::move(frame))) return false;
+    output_.write(line);
+    return true;
+  }
+
+  void said(std::string_view line) override {
+    output_.write(std::string(line) + "\n");
+    flush();
+  }
+
+  void subscriptionChanged(strap::Stream stream, bool subscribed) override {
+    said((subscribed ? "subscribed " : "unsubscribed ") + std::string(strap::streamName(stream)));
+    if (transmitter_.subscriptionsChanged(now())) turn();
+  }
+
+  void centralChanged(const std::string& name, bool connected) override {
+    if (connected) ++connections_;
+    said((connected ? "connected " : "disconnected ") + name);
+  }
+
+  void hopeless(const std::string& reason) override {
+    hopeless_ = "no D-Bus bus (" + reason + "); it comes with the packages dbus and bluez";
+    queue_.stop();
+  }
+
+  strap::StrapTime now() const { return pacing_.strapTime(Clock::now()); }
+
+  void turn() {
+    const Pacing::Turn turn = pacing_.turn(Clock::now());
+    if (turn.skipped > 0) {
+      skipped_ += turn.skipped;
+      said("skipped " + std::to_string(turn.skipped) + " frames: the program was held up");
+    }
+    flush();
+    if (strap_.finished()) {
+      said("the recording has been played");
+      return end();
+    }
+    if (turn.wait) turnTimer_ = queue_.after(*turn.wait, [this] { this->turn(); });
+  }
+
+  // Those that were missed by more than a moment do not happen.
+  void planLoss(strap::StrapTime after) {
+    const auto loss = losses_.next(after);
+    if (!loss) return;
+    lossTimer_ = queue_.after(loss->time - now(), [this, loss = *loss] {
+      said("link loss, away for " + secondsText(loss.absence) + " s");
+      ++lossCount_;
+      presence_.loseLink(loss.absence);
+      planLoss(std::max(loss.time, now() - 1s));
+    });
+  }
+
+  void planRates() {
+    rateTimer_ = queue_.after(1s - now() % 1s, [this] {
+      tellRates();
+      planRates();
+    });
+  }
+
+  void tellRates() {
+    const FrameCounts counts = framesSent(transmitter_);
+    FrameCounts news{};
+    std::transform(counts.begin(), counts.end(), told_.begin(), news.begin(), std::minus<>());
+    told_ = counts;
+    const bool heard = std::any_of(strap::allStreams.begin(), strap::allStreams.end(),
+                                   [this](strap::Stream stream) { return isSubscribed(stream); });
+    if (heard || news != FrameCounts{}) said("sent " + countsText(news));
+  }
+
+  void flush() {
+    output_.flush();
+    if (output_.state() != tools::Output::State::open) end();
+  }
+
+  void end() {
+    presence_.leave();
+    queue_.stop();
+  }
+
+  int finish() {
+    said("end after " + secondsText(now()) + " s: sent " + countsText(framesSent(transmitter_)) +
+         "; unheard " + std::to_string(transmitter_.totals().framesUnheard) + ", skipped " +
+         std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
+         ", link losses " + std::to_string(lossCount_));
+    output_.finish(1s);
+    if (output_.state() == tools::Output::State::failed) {
+      throw std::runtime_error("standard output: " + output_.error());
+    }
+    return tools::exitDone;
+  }
+
+  const Options& options_;
+  main_queue::MainQueue queue_;
+  tools::Output output_{STDOUT_FILENO};
+  strap::Strap strap_;
+  Presence presence_;
+  strap::Transmitter transmitter_;
+  Clock::time_point start_;
+  Pacing pacing_;
+  LinkLosses losses_;
+  FrameCounts told_{};
+  std::uint64_t skipped_ = 0;
+  std::uint64_t connections_ = 0;
+  std::uint64_t lossCount_ = 0;
+  std::string hopeless_;
+  main_queue::Timer turnTimer_;
+  main_queue::Timer lossTimer_;
+  main_queue::Timer rateTimer_;
+  main_queue::Timer endTimer_;
+  main_queue::SignalWatch endSignals_;
+};
+
+}  // namespace
+
+tools::Command addStrapCommand(CLI::App& program) {
+  CLI::App* command = program.add_subcommand(
+      "strap", "Be a strap: advertise, serve and send through a Bluetooth adapter of this machine");
+  command->footer(
+      "Needs bluetoothd (package bluez) and an adapter that is switched on; waits for what is\n"
+      "missing, and goes on by itself when either comes back. Ctrl-C ends it.\n"
+      "Exit code: 0 at the end; 1 without a D-Bus bus or when a recording cannot be played;\n"
+      "2 for options that are not understood.");
+  const auto options = std::make_shared<Options>();
+  addOptions(*command, *options);
+  return {command, [options] {
+            checkTogether(*options);
+            // A reader that goes away is seen by Output.
+            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+            return Program(*options).run();
+          }};
+}
+
+}  // namespace Zephly::peripheral
