@@ -2,6 +2,7 @@
 
 #include <tools/command.h>
 #include <tools/monitor/monitor.h>
+#include <tools/strap/strap_command.h>
 #include <zephly/session/version.h>
 
 #include <CLI/CLI.hpp>
@@ -74,7 +75,8 @@ int run(int argc, char** argv) {
   CLI::App program("Tools for the Zephly chest strap.", "zephly");
   program.set_version_flag("--version", versionText);
   program.require_subcommand(0, 1);
-  const std::vector<Command> commands = {Zephly::monitor::addMonitorCommand(program)};
+  const std::vector<Command> commands = {Zephly::monitor::addMonitorCommand(program),
+                                         Zephly::peripheral::addStrapCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);
     return command == nullptr ? "zephly" : "zephly " + command->options->get_name();
@@ -82,7 +84,7 @@ int run(int argc, char** argv) {
   try {
     program.parse(argc, argv);
     const Command* command = chosen(commands);
-    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor)");
+    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor or strap)");
     return command->run();
   } catch (const CLI::ParseError& error) {
     // Help and version are no errors.

@@ -50,7 +50,7 @@ Arguments monitor(Arguments more) {
 INSTANTIATE_TEST_SUITE_P(
     Program, BadOptions,
     testing::Values(
-        BadOption{"NoSubcommand", {}, "subcommand (monitor) is required"},
+        BadOption{"NoSubcommand", {}, "subcommand (monitor or strap) is required"},
         BadOption{"UnknownSubcommand", {"dance"}, "not expected: dance"},
         BadOption{"RealBluetooth", {"monitor"}, "--simulated: is needed, real Bluetooth"},
         BadOption{"UnknownOption", monitor({"--loud"}), "not expected: --loud"},
