@@ -288,6 +288,21 @@ class SdBus final : public Bus {
     arm();
   }
 
+  void settle(std::chrono::milliseconds limit) override {
+    constexpr const char* name = "org.freedesktop.DBus";
+    try {
+      // The bus reads from a connection in order: its answer to the last message answers all.
+      const auto proxy = sdbus::createProxy(*connection_, name, "/org/freedesktop/DBus");
+      const auto message = proxy->createMethodCall(name, "GetId");
+      const auto microseconds = std::chrono::microseconds(limit).count();
+      static_cast<void>(message.send(static_cast<std::uint64_t>(microseconds)));
+    } catch (const sdbus::Error&) {
+      // It is lost, or does not answer: then there is nothing more that could be done.
+      return;
+    }
+    arm();
+  }
+
   Subscription onSignal(const std::string& rule, SignalHandler handler) override {
     const std::uint64_t id = ++lastId_;
     const auto shared = std::make_shared<const SignalHandler>(std::move(handler));

@@ -11,9 +11,9 @@
 /// by a turn of the queue: never from inside a call of this class, and never from inside the D-Bus
 /// library, so that a handler may do anything, throw or destroy the bus included.
 ///
-/// No thread, no waiting: only open() waits, for the greeting of the bus. Everything belongs to the
-/// thread that runs the queue. The source is the only file that depends on the version of
-/// sdbus-c++.
+/// No thread, no waiting: only open() waits, for the greeting of the bus, and settle(). Everything
+/// belongs to the thread that runs the queue. The source is the only file that depends on the
+/// version of sdbus-c++.
 
 #include <platforms/bluez/value.h>
 #include <platforms/main_queue/main_queue.h>
@@ -115,7 +115,7 @@ class Bus {
 
   Bus(const Bus&) = delete;
   Bus& operator=(const Bus&) = delete;
-  /// Drops the handlers of what is under way; what was sent still goes out.
+  /// Drops the handlers of what is under way.
   virtual ~Bus() = default;
 
   /// Calls a method. `handler` gets the one reply; without an answer within `timeout` that of a
@@ -124,6 +124,11 @@ class Bus {
                     std::chrono::milliseconds timeout, ReplyHandler handler) = 0;
   /// Calls a method of whose outcome nobody wants to hear.
   virtual void tell(const Destination& destination, const Arguments& arguments) = 0;
+
+  /// Waits until the bus (not those who are called) has taken over what was sent, at most that
+  /// long. For the end: a bus that still has something to deliver to a connection that was closed
+  /// drops what it has not yet read from it.
+  virtual void settle(std::chrono::milliseconds limit) = 0;
 
   /// `handler` gets every signal that the D-Bus match rule describes, from now on.
   [[nodiscard]] virtual Subscription onSignal(const std::string& rule, SignalHandler handler) = 0;

@@ -95,8 +95,10 @@ void Central::radioChangesSoon() {
 
 void Central::radioChanged() {
   const auto self = std::static_pointer_cast<Central>(shared_from_this());
-  state_ = radio_->state();
-  if (const auto delegate = delegate_.lock()) delegate->centralManagerDidUpdateState(self);
+  // On another adapter the state may be the same.
+  const bool changed = std::exchange(state_, radio_->state()) != radio_->state();
+  const auto delegate = delegate_.lock();
+  if (changed && delegate) delegate->centralManagerDidUpdateState(self);
   for (const auto& peripheral : keptOnes()) {
     if (radio_ == nullptr) return;
     peripheral->radioChanged();

@@ -50,6 +50,10 @@ void Daemon::tell(const std::string& path, const std::string& interface,
   if (bus_ && !owner_.empty()) bus_->tell({owner_, path, interface, method}, {});
 }
 
+void Daemon::settle() {
+  if (bus_) bus_->settle(timing_.leaveLimit);
+}
+
 void Daemon::refresh(std::function<void(bool)> handler) {
   call("/", objectManagerInterface, "GetManagedObjects", {}, timing_.callLimit,
        [this, handler = std::move(handler), owner = owner_](const Reply& reply) {

@@ -68,6 +68,9 @@ class Daemon {
   /// The same, of whose outcome nobody wants to hear.
   void tell(const std::string& path, const std::string& interface, const std::string& method);
 
+  /// Waits until the bus has taken over what was told, at most a moment. For the end.
+  void settle();
+
   /// Reads all objects anew, then calls `handler` with whether that worked.
   void refresh(std::function<void(bool)> handler);
   /// Reads one interface of an object anew, then calls `handler` with whether that worked.

@@ -37,6 +37,7 @@ Radio::Radio(main_queue::MainQueue& queue, Options options)
 Radio::~Radio() {
   for (const auto& central : centrals()) central->retire();
   scan_.on({});
+  daemon_.settle();
 }
 
 std::shared_ptr<Central> Radio::createCentral(std::weak_ptr<CBCentralManagerDelegate> delegate) {
