@@ -185,9 +185,10 @@ void FakeService::reply(const CallPointer& call, const Writer& body) {
 
 void FakeService::refuse(const CallPointer& call, const std::string& name,
                          const std::string& text) {
-  const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name.c_str(), text.c_str());
   sd_bus_message* made = nullptr;
-  check(sd_bus_message_new_method_error(call->message.get(), &made, &error), "make an error");
+  check(sd_bus_message_new_method_errorf(call->message.get(), &made, name.c_str(), "%s",
+                                         text.c_str()),
+        "make an error");
   const Message message(made);
   ++activity_;
   if (connection_) connection_->send(*made);

@@ -64,6 +64,8 @@ class FakeService {
   virtual ~FakeService() = default;
 
   bool running() const { return connection_ != nullptr; }
+  bool exists(const std::string& path) const { return objects_.contains(path); }
+  bool exists(const std::string& path, const std::string& interface) const;
   /// Ends as a process that is killed: the bus alone tells it.
   virtual void kill();
 
@@ -107,8 +109,6 @@ class FakeService {
 
   void reply(const CallPointer& call, const Writer& body = {});
   void refuse(const CallPointer& call, const std::string& name, const std::string& text);
-  bool exists(const std::string& path) const { return objects_.contains(path); }
-  bool exists(const std::string& path, const std::string& interface) const;
   Properties& properties(const std::string& path, const std::string& interface);
   /// Sets them and tells it.
   void change(const std::string& path, const std::string& interface, const Properties& changed);
