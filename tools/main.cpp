@@ -2,16 +2,20 @@
 
 #include <tools/command.h>
 #include <tools/monitor/monitor.h>
+#include <tools/output.h>
 #include <tools/strap/strap_command.h>
 #include <zephly/session/version.h>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,6 +75,17 @@ std::string messageOf(const CLI::ParseError& error) {
   return text;
 }
 
+// What --help and --version print.
+int print(const CLI::App& program, const CLI::ParseError& request) {
+  std::ostringstream text;
+  const int exitCode = program.exit(request, text, std::cerr);
+  Zephly::tools::Output output(STDOUT_FILENO);
+  output.write(text.str());
+  output.finish(std::chrono::seconds(2));
+  if (output.state() != Zephly::tools::Output::State::failed) return exitCode;
+  return complain("zephly", "standard output: " + output.error(), Zephly::tools::exitFailed);
+}
+
 int run(int argc, char** argv) {
   CLI::App program("Tools for the Zephly chest strap.", "zephly");
   program.set_version_flag("--version", versionText);
@@ -88,7 +103,7 @@ int run(int argc, char** argv) {
     return command->run();
   } catch (const CLI::ParseError& error) {
     // Help and version are no errors.
-    if (error.get_exit_code() == 0) return program.exit(error);
+    if (error.get_exit_code() == 0) return print(program, error);
     return complain(who(), messageOf(error), Zephly::tools::exitBadOption);
   } catch (const std::exception& error) {
     return complain(who(), error.what(), Zephly::tools::exitFailed);

@@ -46,6 +46,11 @@ TEST(JsonTextTest, EveryEventIsOneLine) {
             "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
 }
 
+TEST(JsonTextTest, WhatTheHostSaysIsAnEventOfItsOwn) {
+  EXPECT_EQ(jsonText(Event{1500ms, HostLine{"no \"bus\""}}),
+            "{\"t\":1.5,\"event\":\"host\",\"text\":\"no \\\"bus\\\"\"}\n");
+}
+
 TEST(JsonTextTest, AnyDiagnosticTextIsValidJson) {
   const std::string text = "quote \" backslash \\ tab \t escape \x1b umlaut \xc3\xa4";
   const json event = json::parse(jsonText(Event{0s, Diagnostic{text}}));
@@ -79,23 +84,36 @@ TEST(JsonTextTest, TheSummaryTellsEverything) {
   Summary summary;
   summary.duration = 2500ms;
   StreamSent played{.sent = 12, .unheard = 6, .recording = strap::PlaybackCounts{3, 11, 1, 2}};
-  summary.streams = {{strap::Stream::ecg, played, 10}};
-  summary.repetitionsDone = {1, 2, 3};
+  summary.streams = {{strap::Stream::ecg, played, 10, 499.5, 1250us}};
+  summary.repetitionsDone = strap::Repetitions{1, 2, 3};
   summary.repetitionsCounted = {4, 5, 6};
   summary.connections = 7;
   summary.disconnections = 8;
   summary.reconnections = 9;
+  summary.linkLosses = {{500ms, "broken \xff", 1500ms}, {2s, std::nullopt, std::nullopt}};
   summary.leadOffChanges = 10;
   summary.neverArrived = {"jump"};
   const json expected = json::parse(R"({
     "t": 2.5, "event": "summary", "duration": 2.5,
     "streams": {"ecg": {"sent": 12, "delivered": 10, "lost": 2, "unheard": 6,
+                "perSecond": 499.5, "longestGap": 0.00125,
                 "recording": {"rows": 3, "samples": 11, "filled": 1, "saturated": 2}}},
     "repetitions": {"done": {"pushUps": 1, "sitUps": 2, "jumps": 3},
                     "counted": {"pushUps": 4, "sitUps": 5, "jumps": 6}},
-    "connections": 7, "disconnections": 8, "reconnections": 9, "leadOffChanges": 10,
+    "connections": 7, "disconnections": 8, "reconnections": 9,
+    "linkLosses": [{"t": 0.5, "recovery": 1.5, "reason": "broken \ufffd"}, {"t": 2}],
+    "leadOffChanges": 10,
     "neverArrived": ["jump"]})");
   EXPECT_EQ(json::parse(jsonText(summary)), expected);
+}
+
+TEST(JsonTextTest, TheSummaryOfARealStrapHasNoKeysForWhatOnlyTheStrapKnows) {
+  Summary summary;
+  summary.streams = {{.stream = strap::Stream::ecg, .delivered = 10}};
+  const json told = json::parse(jsonText(summary));
+  EXPECT_EQ(told.at("streams").at("ecg"), json({{"delivered", 10}}));
+  EXPECT_FALSE(told.at("repetitions").contains("done"));
+  EXPECT_TRUE(told.at("repetitions").contains("counted"));
 }
 
 }  // namespace

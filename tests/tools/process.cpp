@@ -78,6 +78,15 @@ Process::Process(std::vector<std::string> arguments, Output output,
     terminal_ = terminal;
     return;
   }
+  if (output == Output::full) {
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(::open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+      ::dup2(errors_, STDERR_FILENO);
+      become(arguments, environment);
+    }
+    return;
+  }
   std::array<int, 2> ends{};
   EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
   pid_ = ::fork();
@@ -126,6 +135,13 @@ bool Process::readUntil(const std::string& text) {
     if (!readSome()) return false;
   }
   return true;
+}
+
+bool Process::hasWritten(const std::string& text) {
+  pollfd readable{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
+  while (::poll(&readable, 1, 0) > 0 && readSome()) {
+  }
+  return output_.find(text) != std::string::npos;
 }
 
 void Process::sendSignal(int signal) const { ::kill(pid_, signal); }

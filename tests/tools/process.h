@@ -24,7 +24,11 @@ struct Finished {
 /// A running process with its standard output on a pipe or on a terminal of its own.
 class Process {
  public:
-  enum class Output { pipe, terminal };
+  enum class Output {
+    pipe,
+    terminal,
+    full,  ///< a device that has no space left
+  };
 
   explicit Process(std::vector<std::string> arguments, Output output = Output::pipe,
                    const std::vector<std::string>& environment = {});
@@ -35,6 +39,10 @@ class Process {
 
   /// Reads until `text` has come; false when the output has ended (or 60 s have passed) before.
   bool readUntil(const std::string& text);
+  /// Reads what has come, without waiting; says whether `text` is in it.
+  bool hasWritten(const std::string& text);
+  /// Readable when there is something to read.
+  int descriptor() const { return output_descriptor_; }
   const std::string& outputSoFar() const { return output_; }
   void sendSignal(int signal) const;
   /// Types on its terminal.

@@ -12,6 +12,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,6 +21,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
@@ -47,50 +49,80 @@ Arguments monitor(Arguments more) {
   return more;
 }
 
+// Should it be started after all, it ends.
+Arguments brief(Arguments more) {
+  more.insert(more.begin(), {"--duration", "1"});
+  return monitor(std::move(more));
+}
+
+// The same where --duration itself is wrong: the file is opened before anything is started.
+Arguments briefWithDuration(const std::string& duration) {
+  return monitor({"--duration", duration, "--diagnostics", "/nonexistent/file"});
+}
+
+Arguments bluetooth(Arguments more) {
+  more.insert(more.begin(), {"monitor", "--bus", "unix:path=/nonexistent", "--duration", "1"});
+  return more;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Program, BadOptions,
     testing::Values(
         BadOption{"NoSubcommand", {}, "subcommand (monitor or strap) is required"},
         BadOption{"UnknownSubcommand", {"dance"}, "not expected: dance"},
-        BadOption{"RealBluetooth", {"monitor"}, "--simulated: is needed, real Bluetooth"},
-        BadOption{"UnknownOption", monitor({"--loud"}), "not expected: --loud"},
-        BadOption{"ExtraArgument", monitor({"extra"}), "not expected: extra"},
-        BadOption{"LineBreakInArgument", monitor({"two\nlines"}), "not expected: two lines"},
-        BadOption{"FlagWithValue", monitor({"--json=perhaps"}), "--json: expected no value"},
-        BadOption{"FlagWithNumber", monitor({"--json=3", "--duration", "1"}),
-                  "--json: expected no value"},
-        BadOption{"FlagTakenBack", monitor({"--json=false", "--duration", "1"}),
-                  "--json: expected no value"},
-        BadOption{"SpeedMissing", monitor({"--speed"}), "--speed: expected exactly one value"},
-        BadOption{"SpeedTwice", monitor({"--speed", "1", "--speed", "2"}), "--speed: expected"},
-        BadOption{"SpeedIsAnOption", monitor({"--speed", "--json"}), "--speed: expected a number"},
-        BadOption{"SpeedZero", monitor({"--speed", "0"}), "--speed: expected a number greater"},
-        BadOption{"SpeedNegative", monitor({"--speed", "-1"}), "greater than 0, got \"-1\""},
-        BadOption{"SpeedNan", monitor({"--speed", "nan"}), "greater than 0, got \"nan\""},
-        BadOption{"SpeedInfinite", monitor({"--speed", "inf"}), "greater than 0, got \"inf\""},
-        BadOption{"SpeedText", monitor({"--speed", "abc"}), "greater than 0, got \"abc\""},
-        BadOption{"SpeedTrailingText", monitor({"--speed", "2x"}), "greater than 0, got \"2x\""},
-        BadOption{"SpeedEmpty", monitor({"--speed", ""}), "--speed: expected a number"},
-        BadOption{"SpeedTooBig", monitor({"--speed", "1e999"}), "--speed: expected a number"},
-        BadOption{"DurationMissing", monitor({"--duration"}), "--duration: expected exactly one"},
-        BadOption{"DurationNegative", monitor({"--duration", "-3"}),
-                  "--duration: expected a number"},
-        BadOption{"DurationTooShort", monitor({"--duration", "1e-10"}), "from 0.000000001 to"},
-        BadOption{"DurationZero", monitor({"--duration", "0"}), "--duration: expected a number"},
-        BadOption{"DurationNan", monitor({"--duration", "nan"}), "--duration: expected a number"},
-        BadOption{"DurationTooLong", monitor({"--duration", "1e10"}), "to 1000000000, got"},
-        BadOption{"SeedNegative", monitor({"--seed", "-1"}), "--seed: expected a whole number"},
-        BadOption{"SeedFraction", monitor({"--seed", "1.5"}), "--seed: expected a whole number"},
-        BadOption{"SeedTooBig", monitor({"--seed", "18446744073709551616"}), "--seed: expected"},
-        BadOption{"RecordingAlone", monitor({"--recording", "a.csv"}), "--recording: needs --rate"},
-        BadOption{"RecordingEmpty", monitor({"--recording", "", "--rate", "9"}), "name of a file"},
-        BadOption{"RateAlone", monitor({"--rate", "9"}), "--rate: needs --recording"},
-        BadOption{"RateZero", monitor({"--recording", "a.csv", "--rate", "0"}), "--rate: expected"},
-        BadOption{"RateNan", monitor({"--recording", "a.csv", "--rate", "nan"}),
-                  "--rate: expected"},
-        BadOption{"RateTooFast", monitor({"--recording", "a.csv", "--rate", "1e6"}),
+        BadOption{"SeedOfARealStrap", bluetooth({"--seed", "7"}), "--seed requires --simulated"},
+        BadOption{"SpeedOfARealStrap", bluetooth({"--speed", "1"}), "--speed requires --simulated"},
+        BadOption{"RecordingOfARealStrap", bluetooth({"--recording", "a.csv"}),
+                  "--recording requires --simulated"},
+        BadOption{"RateOfARealStrap", bluetooth({"--rate", "9"}), "--rate requires --simulated"},
+        BadOption{"AdapterOfASimulatedStrap", brief({"--adapter", "hci0"}),
+                  "--simulated excludes --adapter"},
+        BadOption{"NotificationsOfASimulatedStrap", brief({"--notifications", "signals"}),
+                  "--simulated excludes --notifications"},
+        BadOption{"BusOfASimulatedStrap", brief({"--bus", "unix:path=/nonexistent"}),
+                  "--simulated: excludes --bus"},
+        BadOption{"AdapterMissing", bluetooth({"--adapter"}), "--adapter: expected exactly one"},
+        BadOption{"AdapterEmpty", bluetooth({"--adapter", ""}), "--adapter: expected hciN or"},
+        BadOption{"AdapterNumber", bluetooth({"--adapter", "0"}), "hciN or an address like"},
+        BadOption{"AdapterWithPath", bluetooth({"--adapter", "/org/bluez/hci0"}), "expected hciN"},
+        BadOption{"AdapterShortAddress", bluetooth({"--adapter", "00:11:22:33:44"}), "got \"00:11"},
+        BadOption{"NotificationsUnknown", bluetooth({"--notifications", "Signals"}),
+                  "--notifications: expected signals or descriptors, got \"Signals\""},
+        BadOption{"UnknownOption", brief({"--loud"}), "not expected: --loud"},
+        BadOption{"ExtraArgument", brief({"extra"}), "not expected: extra"},
+        BadOption{"LineBreakInArgument", brief({"two\nlines"}), "not expected: two lines"},
+        BadOption{"FlagWithValue", brief({"--json=perhaps"}), "--json: expected no value"},
+        BadOption{"FlagWithNumber", brief({"--json=3"}), "--json: expected no value"},
+        BadOption{"FlagTakenBack", brief({"--json=false"}), "--json: expected no value"},
+        BadOption{"SpeedMissing", brief({"--speed"}), "--speed: expected exactly one value"},
+        BadOption{"SpeedTwice", brief({"--speed", "1", "--speed", "2"}), "--speed: expected"},
+        BadOption{"SpeedIsAnOption", brief({"--speed", "--json"}), "--speed: expected a number"},
+        BadOption{"SpeedZero", brief({"--speed", "0"}), "--speed: expected a number greater"},
+        BadOption{"SpeedNegative", brief({"--speed", "-1"}), "greater than 0, got \"-1\""},
+        BadOption{"SpeedNan", brief({"--speed", "nan"}), "greater than 0, got \"nan\""},
+        BadOption{"SpeedInfinite", brief({"--speed", "inf"}), "greater than 0, got \"inf\""},
+        BadOption{"SpeedText", brief({"--speed", "abc"}), "greater than 0, got \"abc\""},
+        BadOption{"SpeedTrailingText", brief({"--speed", "2x"}), "greater than 0, got \"2x\""},
+        BadOption{"SpeedEmpty", brief({"--speed", ""}), "--speed: expected a number"},
+        BadOption{"SpeedTooBig", brief({"--speed", "1e999"}), "--speed: expected a number"},
+        BadOption{"DurationMissing", monitor({"--diagnostics", "/nonexistent/file", "--duration"}),
+                  "--duration: expected exactly one"},
+        BadOption{"DurationNegative", briefWithDuration("-3"), "--duration: expected a number"},
+        BadOption{"DurationTooShort", briefWithDuration("1e-10"), "from 0.000000001 to"},
+        BadOption{"DurationZero", briefWithDuration("0"), "--duration: expected a number"},
+        BadOption{"DurationNan", briefWithDuration("nan"), "--duration: expected a number"},
+        BadOption{"DurationTooLong", briefWithDuration("1e10"), "to 1000000000, got"},
+        BadOption{"SeedNegative", brief({"--seed", "-1"}), "--seed: expected a whole number"},
+        BadOption{"SeedFraction", brief({"--seed", "1.5"}), "--seed: expected a whole number"},
+        BadOption{"SeedTooBig", brief({"--seed", "18446744073709551616"}), "--seed: expected"},
+        BadOption{"RecordingAlone", brief({"--recording", "a.csv"}), "--recording: needs --rate"},
+        BadOption{"RecordingEmpty", brief({"--recording", "", "--rate", "9"}), "name of a file"},
+        BadOption{"RateAlone", brief({"--rate", "9"}), "--rate: needs --recording"},
+        BadOption{"RateZero", brief({"--recording", "a.csv", "--rate", "0"}), "--rate: expected"},
+        BadOption{"RateNan", brief({"--recording", "a.csv", "--rate", "nan"}), "--rate: expected"},
+        BadOption{"RateTooFast", brief({"--recording", "a.csv", "--rate", "1e6"}),
                   "to 100000, got \"1e6\""},
-        BadOption{"DiagnosticsUnwritable", monitor({"--diagnostics", "/nonexistent/file"}),
+        BadOption{"DiagnosticsUnwritable", brief({"--diagnostics", "/nonexistent/file"}),
                   "--diagnostics: cannot write /nonexistent/file: No such file"}),
     [](const auto& instance) { return instance.param.name; });
 
@@ -103,11 +135,31 @@ TEST(ProgramTest, TellsTheKitsVersion) {
 TEST(ProgramTest, HelpNamesEveryOption) {
   const Finished run = runProgram({"monitor", "--help"});
   EXPECT_EQ(run.exitCode, 0);
-  for (const char* option : {"--simulated", "--seed", "--speed", "--duration", "--recording",
-                             "--rate", "--json", "--diagnostics", "--require-all", "Exit code"}) {
+  for (const char* option :
+       {"--simulated", "--seed", "--speed", "--duration", "--recording", "--rate", "--json",
+        "--diagnostics", "--require-all", "--adapter", "--notifications", "Exit code"}) {
     EXPECT_THAT(run.output, HasSubstr(option));
   }
+  EXPECT_THAT(run.output, Not(HasSubstr("--bus")));
   EXPECT_THAT(runProgram({"--help"}).output, HasSubstr("monitor"));
+}
+
+TEST(ProgramTest, HelpThatCannotBeWrittenIsOneLineAndExitCode1) {
+  for (const Arguments& arguments :
+       {Arguments{"--help"}, Arguments{"--version"}, Arguments{"monitor", "--help"}}) {
+    Process process(arguments, Process::Output::full);
+    const Finished run = process.finish();
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errorLines(), ElementsAre("zephly: standard output: No space left on device"));
+  }
+}
+
+TEST(ProgramTest, DiagnosticLinesThatCannotBeWrittenAreOneLineAndExitCode1) {
+  const Finished run =
+      runProgram(monitor({"--duration", "2", "--speed", "1000", "--diagnostics", "/dev/full"}));
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: --diagnostics: cannot write "
+                                            "/dev/full: No space left on device"));
 }
 
 // A session's JSON lines, each parsed.

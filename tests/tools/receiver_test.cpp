@@ -55,6 +55,12 @@ TEST_F(ReceiverTest, EveryCallbackBecomesOneEventOfItsTime) {
   EXPECT_EQ(events_.size(), 10U);
 }
 
+TEST_F(ReceiverTest, WhatTheHostSaysIsAnEventOfItsOwn) {
+  receiver_.hostLine("0.5, -1.5e-05");
+  EXPECT_EQ(last<HostLine>().text, "0.5, -1.5e-05");
+  EXPECT_EQ(events_.back().time, 1s);
+}
+
 TEST_F(ReceiverTest, TraceLinesAreMotionSamplesAndOtherLinesAreDiagnostics) {
   receiver_.diagnosticLine("0.5, -1.5e-05");
   EXPECT_EQ(last<MotionSample>().highPassed, 0.5F);

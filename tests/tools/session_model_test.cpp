@@ -158,5 +158,45 @@ TEST_F(SessionModelTest, MissesNothingWhenEveryKindHasCome) {
   EXPECT_THAT(model_.neverArrived(), IsEmpty());
 }
 
+TEST_F(SessionModelTest, KeepsWhyAndHowLongTheLinkWasLost) {
+  take(1s, Connected{});
+  take(2s, Disconnected{});
+  take(2s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  take(5s, Connected{});
+  take(6s, Disconnected{});
+  take(6s, Diagnostic{"didFailToConnectPeripheral"});
+  ASSERT_EQ(model_.linkLosses().size(), 2U);
+  EXPECT_EQ(model_.linkLosses()[0].time, 2s);
+  EXPECT_EQ(model_.linkLosses()[0].reason, "Page timeout");
+  EXPECT_EQ(model_.linkLosses()[0].recovery, 3s);
+  EXPECT_EQ(model_.linkLosses()[1].time, 6s);
+  EXPECT_FALSE(model_.linkLosses()[1].reason);
+  EXPECT_FALSE(model_.linkLosses()[1].recovery);
+}
+
+TEST_F(SessionModelTest, KeepsTheLastLinkLossesOnly) {
+  for (std::size_t loss = 0; loss < SessionModel::keptLinkLosses + 5; ++loss) {
+    take(std::chrono::seconds(loss), Connected{});
+    take(std::chrono::seconds(loss), Disconnected{});
+  }
+  EXPECT_EQ(model_.linkLosses().size(), SessionModel::keptLinkLosses);
+  EXPECT_EQ(model_.linkLosses().front().time, 5s);
+}
+
+TEST_F(SessionModelTest, AnExplanationWithoutALossIsJustALine) {
+  take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  EXPECT_TRUE(model_.linkLosses().empty());
+  EXPECT_EQ(model_.diagnostics().back().text, "didDisconnectPeripheral: Page timeout");
+}
+
+TEST_F(SessionModelTest, KeepsWhatTheHostHasSaidLast) {
+  EXPECT_EQ(model_.hostLine(), "");
+  take(1s, HostLine{"no adapter"});
+  take(2s, HostLine{"adapter hci0 is ready"});
+  EXPECT_EQ(model_.hostLine(), "adapter hci0 is ready");
+  ASSERT_EQ(model_.diagnostics().size(), 2U);
+  EXPECT_EQ(model_.diagnostics().front().text, "no adapter");
+}
+
 }  // namespace
 }  // namespace Zephly::monitor

@@ -67,10 +67,10 @@ TEST(SimulatedSourceTest, EndsWithTheRecording) {
   const Summary summary = watch({.recording = std::make_shared<const strap::Recording>(
                                      strap::Recording::parse(text, "test", 50))});
   const StreamSummary& ecg = summary.streams.at(static_cast<std::size_t>(strap::Stream::ecg));
-  ASSERT_TRUE(ecg.strap.recording);
-  EXPECT_EQ(ecg.strap.recording->rows, 50U);
-  EXPECT_EQ(ecg.strap.recording->samples, 500U);
-  EXPECT_EQ(ecg.delivered, 500U + ecg.strap.recording->filled);
+  ASSERT_TRUE(ecg.strap && ecg.strap->recording);
+  EXPECT_EQ(ecg.strap->recording->rows, 50U);
+  EXPECT_EQ(ecg.strap->recording->samples, 500U);
+  EXPECT_EQ(ecg.delivered, 500U + ecg.strap->recording->filled);
   EXPECT_EQ(summary.disconnections, 0U);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -15,11 +16,11 @@ using strap::Stream;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 // Six ECG samples sent, `delivered` of them received.
 Summary summaryWith(int delivered) {
   StrapReport strap;
-  strap.duration = 12'340ms;
   strap.streams[static_cast<std::size_t>(Stream::ecg)].sent = 6;
   strap.streams[static_cast<std::size_t>(Stream::ecg)].unheard = 12;
   strap.repetitionsDone = {3, 2, 1};
@@ -29,7 +30,7 @@ Summary summaryWith(int delivered) {
   model.take({1s, LeadOff{true}});
   model.take({1s, LeadOff{false}});
   model.take({1s, Repetition{strap::Exercise::pushUp}});
-  return summarize(strap, model);
+  return summarize({12'340ms, strap}, model);
 }
 
 const StreamSummary& ecgOf(const Summary& summary) {
@@ -62,7 +63,7 @@ TEST(SummaryTest, TheFirstReportOfContactIsNoChange) {
 
 TEST(SummaryTest, TextTellsEverything) {
   Summary summary = summaryWith(4);
-  summary.streams[0].strap.recording = strap::PlaybackCounts{100, 25, 0, 1};
+  summary.streams[0].strap->recording = strap::PlaybackCounts{100, 25, 0, 1};
   const std::string text = summaryText(summary);
   EXPECT_THAT(text, HasSubstr("Session of 12.3 s of strap time\n"));
   EXPECT_THAT(text, HasSubstr("  ecg                   6           4           2          12\n"));
@@ -71,6 +72,53 @@ TEST(SummaryTest, TextTellsEverything) {
   EXPECT_THAT(text, HasSubstr("1 connection, 0 disconnections, 0 reconnections\n"));
   EXPECT_THAT(text, HasSubstr("1 change of contact\n"));
   EXPECT_THAT(text, HasSubstr("temperature: 100 rows in, 25 samples out, 0 filled, 1 beyond"));
+}
+
+// A second of a real strap, a lost link, and what came after it.
+Summary summaryOfARealStrap() {
+  SessionModel model;
+  model.take({1s, Connected{}});
+  for (int frame = 0; frame < 10; ++frame) model.take({2s + frame * 100ms, EcgSample{0}});
+  model.take({3s, Disconnected{}});
+  model.take({3s, Diagnostic{"didDisconnectPeripheral: Out of \x1b range."}});
+  model.take({5500ms, Connected{}});
+  model.take({6s, EcgSample{0}});
+  model.take({8s, Disconnected{}});
+  return summarize({9s, std::nullopt}, model);
+}
+
+TEST(SummaryTest, NothingIsLostWhereTheStrapDoesNotTellWhatItSent) {
+  const Summary summary = summaryOfARealStrap();
+  EXPECT_FALSE(ecgOf(summary).lost());
+  EXPECT_FALSE(summary.repetitionsDone);
+  EXPECT_FALSE(summary.anythingLost());
+  EXPECT_THAT(losses(summary), IsEmpty());
+}
+
+TEST(SummaryTest, RateAndGapAreThoseOfTheTimeWithALink) {
+  const StreamSummary ecg = ecgOf(summaryOfARealStrap());
+  EXPECT_EQ(ecg.delivered, 11U);
+  EXPECT_EQ(ecg.longestGap, 2s);
+  EXPECT_EQ(ecg.perSecond, 11.0 / 3);
+}
+
+TEST(SummaryTest, SilenceUntilTheEndOfTheSessionCounts) {
+  SessionModel model;
+  model.take({1s, Connected{}});
+  model.take({2s, EcgSample{0}});
+  EXPECT_EQ(ecgOf(summarize({9s, std::nullopt}, model)).longestGap, 7s);
+}
+
+TEST(SummaryTest, TextOfARealStrapTellsWhatIsKnown) {
+  const std::string text = summaryText(summaryOfARealStrap());
+  EXPECT_THAT(text, StartsWith("Session of 9.0 s\n"
+                               "  stream        delivered   per second   longest gap\n"
+                               "  temperature           0\n"
+                               "  ecg                  11          3.7       2.000 s\n"));
+  EXPECT_THAT(text, HasSubstr("  jumps        0 counted\n"));
+  EXPECT_THAT(text, HasSubstr("  link         2 connections, 2 disconnections, 1 reconnection\n"
+                              "  link lost    at 0:03 for 2.5 s: Out of ? range.\n"
+                              "  link lost    at 0:08 to the end\n"));
 }
 
 TEST(SummaryTest, TextFitsAnEightyColumnTerminal) {

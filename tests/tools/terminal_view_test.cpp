@@ -114,6 +114,43 @@ TEST_F(TerminalViewTest, SearchesBeforeTheFirstConnection) {
               AllOf(HasSubstr("Skin                -"), HasSubstr("Battery             -")));
 }
 
+TEST_F(TerminalViewTest, WhatTheHostWaitsForIsWholeAtEveryWidth) {
+  take(1s, HostLine{"Bluetooth: the service org.bluez is not there (The name is not activatable). "
+                    "To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth"});
+  EXPECT_THAT(stateRow(), AllOf(StartsWith(warning), HasSubstr("waiting for 6.0 s")));
+  const Canvas wide = canvasOf(100, 24);
+  EXPECT_THAT(wide.ansiRow(3, Colors::ansi), StartsWith("  \x1b[1mBluetooth: the service"));
+  for (std::size_t width = smallestWidth; width <= 200; width += 7) {
+    const Canvas canvas = canvasOf(width, smallestHeight);
+    std::string words;
+    for (std::size_t row = 3; row < 8; ++row) words += canvas.plainRow(row) + " ";
+    words.erase(std::unique(words.begin(), words.end(),
+                            [](char a, char b) { return a == ' ' && b == ' '; }),
+                words.end());
+    ASSERT_THAT(words, StartsWith(" Bluetooth: the service org.bluez is not there (The name is not "
+                                  "activatable). To have it: sudo apt install bluez; sudo "
+                                  "systemctl enable --now bluetooth "))
+        << width;
+  }
+}
+
+TEST_F(TerminalViewTest, AWordThatIsTooLongForTheHostsLineIsCutOff) {
+  take(1s, HostLine{std::string(300, 'x') + " end"});
+  const Canvas canvas = canvasOf(60, 20);
+  EXPECT_EQ(canvas.plainRow(3), "  " + std::string(58, 'x'));
+  EXPECT_EQ(canvas.plainRow(4), "  end");
+}
+
+TEST_F(TerminalViewTest, TheHostsLineGivesWayToTheTraces) {
+  take(1s, HostLine{"Bluetooth: adapter hci0 is ready."});
+  EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("hci0 is ready"));
+  fillModel();
+  EXPECT_THAT(canvasOf(80, 24).plainRow(3), Not(HasSubstr("hci0")));
+  take(6s, HostLine{"Bluetooth: no adapter."});
+  take(6s, Disconnected{});
+  EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("no adapter"));
+}
+
 TEST_F(TerminalViewTest, ChargingIsToldApart) {
   take(1s, Battery{{50, true}});
   EXPECT_THAT(textOf(80, 24), HasSubstr("Charging       50.0 %"));

@@ -33,6 +33,11 @@ bool isControl(std::string_view character) {
   return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
 }
 
+// What stands for the character on a canvas.
+std::string shown(std::string_view character) {
+  return isControl(character) ? "?" : std::string(character);
+}
+
 std::string_view escape(Style style, Colors colors) {
   const bool colored = colors == Colors::ansi;
   switch (style) {
@@ -71,7 +76,7 @@ std::size_t Canvas::put(std::size_t row, std::size_t column, std::string_view te
   while (!text.empty()) {
     const std::string_view character = text.substr(0, characterLength(text));
     if (row < height() && column < width_) {
-      rows_[row][column] = {isControl(character) ? "?" : std::string(character), style};
+      rows_[row][column] = {shown(character), style};
     }
     ++column;
     text.remove_prefix(character.size());
@@ -126,6 +131,16 @@ std::string Canvas::ansiRow(std::size_t row, Colors colors) const {
   }
   if (!current.empty()) text += "\x1b[0m";
   return text;
+}
+
+std::string printable(std::string_view text) {
+  std::string printed;
+  while (!text.empty()) {
+    const std::string_view character = text.substr(0, characterLength(text));
+    printed += shown(character);
+    text.remove_prefix(character.size());
+  }
+  return printed;
 }
 
 }  // namespace Zephly::monitor

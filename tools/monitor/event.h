@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// What a session reports while it is watched: one value per callback or diagnostic line of the
-/// kit.
+/// kit, and per line of the host that it runs on.
 
 #include <strap/frame.h>
 #include <strap/training_plan.h>
@@ -45,11 +45,15 @@ struct MotionSample {
 struct Diagnostic {
   std::string text;
 };
+/// What the host says about itself, for people: what is missing, and when nothing is.
+struct HostLine {
+  std::string text;
+};
 
 struct Event {
   strap::StrapTime time;  ///< since the session began
   std::variant<Connected, Disconnected, LeadOff, Temperature, Battery, EcgSample, RespirationSample,
-               Repetition, MotionSample, Diagnostic>
+               Repetition, MotionSample, Diagnostic, HostLine>
       what;
 };
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace Zephly::monitor {
@@ -60,6 +61,9 @@ class Writer {
   std::string operator()(const Diagnostic& diagnostic) const {
     return line("diagnostic").string("text", diagnostic.text).text();
   }
+  std::string operator()(const HostLine& host) const {
+    return line("host").string("text", host.text).text();
+  }
 
  private:
   JsonLine line(std::string_view event) const { return {time_, event}; }
@@ -67,18 +71,43 @@ class Writer {
   strap::StrapTime time_;
 };
 
+// The same number as jsonSeconds() writes.
+double seconds(strap::StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
+
 Json streamJson(const StreamSummary& stream) {
-  Json json = {{"sent", stream.strap.sent},
-               {"delivered", stream.delivered},
-               {"lost", stream.lost()},
-               {"unheard", stream.strap.unheard}};
-  if (const auto& played = stream.strap.recording) {
-    json["recording"] = {{"rows", played->rows},
-                         {"samples", played->samples},
-                         {"filled", played->filled},
-                         {"saturated", played->saturated}};
+  Json json = Json::object();
+  if (stream.strap) json["sent"] = stream.strap->sent;
+  json["delivered"] = stream.delivered;
+  if (stream.strap) {
+    json["lost"] = *stream.lost();
+    json["unheard"] = stream.strap->unheard;
+  }
+  if (stream.perSecond) json["perSecond"] = *stream.perSecond;
+  if (stream.longestGap) json["longestGap"] = seconds(*stream.longestGap);
+  if (stream.strap && stream.strap->recording) {
+    const strap::PlaybackCounts& played = *stream.strap->recording;
+    json["recording"] = {{"rows", played.rows},
+                         {"samples", played.samples},
+                         {"filled", played.filled},
+                         {"saturated", played.saturated}};
   }
   return json;
+}
+
+Json linkLossesJson(const Summary& summary) {
+  Json list = Json::array();
+  for (const SessionModel::LinkLoss& loss : summary.linkLosses) {
+    Json json = {{"t", seconds(loss.time)}};
+    if (loss.recovery) json["recovery"] = seconds(*loss.recovery);
+    if (loss.reason) json["reason"] = *loss.reason;
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
+// Text that is not UTF-8 is mended with the replacement character.
+std::string dumped(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 Json repetitionsJson(const strap::Repetitions& repetitions) {
@@ -98,8 +127,9 @@ std::string jsonText(const Summary& summary) {
   for (const StreamSummary& stream : summary.streams) {
     streams[std::string(strap::streamName(stream.stream))] = streamJson(stream);
   }
-  const Json repetitions = {{"done", repetitionsJson(summary.repetitionsDone)},
-                            {"counted", repetitionsJson(summary.repetitionsCounted)}};
+  Json repetitions = Json::object();
+  if (summary.repetitionsDone) repetitions["done"] = repetitionsJson(*summary.repetitionsDone);
+  repetitions["counted"] = repetitionsJson(summary.repetitionsCounted);
   return JsonLine(summary.duration, "summary")
       .raw("duration", jsonSeconds(summary.duration))
       .raw("streams", streams.dump())
@@ -107,6 +137,7 @@ std::string jsonText(const Summary& summary) {
       .raw("connections", std::to_string(summary.connections))
       .raw("disconnections", std::to_string(summary.disconnections))
       .raw("reconnections", std::to_string(summary.reconnections))
+      .raw("linkLosses", dumped(linkLossesJson(summary)))
       .raw("leadOffChanges", std::to_string(summary.leadOffChanges))
       .raw("neverArrived", Json(summary.neverArrived).dump())
       .text();

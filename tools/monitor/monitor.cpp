@@ -1,7 +1,9 @@
 #include <tools/monitor/monitor.h>
 
 #include <platforms/main_queue/main_queue.h>
+#include <tools/monitor/bluetooth_source.h>
 #include <tools/monitor/diagnostics_catcher.h>
+#include <tools/monitor/diagnostics_file.h>
 #include <tools/monitor/options.h>
 #include <tools/monitor/receiver.h>
 #include <tools/monitor/simulated_source.h>
@@ -14,12 +16,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -35,22 +36,32 @@ std::shared_ptr<const strap::Recording> load(const Options& options) {
       strap::Recording::load(*options.recording, *options.rowsPerSecond));
 }
 
-std::string titleOf(const Options& options) {
-  if (options.recording) {
-    return "simulated strap plays " + options.recording->filename().string();
-  }
-  return "simulated strap, seed " + std::to_string(options.seed);
+SimulatedOptions simulatedOptions(const Options& options) {
+  return {.seed = options.seed,
+          .speed = options.speed,
+          .duration = options.duration,
+          .recording = load(options),
+          .recordingName = options.recording.value_or("").filename().string()};
 }
 
-// The file for the diagnostic lines, or one that is not open.
-std::ofstream openDiagnostics(const Options& options) {
-  if (!options.diagnostics) return {};
-  std::ofstream file(*options.diagnostics);
-  if (!file) {
-    throw CLI::ValidationError("--diagnostics", "cannot write " + options.diagnostics->string() +
-                                                    ": " + std::generic_category().message(errno));
+BluetoothOptions bluetoothOptions(const Options& options) {
+  return {.adapter = options.adapter,
+          .busAddress = options.busAddress,
+          .notifications = options.notifications,
+          .duration = options.duration};
+}
+
+std::string cannotWrite(const Options& options, const std::string& reason) {
+  return "cannot write " + options.diagnostics->string() + ": " + reason;
+}
+
+std::optional<DiagnosticsFile> openDiagnostics(const Options& options) {
+  if (!options.diagnostics) return std::nullopt;
+  try {
+    return std::optional<DiagnosticsFile>(std::in_place, *options.diagnostics);
+  } catch (const std::system_error& error) {
+    throw CLI::ValidationError("--diagnostics", cannotWrite(options, error.code().message()));
   }
-  return file;
 }
 
 class Monitor {
@@ -58,13 +69,8 @@ class Monitor {
   explicit Monitor(const Options& options)
       : options_(options),
         diagnosticsFile_(openDiagnostics(options)),
-        source_(queue_,
-                {.seed = options.seed,
-                 .speed = options.speed,
-                 .duration = options.duration,
-                 .recording = load(options)},
-                [this] { end(); }),
-        receiver_(std::make_shared<Receiver>([this] { return source_.now(); },
+        source_(makeSource()),
+        receiver_(std::make_shared<Receiver>([this] { return source_->now(); },
                                              [this](const Event& event) { take(event); })),
         catcher_([this](std::string_view line) { diagnosticLine(line); }),
         view_(makeView()) {}
@@ -74,16 +80,26 @@ class Monitor {
     session->startWorkoutDetection(receiver_);
     watchSignals();
     watchKeyboard();
-    source_.start();
+    source_->start();
     refresh();
     queue_.run();
-    receiver_->endAt(source_.now());
-    const Summary summary = summarize(source_.finish(), model_);
+    receiver_->endAt(source_->now());
+    const Summary summary = summarize(source_->finish(), model_);
     view_->finish(summary);
     return verdict(summary);
   }
 
  private:
+  std::unique_ptr<Source> makeSource() {
+    const auto ended = [this] { end(); };
+    if (options_.simulated) {
+      return std::make_unique<SimulatedSource>(queue_, simulatedOptions(options_), ended);
+    }
+    return std::make_unique<BluetoothSource>(
+        queue_, bluetoothOptions(options_), [this](std::string_view line) { hostLine(line); },
+        ended);
+  }
+
   std::unique_ptr<View> makeView() {
     const TerminalKind kind = terminalKind(STDOUT_FILENO);
     if (options_.json || !kind.terminal) return std::make_unique<JsonView>(output_);
@@ -94,14 +110,10 @@ class Monitor {
 
   ViewOptions viewOptions(bool unicode) const {
     ViewOptions options;
-    options.now = source_.now();
-    options.title = titleOf(options_);
+    options.now = source_->now();
+    options.title = source_->title();
+    options.pace = source_->pace();
     options.unicode = unicode;
-    if (options_.speed != 1) options.pace = "speed " + CLI::detail::to_string(options_.speed);
-    constexpr auto noticeable = std::chrono::seconds(1);
-    if (source_.behind() > options_.speed * noticeable) {
-      options.pace += " (this machine is slower)";
-    }
     return options;
   }
 
@@ -111,8 +123,13 @@ class Monitor {
   }
 
   void diagnosticLine(std::string_view line) {
-    if (diagnosticsFile_.is_open()) diagnosticsFile_ << line << '\n';
+    if (diagnosticsFile_) diagnosticsFile_->writeLine(line);
     receiver_->diagnosticLine(line);
+  }
+
+  void hostLine(std::string_view line) {
+    if (diagnosticsFile_) diagnosticsFile_->writeLine(line);
+    receiver_->hostLine(line);
   }
 
   void refresh() {
@@ -125,7 +142,7 @@ class Monitor {
   }
 
   void end() {
-    receiver_->endAt(source_.now());
+    receiver_->endAt(source_->now());
     queue_.stop();
   }
 
@@ -164,8 +181,8 @@ class Monitor {
     if (output_.state() == tools::Output::State::failed) {
       complaints.push_back("standard output: " + output_.error());
     }
-    if (diagnosticsFile_.is_open() && !diagnosticsFile_.flush()) {
-      complaints.push_back("--diagnostics: cannot write " + options_.diagnostics->string());
+    if (const auto reason = diagnosticsFile_ ? diagnosticsFile_->finish() : std::nullopt) {
+      complaints.push_back("--diagnostics: " + cannotWrite(options_, *reason));
     }
     for (const std::string& complaint : complaints) {
       std::cerr << "zephly monitor: " << complaint << '\n';
@@ -174,11 +191,11 @@ class Monitor {
   }
 
   const Options& options_;
-  std::ofstream diagnosticsFile_;
+  std::optional<DiagnosticsFile> diagnosticsFile_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
   SessionModel model_;
-  SimulatedSource source_;
+  std::unique_ptr<Source> source_;
   std::shared_ptr<Receiver> receiver_;
   DiagnosticsCatcher catcher_;
   std::unique_ptr<View> view_;
@@ -195,10 +212,13 @@ tools::Command addMonitorCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "monitor", "Watch a strap: connection, electrodes, traces, values, repetitions");
   command->footer(
+      "The strap is the one that this machine's Bluetooth hears, or a simulated one. What is\n"
+      "missing for Bluetooth is told, and it begins to work when it is there.\n"
       "On a terminal it shows a screen; q or Ctrl-C ends it. Otherwise it writes one JSON object\n"
       "a line (see docs/monitor-json.md). A summary comes last.\n"
       "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when something was\n"
-      "lost or a recording cannot be played; 2 for options that are not understood.");
+      "lost, is missing with --require-all, or a file cannot be used; 2 for options that are\n"
+      "not understood.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {

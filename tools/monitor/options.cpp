@@ -7,6 +7,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -77,36 +78,77 @@ std::filesystem::path file(const std::string& option, const std::string& text) {
   return text;
 }
 
-// The types in the help text are the placeholders of the values.
-template <class Convert>
-void addValue(CLI::App& command, const std::string& name, const std::string& type,
-              const std::string& help, Convert convert) {
-  command.add_option_function<std::string>(name, convert, help)->type_name(type);
+// "hci0", or an address as bluetoothctl prints it.
+std::string adapter(const std::string& text) {
+  static const std::regex name("hci[0-9]{1,5}|([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}");
+  if (!std::regex_match(text, name)) {
+    reject("--adapter", "hciN or an address like 00:1A:7D:DA:71:13", text);
+  }
+  return text;
 }
 
-void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help) {
-  command.add_flag(name, value, help)->disable_flag_override();
+bluez::Notifications notifications(const std::string& text) {
+  if (text == "signals") return bluez::Notifications::signals;
+  if (text == "descriptors") return bluez::Notifications::descriptors;
+  reject("--notifications", "signals or descriptors", text);
+}
+
+// The types in the help text are the placeholders of the values.
+template <class Convert>
+CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
+                      const std::string& help, Convert convert) {
+  return command.add_option_function<std::string>(name, convert, help)->type_name(type);
+}
+
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
+                     const std::string& help) {
+  return command.add_flag(name, value, help)->disable_flag_override();
+}
+
+void addSimulatedOptions(CLI::App& command, Options& options, CLI::Option* simulated) {
+  addValue(command, "--seed", "N",
+           "The simulated strap's seed: same seed, same session (default 1)",
+           [&](const std::string& text) { options.seed = seed(text); })
+      ->needs(simulated);
+  addValue(command, "--speed", "X",
+           "How much faster than the clock on the wall the simulation runs (default 1)",
+           [&](const std::string& text) { options.speed = speed(text); })
+      ->needs(simulated);
+  addValue(command, "--recording", "FILE",
+           "Let the simulated strap play a CSV file (columns ECG, RSP, skin temperature, "
+           "accelerometer and gyroscope); ends with it",
+           [&](const std::string& text) { options.recording = file("--recording", text); })
+      ->needs(simulated);
+  addValue(command, "--rate", "HZ", "Rows per second of the recording",
+           [&](const std::string& text) { options.rowsPerSecond = rate(text); })
+      ->needs(simulated);
+}
+
+void addBluetoothOptions(CLI::App& command, Options& options, CLI::Option* simulated) {
+  addValue(command, "--adapter", "hciN|ADDRESS",
+           "The Bluetooth adapter (default: the first one that is switched on)",
+           [&](const std::string& text) { options.adapter = adapter(text); })
+      ->excludes(simulated);
+  addValue(command, "--notifications", "signals|descriptors",
+           "How the strap's data come from bluetoothd (default: signals)",
+           [&](const std::string& text) { options.notifications = notifications(text); })
+      ->excludes(simulated);
+  // Without a group it is not in the help text.
+  addValue(command, "--bus", "ADDRESS", "D-Bus address of another bus than the system's",
+           [&](const std::string& text) { options.busAddress = text; })
+      ->group("");
 }
 
 }  // namespace
 
 void addOptions(CLI::App& command, Options& options) {
-  addFlag(command, "--simulated", options.simulated,
-          "Watch a strap made of software instead of a real one");
-  addValue(command, "--seed", "N",
-           "The simulated strap's seed: same seed, same session (default 1)",
-           [&](const std::string& text) { options.seed = seed(text); });
-  addValue(command, "--speed", "X",
-           "How much faster than the clock on the wall the simulation runs (default 1)",
-           [&](const std::string& text) { options.speed = speed(text); });
-  addValue(command, "--duration", "S", "End after S seconds of strap time",
+  CLI::Option* simulated =
+      addFlag(command, "--simulated", options.simulated,
+              "Watch a strap made of software instead of a real one over Bluetooth");
+  addSimulatedOptions(command, options, simulated);
+  addBluetoothOptions(command, options, simulated);
+  addValue(command, "--duration", "S", "End after S seconds (of strap time when it is simulated)",
            [&](const std::string& text) { options.duration = duration(text); });
-  addValue(command, "--recording", "FILE",
-           "Let the strap play a CSV file (columns ECG, RSP, skin temperature, accelerometer and "
-           "gyroscope); ends with it",
-           [&](const std::string& text) { options.recording = file("--recording", text); });
-  addValue(command, "--rate", "HZ", "Rows per second of the recording",
-           [&](const std::string& text) { options.rowsPerSecond = rate(text); });
   addFlag(command, "--json", options.json,
           "Write one JSON object a line (always so when standard output is no terminal)");
   addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",
@@ -116,15 +158,15 @@ void addOptions(CLI::App& command, Options& options) {
 }
 
 void checkTogether(const Options& options) {
+  // CLI11 would leave out the name of what it does not show.
+  if (options.simulated && !options.busAddress.empty()) {
+    throw CLI::ValidationError("--simulated", "excludes --bus");
+  }
   if (options.recording && !options.rowsPerSecond) {
     throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
   }
   if (options.rowsPerSecond && !options.recording) {
     throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
-  }
-  if (!options.simulated) {
-    throw CLI::ValidationError("--simulated",
-                               "is needed, real Bluetooth is not in this build of the program");
   }
 }
 

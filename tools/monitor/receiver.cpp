@@ -49,6 +49,8 @@ void Receiver::diagnosticLine(std::string_view line) {
   }
 }
 
+void Receiver::hostLine(std::string_view line) { tell(HostLine{std::string(line)}); }
+
 void Receiver::didChangeLeadoffState(bool leadoff) { tell(LeadOff{leadoff}); }
 void Receiver::didConnectPeripheral() { tell(Connected{}); }
 void Receiver::didDisconnectPeripheral() { tell(Disconnected{}); }

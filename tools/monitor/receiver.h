@@ -31,6 +31,8 @@ class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
   /// One line without its end. The trace lines of the exercise detector ("0.25, -0.01") become
   /// motion samples.
   void diagnosticLine(std::string_view line);
+  /// One line of the host about itself, without its end.
+  void hostLine(std::string_view line);
 
   void didChangeLeadoffState(bool leadoff) override;
   void didConnectPeripheral() override;

@@ -32,9 +32,14 @@ double SessionModel::perSecond(strap::Stream stream, strap::StrapTime now) const
   return rates_[static_cast<std::size_t>(stream)].perSecond(now);
 }
 
+const ArrivalMeter& SessionModel::arrivals(strap::Stream stream) const {
+  return arrivals_[static_cast<std::size_t>(stream)];
+}
+
 void SessionModel::count(strap::Stream stream, strap::StrapTime time) {
   ++received_[static_cast<std::size_t>(stream)];
   rates_[static_cast<std::size_t>(stream)].count(time);
+  arrivals_[static_cast<std::size_t>(stream)].count(time);
 }
 
 void SessionModel::note(strap::StrapTime time, const Connected& /*connected*/) {
@@ -44,6 +49,7 @@ void SessionModel::note(strap::StrapTime time, const Connected& /*connected*/) {
     ecg_.appendGap(gap);
     respiration_.appendGap(gap);
   }
+  if (!linkLosses_.empty() && !connected_) linkLosses_.back().recovery = time - *linkChanged_;
   connected_ = true;
   linkChanged_ = time;
   ++connections_;
@@ -53,6 +59,9 @@ void SessionModel::note(strap::StrapTime time, const Disconnected& /*disconnecte
   connected_ = false;
   linkChanged_ = time;
   ++disconnections_;
+  linkLosses_.push_back({time, std::nullopt, std::nullopt});
+  if (linkLosses_.size() > keptLinkLosses) linkLosses_.pop_front();
+  for (ArrivalMeter& meter : arrivals_) meter.stop(time);
 }
 
 void SessionModel::note(strap::StrapTime /*time*/, const LeadOff& leadOff) {
@@ -90,8 +99,26 @@ void SessionModel::note(strap::StrapTime time, const MotionSample& /*sample*/) {
 }
 
 void SessionModel::note(strap::StrapTime time, const Diagnostic& diagnostic) {
-  diagnostics_.push_back({time, diagnostic.text});
+  keep(time, diagnostic.text);
+  explainLinkLoss(diagnostic.text);
+}
+
+void SessionModel::note(strap::StrapTime time, const HostLine& line) {
+  keep(time, line.text);
+  hostLine_ = line.text;
+}
+
+void SessionModel::keep(strap::StrapTime time, const std::string& text) {
+  diagnostics_.push_back({time, text});
   if (diagnostics_.size() > keptDiagnostics) diagnostics_.pop_front();
+}
+
+// The kit writes the reason right after it has told the loss.
+void SessionModel::explainLinkLoss(std::string_view diagnostic) {
+  constexpr std::string_view beginning = "didDisconnectPeripheral: ";
+  if (connected_ || linkLosses_.empty() || linkLosses_.back().reason) return;
+  if (diagnostic.substr(0, beginning.size()) != beginning) return;
+  linkLosses_.back().reason = diagnostic.substr(beginning.size());
 }
 
 std::vector<std::string> SessionModel::neverArrived() const {

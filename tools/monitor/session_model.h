@@ -9,6 +9,7 @@
 /// Holds a few seconds of both waveforms and the last diagnostic lines; everything else is the
 /// latest value or a count.
 
+#include <tools/monitor/arrival_meter.h>
 #include <tools/monitor/event.h>
 #include <tools/monitor/rate_meter.h>
 #include <tools/monitor/sample_window.h>
@@ -18,6 +19,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Zephly::monitor {
@@ -26,10 +28,17 @@ class SessionModel {
  public:
   static constexpr std::size_t waveformSeconds = 30;
   static constexpr std::size_t keptDiagnostics = 50;
+  static constexpr std::size_t keptLinkLosses = 100;
 
   struct DiagnosticLine {
     strap::StrapTime time;
     std::string text;
+  };
+
+  struct LinkLoss {
+    strap::StrapTime time;
+    std::optional<std::string> reason;         ///< the kit's text; empty when there was no error
+    std::optional<strap::StrapTime> recovery;  ///< until the next connection; empty: none yet
   };
 
   SessionModel();
@@ -43,6 +52,10 @@ class SessionModel {
   std::uint64_t disconnections() const { return disconnections_; }
   /// Connections after the first.
   std::uint64_t reconnections() const { return connections_ > 0 ? connections_ - 1 : 0; }
+  /// The last ones, oldest first.
+  const std::deque<LinkLoss>& linkLosses() const { return linkLosses_; }
+  /// What the host has said last about itself; empty before it said anything.
+  const std::string& hostLine() const { return hostLine_; }
 
   /// True: the electrodes are off. Empty before the first report.
   std::optional<bool> leadOff() const { return leadOff_; }
@@ -57,10 +70,12 @@ class SessionModel {
   /// The same per second, averaged over RateMeter::window.
   double perSecond(strap::Stream stream, strap::StrapTime now) const;
 
+  const ArrivalMeter& arrivals(strap::Stream stream) const;
+
   const SampleWindow& ecg() const { return ecg_; }
   const SampleWindow& respiration() const { return respiration_; }
 
-  /// Oldest first.
+  /// Lines of the kit and of the host, oldest first.
   const std::deque<DiagnosticLine>& diagnostics() const { return diagnostics_; }
 
   /// The kinds of callback that have never come, by name, in a fixed order.
@@ -77,12 +92,17 @@ class SessionModel {
   void note(strap::StrapTime time, const Repetition& repetition);
   void note(strap::StrapTime time, const MotionSample& sample);
   void note(strap::StrapTime time, const Diagnostic& diagnostic);
+  void note(strap::StrapTime time, const HostLine& line);
+  void keep(strap::StrapTime time, const std::string& text);
+  void explainLinkLoss(std::string_view diagnostic);
   void count(strap::Stream stream, strap::StrapTime time);
 
   bool connected_ = false;
   std::optional<strap::StrapTime> linkChanged_;
   std::uint64_t connections_ = 0;
   std::uint64_t disconnections_ = 0;
+  std::deque<LinkLoss> linkLosses_;
+  std::string hostLine_;
   std::optional<bool> leadOff_;
   std::uint64_t leadOffReports_ = 0;
   bool seenElectrodesOff_ = false;
@@ -92,6 +112,7 @@ class SessionModel {
   strap::Repetitions repetitions_;
   std::array<std::uint64_t, strap::allStreams.size()> received_{};
   std::array<RateMeter, strap::allStreams.size()> rates_;
+  std::array<ArrivalMeter, strap::allStreams.size()> arrivals_;
   SampleWindow ecg_;
   SampleWindow respiration_;
   std::deque<DiagnosticLine> diagnostics_;

@@ -3,6 +3,8 @@
 #include <zephly/ble/gatt_profile.h>
 
 #include <chrono>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -14,6 +16,9 @@ using namespace std::chrono_literals;
 
 // How often it is looked whether a recording has been played.
 constexpr simulated::Duration recordingInterval = 100ms;
+
+// What the machine may be behind, by the clock on the wall, before it is said.
+constexpr std::chrono::seconds noticeable{1};
 
 // What else is in the air wherever somebody wears a strap.
 void addCompany(simulated::Radio& radio) {
@@ -43,8 +48,19 @@ SimulatedSource::SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions 
 
 void SimulatedSource::start() { pacer_.emplace(queue_, scheduler_, options_.speed); }
 
-strap::StrapTime SimulatedSource::behind() const {
-  return pacer_ ? pacer_->behind() : strap::StrapTime{};
+std::string SimulatedSource::title() const {
+  if (options_.recording) return "simulated strap plays " + options_.recordingName;
+  return "simulated strap, seed " + std::to_string(options_.seed);
+}
+
+std::string SimulatedSource::pace() const {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  if (options_.speed != 1) text << "speed " << options_.speed;
+  if (pacer_ && pacer_->behind() > options_.speed * noticeable) {
+    text << " (this machine is slower)";
+  }
+  return text.str();
 }
 
 void SimulatedSource::watchRecording() {
@@ -64,10 +80,11 @@ void SimulatedSource::end() {
 void SimulatedSource::stopSending() {
   if (!device_) return;
   report_.duration = now();
-  report_.repetitionsDone = strap_.repetitionsDone(now());
+  StrapReport& report = report_.strap.emplace();
+  report.repetitionsDone = strap_.repetitionsDone(now());
   for (const strap::Stream stream : strap::allStreams) {
     const simulated::StrapDevice::Counts& counts = device_->counts(stream);
-    StreamSent& sent = report_.streams[static_cast<std::size_t>(stream)];
+    StreamSent& sent = report.streams[static_cast<std::size_t>(stream)];
     sent.sent = counts.samplesSent;
     sent.unheard =
         counts.framesUnheard * static_cast<std::uint64_t>(strap::samplesPerFrame(stream));
@@ -76,7 +93,7 @@ void SimulatedSource::stopSending() {
   device_.reset();
 }
 
-StrapReport SimulatedSource::finish() {
+SourceReport SimulatedSource::finish() {
   pacer_.reset();
   stopSending();
   scheduler_.advance(0s);

@@ -8,7 +8,7 @@
 ///   }); auto session = ::Zephly::Zephly::init(receiver);   // the source is the host in use
 ///   source.start();
 ///   queue.run();
-///   const StrapReport report = source.finish();
+///   const SourceReport report = source.finish();
 ///
 /// The strap loses its link when its training plan says so.
 
@@ -18,12 +18,13 @@
 #include <platforms/simulated/scheduler.h>
 #include <platforms/simulated/strap_device.h>
 #include <strap/strap.h>
-#include <tools/monitor/summary.h>
+#include <tools/monitor/source.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace Zephly::monitor {
 
@@ -32,28 +33,25 @@ struct SimulatedOptions {
   double speed = 1;                                             ///< > 0, finite
   std::optional<strap::StrapTime> duration = std::nullopt;      ///< of strap time
   std::shared_ptr<const strap::Recording> recording = nullptr;  ///< null: everything is modelled
+  std::string recordingName = {};                               ///< for people
 };
 
-class SimulatedSource {
+class SimulatedSource final : public Source {
  public:
   /// `ended` is called once, on the queue, when the duration is over or the recording has been
   /// played: the strap then sends nothing more.
   SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions options,
                   std::function<void()> ended);
-  SimulatedSource(const SimulatedSource&) = delete;
-  SimulatedSource& operator=(const SimulatedSource&) = delete;
 
-  /// Time runs from now on.
-  void start();
+  std::string title() const override;
+  std::string pace() const override;
 
+  void start() override;
   /// Strap time, which is the session's time too.
-  strap::StrapTime now() const { return scheduler_.now(); }
-  /// Strap time that a machine which is too slow for the speed has not kept up with.
-  strap::StrapTime behind() const;
+  strap::StrapTime now() const override { return scheduler_.now(); }
 
-  /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did. Not
-  /// from inside a callback of the session.
-  StrapReport finish();
+  /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did.
+  SourceReport finish() override;
 
  private:
   void watchRecording();
@@ -68,7 +66,7 @@ class SimulatedSource {
   strap::Strap strap_;
   std::optional<simulated::StrapDevice> device_;
   std::optional<simulated::Pacer> pacer_;
-  StrapReport report_;
+  SourceReport report_;
 };
 
 }  // namespace Zephly::monitor

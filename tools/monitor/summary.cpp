@@ -1,5 +1,8 @@
 #include <tools/monitor/summary.h>
 
+#include <tools/monitor/canvas.h>
+#include <tools/monitor/terminal_view.h>
+
 #include <algorithm>
 #include <chrono>
 #include <iomanip>
@@ -11,23 +14,38 @@ namespace Zephly::monitor {
 
 namespace {
 
+double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
+
 // "1 change", "2 changes"
 std::string counted(std::uint64_t count, std::string_view thing) {
   return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
 }
 
 void writeStreams(std::ostream& text, const Summary& summary) {
+  text << "  stream        delivered   per second   longest gap\n";
+  for (const StreamSummary& stream : summary.streams) {
+    text << "  " << std::left << std::setw(11) << strap::streamName(stream.stream) << std::right
+         << std::setw(12) << stream.delivered;
+    if (stream.perSecond) text << std::setw(13) << std::setprecision(1) << *stream.perSecond;
+    if (stream.longestGap) {
+      text << std::setw(12) << std::setprecision(3) << seconds(*stream.longestGap) << " s";
+    }
+    text << "\n";
+  }
+}
+
+void writeStreamsWithStrap(std::ostream& text, const Summary& summary) {
   text << "  stream             sent   delivered        lost     unheard\n";
   for (const StreamSummary& stream : summary.streams) {
     text << "  " << std::left << std::setw(11) << strap::streamName(stream.stream) << std::right
-         << std::setw(12) << stream.strap.sent << std::setw(12) << stream.delivered << std::setw(12)
-         << stream.lost() << std::setw(12) << stream.strap.unheard << "\n";
+         << std::setw(12) << stream.strap->sent << std::setw(12) << stream.delivered
+         << std::setw(12) << *stream.lost() << std::setw(12) << stream.strap->unheard << "\n";
   }
 }
 
 void writeRecording(std::ostream& text, const Summary& summary) {
   for (const StreamSummary& stream : summary.streams) {
-    const auto& played = stream.strap.recording;
+    const auto& played = stream.strap->recording;
     if (!played) continue;
     text << "  recording    " << strap::streamName(stream.stream) << ": " << played->rows
          << " rows in, " << played->samples << " samples out, " << played->filled << " filled, "
@@ -38,8 +56,22 @@ void writeRecording(std::ostream& text, const Summary& summary) {
 void writeRepetitions(std::ostream& text, const Summary& summary) {
   for (const strap::Exercise exercise : strap::allExercises) {
     text << "  " << std::left << std::setw(13) << std::string(strap::exerciseName(exercise)) + "s"
-         << std::right << summary.repetitionsDone.of(exercise) << " done, "
-         << summary.repetitionsCounted.of(exercise) << " counted\n";
+         << std::right;
+    if (summary.repetitionsDone) text << summary.repetitionsDone->of(exercise) << " done, ";
+    text << summary.repetitionsCounted.of(exercise) << " counted\n";
+  }
+}
+
+void writeLinkLosses(std::ostream& text, const Summary& summary) {
+  for (const SessionModel::LinkLoss& loss : summary.linkLosses) {
+    text << "  link lost    at " << clockText(loss.time);
+    if (loss.recovery) {
+      text << " for " << std::setprecision(1) << seconds(*loss.recovery) << " s";
+    } else {
+      text << " to the end";
+    }
+    if (loss.reason) text << ": " << printable(*loss.reason);
+    text << "\n";
   }
 }
 
@@ -47,21 +79,27 @@ void writeRepetitions(std::ostream& text, const Summary& summary) {
 
 bool Summary::anythingLost() const {
   return std::any_of(streams.begin(), streams.end(),
-                     [](const StreamSummary& stream) { return stream.lost() != 0; });
+                     [](const StreamSummary& stream) { return stream.lost().value_or(0) != 0; });
 }
 
-Summary summarize(const StrapReport& strap, const SessionModel& received) {
+Summary summarize(const SourceReport& source, const SessionModel& received) {
   Summary summary;
-  summary.duration = strap.duration;
+  summary.duration = source.duration;
   for (const strap::Stream stream : strap::allStreams) {
-    summary.streams.push_back(
-        {stream, strap.streams[static_cast<std::size_t>(stream)], received.received(stream)});
+    ArrivalMeter arrivals = received.arrivals(stream);
+    arrivals.stop(source.duration);
+    StreamSummary told{.stream = stream, .delivered = received.received(stream)};
+    told.perSecond = arrivals.perSecond();
+    told.longestGap = arrivals.longestGap();
+    if (source.strap) told.strap = source.strap->streams[static_cast<std::size_t>(stream)];
+    summary.streams.push_back(told);
   }
-  summary.repetitionsDone = strap.repetitionsDone;
+  if (source.strap) summary.repetitionsDone = source.strap->repetitionsDone;
   summary.repetitionsCounted = received.repetitions();
   summary.connections = received.connections();
   summary.disconnections = received.disconnections();
   summary.reconnections = received.reconnections();
+  summary.linkLosses.assign(received.linkLosses().begin(), received.linkLosses().end());
   // The first report of a session tells a state, not a change.
   summary.leadOffChanges = received.leadOffReports() > 0 ? received.leadOffReports() - 1 : 0;
   summary.neverArrived = received.neverArrived();
@@ -71,24 +109,31 @@ Summary summarize(const StrapReport& strap, const SessionModel& received) {
 std::string summaryText(const Summary& summary) {
   std::ostringstream text;
   text.imbue(std::locale::classic());
-  text << "Session of " << std::fixed << std::setprecision(1)
-       << std::chrono::duration<double>(summary.duration).count() << " s of strap time\n";
-  writeStreams(text, summary);
-  writeRecording(text, summary);
+  text << "Session of " << std::fixed << std::setprecision(1) << seconds(summary.duration) << " s";
+  const bool strapTells = summary.repetitionsDone.has_value();
+  if (strapTells) {
+    text << " of strap time\n";
+    writeStreamsWithStrap(text, summary);
+    writeRecording(text, summary);
+  } else {
+    text << "\n";
+    writeStreams(text, summary);
+  }
   writeRepetitions(text, summary);
   text << "  link         " << counted(summary.connections, "connection") << ", "
        << counted(summary.disconnections, "disconnection") << ", "
-       << counted(summary.reconnections, "reconnection") << "\n"
-       << "  electrodes   " << counted(summary.leadOffChanges, "change") << " of contact\n";
+       << counted(summary.reconnections, "reconnection") << "\n";
+  if (!strapTells) writeLinkLosses(text, summary);
+  text << "  electrodes   " << counted(summary.leadOffChanges, "change") << " of contact\n";
   return text.str();
 }
 
 std::vector<std::string> losses(const Summary& summary) {
   std::vector<std::string> lines;
   for (const StreamSummary& stream : summary.streams) {
-    if (stream.lost() == 0) continue;
-    lines.push_back("lost: " + std::to_string(stream.lost()) + " of " +
-                    std::to_string(stream.strap.sent) + " samples of the stream " +
+    if (stream.lost().value_or(0) == 0) continue;
+    lines.push_back("lost: " + std::to_string(*stream.lost()) + " of " +
+                    std::to_string(stream.strap->sent) + " samples of the stream " +
                     std::string(strap::streamName(stream.stream)));
   }
   return lines;

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What a session has come to: what the strap sent, what arrived, what was lost.
+/// What a session has come to: what arrived, and where the strap tells what it sent, what was lost.
 
 #include <strap/frame.h>
 #include <strap/strap.h>
@@ -25,37 +25,46 @@ struct StreamSent {
 
 /// What the strap's side knows when a session ends.
 struct StrapReport {
-  strap::StrapTime duration{};
   std::array<StreamSent, strap::allStreams.size()> streams;  ///< in the order of allStreams
   strap::Repetitions repetitionsDone;
 };
 
+/// What is known of a session apart from what arrived.
+struct SourceReport {
+  strap::StrapTime duration{};
+  std::optional<StrapReport> strap = std::nullopt;  ///< empty: a real one, which does not tell
+};
+
 struct StreamSummary {
   strap::Stream stream{};
-  StreamSent strap;
+  std::optional<StreamSent> strap = std::nullopt;
   std::uint64_t delivered = 0;
+  std::optional<double> perSecond = std::nullopt;             ///< see ArrivalMeter
+  std::optional<strap::StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
 
-  /// Sent and not delivered; anything but 0 is a defect.
-  std::int64_t lost() const {
-    return static_cast<std::int64_t>(strap.sent) - static_cast<std::int64_t>(delivered);
+  /// Sent and not delivered; anything but 0 is a defect. Empty when the strap does not tell.
+  std::optional<std::int64_t> lost() const {
+    if (!strap) return std::nullopt;
+    return static_cast<std::int64_t>(strap->sent) - static_cast<std::int64_t>(delivered);
   }
 };
 
 struct Summary {
   strap::StrapTime duration{};
-  std::vector<StreamSummary> streams;  ///< in the order of allStreams
-  strap::Repetitions repetitionsDone;  ///< by the strap's wearer
+  std::vector<StreamSummary> streams;                 ///< in the order of allStreams
+  std::optional<strap::Repetitions> repetitionsDone;  ///< by the strap's wearer
   strap::Repetitions repetitionsCounted;
   std::uint64_t connections = 0;
   std::uint64_t disconnections = 0;
   std::uint64_t reconnections = 0;
+  std::vector<SessionModel::LinkLoss> linkLosses;  ///< the last ones, oldest first
   std::uint64_t leadOffChanges = 0;
   std::vector<std::string> neverArrived;  ///< kinds of callback, by name
 
   bool anythingLost() const;
 };
 
-Summary summarize(const StrapReport& strap, const SessionModel& received);
+Summary summarize(const SourceReport& source, const SessionModel& received);
 
 /// For people, several lines.
 std::string summaryText(const Summary& summary);

@@ -7,7 +7,10 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <sstream>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Zephly::monitor {
 
@@ -32,6 +35,21 @@ std::string grouped(std::uint64_t count) {
     text.insert(end, 1, ' ');
   }
   return text;
+}
+
+// In lines of at most `width` cells, broken at blanks where there are any.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines;
+  std::string line;
+  std::istringstream words{printable(text)};
+  for (std::string word; words >> word;) {
+    if (!line.empty() && cellCount(line) + 1 + cellCount(word) > width) {
+      lines.push_back(std::exchange(line, {}));
+    }
+    line += (line.empty() ? "" : " ") + word;
+  }
+  if (!line.empty()) lines.push_back(std::move(line));
+  return lines;
 }
 
 // Which rows belong to what, from the top. Row 0 is the title, row 1 the state.
@@ -68,6 +86,7 @@ class Painter {
     state();
     trace(layout.ecgTop, layout.ecgHeight, "ECG", model_.ecg(), ecgSeconds, {-0.2F, 0.4F},
           Style::ecg);
+    hostLine(layout);
     trace(layout.respirationTop, layout.respirationHeight, "Respiration", model_.respiration(),
           respirationSeconds, {0, 1}, Style::respiration);
     streams(layout.tableTop);
@@ -92,7 +111,9 @@ class Painter {
   // One row that is calm as long as everything is in order.
   void state() {
     if (!model_.connected()) {
-      const std::string since = model_.linkChanged() ? "LINK LOST for " : "searching for ";
+      const std::string since = model_.linkChanged()        ? "LINK LOST for "
+                                : model_.hostLine().empty() ? "searching for "
+                                                            : "waiting for ";
       const auto time = options_.now - model_.linkChanged().value_or(strap::StrapTime{});
       const double seconds = std::chrono::duration<double>(time).count();
       canvas_.put(1, 1, since + decimal(seconds, 1) + " s");
@@ -106,6 +127,17 @@ class Painter {
       canvas_.setRowStyle(1, Style::alarm);
     } else if (!model_.connected()) {
       canvas_.setRowStyle(1, Style::warning);
+    }
+  }
+
+  // Where the ECG would be: what there is to do comes last in the line, so it is never cut off.
+  void hostLine(const Layout& layout) {
+    if (model_.connected()) return;
+    const auto rows = wrapped(model_.hostLine(), canvas_.width() - 4);
+    for (std::size_t index = 0; index < std::min(rows.size(), layout.ecgHeight); ++index) {
+      const std::size_t row = layout.ecgTop + 1 + index;
+      canvas_.fill(row, " ", Style::normal);
+      canvas_.put(row, 2, rows[index], Style::bold);
     }
   }
 

@@ -3,6 +3,7 @@
 #include <tools/monitor/json_text.h>
 
 #include <utility>
+#include <variant>
 
 namespace Zephly::monitor {
 
@@ -57,7 +58,11 @@ void ScreenView::resume() { screen_->resume(); }
 LineView::LineView(tools::Output& output, Watched watched)
     : output_(output), watched_(std::move(watched)) {}
 
-void LineView::take(const Event& /*event*/) {}
+void LineView::take(const Event& event) {
+  if (const auto* host = std::get_if<HostLine>(&event.what)) {
+    output_.write(clockText(event.time) + "  " + printable(host->text) + "\n");
+  }
+}
 
 void LineView::refresh() {
   constexpr int refreshesPerLine = std::chrono::seconds(1) / refreshInterval;

@@ -81,7 +81,7 @@ class ScreenView final : public View {
   TerminalSize size_;
 };
 
-/// For terminals that cannot be drawn on: a line every second.
+/// For terminals that cannot be drawn on: a line every second, and those of the host.
 class LineView final : public View {
  public:
   LineView(tools::Output& output, Watched watched);

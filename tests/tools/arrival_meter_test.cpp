@@ -1,0 +1,58 @@
+#include <tools/monitor/arrival_meter.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace Zephly::monitor {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ArrivalMeterTest, KnowsNothingBeforeTheFirstSample) {
+  ArrivalMeter meter;
+  meter.stop(10s);
+  EXPECT_FALSE(meter.longestGap());
+  EXPECT_FALSE(meter.perSecond());
+}
+
+TEST(ArrivalMeterTest, CountsFromTheFirstSampleOn) {
+  ArrivalMeter meter;
+  for (const auto time : {5s, 6s, 8s, 9s}) meter.count(time);
+  meter.stop(9s);
+  EXPECT_EQ(meter.longestGap(), 2s);
+  EXPECT_EQ(meter.perSecond(), 1.0);
+}
+
+TEST(ArrivalMeterTest, SilenceUntilTheEndCounts) {
+  ArrivalMeter meter;
+  meter.count(1s);
+  meter.count(2s);
+  meter.stop(9s);
+  EXPECT_EQ(meter.longestGap(), 7s);
+  EXPECT_EQ(meter.perSecond(), 0.25);
+}
+
+TEST(ArrivalMeterTest, TheTimeWithoutALinkDoesNotCount) {
+  ArrivalMeter meter;
+  meter.count(1s);
+  meter.stop(2s);
+  meter.stop(50s);
+  meter.count(100s);
+  meter.count(101s);
+  meter.stop(103s);
+  EXPECT_EQ(meter.longestGap(), 2s);
+  EXPECT_EQ(meter.perSecond(), 0.75);
+}
+
+TEST(ArrivalMeterTest, SamplesOfOneMomentHaveNoRate) {
+  ArrivalMeter meter;
+  meter.count(1s);
+  meter.count(1s);
+  meter.stop(1s);
+  EXPECT_EQ(meter.longestGap(), 0s);
+  EXPECT_FALSE(meter.perSecond());
+}
+
+}  // namespace
+}  // namespace Zephly::monitor

@@ -1,0 +1,48 @@
+#pragma once
+/// @file
+/// How steadily a stream has come: its rate and its longest silence. Both count from the first
+/// sample after a link came about until that link is gone, so that neither searching nor a lost
+/// link makes them worse.
+///
+///   ArrivalMeter meter;
+///   meter.count(1s);
+///   meter.count(3s);
+///   meter.stop(4s);
+///   meter.longestGap();  // 2 s
+///   meter.perSecond();   // 2 samples in 3 s
+
+#include <strap/frame.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace Zephly::monitor {
+
+class ArrivalMeter {
+ public:
+  /// One sample; times never decrease.
+  void count(strap::StrapTime time);
+  /// The link is gone, or the session has ended: nothing is expected until the next sample.
+  void stop(strap::StrapTime time);
+
+  /// Of what stop() has closed; empty before there is anything.
+  std::optional<strap::StrapTime> longestGap() const { return longestGap_; }
+  /// The same; empty while no time has passed.
+  std::optional<double> perSecond() const;
+
+ private:
+  void silentUntil(strap::StrapTime time);
+
+  struct Run {
+    strap::StrapTime first;
+    strap::StrapTime last;
+    std::uint64_t samples;
+  };
+
+  std::optional<Run> run_;
+  std::optional<strap::StrapTime> longestGap_;
+  strap::StrapTime expected_{};  // how long samples were to come
+  std::uint64_t samples_ = 0;    // that came in this time
+};
+
+}  // namespace Zephly::monitor

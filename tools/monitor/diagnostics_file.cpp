@@ -1,0 +1,46 @@
+#include <tools/monitor/diagnostics_file.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+
+namespace Zephly::monitor {
+
+namespace {
+
+// How long the reader of a pipe is waited for.
+constexpr std::chrono::seconds lastPatience{2};
+
+int openFile(const std::filesystem::path& path) {
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category());
+  return descriptor;
+}
+
+}  // namespace
+
+DiagnosticsFile::DiagnosticsFile(const std::filesystem::path& path)
+    : file_(openFile(path)), output_(file_.get()) {}
+
+void DiagnosticsFile::writeLine(std::string_view line) {
+  output_.write(line);
+  output_.write("\n");
+}
+
+std::optional<std::string> DiagnosticsFile::finish() {
+  const bool complete = output_.finish(lastPatience);
+  switch (output_.state()) {
+    case tools::Output::State::failed:
+      return output_.error();
+    case tools::Output::State::closed:
+      return std::generic_category().message(EPIPE);
+    case tools::Output::State::open:
+      break;
+  }
+  if (!complete) return "nobody reads it";
+  return std::nullopt;
+}
+
+}  // namespace Zephly::monitor

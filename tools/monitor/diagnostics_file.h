@@ -1,0 +1,34 @@
+#pragma once
+/// @file
+/// The file that gets every diagnostic line of a session.
+///
+///   DiagnosticsFile file("lines.txt");
+///   file.writeLine("didFailToConnectPeripheral");
+///   if (const auto error = file.finish()) complain(*error);
+
+#include <platforms/main_queue/file_descriptor.h>
+#include <tools/output.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Zephly::monitor {
+
+class DiagnosticsFile {
+ public:
+  /// Creates the file, or empties it. std::system_error when it cannot be opened.
+  explicit DiagnosticsFile(const std::filesystem::path& path);
+
+  void writeLine(std::string_view line);
+  /// The last call: writes what is left. Says why the file does not hold everything; empty when it
+  /// does.
+  std::optional<std::string> finish();
+
+ private:
+  main_queue::FileDescriptor file_;
+  tools::Output output_;
+};
+
+}  // namespace Zephly::monitor

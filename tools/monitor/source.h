@@ -1,0 +1,41 @@
+#pragma once
+/// @file
+/// What the monitor watches: the host that the session runs on, and the clock that its events are
+/// stamped with.
+///
+///   const std::unique_ptr<Source> source = ...;  // its host is in use from now on
+///   auto session = ::Zephly::Zephly::init(receiver);
+///   source->start();
+///   queue.run();
+///   const SourceReport report = source->finish();
+
+#include <strap/frame.h>
+#include <tools/monitor/summary.h>
+
+#include <string>
+
+namespace Zephly::monitor {
+
+class Source {
+ public:
+  Source() = default;
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  /// Its host is in use no more.
+  virtual ~Source() = default;
+
+  /// For people: what is being watched.
+  virtual std::string title() const = 0;
+  /// For people: how fast it runs; empty when it runs with the clock on the wall.
+  virtual std::string pace() const = 0;
+
+  /// Time runs from now on.
+  virtual void start() = 0;
+  /// Time since start().
+  virtual strap::StrapTime now() const = 0;
+  /// Ends what still goes on, and tells what is known of it. Once, and not from inside a callback
+  /// of the session.
+  virtual SourceReport finish() = 0;
+};
+
+}  // namespace Zephly::monitor
