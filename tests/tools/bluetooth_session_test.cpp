@@ -88,7 +88,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
 int eventsWritten(const Process& process, const std::string& event) {
   int count = 0;
   for (const std::string& line : linesOf(process.outputSoFar())) {
-    if (line.find("\"event\":\"" + event + "\"") != std::string::npos) ++count;
+    if (line.find(R"("event":")" + event + '"') != std::string::npos) ++count;
   }
   return count;
 }
