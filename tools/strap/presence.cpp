@@ -84,6 +84,8 @@ void Presence::leave() {
   }
   restoreAlias();
   withdraw(application_);
+  if (bus_) bus_->settle(options_.timing.leaveLimit);
+  daemon_.settle();
   retry_.cancel();
   awayTimer_.cancel();
   reportTimer_.cancel();

@@ -73,7 +73,8 @@ class Presence final : public strap::Carrier, private bluez::DaemonListener {
   /// it is away already, it stays away for `absence` from now on.
   void loseLink(std::chrono::nanoseconds absence);
 
-  /// Takes everything back and disconnects, without waiting for either. Nothing happens any more.
+  /// Takes everything back and disconnects, without waiting for either to happen (only, for a
+  /// moment, for the bus to take it over). Nothing happens any more.
   void leave();
 
  private:
