@@ -118,8 +118,8 @@ void FakeBluetoothd::answer(sd_bus_message& call) {
   const std::string method = sd_bus_message_get_member(&call);
   sd_bus_message* made = nullptr;
   if (auto& refusals = refusals_[method]; !refusals.empty()) {
-    const sd_bus_error error =
-        SD_BUS_ERROR_MAKE_CONST(refusals.front().name.c_str(), refusals.front().text.c_str());
+    const Refusal& refusal = refusals.front();
+    const sd_bus_error error{refusal.name.c_str(), refusal.text.c_str(), 0};
     check(sd_bus_message_new_method_error(&call, &made, &error), "make an error");
     const Message message(made);
     connection_->send(*message);

@@ -44,7 +44,10 @@ void GattApplication::notify(strap::Stream stream, bluez::Bytes value) {
 }
 
 void GattApplication::unsubscribeAll() {
-  for (const strap::Stream stream : strap::allStreams) setNotifying(stream, false);
+  for (const strap::Stream stream : strap::allStreams) {
+    of(stream).notifying = false;
+    tell(stream);
+  }
 }
 
 bluez::Interface GattApplication::interfaceOf(strap::Stream stream) {
@@ -67,12 +70,18 @@ bluez::Interface GattApplication::interfaceOf(strap::Stream stream) {
 
 // Posted, because a method of ours is called from inside the D-Bus library; the reply goes first.
 void GattApplication::setNotifying(strap::Stream stream, bool notifying) {
-  if (std::exchange(of(stream).notifying, notifying) == notifying) return;
-  queue_.post([this, weak = std::weak_ptr<void>(alive_), stream, notifying] {
-    if (weak.expired()) return;
-    of(stream).object->announce(bluez::characteristicInterface, "Notifying");
-    changed_(stream, notifying);
+  of(stream).notifying = notifying;
+  queue_.post([this, weak = std::weak_ptr<void>(alive_), stream] {
+    if (!weak.expired()) tell(stream);
   });
+}
+
+void GattApplication::tell(strap::Stream stream) {
+  Characteristic& characteristic = of(stream);
+  if (characteristic.told == characteristic.notifying) return;
+  characteristic.told = characteristic.notifying;
+  characteristic.object->announce(bluez::characteristicInterface, "Notifying");
+  changed_(stream, characteristic.notifying);
 }
 
 GattApplication::Characteristic& GattApplication::of(strap::Stream stream) {

@@ -22,7 +22,7 @@ class GattApplication {
  public:
   static constexpr const char* path = "/org/zephly/strap";
 
-  /// `changed` is told by a turn of the queue.
+  /// Told by a turn of the queue, and by unsubscribeAll().
   using Observer = std::function<void(strap::Stream stream, bool subscribed)>;
 
   /// Puts the objects on the bus, which must outlive this one or be lost. Throws BusError.
@@ -34,19 +34,21 @@ class GattApplication {
   bool isSubscribed(strap::Stream stream) const;
   /// Announces a value. Whether anybody has subscribed is not asked.
   void notify(strap::Stream stream, bluez::Bytes value);
-  /// The service that had asked for values has gone. Subscriptions end; the observer is told as
-  /// ever.
+  /// The service that had asked for values has gone: subscriptions end, and the observer is told at
+  /// once. It must not destroy this object.
   void unsubscribeAll();
 
  private:
   struct Characteristic {
     bluez::Bytes value;
     bool notifying = false;
+    bool told = false;  ///< what the observer knows of it
     std::unique_ptr<bluez::ExportedObject> object;
   };
 
   bluez::Interface interfaceOf(strap::Stream stream);
   void setNotifying(strap::Stream stream, bool notifying);
+  void tell(strap::Stream stream);
   Characteristic& of(strap::Stream stream);
 
   main_queue::MainQueue& queue_;

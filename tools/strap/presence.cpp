@@ -189,12 +189,8 @@ void Presence::busLost() {
   }
   const std::unique_ptr<GattApplication> gatt = std::exchange(gatt_, nullptr);
   advert_.reset();
-  if (gatt && !left_) {
-    for (const strap::Stream stream : strap::allStreams) {
-      if (gatt->isSubscribed(stream)) listener_.subscriptionChanged(stream, false);
-    }
-  }
   const std::unique_ptr<bluez::Bus> lost = std::exchange(bus_, nullptr);
+  if (gatt) gatt->unsubscribeAll();
   if (!left_ && !retry_.waiting()) retry_.later([this] { update(); });
 }
 
