@@ -2,6 +2,8 @@
 
 #include <tests/bluez/world.h>
 
+#include <sys/socket.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -229,6 +231,14 @@ TEST_F(BluezSignals, ASubscriptionThatBlueZKeptOverAReconnectDeliversNothingTwic
   EXPECT_THAT(told(), ElementsAre("value 46 02"));
 }
 
+TEST_F(BluezSignals, SubscriptionsThatBlueZWouldKeepAreGivenUpWithTheConnection) {
+  bringUp({.reconnect = false});
+  bluez.dropLink(strap);
+  settle();
+  EXPECT_EQ(bluez.calls("StopNotify"), 5);
+  for (const auto& one : strap.characteristics) EXPECT_THAT(one.subscribers, IsEmpty());
+}
+
 TEST_F(BluezSignals, ABusyBlueZIsAskedAgain) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.InProgress", "In progress"), 2);
   bringUp();
@@ -285,6 +295,15 @@ TEST_F(BluezDescriptors, ValuesInTheDescriptorAreDeliveredBeforeTheEnd) {
   bluez.dropLink(strap);
   EXPECT_THAT(told(),
               ElementsAre("value 46 00", "value 46 01", "value 46 02", StartsWith("disconnected")));
+}
+
+TEST_F(BluezDescriptors, ValuesStillInTheDescriptorWhenTheEndIsReadAreDeliveredBeforeIt) {
+  bringUp({.reconnect = false});
+  const auto ours = std::move(FakeBluez::characteristic(strap, ecg)->descriptor);
+  bluez.dropLink(strap);
+  world.bus.reload();  // a round trip: the end waits for the host now
+  for (const char value : {'\1', '\2'}) ASSERT_EQ(send(ours.get(), &value, 1, MSG_DONTWAIT), 1);
+  EXPECT_THAT(told(), ElementsAre("value 46 01", "value 46 02", StartsWith("disconnected")));
 }
 
 TEST_F(BluezDescriptors, ADescriptorThatClosesBeforeTheLinkEndsIsNoTrouble) {
