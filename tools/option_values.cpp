@@ -67,7 +67,7 @@ std::filesystem::path fileValue(const std::string& option, const std::string& te
 }
 
 void addValue(CLI::App& command, const std::string& name, const std::string& type,
-              const std::string& help, std::function<void(const std::string&)> take) {
+              const std::string& help, const std::function<void(const std::string&)>& take) {
   command.add_option_function<std::string>(name, take, help)->type_name(type);
 }
 

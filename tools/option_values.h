@@ -45,7 +45,7 @@ std::filesystem::path fileValue(const std::string& option, const std::string& te
 
 /// Declares an option whose value `take` gets; `type` stands for the value in the help text.
 void addValue(CLI::App& command, const std::string& name, const std::string& type,
-              const std::string& help, std::function<void(const std::string&)> take);
+              const std::string& help, const std::function<void(const std::string&)>& take);
 void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help);
 
 }  // namespace Zephly::tools

@@ -82,11 +82,11 @@ class Presence final : public strap::Carrier, private bluez::DaemonListener {
   struct Registration {
     enum class State { none, asked, done };
 
-    const char* what;       ///< for people
-    const char* interface;  ///< of the manager
-    const char* enter;      ///< its method
-    const char* withdraw;   ///< its method
-    const char* path;
+    const char* what = "";       ///< for people
+    const char* interface = "";  ///< of the manager
+    const char* enter = "";      ///< its method
+    const char* withdraw = "";   ///< its method
+    const char* path = "";
     State state = State::none;
     std::uint64_t attempt = 0;  ///< so that late replies mean nothing
   };
