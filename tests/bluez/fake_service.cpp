@@ -130,8 +130,7 @@ void FakeService::handle(const CallPointer& call) {
   }
   if (!exists(call->path, call->interface)) {
     return refuse(call, "org.freedesktop.DBus.Error.UnknownObject",
-                  "Method \"" + call->method + "\" with signature \"\" on interface \"" +
-                      call->interface + "\" doesn't exist");
+                  "Method " + call->method + " of " + call->interface + " doesn't exist");
   }
   perform(call);
 }
@@ -265,11 +264,12 @@ void FakeService::remove(const std::string& path) {
   for (const auto& [candidate, interfaces] : objects_) {
     if (candidate == path || candidate.rfind(path + "/", 0) == 0) doomed.push_back(candidate);
   }
-  for (auto victim = doomed.rbegin(); victim != doomed.rend(); ++victim) {
+  std::reverse(doomed.begin(), doomed.end());
+  for (const std::string& victim : doomed) {
     std::vector<std::string> names;
-    for (const auto& [name, properties] : objects_.at(*victim)) names.push_back(name);
-    objects_.erase(*victim);
-    emitRemoved(*victim, names);
+    for (const auto& [name, properties] : objects_.at(victim)) names.push_back(name);
+    objects_.erase(victim);
+    emitRemoved(victim, names);
   }
 }
 

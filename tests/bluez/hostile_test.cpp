@@ -39,7 +39,8 @@ class Storm {
 
   void step() {
     {
-      const Auditor::Calling calling(*auditor_);
+      const auto auditor = auditor_;  // may be replaced
+      const Auditor::Calling calling(*auditor);
       act();
     }
     for (unsigned turns = roll(8); turns > 0; --turns) world_.queue.poll();

@@ -47,7 +47,7 @@ void writeLarge(sd_bus_message& message) {
 }
 
 void writeOne(sd_bus_message& message, Random& random) {
-  const std::uint32_t number = static_cast<std::uint32_t>(random());
+  const auto number = static_cast<std::uint32_t>(random());
   switch (random() % 10) {
     case 0:
       return append(message, std::string(one(random, names)));
@@ -77,7 +77,7 @@ void writeOne(sd_bus_message& message, Random& random) {
 fake_bluez::Writer nonsense(Random& random) {
   return [seed = random()](sd_bus_message& message) {
     Random own(seed);
-    for (unsigned count = static_cast<unsigned>(own() % 4); count > 0; --count) {
+    for (auto count = static_cast<unsigned>(own() % 4); count > 0; --count) {
       writeOne(message, own);
     }
   };
@@ -113,7 +113,7 @@ fake_bluez::Writer plausibleChange(Random& random) {
     Random own(seed);
     append(message, std::string(one(own, interfaces)));
     Properties changed;
-    for (unsigned count = static_cast<unsigned>(own() % 3); count > 0; --count) {
+    for (auto count = static_cast<unsigned>(own() % 3); count > 0; --count) {
       changed.insert_or_assign(one(own, names), oddValue(own));
     }
     append(message, changed);

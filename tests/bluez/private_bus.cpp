@@ -106,14 +106,12 @@ void PrivateBus::reload() {
 
 void PrivateBus::configure() {
   std::ofstream file(directory_ + "/bus.conf");
-  file << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-          " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-          "<busconfig><type>session</type><listen>"
-       << address()
-       << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-          "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-          "<allow own=\"*\"/>";
-  if (!allowed_) file << "<deny send_destination=\"org.bluez\" send_type=\"method_call\"/>";
+  file << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>session</type><auth>EXTERNAL</auth><listen>)"
+       << address() << R"(</listen><policy context="default">
+<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>)";
+  if (!allowed_) file << R"(<deny send_destination="org.bluez" send_type="method_call"/>)";
   file << "</policy></busconfig>\n";
 }
 
