@@ -25,20 +25,27 @@ int run(int argc, char** argv) {
   std::vector<std::string> checks;
   std::string table;
   bool descriptors = false;
-  program.add_option("checks", checks, "rate, losses, restarts, odd, strangers")->required();
+  bool bluezAtBothEnds = false;
+  Zephly::bluez::Options options;
+  program.add_option("checks", checks, "rate, losses, restarts, odd, strangers, planned, shared");
   program.add_option("--table", table, "file for the table")->required();
   program.add_flag("--descriptors", descriptors, "values through descriptors, not by signals");
+  program.add_flag("--bluez-strap", bluezAtBothEnds, "the strap is `zephly strap`");
+  program.add_option("--adapter", options.adapter, "the session's adapter");
   CLI11_PARSE(program, argc, argv);
+  if (descriptors) options.notifications = Notifications::descriptors;
   const auto wanted = [&checks](const char* check) {
     return std::find(checks.begin(), checks.end(), check) != checks.end();
   };
 
   Stage stage;
   Report report;
-  SessionChecks session(stage, report,
-                        descriptors ? Notifications::descriptors : Notifications::signals);
+  SessionChecks session(stage, report, bluezAtBothEnds ? bluezStrap(stage) : commandedStrap(stage),
+                        options);
   session.begin();
   if (wanted("rate")) session.fullRate(Seconds(30));
+  if (wanted("planned")) session.plannedLosses(3);
+  if (wanted("shared")) session.sharedRestarts();
   if (wanted("losses")) session.linkLosses(20);
   if (wanted("restarts")) session.restarts();
   if (wanted("odd")) session.oddStraps();

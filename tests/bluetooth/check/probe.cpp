@@ -4,6 +4,8 @@
 #include <platforms/simulated/scheduler.h>
 #include <zephly/platform/host.h>
 
+#include <chrono>
+
 namespace Zephly::bluetooth_check {
 
 void Application::didChangeLeadoffState(bool /*leadoff*/) { ++leadoffChanges; }
@@ -42,7 +44,9 @@ std::size_t Probe::received(strap::Stream stream) const {
 
 void Probe::forgetEnded() {
   for (SeenLink& link : links_) {
-    if (link.ended) link.received.clear();
+    if (!link.ended) continue;
+    link.received.clear();
+    link.receivedAt.clear();
   }
 }
 
@@ -93,6 +97,8 @@ void Probe::take(strap::Stream stream, const std::vector<float>& values) {
   if (!connected()) ++unmatched_;
   if (links_.empty()) return;
   links_.back().received[stream].push_back(readingOf(values));
+  links_.back().receivedAt[stream].push_back(
+      std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count());
 }
 
 }  // namespace Zephly::bluetooth_check

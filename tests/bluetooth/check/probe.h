@@ -18,6 +18,7 @@ namespace Zephly::bluetooth_check {
 /// One connection as the kit reports it.
 struct SeenLink {
   Readings received;
+  Times receivedAt;
   bool ended = false;
 };
 
@@ -59,7 +60,7 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
   /// Told once more than there was a connection to end.
   std::size_t unmatched() const { return unmatched_; }
   const Application& application() const { return *application_; }
-  /// Forgets what was received on links that have ended.
+  /// Forgets what was received on links that have ended, and when.
   void forgetEnded();
 
   void didConnectPeripheral() override;

@@ -1,7 +1,9 @@
 #include <tests/bluetooth/check/session_checks.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 namespace Zephly::bluetooth_check {
 
@@ -24,19 +26,26 @@ std::string powerCommand(bool on) {
 
 }  // namespace
 
-SessionChecks::SessionChecks(Stage& stage, Report& report, bluez::Notifications notifications)
-    : stage_(stage), report_(report) {
-  bluez::Options options;
-  options.notifications = notifications;
-  options.releaseOn = {};
-  bluetooth_ = std::make_unique<bluez::Bluetooth>(stage.queue(), options);
-  probe_ = Probe::start();
+StrapControl commandedStrap(Stage& stage) {
+  return {"/out/strap.log", [&stage] { stage.tell("strap", "stream off"); },
+          [&stage] { stage.tell("strap", "stream on"); },
+          [&stage] {
+            stage.tell("strap", "raw temperature f63b0f3a");
+            stage.tell("strap", "raw battery 840300");
+          }};
 }
 
-// Temperature and battery come rarely: here they come at once.
-void SessionChecks::nudge() {
-  stage_.tell("strap", "raw temperature f63b0f3a");
-  stage_.tell("strap", "raw battery 840300");
+StrapControl bluezStrap(Stage& stage) {
+  return {"/out/bluez-strap.log", [&stage] { stage.run("kill -STOP $(cat /run/bluez-strap.pid)"); },
+          [&stage] { stage.run("kill -CONT $(cat /run/bluez-strap.pid)"); }, [] {}};
+}
+
+SessionChecks::SessionChecks(Stage& stage, Report& report, StrapControl strap,
+                             bluez::Options options)
+    : stage_(stage), report_(report), strap_(std::move(strap)), log_(strap_.log) {
+  options.releaseOn = {};
+  bluetooth_ = std::make_unique<bluez::Bluetooth>(stage.queue(), std::move(options));
+  probe_ = Probe::start();
 }
 
 bool SessionChecks::allStreams() {
@@ -55,7 +64,7 @@ bool SessionChecks::recover(Seconds limit, Row& row) {
     if (!nudged && probe_->connected() && probe_->received(strap::Stream::motion) > 0) {
       log_.refresh();
       if (!log_.links().empty() && log_.links().back().subscribed.size() == 5) {
-        nudge();
+        strap_.nudge();
         nudged = true;
       }
     }
@@ -67,7 +76,7 @@ bool SessionChecks::recover(Seconds limit, Row& row) {
 
 // The strap is silent, and what it has sent has arrived, as far as it does.
 void SessionChecks::drain() {
-  stage_.tell("strap", "stream off");
+  strap_.silence();
   const auto received = [this] {
     std::size_t all = 0;
     for (const strap::Stream stream : strap::allStreams) all += probe_->received(stream);
@@ -104,8 +113,26 @@ Tally SessionChecks::tallyOfLinks() {
     if (i + 1 == sent.size()) total.lost += tally.missing;
   }
   total.lost += log_.unsent();
-  stage_.tell("strap", "stream on");
+  strap_.resume();
   return total;
+}
+
+// From the strap's sending to the session, of the waveforms on the link that stands.
+std::string SessionChecks::latency() const {
+  const StrapLink& sent = log_.links().back();
+  const SeenLink& seen = probe_->links().back();
+  std::vector<double> latencies;
+  for (const strap::Stream stream : {strap::Stream::ecg, strap::Stream::respiration}) {
+    const auto& from = sent.sentAt.at(stream);
+    const auto& to = seen.receivedAt.at(stream);
+    for (std::size_t i = 0; i < std::min(from.size(), to.size()); ++i) {
+      latencies.push_back((to[i] - from[i]) * 1e3);
+    }
+  }
+  if (latencies.empty()) return "no latency";
+  std::sort(latencies.begin(), latencies.end());
+  return "latency " + fixed(latencies[latencies.size() / 2], 1) +
+         " ms (99 %: " + fixed(latencies[latencies.size() * 99 / 100], 1) + " ms)";
 }
 
 void SessionChecks::begin() {
@@ -138,7 +165,8 @@ void SessionChecks::fullRate(Seconds time) {
                        application.respirationSamples == 6 * respiration &&
                        application.temperatures == probe_->received(strap::Stream::temperature) &&
                        application.batteries == probe_->received(strap::Stream::battery);
-  row.note = fixed(perSecond, 0) + " values/s, " + fixed(cpu, 0) +
+  if (row.tally->received == 0 || row.tally->sent == 0) return report_.add(std::move(row));
+  row.note = fixed(perSecond, 0) + " values/s, " + latency() + ", " + fixed(cpu, 0) +
              " ms of processor per 1000 values" +
              (through ? "" : ", not all reached the application");
   row.passed = row.tally->complete() && row.tally->lost == 0 && through && perSecond > 150;
@@ -276,6 +304,30 @@ void SessionChecks::oddStraps() {
         stage_.run("guest daemon start");
       },
       90s);
+}
+
+void SessionChecks::plannedLosses(int count) {
+  Row row{.what = std::to_string(count) + " x link ended by the strap's plan", .passed = true};
+  const std::size_t told = probe_->disconnections();
+  for (int i = 0; i < count; ++i) {
+    const std::size_t before = told + static_cast<std::size_t>(i);
+    // The first one comes at its time, however long it took until now.
+    const bool once = stage_.until(2 * patience, [&] { return probe_->disconnections() > before; });
+    row.passed = recover(patience, row) && once && row.passed;
+  }
+  row.tally = tallyOfLinks();
+  row.passed = row.passed && row.tally->inOrder() && probe_->unmatched() == 0 &&
+               probe_->disconnections() == told + static_cast<std::size_t>(count);
+  report_.add(std::move(row));
+}
+
+void SessionChecks::sharedRestarts() {
+  fault(
+      "bluetoothd of both ends restarted (TERM)",
+      [this] { stage_.run("guest daemon stop TERM; guest daemon start"); }, patience);
+  fault(
+      "bluetoothd of both ends killed (KILL), back after 3 s",
+      [this] { stage_.run("guest daemon stop KILL; sleep 3; guest daemon start"); }, patience);
 }
 
 void SessionChecks::strangers() {

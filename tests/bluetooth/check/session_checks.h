@@ -8,15 +8,32 @@
 #include <tests/bluetooth/check/stage.h>
 #include <tests/bluetooth/check/strap_log.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace Zephly::bluetooth_check {
 
-/// A session that goes on from check to check, and the strap "strap" of the guest.
+/// How the strap at the other end is told what to do.
+struct StrapControl {
+  std::string log;  ///< the file in which it says what it does
+  /// It sends nothing, and goes on.
+  std::function<void()> silence;
+  std::function<void()> resume;
+  /// It sends at once what it sends rarely.
+  std::function<void()> nudge;
+};
+
+/// The strap "strap" of the guest, which takes commands.
+StrapControl commandedStrap(Stage& stage);
+/// `zephly strap` on another adapter of the same bluetoothd.
+StrapControl bluezStrap(Stage& stage);
+
+/// A session that goes on from check to check, with one strap. Where a check gives commands to the
+/// strap, it has to be one that takes them.
 class SessionChecks {
  public:
-  SessionChecks(Stage& stage, Report& report, bluez::Notifications notifications);
+  SessionChecks(Stage& stage, Report& report, StrapControl strap, bluez::Options options);
 
   /// Found, connected, all streams.
   void begin();
@@ -28,6 +45,10 @@ class SessionChecks {
   void restarts();
   /// Straps that freeze, leave, refuse, and send values of unusual size.
   void oddStraps();
+  /// The link losses that the strap has in its plan, as many.
+  void plannedLosses(int count);
+  /// bluetoothd, which serves both ends, stopped, killed, restarted.
+  void sharedRestarts();
   /// Two strangers that nearly have the strap's name.
   void strangers();
   /// Memory, processor and threads over all that went before.
@@ -41,11 +62,12 @@ class SessionChecks {
   void fault(const std::string& what, const std::function<void()>& cause, Seconds limit);
   Tally tallyOfLinks();
   void drain();
-  void nudge();
+  std::string latency() const;
 
   Stage& stage_;
   Report& report_;
-  StrapLog log_{"/out/strap.log"};
+  StrapControl strap_;
+  StrapLog log_;
   std::unique_ptr<bluez::Bluetooth> bluetooth_;
   std::shared_ptr<Probe> probe_;
   Usage atBegin_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cctype>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -75,9 +76,11 @@ void StrapLog::refresh() {
 }
 
 std::size_t StrapLog::count(std::string_view what) const {
-  return static_cast<std::size_t>(std::count_if(
-      events_.begin(), events_.end(),
-      [what](const std::string& event) { return event.compare(0, what.size(), what) == 0; }));
+  return static_cast<std::size_t>(
+      std::count_if(events_.begin(), events_.end(), [what](const std::string& event) {
+        return event.compare(0, what.size(), what) == 0 &&
+               (event.size() == what.size() || event[what.size()] == ' ');
+      }));
 }
 
 void StrapLog::restart() { *this = StrapLog(file_); }
@@ -89,20 +92,30 @@ void StrapLog::take(std::string_view line) {
   std::string name;
   std::string value;
   words >> time >> what >> name >> value;
+  if (!time.empty() && std::isdigit(static_cast<unsigned char>(time.front())) == 0) {
+    // Of `zephly strap`, only frames have a time.
+    if (time == "sent") return;
+    value = name;
+    name = what;
+    what = time;
+  }
   if (what == "sent") {
     const auto stream = streamNamed(name);
     if (stream && !links_.empty()) {
       links_.back().sent[*stream].push_back(readingOf(*stream, bytesOf(value)));
+      links_.back().sentAt[*stream].push_back(std::stod(time));
     }
     return;
   }
-  events_.push_back(std::string(line).substr(std::min(line.size(), line.find(' ') + 1)));
+  events_.push_back(what + ' ' + name);
   if (what == "connected") links_.emplace_back();
   if (what == "subscribed" && !links_.empty()) links_.back().subscribed.insert(name);
   if (what == "disconnected" && !links_.empty()) links_.back().end = name.empty() ? "?" : name;
-  // "frames sent 5 dropped 0 unsent 0", of one link.
-  std::size_t dropped = 0;
-  if (what == "frames" && words >> name >> dropped) unsent_ += dropped;
+  // "counts sent=5 dropped=0 unsent=0", of one link.
+  constexpr std::string_view dropped = "dropped=";
+  if (what == "counts" && value.compare(0, dropped.size(), dropped) == 0) {
+    unsent_ += std::stoul(value.substr(dropped.size()));
+  }
 }
 
 }  // namespace Zephly::bluetooth_check

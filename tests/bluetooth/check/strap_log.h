@@ -1,6 +1,7 @@
 #pragma once
 /// @file
-/// What a strap says that it did: the log of att_strap and what `zephly strap --frames` prints.
+/// What a strap says that it did: the log of att_strap and what `zephly strap --frames` prints (which
+/// gives a time to frames only).
 ///
 ///   12.345678 connected
 ///   12.400001 subscribed ecg
@@ -28,9 +29,13 @@ using Readings = std::map<strap::Stream, std::vector<Reading>>;
 Reading readingOf(strap::Stream stream, const std::vector<std::uint8_t>& frame);
 Reading readingOf(const std::vector<float>& values);
 
+/// Of each value, seconds of the monotonic clock.
+using Times = std::map<strap::Stream, std::vector<double>>;
+
 /// One connection as the strap saw it.
 struct StrapLink {
   Readings sent;
+  Times sentAt;
   std::set<std::string> subscribed;  ///< names of the streams
   std::string end;                   ///< what it said of the disconnection; empty while it stands
 };
@@ -44,7 +49,7 @@ class StrapLog {
   const std::vector<StrapLink>& links() const { return links_; }
   /// Frames that the strap could not pass on.
   std::size_t unsent() const { return unsent_; }
-  /// Lines that begin with `what` after their time.
+  /// Events whose first word, or first two words, these are.
   std::size_t count(std::string_view what) const;
   /// Forgets what it has read; the strap's log begins anew.
   void restart();
