@@ -17,8 +17,6 @@ using namespace bluez_test;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
 class BluezBoundary : public BluezTest {
  protected:

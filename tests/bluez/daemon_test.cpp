@@ -13,7 +13,6 @@ using namespace std::chrono_literals;
 using namespace bluez_test;
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -13,10 +13,8 @@ namespace {
 using namespace std::chrono_literals;
 using namespace bluez_test;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 class BluezFieldFaults : public BluezTest {
  protected:

@@ -27,7 +27,7 @@ class BluezSession : public BluezTest, public testing::WithParamInterface<Notifi
     world.openHost(std::move(options));
     kit = ::Zephly::Zephly::init(application);
   }
-  ~BluezSession() override { SessionTestAccess::release(*kit); }
+  void TearDown() override { SessionTestAccess::release(*kit); }
 
   void connect() {
     runUntil([this] { return bluez.discovering(strap.spec.adapter); });
