@@ -23,7 +23,7 @@ class BluezDaemon : public BluezTest {
  protected:
   // In range and heard from now on, until it is connected and everything is subscribed.
   void expectRecovery() {
-    runUntil([this] { return bluez.discovering(strap.spec.adapter); });
+    runUntil([this] { return bluez.discovering(strap.traits.adapter); });
     bluez.advertise(strap);
     runUntil([this] { return strap.connected && subscribedToAll(); });
     bluez.notify(strap, ecg, {1});
@@ -324,7 +324,7 @@ TEST_F(BluezDaemon, ARemovedAdapterEndsTheConnectionOnceAndAnotherNumberBringsIt
   EXPECT_EQ(log.back(), "state 2") << "nothing is left";
   bluez.addAdapter("hci3", "00:AA:01:00:00:42");
   runUntilState(CBManagerState::poweredOn);
-  EXPECT_EQ(strap.spec.adapter, "hci3");
+  EXPECT_EQ(strap.traits.adapter, "hci3");
   expectRecovery();
 }
 
@@ -359,7 +359,7 @@ TEST_F(BluezDaemon, TheNextAdapterTakesOverWhenTheFirstIsSwitchedOff) {
   bluez.power("hci0", false);
   runUntil([this] { return bluez.discovering("hci1"); });
   EXPECT_THAT(told(), ElementsAre(StartsWith("disconnected"))) << "the state is the same";
-  strap.spec.adapter = "hci1";
+  strap.traits.adapter = "hci1";
   expectRecovery();
 }
 

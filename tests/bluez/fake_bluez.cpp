@@ -30,7 +30,7 @@ std::string numbered(const char* kind, int handle) {
 
 }  // namespace
 
-std::vector<ServiceSpec> strapServices() {
+std::vector<ServiceTraits> strapServices() {
   return {{"45366e70-cf3a-11e1-9ab4-0002a5d5c51b",
            {{"45366e80-cf3a-11e1-9ab4-0002a5d5c51b"},
             {"46366e80-cf3a-11e1-9ab4-0002a5d5c51b"},
@@ -42,7 +42,7 @@ std::vector<ServiceSpec> strapServices() {
 }
 
 std::string FakeDevice::path() const {
-  return FakeBluez::adapterPath(spec.adapter) + "/dev_" + joined(spec.address, '_');
+  return FakeBluez::adapterPath(traits.adapter) + "/dev_" + joined(traits.address, '_');
 }
 
 FakeBluez::FakeBluez(Zephly::main_queue::MainQueue& queue, std::string address)
@@ -80,8 +80,8 @@ void FakeBluez::kill() {
 
 void FakeBluez::addAdapter(const std::string& name, const std::string& address, bool powered) {
   for (FakeDevice& device : devices_) {
-    const Adapter* old = adapterAt(adapterPath(device.spec.adapter));
-    if (old == nullptr) device.spec.adapter = name;
+    const Adapter* old = adapterAt(adapterPath(device.traits.adapter));
+    if (old == nullptr) device.traits.adapter = name;
   }
   adapters_.push_back({name, address, {}});
   if (running()) showAdapter(adapters_.back(), powered);
@@ -105,7 +105,7 @@ void FakeBluez::showAdapter(Adapter& adapter, bool powered) {
 
 void FakeBluez::removeAdapter(const std::string& name) {
   for (FakeDevice& device : devices_) {
-    if (device.spec.adapter == name) lose(device);
+    if (device.traits.adapter == name) lose(device);
   }
   remove(adapterPath(name));
   adapters_.remove_if([&](const Adapter& adapter) { return adapter.name == name; });
@@ -116,7 +116,7 @@ void FakeBluez::power(const std::string& name, bool on) {
   if (adapter == nullptr || powered(name) == on) return;
   if (!on) {
     for (FakeDevice& device : devices_) {
-      if (device.spec.adapter != name) continue;
+      if (device.traits.adapter != name) continue;
       if (device.connected) dropLink(device);
       if (!device.waiting.empty()) failConnect(device, "Input/output error");
     }
@@ -146,21 +146,21 @@ bool FakeBluez::powered(const std::string& adapter) {
 
 // Devices.
 
-FakeDevice& FakeBluez::addDevice(DeviceSpec spec) {
+FakeDevice& FakeBluez::addDevice(DeviceTraits traits) {
   FakeDevice& device = devices_.emplace_back();
-  device.spec = std::move(spec);
-  for (const ServiceSpec& service : device.spec.services) {
-    for (const CharacteristicSpec& one : service.characteristics) {
-      device.characteristics.emplace_back().spec = one;
+  device.traits = std::move(traits);
+  for (const ServiceTraits& service : device.traits.services) {
+    for (const CharacteristicTraits& one : service.characteristics) {
+      device.characteristics.emplace_back().traits = one;
     }
   }
   return device;
 }
 
 bool FakeBluez::advertise(FakeDevice& device) {
-  if (!powered(device.spec.adapter)) return false;
+  if (!powered(device.traits.adapter)) return false;
   const bool waited = !device.waiting.empty() && !device.connected && device.connecting.empty();
-  const bool heard = discovering(device.spec.adapter);
+  const bool heard = discovering(device.traits.adapter);
   if (heard) {
     if (exists(device.path())) {
       change(device.path(), deviceInterface, {{"RSSI", device.rssi}});
@@ -174,9 +174,9 @@ bool FakeBluez::advertise(FakeDevice& device) {
 }
 
 void FakeBluez::show(FakeDevice& device) {
-  Properties all = {{"Address", device.spec.address},
+  Properties all = {{"Address", device.traits.address},
                     {"AddressType", "random"},
-                    {"Alias", device.spec.name.value_or(joined(device.spec.address, '-'))},
+                    {"Alias", device.traits.name.value_or(joined(device.traits.address, '-'))},
                     {"Paired", false},
                     {"Trusted", false},
                     {"Blocked", false},
@@ -184,9 +184,9 @@ void FakeBluez::show(FakeDevice& device) {
                     {"RSSI", device.rssi},
                     {"Connected", device.connected},
                     {"UUIDs", std::vector<std::string>()},
-                    {"Adapter", ObjectPath{adapterPath(device.spec.adapter)}},
+                    {"Adapter", ObjectPath{adapterPath(device.traits.adapter)}},
                     {"ServicesResolved", false}};
-  if (device.spec.name) all["Name"] = *device.spec.name;
+  if (device.traits.name) all["Name"] = *device.traits.name;
   add(device.path(), deviceInterface, std::move(all));
 }
 
@@ -247,7 +247,7 @@ void FakeBluez::step(FakeDevice& device, DisconnectStep step) {
 void FakeBluez::resolve(FakeDevice& device, bool empty) {
   std::vector<std::string> uuids;
   if (!empty) {
-    for (const ServiceSpec& service : device.spec.services) uuids.push_back(service.uuid);
+    for (const ServiceTraits& service : device.traits.services) uuids.push_back(service.uuid);
   }
   change(device.path(), deviceInterface, {{"UUIDs", uuids}, {"ServicesResolved", true}});
 }
@@ -255,7 +255,7 @@ void FakeBluez::resolve(FakeDevice& device, bool empty) {
 void FakeBluez::addGattObjects(FakeDevice& device) {
   int handle = 9;
   auto next = device.characteristics.begin();
-  for (const ServiceSpec& service : device.spec.services) {
+  for (const ServiceTraits& service : device.traits.services) {
     const std::string servicePath = device.path() + numbered("/service", ++handle);
     if (!exists(servicePath)) {
       add(servicePath, serviceInterface,
@@ -269,11 +269,11 @@ void FakeBluez::addGattObjects(FakeDevice& device) {
       handle += 2;
       if (exists(next->path)) continue;
       add(next->path, characteristicInterface,
-          {{"UUID", next->spec.uuid},
+          {{"UUID", next->traits.uuid},
            {"Service", ObjectPath{servicePath}},
            {"Value", Bytes()},
            {"Notifying", false},
-           {"Flags", next->spec.flags},
+           {"Flags", next->traits.flags},
            {"MTU", std::uint16_t{23}}});
     }
   }
@@ -325,7 +325,7 @@ void FakeBluez::forget(FakeDevice& device) {
 }
 
 void FakeBluez::gapName(FakeDevice& device, const std::string& name) {
-  device.spec.name = name;
+  device.traits.name = name;
   change(device.path(), deviceInterface, {{"Name", name}, {"Alias", name}});
 }
 
@@ -333,7 +333,7 @@ void FakeBluez::gapName(FakeDevice& device, const std::string& name) {
 
 FakeCharacteristic* FakeBluez::characteristic(FakeDevice& device, const std::string& uuid) {
   for (FakeCharacteristic& one : device.characteristics) {
-    if (one.spec.uuid == uuid) return &one;
+    if (one.traits.uuid == uuid) return &one;
   }
   return nullptr;
 }

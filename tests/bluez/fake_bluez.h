@@ -25,23 +25,23 @@
 
 namespace fake_bluez {
 
-struct CharacteristicSpec {
+struct CharacteristicTraits {
   std::string uuid;
   std::vector<std::string> flags = {"notify"};
 };
 
-struct ServiceSpec {
+struct ServiceTraits {
   std::string uuid;
-  std::vector<CharacteristicSpec> characteristics;
+  std::vector<CharacteristicTraits> characteristics;
 };
 
 /// Two services with the five characteristics of the strap's profile and one that is foreign.
-std::vector<ServiceSpec> strapServices();
+std::vector<ServiceTraits> strapServices();
 
-struct DeviceSpec {
+struct DeviceTraits {
   std::string address = "AA:BB:CC:DD:EE:01";
   std::optional<std::string> name = "Zephly";
-  std::vector<ServiceSpec> services = strapServices();
+  std::vector<ServiceTraits> services = strapServices();
   std::string adapter = "hci0";
 };
 
@@ -59,14 +59,14 @@ enum class ConnectStep {
 enum class DisconnectStep { signal, reply, hold };
 
 struct FakeCharacteristic {
-  CharacteristicSpec spec;
+  CharacteristicTraits traits;
   std::string path;
   std::set<std::string> subscribers;              ///< senders of StartNotify, kept over reconnects
   Zephly::main_queue::FileDescriptor descriptor;  ///< our end of what AcquireNotify gave out
 };
 
 struct FakeDevice {
-  DeviceSpec spec;
+  DeviceTraits traits;
   bool inRange = true;  ///< otherwise Connect() waits until it advertises
   bool connected = false;
   std::int16_t rssi = -60;
@@ -106,7 +106,7 @@ class FakeBluez final : public FakeService {
 
   // Devices.
 
-  FakeDevice& addDevice(DeviceSpec spec = {});
+  FakeDevice& addDevice(DeviceTraits traits = {});
   /// Is heard, when its adapter discovers; says whether it was. Lets a waiting Connect() succeed.
   bool advertise(FakeDevice& device);
   /// Shows the device although nothing was heard, as from the cache.

@@ -94,7 +94,7 @@ void FakeBluez::performOnDevice(const CallPointer& call, FakeDevice& device) {
 }
 
 void FakeBluez::connect(const CallPointer& call, FakeDevice& device) {
-  if (!powered(device.spec.adapter)) {
+  if (!powered(device.traits.adapter)) {
     return refuse(call, "org.bluez.Error.Failed", "Input/output error");
   }
   if (!device.waiting.empty()) {
@@ -135,7 +135,7 @@ void FakeBluez::performOnCharacteristic(const CallPointer& call, FakeDevice& dev
 }
 
 void FakeBluez::startNotify(const CallPointer& call, FakeCharacteristic& characteristic) {
-  if (characteristic.spec.flags != std::vector<std::string>{"notify"}) {
+  if (characteristic.traits.flags != std::vector<std::string>{"notify"}) {
     return refuse(call, "org.bluez.Error.NotSupported", "Operation is not supported");
   }
   if (characteristic.descriptor.get() >= 0) {
@@ -158,7 +158,7 @@ void FakeBluez::stopNotify(const CallPointer& call, FakeCharacteristic& characte
 }
 
 void FakeBluez::acquireNotify(const CallPointer& call, FakeCharacteristic& characteristic) {
-  if (characteristic.spec.flags != std::vector<std::string>{"notify"}) {
+  if (characteristic.traits.flags != std::vector<std::string>{"notify"}) {
     return refuse(call, "org.bluez.Error.NotSupported", "Operation is not supported");
   }
   if (!characteristic.subscribers.empty()) {

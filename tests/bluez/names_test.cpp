@@ -29,7 +29,7 @@ TEST_F(BluezNames, TheAdvertisedNameIsTheDevicesName) {
 }
 
 TEST_F(BluezNames, TheAliasIsNoName) {
-  strap.spec.name = std::nullopt;
+  strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
   EXPECT_THAT(told(), Contains("discovered (none) -60"));
@@ -37,7 +37,7 @@ TEST_F(BluezNames, TheAliasIsNoName) {
 }
 
 TEST_F(BluezNames, ANameThatComesLaterIsTold) {
-  strap.spec.name = std::nullopt;
+  strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
   told();

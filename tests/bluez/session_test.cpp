@@ -30,7 +30,7 @@ class BluezSession : public BluezTest, public testing::WithParamInterface<Notifi
   void TearDown() override { SessionTestAccess::release(*kit); }
 
   void connect() {
-    runUntil([this] { return bluez.discovering(strap.spec.adapter); });
+    runUntil([this] { return bluez.discovering(strap.traits.adapter); });
     bluez.advertise(strap);
     runUntil([this] { return strap.connected && subscribedToAll(); });
   }

@@ -24,7 +24,7 @@ using fake_bluez::Answer;
 using fake_bluez::append;
 using fake_bluez::Bytes;
 using fake_bluez::ConnectStep;
-using fake_bluez::DeviceSpec;
+using fake_bluez::DeviceTraits;
 using fake_bluez::DisconnectStep;
 using fake_bluez::FakeBluez;
 using fake_bluez::FakeDevice;
