@@ -13,7 +13,6 @@ namespace {
 
 using namespace Zephly::att_strap;
 using testing::ElementsAre;
-using testing::Optional;
 
 constexpr std::uint16_t longUuidService = 0x10;
 
