@@ -86,6 +86,12 @@ void Peripheral::deviceChanged(const ObjectChange& change) {
 
 void Peripheral::heard() {
   if (link_) verify();
+  if (!calling_ || heardTimer_.active()) return;
+  heardTimer_ = radio_->queue().after(radio_->timing().heardLimit, [this] {
+    const std::string path = radio_->devicePath(key_);
+    // This ends the attempt, and its failure leads to the next one.
+    if (!path.empty()) radio_->daemon().tell(path, deviceInterface, "Disconnect");
+  });
 }
 
 void Peripheral::valueArrived(const std::string& path, const Bytes& value) {
@@ -167,6 +173,7 @@ void Peripheral::attempt(const std::string& path) {
 }
 
 void Peripheral::attemptAnswered(const std::string& path, const Reply& reply) {
+  heardTimer_.cancel();
   const bool hopeless = !reply && reply.errorName == "org.freedesktop.DBus.Error.UnknownObject";
   if (hopeless) return attemptFailed();
   radio_->daemon().refresh(path, deviceInterface,
@@ -192,6 +199,7 @@ void Peripheral::abandonAttempt() {
   calling_ = false;
   retry_.succeeded();
   settleTimer_.cancel();
+  heardTimer_.cancel();
 }
 
 void Peripheral::establish() {

@@ -24,6 +24,7 @@ namespace Zephly::bluez {
 class Central;
 class Radio;
 
+/// A device as one central sees it.
 class Peripheral final : public CBPeripheral {
  public:
   Peripheral(Central& central, std::string key);
@@ -51,7 +52,7 @@ class Peripheral final : public CBPeripheral {
   /// The radio has another state or another adapter.
   void radioChanged();
   void deviceChanged(const ObjectChange& change);
-  /// It advertises, so it is not connected, whatever was told.
+  /// It advertises: it is not connected, whatever was told, but can be.
   void heard();
   void valueArrived(const std::string& path, const Bytes& value);
   void disconnectionExplained(const std::string& reason);
@@ -88,6 +89,7 @@ class Peripheral final : public CBPeripheral {
   bool verifying_ = false;
   Retry retry_;
   main_queue::Timer settleTimer_;
+  main_queue::Timer heardTimer_;
   std::string explanation_;     ///< why the link is about to end, as far as it was told
   std::shared_ptr<Link> link_;  ///< from the connection until its end is told
 };

@@ -6,6 +6,7 @@
 
 namespace Zephly::bluez {
 
+/// All of the host's pauses and limits.
 struct Timing {
   /// Before something that failed is tried again; doubled with every further failure.
   std::chrono::milliseconds firstPause{100};
@@ -15,6 +16,9 @@ struct Timing {
   std::chrono::milliseconds callLimit{30'000};
   /// For the reply to a connection attempt. bluetoothd gives up on a silent device after 42 s.
   std::chrono::milliseconds connectLimit{90'000};
+  /// An attempt that has not come to its end so long after the device was heard is made anew: now
+  /// and then bluetoothd's waits for a device that has been there for long, until it gives up.
+  std::chrono::milliseconds heardLimit{5'000};
   /// For the reply to a subscription, which waits for the device. bluetoothd gives up after 30 s.
   std::chrono::milliseconds subscribeLimit{60'000};
   /// From the connection until the services are known. bluetoothd gives up after 32 s.

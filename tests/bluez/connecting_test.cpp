@@ -136,6 +136,20 @@ TEST_F(BluezConnecting, OnReconnectTheServicesThatStayedAreFoundAgain) {
   EXPECT_EQ(told(), expected);
 }
 
+TEST_F(BluezConnecting, AnAttemptThatMissesADeviceThatIsThereIsMadeAnew) {
+  auto options = World::options();
+  options.timing.heardLimit = 5ms;
+  world.openHost(std::move(options));
+  strap.onConnect = {ConnectStep::hold};
+  request();
+  runUntil([this] { return bluez.calls("Connect") == 1; });
+  EXPECT_EQ(bluez.calls("Disconnect"), 0);
+  // It goes on waiting for the device, which is heard.
+  bluez.advertise(strap);
+  runUntil([this] { return bluez.calls("Connect") == 2; });
+  EXPECT_EQ(bluez.calls("Disconnect"), 1);
+}
+
 TEST_F(BluezConnecting, ASilentDeviceIsAskedAgainWhenBlueZGivesUp) {
   strap.inRange = false;
   request();
