@@ -7,10 +7,10 @@
 ///   auto session = Zephly::Zephly::init(application);
 ///   queue.run();
 ///
-/// It needs the service bluetoothd (Debian package bluez) and the permission to speak to it (group
-/// bluetooth on Debian). What is missing is told by one line and as the radio's state, and
-/// everything begins to work by itself when it is there: bus, service, adapter and power may come
-/// and go at any time.
+/// It needs the service bluetoothd (Debian package bluez) and the permission to speak to it (on
+/// stricter systems, membership of the group bluetooth). What is missing is told by one line and as
+/// the radio's state, and everything begins to work by itself when it is there: bus, service,
+/// adapter and power may come and go at any time.
 ///
 /// Scans, connection requests and links survive that as far as they can: a scan goes on with the
 /// next powered adapter, a connection request is made anew until it succeeds, a link that is lost
@@ -39,21 +39,22 @@ enum class Notifications {
   descriptors,  ///< each characteristic through a descriptor of its own
 };
 
+/// How the host is set up; everything has a default.
 struct Options {
   /// The adapter to use: "hci0", or its address "00:1A:7D:DA:71:13". An adapter named by its number
   /// is recognised by its address when it comes back under another number. Empty: the first one
   /// that is powered.
-  std::string adapter;
+  std::string adapter = {};
   /// D-Bus address of the bus; empty: the system bus.
-  std::string busAddress;
+  std::string busAddress = {};
   Notifications notifications = Notifications::signals;
   /// Signals that end the program: the scan is stopped and the strap released before the signal
   /// does its default. Empty for a program that handles them itself and destroys the host.
   std::vector<int> releaseOn = {SIGINT, SIGTERM};
   /// Gets one line for people whenever the state of the radio changes: what is missing and what to
   /// do about it. Without one, the lines go to console().
-  std::function<void(std::string_view)> report;
-  Timing timing;
+  std::function<void(std::string_view)> report = {};
+  Timing timing = {};
 };
 
 /// The host in use while it lives.

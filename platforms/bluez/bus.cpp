@@ -4,6 +4,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -489,13 +490,35 @@ class SdBus final : public Bus {
   main_queue::Timer timer_;
 };
 
+// The system bus at another address, while the object lives. The library's own way to open a bus at
+// an address leaks its connection when that fails (version 1.2), and opening is tried for ever.
+class SystemBusAddress {
+ public:
+  explicit SystemBusAddress(const std::string& address) {
+    if (const char* before = std::getenv(variable)) before_ = before;
+    if (!address.empty()) ::setenv(variable, address.c_str(), 1);
+  }
+  SystemBusAddress(const SystemBusAddress&) = delete;
+  SystemBusAddress& operator=(const SystemBusAddress&) = delete;
+  ~SystemBusAddress() {
+    if (before_) {
+      ::setenv(variable, before_->c_str(), 1);
+    } else {
+      ::unsetenv(variable);
+    }
+  }
+
+ private:
+  static constexpr const char* variable = "DBUS_SYSTEM_BUS_ADDRESS";
+  std::optional<std::string> before_;
+};
+
 }  // namespace
 
 std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& address) {
   try {
-    auto connection = address.empty() ? sdbus::createSystemBusConnection()
-                                      : sdbus::createSessionBusConnectionWithAddress(address);
-    return std::make_unique<SdBus>(queue, std::move(connection));
+    const SystemBusAddress used(address);
+    return std::make_unique<SdBus>(queue, sdbus::createSystemBusConnection());
   } catch (const sdbus::Error& error) {
     throw BusError(error.getName(), error.getMessage());
   }

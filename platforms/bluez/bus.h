@@ -82,6 +82,7 @@ struct Property {
   std::function<Value()> read;
 };
 
+/// An interface of an object of ours.
 struct Interface {
   std::string name;
   std::vector<Method> methods;
@@ -102,6 +103,7 @@ class ExportedObject {
   ExportedObject() = default;
 };
 
+/// One connection.
 class Bus {
  public:
   using SignalHandler = std::function<void(const Signal&)>;
@@ -110,7 +112,8 @@ class Bus {
   using Subscription = std::shared_ptr<void>;
 
   /// Connects to the bus at `address` (as D-Bus writes it), to the system bus when it is empty.
-  /// Throws BusError when there is none or it does not take us.
+  /// Throws BusError when there is none or it does not take us. With an address, the environment
+  /// variable DBUS_SYSTEM_BUS_ADDRESS is another one during the call.
   static std::unique_ptr<Bus> open(main_queue::MainQueue& queue, const std::string& address = {});
 
   Bus(const Bus&) = delete;

@@ -39,6 +39,7 @@ class DaemonListener {
   DaemonListener& operator=(const DaemonListener&) = default;
 };
 
+/// Follows the service for as long as it lives.
 class Daemon {
  public:
   enum class State {

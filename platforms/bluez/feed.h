@@ -12,6 +12,7 @@
 
 namespace Zephly::bluez {
 
+/// Owns the descriptor and watches it.
 class Feed {
  public:
   /// `ready` is called by the queue when there is something to take.

@@ -22,6 +22,7 @@ namespace Zephly::bluez {
 class Peripheral;
 class Radio;
 
+/// One connection to one device.
 class Link : public std::enable_shared_from_this<Link> {
  public:
   using Filter = std::optional<std::vector<CBUUID>>;

@@ -30,6 +30,7 @@ struct ObjectChange {
 
 using ObjectChanges = std::vector<ObjectChange>;
 
+/// All objects by path.
 class ObjectTree {
  public:
   /// Null when there is no such object or interface.

@@ -18,6 +18,7 @@ namespace Zephly::bluez {
 
 class Central;
 
+/// Follows bluetoothd on behalf of all centrals.
 class Radio final : public DaemonListener {
  public:
   Radio(main_queue::MainQueue& queue, Options options);

@@ -13,6 +13,7 @@
 
 namespace Zephly::bluez {
 
+/// One thing that is tried again and again.
 class Retry {
  public:
   Retry(main_queue::MainQueue& queue, const Timing& timing)

@@ -11,6 +11,7 @@
 
 namespace Zephly::bluez {
 
+/// One scan, on one adapter at a time.
 class Scan {
  public:
   Scan(main_queue::MainQueue& queue, Daemon& daemon, const Timing& timing)
