@@ -4,17 +4,16 @@
 # To build the kit, the hosts and the program.
 build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-json3-dev libsdbus-c++-dev)
 
+# To build the programs of the tests, and what they run: a message bus of their own.
+program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon)
+
 # To build and run the tests: the second compiler brings the sanitizers.
-test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14
-  binutils procps)
+test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binutils procps)
 
 # To check format, static analysis and documentation.
 lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxygen libbenchmark-dev)
 
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
-
-# To build what runs in the guest of the Bluetooth test.
-bluetooth_packages=("${build_packages[@]}" libgtest-dev libgmock-dev)
 
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the
 # newest kernel: 6.1.192 of bookworm-security crashes when a link ends while it begins.

@@ -27,7 +27,8 @@ int run(int argc, char** argv) {
   bool descriptors = false;
   bool bluezAtBothEnds = false;
   Zephly::bluez::Options options;
-  program.add_option("checks", checks, "rate, losses, restarts, odd, strangers, planned, shared");
+  program.add_option("checks", checks,
+                     "rate, losses, restarts, odd, sizes, strangers, planned, shared");
   program.add_option("--table", table, "file for the table")->required();
   program.add_flag("--descriptors", descriptors, "values through descriptors, not by signals");
   program.add_flag("--bluez-strap", bluezAtBothEnds, "the strap is `zephly strap`");
@@ -48,7 +49,9 @@ int run(int argc, char** argv) {
   if (wanted("shared")) session.sharedRestarts();
   if (wanted("losses")) session.linkLosses(20);
   if (wanted("restarts")) session.restarts();
+  if (wanted("odd")) session.oddSizes({0, 1, 19, 20});
   if (wanted("odd")) session.oddStraps();
+  if (wanted("sizes")) session.oddSizes({0, 1, 19, 20, 21, 512});
   if (wanted("strangers")) session.strangers();
   session.usage();
   session.leave();

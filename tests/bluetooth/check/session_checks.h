@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Zephly::bluetooth_check {
 
@@ -43,8 +44,10 @@ class SessionChecks {
   void linkLosses(int count);
   /// bluetoothd stopped, killed, restarted; adapter off and on; controller pulled out and put back.
   void restarts();
-  /// Straps that freeze, leave, refuse, and send values of unusual size.
+  /// Straps that freeze, leave and refuse.
   void oddStraps();
+  /// Values of unusual sizes, in bytes.
+  void oddSizes(const std::vector<std::size_t>& sizes);
   /// The link losses that the strap has in its plan, as many.
   void plannedLosses(int count);
   /// bluetoothd, which serves both ends, stopped, killed, restarted.

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What a strap says that it did: the log of att_strap and what `zephly strap --frames` prints (which
-/// gives a time to frames only).
+/// What a strap says that it did: the log of att_strap and what `zephly strap --frames` prints
+/// (which gives a time to frames only).
 ///
 ///   12.345678 connected
 ///   12.400001 subscribed ecg
