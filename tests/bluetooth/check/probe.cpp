@@ -21,7 +21,7 @@ void Application::didReceiveRespiration(float /*sample*/) { ++respirationSamples
 void Application::didReceiveBatteryStatus(BatteryStatus /*status*/) { ++batteries; }
 
 std::shared_ptr<Probe> Probe::start() {
-  const std::shared_ptr<Probe> probe(new Probe());
+  std::shared_ptr<Probe> probe(new Probe());
   Host* host = Host::current();
   {
     // The session's own central has no radio: what it gets, it gets from here.

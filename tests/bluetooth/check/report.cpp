@@ -17,7 +17,7 @@ std::string fixed(double value, int digits) {
 std::string spread(std::vector<Seconds> times) {
   if (times.empty()) return "";
   std::sort(times.begin(), times.end());
-  const std::string median = fixed(times[times.size() / 2].count(), 1);
+  std::string median = fixed(times[times.size() / 2].count(), 1);
   if (times.size() == 1) return median;
   return median + " (" + fixed(times.front().count(), 1) + "-" + fixed(times.back().count(), 1) +
          ")";

@@ -369,7 +369,7 @@ void SessionChecks::usage() {
              fixed(100 * processor, 0) + " % of one processor over " + fixed(time.count(), 0) +
              " s, " + std::to_string(now.threads) + " thread";
   // What this program remembers of the link that stands is part of it.
-  constexpr std::size_t allowed = 2 * 1024 * 1024;
+  constexpr std::size_t allowed = std::size_t{2} * 1024 * 1024;
   row.passed = now.threads == 1 && now.heap < atBegin_.heap + allowed;
   report_.add(std::move(row));
 }
