@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <cctype>
 #include <chrono>
 #include <utility>
 
@@ -25,6 +26,24 @@ std::string plain(double number) {
     if (text.back() == '.') text.pop_back();
   }
   return text;
+}
+
+bool isAdapterNumber(std::string_view text) {
+  constexpr std::string_view prefix = "hci";
+  return text.substr(0, prefix.size()) == prefix &&
+         parseNumber<std::uint16_t>(text.substr(prefix.size())).has_value();
+}
+
+// "00:1A:7D:DA:71:13"
+bool isAddress(std::string_view text) {
+  constexpr std::size_t length = 17;
+  if (text.size() != length) return false;
+  for (std::size_t i = 0; i < length; ++i) {
+    const bool right =
+        i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!right) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -61,18 +80,27 @@ double rowRateValue(const std::string& option, const std::string& text) {
   return *number;
 }
 
+std::string adapterValue(const std::string& option, const std::string& text) {
+  if (!isAdapterNumber(text) && !isAddress(text)) {
+    rejectValue(option, "hciN or an address like 00:1A:7D:DA:71:13", text);
+  }
+  return text;
+}
+
 std::filesystem::path fileValue(const std::string& option, const std::string& text) {
   if (text.empty()) rejectValue(option, "the name of a file", text);
   return text;
 }
 
-void addValue(CLI::App& command, const std::string& name, const std::string& type,
-              const std::string& help, const std::function<void(const std::string&)>& take) {
-  command.add_option_function<std::string>(name, take, help)->type_name(type);
+CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
+                      const std::string& help,
+                      const std::function<void(const std::string&)>& take) {
+  return command.add_option_function<std::string>(name, take, help)->type_name(type);
 }
 
-void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help) {
-  command.add_flag(name, value, help)->disable_flag_override();
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
+                     const std::string& help) {
+  return command.add_flag(name, value, help)->disable_flag_override();
 }
 
 }  // namespace Zephly::tools

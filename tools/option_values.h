@@ -16,13 +16,16 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace Zephly::tools {
 
 /// Longest time that an option takes, in seconds; beyond it a clock of nanoseconds would not hold
 /// it.
 inline constexpr double longestTime = 1e9;
+/// Shortest time after which a program can be told to end, in seconds.
+inline constexpr double shortestDuration = 1e-9;
 
 /// The whole text as a number, whatever the locale; empty when it is none.
 template <class Number>
@@ -41,11 +44,14 @@ std::uint64_t seedValue(const std::string& option, const std::string& text);
 strap::StrapTime secondsValue(const std::string& option, const std::string& text, double shortest);
 /// Rows per second of a recording.
 double rowRateValue(const std::string& option, const std::string& text);
+/// A Bluetooth adapter: "hci0", or an address as BlueZ writes it, in either case.
+std::string adapterValue(const std::string& option, const std::string& text);
 std::filesystem::path fileValue(const std::string& option, const std::string& text);
 
 /// Declares an option whose value `take` gets; `type` stands for the value in the help text.
-void addValue(CLI::App& command, const std::string& name, const std::string& type,
-              const std::string& help, const std::function<void(const std::string&)>& take);
-void addFlag(CLI::App& command, const std::string& name, bool& value, const std::string& help);
+CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
+                      const std::string& help, const std::function<void(const std::string&)>& take);
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
+                     const std::string& help);
 
 }  // namespace Zephly::tools

@@ -17,9 +17,6 @@ class App;
 namespace Zephly::monitor {
 
 struct Options {
-  /// Longest --duration; beyond it the strap's clock would not hold the nanoseconds.
-  static constexpr double longestDuration = 1e9;
-
   bool simulated = false;
   std::uint64_t seed = 1;
   double speed = 1;                          ///< strap time over wall time

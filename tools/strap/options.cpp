@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <string_view>
 
 namespace Zephly::peripheral {
 
@@ -14,33 +13,6 @@ namespace {
 
 using tools::addFlag;
 using tools::addValue;
-
-constexpr double shortestDuration = 1e-9;
-
-bool isAdapterNumber(std::string_view text) {
-  constexpr std::string_view prefix = "hci";
-  return text.substr(0, prefix.size()) == prefix &&
-         tools::parseNumber<std::uint16_t>(text.substr(prefix.size())).has_value();
-}
-
-// "00:1A:7D:DA:71:13"
-bool isAddress(std::string_view text) {
-  constexpr std::size_t length = 17;
-  if (text.size() != length) return false;
-  for (std::size_t i = 0; i < length; ++i) {
-    const bool right =
-        i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
-    if (!right) return false;
-  }
-  return true;
-}
-
-std::string adapter(const std::string& text) {
-  if (!isAdapterNumber(text) && !isAddress(text)) {
-    tools::rejectValue("--adapter", "hci0, hci1, ... or an address like 00:1A:7D:DA:71:13", text);
-  }
-  return text;
-}
 
 std::string name(const std::string& text) {
   const bool printable = std::none_of(text.begin(), text.end(), [](unsigned char character) {
@@ -87,9 +59,10 @@ bool isUtf8(const std::string& text) {
 }
 
 void addOptions(CLI::App& command, Options& options) {
-  addValue(command, "--adapter", "hciN|ADDRESS",
-           "The Bluetooth adapter to use (default: the first that is switched on)",
-           [&](const std::string& text) { options.adapter = adapter(text); });
+  addValue(
+      command, "--adapter", "hciN|ADDRESS",
+      "The Bluetooth adapter to use (default: the first that is switched on)",
+      [&](const std::string& text) { options.adapter = tools::adapterValue("--adapter", text); });
   addValue(command, "--name", "NAME", "The advertised name (default Zephly)",
            [&](const std::string& text) { options.name = name(text); });
   addFlag(command, "--set-alias", options.setAlias,
@@ -126,7 +99,7 @@ void addOptions(CLI::App& command, Options& options) {
              options.absence = tools::secondsValue("--absence", text, 0);
            });
   addValue(command, "--duration", "S", "End after S seconds", [&](const std::string& text) {
-    options.duration = tools::secondsValue("--duration", text, shortestDuration);
+    options.duration = tools::secondsValue("--duration", text, tools::shortestDuration);
   });
   addFlag(command, "--frames", options.frames, "Print every frame that is sent");
   // For tests, which have a bus of their own.
