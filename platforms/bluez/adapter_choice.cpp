@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <vector>
+#include <utility>
 
 namespace Zephly::bluez {
 
@@ -16,70 +16,73 @@ bool sameText(const std::string& left, const std::string& right) {
       [](unsigned char a, unsigned char b) { return std::toupper(a) == std::toupper(b); });
 }
 
-// Whether it can look for devices and connect to them. BlueZ before 5.51 does not tell.
-bool isCentral(const ObjectTree& tree, const std::string& adapter) {
+}  // namespace
+
+// BlueZ before 5.51 does not tell.
+bool canBeCentral(const ObjectTree& tree, const std::string& adapter) {
   const auto* roles = tree.property<Strings>(adapter, adapterInterface, "Roles");
   return roles == nullptr || std::any_of(roles->begin(), roles->end(), [](const std::string& role) {
            return role == "central" || role == "central-peripheral";
          });
 }
 
-// In the order of their numbers: hci2 before hci10.
-std::vector<std::string> adapters(const ObjectTree& tree) {
-  auto paths = tree.paths("/", adapterInterface);
-  paths.erase(std::remove_if(paths.begin(), paths.end(),
-                             [&](const auto& path) { return !isCentral(tree, path); }),
-              paths.end());
-  std::stable_sort(paths.begin(), paths.end(),
-                   [](const auto& a, const auto& b) { return a.size() < b.size(); });
-  return paths;
+bool canBePeripheral(const ObjectTree& tree, const std::string& adapter) {
+  return tree.properties(adapter, gattManagerInterface) != nullptr &&
+         tree.properties(adapter, advertisingManagerInterface) != nullptr;
 }
+
+std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string addressOf(const ObjectTree& tree, const std::string& adapter) {
   const auto* address = tree.property<std::string>(adapter, adapterInterface, "Address");
   return address == nullptr ? std::string() : *address;
 }
 
-}  // namespace
-
-std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
 bool isPowered(const ObjectTree& tree, const std::string& adapter) {
   const auto* powered = tree.property<bool>(adapter, adapterInterface, "Powered");
   return powered != nullptr && *powered;
 }
 
+AdapterChoice::AdapterChoice(std::string wanted, Ability able)
+    : wanted_(std::move(wanted)), able_(std::move(able)) {}
+
 std::string AdapterChoice::choose(const ObjectTree& tree) {
-  chosen_ = wanted_.empty() ? chooseFirst(tree) : chooseNamed(tree);
+  auto candidates = meant(tree);
+  candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
+                                  [&](const auto& path) { return !able_(tree, path); }),
+                   candidates.end());
+  if (candidates.empty()) return chosen_ = {};
+  // The one of before, then by number (hci2 before hci10); but one that is switched on before all.
+  std::stable_sort(candidates.begin(), candidates.end(), [&](const auto& a, const auto& b) {
+    if ((a == chosen_) != (b == chosen_)) return a == chosen_;
+    return a.size() < b.size();
+  });
+  const auto powered = std::find_if(candidates.begin(), candidates.end(),
+                                    [&](const auto& path) { return isPowered(tree, path); });
+  chosen_ = powered == candidates.end() ? candidates.front() : *powered;
+  if (!wanted_.empty() && address_.empty()) address_ = addressOf(tree, chosen_);
   return chosen_;
 }
 
-std::string AdapterChoice::chooseFirst(const ObjectTree& tree) const {
-  const auto all = adapters(tree);
-  const bool present = std::find(all.begin(), all.end(), chosen_) != all.end();
-  if (present && isPowered(tree, chosen_)) return chosen_;
-  for (const std::string& path : all) {
-    if (isPowered(tree, path)) return path;
-  }
-  if (present) return chosen_;
-  return all.empty() ? std::string() : all.front();
+bool AdapterChoice::onlyUnable(const ObjectTree& tree) const {
+  const auto all = meant(tree);
+  return !all.empty() &&
+         std::none_of(all.begin(), all.end(), [&](const auto& path) { return able_(tree, path); });
 }
 
-std::string AdapterChoice::chooseNamed(const ObjectTree& tree) {
-  const auto all = adapters(tree);
-  for (const std::string& path : all) {
-    const std::string address = addressOf(tree, path);
-    if (address.empty()) continue;
-    if (sameText(address, wanted_) || sameText(address, address_)) return path;
-  }
-  for (const std::string& path : all) {
-    if (!sameText(lastPart(path), wanted_)) continue;
-    // The adapter of that number is another one than before: the one that was meant is away.
-    if (!address_.empty()) return {};
-    address_ = addressOf(tree, path);
-    return path;
-  }
-  return {};
+std::vector<std::string> AdapterChoice::meant(const ObjectTree& tree) const {
+  auto paths = tree.paths("/", adapterInterface);
+  paths.erase(std::remove_if(paths.begin(), paths.end(),
+                             [&](const auto& path) { return !isMeant(tree, path); }),
+              paths.end());
+  return paths;
+}
+
+bool AdapterChoice::isMeant(const ObjectTree& tree, const std::string& adapter) const {
+  if (wanted_.empty()) return true;
+  const std::string address = addressOf(tree, adapter);
+  if (!address_.empty()) return sameText(address, address_);
+  return sameText(address, wanted_) || sameText(lastPart(adapter), wanted_);
 }
 
 }  // namespace Zephly::bluez

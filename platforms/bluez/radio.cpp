@@ -30,7 +30,7 @@ bool isTrue(const ObjectTree& tree, const std::string& device, const char* prope
 Radio::Radio(main_queue::MainQueue& queue, Options options)
     : queue_(queue),
       options_(std::move(options)),
-      choice_(options_.adapter),
+      choice_(options_.adapter, canBeCentral),
       daemon_(queue, options_.busAddress, options_.timing, *this),
       scan_(queue, daemon_, options_.timing) {}
 

@@ -1,9 +1,8 @@
 // What `zephly strap` decides by itself, without a bus: when frames are sent, when links are lost,
-// which adapter it is, who is connected, how it is printed.
+// who is connected, how it is printed.
 
 #include <platforms/bluez/object_tree.h>
 #include <strap/transmitter.h>
-#include <tools/strap/adapter_wish.h>
 #include <tools/strap/centrals.h>
 #include <tools/strap/link_losses.h>
 #include <tools/strap/options.h>
@@ -28,8 +27,6 @@ using testing::IsEmpty;
 using Zephly::bluez::Dictionary;
 using Zephly::bluez::ObjectChange;
 using Zephly::bluez::ObjectTree;
-using Zephly::bluez::Value;
-using Zephly::peripheral::AdapterWish;
 using Zephly::peripheral::Centrals;
 using Zephly::peripheral::LinkLosses;
 using Zephly::peripheral::Pacing;
@@ -200,77 +197,6 @@ TEST(LinkLossesTest, OfTwoAtOnceTheLongerAbsenceCounts) {
   plan.linkLosses = {{10s, "gone", 4s}};
   EXPECT_EQ(LinkLosses({10s}, 1s, plan).next(0s)->absence, 4s);
   EXPECT_EQ(LinkLosses({10s}, 9s, plan).next(0s)->absence, 9s);
-}
-
-Dictionary adapter(const std::string& address, bool powered, bool able = true) {
-  Dictionary interfaces;
-  interfaces["org.bluez.Adapter1"] = Dictionary{{"Address", address}, {"Powered", powered}};
-  if (able) {
-    interfaces["org.bluez.GattManager1"] = Dictionary();
-    interfaces["org.bluez.LEAdvertisingManager1"] = Dictionary();
-  }
-  return interfaces;
-}
-
-ObjectTree treeOf(const Dictionary& objects) {
-  ObjectTree tree;
-  EXPECT_TRUE(tree.replace({objects}));
-  return tree;
-}
-
-constexpr const char* address0 = "00:00:00:00:00:0A";
-constexpr const char* address1 = "00:00:00:00:00:0B";
-
-TEST(AdapterWishTest, AnyAdapterIsTheFirstThatIsSwitchedOn) {
-  const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, false)},
-                            {"/org/bluez/hci10", adapter(address1, true)},
-                            {"/org/bluez/hci2", adapter(address1, true)}});
-  EXPECT_EQ(AdapterWish("").choose(tree), "/org/bluez/hci2");
-}
-
-TEST(AdapterWishTest, OneThatIsSwitchedOffIsBetterThanNone) {
-  const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, false)}});
-  EXPECT_EQ(AdapterWish("").choose(tree), "/org/bluez/hci0");
-  EXPECT_EQ(AdapterWish("").choose(ObjectTree()), "");
-}
-
-TEST(AdapterWishTest, OneWithoutTheTwoManagersIsNotTaken) {
-  const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, true, false)},
-                            {"/org/bluez/hci1", adapter(address1, true)}});
-  AdapterWish any("");
-  EXPECT_EQ(any.choose(tree), "/org/bluez/hci1");
-  EXPECT_FALSE(any.onlyUnable(tree));
-  AdapterWish named("hci0");
-  EXPECT_EQ(named.choose(tree), "");
-  EXPECT_TRUE(named.onlyUnable(tree));
-  EXPECT_FALSE(AdapterWish("hci7").onlyUnable(tree));
-}
-
-TEST(AdapterWishTest, StaysWithItsChoiceWhileThatIsSwitchedOn) {
-  AdapterWish wish("");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci1", adapter(address1, true)}})), "/org/bluez/hci1");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)},
-                                {"/org/bluez/hci1", adapter(address1, true)}})),
-            "/org/bluez/hci1");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)},
-                                {"/org/bluez/hci1", adapter(address1, false)}})),
-            "/org/bluez/hci0");
-}
-
-TEST(AdapterWishTest, AnAddressIsFoundUnderAnyNumberInAnyCase) {
-  AdapterWish wish("00:00:00:00:00:0b");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)},
-                                {"/org/bluez/hci3", adapter(address1, false)}})),
-            "/org/bluez/hci3");
-}
-
-TEST(AdapterWishTest, ANumberMeansTheSameAdapterWhenItComesBackUnderAnother) {
-  AdapterWish wish("hci0");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)}})), "/org/bluez/hci0");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address1, true)}})), "");
-  EXPECT_EQ(wish.choose(treeOf({{"/org/bluez/hci0", adapter(address1, true)},
-                                {"/org/bluez/hci1", adapter(address0, true)}})),
-            "/org/bluez/hci1");
 }
 
 class CentralsTest : public testing::Test {

@@ -1,7 +1,7 @@
 #include <tools/strap/advertisement.h>
 
+#include <platforms/bluez/names.h>
 #include <strap/frame.h>
-#include <tools/strap/names.h>
 
 #include <cstddef>
 #include <utility>
@@ -29,7 +29,7 @@ Advertisement::Advertisement(main_queue::MainQueue& queue, bluez::Bus& bus, std:
     return bluez::Arguments();
   };
   object_ = bus.exportObject(
-      path, {{advertisementInterface,
+      path, {{bluez::advertisementInterface,
               {{"Release", "", "", release}},
               {{"Type", "s", [] { return bluez::Value("peripheral"); }},
                {"LocalName", "s", [name = std::move(name)] { return bluez::Value(name); }},

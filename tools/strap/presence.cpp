@@ -2,7 +2,6 @@
 
 #include <platforms/bluez/adapter_choice.h>
 #include <platforms/bluez/names.h>
-#include <tools/strap/names.h>
 
 #include <utility>
 
@@ -19,17 +18,17 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
     : queue_(queue),
       options_(std::move(options)),
       listener_(listener),
-      wish_(options_.adapter),
+      choice_(options_.adapter, bluez::canBePeripheral),
       centrals_([this](const std::string& name, bool connected) {
         listener_.centralChanged(name, connected);
       }),
       application_{.what = "register the GATT application",
-                   .interface = gattManagerInterface,
+                   .interface = bluez::gattManagerInterface,
                    .enter = "RegisterApplication",
                    .withdraw = "UnregisterApplication",
                    .path = GattApplication::path},
       advertisement_{.what = "advertise",
-                     .interface = advertisingManagerInterface,
+                     .interface = bluez::advertisingManagerInterface,
                      .enter = "RegisterAdvertisement",
                      .withdraw = "UnregisterAdvertisement",
                      .path = Advertisement::path},
@@ -100,8 +99,9 @@ void Presence::daemonChanged() {
 
 void Presence::objectChanged(const bluez::ObjectChange& change) {
   if (left_) return;
-  if (change.interface == bluez::adapterInterface || change.interface == gattManagerInterface ||
-      change.interface == advertisingManagerInterface) {
+  if (change.interface == bluez::adapterInterface ||
+      change.interface == bluez::gattManagerInterface ||
+      change.interface == bluez::advertisingManagerInterface) {
     update();
   }
   centrals_.take(daemon_.tree(), change, advertisement_.state == Registration::State::done);
@@ -109,7 +109,7 @@ void Presence::objectChanged(const bluez::ObjectChange& change) {
 
 void Presence::update() {
   if (left_) return;
-  useAdapter(daemon_.ready() ? wish_.choose(daemon_.tree()) : std::string());
+  useAdapter(daemon_.ready() ? choice_.choose(daemon_.tree()) : std::string());
   setReady(!adapter_.empty() && bluez::isPowered(daemon_.tree(), adapter_));
   report();
   proceed();
@@ -132,7 +132,7 @@ void Presence::useAdapter(const std::string& adapter) {
   retry_.succeeded();
   centrals_.setAdapter(daemon_.tree(), adapter_);
   if (adapter_.empty()) return;
-  const std::string address = addressOf(daemon_.tree(), adapter_);
+  const std::string address = bluez::addressOf(daemon_.tree(), adapter_);
   say("adapter " + adapterName() + (address.empty() ? "" : " (" + address + ")"));
 }
 
@@ -301,13 +301,13 @@ std::string Presence::situation() const {
     case State::ready:
       break;
   }
-  const std::string which = wish_.wanted().empty() ? "" : " " + wish_.wanted();
+  const std::string which = choice_.wanted().empty() ? "" : " " + choice_.wanted();
   if (ready_) return {};
   if (!adapter_.empty()) {
     return "waiting for adapter " + adapterName() +
            " to be switched on: rfkill unblock bluetooth; bluetoothctl power on";
   }
-  if (wish_.onlyUnable(daemon_.tree())) {
+  if (choice_.onlyUnable(daemon_.tree())) {
     return "waiting for another adapter" + which +
            ": what is there cannot be a Bluetooth LE peripheral";
   }

@@ -11,6 +11,7 @@
 /// Nothing waits and nothing throws: what does not work is told in one line, and tried again after
 /// a pause that grows to a few seconds.
 
+#include <platforms/bluez/adapter_choice.h>
 #include <platforms/bluez/bus.h>
 #include <platforms/bluez/daemon.h>
 #include <platforms/bluez/retry.h>
@@ -18,7 +19,6 @@
 #include <platforms/main_queue/main_queue.h>
 #include <strap/frame.h>
 #include <strap/transmitter.h>
-#include <tools/strap/adapter_wish.h>
 #include <tools/strap/advertisement.h>
 #include <tools/strap/centrals.h>
 #include <tools/strap/gatt_application.h>
@@ -122,7 +122,7 @@ class Presence final : public strap::Carrier, private bluez::DaemonListener {
   main_queue::MainQueue& queue_;
   PresenceOptions options_;
   PresenceListener& listener_;
-  AdapterWish wish_;
+  bluez::AdapterChoice choice_;
   Centrals centrals_;
   std::string adapter_;  ///< path; empty when there is none
   bool ready_ = false;   ///< there is one and it is switched on
