@@ -253,10 +253,10 @@ void Link::valueArrived(const std::string& path, const Bytes& value) {
   }
 }
 
+// The queue keeps a callback, and with it `path`, while it runs, whatever becomes of the feed.
 void Link::takeFeed(const std::string& path) {
   const auto self = shared_from_this();
-  const std::string held = path;
-  for (auto feed = feeds_.find(held); feed != feeds_.end(); feed = feeds_.find(held)) {
+  for (auto feed = feeds_.find(path); feed != feeds_.end(); feed = feeds_.find(path)) {
     const auto value = feed->second.take();
     if (!value) {
       if (!feed->second.ended()) return;
@@ -265,7 +265,7 @@ void Link::takeFeed(const std::string& path) {
       if (const auto peripheral = peripheral_.lock()) peripheral->verify();
       return;
     }
-    valueArrived(held, *value);
+    valueArrived(path, *value);
   }
 }
 
