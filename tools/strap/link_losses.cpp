@@ -12,7 +12,7 @@ LinkLosses::LinkLosses(std::vector<strap::StrapTime> times, strap::StrapTime abs
 }
 
 std::optional<strap::LinkLoss> LinkLosses::next(strap::StrapTime after) const {
-  const auto planned = plan_.nextLinkLoss(after);
+  auto planned = plan_.nextLinkLoss(after);
   const auto wanted = std::upper_bound(times_.begin(), times_.end(), after);
   if (wanted == times_.end()) return planned;
   if (!planned || *wanted < planned->time) return strap::LinkLoss{*wanted, std::nullopt, absence_};
