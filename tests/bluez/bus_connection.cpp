@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -37,7 +38,14 @@ std::string BusConnection::name() const {
 }
 
 void BusConnection::own(const std::string& wellKnownName) {
-  check(sd_bus_request_name(bus_, wellKnownName.c_str(), 0), "own a name");
+  // The bus may not have noticed yet that the connection that had the name before is closed; each
+  // question gives it a turn.
+  constexpr int patience = 10'000;
+  int result = -EEXIST;
+  for (int i = 0; i < patience && result == -EEXIST; ++i) {
+    result = sd_bus_request_name(bus_, wellKnownName.c_str(), 0);
+  }
+  check(result, "own a name");
 }
 
 void BusConnection::match(const std::string& rule) {

@@ -21,6 +21,12 @@ using testing::StartsWith;
 
 class BluezDaemon : public BluezTest {
  protected:
+  void openHostThatReportsSoon() {
+    world.lines.clear();
+    auto options = World::options();
+    options.timing.reportDelay = 1ms;
+    world.openHost(std::move(options));
+  }
   // In range and heard from now on, until it is connected and everything is subscribed.
   void expectRecovery() {
     runUntil([this] { return bluez.discovering(strap.traits.adapter); });
@@ -226,10 +232,7 @@ TEST_F(BluezDaemon, ADaemonThatDoesNotListItsObjectsIsAskedAgain) {
 
 TEST_F(BluezDaemon, WithoutADaemonTheStateIsUnsupportedAndALineSaysWhatToDo) {
   bluez.kill();
-  world.lines.clear();
-  auto options = World::options();
-  options.timing.reportDelay = 1ms;
-  world.openHost(std::move(options));
+  openHostThatReportsSoon();
   session = std::make_unique<Session>();
   runUntilState(CBManagerState::unsupported);
   runUntil([this] { return !world.lines.empty(); });
@@ -244,10 +247,7 @@ TEST_F(BluezDaemon, WithoutADaemonTheStateIsUnsupportedAndALineSaysWhatToDo) {
 
 TEST_F(BluezDaemon, WithoutABusTheStateIsUnsupportedAndItBeginsWithTheBus) {
   world.stopBus();
-  world.lines.clear();
-  auto options = World::options();
-  options.timing.reportDelay = 1ms;
-  world.openHost(std::move(options));
+  openHostThatReportsSoon();
   session = std::make_unique<Session>();
   runUntilState(CBManagerState::unsupported);
   runUntil([this] { return !world.lines.empty(); });
@@ -271,10 +271,7 @@ TEST_F(BluezDaemon, ABusThatDiesAndReturnsEndsTheConnectionOnceAndRecovers) {
 TEST_F(BluezDaemon, WithoutPermissionTheStateIsUnauthorisedUntilItIsGiven) {
   world.bus.allow(false);
   world.bus.reload();
-  world.lines.clear();
-  auto options = World::options();
-  options.timing.reportDelay = 1ms;
-  world.openHost(std::move(options));
+  openHostThatReportsSoon();
   session = std::make_unique<Session>();
   runUntilState(CBManagerState::unauthorized);
   EXPECT_THAT(recorder().take(), ElementsAre("state 3"));
@@ -287,10 +284,7 @@ TEST_F(BluezDaemon, WithoutPermissionTheStateIsUnauthorisedUntilItIsGiven) {
 
 TEST_F(BluezDaemon, WithoutAnAdapterTheStateIsUnsupportedUntilThereIsOne) {
   bluez.removeAdapter("hci0");
-  world.lines.clear();
-  auto options = World::options();
-  options.timing.reportDelay = 1ms;
-  world.openHost(std::move(options));
+  openHostThatReportsSoon();
   session = std::make_unique<Session>();
   EXPECT_THAT(told(), ElementsAre("state 2"));
   runUntil([this] { return !world.lines.empty(); });
@@ -303,10 +297,7 @@ TEST_F(BluezDaemon, WithoutAnAdapterTheStateIsUnsupportedUntilThereIsOne) {
 
 TEST_F(BluezDaemon, AnAdapterThatIsOffIsReportedWithWhatToDo) {
   bluez.power("hci0", false);
-  world.lines.clear();
-  auto options = World::options();
-  options.timing.reportDelay = 1ms;
-  world.openHost(std::move(options));
+  openHostThatReportsSoon();
   runUntil([this] { return !world.lines.empty(); });
   EXPECT_THAT(world.lines, ElementsAre(HasSubstr("rfkill unblock bluetooth")));
 }

@@ -4,11 +4,10 @@
 #include <tests/bluez/bus_connection.h>
 #include <tests/bluez/fake_bluez.h>
 #include <tests/bluez/private_bus.h>
+#include <tests/support/turn_until.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <poll.h>
 
 #include <memory>
 #include <string>
@@ -16,7 +15,6 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace fake_bluez;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -57,13 +55,7 @@ class FakeBluezTest : public testing::Test {
     return answer;
   }
   void turnUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!condition()) {
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-      if (queue.poll() > 0) continue;
-      pollfd ready{queue.descriptor(), POLLIN, 0};
-      poll(&ready, 1, 1000);
-    }
+    ASSERT_TRUE(::turnUntil(queue, condition));
   }
   // What was announced up to now.
   std::vector<std::string> signals() {

@@ -253,9 +253,13 @@ void FakeService::change(const std::string& path, const std::string& interface,
 }
 
 void FakeService::add(const std::string& path, const std::string& interface, Properties all) {
-  objects_[path] = {{interface, std::move(all)},
-                    {propertiesInterface, {}},
-                    {"org.freedesktop.DBus.Introspectable", {}}};
+  add(path, {{interface, std::move(all)}});
+}
+
+void FakeService::add(const std::string& path, Interfaces interfaces) {
+  interfaces[propertiesInterface];
+  interfaces["org.freedesktop.DBus.Introspectable"];
+  objects_[path] = std::move(interfaces);
   emitAdded(path);
 }
 

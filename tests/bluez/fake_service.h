@@ -114,6 +114,7 @@ class FakeService {
   void change(const std::string& path, const std::string& interface, const Properties& changed);
   /// Puts an object in place and tells it.
   void add(const std::string& path, const std::string& interface, Properties properties);
+  void add(const std::string& path, Interfaces interfaces);
   /// Takes the object and everything below it away and tells it, the deepest first.
   void remove(const std::string& path);
 

@@ -1,6 +1,6 @@
 #include <tests/bluez/world.h>
 
-#include <poll.h>
+#include <tests/support/turn_until.h>
 
 #include <algorithm>
 #include <chrono>
@@ -55,14 +55,7 @@ void World::stopBus() {
 }
 
 bool World::turnUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + 20s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    if (queue.poll() > 0) continue;
-    pollfd ready{queue.descriptor(), POLLIN, 0};
-    ::poll(&ready, 1, 1000);
-  }
-  return true;
+  return ::turnUntil(queue, condition);
 }
 
 void World::turnFor(std::chrono::milliseconds duration) {

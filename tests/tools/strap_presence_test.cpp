@@ -3,12 +3,12 @@
 #include <platforms/bluez/bus.h>
 #include <platforms/main_queue/main_queue.h>
 #include <tests/bluez/private_bus.h>
+#include <tests/support/turn_until.h>
 #include <tools/strap/presence.h>
 #include "fake_bluetoothd.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
@@ -22,6 +22,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using fake_bluez::Answer;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -79,7 +80,7 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
     open();
     until([this] { return hasLine("advertising as \"Zephly\" on hci0"); });
     lines.clear();
-    bluetoothd.takeCalls();
+    bluetoothd.forget();
   }
 
   bool hasLine(const std::string& line) const {
@@ -92,16 +93,9 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
     until([&] { return bluetoothd.wasCalled(call); });
   }
   void until(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > deadline) {
-        FAIL() << "it does not happen; lines: " << testing::PrintToString(lines)
-               << ", calls: " << testing::PrintToString(bluetoothd.calls());
-      }
-      if (queue.poll() > 0) continue;
-      pollfd ready{queue.descriptor(), POLLIN, 0};
-      ::poll(&ready, 1, 1000);
-    }
+    ASSERT_TRUE(turnUntil(queue, condition))
+        << "lines: " << testing::PrintToString(lines)
+        << ", calls: " << testing::PrintToString(bluetoothd.heard());
   }
 
   Reply call(const std::string& path, const std::string& interface, const std::string& method,
@@ -134,7 +128,7 @@ TEST_F(StrapPresenceTest, RegistersTheApplicationAndThenAdvertises) {
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), ElementsAre(registerApplication, advertise));
+  EXPECT_THAT(bluetoothd.heard(), ElementsAre(registerApplication, advertise));
   EXPECT_THAT(lines, ElementsAre("adapter hci0 (00:00:00:00:00:0A)", "registered on hci0",
                                  "advertising as \"Zephly\" on hci0"));
 }
@@ -228,9 +222,11 @@ TEST_F(StrapPresenceTest, WithoutAnApplicationNothingCanBeCarried) {
 
 TEST_F(StrapPresenceTest, TriesAgainWhatWasRefusedAndSaysSoOnce) {
   for (int i = 0; i < 3; ++i) {
-    bluetoothd.refuse("RegisterApplication", "org.bluez.Error.NotReady", "Resource Not Ready");
+    bluetoothd.script("RegisterApplication",
+                      Answer::refuse("org.bluez.Error.NotReady", "Resource Not Ready"));
   }
-  bluetoothd.refuse("RegisterAdvertisement", "org.bluez.Error.Failed", "Failed to advertise");
+  bluetoothd.script("RegisterAdvertisement",
+                    Answer::refuse("org.bluez.Error.Failed", "Failed to advertise"));
   bluetoothd.addAdapter();
   bluetoothd.start();
   open();
@@ -245,19 +241,22 @@ TEST_F(StrapPresenceTest, TriesAgainWhatWasRefusedAndSaysSoOnce) {
 }
 
 TEST_F(StrapPresenceTest, WhatIsRegisteredFromBeforeIsTakenBackFirst) {
-  bluetoothd.refuse("RegisterAdvertisement", "org.bluez.Error.AlreadyExists", "Already Exists");
+  bluetoothd.script("RegisterAdvertisement",
+                    Answer::refuse("org.bluez.Error.AlreadyExists", "Already Exists"));
   bluetoothd.addAdapter();
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(),
+  EXPECT_THAT(bluetoothd.heard(),
               ElementsAre(registerApplication, advertise, stopAdvertising, advertise));
 }
 
 TEST_F(StrapPresenceTest, RepliesOfTheWrongShapeDoNoHarm) {
-  bluetoothd.oddReply = [](sd_bus_message& message) {
-    fake_bluez::append(message, std::string("odd"));
-  };
+  for (const char* method : {"RegisterApplication", "RegisterAdvertisement"}) {
+    bluetoothd.script(method, Answer::wrong([](sd_bus_message& message) {
+                        fake_bluez::append(message, std::string("odd"));
+                      }));
+  }
   bluetoothd.add(
       "/org/bluez/hci9",
       {{"org.bluez.Adapter1", {{"Powered", "yes"}, {"Address", true}, {"Alias", std::uint16_t{3}}}},
@@ -279,7 +278,7 @@ TEST_F(StrapPresenceTest, AfterThePowerWasOffItAdvertisesAgainWithTheSameApplica
   untilCall(stopAdvertising);
   bluetoothd.power(true);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), ElementsAre(stopAdvertising, advertise));
+  EXPECT_THAT(bluetoothd.heard(), ElementsAre(stopAdvertising, advertise));
 }
 
 TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) {
@@ -293,10 +292,10 @@ TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) 
   bluetoothd.addAdapter("hci0", false);
   bluetoothd.start();
   untilLine("adapter hci0 (00:00:00:00:00:0A)");
-  EXPECT_THAT(bluetoothd.calls(), IsEmpty());
+  EXPECT_THAT(bluetoothd.heard(), IsEmpty());
   bluetoothd.power(true);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), ElementsAre(registerApplication, advertise));
+  EXPECT_THAT(bluetoothd.heard(), ElementsAre(registerApplication, advertise));
 }
 
 TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
@@ -308,14 +307,14 @@ TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
   bluetoothd.addAdapter("hci0", true, true, "00:00:00:00:00:0C");
   bluetoothd.addAdapter("hci1");
   untilLine("advertising as \"Zephly\" on hci1");
-  EXPECT_THAT(bluetoothd.calls(), Not(Contains(StartsWith("hci0"))));
+  EXPECT_THAT(bluetoothd.heard(), Not(Contains(StartsWith("hci0"))));
 }
 
 TEST_F(StrapPresenceTest, AnAdvertisementThatIsEndedByTheServiceIsBegunAgain) {
   bringUp();
   EXPECT_TRUE(call("/org/zephly/advertisement", "org.bluez.LEAdvertisement1", "Release"));
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), ElementsAre(advertise));
+  EXPECT_THAT(bluetoothd.heard(), ElementsAre(advertise));
 }
 
 TEST_F(StrapPresenceTest, TellsWhoIsConnected) {
@@ -331,7 +330,7 @@ TEST_F(StrapPresenceTest, ALostLinkIsDisconnectedAndComesBackOnlyAfterwards) {
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
   subscribe();
-  bluetoothd.hold("Disconnect");
+  bluetoothd.script("Disconnect", Answer::hold());
   presence->loseLink(1ms);
   EXPECT_FALSE(presence->carry({0s, Stream::ecg, {1}}));
   untilCall(disconnectCentral);
@@ -342,7 +341,7 @@ TEST_F(StrapPresenceTest, ALostLinkIsDisconnectedAndComesBackOnlyAfterwards) {
   until([&] { return later; });
   EXPECT_FALSE(bluetoothd.wasCalled(advertise));
   bluetoothd.disconnect();
-  bluetoothd.release("Disconnect");
+  bluetoothd.release();
   untilLine("advertising as \"Zephly\" on hci0");
   EXPECT_TRUE(presence->carry({0s, Stream::ecg, {1}}));
 }
@@ -351,14 +350,14 @@ TEST_F(StrapPresenceTest, WithoutALinkOnlyTheAbsenceHappens) {
   bringUp();
   presence->loseLink(1ms);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), ElementsAre(stopAdvertising, advertise));
+  EXPECT_THAT(bluetoothd.heard(), ElementsAre(stopAdvertising, advertise));
 }
 
 TEST_F(StrapPresenceTest, ADisconnectionThatFailsIsToldAndTheStrapComesBack) {
   bringUp();
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
-  bluetoothd.refuse("Disconnect", "org.bluez.Error.Failed", "Not today");
+  bluetoothd.script("Disconnect", Answer::refuse("org.bluez.Error.Failed", "Not today"));
   presence->loseLink(1ms);
   untilLine("advertising as \"Zephly\" on hci0");
   EXPECT_TRUE(hasLine("cannot disconnect dev_AA_BB_CC_DD_EE_FF: Not today"));
@@ -379,7 +378,7 @@ TEST_F(StrapPresenceTest, LeavingTakesEverythingBackAndDisconnects) {
   presence.reset();
   untilCall(disconnectCentral);
   untilCall(unregisterApplication);
-  EXPECT_THAT(bluetoothd.calls(), testing::UnorderedElementsAre(stopAdvertising, disconnectCentral,
+  EXPECT_THAT(bluetoothd.heard(), testing::UnorderedElementsAre(stopAdvertising, disconnectCentral,
                                                                 unregisterApplication));
 }
 
@@ -387,13 +386,13 @@ TEST_F(StrapPresenceTest, AfterLeavingNothingIsDoneAnyMore) {
   bringUp();
   presence->leave();
   untilCall(unregisterApplication);
-  bluetoothd.takeCalls();
+  bluetoothd.forget();
   bluetoothd.power(false);
   bluetoothd.power(true);
   presence->loseLink(0s);
   EXPECT_FALSE(presence->carry({0s, Stream::ecg, {1}}));
   call(ecgPath, "org.freedesktop.DBus.Peer", "Ping");
-  EXPECT_THAT(bluetoothd.calls(), IsEmpty());
+  EXPECT_THAT(bluetoothd.heard(), IsEmpty());
 }
 
 TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
@@ -403,8 +402,8 @@ TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly 2\" on hci0");
-  EXPECT_THAT(bluetoothd.calls(), Contains("hci0 Set org.bluez.Adapter1 Alias Zephly 2"));
-  bluetoothd.takeCalls();
+  EXPECT_THAT(bluetoothd.heard(), Contains("hci0 Set org.bluez.Adapter1 Alias Zephly 2"));
+  bluetoothd.forget();
   presence->leave();
   untilCall("hci0 Set org.bluez.Adapter1 Alias workstation");
 }
