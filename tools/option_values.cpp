@@ -92,6 +92,15 @@ std::filesystem::path fileValue(const std::string& option, const std::string& te
   return text;
 }
 
+void checkRecording(bool recording, bool rate) {
+  if (recording && !rate) {
+    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
+  }
+  if (rate && !recording) {
+    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
+  }
+}
+
 CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
                       const std::string& help,
                       const std::function<void(const std::string&)>& take) {

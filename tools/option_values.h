@@ -48,6 +48,9 @@ double rowRateValue(const std::string& option, const std::string& text);
 std::string adapterValue(const std::string& option, const std::string& text);
 std::filesystem::path fileValue(const std::string& option, const std::string& text);
 
+/// --recording and --rate come together. Throws CLI::ValidationError otherwise.
+void checkRecording(bool recording, bool rate);
+
 /// Declares an option whose value `take` gets; `type` stands for the value in the help text.
 CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
                       const std::string& help, const std::function<void(const std::string&)>& take);

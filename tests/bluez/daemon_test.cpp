@@ -202,8 +202,7 @@ TEST_F(BluezDaemon, AConnectionThatANewDaemonShowsForAMomentIsNotTold) {
   EXPECT_THAT(told(), Not(Contains("connected")));
   bluez.dropLink(strap);
   EXPECT_THAT(told(), Not(Contains(StartsWith("disconnected"))));
-  strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
-                     ConnectStep::resolved};
+  strap.onConnect = fake_bluez::usualConnection;
   bluez.clearScript();
   bluez.release();
   expectRecovery();

@@ -55,6 +55,10 @@ enum class ConnectStep {
   hold,           ///< the rest waits for proceed()
 };
 
+/// Nothing special.
+inline const std::vector<ConnectStep> usualConnection = {
+    ConnectStep::connected, ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
+
 /// What happens when Disconnect() ends a connection.
 enum class DisconnectStep { signal, reply, hold };
 
@@ -70,8 +74,7 @@ struct FakeDevice {
   bool inRange = true;  ///< otherwise Connect() waits until it advertises
   bool connected = false;
   std::int16_t rssi = -60;
-  std::vector<ConnectStep> onConnect = {ConnectStep::connected, ConnectStep::reply,
-                                        ConnectStep::objects, ConnectStep::resolved};
+  std::vector<ConnectStep> onConnect = usualConnection;
   std::vector<DisconnectStep> onDisconnect = {DisconnectStep::signal, DisconnectStep::reply};
 
   std::deque<ConnectStep> connecting;  ///< what is left of it

@@ -186,8 +186,7 @@ TEST_F(BluezFieldFaults, AReplyOfADiscoveryOfTheConnectionBeforeIsDropped) {
   bluez.script("GetManagedObjects", Answer::hold(), 1);
   bluez.proceed(strap);
   EXPECT_THAT(told(), ElementsAre("connected"));
-  strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
-                     ConnectStep::resolved};
+  strap.onConnect = fake_bluez::usualConnection;
   bluez.dropLink(strap);
   runUntil([this] { return recorder().lastCharacteristics.size() == 3; });
   told();

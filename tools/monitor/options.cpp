@@ -92,12 +92,7 @@ void checkTogether(const Options& options) {
   if (options.simulated && !options.busAddress.empty()) {
     throw CLI::ValidationError("--simulated", "excludes --bus");
   }
-  if (options.recording && !options.rowsPerSecond) {
-    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
-  }
-  if (options.rowsPerSecond && !options.recording) {
-    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
-  }
+  tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
 }
 
 }  // namespace Zephly::monitor

@@ -110,12 +110,7 @@ void addOptions(CLI::App& command, Options& options) {
 }
 
 void checkTogether(const Options& options) {
-  if (options.recording && !options.rowsPerSecond) {
-    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
-  }
-  if (options.rowsPerSecond && !options.recording) {
-    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
-  }
+  tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
   if (options.recording && options.training) {
     throw CLI::ValidationError("--training", "does not go with --recording, whose wearer rests");
   }
