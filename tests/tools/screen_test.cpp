@@ -72,7 +72,7 @@ TEST(ScreenTest, FollowsTheSizeOfTheTerminal) {
 }
 
 TEST(ScreenTest, HasNoColorsWhenNobodyWantsThem) {
-  Process process(monitor({"--speed", "20", "--duration", "2"}), Process::Output::terminal,
+  Process process(monitor({"--speed", "20", "--duration", "10"}), Process::Output::terminal,
                   {"TERM=xterm", "LC_ALL=C", "NO_COLOR=1"});
   const Finished run = process.finish();
   EXPECT_THAT(run.output, HasSubstr("connected"));
