@@ -13,6 +13,12 @@ namespace {
 
 constexpr const char* noReason = "The device has disconnected (BlueZ gives no reason).";
 
+// bluetoothd itself is at it; what another program has asked for is told by another name.
+bool isStuck(const Reply& reply) {
+  return reply.errorName == "org.bluez.Error.Failed" &&
+         reply.errorMessage == "Operation already in progress";
+}
+
 }  // namespace
 
 Peripheral::Peripheral(Central& central, std::string key)
@@ -176,6 +182,9 @@ void Peripheral::attemptAnswered(const std::string& path, const Reply& reply) {
   heardTimer_.cancel();
   const bool hopeless = !reply && reply.errorName == "org.freedesktop.DBus.Error.UnknownObject";
   if (hopeless) return attemptFailed();
+  // An attempt that was begun while the adapter was going off goes on until it fails after 42 s,
+  // whatever the device does: it is ended.
+  if (isStuck(reply)) radio_->daemon().tell(path, deviceInterface, "Disconnect");
   radio_->daemon().refresh(path, deviceInterface,
                            [weak = weakSelf(), attempt = attempt_](bool /*done*/) {
                              const auto self = weak.lock();
