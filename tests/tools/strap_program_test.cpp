@@ -240,6 +240,20 @@ TEST_F(StrapOnTheAir, LosesItsLinkAtTheTimesAskedForAndComesBack) {
   EXPECT_THAT(run.outputLines().back(), HasSubstr("connections 1, link losses 1"));
 }
 
+TEST_F(StrapOnTheAir, LosesItsLinkAtASignal) {
+  bluetoothd.connect();
+  Process process({"strap", "--bus", bus.address(), "--duration", "60"});
+  until([this] { return bluetoothd.calls("RegisterAdvertisement") == 1; });
+  process.sendSignal(SIGUSR1);
+  until([this] { return called("dev_AA_BB_CC_DD_EE_FF Disconnect"); });
+  bluetoothd.disconnect();
+  process.sendSignal(SIGTERM);
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.outputLines(), Contains("link loss, away for 1 s"));
+  EXPECT_THAT(run.outputLines().back(), HasSubstr("link losses 1"));
+}
+
 TEST_F(StrapOnTheAir, EndsByItselfAfterItsDuration) {
   Process process({"strap", "--bus", bus.address(), "--duration", "0.3"});
   until([&] { return process.hasWritten("end after "); });

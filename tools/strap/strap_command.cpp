@@ -64,6 +64,8 @@ class Program final : private PresenceListener, private strap::Carrier {
 
   int run() {
     endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
+    lossSignal_ = queue_.onSignal(
+        {SIGUSR1}, [this](int) { loseLink(options_.absence.value_or(Options::usualAbsence)); });
     if (options_.duration) endTimer_ = queue_.after(*options_.duration, [this] { end(); });
     turn();
     planLoss(-1ns);
@@ -125,11 +127,15 @@ class Program final : private PresenceListener, private strap::Carrier {
     const auto loss = losses_.next(after);
     if (!loss) return;
     lossTimer_ = queue_.after(loss->time - now(), [this, loss = *loss] {
-      said("link loss, away for " + secondsText(loss.absence) + " s");
-      ++lossCount_;
-      presence_.loseLink(loss.absence);
+      loseLink(loss.absence);
       planLoss(std::max(loss.time, now() - 1s));
     });
+  }
+
+  void loseLink(strap::StrapTime absence) {
+    said("link loss, away for " + secondsText(absence) + " s");
+    ++lossCount_;
+    presence_.loseLink(absence);
   }
 
   void planRates() {
@@ -190,6 +196,7 @@ class Program final : private PresenceListener, private strap::Carrier {
   main_queue::Timer rateTimer_;
   main_queue::Timer endTimer_;
   main_queue::SignalWatch endSignals_;
+  main_queue::SignalWatch lossSignal_;
 };
 
 }  // namespace
@@ -199,7 +206,8 @@ tools::Command addStrapCommand(CLI::App& program) {
       "strap", "Be a strap: advertise, serve and send through a Bluetooth adapter of this machine");
   command->footer(
       "Needs bluetoothd (package bluez) and an adapter that is switched on; waits for what is\n"
-      "missing, and goes on by itself when either comes back. Ctrl-C ends it.\n"
+      "missing, and goes on by itself when either comes back. Ctrl-C ends it; the signal USR1\n"
+      "makes it lose the link at once.\n"
       "Exit code: 0 at the end; 1 without a D-Bus bus or when a recording cannot be played;\n"
       "2 for options that are not understood.");
   const auto options = std::make_shared<Options>();
