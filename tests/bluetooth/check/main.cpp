@@ -28,7 +28,7 @@ int run(int argc, char** argv) {
   bool bluezAtBothEnds = false;
   Zephly::bluez::Options options;
   program.add_option("checks", checks,
-                     "rate, losses, restarts, odd, sizes, strangers, planned, shared");
+                     "rate, losses, restarts, odd, sizes, strangers, ends, shared");
   program.add_option("--table", table, "file for the table")->required();
   program.add_flag("--descriptors", descriptors, "values through descriptors, not by signals");
   program.add_flag("--bluez-strap", bluezAtBothEnds, "the strap is `zephly strap`");
@@ -45,7 +45,7 @@ int run(int argc, char** argv) {
                         options);
   session.begin();
   if (wanted("rate")) session.fullRate(Seconds(30));
-  if (wanted("planned")) session.plannedLosses(3);
+  if (wanted("ends")) session.bluezStrapLosses(3);
   if (wanted("shared")) session.sharedRestarts();
   if (wanted("losses")) session.linkLosses(20);
   if (wanted("restarts")) session.restarts();

@@ -42,9 +42,8 @@ std::size_t Probe::received(strap::Stream stream) const {
   return found == links_.back().received.end() ? 0 : found->second.size();
 }
 
-void Probe::forgetEnded() {
+void Probe::forget() {
   for (SeenLink& link : links_) {
-    if (!link.ended) continue;
     link.received.clear();
     link.receivedAt.clear();
   }

@@ -60,8 +60,8 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
   /// Told once more than there was a connection to end.
   std::size_t unmatched() const { return unmatched_; }
   const Application& application() const { return *application_; }
-  /// Forgets what was received on links that have ended, and when.
-  void forgetEnded();
+  /// Forgets what was received, and when.
+  void forget();
 
   void didConnectPeripheral() override;
   void didDisconnectPeripheral() override;

@@ -311,13 +311,13 @@ void SessionChecks::oddSizes(const std::vector<std::size_t>& sizes) {
   report_.add(std::move(row));
 }
 
-void SessionChecks::plannedLosses(int count) {
-  Row row{.what = std::to_string(count) + " x link ended by the strap's plan", .passed = true};
+void SessionChecks::bluezStrapLosses(int count) {
+  Row row{.what = std::to_string(count) + " x link ended by the strap", .passed = true};
   const std::size_t told = probe_->disconnections();
   for (int i = 0; i < count; ++i) {
     const std::size_t before = told + static_cast<std::size_t>(i);
-    // The first one comes at its time, however long it took until now.
-    const bool once = stage_.until(2 * patience, [&] { return probe_->disconnections() > before; });
+    stage_.run("kill -USR1 $(cat /run/bluez-strap.pid)");
+    const bool once = stage_.until(patience, [&] { return probe_->disconnections() > before; });
     row.passed = recover(patience, row) && once && row.passed;
   }
   row.tally = tallyOfLinks();
@@ -358,7 +358,8 @@ void SessionChecks::strangers() {
 
 void SessionChecks::usage() {
   Row row{.what = "memory, processor, threads"};
-  probe_->forgetEnded();
+  probe_->forget();
+  log_.restart();
   const Usage now = usageNow();
   const Seconds time = stage_.now() - beganAt_;
   const double processor = (now.processor - atBegin_.processor).count() / time.count();

@@ -48,8 +48,8 @@ class SessionChecks {
   void oddStraps();
   /// Values of unusual sizes, in bytes.
   void oddSizes(const std::vector<std::size_t>& sizes);
-  /// The link losses that the strap has in its plan, as many.
-  void plannedLosses(int count);
+  /// `count` losses of the link to `zephly strap`.
+  void bluezStrapLosses(int count);
   /// bluetoothd, which serves both ends, stopped, killed, restarted.
   void sharedRestarts();
   /// Two strangers that nearly have the strap's name.
