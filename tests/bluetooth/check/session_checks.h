@@ -64,6 +64,7 @@ class SessionChecks {
   bool recover(Seconds limit, Row& row);
   void fault(const std::string& what, const std::function<void()>& cause, Seconds limit);
   Tally tallyOfLinks();
+  Tally tallyNow();
   void drain();
   std::string latency() const;
 
