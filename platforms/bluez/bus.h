@@ -12,8 +12,8 @@
 /// library, so that a handler may do anything, throw or destroy the bus included.
 ///
 /// No thread, no waiting: only open() waits, for the greeting of the bus, and settle(). Everything
-/// belongs to the thread that runs the queue. The source and bus_message are the only files that
-/// depend on the version of sdbus-c++.
+/// belongs to the thread that runs the queue. Its source is the only file that depends on
+/// the version of sdbus-c++.
 
 #include <platforms/bluez/value.h>
 #include <platforms/main_queue/main_queue.h>
