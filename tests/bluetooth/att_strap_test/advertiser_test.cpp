@@ -1,0 +1,111 @@
+// How the strap shows itself, against a controller that only says yes.
+//
+// The emulator reports an advertiser once each time that it is switched on, and shows one that
+// advertises the old way only to those who scan the old way.
+
+#include <platforms/main_queue/main_queue.h>
+#include <tests/bluetooth/att_strap/advertiser.h>
+#include <tests/bluetooth/att_strap/controller.h>
+#include <tests/bluetooth/att_strap/hci_packets.h>
+#include <tests/support/turn_until.h>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Zephly::att_strap;
+using testing::AllOf;
+using testing::Each;
+using testing::Ge;
+using testing::Le;
+using Zephly::main_queue::FileDescriptor;
+using Zephly::main_queue::Interest;
+using Zephly::main_queue::MainQueue;
+using Zephly::main_queue::Watch;
+
+constexpr std::uint16_t enableAdvertising = 0x200A;
+// Advertising as Bluetooth 4 has it: parameters, data, scan response, on and off.
+constexpr std::uint16_t firstLegacy = 0x2005;
+constexpr std::uint16_t lastLegacy = 0x200A;
+
+class AdvertiserTest : public testing::Test {
+ protected:
+  AdvertiserTest() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    far_ = FileDescriptor(ends[1]);
+    controller =
+        std::make_unique<Controller>(queue, FileDescriptor(ends[0]),
+                                     Controller::Handlers{[](std::uint8_t, BytesView) {},
+                                                          [](std::uint16_t, BytesView) {}, [] {}});
+    watch_ = queue.watch(far_.get(), Interest::read, [this] { answer(); });
+  }
+
+  std::size_t switchedOn() const {
+    return static_cast<std::size_t>(
+        std::count(commands.begin(), commands.end(), std::pair(enableAdvertising, true)));
+  }
+
+  MainQueue queue;
+  std::unique_ptr<Controller> controller;
+  /// Commands, and whether their first parameter is 1.
+  std::vector<std::pair<std::uint16_t, bool>> commands;
+
+ private:
+  // A command is 01, its number, the length of its parameters, and those.
+  void answer() {
+    std::array<std::uint8_t, 512> buffer{};
+    const ssize_t count = ::read(far_.get(), buffer.data(), buffer.size());
+    received_.insert(received_.end(), buffer.begin(), buffer.begin() + std::max<ssize_t>(count, 0));
+    while (received_.size() >= 4 && received_.size() >= 4U + received_[3]) {
+      const std::size_t length = 4U + received_[3];
+      const auto number = static_cast<std::uint16_t>(received_[1] | received_[2] << 8U);
+      commands.emplace_back(number, length > 4 && received_[4] == 1);
+      const std::array<std::uint8_t, 7> complete = {0x04,         0x0E,         4, 1,
+                                                    received_[1], received_[2], 0};
+      EXPECT_EQ(::write(far_.get(), complete.data(), complete.size()), 7);
+      received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(length));
+    }
+  }
+
+  FileDescriptor far_;
+  std::vector<std::uint8_t> received_;
+  Watch watch_;
+};
+
+TEST_F(AdvertiserTest, IsSwitchedOnAgainAndAgain) {
+  Advertiser advertiser(queue, *controller, true, "Zephly");
+  advertiser.start();
+  EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 4; }));
+}
+
+TEST_F(AdvertiserTest, StaysOffWhenItIsStopped) {
+  Advertiser advertiser(queue, *controller, true, "Zephly");
+  advertiser.start();
+  EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 2; }));
+  advertiser.stop();
+  EXPECT_TRUE(
+      turnUntil(queue, [&] { return commands.back() == std::pair(enableAdvertising, false); }));
+}
+
+TEST_F(AdvertiserTest, AdvertisesTheOldWayOnly) {
+  Advertiser advertiser(queue, *controller, true, "Zephly");
+  advertiser.start();
+  EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 2; }));
+  std::vector<std::uint16_t> numbers;
+  for (const auto& [number, on] : commands) numbers.push_back(number);
+  EXPECT_THAT(numbers, Each(AllOf(Ge(firstLegacy), Le(lastLegacy))));
+}
+
+}  // namespace
