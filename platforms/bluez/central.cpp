@@ -145,6 +145,11 @@ void Central::deviceChanged(const std::string& key, const ObjectChange& change) 
   }
 }
 
+void Central::serviceAdded(const std::string& key, const std::string& path) {
+  const auto found = kept_.find(key);
+  if (found != kept_.end()) found->second->serviceAdded(path);
+}
+
 void Central::valueArrived(const std::string& key, const std::string& path, const Bytes& value) {
   const auto found = kept_.find(key);
   if (found == kept_.end()) return;

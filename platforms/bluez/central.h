@@ -50,6 +50,7 @@ class Central final : public CBCentralManager {
   void radioChanged();
   void deviceHeard(const std::string& key, const std::string& path);
   void deviceChanged(const std::string& key, const ObjectChange& change);
+  void serviceAdded(const std::string& key, const std::string& path);
   void valueArrived(const std::string& key, const std::string& path, const Bytes& value);
   void disconnectionExplained(const std::string& key, const std::string& reason);
   /// The radio goes: releases the devices.

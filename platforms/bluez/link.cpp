@@ -72,6 +72,16 @@ void Link::servicesResolved() {
   answerServices();
 }
 
+void Link::serviceAdded(const std::string& path) {
+  const auto uuid = uuidOf(radio_.daemon().tree(), path, serviceInterface);
+  const bool missed =
+      uuid && std::any_of(answered_.begin(), answered_.end(),
+                          [&](const auto& filter) { return passes(filter, *uuid); });
+  const auto peripheral = peripheral_.lock();
+  if (!missed || !peripheral || std::exchange(outdated_, true)) return;
+  peripheral->giveUp("The services of the device have changed.");
+}
+
 void Link::drain() {
   std::vector<std::string> paths;
   for (const auto& [path, feed] : feeds_) paths.push_back(path);
@@ -121,6 +131,7 @@ void Link::tellServices(const Filter& filter) {
     const auto service = serviceAt(path);
     if (service && passes(filter, service->UUID())) discovered_->push_back(service);
   }
+  answered_.push_back(filter);
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
   if (const auto delegate = peripheral->delegate()) {

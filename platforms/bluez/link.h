@@ -36,6 +36,9 @@ class Link : public std::enable_shared_from_this<Link> {
   void begin(bool resolved);
   /// bluetoothd knows the services.
   void servicesResolved();
+  /// The device has a service more. After the answer to a discovery that asked for such a one the
+  /// link is given up: whoever asked would never learn of it, and the next link shows it.
+  void serviceAdded(const std::string& path);
   /// Delivers what has arrived and was not yet taken.
   void drain();
   /// Ends the subscriptions with bluetoothd, which would take them up again by itself with the next
@@ -76,6 +79,8 @@ class Link : public std::enable_shared_from_this<Link> {
   std::vector<Filter> asked_;  ///< discoveries that wait for their answer
   main_queue::Timer discoveryTimer_;
   ServiceList discovered_;
+  std::vector<Filter> answered_;  ///< what `discovered_` was asked with
+  bool outdated_ = false;         ///< `discovered_` lacks a service
   // By path.
   std::map<std::string, std::shared_ptr<Service>> services_;
   std::map<std::string, std::shared_ptr<Characteristic>> characteristics_;

@@ -100,6 +100,10 @@ void Peripheral::heard() {
   });
 }
 
+void Peripheral::serviceAdded(const std::string& path) {
+  if (link_) link_->serviceAdded(path);
+}
+
 void Peripheral::valueArrived(const std::string& path, const Bytes& value) {
   // Held, because its receiver may end it.
   if (const auto link = link_) link->valueArrived(path, value);

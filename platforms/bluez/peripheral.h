@@ -54,6 +54,7 @@ class Peripheral final : public CBPeripheral {
   void deviceChanged(const ObjectChange& change);
   /// It advertises: it is not connected, whatever was told, but can be.
   void heard();
+  void serviceAdded(const std::string& path);
   void valueArrived(const std::string& path, const Bytes& value);
   void disconnectionExplained(const std::string& reason);
   /// The link does not do what it should: ends it, with this text, when the device is let go.

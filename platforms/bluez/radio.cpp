@@ -124,6 +124,10 @@ void Radio::objectChanged(const ObjectChange& change) {
     const auto* connected = find<bool>(change.properties, "Connected");
     const bool gone = change.kind == ObjectChange::Kind::removed;
     if (!gone && connected != nullptr && *connected) deviceHeard(change.path);
+  } else if (change.interface == serviceInterface && change.kind == ObjectChange::Kind::added) {
+    const std::string device = deviceOf(change.path);
+    if (!isOurs(device)) return;
+    for (const auto& central : centrals()) central->serviceAdded(lastPart(device), change.path);
   }
 }
 

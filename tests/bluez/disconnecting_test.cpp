@@ -129,4 +129,52 @@ TEST_F(BluezDisconnecting, TheDeviceStaysWithTheOtherCentralThatUsesIt) {
   EXPECT_THAT(other.recorder->take(), ElementsAre("value 46 07"));
 }
 
+// A bluetoothd that plays the strap itself and was killed: its link can be there before the
+// program with the services is.
+class BluezLateServices : public BluezTest {
+ protected:
+  static constexpr const char* changed = "disconnected: The services of the device have changed.";
+
+  BluezLateServices() {
+    strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::resolvedEmpty,
+                       ConnectStep::hold, ConnectStep::objects};
+  }
+  void connectWithoutServices(Recorder::Script script) {
+    openSession(script);
+    bluez.advertise(strap);
+    settle();
+  }
+};
+
+TEST_F(BluezLateServices, AreFoundByTheNextConnection) {
+  connectWithoutServices({});
+  ASSERT_THAT(told(), Contains("services 0"));
+  strap.onConnect = fake_bluez::usualConnection;
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), Contains(changed).Times(1));
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
+}
+
+TEST_F(BluezLateServices, ThatNobodyAskedForChangeNothing) {
+  connectWithoutServices({.discover = false});
+  const CBUUID other = *CBUUID::parse("180F");
+  recorder().peripheral_->discoverServices(std::vector{other});
+  ASSERT_THAT(told(), Contains("services 0"));
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
+}
+
+TEST_F(BluezLateServices, BeforeAnybodyHasAskedAreSimplyThere) {
+  connectWithoutServices({.discover = false});
+  bluez.proceed(strap);
+  settle();
+  recorder().script.discover = true;
+  recorder().peripheral_->discoverServices(std::nullopt);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
+}
+
 }  // namespace

@@ -46,7 +46,7 @@ int run(int argc, char** argv) {
   session.begin();
   if (wanted("rate")) session.fullRate(Seconds(30));
   if (wanted("ends")) session.bluezStrapLosses(3);
-  if (wanted("shared")) session.sharedRestart();
+  if (wanted("shared")) session.sharedRestarts();
   if (wanted("losses")) session.linkLosses(20);
   if (wanted("restarts")) session.restarts();
   if (wanted("odd")) session.oddSizes({0, 1, 19, 20});

@@ -341,12 +341,15 @@ void SessionChecks::bluezStrapLosses(int count) {
   report_.add(std::move(row));
 }
 
-// Not killed: the controller then goes on advertising, and the session may connect before the strap
-// has registered its services with the next bluetoothd.
-void SessionChecks::sharedRestart() {
+void SessionChecks::sharedRestarts() {
   fault(
       "bluetoothd of both ends restarted (TERM)",
       [this] { stage_.run("guest daemon stop TERM; guest daemon start"); }, longPatience);
+  // The controller goes on advertising: the session may be connected before the strap has
+  // registered its services with the next bluetoothd.
+  fault(
+      "bluetoothd of both ends killed (KILL), back after 3 s",
+      [this] { stage_.run("guest daemon stop KILL; sleep 3; guest daemon start"); }, longPatience);
 }
 
 void SessionChecks::strangers() {

@@ -50,8 +50,8 @@ class SessionChecks {
   void oddSizes(const std::vector<std::size_t>& sizes);
   /// `count` losses of the link to `zephly strap`.
   void bluezStrapLosses(int count);
-  /// bluetoothd, which serves both ends, restarted.
-  void sharedRestart();
+  /// bluetoothd, which serves both ends, restarted and killed.
+  void sharedRestarts();
   /// Two strangers that nearly have the strap's name.
   void strangers();
   /// Memory, processor and threads over all that went before.
