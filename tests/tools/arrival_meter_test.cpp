@@ -1,10 +1,10 @@
-#include <tools/monitor/arrival_meter.h>
+#include <tools/watch/arrival_meter.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
@@ -55,4 +55,4 @@ TEST(ArrivalMeterTest, SamplesOfOneMomentHaveNoRate) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

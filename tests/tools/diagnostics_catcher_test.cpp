@@ -1,4 +1,4 @@
-#include <tools/monitor/diagnostics_catcher.h>
+#include <tools/watch/diagnostics_catcher.h>
 
 #include <zephly/platform/console.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using testing::ElementsAre;
@@ -55,4 +55,4 @@ TEST(DiagnosticsCatcherTest, ItsHandlerMayWriteALine) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

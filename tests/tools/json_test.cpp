@@ -29,39 +29,40 @@ TEST(JsonSecondsTest, AreExactAndShort) {
 }
 
 TEST(JsonTextTest, EveryEventIsOneLine) {
-  const auto text = [](auto what) { return jsonText(Event{1500ms, what}); };
-  EXPECT_EQ(text(Connected{}), "{\"t\":1.5,\"event\":\"connected\"}\n");
-  EXPECT_EQ(text(Disconnected{}), "{\"t\":1.5,\"event\":\"disconnected\"}\n");
-  EXPECT_EQ(text(LeadOff{true}), "{\"t\":1.5,\"event\":\"leadoff\",\"value\":true}\n");
-  EXPECT_EQ(text(Temperature{33.5F, 22.25F, 0}),
+  const auto text = [](auto what) { return jsonText(watch::Event{1500ms, what}); };
+  EXPECT_EQ(text(watch::Connected{}), "{\"t\":1.5,\"event\":\"connected\"}\n");
+  EXPECT_EQ(text(watch::Disconnected{}), "{\"t\":1.5,\"event\":\"disconnected\"}\n");
+  EXPECT_EQ(text(watch::LeadOff{true}), "{\"t\":1.5,\"event\":\"leadoff\",\"value\":true}\n");
+  EXPECT_EQ(text(watch::Temperature{33.5F, 22.25F, 0}),
             "{\"t\":1.5,\"event\":\"temperature\",\"object\":33.5,\"ambient\":22.25,\"body\":0}\n");
-  EXPECT_EQ(text(Battery{{80.1F, true}}),
+  EXPECT_EQ(text(watch::Battery{{80.1F, true}}),
             "{\"t\":1.5,\"event\":\"battery\",\"soc\":80.1,\"inCharge\":true}\n");
-  EXPECT_EQ(text(EcgSample{0.1F}), "{\"t\":1.5,\"event\":\"ecg\",\"value\":0.1}\n");
-  EXPECT_EQ(text(RespirationSample{1}), "{\"t\":1.5,\"event\":\"respiration\",\"value\":1}\n");
-  EXPECT_EQ(text(Repetition{strap::Exercise::pushUp}), "{\"t\":1.5,\"event\":\"pushUp\"}\n");
-  EXPECT_EQ(text(Repetition{strap::Exercise::sitUp}), "{\"t\":1.5,\"event\":\"sitUp\"}\n");
-  EXPECT_EQ(text(Repetition{strap::Exercise::jump}), "{\"t\":1.5,\"event\":\"jump\"}\n");
-  EXPECT_EQ(text(MotionSample{0.5F, -0.125F}),
+  EXPECT_EQ(text(watch::EcgSample{0.1F}), "{\"t\":1.5,\"event\":\"ecg\",\"value\":0.1}\n");
+  EXPECT_EQ(text(watch::RespirationSample{1}),
+            "{\"t\":1.5,\"event\":\"respiration\",\"value\":1}\n");
+  EXPECT_EQ(text(watch::Repetition{strap::Exercise::pushUp}), "{\"t\":1.5,\"event\":\"pushUp\"}\n");
+  EXPECT_EQ(text(watch::Repetition{strap::Exercise::sitUp}), "{\"t\":1.5,\"event\":\"sitUp\"}\n");
+  EXPECT_EQ(text(watch::Repetition{strap::Exercise::jump}), "{\"t\":1.5,\"event\":\"jump\"}\n");
+  EXPECT_EQ(text(watch::MotionSample{0.5F, -0.125F}),
             "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
 }
 
 TEST(JsonTextTest, WhatTheHostSaysIsAnEventOfItsOwn) {
-  EXPECT_EQ(jsonText(Event{1500ms, HostLine{"no \"bus\""}}),
+  EXPECT_EQ(jsonText(watch::Event{1500ms, watch::HostLine{"no \"bus\""}}),
             "{\"t\":1.5,\"event\":\"host\",\"text\":\"no \\\"bus\\\"\"}\n");
 }
 
 TEST(JsonTextTest, AnyDiagnosticTextIsValidJson) {
   const std::string text = "quote \" backslash \\ tab \t escape \x1b umlaut \xc3\xa4";
-  const json event = json::parse(jsonText(Event{0s, Diagnostic{text}}));
+  const json event = json::parse(jsonText(watch::Event{0s, watch::Diagnostic{text}}));
   EXPECT_EQ(event.at("text"), text);
-  const json mended = json::parse(jsonText(Event{0s, Diagnostic{"broken \xff"}}));
+  const json mended = json::parse(jsonText(watch::Event{0s, watch::Diagnostic{"broken \xff"}}));
   EXPECT_EQ(mended.at("text"), "broken \xef\xbf\xbd");
 }
 
 TEST(JsonTextTest, NumbersThatJsonHasNotAreStrings) {
   const auto value = [](float number) {
-    return json::parse(jsonText(Event{0s, EcgSample{number}})).at("value");
+    return json::parse(jsonText(watch::Event{0s, watch::EcgSample{number}})).at("value");
   };
   EXPECT_EQ(value(std::numeric_limits<float>::quiet_NaN()), "nan");
   EXPECT_EQ(value(-std::numeric_limits<float>::quiet_NaN()), "nan");
@@ -75,15 +76,16 @@ TEST(JsonTextTest, FloatsReadBackToTheSameBits) {
   for (int index = 0; index < 100'000; ++index) {
     const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
     if (!std::isfinite(value)) continue;
-    const json event = json::parse(jsonText(Event{0s, EcgSample{value}}));
+    const json event = json::parse(jsonText(watch::Event{0s, watch::EcgSample{value}}));
     ASSERT_TRUE(sameBits(static_cast<float>(event.at("value").get<double>()), value)) << event;
   }
 }
 
 TEST(JsonTextTest, TheSummaryTellsEverything) {
-  Summary summary;
+  watch::Summary summary;
   summary.duration = 2500ms;
-  StreamSent played{.sent = 12, .unheard = 6, .recording = strap::PlaybackCounts{3, 11, 1, 2}};
+  watch::StreamSent played{
+      .sent = 12, .unheard = 6, .recording = strap::PlaybackCounts{3, 11, 1, 2}};
   summary.streams = {{strap::Stream::ecg, played, 10, 499.5, 1250us}};
   summary.repetitionsDone = strap::Repetitions{1, 2, 3};
   summary.repetitionsCounted = {4, 5, 6};
@@ -108,7 +110,7 @@ TEST(JsonTextTest, TheSummaryTellsEverything) {
 }
 
 TEST(JsonTextTest, TheSummaryOfARealStrapHasNoKeysForWhatOnlyTheStrapKnows) {
-  Summary summary;
+  watch::Summary summary;
   summary.streams = {{.stream = strap::Stream::ecg, .delivered = 10}};
   const json told = json::parse(jsonText(summary));
   EXPECT_EQ(told.at("streams").at("ecg"), json({{"delivered", 10}}));

@@ -1,4 +1,4 @@
-#include <tools/monitor/receiver.h>
+#include <tools/watch/receiver.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
@@ -94,4 +94,4 @@ TEST(TraceLineTest, TakesNothingElse) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

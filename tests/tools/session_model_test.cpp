@@ -1,4 +1,4 @@
-#include <tools/monitor/session_model.h>
+#include <tools/watch/session_model.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <string>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
@@ -199,4 +199,4 @@ TEST_F(SessionModelTest, KeepsWhatTheHostHasSaidLast) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

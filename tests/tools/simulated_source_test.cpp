@@ -1,7 +1,7 @@
-#include <tools/monitor/simulated_source.h>
+#include <tools/watch/simulated_source.h>
 
-#include <tools/monitor/diagnostics_catcher.h>
-#include <tools/monitor/receiver.h>
+#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
 
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
@@ -75,4 +75,4 @@ TEST(SimulatedSourceTest, EndsWithTheRecording) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -1,4 +1,4 @@
-#include <tools/monitor/summary.h>
+#include <tools/watch/summary.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
@@ -127,4 +127,4 @@ TEST(SummaryTest, TextFitsAnEightyColumnTerminal) {
 }
 
 }  // namespace
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

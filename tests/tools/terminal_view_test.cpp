@@ -21,24 +21,24 @@ class TerminalViewTest : public testing::Test {
  protected:
   template <class What>
   void take(strap::StrapTime time, What what) {
-    model_.take(Event{time, what});
+    model_.take(watch::Event{time, what});
   }
 
   void fillModel() {
-    take(0s, Connected{});
-    take(0s, LeadOff{false});
+    take(0s, watch::Connected{});
+    take(0s, watch::LeadOff{false});
     for (int frame = 0; frame < 500; ++frame) {
       const strap::StrapTime time = frame * 12ms;
       for (int sample = 0; sample < 6; ++sample) {
         const auto phase = static_cast<float>(frame * 6 + sample) * 0.02F;
-        take(time, EcgSample{std::sin(phase)});
-        take(time, RespirationSample{0.5F + 0.4F * std::sin(phase * 0.1F)});
+        take(time, watch::EcgSample{std::sin(phase)});
+        take(time, watch::RespirationSample{0.5F + 0.4F * std::sin(phase * 0.1F)});
       }
     }
-    take(6s, Temperature{33.14F, 22.58F, 0});
-    take(6s, Battery{{73.8F, false}});
-    take(6s, Repetition{strap::Exercise::pushUp});
-    take(6s, Diagnostic{"didFailToConnectPeripheral"});
+    take(6s, watch::Temperature{33.14F, 22.58F, 0});
+    take(6s, watch::Battery{{73.8F, false}});
+    take(6s, watch::Repetition{strap::Exercise::pushUp});
+    take(6s, watch::Diagnostic{"didFailToConnectPeripheral"});
   }
 
   Canvas canvasOf(std::size_t width, std::size_t height) const {
@@ -57,7 +57,7 @@ class TerminalViewTest : public testing::Test {
   // The row of the state, as the terminal gets it.
   std::string stateRow() const { return canvasOf(80, 24).ansiRow(1, Colors::ansi); }
 
-  SessionModel model_;
+  watch::SessionModel model_;
   ViewOptions options_{.now = 6s, .title = "simulated strap, seed 7", .pace = "", .unicode = true};
 };
 
@@ -90,7 +90,7 @@ TEST_F(TerminalViewTest, TracesReachBothEdgesOfTheirRange) {
 TEST_F(TerminalViewTest, LostElectrodesCannotBeOverlooked) {
   fillModel();
   EXPECT_THAT(stateRow(), AllOf(Not(HasSubstr(alarm)), Not(HasSubstr(warning))));
-  take(6s, LeadOff{true});
+  take(6s, watch::LeadOff{true});
   EXPECT_THAT(stateRow(), AllOf(StartsWith(alarm), HasSubstr("!! ELECTRODES OFF !!")));
   EXPECT_THAT(textOf(80, 24),
               AllOf(HasSubstr("ECG  no contact"), HasSubstr("Respiration  no contact"),
@@ -99,11 +99,11 @@ TEST_F(TerminalViewTest, LostElectrodesCannotBeOverlooked) {
 
 TEST_F(TerminalViewTest, ALostLinkIsMarkedAndTimed) {
   fillModel();
-  take(6s, Disconnected{});
+  take(6s, watch::Disconnected{});
   options_.now = 8500ms;
   EXPECT_THAT(stateRow(), AllOf(StartsWith(warning), HasSubstr("LINK LOST for 2.5 s"),
                                 HasSubstr("electrodes: unknown")));
-  take(9s, Connected{});
+  take(9s, watch::Connected{});
   EXPECT_THAT(textOf(80, 24), AllOf(HasSubstr("● connected"), HasSubstr("reconnects 1")));
 }
 
@@ -115,8 +115,9 @@ TEST_F(TerminalViewTest, SearchesBeforeTheFirstConnection) {
 }
 
 TEST_F(TerminalViewTest, WhatTheHostWaitsForIsWholeAtEveryWidth) {
-  take(1s, HostLine{"Bluetooth: the service org.bluez is not there (The name is not activatable). "
-                    "To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth"});
+  take(1s, watch::HostLine{
+               "Bluetooth: the service org.bluez is not there (The name is not activatable). "
+               "To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth"});
   EXPECT_THAT(stateRow(), AllOf(StartsWith(warning), HasSubstr("waiting for 6.0 s")));
   const Canvas wide = canvasOf(100, 24);
   EXPECT_THAT(wide.ansiRow(3, Colors::ansi), StartsWith("  \x1b[1mBluetooth: the service"));
@@ -135,24 +136,24 @@ TEST_F(TerminalViewTest, WhatTheHostWaitsForIsWholeAtEveryWidth) {
 }
 
 TEST_F(TerminalViewTest, AWordThatIsTooLongForTheHostsLineIsCutOff) {
-  take(1s, HostLine{std::string(300, 'x') + " end"});
+  take(1s, watch::HostLine{std::string(300, 'x') + " end"});
   const Canvas canvas = canvasOf(60, 20);
   EXPECT_EQ(canvas.plainRow(3), "  " + std::string(58, 'x'));
   EXPECT_EQ(canvas.plainRow(4), "  end");
 }
 
 TEST_F(TerminalViewTest, TheHostsLineGivesWayToTheTraces) {
-  take(1s, HostLine{"Bluetooth: adapter hci0 is ready."});
+  take(1s, watch::HostLine{"Bluetooth: adapter hci0 is ready."});
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("hci0 is ready"));
   fillModel();
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), Not(HasSubstr("hci0")));
-  take(6s, HostLine{"Bluetooth: no adapter."});
-  take(6s, Disconnected{});
+  take(6s, watch::HostLine{"Bluetooth: no adapter."});
+  take(6s, watch::Disconnected{});
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("no adapter"));
 }
 
 TEST_F(TerminalViewTest, ChargingIsToldApart) {
-  take(1s, Battery{{50, true}});
+  take(1s, watch::Battery{{50, true}});
   EXPECT_THAT(textOf(80, 24), HasSubstr("Charging       50.0 %"));
 }
 
@@ -191,7 +192,7 @@ TEST_F(TerminalViewTest, PlainAsciiWhereTheTerminalKnowsNothingElse) {
 }
 
 TEST_F(TerminalViewTest, DiagnosticLinesCannotDriveTheTerminal) {
-  take(1s, Diagnostic{"\x1b[2Jgone"});
+  take(1s, watch::Diagnostic{"\x1b[2Jgone"});
   EXPECT_THAT(textOf(80, 24), HasSubstr("?[2Jgone"));
 }
 
@@ -203,7 +204,7 @@ TEST_F(TerminalViewTest, OneLineForTerminalsThatOnlyPrint) {
   EXPECT_EQ(statusLine(model_, 6s),
             "0:06  connected  electrodes on skin  ecg 500/s  "
             "respiration 500/s  motion 0/s  push-ups 1  sit-ups 0  jumps 0");
-  take(6s, LeadOff{true});
+  take(6s, watch::LeadOff{true});
   EXPECT_THAT(statusLine(model_, 6s), HasSubstr("ELECTRODES OFF"));
 }
 

@@ -16,8 +16,8 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-SampleWindow windowOf(const std::vector<float>& samples) {
-  SampleWindow window(1000);
+watch::SampleWindow windowOf(const std::vector<float>& samples) {
+  watch::SampleWindow window(1000);
   for (const float sample : samples) window.append(sample);
   return window;
 }
@@ -66,7 +66,7 @@ TEST(TraceRendererTest, TheNewestIsAtTheRightEdge) {
 }
 
 TEST(TraceRendererTest, ColumnsKeepTheirShapeWhileTheyMove) {
-  SampleWindow window(1000);
+  watch::SampleWindow window(1000);
   const TraceOptions options{
       .width = 20, .height = 4, .samplesPerDot = 7, .braille = false, .least = {-1, 1}};
   const auto append = [&](int count) {
@@ -96,7 +96,7 @@ TEST(TraceRendererTest, GapsAndInfinitiesAreEmpty) {
 
 TEST(TraceRendererTest, NothingIsBlankAndExtremesStayInThePicture) {
   const TraceOptions options{.width = 8, .height = 3};
-  EXPECT_THAT(renderTrace(SampleWindow(10), options).rows, Each("        "));
+  EXPECT_THAT(renderTrace(watch::SampleWindow(10), options).rows, Each("        "));
   constexpr float huge = std::numeric_limits<float>::max();
   const Trace trace = renderTrace(windowOf({huge, -huge, 1e-45F}), options);
   ASSERT_EQ(trace.rows.size(), 3U);

@@ -23,45 +23,47 @@ class Writer {
  public:
   explicit Writer(strap::StrapTime time) : time_(time) {}
 
-  std::string operator()(const Connected& /*connected*/) const { return line("connected").text(); }
-  std::string operator()(const Disconnected& /*disconnected*/) const {
+  std::string operator()(const watch::Connected& /*connected*/) const {
+    return line("connected").text();
+  }
+  std::string operator()(const watch::Disconnected& /*disconnected*/) const {
     return line("disconnected").text();
   }
-  std::string operator()(const LeadOff& leadOff) const {
+  std::string operator()(const watch::LeadOff& leadOff) const {
     return line("leadoff").boolean("value", leadOff.off).text();
   }
-  std::string operator()(const Temperature& temperature) const {
+  std::string operator()(const watch::Temperature& temperature) const {
     return line("temperature")
         .number("object", temperature.object)
         .number("ambient", temperature.ambient)
         .number("body", temperature.body)
         .text();
   }
-  std::string operator()(const Battery& battery) const {
+  std::string operator()(const watch::Battery& battery) const {
     return line("battery")
         .number("soc", battery.status.soc)
         .boolean("inCharge", battery.status.inCharge)
         .text();
   }
-  std::string operator()(const EcgSample& sample) const {
+  std::string operator()(const watch::EcgSample& sample) const {
     return line("ecg").number("value", sample.value).text();
   }
-  std::string operator()(const RespirationSample& sample) const {
+  std::string operator()(const watch::RespirationSample& sample) const {
     return line("respiration").number("value", sample.value).text();
   }
-  std::string operator()(const Repetition& repetition) const {
+  std::string operator()(const watch::Repetition& repetition) const {
     return line(exerciseEvents[static_cast<std::size_t>(repetition.exercise)]).text();
   }
-  std::string operator()(const MotionSample& sample) const {
+  std::string operator()(const watch::MotionSample& sample) const {
     return line("motion")
         .number("highPassed", sample.highPassed)
         .number("displacement", sample.displacement)
         .text();
   }
-  std::string operator()(const Diagnostic& diagnostic) const {
+  std::string operator()(const watch::Diagnostic& diagnostic) const {
     return line("diagnostic").string("text", diagnostic.text).text();
   }
-  std::string operator()(const HostLine& host) const {
+  std::string operator()(const watch::HostLine& host) const {
     return line("host").string("text", host.text).text();
   }
 
@@ -74,7 +76,7 @@ class Writer {
 // The same number as jsonSeconds() writes.
 double seconds(strap::StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
 
-Json streamJson(const StreamSummary& stream) {
+Json streamJson(const watch::StreamSummary& stream) {
   Json json = Json::object();
   if (stream.strap) json["sent"] = stream.strap->sent;
   json["delivered"] = stream.delivered;
@@ -94,9 +96,9 @@ Json streamJson(const StreamSummary& stream) {
   return json;
 }
 
-Json linkLossesJson(const Summary& summary) {
+Json linkLossesJson(const watch::Summary& summary) {
   Json list = Json::array();
-  for (const SessionModel::LinkLoss& loss : summary.linkLosses) {
+  for (const watch::SessionModel::LinkLoss& loss : summary.linkLosses) {
     Json json = {{"t", seconds(loss.time)}};
     if (loss.recovery) json["recovery"] = seconds(*loss.recovery);
     if (loss.reason) json["reason"] = *loss.reason;
@@ -120,11 +122,13 @@ Json repetitionsJson(const strap::Repetitions& repetitions) {
 
 }  // namespace
 
-std::string jsonText(const Event& event) { return std::visit(Writer(event.time), event.what); }
+std::string jsonText(const watch::Event& event) {
+  return std::visit(Writer(event.time), event.what);
+}
 
-std::string jsonText(const Summary& summary) {
+std::string jsonText(const watch::Summary& summary) {
   Json streams = Json::object();
-  for (const StreamSummary& stream : summary.streams) {
+  for (const watch::StreamSummary& stream : summary.streams) {
     streams[std::string(strap::streamName(stream.stream))] = streamJson(stream);
   }
   Json repetitions = Json::object();

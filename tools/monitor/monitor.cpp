@@ -1,15 +1,13 @@
 #include <tools/monitor/monitor.h>
 
 #include <platforms/main_queue/main_queue.h>
-#include <tools/monitor/bluetooth_source.h>
-#include <tools/monitor/diagnostics_catcher.h>
 #include <tools/monitor/diagnostics_file.h>
 #include <tools/monitor/options.h>
-#include <tools/monitor/receiver.h>
-#include <tools/monitor/simulated_source.h>
 #include <tools/monitor/terminal_kind.h>
 #include <tools/monitor/view.h>
 #include <tools/output.h>
+#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
 
 #include <CLI/CLI.hpp>
@@ -30,27 +28,6 @@ namespace Zephly::monitor {
 
 namespace {
 
-std::shared_ptr<const strap::Recording> load(const Options& options) {
-  if (!options.recording) return nullptr;
-  return std::make_shared<const strap::Recording>(
-      strap::Recording::load(*options.recording, *options.rowsPerSecond));
-}
-
-SimulatedOptions simulatedOptions(const Options& options) {
-  return {.seed = options.seed,
-          .speed = options.speed,
-          .duration = options.duration,
-          .recording = load(options),
-          .recordingName = options.recording.value_or("").filename().string()};
-}
-
-BluetoothOptions bluetoothOptions(const Options& options) {
-  return {.adapter = options.adapter,
-          .busAddress = options.busAddress,
-          .notifications = options.notifications,
-          .duration = options.duration};
-}
-
 std::string cannotWrite(const Options& options, const std::string& reason) {
   return "cannot write " + options.diagnostics->string() + ": " + reason;
 }
@@ -69,9 +46,11 @@ class Monitor {
   explicit Monitor(const Options& options)
       : options_(options),
         diagnosticsFile_(openDiagnostics(options)),
-        source_(makeSource()),
-        receiver_(std::make_shared<Receiver>([this] { return source_->now(); },
-                                             [this](const Event& event) { take(event); })),
+        source_(watch::makeSource(
+            queue_, options.source, [this](std::string_view line) { hostLine(line); },
+            [this] { end(); })),
+        receiver_(std::make_shared<watch::Receiver>(
+            [this] { return source_->now(); }, [this](const watch::Event& event) { take(event); })),
         catcher_([this](std::string_view line) { diagnosticLine(line); }),
         view_(makeView()) {}
 
@@ -84,22 +63,12 @@ class Monitor {
     refresh();
     queue_.run();
     receiver_->endAt(source_->now());
-    const Summary summary = summarize(source_->finish(), model_);
+    const watch::Summary summary = watch::summarize(source_->finish(), model_);
     view_->finish(summary);
     return verdict(summary);
   }
 
  private:
-  std::unique_ptr<Source> makeSource() {
-    const auto ended = [this] { end(); };
-    if (options_.simulated) {
-      return std::make_unique<SimulatedSource>(queue_, simulatedOptions(options_), ended);
-    }
-    return std::make_unique<BluetoothSource>(
-        queue_, bluetoothOptions(options_), [this](std::string_view line) { hostLine(line); },
-        ended);
-  }
-
   std::unique_ptr<View> makeView() {
     const TerminalKind kind = terminalKind(STDOUT_FILENO);
     if (options_.json || !kind.terminal) return std::make_unique<JsonView>(output_);
@@ -117,7 +86,7 @@ class Monitor {
     return options;
   }
 
-  void take(const Event& event) {
+  void take(const watch::Event& event) {
     model_.take(event);
     view_->take(event);
   }
@@ -171,8 +140,8 @@ class Monitor {
     });
   }
 
-  int verdict(const Summary& summary) {
-    std::vector<std::string> complaints = losses(summary);
+  int verdict(const watch::Summary& summary) {
+    std::vector<std::string> complaints = watch::losses(summary);
     if (options_.requireAll) {
       for (const std::string& kind : summary.neverArrived) {
         complaints.push_back("never arrived: " + kind);
@@ -194,10 +163,10 @@ class Monitor {
   std::optional<DiagnosticsFile> diagnosticsFile_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
-  SessionModel model_;
-  std::unique_ptr<Source> source_;
-  std::shared_ptr<Receiver> receiver_;
-  DiagnosticsCatcher catcher_;
+  watch::SessionModel model_;
+  std::unique_ptr<watch::Source> source_;
+  std::shared_ptr<watch::Receiver> receiver_;
+  watch::DiagnosticsCatcher catcher_;
   std::unique_ptr<View> view_;
   main_queue::Timer refreshTimer_;
   main_queue::SignalWatch endSignals_;
@@ -222,7 +191,7 @@ tools::Command addMonitorCommand(CLI::App& program) {
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
-            checkTogether(*options);
+            watch::checkTogether(options->source);
             // A reader that goes away is seen by Output.
             static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return Monitor(*options).run();

@@ -77,7 +77,7 @@ struct Layout {
 
 class Painter {
  public:
-  Painter(Canvas& canvas, const SessionModel& model, const ViewOptions& options)
+  Painter(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options)
       : canvas_(canvas), model_(model), options_(options) {}
 
   void draw() {
@@ -155,7 +155,8 @@ class Painter {
   }
 
   void trace(std::size_t top, std::size_t height, std::string_view name,
-             const SampleWindow& samples, std::size_t seconds, TraceRange least, Style style) {
+             const watch::SampleWindow& samples, std::size_t seconds, TraceRange least,
+             Style style) {
     TraceOptions options{.width = canvas_.width() - 2,
                          .height = height,
                          .braille = options_.unicode,
@@ -260,7 +261,7 @@ class Painter {
   }
 
   Canvas& canvas_;
-  const SessionModel& model_;
+  const watch::SessionModel& model_;
   const ViewOptions& options_;
 };
 
@@ -281,7 +282,7 @@ std::string clockText(strap::StrapTime time) {
   return text.data();
 }
 
-void drawSession(Canvas& canvas, const SessionModel& model, const ViewOptions& options) {
+void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options) {
   if (canvas.width() < smallestWidth || canvas.height() < smallestHeight) {
     canvas.put(0, 0, "zephly monitor needs");
     canvas.put(1, 0, "a terminal of at least");
@@ -293,7 +294,7 @@ void drawSession(Canvas& canvas, const SessionModel& model, const ViewOptions& o
   Painter(canvas, model, options).draw();
 }
 
-std::string statusLine(const SessionModel& model, strap::StrapTime now) {
+std::string statusLine(const watch::SessionModel& model, strap::StrapTime now) {
   std::string text = clockText(now);
   text += model.connected() ? "  connected" : "  NOT CONNECTED";
   if (model.connected() && model.leadOff()) {

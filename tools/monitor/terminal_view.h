@@ -6,7 +6,7 @@
 ///   drawSession(canvas, model, options);
 
 #include <tools/monitor/canvas.h>
-#include <tools/monitor/session_model.h>
+#include <tools/watch/session_model.h>
 
 #include <cstddef>
 #include <string>
@@ -25,10 +25,10 @@ struct ViewOptions {
 };
 
 /// Draws on an empty canvas; on one that is too small, a line that says so.
-void drawSession(Canvas& canvas, const SessionModel& model, const ViewOptions& options);
+void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options);
 
 /// The same in one line, for terminals that can only print: "0:12  connected  ...".
-std::string statusLine(const SessionModel& model, strap::StrapTime now);
+std::string statusLine(const watch::SessionModel& model, strap::StrapTime now);
 
 /// "0:07", "12:30", "1:02:03"
 std::string clockText(strap::StrapTime time);

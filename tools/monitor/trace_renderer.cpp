@@ -22,7 +22,7 @@ using Column = std::optional<Span<float>>;
 using DotColumn = std::optional<Span<int>>;
 
 // The columns from left to right; empty where there are no samples.
-std::vector<Column> columnsOf(const SampleWindow& samples, std::size_t count,
+std::vector<Column> columnsOf(const watch::SampleWindow& samples, std::size_t count,
                               std::size_t samplesPerDot) {
   std::vector<Column> columns(count);
   const std::uint64_t lastShare = samples.end() == 0 ? 0 : (samples.end() - 1) / samplesPerDot;
@@ -132,7 +132,7 @@ TraceRange roundedRange(float low, float high) {
           static_cast<float>(std::ceil(high / step - tolerance) * step)};
 }
 
-Trace renderTrace(const SampleWindow& samples, const TraceOptions& options) {
+Trace renderTrace(const watch::SampleWindow& samples, const TraceOptions& options) {
   const int dotsPerCell = options.braille ? 4 : 2;
   const auto columns = columnsOf(samples, options.width * dotColumns(options.braille),
                                  std::max<std::size_t>(options.samplesPerDot, 1));

@@ -11,7 +11,7 @@
 /// begin at multiples of their size since the first sample: a column keeps its shape while it moves
 /// to the left.
 
-#include <tools/monitor/sample_window.h>
+#include <tools/watch/sample_window.h>
 
 #include <cstddef>
 #include <string>
@@ -43,7 +43,7 @@ struct Trace {
 /// Columns of dots that a cell has.
 constexpr std::size_t dotColumns(bool braille) { return braille ? 2 : 1; }
 
-Trace renderTrace(const SampleWindow& samples, const TraceOptions& options);
+Trace renderTrace(const watch::SampleWindow& samples, const TraceOptions& options);
 
 /// The smallest range with edges on multiples of a step of 1, 2 or 5 times a power of ten that
 /// holds both bounds, low < high; with few steps, so that it seldom changes.

@@ -14,11 +14,11 @@ constexpr std::chrono::seconds lastPatience{2};
 
 }  // namespace
 
-void JsonView::take(const Event& event) { output_.write(jsonText(event)); }
+void JsonView::take(const watch::Event& event) { output_.write(jsonText(event)); }
 
 void JsonView::refresh() { output_.flush(); }
 
-void JsonView::finish(const Summary& summary) {
+void JsonView::finish(const watch::Summary& summary) {
   output_.write(jsonText(summary));
   output_.finish(lastPatience);
 }
@@ -29,7 +29,7 @@ ScreenView::ScreenView(tools::Output& output, int descriptor, Colors colors, Wat
       watched_(std::move(watched)),
       screen_(std::make_unique<Screen>(output, colors)) {}
 
-void ScreenView::take(const Event& /*event*/) {}
+void ScreenView::take(const watch::Event& /*event*/) {}
 
 void ScreenView::refresh() {
   const TerminalSize size = terminalSize(descriptor_);
@@ -40,9 +40,9 @@ void ScreenView::refresh() {
   screen_->show(canvas);
 }
 
-void ScreenView::finish(const Summary& summary) {
+void ScreenView::finish(const watch::Summary& summary) {
   screen_.reset();
-  output_.write(summaryText(summary));
+  output_.write(watch::summaryText(summary));
   output_.finish(lastPatience);
 }
 
@@ -58,8 +58,8 @@ void ScreenView::resume() { screen_->resume(); }
 LineView::LineView(tools::Output& output, Watched watched)
     : output_(output), watched_(std::move(watched)) {}
 
-void LineView::take(const Event& event) {
-  if (const auto* host = std::get_if<HostLine>(&event.what)) {
+void LineView::take(const watch::Event& event) {
+  if (const auto* host = std::get_if<watch::HostLine>(&event.what)) {
     output_.write(clockText(event.time) + "  " + printable(host->text) + "\n");
   }
 }
@@ -72,8 +72,8 @@ void LineView::refresh() {
   output_.flush();
 }
 
-void LineView::finish(const Summary& summary) {
-  output_.write(summaryText(summary));
+void LineView::finish(const watch::Summary& summary) {
+  output_.write(watch::summaryText(summary));
   output_.finish(lastPatience);
 }
 

@@ -3,12 +3,12 @@
 /// The ways in which the monitor shows a session: JSON lines, a screen that is redrawn, or plain
 /// lines.
 
-#include <tools/monitor/event.h>
 #include <tools/monitor/screen.h>
-#include <tools/monitor/session_model.h>
-#include <tools/monitor/summary.h>
 #include <tools/monitor/terminal_view.h>
 #include <tools/output.h>
+#include <tools/watch/event.h>
+#include <tools/watch/session_model.h>
+#include <tools/watch/summary.h>
 
 #include <chrono>
 #include <functional>
@@ -24,11 +24,11 @@ class View {
   static constexpr std::chrono::milliseconds refreshInterval{100};
 
   /// Every event, as it comes.
-  virtual void take(const Event& event) = 0;
+  virtual void take(const watch::Event& event) = 0;
   /// Every refreshInterval.
   virtual void refresh() = 0;
   /// The last call.
-  virtual void finish(const Summary& summary) = 0;
+  virtual void finish(const watch::Summary& summary) = 0;
 
   /// The terminal has changed its size.
   virtual void resized() {}
@@ -46,9 +46,9 @@ class JsonView final : public View {
  public:
   explicit JsonView(tools::Output& output) : output_(output) {}
 
-  void take(const Event& event) override;
+  void take(const watch::Event& event) override;
   void refresh() override;
-  void finish(const Summary& summary) override;
+  void finish(const watch::Summary& summary) override;
 
  private:
   tools::Output& output_;
@@ -56,7 +56,7 @@ class JsonView final : public View {
 
 /// What the views for people show.
 struct Watched {
-  const SessionModel& model;
+  const watch::SessionModel& model;
   /// The time and the title as they are now.
   std::function<ViewOptions()> options;
 };
@@ -66,9 +66,9 @@ class ScreenView final : public View {
   /// `descriptor`: the terminal that `output` writes to.
   ScreenView(tools::Output& output, int descriptor, Colors colors, Watched watched);
 
-  void take(const Event& event) override;
+  void take(const watch::Event& event) override;
   void refresh() override;
-  void finish(const Summary& summary) override;
+  void finish(const watch::Summary& summary) override;
   void resized() override;
   void suspend() override;
   void resume() override;
@@ -86,9 +86,9 @@ class LineView final : public View {
  public:
   LineView(tools::Output& output, Watched watched);
 
-  void take(const Event& event) override;
+  void take(const watch::Event& event) override;
   void refresh() override;
-  void finish(const Summary& summary) override;
+  void finish(const watch::Summary& summary) override;
 
  private:
   tools::Output& output_;

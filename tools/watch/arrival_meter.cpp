@@ -1,9 +1,9 @@
-#include <tools/monitor/arrival_meter.h>
+#include <tools/watch/arrival_meter.h>
 
 #include <algorithm>
 #include <chrono>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 void ArrivalMeter::count(strap::StrapTime time) {
   if (!run_) {
@@ -33,4 +33,4 @@ std::optional<double> ArrivalMeter::perSecond() const {
   return static_cast<double>(samples_) / seconds;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class DiagnosticsCatcher final : public std::streambuf {
  public:
@@ -37,4 +37,4 @@ class DiagnosticsCatcher final : public std::streambuf {
   std::streambuf* original_;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -7,7 +7,7 @@
 ///   session->startWorkoutDetection(receiver);
 ///   DiagnosticsCatcher catcher([&](std::string_view line) { receiver->diagnosticLine(line); });
 
-#include <tools/monitor/event.h>
+#include <tools/watch/event.h>
 #include <zephly/session/workout_delegate.h>
 #include <zephly/session/zephly_delegate.h>
 
@@ -15,7 +15,7 @@
 #include <optional>
 #include <string_view>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
  public:
@@ -59,4 +59,4 @@ class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
 /// The two numbers of a trace line; empty for any other line.
 std::optional<MotionSample> parseTraceLine(std::string_view line);
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -1,8 +1,8 @@
-#include <tools/monitor/bluetooth_source.h>
+#include <tools/watch/bluetooth_source.h>
 
 #include <utility>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 namespace {
 
@@ -52,4 +52,4 @@ SourceReport BluetoothSource::finish() {
   return report;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class RateMeter {
  public:
@@ -30,4 +30,4 @@ class RateMeter {
   std::int64_t current_ = 0;  // index of the newest step since time 0
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

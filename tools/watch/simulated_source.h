@@ -18,7 +18,7 @@
 #include <platforms/simulated/scheduler.h>
 #include <platforms/simulated/strap_device.h>
 #include <strap/strap.h>
-#include <tools/monitor/source.h>
+#include <tools/watch/source.h>
 
 #include <cstdint>
 #include <functional>
@@ -26,7 +26,7 @@
 #include <optional>
 #include <string>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 struct SimulatedOptions {
   std::uint64_t seed = 1;
@@ -69,4 +69,4 @@ class SimulatedSource final : public Source {
   SourceReport report_;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

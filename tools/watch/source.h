@@ -10,11 +10,11 @@
 ///   const SourceReport report = source->finish();
 
 #include <strap/frame.h>
-#include <tools/monitor/summary.h>
+#include <tools/watch/summary.h>
 
 #include <string>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class Source {
  public:
@@ -38,4 +38,4 @@ class Source {
   virtual SourceReport finish() = 0;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

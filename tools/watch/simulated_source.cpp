@@ -1,4 +1,4 @@
-#include <tools/monitor/simulated_source.h>
+#include <tools/watch/simulated_source.h>
 
 #include <zephly/ble/gatt_profile.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 namespace {
 
@@ -100,4 +100,4 @@ SourceReport SimulatedSource::finish() {
   return report_;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

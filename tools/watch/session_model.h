@@ -9,10 +9,10 @@
 /// Holds a few seconds of both waveforms and the last diagnostic lines; everything else is the
 /// latest value or a count.
 
-#include <tools/monitor/arrival_meter.h>
-#include <tools/monitor/event.h>
-#include <tools/monitor/rate_meter.h>
-#include <tools/monitor/sample_window.h>
+#include <tools/watch/arrival_meter.h>
+#include <tools/watch/event.h>
+#include <tools/watch/rate_meter.h>
+#include <tools/watch/sample_window.h>
 
 #include <array>
 #include <cstdint>
@@ -22,7 +22,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class SessionModel {
  public:
@@ -118,4 +118,4 @@ class SessionModel {
   std::deque<DiagnosticLine> diagnostics_;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -10,7 +10,7 @@
 #include <string>
 #include <variant>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 struct Connected {};
 struct Disconnected {};
@@ -57,4 +57,4 @@ struct Event {
       what;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

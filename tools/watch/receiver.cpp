@@ -1,11 +1,11 @@
-#include <tools/monitor/receiver.h>
+#include <tools/watch/receiver.h>
 
 #include <charconv>
 #include <string>
 #include <system_error>
 #include <utility>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 namespace {
 
@@ -66,4 +66,4 @@ void Receiver::didDetectPushUp() { tell(Repetition{strap::Exercise::pushUp}); }
 void Receiver::didDetectSitUp() { tell(Repetition{strap::Exercise::sitUp}); }
 void Receiver::didDetectJump() { tell(Repetition{strap::Exercise::jump}); }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

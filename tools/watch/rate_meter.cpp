@@ -1,8 +1,8 @@
-#include <tools/monitor/rate_meter.h>
+#include <tools/watch/rate_meter.h>
 
 #include <algorithm>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 void RateMeter::count(strap::StrapTime time) {
   const std::int64_t index = std::max(time / step, current_);
@@ -28,4 +28,4 @@ double RateMeter::perSecond(strap::StrapTime now) const {
   return static_cast<double>(total) / static_cast<double>(window.count());
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

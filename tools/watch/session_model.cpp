@@ -1,11 +1,11 @@
-#include <tools/monitor/session_model.h>
+#include <tools/watch/session_model.h>
 
 #include <strap/rates.h>
 
 #include <chrono>
 #include <variant>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 namespace {
 
@@ -140,4 +140,4 @@ std::vector<std::string> SessionModel::neverArrived() const {
   return names;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

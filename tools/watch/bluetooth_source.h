@@ -9,7 +9,7 @@
 
 #include <platforms/bluez/bluetooth.h>
 #include <platforms/main_queue/main_queue.h>
-#include <tools/monitor/source.h>
+#include <tools/watch/source.h>
 
 #include <chrono>
 #include <functional>
@@ -17,7 +17,7 @@
 #include <string>
 #include <string_view>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 struct BluetoothOptions {
   std::string adapter = {};     ///< "hci0" or its address; empty: any
@@ -52,4 +52,4 @@ class BluetoothSource final : public Source {
   std::optional<bluez::Bluetooth> bluetooth_;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

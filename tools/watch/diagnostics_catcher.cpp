@@ -1,9 +1,9 @@
-#include <tools/monitor/diagnostics_catcher.h>
+#include <tools/watch/diagnostics_catcher.h>
 
 #include <iostream>
 #include <utility>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 DiagnosticsCatcher::DiagnosticsCatcher(Handler handler)
     : handler_(std::move(handler)), original_(std::cout.rdbuf(this)) {}
@@ -36,4 +36,4 @@ void DiagnosticsCatcher::take(std::string_view text) {
   line_ += text;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -1,9 +1,9 @@
-#include <tools/monitor/sample_window.h>
+#include <tools/watch/sample_window.h>
 
 #include <algorithm>
 #include <limits>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 void SampleWindow::appendGap(std::uint64_t count) {
   // What would be pushed out at once need not be written, but it counts.
@@ -14,4 +14,4 @@ void SampleWindow::appendGap(std::uint64_t count) {
   }
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class ArrivalMeter {
  public:
@@ -45,4 +45,4 @@ class ArrivalMeter {
   std::uint64_t samples_ = 0;    // that came in this time
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -5,7 +5,7 @@
 #include <strap/frame.h>
 #include <strap/strap.h>
 #include <strap/training_plan.h>
-#include <tools/monitor/session_model.h>
+#include <tools/watch/session_model.h>
 
 #include <array>
 #include <cstdint>
@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 /// The strap's side of one stream, in samples (for motion, temperature and battery: readings).
 struct StreamSent {
@@ -72,4 +72,4 @@ std::string summaryText(const Summary& summary);
 /// One line for each stream with losses; empty when nothing was lost.
 std::vector<std::string> losses(const Summary& summary);
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

@@ -1,4 +1,4 @@
-#include <tools/monitor/summary.h>
+#include <tools/watch/summary.h>
 
 #include <tools/monitor/canvas.h>
 #include <tools/monitor/terminal_view.h>
@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string_view>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 namespace {
 
@@ -139,4 +139,4 @@ std::vector<std::string> losses(const Summary& summary) {
   return lines;
 }
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch

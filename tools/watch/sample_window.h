@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace Zephly::monitor {
+namespace Zephly::watch {
 
 class SampleWindow {
  public:
@@ -39,4 +39,4 @@ class SampleWindow {
   std::uint64_t end_ = 0;
 };
 
-}  // namespace Zephly::monitor
+}  // namespace Zephly::watch
