@@ -58,13 +58,5 @@ TEST(CanvasTest, AStyledRowIsStyledToItsEnd) {
   EXPECT_EQ(canvas.ansiRow(0, Colors::none), "\x1b[7ma   \x1b[0m");
 }
 
-TEST(CanvasTest, PrintableTextIsWhatACanvasWouldShow) {
-  EXPECT_EQ(printable("a\x1b[2J\r\n\x7f\xc2\x9b\x9b\xe2\x82z"), "a?[2J??????z");
-  EXPECT_EQ(printable("\xc2\xb0"
-                      "C"),
-            "\xc2\xb0"
-            "C");
-}
-
 }  // namespace
 }  // namespace Zephly::monitor

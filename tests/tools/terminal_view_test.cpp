@@ -208,11 +208,5 @@ TEST_F(TerminalViewTest, OneLineForTerminalsThatOnlyPrint) {
   EXPECT_THAT(statusLine(model_, 6s), HasSubstr("ELECTRODES OFF"));
 }
 
-TEST(ClockTextTest, HasHoursWhenThereAreAny) {
-  EXPECT_EQ(clockText(7s), "0:07");
-  EXPECT_EQ(clockText(750'999ms), "12:30");
-  EXPECT_EQ(clockText(3723s), "1:02:03");
-}
-
 }  // namespace
 }  // namespace Zephly::monitor

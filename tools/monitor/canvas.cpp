@@ -1,42 +1,12 @@
 #include <tools/monitor/canvas.h>
 
+#include <tools/text.h>
+
 #include <algorithm>
 
 namespace Zephly::monitor {
 
 namespace {
-
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
-
-// How many bytes the first byte of a character promises; 1 for a byte that begins none.
-std::size_t promisedLength(char byte) {
-  const auto first = static_cast<unsigned char>(byte);
-  if (first < 0xC0) return 1;
-  if (first < 0xE0) return 2;
-  return first < 0xF0 ? 3 : 4;
-}
-
-// The length of the first character of `text`, which is not empty.
-std::size_t characterLength(std::string_view text) {
-  const std::size_t limit = std::min(promisedLength(text[0]), text.size());
-  std::size_t length = 1;
-  while (length < limit && isContinuation(text[length])) ++length;
-  return length;
-}
-
-// Characters below U+0020, DEL, and U+0080 to U+009F; bytes that are no character are one of these
-// to some terminals.
-bool isControl(std::string_view character) {
-  const auto first = static_cast<unsigned char>(character[0]);
-  if (first < 0x20 || first == 0x7F || isContinuation(character[0])) return true;
-  if (character.size() < promisedLength(character[0])) return true;
-  return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
-}
-
-// What stands for the character on a canvas.
-std::string shown(std::string_view character) {
-  return isControl(character) ? "?" : std::string(character);
-}
 
 std::string_view escape(Style style, Colors colors) {
   const bool colored = colors == Colors::ansi;
@@ -65,7 +35,7 @@ std::string_view escape(Style style, Colors colors) {
 
 std::size_t cellCount(std::string_view text) {
   std::size_t cells = 0;
-  for (; !text.empty(); text.remove_prefix(characterLength(text))) ++cells;
+  for (; !text.empty(); text.remove_prefix(tools::characterLength(text))) ++cells;
   return cells;
 }
 
@@ -74,9 +44,9 @@ Canvas::Canvas(std::size_t width, std::size_t height)
 
 std::size_t Canvas::put(std::size_t row, std::size_t column, std::string_view text, Style style) {
   while (!text.empty()) {
-    const std::string_view character = text.substr(0, characterLength(text));
+    const std::string_view character = text.substr(0, tools::characterLength(text));
     if (row < height() && column < width_) {
-      rows_[row][column] = {shown(character), style};
+      rows_[row][column] = {tools::printableCharacter(character), style};
     }
     ++column;
     text.remove_prefix(character.size());
@@ -131,16 +101,6 @@ std::string Canvas::ansiRow(std::size_t row, Colors colors) const {
   }
   if (!current.empty()) text += "\x1b[0m";
   return text;
-}
-
-std::string printable(std::string_view text) {
-  std::string printed;
-  while (!text.empty()) {
-    const std::string_view character = text.substr(0, characterLength(text));
-    printed += shown(character);
-    text.remove_prefix(character.size());
-  }
-  return printed;
 }
 
 }  // namespace Zephly::monitor

@@ -55,9 +55,6 @@ class Canvas {
   std::vector<std::vector<Cell>> rows_;
 };
 
-/// The text as a canvas shows it: '?' for each character that could drive a terminal.
-std::string printable(std::string_view text);
-
 /// How many cells UTF-8 text takes.
 std::size_t cellCount(std::string_view text);
 

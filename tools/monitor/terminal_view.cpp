@@ -2,6 +2,7 @@
 
 #include <strap/rates.h>
 #include <tools/monitor/trace_renderer.h>
+#include <tools/text.h>
 
 #include <algorithm>
 #include <array>
@@ -41,7 +42,7 @@ std::string grouped(std::uint64_t count) {
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines;
   std::string line;
-  std::istringstream words{printable(text)};
+  std::istringstream words{tools::printable(text)};
   for (std::string word; words >> word;) {
     if (!line.empty() && cellCount(line) + 1 + cellCount(word) > width) {
       lines.push_back(std::exchange(line, {}));
@@ -103,7 +104,7 @@ class Painter {
     std::size_t column = canvas_.put(0, 1, "zephly monitor", Style::bold);
     column = canvas_.put(0, column, glyph(" · ", " - "));
     canvas_.put(0, column, options_.title);
-    std::string right = clockText(options_.now);
+    std::string right = tools::clockText(options_.now);
     if (!options_.pace.empty()) right = options_.pace + "   " + right;
     canvas_.putRight(0, canvas_.width() - 1, "   " + right, Style::bold);
   }
@@ -255,7 +256,7 @@ class Painter {
     for (std::size_t index = 0; index < count; ++index) {
       const auto& line = lines[lines.size() - count + index];
       const std::size_t row = layout.diagnosticsTop + 1 + index;
-      canvas_.putRight(row, 8, clockText(line.time), Style::dim);
+      canvas_.putRight(row, 8, tools::clockText(line.time), Style::dim);
       canvas_.put(row, 10, line.text);
     }
   }
@@ -266,21 +267,6 @@ class Painter {
 };
 
 }  // namespace
-
-std::string clockText(strap::StrapTime time) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  std::array<char, 64> text{};
-  if (seconds < 3600) {
-    static_cast<void>(std::snprintf(text.data(), text.size(), "%lld:%02lld",
-                                    static_cast<long long>(seconds / 60),
-                                    static_cast<long long>(seconds % 60)));
-  } else {
-    static_cast<void>(std::snprintf(
-        text.data(), text.size(), "%lld:%02lld:%02lld", static_cast<long long>(seconds / 3600),
-        static_cast<long long>(seconds / 60 % 60), static_cast<long long>(seconds % 60)));
-  }
-  return text.data();
-}
 
 void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options) {
   if (canvas.width() < smallestWidth || canvas.height() < smallestHeight) {
@@ -295,7 +281,7 @@ void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOpt
 }
 
 std::string statusLine(const watch::SessionModel& model, strap::StrapTime now) {
-  std::string text = clockText(now);
+  std::string text = tools::clockText(now);
   text += model.connected() ? "  connected" : "  NOT CONNECTED";
   if (model.connected() && model.leadOff()) {
     text += *model.leadOff() ? "  ELECTRODES OFF" : "  electrodes on skin";

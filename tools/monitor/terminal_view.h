@@ -30,7 +30,4 @@ void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOpt
 /// The same in one line, for terminals that can only print: "0:12  connected  ...".
 std::string statusLine(const watch::SessionModel& model, strap::StrapTime now);
 
-/// "0:07", "12:30", "1:02:03"
-std::string clockText(strap::StrapTime time);
-
 }  // namespace Zephly::monitor

@@ -6,7 +6,7 @@ namespace Zephly::watch {
 
 namespace {
 
-// The monitor hears of signals itself, and comes to finish() with them.
+// The program hears of signals itself, and comes to finish() with them.
 bluez::Options hostOptions(BluetoothOptions options, std::function<void(std::string_view)> report) {
   bluez::Options host;
   host.adapter = std::move(options.adapter);

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A real strap on this machine's Bluetooth: what the monitor watches without --simulated.
+/// A real strap on this machine's Bluetooth: what is watched without --simulated.
 ///
 ///   BluetoothSource source(queue, {.adapter = "hci0", .duration = 30s}, report,
 ///                          [&] { queue.stop(); });

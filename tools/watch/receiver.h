@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The monitor's end of the kit: turns every callback and every diagnostic line into an Event.
+/// The watching end of the kit: turns every callback and every diagnostic line into an Event.
 ///
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });
 ///   auto session = ::Zephly::Zephly::init(receiver);

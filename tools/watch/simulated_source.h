@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A simulated strap in simulated company, running with the clock on the wall: what the monitor
-/// watches with --simulated.
+/// A simulated strap in simulated company, running with the clock on the wall: what is
+/// watched with --simulated.
 ///
 ///   MainQueue queue;
 ///   SimulatedSource source(queue, {.seed = 7, .speed = 10, .duration = 30s}, [&] { queue.stop();

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What the monitor watches: the host that the session runs on, and the clock that its events are
+/// What is watched: the host that the session runs on, and the clock that its events are
 /// stamped with.
 ///
 ///   const std::unique_ptr<Source> source = ...;  // its host is in use from now on

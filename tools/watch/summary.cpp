@@ -1,7 +1,6 @@
 #include <tools/watch/summary.h>
 
-#include <tools/monitor/canvas.h>
-#include <tools/monitor/terminal_view.h>
+#include <tools/text.h>
 
 #include <algorithm>
 #include <chrono>
@@ -64,13 +63,13 @@ void writeRepetitions(std::ostream& text, const Summary& summary) {
 
 void writeLinkLosses(std::ostream& text, const Summary& summary) {
   for (const SessionModel::LinkLoss& loss : summary.linkLosses) {
-    text << "  link lost    at " << clockText(loss.time);
+    text << "  link lost    at " << tools::clockText(loss.time);
     if (loss.recovery) {
       text << " for " << std::setprecision(1) << seconds(*loss.recovery) << " s";
     } else {
       text << " to the end";
     }
-    if (loss.reason) text << ": " << printable(*loss.reason);
+    if (loss.reason) text << ": " << tools::printable(*loss.reason);
     text << "\n";
   }
 }
