@@ -50,10 +50,10 @@ struct StateChanged {
 /// are nobody's business and not kept.
 struct Discovered {
   ObjectId peripheral = 0;
-  std::optional<std::string> name;        ///< of the peripheral
-  std::optional<std::string> localName;   ///< in the advertisement
-  std::vector<std::string> serviceUUIDs;  ///< as CBUUID writes them
-  std::int32_t RSSI = 0;                  ///< dBm
+  std::optional<std::string> name = {};        ///< of the peripheral
+  std::optional<std::string> localName = {};   ///< in the advertisement
+  std::vector<std::string> serviceUUIDs = {};  ///< as CBUUID writes them
+  std::int32_t RSSI = 0;                       ///< dBm
   friend bool operator==(const Discovered&, const Discovered&) = default;
 };
 
@@ -64,29 +64,29 @@ struct Connected {
 
 struct FailedToConnect {
   ObjectId peripheral = 0;
-  ErrorText error;
+  ErrorText error = {};
   friend bool operator==(const FailedToConnect&, const FailedToConnect&) = default;
 };
 
 struct Disconnected {
   ObjectId peripheral = 0;
-  ErrorText error;
+  ErrorText error = {};
   friend bool operator==(const Disconnected&, const Disconnected&) = default;
 };
 
 /// A service or a characteristic as it was told.
 struct Listed {
   ObjectId id = 0;
-  std::string UUID;         ///< as CBUUID writes it
-  std::string description;  ///< of a characteristic, the host's own text; empty for a service
+  std::string UUID;              ///< as CBUUID writes it
+  std::string description = {};  ///< of a characteristic, the host's own text; empty for a service
   friend bool operator==(const Listed&, const Listed&) = default;
 };
 
 /// The answer to a discovery of services.
 struct ServicesDiscovered {
   ObjectId peripheral = 0;
-  std::vector<Listed> services;
-  ErrorText error;
+  std::vector<Listed> services = {};
+  ErrorText error = {};
   friend bool operator==(const ServicesDiscovered&, const ServicesDiscovered&) = default;
 };
 
@@ -94,8 +94,8 @@ struct ServicesDiscovered {
 struct CharacteristicsDiscovered {
   ObjectId peripheral = 0;
   ObjectId service = 0;
-  std::vector<Listed> characteristics;
-  ErrorText error;
+  std::vector<Listed> characteristics = {};
+  ErrorText error = {};
   friend bool operator==(const CharacteristicsDiscovered&,
                          const CharacteristicsDiscovered&) = default;
 };
@@ -104,7 +104,7 @@ struct CharacteristicsDiscovered {
 struct SubscriptionChanged {
   ObjectId peripheral = 0;
   ObjectId characteristic = 0;
-  ErrorText error;
+  ErrorText error = {};
   friend bool operator==(const SubscriptionChanged&, const SubscriptionChanged&) = default;
 };
 
@@ -113,8 +113,8 @@ struct Value {
   ObjectId peripheral = 0;
   ObjectId characteristic = 0;
   /// Absent when the host had none to give (which it may only with an error).
-  std::optional<std::vector<std::uint8_t>> bytes;
-  ErrorText error;
+  std::optional<std::vector<std::uint8_t>> bytes = {};
+  ErrorText error = {};
   friend bool operator==(const Value&, const Value&) = default;
 };
 

@@ -1,0 +1,81 @@
+#include <tests/capture/captures.h>
+#include <tools/capture/codec.h>
+#include <tools/capture/format.h>
+#include <tools/capture/writer.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Zephly::capture {
+namespace {
+
+using captures::ReadBack;
+using captures::ScratchDirectory;
+
+// Of the check value that the parameters are published with.
+TEST(FormatTest, ChecksumIsCrc32c) {
+  const std::string_view text = "123456789";
+  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
+  EXPECT_EQ(checksum(bytes), 0xE3069283U);
+  EXPECT_EQ(checksum({}), 0U);
+}
+
+TEST(FormatTest, RecordsOfEveryKindComeBackAsTheyWere) {
+  const ScratchDirectory scratch;
+  const std::vector<Record> records = captures::someOfEach();
+  {
+    Writer writer(scratch / "c.zcap", captures::somePreamble());
+    for (const Record& record : records) EXPECT_TRUE(writer.append(record));
+    EXPECT_EQ(writer.close(), std::nullopt);
+    EXPECT_EQ(writer.records(), records.size());
+    EXPECT_EQ(writer.bytes(), std::filesystem::file_size(scratch / "c.zcap"));
+  }
+  const ReadBack back = captures::readBack(scratch / "c.zcap");
+  EXPECT_TRUE(back.preamble == captures::somePreamble());
+  EXPECT_TRUE(back.records == records);
+  EXPECT_TRUE(back.errors.empty());
+  EXPECT_TRUE(back.ended);
+}
+
+TEST(FormatTest, AnyRecordComesBackAsItWas) {
+  std::mt19937_64 random(20'261'121);
+  const ScratchDirectory scratch;
+  for (int round = 0; round < 20; ++round) {
+    std::vector<Record> records;
+    for (int i = 0; i < 200; ++i) records.push_back(captures::randomRecord(random));
+    const ReadBack back = captures::readBack(scratch.file("c.zcap", captures::captureOf(records)));
+    ASSERT_TRUE(back.records == records) << "round " << round;
+    ASSERT_TRUE(back.errors.empty());
+    ASSERT_FALSE(back.ended);
+  }
+}
+
+TEST(FormatTest, TheLongestValueComesBackAndALongerOneIsRefused) {
+  const std::size_t around =
+      encodeRecord({{}, Value{.bytes = {{}}}}, 0).size() - recordHeaderSize - checksumSize;
+  Record longest{{}, Value{.bytes = std::vector<std::uint8_t>(longestPayload - around, 7)}};
+  const ScratchDirectory scratch;
+  const ReadBack back =
+      captures::readBack(scratch.file("c.zcap", captures::captureOf({longest, longest})));
+  EXPECT_TRUE((back.records == std::vector<Record>{longest, longest}));
+  EXPECT_TRUE(back.errors.empty());
+  std::get<Value>(longest.what).bytes->push_back(7);
+  EXPECT_THROW(encodeRecord(longest, 0), std::length_error);
+}
+
+TEST(FormatTest, AUuidInAnyFormIsKeptInTheLongOne) {
+  const Record record{{}, ServicesDiscovered{1, {{1, "180f", ""}}, {}}};
+  const ScratchDirectory scratch;
+  const ReadBack back = captures::readBack(scratch.file("c.zcap", captures::captureOf({record})));
+  ASSERT_EQ(back.records.size(), 1U);
+  EXPECT_EQ(std::get<ServicesDiscovered>(back.records[0].what).services[0].UUID,
+            "0000180F-0000-1000-8000-00805F9B34FB");
+  EXPECT_THROW(encodeRecord({{}, ServicesDiscovered{1, {{1, "nonsense", ""}}, {}}}, 0),
+               std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace Zephly::capture

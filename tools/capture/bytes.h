@@ -1,0 +1,94 @@
+#pragma once
+/// @file
+/// Numbers and texts as a capture holds them: little-endian, a text with its length before it.
+///
+///   ByteSink sink;
+///   sink.number(std::uint32_t{4});
+///   sink.text("name");
+///   ByteSource source(sink.bytes());
+///   source.number<std::uint32_t>();  // 4
+///   source.text();                   // "name"
+///   source.whole();                  // true: nothing was missing
+
+#include <zephly/platform/cb_uuid.h>
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace Zephly::capture {
+
+/// Grows as it is written to.
+class ByteSink {
+ public:
+  template <std::integral Number>
+  void number(Number value) {
+    auto rest = static_cast<std::make_unsigned_t<Number>>(value);
+    for (std::size_t i = 0; i < sizeof(Number); ++i) {
+      bytes_.push_back(static_cast<std::uint8_t>(rest & 0xFFU));
+      // In two steps: a shift by the whole width of a byte has no meaning.
+      rest = static_cast<std::make_unsigned_t<Number>>((rest >> 4U) >> 4U);
+    }
+  }
+  void raw(std::span<const std::uint8_t> bytes);
+  void text(std::string_view text);
+  /// A byte 1 and the text, or a byte 0.
+  void optionalText(const std::optional<std::string>& text);
+  /// Sixteen bytes as a CBUUID is written, the most significant first. `text` is any text that
+  /// CBUUID::parse takes; throws std::invalid_argument for another one.
+  void uuid(std::string_view text);
+
+  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+  std::vector<std::uint8_t> take() { return std::exchange(bytes_, {}); }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+};
+
+/// Never reads beyond its bytes: what is asked for and is not there is 0 or empty, and from then on
+/// whole() is false.
+class ByteSource {
+ public:
+  /// Does not own `bytes`.
+  explicit ByteSource(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
+
+  template <std::integral Number>
+  Number number() {
+    std::make_unsigned_t<Number> value = 0;
+    std::size_t shift = 0;
+    for (const std::uint8_t byte : raw(sizeof(Number))) {
+      value |= static_cast<std::make_unsigned_t<Number>>(
+          static_cast<std::make_unsigned_t<Number>>(byte) << shift);
+      shift += 8;
+    }
+    return static_cast<Number>(value);
+  }
+  std::span<const std::uint8_t> raw(std::size_t count);
+  std::string text();
+  /// A flag other than 0 and 1 makes the whole unusable.
+  bool flag();
+  std::optional<std::string> optionalText();
+  /// In the form in which CBUUID writes it.
+  std::string uuid();
+  /// The number of things that follow, each of at least `smallest` bytes: never more than there
+  /// is room for.
+  std::size_t count(std::size_t smallest);
+
+  std::size_t left() const { return rest_.size(); }
+  bool whole() const { return whole_; }
+  /// The content makes no sense.
+  void reject() { whole_ = false; }
+
+ private:
+  std::span<const std::uint8_t> rest_;
+  bool whole_ = true;
+};
+
+}  // namespace Zephly::capture
