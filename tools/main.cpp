@@ -4,7 +4,8 @@
 #include <tools/monitor/monitor.h>
 #include <tools/output.h>
 #include <tools/strap/strap_command.h>
-#include <zephly/session/version.h>
+#include <tools/version_text.h>
+#include <tools/view/view_command.h>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -17,7 +18,6 @@
 #include <iostream>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -29,17 +29,6 @@ void openStandardDescriptors() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (::fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) ::open("/dev/null", O_RDWR);
   }
-}
-
-// "zephly 1.0 (PROGRAM:Zephly  PROJECT:Zephly-SDK-1)"
-std::string versionText() {
-  std::string_view record = ZephlyVersionString;
-  record.remove_prefix(std::string_view("@(#)").size());
-  record.remove_suffix(1);
-  const std::string number = std::to_string(ZephlyVersionNumber);
-  // At least one digit stays behind the point.
-  const std::size_t last = std::max(number.find_last_not_of('0'), number.find('.') + 1);
-  return "zephly " + number.substr(0, last + 1) + " (" + std::string(record) + ")";
 }
 
 // The message in one line, whatever was in the options.
@@ -88,10 +77,11 @@ int print(const CLI::App& program, const CLI::ParseError& request) {
 
 int run(int argc, char** argv) {
   CLI::App program("Tools for the Zephly chest strap.", "zephly");
-  program.set_version_flag("--version", versionText);
+  program.set_version_flag("--version", Zephly::tools::versionText);
   program.require_subcommand(0, 1);
   const std::vector<Command> commands = {Zephly::monitor::addMonitorCommand(program),
-                                         Zephly::peripheral::addStrapCommand(program)};
+                                         Zephly::peripheral::addStrapCommand(program),
+                                         Zephly::view::addViewCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);
     return command == nullptr ? "zephly" : "zephly " + command->options->get_name();
@@ -99,7 +89,7 @@ int run(int argc, char** argv) {
   try {
     program.parse(argc, argv);
     const Command* command = chosen(commands);
-    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor or strap)");
+    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor, strap or view)");
     return command->run();
   } catch (const CLI::ParseError& error) {
     // Help and version are no errors.

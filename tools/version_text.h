@@ -1,0 +1,15 @@
+#pragma once
+/// @file
+/// What this program calls itself.
+
+#include <string>
+
+namespace Zephly::tools {
+
+/// "zephly 1.0"
+std::string programName();
+
+/// "zephly 1.0 (PROGRAM:Zephly  PROJECT:Zephly-SDK-1)"
+std::string versionText();
+
+}  // namespace Zephly::tools

@@ -1,0 +1,119 @@
+#include <tools/view/connection.h>
+
+#include <tools/view/responses.h>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/write.hpp>
+
+#include <utility>
+
+namespace Zephly::view {
+
+namespace {
+
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace asio = boost::asio;
+
+// What a client that was refused may still send until it notices, in bytes.
+constexpr std::size_t patienceInBytes = 1024UL * 1024;
+
+// The answer to what could not be read; empty when nobody is there to be answered.
+std::optional<http::status> statusFor(const beast::error_code& error) {
+  if (error == http::error::header_limit) return http::status::request_header_fields_too_large;
+  if (error == http::error::buffer_overflow) return http::status::request_header_fields_too_large;
+  if (error == http::error::body_limit) return http::status::payload_too_large;
+  if (error == http::error::end_of_stream || error == http::error::partial_message) {
+    return std::nullopt;
+  }
+  if (error.category() == make_error_code(http::error::bad_method).category()) {
+    return http::status::bad_request;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Connection::Connection(asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared)
+    : Client(std::move(shared)),
+      stream_(std::move(socket)),
+      // What is beyond the parser's own limits does not even get here.
+      buffer_(Client::shared().limits.headerBytes + Client::shared().limits.bodyBytes) {}
+
+void Connection::run() {
+  const Limits& limits = shared().limits;
+  parser_.emplace();
+  parser_->header_limit(static_cast<std::uint32_t>(limits.headerBytes));
+  parser_->body_limit(limits.bodyBytes);
+  stream_.expires_after(limits.request);
+  http::async_read(
+      stream_, buffer_, *parser_,
+      [self = shared_from_this()](Error error, std::size_t) { self->received(error); });
+}
+
+void Connection::received(Error error) {
+  if (error) {
+    if (const auto status = statusFor(error)) {
+      send(refusal(*status));
+    } else {
+      drop();
+    }
+    return;
+  }
+  const Request request = parser_->release();
+  const bool full = shared().viewers.size() >= shared().limits.viewers;
+  Reply reply = replyTo(request, shared().access, shared().assets, full);
+  if (!reply.becomesViewer()) {
+    send(std::move(*reply.response));
+  } else if (buffer_.size() > 0) {
+    // Nobody may speak before the handshake is over.
+    send(refusal(http::status::bad_request));
+  } else {
+    std::make_shared<Viewer>(std::move(stream_), sharedPointer())->accept(request);
+  }
+}
+
+void Connection::send(http::message_generator response) {
+  const bool goesOn = response.keep_alive();
+  stream_.expires_after(shared().limits.response);
+  beast::async_write(stream_, std::move(response),
+                     [self = shared_from_this(), goesOn](Error error, std::size_t) {
+                       if (error) {
+                         self->drop();
+                       } else if (goesOn && !self->shared().closing) {
+                         self->run();
+                       } else {
+                         self->hangUp();
+                       }
+                     });
+}
+
+// To close a socket with something unread in it would take the answer away from the client.
+void Connection::hangUp() {
+  Error error;
+  stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);
+  stream_.expires_after(shared().limits.handshake);
+  buffer_.clear();
+  discard();
+}
+
+void Connection::discard() {
+  constexpr std::size_t piece = 4096;
+  stream_.async_read_some(buffer_.prepare(piece),
+                          [self = shared_from_this()](Error error, std::size_t count) {
+                            self->discarded_ += count;
+                            if (!error && self->discarded_ < patienceInBytes) {
+                              self->discard();
+                            } else {
+                              self->drop();
+                            }
+                          });
+}
+
+void Connection::end() { drop(); }
+
+void Connection::drop() { stream_.close(); }
+
+}  // namespace Zephly::view

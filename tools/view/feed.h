@@ -1,0 +1,89 @@
+#pragma once
+/// @file
+/// Turns what a session reports into the messages of the live page.
+///
+///   Feed feed([&](const Message& message) { server.send(message); });
+///   feed.take(event);                                  // every event, in order
+///   feed.tick(source.now());                           // every Feed::interval
+///   for (const Message& message : feed.greeting(hello)) sendToNewcomer(message);
+///
+/// Changes of the link and of contact are told at once, samples in batches: at a higher speed of
+/// the session these are larger, not more. The ECG is filtered here, and the body temperature
+/// estimated, both by the kit's own engine.
+
+#include <tools/view/message.h>
+#include <tools/view/sample_track.h>
+#include <tools/view/texts.h>
+#include <tools/watch/event.h>
+#include <tools/watch/session_model.h>
+#include <zephly/session/signal_processor.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace Zephly::view {
+
+class Feed {
+ public:
+  using Send = std::function<void(const Message&)>;
+
+  /// Wall time between calls of tick().
+  static constexpr std::chrono::milliseconds interval{33};
+  /// The state is sent with every such tick: five times a second.
+  static constexpr int ticksPerState = 6;
+  /// Events that a newcomer is told.
+  static constexpr std::size_t keptEvents = 100;
+
+  /// `send` gets every message, in order.
+  explicit Feed(Send send);
+
+  void take(const watch::Event& event);
+  /// Sends what has come together. `now` is the session's time.
+  void tick(strap::StrapTime now);
+  /// The source has come to its end at `now`; sends the last samples and the state.
+  void end(strap::StrapTime now);
+  bool ended() const { return ended_.has_value(); }
+
+  /// What a newcomer is sent before anything else: hello, the state, samples and events.
+  std::vector<Message> greeting(const Greeting& hello) const;
+
+  const watch::SessionModel& model() const { return model_; }
+
+ private:
+  template <class What>
+  void note(strap::StrapTime /*time*/, const What& /*what*/) {}
+  void note(strap::StrapTime time, const watch::Connected& connected);
+  void note(strap::StrapTime time, const watch::Disconnected& disconnected);
+  void note(strap::StrapTime time, const watch::LeadOff& leadOff);
+  void note(strap::StrapTime time, const watch::Temperature& temperature);
+  void note(strap::StrapTime time, const watch::EcgSample& sample);
+  void note(strap::StrapTime time, const watch::RespirationSample& sample);
+  void note(strap::StrapTime time, const watch::MotionSample& sample);
+
+  SampleTrack& track(Trace trace) { return tracks_[static_cast<std::size_t>(trace)]; }
+  void append(Trace trace, strap::StrapTime time, std::span<const float> sample);
+  void interrupt();
+  void sendSamples(strap::StrapTime now);
+  void sendState(strap::StrapTime now);
+  Message state(strap::StrapTime now) const;
+
+  Send send_;
+  watch::SessionModel model_;
+  std::shared_ptr<::SignalProcessor> processor_ = ::SignalProcessor::init();
+  std::array<SampleTrack, allTraces.size()> tracks_{
+      SampleTrack(Trace::ecg), SampleTrack(Trace::filteredEcg), SampleTrack(Trace::respiration),
+      SampleTrack(Trace::motion)};
+  std::optional<TemperatureReading> temperature_;
+  std::deque<Message> events_;
+  std::optional<strap::StrapTime> ended_;
+  int ticks_ = 0;
+};
+
+}  // namespace Zephly::view

@@ -1,0 +1,46 @@
+#include <tools/view/options.h>
+
+#include <tools/option_values.h>
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace Zephly::view {
+
+namespace {
+
+using tools::addFlag;
+using tools::addValue;
+
+std::uint16_t port(const std::string& text) {
+  const auto number = tools::parseNumber<std::uint16_t>(text);
+  if (!number) tools::rejectValue("--port", "a number from 0 to 65535", text);
+  return *number;
+}
+
+boost::asio::ip::address address(const std::string& text) {
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(text, error);
+  if (error) tools::rejectValue("--listen", "an address like 192.168.1.5, 0.0.0.0 or ::", text);
+  return address;
+}
+
+}  // namespace
+
+void addOptions(CLI::App& command, Options& options) {
+  watch::addSourceOptions(command, options.source);
+  addValue(command, "--port", "N",
+           "The page's port (default " + std::to_string(ServerOptions::defaultPort) +
+               "; 0: any that is free)",
+           [&](const std::string& text) { options.port = port(text); });
+  addValue(command, "--listen", "ADDRESS",
+           "Serve the page on this address of the machine, 0.0.0.0 or :: for all of them, to "
+           "whoever has the access token that is printed with it (default: to this machine only)",
+           [&](const std::string& text) { options.listen = address(text); });
+  addFlag(command, "--open", options.open, "Show the page in the browser");
+  addFlag(command, "--exit-at-end", options.exitAtEnd,
+          "End with --duration or the recording instead of showing what has been");
+}
+
+}  // namespace Zephly::view

@@ -1,0 +1,31 @@
+#pragma once
+/// @file
+/// What `zephly view` can be told on the command line.
+
+#include <tools/view/server.h>
+#include <tools/watch/source_options.h>
+
+#include <boost/asio/ip/address.hpp>
+
+#include <cstdint>
+#include <optional>
+
+namespace CLI {
+class App;
+}
+
+namespace Zephly::view {
+
+struct Options {
+  watch::SourceOptions source;
+  std::uint16_t port = ServerOptions::defaultPort;  ///< 0: any that is free
+  std::optional<boost::asio::ip::address> listen;   ///< empty: this machine only
+  bool open = false;                                ///< show the page in the browser
+  bool exitAtEnd = false;                           ///< with the source's end
+};
+
+/// Declares the options on `command`; parsing writes them into `options`, which must live as long.
+/// A value that cannot be accepted ends the parsing with a CLI::ParseError of one line.
+void addOptions(CLI::App& command, Options& options);
+
+}  // namespace Zephly::view

@@ -1,0 +1,185 @@
+#include <tools/view/responses.h>
+
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/span_body.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace Zephly::view {
+
+namespace {
+
+namespace http = boost::beast::http;
+using http::field;
+using http::status;
+
+std::string_view plain(boost::beast::string_view text) { return {text.data(), text.size()}; }
+
+// What the answer depends on besides the request itself.
+struct Parts {
+  std::string_view path;
+  std::string_view query;
+};
+
+Parts partsOf(std::string_view target) {
+  const std::size_t question = target.find('?');
+  if (question == std::string_view::npos) return {target, {}};
+  return {target.substr(0, question), target.substr(question + 1)};
+}
+
+template <class Body>
+void addHeaders(http::response<Body>& response, const std::string& host) {
+  // Not all browsers take the page's own WebSocket for 'self'.
+  const std::string socket = host.empty() ? "" : " ws://" + host;
+  response.set("Content-Security-Policy",
+               "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'" +
+                   socket +
+                   "; img-src 'self' data:; base-uri 'none'; form-action 'none'; "
+                   "frame-ancestors 'none'");
+  response.set("X-Content-Type-Options", "nosniff");
+  response.set("Referrer-Policy", "no-referrer");
+  response.set("X-Frame-Options", "DENY");
+  response.set("Cross-Origin-Resource-Policy", "same-origin");
+}
+
+std::string_view lineFor(status result) {
+  switch (result) {
+    case status::bad_request:
+      return "This is no request that could be understood.";
+    case status::forbidden:
+      return "This page wants the address with the access token that zephly view has printed.";
+    case status::not_found:
+      return "There is nothing here. The page is at /.";
+    case status::method_not_allowed:
+      return "Only GET and HEAD are answered.";
+    case status::payload_too_large:
+      return "Requests need no body.";
+    case status::misdirected_request:
+      return "This address is not the one that zephly view serves.";
+    case status::upgrade_required:
+      return "This is for the page's WebSocket.";
+    case status::request_header_fields_too_large:
+      return "The request's headers are too large.";
+    case status::service_unavailable:
+      return "There are as many viewers as there may be.";
+    default:
+      return http::obsolete_reason(result);
+  }
+}
+
+// Builds the responses to one request.
+class Answer {
+ public:
+  explicit Answer(const Request& request) : request_(request) {}
+
+  http::message_generator line(status result, std::string_view text) const {
+    http::response<http::string_body> response(result, request_.version());
+    response.body() = std::string(text) + "\n";
+    response.set(field::content_type, "text/plain; charset=utf-8");
+    response.set(field::cache_control, "no-store");
+    if (result == status::method_not_allowed) response.set(field::allow, "GET, HEAD");
+    if (result == status::upgrade_required) {
+      response.set(field::upgrade, "websocket");
+      response.set(field::connection, "Upgrade");
+    }
+    return complete(std::move(response));
+  }
+
+  http::message_generator line(status result) const { return line(result, lineFor(result)); }
+
+  http::message_generator asset(const Asset& asset) const {
+    http::response<http::span_body<const char>> response(status::ok, request_.version());
+    response.body() = {asset.body.data(), asset.body.size()};
+    response.set(field::content_type, asset.contentType);
+    response.set(field::cache_control,
+                 asset.immutable ? "private, max-age=31536000, immutable" : "no-store");
+    return complete(std::move(response));
+  }
+
+  http::message_generator welcome(const Access& access) const {
+    http::response<http::string_body> response(status::see_other, request_.version());
+    response.set(field::location, "/");
+    response.set(field::set_cookie, access.cookie());
+    response.set(field::cache_control, "no-store");
+    return complete(std::move(response));
+  }
+
+ private:
+  template <class Body>
+  http::message_generator complete(http::response<Body> response) const {
+    addHeaders(response, std::string(request_[field::host]));
+    response.keep_alive(request_.keep_alive());
+    response.prepare_payload();
+    if (request_.method() != http::verb::head) return response;
+    http::response<http::empty_body> head(response.base());
+    return head;
+  }
+
+  const Request& request_;
+};
+
+std::optional<std::string_view> valueOf(const Request& request, field name) {
+  const auto found = request.find(name);
+  if (found == request.end()) return std::nullopt;
+  return plain(found->value());
+}
+
+// What is wrong before it matters what is asked for.
+std::optional<status> objection(const Request& request, const Access& access) {
+  if (request.method() != http::verb::get && request.method() != http::verb::head) {
+    return status::method_not_allowed;
+  }
+  if (request.count(field::host) != 1 || request.count(field::origin) > 1) {
+    return status::bad_request;
+  }
+  if (!access.allowsHost(plain(request[field::host]))) return status::misdirected_request;
+  const std::string_view target = plain(request.target());
+  if (target.empty() || target.front() != '/') return status::bad_request;
+  return std::nullopt;
+}
+
+bool hasToken(const Request& request, const Access& access, std::string_view query) {
+  if (!access.needsToken() || access.tokenInQuery(query)) return true;
+  const auto [first, last] = request.equal_range(field::cookie);
+  return std::any_of(
+      first, last, [&](const auto& header) { return access.tokenInCookie(plain(header.value())); });
+}
+
+Reply replyToLive(const Request& request, const Answer& answer, bool full) {
+  if (!boost::beast::websocket::is_upgrade(request)) return {answer.line(status::upgrade_required)};
+  if (!Access::allowsOrigin(valueOf(request, field::origin), plain(request[field::host]))) {
+    return {answer.line(status::forbidden, "Only the page itself may open this.")};
+  }
+  if (full) return {answer.line(status::service_unavailable)};
+  return {std::nullopt};
+}
+
+}  // namespace
+
+Reply replyTo(const Request& request, const Access& access, std::span<const Asset> assets,
+              bool full) {
+  const Answer answer(request);
+  if (const auto wrong = objection(request, access)) return {answer.line(*wrong)};
+  const auto [path, query] = partsOf(plain(request.target()));
+  if (!hasToken(request, access, query)) return {answer.line(status::forbidden)};
+  if (path == "/live") return replyToLive(request, answer, full);
+  // So that the token does not stay in the address.
+  if (path == "/" && access.tokenInQuery(query)) return {answer.welcome(access)};
+  const auto asset = std::find_if(assets.begin(), assets.end(),
+                                  [path = path](const Asset& known) { return known.path == path; });
+  if (asset == assets.end()) return {answer.line(status::not_found)};
+  return {answer.asset(*asset)};
+}
+
+http::message_generator refusal(status result) {
+  Request request;
+  request.version(11);
+  request.keep_alive(false);
+  return Answer(request).line(result);
+}
+
+}  // namespace Zephly::view

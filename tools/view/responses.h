@@ -1,0 +1,35 @@
+#pragma once
+/// @file
+/// What the server answers to a request, without any network.
+///
+///   const Reply reply = replyTo(request, access, assets);
+///   if (reply.becomesViewer) viewer->accept(request);
+///   else send(*reply.response);
+
+#include <tools/view/access.h>
+#include <tools/view/assets.h>
+#include <tools/view/viewer.h>
+
+#include <boost/beast/http/message_generator.hpp>
+#include <boost/beast/http/status.hpp>
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace Zephly::view {
+
+/// Either a response, or the client may become a viewer.
+struct Reply {
+  std::optional<boost::beast::http::message_generator> response;
+  bool becomesViewer() const { return !response.has_value(); }
+};
+
+/// The answer to a complete request. `full`: there are as many viewers as there may be.
+Reply replyTo(const Request& request, const Access& access, std::span<const Asset> assets,
+              bool full);
+
+/// The answer to something that is no request; ends the connection.
+boost::beast::http::message_generator refusal(boost::beast::http::status status);
+
+}  // namespace Zephly::view

@@ -1,0 +1,231 @@
+#include <tools/view/server.h>
+
+#include <tools/view/connection.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace Zephly::view {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace ip = asio::ip;
+using ip::tcp;
+using Error = boost::system::error_code;
+
+// When the system has no descriptor left; the next client would only find the same.
+constexpr std::chrono::milliseconds pauseAfterFailure{100};
+
+void check(const Error& error, const tcp::endpoint& endpoint) {
+  if (!error) return;
+  throw std::runtime_error(listeningProblem(endpoint.address(), endpoint.port(), error.value()));
+}
+
+tcp::acceptor listen(asio::io_context& context, const tcp::endpoint& endpoint) {
+  tcp::acceptor acceptor(context);
+  Error error;
+  acceptor.open(endpoint.protocol(), error);
+  check(error, endpoint);
+  // Connections of a program that has just ended do not stand in the way.
+  acceptor.set_option(asio::socket_base::reuse_address(true), error);
+  check(error, endpoint);
+  acceptor.bind(endpoint, error);
+  check(error, endpoint);
+  acceptor.listen(asio::socket_base::max_listen_connections, error);
+  check(error, endpoint);
+  return acceptor;
+}
+
+// "127.0.0.1", "[::1]": as it stands in an address of the web.
+std::string bracketed(const ip::address& address) {
+  return address.is_v6() ? "[" + address.to_string() + "]" : address.to_string();
+}
+
+// The address of one of this machine's network interfaces, if it is of that kind and of use to
+// others.
+std::optional<ip::address> usable(const ifaddrs& interface, bool v6) {
+  if (interface.ifa_addr == nullptr || (interface.ifa_flags & IFF_UP) == 0) return std::nullopt;
+  ip::address address;
+  if (interface.ifa_addr->sa_family == AF_INET) {
+    sockaddr_in found{};
+    std::memcpy(&found, interface.ifa_addr, sizeof found);
+    address = ip::address_v4(ntohl(found.sin_addr.s_addr));
+  } else if (v6 && interface.ifa_addr->sa_family == AF_INET6) {
+    sockaddr_in6 found{};
+    std::memcpy(&found, interface.ifa_addr, sizeof found);
+    ip::address_v6::bytes_type bytes{};
+    std::memcpy(bytes.data(), &found.sin6_addr, bytes.size());
+    // Browsers cannot name the interface, which such an address needs.
+    if (ip::address_v6(bytes).is_link_local()) return std::nullopt;
+    address = ip::address_v6(bytes);
+  } else {
+    return std::nullopt;
+  }
+  if (address.is_loopback()) return std::nullopt;
+  return address;
+}
+
+// Where others reach what is served on all addresses; the loopback where there is no network.
+std::vector<ip::address> ownAddresses(bool v6) {
+  std::vector<ip::address> addresses;
+  ifaddrs* interfaces = nullptr;
+  if (::getifaddrs(&interfaces) == 0) {
+    for (const ifaddrs* interface = interfaces; interface != nullptr;
+         interface = interface->ifa_next) {
+      if (const auto address = usable(*interface, v6)) addresses.push_back(*address);
+    }
+    ::freeifaddrs(interfaces);
+  }
+  if (addresses.empty()) addresses.emplace_back(ip::address_v4::loopback());
+  return addresses;
+}
+
+}  // namespace
+
+/// Takes clients in.
+class Server::Listener : public std::enable_shared_from_this<Listener> {
+ public:
+  Listener(tcp::acceptor acceptor, const std::optional<std::string>& token)
+      : acceptor_(std::move(acceptor)),
+        pause_(acceptor_.get_executor()),
+        address_(acceptor_.local_endpoint().address()),
+        port_(acceptor_.local_endpoint().port()),
+        token_(token) {}
+
+  const ip::address& address() const { return address_; }
+  std::uint16_t port() const { return port_; }
+  const std::optional<std::string>& token() const { return token_; }
+  auto executor() { return acceptor_.get_executor(); }
+
+  void run(std::shared_ptr<Shared> shared) {
+    shared_ = std::move(shared);
+    accept();
+  }
+
+  void close() {
+    Error error;
+    acceptor_.close(error);
+    pause_.cancel();
+  }
+
+ private:
+  void accept() {
+    acceptor_.async_accept([self = shared_from_this()](Error error, tcp::socket socket) {
+      if (!self->acceptor_.is_open()) return;
+      if (error) {
+        self->acceptLater();
+        return;
+      }
+      self->take(std::move(socket));
+      self->accept();
+    });
+  }
+
+  void acceptLater() {
+    pause_.expires_after(pauseAfterFailure);
+    pause_.async_wait([self = shared_from_this()](Error error) {
+      if (!error && self->acceptor_.is_open()) self->accept();
+    });
+  }
+
+  void take(tcp::socket socket) {
+    if (shared_->clients.size() >= shared_->limits.clients) return;
+    Error ignored;  // both only make it better
+    socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(asio::socket_base::send_buffer_size(shared_->limits.socketBytes), ignored);
+    std::make_shared<Connection>(std::move(socket), shared_)->run();
+  }
+
+  tcp::acceptor acceptor_;
+  asio::steady_timer pause_;
+  ip::address address_;
+  std::uint16_t port_;
+  std::optional<std::string> token_;
+  std::shared_ptr<Shared> shared_;
+};
+
+Server::Server(asio::io_context& context, ServerOptions options, Greeting greeting, Report report)
+    : listener_(std::make_shared<Listener>(
+          listen(context, tcp::endpoint(options.address, options.port)), options.token)) {
+  shared_ = std::make_shared<Shared>(
+      Shared{.limits = options.limits,
+             .assets = options.assets,
+             .access = Access(options.address, listener_->port(), options.token),
+             .greeting = std::move(greeting),
+             .report = std::move(report)});
+  listener_->run(shared_);
+}
+
+Server::~Server() {
+  listener_->close();
+  shared_->closing = true;
+  shared_->closed = nullptr;
+  // Whoever is told of it may be gone when the last connection is.
+  shared_->report = [](std::string_view) {};
+  shared_->greeting = [] { return std::vector<Message>(); };
+  const std::vector<Client*> clients(shared_->clients.begin(), shared_->clients.end());
+  for (Client* client : clients) client->drop();
+}
+
+std::uint16_t Server::port() const { return listener_->port(); }
+
+std::vector<std::string> Server::addresses() const {
+  const ip::address& address = listener_->address();
+  const std::vector<ip::address> all =
+      address.is_unspecified() ? ownAddresses(address.is_v6()) : std::vector<ip::address>{address};
+  std::vector<std::string> texts;
+  for (const ip::address& one : all) {
+    std::string text = "http://" + bracketed(one) + ":" + std::to_string(port()) + "/";
+    if (listener_->token()) text += "?token=" + *listener_->token();
+    texts.push_back(std::move(text));
+  }
+  return texts;
+}
+
+void Server::send(const Message& message) {
+  // One that turns out to be gone leaves the set.
+  const std::vector<Viewer*> viewers(shared_->viewers.begin(), shared_->viewers.end());
+  for (Viewer* viewer : viewers) viewer->push(message);
+}
+
+std::size_t Server::viewers() const { return shared_->viewers.size(); }
+
+void Server::close(std::function<void()> closed) {
+  listener_->close();
+  shared_->closing = true;
+  if (shared_->clients.empty()) {
+    asio::post(listener_->executor(), std::move(closed));
+    return;
+  }
+  shared_->closed = std::move(closed);
+  const std::vector<Client*> clients(shared_->clients.begin(), shared_->clients.end());
+  for (Client* client : clients) client->end();
+}
+
+std::string listeningProblem(const ip::address& address, std::uint16_t port, int errorNumber) {
+  const std::string where = "port " + std::to_string(port) + " of " + address.to_string();
+  switch (errorNumber) {
+    case EADDRINUSE:
+      return where + " is in use; --port N takes another one, --port 0 any that is free";
+    case EADDRNOTAVAIL:
+      return "this machine has no address " + address.to_string();
+    case EACCES:
+      return where + " is for administrators only; take one above 1023 with --port N";
+    default:
+      return "cannot listen on " + where + ": " + std::generic_category().message(errorNumber);
+  }
+}
+
+}  // namespace Zephly::view

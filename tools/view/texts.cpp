@@ -1,0 +1,167 @@
+#include <tools/view/texts.h>
+
+#include <strap/rates.h>
+#include <tools/view/sample_track.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <variant>
+
+namespace Zephly::view {
+
+namespace {
+
+using Json = nlohmann::json;
+
+// The converter's range.
+constexpr double ecgFullScale = 2.42;
+
+constexpr std::size_t shownLinkLosses = 20;
+
+double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
+
+Json orNull(const std::optional<strap::StrapTime>& time) {
+  return time ? Json(seconds(*time)) : Json();
+}
+
+std::string dump(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Json linkLosses(const watch::SessionModel& model) {
+  Json losses = Json::array();
+  const auto& all = model.linkLosses();
+  const std::size_t count = std::min(all.size(), shownLinkLosses);
+  for (auto loss = all.end() - static_cast<std::ptrdiff_t>(count); loss != all.end(); ++loss) {
+    losses.push_back({{"t", seconds(loss->time)},
+                      {"reason", loss->reason ? Json(*loss->reason) : Json()},
+                      {"recovery", orNull(loss->recovery)}});
+  }
+  return losses;
+}
+
+Json temperature(const std::optional<TemperatureReading>& reading) {
+  if (!reading) return {};
+  return {{"object", reading->object},
+          {"ambient", reading->ambient},
+          {"body", reading->body},
+          {"t", seconds(reading->time)}};
+}
+
+Json battery(const std::optional<BatteryStatus>& status) {
+  if (!status) return {};
+  return {{"soc", status->soc}, {"inCharge", status->inCharge}};
+}
+
+Json streams(const watch::SessionModel& model, strap::StrapTime now) {
+  Json all = Json::object();
+  for (const strap::Stream stream : strap::allStreams) {
+    all[std::string(strap::streamName(stream))] = {
+        {"received", model.received(stream)},
+        {"perSecond", model.perSecond(stream, now)},
+        {"longestGap", orNull(model.arrivals(stream).longestGap())}};
+  }
+  return all;
+}
+
+// The name of what happened, and its text if it has one.
+struct Told {
+  std::string_view event;
+  const std::string* text = nullptr;
+};
+
+struct Teller {
+  std::optional<Told> operator()(const watch::Connected& /*what*/) const {
+    return Told{"connected"};
+  }
+  std::optional<Told> operator()(const watch::Disconnected& /*what*/) const {
+    return Told{"disconnected"};
+  }
+  std::optional<Told> operator()(const watch::LeadOff& what) const {
+    return Told{what.off ? "electrodesOff" : "electrodesOn"};
+  }
+  std::optional<Told> operator()(const watch::Repetition& what) const {
+    switch (what.exercise) {
+      case strap::Exercise::pushUp:
+        return Told{"pushUp"};
+      case strap::Exercise::sitUp:
+        return Told{"sitUp"};
+      case strap::Exercise::jump:
+        break;
+    }
+    return Told{"jump"};
+  }
+  std::optional<Told> operator()(const watch::Diagnostic& what) const {
+    return Told{"diagnostic", &what.text};
+  }
+  std::optional<Told> operator()(const watch::HostLine& what) const {
+    return Told{"host", &what.text};
+  }
+  template <class Other>
+  std::optional<Told> operator()(const Other& /*what*/) const {
+    return std::nullopt;
+  }
+};
+
+}  // namespace
+
+std::string helloText(const Greeting& greeting) {
+  const Json streams = {
+      {"ecg", {{"rate", strap::waveformRate}, {"low", -ecgFullScale}, {"high", ecgFullScale}}},
+      {"filteredEcg", {{"rate", strap::waveformRate}, {"low", 0}, {"high", 1}}},
+      {"respiration", {{"rate", strap::waveformRate}, {"low", 0}, {"high", 1}}},
+      {"motion", {{"rate", strap::motionRate}}}};
+  return dump({{"type", "hello"},
+               {"protocol", protocolVersion},
+               {"program", greeting.program},
+               {"title", greeting.title},
+               {"pace", greeting.pace},
+               {"session", greeting.session},
+               {"now", seconds(greeting.now)},
+               {"historySeconds", SampleTrack::historyTime.count()},
+               {"streams", streams}});
+}
+
+std::string stateText(const State& state) {
+  const watch::SessionModel& model = state.model;
+  const auto off = model.leadOff();
+  const strap::Repetitions& repetitions = model.repetitions();
+  return dump({{"type", "state"},
+               {"now", seconds(state.now)},
+               {"connected", model.connected()},
+               {"linkChanged", orNull(model.linkChanged())},
+               {"connections", model.connections()},
+               {"disconnections", model.disconnections()},
+               {"linkLosses", linkLosses(model)},
+               {"electrodesOff", off ? Json(*off) : Json()},
+               {"temperature", temperature(state.temperature)},
+               {"battery", battery(model.battery())},
+               {"repetitions",
+                {{"pushUps", repetitions.pushUps},
+                 {"sitUps", repetitions.sitUps},
+                 {"jumps", repetitions.jumps}}},
+               {"streams", streams(model, state.now)},
+               {"hostLine", model.hostLine()},
+               {"ended", state.ended}});
+}
+
+std::optional<std::string> eventText(const watch::Event& event) {
+  const std::optional<Told> told = std::visit(Teller{}, event.what);
+  if (!told) return std::nullopt;
+  Json json = {{"type", "event"}, {"t", seconds(event.time)}, {"event", told->event}};
+  if (told->text != nullptr) json["text"] = *told->text;
+  return dump(json);
+}
+
+std::string lostText(std::uint64_t messages,
+                     const std::array<std::uint64_t, allTraces.size()>& samples) {
+  Json bySamples = Json::object();
+  for (const Trace trace : allTraces) {
+    bySamples[std::string(traceName(trace))] = samples[static_cast<std::size_t>(trace)];
+  }
+  return dump({{"type", "lost"}, {"messages", messages}, {"samples", bySamples}});
+}
+
+}  // namespace Zephly::view

@@ -1,0 +1,12 @@
+#pragma once
+/// @file
+/// `zephly view`: shows a strap on a live page in the browser, until it is ended.
+
+#include <tools/command.h>
+
+namespace Zephly::view {
+
+/// Adds the command with its options; `program` must outlive the result.
+tools::Command addViewCommand(CLI::App& program);
+
+}  // namespace Zephly::view

@@ -1,0 +1,141 @@
+#include <tools/view/viewer.h>
+
+#include <tools/text.h>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+
+#include <utility>
+
+namespace Zephly::view {
+
+namespace {
+
+namespace beast = boost::beast;
+namespace websocket = beast::websocket;
+
+std::string addressOf(const beast::tcp_stream& stream) {
+  beast::error_code error;
+  const auto endpoint = stream.socket().remote_endpoint(error);
+  return error ? "unknown address" : endpoint.address().to_string();
+}
+
+std::string watching(std::size_t viewers) { return std::to_string(viewers) + " watching"; }
+
+}  // namespace
+
+Viewer::Viewer(beast::tcp_stream stream, std::shared_ptr<Server::Shared> shared)
+    : Client(std::move(shared)),
+      stream_(std::move(stream)),
+      peer_(addressOf(stream_.next_layer())),
+      queue_(Client::shared().limits.queueBytes) {}
+
+Viewer::~Viewer() { leave(); }
+
+void Viewer::accept(Request request) {
+  const Limits& limits = shared().limits;
+  // The stream's own clock would end the connection in the middle of a session.
+  stream_.next_layer().expires_never();
+  stream_.set_option(websocket::stream_base::timeout{
+      limits.handshake, websocket::stream_base::none(), /*keep_alive_pings=*/false});
+  stream_.read_message_max(limits.messageBytes);
+  stream_.auto_fragment(false);
+  // It must stay until the answer is complete.
+  const auto held = std::make_shared<Request>(std::move(request));
+  stream_.async_accept(*held,
+                       [self = shared_from_this(), held](Error error) { self->accepted(error); });
+}
+
+void Viewer::accepted(Error error) {
+  if (error || shared().closing) return;
+  shared().viewers.insert(this);
+  number_ = ++shared().lastViewer;
+  came_ = Clock::now();
+  shared().report("Viewer " + std::to_string(number_) + " from " + peer_ + " has come; " +
+                  watching(shared().viewers.size()) + ".");
+  read();
+  for (const Message& message : shared().greeting()) push(message);
+}
+
+// Nothing is expected but pings and the end, which are answered in here.
+void Viewer::read() {
+  stream_.async_read(received_, [self = shared_from_this()](Error error, std::size_t) {
+    if (error) {
+      self->drop();
+    } else {
+      self->refuse();
+    }
+  });
+}
+
+void Viewer::refuse() {
+  if (std::exchange(closing_, true)) return;
+  stream_.async_close(websocket::close_code::unknown_data,
+                      [self = shared_from_this()](Error) { self->drop(); });
+}
+
+void Viewer::push(const Message& message) {
+  if (busy_ && Clock::now() - lastProgress_ > shared().limits.stalled) {
+    drop();
+    return;
+  }
+  queue_.push(message);
+  sendNext();
+}
+
+void Viewer::sendNext() {
+  if (busy_ || closing_) return;
+  auto message = queue_.next();
+  if (!message) {
+    if (!ending_) return;
+    closing_ = true;
+    stream_.async_close(websocket::close_code::going_away,
+                        [self = shared_from_this()](Error) { self->drop(); });
+    return;
+  }
+  busy_ = true;
+  lastProgress_ = Clock::now();
+  writing_ = std::move(*message);
+  stream_.binary(writing_.kind == Message::Kind::samples);
+  stream_.async_write(
+      boost::asio::buffer(*writing_.bytes),
+      [self = shared_from_this()](Error error, std::size_t) { self->written(error); });
+}
+
+void Viewer::written(Error error) {
+  busy_ = false;
+  if (error) {
+    drop();
+  } else {
+    sendNext();
+  }
+}
+
+void Viewer::end() {
+  ending_ = true;
+  // One that is not let in yet has nothing to wait for.
+  if (number_ == 0) {
+    drop();
+  } else {
+    sendNext();
+  }
+}
+
+void Viewer::drop() {
+  closing_ = true;
+  stream_.next_layer().close();
+  leave();
+}
+
+void Viewer::leave() {
+  if (shared().viewers.erase(this) == 0) return;
+  const auto stayed = std::chrono::duration_cast<strap::StrapTime>(Clock::now() - came_);
+  std::string line = "Viewer " + std::to_string(number_) + " has gone after " +
+                     tools::clockText(stayed) + "; " + watching(shared().viewers.size());
+  if (queue_.dropped() > 0) {
+    line += "; it was too slow for " + std::to_string(queue_.dropped()) + " messages";
+  }
+  shared().report(line + ".");
+}
+
+}  // namespace Zephly::view
