@@ -1,0 +1,114 @@
+/**
+ * The WebSocket to the program. Lost, it is opened anew by itself: at once when the page wakes up, otherwise
+ * after pauses that grow.
+ */
+
+import { type Hello, type Message, parseSamples, parseText, PROTOCOL } from './protocol';
+
+export type Phase =
+  | { kind: 'connecting' }
+  | { kind: 'live' }
+  /** `at`: when the next attempt is made, in milliseconds of performance.now(). */
+  | { kind: 'waiting'; at: number; attempts: number }
+  /** Page and program do not understand each other: no further attempt. */
+  | { kind: 'refused'; reason: string };
+
+export interface Listener {
+  hello(hello: Hello): void;
+  message(message: Exclude<Message, Hello>): void;
+  phase(phase: Phase): void;
+}
+
+/** Milliseconds before attempt 1, 2, ...; the last one repeats. */
+export const PAUSES = [250, 500, 1000, 2000, 4000, 8000];
+/** A connection that lives so long, in milliseconds, starts the pauses anew. */
+const PROVEN = 2000;
+/** An attempt may take so long, in milliseconds. */
+const OPENING = 5000;
+
+export class Connection {
+  phase: Phase = { kind: 'connecting' };
+  /** Messages that could not be understood. */
+  misunderstood = 0;
+  private socket: WebSocket | null = null;
+  private timer = 0;
+  private attempts = 0;
+  private openedAt = 0;
+
+  constructor(
+    private readonly address: string,
+    private readonly listener: Listener,
+  ) {
+    addEventListener('online', () => this.retry());
+    document.addEventListener('visibilitychange', () => {
+      if (!document.hidden) this.retry();
+    });
+  }
+
+  open(): void {
+    const socket = new WebSocket(this.address);
+    socket.binaryType = 'arraybuffer';
+    this.socket = socket;
+    let greeted = false;
+    const opening = window.setTimeout(() => socket.close(), OPENING);
+    socket.addEventListener('message', (event) => {
+      const message = this.understand(event.data);
+      if (message === null) return;
+      if (message.type === 'hello') {
+        clearTimeout(opening);
+        greeted = this.greet(message);
+      } else if (greeted) {
+        this.listener.message(message);
+      }
+    });
+    socket.addEventListener('close', () => {
+      clearTimeout(opening);
+      if (this.socket === socket) this.closed(greeted);
+    });
+  }
+
+  /** Tries now when it would wait. */
+  retry(): void {
+    if (this.phase.kind !== 'waiting') return;
+    clearTimeout(this.timer);
+    this.enter({ kind: 'connecting' });
+    this.open();
+  }
+
+  private greet(hello: Hello): boolean {
+    if (hello.protocol !== PROTOCOL) {
+      const reason = `The program speaks version ${hello.protocol} of the protocol, this page version ${PROTOCOL}. Reload the page.`;
+      this.enter({ kind: 'refused', reason });
+      this.socket?.close();
+      return false;
+    }
+    this.openedAt = performance.now();
+    this.listener.hello(hello);
+    this.enter({ kind: 'live' });
+    return true;
+  }
+
+  private understand(data: unknown): Message | null {
+    try {
+      return typeof data === 'string' ? parseText(data) : parseSamples(data as ArrayBuffer);
+    } catch (error) {
+      if (++this.misunderstood === 1) console.warn('zephly: not understood:', error);
+      return null;
+    }
+  }
+
+  private closed(greeted: boolean): void {
+    this.socket = null;
+    if (this.phase.kind === 'refused') return;
+    const proven = greeted && performance.now() - this.openedAt >= PROVEN;
+    this.attempts = proven ? 1 : this.attempts + 1;
+    const pause = PAUSES[Math.min(this.attempts, PAUSES.length) - 1];
+    this.enter({ kind: 'waiting', at: performance.now() + pause, attempts: this.attempts });
+    this.timer = window.setTimeout(() => this.retry(), pause);
+  }
+
+  private enter(phase: Phase): void {
+    this.phase = phase;
+    this.listener.phase(phase);
+  }
+}

@@ -1,0 +1,147 @@
+/** What is drawn on a chart beside its traces: paper, hatched spans without data, repetitions. */
+
+import type uPlot from 'uplot';
+import type { Exercise, Interval, Repetition } from './live_session';
+import { colour } from './theme';
+
+/** Fine and bold lines of the paper, in seconds, for a window of some length. */
+export function paper(seconds: number): { fine: number; bold: number } {
+  if (seconds <= 3) return { fine: 0.04, bold: 0.2 };
+  if (seconds <= 6) return { fine: 0.1, bold: 0.5 };
+  if (seconds <= 15) return { fine: 0.2, bold: 1 };
+  return { fine: 1, bold: 5 };
+}
+
+/** Colours that drawing needs many times a second, looked up once per theme. */
+export class Ink {
+  readonly fine = colour('grid-fine');
+  readonly bold = colour('grid');
+  readonly text = colour('muted');
+  readonly strong = colour('text');
+  readonly ground = colour('chart');
+  readonly bad = colour('hatch');
+  readonly band = colour('band');
+}
+
+const pixels = () => devicePixelRatio;
+
+export function drawFinePaper(u: uPlot, seconds: number, ink: Ink): void {
+  const { left, top, width, height } = u.bbox;
+  const { min, max } = u.scales['x'] as { min: number; max: number };
+  const step = paper(seconds).fine;
+  // Closer than 4 pixels it is no paper but a grey surface.
+  if ((width / pixels()) * (step / seconds) < 4) return;
+  u.ctx.save();
+  u.ctx.beginPath();
+  for (let n = Math.ceil(min / step); n * step <= max; ++n) {
+    const x = left + ((n * step - min) / (max - min)) * width;
+    u.ctx.moveTo(x, top);
+    u.ctx.lineTo(x, top + height);
+  }
+  u.ctx.strokeStyle = ink.fine;
+  u.ctx.lineWidth = pixels();
+  u.ctx.stroke();
+  u.ctx.restore();
+}
+
+/** A span of values that has a meaning, over the whole width. */
+export function drawBand(u: uPlot, scale: string, low: number, high: number, ink: Ink): void {
+  const top = u.valToPos(high, scale, true);
+  const bottom = u.valToPos(low, scale, true);
+  u.ctx.save();
+  u.ctx.fillStyle = ink.band;
+  u.ctx.fillRect(u.bbox.left, top, u.bbox.width, bottom - top);
+  u.ctx.restore();
+}
+
+/** Hatches where there is no data, or where it means nothing, and says why. */
+export function drawIntervals(u: uPlot, intervals: readonly Interval[], text: string, ink: Ink, now: number): void {
+  const { min, max } = u.scales['x'] as { min: number; max: number };
+  for (const { from, to } of intervals) {
+    const end = to ?? Math.max(now, from);
+    if (end <= min || from >= max) continue;
+    hatch(u, toX(u, Math.max(from, min)), toX(u, Math.min(end, max)), text, ink);
+  }
+}
+
+function hatch(u: uPlot, left: number, right: number, text: string, ink: Ink): void {
+  const { ctx } = u;
+  const { top, height } = u.bbox;
+  ctx.save();
+  ctx.beginPath();
+  ctx.rect(left, top, right - left, height);
+  ctx.clip();
+  ctx.strokeStyle = ink.bad;
+  ctx.lineWidth = 1.5 * pixels();
+  ctx.beginPath();
+  const step = 12 * pixels();
+  // Bound to the span itself: the stripes move with it.
+  for (let x = left - height; x < right; x += step) {
+    ctx.moveTo(x, top + height);
+    ctx.lineTo(x + height, top);
+  }
+  ctx.globalAlpha = 0.45;
+  ctx.stroke();
+  ctx.globalAlpha = 1;
+  ctx.font = `600 ${12 * pixels()}px system-ui, sans-serif`;
+  ctx.textAlign = 'center';
+  ctx.textBaseline = 'middle';
+  const width = ctx.measureText(text).width + 12 * pixels();
+  if (width < right - left) {
+    const x = (left + right) / 2;
+    const y = top + height - 14 * pixels();
+    ctx.fillStyle = ink.ground;
+    ctx.fillRect(x - width / 2, y - 10 * pixels(), width, 20 * pixels());
+    ctx.fillStyle = ink.strong;
+    ctx.fillText(text, x, y);
+  }
+  ctx.restore();
+}
+
+const NAMES: Readonly<Record<Exercise, string>> = { pushUp: 'push-up', sitUp: 'sit-up', jump: 'jump' };
+
+/** A dashed line for each repetition, with a shape and a word for its kind. */
+export function drawRepetitions(u: uPlot, repetitions: readonly Repetition[], ink: Ink): void {
+  const { ctx } = u;
+  const { min, max } = u.scales['x'] as { min: number; max: number };
+  const { top, height, left, width } = u.bbox;
+  ctx.save();
+  ctx.beginPath();
+  ctx.rect(left, top, width, height);
+  ctx.clip();
+  ctx.font = `600 ${12 * pixels()}px system-ui, sans-serif`;
+  ctx.textBaseline = 'middle';
+  for (const { t, exercise } of repetitions) {
+    if (t < min - 2 || t > max) continue;
+    const x = toX(u, t);
+    ctx.strokeStyle = ink.strong;
+    ctx.fillStyle = ink.strong;
+    ctx.lineWidth = 1.5 * pixels();
+    ctx.setLineDash([4 * pixels(), 3 * pixels()]);
+    ctx.beginPath();
+    ctx.moveTo(x, top + 20 * pixels());
+    ctx.lineTo(x, top + height);
+    ctx.stroke();
+    shape(ctx, exercise, x, top + 11 * pixels(), 6 * pixels());
+    ctx.fillText(NAMES[exercise], x + 10 * pixels(), top + 11 * pixels());
+  }
+  ctx.restore();
+}
+
+function shape(ctx: CanvasRenderingContext2D, exercise: Exercise, x: number, y: number, r: number): void {
+  ctx.beginPath();
+  if (exercise === 'sitUp') {
+    ctx.arc(x, y, r * 0.9, 0, 2 * Math.PI);
+  } else if (exercise === 'jump') {
+    ctx.moveTo(x, y - r);
+    ctx.lineTo(x + r, y + r * 0.8);
+    ctx.lineTo(x - r, y + r * 0.8);
+  } else {
+    ctx.rect(x - r * 0.85, y - r * 0.85, r * 1.7, r * 1.7);
+  }
+  ctx.fill();
+}
+
+function toX(u: uPlot, time: number): number {
+  return u.valToPos(time, 'x', true);
+}

@@ -1,0 +1,143 @@
+/**
+ * What the program says: JSON for everything that is a latest value, an event or a count, and binary
+ * messages for samples. Anything that is not understood is an error with a text for people.
+ *
+ * A binary message, little-endian: u8 kind (1), u8 stream, u16 reserved, u32 count, u64 index of the first
+ * sample since the session began, f64 its time in seconds of the session, then count x f32 (motion:
+ * count x 2 x f32).
+ */
+
+export const PROTOCOL = 1;
+
+export const STREAMS = ['ecg', 'filteredEcg', 'respiration', 'motion'] as const;
+export type StreamName = (typeof STREAMS)[number];
+
+/** How many numbers one sample of a stream has. */
+export const WIDTH: Readonly<Record<StreamName, 1 | 2>> = { ecg: 1, filteredEcg: 1, respiration: 1, motion: 2 };
+
+export interface StreamDescription {
+  rate: number;
+  low?: number;
+  high?: number;
+}
+
+export interface Hello {
+  type: 'hello';
+  protocol: number;
+  program: string;
+  title: string;
+  pace: string;
+  session: string;
+  now: number;
+  historySeconds: number;
+  streams: Record<StreamName, StreamDescription>;
+}
+
+export interface LinkLoss {
+  t: number;
+  reason: string | null;
+  recovery: number | null;
+}
+
+export interface Temperature {
+  object: number;
+  ambient: number;
+  body: number | null;
+  t: number;
+}
+
+export const COUNTED = ['ecg', 'respiration', 'motion', 'temperature', 'battery'] as const;
+export type CountedName = (typeof COUNTED)[number];
+
+export interface StreamCount {
+  received: number;
+  perSecond: number | null;
+  longestGap: number | null;
+}
+
+export interface State {
+  type: 'state';
+  now: number;
+  connected: boolean;
+  linkChanged: number | null;
+  connections: number;
+  disconnections: number;
+  linkLosses: LinkLoss[];
+  electrodesOff: boolean | null;
+  temperature: Temperature | null;
+  battery: { soc: number; inCharge: boolean } | null;
+  repetitions: { pushUps: number; sitUps: number; jumps: number };
+  streams: Partial<Record<CountedName, StreamCount>>;
+  hostLine: string;
+  ended: boolean;
+}
+
+export type EventName =
+  | 'connected'
+  | 'disconnected'
+  | 'electrodesOff'
+  | 'electrodesOn'
+  | 'pushUp'
+  | 'sitUp'
+  | 'jump'
+  | 'diagnostic'
+  | 'host';
+
+export interface SessionEvent {
+  type: 'event';
+  t: number;
+  event: EventName;
+  text?: string;
+}
+
+/** Dropped for this viewer since the last one, because it did not keep up. */
+export interface Lost {
+  type: 'lost';
+  messages: number;
+  samples: Partial<Record<StreamName, number>>;
+}
+
+export interface Samples {
+  type: 'samples';
+  stream: StreamName;
+  index: number;
+  time: number;
+  count: number;
+  /** `count` times WIDTH numbers, those of one sample side by side. */
+  values: Float32Array;
+}
+
+export type Message = Hello | State | SessionEvent | Lost | Samples;
+
+const HEADER_BYTES = 24;
+const SAMPLES_KIND = 1;
+const TEXT_TYPES = ['hello', 'state', 'event', 'lost'];
+
+export function parseText(text: string): Message {
+  const message: unknown = JSON.parse(text);
+  if (typeof message !== 'object' || message === null || !('type' in message)) throw new Error('a message without a type');
+  const type = String(message.type);
+  if (!TEXT_TYPES.includes(type)) throw new Error(`a message of the unknown type "${type}"`);
+  return message as Message;
+}
+
+export function parseSamples(buffer: ArrayBuffer): Samples {
+  if (buffer.byteLength < HEADER_BYTES) throw new Error('a sample message shorter than its header');
+  const view = new DataView(buffer);
+  const kind = view.getUint8(0);
+  if (kind !== SAMPLES_KIND) throw new Error(`a binary message of the unknown kind ${kind}`);
+  const stream = STREAMS[view.getUint8(1)];
+  if (stream === undefined) throw new Error(`samples of the unknown stream ${view.getUint8(1)}`);
+  const count = view.getUint32(4, true);
+  if (buffer.byteLength !== HEADER_BYTES + count * WIDTH[stream] * 4) {
+    throw new Error(`a sample message of ${buffer.byteLength} bytes that says it has ${count} samples`);
+  }
+  return {
+    type: 'samples',
+    stream,
+    index: Number(view.getBigUint64(8, true)),
+    time: view.getFloat64(16, true),
+    count,
+    values: new Float32Array(buffer, HEADER_BYTES),
+  };
+}

@@ -1,0 +1,267 @@
+/** Everything on the page that is not a chart: states, numbers, tables, and what is said aloud. */
+
+import type { Phase } from './connection';
+import { announce, byId, element, setData, setText } from './dom';
+import type { LiveSession, LogLine } from './live_session';
+import { COUNTED, type State, type StreamName, STREAMS } from './protocol';
+import { brief, clockTime, count, duration, several } from './words';
+
+type Level = 'good' | 'bad' | 'unknown';
+
+/** The body temperature is an average over so many readings of the surroundings. */
+const READINGS_TO_SETTLE = 20;
+/** Temperatures come once a second; older than so many seconds they are told to be. */
+const FRESH = 3;
+
+const NAMES: Readonly<Record<(typeof COUNTED)[number], string>> = {
+  ecg: 'ECG',
+  respiration: 'respiration',
+  motion: 'motion',
+  temperature: 'temperature',
+  battery: 'battery',
+};
+
+const EVENTS: Readonly<Record<LogLine['event'], string>> = {
+  connected: 'connected',
+  disconnected: 'link lost',
+  electrodesOff: 'electrodes off',
+  electrodesOn: 'electrodes on',
+  pushUp: 'push-up',
+  sitUp: 'sit-up',
+  jump: 'jump',
+  diagnostic: '',
+  host: '',
+};
+
+export class Status {
+  private readonly rates = makeRates();
+  private shownLosses = '';
+  private shownEvents = 0;
+  private said = { link: '', electrodes: '' };
+
+  /** `session` is null before the program has said anything; `now` is its time. */
+  show(session: LiveSession | null, phase: Phase, now: number): void {
+    const state = session?.state ?? null;
+    const live = phase.kind === 'live' && state?.ended !== true;
+    setData(document.body, 'live', String(live));
+    setText(byId('clock'), session === null ? '–' : clockTime(now));
+    this.showProgram(phase, state);
+    this.showLink(state, live, now);
+    this.showElectrodes(session, state, live, now);
+    document.title = title(state, phase);
+    if (session === null) return;
+    showNotice(session);
+    if (state !== null) {
+      showTemperatures(state, now);
+      showBattery(state);
+      showRepetitions(state);
+      this.showRates(session, state);
+      this.showLosses(state);
+    }
+    this.showEvents(session);
+  }
+
+  /** Another session: nothing of the old one is said again. */
+  reset(): void {
+    this.shownLosses = '';
+    this.shownEvents = -1;
+    this.said = { link: '', electrodes: '' };
+  }
+
+  private showProgram(phase: Phase, state: State | null): void {
+    const banner = byId('program');
+    const text = byId('program-text');
+    const detail = byId('program-detail');
+    byId('retry').hidden = phase.kind !== 'waiting';
+    banner.hidden = phase.kind === 'live' ? state?.ended !== true : phase.kind === 'connecting' && banner.hidden;
+    if (phase.kind === 'live') {
+      setText(text, 'The session has ended.');
+      setText(detail, 'What it delivered last stays here as long as this page is open.');
+      setData(banner, 'state', 'notice');
+    } else if (phase.kind === 'refused') {
+      setText(text, phase.reason);
+      setText(detail, '');
+      setData(banner, 'state', 'bad');
+    } else if (phase.kind === 'waiting') {
+      const left = Math.max(0, Math.ceil((phase.at - performance.now()) / 1000));
+      setText(text, 'The program does not answer.');
+      setText(detail, `What you see is old. Trying again in ${left} s. If it was started anew, open the address that it prints.`);
+      setData(banner, 'state', 'bad');
+    }
+  }
+
+  private showLink(state: State | null, live: boolean, now: number): void {
+    const since = state?.linkChanged ?? null;
+    const lasted = since === null ? '' : `for ${duration(now - since)}`;
+    if (!live || state === null) {
+      const last = state === null ? '' : `last known: ${state.connected ? 'connected' : 'lost'}`;
+      show('link', 'unknown', state?.ended === true ? 'Session ended' : state === null ? 'Waiting' : 'Not known', last);
+      return;
+    }
+    if (state.connected) {
+      this.say('link', 'Link to the strap: connected.', false);
+      show('link', 'good', 'Connected', lasted);
+    } else if (state.connections === 0) {
+      show('link', 'unknown', 'Searching', state.hostLine || 'for a strap');
+    } else {
+      this.say('link', 'Link to the strap lost.', true);
+      const reason = state.linkLosses.at(-1)?.reason;
+      show('link', 'bad', 'Link lost', `${lasted}, searching. ${reason ?? ''}`);
+    }
+  }
+
+  private showElectrodes(session: LiveSession | null, state: State | null, live: boolean, now: number): void {
+    if (!live || state === null || state.electrodesOff === null) {
+      show('electrodes', 'unknown', 'Not known', state === null || live ? 'no report yet' : '');
+    } else if (!state.connected) {
+      show('electrodes', 'unknown', 'Not known', `without a link; last: ${state.electrodesOff ? 'off' : 'on the skin'}`);
+    } else if (state.electrodesOff) {
+      this.say('electrodes', 'Electrodes off the skin.', true);
+      const from = session?.electrodesOff.at(-1)?.from ?? now;
+      show('electrodes', 'bad', 'Electrodes off', `for ${duration(now - from)}: no contact with the skin`);
+    } else {
+      this.say('electrodes', 'Electrodes on the skin.', false);
+      show('electrodes', 'good', 'On the skin', 'contact');
+    }
+  }
+
+  private say(what: 'link' | 'electrodes', text: string, urgent: boolean): void {
+    if (this.said[what] === text) return;
+    this.said[what] = text;
+    announce(text, urgent);
+  }
+
+  private showRates(session: LiveSession, state: State): void {
+    for (const name of COUNTED) {
+      const counted = state.streams[name];
+      const cells = this.rates[name];
+      if (counted === undefined) continue;
+      setText(cells[0], counted.perSecond === null ? '–' : counted.perSecond.toFixed(counted.perSecond < 10 ? 2 : 0));
+      setText(cells[1], counted.longestGap === null ? '–' : gap(counted.longestGap));
+      setText(cells[2], count(counted.received));
+      const stream = STREAMS.find((other) => other === name);
+      setText(cells[3], stream === undefined ? '' : count(session.missed[stream]));
+    }
+  }
+
+  private showLosses(state: State): void {
+    setText(byId('losses-count'), `${state.disconnections} in ${several(state.connections, 'connection')}`);
+    const key = JSON.stringify(state.linkLosses);
+    if (key === this.shownLosses) return;
+    this.shownLosses = key;
+    const rows = state.linkLosses
+      .slice(-5)
+      .reverse()
+      .map((loss) => {
+        const back = loss.recovery === null ? '–' : `${loss.recovery.toFixed(1)} s`;
+        return row([clockTime(loss.t), back, loss.reason ?? 'no error']);
+      });
+    byId('losses').replaceChildren(...(rows.length > 0 ? rows : [row(['none', '', ''])]));
+  }
+
+  private showEvents(session: LiveSession): void {
+    const last = session.log.at(-1);
+    const key = last === undefined ? 0 : session.log.length + last.t;
+    if (key === this.shownEvents) return;
+    this.shownEvents = key;
+    const lines = session.log
+      .filter(({ event }) => event !== 'diagnostic')
+      .slice(-6)
+      .reverse();
+    byId('events').replaceChildren(
+      ...lines.map(({ t, event, text }) =>
+        element('li', {}, element('span', { className: 'figure', textContent: clockTime(t) }), ` ${text || EVENTS[event]}`),
+      ),
+    );
+  }
+}
+
+function title(state: State | null, phase: Phase): string {
+  if (phase.kind === 'waiting' || phase.kind === 'refused') return '⚠ No program – Zephly';
+  if (state === null || state.ended) return 'Zephly';
+  if (!state.connected) return state.connections > 0 ? '⚠ Link lost – Zephly' : 'Searching – Zephly';
+  return state.electrodesOff === true ? '⚠ Electrodes off – Zephly' : 'Zephly';
+}
+
+function show(id: 'link' | 'electrodes', level: Level, word: string, detail: string): void {
+  setData(byId(id), 'state', level);
+  setText(byId(`${id}-text`), word);
+  setText(byId(`${id}-detail`), detail || '\u00a0');
+  const icon = byId(`${id}-icon`);
+  if (icon.getAttribute('href') !== `#icon-${level}`) icon.setAttribute('href', `#icon-${level}`);
+}
+
+function showNotice(session: LiveSession): void {
+  const total = STREAMS.reduce((sum, name) => sum + session.missed[name], 0);
+  byId('notice').hidden = total === 0;
+  if (total === 0) return;
+  const by = STREAMS.filter((name) => session.missed[name] > 0).map((name) => `${LONG[name]} ${count(session.missed[name])}`);
+  setText(byId('notice-text'), `${several(total, 'sample')} did not reach this page`);
+  setText(byId('notice-detail'), `because it was too slow or away: ${by.join(', ')}. The session has them.`);
+}
+
+const LONG: Readonly<Record<StreamName, string>> = {
+  ecg: 'raw ECG',
+  filteredEcg: 'filtered ECG',
+  respiration: 'respiration',
+  motion: 'motion',
+};
+
+function number(id: string, value: string, detail: string, level: Level | 'stale' = 'good'): void {
+  const tile = byId(id);
+  setText(tile.querySelector('.value') as Element, value);
+  setText(tile.querySelector('.detail') as Element, detail || '\u00a0');
+  setData(tile, 'state', level);
+}
+
+function showTemperatures(state: State, now: number): void {
+  const { temperature } = state;
+  if (temperature === null) {
+    number('skin', '–', 'no reading yet');
+    number('ambient', '–', 'no reading yet');
+    number('body', '–', 'needs readings first');
+    return;
+  }
+  const age = now - temperature.t;
+  const old = age > FRESH ? `${duration(age)} old` : '';
+  const level = old === '' ? 'good' : 'stale';
+  number('skin', temperature.object.toFixed(1), old, level);
+  number('ambient', temperature.ambient.toFixed(1), old, level);
+  const readings = state.streams.temperature?.received ?? 0;
+  if (!temperature.body) {
+    number('body', '–', 'not estimated yet');
+  } else {
+    const settling = readings < READINGS_TO_SETTLE ? `settling: ${readings} of ${READINGS_TO_SETTLE} readings` : 'not measured';
+    number('body', temperature.body.toFixed(1), old || settling, level);
+  }
+}
+
+function showBattery(state: State): void {
+  if (state.battery === null) return number('battery', '–', 'no report yet');
+  const low = state.battery.soc < 15 && !state.battery.inCharge;
+  const text = state.battery.inCharge ? '⚡ charging' : low ? 'low: charge the strap' : 'not charging';
+  number('battery', state.battery.soc.toFixed(1), text, low ? 'bad' : 'good');
+}
+
+function showRepetitions({ repetitions }: State): void {
+  setText(byId('pushUps'), count(repetitions.pushUps));
+  setText(byId('sitUps'), count(repetitions.sitUps));
+  setText(byId('jumps'), count(repetitions.jumps));
+}
+
+function gap(seconds: number): string {
+  return seconds < 1 ? `${brief(seconds * 1000)} ms` : `${brief(seconds)} s`;
+}
+
+function row(texts: string[]): HTMLTableRowElement {
+  return element('tr', {}, ...texts.map((text) => element('td', { textContent: text })));
+}
+
+function makeRates(): Record<(typeof COUNTED)[number], HTMLTableCellElement[]> {
+  const entries = COUNTED.map((name) => {
+    const cells = Array.from({ length: 4 }, () => element('td', { className: 'figure', textContent: '–' }));
+    byId('rates').append(element('tr', {}, element('th', { scope: 'row', textContent: NAMES[name] }), ...cells));
+    return [name, cells] as const;
+  });
+  return Object.fromEntries(entries) as Record<(typeof COUNTED)[number], HTMLTableCellElement[]>;
+}
