@@ -234,7 +234,7 @@ TEST_F(BluezBoundary, InsideTheCallTheValueIsTheOneThatItAnnounces) {
   bringUp();
   const auto characteristic = (*firstService()->characteristics())[1];
   std::vector<std::string> seen;
-  recorder().onValue = [&] { seen.push_back(simulated_test::hex(characteristic->value())); };
+  recorder().onValue = [&] { seen.push_back(boundary::hex(characteristic->value())); };
   EXPECT_EQ(characteristic->value(), nullptr);
   bluez.notify(strap, ecg, {1});
   bluez.notify(strap, ecg, {2});

@@ -8,7 +8,7 @@
 #include <tests/bluez/bus_connection.h>
 #include <tests/bluez/fake_bluez.h>
 #include <tests/bluez/private_bus.h>
-#include <tests/simulated/recorder.h>
+#include <tests/support/boundary_recorder.h>
 
 #include <gtest/gtest.h>
 
@@ -20,6 +20,8 @@
 
 namespace bluez_test {
 
+using boundary::Recorder;
+using boundary::Session;
 using fake_bluez::Answer;
 using fake_bluez::append;
 using fake_bluez::Bytes;
@@ -29,8 +31,6 @@ using fake_bluez::DisconnectStep;
 using fake_bluez::FakeBluez;
 using fake_bluez::FakeDevice;
 using fake_bluez::Fate;
-using simulated_test::Recorder;
-using simulated_test::Session;
 
 /// Pauses that a test can see the end of; limits as they are.
 Zephly::bluez::Timing shortPauses();

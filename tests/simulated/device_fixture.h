@@ -4,7 +4,7 @@
 /// what each test of a device begins with.
 
 #include <platforms/simulated/radio.h>
-#include <tests/simulated/recorder.h>
+#include <tests/support/boundary_recorder.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <gtest/gtest.h>
@@ -14,6 +14,9 @@
 #include <vector>
 
 namespace simulated_test {
+
+using boundary::Recorder;
+using boundary::Session;
 
 class DeviceTest : public testing::Test {
  protected:

@@ -1,6 +1,6 @@
 #include <platforms/simulated/living_strap.h>
 
-#include <tests/simulated/recorder.h>
+#include <tests/support/boundary_recorder.h>
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using simulated_test::Session;
+using boundary::Session;
 using Zephly::main_queue::MainQueue;
 using Zephly::simulated::LivingStrap;
 namespace strap = Zephly::strap;

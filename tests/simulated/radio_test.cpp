@@ -1,6 +1,6 @@
 #include <platforms/simulated/radio.h>
 
-#include <tests/simulated/recorder.h>
+#include <tests/support/boundary_recorder.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace Zephly::simulated;
-using simulated_test::Recorder;
-using simulated_test::Session;
+using boundary::Recorder;
+using boundary::Session;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,7 +1,7 @@
 #include <platforms/simulated/strap_device.h>
 
 #include <platforms/simulated/radio.h>
-#include <tests/simulated/recorder.h>
+#include <tests/support/boundary_recorder.h>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 using namespace Zephly::simulated;
 namespace strap = Zephly::strap;
-using simulated_test::Session;
+using boundary::Session;
 using strap::StrapTime;
 using strap::Stream;
 

@@ -3,16 +3,16 @@
 /// A delegate of central and peripherals that writes down what it is told, one short line per call,
 /// and asks for what a script says.
 
-#include <platforms/simulated/radio.h>
 #include <zephly/platform/core_bluetooth.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace simulated_test {
+namespace boundary {
 
 inline std::string hex(const std::shared_ptr<const NSData>& data) {
   if (!data) return "absent";
@@ -147,4 +147,4 @@ struct Session {
   std::shared_ptr<CBCentralManager> central;
 };
 
-}  // namespace simulated_test
+}  // namespace boundary
