@@ -3,6 +3,7 @@
 #include <tools/command.h>
 #include <tools/monitor/monitor.h>
 #include <tools/output.h>
+#include <tools/replay/replay_command.h>
 #include <tools/strap/strap_command.h>
 #include <tools/version_text.h>
 #include <tools/view/view_command.h>
@@ -44,6 +45,15 @@ const Command* chosen(const std::vector<Command>& commands) {
   return found == commands.end() ? nullptr : &*found;
 }
 
+// "monitor, strap"
+std::string namesOf(const std::vector<Command>& commands) {
+  std::string names;
+  for (const Command& command : commands) {
+    names += (names.empty() ? "" : ", ") + command.options->get_name();
+  }
+  return names;
+}
+
 int complain(const std::string& who, const std::string& message, int exitCode) {
   std::cerr << who << ": " << oneLine(message) << '\n';
   return exitCode;
@@ -79,9 +89,9 @@ int run(int argc, char** argv) {
   CLI::App program("Tools for the Zephly chest strap.", "zephly");
   program.set_version_flag("--version", Zephly::tools::versionText);
   program.require_subcommand(0, 1);
-  const std::vector<Command> commands = {Zephly::monitor::addMonitorCommand(program),
-                                         Zephly::peripheral::addStrapCommand(program),
-                                         Zephly::view::addViewCommand(program)};
+  const std::vector<Command> commands = {
+      Zephly::monitor::addMonitorCommand(program), Zephly::replay::addReplayCommand(program),
+      Zephly::peripheral::addStrapCommand(program), Zephly::view::addViewCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);
     return command == nullptr ? "zephly" : "zephly " + command->options->get_name();
@@ -89,7 +99,7 @@ int run(int argc, char** argv) {
   try {
     program.parse(argc, argv);
     const Command* command = chosen(commands);
-    if (command == nullptr) throw CLI::RequiredError("A subcommand (monitor, strap or view)");
+    if (command == nullptr) throw CLI::RequiredError("A subcommand (" + namesOf(commands) + ")");
     return command->run();
   } catch (const CLI::ParseError& error) {
     // Help and version are no errors.

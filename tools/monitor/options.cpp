@@ -11,8 +11,7 @@ namespace Zephly::monitor {
 using tools::addFlag;
 using tools::addValue;
 
-void addOptions(CLI::App& command, Options& options) {
-  watch::addSourceOptions(command, options.source);
+void addOutputOptions(CLI::App& command, OutputOptions& options) {
   addFlag(command, "--json", options.json,
           "Write one JSON object a line (always so when standard output is no terminal)");
   addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",

@@ -1,8 +1,6 @@
 #pragma once
 /// @file
-/// What `zephly monitor` can be told on the command line.
-
-#include <tools/watch/source_options.h>
+/// What a subcommand that shows a session can be told about its output.
 
 #include <filesystem>
 #include <optional>
@@ -13,8 +11,8 @@ class App;
 
 namespace Zephly::monitor {
 
-struct Options {
-  watch::SourceOptions source;
+/// What comes of a session that is watched.
+struct OutputOptions {
   bool json = false;
   std::optional<std::filesystem::path> diagnostics;  ///< gets every diagnostic line
   bool requireAll = false;
@@ -22,6 +20,6 @@ struct Options {
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.
 /// A value that cannot be accepted ends the parsing with a CLI::ParseError of one line.
-void addOptions(CLI::App& command, Options& options);
+void addOutputOptions(CLI::App& command, OutputOptions& options);
 
 }  // namespace Zephly::monitor

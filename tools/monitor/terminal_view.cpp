@@ -101,7 +101,7 @@ class Painter {
   }
 
   void title() {
-    std::size_t column = canvas_.put(0, 1, "zephly monitor", Style::bold);
+    std::size_t column = canvas_.put(0, 1, "zephly " + options_.command, Style::bold);
     column = canvas_.put(0, column, glyph(" · ", " - "));
     canvas_.put(0, column, options_.title);
     std::string right = tools::clockText(options_.now);
@@ -270,7 +270,7 @@ class Painter {
 
 void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options) {
   if (canvas.width() < smallestWidth || canvas.height() < smallestHeight) {
-    canvas.put(0, 0, "zephly monitor needs");
+    canvas.put(0, 0, "zephly " + options.command + " needs");
     canvas.put(1, 0, "a terminal of at least");
     canvas.put(2, 0,
                std::to_string(smallestWidth) + " x " + std::to_string(smallestHeight) + ", not " +

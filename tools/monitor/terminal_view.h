@@ -18,10 +18,11 @@ inline constexpr std::size_t smallestWidth = 60;
 inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
-  strap::StrapTime now{};  ///< since the session began
-  std::string title = {};  ///< what is being watched
-  std::string pace = {};   ///< how fast it runs; may be empty
-  bool unicode = true;     ///< false: plain ASCII
+  strap::StrapTime now{};           ///< since the session began
+  std::string title = {};           ///< what is being watched
+  std::string pace = {};            ///< how fast it runs; may be empty
+  bool unicode = true;              ///< false: plain ASCII
+  std::string command = "monitor";  ///< the subcommand that shows it
 };
 
 /// Draws on an empty canvas; on one that is too small, a line that says so.

@@ -1,10 +1,9 @@
 #include <tools/watch/simulated_source.h>
 
+#include <tools/watch/pace.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <chrono>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -16,9 +15,6 @@ using namespace std::chrono_literals;
 
 // How often it is looked whether a recording has been played.
 constexpr simulated::Duration recordingInterval = 100ms;
-
-// What the machine may be behind, by the clock on the wall, before it is said.
-constexpr std::chrono::seconds noticeable{1};
 
 // What else is in the air wherever somebody wears a strap.
 void addCompany(simulated::Radio& radio) {
@@ -54,13 +50,7 @@ std::string SimulatedSource::title() const {
 }
 
 std::string SimulatedSource::pace() const {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  if (options_.speed != 1) text << "speed " << options_.speed;
-  if (pacer_ && pacer_->behind() > options_.speed * noticeable) {
-    text << " (this machine is slower)";
-  }
-  return text.str();
+  return paceText(options_.speed, pacer_ ? pacer_->behind() : simulated::Duration{});
 }
 
 void SimulatedSource::watchRecording() {

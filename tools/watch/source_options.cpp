@@ -2,12 +2,14 @@
 
 #include <tools/option_values.h>
 #include <tools/watch/bluetooth_source.h>
+#include <tools/watch/replay_source.h>
 #include <tools/watch/simulated_source.h>
 
 #include <CLI/CLI.hpp>
 
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace Zephly::watch {
 
@@ -30,14 +32,24 @@ bluez::Notifications notifications(const std::string& text) {
   tools::rejectValue("--notifications", "signals or descriptors", text);
 }
 
+void takeCapture(SourceOptions& options, const std::string& name, const std::string& text) {
+  options.replay = tools::fileValue(name, text);
+}
+
+CLI::Option* addSpeed(CLI::App& command, SourceOptions& options, const std::string& help) {
+  return addValue(command, "--speed", "X", help,
+                  [&](const std::string& text) { options.speed = speed(text); });
+}
+
+CLI::Option* addFast(CLI::App& command, SourceOptions& options, CLI::Option* speedOption) {
+  return addFlag(command, "--fast", options.fast, "Play it as fast as the machine goes")
+      ->excludes(speedOption);
+}
+
 void addSimulatedOptions(CLI::App& command, SourceOptions& options, CLI::Option* simulated) {
   addValue(command, "--seed", "N",
            "The simulated strap's seed: same seed, same session (default 1)",
            [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); })
-      ->needs(simulated);
-  addValue(command, "--speed", "X",
-           "How much faster than the clock on the wall the simulation runs (default 1)",
-           [&](const std::string& text) { options.speed = speed(text); })
       ->needs(simulated);
   addValue(
       command, "--recording", "FILE",
@@ -51,16 +63,21 @@ void addSimulatedOptions(CLI::App& command, SourceOptions& options, CLI::Option*
       ->needs(simulated);
 }
 
-void addBluetoothOptions(CLI::App& command, SourceOptions& options, CLI::Option* simulated) {
-  addValue(
+// `others`: what is watched in place of a real strap.
+void addBluetoothOptions(CLI::App& command, SourceOptions& options,
+                         const std::vector<CLI::Option*>& others) {
+  CLI::Option* adapter = addValue(
       command, "--adapter", "hciN|ADDRESS",
       "The Bluetooth adapter (default: the first one that is switched on)",
-      [&](const std::string& text) { options.adapter = tools::adapterValue("--adapter", text); })
-      ->excludes(simulated);
-  addValue(command, "--notifications", "signals|descriptors",
-           "How the strap's data come from bluetoothd (default: signals)",
-           [&](const std::string& text) { options.notifications = notifications(text); })
-      ->excludes(simulated);
+      [&](const std::string& text) { options.adapter = tools::adapterValue("--adapter", text); });
+  CLI::Option* way =
+      addValue(command, "--notifications", "signals|descriptors",
+               "How the strap's data come from bluetoothd (default: signals)",
+               [&](const std::string& text) { options.notifications = notifications(text); });
+  for (CLI::Option* other : others) {
+    adapter->excludes(other);
+    way->excludes(other);
+  }
   // Without a group it is not in the help text.
   addValue(command, "--bus", "ADDRESS", "D-Bus address of another bus than the system's",
            [&](const std::string& text) { options.busAddress = text; })
@@ -75,7 +92,7 @@ std::shared_ptr<const strap::Recording> load(const SourceOptions& options) {
 
 SimulatedOptions simulatedOptions(const SourceOptions& options) {
   return {.seed = options.seed,
-          .speed = options.speed,
+          .speed = options.speed.value_or(1),
           .duration = options.duration,
           .recording = load(options),
           .recordingName = options.recording.value_or("").filename().string()};
@@ -88,24 +105,62 @@ BluetoothOptions bluetoothOptions(const SourceOptions& options) {
           .duration = options.duration};
 }
 
+ReplayOptions replayOptions(const SourceOptions& options) {
+  ReplayOptions replay{.file = *options.replay, .duration = options.duration};
+  replay.speed = options.fast ? std::nullopt : std::optional(options.speed.value_or(1));
+  return replay;
+}
+
 }  // namespace
 
-void addSourceOptions(CLI::App& command, SourceOptions& options) {
+void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captures) {
   CLI::Option* simulated =
       addFlag(command, "--simulated", options.simulated,
               "Watch a strap made of software instead of a real one over Bluetooth");
+  std::vector<CLI::Option*> others = {simulated};
   addSimulatedOptions(command, options, simulated);
-  addBluetoothOptions(command, options, simulated);
-  addValue(command, "--duration", "S", "End after S seconds (of strap time when it is simulated)",
+  if (captures == Captures::refused) {
+    addSpeed(command, options,
+             "How much faster than the clock on the wall the simulation runs (default 1)")
+        ->needs(simulated);
+  } else {
+    CLI::Option* replay =
+        addValue(command, "--replay", "FILE", "Play a capture (.zcap) instead of watching a strap",
+                 [&](const std::string& text) { takeCapture(options, "--replay", text); })
+            ->excludes(simulated);
+    // It goes with either; checkTogether() sees whether there is one.
+    CLI::Option* speed =
+        addSpeed(command, options,
+                 "How much faster than the clock on the wall simulation or replay run (default 1)");
+    addFast(command, options, speed)->needs(replay);
+    others.push_back(replay);
+  }
+  addBluetoothOptions(command, options, others);
+  addValue(command, "--duration", "S",
+           "End after S seconds (of strap time when it is simulated" +
+               std::string(captures == Captures::offered ? " or replayed)" : ")"),
            [&](const std::string& text) {
              options.duration = tools::secondsValue("--duration", text, tools::shortestDuration);
            });
 }
 
+void addCaptureOptions(CLI::App& command, SourceOptions& options) {
+  addValue(command, "FILE", "", "The capture (.zcap)", [&](const std::string& text) {
+    takeCapture(options, "FILE", text);
+  })->required();
+  CLI::Option* speed =
+      addSpeed(command, options, "How much faster than it was recorded it is played (default 1)");
+  addFast(command, options, speed);
+}
+
 void checkTogether(const SourceOptions& options) {
+  const bool real = !options.simulated && !options.replay;
+  if (options.speed && real) {
+    throw CLI::ValidationError("--speed", "requires --simulated or --replay");
+  }
   // CLI11 would leave out the name of what it does not show.
-  if (options.simulated && !options.busAddress.empty()) {
-    throw CLI::ValidationError("--simulated", "excludes --bus");
+  if (!real && !options.busAddress.empty()) {
+    throw CLI::ValidationError(options.simulated ? "--simulated" : "--replay", "excludes --bus");
   }
   tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
 }
@@ -113,6 +168,9 @@ void checkTogether(const SourceOptions& options) {
 std::unique_ptr<Source> makeSource(main_queue::MainQueue& queue, const SourceOptions& options,
                                    std::function<void(std::string_view)> report,
                                    std::function<void()> ended) {
+  if (options.replay) {
+    return std::make_unique<ReplaySource>(queue, replayOptions(options), std::move(ended));
+  }
   if (options.simulated) {
     return std::make_unique<SimulatedSource>(queue, simulatedOptions(options), std::move(ended));
   }

@@ -32,7 +32,10 @@ struct StrapReport {
 /// What is known of a session apart from what arrived.
 struct SourceReport {
   strap::StrapTime duration{};
-  std::optional<StrapReport> strap = std::nullopt;  ///< empty: a real one, which does not tell
+  /// Empty when nobody tells: the strap is a real one, or what came of it is replayed.
+  std::optional<StrapReport> strap = std::nullopt;
+  /// What went wrong with the source itself, one line each.
+  std::vector<std::string> complaints = {};
 };
 
 struct StreamSummary {

@@ -1,0 +1,17 @@
+#pragma once
+/// @file
+/// `zephly replay`: plays a capture and shows everything that the kit reports of it, as
+/// `zephly monitor` does of a strap.
+
+#include <tools/command.h>
+
+namespace CLI {
+class App;
+}
+
+namespace Zephly::replay {
+
+/// Declares the subcommand on `program`.
+tools::Command addReplayCommand(CLI::App& program);
+
+}  // namespace Zephly::replay

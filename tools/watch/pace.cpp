@@ -1,0 +1,24 @@
+#include <tools/watch/pace.h>
+
+#include <chrono>
+#include <locale>
+#include <sstream>
+
+namespace Zephly::watch {
+
+namespace {
+
+// What the machine may be behind, by the clock on the wall, before it is said.
+constexpr std::chrono::seconds noticeable{1};
+
+}  // namespace
+
+std::string paceText(double speed, strap::StrapTime behind) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  if (speed != 1) text << "speed " << speed;
+  if (behind > speed * noticeable) text << " (this machine is slower)";
+  return text.str();
+}
+
+}  // namespace Zephly::watch

@@ -1,0 +1,71 @@
+#pragma once
+/// @file
+/// A capture that is played again: the kit is told what it was told when the capture was made, in
+/// the same order and with the same processor clock.
+///
+///   ReplaySource source(queue, {.file = "walk.zcap", .speed = 4}, [&] { queue.stop(); });
+///   auto session = ::Zephly::Zephly::init(receiver);   // the source is the host in use
+///   source.start();
+///   queue.run();
+///   const SourceReport report = source.finish();       // with what was wrong with the capture
+///
+/// The file is read while it is played, one record ahead. Damage ends the replay: what stands
+/// before it has been played.
+
+#include <platforms/main_queue/main_queue.h>
+#include <platforms/simulated/pacer.h>
+#include <platforms/simulated/scheduler.h>
+#include <tools/capture/reader.h>
+#include <tools/capture/record.h>
+#include <tools/replay/replay_host.h>
+#include <tools/watch/source.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace Zephly::watch {
+
+struct ReplayOptions {
+  std::filesystem::path file;
+  /// Recorded time over wall time, > 0, finite; empty: as fast as the machine goes.
+  std::optional<double> speed = 1;
+  std::optional<strap::StrapTime> duration = std::nullopt;  ///< of recorded time
+};
+
+class ReplaySource final : public Source {
+ public:
+  /// Throws capture::CaptureError when the file is no capture. `ended` is called once, on the
+  /// queue, when the capture or the duration is over.
+  ReplaySource(main_queue::MainQueue& queue, ReplayOptions options, std::function<void()> ended);
+
+  std::string title() const override;
+  std::string pace() const override;
+
+  void start() override;
+  /// Recorded time: that of the record which is being told.
+  strap::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
+
+  SourceReport finish() override;
+
+ private:
+  void readOn();
+  void schedule(capture::Record record, std::uint64_t offset);
+  void play(const capture::Record& record, std::uint64_t offset);
+  void complain(const std::string& line);
+  void end();
+
+  main_queue::MainQueue& queue_;
+  const ReplayOptions options_;
+  std::function<void()> ended_;
+  capture::Reader reader_;
+  replay::ReplayHost host_;
+  simulated::Scheduler scheduler_;
+  std::optional<simulated::Pacer> pacer_;
+  std::optional<strap::StrapTime> over_;  // when it ended
+  SourceReport report_;
+};
+
+}  // namespace Zephly::watch
