@@ -1,8 +1,10 @@
 /// The program `zephly`: finds the subcommand and runs it.
 
 #include <tools/command.h>
+#include <tools/inspect/inspect_command.h>
 #include <tools/monitor/monitor.h>
 #include <tools/output.h>
+#include <tools/record/record_command.h>
 #include <tools/replay/replay_command.h>
 #include <tools/strap/strap_command.h>
 #include <tools/version_text.h>
@@ -90,7 +92,8 @@ int run(int argc, char** argv) {
   program.set_version_flag("--version", Zephly::tools::versionText);
   program.require_subcommand(0, 1);
   const std::vector<Command> commands = {
-      Zephly::monitor::addMonitorCommand(program), Zephly::replay::addReplayCommand(program),
+      Zephly::inspect::addInspectCommand(program), Zephly::monitor::addMonitorCommand(program),
+      Zephly::record::addRecordCommand(program), Zephly::replay::addReplayCommand(program),
       Zephly::peripheral::addStrapCommand(program), Zephly::view::addViewCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);

@@ -1,0 +1,121 @@
+#pragma once
+/// @file
+/// What is in a capture: counted while its records go by, written or read.
+///
+///   Contents contents;
+///   for (...) contents.take(record);
+///   contents.finish();
+///   contents.of(strap::Stream::ecg).samples;
+///
+/// Needs memory for what is listed only, and of each list keeps the first entries; the counts go
+/// on.
+
+#include <strap/frame.h>
+#include <tools/capture/record.h>
+#include <tools/watch/arrival_meter.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::inspect {
+
+/// Entries of each list, of which there may be more.
+inline constexpr std::size_t longestList = 1000;
+
+/// Silence after which a stream has a gap: many times the interval at which the strap sends.
+strap::StrapTime gapLimit(strap::Stream stream);
+
+struct StreamContents {
+  std::uint64_t notifications = 0;  ///< with a value
+  std::uint64_t samples = 0;        ///< in these
+  std::uint64_t unusualSize = 0;    ///< of these, those that are not as long as the stream's are
+  watch::ArrivalMeter arrivals;     ///< of samples, while there was a link
+};
+
+/// A silence between two notifications of a stream that is longer than gapLimit().
+struct Gap {
+  strap::Stream stream{};
+  strap::StrapTime from{};               ///< the last notification before it
+  std::optional<strap::StrapTime> to{};  ///< the first one after it; empty: there is none
+  bool linkLost = false;                 ///< the link was lost meanwhile
+};
+
+struct LinkLoss {
+  strap::StrapTime time{};
+  std::optional<std::string> reason{};
+  std::optional<strap::StrapTime> recovery{};  ///< the next connection; empty: there is none
+};
+
+/// An error that the host told with something else than the end of a link.
+struct Failure {
+  strap::StrapTime time{};
+  std::string what;  ///< which answer it came with
+  std::string text;
+};
+
+class Contents {
+ public:
+  void take(const capture::Record& record);
+  /// Nothing follows: what still goes on ends with the last record.
+  void finish();
+
+  std::uint64_t records() const { return records_; }
+  /// When the last record was told.
+  strap::StrapTime duration() const { return now_; }
+  bool connected() const { return connected_; }
+  const StreamContents& of(strap::Stream stream) const;
+  /// Notifications of characteristics that are none of the strap's five.
+  std::uint64_t otherNotifications() const { return otherNotifications_; }
+
+  const std::vector<strap::StrapTime>& connections() const { return connections_; }
+  std::uint64_t connectionCount() const { return connectionCount_; }
+  const std::vector<LinkLoss>& linkLosses() const { return linkLosses_; }
+  std::uint64_t linkLossCount() const { return linkLossCount_; }
+  const std::vector<Gap>& gaps() const { return gaps_; }
+  std::uint64_t gapCount() const { return gapCount_; }
+  const std::vector<Failure>& failures() const { return failures_; }
+  std::uint64_t failureCount() const { return failureCount_; }
+
+ private:
+  struct Silence {
+    strap::StrapTime since{};
+    bool linkLost = false;
+  };
+
+  void note(const capture::StateChanged& what);
+  void note(const capture::Discovered& what);
+  void note(const capture::Connected& what);
+  void note(const capture::FailedToConnect& what);
+  void note(const capture::Disconnected& what);
+  void note(const capture::ServicesDiscovered& what);
+  void note(const capture::CharacteristicsDiscovered& what);
+  void note(const capture::SubscriptionChanged& what);
+  void note(const capture::Value& what);
+  void note(const capture::Ended& what);
+  void fail(const char* what, const capture::ErrorText& error);
+  void count(strap::Stream stream, std::size_t bytes);
+  void endSilence(strap::Stream stream, std::optional<strap::StrapTime> to);
+
+  std::uint64_t records_ = 0;
+  strap::StrapTime now_{};
+  bool connected_ = false;
+  std::array<StreamContents, strap::allStreams.size()> streams_;
+  std::array<std::optional<Silence>, strap::allStreams.size()> silences_;
+  std::uint64_t otherNotifications_ = 0;
+  std::map<capture::ObjectId, strap::Stream> characteristics_;
+  std::vector<strap::StrapTime> connections_;
+  std::uint64_t connectionCount_ = 0;
+  std::vector<LinkLoss> linkLosses_;
+  std::uint64_t linkLossCount_ = 0;
+  std::vector<Gap> gaps_;
+  std::uint64_t gapCount_ = 0;
+  std::vector<Failure> failures_;
+  std::uint64_t failureCount_ = 0;
+};
+
+}  // namespace Zephly::inspect

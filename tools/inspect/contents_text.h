@@ -1,0 +1,25 @@
+#pragma once
+/// @file
+/// The contents of a capture as text for people and as JSON for programs.
+///
+///   std::cout << contentsText(contents);
+
+#include <tools/inspect/contents.h>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+
+namespace Zephly::inspect {
+
+/// Streams, links, gaps and errors, several lines; lists are cut after a screenful. What came from
+/// outside holds nothing that could drive a terminal.
+std::string contentsText(const Contents& contents);
+
+/// The members that docs/capture-format.md describes for `zephly inspect --json`; times in seconds.
+nlohmann::ordered_json contentsJson(const Contents& contents);
+
+/// "1 record", "2 records"
+std::string counted(std::uint64_t count, const std::string& thing);
+
+}  // namespace Zephly::inspect

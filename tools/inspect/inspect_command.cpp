@@ -1,0 +1,176 @@
+#include <tools/inspect/inspect_command.h>
+
+#include <tools/capture/capture_error.h>
+#include <tools/capture/reader.h>
+#include <tools/inspect/contents.h>
+#include <tools/inspect/contents_text.h>
+#include <tools/option_values.h>
+#include <tools/output.h>
+#include <tools/text.h>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::inspect {
+
+namespace {
+
+using capture::CaptureError;
+using nlohmann::ordered_json;
+
+struct Options {
+  std::filesystem::path file;
+  bool json = false;
+};
+
+struct Inspected {
+  capture::Preamble preamble;
+  Contents contents;
+  bool ended = false;
+  std::uint64_t unknownRecords = 0;
+  std::vector<CaptureError> damage;  // the first ones
+  std::uint64_t damageCount = 0;
+};
+
+void addDamage(Inspected& inspected, const CaptureError& error) {
+  ++inspected.damageCount;
+  if (inspected.damage.size() < longestList) inspected.damage.push_back(error);
+}
+
+// A file that ends where a record ends is whole as far as it goes, but nobody has ended it.
+void checkEnd(Inspected& inspected, const capture::Reader& reader,
+              const std::filesystem::path& file) {
+  const bool told =
+      !inspected.damage.empty() && inspected.damage.back().kind() != CaptureError::Kind::damaged;
+  if (inspected.ended || told) return;
+  addDamage(inspected, CaptureError(CaptureError::Kind::cut, file, reader.offset(),
+                                    "ends without an end record, " +
+                                        counted(reader.wholeRecords(), "whole record") + " read"));
+}
+
+Inspected inspect(const std::filesystem::path& file) {
+  capture::Reader reader(file);
+  Inspected inspected;
+  inspected.preamble = reader.preamble();
+  while (true) {
+    try {
+      const auto record = reader.next();
+      if (!record) break;
+      inspected.contents.take(*record);
+    } catch (const CaptureError& error) {
+      addDamage(inspected, error);
+    }
+  }
+  inspected.contents.finish();
+  inspected.ended = reader.ended();
+  inspected.unknownRecords = reader.unknownRecords();
+  checkEnd(inspected, reader, file);
+  return inspected;
+}
+
+// "2026-11-21T19:18:01Z"; what no calendar holds as the number that it is.
+std::string timeText(std::chrono::nanoseconds sinceEpoch) {
+  const auto whole = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+  const std::time_t time = whole.count();
+  std::tm parts{};
+  std::array<char, 64> text{};
+  if (::gmtime_r(&time, &parts) == nullptr ||
+      std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
+    return std::to_string(whole.count()) + " s";
+  }
+  return text.data();
+}
+
+std::string textOf(const Inspected& inspected, const std::filesystem::path& file) {
+  const capture::Preamble& preamble = inspected.preamble;
+  std::string text = "Capture " + tools::printable(file.string()) + "\n";
+  text += "  written by   " + tools::printable(preamble.program) + "\n";
+  text += "  source       " + tools::printable(preamble.source) +
+          (preamble.simulated ? " (simulated)" : "") + "\n";
+  text += "  began        " + timeText(preamble.began) + "\n";
+  text += "  duration     " + tools::clockText(inspected.contents.duration()) + "\n";
+  text += "  end          " + std::string(inspected.ended ? "orderly" : "cut") + "\n";
+  text += "  records      " + std::to_string(inspected.contents.records());
+  if (inspected.unknownRecords > 0) {
+    text += ", and " + std::to_string(inspected.unknownRecords) + " of unknown types";
+  }
+  text += "\n" + contentsText(inspected.contents);
+  for (const CaptureError& error : inspected.damage) {
+    text +=
+        "  damage       at byte " + std::to_string(error.offset()) + ": " + error.reason() + "\n";
+  }
+  return text;
+}
+
+std::string jsonOf(const Inspected& inspected, const std::filesystem::path& file) {
+  const capture::Preamble& preamble = inspected.preamble;
+  ordered_json json = {{"file", file.string()},
+                       {"program", preamble.program},
+                       {"source", preamble.source},
+                       {"simulated", preamble.simulated},
+                       {"began", timeText(preamble.began)},
+                       {"ended", inspected.ended},
+                       {"unknownRecords", inspected.unknownRecords}};
+  json.update(contentsJson(inspected.contents));
+  json["damageCount"] = inspected.damageCount;
+  json["damage"] = ordered_json::array();
+  for (const CaptureError& error : inspected.damage) {
+    json["damage"].push_back({{"offset", error.offset()}, {"what", error.reason()}});
+  }
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+int run(const Options& options) {
+  const Inspected inspected = inspect(options.file);
+  tools::Output output(STDOUT_FILENO);
+  output.write(options.json ? jsonOf(inspected, options.file) : textOf(inspected, options.file));
+  output.finish(std::chrono::seconds(2));
+  std::string complaint;
+  if (!inspected.damage.empty()) {
+    complaint = inspected.damage.front().what();
+    if (inspected.damageCount > 1) {
+      complaint += " (and " + std::to_string(inspected.damageCount - 1) + " more)";
+    }
+  } else if (output.state() == tools::Output::State::failed) {
+    complaint = "standard output: " + output.error();
+  }
+  if (complaint.empty()) return tools::exitDone;
+  std::cerr << "zephly inspect: " << complaint << '\n';
+  return tools::exitFailed;
+}
+
+}  // namespace
+
+tools::Command addInspectCommand(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("inspect", "Tell what is in a capture, and what is wrong with it");
+  command->footer(
+      "FILE is what `zephly record` has written, whole or cut (see docs/capture-format.md).\n"
+      "Exit code: 0 for a whole capture; 1 for one that is cut or damaged (everything that can\n"
+      "be read is told nevertheless) and for what is no capture; 2 for options that are not\n"
+      "understood.");
+  const auto options = std::make_shared<Options>();
+  tools::addValue(*command, "FILE", "FILE", "The capture", [options](const std::string& text) {
+    options->file = tools::fileValue("FILE", text);
+  })->required();
+  tools::addFlag(*command, "--json", options->json, "Write one JSON object");
+  return {command, [options] {
+            // A reader that goes away is seen by Output.
+            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+            return run(*options);
+          }};
+}
+
+}  // namespace Zephly::inspect

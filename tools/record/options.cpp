@@ -1,0 +1,20 @@
+#include <tools/record/options.h>
+
+#include <tools/option_values.h>
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace Zephly::record {
+
+void addOptions(CLI::App& command, Options& options) {
+  tools::addValue(command, "FILE", "FILE",
+                  "The capture that is written, by custom with the ending .zcap",
+                  [&](const std::string& text) { options.file = tools::fileValue("FILE", text); })
+      ->required();
+  watch::addSourceOptions(command, options.source);
+  tools::addFlag(command, "--force", options.overwrite, "Replace a file that is there already");
+}
+
+}  // namespace Zephly::record

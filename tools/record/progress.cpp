@@ -1,0 +1,30 @@
+#include <tools/record/progress.h>
+
+namespace Zephly::record {
+
+void Progress::line(const std::string& text) {
+  wipe();
+  output_.write(text + "\n");
+  output_.flush();
+}
+
+void Progress::status(const std::string& text) {
+  if (!terminal_) return;
+  wipe();
+  output_.write(text);
+  shown_ = true;
+  output_.flush();
+}
+
+void Progress::end() {
+  wipe();
+  output_.flush();
+}
+
+void Progress::wipe() {
+  // To the beginning of the line, and nothing right of it (ECMA-48, EL).
+  if (shown_) output_.write("\r\x1B[K");
+  shown_ = false;
+}
+
+}  // namespace Zephly::record
