@@ -35,7 +35,7 @@ function plans(hello: Hello): Record<StreamName, Plan> {
   return {
     ecg: {
       title: 'ECG, raw',
-      unit: `as the strap sent it, full scale ±${high}`,
+      unit: `full scale ±${high}`,
       lines: [line('ecg', ecg.low ?? -high, high, true)],
       band: null,
       names: [],
@@ -49,7 +49,7 @@ function plans(hello: Hello): Record<StreamName, Plan> {
     },
     respiration: {
       title: 'Respiration',
-      unit: 'filtered, normalised to 0…1',
+      unit: 'normalised to 0…1',
       lines: [line('respiration', respiration.low ?? 0, respiration.high ?? 1, false)],
       band: null,
       names: [],
@@ -102,7 +102,7 @@ export class Chart {
       element(
         'header',
         {},
-        element('div', { className: 'heading' }, element('h2', { textContent: `${plan.title} ` }, key), description(plan), this.readout),
+        element('div', { className: 'heading' }, element('h2', { textContent: `${plan.title} ` }, key), description(plan)),
         element(
           'div',
           { className: 'gains' },
@@ -118,6 +118,7 @@ export class Chart {
     this.panel.dataset['stream'] = stream;
     parent.append(this.panel);
     this.trace = new Trace(room, plan.lines, plan.band);
+    room.append(this.readout);
     this.trace.canvas.setAttribute('role', 'img');
     this.trace.canvas.setAttribute('aria-label', `${plan.title}, moving trace`);
     this.trace.over.addEventListener('pointermove', (event) => {
@@ -152,7 +153,7 @@ export class Chart {
 
   private showGain(): void {
     const [gain] = this.trace.gains;
-    setText(this.gainText, `×${brief(gain.factor)}`);
+    setText(this.gainText, `×${gain.factor < 9.95 ? brief(gain.factor, 2) : gain.factor.toFixed(0)}`);
     if (this.autoButton.ariaPressed !== String(gain.auto)) this.autoButton.ariaPressed = String(gain.auto);
   }
 

@@ -16,7 +16,8 @@ const SHRINK_AFTER = 2;
 
 export class Gain {
   private range: Range;
-  private smallSince: number | null = null;
+  /** Since when the range is much larger than what is to be seen; the first sight counts at once. */
+  private smallSince: number | null = Number.NEGATIVE_INFINITY;
   private middle: number;
 
   /** `symmetric`: zero always stays in the middle. */

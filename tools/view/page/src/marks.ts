@@ -38,6 +38,7 @@ export function drawFinePaper(u: uPlot, seconds: number, ink: Ink): void {
     u.ctx.moveTo(x, top);
     u.ctx.lineTo(x, top + height);
   }
+  u.ctx.setLineDash([]);
   u.ctx.strokeStyle = ink.fine;
   u.ctx.lineWidth = pixels();
   u.ctx.stroke();
@@ -48,9 +49,13 @@ export function drawFinePaper(u: uPlot, seconds: number, ink: Ink): void {
 export function drawBand(u: uPlot, scale: string, low: number, high: number, ink: Ink): void {
   const top = u.valToPos(high, scale, true);
   const bottom = u.valToPos(low, scale, true);
+  const { left, top: ceiling, width, height } = u.bbox;
   u.ctx.save();
+  u.ctx.beginPath();
+  u.ctx.rect(left, ceiling, width, height);
+  u.ctx.clip();
   u.ctx.fillStyle = ink.band;
-  u.ctx.fillRect(u.bbox.left, top, u.bbox.width, bottom - top);
+  u.ctx.fillRect(left, top, width, bottom - top);
   u.ctx.restore();
 }
 
@@ -71,6 +76,7 @@ function hatch(u: uPlot, left: number, right: number, text: string, ink: Ink): v
   ctx.beginPath();
   ctx.rect(left, top, right - left, height);
   ctx.clip();
+  ctx.setLineDash([]);
   ctx.strokeStyle = ink.bad;
   ctx.lineWidth = 1.5 * pixels();
   ctx.beginPath();
@@ -111,19 +117,25 @@ export function drawRepetitions(u: uPlot, repetitions: readonly Repetition[], in
   ctx.clip();
   ctx.font = `600 ${12 * pixels()}px system-ui, sans-serif`;
   ctx.textBaseline = 'middle';
-  for (const { t, exercise } of repetitions) {
-    if (t < min - 2 || t > max) continue;
+  for (const [i, { t, exercise }] of repetitions.entries()) {
+    if (t < min || t > max) continue;
     const x = toX(u, t);
+    const next = repetitions[i + 1];
+    const room = Math.min(left + width, next === undefined ? Infinity : toX(u, next.t) - 8 * pixels()) - x;
     ctx.strokeStyle = ink.strong;
-    ctx.fillStyle = ink.strong;
     ctx.lineWidth = 1.5 * pixels();
     ctx.setLineDash([4 * pixels(), 3 * pixels()]);
     ctx.beginPath();
     ctx.moveTo(x, top + 20 * pixels());
     ctx.lineTo(x, top + height);
     ctx.stroke();
+    const wide = ctx.measureText(NAMES[exercise]).width + 14 * pixels();
+    const named = wide < room;
+    ctx.fillStyle = ink.ground;
+    ctx.fillRect(x - 8 * pixels(), top + 2 * pixels(), 8 * pixels() + (named ? wide : 8 * pixels()), 18 * pixels());
+    ctx.fillStyle = ink.strong;
     shape(ctx, exercise, x, top + 11 * pixels(), 6 * pixels());
-    ctx.fillText(NAMES[exercise], x + 10 * pixels(), top + 11 * pixels());
+    if (named) ctx.fillText(NAMES[exercise], x + 10 * pixels(), top + 11 * pixels());
   }
   ctx.restore();
 }

@@ -84,8 +84,8 @@ export class Status {
       setData(banner, 'state', 'bad');
     } else if (phase.kind === 'waiting') {
       const left = Math.max(0, Math.ceil((phase.at - performance.now()) / 1000));
-      setText(text, 'The program does not answer.');
-      setText(detail, `What you see is old. Trying again in ${left} s. If it was started anew, open the address that it prints.`);
+      setText(text, state?.ended === true ? 'The program has ended.' : 'The program does not answer.');
+      setText(detail, `What you see is old. Trying again in ${left} s. Does it print another address? Open that.`);
       setData(banner, 'state', 'bad');
     }
   }
@@ -219,7 +219,7 @@ function showTemperatures(state: State, now: number): void {
   if (temperature === null) {
     number('skin', '–', 'no reading yet');
     number('ambient', '–', 'no reading yet');
-    number('body', '–', 'needs readings first');
+    number('body', '–', 'needs readings');
     return;
   }
   const age = now - temperature.t;
@@ -229,9 +229,9 @@ function showTemperatures(state: State, now: number): void {
   number('ambient', temperature.ambient.toFixed(1), old, level);
   const readings = state.streams.temperature?.received ?? 0;
   if (!temperature.body) {
-    number('body', '–', 'not estimated yet');
+    number('body', '–', 'no estimate yet');
   } else {
-    const settling = readings < READINGS_TO_SETTLE ? `settling: ${readings} of ${READINGS_TO_SETTLE} readings` : 'not measured';
+    const settling = readings < READINGS_TO_SETTLE ? `settling: ${readings} of ${READINGS_TO_SETTLE}` : "the engine's";
     number('body', temperature.body.toFixed(1), old || settling, level);
   }
 }
@@ -240,7 +240,7 @@ function showBattery(state: State): void {
   if (state.battery === null) return number('battery', '–', 'no report yet');
   const low = state.battery.soc < 15 && !state.battery.inCharge;
   const text = state.battery.inCharge ? '⚡ charging' : low ? 'low: charge the strap' : 'not charging';
-  number('battery', state.battery.soc.toFixed(1), text, low ? 'bad' : 'good');
+  number('battery', state.battery.soc.toFixed(state.battery.soc < 99.95 ? 1 : 0), text, low ? 'bad' : 'good');
 }
 
 function showRepetitions({ repetitions }: State): void {

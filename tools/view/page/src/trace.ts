@@ -54,7 +54,8 @@ export class Trace {
   ) {
     this.gains = lines.map((line) => new Gain(line.full, line.symmetric, line.auto));
     this.reduction = new Reduction(lines.length === 2 ? 2 : 1);
-    this.noData = [[-2, -1], ...lines.map(() => [0, 0])];
+    // uPlot wants something to draw: far to the left of everything.
+    this.noData = [[-1e9, -1e9 + 1], ...lines.map(() => [0, 0])];
     this.takeColours();
     this.plot = new uPlot(this.options(), this.noData, room);
     new ResizeObserver(() => this.fit()).observe(room);

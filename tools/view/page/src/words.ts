@@ -26,9 +26,9 @@ export function several(n: number, one: string): string {
   return `${count(n)} ${one}${n === 1 ? '' : 's'}`;
 }
 
-/** A number with three digits that mean something. */
-export function brief(value: number): string {
+/** A number with three digits that mean something, or another count of them. */
+export function brief(value: number, meaningful = 3): string {
   if (value === 0) return '0';
-  const digits = Math.max(0, 2 - Math.floor(Math.log10(Math.abs(value))));
+  const digits = Math.max(0, meaningful - 1 - Math.floor(Math.log10(Math.abs(value))));
   return value.toFixed(Math.min(digits, 5));
 }

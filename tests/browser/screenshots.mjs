@@ -1,0 +1,63 @@
+// Makes the pictures of the documentation with the real program: node screenshots.mjs FOLDER [all]
+// "all" makes those of faults and of single states too, for a look at them.
+import { mkdirSync } from 'node:fs';
+import { join } from 'node:path';
+import { FakeProgram } from './fake_program.mjs';
+import { hello } from './messages.mjs';
+import { openBrowser, openTab, Program, until } from './support.mjs';
+
+const [folder, everything] = process.argv.slice(2);
+mkdirSync(folder, { recursive: true });
+
+const DARK = { colorScheme: 'dark' };
+const LIGHT = { colorScheme: 'light' };
+const PHONE = { colorScheme: 'dark', viewport: { width: 390, height: 844 }, deviceScaleFactor: 2, hasTouch: true, isMobile: true };
+
+/** One picture: of the page at `address` when `ready` is true in it. `act` may do something before. */
+async function picture(name, context, address, ready, act = async () => {}) {
+  const browser = await openBrowser(context);
+  const { tab, trouble } = await openTab(browser, new URL(address).origin);
+  await tab.goto(address);
+  if (ready) await until(tab, ready);
+  await act(tab);
+  await tab.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+  await tab.screenshot({ path: join(folder, `${name}.png`) });
+  await browser.close();
+  if (trouble.length > 0) console.error(`${name}: ${trouble.join('; ')}`);
+}
+
+/** Jumps, push-ups and a moment without the electrodes are to be seen then. */
+const training = () => window.zephly.window().edge > 13.4;
+
+const program = new Program('--simulated', '--seed', '1', '--port', '0');
+const address = await program.address();
+const pictures = [picture('view-dark', DARK, address, training), picture('view-light', LIGHT, address, training), picture('view-phone', PHONE, address, training)];
+await Promise.all(pictures);
+
+if (everything === 'all') {
+  await picture('state-electrodes-off', DARK, address, () => window.zephly.state()?.electrodesOff === true && window.zephly.window().edge > 41.4);
+  await picture('state-paused', LIGHT, address, null, async (tab) => {
+    await until(tab, () => window.zephly.window().edge > 45);
+    await tab.keyboard.press('Space');
+    await until(tab, () => document.querySelector('#behind').textContent.includes(' 2 s'));
+  });
+  await picture('state-help', DARK, address, () => window.zephly.phase() === 'live', (tab) => tab.keyboard.press('?'));
+  const phoneLost = picture('phone-link-lost', { ...PHONE, colorScheme: 'light' }, address, () => window.zephly.state()?.connected === false && window.zephly.window().edge > 56.9);
+  await picture('state-link-lost', DARK, address, () => window.zephly.state()?.connected === false && window.zephly.window().edge > 56.9);
+  await phoneLost;
+  await picture('state-after-loss', LIGHT, address, () => window.zephly.window().edge > 64, (tab) => tab.keyboard.press('-'));
+  await picture('phone-bottom', PHONE, address, () => window.zephly.window().edge > 64, (tab) =>
+    tab.evaluate(() => scrollTo(0, document.body.scrollHeight)));
+  await picture('narrow-360', { ...PHONE, viewport: { width: 360, height: 2400 }, deviceScaleFactor: 1 }, address, () => window.zephly.window().edge > 64);
+  await picture('laptop-1280', { ...DARK, viewport: { width: 1280, height: 720 } }, address, () => window.zephly.window().edge > 64);
+  await picture('state-program-gone', DARK, address, () => window.zephly.window().edge > 66, async (tab) => {
+    await program.stop();
+    await until(tab, () => window.zephly.phase() === 'waiting');
+    await until(tab, () => /in [34] s/.test(document.querySelector('#program-detail').textContent));
+  });
+  const silent = await new FakeProgram().start();
+  silent.greeting = (viewer) => viewer.say(hello({ now: 0.1 }));
+  await picture('state-before-data', LIGHT, silent.address, () => window.zephly.session() !== null);
+  await silent.stop();
+}
+await program.stop();

@@ -1,0 +1,112 @@
+// What the tests of the page share: a browser, the program under test, and waiting for what is to come.
+//
+// From the environment: ZEPHLY_PROGRAM, ZEPHLY_PAGE_DIR (where the page was built: node_modules and dist),
+// ZEPHLY_CHROMIUM.
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { mkdtempSync, rmSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+
+export const program = process.env.ZEPHLY_PROGRAM;
+export const pageFolder = process.env.ZEPHLY_PAGE_DIR;
+const require = createRequire(join(pageFolder, 'package.json'));
+export const { chromium } = require('playwright-core');
+export const { WebSocketServer } = require('ws');
+
+/** Milliseconds. Nothing is measured by it: it ends what would hang. */
+export const PATIENCE = 60_000;
+
+const FLAGS = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
+  '--disable-component-update', '--disable-sync', '--js-flags=--expose-gc'];
+
+/** A browser with a profile of its own; `context` are options of Playwright's contexts. */
+export async function openBrowser(context = {}) {
+  const profile = mkdtempSync(join(tmpdir(), 'zephly-browser-'));
+  const browser = await chromium.launchPersistentContext(profile, {
+    executablePath: process.env.ZEPHLY_CHROMIUM,
+    headless: true,
+    args: FLAGS,
+    viewport: { width: 1440, height: 900 },
+    ...context,
+  });
+  return {
+    context: browser,
+    async close() {
+      await browser.close();
+      rmSync(profile, { recursive: true, force: true, maxRetries: 5 });
+    },
+  };
+}
+
+/**
+ * A new tab that keeps what must not happen: `trouble` gets console errors, exceptions, refusals by the
+ * content security policy, and requests to any other origin than `origin`.
+ */
+export async function openTab(browser, origin) {
+  const tab = await browser.context.newPage();
+  const trouble = [];
+  tab.on('console', (message) => {
+    if (['error', 'warning'].includes(message.type())) trouble.push(`console: ${message.text()}`);
+  });
+  tab.on('pageerror', (error) => trouble.push(`exception: ${error}`));
+  tab.on('request', (request) => {
+    const url = new URL(request.url());
+    if (url.origin !== origin && !['data:', 'blob:'].includes(url.protocol)) trouble.push(`request to ${url.origin}`);
+  });
+  tab.on('websocket', (socket) => {
+    const url = new URL(socket.url());
+    if (url.host !== new URL(origin).host) trouble.push(`WebSocket to ${url.host}`);
+  });
+  await tab.addInitScript(() => {
+    addEventListener('securitypolicyviolation', (event) => console.error(`content security policy: ${event.violatedDirective}`));
+  });
+  return { tab, trouble };
+}
+
+/** The program as a process: `zephly view` with these arguments, and the address that it prints. */
+export class Program {
+  constructor(...options) {
+    this.output = '';
+    this.child = spawn(program, ['view', ...options], { stdio: ['ignore', 'pipe', 'pipe'] });
+    this.ended = once(this.child, 'exit');
+    for (const stream of [this.child.stdout, this.child.stderr]) {
+      stream.on('data', (text) => {
+        this.output += text;
+        this.heard?.();
+      });
+    }
+    this.child.on('exit', () => this.heard?.());
+  }
+
+  /** "http://127.0.0.1:PORT" */
+  async address() {
+    for (;;) {
+      const found = /http:\/\/(127\.0\.0\.1|localhost):(\d+)/.exec(this.output);
+      if (found) return found[0];
+      if (this.child.exitCode !== null) throw new Error(`zephly view has ended: ${this.output}`);
+      await new Promise((resolve) => (this.heard = resolve));
+    }
+  }
+
+  async stop(signal = 'SIGTERM') {
+    if (this.child.exitCode === null && this.child.signalCode === null) this.child.kill(signal);
+    await this.ended;
+    return this.child.exitCode;
+  }
+}
+
+/** Runs `zephly` to its end and gives what it wrote to standard output. */
+export async function run(...options) {
+  const child = spawn(program, options, { stdio: ['ignore', 'pipe', 'inherit'] });
+  const pieces = [];
+  child.stdout.on('data', (piece) => pieces.push(piece));
+  await once(child, 'close');
+  return Buffer.concat(pieces).toString('utf8');
+}
+
+/** Waits in the page until `condition` (a function that is run there) is true. */
+export function until(tab, condition, argument) {
+  return tab.waitForFunction(condition, argument, { timeout: PATIENCE, polling: 'raf' });
+}
