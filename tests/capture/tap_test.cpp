@@ -108,6 +108,12 @@ Training train(bool tapped) {
   return run;
 }
 
+// Once for all tests that only look at it.
+const Training& tappedTraining() {
+  static const Training training = train(true);
+  return training;
+}
+
 template <class Kind>
 std::size_t countOf(const std::vector<Record>& records) {
   return static_cast<std::size_t>(std::count_if(
@@ -117,7 +123,7 @@ std::size_t countOf(const std::vector<Record>& records) {
 
 TEST(TapTest, TheKitGetsTheSameCallsWithTheSameBits) {
   const Training plain = train(false);
-  const Training tapped = train(true);
+  const Training& tapped = tappedTraining();
   ASSERT_GT(plain.events.size(), 50'000U);
   ASSERT_EQ(plain.events.size(), tapped.events.size());
   for (std::size_t i = 0; i < plain.events.size(); ++i) {
@@ -126,7 +132,7 @@ TEST(TapTest, TheKitGetsTheSameCallsWithTheSameBits) {
 }
 
 TEST(TapTest, EveryNotificationAndConnectionEventIsNoted) {
-  const Training run = train(true);
+  const Training& run = tappedTraining();
   // What is sent at the very end has not arrived yet, or what a lost link takes with it.
   EXPECT_EQ(countOf<Value>(run.records), run.framesSent);
   EXPECT_EQ(countOf<StateChanged>(run.records), 1U);
@@ -142,7 +148,7 @@ TEST(TapTest, EveryNotificationAndConnectionEventIsNoted) {
 }
 
 TEST(TapTest, EachLinkHasItsOwnNumbersAndEachPeripheralKeepsIts) {
-  const Training run = train(true);
+  const Training& run = tappedTraining();
   std::vector<ObjectId> characteristics;
   std::vector<ObjectId> peripherals;
   for (const Record& record : run.records) {
