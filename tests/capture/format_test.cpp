@@ -4,6 +4,10 @@
 #include <tools/capture/writer.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -75,6 +79,48 @@ TEST(FormatTest, AUuidInAnyFormIsKeptInTheLongOne) {
             "0000180F-0000-1000-8000-00805F9B34FB");
   EXPECT_THROW(encodeRecord({{}, ServicesDiscovered{1, {{1, "nonsense", ""}}, {}}}, 0),
                std::invalid_argument);
+}
+
+// The bytes of the worked example, as the page on the format shows them.
+captures::Bytes documentedBytes() {
+  std::ifstream page(ZEPHLY_SOURCE "/docs/capture-format.md");
+  captures::Bytes bytes;
+  std::string line;
+  bool example = false;
+  while (std::getline(page, line)) {
+    if (line == "```text" || line == "```") {
+      example = line == "```text";
+      continue;
+    }
+    if (!example) continue;
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    EXPECT_EQ(std::stoul(word, nullptr, 16), bytes.size());
+    while (words >> word) bytes.push_back(static_cast<std::uint8_t>(std::stoul(word, nullptr, 16)));
+  }
+  return bytes;
+}
+
+TEST(FormatTest, TheDocumentedExampleIsWhatIsWrittenAndRead) {
+  using namespace std::chrono_literals;
+  const Preamble preamble{"zephly 1.0", "seed 7", true, 1'800'000'000s};
+  const std::vector<Record> records = {
+      {{1500ms, 1'800'000'001'500ms, 42}, Value{1, 4, {{0x20, 0x03, 0x01}}, {}}},
+      {{2s, 1'800'000'002s, 43}, Ended{}}};
+  const ScratchDirectory scratch;
+  {
+    Writer writer(scratch / "written.zcap", preamble);
+    for (const Record& record : records) writer.append(record);
+  }
+  const captures::Bytes documented = documentedBytes();
+  EXPECT_EQ(captures::contentOf(scratch / "written.zcap"), documented);
+
+  const ReadBack back = captures::readBack(scratch.file("documented.zcap", documented));
+  EXPECT_TRUE(back.preamble == preamble);
+  EXPECT_TRUE(back.records == records);
+  EXPECT_TRUE(back.errors.empty());
+  EXPECT_TRUE(back.ended);
 }
 
 }  // namespace
