@@ -10,7 +10,7 @@ declare -A allowed=(
   [zephly/dsp]="zephly/platform zephly/motion" [zephly/motion]="zephly/platform zephly/dsp"
   [zephly/phone]="zephly/platform zephly/motion" [zephly/ble]="zephly/platform zephly/protocol"
   [zephly/session]="zephly/platform zephly/protocol zephly/dsp zephly/motion zephly/phone zephly/ble"
-  [strap]="zephly/" [platforms]="zephly/ strap" [bench]="zephly/ strap platforms"
+  [strap]="zephly/" [platforms]="zephly/ strap" [bench]="zephly/ strap platforms tools"
   [tools]="zephly/ strap platforms" [examples]="zephly/ strap platforms")
 
 failures=0

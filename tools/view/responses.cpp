@@ -149,8 +149,18 @@ bool hasToken(const Request& request, const Access& access, std::string_view que
       first, last, [&](const auto& header) { return access.tokenInCookie(plain(header.value())); });
 }
 
+// 16 bytes in base 64.
+bool isKey(std::string_view text) {
+  constexpr std::string_view digits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  constexpr std::size_t length = 22;
+  return text.size() == length + 2 && text.find_first_not_of(digits) == length &&
+         text.substr(length) == "==";
+}
+
 Reply replyToLive(const Request& request, const Answer& answer, bool full) {
   if (!boost::beast::websocket::is_upgrade(request)) return {answer.line(status::upgrade_required)};
+  if (!isKey(plain(request[field::sec_websocket_key]))) return {answer.line(status::bad_request)};
   if (!Access::allowsOrigin(valueOf(request, field::origin), plain(request[field::host]))) {
     return {answer.line(status::forbidden, "Only the page itself may open this.")};
   }

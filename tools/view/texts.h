@@ -24,11 +24,11 @@ inline constexpr int protocolVersion = 1;
 
 /// What a viewer is told first.
 struct Greeting {
-  std::string program;  ///< "zephly 1.0"
-  std::string title;    ///< what is watched
-  std::string pace;     ///< how fast it runs; empty: with the clock on the wall
-  std::string session;  ///< differs from every other run of the program
-  strap::StrapTime now;
+  std::string program = {};  ///< "zephly 1.0"
+  std::string title = {};    ///< what is watched
+  std::string pace = {};     ///< how fast it runs; empty: with the clock on the wall
+  std::string session = {};  ///< differs from every other run of the program
+  strap::StrapTime now{};
 };
 
 /// The latest reading of the thermometers, in degrees Celsius.
