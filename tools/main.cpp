@@ -1,6 +1,7 @@
 /// The program `zephly`: finds the subcommand and runs it.
 
 #include <tools/command.h>
+#include <tools/export/export_command.h>
 #include <tools/inspect/inspect_command.h>
 #include <tools/monitor/monitor.h>
 #include <tools/output.h>
@@ -92,9 +93,10 @@ int run(int argc, char** argv) {
   program.set_version_flag("--version", Zephly::tools::versionText);
   program.require_subcommand(0, 1);
   const std::vector<Command> commands = {
-      Zephly::inspect::addInspectCommand(program), Zephly::monitor::addMonitorCommand(program),
-      Zephly::record::addRecordCommand(program), Zephly::replay::addReplayCommand(program),
-      Zephly::peripheral::addStrapCommand(program), Zephly::view::addViewCommand(program)};
+      Zephly::inspect::addInspectCommand(program),  Zephly::monitor::addMonitorCommand(program),
+      Zephly::record::addRecordCommand(program),    Zephly::replay::addReplayCommand(program),
+      Zephly::exporting::addExportCommand(program), Zephly::peripheral::addStrapCommand(program),
+      Zephly::view::addViewCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);
     return command == nullptr ? "zephly" : "zephly " + command->options->get_name();

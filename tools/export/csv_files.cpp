@@ -1,0 +1,219 @@
+#include <tools/export/csv_files.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <system_error>
+
+namespace Zephly::exporting {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::array<std::string_view, allTracks.size()> headers = {
+    "time_s,date_utc,gap_s,ecg_mV",
+    "time_s,date_utc,gap_s,raw,processed",
+    "time_s,date_utc,gap_s,skin_degC,ambient_degC,body_degC",
+    "time_s,date_utc,gap_s,qw,qx,qy,qz,ax_g,ay_g,az_g",
+};
+constexpr std::string_view batteryHeader = "time_s,date_utc,gap_s,charge_percent,charging";
+constexpr std::string_view eventsHeader = "time_s,date_utc,event,stream,duration_s";
+
+constexpr std::size_t rowsAtOnce = 65'536;  // bytes
+
+// With zeros in front.
+void appendDigits(std::string& text, std::int64_t number, int digits) {
+  const std::size_t begin = text.size();
+  text.append(static_cast<std::size_t>(digits), '0');
+  for (std::size_t at = text.size(); at > begin && number > 0; number /= 10) {
+    text[--at] = static_cast<char>('0' + number % 10);
+  }
+}
+
+void appendSeconds(std::string& text, Nanoseconds time) {
+  text += std::to_string(time.count() / 1'000'000'000);
+  text += '.';
+  appendDigits(text, time.count() % 1'000'000'000, 9);
+}
+
+// "2026-03-01T09:30:00"
+std::string secondText(std::chrono::seconds sinceEpoch) {
+  const std::chrono::sys_seconds time(sinceEpoch);
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(time - day);
+  std::string text;
+  appendDigits(text, static_cast<int>(date.year()), 4);
+  text += '-';
+  appendDigits(text, static_cast<unsigned>(date.month()), 2);
+  text += '-';
+  appendDigits(text, static_cast<unsigned>(date.day()), 2);
+  text += 'T';
+  appendDigits(text, clock.hours().count(), 2);
+  text += ':';
+  appendDigits(text, clock.minutes().count(), 2);
+  text += ':';
+  appendDigits(text, clock.seconds().count(), 2);
+  return text;
+}
+
+void makeDirectory(const std::filesystem::path& directory) {
+  std::error_code error;
+  std::filesystem::create_directory(directory, error);
+  if (error) throw cannotWrite(directory, error.value());
+}
+
+}  // namespace
+
+std::string dateText(Nanoseconds sinceEpoch) {
+  const auto second = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+  std::string text = secondText(second);
+  text += '.';
+  appendDigits(text, (sinceEpoch - second).count(), 9);
+  return text + 'Z';
+}
+
+CsvFile::CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
+                 Nanoseconds began)
+    : file_(path, existing), began_(began), row_(header) {
+  row_ += '\n';
+}
+
+void CsvFile::begin(Nanoseconds time) {
+  appendSeconds(row_, time);
+  row_ += ',';
+  const Nanoseconds date = began_ + time;
+  const auto second = std::chrono::floor<std::chrono::seconds>(date);
+  if (second != second_) {
+    second_ = second;
+    secondText_ = secondText(second);
+  }
+  row_ += secondText_;
+  row_ += '.';
+  appendDigits(row_, (date - second).count(), 9);
+  row_ += 'Z';
+}
+
+void CsvFile::text(std::string_view text) {
+  row_ += ',';
+  row_ += text;
+}
+
+void CsvFile::number(float value) {
+  std::array<char, 32> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  text({digits.data(), static_cast<std::size_t>(end - digits.data())});
+}
+
+void CsvFile::duration(Nanoseconds value) {
+  row_ += ',';
+  appendSeconds(row_, value);
+}
+
+void CsvFile::gap(Nanoseconds value) {
+  if (value > 0ns) {
+    duration(value);
+  } else {
+    row_ += ',';
+  }
+}
+
+void CsvFile::endRow() {
+  row_ += '\n';
+  if (row_.size() >= rowsAtOnce) finish();
+}
+
+void CsvFile::finish() {
+  file_.write(row_);
+  row_.clear();
+}
+
+CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
+                   const Timeline& timeline, Nanoseconds began) {
+  makeDirectory(directory);
+  const auto create = [&](const std::string& name, std::string_view header) {
+    return std::make_unique<CsvFile>(directory / (name + ".csv"), existing, header, began);
+  };
+  for (const Track track : allTracks) {
+    const auto index = static_cast<std::size_t>(track);
+    streams_[index] = create(trackName(track), headers[index]);
+    walks_.emplace_back(timeline.clocks[index]);
+  }
+  battery_ = create("battery", batteryHeader);
+  events_ = create("events", eventsHeader);
+  writeHappenings(timeline);
+}
+
+CsvFile& CsvFiles::row(Track track) {
+  const SampleTime sample = walks_[static_cast<std::size_t>(track)].next();
+  CsvFile& stream = file(track);
+  stream.begin(sample.time);
+  stream.gap(sample.gap);
+  return stream;
+}
+
+void CsvFiles::take(const Moment& moment) {
+  for (const float value : moment.ecg) {
+    CsvFile& ecg = row(Track::ecg);
+    ecg.number(value);
+    ecg.endRow();
+  }
+  for (const RespirationSample& sample : moment.respiration) {
+    CsvFile& respiration = row(Track::respiration);
+    respiration.number(sample.raw);
+    respiration.number(sample.processed);
+    respiration.endRow();
+  }
+  if (const auto& reading = moment.temperature) {
+    CsvFile& temperature = row(Track::temperature);
+    for (const float value : {reading->object, reading->ambient, reading->body}) {
+      temperature.number(value);
+    }
+    temperature.endRow();
+  }
+  if (const auto& m = moment.motion) {
+    CsvFile& motion = row(Track::motion);
+    for (const float value : {m->qw, m->qx, m->qy, m->qz, m->ax, m->ay, m->az}) {
+      motion.number(value);
+    }
+    motion.endRow();
+  }
+  if (moment.disconnected && withoutBatterySince_ < 0ns) withoutBatterySince_ = moment.time;
+  if (moment.battery) takeBattery(moment.time, *moment.battery);
+}
+
+void CsvFiles::takeBattery(Nanoseconds time, const BatteryStatus& status) {
+  // Two in one moment still come one after the other.
+  lastBattery_ = std::max(time, lastBattery_ + 1ns);
+  battery_->begin(lastBattery_);
+  battery_->gap(withoutBatterySince_ < 0ns ? 0ns : lastBattery_ - withoutBatterySince_);
+  withoutBatterySince_ = -1ns;
+  battery_->number(status.soc);
+  battery_->text(status.inCharge ? "1" : "0");
+  battery_->endRow();
+}
+
+void CsvFiles::writeHappenings(const Timeline& timeline) {
+  for (const Happening& happening : timeline.happenings) {
+    events_->begin(happening.time);
+    events_->text(happeningName(happening.kind));
+    events_->text(happening.track ? trackName(*happening.track) : "");
+    if (happening.duration) {
+      events_->duration(*happening.duration);
+    } else {
+      events_->text("");
+    }
+    events_->endRow();
+  }
+}
+
+void CsvFiles::publish() {
+  std::vector<CsvFile*> all = {battery_.get(), events_.get()};
+  for (const auto& stream : streams_) all.push_back(stream.get());
+  for (CsvFile* file : all) file->finish();
+  for (CsvFile* file : all) file->publish();
+}
+
+}  // namespace Zephly::exporting

@@ -1,0 +1,85 @@
+#pragma once
+/// @file
+/// A session as comma-separated values: one file for each stream, one for what happened. The
+/// columns are told in docs/export.md.
+///
+///   CsvFiles files("walk", Existing::refused, timeline, preamble.began);
+///   player.play([&](const Moment& moment) { files.take(moment); });
+///   files.publish();  // without it nothing is left, but for the directory
+///
+/// Holds no samples. `timeline` must outlive it and be of the same moments.
+
+#include <tools/export/pending_file.h>
+#include <tools/export/survey.h>
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Zephly::exporting {
+
+/// "2026-03-01T09:30:00.250000000Z"; nanoseconds since 1970.
+std::string dateText(Nanoseconds sinceEpoch);
+
+/// One file of rows. Numbers are written with the fewest digits that give the same bits again.
+class CsvFile {
+ public:
+  /// Throws std::runtime_error when the file cannot be written. `began`: of the session, since
+  /// 1970.
+  CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
+          Nanoseconds began);
+
+  /// The first two columns of a row: seconds since the session began, and the date.
+  void begin(Nanoseconds time);
+  /// One more column.
+  void text(std::string_view text);
+  void number(float value);
+  /// In seconds, to the nanosecond.
+  void duration(Nanoseconds value);
+  /// A duration, empty when it is 0.
+  void gap(Nanoseconds value);
+  /// Throws std::runtime_error when the file cannot be written.
+  void endRow();
+
+  /// Writes what is left.
+  void finish();
+  void publish() { file_.publish(); }
+
+ private:
+  PendingFile file_;
+  Nanoseconds began_;
+  std::string row_;  // and those before it that have not been written
+  // The date's part that does not change within a second.
+  Nanoseconds second_{-1};
+  std::string secondText_;
+};
+
+class CsvFiles {
+ public:
+  /// Creates the directory if there is none, and unfinished files in it. Throws std::runtime_error.
+  CsvFiles(const std::filesystem::path& directory, Existing existing, const Timeline& timeline,
+           Nanoseconds began);
+
+  void take(const Moment& moment);
+  /// Completes all files, then gives them their names. Throws std::runtime_error.
+  void publish();
+
+ private:
+  CsvFile& file(Track track) { return *streams_[static_cast<std::size_t>(track)]; }
+  /// Begins a row for the next sample of a stream.
+  CsvFile& row(Track track);
+  void takeBattery(Nanoseconds time, const BatteryStatus& status);
+  void writeHappenings(const Timeline& timeline);
+
+  std::array<std::unique_ptr<CsvFile>, allTracks.size()> streams_;
+  std::vector<ClockWalk> walks_;
+  std::unique_ptr<CsvFile> battery_;
+  std::unique_ptr<CsvFile> events_;
+  Nanoseconds withoutBatterySince_{};  // negative while its charge is known
+  Nanoseconds lastBattery_{-1};
+};
+
+}  // namespace Zephly::exporting

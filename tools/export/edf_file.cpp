@@ -1,0 +1,254 @@
+#include <tools/export/edf_file.h>
+
+#include <strap/rates.h>
+
+#include <edflib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <utility>
+
+namespace Zephly::exporting {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The digital minimum is kept for slots without a sample, so the physical minimum lies a little
+// below the least value that there is.
+constexpr std::array<EdfKind, edfChannels> kinds = {{
+    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, strap::waveformRate},
+    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767, strap::waveformRate},
+    {"Resp processed", "chest strap", "", "N:50Hz N:125Hz HP:0.04Hz LP:2Hz", -0.0001, 1, -32768,
+     32767, strap::waveformRate},
+    // The strap's own steps of 0.02 K. Absolute zero is nobody's temperature.
+    {"Temp skin", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
+     strap::temperatureRate},
+    {"Temp ambient", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
+     strap::temperatureRate},
+    // The strap's own steps of 0.1 %.
+    {"Battery", "chest strap", "%", "", -0.1, 100, -1, 1000, 1},
+}};
+
+// The charge is told every ten seconds at least.
+constexpr Nanoseconds chargeHolds = 3 * strap::batteryInterval;
+
+constexpr int mostAnnotationSignals = 64;  // of EDFlib
+
+std::chrono::year_month_day dayOf(std::chrono::sys_seconds time) {
+  return {std::chrono::floor<std::chrono::days>(time)};
+}
+
+std::chrono::sys_seconds secondOf(const capture::Preamble& preamble) {
+  return std::chrono::sys_seconds(std::chrono::floor<std::chrono::seconds>(preamble.began));
+}
+
+bool isDatable(const capture::Preamble& preamble) {
+  const auto year = dayOf(secondOf(preamble)).year();
+  return year >= std::chrono::year(1985) && year <= std::chrono::year(2084);
+}
+
+std::int64_t secondsFrom(Nanoseconds begin, Nanoseconds end) {
+  return std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::seconds>(end - begin).count());
+}
+
+// "gap: ecg"
+std::string annotationText(const Happening& happening) {
+  std::string text = happeningName(happening.kind);
+  if (happening.track) text += std::string(": ") + trackName(*happening.track);
+  return text;
+}
+
+// Motion is not in the file.
+bool isAnnotated(const Happening& happening) { return happening.track != Track::motion; }
+
+std::string edfError(int code) {
+  switch (code) {
+    case EDFLIB_MALLOC_ERROR:
+      return "out of memory";
+    case EDFLIB_MAXFILES_REACHED:
+    case EDFLIB_FILE_ALREADY_OPENED:
+      return "it is being written already";
+    case EDFLIB_NO_SUCH_FILE_OR_DIRECTORY:
+      return "it cannot be opened";
+    default:
+      return "EDFlib gives up (" + std::to_string(code) + ")";
+  }
+}
+
+}  // namespace
+
+const EdfKind& edfKind(EdfChannel channel) { return kinds[static_cast<std::size_t>(channel)]; }
+
+EdfFile::EdfFile(const std::filesystem::path& path, Existing existing, const Timeline& timeline,
+                 const capture::Preamble& preamble)
+    : file_(path, existing),
+      timeline_(timeline),
+      begin_(secondOf(preamble).time_since_epoch() - preamble.began),
+      dated_(isDatable(preamble)),
+      seconds_(secondsFrom(begin_, timeline.end)) {
+  if (timeline.end > longestEdf) {
+    throw cannotWrite(path, "the capture lasts longer than the " +
+                                std::to_string(longestEdf.count() / 24) +
+                                " days that are put into one EDF+ file");
+  }
+  handle_ = edfopen_file_writeonly(file_.temporary().c_str(), EDFLIB_FILETYPE_EDFPLUS,
+                                   static_cast<int>(edfChannels));
+  if (handle_ < 0) throw cannotWrite(path, edfError(std::exchange(handle_, -1)));
+  for (const EdfKind& kind : kinds) signals_.emplace_back(kind, begin_);
+  for (const StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
+  try {
+    describe(preamble);
+    annotate();
+  } catch (...) {
+    edfclose_file(handle_);
+    throw;
+  }
+}
+
+EdfFile::~EdfFile() {
+  if (handle_ >= 0) edfclose_file(handle_);
+}
+
+void EdfFile::check(int result) const {
+  if (result < 0) throw cannotWrite(file_.path(), errno != 0 ? errno : EIO);
+}
+
+void EdfFile::describe(const capture::Preamble& preamble) {
+  errno = 0;
+  for (std::size_t i = 0; i < edfChannels; ++i) {
+    const EdfKind& kind = kinds[i];
+    const auto index = static_cast<int>(i);
+    check(edf_set_samplefrequency(handle_, index, kind.perSecond));
+    check(edf_set_physical_minimum(handle_, index, kind.physicalMinimum));
+    check(edf_set_physical_maximum(handle_, index, kind.physicalMaximum));
+    check(edf_set_digital_minimum(handle_, index, kind.digitalMinimum));
+    check(edf_set_digital_maximum(handle_, index, kind.digitalMaximum));
+    check(edf_set_label(handle_, index, kind.label));
+    check(edf_set_transducer(handle_, index, kind.transducer));
+    check(edf_set_physical_dimension(handle_, index, kind.dimension));
+    check(edf_set_prefilter(handle_, index, kind.prefilter));
+  }
+  // The usual date of a recording that has none.
+  const auto second =
+      dated_ ? secondOf(preamble) : std::chrono::sys_days(std::chrono::year(1985) / 1 / 1);
+  const auto day = dayOf(second);
+  const std::chrono::hh_mm_ss clock(second - std::chrono::floor<std::chrono::days>(second));
+  check(edf_set_startdatetime(
+      handle_, static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
+      static_cast<int>(static_cast<unsigned>(day.day())), static_cast<int>(clock.hours().count()),
+      static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count())));
+  check(edf_set_equipment(handle_, "Zephly"));
+  check(edf_set_recording_additional(handle_, preamble.simulated ? "UTC simulated" : "UTC"));
+}
+
+void EdfFile::annotate() {
+  const auto& all = timeline_.happenings;
+  const std::int64_t count = std::count_if(all.begin(), all.end(), isAnnotated);
+  // A data record has room for one annotation in each annotation signal.
+  const std::int64_t signalsNeeded = (count + seconds_ - 1) / seconds_;
+  if (signalsNeeded > mostAnnotationSignals) {
+    throw cannotWrite(file_.path(),
+                      "more has happened than an EDF+ file can hold: " + std::to_string(count) +
+                          " events in " + std::to_string(seconds_) + " s (see --csv)");
+  }
+  errno = 0;
+  check(edf_set_number_of_annotation_signals(
+      handle_, static_cast<int>(std::max<std::int64_t>(1, signalsNeeded))));
+  const auto units = [](Nanoseconds time) {
+    return std::llround(static_cast<double>(time.count()) / 100'000);  // 0.1 ms
+  };
+  for (const Happening& happening : all) {
+    if (!isAnnotated(happening)) continue;
+    check(edfwrite_annotation_utf8(handle_, units(happening.time - begin_),
+                                   happening.duration ? units(*happening.duration) : -1,
+                                   annotationText(happening).c_str()));
+  }
+}
+
+void EdfFile::take(const Moment& moment) {
+  takeSamples(moment);
+  holdCharge(moment.time);
+  if (moment.disconnected) charge_.reset();
+  if (moment.battery) {
+    charge_ = moment.battery->soc;
+    chargeTold_ = moment.time;
+  }
+  pump();
+}
+
+void EdfFile::takeSamples(const Moment& moment) {
+  const auto put = [this](EdfChannel channel, const SampleTime& time, float value) {
+    signal(channel).put(time.from, time.to, value);
+  };
+  for (const float value : moment.ecg) put(EdfChannel::ecg, walk(Track::ecg).next(), value);
+  for (const RespirationSample& sample : moment.respiration) {
+    const SampleTime time = walk(Track::respiration).next();
+    put(EdfChannel::respiration, time, sample.raw);
+    put(EdfChannel::processedRespiration, time, sample.processed);
+  }
+  if (moment.temperature) {
+    const SampleTime time = walk(Track::temperature).next();
+    put(EdfChannel::skin, time, moment.temperature->object);
+    put(EdfChannel::ambient, time, moment.temperature->ambient);
+  }
+}
+
+void EdfFile::holdCharge(Nanoseconds time) {
+  EdfSignal& battery = signal(EdfChannel::battery);
+  if (charge_) battery.put(chargeTold_, std::min(time, chargeTold_ + chargeHolds), *charge_);
+  battery.skip(time);
+}
+
+Nanoseconds EdfFile::horizon(Track track) {
+  const ClockWalk& samples = walk(track);
+  return samples.over() ? begin_ + std::chrono::seconds(seconds_) : samples.peek().from;
+}
+
+void EdfFile::pump() {
+  for (const EdfChannel channel : {EdfChannel::respiration, EdfChannel::processedRespiration}) {
+    signal(channel).skip(horizon(Track::respiration));
+  }
+  for (const EdfChannel channel : {EdfChannel::skin, EdfChannel::ambient}) {
+    signal(channel).skip(horizon(Track::temperature));
+  }
+  signal(EdfChannel::ecg).skip(horizon(Track::ecg));
+  const auto ready = [](const EdfSignal& one) { return one.secondIsReady(); };
+  while (written_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
+    errno = 0;
+    for (EdfSignal& one : signals_) {
+      // EDFlib does not write to what it is given.
+      check(edfwrite_digital_short_samples(handle_, const_cast<short*>(one.takeSecond())));
+    }
+    ++written_;
+  }
+}
+
+void EdfFile::publish() {
+  holdCharge(begin_ + std::chrono::seconds(seconds_));
+  pump();
+  errno = 0;
+  check(edfclose_file(std::exchange(handle_, -1)));
+  verify();
+  file_.publish();
+}
+
+// EDFlib does not tell of all that goes wrong when it completes a file.
+void EdfFile::verify() const {
+  const auto header = std::make_unique<edf_hdr_struct>();
+  if (edfopen_file_readonly(file_.temporary().c_str(), header.get(), EDFLIB_READ_ALL_ANNOTATIONS) <
+      0) {
+    throw cannotWrite(file_.path(), "what was written cannot be read again");
+  }
+  edfclose_file(header->handle);
+  const auto& all = timeline_.happenings;
+  if (header->datarecords_in_file != seconds_ ||
+      header->annotations_in_file != std::count_if(all.begin(), all.end(), isAnnotated)) {
+    throw cannotWrite(file_.path(), "not all that was written is there");
+  }
+}
+
+}  // namespace Zephly::exporting

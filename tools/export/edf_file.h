@@ -1,0 +1,84 @@
+#pragma once
+/// @file
+/// A session as an EDF+ file (B. Kemp, J. Olivan: European data format 'plus' (EDF+), an EDF alike
+/// standard format for the exchange of physiological data, Clinical Neurophysiology 114, 2003),
+/// continuous, one data record a second. Signals, ranges and annotations: docs/export.md.
+///
+///   EdfFile file("walk.edf", Existing::refused, timeline, preamble);
+///   player.play([&](const Moment& moment) { file.take(moment); });
+///   file.publish();  // without it nothing is left
+///
+/// Holds the samples that wait for those of other signals, some seconds of them. `timeline` must
+/// outlive it and be of the same moments. Not thread-safe, nor are two at a time.
+
+#include <tools/capture/record.h>
+#include <tools/export/edf_signal.h>
+#include <tools/export/pending_file.h>
+#include <tools/export/survey.h>
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::exporting {
+
+enum class EdfChannel { ecg, respiration, processedRespiration, skin, ambient, battery };
+
+inline constexpr std::size_t edfChannels = 6;
+
+/// How values of a channel are written.
+const EdfKind& edfKind(EdfChannel channel);
+
+/// The longest session that becomes a file: gaps take as much room as samples.
+inline constexpr std::chrono::hours longestEdf{7 * 24};
+
+class EdfFile {
+ public:
+  /// Throws std::runtime_error when the file cannot be written, or the session does not fit: it is
+  /// too long or too much has happened in it.
+  EdfFile(const std::filesystem::path& path, Existing existing, const Timeline& timeline,
+          const capture::Preamble& preamble);
+  EdfFile(const EdfFile&) = delete;
+  EdfFile& operator=(const EdfFile&) = delete;
+  ~EdfFile();
+
+  /// Whether the header tells the session's date: EDF+ knows those from 1985 to 2084.
+  bool isDated() const { return dated_; }
+
+  void take(const Moment& moment);
+  /// Completes the file, reads it again to see whether all is there, and gives it its name. Throws
+  /// std::runtime_error.
+  void publish();
+
+ private:
+  void describe(const capture::Preamble& preamble);
+  void annotate();
+  void takeSamples(const Moment& moment);
+  /// Battery: until `time` the charge is what was told last.
+  void holdCharge(Nanoseconds time);
+  void pump();
+  void verify() const;
+  void check(int result) const;
+
+  EdfSignal& signal(EdfChannel channel) { return signals_[static_cast<std::size_t>(channel)]; }
+  ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }
+  /// Where the samples of the track's next frame begin, or the end of the session.
+  Nanoseconds horizon(Track track);
+
+  PendingFile file_;
+  const Timeline& timeline_;
+  Nanoseconds begin_;  // of the file: the whole second before the session
+  bool dated_;
+  std::int64_t seconds_;  // of the file
+  std::int64_t written_ = 0;
+  int handle_ = -1;
+  std::vector<EdfSignal> signals_;
+  std::vector<ClockWalk> walks_;
+  std::optional<float> charge_;
+  Nanoseconds chargeTold_{};
+};
+
+}  // namespace Zephly::exporting

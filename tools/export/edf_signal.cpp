@@ -1,0 +1,49 @@
+#include <tools/export/edf_signal.h>
+
+#include <strap/rates.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Zephly::exporting {
+
+std::int16_t EdfKind::digital(float value) const {
+  if (std::isnan(value)) return static_cast<std::int16_t>(digitalMinimum);
+  const double steps = (static_cast<double>(value) - physicalMinimum) / step() + digitalMinimum;
+  const double least = digitalMinimum + 1;
+  return static_cast<std::int16_t>(
+      std::lround(std::clamp(steps, least, static_cast<double>(digitalMaximum))));
+}
+
+void EdfSignal::put(Nanoseconds from, Nanoseconds to, float value) {
+  skip(from);
+  fill(to, kind_.digital(value));
+}
+
+void EdfSignal::skip(Nanoseconds until) {
+  fill(until, static_cast<std::int16_t>(kind_.digitalMinimum));
+}
+
+void EdfSignal::fill(Nanoseconds until, std::int16_t digital) {
+  while (begin_ + strap::sampleTime(filled_, kind_.perSecond) < until) {
+    slots_.push_back(digital);
+    ++filled_;
+  }
+}
+
+bool EdfSignal::secondIsReady() const {
+  return slots_.size() - taken_ >= static_cast<std::size_t>(kind_.perSecond);
+}
+
+const std::int16_t* EdfSignal::takeSecond() {
+  // What has been taken goes when it is most of what is there, so that a slot is moved once.
+  if (taken_ > slots_.size() / 2) {
+    slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(taken_));
+    taken_ = 0;
+  }
+  const std::int16_t* second = slots_.data() + taken_;
+  taken_ += static_cast<std::size_t>(kind_.perSecond);
+  return second;
+}
+
+}  // namespace Zephly::exporting

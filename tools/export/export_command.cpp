@@ -1,0 +1,62 @@
+#include <tools/export/export_command.h>
+
+#include <tools/export/exporter.h>
+#include <tools/option_values.h>
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace Zephly::exporting {
+
+namespace {
+
+int run(const ExportOptions& options) {
+  if (!options.edf && !options.csv) {
+    throw CLI::RequiredError("--edf FILE, --csv DIRECTORY or both");
+  }
+  // A limit of the file's size is an error like a full disk.
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+  const auto complaints = exportCapture(options);
+  for (const std::string& complaint : complaints) {
+    std::cerr << "zephly export: " << complaint << '\n';
+  }
+  return complaints.empty() ? tools::exitDone : tools::exitFailed;
+}
+
+}  // namespace
+
+tools::Command addExportCommand(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("export", "Write a capture as EDF+ and CSV, for other programs");
+  command->footer(
+      "Signals, columns and how samples get their times: see docs/export.md. A file appears when "
+      "it "
+      "is\n"
+      "complete, and not at all when something goes wrong before. Of a capture that is cut or\n"
+      "damaged, what stands before is written.\n"
+      "Exit code: 0 when everything was written; 1 when a file could not be written, or the "
+      "capture\n"
+      "is cut, damaged or none; 2 for options that are not understood.");
+  const auto options = std::make_shared<ExportOptions>();
+  using tools::addValue;
+  addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
+    options->capture = tools::fileValue("FILE", text);
+  })->required();
+  addValue(*command, "--edf", "FILE", "Write an EDF+ file",
+           [options](const std::string& text) { options->edf = tools::fileValue("--edf", text); });
+  addValue(*command, "--csv", "DIRECTORY",
+           "Write a CSV file for each stream into this directory, which is created if need be",
+           [options](const std::string& text) { options->csv = tools::fileValue("--csv", text); });
+  command
+      ->add_flag_callback(
+          "--force", [options] { options->existing = Existing::replaced; },
+          "Replace files that are there already")
+      ->disable_flag_override();
+  return {command, [options] { return run(*options); }};
+}
+
+}  // namespace Zephly::exporting

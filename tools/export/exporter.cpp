@@ -1,0 +1,72 @@
+#include <tools/export/exporter.h>
+
+#include <tools/export/capture_player.h>
+#include <tools/export/csv_files.h>
+#include <tools/export/edf_file.h>
+#include <tools/export/survey.h>
+#include <tools/text.h>
+
+#include <stdexcept>
+#include <system_error>
+
+namespace Zephly::exporting {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Beyond it the session's own times would not fit into a clock of nanoseconds.
+constexpr Nanoseconds latestBegin = 8'000'000'000s;  // the year 2223
+
+std::string about(const ExportOptions& options, const std::string& what) {
+  return tools::printable(options.capture.string()) + ": " + what;
+}
+
+void checkBegin(const ExportOptions& options, const capture::Preamble& preamble) {
+  if (preamble.began >= 0ns && preamble.began <= latestBegin) return;
+  throw std::runtime_error(about(options, "the date in its head is none"));
+}
+
+void checkTargets(const ExportOptions& options) {
+  std::error_code absent;
+  if (options.edf && std::filesystem::equivalent(options.capture, *options.edf, absent)) {
+    throw cannotWrite(*options.edf, "it is the capture itself");
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> exportCapture(const ExportOptions& options) {
+  checkTargets(options);
+  CapturePlayer first(options.capture);
+  const capture::Preamble preamble = first.preamble();
+  checkBegin(options, preamble);
+  Survey survey;
+  Played played = first.play([&](const Moment& moment) { survey.take(moment); });
+  const Timeline timeline = survey.finish(played.duration);
+
+  std::optional<EdfFile> edf;
+  if (options.edf) edf.emplace(*options.edf, options.existing, timeline, preamble);
+  std::optional<CsvFiles> csv;
+  if (options.csv) csv.emplace(*options.csv, options.existing, timeline, preamble.began);
+  CapturePlayer second(options.capture);
+  const Played again = second.play(
+      [&](const Moment& moment) {
+        if (edf) edf->take(moment);
+        if (csv) csv->take(moment);
+      },
+      played.records);
+  if (again.records != played.records) {
+    throw std::runtime_error(about(options, "it has changed while it was read"));
+  }
+  if (edf) edf->publish();
+  if (csv) csv->publish();
+  if (edf && !edf->isDated()) {
+    played.complaints.push_back(about(options, "EDF+ has no such date as " +
+                                                   dateText(preamble.began) +
+                                                   "; the file says 1 January 1985, 00:00"));
+  }
+  return played.complaints;
+}
+
+}  // namespace Zephly::exporting

@@ -1,0 +1,34 @@
+#pragma once
+/// @file
+/// Writes a capture as files for other programs.
+///
+///   const auto complaints = exportCapture({.capture = "walk.zcap", .edf = "walk.edf"});
+///   for (const std::string& complaint : complaints) std::cerr << complaint << '\n';
+///
+/// The capture is read twice: the clock of the strap is known when all of it has been seen.
+
+#include <tools/export/pending_file.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::exporting {
+
+struct ExportOptions {
+  std::filesystem::path capture;
+  std::optional<std::filesystem::path> edf = std::nullopt;  ///< a file
+  std::optional<std::filesystem::path> csv = std::nullopt;  ///< a directory
+  Existing existing = Existing::refused;
+};
+
+/// Throws std::runtime_error, one line, when nothing was written: the capture is none, a file
+/// cannot be written. What is returned is wrong with the capture although the files are there, with
+/// all that stands before the damage; one line each.
+///
+/// On the main queue's thread, without another host in use. The program must ignore SIGXFSZ for a
+/// limit of a file's size to become an error.
+std::vector<std::string> exportCapture(const ExportOptions& options);
+
+}  // namespace Zephly::exporting

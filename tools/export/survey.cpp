@@ -1,0 +1,136 @@
+#include <tools/export/survey.h>
+
+#include <strap/rates.h>
+
+#include <algorithm>
+#include <array>
+
+namespace Zephly::exporting {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = Happening::Kind;
+
+// A Bluetooth link holds back frames for a second or two where the radio is busy, and delivers them
+// all.
+constexpr std::array<StreamRate, allTracks.size()> rates = {{
+    {strap::waveformRate, strap::samplesPerWaveformFrame, 2s},
+    {strap::waveformRate, strap::samplesPerWaveformFrame, 2s},
+    {strap::temperatureRate, 1, 5s},
+    {strap::motionRate, 1, 2s},
+}};
+
+Kind kindOf(strap::Exercise exercise) {
+  switch (exercise) {
+    case strap::Exercise::pushUp:
+      return Kind::pushUp;
+    case strap::Exercise::sitUp:
+      return Kind::sitUp;
+    case strap::Exercise::jump:
+      break;
+  }
+  return Kind::jump;
+}
+
+Happening gap(Track track, Nanoseconds from, Nanoseconds to) {
+  return {.kind = Kind::gap, .time = from, .duration = to - from, .track = track};
+}
+
+}  // namespace
+
+const char* trackName(Track track) {
+  constexpr std::array<const char*, allTracks.size()> names = {"ecg", "respiration", "temperature",
+                                                               "motion"};
+  return names[static_cast<std::size_t>(track)];
+}
+
+const char* happeningName(Happening::Kind kind) {
+  constexpr std::array<const char*, 8> names = {"connected",     "link lost", "electrodes off",
+                                                "electrodes on", "push-up",   "sit-up",
+                                                "jump",          "gap"};
+  return names[static_cast<std::size_t>(kind)];
+}
+
+Survey::Survey() : fits_(rates.begin(), rates.end()) {}
+
+void Survey::take(const Moment& moment) {
+  if (moment.connected || moment.disconnected) takeLink(moment);
+  for (const Contact& contact : moment.contacts) {
+    atSamples_.push_back(
+        {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Track::respiration,
+         fit(Track::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
+  }
+  for (const strap::Exercise exercise : moment.repetitions) {
+    atSamples_.push_back({kindOf(exercise), Track::motion, fit(Track::motion).samples()});
+  }
+  if (!moment.ecg.empty()) fit(Track::ecg).frame(moment.time);
+  if (!moment.respiration.empty()) fit(Track::respiration).frame(moment.time);
+  if (moment.temperature) fit(Track::temperature).frame(moment.time);
+  if (moment.motion) fit(Track::motion).frame(moment.time);
+}
+
+void Survey::takeLink(const Moment& moment) {
+  if (moment.connected) {
+    if (!links_.empty() && links_.back().kind == Kind::linkLost) {
+      links_.back().duration = moment.time - links_.back().time;
+    }
+    links_.push_back({.kind = Kind::connected, .time = moment.time});
+    for (const Track track : allTracks) fit(track).beginLink(moment.time);
+  }
+  if (moment.disconnected) links_.push_back({.kind = Kind::linkLost, .time = moment.time});
+}
+
+Timeline Survey::finish(Nanoseconds duration) const {
+  Timeline timeline;
+  timeline.end = duration;
+  for (const Track track : allTracks) {
+    StreamClock& clock = timeline.clocks[static_cast<std::size_t>(track)];
+    clock = fits_[static_cast<std::size_t>(track)].finish();
+    timeline.end = std::max(timeline.end, clock.end());
+  }
+  timeline.happenings = links_;
+  if (!links_.empty() && links_.back().kind == Kind::linkLost) {
+    timeline.happenings.back().duration = timeline.end - links_.back().time;
+  }
+  addAtSamples(timeline);
+  addGaps(timeline);
+  std::stable_sort(timeline.happenings.begin(), timeline.happenings.end(),
+                   [](const Happening& a, const Happening& b) { return a.time < b.time; });
+  return timeline;
+}
+
+void Survey::addAtSamples(Timeline& timeline) const {
+  // The samples of each stream come in order: one walk along its segments.
+  struct Place {
+    std::size_t segment = 0;
+    std::int64_t before = 0;  // samples of the segments that have been passed
+  };
+  std::array<Place, allTracks.size()> places;
+  for (const AtSample& at : atSamples_) {
+    const std::vector<Segment>& segments = timeline.clock(at.track).segments;
+    Place& place = places[static_cast<std::size_t>(at.track)];
+    while (at.sample - place.before >= segments[place.segment].samples) {
+      place.before += segments[place.segment++].samples;
+    }
+    const auto index = static_cast<double>(at.sample - place.before);
+    timeline.happenings.push_back({.kind = at.kind, .time = segments[place.segment].time(index)});
+  }
+}
+
+void Survey::addGaps(Timeline& timeline) const {
+  for (const Track track : allTracks) {
+    const StreamClock& clock = timeline.clock(track);
+    for (const Segment& segment : clock.segments) {
+      if (segment.gap > Nanoseconds{}) {
+        timeline.happenings.push_back(gap(track, segment.begin - segment.gap, segment.begin));
+      }
+    }
+    // What the last frames took to arrive is none.
+    if (timeline.end - clock.end() >= clock.rate.silence) {
+      timeline.happenings.push_back(gap(track, clock.end(), timeline.end));
+    }
+  }
+}
+
+}  // namespace Zephly::exporting
