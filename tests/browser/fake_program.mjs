@@ -5,7 +5,7 @@ import { readFileSync } from 'node:fs';
 import { extname, join } from 'node:path';
 import { once } from 'node:events';
 import { hello } from './messages.mjs';
-import { pageFolder, WebSocketServer } from './support.mjs';
+import { endLater, pageFolder, WebSocketServer } from './support.mjs';
 
 const TYPES = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml' };
 
@@ -38,6 +38,7 @@ export class FakeProgram {
     await once(this.server, 'listening');
     this.port = this.server.address().port;
     this.address = `http://127.0.0.1:${this.port}`;
+    endLater(() => this.stop());
     return this;
   }
 
@@ -46,6 +47,7 @@ export class FakeProgram {
   }
 
   async stop() {
+    if (!this.server.listening) return;
     for (const viewer of this.viewers) viewer.leave();
     this.server.closeAllConnections();
     this.server.close();

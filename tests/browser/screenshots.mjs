@@ -4,7 +4,7 @@ import { mkdirSync } from 'node:fs';
 import { join } from 'node:path';
 import { FakeProgram } from './fake_program.mjs';
 import { hello } from './messages.mjs';
-import { openBrowser, openTab, Program, until } from './support.mjs';
+import { endEverything, openBrowser, openTab, Program, until } from './support.mjs';
 
 const [folder, everything] = process.argv.slice(2);
 mkdirSync(folder, { recursive: true });
@@ -15,20 +15,20 @@ const PHONE = { colorScheme: 'dark', viewport: { width: 390, height: 844 }, devi
 
 /** One picture: of the page at `address` when `ready` is true in it. `act` may do something before. */
 async function picture(name, context, address, ready, act = async () => {}) {
-  const browser = await openBrowser(context);
-  const { tab, trouble } = await openTab(browser, new URL(address).origin);
+  const { tab, trouble } = await openTab(browser, new URL(address).origin, context);
   await tab.goto(address);
   if (ready) await until(tab, ready);
   await act(tab);
   await tab.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
   await tab.screenshot({ path: join(folder, `${name}.png`) });
-  await browser.close();
+  await tab.close();
   if (trouble.length > 0) console.error(`${name}: ${trouble.join('; ')}`);
 }
 
 /** Jumps, push-ups and a moment without the electrodes are to be seen then. */
 const training = () => window.zephly.window().edge > 13.4;
 
+const browser = await openBrowser();
 const program = new Program('--simulated', '--seed', '1', '--port', '0');
 const address = await program.address();
 const pictures = [picture('view-dark', DARK, address, training), picture('view-light', LIGHT, address, training), picture('view-phone', PHONE, address, training)];
@@ -58,6 +58,5 @@ if (everything === 'all') {
   const silent = await new FakeProgram().start();
   silent.greeting = (viewer) => viewer.say(hello({ now: 0.1 }));
   await picture('state-before-data', LIGHT, silent.address, () => window.zephly.session() !== null);
-  await silent.stop();
 }
-await program.stop();
+await endEverything();

@@ -4,9 +4,7 @@
 // ZEPHLY_CHROMIUM.
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
-import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 
 export const program = process.env.ZEPHLY_PROGRAM;
@@ -21,31 +19,30 @@ export const PATIENCE = 60_000;
 const FLAGS = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
   '--disable-component-update', '--disable-sync', '--js-flags=--expose-gc'];
 
-/** A browser with a profile of its own; `context` are options of Playwright's contexts. */
-export async function openBrowser(context = {}) {
-  const profile = mkdtempSync(join(tmpdir(), 'zephly-browser-'));
-  const browser = await chromium.launchPersistentContext(profile, {
-    executablePath: process.env.ZEPHLY_CHROMIUM,
-    headless: true,
-    args: FLAGS,
-    viewport: { width: 1440, height: 900 },
-    ...context,
-  });
-  return {
-    context: browser,
-    async close() {
-      await browser.close();
-      rmSync(profile, { recursive: true, force: true, maxRetries: 5 });
-    },
-  };
+/** What is still to be ended when the tests of a file are over, whatever became of them. */
+const leftovers = new Set();
+export async function endEverything() {
+  for (const end of [...leftovers].reverse()) await end();
+  leftovers.clear();
+}
+export function endLater(end) {
+  leftovers.add(end);
+}
+
+/** A browser with a temporary profile of its own. */
+export async function openBrowser() {
+  const browser = await chromium.launch({ executablePath: process.env.ZEPHLY_CHROMIUM, headless: true, args: FLAGS });
+  endLater(() => browser.close());
+  return browser;
 }
 
 /**
- * A new tab that keeps what must not happen: `trouble` gets console errors, exceptions, refusals by the
+ * A new tab with nothing from other tabs, `context` are options of Playwright's contexts. It keeps what must
+ * not happen: `trouble` gets console errors, exceptions, refusals by the
  * content security policy, and requests to any other origin than `origin`.
  */
-export async function openTab(browser, origin) {
-  const tab = await browser.context.newPage();
+export async function openTab(browser, origin, context = {}) {
+  const tab = await browser.newPage({ viewport: { width: 1440, height: 900 }, ...context });
   const trouble = [];
   tab.on('console', (message) => {
     if (['error', 'warning'].includes(message.type())) trouble.push(`console: ${message.text()}`);
@@ -78,6 +75,7 @@ export class Program {
       });
     }
     this.child.on('exit', () => this.heard?.());
+    endLater(() => this.stop('SIGKILL'));
   }
 
   /** "http://127.0.0.1:PORT" */

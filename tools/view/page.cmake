@@ -4,7 +4,7 @@
 # Without them the program is built all the same; `zephly view` then says what it lacks.
 set(ZEPHLY_PAGE_DIR "${PROJECT_BINARY_DIR}/page" CACHE PATH "Where the page of zephly view is built")
 
-set(ZEPHLY_HAS_PAGE FALSE)
+set(ZEPHLY_HAS_PAGE FALSE CACHE INTERNAL "The page of zephly view is built")
 if(ZEPHLY_BUILD_PAGE)
   find_program(ZEPHLY_NODE node)
   find_program(ZEPHLY_NPM npm)
@@ -12,7 +12,7 @@ if(ZEPHLY_BUILD_PAGE)
     execute_process(COMMAND ${ZEPHLY_NODE} --version OUTPUT_VARIABLE version OUTPUT_STRIP_TRAILING_WHITESPACE)
     string(REGEX REPLACE "^v" "" version "${version}")
     if(version VERSION_GREATER_EQUAL 18)
-      set(ZEPHLY_HAS_PAGE TRUE)
+      set(ZEPHLY_HAS_PAGE TRUE CACHE INTERNAL "The page of zephly view is built")
     else()
       message(STATUS "zephly view: no page, Node.js is ${version} and has to be 18 or newer")
     endif()

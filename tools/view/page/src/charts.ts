@@ -35,21 +35,21 @@ function plans(hello: Hello): Record<StreamName, Plan> {
   return {
     ecg: {
       title: 'ECG, raw',
-      unit: `full scale ±${high}`,
+      unit: `scale ±${high}`,
       lines: [line('ecg', ecg.low ?? -high, high, true)],
       band: null,
       names: [],
     },
     filteredEcg: {
       title: 'ECG, filtered',
-      unit: 'normalised to 0…1',
+      unit: 'scale 0…1',
       lines: [line('filteredEcg', filteredEcg.low ?? 0, filteredEcg.high ?? 1, false)],
       band: null,
       names: [],
     },
     respiration: {
       title: 'Respiration',
-      unit: 'normalised to 0…1',
+      unit: 'scale 0…1',
       lines: [line('respiration', respiration.low ?? 0, respiration.high ?? 1, false)],
       band: null,
       names: [],

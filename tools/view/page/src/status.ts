@@ -177,7 +177,7 @@ export class Status {
 }
 
 function title(state: State | null, phase: Phase): string {
-  if (phase.kind === 'waiting' || phase.kind === 'refused') return '⚠ No program – Zephly';
+  if (phase.kind === 'refused' || (phase.kind !== 'live' && state !== null)) return '⚠ No program – Zephly';
   if (state === null || state.ended) return 'Zephly';
   if (!state.connected) return state.connections > 0 ? '⚠ Link lost – Zephly' : 'Searching – Zephly';
   return state.electrodesOff === true ? '⚠ Electrodes off – Zephly' : 'Zephly';
@@ -219,7 +219,7 @@ function showTemperatures(state: State, now: number): void {
   if (temperature === null) {
     number('skin', '–', 'no reading yet');
     number('ambient', '–', 'no reading yet');
-    number('body', '–', 'needs readings');
+    number('body', '–', "engine's estimate, needs readings");
     return;
   }
   const age = now - temperature.t;
@@ -229,9 +229,9 @@ function showTemperatures(state: State, now: number): void {
   number('ambient', temperature.ambient.toFixed(1), old, level);
   const readings = state.streams.temperature?.received ?? 0;
   if (!temperature.body) {
-    number('body', '–', 'no estimate yet');
+    number('body', '–', "engine's estimate, not there yet");
   } else {
-    const settling = readings < READINGS_TO_SETTLE ? `settling: ${readings} of ${READINGS_TO_SETTLE}` : "the engine's";
+    const settling = readings < READINGS_TO_SETTLE ? `engine's estimate, settling: ${readings} of ${READINGS_TO_SETTLE} readings` : "engine's estimate";
     number('body', temperature.body.toFixed(1), old || settling, level);
   }
 }

@@ -1,0 +1,187 @@
+// What goes wrong shows, and what comes back is taken up: strap, electrodes, program, slow viewer.
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { FakeProgram } from './fake_program.mjs';
+import { hello, samples, state } from './messages.mjs';
+import { endEverything, openBrowser, openTab, Program, until } from './support.mjs';
+
+let browser;
+before(async () => {
+  browser = await openBrowser();
+});
+after(endEverything);
+
+/** What a browser says by itself when nobody listens. */
+const refused = /ERR_CONNECTION_REFUSED/;
+
+/** Waits until the tile is in that state, and gives what the page shows and says in this very moment. */
+async function shown(tab, id, level) {
+  const look = ({ id, level }) => {
+    const tile = document.querySelector(`#${id}`);
+    const icon = document.querySelector(`#${id}-icon`).getAttribute('href');
+    const said = document.querySelector('#assertive').textContent;
+    const other = document.querySelector(id === 'link' ? '#electrodes' : '#link').dataset.state;
+    return tile.dataset.state === level && { text: tile.textContent, icon, said, other, title: document.title };
+  };
+  return (await until(tab, look, { id, level })).jsonValue();
+}
+
+async function fakeTab(program) {
+  const opened = await openTab(browser, program.address);
+  await opened.tab.goto(program.address);
+  await until(opened.tab, () => window.zephly.phase() === 'live');
+  return opened;
+}
+
+test('a lost link and electrodes without contact cannot be overlooked', async () => {
+  const program = new Program('--simulated', '--seed', '1', '--speed', '4', '--port', '0');
+  const address = await program.address();
+  const { tab, trouble } = await openTab(browser, address);
+  await tab.goto(address);
+
+  const off = await shown(tab, 'electrodes', 'bad');
+  assert.match(off.text, /Electrodes off.*no contact/s);
+  assert.equal(off.icon, '#icon-bad');
+  assert.match(off.said, /Electrodes off/);
+  assert.match(off.title, /⚠ Electrodes off/);
+  assert.match((await shown(tab, 'electrodes', 'good')).text, /On the skin/);
+
+  const lost = await shown(tab, 'link', 'bad');
+  assert.match(lost.text, /Link lost.*searching/s);
+  assert.equal(lost.icon, '#icon-bad');
+  assert.match(lost.said, /lost/);
+  assert.match(lost.title, /⚠ Link lost/);
+  assert.equal(lost.other, 'unknown');
+  await shown(tab, 'link', 'good');
+  await until(tab, () => window.zephly.drawn('ecg').gaps.length > 0);
+  const [from, to] = await tab.evaluate(() => window.zephly.drawn('ecg').gaps[0]);
+  assert.ok(from > 26 && from < 27 && to > 27.5 && to < 28.5, `a gap from ${from} s to ${to} s`);
+  assert.match(await tab.textContent('#losses'), /0:26.*s.*timed out/s);
+  assert.deepEqual(await tab.evaluate(() => window.zephly.missed()), { ecg: 0, filteredEcg: 0, respiration: 0, motion: 0 });
+  assert.deepEqual(trouble, []);
+  await tab.close();
+  await program.stop();
+});
+
+test('a reload goes on with the history, a killed program is told of, its successor taken up', async () => {
+  const options = ['--simulated', '--seed', '5', '--speed', '2'];
+  const program = new Program(...options, '--port', '0');
+  const address = await program.address();
+  const { tab, trouble } = await openTab(browser, address);
+  await tab.goto(address);
+  await until(tab, () => window.zephly.window().edge > 4);
+  const look = () =>
+    tab.evaluate(() => {
+      const { indexes, values } = window.zephly.samples('ecg');
+      return { indexes: [...indexes], values: [...values], session: window.zephly.session() };
+    });
+  const old = await look();
+  await tab.reload();
+  await until(tab, (edge) => window.zephly.window().edge > edge, await tab.evaluate(() => 6));
+  const anew = await look();
+  assert.equal(anew.session, old.session);
+  assert.deepEqual(anew.indexes, anew.indexes.map((_, i) => i));
+  assert.deepEqual(anew.values.slice(0, old.values.length), old.values);
+
+  await program.stop('SIGKILL');
+  await until(tab, () => window.zephly.phase() === 'waiting' && !document.querySelector('#program').hidden);
+  assert.match(await tab.textContent('#program'), /does not answer.*old.*again in \d s/s);
+  assert.equal(await tab.getAttribute('#link', 'data-state'), 'unknown');
+  assert.match(await tab.title(), /No program/);
+
+  const successor = new Program(...options, '--port', new URL(address).port);
+  assert.equal(await successor.address(), address);
+  await until(tab, (session) => window.zephly.session() !== session, old.session);
+  await until(tab, () => window.zephly.phase() === 'live' && document.querySelector('#program').hidden);
+  await until(tab, () => window.zephly.samples('ecg').received > 500);
+  assert.equal((await look()).indexes[0], 0);
+  assert.deepEqual(trouble.filter((line) => !refused.test(line)), []);
+  await tab.close();
+  await successor.stop();
+});
+
+test('after a short absence of the program no sample is doubled and what was missed is told', async () => {
+  const program = await new FakeProgram().start();
+  const ramp = (from, to) => Array.from({ length: to - from }, (_, i) => (from + i) / 1000);
+  program.greeting = (viewer) => [hello(), state(), samples('ecg', 0, 8, ramp(0, 500))].forEach(viewer.say);
+  const { tab } = await fakeTab(program);
+  await until(tab, () => window.zephly.samples('ecg').received === 500);
+
+  program.greeting = (viewer) => [hello({ now: 12 }), state({ now: 12 }), samples('ecg', 200, 8.4, ramp(200, 700))].forEach(viewer.say);
+  for (const viewer of program.viewers) viewer.leave();
+  await until(tab, () => window.zephly.samples('ecg').received === 700);
+  const { indexes, values } = await tab.evaluate(() => {
+    const all = window.zephly.samples('ecg');
+    return { indexes: [...all.indexes], values: [...all.values] };
+  });
+  assert.deepEqual(indexes, indexes.map((_, i) => i));
+  assert.deepEqual(values, [...Float32Array.from(ramp(0, 700))]);
+  assert.equal(await tab.isHidden('#notice'), true);
+
+  program.greeting = (viewer) => [hello({ now: 13 }), state({ now: 13 }), samples('ecg', 1000, 10, ramp(1000, 1100))].forEach(viewer.say);
+  for (const viewer of program.viewers) viewer.leave();
+  await until(tab, () => !document.querySelector('#notice').hidden);
+  assert.match(await tab.textContent('#notice'), /300 samples did not reach this page.*raw ECG 300/s);
+  await tab.close();
+  await program.stop();
+});
+
+test('what a slow viewer loses is told, and drawn as a gap', async () => {
+  const program = await new FakeProgram().start();
+  const { tab, trouble } = await fakeTab(program);
+  const flat = (n) => Array.from({ length: n }, () => 0.5);
+  program.say(
+    state(),
+    samples('respiration', 0, 9, flat(100)),
+    { type: 'lost', messages: 3, samples: { ecg: 0, filteredEcg: 0, respiration: 150, motion: 0 } },
+    samples('respiration', 250, 9.5, flat(100)),
+  );
+  await until(tab, () => !document.querySelector('#notice').hidden);
+  assert.match(await tab.textContent('#notice'), /150 samples did not reach this page.*respiration 150/s);
+  await until(tab, () => window.zephly.drawn('respiration').gaps.length === 1);
+  assert.deepEqual(trouble, []);
+  await tab.close();
+  await program.stop();
+});
+
+test('messages without sense are left out, the rest goes on', async () => {
+  const program = await new FakeProgram().start();
+  const { tab, trouble } = await fakeTab(program);
+  program.say('{', { type: 'nonsense' }, new ArrayBuffer(3), samples('ecg', 0, 9, [1]).slice(0, 26), samples('ecg', 0, 9, [0.25]));
+  await until(tab, () => window.zephly.samples('ecg').received === 1);
+  assert.equal(await tab.evaluate(() => window.zephly.misunderstood()), 4);
+  assert.equal(await tab.evaluate(() => window.zephly.phase()), 'live');
+  assert.deepEqual(trouble.map((line) => line.slice(0, 31)), ['console: zephly: not understood']);
+  await tab.close();
+  await program.stop();
+});
+
+test('another protocol is refused in words, without trying again', async () => {
+  const program = await new FakeProgram().start();
+  program.greeting = (viewer) => viewer.say(hello({ protocol: 2 }));
+  const { tab } = await openTab(browser, program.address);
+  await tab.goto(program.address);
+  await until(tab, () => window.zephly.phase() === 'refused' && !document.querySelector('#program').hidden);
+  assert.match(await tab.textContent('#program'), /version 2 .* version 1.*Reload/s);
+  await tab.close();
+  await program.stop();
+});
+
+test('before the first data nothing is made up', async () => {
+  const program = await new FakeProgram().start();
+  const { tab } = await fakeTab(program);
+  program.say(state({ now: 0.5, connected: false, linkChanged: null, connections: 0, electrodesOff: null, hostLine: 'Bluetooth: no adapter is switched on.' }));
+  await until(tab, () => document.querySelector('#link-text').textContent === 'Searching');
+  assert.match(await tab.textContent('#link'), /no adapter is switched on/);
+  assert.match(await tab.textContent('#electrodes'), /Not known/);
+  for (const id of ['skin', 'ambient', 'body', 'battery']) assert.equal(await tab.textContent(`#${id} .value`), '–', id);
+  const reading = { object: 33, ambient: 22, body: 0, t: 1 };
+  program.say(state({ now: 1, temperature: reading }));
+  await until(tab, () => document.querySelector('#skin .value').textContent === '33.0');
+  assert.match(await tab.textContent('#body'), /–.*estimate/s);
+  program.say(state({ now: 2, temperature: { ...reading, body: 36.8 }, streams: { temperature: { received: 2, perSecond: 1, longestGap: 1 } } }));
+  await until(tab, () => document.querySelector('#body .value').textContent === '36.8');
+  assert.match(await tab.textContent('#body'), /estimate, settling: 2 of 20/);
+  await tab.close();
+  await program.stop();
+});
