@@ -1,0 +1,194 @@
+// The example programs, run as their first lines say.
+
+#include <platforms/main_queue/main_queue.h>
+#include <strap/strap.h>
+#include <tests/bluez/fake_bluez.h>
+#include <tests/bluez/private_bus.h>
+#include <tests/support/turn_until.h>
+#include <tests/tools/process.h>
+#include <zephly/session/signal_processor.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+// A shell that becomes the example, with both of its outputs in one. `rest` is shell text.
+std::vector<std::string> example(const std::string& name, const std::string& rest = {}) {
+  return {"sh", "-c", "exec \"$0\" " + rest + " 2>&1", std::string(ZEPHLY_EXAMPLES) + "/" + name};
+}
+
+// A file that goes with the test.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& content)
+      : path_(std::filesystem::temp_directory_path() /
+              ("zephly-example-" + std::to_string(::getpid()))) {
+    std::ofstream(path_, std::ios::binary) << content;
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() { std::filesystem::remove(path_); }
+
+  std::string asInput() const { return "< '" + path_.string() + "'"; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+Finished runOn(const std::string& name, const std::string& input) {
+  const TemporaryFile file(input);
+  return Process(example(name, file.asInput())).finish();
+}
+
+std::string hex(const std::vector<std::uint8_t>& bytes) {
+  std::ostringstream text;
+  for (const std::uint8_t byte : bytes) {
+    text << std::hex << std::setw(2) << std::setfill('0') << static_cast<int>(byte);
+  }
+  return text.str();
+}
+
+TEST(FilterCsvExample, GivesTheBitsOfTheEngine) {
+  std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
+  std::uniform_real_distribution<float> value(-2.42F, 2.42F);
+  const auto processor = SignalProcessor::init();
+  std::ostringstream input;
+  input.precision(9);
+  input << "ECG,comment\r\n";
+  std::vector<float> expected;
+  for (int i = 0; i < 2000; ++i) {
+    const float sample = value(random);
+    input << sample << (i % 2 == 0 ? ",more\r\n" : "\n");
+    expected.push_back(processor->processECG(sample));
+  }
+  const Finished run = runOn("filter_csv", input.str());
+  EXPECT_EQ(run.exitCode, 0);
+  const std::vector<std::string> lines = run.outputLines();
+  ASSERT_EQ(lines.size(), expected.size() + 1);
+  EXPECT_THAT(lines.front(), HasSubstr("ECG,comment"));
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(std::stof(lines[i + 1]), expected[i]) << "sample " << i;
+  }
+}
+
+TEST(FilterCsvExample, NamesTheLineThatIsNoNumber) {
+  const Finished run = runOn("filter_csv", "0.5\n0.25 volts\n");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.outputLines(), Contains("filter_csv: line 2: expected a number"));
+}
+
+TEST(FilterCsvExample, TellsThatItCannotWrite) {
+  const TemporaryFile file("0.5\n");
+  const Finished run = Process({"sh", "-c", "exec \"$0\" " + file.asInput() + " > /dev/full",
+                                std::string(ZEPHLY_EXAMPLES) + "/filter_csv"})
+                           .finish();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errors, HasSubstr("cannot write"));
+}
+
+TEST(AsioLoopExample, CountsBesideTheSessionAndEndsBySignal) {
+  Process process(example("asio_loop", "100"));
+  ASSERT_TRUE(process.readUntil("connected\n"));
+  // Its own timer: by then samples have come, on the same loop.
+  ASSERT_TRUE(process.readUntil(" ECG samples\n"));
+  ASSERT_TRUE(process.readUntil("gone, reconnecting\n"));
+  process.sendSignal(SIGINT);
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.outputLines(), Not(Contains("0 ECG samples")));
+}
+
+TEST(AsioLoopExample, RefusesASpeedThatCannotBe) {
+  for (const std::string speed : {"0", "-1", "fast"}) {
+    const Finished run = Process(example("asio_loop", speed)).finish();
+    EXPECT_EQ(run.exitCode, 2) << speed;
+    EXPECT_THAT(run.output, HasSubstr("the speed must be a number greater than 0")) << speed;
+  }
+}
+
+TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
+  const Finished run = Process(example("workout", "20")).finish();
+  EXPECT_EQ(run.exitCode, 0);
+  const Zephly::strap::Repetitions done = Zephly::strap::Strap().repetitionsDone(32s);
+  ASSERT_GT(done.pushUps, 0);
+  const auto last = [](const std::string& kind, int count) {
+    return kind + " " + std::to_string(count);
+  };
+  const std::vector<std::string> lines = run.outputLines();
+  EXPECT_THAT(lines, Contains(last("push-up", done.pushUps)).Times(1));
+  EXPECT_THAT(lines, Contains(last("sit-up", done.sitUps)).Times(1));
+  EXPECT_THAT(lines, Contains(last("jump", done.jumps)).Times(1));
+  EXPECT_THAT(lines, Not(Contains(last("push-up", done.pushUps + 1))));
+}
+
+TEST(WorkoutExample, RefusesASpeedThatCannotBe) {
+  EXPECT_EQ(Process(example("workout", "0")).finish().exitCode, 2);
+}
+
+TEST(FrameFileExample, PlaysWhatAStrapHasSent) {
+  Zephly::strap::Strap strap;
+  std::ostringstream input;
+  input << "advertising, 30 frames so far\n";
+  int samples = 0;
+  for (int i = 0; i < 400; ++i) {
+    const Zephly::strap::Frame frame = strap.nextFrame();
+    if (frame.stream == Zephly::strap::Stream::ecg) samples += 6;
+    input << (i % 2 == 0 ? "12.5 sent " : "sent ") << Zephly::strap::streamName(frame.stream) << ' '
+          << hex(frame.bytes) << '\n';
+  }
+  ASSERT_GT(samples, 0);
+  const Finished run = runOn("frame_file_session", input.str());
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.outputLines(), Contains("connected").Times(1));
+  EXPECT_THAT(run.outputLines(), Contains("electrodes on skin"));
+  EXPECT_THAT(run.output, HasSubstr(std::to_string(samples) + " ECG samples"));
+}
+
+TEST(FrameFileExample, NamesTheLineWhoseBytesAreNone) {
+  const Finished run =
+      runOn("frame_file_session", "1 sent battery 840300\n1 sent battery 8403x0\n");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.outputLines(), Contains("battery 90 %"));
+  EXPECT_THAT(run.outputLines(),
+              Contains("frame_file_session: line 2: expected bytes in hexadecimal"));
+}
+
+TEST(MinimalSessionExample, FindsTheStrapPrintsAndReleasesIt) {
+  Zephly::main_queue::MainQueue queue;
+  fake_bluez::PrivateBus bus;
+  fake_bluez::FakeBluez bluez(queue, bus.address());
+  bus.start();
+  bluez.start();
+  fake_bluez::FakeDevice& strap = bluez.addDevice();
+  Process process(example("minimal_session"), Process::Output::pipe,
+                  {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()});
+  ASSERT_TRUE(turnUntil(queue, [&] { return bluez.advertise(strap); }));
+  const std::string battery = "47366e80-cf3a-11e1-9ab4-0002a5d5c51b";
+  ASSERT_TRUE(turnUntil(queue, [&] { return fake_bluez::FakeBluez::subscribed(strap, battery); }));
+  ASSERT_TRUE(bluez.notify(strap, battery, {0x84, 0x03, 0x00}));
+  ASSERT_TRUE(turnUntil(queue, [&] { return process.hasWritten("battery 90 %\n"); }));
+  process.sendSignal(SIGTERM);
+  ASSERT_TRUE(turnUntil(queue, [&] { return !strap.connected; }));
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 128 + SIGTERM);
+  EXPECT_THAT(run.outputLines(), Contains("connected"));
+}
+
+}  // namespace
