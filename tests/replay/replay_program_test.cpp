@@ -102,6 +102,17 @@ TEST_F(ReplayProgramTest, WritesTheSameDiagnosticLinesToAFile) {
   EXPECT_EQ(contentOf(lines("live")), contentOf(lines("again")));
 }
 
+TEST_F(ReplayProgramTest, HostLinesAreNotReplayed) {
+  const auto file = scratch_ / "waiting.zcap";
+  Process recording({"record", file.string(), "--bus", "unix:path=/nonexistent"});
+  ASSERT_TRUE(recording.readUntil("no D-Bus system bus"));  // the host has said what is missing
+  recording.sendSignal(SIGTERM);
+  ASSERT_EQ(recording.finish().exitCode, 0);
+  const Finished run = replay(file, {"--fast"});
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.output, Not(HasSubstr("\"host\"")));
+}
+
 TEST_F(ReplayProgramTest, TellsWhatNeverArrivedWhereThatIsAskedFor) {
   const auto file = recordInto(scratch_, "2");
   EXPECT_EQ(replay(file, {"--fast"}).exitCode, 0);

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace Zephly {
@@ -217,6 +218,28 @@ TEST(SameSessionTest, ReplayedTwiceItIsTheSameTwice) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("session.zcap", captures::captureOf(world.end()));
   EXPECT_TRUE(sameSession(sessions::replay(file).heard, sessions::replay(file).heard));
+}
+
+TEST(SameSessionTest, WhatTheApplicationDoesItselfIsNotPartOfIt) {
+  LiveWorld world;
+  world.scheduler.advance(6s);
+  ASSERT_EQ(world.heard().count(kind<watch::Repetition>), 2U);
+  replay::ReplayHost host;
+  const sessions::Listener other([] { return 0s; }, false);
+  for (const capture::Record& record : world.end()) host.deliver(record);
+  EXPECT_EQ(other.heard().count(kind<watch::Repetition>), 0U);
+  EXPECT_THAT(other.heard().lines, Contains("Jump!"));
+}
+
+TEST(SameSessionTest, AdvertisementsThatTheKitDidNotAnswerAreNotPartOfIt) {
+  LiveWorld world;
+  world.scheduler.advance(3s);
+  for (const capture::Record& record : world.end()) {
+    const auto* found = std::get_if<capture::Discovered>(&record.what);
+    if (found != nullptr) {
+      EXPECT_EQ(found->name, peripheralName);
+    }
+  }
 }
 
 TEST(SameSessionTest, AReplayThatIsRecordedGivesTheSameRecords) {

@@ -50,7 +50,7 @@ testing::AssertionResult sameSession(const Heard& expected, const Heard& actual)
   return events ? sameLines("line", expected.lines, actual.lines) : events;
 }
 
-Listener::Listener(watch::Receiver::Clock clock)
+Listener::Listener(watch::Receiver::Clock clock, bool workout)
     : receiver_(std::make_shared<watch::Receiver>(
           std::move(clock),
           [this](const watch::Event& event) { heard_.events.push_back(eventBits(event)); })),
@@ -59,7 +59,7 @@ Listener::Listener(watch::Receiver::Clock clock)
         receiver_->diagnosticLine(line);
       }),
       session_(::Zephly::Zephly::init(receiver_)) {
-  session_->startWorkoutDetection(receiver_);
+  if (workout) session_->startWorkoutDetection(receiver_);
 }
 
 LiveWorld::LiveWorld(const strap::StrapOptions& options)

@@ -43,7 +43,8 @@ testing::AssertionResult sameSession(const Heard& expected, const Heard& actual)
 /// A session on the host in use, with an application that listens to all of it.
 class Listener {
  public:
-  explicit Listener(Zephly::watch::Receiver::Clock clock);
+  /// `workout`: repetitions are told to the application, too.
+  explicit Listener(Zephly::watch::Receiver::Clock clock, bool workout = true);
 
   const Heard& heard() const { return heard_; }
 
