@@ -77,7 +77,7 @@ void Peripheral::request() {
 void Peripheral::connect() {
   if (connection_) throw Contradiction(text() + " is connected twice");
   requested_ = false;
-  connection_.emplace();
+  connection_ = Connection();
 }
 
 void Peripheral::failToConnect() {
