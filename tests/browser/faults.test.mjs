@@ -147,7 +147,7 @@ test('what a slow viewer loses is told, and drawn as a gap', async () => {
 test('messages without sense are left out, the rest goes on', async () => {
   const program = await new FakeProgram().start();
   const { tab, trouble } = await fakeTab(program);
-  program.say('{', { type: 'nonsense' }, new ArrayBuffer(3), samples('ecg', 0, 9, [1]).slice(0, 26), samples('ecg', 0, 9, [0.25]));
+  program.say('{', { type: 'later' }, '7', new ArrayBuffer(3), samples('ecg', 0, 9, [1]).slice(0, 26), samples('ecg', 0, 9, [0.25]));
   await until(tab, () => window.zephly.samples('ecg').received === 1);
   assert.equal(await tab.evaluate(() => window.zephly.misunderstood()), 4);
   assert.equal(await tab.evaluate(() => window.zephly.phase()), 'live');
@@ -179,6 +179,9 @@ test('before the first data nothing is made up', async () => {
   program.say(state({ now: 1, temperature: reading }));
   await until(tab, () => document.querySelector('#skin .value').textContent === '33.0');
   assert.match(await tab.textContent('#body'), /–.*estimate/s);
+  program.say(state({ now: 1.5, temperature: { ...reading, object: null }, battery: { soc: null, inCharge: true } }));
+  await until(tab, () => document.querySelector('#battery').textContent.includes('charging'));
+  assert.equal(await tab.textContent('#skin .value'), '–');
   program.say(state({ now: 2, temperature: { ...reading, body: 36.8 }, streams: { temperature: { received: 2, perSecond: 1, longestGap: 1 } } }));
   await until(tab, () => document.querySelector('#body .value').textContent === '36.8');
   assert.match(await tab.textContent('#body'), /estimate, settling: 2 of 20/);

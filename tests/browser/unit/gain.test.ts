@@ -76,6 +76,15 @@ test('steps end at both ends, and nothing beyond the full scale is shown', () =>
   assert.ok(Math.abs(gain.factor - 1) < 1e-9);
 });
 
+test('less gain for values near an end of the scale stays on the scale', () => {
+  const gain = new Gain(FULL, false, true);
+  gain.see(2.1, 2.3, 0);
+  for (let i = 0; i < 20; ++i) {
+    gain.step(-1);
+    assert.ok(gain.current.high <= FULL.high + 1e-9, `up to ${gain.current.high}`);
+  }
+});
+
 test('full scale is the full scale', () => {
   const gain = new Gain(FULL, false, true);
   gain.see(0, 0.1, 0);

@@ -44,6 +44,13 @@ test('a jump of the index is a gap, and tells how many are missing', () => {
   assert.deepEqual(kept(ring).gaps, [0, 0, 1, 0]);
 });
 
+test('a jump of the index is a gap even where the times go on', () => {
+  const ring = new SampleRing(RATE, 30, 1);
+  ring.take(message(0, 1, [1, 2]));
+  assert.equal(ring.take(message(12, 1 + 2 / RATE, [3])), 10);
+  assert.deepEqual(kept(ring).gaps, [0, 0, 1]);
+});
+
 test('a jump of the time alone is a gap in which nothing is missing', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2]));
@@ -57,13 +64,29 @@ test('joining late misses nothing', () => {
   assert.deepEqual(kept(ring).gaps, [0]);
 });
 
-test('a time axis that is set back never makes times decrease', () => {
+test('where the axis of time is set back, new samples take the place of old ones', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2, 3]));
-  ring.take(message(3, 1, [4, 5, 6, 7]));
-  const { times } = kept(ring);
-  assert.ok(times.every((time, i) => i === 0 || time >= times[i - 1]), String(times));
-  assert.equal(times.at(-1), 1 + 3 / RATE);
+  assert.equal(ring.take(message(3, 1 + 1 / RATE, [4, 5, 6])), 0);
+  assert.deepEqual(kept(ring), {
+    indexes: [0, 3, 4, 5],
+    values: [1, 4, 5, 6],
+    times: [1, 1 + 1 / RATE, 1 + 2 / RATE, 1 + 3 / RATE],
+    gaps: [0, 0, 0, 0],
+  });
+  assert.equal(ring.received, 6);
+});
+
+test('also in a full ring', () => {
+  const ring = new SampleRing(RATE, 2, 1);
+  const capacity = ring.mask + 1;
+  const all = Array.from({ length: capacity + 100 }, (_, i) => i);
+  ring.take(message(0, 0, all));
+  ring.take(message(all.length, (all.length - 50) / RATE, [7]));
+  const { indexes, times } = kept(ring);
+  assert.equal(indexes[0], 100);
+  assert.equal(indexes.length, capacity - 50 + 1);
+  assert.ok(times.every((time, i) => i === 0 || time > times[i - 1]));
 });
 
 test('the oldest samples go when there are too many', () => {

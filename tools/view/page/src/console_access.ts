@@ -72,7 +72,7 @@ function copySamples(session: LiveSession | null, stream: StreamName): CopiedSam
     indexes: new Float64Array(length),
     times: new Float64Array(length),
     values: new Float32Array(length * width),
-    received: ring?.end ?? 0,
+    received: ring?.received ?? 0,
   };
   for (let i = 0; ring !== undefined && i < length; ++i) {
     const slot = (ring.begin + i) & ring.mask;

@@ -138,6 +138,8 @@ class Page {
   }
 
   private frame(begin: number): void {
+    // First of all, so that an error in one frame does not end all others.
+    requestAnimationFrame((next) => this.frame(next));
     const started = performance.now();
     const wall = started / 1000;
     const live = this.clock.edge(wall);
@@ -151,7 +153,6 @@ class Page {
       setText(byId('behind'), this.window.paused ? `Paused, ${behind.toFixed(0)} s behind. Space goes on.` : '');
     }
     this.frames.note(begin, performance.now());
-    requestAnimationFrame((next) => this.frame(next));
   }
 
   private draw(wall: number, now: number): void {

@@ -1,6 +1,6 @@
 /**
  * What the program says: JSON for everything that is a latest value, an event or a count, and binary
- * messages for samples. Anything that is not understood is an error with a text for people.
+ * messages for samples. What makes no sense is an error with a text for people.
  *
  * A binary message, little-endian: u8 kind (1), u8 stream, u16 reserved, u32 count, u64 index of the first
  * sample since the session began, f64 its time in seconds of the session, then count x f32 (motion:
@@ -39,9 +39,10 @@ export interface LinkLoss {
   recovery: number | null;
 }
 
+/** Degrees Celsius; null where there is no number (NaN). `body` is 0 or null before there is an estimate. */
 export interface Temperature {
-  object: number;
-  ambient: number;
+  object: number | null;
+  ambient: number | null;
   body: number | null;
   t: number;
 }
@@ -65,23 +66,25 @@ export interface State {
   linkLosses: LinkLoss[];
   electrodesOff: boolean | null;
   temperature: Temperature | null;
-  battery: { soc: number; inCharge: boolean } | null;
+  battery: { soc: number | null; inCharge: boolean } | null;
   repetitions: { pushUps: number; sitUps: number; jumps: number };
   streams: Partial<Record<CountedName, StreamCount>>;
   hostLine: string;
   ended: boolean;
 }
 
-export type EventName =
-  | 'connected'
-  | 'disconnected'
-  | 'electrodesOff'
-  | 'electrodesOn'
-  | 'pushUp'
-  | 'sitUp'
-  | 'jump'
-  | 'diagnostic'
-  | 'host';
+export const EVENTS = [
+  'connected',
+  'disconnected',
+  'electrodesOff',
+  'electrodesOn',
+  'pushUp',
+  'sitUp',
+  'jump',
+  'diagnostic',
+  'host',
+] as const;
+export type EventName = (typeof EVENTS)[number];
 
 export interface SessionEvent {
   type: 'event';
@@ -113,11 +116,12 @@ const HEADER_BYTES = 24;
 const SAMPLES_KIND = 1;
 const TEXT_TYPES = ['hello', 'state', 'event', 'lost'];
 
-export function parseText(text: string): Message {
+/** Null for types and events that this page does not know: a later program may have more. */
+export function parseText(text: string): Message | null {
   const message: unknown = JSON.parse(text);
   if (typeof message !== 'object' || message === null || !('type' in message)) throw new Error('a message without a type');
-  const type = String(message.type);
-  if (!TEXT_TYPES.includes(type)) throw new Error(`a message of the unknown type "${type}"`);
+  if (!TEXT_TYPES.includes(String(message.type))) return null;
+  if (message.type === 'event' && !EVENTS.includes((message as SessionEvent).event)) return null;
   return message as Message;
 }
 

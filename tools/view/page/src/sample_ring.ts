@@ -16,8 +16,12 @@ export class SampleRing {
   readonly gapBefore: Uint8Array;
   readonly mask: number;
 
-  /** Positions count all samples ever taken; position p lies at p & mask. */
+  /** Positions count all samples that were put here; position p lies at p & mask. */
   end = 0;
+  /** How many samples have been taken, those included that others have taken the place of. */
+  received = 0;
+  /** Below it places hold other samples by now. */
+  private oldest = 0;
   private nextIndex = 0;
   private nextTime = Number.NEGATIVE_INFINITY;
 
@@ -36,7 +40,7 @@ export class SampleRing {
   }
 
   get begin(): number {
-    return Math.max(0, this.end - this.mask - 1);
+    return Math.max(this.oldest, this.end - this.mask - 1);
   }
 
   /** Time of the newest sample; -Infinity without one. */
@@ -54,15 +58,18 @@ export class SampleRing {
     const known = Math.max(0, this.nextIndex - message.index);
     if (known >= message.count) return 0;
     const first = message.index + known;
-    const missing = this.end === 0 ? 0 : first - this.nextIndex;
+    const missing = this.received === 0 ? 0 : first - this.nextIndex;
     const start = message.time + known / this.rate;
     const gap = this.end > 0 && (missing > 0 || start - this.nextTime > 1.5 / this.rate);
-    let last = this.lastTime;
+    // A strap whose clock is fast: the program sets the axis of time back, and what comes now takes the place
+    // of what lies there.
+    if (this.lastTime >= start) {
+      this.oldest = this.begin;
+      this.end = this.positionAt(start);
+    }
     for (let i = known; i < message.count; ++i) {
       const slot = this.end & this.mask;
-      // The program may take back up to a quarter of a second when it sets its time axis anew.
-      last = Math.max(last, message.time + i / this.rate);
-      this.times[slot] = last;
+      this.times[slot] = message.time + i / this.rate;
       this.indexes[slot] = message.index + i;
       this.gapBefore[slot] = gap && i === known ? 1 : 0;
       for (let k = 0; k < this.width; ++k) this.values[k][slot] = message.values[i * this.width + k];
@@ -70,6 +77,7 @@ export class SampleRing {
     }
     this.nextIndex = message.index + message.count;
     this.nextTime = message.time + message.count / this.rate;
+    this.received += message.count - known;
     return missing;
   }
 
@@ -93,6 +101,8 @@ export class SampleRing {
     copy.gapBefore.set(this.gapBefore);
     for (let k = 0; k < this.width; ++k) copy.values[k].set(this.values[k]);
     copy.end = this.end;
+    copy.oldest = this.oldest;
+    copy.received = this.received;
     copy.nextIndex = this.nextIndex;
     copy.nextTime = this.nextTime;
     return copy;

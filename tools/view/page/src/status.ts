@@ -4,7 +4,7 @@ import type { Phase } from './connection';
 import { announce, byId, element, setData, setText } from './dom';
 import type { LiveSession, LogLine } from './live_session';
 import { COUNTED, type State, type StreamName, STREAMS } from './protocol';
-import { brief, clockTime, count, duration, several } from './words';
+import { brief, clockTime, count, duration, fixed, several } from './words';
 
 type Level = 'good' | 'bad' | 'unknown';
 
@@ -225,22 +225,23 @@ function showTemperatures(state: State, now: number): void {
   const age = now - temperature.t;
   const old = age > FRESH ? `${duration(age)} old` : '';
   const level = old === '' ? 'good' : 'stale';
-  number('skin', temperature.object.toFixed(1), old, level);
-  number('ambient', temperature.ambient.toFixed(1), old, level);
+  number('skin', fixed(temperature.object, 1), old, level);
+  number('ambient', fixed(temperature.ambient, 1), old, level);
   const readings = state.streams.temperature?.received ?? 0;
   if (!temperature.body) {
     number('body', '–', "engine's estimate, not there yet");
   } else {
     const settling = readings < READINGS_TO_SETTLE ? `engine's estimate, settling: ${readings} of ${READINGS_TO_SETTLE} readings` : "engine's estimate";
-    number('body', temperature.body.toFixed(1), old || settling, level);
+    number('body', fixed(temperature.body, 1), old || settling, level);
   }
 }
 
 function showBattery(state: State): void {
   if (state.battery === null) return number('battery', '–', 'no report yet');
-  const low = state.battery.soc < 15 && !state.battery.inCharge;
-  const text = state.battery.inCharge ? '⚡ charging' : low ? 'low: charge the strap' : 'not charging';
-  number('battery', state.battery.soc.toFixed(state.battery.soc < 99.95 ? 1 : 0), text, low ? 'bad' : 'good');
+  const { soc, inCharge } = state.battery;
+  const low = soc !== null && soc < 15 && !inCharge;
+  const text = inCharge ? '⚡ charging' : low ? 'low: charge the strap' : 'not charging';
+  number('battery', fixed(soc, soc !== null && soc >= 99.95 ? 0 : 1), text, low ? 'bad' : 'good');
 }
 
 function showRepetitions({ repetitions }: State): void {

@@ -32,3 +32,8 @@ export function brief(value: number, meaningful = 3): string {
   const digits = Math.max(0, meaningful - 1 - Math.floor(Math.log10(Math.abs(value))));
   return value.toFixed(Math.min(digits, 5));
 }
+
+/** With so many digits after the point; a dash for what is no number. */
+export function fixed(value: number | null, digits: number): string {
+  return value === null ? '–' : value.toFixed(digits);
+}
