@@ -14,18 +14,9 @@ fi
 # To test that page, and to make pictures of it.
 browser_packages=(chromium)
 
-# To build the page of `zephly view`: Node.js 18 or newer, and npm. Often they come from elsewhere, and then
-# Debian's would be in the way.
-page_packages=()
-if ! command -v npm >/dev/null || ! node -e 'process.exit(parseInt(process.versions.node) < 18)' 2>/dev/null; then
-  page_packages=(nodejs npm)
-fi
-
-# To test that page, and to make pictures of it.
-browser_packages=(chromium)
-
 # To build the programs of the tests, and what they run: a message bus of their own.
-program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon)
+program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon
+  biosig-tools)
 
 # To build and run the tests: the second compiler brings the sanitizers.
 test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binutils procps)

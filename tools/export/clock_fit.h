@@ -14,6 +14,10 @@
 /// D. Towsley: Estimation and removal of clock skew from network delay measurements, INFOCOM 1999),
 /// so that the hull is all that must be kept. docs/export.md tells how far off it is.
 ///
+/// After a silence within a link it is uncertain whether frames were lost. The frames that follow
+/// tell: when they are as late as those before, within a tenth of the silence, all that was held
+/// back has come.
+///
 /// The time that even the fastest frame needs cannot be seen and stays in the result.
 
 #include <tools/export/stream_clock.h>
@@ -39,6 +43,8 @@ class LowerHull {
 
   /// `x` must be greater than before.
   void add(Point point);
+  /// All points of `other`, moved by `by`; they must lie right of those that are here.
+  void add(const LowerHull& other, Point by);
   /// The slope of the line below all points with the least sum of distances. There must be two
   /// points at least.
   double bestSlope() const;
@@ -47,6 +53,8 @@ class LowerHull {
   double offset(double slope) const;
 
  private:
+  void extend(Point point);
+
   std::vector<Point> hull_;
   double sum_ = 0;  // of x
   std::int64_t count_ = 0;
@@ -72,10 +80,14 @@ class ClockFit {
     Nanoseconds last{};
     std::int64_t samples = 0;
     LowerHull hull;
+
+    Nanoseconds length() const { return last - first; }
   };
 
+  bool continues(const Stretch& before, const Stretch& after) const;
+  std::vector<Stretch> joined() const;
   double slope(const Stretch& stretch) const;
-  double commonPeriod() const;
+  double commonPeriod(const std::vector<Stretch>& stretches) const;
   Segment place(const Stretch& stretch, double period, Nanoseconds before) const;
 
   StreamRate rate_;

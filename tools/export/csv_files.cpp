@@ -21,6 +21,9 @@ constexpr std::array<std::string_view, allTracks.size()> headers = {
 constexpr std::string_view batteryHeader = "time_s,date_utc,gap_s,charge_percent,charging";
 constexpr std::string_view eventsHeader = "time_s,date_utc,event,stream,duration_s";
 
+constexpr const char* batteryName = "battery";
+constexpr const char* eventsName = "events";
+
 constexpr std::size_t rowsAtOnce = 65'536;  // bytes
 
 // With zeros in front.
@@ -63,6 +66,10 @@ void makeDirectory(const std::filesystem::path& directory) {
   std::error_code error;
   std::filesystem::create_directory(directory, error);
   if (error) throw cannotWrite(directory, error.value());
+}
+
+std::filesystem::path pathIn(const std::filesystem::path& directory, const std::string& name) {
+  return directory / (name + ".csv");
 }
 
 }  // namespace
@@ -134,16 +141,25 @@ CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
                    const Timeline& timeline, Nanoseconds began) {
   makeDirectory(directory);
   const auto create = [&](const std::string& name, std::string_view header) {
-    return std::make_unique<CsvFile>(directory / (name + ".csv"), existing, header, began);
+    return std::make_unique<CsvFile>(pathIn(directory, name), existing, header, began);
   };
   for (const Track track : allTracks) {
     const auto index = static_cast<std::size_t>(track);
     streams_[index] = create(trackName(track), headers[index]);
     walks_.emplace_back(timeline.clocks[index]);
   }
-  battery_ = create("battery", batteryHeader);
-  events_ = create("events", eventsHeader);
+  battery_ = create(batteryName, batteryHeader);
+  events_ = create(eventsName, eventsHeader);
   writeHappenings(timeline);
+}
+
+void CsvFiles::check(const std::filesystem::path& directory, Existing existing) {
+  makeDirectory(directory);
+  const auto probe = [&](const std::string& name) {
+    const PendingFile file(pathIn(directory, name), existing);
+  };
+  for (const Track track : allTracks) probe(trackName(track));
+  for (const char* name : {batteryName, eventsName}) probe(name);
 }
 
 CsvFile& CsvFiles::row(Track track) {

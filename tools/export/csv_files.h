@@ -63,6 +63,9 @@ class CsvFiles {
   CsvFiles(const std::filesystem::path& directory, Existing existing, const Timeline& timeline,
            Nanoseconds began);
 
+  /// Throws as the constructor does, and leaves nothing but the directory.
+  static void check(const std::filesystem::path& directory, Existing existing);
+
   void take(const Moment& moment);
   /// Completes all files, then gives them their names. Throws std::runtime_error.
   void publish();

@@ -5,7 +5,6 @@
 #include <edflib.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -37,6 +36,9 @@ constexpr std::array<EdfKind, edfChannels> kinds = {{
 constexpr Nanoseconds chargeHolds = 3 * strap::batteryInterval;
 
 constexpr int mostAnnotationSignals = 64;  // of EDFlib
+
+// EDFlib cuts numbers off where it has no room, so that -273.15 would be -273.149.
+double awayFromZero(double value) { return value * (1 + 1e-9); }
 
 std::chrono::year_month_day dayOf(std::chrono::sys_seconds time) {
   return {std::chrono::floor<std::chrono::days>(time)};
@@ -113,18 +115,24 @@ EdfFile::~EdfFile() {
   if (handle_ >= 0) edfclose_file(handle_);
 }
 
-void EdfFile::check(int result) const {
-  if (result < 0) throw cannotWrite(file_.path(), errno != 0 ? errno : EIO);
+void EdfFile::check(int result) {
+  if (result < 0) giveUp("EDFlib gives up");
+}
+
+// EDFlib does not tell why something failed. Mostly the file takes no more: then it says so itself.
+void EdfFile::giveUp(const std::string& reason) {
+  constexpr std::size_t more = 65'536;
+  file_.write(std::string(more, ' '));
+  throw cannotWrite(file_.path(), reason);
 }
 
 void EdfFile::describe(const capture::Preamble& preamble) {
-  errno = 0;
   for (std::size_t i = 0; i < edfChannels; ++i) {
     const EdfKind& kind = kinds[i];
     const auto index = static_cast<int>(i);
     check(edf_set_samplefrequency(handle_, index, kind.perSecond));
-    check(edf_set_physical_minimum(handle_, index, kind.physicalMinimum));
-    check(edf_set_physical_maximum(handle_, index, kind.physicalMaximum));
+    check(edf_set_physical_minimum(handle_, index, awayFromZero(kind.physicalMinimum)));
+    check(edf_set_physical_maximum(handle_, index, awayFromZero(kind.physicalMaximum)));
     check(edf_set_digital_minimum(handle_, index, kind.digitalMinimum));
     check(edf_set_digital_maximum(handle_, index, kind.digitalMaximum));
     check(edf_set_label(handle_, index, kind.label));
@@ -155,7 +163,6 @@ void EdfFile::annotate() {
                       "more has happened than an EDF+ file can hold: " + std::to_string(count) +
                           " events in " + std::to_string(seconds_) + " s (see --csv)");
   }
-  errno = 0;
   check(edf_set_number_of_annotation_signals(
       handle_, static_cast<int>(std::max<std::int64_t>(1, signalsNeeded))));
   const auto units = [](Nanoseconds time) {
@@ -218,7 +225,6 @@ void EdfFile::pump() {
   signal(EdfChannel::ecg).skip(horizon(Track::ecg));
   const auto ready = [](const EdfSignal& one) { return one.secondIsReady(); };
   while (written_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
-    errno = 0;
     for (EdfSignal& one : signals_) {
       // EDFlib does not write to what it is given.
       check(edfwrite_digital_short_samples(handle_, const_cast<short*>(one.takeSecond())));
@@ -230,24 +236,23 @@ void EdfFile::pump() {
 void EdfFile::publish() {
   holdCharge(begin_ + std::chrono::seconds(seconds_));
   pump();
-  errno = 0;
   check(edfclose_file(std::exchange(handle_, -1)));
   verify();
   file_.publish();
 }
 
 // EDFlib does not tell of all that goes wrong when it completes a file.
-void EdfFile::verify() const {
+void EdfFile::verify() {
   const auto header = std::make_unique<edf_hdr_struct>();
   if (edfopen_file_readonly(file_.temporary().c_str(), header.get(), EDFLIB_READ_ALL_ANNOTATIONS) <
       0) {
-    throw cannotWrite(file_.path(), "what was written cannot be read again");
+    giveUp("what was written cannot be read again");
   }
   edfclose_file(header->handle);
   const auto& all = timeline_.happenings;
   if (header->datarecords_in_file != seconds_ ||
       header->annotations_in_file != std::count_if(all.begin(), all.end(), isAnnotated)) {
-    throw cannotWrite(file_.path(), "not all that was written is there");
+    giveUp("not all that was written is there");
   }
 }
 

@@ -60,8 +60,9 @@ class EdfFile {
   /// Battery: until `time` the charge is what was told last.
   void holdCharge(Nanoseconds time);
   void pump();
-  void verify() const;
-  void check(int result) const;
+  void verify();
+  void check(int result);
+  [[noreturn]] void giveUp(const std::string& reason);
 
   EdfSignal& signal(EdfChannel channel) { return signals_[static_cast<std::size_t>(channel)]; }
   ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }

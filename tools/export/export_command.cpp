@@ -12,22 +12,24 @@
 
 namespace Zephly::exporting {
 
-namespace {
+void addTargets(CLI::App& command, ExportOptions& options) {
+  tools::addValue(command, "--edf", "FILE", "Write an EDF+ file (see docs/export.md)",
+                  [&](const std::string& text) { options.edf = tools::fileValue("--edf", text); });
+  tools::addValue(
+      command, "--csv", "DIRECTORY",
+      "Write a CSV file for each stream into this directory, which is created if need be",
+      [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
+}
 
-int run(const ExportOptions& options) {
-  if (!options.edf && !options.csv) {
-    throw CLI::RequiredError("--edf FILE, --csv DIRECTORY or both");
-  }
+int runExport(const ExportOptions& options, const std::string& who) {
   // A limit of the file's size is an error like a full disk.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const auto complaints = exportCapture(options);
   for (const std::string& complaint : complaints) {
-    std::cerr << "zephly export: " << complaint << '\n';
+    std::cerr << "zephly " << who << ": " << complaint << '\n';
   }
   return complaints.empty() ? tools::exitDone : tools::exitFailed;
 }
-
-}  // namespace
 
 tools::Command addExportCommand(CLI::App& program) {
   CLI::App* command =
@@ -42,21 +44,21 @@ tools::Command addExportCommand(CLI::App& program) {
       "capture\n"
       "is cut, damaged or none; 2 for options that are not understood.");
   const auto options = std::make_shared<ExportOptions>();
-  using tools::addValue;
-  addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
+  tools::addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
     options->capture = tools::fileValue("FILE", text);
   })->required();
-  addValue(*command, "--edf", "FILE", "Write an EDF+ file",
-           [options](const std::string& text) { options->edf = tools::fileValue("--edf", text); });
-  addValue(*command, "--csv", "DIRECTORY",
-           "Write a CSV file for each stream into this directory, which is created if need be",
-           [options](const std::string& text) { options->csv = tools::fileValue("--csv", text); });
+  addTargets(*command, *options);
   command
       ->add_flag_callback(
           "--force", [options] { options->existing = Existing::replaced; },
           "Replace files that are there already")
       ->disable_flag_override();
-  return {command, [options] { return run(*options); }};
+  return {command, [options] {
+            if (!options->edf && !options->csv) {
+              throw CLI::RequiredError("--edf FILE, --csv DIRECTORY or both");
+            }
+            return runExport(*options, "export");
+          }};
 }
 
 }  // namespace Zephly::exporting

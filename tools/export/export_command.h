@@ -1,8 +1,11 @@
 #pragma once
 /// @file
-/// `zephly export`: writes a capture as EDF+ and as CSV.
+/// `zephly export`: writes a capture as EDF+ and as CSV. And what others need who offer the same.
 
 #include <tools/command.h>
+#include <tools/export/exporter.h>
+
+#include <string>
 
 namespace CLI {
 class App;
@@ -12,5 +15,13 @@ namespace Zephly::exporting {
 
 /// Declares the subcommand on `program`.
 tools::Command addExportCommand(CLI::App& program);
+
+/// Declares --edf and --csv on `command`; parsing writes them into `options`, which must live as
+/// long.
+void addTargets(CLI::App& command, ExportOptions& options);
+
+/// Exports, and tells on standard error what is wrong with the capture, in the name of the
+/// subcommand `who`; returns the exit code. Throws as exportCapture() does.
+int runExport(const ExportOptions& options, const std::string& who);
 
 }  // namespace Zephly::exporting

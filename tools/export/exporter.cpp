@@ -27,14 +27,18 @@ void checkBegin(const ExportOptions& options, const capture::Preamble& preamble)
   throw std::runtime_error(about(options, "the date in its head is none"));
 }
 
-void checkTargets(const ExportOptions& options) {
-  std::error_code absent;
-  if (options.edf && std::filesystem::equivalent(options.capture, *options.edf, absent)) {
-    throw cannotWrite(*options.edf, "it is the capture itself");
-  }
-}
-
 }  // namespace
+
+void checkTargets(const ExportOptions& options) {
+  if (options.edf) {
+    std::error_code absent;
+    if (std::filesystem::equivalent(options.capture, *options.edf, absent)) {
+      throw cannotWrite(*options.edf, "it is the capture itself");
+    }
+    const PendingFile probe(*options.edf, options.existing);
+  }
+  if (options.csv) CsvFiles::check(*options.csv, options.existing);
+}
 
 std::vector<std::string> exportCapture(const ExportOptions& options) {
   checkTargets(options);

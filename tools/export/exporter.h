@@ -23,6 +23,10 @@ struct ExportOptions {
   Existing existing = Existing::refused;
 };
 
+/// Throws std::runtime_error, one line, when a file that is asked for cannot be had. To be called
+/// before a session is recorded that is to be exported at its end. Creates the directory.
+void checkTargets(const ExportOptions& options);
+
 /// Throws std::runtime_error, one line, when nothing was written: the capture is none, a file
 /// cannot be written. What is returned is wrong with the capture although the files are there, with
 /// all that stands before the damage; one line each.

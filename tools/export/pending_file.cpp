@@ -61,7 +61,7 @@ void PendingFile::create() {
   for (int i = 0; i < names; ++i) {
     temporary_ = i == 0 ? stem : stem + "-" + std::to_string(i);
     file_ = main_queue::FileDescriptor(
-        ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
     if (file_.get() >= 0) return;
     if (errno != EEXIST) break;
   }

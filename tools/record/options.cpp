@@ -1,5 +1,6 @@
 #include <tools/record/options.h>
 
+#include <tools/export/export_command.h>
 #include <tools/option_values.h>
 
 #include <CLI/CLI.hpp>
@@ -14,7 +15,8 @@ void addOptions(CLI::App& command, Options& options) {
                   [&](const std::string& text) { options.file = tools::fileValue("FILE", text); })
       ->required();
   watch::addSourceOptions(command, options.source);
-  tools::addFlag(command, "--force", options.overwrite, "Replace a file that is there already");
+  exporting::addTargets(command, options.exports);
+  tools::addFlag(command, "--force", options.overwrite, "Replace files that are there already");
 }
 
 }  // namespace Zephly::record

@@ -2,6 +2,7 @@
 /// @file
 /// What `zephly record` can be told on the command line.
 
+#include <tools/export/exporter.h>
 #include <tools/watch/source_options.h>
 
 #include <filesystem>
@@ -16,6 +17,7 @@ struct Options {
   std::filesystem::path file;
   bool overwrite = false;
   watch::SourceOptions source;
+  exporting::ExportOptions exports;  ///< what is made of the file when it is complete
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.

@@ -1,0 +1,60 @@
+#pragma once
+/// @file
+/// Reads an EDF+ file from nothing but the text of the format (B. Kemp, J. Olivan 2003): a second
+/// opinion beside the library that wrote it.
+///
+///   const EdfReader edf(path);
+///   edf.signals[0].physical(3);
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace exporting_test {
+
+struct ReadSignal {
+  std::string label;
+  std::string transducer;
+  std::string dimension;
+  std::string prefilter;
+  double physicalMinimum;
+  double physicalMaximum;
+  int digitalMinimum;
+  int digitalMaximum;
+  int perRecord;
+  std::vector<int> digital;  ///< all samples
+
+  double step() const;
+  double physical(std::size_t index) const;
+};
+
+struct ReadAnnotation {
+  double onset;
+  std::optional<double> duration;
+  std::string text;
+};
+
+class EdfReader {
+ public:
+  /// Throws std::runtime_error where the file breaks the format.
+  explicit EdfReader(const std::filesystem::path& path);
+
+  std::string patient;
+  std::string recording;
+  std::string date;  ///< "01.03.26"
+  std::string time;  ///< "09.30.00"
+  std::string reserved;
+  long records = 0;
+  double recordDuration = 0;
+  std::vector<ReadSignal> signals;  ///< without those of annotations
+  std::vector<ReadAnnotation> annotations;
+
+  const ReadSignal& signal(const std::string& label) const;
+
+ private:
+  void readAnnotations(const std::string& bytes);
+};
+
+}  // namespace exporting_test
