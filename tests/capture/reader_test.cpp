@@ -13,6 +13,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Zephly::capture {
@@ -228,6 +229,23 @@ TEST_F(ReaderTest, LengthsThatPromiseTooMuchAreNotBelieved) {
   // A preamble of 4 GiB.
   EXPECT_THAT(refusal(scratch_.file("c.zcap", headOf(1, 0, 0xFFFFFFFF))).what(),
               HasSubstr("preamble too long"));
+}
+
+TEST_F(ReaderTest, ContentThatMakesNoSenseIsNamed) {
+  const Bytes head = captures::captureOf({});
+  const Bytes stamp(24, 0);
+  const Bytes id(4, 1);
+  // A state that there is none of; a flag that is neither yes nor no; a payload that ends too
+  // early.
+  const std::vector<std::pair<std::uint32_t, Bytes>> contents = {
+      {1, stamp + Bytes{6}}, {5, stamp + id + Bytes{2}}, {3, stamp + Bytes{1, 0}}, {10, {}}};
+  for (const auto& [type, payload] : contents) {
+    const ReadBack back = read(head + recordOf(type, payload, 0) + encodeRecord(records_[0], 1));
+    EXPECT_TRUE(back.records == std::vector<Record>{records_[0]}) << "type " << type;
+    ASSERT_EQ(back.errors.size(), 1U) << "type " << type;
+    EXPECT_THAT(back.errors[0].what(), HasSubstr("a record whose content makes no sense"));
+    EXPECT_EQ(back.errors[0].offset(), head.size());
+  }
 }
 
 TEST_F(ReaderTest, RecordsOfUnknownTypesArePassedOverAndCounted) {

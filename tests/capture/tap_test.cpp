@@ -13,10 +13,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -399,6 +403,26 @@ TEST_F(TapWorldTest, WhatIsDiscoveredIsNotedInFullAndValuesReferToIt) {
   EXPECT_TRUE(whats(2) == decltype(Record::what)(SubscriptionChanged{1, 3, {}}));
   EXPECT_TRUE(whats(3) == decltype(Record::what)(Value{1, 3, {}, "lost"}));
   EXPECT_TRUE(whats(4) == decltype(Record::what)(Value{1, 3, {{1, 2, 3}}, {}}));
+}
+
+TEST_F(TapWorldTest, AnObjectInThePlaceOfOneThatIsGoneHasANumberOfItsOwn) {
+  const auto device = world_.peripheral("Zephly");
+  const auto handler = std::make_shared<KitPeripheral>(log_);
+  kit_->whenConnected = [&](const auto& found) { found->setDelegate(handler); };
+  host_->centralManagerDidConnectPeripheral(world_.central, device);
+  records_.clear();
+  alignas(fake::Service) std::array<std::byte, sizeof(fake::Service)> place{};
+  for (int i = 0; i < 2; ++i) {
+    const std::shared_ptr<fake::Service> service(new (place.data()) fake::Service("180F"),
+                                                 [](auto* one) { std::destroy_at(one); });
+    device->list = {{service}};
+    device->delegate.lock()->peripheralDidDiscoverServices(device, nullptr);
+    device->list.reset();
+  }
+  const auto numberIn = [this](std::size_t i) {
+    return std::get<ServicesDiscovered>(records_.at(i).what).services.at(0).id;
+  };
+  EXPECT_NE(numberIn(0), numberIn(1));
 }
 
 TEST_F(TapWorldTest, TheProcessorClockStandsStillBetweenRecords) {
