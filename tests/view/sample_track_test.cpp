@@ -64,6 +64,14 @@ TEST_F(SampleTrackTest, ArrivalsThatTrembleDoNotMoveTheAxis) {
   EXPECT_THAT(taken[0].values, SizeIs(24));
 }
 
+TEST_F(SampleTrackTest, ArrivalsThatStayALittleLateDoNotMoveTheAxis) {
+  frames(1s, 1);
+  frames(1012ms + 240ms, 100);
+  const auto taken = take();
+  ASSERT_THAT(taken, SizeIs(1));
+  EXPECT_THAT(taken[0].values, SizeIs(606));
+}
+
 TEST_F(SampleTrackTest, ALostLinkIsAGapOfTimeButNotOfNumbers) {
   frames(1s, 1);
   track.interrupt();

@@ -60,6 +60,7 @@ RawClient::~RawClient() {
 void RawClient::read(const std::shared_ptr<State>& state) {
   state->socket.async_read_some(asio::buffer(state->part), [state](Error error, std::size_t count) {
     state->received.append(state->part.data(), count);
+    state->error = error;
     state->closed = error.failed();
     if (!error) read(state);
   });

@@ -9,6 +9,7 @@
 
 #include <tools/view/server.h>
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -57,6 +58,8 @@ class RawClient {
   /// What came, and whether the server has hung up.
   const std::string& received() const { return state_->received; }
   bool closed() const { return state_->closed; }
+  /// It has hung up, and has not thrown away what it was sent.
+  bool closedCleanly() const { return state_->error == boost::asio::error::eof; }
   /// The three digits of the first answer; empty while there is none.
   std::string status() const;
 
@@ -66,6 +69,7 @@ class RawClient {
     boost::asio::ip::tcp::socket socket;
     std::array<char, 4096> part{};
     std::string received;
+    boost::system::error_code error;
     bool closed = false;
   };
   static void read(const std::shared_ptr<State>& state);

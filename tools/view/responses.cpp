@@ -112,7 +112,8 @@ class Answer {
   template <class Body>
   http::message_generator complete(http::response<Body> response) const {
     addHeaders(response, std::string(request_[field::host]));
-    response.keep_alive(request_.keep_alive());
+    // What could not be understood may be the beginning of anything.
+    response.keep_alive(request_.keep_alive() && response.result() != status::bad_request);
     response.prepare_payload();
     if (request_.method() != http::verb::head) return response;
     http::response<http::empty_body> head(response.base());
