@@ -277,6 +277,24 @@ TEST_F(ReplayProgramTest, ACaptureThatIsDamagedIsPlayedUpToThere) {
   EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
 }
 
+TEST_F(ReplayProgramTest, TheLivePageShowsOneToo) {
+  const auto file = recordInto(scratch_, "3");
+  const Arguments page = {"view", "--port", "0", "--exit-at-end", "--fast", "--replay"};
+  const auto view = [&] {
+    Arguments arguments = page;
+    arguments.push_back(file.string());
+    return runProgram(arguments);
+  };
+  const Finished whole = view();
+  EXPECT_EQ(whole.exitCode, 0) << whole.errors;
+  EXPECT_THAT(whole.output, HasSubstr("Live page: "));
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
+  const Finished cut = view();
+  EXPECT_EQ(cut.exitCode, 1);
+  EXPECT_THAT(cut.errorLines(),
+              ElementsAre(StartsWith("zephly view: " + file.string() + ": at byte ")));
+}
+
 TEST_F(ReplayProgramTest, BadOptionsAreOneLineAndExitCode2) {
   const auto file = recordInto(scratch_, "1").string();
   for (const Arguments& arguments :

@@ -29,7 +29,7 @@ boost::asio::ip::address address(const std::string& text) {
 }  // namespace
 
 void addOptions(CLI::App& command, Options& options) {
-  watch::addSourceOptions(command, options.source);
+  watch::addSourceOptions(command, options.source, watch::Captures::offered);
   addValue(command, "--port", "N",
            "The page's port (default " + std::to_string(ServerOptions::defaultPort) +
                "; 0: any that is free)",
@@ -40,7 +40,7 @@ void addOptions(CLI::App& command, Options& options) {
            [&](const std::string& text) { options.listen = address(text); });
   addFlag(command, "--open", options.open, "Show the page in the browser");
   addFlag(command, "--exit-at-end", options.exitAtEnd,
-          "End with --duration or the recording instead of showing what has been");
+          "End with --duration, recording or capture instead of showing what has been");
 }
 
 }  // namespace Zephly::view

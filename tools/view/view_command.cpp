@@ -25,6 +25,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Zephly::view {
@@ -125,7 +126,9 @@ class LivePage {
     if (summary_) return;
     const strap::StrapTime now = source_->now();
     receiver_->endAt(now);
-    summary_ = watch::summarize(source_->finish(), feed_.model());
+    watch::SourceReport report = source_->finish();
+    summary_ = watch::summarize(report, feed_.model());
+    complaints_ = std::move(report.complaints);
     feed_.end(now);
   }
 
@@ -142,7 +145,8 @@ class LivePage {
   }
 
   int verdict() {
-    std::vector<std::string> complaints = watch::losses(*summary_);
+    std::vector<std::string> complaints = complaints_;
+    for (std::string& loss : watch::losses(*summary_)) complaints.push_back(std::move(loss));
     if (output_.state() == tools::Output::State::failed) {
       complaints.push_back("standard output: " + output_.error());
     }
@@ -163,6 +167,7 @@ class LivePage {
   std::shared_ptr<watch::Receiver> receiver_;
   watch::DiagnosticsCatcher catcher_;
   std::optional<watch::Summary> summary_;
+  std::vector<std::string> complaints_;  // about the source
   bool ending_ = false;
   main_queue::Timer tickTimer_;
   main_queue::Timer farewellTimer_;

@@ -129,9 +129,9 @@ void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captur
                  [&](const std::string& text) { takeCapture(options, "--replay", text); })
             ->excludes(simulated);
     // It goes with either; checkTogether() sees whether there is one.
-    CLI::Option* speed =
-        addSpeed(command, options,
-                 "How much faster than the clock on the wall simulation or replay run (default 1)");
+    CLI::Option* speed = addSpeed(
+        command, options,
+        "How much faster than the clock on the wall a simulation or a replay runs (default 1)");
     addFast(command, options, speed)->needs(replay);
     others.push_back(replay);
   }
