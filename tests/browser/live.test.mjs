@@ -86,7 +86,9 @@ test('traces move, in what is drawn and in the pixels, with nothing to complain 
         const drawn = window.zephly.drawn(stream);
         // The pixels that have the trace's own colour: grid and axes move too.
         const canvas = chart.querySelector('canvas');
-        const { data } = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+        const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext('2d', { willReadFrequently: true });
+        copy.drawImage(canvas, 0, 0);
+        const { data } = copy.getImageData(0, 0, canvas.width, canvas.height);
         const colour = getComputedStyle(document.documentElement).getPropertyValue(`--${stream === 'motion' ? 'displacement' : stream}`);
         const [r, g, b] = colour.trim().match(/[0-9a-f]{2}/gi).map((digits) => parseInt(digits, 16));
         const pixels = [];

@@ -105,6 +105,6 @@ export async function run(...options) {
 }
 
 /** Waits in the page until `condition` (a function that is run there) is true. */
-export function until(tab, condition, argument) {
-  return tab.waitForFunction(condition, argument, { timeout: PATIENCE, polling: 'raf' });
+export function until(tab, condition, argument, options = {}) {
+  return tab.waitForFunction(condition, argument, { timeout: PATIENCE, polling: 'raf', ...options });
 }

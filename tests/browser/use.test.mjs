@@ -76,9 +76,10 @@ test('everything can be done by keyboard', () =>
 
     await press('?');
     assert.equal(await tab.isVisible('#help-box'), true);
-    await press('Space');
-    assert.equal(await tab.evaluate(() => window.zephly.window().paused), false);
+    await press('+');
+    assert.equal(await seconds(tab), 30);
     await press('Escape');
+    assert.equal(await tab.isVisible('#help-box'), false);
     await press('?');
     await press('?');
     assert.equal(await tab.isVisible('#help-box'), false);
@@ -164,6 +165,50 @@ for (const width of [360, 390, 768, 1024, 1280]) {
       assert.deepEqual(small, []);
     }));
 }
+
+test('the words for a bad state are whole on the smallest screen', async () => {
+  const fake = await new FakeProgram().start();
+  await withTab({ viewport: { width: 360, height: 700 }, isMobile: true, hasTouch: true }, async (tab) => {
+    const whole = async (id, changes) => {
+      fake.say(state(changes));
+      await until(tab, (tile) => document.querySelector(`#${tile}`).dataset.state === 'bad', id);
+      const cut = await tab.evaluate(() =>
+        [...document.querySelectorAll('.state .word')]
+          .filter((word) => {
+            const tile = word.closest('.state');
+            const text = document.createRange();
+            text.selectNodeContents(word);
+            return word.scrollWidth > word.clientWidth || text.getBoundingClientRect().right > tile.getBoundingClientRect().right - 2 || tile.scrollHeight > tile.clientHeight;
+          })
+          .map((word) => word.textContent),
+      );
+      assert.deepEqual(cut, []);
+    };
+    await whole('electrodes', { electrodesOff: true });
+    await whole('link', { connected: false, disconnections: 1, linkChanged: 9, electrodesOff: true });
+  }, fake.address);
+});
+
+test('a pause keeps what it shows, however long it is', async () => {
+  const fake = await new FakeProgram().start();
+  await withTab({}, async (tab) => {
+    const ramp = (from, to) => Array.from({ length: to - from }, (_, i) => Math.sin((from + i) / 50));
+    fake.say(state({ now: 10 }), samples('ecg', 0, 0, ramp(0, 5000)));
+    await until(tab, () => window.zephly.drawn('ecg').times.length > 1000);
+    await tab.keyboard.press('Space');
+    await until(tab, () => window.zephly.window().paused);
+    const look = () => tab.evaluate(() => [...window.zephly.drawn('ecg').values]);
+    await tab.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+    const before = await look();
+    for (let index = 5000; index < 25000; index += 4000) fake.say(samples('ecg', index, index / 500, ramp(index, index + 4000)));
+    fake.say(state({ now: 50 }));
+    await until(tab, () => window.zephly.samples('ecg').received === 25000 && window.zephly.state().now === 50);
+    await tab.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+    assert.deepEqual(await look(), before);
+    await tab.keyboard.press('Space');
+    await until(tab, () => window.zephly.window().edge > 45);
+  }, fake.address);
+});
 
 test('nothing beats where motion is unwanted', () =>
   withTab({ reducedMotion: 'reduce' }, async (tab) => {
