@@ -216,6 +216,14 @@ TEST(ClockFitTest, ABurstAtOnceLiesBehindTheBeginningOfItsLink) {
   expectRising(clock);
 }
 
+TEST(ClockFitTest, NothingIsBeforeTheSession) {
+  ClockFit fit(waveform);
+  fit.beginLink(0s);
+  fit.frame(2ms);
+  fit.frame(14ms);
+  EXPECT_EQ(fit.finish().segments.front().begin, 0ns);
+}
+
 TEST(ClockFitTest, ARateThatNoCrystalHasIsNotBelieved) {
   ClockFit fit(waveform);
   fit.beginLink(0s);

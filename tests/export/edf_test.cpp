@@ -337,6 +337,21 @@ TEST(EdfTest, ADateThatEdfDoesNotKnowIsToldApart) {
   EXPECT_EQ(edf.date + " " + edf.time, "01.01.85 00.00.00");
 }
 
+TEST(EdfSignalTest, WhatIsNotPutIsAbsent) {
+  EdfSignal signal(edfKind(EdfChannel::ecg), 0ns);
+  signal.put(0s, 2ms, 0);
+  signal.put(6ms, 8ms, 2.42F);
+  EXPECT_FALSE(signal.secondIsReady());
+  signal.skip(1s);
+  ASSERT_TRUE(signal.secondIsReady());
+  const std::int16_t* slots = signal.takeSecond();
+  EXPECT_GT(slots[0], -32768);
+  EXPECT_EQ(slots[1], -32768);
+  EXPECT_EQ(slots[2], -32768);
+  EXPECT_EQ(slots[3], 32767);
+  EXPECT_EQ(slots[4], -32768);
+}
+
 TEST(EdfSignalTest, WhatIsNoNumberIsAbsent) {
   const EdfKind& kind = edfKind(EdfChannel::processedRespiration);
   EXPECT_EQ(kind.digital(std::numeric_limits<float>::quiet_NaN()), -32768);
