@@ -19,6 +19,8 @@ if(ZEPHLY_BUILD_PAGE)
   else()
     message(STATUS "zephly view: no page, Node.js (18 or newer) or npm is missing")
   endif()
+else()
+  message(STATUS "zephly view: no page, ZEPHLY_BUILD_PAGE is off")
 endif()
 
 if(NOT ZEPHLY_HAS_PAGE)
