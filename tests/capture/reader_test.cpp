@@ -281,6 +281,16 @@ TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreNamed) {
   EXPECT_TRUE(repeated.records == (std::vector<Record>{records_[0], records_[1]}));
   ASSERT_EQ(repeated.errors.size(), 1U);
   EXPECT_THAT(repeated.errors[0].what(), HasSubstr("wrong place"));
+
+  // Where the next record is looked for, one that has been read already is none.
+  Bytes broken = record(2);
+  broken[0] = 0;
+  const ReadBack behind =
+      read(head + record(0) + record(1) + broken + record(0) + record(3) + record(4));
+  EXPECT_TRUE(behind.records ==
+              (std::vector<Record>{records_[0], records_[1], records_[3], records_[4]}));
+  ASSERT_EQ(behind.errors.size(), 1U);
+  EXPECT_THAT(behind.errors[0].what(), HasSubstr("header is wrong), 1 record lost"));
 }
 
 TEST_F(ReaderTest, NothingMayFollowTheEndRecord) {
