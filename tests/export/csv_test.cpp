@@ -146,13 +146,14 @@ TEST(CsvTest, NumbersAreThoseOfTheKitBitForBit) {
   }
 }
 
-TEST(CsvTest, ElectrodesAndRepetitionsAreTold) {
+TEST(CsvTest, ElectrodesAreToldAtTheirSample) {
   SessionScript script;
   script.connect(1s);
-  // Still for 40 frames, then swinging: contact.
+  // Still for 40 frames and a half, then swinging: contact.
   for (int frame = 1; frame <= 80; ++frame) {
-    const int level = frame > 40 ? 400'000 : 0;
-    script.respiration(1s + frame * 12ms, {level, -level, level, -level, level, -level});
+    const int before = frame > 41 ? 400'000 : 0;
+    const int after = frame > 40 ? 400'000 : 0;
+    script.respiration(1s + frame * 12ms, {before, -before, before, -after, after, -after});
   }
   script.end(3s);
   const ScratchDirectory scratch;
@@ -161,8 +162,8 @@ TEST(CsvTest, ElectrodesAndRepetitionsAreTold) {
   for (const auto& row : rowsOf(scratch / "csv" / "events.csv")) {
     if (row[2].starts_with("electrodes")) events.push_back(row[0] + " " + row[2]);
   }
-  // At the first sample of all, and at the second one that swings: 240 still ones, then two.
-  EXPECT_THAT(events, ElementsAre("1.002000000 electrodes off", "1.482000000 electrodes on"));
+  // At the first sample of all, and at the first that swings, after 243 still ones.
+  EXPECT_THAT(events, ElementsAre("1.002000000 electrodes off", "1.488000000 electrodes on"));
 }
 
 TEST(CsvTest, TwoChargesInOneMomentComeOneAfterTheOther) {
