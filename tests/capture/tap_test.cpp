@@ -185,7 +185,7 @@ class KitCentral : public CBCentralManagerDelegate {
     log_.push_back("found " + found->name().value_or("-") + " " +
                    advertisementData.localName.value_or("-") + " " + std::to_string(RSSI));
     peripherals.push_back(found);
-    if (connects) told->connectPeripheral(found, std::nullopt);
+    if (connects) told->connectPeripheral(instead ? instead : found, std::nullopt);
   }
   void centralManagerDidConnectPeripheral(const std::shared_ptr<CBCentralManager>& /*told*/,
                                           const std::shared_ptr<CBPeripheral>& found) override {
@@ -206,6 +206,7 @@ class KitCentral : public CBCentralManagerDelegate {
   }
 
   bool connects = false;
+  std::shared_ptr<CBPeripheral> instead;  // connects to that one when another is found
   std::vector<std::shared_ptr<CBPeripheral>> peripherals;
   std::function<void(const std::shared_ptr<CBPeripheral>&)> whenConnected;
 
@@ -314,10 +315,11 @@ TEST_F(TapWorldTest, AnAdvertisementIsNotedAfterTheKitHasAskedForAConnection) {
 TEST_F(TapWorldTest, ARequestForAnotherPeripheralIsNoAnswerToTheAdvertisement) {
   const auto first = world_.peripheral("first");
   hear(first);
-  const auto wrapped = kit_->peripherals.at(0);
-  central_->connectPeripheral(wrapped, std::nullopt);
+  kit_->connects = true;
+  kit_->instead = kit_->peripherals.at(0);
+  hear(world_.peripheral("second"));
   EXPECT_TRUE(records_.empty());
-  EXPECT_EQ(world_.central->requested.at(0), first);
+  EXPECT_THAT(world_.central->requested, ElementsAre(first));
 }
 
 TEST_F(TapWorldTest, APeripheralIsAlwaysTheSameObjectAndTheHostGetsItsOwn) {
