@@ -7,7 +7,7 @@ build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-jso
 # To build the page of `zephly view`: Node.js 18 or newer, and npm. Often they come from elsewhere, and then
 # Debian's would be in the way.
 page_packages=()
-if ! command -v npm >/dev/null || ! node -e 'process.exit(parseInt(process.versions.node) < 18)' 2>/dev/null; then
+if ! command -v npm >/dev/null || ! node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' 2>/dev/null; then
   page_packages=(nodejs npm)
 fi
 
