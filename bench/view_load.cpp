@@ -81,6 +81,7 @@ struct Figures {
   std::array<double, 5> megabytes{};  // in use: at the beginning, and after each quarter
   std::uint64_t samples = 0;          // of the ECG, that the session delivered
   std::uint64_t complete = 0;         // viewers that got all of them
+  std::uint64_t lost = 0;             // by all but the stopped one together
   std::uint64_t stoppedReceived = 0;
   std::uint64_t stoppedLost = 0;
 };
@@ -185,8 +186,8 @@ class Run {
     figures_.nearlyAll = lateness_.quantile(0.999);
     figures_.worst = lateness_.quantile(1);
     ticks_.cancel();
-    feed_.end(source_->now());
     source_->finish();
+    feed_.end(source_->now());
     figures_.samples = feed_.model().received(Zephly::strap::Stream::ecg);
     if (audience_.size() > 0) audience_.resume(0);
     server_->close([this] { account(); });
@@ -194,8 +195,9 @@ class Run {
 
   void account() {
     const std::vector<Account> accounts = audience_.finish();
-    for (const Account& one : accounts) {
-      if (one.received == figures_.samples && one.lost == 0) ++figures_.complete;
+    for (std::size_t i = 0; i < accounts.size(); ++i) {
+      if (accounts[i].received == figures_.samples) ++figures_.complete;
+      if (i > 0) figures_.lost += accounts[i].lost;
     }
     if (!accounts.empty()) {
       figures_.stoppedReceived = accounts.front().received;
@@ -282,7 +284,7 @@ void printRuns(const char* name, const std::vector<Figures>& runs) {
     std::cout << "| " << name;
     for (const double megabytes : run.megabytes) std::cout << " | " << megabytes;
     std::cout << " | " << run.worst << " | " << run.samples << " | " << run.complete << " | "
-              << run.stoppedReceived << " | " << run.stoppedLost << " |\n";
+              << run.lost << " | " << run.stoppedReceived << " | " << run.stoppedLost << " |\n";
   }
 }
 
