@@ -93,10 +93,10 @@ int run(int argc, char** argv) {
   program.set_version_flag("--version", Zephly::tools::versionText);
   program.require_subcommand(0, 1);
   const std::vector<Command> commands = {
-      Zephly::inspect::addInspectCommand(program),  Zephly::monitor::addMonitorCommand(program),
-      Zephly::record::addRecordCommand(program),    Zephly::replay::addReplayCommand(program),
-      Zephly::exporting::addExportCommand(program), Zephly::peripheral::addStrapCommand(program),
-      Zephly::view::addViewCommand(program)};
+      Zephly::monitor::addMonitorCommand(program), Zephly::view::addViewCommand(program),
+      Zephly::record::addRecordCommand(program),   Zephly::inspect::addInspectCommand(program),
+      Zephly::replay::addReplayCommand(program),   Zephly::exporting::addExportCommand(program),
+      Zephly::peripheral::addStrapCommand(program)};
   const auto who = [&] {
     const Command* command = chosen(commands);
     return command == nullptr ? "zephly" : "zephly " + command->options->get_name();

@@ -21,11 +21,16 @@ test('ten minutes of a session do not make the page grow', async (t) => {
   const { tab, trouble } = await openTab(browser, address);
   await tab.goto(address);
   const tools = await tab.context().newCDPSession(tab);
+  // The least of several looks: what the page has just replaced goes with one of the next collections.
   const used = async () => {
-    for (let i = 0; i < 3; ++i) await tools.send('HeapProfiler.collectGarbage');
-    const { usedSize, backingStorageSize } = await tools.send('Runtime.getHeapUsage');
-    const { nodes } = await tools.send('Memory.getDOMCounters');
-    return { bytes: usedSize + (backingStorageSize ?? 0), nodes };
+    const looks = [];
+    for (let i = 0; i < 10; ++i) {
+      await tools.send('HeapProfiler.collectGarbage');
+      const { usedSize, backingStorageSize } = await tools.send('Runtime.getHeapUsage');
+      const { nodes } = await tools.send('Memory.getDOMCounters');
+      looks.push({ bytes: usedSize + (backingStorageSize ?? 0), nodes });
+    }
+    return { bytes: Math.min(...looks.map((one) => one.bytes)), nodes: Math.min(...looks.map((one) => one.nodes)) };
   };
   const received = () => tab.evaluate(() => window.zephly.samples('ecg').received);
   // After two cycles of the training plan everything has been shown once.

@@ -99,9 +99,10 @@ TEST_F(ContentsTest, ErrorsAndWhatIsUnusualIsCounted) {
   connectAt(1s);
   at(2s, capture::SubscriptionChanged{1, 10, "no"});
   at(2s, capture::Value{1, 10, {}, "no value"});
+  at(2s, capture::Value{1, 10, {{1, 2, 3, 4}}, "the value of before"});
   at(3s, capture::Value{1, 99, {{1, 2}}, {}});
   valueAt(3s, Stream::battery, 2);
-  ASSERT_EQ(contents_.failures().size(), 3U);
+  ASSERT_EQ(contents_.failures().size(), 4U);
   EXPECT_EQ(contents_.failures()[0].text, "refused");
   EXPECT_EQ(contents_.failures()[1].what, "subscription");
   EXPECT_EQ(contents_.failures()[2].time, 2s);

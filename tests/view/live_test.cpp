@@ -129,7 +129,9 @@ Account accountOf(const LiveClient& client) {
   for (const auto& message : client.messages()) {
     if (!message.binary) {
       const json told = json::parse(message.bytes);
-      if (told.at("type") == "lost") account.lost += told.at("samples").at("ecg").get<int>();
+      if (told.at("type") == "lost") {
+        account.lost += told.at("samples").at("ecg").get<std::uint64_t>();
+      }
       continue;
     }
     const Samples samples = decoded(message.bytes);

@@ -21,7 +21,7 @@ std::uint16_t port(const std::string& text) {
 
 boost::asio::ip::address address(const std::string& text) {
   boost::system::error_code error;
-  const auto address = boost::asio::ip::make_address(text, error);
+  auto address = boost::asio::ip::make_address(text, error);
   if (error) tools::rejectValue("--listen", "an address like 192.168.1.5, 0.0.0.0 or ::", text);
   return address;
 }

@@ -11,11 +11,9 @@ double seconds(strap::StrapTime time) { return std::chrono::duration<double>(tim
 }  // namespace
 
 void SampleTrack::append(strap::StrapTime arrival, std::span<const float> sample) {
-  if (anchors_.empty()) {
-    dropAnchor(arrival);
-  } else if (interrupted_) {
+  if (interrupted_) {
     // Never before what the link has brought before.
-    dropAnchor(std::max(arrival, timeOf(anchors_.back(), end_)));
+    dropAnchor(anchors_.empty() ? arrival : std::max(arrival, timeOf(anchors_.back(), end_)));
   } else if (axisIsWrong(arrival)) {
     dropAnchor(arrival);
   }

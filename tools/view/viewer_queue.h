@@ -39,7 +39,7 @@ class ViewerQueue {
 
  private:
   struct Waiting {
-    std::uint64_t place;  // the lowest comes out first
+    std::uint64_t place = 0;  // the lowest comes out first
     Message message;
   };
 

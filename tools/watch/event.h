@@ -38,7 +38,7 @@ struct Repetition {
 };
 /// A motion sample, as the trace line of the exercise detector shows it.
 struct MotionSample {
-  float highPassed;    ///< vertical acceleration without its slow part, g
+  float highPassed;    ///< vertical velocity without its slow part, g s
   float displacement;  ///< the measure of vertical movement that decides on up and down
 };
 /// Any other line of the kit.
