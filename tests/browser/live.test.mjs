@@ -115,7 +115,8 @@ test('traces move, in what is drawn and in the pixels, with nothing to complain 
     return { intervals: [...frames.intervals.slice(30)], work: [...frames.work.slice(30)] };
   });
   const sorted = (all) => all.sort((a, b) => a - b);
-  const part = (all, share) => sorted(all)[Math.floor(all.length * share)].toFixed(1);
+  // A machine that is slow enough draws no more than those that are left out.
+  const part = (all, share) => sorted(all)[Math.floor(all.length * share)]?.toFixed(1) ?? 'unknown';
   t.diagnostic(`${intervals.length} frames: each ${part(intervals, 0.5)} ms (95 %: ${part(intervals, 0.95)} ms), drawing ${part(work, 0.5)} ms (95 %: ${part(work, 0.95)} ms)`);
   assert.deepEqual(trouble, []);
   await tab.close();
