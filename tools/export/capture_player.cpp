@@ -2,10 +2,8 @@
 
 #include <platforms/foundation/data.h>
 #include <tools/capture/capture_error.h>
-#include <tools/option_values.h>
 #include <tools/replay/contradiction.h>
 #include <tools/replay/replay_host.h>
-#include <tools/text.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
@@ -18,12 +16,6 @@
 namespace Zephly::exporting {
 
 namespace {
-
-using capture::CaptureError;
-
-// As in a replay; beyond it a clock of nanoseconds would not hold what is added to it.
-constexpr auto latest = std::chrono::duration_cast<std::chrono::nanoseconds>(
-    std::chrono::duration<double>(tools::longestTime));
 
 // A session, and what it says of one record.
 class Listening {
@@ -87,14 +79,6 @@ class Listening {
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
-std::string divergenceText(const std::filesystem::path& file,
-                           const replay::Divergences& divergences) {
-  return tools::printable(file.string()) + ": " + std::to_string(divergences.count) +
-         (divergences.count == 1 ? " record" : " records") +
-         " that the session has not asked for; the first at " +
-         tools::clockText(divergences.firstTime) + ": " + divergences.first;
-}
-
 }  // namespace
 
 void Moment::clear() {
@@ -109,38 +93,26 @@ void Moment::clear() {
   repetitions.clear();
 }
 
-CapturePlayer::CapturePlayer(std::filesystem::path file) : file_(std::move(file)), reader_(file_) {}
+CapturePlayer::CapturePlayer(const std::filesystem::path& file) : records_(file) {}
 
 Played CapturePlayer::play(const std::function<void(const Moment&)>& listener,
                            std::uint64_t limit) {
   Played played;
   Listening listening;
-  std::uint64_t offset = reader_.offset();
-  const auto damaged = [&](const std::string& what) {
-    return CaptureError(CaptureError::Kind::damaged, file_, offset, what);
-  };
   try {
     for (; played.records < limit; ++played.records) {
-      offset = reader_.offset();
-      const auto record = reader_.next();
-      if (!record) {
-        if (reader_.ended()) break;
-        throw CaptureError(CaptureError::Kind::cut, file_, reader_.offset(),
-                           "the capture stops here without its end");
-      }
-      const auto time = record->stamp.monotonic;
-      if (time < played.duration) throw damaged("time runs backwards");
-      if (time > latest) throw damaged("a time that no session reaches");
+      const auto record = records_.next();
+      if (!record) break;
       listener(listening.deliver(*record));
-      played.duration = time;
+      played.duration = record->stamp.monotonic;
     }
   } catch (const replay::Contradiction& contradiction) {
-    played.complaints.emplace_back(damaged(contradiction.what()).what());
-  } catch (const CaptureError& error) {
+    played.complaints.emplace_back(records_.damaged(contradiction.what()).what());
+  } catch (const capture::CaptureError& error) {
     played.complaints.emplace_back(error.what());
   }
-  if (listening.divergences().count > 0) {
-    played.complaints.push_back(divergenceText(file_, listening.divergences()));
+  if (const auto complaint = records_.complaint(listening.divergences())) {
+    played.complaints.push_back(*complaint);
   }
   return played;
 }

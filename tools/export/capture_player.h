@@ -12,7 +12,7 @@
 /// every session does.
 
 #include <strap/training_plan.h>
-#include <tools/capture/reader.h>
+#include <tools/replay/record_order.h>
 #include <tools/watch/event.h>
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/frame_decoders.h>
@@ -68,17 +68,16 @@ struct Played {
 class CapturePlayer {
  public:
   /// Throws capture::CaptureError for what is no capture.
-  explicit CapturePlayer(std::filesystem::path file);
+  explicit CapturePlayer(const std::filesystem::path& file);
 
-  const capture::Preamble& preamble() const { return reader_.preamble(); }
+  const capture::Preamble& preamble() const { return records_.preamble(); }
 
   /// To the end, or to the first damage, or until `limit` records have been played. Once.
   Played play(const std::function<void(const Moment&)>& listener,
               std::uint64_t limit = std::numeric_limits<std::uint64_t>::max());
 
  private:
-  std::filesystem::path file_;
-  capture::Reader reader_;
+  replay::RecordOrder records_;
 };
 
 }  // namespace Zephly::exporting

@@ -1,5 +1,6 @@
 #include <tools/export/export_command.h>
 
+#include <tools/export/end_signals.h>
 #include <tools/export/exporter.h>
 #include <tools/option_values.h>
 
@@ -21,9 +22,11 @@ void addTargets(CLI::App& command, ExportOptions& options) {
       [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
 }
 
-int runExport(const ExportOptions& options, const std::string& who) {
+int runExport(ExportOptions options, const std::string& who) {
   // A limit of the file's size is an error like a full disk.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+  const EndSignals signals;
+  options.interrupted = EndSignals::came;
   const auto complaints = exportCapture(options);
   for (const std::string& complaint : complaints) {
     std::cerr << "zephly " << who << ": " << complaint << '\n';
@@ -35,14 +38,11 @@ tools::Command addExportCommand(CLI::App& program) {
   CLI::App* command =
       program.add_subcommand("export", "Write a capture as EDF+ and CSV, for other programs");
   command->footer(
-      "Signals, columns and how samples get their times: see docs/export.md. A file appears when "
-      "it "
-      "is\n"
-      "complete, and not at all when something goes wrong before. Of a capture that is cut or\n"
-      "damaged, what stands before is written.\n"
-      "Exit code: 0 when everything was written; 1 when a file could not be written, or the "
-      "capture\n"
-      "is cut, damaged or none; 2 for options that are not understood.");
+      "Signals, columns and how samples get their times: see docs/export.md. A file appears when\n"
+      "it is complete, and not at all when something goes wrong before, or after Ctrl-C. Of a\n"
+      "capture that is cut or damaged, what stands before is written.\n"
+      "Exit code: 0 when everything was written; 1 when a file could not be written, or the\n"
+      "capture is cut, damaged or none; 2 for options that are not understood.");
   const auto options = std::make_shared<ExportOptions>();
   tools::addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
     options->capture = tools::fileValue("FILE", text);

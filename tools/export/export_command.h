@@ -21,7 +21,8 @@ tools::Command addExportCommand(CLI::App& program);
 void addTargets(CLI::App& command, ExportOptions& options);
 
 /// Exports, and tells on standard error what is wrong with the capture, in the name of the
-/// subcommand `who`; returns the exit code. Throws as exportCapture() does.
-int runExport(const ExportOptions& options, const std::string& who);
+/// subcommand `who`; returns the exit code. SIGINT, SIGTERM and SIGHUP interrupt it. Throws as
+/// exportCapture() does.
+int runExport(ExportOptions options, const std::string& who);
 
 }  // namespace Zephly::exporting

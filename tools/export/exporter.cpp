@@ -27,6 +27,10 @@ void checkBegin(const ExportOptions& options, const capture::Preamble& preamble)
   throw std::runtime_error(about(options, "the date in its head is none"));
 }
 
+void checkInterruption(const ExportOptions& options) {
+  if (options.interrupted()) throw std::runtime_error("interrupted; nothing was exported");
+}
+
 }  // namespace
 
 void checkTargets(const ExportOptions& options) {
@@ -46,7 +50,10 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   const capture::Preamble preamble = first.preamble();
   checkBegin(options, preamble);
   Survey survey;
-  Played played = first.play([&](const Moment& moment) { survey.take(moment); });
+  Played played = first.play([&](const Moment& moment) {
+    checkInterruption(options);
+    survey.take(moment);
+  });
   const Timeline timeline = survey.finish(played.duration);
 
   std::optional<EdfFile> edf;
@@ -56,6 +63,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   CapturePlayer second(options.capture);
   const Played again = second.play(
       [&](const Moment& moment) {
+        checkInterruption(options);
         if (edf) edf->take(moment);
         if (csv) csv->take(moment);
       },

@@ -10,6 +10,7 @@
 #include <tools/export/pending_file.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,8 @@ struct ExportOptions {
   std::optional<std::filesystem::path> edf = std::nullopt;  ///< a file
   std::optional<std::filesystem::path> csv = std::nullopt;  ///< a directory
   Existing existing = Existing::refused;
+  /// Asked after each record: when true, exportCapture() ends with an error and leaves no file.
+  std::function<bool()> interrupted = [] { return false; };
 };
 
 /// Throws std::runtime_error, one line, when a file that is asked for cannot be had. To be called
@@ -28,8 +31,8 @@ struct ExportOptions {
 void checkTargets(const ExportOptions& options);
 
 /// Throws std::runtime_error, one line, when nothing was written: the capture is none, a file
-/// cannot be written. What is returned is wrong with the capture although the files are there, with
-/// all that stands before the damage; one line each.
+/// cannot be written, it was interrupted. What is returned is wrong with the capture although the
+/// files are there, with all that stands before the damage; one line each.
 ///
 /// On the main queue's thread, without another host in use. The program must ignore SIGXFSZ for a
 /// limit of a file's size to become an error.

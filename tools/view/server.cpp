@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -97,12 +98,12 @@ std::vector<ip::address> ownAddresses(bool v6) {
 /// Takes clients in.
 class Server::Listener : public std::enable_shared_from_this<Listener> {
  public:
-  Listener(tcp::acceptor acceptor, const std::optional<std::string>& token)
+  Listener(tcp::acceptor acceptor, std::optional<std::string> token)
       : acceptor_(std::move(acceptor)),
         pause_(acceptor_.get_executor()),
         address_(acceptor_.local_endpoint().address()),
         port_(acceptor_.local_endpoint().port()),
-        token_(token) {}
+        token_(std::move(token)) {}
 
   const ip::address& address() const { return address_; }
   std::uint16_t port() const { return port_; }
@@ -156,7 +157,8 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
   std::shared_ptr<Shared> shared_;
 };
 
-Server::Server(asio::io_context& context, ServerOptions options, Greeting greeting, Report report)
+Server::Server(asio::io_context& context, const ServerOptions& options, Greeting greeting,
+               Report report)
     : listener_(std::make_shared<Listener>(
           listen(context, tcp::endpoint(options.address, options.port)), options.token)) {
   shared_ = std::make_shared<Shared>(
@@ -169,6 +171,14 @@ Server::Server(asio::io_context& context, ServerOptions options, Greeting greeti
 }
 
 Server::~Server() {
+  try {
+    dropAll();
+  } catch (const std::exception&) {
+    // No memory is left, not even to end a connection; they end with their sockets.
+  }
+}
+
+void Server::dropAll() {
   listener_->close();
   shared_->closing = true;
   shared_->closed = nullptr;

@@ -73,7 +73,8 @@ class Server {
   using Report = std::function<void(std::string_view)>;
 
   /// Listens at once. std::runtime_error with one line for people when that is not possible.
-  Server(boost::asio::io_context& context, ServerOptions options, Greeting greeting, Report report);
+  Server(boost::asio::io_context& context, const ServerOptions& options, Greeting greeting,
+         Report report);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   /// Drops whoever is still connected.
@@ -96,6 +97,8 @@ class Server {
 
  private:
   class Listener;
+
+  void dropAll();
 
   std::shared_ptr<Shared> shared_;
   std::shared_ptr<Listener> listener_;

@@ -1,26 +1,18 @@
 #include <tools/watch/replay_source.h>
 
 #include <tools/capture/capture_error.h>
-#include <tools/option_values.h>
 #include <tools/replay/contradiction.h>
 #include <tools/text.h>
 #include <tools/watch/pace.h>
 
-#include <chrono>
 #include <utility>
 
 namespace Zephly::watch {
 
 namespace {
 
-using capture::CaptureError;
-
 // Faster than any machine: everything is due at once, and the pacer shares the queue.
 constexpr double unlimited = 1e18;
-
-// No record is later; the pacer's clock goes further.
-constexpr auto latest = std::chrono::duration_cast<std::chrono::nanoseconds>(
-    std::chrono::duration<double>(tools::longestTime));
 
 }  // namespace
 
@@ -29,13 +21,13 @@ ReplaySource::ReplaySource(main_queue::MainQueue& queue, ReplayOptions options,
     : queue_(queue),
       options_(std::move(options)),
       ended_(std::move(ended)),
-      reader_(options_.file) {
+      records_(options_.file) {
   // Before the records, so that the duration ends before what was recorded at its end.
   if (options_.duration) scheduler_.at(*options_.duration, [this] { end(); });
 }
 
 std::string ReplaySource::title() const {
-  return tools::printable(options_.file.filename().string() + ": " + reader_.preamble().source);
+  return tools::printable(options_.file.filename().string() + ": " + records_.preamble().source);
 }
 
 std::string ReplaySource::pace() const {
@@ -50,37 +42,23 @@ void ReplaySource::start() {
 
 void ReplaySource::readOn() {
   try {
-    const std::uint64_t offset = reader_.offset();
-    if (auto record = reader_.next()) {
-      schedule(std::move(*record), offset);
+    if (auto record = records_.next()) {
+      const auto time = record->stamp.monotonic;
+      scheduler_.at(time, [this, record = std::move(*record)] { play(record); });
       return;
     }
-    if (!reader_.ended()) {
-      throw CaptureError(CaptureError::Kind::cut, options_.file, reader_.offset(),
-                         "the capture stops here without its end");
-    }
-  } catch (const CaptureError& error) {
+  } catch (const capture::CaptureError& error) {
     complain(error.what());
   }
   end();
 }
 
-void ReplaySource::schedule(capture::Record record, std::uint64_t offset) {
-  const auto time = record.stamp.monotonic;
-  if (time < scheduler_.now() || time > latest) {
-    throw CaptureError(CaptureError::Kind::damaged, options_.file, offset,
-                       time > latest ? "a time that no session reaches" : "time runs backwards");
-  }
-  scheduler_.at(time, [this, record = std::move(record), offset] { play(record, offset); });
-}
-
-void ReplaySource::play(const capture::Record& record, std::uint64_t offset) {
+void ReplaySource::play(const capture::Record& record) {
   if (over_) return;
   try {
     host_.deliver(record);
   } catch (const replay::Contradiction& contradiction) {
-    complain(CaptureError(CaptureError::Kind::damaged, options_.file, offset, contradiction.what())
-                 .what());
+    complain(records_.damaged(contradiction.what()).what());
     end();
     return;
   }
@@ -99,13 +77,7 @@ SourceReport ReplaySource::finish() {
   pacer_.reset();
   if (!over_) over_ = scheduler_.now();
   report_.duration = *over_;
-  const replay::Divergences& divergences = host_.divergences();
-  if (divergences.count > 0) {
-    complain(tools::printable(options_.file.string()) + ": " + std::to_string(divergences.count) +
-             (divergences.count == 1 ? " record" : " records") +
-             " that the session has not asked for; the first at " +
-             tools::clockText(divergences.firstTime) + ": " + divergences.first);
-  }
+  if (const auto complaint = records_.complaint(host_.divergences())) complain(*complaint);
   return report_;
 }
 

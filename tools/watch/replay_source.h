@@ -15,12 +15,11 @@
 #include <platforms/main_queue/main_queue.h>
 #include <platforms/simulated/pacer.h>
 #include <platforms/simulated/scheduler.h>
-#include <tools/capture/reader.h>
 #include <tools/capture/record.h>
+#include <tools/replay/record_order.h>
 #include <tools/replay/replay_host.h>
 #include <tools/watch/source.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -52,15 +51,14 @@ class ReplaySource final : public Source {
 
  private:
   void readOn();
-  void schedule(capture::Record record, std::uint64_t offset);
-  void play(const capture::Record& record, std::uint64_t offset);
+  void play(const capture::Record& record);
   void complain(const std::string& line);
   void end();
 
   main_queue::MainQueue& queue_;
   const ReplayOptions options_;
   std::function<void()> ended_;
-  capture::Reader reader_;
+  replay::RecordOrder records_;
   replay::ReplayHost host_;
   simulated::Scheduler scheduler_;
   std::optional<simulated::Pacer> pacer_;
