@@ -6,13 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
-#include <thread>
 
 namespace Zephly::exporting {
 namespace {
@@ -104,18 +101,17 @@ TEST(InterruptionTest, WhatTheProgramIgnoresStaysIgnored) {
 TEST(InterruptionTest, ASignalEndsTheSubcommandsWork) {
   const ScratchDirectory scratch;
   const Handler handler(SIGTERM, count);
-  // From before it begins until it is over: one at least comes while it exports.
-  std::atomic<bool> over = false;
-  std::thread sender([&] {
-    while (!over) ::kill(::getpid(), SIGTERM);
-  });
   EXPECT_THROW(runExport({.capture = scratch.file("a.zcap", script().bytes()),
                           .edf = scratch / "a.edf",
-                          .csv = scratch / "csv"},
+                          .csv = scratch / "csv",
+                          .interrupted =
+                              [] {
+                                std::raise(SIGTERM);
+                                return false;
+                              }},
                          "export"),
                std::runtime_error);
-  over = true;
-  sender.join();
+  EXPECT_EQ(received, 0);
   EXPECT_TRUE(nothingWritten(scratch));
 }
 

@@ -26,7 +26,7 @@ int runExport(ExportOptions options, const std::string& who) {
   // A limit of the file's size is an error like a full disk.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const EndSignals signals;
-  options.interrupted = EndSignals::came;
+  options.interrupted = [asked = options.interrupted] { return asked() || EndSignals::came(); };
   const auto complaints = exportCapture(options);
   for (const std::string& complaint : complaints) {
     std::cerr << "zephly " << who << ": " << complaint << '\n';
