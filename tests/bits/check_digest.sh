@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Whether every numeric class of the kit has a line in what the program prints, and no two lines say the
+# same of different things. Usage: check_digest.sh DIGEST KIT
+set -euo pipefail
+lines=$("$1")
+failures=0
+complain() {
+  echo "$1"
+  failures=$((failures + 1))
+}
+
+# Without a line of their own: an interface, memory, and what a decoder returns.
+elsewhere=" Filter SampleArray BatteryStatus Temperature Motion "
+classes=0
+while read -r name; do
+  classes=$((classes + 1))
+  [[ $elsewhere == *" $name "* ]] && continue
+  grep -qE "^$name( |$)" <<<"$lines" || complain "no digest of $name"
+done < <(sed -nE 's/^(class|struct) ([A-Za-z0-9]+)( final)?( :.*)? \{$/\2/p' "$2"/{protocol,dsp,motion}/*.h | sort -u)
+[ $classes -ge 20 ] || complain "only $classes classes seen: is $2 the kit?"
+
+twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
+# The wrapper hands everything on to the engine; the two must agree.
+for digest in $twice; do
+  names=$(grep "$digest" <<<"$lines" | sed -E 's/^(SignalProcessor|wrapper) //; s/ +[0-9a-f]+$//' | sort -u)
+  [ "$(wc -l <<<"$names")" -eq 1 ] || complain "the same digest: $(tr '\n' ',' <<<"$names")"
+done
+for signal in ECG respiration lead-off; do
+  [ "$(sed -nE "s/^(SignalProcessor|wrapper) $signal +//p" <<<"$lines" | sort | uniq -d | wc -l)" -eq 1 ] ||
+    complain "engine and wrapper differ: $signal"
+done
+
+echo "$(wc -l <<<"$lines") digests, $classes classes, $failures complaints"
+[ $failures -eq 0 ]

@@ -1,0 +1,154 @@
+#include <tests/bits/digest.h>
+#include <tests/bits/signal.h>
+#include <zephly/dsp/biquad_filter.h>
+#include <zephly/dsp/body_temperature_estimator.h>
+#include <zephly/dsp/butterworth_filter.h>
+#include <zephly/dsp/cyclic_buffer.h>
+#include <zephly/dsp/ecg_multi_bandpass_filter.h>
+#include <zephly/dsp/leadoff_detector.h>
+#include <zephly/dsp/low_cut_filter.h>
+#include <zephly/dsp/median_filter.h>
+#include <zephly/dsp/multi_filter.h>
+#include <zephly/dsp/normalization_filter.h>
+#include <zephly/dsp/processor_clock.h>
+#include <zephly/dsp/respiration_filter.h>
+#include <zephly/dsp/respiration_filter_helper.h>
+#include <zephly/dsp/signal_processor.h>
+#include <zephly/session/signal_processor.h>
+
+#include <cstdint>
+
+namespace bits {
+
+namespace {
+
+// A processor clock that goes with the samples, so that the timers of resets end at the same one.
+std::uint64_t microseconds = 0;
+std::uint64_t sampleClock() { return microseconds; }
+
+class SampleClock {
+ public:
+  SampleClock() : before_(Zephly::setProcessorClock(sampleClock)) { microseconds = 0; }
+  SampleClock(const SampleClock&) = delete;
+  SampleClock& operator=(const SampleClock&) = delete;
+  ~SampleClock() { Zephly::setProcessorClock(before_); }
+
+  static void tick() { microseconds += 2000; }
+
+ private:
+  Zephly::ProcessorClock before_;
+};
+
+template <class Process>
+void digestOf(const char* name, int samples, const Process& process) {
+  Signal signal;
+  Digest digest;
+  for (int index = 0; index < samples; ++index) {
+    SampleClock::tick();
+    digest.add(process(signal));
+  }
+  digest.print(name);
+}
+
+void digestFilter(const char* name, Filter& filter, int samples) {
+  digestOf(name, samples, [&](Signal& signal) { return filter.process(signal.next()); });
+}
+
+void digestFilters() {
+  BiquadFilter lowpass(BiquadLowpass, 0.1, 8, 1.0);
+  BiquadFilter highpass(BiquadHighpass, 0.00008, 2, 0.707);
+  BiquadFilter bandpass(BiquadBandpass, 0.03, 4, 2.0);
+  BiquadFilter notch(BiquadNotch, 0.12, 4, 5.0);
+  MedianFilter median(300);
+  NormalizationFilter normalization(1000, true);
+  LowCutFilter lowCut(110, 0.004, 4);
+  digestFilter("BiquadFilter lowpass", lowpass, 100000);
+  digestFilter("BiquadFilter highpass", highpass, 100000);
+  digestFilter("BiquadFilter bandpass", bandpass, 100000);
+  digestFilter("BiquadFilter notch", notch, 100000);
+  digestFilter("MedianFilter", median, 20000);
+  digestFilter("NormalizationFilter", normalization, 20000);
+  digestFilter("LowCutFilter", lowCut, 100000);
+  MultiFilter chain;
+  chain.addFilter(new BiquadFilter(BiquadLowpass, 0.05, 4, 0.8));
+  chain.addFilter(new MedianFilter(50));
+  digestFilter("MultiFilter", chain, 20000);
+
+  Zephly::ButterworthFilter high(1.0F, 60, Zephly::Highpass, 2.0F);
+  Zephly::ButterworthFilter low(1.0F, 60, Zephly::Lowpass, 2.0F);
+  digestOf("ButterworthFilter highpass", 100000,
+           [&](Signal& signal) { return high.process(signal.nextFloat()); });
+  digestOf("ButterworthFilter lowpass", 100000,
+           [&](Signal& signal) { return low.process(signal.nextFloat()); });
+}
+
+void digestChains() {
+  Zephly::ECGMultiBandpassFilter ecg;
+  digestOf("ECGMultiBandpassFilter", 20000,
+           [&](Signal& signal) { return ecg.process(signal.nextFloat()); });
+  Zephly::RespirationFilter respiration;
+  digestOf("RespirationFilter", 20000,
+           [&](Signal& signal) { return respiration.process(signal.nextFloat()); });
+}
+
+void digestDetectors() {
+  Zephly::LeadoffDetector leadoff;
+  digestOf("LeadoffDetector", 20000, [&](Signal& signal) {
+    // Flat for a while, saturated for a while, alive for the rest.
+    const double sample = signal.next();
+    const std::uint64_t second = microseconds / 1'000'000 % 5;
+    const double seen = second == 0 ? 0.001 * sample : sample;
+    return leadoff.process(static_cast<float>(second == 1 ? 2.42 : seen)) ? 1 : 0;
+  });
+  Zephly::RespirationFilterHelper helper(3.0F);
+  digestOf("RespirationFilterHelper", 20000, [&](Signal& signal) {
+    return helper.shouldResetRespiration(signal.next() > 1.0) ? 1 : 0;
+  });
+  Zephly::BodyTemperatureEstimator body;
+  digestOf("BodyTemperatureEstimator", 20000, [&](Signal& signal) {
+    const float skin = 33 + 2 * signal.nextFloat();
+    return body.process(skin, 21 + signal.nextFloat());
+  });
+  Zephly::CyclicBuffer buffer{7, {}};
+  digestOf("CyclicBuffer", 1000, [&](Signal& signal) {
+    buffer.push(signal.nextFloat());
+    return buffer.values.front() + static_cast<float>(buffer.values.size());
+  });
+}
+
+template <class Engine>
+void digestEngine(Engine& engine, const char* ecg, const char* respiration, const char* leadoff) {
+  digestOf(ecg, 12000, [&](Signal& signal) { return engine.processECG(signal.nextFloat()); });
+  digestOf(respiration, 12000, [&](Signal& signal) {
+    const float sample = signal.nextFloat();
+    const int contact = engine.processLeadoffDetection(sample) ? 1 : 0;
+    return engine.processRespiration(sample) + static_cast<float>(contact);
+  });
+  digestOf(leadoff, 12000, [&](Signal& signal) {
+    return engine.processLeadoffDetection(signal.nextFloat()) ? 1 : 0;
+  });
+}
+
+void digestEngines() {
+  Zephly::SignalProcessor engine;
+  digestEngine(engine, "SignalProcessor ECG", "SignalProcessor respiration",
+               "SignalProcessor lead-off");
+  digestOf("SignalProcessor temperature", 12000, [&](Signal& signal) {
+    const float skin = 33 + 2 * signal.nextFloat();
+    return engine.processBodyTemperature(skin, 21 + signal.nextFloat());
+  });
+  const auto wrapper = ::SignalProcessor::init();
+  digestEngine(*wrapper, "wrapper ECG", "wrapper respiration", "wrapper lead-off");
+}
+
+}  // namespace
+
+void digestDsp() {
+  const SampleClock clock;
+  digestFilters();
+  digestChains();
+  digestDetectors();
+  digestEngines();
+}
+
+}  // namespace bits
