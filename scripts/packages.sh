@@ -27,6 +27,9 @@ lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxyg
 # To build the kit's tests for another processor, and to run them.
 same_bits_packages=("${test_packages[@]}" g++-aarch64-linux-gnu qemu-user googletest)
 
+# To measure what the tests reach.
+coverage_packages=("${program_packages[@]}" gcovr)
+
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the

@@ -319,4 +319,35 @@ TEST_F(CentralManagerTest, AnswersToThePlatformsMessageNames) {
   }
 }
 
+TEST_F(CentralManagerTest, PlatformMessagesSentByNameDoTheSame) {
+  const auto central = std::shared_ptr<CBCentralManager>(world.central);
+  const auto device = std::shared_ptr<CBPeripheral>(strap);
+  const auto failure = std::shared_ptr<const NSError>(std::make_shared<Error>("broken"));
+  const auto logOf = [this](const auto& call) {
+    world.log.clear();
+    call();
+    return world.log;
+  };
+  world.central->current = CBManagerState::poweredOn;
+  EXPECT_EQ(logOf([&] { manager->performSelector("centralManagerDidUpdateState:", central); }),
+            logOf([&] { report(CBManagerState::poweredOn); }));
+  EXPECT_THAT(logOf([&] {
+                manager->performSelector(
+                    "centralManager:didDiscoverPeripheral:advertisementData:RSSI:", central, device,
+                    CBAdvertisementData(), -60);
+              }),
+              ElementsAre("connect"));
+  EXPECT_FALSE(logOf([&] {
+                 manager->performSelector("centralManager:didConnectPeripheral:", central, device);
+               }).empty());
+  EXPECT_FALSE(logOf([&] {
+                 manager->performSelector("centralManager:didDisconnectPeripheral:error:", central,
+                                          device, noError);
+               }).empty());
+  EXPECT_EQ(output.text(), "");
+  manager->performSelector("centralManager:didFailToConnectPeripheral:error:", central, device,
+                           failure);
+  EXPECT_NE(output.text(), "");
+}
+
 }  // namespace

@@ -267,4 +267,21 @@ TEST_F(ZephlyPeripheralTest, AnswersToItsFourMessageNames) {
   EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 1 false"));
 }
 
+TEST_F(ZephlyPeripheralTest, DiscoveryAndFailuresCanBeSentByName) {
+  const auto device = std::shared_ptr<CBPeripheral>(peripheral);
+  const std::shared_ptr<const NSError> failure = Error::of("broken");
+  const auto service = std::make_shared<fake::Service>("0001");
+  service->list.emplace();
+  peripheral->list = {{service}};
+  handler->performSelector("peripheral:didDiscoverServices:", device, noError);
+  EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001"));
+  handler->performSelector("peripheral:didDiscoverCharacteristicsForService:error:", device,
+                           std::shared_ptr<CBService>(service), failure);
+  EXPECT_EQ(output.text(), "Error: Optional(\"broken\")\n");
+  handler->performSelector(
+      "peripheral:didUpdateNotificationStateForCharacteristic:error:", device,
+      std::shared_ptr<CBCharacteristic>(characteristic(batteryCharacteristicUUID())), failure);
+  EXPECT_GT(output.text().size(), std::string("Error: Optional(\"broken\")\n").size());
+}
+
 }  // namespace
