@@ -107,7 +107,10 @@ void addMotion(Suite& suite) {
              .rate = rate},
             [](benchmark::State& state) {
               std::filebuf nowhere;
-              nowhere.open("/dev/null", std::ios::out);
+              if (nowhere.open("/dev/null", std::ios::out) == nullptr) {
+                state.SkipWithError("/dev/null cannot be written");
+                return;
+              }
               const RedirectedOutput redirected(&nowhere);
               measure(state, motionSamples(), sevenValues);
             });

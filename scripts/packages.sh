@@ -22,7 +22,7 @@ program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-de
 test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binutils procps)
 
 # To check format, static analysis and documentation.
-lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxygen libbenchmark-dev)
+lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 cppcheck python3 doxygen libbenchmark-dev)
 
 # To build the kit's tests for another processor, and to run them.
 same_bits_packages=("${test_packages[@]}" g++-aarch64-linux-gnu qemu-user googletest)

@@ -26,7 +26,8 @@ void demand(bool condition, const std::string& otherwise) {
 
 void checkInterval(StrapTime start, StrapTime end, const TrainingPlan& plan,
                    const std::string& what) {
-  demand(start >= 0s && start <= longestTime, what + " must begin within 0 to 1000 days");
+  demand(start >= StrapTime::zero() && start <= longestTime,
+         what + " must begin within 0 to 1000 days");
   demand(end >= start && end <= longestTime, what + " must end within 1000 days");
   demand(!plan.cycle || end <= *plan.cycle, what + " must end within the cycle");
 }
@@ -34,7 +35,7 @@ void checkInterval(StrapTime start, StrapTime end, const TrainingPlan& plan,
 void checkIntervals(const std::vector<Interval>& intervals, const TrainingPlan& plan,
                     const std::string& what) {
   for (const Interval& interval : intervals) {
-    demand(interval.duration >= 0s && interval.duration <= longestTime,
+    demand(interval.duration >= StrapTime::zero() && interval.duration <= longestTime,
            what + " must last 0 to 1000 days");
     checkInterval(interval.start, interval.end(), plan, what);
   }
@@ -43,7 +44,7 @@ void checkIntervals(const std::vector<Interval>& intervals, const TrainingPlan& 
 // Sets and walks move the same body.
 void checkMovements(const TrainingPlan& plan) {
   std::vector<Interval> movements = plan.walks;
-  StrapTime end = 0s;
+  StrapTime end = StrapTime::zero();
   for (const ExerciseSet& set : plan.exercises) {
     demand(set.start >= end, "exercises must be in order and not overlap");
     end = set.end();
@@ -62,7 +63,7 @@ struct CycleTime {
 };
 
 CycleTime inCycle(const TrainingPlan& plan, StrapTime time) {
-  if (!plan.cycle || time < 0s) return {0s, time};
+  if (!plan.cycle || time < StrapTime::zero()) return {StrapTime::zero(), time};
   const StrapTime beginning = *plan.cycle * (time / *plan.cycle);
   return {beginning, time - beginning};
 }
@@ -76,7 +77,7 @@ Repetitions doneWithin(const TrainingPlan& plan, StrapTime time) {
   Repetitions done;
   for (const ExerciseSet& set : plan.exercises) {
     const StrapTime sinceFirst = time - set.repetitionStart(0);
-    if (sinceFirst < 0s) break;
+    if (sinceFirst < StrapTime::zero()) break;
     const auto finished = sinceFirst / exerciseTimes(set.kind).repetition;
     done.of(set.kind) += static_cast<int>(std::min<std::int64_t>(finished, set.count));
   }
@@ -163,17 +164,17 @@ void TrainingPlan::check() const {
   for (const ExerciseSet& set : exercises) {
     demand(set.count >= 1 && set.count <= mostRepetitions,
            "an exercise has 1 to 1000000 repetitions");
-    demand(set.start >= 0s && set.start <= longestTime,
+    demand(set.start >= StrapTime::zero() && set.start <= longestTime,
            "an exercise must begin within 0 to 1000 days");
     checkInterval(set.start, set.end(), *this, "an exercise");
   }
   checkIntervals(walks, *this, "a walk");
   checkIntervals(electrodesOff, *this, "a time without electrodes");
   checkIntervals(charging, *this, "a time at the charger");
-  StrapTime last = 0s;
+  StrapTime last = StrapTime::zero();
   for (const LinkLoss& loss : linkLosses) {
     demand(loss.time >= last, "link losses must be in order");
-    demand(loss.absence >= 0s && loss.absence <= longestTime,
+    demand(loss.absence >= StrapTime::zero() && loss.absence <= longestTime,
            "an absence must last 0 to 1000 days");
     checkInterval(loss.time, loss.time + loss.absence, *this, "a link loss");
     last = loss.time;
@@ -210,7 +211,7 @@ bool TrainingPlan::chargerIn(StrapTime time) const {
 Repetitions TrainingPlan::repetitionsDone(StrapTime time) const {
   const auto [beginning, within] = inCycle(*this, time);
   Repetitions done = doneWithin(*this, within);
-  if (beginning == 0s) return done;
+  if (beginning == StrapTime::zero()) return done;
   const Repetitions each = doneWithin(*this, *cycle);
   const auto cycles = static_cast<int>(beginning / *cycle);
   for (const Exercise exercise : allExercises) done.of(exercise) += cycles * each.of(exercise);
@@ -239,7 +240,7 @@ double TrainingPlan::exertion(StrapTime time) const {
   while (true) {
     for (const ExerciseSet& set : exercises)
       sum += effortLeft(beginning + set.start, beginning + set.end(), time);
-    if (!cycle || beginning == 0s || beginning < oldest) return sum;
+    if (!cycle || beginning == StrapTime::zero() || beginning < oldest) return sum;
     beginning -= *cycle;
   }
 }

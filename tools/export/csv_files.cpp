@@ -120,7 +120,7 @@ void CsvFile::duration(Nanoseconds value) {
 }
 
 void CsvFile::gap(Nanoseconds value) {
-  if (value > 0ns) {
+  if (value > Nanoseconds::zero()) {
     duration(value);
   } else {
     row_ += ',';
@@ -196,7 +196,8 @@ void CsvFiles::take(const Moment& moment) {
     }
     motion.endRow();
   }
-  if (moment.disconnected && withoutBatterySince_ < 0ns) withoutBatterySince_ = moment.time;
+  if (moment.disconnected && withoutBatterySince_ < Nanoseconds::zero())
+    withoutBatterySince_ = moment.time;
   if (moment.battery) takeBattery(moment.time, *moment.battery);
 }
 
@@ -204,7 +205,8 @@ void CsvFiles::takeBattery(Nanoseconds time, const BatteryStatus& status) {
   // Two in one moment still come one after the other.
   lastBattery_ = std::max(time, lastBattery_ + 1ns);
   battery_->begin(lastBattery_);
-  battery_->gap(withoutBatterySince_ < 0ns ? 0ns : lastBattery_ - withoutBatterySince_);
+  battery_->gap(withoutBatterySince_ < Nanoseconds::zero() ? Nanoseconds::zero()
+                                                           : lastBattery_ - withoutBatterySince_);
   withoutBatterySince_ = -1ns;
   battery_->number(status.soc);
   battery_->text(status.inCharge ? "1" : "0");

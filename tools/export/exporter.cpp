@@ -23,7 +23,7 @@ std::string about(const ExportOptions& options, const std::string& what) {
 }
 
 void checkBegin(const ExportOptions& options, const capture::Preamble& preamble) {
-  if (preamble.began >= 0ns && preamble.began <= latestBegin) return;
+  if (preamble.began >= Nanoseconds::zero() && preamble.began <= latestBegin) return;
   throw std::runtime_error(about(options, "the date in its head is none"));
 }
 
