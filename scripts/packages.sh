@@ -24,6 +24,9 @@ test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binu
 # To check format, static analysis and documentation.
 lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxygen libbenchmark-dev)
 
+# To draw the pictures of docs/streams.
+figure_packages=(python3 python3-matplotlib)
+
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the
