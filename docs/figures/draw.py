@@ -208,7 +208,8 @@ def contact(data):
                           transform=axes.get_xaxis_transform(), label="no contact" if axes is result else None)
     result.axvline(34.2, color=RED, linewidth=0.8, linestyle=":")
     result.annotate("resets", (34.6, 0.93), fontsize=8, color=RED)
-    result.legend(loc="lower right")
+    result.set_ylim(-0.05, 1.4)
+    result.legend(loc="upper center", ncols=3)
     return figure
 
 
