@@ -20,7 +20,7 @@ float step(Filter& stage, float sample) {
 template <typename Copy, typename Original>
 void requireSame(const std::string& name, Copy& copy, Original& original) {
   constexpr int samples = 8000;  // more than any window
-  std::mt19937 random(1);        // NOLINT(cert-msc51-cpp): the same numbers each time
+  std::mt19937 random(1);        // the same numbers each time
   for (int n = 0; n < samples; ++n) {
     const float sample = static_cast<float>(random() >> 8) * 0x1p-23F - 1.0F;
     if (std::bit_cast<std::uint32_t>(copy.process(sample)) !=
