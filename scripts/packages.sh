@@ -30,6 +30,9 @@ same_bits_packages=("${test_packages[@]}" g++-aarch64-linux-gnu qemu-user google
 # To measure what the tests reach.
 coverage_packages=("${program_packages[@]}" gcovr)
 
+# To draw the pictures of docs/streams.
+figure_packages=(python3 python3-matplotlib)
+
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the

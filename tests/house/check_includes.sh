@@ -11,6 +11,7 @@ declare -A allowed=(
   [zephly/phone]="zephly/platform zephly/motion" [zephly/ble]="zephly/platform zephly/protocol"
   [zephly/session]="zephly/platform zephly/protocol zephly/dsp zephly/motion zephly/phone zephly/ble"
   [strap]="zephly/" [platforms]="zephly/ strap" [bench]="zephly/ strap platforms tools"
+  [docs/figures]="zephly/"
   [tools]="zephly/ strap platforms" [examples]="zephly/ strap platforms")
 
 failures=0
@@ -34,7 +35,7 @@ for room in "${!allowed[@]}"; do
       failures=$((failures + 1))
     fi
     files=$((files + 1))
-  done < <(grep -rnE '^#include <(zephly|platforms|strap|tools|tests|bench|examples)/' \
+  done < <(grep -rnE '^#include <(zephly|platforms|strap|tools|tests|bench|examples|docs)/' \
     --include='*.h' --include='*.cpp' "$room" || true)
 done
 

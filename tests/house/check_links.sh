@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# No relative link in a Markdown file is dead, picture or page, file or heading. Usage: check_links.sh ROOT
+set -euo pipefail
+cd "$1"
+
+# The lines of a Markdown file that are not code.
+prose() { awk '/^ *```/ { code = !code; next } !code { gsub(/`[^`]*`/, ""); print }' "$1"; }
+
+# The names that the headings of a file can be linked by.
+headings() {
+  awk '/^ *```/ { code = !code; next } !code && /^#+ /' "$1" | sed -E 's/^#+ +//; s/`//g' |
+    tr '[:upper:]' '[:lower:]' | sed -E 's/[^[:alnum:] _-]//g; s/ /-/g'
+}
+
+failures=0
+links=0
+while IFS= read -r file; do
+  while IFS= read -r target; do
+    case $target in *://* | mailto:*) continue ;; esac
+    links=$((links + 1))
+    path=${target%%#*} anchor=${target#"${target%%#*}"}
+    full=$file
+    [ -z "$path" ] || full=$(dirname "$file")/$path
+    if [ ! -e "$full" ]; then
+      echo "$file: nothing at $target"
+      failures=$((failures + 1))
+    elif [[ -n $anchor && $full == *.md ]] && ! grep -qxF -- "${anchor#\#}" <(headings "$full"); then
+      echo "$file: no heading for $target"
+      failures=$((failures + 1))
+    fi
+  done < <(prose "$file" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\((.*)\)$/\1/' || true)
+done < <(find . -name '*.md' -not -path '*/node_modules/*' -not -path './build/*' -not -path './.git/*' | sort)
+
+[ $links -gt 40 ] || { echo "only $links links seen: is $1 the right folder?"; exit 1; }
+echo "$links links checked, $failures dead"
+[ $failures -eq 0 ]
