@@ -80,11 +80,11 @@ TEST(InterruptionTest, SignalsAreNotedWhileTheyAreLookedFor) {
     {
       const EndSignals signals;
       EXPECT_FALSE(EndSignals::came());
-      std::raise(signal);
+      ASSERT_EQ(std::raise(signal), 0);
       EXPECT_TRUE(EndSignals::came());
     }
     EXPECT_EQ(received, 0);
-    std::raise(signal);
+    ASSERT_EQ(std::raise(signal), 0);
     EXPECT_EQ(received, 1) << "what was there before is back";
     const EndSignals again;
     EXPECT_FALSE(EndSignals::came());
@@ -94,7 +94,7 @@ TEST(InterruptionTest, SignalsAreNotedWhileTheyAreLookedFor) {
 TEST(InterruptionTest, WhatTheProgramIgnoresStaysIgnored) {
   const Handler handler(SIGHUP, SIG_IGN);
   const EndSignals signals;
-  std::raise(SIGHUP);
+  ASSERT_EQ(std::raise(SIGHUP), 0);
   EXPECT_FALSE(EndSignals::came());
 }
 
@@ -106,7 +106,7 @@ TEST(InterruptionTest, ASignalEndsTheSubcommandsWork) {
                           .csv = scratch / "csv",
                           .interrupted =
                               [] {
-                                std::raise(SIGTERM);
+                                static_cast<void>(std::raise(SIGTERM));
                                 return false;
                               }},
                          "export"),

@@ -2,23 +2,41 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
 
 std::atomic<std::size_t> allocations{0};
 std::atomic<std::size_t> live{0};
-std::atomic<std::size_t> failing{0};
+std::atomic<std::size_t> failing{0};      // the number of the first that fails; 0: none does
+std::atomic<std::size_t> lastFailing{0};  // and of the last
 
-void* countedAllocation(std::size_t size) noexcept {
-  if (++allocations == failing) return nullptr;
-  void* const memory = std::malloc(size == 0 ? 1 : size);
+bool failsNow() {
+  const std::size_t number = ++allocations;
+  return failing != 0 && number >= failing && number <= lastFailing;
+}
+
+void* counted(void* memory) noexcept {
   if (memory != nullptr) ++live;
   return memory;
 }
 
-void* countedAllocationOrThrow(std::size_t size) {
-  void* const memory = countedAllocation(size);
+void* countedAllocation(std::size_t size) noexcept {
+  return failsNow() ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
+}
+
+void* countedAllocation(std::size_t size, std::align_val_t alignment) noexcept {
+  const auto boundary = static_cast<std::size_t>(alignment);
+  // aligned_alloc takes whole multiples of the boundary.
+  const std::size_t whole = (size + boundary - 1) / boundary * boundary;
+  return failsNow() ? nullptr
+                    : counted(std::aligned_alloc(boundary, whole == 0 ? boundary : whole));
+}
+
+template <class... Alignment>
+void* countedAllocationOrThrow(std::size_t size, Alignment... alignment) {
+  void* const memory = countedAllocation(size, alignment...);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
@@ -34,7 +52,15 @@ std::size_t allocationCount() { return allocations; }
 
 std::size_t liveAllocationCount() { return live; }
 
-void failAllocation(std::size_t number) { failing = number == 0 ? 0 : allocations + number; }
+void failAllocation(std::size_t number) {
+  failing = number == 0 ? 0 : allocations + number;
+  lastFailing = failing.load();
+}
+
+void failAllocationsFrom(std::size_t number) {
+  lastFailing = std::numeric_limits<std::size_t>::max();
+  failing = number == 0 ? 0 : allocations + number;
+}
 
 // All forms are replaced, not only the two that the others default to: an instrumented runtime
 // brings its own of each and checks that a pair belongs together.
@@ -52,3 +78,37 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { release(memo
 void operator delete[](void* memory, std::size_t /*size*/) noexcept { release(memory); }
 void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
 void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
+
+// For types that want more than the default alignment.
+
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return countedAllocationOrThrow(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+  return countedAllocationOrThrow(size, alignment);
+}
+void* operator new(std::size_t size, std::align_val_t alignment,
+                   const std::nothrow_t& /*tag*/) noexcept {
+  return countedAllocation(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment,
+                     const std::nothrow_t& /*tag*/) noexcept {
+  return countedAllocation(size, alignment);
+}
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete[](void* memory, std::align_val_t /*alignment*/) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
+  release(memory);
+}
+void operator delete[](void* memory, std::size_t /*size*/,
+                       std::align_val_t /*alignment*/) noexcept {
+  release(memory);
+}
+void operator delete(void* memory, std::align_val_t /*alignment*/,
+                     const std::nothrow_t& /*tag*/) noexcept {
+  release(memory);
+}
+void operator delete[](void* memory, std::align_val_t /*alignment*/,
+                       const std::nothrow_t& /*tag*/) noexcept {
+  release(memory);
+}

@@ -18,6 +18,9 @@ struct SessionTestAccess {
   static bool hasZephlyDelegate(const Session& session) {
     return !session.zephlyDelegate.expired();
   }
+  static std::weak_ptr<ZephlyDelegate>& zephlyDelegate(Session& session) {
+    return session.zephlyDelegate;
+  }
   static std::shared_ptr<CentralManager> centralManager(const Session& session) {
     return session.centralManager;
   }

@@ -44,7 +44,7 @@ struct Segment {
 
 /// One stream from the beginning of a session to its end. Times rise from sample to sample.
 struct StreamClock {
-  StreamRate rate;
+  StreamRate rate{};
   std::vector<Segment> segments = {};
 
   std::int64_t samples() const;

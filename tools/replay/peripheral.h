@@ -60,7 +60,7 @@ class Peripheral final : public CBPeripheral {
 
  private:
   struct ListedCharacteristic {
-    capture::ObjectId service;
+    capture::ObjectId service{};
     std::shared_ptr<Characteristic> object;
   };
 

@@ -1,0 +1,105 @@
+#include <tests/soak/application.h>
+
+#include <tests/support/session_test_access.h>
+
+namespace soak {
+
+class Application::Delegate : public ZephlyDelegate {
+ public:
+  explicit Delegate(Application& owner) : owner_(owner) {}
+
+  void didChangeLeadoffState(bool off) override {
+    owner_.ledger_.leadoff(off);
+    owner_.told();
+  }
+  void didConnectPeripheral() override {
+    owner_.ledger_.connected();
+    owner_.told();
+  }
+  void didDisconnectPeripheral() override {
+    owner_.ledger_.disconnected();
+    owner_.told();
+  }
+  void didReceiveTemperature(float object, float ambient, float body) override {
+    owner_.ledger_.temperature(object, ambient, body);
+    owner_.told();
+  }
+  void didReceiveECG(float sample) override {
+    owner_.ledger_.ecg(sample);
+    owner_.told();
+  }
+  void didReceiveRespiration(float sample) override {
+    owner_.ledger_.respiration(sample);
+    owner_.told();
+  }
+  void didReceiveBatteryStatus(BatteryStatus status) override {
+    owner_.ledger_.battery(status);
+    owner_.told();
+  }
+
+ private:
+  Application& owner_;
+};
+
+class Application::Trainer : public WorkoutDelegate {
+ public:
+  explicit Trainer(Application& owner) : owner_(owner) {}
+
+  void didDetectPushUp() override { detected(strap::Exercise::pushUp); }
+  void didDetectSitUp() override { detected(strap::Exercise::sitUp); }
+  void didDetectJump() override { detected(strap::Exercise::jump); }
+
+ private:
+  void detected(strap::Exercise exercise) {
+    owner_.ledger_.repetition(exercise);
+    owner_.trainerTold();
+  }
+
+  Application& owner_;
+};
+
+std::shared_ptr<ZephlyDelegate> Application::first() {
+  ledger_.attachApplication(false);
+  delegate_ = std::make_shared<Delegate>(*this);
+  ++delegates_;
+  return delegate_;
+}
+
+void Application::attach(::Zephly::Zephly& session, bool linkIsUp) {
+  ledger_.attachApplication(linkIsUp);
+  callsLeft_ = 0;
+  delegate_ = std::make_shared<Delegate>(*this);
+  SessionTestAccess::zephlyDelegate(session) = delegate_;
+  ++delegates_;
+}
+
+// The ledger first: what is still under way goes nowhere from here on.
+void Application::drop() {
+  if (!delegate_) return;
+  ledger_.detachApplication();
+  delegate_.reset();
+}
+
+void Application::told() {
+  if (callsLeft_ != 0 && --callsLeft_ == 0) drop();
+}
+
+void Application::attachTrainer(::Zephly::Zephly& session) {
+  ledger_.attachTrainer();
+  trainerCallsLeft_ = 0;
+  trainer_ = std::make_shared<Trainer>(*this);
+  session.startWorkoutDetection(trainer_);
+  ++trainers_;
+}
+
+void Application::dropTrainer() {
+  if (!trainer_) return;
+  ledger_.detachTrainer();
+  trainer_.reset();
+}
+
+void Application::trainerTold() {
+  if (trainerCallsLeft_ != 0 && --trainerCallsLeft_ == 0) dropTrainer();
+}
+
+}  // namespace soak

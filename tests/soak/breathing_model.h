@@ -1,0 +1,68 @@
+#pragma once
+/// @file
+/// The respiration chain written down a second time, for comparison bit by bit: median and largest
+/// magnitude are kept up to date instead of being looked for anew with each sample, so that a day
+/// of samples takes minutes.
+///
+///   soak::BreathingModel model;
+///   const bool contact = model.contact(sample);    // first, as the session does
+///   const float breath = model.breath(sample);     // only while somebody listens
+
+#include <zephly/dsp/biquad_filter.h>
+#include <zephly/dsp/leadoff_detector.h>
+#include <zephly/dsp/respiration_filter_helper.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <utility>
+#include <vector>
+
+namespace soak {
+
+/// The median of the latest 300 numbers (zeros at first) as the kit defines it: the mean of those
+/// in places 150 and 151, counted from 0. NaN is not expected.
+class SlidingMedian {
+ public:
+  SlidingMedian();
+  double next(double sample);
+
+ private:
+  std::vector<double> window_;  // a ring
+  std::vector<double> sorted_;
+  std::size_t oldest_ = 0;
+};
+
+/// The largest magnitude among the latest 5000 numbers, zeros at first.
+class SlidingMagnitude {
+ public:
+  double next(double sample);
+  /// All zeros again.
+  void clear() { candidates_.clear(); }
+
+ private:
+  std::uint64_t count_ = 0;
+  std::deque<std::pair<std::uint64_t, double>> candidates_;  // falling
+};
+
+/// One strap's respiration.
+class BreathingModel {
+ public:
+  /// Electrode contact with the next raw sample; resets stages of the chain when that is due.
+  bool contact(float sample);
+  /// The next raw sample, filtered and normalised to 0..1.
+  float breath(float sample);
+
+ private:
+  BiquadFilter notch1_{BiquadNotch, 0.1, 4, 5.0};
+  BiquadFilter notch2_{BiquadNotch, 0.25, 2, 1.0};
+  SlidingMedian median_;
+  BiquadFilter lowPass_{BiquadLowpass, 0.004, 8, 0.707};
+  BiquadFilter highPass_{BiquadHighpass, 8e-5, 2, 0.707};
+  SlidingMagnitude magnitude_;
+  Zephly::LeadoffDetector detector_;
+  Zephly::RespirationFilterHelper highPassTimer_{4.0F};
+  Zephly::RespirationFilterHelper magnitudeTimer_{4.1F};
+};
+
+}  // namespace soak

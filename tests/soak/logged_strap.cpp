@@ -1,0 +1,92 @@
+#include <tests/soak/logged_strap.h>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace soak {
+
+namespace {
+
+// Every so many frames a fault shows.
+constexpr std::uint64_t faultyFrame = 2000;
+
+}  // namespace
+
+LoggedStrap::LoggedStrap(simulated::Device& device, strap::FrameSource& source, Ledger& ledger,
+                         Fault fault)
+    : device_(device), ledger_(ledger), fault_(fault), transmitter_(source, *this) {
+  device_.setSubscriptionObserver([this](const CBUUID& /*characteristic*/) {
+    if (transmitter_.subscriptionsChanged(device_.scheduler().now())) schedule();
+  });
+  schedule();
+}
+
+LoggedStrap::~LoggedStrap() {
+  switchOff();
+  device_.scheduler().cancel(return_);
+  device_.setSubscriptionObserver(nullptr);
+}
+
+void LoggedStrap::switchOff() {
+  if (nextEvent_) device_.scheduler().cancel(*nextEvent_);
+  nextEvent_.reset();
+}
+
+void LoggedStrap::loseLink(simulated::Duration absence) {
+  ledger_.linkLost();
+  device_.loseLink("The connection has timed out unexpectedly.");
+  if (absence <= simulated::Duration::zero()) return;
+  device_.setInRange(false);
+  return_ = device_.scheduler().after(absence, [this] { device_.setInRange(true); });
+}
+
+bool LoggedStrap::heard() const {
+  return std::all_of(strap::allStreams.begin(), strap::allStreams.end(),
+                     [this](strap::Stream stream) { return isSubscribed(stream); });
+}
+
+bool LoggedStrap::isSubscribed(strap::Stream stream) const {
+  return device_.isSubscribed(strap::characteristicUUID(stream));
+}
+
+bool LoggedStrap::carry(strap::Frame frame) {
+  using std::chrono::microseconds;
+  processorTime =
+      static_cast<std::uint64_t>(std::chrono::duration_cast<microseconds>(frame.time).count());
+  ledger_.sent(frame);
+  if (ledger_.framesSent() % faultyFrame == 0 && fault_ != Fault::none) {
+    if (fault_ == Fault::dropFrame) return true;
+    doWrong(frame);
+  }
+  const bool carried =
+      device_.notify(strap::characteristicUUID(frame.stream), std::move(frame.bytes));
+  if (!carried) throw Wrong("a frame was refused although somebody had subscribed to it");
+  if (lossWithFrame_) loseLink(*std::exchange(lossWithFrame_, std::nullopt));
+  return carried;
+}
+
+void LoggedStrap::doWrong(const strap::Frame& frame) {
+  if (fault_ == Fault::repeatFrame) {
+    device_.notify(strap::characteristicUUID(frame.stream), frame.bytes);
+  } else if (fault_ == Fault::leakMemory) {
+    [[maybe_unused]] const auto* const lost = new strap::Frame(frame);
+  } else if (fault_ == Fault::leakDescriptor) {
+    ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  }
+}
+
+void LoggedStrap::schedule() {
+  switchOff();
+  const auto time = transmitter_.nextFrameTime();
+  if (!time) return;
+  nextEvent_ = device_.scheduler().at(*time, [this] {
+    nextEvent_.reset();
+    transmitter_.sendDue(device_.scheduler().now());
+    schedule();
+  });
+}
+
+}  // namespace soak

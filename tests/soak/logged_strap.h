@@ -1,0 +1,61 @@
+#pragma once
+/// @file
+/// A strap on the air that writes down in a ledger what it sends, and loses its link when told.
+///
+///   LoggedStrap strap(device, source, ledger);
+///   strap.loseLink(3s);                  // now, for three seconds
+///   strap.loseLinkWithNextFrame(0s);     // in the instant in which a frame was sent
+
+#include <platforms/simulated/device.h>
+#include <platforms/simulated/scheduler.h>
+#include <strap/frame.h>
+#include <strap/transmitter.h>
+#include <tests/soak/ledger.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace soak {
+
+namespace simulated = ::Zephly::simulated;
+
+/// What can be made to go wrong on purpose, to see that it is found.
+enum class Fault { none, dropFrame, repeatFrame, leakMemory, leakDescriptor };
+
+class LoggedStrap : private strap::Carrier {
+ public:
+  /// All of them must outlive it. Switched on at the scheduler's time 0.
+  LoggedStrap(simulated::Device& device, strap::FrameSource& source, Ledger& ledger, Fault fault);
+  LoggedStrap(const LoggedStrap&) = delete;
+  LoggedStrap& operator=(const LoggedStrap&) = delete;
+  ~LoggedStrap() override;
+
+  /// Ends the link; out of range for `absence`.
+  void loseLink(simulated::Duration absence);
+  /// The same, with the next frame under way.
+  void loseLinkWithNextFrame(simulated::Duration absence) { lossWithFrame_ = absence; }
+  /// Sends nothing any more.
+  void switchOff();
+
+  /// All five streams are subscribed to.
+  bool heard() const;
+  bool connected() const { return device_.connected(); }
+  std::uint64_t connections() const { return device_.connections(); }
+  std::uint64_t framesUnheard() const { return transmitter_.totals().framesUnheard; }
+
+ private:
+  bool isSubscribed(strap::Stream stream) const override;
+  bool carry(strap::Frame frame) override;
+  void doWrong(const strap::Frame& frame);
+  void schedule();
+
+  simulated::Device& device_;
+  Ledger& ledger_;
+  Fault fault_;
+  strap::Transmitter transmitter_;
+  std::optional<simulated::Duration> lossWithFrame_;
+  std::optional<simulated::Scheduler::EventId> nextEvent_;
+  simulated::Scheduler::EventId return_;
+};
+
+}  // namespace soak

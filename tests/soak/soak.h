@@ -1,0 +1,63 @@
+#pragma once
+/// @file
+/// A day in the life of a session: a strap, losses of its link and of its electrodes, delegates
+/// that come and go, on the simulated host, as fast as the machine can.
+///
+///   const Outcome outcome = soak::run({.hours = 1, .losses = 42, .electrodeLosses = 8});
+///   for (const std::string& wrong : outcome.wrong) std::cerr << wrong << '\n';
+///
+/// The scheduler's clock is driven by a pacer on the main queue, as in an application. What happens
+/// depends on the seed alone.
+
+#include <tests/soak/ledger.h>
+#include <tests/soak/logged_strap.h>
+#include <tests/soak/process_state.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace soak {
+
+struct Options {
+  double hours = 24;  ///< of strap time
+  int losses = 1000;  ///< of the link
+  int electrodeLosses = 200;
+  std::uint64_t seed = 1;
+  Fault fault = Fault::none;
+};
+
+/// What the process may hold more, or less, at the end than after the warm-up.
+struct Tolerance {
+  static constexpr std::size_t blocks = 16;
+  static constexpr std::size_t heapBytes = 16 * 1024;
+  static constexpr std::size_t residentBytes = 1024 * 1024;
+};
+
+struct Outcome {
+  std::array<Account, strap::allStreams.size()> streams{};
+  std::uint64_t framesSent = 0;
+  std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
+  Account repetitions;
+  Account leadoffChanges;
+  Account linkLosses;
+  std::uint64_t contactsLost = 0;
+  std::uint64_t connections = 0;
+  std::uint64_t connectsTold = 0;
+  std::uint64_t delegates = 0;
+  std::uint64_t trainers = 0;
+  ProcessState start;  ///< at the first connection
+  ProcessState warm;   ///< after the warm-up: an hour, or a quarter of the run if that is less
+  ProcessState end;
+  double strapSeconds = 0;
+  double wallSeconds = 0;
+  std::vector<std::string> wrong;  ///< one line each; empty: all is well
+};
+
+/// Writes a line on standard error for each strap hour. std::invalid_argument for options that
+/// cannot be.
+Outcome run(const Options& options);
+
+}  // namespace soak

@@ -1,0 +1,210 @@
+// Ten seconds of a session in which every allocation fails once. Each callback of the host is
+// repeated, with its first, second ... allocation failing, until it passes; in the end the
+// application must have been told exactly what it is told when memory never runs out. So a
+// callback that failed has left the session as it was, whatever came before.
+
+#include <platforms/foundation/data.h>
+#include <strap/strap.h>
+#include <tests/support/fake_processor_clock.h>
+#include <tests/support/session_test_access.h>
+#include <tests/torture/out_of_memory.h>
+#include <tests/torture/steady_host.h>
+#include <zephly/session/zephly.h>
+
+#include <bench/null_buffer.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <bit>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace torture {
+namespace {
+
+using namespace std::chrono_literals;
+using Zephly::platforms::Data;
+namespace strap = Zephly::strap;
+
+// What was told: a letter for the call, and the bits of its values.
+struct Told {
+  char call = ' ';
+  std::array<std::uint32_t, 3> values{};
+  friend bool operator==(const Told&, const Told&) = default;
+};
+
+// Writes down without allocating.
+class Listener : public ZephlyDelegate, public WorkoutDelegate {
+ public:
+  Listener() { told.reserve(20000); }
+
+  void didChangeLeadoffState(bool off) override { note('l', off ? 1.0F : 0.0F); }
+  void didConnectPeripheral() override { note('c'); }
+  void didDisconnectPeripheral() override { note('d'); }
+  void didReceiveTemperature(float object, float ambient, float body) override {
+    note('t', object, ambient, body);
+  }
+  void didReceiveECG(float sample) override { note('e', sample); }
+  void didReceiveRespiration(float sample) override { note('r', sample); }
+  void didReceiveBatteryStatus(BatteryStatus status) override {
+    note('b', status.soc, status.inCharge ? 1.0F : 0.0F);
+  }
+  void didDetectPushUp() override { note('p'); }
+  void didDetectSitUp() override { note('s'); }
+  void didDetectJump() override { note('j'); }
+
+  std::vector<Told> told;
+
+ private:
+  void note(char call, float first = 0, float second = 0, float third = 0) {
+    told.push_back({call,
+                    {std::bit_cast<std::uint32_t>(first), std::bit_cast<std::uint32_t>(second),
+                     std::bit_cast<std::uint32_t>(third)}});
+  }
+};
+
+using Step = std::function<void(SteadyHost&)>;
+
+void addConnection(std::vector<Step>& steps) {
+  steps.emplace_back([](SteadyHost& host) { host.connect(); });
+  steps.emplace_back([](SteadyHost& host) { host.discoverServices(); });
+  steps.emplace_back([](SteadyHost& host) { host.discoverCharacteristics(); });
+  steps.emplace_back([](SteadyHost& host) { host.refuseSubscription(); });
+}
+
+// From the radio's start through ten seconds with jumps, electrodes off and a lost link.
+std::vector<Step> tenSeconds() {
+  strap::TrainingPlan plan;
+  plan.exercises = {{strap::Exercise::jump, 1s, 3}};
+  plan.electrodesOff = {{2s, 1s}};
+  strap::Strap source({.seed = 5, .plan = plan});
+
+  std::vector<Step> steps;
+  steps.emplace_back([](SteadyHost& host) { host.turnOn(); });
+  steps.emplace_back([](SteadyHost& host) { host.discover(); });
+  steps.emplace_back([](SteadyHost& host) { host.failToConnect(); });
+  steps.emplace_back([](SteadyHost& host) { host.discover(); });
+  addConnection(steps);
+  bool lost = false;
+  while (*source.nextFrameTime() < 10s) {
+    const strap::Frame frame = source.nextFrame();
+    if (!lost && frame.time >= 8s) {
+      lost = true;
+      steps.emplace_back([](SteadyHost& host) { host.disconnect("timed out"); });
+      addConnection(steps);
+    }
+    steps.emplace_back([stream = frame.stream, value = Data::of(frame.bytes),
+                        time = frame.time](SteadyHost& host) {
+      FakeProcessorClock::now = static_cast<std::uint64_t>(time / 1us);
+      host.deliver(stream, value);
+    });
+  }
+  steps.emplace_back([](SteadyHost& host) { host.deliverError(strap::Stream::ecg); });
+  return steps;
+}
+
+struct Course {
+  std::vector<Told> told;
+  SteadyHost::Requests requests;
+  std::size_t failures = 0;
+  std::ptrdiff_t kept = 0;
+};
+
+// `shortage` empty: memory never runs out.
+Course take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
+  const FakeProcessorClock clock;
+  const bench::SilentOutput silent;
+  Course course;
+  const auto listener = std::make_shared<Listener>();
+  const std::size_t before = liveAllocationCount();
+  {
+    SteadyHost host;
+    const auto session = ::Zephly::Zephly::init(listener);
+    session->startWorkoutDetection(listener);
+    for (const Step& step : steps) {
+      if (!shortage) {
+        step(host);
+        continue;
+      }
+      const Sweep sweep = failEach(*shortage, [&] { step(host); });
+      course.failures += sweep.failures;
+    }
+    course.requests = host.requests();
+    SessionTestAccess::release(*session);
+  }
+  course.kept =
+      static_cast<std::ptrdiff_t>(liveAllocationCount()) - static_cast<std::ptrdiff_t>(before);
+  course.told = std::move(listener->told);
+  return course;
+}
+
+std::size_t count(const std::vector<Told>& told, char call) {
+  std::size_t number = 0;
+  for (const Told& one : told) number += one.call == call ? 1 : 0;
+  return number;
+}
+
+class OutOfMemoryInASession : public testing::TestWithParam<Shortage> {};
+
+INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInASession,
+                         testing::Values(Shortage::once, Shortage::forGood), nameOf);
+
+TEST_P(OutOfMemoryInASession, EveryCallbackThatFailedCanBeMadeAgain) {
+  const std::vector<Step> steps = tenSeconds();
+  take(steps, std::nullopt);  // what is made once in a process
+  const Course calm = take(steps, std::nullopt);
+  const Course tortured = take(steps, GetParam());
+
+  // What the ten seconds hold.
+  EXPECT_EQ(count(calm.told, 'c'), 2U);
+  EXPECT_EQ(count(calm.told, 'd'), 1U);
+  EXPECT_GE(count(calm.told, 'l'), 3U);
+  EXPECT_GE(count(calm.told, 'j'), 1U);
+  EXPECT_EQ(count(calm.told, 'e'), 833U * 6);
+  EXPECT_EQ(count(calm.told, 'r'), 833U * 6);
+  EXPECT_EQ(count(calm.told, 't'), 10U);
+
+  // An ECG or respiration frame makes one allocation, a connection several.
+  EXPECT_GT(tortured.failures, 2 * 833U);
+  EXPECT_TRUE(tortured.told == calm.told)
+      << tortured.told.size() << " calls in place of " << calm.told.size();
+  EXPECT_EQ(tortured.kept, calm.kept);
+  // Asked again for what it had asked for when memory ran out, never less.
+  EXPECT_GE(tortured.requests.subscriptions, calm.requests.subscriptions);
+  EXPECT_EQ(tortured.requests.scans, calm.requests.scans);
+  EXPECT_EQ(calm.requests.subscriptions, 10);
+}
+
+// The application is told and the connection is asked for before the line is written: what fails
+// last takes nothing back, and is not to be repeated.
+TEST(OutOfMemoryAtADisconnection, KeepsWhatWasDoneBeforeTheTextCouldNotBeCopied) {
+  const bench::SilentOutput silent;
+  const auto listener = std::make_shared<Listener>();
+  SteadyHost host;
+  const auto session = ::Zephly::Zephly::init(listener);
+  host.discover();
+  host.connect();
+  const std::string text = "The connection has timed out unexpectedly.";
+  host.disconnect(text);  // what is made once in a process
+  listener->told.clear();
+  const int connectionsBefore = host.requests().connections;
+  // The first two are the host's own copies of the text, in the error that it makes.
+  bool failed = false;
+  for (std::size_t number = 1; listener->told.empty(); ++number) {
+    failed = attempt(Shortage::once, number, [&] { host.disconnect(text); }).failed;
+  }
+  EXPECT_TRUE(failed);
+  EXPECT_EQ(count(listener->told, 'd'), 1U);
+  EXPECT_EQ(host.requests().connections, connectionsBefore + 1);
+  SessionTestAccess::release(*session);
+}
+
+}  // namespace
+}  // namespace torture
