@@ -26,6 +26,10 @@ lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 python3 doxyg
 
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
+# To build, test and use the Python module.
+python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind11 python3-numpy python3-matplotlib
+  python3-pytest python3-venv python3-pip mypy)
+
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the
 # newest kernel: 6.1.192 of bookworm-security crashes when a link ends while it begins.
 bluetooth_guest_packages=(linux-image-amd64/bookworm bluez bluez-test-tools dbus-daemon dbus-bin busybox-static
