@@ -89,7 +89,7 @@ bool hold(const Contest& contest) {
     std::printf("%.1e (%.0e) |\n", difference, contest.tolerance);
   }
   if (difference <= contest.tolerance) return true;
-  std::fprintf(stderr, "error: %s: results differ by %g\n", contest.task.c_str(), difference);
+  (void)std::fprintf(stderr, "error: %s: results differ by %g\n", contest.task.c_str(), difference);
   return false;
 }
 
@@ -197,7 +197,7 @@ bool medianIsBetween(const Samples& samples) {
   const Samples middle = gslMedian(samples, 300);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (middle[i] >= bounds.below[i] && middle[i] <= bounds.above[i]) continue;
-    std::fprintf(stderr, "error: median of sample %zu is %g, not in %g..%g\n", i, middle[i],
+    (void)std::fprintf(stderr, "error: median of sample %zu is %g, not in %g..%g\n", i, middle[i],
                  bounds.below[i], bounds.above[i]);
     return false;
   }
@@ -251,7 +251,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   if (!writeSamples(argv[1])) {
-    std::fprintf(stderr, "error: cannot write %s\n", argv[1]);
+    (void)std::fprintf(stderr, "error: cannot write %s\n", argv[1]);
     return 1;
   }
   return holdAll() ? 0 : 1;

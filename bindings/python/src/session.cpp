@@ -122,7 +122,7 @@ class Session {
 
 std::string describe(const BatteryStatus& status) {
   char text[64];
-  std::snprintf(text, sizeof text, "BatteryStatus(soc=%.9g, inCharge=%s)",
+  (void)std::snprintf(text, sizeof text, "BatteryStatus(soc=%.9g, inCharge=%s)",
                 static_cast<double>(status.soc), status.inCharge ? "True" : "False");
   return text;
 }
