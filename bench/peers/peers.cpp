@@ -198,7 +198,7 @@ bool medianIsBetween(const Samples& samples) {
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (middle[i] >= bounds.below[i] && middle[i] <= bounds.above[i]) continue;
     (void)std::fprintf(stderr, "error: median of sample %zu is %g, not in %g..%g\n", i, middle[i],
-                 bounds.below[i], bounds.above[i]);
+                       bounds.below[i], bounds.above[i]);
     return false;
   }
   return true;

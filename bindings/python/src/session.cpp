@@ -123,7 +123,7 @@ class Session {
 std::string describe(const BatteryStatus& status) {
   char text[64];
   (void)std::snprintf(text, sizeof text, "BatteryStatus(soc=%.9g, inCharge=%s)",
-                static_cast<double>(status.soc), status.inCharge ? "True" : "False");
+                      static_cast<double>(status.soc), status.inCharge ? "True" : "False");
   return text;
 }
 
