@@ -35,6 +35,15 @@ figure_packages=(python3 python3-matplotlib)
 
 bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
+# To build, test and use the Python module.
+python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind11 python3-numpy python3-matplotlib
+  python3-pytest python3-venv python3-pip mypy)
+
+# To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/bench-peers); these are
+# what it runs with.
+peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy python3-bottleneck python3-pandas
+  python3-decorator libblas3 liblapack3 liblbfgsb0 libgfortran5 libgsl-dev libliquid-dev)
+
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the
 # newest kernel: 6.1.192 of bookworm-security crashes when a link ends while it begins.
 bluetooth_guest_packages=(linux-image-amd64/bookworm bluez bluez-test-tools dbus-daemon dbus-bin busybox-static

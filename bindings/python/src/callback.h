@@ -1,0 +1,115 @@
+#pragma once
+/// @file
+/// Python objects in the hands of C++ that runs without the interpreter's lock (the GIL), and who
+/// may use the kit at a time.
+///
+///     PythonReference delegate(object);              // may be copied and dropped on any thread
+///     const KitUse use;                              // this thread has the kit, or RuntimeError
+///     const py::gil_scoped_acquire python;
+///     delegate.call("didReceiveECG", 0.5F);          // nothing when there is no such method
+
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <streambuf>
+#include <string>
+
+namespace zephly_python {
+
+namespace py = pybind11;
+
+/// Keeps one Python object alive.
+class PythonReference {
+ public:
+  PythonReference() = default;
+  /// With the GIL.
+  explicit PythonReference(py::object object);
+
+  explicit operator bool() const { return object_ != nullptr; }
+  /// With the GIL, and not on an empty reference.
+  const py::object& get() const { return *object_; }
+  /// The object, None when empty. With the GIL.
+  py::object orNone() const { return object_ ? *object_ : py::none(); }
+
+  /// Calls the method of that name, when the object has one. With the GIL.
+  template <class... Arguments>
+  void call(const char* method, const Arguments&... arguments) const {
+    const py::object found = py::getattr(get(), method, py::none());
+    if (!found.is_none()) found(arguments...);
+  }
+
+  /// What the garbage collector is told: the object, unless others keep it by this reference too.
+  PyObject* owned() const { return object_ && object_.use_count() == 1 ? object_->ptr() : nullptr; }
+
+ private:
+  std::shared_ptr<py::object> object_;
+};
+
+/// TypeError unless `object` has at least one of the methods, which end with a null pointer.
+void requireMethods(const py::object& object, const char* what, const char* const* methods);
+
+/// The stretch of time in which a thread uses what the kit has one of in a process: the host in
+/// use, the orientation of the nine-axis fusion, the stream of diagnostics. May be nested in one
+/// thread. Made and destroyed with the GIL, which may be released in between.
+class KitUse {
+ public:
+  /// std::runtime_error when another thread has it.
+  KitUse();
+  KitUse(const KitUse&) = delete;
+  KitUse& operator=(const KitUse&) = delete;
+  ~KitUse();
+
+ private:
+  std::streambuf* buffer_;
+};
+
+/// Whether the kit's own lines (repetitions that nobody asked for, a trace line for each motion
+/// sample) go to standard output.
+void setConsole(bool on);
+
+/// Marks an object as being used, so that a second thread, or a callback, is refused instead of met
+/// by chance. Everything with the GIL.
+class Busy {
+ public:
+  class Use {
+   public:
+    /// std::runtime_error when it is in use.
+    explicit Use(Busy& busy);
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use() { busy_.inUse_ = false; }
+
+   private:
+    Busy& busy_;
+  };
+
+ private:
+  bool inUse_ = false;
+};
+
+/// Lets Python's garbage collector see the references of a bound class, so that a delegate may own
+/// what calls it. `Owner` has visit(visitproc, void*) and clear().
+template <class Owner>
+py::custom_type_setup collectable() {
+  return py::custom_type_setup([](PyHeapTypeObject* heapType) {
+    auto* type = &heapType->ht_type;
+    type->tp_flags |= Py_TPFLAGS_HAVE_GC;
+    type->tp_traverse = [](PyObject* self, visitproc visit, void* context) {
+      const int stop = visit(reinterpret_cast<PyObject*>(Py_TYPE(self)), context);
+      if (stop != 0) return stop;
+      // An object whose constructor has not returned, or has failed, holds nothing yet.
+      auto* instance = reinterpret_cast<py::detail::instance*>(self);
+      if (!instance->get_value_and_holder().holder_constructed()) return 0;
+      return py::cast<Owner&>(py::handle(self)).visit(visit, context);
+    };
+    type->tp_clear = [](PyObject* self) {
+      auto* instance = reinterpret_cast<py::detail::instance*>(self);
+      if (!instance->get_value_and_holder().holder_constructed()) return 0;
+      py::cast<Owner&>(py::handle(self)).clear();
+      return 0;
+    };
+  });
+}
+
+}  // namespace zephly_python

@@ -1,0 +1,212 @@
+#include <bindings/python/src/hosts.h>
+
+#include <platforms/bluez/bluetooth.h>
+#include <platforms/simulated/pacer.h>
+#include <platforms/simulated/radio.h>
+#include <platforms/simulated/scheduler.h>
+#include <platforms/simulated/strap_device.h>
+#include <strap/strap.h>
+#include <zephly/ble/gatt_profile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace zephly_python {
+
+namespace simulated = ::Zephly::simulated;
+namespace strap = ::Zephly::strap;
+
+namespace {
+
+strap::TrainingPlan planNamed(const std::string& name) {
+  if (name == "standard") return strap::TrainingPlan::standard();
+  if (name == "quiet") return strap::TrainingPlan::quiet();
+  throw py::value_error("plan must be 'standard' or 'quiet', not '" + name + "'");
+}
+
+std::optional<double> checkedSpeed(std::optional<double> speed) {
+  if (speed && !(std::isfinite(*speed) && *speed > 0)) {
+    throw py::value_error("speed must be a finite number greater than 0, or None, not " +
+                          std::to_string(*speed));
+  }
+  return speed;
+}
+
+simulated::Device& addStrap(simulated::Radio& radio) {
+  simulated::Device& device = radio.addDevice({.name = std::string(peripheralName)});
+  simulated::addStrapProfile(device);
+  return device;
+}
+
+double secondsOf(std::chrono::nanoseconds time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+}  // namespace
+
+void HostObject::open(std::shared_ptr<void> world, Host* host) {
+  world_ = std::move(world);
+  host_ = host;
+}
+
+void HostObject::use() {
+  requireOpen();
+  Host::use(host_);
+}
+
+void HostObject::close() {
+  if (!world_) return;
+  if (host_ != nullptr) Host::leave(host_);
+  host_ = nullptr;
+  queue_->retire(std::exchange(world_, nullptr));
+}
+
+void HostObject::requireOpen() const {
+  if (!world_) throw py::value_error("the host is closed");
+}
+
+struct SimulatedStrap::World {
+  World(std::uint64_t seed, const strap::TrainingPlan& plan)
+      : radio(scheduler), strap({.seed = seed, .plan = plan}), device(addStrap(radio), strap) {
+    device.loseLinksOf(plan);
+  }
+
+  simulated::Scheduler scheduler;
+  simulated::Radio radio;
+  strap::Strap strap;
+  simulated::StrapDevice device;
+  std::optional<simulated::Pacer> pacer;
+};
+
+SimulatedStrap::SimulatedStrap(std::shared_ptr<Queue> queue, std::uint64_t seed,
+                               std::optional<double> speed, const std::string& plan)
+    : HostObject(std::move(queue)) {
+  checkedSpeed(speed);
+  HostObject::queue()->requireThread();
+  const auto world = std::make_shared<World>(seed, planNamed(plan));
+  if (speed) world->pacer.emplace(HostObject::queue()->mainQueue(), world->scheduler, *speed);
+  open(world, &world->radio);
+  world_ = world;
+}
+
+SimulatedStrap::World& SimulatedStrap::world() const {
+  requireOpen();
+  queue()->requireThread();
+  return *world_.lock();
+}
+
+void SimulatedStrap::advance(double seconds) {
+  const auto span = spanOf(seconds, "seconds");
+  World& mine = world();
+  if (mine.pacer)
+    throw py::value_error("the strap runs at a speed of its own: advance() needs speed=None");
+  const simulated::Time until = mine.scheduler.now() + span;
+  queue()->turn([&] {
+    while (!queue()->stopWanted() && mine.scheduler.runNext(until)) queue()->checkSignals();
+    if (!queue()->stopWanted()) mine.scheduler.advanceTo(until);
+  });
+}
+
+double SimulatedStrap::strapTime() const { return secondsOf(world().device.strapTime()); }
+
+py::dict SimulatedStrap::samplesSent() const {
+  const World& mine = world();
+  const auto sent = [&](strap::Stream stream) { return mine.device.counts(stream).samplesSent; };
+  py::dict counts;
+  counts["temperature"] = sent(strap::Stream::temperature);
+  counts["ecg"] = sent(strap::Stream::ecg);
+  counts["battery"] = sent(strap::Stream::battery);
+  counts["respiration"] = sent(strap::Stream::respiration);
+  counts["motion"] = sent(strap::Stream::motion);
+  return counts;
+}
+
+py::dict SimulatedStrap::repetitionsDone() const {
+  const World& mine = world();
+  const strap::Repetitions done = mine.strap.repetitionsDone(mine.device.strapTime());
+  py::dict counts;
+  counts["pushUps"] = done.pushUps;
+  counts["sitUps"] = done.sitUps;
+  counts["jumps"] = done.jumps;
+  return counts;
+}
+
+namespace {
+
+void tellStandardError(const std::string& line) {
+  const py::object stream = py::module_::import("sys").attr("stderr");
+  if (!stream.is_none()) stream.attr("write")(line + "\n");
+}
+
+class Bluetooth final : public HostObject {
+ public:
+  Bluetooth(std::shared_ptr<Queue> queue, const std::string& adapter, const std::string& busAddress,
+            const std::string& notifications, py::object report)
+      : HostObject(std::move(queue)) {
+    HostObject::queue()->requireThread();
+    ::Zephly::bluez::Options options{.adapter = adapter, .busAddress = busAddress};
+    if (notifications == "descriptors") {
+      options.notifications = ::Zephly::bluez::Notifications::descriptors;
+    } else if (notifications != "signals") {
+      throw py::value_error("notifications must be 'signals' or 'descriptors', not '" +
+                            notifications + "'");
+    }
+    options.releaseOn.clear();  // signals are Python's
+    options.report = [weak = std::weak_ptr(HostObject::queue()),
+                      listener = report.is_none() ? PythonReference() : PythonReference(report)](
+                         std::string_view line) {
+      const auto living = weak.lock();
+      if (!living) return;
+      living->call([listener, text = std::string(line)] {
+        listener ? static_cast<void>(listener.get()(text)) : tellStandardError(text);
+      });
+    };
+    const auto bluetooth = std::make_shared<::Zephly::bluez::Bluetooth>(
+        HostObject::queue()->mainQueue(), std::move(options));
+    open(bluetooth, bluetooth.get());
+  }
+};
+
+}  // namespace
+
+void bindHosts(py::module_& module) {
+  py::class_<HostObject, std::shared_ptr<HostObject>>(module, "Host",
+                                                      "Where a session finds straps.")
+      .def("close", &HostObject::close,
+           "Switches the host off: sessions on it hear nothing any more.")
+      .def_property_readonly("closed", &HostObject::closed, "Whether close() was called.");
+
+  py::class_<SimulatedStrap, HostObject, std::shared_ptr<SimulatedStrap>>(
+      module, "SimulatedStrap",
+      R"(A radio and a strap inside the process, worn by a person made of software.
+
+One seed gives the same samples again. `speed` is virtual time over real time; with None the clock stands until
+advance() steps it. `plan` is 'standard' (exercises, lost electrodes, a lost link) or 'quiet' (at rest).)")
+      .def(py::init<std::shared_ptr<Queue>, std::uint64_t, std::optional<double>, std::string>(),
+           py::arg("queue").none(false), py::kw_only(), py::arg("seed") = 1, py::arg("speed") = 1.0,
+           py::arg("plan") = "standard")
+      .def("advance", &SimulatedStrap::advance, py::arg("seconds"),
+           "Steps the clock by that many seconds as fast as the machine goes. Callbacks are called "
+           "in the meantime.")
+      .def("strapTime", &SimulatedStrap::strapTime,
+           "Seconds of the strap's time since it was switched on.")
+      .def("samplesSent", &SimulatedStrap::samplesSent,
+           "How many samples of each stream the strap has sent.")
+      .def("repetitionsDone", &SimulatedStrap::repetitionsDone,
+           "What the wearer has done, to compare with what was told.");
+
+  py::class_<Bluetooth, HostObject, std::shared_ptr<Bluetooth>>(
+      module, "Bluetooth", R"(The Bluetooth of a Linux machine, by BlueZ.
+
+`adapter` is a name ('hci0') or an address, '' the first one that is powered; `busAddress` a D-Bus address, '' the
+system bus; `notifications` 'signals' or 'descriptors'. `report(line)` gets a line for people whenever the state of the
+radio changes; without one the lines go to sys.stderr.)")
+      .def(py::init<std::shared_ptr<Queue>, std::string, std::string, std::string, py::object>(),
+           py::arg("queue").none(false), py::kw_only(), py::arg("adapter") = "",
+           py::arg("busAddress") = "", py::arg("notifications") = "signals",
+           py::arg("report") = py::none());
+}
+
+}  // namespace zephly_python

@@ -1,0 +1,69 @@
+#pragma once
+/// @file
+/// The hosts as Python sees them: a radio and a strap inside the process, and Linux's own
+/// Bluetooth.
+///
+///     auto host = std::make_shared<SimulatedStrap>(queue, 1, 10.0, "standard");
+///     auto session = Zephly::Zephly::init(application);   // after host->use()
+
+#include <bindings/python/src/main_queue.h>
+
+#include <zephly/platform/host.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace zephly_python {
+
+/// One host on one queue. With the GIL.
+class HostObject {
+ public:
+  HostObject(const HostObject&) = delete;
+  HostObject& operator=(const HostObject&) = delete;
+  virtual ~HostObject() { close(); }
+
+  /// Makes it the host in use; std::invalid_argument (ValueError) when it is closed.
+  void use();
+  /// Switches it off: sessions on it hear nothing any more. Again, it does nothing.
+  void close();
+  bool closed() const { return world_ == nullptr; }
+  const std::shared_ptr<Queue>& queue() const { return queue_; }
+
+ protected:
+  explicit HostObject(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+  /// `world` owns `host` and all that it needs.
+  void open(std::shared_ptr<void> world, Host* host);
+  void requireOpen() const;
+
+ private:
+  std::shared_ptr<Queue> queue_;
+  std::shared_ptr<void> world_;
+  Host* host_ = nullptr;
+};
+
+/// A radio with one strap in its reach and a wearer made of software.
+class SimulatedStrap final : public HostObject {
+ public:
+  /// @param speed  virtual time over real time; empty: the clock is stepped by advance().
+  SimulatedStrap(std::shared_ptr<Queue> queue, std::uint64_t seed, std::optional<double> speed,
+                 const std::string& plan);
+
+  void advance(double seconds);
+  /// Seconds since the strap was switched on.
+  double strapTime() const;
+  py::dict samplesSent() const;
+  py::dict repetitionsDone() const;
+
+ private:
+  struct World;
+  World& world() const;
+
+  std::weak_ptr<World> world_;
+};
+
+/// Adds Host, SimulatedStrap and Bluetooth.
+void bindHosts(py::module_& module);
+
+}  // namespace zephly_python

@@ -1,0 +1,69 @@
+"""What the tests share. The package is found by PYTHONPATH: scripts/test-python sets it."""
+
+import gc
+
+import numpy
+import pytest
+
+import zephly
+
+
+@pytest.fixture(autouse=True)
+def no_leftovers():
+    """Objects of one test are gone before the next, hosts above all: one is in use at a time."""
+    yield
+    gc.collect()
+
+
+class Recorder:
+    """A delegate that writes down everything."""
+
+    def __init__(self):
+        self.events = []
+        self.ecg = []
+        self.respiration = []
+
+    def didConnectPeripheral(self):
+        self.events.append("connected")
+
+    def didDisconnectPeripheral(self):
+        self.events.append("disconnected")
+
+    def didChangeLeadoffState(self, leadoff):
+        self.events.append(("leadoff", leadoff))
+
+    def didReceiveTemperature(self, objectTemperature, ambientTemperature, bodyTemperature):
+        self.events.append(("temperature", objectTemperature, ambientTemperature, bodyTemperature))
+
+    def didReceiveBatteryStatus(self, status):
+        self.events.append(status)
+
+    def didReceiveECG(self, sample):
+        self.ecg.append(sample)
+
+    def didReceiveRespiration(self, sample):
+        self.respiration.append(sample)
+
+
+@pytest.fixture
+def recorder():
+    return Recorder()
+
+
+@pytest.fixture
+def queue():
+    return zephly.MainQueue()
+
+
+@pytest.fixture
+def by_hand(queue):
+    """A strap whose clock only advance() steps."""
+    return zephly.SimulatedStrap(queue, speed=None, plan="quiet")
+
+
+@pytest.fixture
+def signal():
+    """Something like a heart: 4000 samples in float64."""
+    random = numpy.random.RandomState(7)
+    time = numpy.arange(4000) / 500
+    return numpy.sin(7 * time) + 0.3 * numpy.sin(90 * time) + 0.05 * random.standard_normal(time.size)

@@ -1,0 +1,225 @@
+"""The main queue run from Python."""
+
+import asyncio
+import gc
+import os
+import signal
+import subprocess
+import sys
+import textwrap
+import threading
+import weakref
+
+import pytest
+
+import zephly
+
+
+def test_run_until_stopped_and_again(queue):
+    told = []
+    queue.post(lambda: told.append(1))
+    queue.post(queue.stop)
+    queue.run()
+    queue.after(0, lambda: (told.append(2), queue.stop()))
+    queue.run()
+    assert told == [1, 2]
+
+
+def test_run_for_some_seconds_returns_and_stop_before_ends_the_next(queue):
+    queue.run(0.01)
+    queue.stop()
+    queue.post(lambda: pytest.fail("stopped before"))
+    queue.run()
+
+
+def test_timers(queue):
+    told = []
+    dropped = queue.after(0, lambda: told.append("dropped"))
+    del dropped
+    cancelled = queue.after(0, lambda: told.append("cancelled"))
+    assert cancelled.active()
+    cancelled.cancel()
+    cancelled.cancel()
+    queue.after(0.001, queue.stop)
+    queue.run()
+    assert told == ["dropped"] and not cancelled.active()
+    del queue
+    gc.collect()
+    cancelled.cancel()  # outlives its queue
+
+
+def test_exception_comes_out_of_run_and_the_rest_stands(queue):
+    told = []
+
+    def fails():
+        raise LookupError("gone")
+
+    queue.post(fails)
+    queue.post(lambda: told.append("later"))
+    with pytest.raises(LookupError, match="gone"):
+        queue.run()
+    queue.post(queue.stop)
+    queue.run()
+    assert told == ["later"]
+
+
+def test_not_twice_and_not_from_another_thread(queue):
+    told = []
+
+    def inside():
+        for call in (lambda: queue.run(0), queue.poll):
+            with pytest.raises(RuntimeError, match="running already"):
+                call()
+
+        def elsewhere():
+            for call in (lambda: queue.after(0, print), queue.descriptor, lambda: zephly.SimulatedStrap(queue)):
+                with pytest.raises(RuntimeError, match="another thread"):
+                    call()
+            with pytest.raises(RuntimeError, match="another thread"):
+                zephly.MainQueue().run(0)
+            told.append("refused")
+            queue.post(lambda: told.append("posted"))
+            queue.post(queue.stop)
+
+        thread = threading.Thread(target=elsewhere)
+        thread.start()
+        thread.join()
+
+    queue.post(inside)
+    queue.run()
+    assert told == ["refused", "posted"]
+
+
+def test_stop_from_another_thread(queue):
+    thread = threading.Thread(target=queue.stop)
+    queue.post(thread.start)
+    queue.run()
+    thread.join()
+
+
+def test_inside_asyncio(queue):
+    told = []
+
+    async def main():
+        loop = asyncio.get_running_loop()
+        done = loop.create_future()
+        loop.add_reader(queue.descriptor(), queue.poll)
+        queue.after(0.001, lambda: (told.append("timer"), done.set_result(None)))
+        await done
+        loop.remove_reader(queue.descriptor())
+
+    asyncio.run(main())
+    assert told == ["timer"]
+
+
+def test_keyboard_interrupt_ends_run(queue):
+    queue.post(lambda: os.kill(os.getpid(), signal.SIGINT))
+    with pytest.raises(KeyboardInterrupt):
+        queue.run()
+        queue.run(30)  # the handler may have been told between the two
+
+
+def test_keyboard_interrupt_while_nothing_happens():
+    """The signal comes from outside while no Python code runs."""
+    program = textwrap.dedent("""
+        import zephly
+        queue = zephly.MainQueue()
+        queue.post(lambda: print("running", flush=True))
+        try:
+            queue.run()
+        except KeyboardInterrupt:
+            print("interrupted")
+    """)
+    with subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, text=True) as process:
+        assert process.stdout.readline() == "running\n"
+        process.send_signal(signal.SIGINT)
+        assert process.stdout.readline() == "interrupted\n"
+        assert process.wait() == 0
+
+
+def test_keyboard_interrupt_ends_a_long_array():
+    program = textwrap.dedent("""
+        import numpy, zephly
+        filter = zephly.MedianFilter(3000)
+        filter.process(numpy.zeros(1))
+        print("running", flush=True)
+        try:
+            while True:
+                filter.process(numpy.random.RandomState(1).standard_normal(10**7))
+        except KeyboardInterrupt:
+            print("interrupted")
+    """)
+    with subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, text=True) as process:
+        assert process.stdout.readline() == "running\n"
+        process.send_signal(signal.SIGINT)
+        assert process.stdout.readline() == "interrupted\n"
+        assert process.wait() == 0
+
+
+def test_objects_may_go_in_any_order(recorder):
+    """Every order of letting go of queue, host, session and delegate, and the queue run by who is left."""
+    import itertools
+
+    for order in itertools.permutations(("queue", "host", "session", "delegate")):
+        world = {"queue": zephly.MainQueue(), "delegate": type(recorder)()}
+        world["host"] = zephly.SimulatedStrap(world["queue"], speed=1000, plan="quiet")
+        world["session"] = zephly.Zephly(world["delegate"], world["host"])
+        world["queue"].run(0.005)
+        for name in order:
+            del world[name]
+            if "queue" in world:
+                world["queue"].poll()
+
+
+def test_objects_may_go_inside_a_callback(queue, recorder):
+    """The host above all: its clock must not be destroyed in one of its own events."""
+    world = {}
+
+    class Leaving(type(recorder)):
+        def didReceiveECG(self, sample):
+            world.clear()
+            gc.collect()
+            super().didReceiveECG(sample)
+            queue.stop()
+
+    world["host"] = zephly.SimulatedStrap(queue, speed=1000)
+    world["session"] = zephly.Zephly(Leaving(), world["host"])
+    queue.run(30)
+    assert not world
+    queue.run(0.005)
+
+
+def test_cycles_are_collected(queue, by_hand, recorder):
+    class Owner(type(recorder)):
+        def __init__(self):
+            super().__init__()
+            self.session = zephly.Zephly(self, by_hand)
+            self.engine = zephly.Engine()
+            self.engine.setJumpCallback(self.didConnectPeripheral)
+            self.wrapper = zephly.SignalProcessor()
+
+        def didDetectJump(self):
+            pass
+
+    owner = Owner()
+    owner.wrapper.setDelegate(owner)
+    by_hand.advance(3)
+    assert owner.ecg
+    gone = weakref.ref(owner)
+    del owner
+    gc.collect()
+    assert gone() is None
+    by_hand.advance(3)
+
+
+def test_console_is_quiet_unless_switched_on(capfd, by_hand, recorder):
+    session = zephly.Zephly(recorder, by_hand)
+    by_hand.advance(5)
+    assert capfd.readouterr().out == ""
+    zephly.setConsole(True)
+    try:
+        by_hand.advance(5)
+    finally:
+        zephly.setConsole(False)
+    assert capfd.readouterr().out.count("\n") > 100
+    session.close()

@@ -1,0 +1,213 @@
+"""The session on the simulated host, whose clock is stepped by hand."""
+
+import numpy
+import pytest
+
+import zephly
+
+
+def test_everything_that_the_strap_sends_arrives(by_hand, recorder):
+    session = zephly.Zephly(recorder, by_hand)
+    by_hand.advance(12)
+    sent = by_hand.samplesSent()
+    assert len(recorder.ecg) == sent["ecg"] > 4000
+    assert len(recorder.respiration) == sent["respiration"] > 4000
+    assert recorder.events[0] == "connected"
+    temperatures = [event for event in recorder.events if isinstance(event, tuple) and event[0] == "temperature"]
+    assert len(temperatures) == sent["temperature"] > 8
+    assert all(20 < skin < 40 and body == 0 for _, skin, _, body in temperatures)
+    batteries = [event for event in recorder.events if isinstance(event, zephly.BatteryStatus)]
+    assert len(batteries) == sent["battery"] >= 1
+    assert 0 <= batteries[0].soc <= 100 and not batteries[0].inCharge
+    assert session.delegate is recorder
+    assert max(numpy.abs(recorder.ecg)) <= 2.42
+    assert by_hand.strapTime() == 12
+
+
+def test_samples_are_floats_in_order_and_the_same_for_one_seed(recorder):
+    heard = []
+    for _ in range(2):
+        queue = zephly.MainQueue()
+        host = zephly.SimulatedStrap(queue, seed=5, speed=None, plan="quiet")
+        other = type(recorder)()
+        session = zephly.Zephly(other, host)
+        host.advance(4)
+        session.close()
+        heard.append(other.ecg)
+    assert heard[0] == heard[1]
+    assert all(type(sample) is float for sample in heard[0])
+    assert len(set(heard[0])) > 100
+
+
+def test_lost_electrodes_lost_link_and_repetitions(queue, recorder):
+    class Workout:
+        counts = {"pushUps": 0, "sitUps": 0, "jumps": 0}
+
+        def didDetectPushUp(self):
+            self.counts["pushUps"] += 1
+
+        def didDetectSitUp(self):
+            self.counts["sitUps"] += 1
+
+        def didDetectJump(self):
+            self.counts["jumps"] += 1
+
+    strap = zephly.SimulatedStrap(queue, speed=None)
+    session = zephly.Zephly(recorder, strap)
+    session.startWorkoutDetection(Workout())
+    strap.advance(40)
+    assert recorder.events.count("disconnected") >= 1
+    assert recorder.events.count("connected") == recorder.events.count("disconnected") + 1
+    assert ("leadoff", True) in recorder.events[3:] and ("leadoff", False) in recorder.events
+    assert all(count > 0 for count in Workout.counts.values())
+    done = strap.repetitionsDone()
+    assert all(0 < Workout.counts[kind] <= done[kind] + 1 for kind in done)
+
+
+def test_a_delegate_has_the_methods_that_it_likes(by_hand):
+    class OnlyBattery:
+        heard = []
+
+        def didReceiveBatteryStatus(self, status):
+            self.heard.append(repr(status))
+
+    session = zephly.Zephly(OnlyBattery(), by_hand)
+    by_hand.advance(3)
+    assert OnlyBattery.heard and OnlyBattery.heard[0].startswith("BatteryStatus(soc=")
+    assert session.delegate.heard is OnlyBattery.heard
+
+
+def test_exception_comes_out_and_nothing_is_lost(by_hand, recorder):
+    class Fragile(type(recorder)):
+        def didReceiveECG(self, sample):
+            super().didReceiveECG(sample)
+            if len(self.ecg) == 1000:
+                raise KeyError("the thousandth")
+
+    fragile = Fragile()
+    session = zephly.Zephly(fragile, by_hand)
+    with pytest.raises(KeyError, match="thousandth"):
+        by_hand.advance(10)
+    assert len(fragile.ecg) == 1000
+    stopped = by_hand.strapTime()
+    assert stopped < 10
+    by_hand.advance(10 - stopped)
+    assert len(fragile.ecg) == by_hand.samplesSent()["ecg"]
+    session.close()
+
+    undisturbed = zephly.SimulatedStrap(zephly.MainQueue(), speed=None, plan="quiet")
+    other = zephly.Zephly(recorder, undisturbed)
+    undisturbed.advance(10)
+    assert fragile.ecg == recorder.ecg and fragile.respiration == recorder.respiration
+    assert fragile.events == recorder.events
+    other.close()
+
+
+def test_a_method_that_cannot_be_called_is_an_exception_too(by_hand):
+    class Odd:
+        didReceiveECG = 3
+
+    session = zephly.Zephly(Odd(), by_hand)
+    with pytest.raises(TypeError, match="not callable"):
+        by_hand.advance(5)
+    session.close()
+
+
+def test_stop_ends_advance(queue, by_hand, recorder):
+    class Short(type(recorder)):
+        def didReceiveECG(self, sample):
+            queue.stop()
+
+    session = zephly.Zephly(Short(), by_hand)
+    by_hand.advance(1000)
+    assert by_hand.strapTime() < 10
+    session.close()
+
+
+def test_after_close_nothing_is_told(by_hand, recorder):
+    session = zephly.Zephly(recorder, by_hand)
+    by_hand.advance(4)
+    heard = len(recorder.ecg)
+    session.close()
+    by_hand.advance(4)
+    assert len(recorder.ecg) == heard > 0
+    assert session.delegate is None
+    with pytest.raises(ValueError, match="closed"):
+        session.startWorkoutDetection(Pusher())
+
+
+class Pusher:
+    def didDetectPushUp(self):
+        pass
+
+
+def test_two_hosts_and_each_session_on_its_own(recorder):
+    first_queue, second_queue = zephly.MainQueue(), zephly.MainQueue()
+    first = zephly.SimulatedStrap(first_queue, seed=1, speed=None, plan="quiet")
+    second = zephly.SimulatedStrap(second_queue, seed=2, speed=None, plan="quiet")
+    other = type(recorder)()
+    sessions = zephly.Zephly(recorder, first), zephly.Zephly(other, second)
+    first.advance(4)
+    assert recorder.ecg and not other.ecg
+    second.advance(4)
+    assert other.ecg and other.ecg != recorder.ecg
+    for session in sessions:
+        session.close()
+
+
+def test_bluetooth_without_a_bus_says_so(queue, recorder):
+    lines = []
+
+    def report(line):
+        lines.append(line)
+        queue.stop()
+
+    host = zephly.Bluetooth(queue, busAddress="unix:path=/nonexistent/bus", report=report)
+    session = zephly.Zephly(recorder, host)
+    queue.run(30)
+    assert lines and "bus" in lines[0].lower()
+    session.close()
+    host.close()
+
+
+def test_repetitions_of_the_engine_and_the_wrapper_agree(queue):
+    """Jumps made by hand: the strap's own samples are not to be had, so gravity is thrown about."""
+    time = numpy.arange(3000) / 30
+    samples = numpy.zeros((time.size, 7), numpy.float32)
+    samples[:, 0] = 1
+    samples[:, 6] = 1 + 1.5 * numpy.sin(2 * numpy.pi * 0.8 * time)
+    told = []
+    engine = zephly.Engine()
+    engine.setJumpCallback(lambda: told.append("jump"))
+    engine.setSitUpCallback(lambda: told.append("situp"))
+    engine.setPushUpCallback(lambda: told.append("pushup"))
+    engine.imu(samples)
+
+    class Workout:
+        heard = []
+
+        def didDetectJump(self):
+            self.heard.append("jump")
+
+        def didDetectSitUp(self):
+            self.heard.append("situp")
+
+        def didDetectPushUp(self):
+            self.heard.append("pushup")
+
+    wrapper = zephly.SignalProcessor()
+    wrapper.setDelegate(Workout())
+    wrapper.imu(samples)
+    assert told == Workout.heard
+    assert len(told) > 5
+
+    def fails():
+        raise OSError("enough")
+
+    fresh = zephly.Engine()
+    for setter in (fresh.setJumpCallback, fresh.setSitUpCallback, fresh.setPushUpCallback):
+        setter(fails)
+    with pytest.raises(OSError, match="enough"):
+        fresh.imu(samples)
+    wrapper.setDelegate(None)
+    assert wrapper.delegate() is None
