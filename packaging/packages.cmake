@@ -44,6 +44,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development tools)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_OUTPUT_FILE_PREFIX ${PROJECT_BINARY_DIR}/debs)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/set_times.cmake)
@@ -59,43 +60,52 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 # What they need of other packages is read from what is linked; the libraries are found where they were built.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "")
 foreach(component IN LISTS ZEPHLY_COMPONENTS)
   get_target_property(folder zephly_${component} BINARY_DIR)
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${folder})
 endforeach()
 
+# What other packages need that use the libraries; and the linker's list of libraries is renewed.
+set(shlibs "")
+foreach(component IN LISTS ZEPHLY_COMPONENTS)
+  get_target_property(file zephly_${component} OUTPUT_NAME)
+  string(APPEND shlibs "lib${file} ${ZEPHLY_ABI_VERSION} ${library} (>= ${PROJECT_VERSION})\n")
+endforeach()
+file(CONFIGURE OUTPUT ${documents}/shlibs CONTENT "${shlibs}" @ONLY)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  ${documents}/shlibs ${CMAKE_CURRENT_LIST_DIR}/debian/triggers)
+
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS bluez)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "software development kit of the Zephly chest strap
- The kit finds the strap over Bluetooth Low Energy, keeps the connection, and gives
- an application electrocardiogram, respiration, electrode contact, temperatures,
- battery and counted exercises.
- .
- This package holds the shared libraries: the kit, its main queue, the host on
- BlueZ, and the simulated host with its strap made of software.")
+The kit finds the strap over Bluetooth Low Energy, keeps the connection, and
+gives an application electrocardiogram, respiration, electrode contact,
+temperatures, battery and counted exercises.
+
+This package holds the shared libraries: the kit, its main queue, the host on
+BlueZ, and the simulated host with its strap made of software.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library} (= ${PROJECT_VERSION}), libboost1.81-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "kit of the Zephly chest strap - development files
- The kit finds the strap over Bluetooth Low Energy, keeps the connection, and gives
- an application electrocardiogram, respiration, electrode contact, temperatures,
- battery and counted exercises.
- .
- This package holds the headers (C++20), and what CMake and pkg-config need.")
+The kit finds the strap over Bluetooth Low Energy, keeps the connection, and
+gives an application electrocardiogram, respiration, electrode contact,
+temperatures, battery and counted exercises.
+
+This package holds the headers (C++20), and what CMake and pkg-config need.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS bluez)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "watch, record and replay the Zephly chest strap
- The program zephly shows what the strap sends, on the terminal and on a live page
- in the browser, records it, exports recordings as EDF+ and CSV, and can be a strap
- itself, in software or through a Bluetooth adapter.
- .
- It is not a medical device.")
+The program zephly shows what the strap sends, on the terminal and on a live
+page in the browser, records it, exports recordings as EDF+ and CSV, and can be
+a strap itself, in software or through a Bluetooth adapter.
+
+It is not a medical device.")
 
 include(CPack)
