@@ -1,5 +1,6 @@
-/// A small application, as somebody else would write it: three seconds of a session on the simulated host.
-/// Prints how many ECG samples came and a digest of their bits; ends with 1 when something is not right.
+/// A small application, as somebody else would write it: three seconds of a session on the
+/// simulated host. Prints how many ECG samples came and a digest of their bits; ends with 1 when
+/// something is not right.
 
 #include <platforms/simulated/living_strap.h>
 #include <strap/recording.h>
@@ -70,7 +71,7 @@ int main() {
             << application->digest() << std::dec << '\n';
   // Type information of the kit's classes is one and the same on both sides.
   const bool cast = dynamic_cast<WorkoutDelegate*>(session.get()) != nullptr;
-  const bool good = application->connections() == 1 &&
-                    application->ecgSamples() == wantedSamples && cast && errorsCross();
+  const bool good = application->connections() == 1 && application->ecgSamples() == wantedSamples &&
+                    cast && errorsCross();
   return good ? 0 : 1;
 }
