@@ -29,7 +29,6 @@ endforeach()
 set(licences
   /usr/share/doc/libcli11-dev/copyright
   /usr/share/doc/nlohmann-json3-dev/copyright
-  /usr/share/doc/libboost1.81-dev/copyright
   ${ZEPHLY_PAGE_DIR}/node_modules/uplot/LICENSE)
 add_custom_command(OUTPUT ${documents}/copyright
   COMMAND ${CMAKE_CURRENT_LIST_DIR}/debian/collect_licences ${CMAKE_CURRENT_LIST_DIR}/debian/copyright ${licences}
