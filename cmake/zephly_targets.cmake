@@ -1,9 +1,15 @@
 # How every target of this tree is compiled.
 
+# The number in the names of the shared libraries: another one when what they export changes or goes away.
+set(ZEPHLY_ABI_VERSION 1)
+# Where the headers are installed: in a folder of their own, for `platforms/` and `strap/` are everybody's names.
+set(ZEPHLY_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zephly-${ZEPHLY_ABI_VERSION})
+
 # Numbers are promised bit for bit: no fused multiply-add unless it is written, no fast-math, no
 # x87. Exported to those who link the kit, because its headers hold arithmetic too.
 add_library(zephly_numbers INTERFACE)
 add_library(Zephly::numbers ALIAS zephly_numbers)
+set_target_properties(zephly_numbers PROPERTIES EXPORT_NAME numbers)
 target_compile_options(zephly_numbers INTERFACE -ffp-contract=off)
 
 add_library(zephly_warnings INTERFACE)
@@ -28,12 +34,58 @@ if(ZEPHLY_COVERAGE)
   target_link_options(zephly_instruments INTERFACE --coverage)
 endif()
 
-# zephly_library(NAME SOURCES...): one library of this tree, linked as Zephly::NAME.
+# zephly_library(NAME SOURCES...): one library inside this tree, always a static one, linked as Zephly::NAME.
 function(zephly_library name)
   add_library(zephly_${name} STATIC ${ARGN})
+  zephly_compile(${name})
+endfunction()
+
+# zephly_public_library(NAME SOURCES...): one library that is installed, static or shared as BUILD_SHARED_LIBS says.
+# A shared one shows nothing but what is marked with ZEPHLY_EXPORT.
+function(zephly_public_library name)
+  if(BUILD_SHARED_LIBS)
+    add_library(zephly_${name} SHARED ${ARGN})
+    zephly_hide(${name})
+    set_target_properties(zephly_${name} PROPERTIES VERSION ${ZEPHLY_ABI_VERSION}.0 SOVERSION ${ZEPHLY_ABI_VERSION})
+    # A function of the application's own does not take the place of one of the kit's.
+    target_link_options(zephly_${name} PRIVATE -Wl,-Bsymbolic-functions)
+    if(NOT ZEPHLY_SANITIZE)
+      target_link_options(zephly_${name} PRIVATE -Wl,--no-undefined)
+    endif()
+  else()
+    add_library(zephly_${name} STATIC ${ARGN})
+  endif()
+  zephly_compile(${name})
+  string(REPLACE _ - file zephly-${name})
+  set_target_properties(zephly_${name} PROPERTIES OUTPUT_NAME ${file} EXPORT_NAME ${name})
+endfunction()
+
+# zephly_public_headers(FILES...): headers of this folder that applications may include.
+function(zephly_public_headers)
+  if(NOT ZEPHLY_INSTALL)
+    return()
+  endif()
+  file(RELATIVE_PATH here ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(header IN LISTS ARGN)
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES ${header} DESTINATION ${ZEPHLY_INCLUDE_DIR}/${here}/${folder} COMPONENT development)
+  endforeach()
+endfunction()
+
+# zephly_hide(NAME): its code may go into a shared library, which then shows only what is marked.
+function(zephly_hide name)
+  set_target_properties(zephly_${name} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# zephly_compile(NAME): what holds for every library.
+function(zephly_compile name)
   add_library(Zephly::${name} ALIAS zephly_${name})
-  target_include_directories(zephly_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
-  target_link_libraries(zephly_${name} PUBLIC zephly_numbers PRIVATE zephly_warnings zephly_instruments)
+  target_include_directories(zephly_${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${ZEPHLY_INCLUDE_DIR}>)
+  target_link_libraries(zephly_${name}
+    PUBLIC zephly_numbers
+    PRIVATE $<BUILD_INTERFACE:zephly_warnings> $<BUILD_INTERFACE:zephly_instruments>)
   target_compile_features(zephly_${name} PUBLIC cxx_std_20)
   # Not for tests, which use what they have just made without asking whether it is there.
   target_compile_options(zephly_${name} PRIVATE -Wnull-dereference)

@@ -48,3 +48,7 @@ peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy py
 # newest kernel: 6.1.192 of bookworm-security crashes when a link ends while it begins.
 bluetooth_guest_packages=(linux-image-amd64/bookworm bluez bluez-test-tools dbus-daemon dbus-bin busybox-static
   kmod cpio qemu-system-x86 seabios)
+
+# To build Debian packages, and to try them in a fresh system.
+package_packages=("${build_packages[@]}" dpkg-dev file lintian)
+package_test_packages=(debootstrap)

@@ -8,6 +8,7 @@
 /// to.
 
 #include <zephly/platform/cb_uuid.h>
+#include <zephly/platform/export.h>
 
 #include <array>
 #include <chrono>
@@ -28,17 +29,17 @@ inline constexpr std::array<Stream, 5> allStreams = {
     Stream::temperature, Stream::ecg, Stream::battery, Stream::respiration, Stream::motion};
 
 /// The stream's name in lower case, as programs print it.
-std::string_view streamName(Stream stream);
+ZEPHLY_EXPORT std::string_view streamName(Stream stream);
 
 /// The identifier of the characteristic that carries the stream.
-const CBUUID& characteristicUUID(Stream stream);
+ZEPHLY_EXPORT const CBUUID& characteristicUUID(Stream stream);
 
 /// The identifier of the service that the characteristics stand on. Nobody looks for it: the strap
 /// is known by its name.
-const CBUUID& serviceUUID();
+ZEPHLY_EXPORT const CBUUID& serviceUUID();
 
 /// Measured values in one frame of the stream: six ECG or respiration samples, else one reading.
-int samplesPerFrame(Stream stream);
+ZEPHLY_EXPORT int samplesPerFrame(Stream stream);
 
 /// One notification.
 struct Frame {
@@ -50,7 +51,7 @@ struct Frame {
 };
 
 /// Frames in order of time.
-class FrameSource {
+class ZEPHLY_EXPORT FrameSource {
  public:
   virtual ~FrameSource() = default;
 

@@ -9,6 +9,8 @@
 /// the end of the range nearest to it, never anything wrapped around. NaN becomes raw 0: level zero
 /// for a sample, a quaternion component, an acceleration or a charge, -273.15 for a temperature.
 
+#include <zephly/platform/export.h>
+
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -27,24 +29,24 @@ inline constexpr float waveformFullScale = 2.42F;
 
 /// Six samples, oldest first: 18 bytes, each sample 24 bits of two's complement, least significant
 /// byte first, a step being waveformFullScale / 2^23.
-std::vector<std::uint8_t> encodeWaveform(const std::array<float, 6>& samples);
+ZEPHLY_EXPORT std::vector<std::uint8_t> encodeWaveform(const std::array<float, 6>& samples);
 /// Whether the nearest step to `sample` lies outside the range (or it is NaN).
-bool waveformSaturates(float sample);
+ZEPHLY_EXPORT bool waveformSaturates(float sample);
 
 /// Degrees Celsius in steps of 0.02 K from -273.15 to 1037.55: 4 bytes, skin first, unsigned 16
 /// bits each, least significant byte first.
-std::vector<std::uint8_t> encodeTemperature(double skin, double ambient);
-bool temperatureSaturates(double celsius);
+ZEPHLY_EXPORT std::vector<std::uint8_t> encodeTemperature(double skin, double ambient);
+ZEPHLY_EXPORT bool temperatureSaturates(double celsius);
 
 /// Percent in tenths from 0 to 6553.5: 3 bytes, 16 bits least significant byte first, then 1 while
 /// charging, else 0.
-std::vector<std::uint8_t> encodeBattery(double percent, bool charging);
+ZEPHLY_EXPORT std::vector<std::uint8_t> encodeBattery(double percent, bool charging);
 
 /// 20 bytes, most significant first: w, x, y, z in 16 bits each (steps of 2^-14, -2 to 2 less a
 /// step), then acceleration x, y, z in 32 bits each (steps of 2^-16 g, -32768 to 32768 less a
 /// step).
-std::vector<std::uint8_t> encodeMotion(const MotionReading& reading);
+ZEPHLY_EXPORT std::vector<std::uint8_t> encodeMotion(const MotionReading& reading);
 /// Whether any of the seven values lies outside its range (or is NaN).
-bool motionSaturates(const MotionReading& reading);
+ZEPHLY_EXPORT bool motionSaturates(const MotionReading& reading);
 
 }  // namespace Zephly::strap

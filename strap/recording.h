@@ -21,6 +21,7 @@
 /// cells must be numbers too, with a point for the decimals and at most 1e30 in size.
 
 #include <strap/frame.h>
+#include <zephly/platform/export.h>
 
 #include <array>
 #include <cstddef>
@@ -34,7 +35,7 @@ namespace Zephly::strap {
 
 /// A file that cannot be played. what() is "FILE:LINE:COLUMN: what was expected and found"; line
 /// and column count from 1, the column in characters.
-class RecordingError : public std::runtime_error {
+class ZEPHLY_EXPORT RecordingError : public std::runtime_error {
  public:
   RecordingError(const std::string& file, std::size_t line, std::size_t column,
                  const std::string& what);
@@ -48,7 +49,7 @@ class RecordingError : public std::runtime_error {
 };
 
 /// The columns of one file, checked and complete.
-class Recording {
+class ZEPHLY_EXPORT Recording {
  public:
   static constexpr std::size_t longestLine = 65'536;     ///< bytes
   static constexpr std::size_t largestFile = 1U << 30U;  ///< bytes

@@ -17,6 +17,7 @@
 #include <strap/frame.h>
 #include <strap/recording.h>
 #include <strap/training_plan.h>
+#include <zephly/platform/export.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -42,7 +43,7 @@ struct PlaybackCounts {
 };
 
 /// One strap from the moment it is switched on.
-class Strap : public FrameSource {
+class ZEPHLY_EXPORT Strap : public FrameSource {
  public:
   /// Throws std::invalid_argument for a plan that does not pass its check().
   explicit Strap(const StrapOptions& options = {});

@@ -12,6 +12,7 @@
 /// the whole plan repeats with that period for ever. Free of state, safe from any thread.
 
 #include <strap/frame.h>
+#include <zephly/platform/export.h>
 
 #include <array>
 #include <optional>
@@ -27,7 +28,7 @@ inline constexpr std::array<Exercise, 3> allExercises = {Exercise::pushUp, Exerc
                                                          Exercise::jump};
 
 /// "push-up", "sit-up", "jump".
-std::string_view exerciseName(Exercise exercise);
+ZEPHLY_EXPORT std::string_view exerciseName(Exercise exercise);
 
 /// How long a person takes for one set. Getting ready begins and getting up ends standing still.
 struct ExerciseTimes {
@@ -36,10 +37,10 @@ struct ExerciseTimes {
   StrapTime gettingUp;     ///< after the last repetition
 };
 
-ExerciseTimes exerciseTimes(Exercise exercise);
+ZEPHLY_EXPORT ExerciseTimes exerciseTimes(Exercise exercise);
 
 /// `count` repetitions without a break; `start` is when the person begins to get ready.
-struct ExerciseSet {
+struct ZEPHLY_EXPORT ExerciseSet {
   Exercise kind;
   StrapTime start;
   int count;  ///< 1 or more
@@ -69,7 +70,7 @@ struct LinkLoss {
 };
 
 /// Repetitions by kind.
-struct Repetitions {
+struct ZEPHLY_EXPORT Repetitions {
   int pushUps = 0;
   int sitUps = 0;
   int jumps = 0;
@@ -80,7 +81,7 @@ struct Repetitions {
 };
 
 /// What happens when; empty: the person stands at rest.
-struct TrainingPlan {
+struct ZEPHLY_EXPORT TrainingPlan {
   std::vector<ExerciseSet> exercises;   ///< in order of time, not overlapping
   std::vector<Interval> walks;          ///< calm walking; elsewhere the person stands
   std::vector<Interval> electrodesOff;  ///< the electrodes are off the skin

@@ -8,6 +8,7 @@
 ///   waitUntil(transmitter.nextFrameTime());
 
 #include <strap/frame.h>
+#include <zephly/platform/export.h>
 
 #include <array>
 #include <cstdint>
@@ -16,7 +17,7 @@
 namespace Zephly::strap {
 
 /// What brings notifications to whoever has subscribed: a simulated device, a Bluetooth adapter.
-class Carrier {
+class ZEPHLY_EXPORT Carrier {
  public:
   virtual ~Carrier() = default;
 
@@ -31,7 +32,7 @@ class Carrier {
 };
 
 /// One source on one carrier. Both must outlive it.
-class Transmitter {
+class ZEPHLY_EXPORT Transmitter {
  public:
   /// What became of the frames of one stream.
   struct Counts {

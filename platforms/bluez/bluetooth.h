@@ -21,6 +21,7 @@
 
 #include <platforms/bluez/timing.h>
 #include <platforms/main_queue/main_queue.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/host.h>
 
 #include <csignal>
@@ -58,7 +59,7 @@ struct Options {
 };
 
 /// The host in use while it lives.
-class Bluetooth final : public Host {
+class ZEPHLY_EXPORT Bluetooth final : public Host {
  public:
   /// Becomes the host in use (Host::use). The queue must outlive it.
   explicit Bluetooth(main_queue::MainQueue& queue, Options options = {});

@@ -37,6 +37,8 @@
 /// of the handles included, belongs to the thread that runs the queue. stop() from another thread
 /// is post([&] { queue.stop(); }).
 
+#include <zephly/platform/export.h>
+
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -51,7 +53,7 @@ namespace Zephly::main_queue {
 
 /// Something that the queue will call. Cancels when it is destroyed or assigned to, from inside
 /// its own callback too; may outlive the queue and is then without effect.
-class Handle {
+class ZEPHLY_EXPORT Handle {
  public:
   /// What the queue knows about it.
   class Entry;
@@ -84,7 +86,7 @@ using SignalWatch = Handle;
 enum class Interest { read, write, readOrWrite };
 
 /// One queue, one thread that runs it.
-class MainQueue {
+class ZEPHLY_EXPORT MainQueue {
  public:
   /// On an io_context of its own.
   MainQueue();

@@ -16,6 +16,7 @@
 
 #include <platforms/simulated/scheduler.h>
 #include <zephly/platform/cb_uuid.h>
+#include <zephly/platform/export.h>
 
 #include <chrono>
 #include <cstddef>
@@ -124,7 +125,7 @@ struct DeviceOptions {
 };
 
 /// One device, and the script of its answers.
-class Device {
+class ZEPHLY_EXPORT Device {
  public:
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
@@ -247,11 +248,11 @@ class Device {
 };
 
 /// The service that addStrapProfile adds; the kit does not look at service identifiers.
-const CBUUID& strapServiceUUID();
+ZEPHLY_EXPORT const CBUUID& strapServiceUUID();
 
 /// Adds one service with the strap's five characteristics, in the order given; by default battery,
 /// motion, temperature, respiration, ECG, which is not the order of the profile.
-void addStrapProfile(Device& device);
-void addStrapProfile(Device& device, const std::vector<CBUUID>& order);
+ZEPHLY_EXPORT void addStrapProfile(Device& device);
+ZEPHLY_EXPORT void addStrapProfile(Device& device, const std::vector<CBUUID>& order);
 
 }  // namespace Zephly::simulated

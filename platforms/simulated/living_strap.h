@@ -14,11 +14,12 @@
 #include <platforms/simulated/scheduler.h>
 #include <platforms/simulated/strap_device.h>
 #include <strap/strap.h>
+#include <zephly/platform/export.h>
 
 namespace Zephly::simulated {
 
 /// One radio, one strap, one wearer; switched off when it is destroyed.
-class LivingStrap {
+class ZEPHLY_EXPORT LivingStrap {
  public:
   /// On `queue`, which must outlive it, at `speed` times real time (see Pacer). Throws
   /// std::invalid_argument for a speed or a plan that cannot be.

@@ -15,6 +15,7 @@
 
 #include <platforms/main_queue/main_queue.h>
 #include <platforms/simulated/scheduler.h>
+#include <zephly/platform/export.h>
 
 #include <chrono>
 #include <cstddef>
@@ -23,7 +24,7 @@
 namespace Zephly::simulated {
 
 /// Steps one scheduler; stands still when it is destroyed.
-class Pacer {
+class ZEPHLY_EXPORT Pacer {
  public:
   /// How a pacer shares the queue with others.
   struct Options {

@@ -23,6 +23,7 @@
 
 #include <platforms/simulated/device.h>
 #include <platforms/simulated/scheduler.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/host.h>
 
 #include <memory>
@@ -34,7 +35,7 @@ namespace Zephly::simulated {
 class Central;
 
 /// The air, and the host in use while it lives.
-class Radio final : public Host {
+class ZEPHLY_EXPORT Radio final : public Host {
  public:
   /// Becomes the host in use (Host::use). `state` is what every central is told at first; until
   /// then its state is unknown. The scheduler must outlive the radio.

@@ -11,6 +11,8 @@
 /// Events are called from nowhere else, so nothing that is scheduled is ever called from inside
 /// the call that scheduled it. Use it from one thread.
 
+#include <zephly/platform/export.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +29,7 @@ using Duration = std::chrono::nanoseconds;
 using Time = std::chrono::nanoseconds;
 
 /// A clock that is stepped by hand, and what is to happen when.
-class Scheduler {
+class ZEPHLY_EXPORT Scheduler {
  public:
   /// Names one scheduled event, for cancel(). Never used twice by the same scheduler; a default
   /// one names no event.

@@ -20,6 +20,7 @@
 #include <strap/frame.h>
 #include <strap/training_plan.h>
 #include <strap/transmitter.h>
+#include <zephly/platform/export.h>
 
 #include <optional>
 #include <string>
@@ -28,7 +29,7 @@
 namespace Zephly::simulated {
 
 /// Carries one source on one device while it lives.
-class StrapDevice : private strap::Carrier {
+class ZEPHLY_EXPORT StrapDevice : private strap::Carrier {
  public:
   using Counts = strap::Transmitter::Counts;
 

@@ -13,6 +13,7 @@
 
 #include <zephly/ble/zephly_peripheral.h>
 #include <zephly/platform/core_bluetooth.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/foundation.h>
 #include <zephly/session/zephly_peripheral_delegate.h>
 
@@ -22,9 +23,9 @@
 struct SessionTestAccess;  // lets tests look at what the session's classes hold
 
 /// Between the platform's central and the session.
-class CentralManager : public NSObject,
-                       public CBCentralManagerDelegate,
-                       public ZephlyPeripheralDelegate {
+class ZEPHLY_EXPORT CentralManager : public NSObject,
+                                     public CBCentralManagerDelegate,
+                                     public ZephlyPeripheralDelegate {
  public:
   /// Creates the platform's central with the new object as its delegate: from the first report of a
   /// radio that is powered on, the strap is looked for. Without a host a fatal error.

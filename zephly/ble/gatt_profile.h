@@ -6,6 +6,7 @@
 /// The identifiers are created on first use, safely from any thread.
 
 #include <zephly/platform/cb_uuid.h>
+#include <zephly/platform/export.h>
 
 #include <string_view>
 #include <vector>
@@ -13,12 +14,17 @@
 /// The only advertised name that is accepted, compared character for character.
 inline constexpr std::string_view peripheralName = "Zephly";
 
-const CBUUID& temperatureCharacteristicUUID();  ///< object and ambient temperature, 4 bytes
-const CBUUID& ecgCharacteristicUUID();          ///< six ECG samples, 18 bytes
-const CBUUID& batteryCharacteristicUUID();      ///< charge and charger, 3 bytes
-const CBUUID& respirationCharacteristicUUID();  ///< six respiration samples, 18 bytes
-const CBUUID& motionCharacteristicUUID();       ///< orientation and acceleration, 20 bytes
+/// Object and ambient temperature, 4 bytes.
+ZEPHLY_EXPORT const CBUUID& temperatureCharacteristicUUID();
+/// Six ECG samples, 18 bytes.
+ZEPHLY_EXPORT const CBUUID& ecgCharacteristicUUID();
+/// Charge and charger, 3 bytes.
+ZEPHLY_EXPORT const CBUUID& batteryCharacteristicUUID();
+/// Six respiration samples, 18 bytes.
+ZEPHLY_EXPORT const CBUUID& respirationCharacteristicUUID();
+/// Orientation and acceleration, 20 bytes.
+ZEPHLY_EXPORT const CBUUID& motionCharacteristicUUID();
 
 /// All five, in the order temperature, battery, ECG, respiration, motion: what the kit subscribes
 /// to.
-const std::vector<CBUUID>& characteristics();
+ZEPHLY_EXPORT const std::vector<CBUUID>& characteristics();

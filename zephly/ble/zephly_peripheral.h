@@ -9,13 +9,14 @@
 /// is retried here. Runs on the main queue.
 
 #include <zephly/platform/core_bluetooth.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/foundation.h>
 #include <zephly/session/zephly_peripheral_delegate.h>
 
 #include <memory>
 
 /// From the platform's answers to the delegate's calls, for one connection.
-class ZephlyPeripheral : public NSObject, public CBPeripheralDelegate {
+class ZEPHLY_EXPORT ZephlyPeripheral : public NSObject, public CBPeripheralDelegate {
  public:
   /// A handler that reports to `zephlyDelegate`, which it does not own. The delegate must be alive
   /// whenever a value is delivered: delivering to one that is gone is a fatal error.

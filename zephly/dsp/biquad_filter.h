@@ -12,6 +12,7 @@
 
 #include <zephly/dsp/filter.h>
 #include <zephly/dsp/sample_array.h>
+#include <zephly/platform/export.h>
 
 /// What a BiquadFilter lets through.
 enum BiquadFilterType : int {
@@ -22,7 +23,7 @@ enum BiquadFilterType : int {
 };
 
 /// A cascade of identical second-order sections.
-class BiquadFilter : public Filter {
+class ZEPHLY_EXPORT BiquadFilter : public Filter {
  public:
   /// @param type   what passes; a value that is none of the four gives a filter whose output is 0
   ///               for finite samples.

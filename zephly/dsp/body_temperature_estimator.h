@@ -6,6 +6,7 @@
 ///     const float core = estimator.process(34.0F, 25.0F);  // 36.8
 
 #include <zephly/dsp/cyclic_buffer.h>
+#include <zephly/platform/export.h>
 
 namespace Zephly {
 
@@ -14,7 +15,7 @@ namespace Zephly {
 /// temperature and, above 35.83 degrees Celsius, slowly rises again.
 ///
 /// Not thread-safe; there is no reset.
-class BodyTemperatureEstimator {
+class ZEPHLY_EXPORT BodyTemperatureEstimator {
  public:
   /// Both windows empty.
   BodyTemperatureEstimator();

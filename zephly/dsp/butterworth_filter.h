@@ -5,6 +5,8 @@
 ///     Zephly::ButterworthFilter lowPass(1.0F, 60, Zephly::Lowpass, 2.0F);
 ///     float smoothed = lowPass.process(sample);  // once per sample, in order
 
+#include <zephly/platform/export.h>
+
 namespace Zephly {
 
 /// Which side of the cut-off frequency passes.
@@ -23,7 +25,7 @@ enum PassType : int {
 /// Sensible for 0 < frequency < sampleRate / 2; nothing is checked. A sample rate of 0, or samples
 /// that are infinite or not a number, make every later output not a number: there is no reset.
 /// Not thread-safe; one object filters one signal.
-class ButterworthFilter {
+class ZEPHLY_EXPORT ButterworthFilter {
  public:
   /// @param frequency   cut-off in hertz
   /// @param sampleRate  samples per second

@@ -5,12 +5,14 @@
 ///     Zephly::CyclicBuffer window{5, {}};
 ///     window.push(34.1F);
 
+#include <zephly/platform/export.h>
+
 #include <vector>
 
 namespace Zephly {
 
 /// The owner sets the capacity; a push keeps the newest `capacity` values.
-struct CyclicBuffer {
+struct ZEPHLY_EXPORT CyclicBuffer {
   int capacity = 0;           ///< the largest number of values kept
   std::vector<float> values;  ///< oldest first
 

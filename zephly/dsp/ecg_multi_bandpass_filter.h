@@ -5,6 +5,8 @@
 ///     Zephly::ECGMultiBandpassFilter ecg;
 ///     const float level = ecg.process(millivolts);
 
+#include <zephly/platform/export.h>
+
 class BiquadFilter;
 class LowCutFilter;
 class NormalizationFilter;
@@ -18,7 +20,7 @@ namespace Zephly {
 /// The stages live as long as the process: there is no destructor, and what the constructor
 /// allocates is not given back. A process is meant to hold one chain, or a few. Not copyable, since
 /// copies would share the stages and with them the history of the signal.
-class ECGMultiBandpassFilter {
+class ZEPHLY_EXPORT ECGMultiBandpassFilter {
  public:
   /// Builds all stages at rest. std::bad_alloc when memory runs out; nothing is left behind then.
   ECGMultiBandpassFilter();

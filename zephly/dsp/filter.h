@@ -13,8 +13,10 @@
 /// takes a lock: one filter belongs to one thread at a time. NaN and infinities pass through the
 /// arithmetic as they come; a recursive filter that has seen one does not recover.
 
+#include <zephly/platform/export.h>
+
 /// A pass-through filter, and the interface of all others.
-class Filter {
+class ZEPHLY_EXPORT Filter {
  public:
   Filter() = default;
   Filter(const Filter&) = delete;

@@ -5,6 +5,8 @@
 ///     Zephly::LeadoffDetector detector;
 ///     const bool contact = detector.process(sample);  // once per raw sample
 
+#include <zephly/platform/export.h>
+
 #include <vector>
 
 namespace Zephly {
@@ -13,7 +15,7 @@ namespace Zephly {
 /// more than 0.01.
 ///
 /// Not thread-safe; there is no reset, one detector watches one signal.
-class LeadoffDetector {
+class ZEPHLY_EXPORT LeadoffDetector {
  public:
   /// An empty window.
   LeadoffDetector();

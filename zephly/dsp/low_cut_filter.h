@@ -8,11 +8,12 @@
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/filter.h>
 #include <zephly/dsp/sample_array.h>
+#include <zephly/platform/export.h>
 
 /// The input delayed by `delayLength - 1` samples, less the low-passed input. Until that delay has
 /// passed, the delayed part is 0. Has no way to clear its history (reset does nothing) and does not
 /// maintain lastInput().
-class LowCutFilter : public Filter {
+class ZEPHLY_EXPORT LowCutFilter : public Filter {
  public:
   /// @param delayLength  delay in samples plus 1, 1 or more; best near the delay of the low-pass.
   ///                     0 is a fatal error; a negative one fails in allocation

@@ -7,11 +7,12 @@
 
 #include <zephly/dsp/filter.h>
 #include <zephly/dsp/sample_array.h>
+#include <zephly/platform/export.h>
 
 /// The median of the latest `size` samples, one rank above the textbook's (see getMedianValue). The
 /// window starts full of 0.0 and cannot be cleared: reset does nothing. Each sample costs a copy
 /// and a sort of the whole window.
-class MedianFilter : public Filter {
+class ZEPHLY_EXPORT MedianFilter : public Filter {
  public:
   /// @param size  window length in samples, 3 or more. 0, 1 and 2 are a fatal error; a negative
   ///              size fails in allocation (std::bad_array_new_length).

@@ -6,13 +6,14 @@
 ///     chain.addFilter(new MedianFilter(5));  // the chain deletes it
 
 #include <zephly/dsp/filter.h>
+#include <zephly/platform/export.h>
 
 #include <memory>
 #include <vector>
 
 /// Hands each sample through its members in the order in which they were added. Its reset does
 /// nothing: the members keep their state.
-class MultiFilter : public Filter {
+class ZEPHLY_EXPORT MultiFilter : public Filter {
  public:
   /// An empty chain, which gives its input back.
   MultiFilter() = default;

@@ -7,11 +7,12 @@
 
 #include <zephly/dsp/filter.h>
 #include <zephly/dsp/sample_array.h>
+#include <zephly/platform/export.h>
 
 /// (x - minimum) / (maximum - minimum) over the latest `size` samples, `x` among them; 0.0 while
 /// the two are equal. The window starts full of 0.0, and those zeros count. Each sample costs a
 /// scan of the whole window. Does not maintain lastInput().
-class NormalizationFilter : public Filter {
+class ZEPHLY_EXPORT NormalizationFilter : public Filter {
  public:
   /// @param size       window length in samples, 1 or more. 0 is a fatal error; a negative size
   ///                   fails in allocation (std::bad_array_new_length).

@@ -6,6 +6,8 @@
 ///     ...
 ///     Zephly::setProcessorClock(nullptr);  // std::clock again
 
+#include <zephly/platform/export.h>
+
 #include <cstdint>
 
 namespace Zephly {
@@ -15,10 +17,10 @@ using ProcessorClock = std::uint64_t (*)();
 
 /// Microseconds of processor time that the process has used, from the source that is installed: by
 /// default std::clock, converted where the platform counts in another unit.
-std::uint64_t processorClock();
+ZEPHLY_EXPORT std::uint64_t processorClock();
 
 /// Installs `source` for the whole process (null: the default) and returns the one before, which is
 /// never null. Not for use while another thread reads the clock.
-ProcessorClock setProcessorClock(ProcessorClock source);
+ZEPHLY_EXPORT ProcessorClock setProcessorClock(ProcessorClock source);
 
 }  // namespace Zephly

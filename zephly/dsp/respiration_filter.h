@@ -9,6 +9,7 @@
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/multi_filter.h>
 #include <zephly/dsp/normalization_filter.h>
+#include <zephly/platform/export.h>
 
 namespace Zephly {
 
@@ -19,7 +20,7 @@ namespace Zephly {
 /// The chain lives as long as the process: there is no destructor, and what the constructor
 /// allocates is not given back. A process is meant to hold one chain, or a few. Not copyable, since
 /// copies would share the stages and with them the history of the signal.
-class RespirationFilter {
+class ZEPHLY_EXPORT RespirationFilter {
  public:
   /// Builds all stages at rest. std::bad_alloc when memory runs out; nothing is left behind then.
   RespirationFilter();

@@ -5,6 +5,8 @@
 ///     Zephly::RespirationFilterHelper helper(4.0F);
 ///     if (helper.shouldResetRespiration(contact)) respirationFilter.highPass->reset();
 
+#include <zephly/platform/export.h>
+
 #include <cstdint>
 
 namespace Zephly {
@@ -13,7 +15,7 @@ namespace Zephly {
 /// off once, when the process has used up its time. A later fall starts it anew; a rise does not
 /// stop it. On the call on which it goes off the answer is not remembered, so the edge is measured
 /// from the answer before.
-class RespirationFilterHelper {
+class ZEPHLY_EXPORT RespirationFilterHelper {
  public:
   /// @param timeout  seconds of processor time (see processor_clock.h) between the fall and the
   ///                 reset.

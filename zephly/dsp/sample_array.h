@@ -3,11 +3,13 @@
 /// The windows, delay lines and states of the filters: arrays whose length is given once, as an
 /// int. A part of the filters, not meant for applications.
 
+#include <zephly/platform/export.h>
+
 #include <memory>
 #include <string_view>
 
 /// Samples in double precision, 0.0 at first. Indices are not checked.
-class SampleArray {
+class ZEPHLY_EXPORT SampleArray {
  public:
   /// A negative `count` is a failed allocation: std::bad_array_new_length.
   explicit SampleArray(int count);
@@ -25,4 +27,4 @@ class SampleArray {
 
 /// Fatal error, naming `what` ("MedianFilter: window size") and `number`, when `number` lies in
 /// [first, last]: the values with which a filter could be built but not run.
-void refuseNumbers(std::string_view what, int number, int first, int last);
+ZEPHLY_EXPORT void refuseNumbers(std::string_view what, int number, int first, int last);

@@ -13,6 +13,7 @@
 #include <zephly/dsp/respiration_filter.h>
 #include <zephly/dsp/respiration_filter_helper.h>
 #include <zephly/motion/motion_detector.h>
+#include <zephly/platform/export.h>
 
 namespace Zephly {
 
@@ -22,7 +23,7 @@ namespace Zephly {
 /// Operations never fail and allocate nothing; construction throws std::bad_alloc when memory runs
 /// out. What the ECG and respiration chains allocate is not given back (see there). Not
 /// thread-safe: all calls for all engines come from one thread at a time.
-class SignalProcessor {
+class ZEPHLY_EXPORT SignalProcessor {
  public:
   SignalProcessor();
   SignalProcessor(const SignalProcessor&) = delete;

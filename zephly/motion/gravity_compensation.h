@@ -6,6 +6,7 @@
 
 #include <zephly/motion/quaternion.h>
 #include <zephly/motion/vector3.h>
+#include <zephly/platform/export.h>
 
 namespace Zephly {
 
@@ -13,6 +14,6 @@ namespace Zephly {
 /// the orientation of the sensor as a unit quaternion: the gravity direction that is subtracted is
 /// the up vector seen from the sensor, the third row of q's rotation matrix, and has unit length
 /// only if q has.
-Vector3 gravityCompensate(Quaternion q, Vector3 acceleration);
+ZEPHLY_EXPORT Vector3 gravityCompensate(Quaternion q, Vector3 acceleration);
 
 }  // namespace Zephly

@@ -11,6 +11,7 @@
 #include <zephly/dsp/butterworth_filter.h>
 #include <zephly/motion/quaternion.h>
 #include <zephly/motion/vector3.h>
+#include <zephly/platform/export.h>
 
 #include <memory>
 
@@ -31,7 +32,7 @@ namespace Zephly {
 /// and jumps for good.
 ///
 /// Not thread-safe; callbacks run on the thread that calls process, before it returns.
-class MotionDetector {
+class ZEPHLY_EXPORT MotionDetector {
  public:
   /// Handed to whichever callback fires.
   void* context = nullptr;

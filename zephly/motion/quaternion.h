@@ -6,9 +6,10 @@
 ///     Vector3 up = Quaternion(orientation).normalVectorToUp();  // on a copy: the call overwrites
 
 #include <zephly/motion/vector3.h>
+#include <zephly/platform/export.h>
 
 /// A value; owns nothing. Rotations are unit quaternions, but nothing here demands it.
-struct Quaternion {
+struct ZEPHLY_EXPORT Quaternion {
   float x = 0.0F;
   float y = 0.0F;
   float z = 0.0F;

@@ -5,8 +5,10 @@
 ///     Vector3 up(0, 0, 1);
 ///     Vector3 half = up.scale(0.5F);
 
+#include <zephly/platform/export.h>
+
 /// A value; owns nothing. Not thread-safe as an object, like a float is not.
-struct Vector3 {
+struct ZEPHLY_EXPORT Vector3 {
   float x = 0.0F;
   float y = 0.0F;
   float z = 0.0F;

@@ -6,6 +6,7 @@
 
 #include <zephly/motion/vector3.h>
 #include <zephly/platform/cm_motion_manager.h>
+#include <zephly/platform/export.h>
 #include <zephly/session/imu_delegate.h>
 
 #include <memory>
@@ -14,7 +15,7 @@
 /// Holds the phone's motion service, what was recorded from it and whom to tell, and lets go of all
 /// three when it ends. It starts no sensor, records nothing and calls nobody: a holder, shared
 /// through std::shared_ptr.
-class IMU {
+class ZEPHLY_EXPORT IMU {
  public:
   /// `manager` must not be empty (a fatal error); `imuDelegate` may be, and stays so.
   explicit IMU(std::shared_ptr<CMMotionManager> manager,

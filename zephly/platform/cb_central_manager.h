@@ -8,6 +8,7 @@
 /// delegate from inside the call that asked, nor from inside init.
 
 #include <zephly/platform/cb_peripheral.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/foundation.h>
 
 #include <map>
@@ -41,7 +42,7 @@ struct CBAdvertisementData {
 };
 
 /// Receives what a central has to say. `error` is empty when there was none.
-class CBCentralManagerDelegate {
+class ZEPHLY_EXPORT CBCentralManagerDelegate {
  public:
   virtual ~CBCentralManagerDelegate() = default;
 
@@ -76,7 +77,7 @@ class CBCentralManagerDelegate {
 };
 
 /// The radio of this machine in the central role.
-class CBCentralManager : public NSObject {
+class ZEPHLY_EXPORT CBCentralManager : public NSObject {
  public:
   /// A central of the host in use, never empty; without a host a fatal error that names the hosts
   /// of this build. `delegate` is held without owning it; while it is gone, what would have been

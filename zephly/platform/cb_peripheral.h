@@ -8,6 +8,7 @@
 /// characteristic with the same object.
 
 #include <zephly/platform/cb_uuid.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/foundation.h>
 
 #include <memory>
@@ -18,7 +19,7 @@
 class CBPeripheral;
 
 /// A value that the device sends again and again. Owned by its service.
-class CBCharacteristic : public NSObject {
+class ZEPHLY_EXPORT CBCharacteristic : public NSObject {
  public:
   virtual CBUUID UUID() const = 0;
 
@@ -32,7 +33,7 @@ class CBCharacteristic : public NSObject {
 };
 
 /// A group of characteristics. Owned by its peripheral.
-class CBService : public NSObject {
+class ZEPHLY_EXPORT CBService : public NSObject {
  public:
   virtual CBUUID UUID() const = 0;
 
@@ -44,7 +45,7 @@ class CBService : public NSObject {
 };
 
 /// Receives what a peripheral has to say. `error` is empty when there was none.
-class CBPeripheralDelegate {
+class ZEPHLY_EXPORT CBPeripheralDelegate {
  public:
   virtual ~CBPeripheralDelegate() = default;
 
@@ -75,7 +76,7 @@ class CBPeripheralDelegate {
 };
 
 /// A device that has been heard, connected or not.
-class CBPeripheral : public NSObject {
+class ZEPHLY_EXPORT CBPeripheral : public NSObject {
  public:
   /// The name under which the device advertises; absent when it advertises none.
   virtual std::optional<std::string> name() const = 0;

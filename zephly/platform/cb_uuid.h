@@ -6,6 +6,8 @@
 ///
 ///   CBUUID battery = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 
+#include <zephly/platform/export.h>
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -13,7 +15,7 @@
 #include <string_view>
 
 /// A value: copied and compared freely.
-class CBUUID {
+class ZEPHLY_EXPORT CBUUID {
  public:
   /// From text: 4 or 8 hexadecimal digits (a short identifier, expanded with the Bluetooth base
   /// UUID) or the 36 characters of the long form, in either case. Any other text is a fatal error

@@ -9,7 +9,9 @@
 /// classic locale and the default flags, precision and width, whatever the application has done to
 /// std::cout. Use it from the main queue only, like the rest of the kit.
 
+#include <zephly/platform/export.h>
+
 #include <ostream>
 
 /// The stream itself, ready for the next line.
-std::ostream& console();
+ZEPHLY_EXPORT std::ostream& console();

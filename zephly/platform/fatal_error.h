@@ -9,7 +9,9 @@
 /// of the data. It cannot be caught: it ends in std::abort(), after standard output has been
 /// flushed so that no diagnostic line is lost.
 
+#include <zephly/platform/export.h>
+
 #include <string_view>
 
 /// Writes `message` and stops the program.
-[[noreturn]] void fatalError(std::string_view message);
+[[noreturn]] ZEPHLY_EXPORT void fatalError(std::string_view message);

@@ -13,13 +13,14 @@
 /// One host is in use at a time in a process; called on the main queue's thread only.
 
 #include <zephly/platform/cb_central_manager.h>
+#include <zephly/platform/export.h>
 
 #include <memory>
 #include <optional>
 #include <string_view>
 
 /// What a new host derives from.
-class Host {
+class ZEPHLY_EXPORT Host {
  public:
   virtual ~Host() = default;
 

@@ -5,10 +5,12 @@
 /// A host implements it over whatever it has; the bytes must not change for the object's lifetime.
 /// The kit calls it on the main queue only and keeps no reference beyond the call that delivers it.
 
+#include <zephly/platform/export.h>
+
 #include <cstddef>
 
 /// Immutable bytes.
-class NSData {
+class ZEPHLY_EXPORT NSData {
  public:
   virtual ~NSData() = default;
 

@@ -3,10 +3,12 @@
 /// An error that a host reports with one of its callbacks. The kit prints its text and does nothing
 /// else with it; "no error" is an empty std::shared_ptr<const NSError>.
 
+#include <zephly/platform/export.h>
+
 #include <string>
 
 /// What went wrong, as text.
-class NSError {
+class ZEPHLY_EXPORT NSError {
  public:
   virtual ~NSError() = default;
 

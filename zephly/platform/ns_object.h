@@ -18,6 +18,7 @@
 /// argument types are a fatal error that names the class and the selector. Objects are reference
 /// counted through std::shared_ptr; nothing here is thread-safe.
 
+#include <zephly/platform/export.h>
 #include <zephly/platform/fatal_error.h>
 
 #include <functional>
@@ -42,7 +43,7 @@ struct Selector {
 
 /// All messages of one class, in the order in which the class declares them. A subclass that
 /// answers its base class's messages too lists them again.
-class SelectorTable {
+class ZEPHLY_EXPORT SelectorTable {
  public:
   SelectorTable(std::string_view className, std::initializer_list<Selector> selectors);
 
@@ -57,7 +58,7 @@ class SelectorTable {
 };
 
 /// Reference counted, and answers to the selectors of its class.
-class NSObject : public std::enable_shared_from_this<NSObject> {
+class ZEPHLY_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
  public:
   virtual ~NSObject() = default;
 

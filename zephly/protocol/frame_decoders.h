@@ -16,6 +16,7 @@
 /// - Motion, 20: quaternion w, x, y, z, 16 bits each, in units of 2^-14; acceleration x, y, z, 32
 ///   bits each, in units of 2^-16 g; all signed, most significant byte first.
 
+#include <zephly/platform/export.h>
 #include <zephly/platform/ns_data.h>
 #include <zephly/protocol/battery_status.h>
 
@@ -44,10 +45,10 @@ struct Motion {
 };
 
 /// Six samples, oldest first, full scale +-2.42. Serves ECG and respiration frames.
-std::vector<float> calculateECGValue(const NSData& frame);
-Temperature calculateTemperatureValue(const NSData& frame);
+ZEPHLY_EXPORT std::vector<float> calculateECGValue(const NSData& frame);
+ZEPHLY_EXPORT Temperature calculateTemperatureValue(const NSData& frame);
 /// The charge is not clamped: 0..6553.5.
-BatteryStatus calculateBatterySOCValue(const NSData& frame);
-Motion calculateMotionValue(const NSData& frame);
+ZEPHLY_EXPORT BatteryStatus calculateBatterySOCValue(const NSData& frame);
+ZEPHLY_EXPORT Motion calculateMotionValue(const NSData& frame);
 
 }  // namespace FrameDecoders

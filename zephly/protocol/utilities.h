@@ -10,12 +10,13 @@
 ///   Zephly::Utilities::toU2(0xFF, 0xFF, 0xFE)       // -2
 ///   Zephly::Utilities::q16ToFloat(0, 1, 0x80, 0)    // 1.5f
 
+#include <zephly/platform/export.h>
 #include <zephly/platform/ns_object.h>
 
 namespace Zephly {
 
 /// The conversions themselves.
-class Utilities {
+class ZEPHLY_EXPORT Utilities {
  public:
   Utilities() = delete;
 
@@ -35,7 +36,7 @@ class Utilities {
 /// The same conversions as an object that can be driven by message name ("toU2:byteB:byteC:",
 /// "q16tofloat:byteB:byteC:byteD:", "q30tofloat:byteB:byteC:byteD:",
 /// "q30todouble:byteB:byteC:byteD:"). Results are those of Zephly::Utilities, bit for bit.
-class Utilities : public NSObject {
+class ZEPHLY_EXPORT Utilities : public NSObject {
  public:
   int toU2(int a, int byteB, int byteC);
   float q16tofloat(int a, int byteB, int byteC, int byteD);

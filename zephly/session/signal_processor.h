@@ -14,13 +14,14 @@
 /// the delegate's calls from inside them, are made on one thread at a time.
 
 #include <zephly/dsp/signal_processor.h>
+#include <zephly/platform/export.h>
 #include <zephly/platform/ns_object.h>
 #include <zephly/session/workout_delegate.h>
 
 #include <memory>
 
 /// Owns one engine and forwards to it.
-class SignalProcessor : public NSObject {
+class ZEPHLY_EXPORT SignalProcessor : public NSObject {
  public:
   /// A wrapper with an engine of its own. An allocation failure propagates and leaves nothing
   /// behind.

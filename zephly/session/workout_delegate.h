@@ -7,10 +7,11 @@
 /// repetition of a kind whose operation is left out is a fatal error that names the operation. The
 /// destructor stands last so that the operations hold the slots 0 to 2 of the virtual table.
 
+#include <zephly/platform/export.h>
 #include <zephly/platform/fatal_error.h>
 
 /// One call per repetition.
-class WorkoutDelegate {
+class ZEPHLY_EXPORT WorkoutDelegate {
  public:
   virtual void didDetectPushUp() {
     fatalError("WorkoutDelegate does not implement didDetectPushUp");

@@ -13,6 +13,7 @@
 
 #include <zephly/ble/central_manager.h>
 #include <zephly/phone/imu.h>
+#include <zephly/platform/export.h>
 #include <zephly/session/imu_delegate.h>
 #include <zephly/session/signal_processor.h>
 #include <zephly/session/workout_delegate.h>
@@ -26,7 +27,9 @@
 namespace Zephly {
 
 /// One strap, one session.
-class Zephly : public ZephlyPeripheralDelegate, public IMUDelegate, public WorkoutDelegate {
+class ZEPHLY_EXPORT Zephly : public ZephlyPeripheralDelegate,
+                             public IMUDelegate,
+                             public WorkoutDelegate {
  public:
   /// Starts a session that reports to `zephlyDelegate`, which it does not own. A host must be in
   /// use.

@@ -13,10 +13,11 @@
 /// calls. The destructor stands last so that the operations hold the slots 0 to 6 of the virtual
 /// table.
 
+#include <zephly/platform/export.h>
 #include <zephly/protocol/battery_status.h>
 
 /// To be implemented by the application.
-class ZephlyDelegate {
+class ZEPHLY_EXPORT ZephlyDelegate {
  public:
   /// True: the electrodes have lost contact with the skin. False: they have contact. Told for the
   /// first respiration sample of a session and from then on only when it changes, before that

@@ -7,12 +7,13 @@
 /// Implementations must not block. The destructor stands last so that the operations hold the slots
 /// 0 to 6 of the virtual table, in the order below; relays rely on that order.
 
+#include <zephly/platform/export.h>
 #include <zephly/protocol/battery_status.h>
 
 #include <vector>
 
 /// One call per notification.
-class ZephlyPeripheralDelegate {
+class ZEPHLY_EXPORT ZephlyPeripheralDelegate {
  public:
   /// The device is connected.
   virtual void didConnectPeripheral() = 0;

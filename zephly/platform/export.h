@@ -1,0 +1,14 @@
+#pragma once
+/// @file
+/// What a shared library of this kit shows to those who link it: everything else in it is hidden,
+/// and may change without a word.
+///
+///     class ZEPHLY_EXPORT Filter { ... };
+///     ZEPHLY_EXPORT std::ostream& console();
+///
+/// On a class it covers the member functions, the virtual table and the type information, so that a
+/// class may be derived from, cast to and caught on both sides. In a static library it changes
+/// nothing.
+
+/// Part of the library's interface.
+#define ZEPHLY_EXPORT __attribute__((visibility("default")))
