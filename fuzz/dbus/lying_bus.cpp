@@ -8,18 +8,18 @@ using namespace Zephly::bluez;
 
 namespace {
 
-LyingBus* open = nullptr;
+LyingBus* opened = nullptr;
 bool refused = false;
 
 }  // namespace
 
-LyingBus::LyingBus(Zephly::main_queue::MainQueue& queue) : queue_(queue) { open = this; }
+LyingBus::LyingBus(Zephly::main_queue::MainQueue& queue) : queue_(queue) { opened = this; }
 
 LyingBus::~LyingBus() {
-  if (open == this) open = nullptr;
+  if (opened == this) opened = nullptr;
 }
 
-LyingBus* LyingBus::current() { return open; }
+LyingBus* LyingBus::current() { return opened; }
 
 void LyingBus::refuse(bool value) { refused = value; }
 
