@@ -63,7 +63,7 @@ class Input {
         Limits::quiet_NaN(), Limits::max(),        Limits::lowest(),
         Limits::min(),       Limits::denorm_min(), -Limits::denorm_min()};
     const std::uint8_t kind = byte();
-    if (kind < edges.size()) return edges.at(kind);
+    if (kind < 64) return edges.at(kind % edges.size());
     if (kind < 128) return std::bit_cast<Number>(number<Bits>());
     return everyday<Number>();
   }

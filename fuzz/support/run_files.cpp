@@ -45,7 +45,8 @@ bool run(const std::filesystem::path& path) {
 int main(int argc, char** argv) {
   std::size_t count = 0;
   try {
-    for (const std::string argument : std::vector<std::string>(argv + 1, argv + argc)) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    for (const std::string& argument : arguments) {
       const auto files = filesOf(argument);
       if (files.empty()) {
         std::cerr << "error: no input in " << argument << '\n';
