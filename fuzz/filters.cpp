@@ -124,7 +124,7 @@ void refuse(Input& input) {
 // The rank that getMedianValue() documents, in a sorted copy whose NaN stand at the end.
 double medianOf(std::vector<double> window) {
   const auto numbersEnd =
-      std::ranges::partition(window, [](double one) { return !std::isnan(one); }).begin();
+      std::partition(window.begin(), window.end(), [](double one) { return !std::isnan(one); });
   std::sort(window.begin(), numbersEnd);
   const std::size_t m = window.size() / 2;
   return window.size() % 2 != 0 ? window[m + 1] : (window[m] + window[m + 1]) * 0.5;
