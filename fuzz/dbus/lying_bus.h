@@ -1,0 +1,79 @@
+#pragma once
+/// @file
+/// A message bus without a bus: takes the place of the one class that knows D-Bus (Bus::open of
+/// this file is linked instead of platforms/bluez/bus.cpp), keeps what the host asks for, and
+/// delivers whatever it is told to deliver, with the promises that bus.h makes: by a turn of the
+/// queue, in order, nothing after the bus is gone.
+///
+///   LyingBus* bus = LyingBus::current();             // null while the host has none open
+///   bus->answer(0, {{Dictionary()}, {}, {}});        // to the oldest call that waits
+///   queue.poll();
+
+#include <platforms/bluez/bus.h>
+#include <platforms/main_queue/main_queue.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace fuzz {
+
+class LyingBus final : public Zephly::bluez::Bus {
+ public:
+  struct Call {
+    Zephly::bluez::Destination destination;
+    Zephly::bluez::Arguments arguments;
+    ReplyHandler handler;
+  };
+
+  explicit LyingBus(Zephly::main_queue::MainQueue& queue);
+  ~LyingBus() override;
+
+  /// The one that is open.
+  static LyingBus* current();
+  /// Whether the next ones can be opened.
+  static void refuse(bool refused);
+
+  /// Calls that wait for an answer, the oldest first.
+  const std::deque<Call>& calls() const { return calls_; }
+  /// Answers the call at `index`, which is below calls().size().
+  void answer(std::size_t index, Zephly::bluez::Reply reply);
+  /// Delivers a signal to everybody who asked for those of its sender.
+  void say(Zephly::bluez::Signal signal, const std::string& senderName);
+  /// The connection is closed: what waits fails.
+  void lose();
+
+  void call(const Zephly::bluez::Destination& destination,
+            const Zephly::bluez::Arguments& arguments, std::chrono::milliseconds timeout,
+            ReplyHandler handler) override;
+  void tell(const Zephly::bluez::Destination& destination,
+            const Zephly::bluez::Arguments& arguments) override;
+  void settle(std::chrono::milliseconds limit) override;
+  Subscription onSignal(const std::string& rule, SignalHandler handler) override;
+  std::unique_ptr<Zephly::bluez::ExportedObject> exportObject(
+      const std::string& path, const std::vector<Zephly::bluez::Interface>& interfaces,
+      bool objectManager) override;
+  void onLost(std::function<void()> handler) override;
+
+ private:
+  struct Subscriber {
+    std::string rule;
+    std::shared_ptr<const SignalHandler> handler;
+  };
+
+  void later(std::function<void()> job);
+
+  Zephly::main_queue::MainQueue& queue_;
+  std::shared_ptr<void> alive_ = std::make_shared<char>();
+  std::deque<Call> calls_;
+  std::uint64_t lastId_ = 0;
+  std::map<std::uint64_t, Subscriber> subscribers_;
+  std::function<void()> lostHandler_;
+  bool lost_ = false;
+};
+
+}  // namespace fuzz

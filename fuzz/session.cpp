@@ -1,0 +1,349 @@
+// A whole session, from the host boundary to the application, with everything that a host may tell
+// it in any order: for any device, connected or not, asked for or not, and with delegates that are
+// replaced and dropped at any moment, also from inside their own calls.
+//
+// Not done, because they are stated fatal errors or outside what a host may do:
+// - an absent list of services or characteristics while its discovery is answered (fatal; a list
+//   that found nothing is empty),
+// - a value for a session that has been taken apart (fatal; nothing takes one apart but tests),
+// - a workout delegate that leaves out an operation (fatal),
+// - calls from inside the creation of the central, and null objects.
+
+#include <tests/support/fake_bluetooth.h>
+#include <tests/support/fake_processor_clock.h>
+#include <tests/support/session_test_access.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/motion/madgwick_ahrs.h>
+#include <zephly/zephly.h>
+#include <fuzz/support/input.h>
+#include <fuzz/support/quiet.h>
+#include <fuzz/support/reclaim.h>
+#include <fuzz/support/require.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using fuzz::Input;
+using fuzz::require;
+using Zephly::platforms::Data;
+using Zephly::platforms::Error;
+
+// What the application has been told.
+struct Told {
+  int connections = 0;
+  int disconnections = 0;
+  int ecg = 0;
+  int respiration = 0;
+  int temperatures = 0;
+  int batteries = 0;
+  std::optional<bool> leadoff;
+};
+
+class Application : public ZephlyDelegate {
+ public:
+  explicit Application(Told& told) : told_(told) {}
+
+  void didChangeLeadoffState(bool leadoff) override {
+    require(told_.leadoff != leadoff, "contact is told when it changes");
+    told_.leadoff = leadoff;
+    leave(0);
+  }
+  void didConnectPeripheral() override {
+    ++told_.connections;
+    leave(1);
+  }
+  void didDisconnectPeripheral() override {
+    ++told_.disconnections;
+    leave(2);
+  }
+  void didReceiveTemperature(float, float, float body) override {
+    require(body == 0, "body temperature is not estimated");
+    ++told_.temperatures;
+    leave(3);
+  }
+  void didReceiveECG(float sample) override {
+    require(std::abs(sample) <= 2.42F, "ECG within full scale");
+    ++told_.ecg;
+    leave(4);
+  }
+  void didReceiveRespiration(float sample) override {
+    require(sample >= 0 && sample <= 1, "respiration of 0 to 1");
+    require(told_.leadoff.has_value(), "contact is told first");
+    ++told_.respiration;
+    leave(5);
+  }
+  void didReceiveBatteryStatus(BatteryStatus) override {
+    ++told_.batteries;
+    leave(6);
+  }
+
+  static constexpr unsigned calls = 7;
+  std::optional<unsigned> leavesAt;  ///< let go of in this one of its calls
+  std::shared_ptr<Application>* owner = nullptr;
+
+ private:
+  void leave(unsigned call) {
+    if (leavesAt == call) owner->reset();
+  }
+
+  Told& told_;
+};
+
+class Workout : public WorkoutDelegate {
+ public:
+  void didDetectPushUp() override { leave(); }
+  void didDetectSitUp() override { leave(); }
+  void didDetectJump() override { leave(); }
+
+  std::shared_ptr<Workout>* leaving = nullptr;
+
+ private:
+  void leave() {
+    if (leaving != nullptr) std::exchange(leaving, nullptr)->reset();
+  }
+};
+
+const std::array<CBUUID, 6>& identifiers() {
+  static const std::array<CBUUID, 6> all = {
+      ecgCharacteristicUUID(),     respirationCharacteristicUUID(), temperatureCharacteristicUUID(),
+      batteryCharacteristicUUID(), motionCharacteristicUUID(),      CBUUID::UUIDWithString("2A29")};
+  return all;
+}
+
+class Session {
+ public:
+  // Begins without a link and without plans, or where most inputs come to anyway.
+  explicit Session(std::uint8_t start) {
+    q0 = 1;
+    q1 = q2 = q3 = 0;
+    constexpr std::array<const char*, 3> names = {"Zephly", "zephly", nullptr};
+    for (const char* name : names) {
+      peripherals_.push_back(
+          world_.peripheral(name == nullptr ? std::nullopt : std::optional<std::string>(name)));
+    }
+    for (const CBUUID& uuid : identifiers()) {
+      characteristics_.push_back(std::make_shared<fake::Characteristic>(uuid));
+    }
+    service_->list.emplace(characteristics_.begin(), characteristics_.end());
+    session_ = reclaim_.during([this] { return Zephly::Zephly::init(application_); });
+    manager_ = world_.delegate.lock();
+    require(manager_ != nullptr, "a central manager");
+    application_->owner = &application_;
+    if ((start & 1U) != 0) {
+      manager_->centralManagerDidConnectPeripheral(world_.central, peripherals_.front());
+    }
+    if ((start & 2U) != 0) application_->leavesAt = (start >> 2U) % Application::calls;
+  }
+  ~Session() { SessionTestAccess::release(*session_); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  void step(Input& input) {
+    world_.log.clear();
+    const unsigned operation = input.below(24);
+    if (operation < 8) return value(input);
+    switch (operation) {
+      case 8:
+        world_.central->current = static_cast<CBManagerState>(input.below(6));
+        return manager_->centralManagerDidUpdateState(world_.central);
+      case 9:
+        return discover(input);
+      case 10:
+      case 11:
+        return connect(input);
+      case 12:
+        return manager_->centralManagerDidFailToConnectPeripheral(world_.central, anyDevice(input),
+                                                                  anyError(input));
+      case 13:
+        return disconnect(input);
+      case 14:
+        return answerServices(input);
+      case 15:
+        return answerCharacteristics(input);
+      case 16:
+        return answerSubscription(input);
+      case 17:
+      case 18:
+        return phone(input);
+      case 19:
+        return replaceWorkout(input);
+      case 20:
+        return dropApplication(input);
+      case 21:
+        FakeProcessorClock::now += input.number<std::uint16_t>() * 1000ULL;
+        return;
+      default:
+        return motion(input);
+    }
+  }
+
+ private:
+  std::shared_ptr<fake::Peripheral> anyDevice(Input& input) {
+    return peripherals_.at(input.below(static_cast<unsigned>(peripherals_.size())));
+  }
+  std::shared_ptr<fake::Characteristic> anyCharacteristic(Input& input) {
+    return characteristics_.at(input.below(static_cast<unsigned>(characteristics_.size())));
+  }
+  static std::shared_ptr<const NSError> anyError(Input& input) {
+    return input.coin() ? Error::of(input.text(12)) : nullptr;
+  }
+
+  void discover(Input& input) {
+    CBAdvertisementData advertisement;
+    if (input.coin()) advertisement.localName = input.text(8);
+    const auto device = anyDevice(input);
+    manager_->centralManagerDidDiscoverPeripheral(world_.central, device, advertisement,
+                                                  input.number<int>());
+    const std::size_t requests = world_.central->requested.size();
+    require(requests == (device == peripherals_.front() ? 1U : 0U), "the strap is asked for");
+    world_.central->requested.clear();
+  }
+
+  void connect(Input& input) {
+    const int before = told_.connections;
+    const bool listening = application_ != nullptr;
+    manager_->centralManagerDidConnectPeripheral(world_.central, anyDevice(input));
+    require(told_.connections == before + (listening ? 1 : 0), "a connection is told");
+  }
+
+  void disconnect(Input& input) {
+    const int before = told_.disconnections;
+    const bool listening = application_ != nullptr;
+    const auto lost = anyDevice(input);
+    manager_->centralManagerDidDisconnectPeripheral(world_.central, lost, anyError(input));
+    require(told_.disconnections == before + (listening ? 1 : 0), "a disconnection is told");
+    require(world_.central->requested.size() == 1 && world_.central->requested.front() == lost,
+            "a lost device is asked for again");
+    world_.central->requested.clear();
+  }
+
+  void answerServices(Input& input) {
+    const auto device = anyDevice(input);
+    const unsigned count = input.below(4);
+    device->list.emplace();
+    for (unsigned i = 0; i < count; ++i) device->list->push_back(service_);
+    if (const auto handler = device->delegate.lock()) {
+      handler->peripheralDidDiscoverServices(device, anyError(input));
+      require(world_.log.size() == count, "the characteristics of each service are asked for");
+    }
+  }
+
+  void answerCharacteristics(Input& input) {
+    const auto device = anyDevice(input);
+    const auto service = std::make_shared<fake::Service>("180A");
+    service->list.emplace();
+    unsigned known = 0;
+    for (unsigned count = input.below(9); count > 0; --count) {
+      const auto one = anyCharacteristic(input);
+      if (one != characteristics_.back()) ++known;
+      service->list->push_back(one);
+    }
+    if (const auto handler = device->delegate.lock()) {
+      handler->peripheralDidDiscoverCharacteristicsForService(device, service, anyError(input));
+      require(world_.log.size() == known, "the strap's characteristics are subscribed to");
+    }
+  }
+
+  void answerSubscription(Input& input) {
+    const auto device = anyDevice(input);
+    const auto characteristic = anyCharacteristic(input);
+    if (const auto handler = device->delegate.lock()) {
+      handler->peripheralDidUpdateNotificationStateForCharacteristic(device, characteristic,
+                                                                     anyError(input));
+    }
+  }
+
+  void value(Input& input) {
+    const auto device = anyDevice(input);
+    const auto characteristic = anyCharacteristic(input);
+    if (characteristic == characteristics_.at(1) && respirationFrames_-- <= 0) return;
+    const std::uint8_t flags = input.byte();
+    const auto error = flags % 16 == 0 ? anyError(input) : nullptr;
+    characteristic->current = flags % 16 == 1 ? nullptr : Data::of(input.bytes(24));
+    const auto handler = device->delegate.lock();
+    if (!handler) return;
+    const Told before = told_;
+    const bool leaves = application_ != nullptr && application_->leavesAt.has_value();
+    const bool told = application_ != nullptr && !error && characteristic->current;
+    handler->peripheralDidUpdateValueForCharacteristic(device, characteristic, error);
+    const auto is = [&](std::size_t index) { return characteristic == characteristics_.at(index); };
+    if (leaves) return;
+    require(told_.ecg - before.ecg == (told && is(0) ? 6 : 0), "six ECG samples");
+    require(told_.respiration - before.respiration == (told && is(1) ? 6 : 0),
+            "six respiration samples");
+    require(told_.temperatures - before.temperatures == (told && is(2) ? 1 : 0), "temperature");
+    require(told_.batteries - before.batteries == (told && is(3) ? 1 : 0), "battery");
+  }
+
+  // One frame many times: what a torso that keeps still, or is moved, sends.
+  void motion(Input& input) {
+    const auto device = anyDevice(input);
+    const auto handler = device->delegate.lock();
+    const auto& characteristic = characteristics_.at(4);
+    const auto bytes = input.bytes(24);
+    for (unsigned times = input.below(32); handler && times > 0; --times) {
+      characteristic->current = Data::of(bytes);
+      handler->peripheralDidUpdateValueForCharacteristic(device, characteristic, nullptr);
+    }
+  }
+
+  void phone(Input& input) {
+    std::array<float, 9> readings{};
+    for (float& reading : readings) reading = input.real<float>();
+    const auto [gx, gy, gz, ax, ay, az, mx, my, mz] = readings;
+    phoneEvents(*session_).didReceiveIMUValues(gx, gy, gz, ax, ay, az, mx, my, mz);
+  }
+
+  void replaceWorkout(Input& input) {
+    const unsigned how = input.below(4);
+    if (how == 0) return workout_.reset();
+    workout_ = std::make_shared<Workout>();
+    if (how == 1) workout_->leaving = &workout_;
+    session_->startWorkoutDetection(how == 2 ? nullptr : workout_);
+  }
+
+  void dropApplication(Input& input) {
+    if (!application_) return;
+    if (input.coin()) {
+      application_->leavesAt = input.below(Application::calls);
+    } else if (input.below(4) == 0) {
+      application_.reset();
+    }
+  }
+
+  fuzz::Reclaim reclaim_;
+  fuzz::Quiet quiet_;
+  FakeProcessorClock clock_;
+  fake::World world_;
+  Told told_;
+  std::shared_ptr<Application> application_ = std::make_shared<Application>(told_);
+  std::shared_ptr<Workout> workout_;
+  std::vector<std::shared_ptr<fake::Peripheral>> peripherals_;
+  std::vector<std::shared_ptr<fake::Characteristic>> characteristics_;
+  std::shared_ptr<fake::Service> service_ = std::make_shared<fake::Service>("180D");
+  int respirationFrames_ = 24;  // the costliest by far
+  std::shared_ptr<Zephly::Zephly> session_;
+  std::shared_ptr<CBCentralManagerDelegate> manager_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // What is made at its first use and stays is not to be taken for the session's own.
+  struct First {
+    fake::World world;
+    std::shared_ptr<Zephly::Zephly> session = Zephly::Zephly::init(nullptr);
+  };
+  [[maybe_unused]] static const First* const first = new First;
+  Input input(data, size);
+  Session session(input.byte());
+  while (!input.empty()) session.step(input);
+  return 0;
+}

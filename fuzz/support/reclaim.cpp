@@ -1,0 +1,55 @@
+#include <fuzz/support/reclaim.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+
+// Of the sanitizer's allocator; absent in other builds.
+extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
+    void (*malloc_hook)(const volatile void*, std::size_t),
+    void (*free_hook)(const volatile void*));
+
+// What was made by `new double[]` is given back by free(), all of it alike.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
+
+namespace fuzz {
+
+namespace {
+
+// No containers: the hooks may not allocate.
+std::array<const volatile void*, 4096> blocks;
+std::size_t count = 0;
+bool watching = false;
+
+void allocated(const volatile void* block, std::size_t /*size*/) {
+  if (watching && block != nullptr && count < blocks.size()) blocks.at(count++) = block;
+}
+
+void freed(const volatile void* block) {
+  auto* const end = blocks.data() + count;
+  auto* const found = std::find(blocks.data(), end, block);
+  if (found == end) return;
+  *found = *(end - 1);
+  --count;
+}
+
+[[maybe_unused]] const bool installed =
+    __sanitizer_install_malloc_and_free_hooks != nullptr &&
+    __sanitizer_install_malloc_and_free_hooks(allocated, freed) != 0;
+
+}  // namespace
+
+Reclaim::Reclaim() { count = 0; }
+
+Reclaim::~Reclaim() {
+  // Off the list first: compilers know free(), and that it changes no variable of this file.
+  while (count > 0) std::free(const_cast<void*>(blocks.at(--count)));
+}
+
+Reclaim::Watching::Watching() { watching = true; }
+
+Reclaim::Watching::~Watching() { watching = false; }
+
+}  // namespace fuzz

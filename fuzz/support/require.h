@@ -1,0 +1,18 @@
+#pragma once
+/// @file
+/// What must hold for every input: ends the program where it does not, which is a finding.
+///
+///   fuzz::require(samples.size() == 6, "six samples a frame");
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace fuzz {
+
+inline void require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "fuzz: does not hold: %s\n", what);
+  std::abort();
+}
+
+}  // namespace fuzz
