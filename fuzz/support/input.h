@@ -76,8 +76,8 @@ class Input {
 
   /// Up to `most` bytes (of at most 255); fewer where the input ends.
   std::vector<std::uint8_t> bytes(std::uint8_t most) {
-    const std::size_t count = std::min<std::size_t>(byte() % (most + 1U), rest_.size());
-    return take(count);
+    const std::size_t wanted = byte() % (most + 1U);  // before the rest is counted
+    return take(std::min(wanted, rest_.size()));
   }
   std::string text(std::uint8_t most) {
     const auto raw = bytes(most);

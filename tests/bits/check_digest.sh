@@ -16,7 +16,7 @@ while read -r name; do
   classes=$((classes + 1))
   [[ $elsewhere == *" $name "* ]] && continue
   grep -qE "^$name( |$)" <<<"$lines" || complain "no digest of $name"
-done < <(sed -nE 's/^(class|struct) ([A-Za-z0-9]+)( final)?( :.*)? \{$/\2/p' "$2"/{protocol,dsp,motion}/*.h | sort -u)
+done < <(sed -nE 's/^(class|struct) (ZEPHLY_EXPORT )?([A-Za-z0-9]+)( final)?( :.*)? \{$/\3/p' "$2"/{protocol,dsp,motion}/*.h | sort -u)
 [ $classes -ge 20 ] || complain "only $classes classes seen: is $2 the kit?"
 
 twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
