@@ -412,7 +412,7 @@ class World {
   std::shared_ptr<CBCentralManager> central_;
 };
 
-// The mirror of the objects by itself: what it says has changed makes the same tree elsewhere.
+// The mirror of the objects by itself: a change that is told again changes nothing.
 void runTree(Input& input) {
   ObjectTree tree;
   while (!input.empty()) {

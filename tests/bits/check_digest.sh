@@ -25,7 +25,7 @@ for digest in $twice; do
   names=$(grep "$digest" <<<"$lines" | sed -E 's/^(SignalProcessor|wrapper) //; s/ +[0-9a-f]+$//' | sort -u)
   [ "$(wc -l <<<"$names")" -eq 1 ] || complain "the same digest: $(tr '\n' ',' <<<"$names")"
 done
-for signal in ECG respiration lead-off; do
+for signal in ECG respiration lead-off contact; do
   [ "$(sed -nE "s/^(SignalProcessor|wrapper) $signal +//p" <<<"$lines" | sort | uniq -d | wc -l)" -eq 1 ] ||
     complain "engine and wrapper differ: $signal"
 done

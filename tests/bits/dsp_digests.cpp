@@ -17,6 +17,7 @@
 #include <zephly/session/signal_processor.h>
 
 #include <cstdint>
+#include <string>
 
 namespace bits {
 
@@ -116,29 +117,36 @@ void digestDetectors() {
   });
 }
 
+// Each chain by itself, then both users of respiration samples in turn: contact that comes back
+// resets the chain by the clock.
 template <class Engine>
-void digestEngine(Engine& engine, const char* ecg, const char* respiration, const char* leadoff) {
-  digestOf(ecg, 12000, [&](Signal& signal) { return engine.processECG(signal.nextFloat()); });
-  digestOf(respiration, 12000, [&](Signal& signal) {
-    const float sample = signal.nextFloat();
-    const int contact = engine.processLeadoffDetection(sample) ? 1 : 0;
-    return engine.processRespiration(sample) + static_cast<float>(contact);
-  });
-  digestOf(leadoff, 12000, [&](Signal& signal) {
+void digestEngine(Engine& engine, const std::string& who) {
+  const auto digest = [&](const char* what, const auto& process) {
+    digestOf((who + what).c_str(), 12000, process);
+  };
+  digest(" ECG", [&](Signal& signal) { return engine.processECG(signal.nextFloat()); });
+  digest(" respiration",
+         [&](Signal& signal) { return engine.processRespiration(signal.nextFloat()); });
+  digest(" lead-off", [&](Signal& signal) {
     return engine.processLeadoffDetection(signal.nextFloat()) ? 1 : 0;
+  });
+  digest(" contact", [&](Signal& signal) {
+    const bool touched = microseconds / 1'000'000 % 8 < 4;
+    const float sample = touched ? signal.nextFloat() : 2.42F;
+    const float contact = engine.processLeadoffDetection(sample) ? 1 : 0;
+    return engine.processRespiration(sample) + contact;
   });
 }
 
 void digestEngines() {
   Zephly::SignalProcessor engine;
-  digestEngine(engine, "SignalProcessor ECG", "SignalProcessor respiration",
-               "SignalProcessor lead-off");
+  digestEngine(engine, "SignalProcessor");
   digestOf("SignalProcessor temperature", 12000, [&](Signal& signal) {
-    const float skin = 33 + 2 * signal.nextFloat();
-    return engine.processBodyTemperature(skin, 21 + signal.nextFloat());
+    const float sample = signal.nextFloat();
+    return engine.processBodyTemperature(33 + 2 * sample, 21 + sample);
   });
   const auto wrapper = ::SignalProcessor::init();
-  digestEngine(*wrapper, "wrapper ECG", "wrapper respiration", "wrapper lead-off");
+  digestEngine(*wrapper, "wrapper");
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ void requireMethods(const py::object& object, const char* what, const char* cons
   throw py::type_error(std::string(what) + " has none of the methods " + names);
 }
 
-KitUse::KitUse() : buffer_(nullptr) {
+KitUse::KitUse() {
   Kit& state = kit();
   if (state.depth > 0 && state.user != std::this_thread::get_id()) {
     throw std::runtime_error("another thread runs a main queue or processes motion samples");

@@ -61,7 +61,7 @@ class KitUse {
   ~KitUse();
 
  private:
-  std::streambuf* buffer_;
+  std::streambuf* buffer_ = nullptr;
 };
 
 /// Whether the kit's own lines (repetitions that nobody asked for, a trace line for each motion

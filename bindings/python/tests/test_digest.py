@@ -1,4 +1,4 @@
-"""The same bits as the C++ program tests/whole_path/digest.cpp over the same long input."""
+"""The same bits as the C++ program tests/bits over the same long input."""
 
 import os
 import subprocess
