@@ -8,6 +8,12 @@
 #include <cstdint>
 #include <new>
 
+// clang++ 14 does not declare these by itself.
+void operator delete(void* memory, std::size_t size) noexcept;
+void operator delete[](void* memory, std::size_t size) noexcept;
+void operator delete(void* memory, std::size_t size, std::align_val_t alignment) noexcept;
+void operator delete[](void* memory, std::size_t size, std::align_val_t alignment) noexcept;
+
 namespace torture {
 namespace {
 
