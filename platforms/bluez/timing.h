@@ -28,8 +28,9 @@ struct Timing {
   /// A device that is connected without our doing (a restarted bluetoothd shows the connection of
   /// before for half a second) gets this long to be resolved before a connection is asked for.
   std::chrono::milliseconds settleTime{2'000};
-  /// At the end, for the bus (not for any device) to take over the farewell.
-  std::chrono::milliseconds leaveLimit{500};
+  /// At the end, for the bus (not for any device) to take over the farewell. It takes it at once,
+  /// but on a machine that stalls; without it the device would stay connected to nobody.
+  std::chrono::milliseconds leaveLimit{3'000};
   /// What is missing is told to people when it has been missing for this long.
   std::chrono::milliseconds reportDelay{1'000};
 };

@@ -47,7 +47,11 @@ std::string Report::table() const {
     } else {
       text << " | | | ";
     }
-    text << " | " << spread(row.recoveries) << " | " << row.note << " |\n";
+    text << " | " << spread(row.recoveries) << " | " << row.note;
+    if (row.tally && row.tally->dropped > 0) {
+      text << " (the strap itself had no room for " << row.tally->dropped << ')';
+    }
+    text << " |\n";
   }
   return text.str();
 }

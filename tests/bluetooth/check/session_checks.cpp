@@ -23,6 +23,12 @@ constexpr const char* adapterPower =
     "dbus-send --system --print-reply --dest=org.bluez /org/bluez/hci0 "
     "org.freedesktop.DBus.Properties.Set string:org.bluez.Adapter1 string:Powered ";
 
+// Who is connected, in its own eyes, and its last lines: was it told, and did it not do it?
+constexpr const char* whatBluetoothdSays =
+    "dbus-send --system --print-reply --dest=org.bluez / "
+    "org.freedesktop.DBus.ObjectManager.GetManagedObjects | grep -A1 '\"Connected\"' >&2; "
+    "tail -n 5 /out/bluetoothd.log >&2";
+
 std::string powerCommand(bool on) {
   return std::string(adapterPower) + "variant:boolean:" + (on ? "true" : "false") + " >/dev/null";
 }
@@ -128,7 +134,7 @@ Tally SessionChecks::tallyNow() {
     // Of the links before, the last values may be lost with them.
     if (i + 1 == sent.size()) total.lost += tally.missing;
   }
-  total.lost += log_.unsent();
+  total.dropped = log_.dropped();
   return total;
 }
 
@@ -397,11 +403,12 @@ void SessionChecks::leave() {
   log_.refresh();
   bluetooth_.reset();
   const Seconds begin = stage_.now();
-  row.passed = stage_.until(10s, [&] {
+  row.passed = stage_.until(patience, [&] {
     log_.refresh();
     return !log_.links().empty() && !log_.links().back().end.empty();
   });
   row.recoveries.push_back(stage_.now() - begin);
+  if (!row.passed) stage_.run(whatBluetoothdSays);
   report_.add(std::move(row));
 }
 

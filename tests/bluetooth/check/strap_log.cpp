@@ -114,7 +114,7 @@ void StrapLog::take(std::string_view line) {
   // "counts sent=5 dropped=0 unsent=0", of one link.
   constexpr std::string_view dropped = "dropped=";
   if (what == "counts" && value.compare(0, dropped.size(), dropped) == 0) {
-    unsent_ += std::stoul(value.substr(dropped.size()));
+    dropped_ += std::stoul(value.substr(dropped.size()));
   }
 }
 

@@ -47,8 +47,9 @@ class StrapLog {
 
   void refresh();
   const std::vector<StrapLink>& links() const { return links_; }
-  /// Frames that the strap could not pass on.
-  std::size_t unsent() const { return unsent_; }
+  /// Frames of links that have ended for which the strap had no room: it measures on while what is
+  /// before it does not get away.
+  std::size_t dropped() const { return dropped_; }
   /// Events whose first word, or first two words, these are.
   std::size_t count(std::string_view what) const;
   /// Forgets what it has read; the strap's log begins anew.
@@ -62,7 +63,7 @@ class StrapLog {
   std::string rest_;
   std::vector<StrapLink> links_;
   std::vector<std::string> events_;
-  std::size_t unsent_ = 0;
+  std::size_t dropped_ = 0;
 };
 
 }  // namespace Zephly::bluetooth_check

@@ -45,6 +45,7 @@ Tally& Tally::operator+=(const Tally& other) {
   missing += other.missing;
   twice += other.twice;
   foreign += other.foreign;
+  dropped += other.dropped;
   return *this;
 }
 

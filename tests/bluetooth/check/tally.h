@@ -15,6 +15,9 @@ struct Tally {
   std::size_t missing = 0;  ///< sent after the last that arrived: on their way when the link ended
   std::size_t twice = 0;    ///< arrived again, or later than something sent after it
   std::size_t foreign = 0;  ///< was never sent
+  /// The strap had no room for it, because the machine was too slow for the air. Nothing that the
+  /// session could have delivered.
+  std::size_t dropped = 0;
 
   Tally& operator+=(const Tally& other);
   /// Each once and in order, but for the end.

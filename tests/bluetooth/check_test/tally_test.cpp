@@ -104,7 +104,7 @@ TEST_F(StrapLogTest, GoesOnInTheMiddleOfALine) {
   append("ery 840300\n1.9 counts sent=1 dropped=2 unsent=3\n");
   log.refresh();
   EXPECT_EQ(log.links()[0].sent.at(Stream::battery).size(), 1U);
-  EXPECT_EQ(log.unsent(), 2U);
+  EXPECT_EQ(log.dropped(), 2U);
   EXPECT_EQ(log.count("connected"), 1U);
 }
 
