@@ -6,6 +6,7 @@
 //
 // The file is one in memory. Reading from a disk that fails is not covered.
 
+#include <tests/capture/raw_record.h>
 #include <tests/support/session_test_access.h>
 #include <tools/capture/bytes.h>
 #include <tools/capture/codec.h>
@@ -75,16 +76,7 @@ void append(Bytes& file, const Bytes& more) { file.insert(file.end(), more.begin
 // Header, payload and checksum in order, whatever the payload is.
 Bytes anyRecord(Input& input, std::uint64_t sequence) {
   const std::uint32_t type = input.coin() ? 1 + input.below(12) : input.number<std::uint32_t>();
-  const Bytes payload = input.bytes(200);
-  ByteSink sink;
-  sink.raw(recordMark);
-  sink.number(type);
-  sink.number(static_cast<std::uint32_t>(payload.size()));
-  sink.number(sequence);
-  sink.number(checksum(sink.bytes()));
-  sink.raw(payload);
-  sink.number(checksum(sink.bytes()));
-  return sink.take();
+  return captures::recordOf(type, input.bytes(200), sequence);
 }
 
 const CBUUID& anyIdentifier(Input& input) {

@@ -22,6 +22,8 @@ namespace Zephly::strap {
 /// Time on the strap: nanoseconds since it was switched on.
 using StrapTime = std::chrono::nanoseconds;
 
+inline double seconds(StrapTime time) { return std::chrono::duration<double>(time).count(); }
+
 /// The five streams, in the order of their characteristic identifiers.
 enum class Stream { temperature, ecg, battery, respiration, motion };
 

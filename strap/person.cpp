@@ -14,11 +14,9 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr double gravity = 9.81;       // m/s^2
-constexpr double sensorNoise = 0.002;  // g, standard deviation of a reading
+constexpr double gravity = 9.81;              // m/s^2
+constexpr double accelerometerNoise = 0.002;  // g, standard deviation of a reading
 constexpr double degree = pi / 180;
-
-double seconds(StrapTime time) { return std::chrono::duration<double>(time).count(); }
 
 // From 0 to 1 while `part` goes from 0 to 1, with speed and acceleration 0 at both ends.
 double smoothStep(double part) {
@@ -188,7 +186,7 @@ MotionReading Person::read(const Pose& before, const Pose& now, const Pose& afte
   };
   const Rotation body = bodyRotation(now);
   Vector felt = body.inverse().apply({change(&Pose::forward), 0, change(&Pose::height) + 1});
-  for (double& component : felt) component += sensorNoise * noise_.normal();
+  for (double& component : felt) component += accelerometerNoise * noise_.normal();
   heading_ += 0.002 * noise_.normal();
   const Rotation turned = Rotation::about({0, 0, 1}, heading_).then(body);
   return {{turned.w, turned.x, turned.y, turned.z}, felt};

@@ -11,10 +11,10 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr double breath = 0.3;         // amplitude
-constexpr double heartBeat = 0.015;    // amplitude
-constexpr double sensorNoise = 0.001;  // standard deviation
-constexpr double openNoise = 0.001;    // largest, with the electrodes in the air
+constexpr double breath = 0.3;       // amplitude
+constexpr double heartBeat = 0.015;  // amplitude
+constexpr double beltNoise = 0.001;  // standard deviation
+constexpr double openNoise = 0.001;  // largest, with the electrodes in the air
 
 }  // namespace
 
@@ -35,7 +35,7 @@ float RespirationModel::next(double breathingRate, double heartPhase, bool elect
   // The bent phase makes breathing in quicker than out; depth does not matter at its beginning.
   const double expansion = 1 - std::cos(phase_ + 0.35 * std::sin(phase_));
   return static_cast<float>(breath * (depth_ * expansion - 1) + heartBeat * std::sin(heartPhase) +
-                            mainsPickUp * std::sin(mainsPhase_) + sensorNoise * random_.normal());
+                            mainsPickUp * std::sin(mainsPhase_) + beltNoise * random_.normal());
 }
 
 }  // namespace Zephly::strap

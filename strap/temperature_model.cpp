@@ -6,13 +6,13 @@ namespace Zephly::strap {
 
 namespace {
 
-constexpr double meanBody = 33;        // degrees Celsius
-constexpr double meanAmbient = 23;     // degrees Celsius
-constexpr double driftStep = 0.02;     // K per second, standard deviation
-constexpr double driftReturn = 0.002;  // part of the drift that a second takes back
-constexpr double effortWarmth = 1;     // K
-constexpr double timeConstant = 30;    // seconds
-constexpr double sensorNoise = 0.01;   // K, standard deviation
+constexpr double meanBody = 33;            // degrees Celsius
+constexpr double meanAmbient = 23;         // degrees Celsius
+constexpr double driftStep = 0.02;         // K per second, standard deviation
+constexpr double driftReturn = 0.002;      // part of the drift that a second takes back
+constexpr double effortWarmth = 1;         // K
+constexpr double timeConstant = 30;        // seconds
+constexpr double thermometerNoise = 0.01;  // K, standard deviation
 
 }  // namespace
 
@@ -27,8 +27,8 @@ Temperatures TemperatureModel::next(double exertion, bool onSkin) {
   ambient_ += driftStep * random_.normal() - driftReturn * (ambient_ - meanAmbient);
   const double towards = onSkin ? body_ + effortWarmth * exertion : ambient_;
   sensor_ += (towards - sensor_) * (1 - std::exp(-1 / timeConstant));
-  const double skin = sensor_ + sensorNoise * random_.normal();
-  return {skin, ambient_ + sensorNoise * random_.normal()};
+  const double skin = sensor_ + thermometerNoise * random_.normal();
+  return {skin, ambient_ + thermometerNoise * random_.normal()};
 }
 
 }  // namespace Zephly::strap

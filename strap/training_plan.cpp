@@ -18,8 +18,6 @@ constexpr StrapTime longestTime = std::chrono::hours(24 * 1000);
 constexpr int mostRepetitions = 1'000'000;
 constexpr double exertionTimeConstant = 20;  // seconds
 
-double seconds(StrapTime time) { return std::chrono::duration<double>(time).count(); }
-
 void demand(bool condition, const std::string& otherwise) {
   if (!condition) throw std::invalid_argument("training plan: " + otherwise);
 }

@@ -20,8 +20,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Zephly::platforms::Error;
 
-const std::shared_ptr<const NSError> noError;
-
 // Writes to the world's log, so that the order between what is told and what is asked shows.
 class CentralManagerTest : public testing::Test {
  protected:
@@ -85,7 +83,7 @@ TEST_F(CentralManagerDeathTest, AnEmptyDelegateIsFatalWhenItIsUsed) {
   EXPECT_DEATH(orphan->didReceiveBatteryStatus({}), reason);
   EXPECT_DEATH(orphan->didReceiveIMUValues(1, 2, 3, 4, 5, 6, 7), reason);
   EXPECT_DEATH(orphan->centralManagerDidConnectPeripheral(world.central, strap), reason);
-  EXPECT_DEATH(orphan->centralManagerDidDisconnectPeripheral(world.central, strap, noError),
+  EXPECT_DEATH(orphan->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError),
                reason);
 }
 
@@ -100,7 +98,7 @@ TEST_F(CentralManagerDeathTest, AHostThatReportsFromInsideItsCreationFindsNoCent
   };
   EXPECT_DEATH(CentralManager::init(session), reason);
   world.whenCreating = [&] {
-    world.delegate.lock()->centralManagerDidDisconnectPeripheral(existing, strap, noError);
+    world.delegate.lock()->centralManagerDidDisconnectPeripheral(existing, strap, fake::noError);
   };
   EXPECT_DEATH(CentralManager::init(session), reason);
 }
@@ -192,7 +190,7 @@ TEST_F(CentralManagerTest, TheHandlerReportsToTheManager) {
   world.log.clear();
   const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
   battery->current = Zephly::platforms::Data::of({0xE8, 0x03, 1});
-  strap->delegate.lock()->peripheralDidUpdateValueForCharacteristic(strap, battery, noError);
+  strap->delegate.lock()->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError);
   EXPECT_THAT(world.log, ElementsAre("didReceiveBatteryStatus 100 true"));
 }
 
@@ -209,7 +207,7 @@ TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
   discover(strap);
   world.log.clear();
   manager->centralManagerDidFailToConnectPeripheral(world.central, strap, Error::of("why"));
-  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, noError);
+  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, fake::noError);
   EXPECT_EQ(output.text(), "didFailToConnectPeripheral\ndidFailToConnectPeripheral\n");
   EXPECT_THAT(world.log, IsEmpty());
   discover(strap);  // the next advertisement is the next attempt
@@ -221,7 +219,7 @@ TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
 TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
   connect(strap);
   world.log.clear();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
   EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
   connect(strap);
@@ -229,7 +227,7 @@ TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
 }
 
 TEST_F(CentralManagerTest, ADisconnectionWithoutAnErrorPrintsNothing) {
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
   EXPECT_EQ(output.text(), "");
 }
 
@@ -249,7 +247,7 @@ TEST_F(CentralManagerTest, PrintsTheErrorOfADisconnectionAfterReconnectionWasReq
 
 TEST_F(CentralManagerTest, ReconnectionIsNotLimitedInNumber) {
   for (int loss = 0; loss < 1000; ++loss) {
-    manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+    manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
   }
   EXPECT_EQ(world.central->requested.size(), 1000u);
 }
@@ -259,14 +257,14 @@ TEST_F(CentralManagerTest, ReconnectsToTheDeviceThatWasLostNotToTheOneFoundLast)
   connect(strap);
   discover(second);
   world.central->requested.clear();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
 }
 
 TEST_F(CentralManagerTest, TheOldHandlerStaysUntilTheNextConnection) {
   connect(strap);
   const auto* handler = strap->delegate.lock().get();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, noError);
+  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
   EXPECT_EQ(strap->delegate.lock().get(), handler);
   connect(strap);
   EXPECT_NE(strap->delegate.lock().get(), handler);
@@ -342,7 +340,7 @@ TEST_F(CentralManagerTest, PlatformMessagesSentByNameDoTheSame) {
                }).empty());
   EXPECT_FALSE(logOf([&] {
                  manager->performSelector("centralManager:didDisconnectPeripheral:error:", central,
-                                          device, noError);
+                                          device, fake::noError);
                }).empty());
   EXPECT_EQ(output.text(), "");
   manager->performSelector("centralManager:didFailToConnectPeripheral:error:", central, device,

@@ -24,8 +24,6 @@ using testing::IsEmpty;
 using Zephly::platforms::Data;
 using Zephly::platforms::Error;
 
-const std::shared_ptr<const NSError> noError;
-
 class ZephlyPeripheralTest : public testing::Test {
  protected:
   std::shared_ptr<fake::Characteristic> characteristic(const CBUUID& uuid,
@@ -37,7 +35,7 @@ class ZephlyPeripheralTest : public testing::Test {
 
   void deliver(const CBUUID& uuid, std::vector<std::uint8_t> bytes) {
     handler->peripheralDidUpdateValueForCharacteristic(
-        peripheral, characteristic(uuid, std::move(bytes)), noError);
+        peripheral, characteristic(uuid, std::move(bytes)), fake::noError);
   }
 
   fake::Log asked;
@@ -58,7 +56,7 @@ TEST_F(ZephlyPeripheralTest, AsksForTheCharacteristicsOfEachServiceInOrder) {
   peripheral->list = {{std::make_shared<fake::Service>("0003"),
                        std::make_shared<fake::Service>("0001"),
                        std::make_shared<fake::Service>("0002")}};
-  handler->peripheralDidDiscoverServices(peripheral, noError);
+  handler->peripheralDidDiscoverServices(peripheral, fake::noError);
   EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0003", "discoverCharacteristics 0001",
                                  "discoverCharacteristics 0002"));
 }
@@ -72,12 +70,12 @@ TEST_F(ZephlyPeripheralTest, IgnoresAnErrorOfServiceDiscoveryEntirely) {
 
 TEST_F(ZephlyPeripheralTest, AsksForNothingWhenThereAreNoServices) {
   peripheral->list.emplace();
-  handler->peripheralDidDiscoverServices(peripheral, noError);
+  handler->peripheralDidDiscoverServices(peripheral, fake::noError);
   EXPECT_THAT(asked, IsEmpty());
 }
 
 TEST_F(ZephlyPeripheralDeathTest, AnAbsentServiceListIsFatal) {
-  EXPECT_DEATH(handler->peripheralDidDiscoverServices(peripheral, noError),
+  EXPECT_DEATH(handler->peripheralDidDiscoverServices(peripheral, fake::noError),
                "CBPeripheral.services is absent");
 }
 
@@ -91,7 +89,7 @@ TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsA
                     characteristic(temperatureCharacteristicUUID()),
                     characteristic(respirationCharacteristicUUID()),
                     characteristic(batteryCharacteristicUUID())}};
-  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, noError);
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   EXPECT_THAT(asked, ElementsAre("subscribe 49366E80", "subscribe 46366E80", "subscribe 45366E80",
                                  "subscribe 48366E80", "subscribe 47366E80"));
   EXPECT_EQ(output.text(),
@@ -112,7 +110,7 @@ TEST_F(ZephlyPeripheralTest, PrintsEachCharacteristicBeforeItSubscribesToIt) {
     const std::string text = output.text();
     linesBefore.push_back(std::count(text.begin(), text.end(), '\n'));
   };
-  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, noError);
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   EXPECT_THAT(linesBefore, ElementsAre(1, 2));
 }
 
@@ -137,7 +135,7 @@ TEST_F(ZephlyPeripheralTest, WritesTheErrorOfCharacteristicDiscoveryAsALiteral) 
 
 TEST_F(ZephlyPeripheralDeathTest, AnAbsentCharacteristicListIsFatal) {
   EXPECT_DEATH(handler->peripheralDidDiscoverCharacteristicsForService(
-                   peripheral, std::make_shared<fake::Service>("0001"), noError),
+                   peripheral, std::make_shared<fake::Service>("0001"), fake::noError),
                "CBService.characteristics is absent");
 }
 
@@ -155,7 +153,7 @@ TEST_F(ZephlyPeripheralTest, PrintsAFailedSubscriptionAndDoesNotRetry) {
 
 TEST_F(ZephlyPeripheralTest, SaysNothingOfASubscriptionThatSucceeded) {
   handler->peripheralDidUpdateNotificationStateForCharacteristic(
-      peripheral, characteristic(ecgCharacteristicUUID()), noError);
+      peripheral, characteristic(ecgCharacteristicUUID()), fake::noError);
   EXPECT_EQ(output.text(), "");
   EXPECT_THAT(told, IsEmpty());
 }
@@ -172,7 +170,7 @@ TEST_F(ZephlyPeripheralTest, DropsAValueWithAnErrorAndPrintsIt) {
 TEST_F(ZephlyPeripheralTest, IgnoresAnAbsentValue) {
   const auto silent = characteristic(ecgCharacteristicUUID());
   silent->current = nullptr;
-  handler->peripheralDidUpdateValueForCharacteristic(peripheral, silent, noError);
+  handler->peripheralDidUpdateValueForCharacteristic(peripheral, silent, fake::noError);
   EXPECT_EQ(output.text(), "");
   EXPECT_THAT(told, IsEmpty());
 }
@@ -263,7 +261,7 @@ TEST_F(ZephlyPeripheralTest, AnswersToItsFourMessageNames) {
   const auto value = characteristic(batteryCharacteristicUUID(), {10, 0, 0});
   handler->performSelector("peripheral:didUpdateValueForCharacteristic:error:",
                            std::shared_ptr<CBPeripheral>(peripheral),
-                           std::shared_ptr<CBCharacteristic>(value), noError);
+                           std::shared_ptr<CBCharacteristic>(value), fake::noError);
   EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 1 false"));
 }
 
@@ -273,7 +271,7 @@ TEST_F(ZephlyPeripheralTest, DiscoveryAndFailuresCanBeSentByName) {
   const auto service = std::make_shared<fake::Service>("0001");
   service->list.emplace();
   peripheral->list = {{service}};
-  handler->performSelector("peripheral:didDiscoverServices:", device, noError);
+  handler->performSelector("peripheral:didDiscoverServices:", device, fake::noError);
   EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001"));
   handler->performSelector("peripheral:didDiscoverCharacteristicsForService:error:", device,
                            std::shared_ptr<CBService>(service), failure);

@@ -1,5 +1,7 @@
 #include <tests/bluez/fake_bluez.h>
 
+#include <tests/bluez/bluez_interfaces.h>
+
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -10,11 +12,6 @@
 namespace fake_bluez {
 
 namespace {
-
-constexpr const char* adapterInterface = "org.bluez.Adapter1";
-constexpr const char* deviceInterface = "org.bluez.Device1";
-constexpr const char* serviceInterface = "org.bluez.GattService1";
-constexpr const char* characteristicInterface = "org.bluez.GattCharacteristic1";
 
 std::string joined(std::string address, char separator) {
   std::replace(address.begin(), address.end(), ':', separator);

@@ -2,6 +2,8 @@
 
 #include <tests/bluez/fake_bluez.h>
 
+#include <tests/bluez/bluez_interfaces.h>
+
 #include <sys/socket.h>
 
 #include <array>
@@ -9,14 +11,6 @@
 #include <utility>
 
 namespace fake_bluez {
-
-namespace {
-
-constexpr const char* adapterInterface = "org.bluez.Adapter1";
-constexpr const char* deviceInterface = "org.bluez.Device1";
-constexpr const char* characteristicInterface = "org.bluez.GattCharacteristic1";
-
-}  // namespace
 
 void FakeBluez::perform(const CallPointer& call) {
   if (call->interface == adapterInterface) {

@@ -1,6 +1,7 @@
 #include <tools/capture/reader.h>
 
 #include <tests/capture/captures.h>
+#include <tests/capture/raw_record.h>
 #include <tools/capture/bytes.h>
 #include <tools/capture/codec.h>
 #include <gmock/gmock.h>
@@ -22,6 +23,7 @@ namespace {
 using captures::Bytes;
 using captures::ReadBack;
 using captures::readBack;
+using captures::recordOf;
 using captures::ScratchDirectory;
 using Kind = CaptureError::Kind;
 using testing::HasSubstr;
@@ -35,19 +37,6 @@ bool isPartOf(const std::vector<Record>& some, const std::vector<Record>& all) {
     ++from;
   }
   return true;
-}
-
-// A record whose payload is `payload`, in order as far as its checksums go.
-Bytes recordOf(std::uint32_t type, const Bytes& payload, std::uint64_t sequence) {
-  ByteSink sink;
-  sink.raw(recordMark);
-  sink.number(type);
-  sink.number(static_cast<std::uint32_t>(payload.size()));
-  sink.number(sequence);
-  sink.number(checksum(sink.bytes()));
-  sink.raw(payload);
-  sink.number(checksum(sink.bytes()));
-  return sink.take();
 }
 
 // A head and nothing else that says whatever it likes.

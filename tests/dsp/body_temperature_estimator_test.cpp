@@ -4,6 +4,7 @@
 #include <tests/support/random_floats.h>
 #include <tests/support/recording.h>
 #include <tests/support/single.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <vector>
 
 namespace {
@@ -132,8 +132,6 @@ TEST(BodyTemperatureEstimator, WindowsEndAfterTheirLastReading) {
 }
 
 TEST(BodyTemperatureEstimator, WhatIsNoIntegerOfTenthsIsTheSmallestOne) {
-  const float infinity = std::numeric_limits<float>::infinity();
-  const float notANumber = std::numeric_limits<float>::quiet_NaN();
   EXPECT_THAT(first(notANumber, 25.0F), SameBits(beyondIntegers));
   EXPECT_THAT(first(34.0F, notANumber), SameBits(beyondIntegers));
   EXPECT_THAT(first(infinity, 25.0F), SameBits(beyondIntegers));
@@ -143,7 +141,6 @@ TEST(BodyTemperatureEstimator, WhatIsNoIntegerOfTenthsIsTheSmallestOne) {
 }
 
 TEST(BodyTemperatureEstimator, AnUnknownReadingSpoilsTheEstimateWhileItIsInItsWindow) {
-  const float notANumber = std::numeric_limits<float>::quiet_NaN();
   BodyTemperatureEstimator estimator;
   estimator.process(notANumber, 25.0F);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(estimator.process(34.0F, 25.0F), beyondIntegers) << i;

@@ -13,7 +13,7 @@ namespace {
 
 using Zephly::ECGMultiBandpassFilter;
 
-void expectMatchesOracle(const std::vector<double>& input) {
+void expectMatchesEcgChain(const std::vector<double>& input) {
   ECGMultiBandpassFilter filter;
   oracle::EcgChain expected;
   expectSameRun<float>(
@@ -39,14 +39,14 @@ TEST(ECGMultiBandpassFilterTest, FirstSampleOfZeroGivesZero) {
 TEST(ECGMultiBandpassFilterTest, MatchesTheWrittenOutChainBitForBit) {
   for (const NamedSignal& signal : realisticSignals(30000)) {
     SCOPED_TRACE(signal.name);
-    expectMatchesOracle(signal.samples);
+    expectMatchesEcgChain(signal.samples);
   }
 }
 
 TEST(ECGMultiBandpassFilterTest, ConstantInputsMatchThroughTheRoundingOfTheSettledStages) {
   for (const double level : {1.0, -0.37, 1e-3, 1234.5, 1e30}) {
     SCOPED_TRACE(level);
-    expectMatchesOracle(constantSignal(6000, level));
+    expectMatchesEcgChain(constantSignal(6000, level));
   }
 }
 
@@ -54,7 +54,7 @@ TEST(ECGMultiBandpassFilterTest, MatchesOverTheRecording) {
   const auto recording = restingRecording(RestingColumn::ecg, 30000);
   if (!recording) GTEST_SKIP() << missingRestingRecording();
   ASSERT_EQ(recording->size(), 30000U);
-  expectMatchesOracle(*recording);
+  expectMatchesEcgChain(*recording);
 }
 
 TEST(ECGMultiBandpassFilterTest, RoundingToSinglePrecisionAfterEachStageShows) {
@@ -86,11 +86,11 @@ TEST(ECGMultiBandpassFilterTest, MatchesForExtremeAndHostileSamples) {
   extreme.push_back(largest);
   extreme.push_back(-largest);
   extreme.push_back(std::numeric_limits<float>::denorm_min());
-  expectMatchesOracle(extreme);
+  expectMatchesEcgChain(extreme);
   extreme.insert(extreme.begin() + 1500, std::numeric_limits<double>::quiet_NaN());
-  expectMatchesOracle(extreme);
+  expectMatchesEcgChain(extreme);
   extreme[1500] = -std::numeric_limits<double>::infinity();
-  expectMatchesOracle(extreme);
+  expectMatchesEcgChain(extreme);
 }
 
 TEST(ECGMultiBandpassFilterTest, ChainsAreIndependent) {

@@ -2,21 +2,18 @@
 
 #include <tests/dsp/signals.h>
 #include <tests/support/random_floats.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <vector>
 
 namespace {
 
 using Zephly::LeadoffDetector;
-
-constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
 
 // Whether the last 70 of `all` samples, the newest at `newest`, span more than the threshold.
 bool spans(const std::vector<float>& all, std::size_t newest) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-void expectMatchesOracle(int delayLength, const std::vector<double>& input) {
+void expectMatchesLowCut(int delayLength, const std::vector<double>& input) {
   SCOPED_TRACE(delayLength);
   LowCutFilter filter(delayLength, 0.004, 4);
   oracle::LowCut expected(static_cast<std::size_t>(delayLength) - 1, 0.004, 2);
@@ -83,13 +83,13 @@ TEST(LowCutFilterTest, ResetClearsNeitherTheLineNorTheLowPass) {
 TEST(LowCutFilterTest, MatchesTheWrittenOutRuleBitForBit) {
   for (const NamedSignal& signal : realisticSignals(120000)) {
     SCOPED_TRACE(signal.name);
-    for (const int delayLength : {1, 2, 110}) expectMatchesOracle(delayLength, signal.samples);
+    for (const int delayLength : {1, 2, 110}) expectMatchesLowCut(delayLength, signal.samples);
   }
 }
 
 TEST(LowCutFilterTest, MatchesForExtremeAndHostileSamples) {
-  expectMatchesOracle(110, extremeSignal(20000, 24));
-  expectMatchesOracle(110, hostileSignal(20000, 25));
+  expectMatchesLowCut(110, extremeSignal(20000, 24));
+  expectMatchesLowCut(110, hostileSignal(20000, 25));
 }
 
 TEST(LowCutFilterTest, NegativeDelayOrOrderFailsInAllocation) {

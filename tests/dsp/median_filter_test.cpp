@@ -21,7 +21,7 @@ double lastOf(MedianFilter& filter, const std::vector<double>& input) {
   return y;
 }
 
-void expectMatchesOracle(int size, const std::vector<double>& input) {
+void expectMatchesMedian(int size, const std::vector<double>& input) {
   SCOPED_TRACE(size);
   MedianFilter filter(size);
   oracle::Median expected(static_cast<std::size_t>(size));
@@ -113,20 +113,20 @@ TEST(MedianFilterTest, AWindowFullOfNotANumberDoesNotDisturbWhatFollows) {
 TEST(MedianFilterTest, MatchesTheWrittenOutMedianBitForBit) {
   for (const NamedSignal& signal : realisticSignals(100000)) {
     SCOPED_TRACE(signal.name);
-    for (const int size : {3, 4, 5, 16}) expectMatchesOracle(size, signal.samples);
+    for (const int size : {3, 4, 5, 16}) expectMatchesMedian(size, signal.samples);
   }
 }
 
 TEST(MedianFilterTest, MatchesForTheWindowOfTheRespirationChain) {
   for (const NamedSignal& signal : realisticSignals(6000)) {
     SCOPED_TRACE(signal.name);
-    for (const int size : {299, 300}) expectMatchesOracle(size, signal.samples);
+    for (const int size : {299, 300}) expectMatchesMedian(size, signal.samples);
   }
 }
 
 TEST(MedianFilterTest, MatchesForExtremeAndHostileSamples) {
   for (const std::vector<double>& input : {extremeSignal(5000, 11), hostileSignal(5000, 12)}) {
-    for (const int size : {3, 4, 17, 300}) expectMatchesOracle(size, input);
+    for (const int size : {3, 4, 17, 300}) expectMatchesMedian(size, input);
   }
 }
 
@@ -135,7 +135,7 @@ TEST(MedianFilterTest, MatchesForSamplesMostlyNotANumber) {
   for (std::size_t i = 0; i < input.size(); ++i) {
     if (i % 4 != 0) input[i] = notANumber;
   }
-  for (const int size : {5, 64, 300}) expectMatchesOracle(size, input);
+  for (const int size : {5, 64, 300}) expectMatchesMedian(size, input);
 }
 
 TEST(MedianFilterTest, NegativeSizeFailsInAllocation) {

@@ -13,7 +13,7 @@ namespace {
 
 using Zephly::RespirationFilter;
 
-void expectMatchesOracle(const std::vector<double>& input) {
+void expectMatchesRespirationChain(const std::vector<double>& input) {
   RespirationFilter filter;
   oracle::RespirationChain expected;
   expectSameRun<float>(
@@ -50,7 +50,7 @@ TEST(RespirationFilterTest, FirstNegativeValueThatReachesTheNormalisationGivesZe
 TEST(RespirationFilterTest, MatchesTheWrittenOutChainBitForBit) {
   for (const NamedSignal& signal : realisticSignals(9000)) {
     SCOPED_TRACE(signal.name);
-    expectMatchesOracle(signal.samples);
+    expectMatchesRespirationChain(signal.samples);
   }
 }
 
@@ -58,7 +58,7 @@ TEST(RespirationFilterTest, MatchesOverTheRecording) {
   const auto recording = restingRecording(RestingColumn::respiration, 15000);
   if (!recording) GTEST_SKIP() << missingRestingRecording();
   ASSERT_EQ(recording->size(), 15000U);
-  expectMatchesOracle(*recording);
+  expectMatchesRespirationChain(*recording);
 }
 
 TEST(RespirationFilterTest, MatchesForExtremeSamplesAndAfterANotANumber) {
@@ -67,11 +67,11 @@ TEST(RespirationFilterTest, MatchesForExtremeSamplesAndAfterANotANumber) {
   for (const double x : extremeSignal(2500, 41)) {
     if (x < largest && x > -largest) extreme.push_back(x);
   }
-  expectMatchesOracle(extreme);
+  expectMatchesRespirationChain(extreme);
   extreme.insert(extreme.begin() + 900, std::numeric_limits<double>::quiet_NaN());
-  expectMatchesOracle(extreme);
+  expectMatchesRespirationChain(extreme);
   extreme[900] = std::numeric_limits<double>::infinity();
-  expectMatchesOracle(extreme);
+  expectMatchesRespirationChain(extreme);
 }
 
 TEST(RespirationFilterTest, ResultsLieBetweenZeroAndOne) {

@@ -2,6 +2,7 @@
 
 #include <tests/capture/captures.h>
 #include <tests/export/session_script.h>
+#include <tests/support/text_of.h>
 #include <tools/export/exporter.h>
 #include <zephly/protocol/frame_decoders.h>
 
@@ -11,8 +12,6 @@
 #include <array>
 #include <bit>
 #include <charconv>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
@@ -25,12 +24,6 @@ using namespace std::chrono_literals;
 using captures::ScratchDirectory;
 using exporting_test::SessionScript;
 using testing::ElementsAre;
-
-std::string textOf(const std::filesystem::path& path) {
-  std::ifstream stream(path);
-  EXPECT_TRUE(stream) << path;
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 std::vector<std::vector<std::string>> rowsOf(const std::filesystem::path& path) {
   std::vector<std::vector<std::string>> rows;

@@ -1,5 +1,6 @@
 #include <tests/capture/captures.h>
 #include <tests/export/session_script.h>
+#include <tests/support/text_of.h>
 #include <tests/tools/process.h>
 
 #include <gmock/gmock.h>
@@ -41,12 +42,6 @@ class FileSizeLimit {
  private:
   rlimit before_{};
 };
-
-std::string textOf(const std::filesystem::path& path) {
-  std::ifstream stream(path);
-  EXPECT_TRUE(stream) << path;
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 // A column of a CSV file, with the times of its rows.
 std::vector<std::pair<double, double>> columnOf(const std::filesystem::path& path,

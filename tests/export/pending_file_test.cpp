@@ -1,22 +1,16 @@
 #include <tools/export/pending_file.h>
 
 #include <tests/capture/captures.h>
+#include <tests/support/text_of.h>
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
 
 using namespace Zephly::exporting;
 using captures::ScratchDirectory;
-
-std::string textOf(const std::filesystem::path& path) {
-  std::ifstream stream(path);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 std::size_t filesIn(const std::filesystem::path& directory) {
   using Files = std::filesystem::directory_iterator;

@@ -4,6 +4,7 @@
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/random_floats.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <cmath>
 #include <iomanip>
 #include <iostream>
-#include <limits>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr int down = 0;
 constexpr int up = 1;
 constexpr int still = 2;

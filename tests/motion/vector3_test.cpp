@@ -3,6 +3,7 @@
 #include <tests/support/bits.h>
 #include <tests/support/random_floats.h>
 #include <tests/support/single.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
@@ -11,9 +12,6 @@
 #include <type_traits>
 
 namespace {
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 
 // The angle rule step by step; ends only for magnitudes up to 2^33.
 float stepByStep(float angle) {

@@ -132,7 +132,7 @@ TEST_F(ReplayProgramTest, EveryKindOfCallbackArrivesFromAWholeTraining) {
 TEST_F(ReplayProgramTest, ShowsAScreenOfItsOwnOnATerminal) {
   const auto file = recordInto(scratch_, "8");
   Process process({"replay", file.string(), "--speed", "20"}, Process::Output::terminal,
-                  {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="});
+                  goodTerminal);
   ASSERT_TRUE(process.readUntil("zephly replay"));
   ASSERT_TRUE(process.readUntil("speed 20"));
   ASSERT_TRUE(process.readUntil("Session of 8.0 s"));

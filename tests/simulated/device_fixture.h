@@ -33,7 +33,9 @@ class DeviceTest : public testing::Test {
   }
 
   const CBUUID battery = batteryCharacteristicUUID();
+  const CBUUID foreign = CBUUID::UUIDWithString("2A37");
   const CBUUID serviceA = CBUUID::UUIDWithString("180D");
+  const CBUUID serviceB = CBUUID::UUIDWithString("180F");
 
   Zephly::simulated::Scheduler scheduler;
   Zephly::simulated::Radio radio{scheduler};

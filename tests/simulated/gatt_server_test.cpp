@@ -18,9 +18,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using GattServerTest = simulated_test::DeviceTest;
 
-const CBUUID foreign = CBUUID::UUIDWithString("2A37");
-const CBUUID serviceB = CBUUID::UUIDWithString("180F");
-
 // Discovery -----------------------------------------------------------------------------------
 
 TEST_F(GattServerTest, ListsServicesAndCharacteristicsInItsOrder) {

@@ -14,9 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using LinkTest = simulated_test::DeviceTest;
 
-const CBUUID foreign = CBUUID::UUIDWithString("2A37");
-const CBUUID serviceB = CBUUID::UUIDWithString("180F");
-
 TEST_F(LinkTest, LateAnswersOfAnEndedConnectionAreNeverDelivered) {
   device.setServiceDiscovery({.latency = 1s});
   recorder().script.reconnect = true;

@@ -18,6 +18,8 @@
 
 namespace fake {
 
+inline const std::shared_ptr<const NSError> noError;
+
 /// What happened, in order, one short text each.
 using Log = std::vector<std::string>;
 

@@ -26,12 +26,10 @@ using testing::SizeIs;
 
 using Arguments = std::vector<std::string>;
 
-Arguments monitor(Arguments more) {
+Arguments monitorWithoutBluetooth(Arguments more) {
   more.insert(more.begin(), {"monitor", "--bus", "unix:path=/nonexistent"});
   return more;
 }
-
-const std::vector<std::string> goodTerminal = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="};
 
 std::vector<json> eventsOf(const Finished& run, const std::string& kind) {
   std::vector<json> events;
@@ -44,7 +42,7 @@ std::vector<json> eventsOf(const Finished& run, const std::string& kind) {
 }
 
 TEST(BluetoothProgramTest, SaysOnceWhatIsMissingAndEndsAfterTheDuration) {
-  const Finished run = runProgram(monitor({"--duration", "2"}));
+  const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "2"}));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.errors, IsEmpty());
   const std::vector<json> lines = eventsOf(run, "host");
@@ -57,7 +55,7 @@ TEST(BluetoothProgramTest, SaysOnceWhatIsMissingAndEndsAfterTheDuration) {
 }
 
 TEST(BluetoothProgramTest, TheSummaryTellsNothingThatOnlyTheStrapKnows) {
-  const Finished run = runProgram(monitor({"--duration", "0.01"}));
+  const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "0.01"}));
   const std::vector<json> summaries = eventsOf(run, "summary");
   ASSERT_THAT(summaries, SizeIs(1));
   const json& summary = summaries.front();
@@ -71,7 +69,7 @@ TEST(BluetoothProgramTest, TheSummaryTellsNothingThatOnlyTheStrapKnows) {
 }
 
 TEST(BluetoothProgramTest, WhatNeverArrivedIsComplainedAboutOnRequest) {
-  const Finished run = runProgram(monitor({"--duration", "0.01", "--require-all"}));
+  const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "0.01", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), AllOf(Contains("zephly monitor: never arrived: connect"),
                                       Contains("zephly monitor: never arrived: ECG")));
@@ -79,7 +77,7 @@ TEST(BluetoothProgramTest, WhatNeverArrivedIsComplainedAboutOnRequest) {
 
 TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    Process process(monitor({}));
+    Process process(monitorWithoutBluetooth({}));
     ASSERT_TRUE(process.readUntil("\"host\""));
     process.sendSignal(signal);
     const Finished run = process.finish();
@@ -90,7 +88,7 @@ TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {
 }
 
 TEST(BluetoothProgramTest, AReaderThatGoesAwayEndsItQuietly) {
-  Process process(monitor({}));
+  Process process(monitorWithoutBluetooth({}));
   process.closeOutput();
   const Finished run = process.finish();
   EXPECT_EQ(run.exitCode, 0);
@@ -100,7 +98,9 @@ TEST(BluetoothProgramTest, AReaderThatGoesAwayEndsItQuietly) {
 TEST(BluetoothProgramTest, WhatTheHostSaysGoesToTheDiagnosticsToo) {
   const std::filesystem::path path =
       std::filesystem::path(testing::TempDir()) / ("host-lines-" + std::to_string(::getpid()));
-  EXPECT_EQ(runProgram(monitor({"--duration", "2", "--diagnostics", path.string()})).exitCode, 0);
+  EXPECT_EQ(runProgram(monitorWithoutBluetooth({"--duration", "2", "--diagnostics", path.string()}))
+                .exitCode,
+            0);
   std::ifstream stream(path);
   const std::vector<std::string> lines =
       linesOf({std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
@@ -109,7 +109,8 @@ TEST(BluetoothProgramTest, WhatTheHostSaysGoesToTheDiagnosticsToo) {
 }
 
 TEST(BluetoothProgramTest, TheScreenShowsWhatItWaitsFor) {
-  Process process(monitor({"--adapter", "hci7"}), Process::Output::terminal, goodTerminal);
+  Process process(monitorWithoutBluetooth({"--adapter", "hci7"}), Process::Output::terminal,
+                  goodTerminal);
   ASSERT_TRUE(process.readUntil("waiting for "));
   process.type("q");
   const Finished run = process.finish();
@@ -120,7 +121,7 @@ TEST(BluetoothProgramTest, TheScreenShowsWhatItWaitsFor) {
 }
 
 TEST(BluetoothProgramTest, ADumbTerminalGetsALine) {
-  Process process(monitor({}), Process::Output::terminal, {"TERM=dumb"});
+  Process process(monitorWithoutBluetooth({}), Process::Output::terminal, {"TERM=dumb"});
   ASSERT_TRUE(process.readUntil("0:01  Bluetooth: no D-Bus system bus"));
   process.sendSignal(SIGINT);
   EXPECT_EQ(process.finish().exitCode, 0);

@@ -177,6 +177,11 @@ Finished Process::finish() {
   return {exitCode, output_, contentsOf(errors_)};
 }
 
+std::vector<std::string> simulatedMonitor(std::vector<std::string> more) {
+  more.insert(more.begin(), {"monitor", "--simulated"});
+  return more;
+}
+
 Finished runProgram(const std::vector<std::string>& arguments) {
   return Process(arguments).finish();
 }

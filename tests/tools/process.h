@@ -65,6 +65,12 @@ class Process {
   std::string output_;
 };
 
+/// What a test sets for a terminal that can do everything but colours.
+inline const std::vector<std::string> goodTerminal = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="};
+
+/// The arguments of a monitor on the simulated strap, and more.
+std::vector<std::string> simulatedMonitor(std::vector<std::string> more);
+
 /// Runs the program to its end.
 Finished runProgram(const std::vector<std::string>& arguments);
 

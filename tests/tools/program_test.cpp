@@ -44,20 +44,15 @@ TEST_P(BadOptions, AreOneLineAndExitCode2) {
   EXPECT_THAT(run.errors, StartsWith("zephly"));
 }
 
-Arguments monitor(Arguments more) {
-  more.insert(more.begin(), {"monitor", "--simulated"});
-  return more;
-}
-
 // Should it be started after all, it ends.
 Arguments brief(Arguments more) {
   more.insert(more.begin(), {"--duration", "1"});
-  return monitor(std::move(more));
+  return simulatedMonitor(std::move(more));
 }
 
 // The same where --duration itself is wrong: the file is opened before anything is started.
 Arguments briefWithDuration(const std::string& duration) {
-  return monitor({"--duration", duration, "--diagnostics", "/nonexistent/file"});
+  return simulatedMonitor({"--duration", duration, "--diagnostics", "/nonexistent/file"});
 }
 
 Arguments bluetooth(Arguments more) {
@@ -105,7 +100,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadOption{"SpeedTrailingText", brief({"--speed", "2x"}), "greater than 0, got \"2x\""},
         BadOption{"SpeedEmpty", brief({"--speed", ""}), "--speed: expected a number"},
         BadOption{"SpeedTooBig", brief({"--speed", "1e999"}), "--speed: expected a number"},
-        BadOption{"DurationMissing", monitor({"--diagnostics", "/nonexistent/file", "--duration"}),
+        BadOption{"DurationMissing",
+                  simulatedMonitor({"--diagnostics", "/nonexistent/file", "--duration"}),
                   "--duration: expected exactly one"},
         BadOption{"DurationNegative", briefWithDuration("-3"), "--duration: expected a number"},
         BadOption{"DurationTooShort", briefWithDuration("1e-10"), "from 0.000000001 to"},
@@ -155,8 +151,8 @@ TEST(ProgramTest, HelpThatCannotBeWrittenIsOneLineAndExitCode1) {
 }
 
 TEST(ProgramTest, DiagnosticLinesThatCannotBeWrittenAreOneLineAndExitCode1) {
-  const Finished run =
-      runProgram(monitor({"--duration", "2", "--speed", "1000", "--diagnostics", "/dev/full"}));
+  const Finished run = runProgram(
+      simulatedMonitor({"--duration", "2", "--speed", "1000", "--diagnostics", "/dev/full"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: --diagnostics: cannot write "
                                             "/dev/full: No space left on device"));
@@ -181,7 +177,7 @@ std::map<std::string, int> countsOf(const std::vector<json>& events) {
 
 TEST(ProgramTest, WholePlanArrivesAndNothingIsLost) {
   const Finished run =
-      runProgram(monitor({"--duration", "32", "--speed", "1000", "--require-all"}));
+      runProgram(simulatedMonitor({"--duration", "32", "--speed", "1000", "--require-all"}));
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.errors, IsEmpty());
   const std::vector<json> events = parsed(run);
@@ -218,28 +214,29 @@ TEST(ProgramTest, WholePlanArrivesAndNothingIsLost) {
 }
 
 TEST(ProgramTest, SameSeedGivesTheSameSession) {
-  const Arguments first = monitor({"--duration", "3", "--speed", "1000", "--seed", "7"});
-  const Arguments other = monitor({"--duration", "3", "--speed", "1000", "--seed", "8"});
+  const Arguments first = simulatedMonitor({"--duration", "3", "--speed", "1000", "--seed", "7"});
+  const Arguments other = simulatedMonitor({"--duration", "3", "--speed", "1000", "--seed", "8"});
   const std::string output = runProgram(first).output;
   EXPECT_EQ(output, runProgram(first).output);
   EXPECT_NE(output, runProgram(other).output);
 }
 
 TEST(ProgramTest, WhatIsMissingIsOneLineEachAndExitCode1) {
-  const Finished run = runProgram(monitor({"--duration", "2", "--speed", "1000", "--require-all"}));
+  const Finished run =
+      runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: never arrived: disconnect",
                                             "zephly monitor: never arrived: push-up",
                                             "zephly monitor: never arrived: sit-up",
                                             "zephly monitor: never arrived: jump"));
-  EXPECT_EQ(runProgram(monitor({"--duration", "2", "--speed", "1000"})).exitCode, 0);
+  EXPECT_EQ(runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000"})).exitCode, 0);
 }
 
 TEST(ProgramTest, DiagnosticLinesGoToAFileAsTheyAre) {
   const std::filesystem::path file =
       std::filesystem::path(testing::TempDir()) / ("diagnostics-" + std::to_string(::getpid()));
-  const Finished run =
-      runProgram(monitor({"--duration", "2", "--speed", "1000", "--diagnostics", file.string()}));
+  const Finished run = runProgram(
+      simulatedMonitor({"--duration", "2", "--speed", "1000", "--diagnostics", file.string()}));
   EXPECT_EQ(run.exitCode, 0);
   std::ifstream stream(file);
   const std::vector<std::string> lines =
@@ -253,7 +250,7 @@ TEST(ProgramTest, DiagnosticLinesGoToAFileAsTheyAre) {
 class SignalTest : public testing::TestWithParam<int> {};
 
 TEST_P(SignalTest, EndsTheSessionCleanly) {
-  Process process(monitor({}));
+  Process process(simulatedMonitor({}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   process.sendSignal(GetParam());
   const Finished run = process.finish();
@@ -271,7 +268,7 @@ INSTANTIATE_TEST_SUITE_P(Program, SignalTest, testing::Values(SIGINT, SIGTERM, S
                          });
 
 TEST(ProgramTest, AReaderThatGoesAwayEndsItQuietly) {
-  Process process(monitor({"--speed", "20"}));
+  Process process(simulatedMonitor({"--speed", "20"}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   process.closeOutput();
   const Finished run = process.finish();
@@ -280,7 +277,7 @@ TEST(ProgramTest, AReaderThatGoesAwayEndsItQuietly) {
 }
 
 TEST(ProgramTest, AReaderThatDoesNotReadDoesNotKeepASignalFromEndingIt) {
-  Process process(monitor({"--speed", "1000"}));
+  Process process(simulatedMonitor({"--speed", "1000"}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   // By now more has been written than a pipe holds, or will be in a moment; either way it ends.
   process.sendSignal(SIGTERM);

@@ -50,7 +50,7 @@ json streamOf(const Finished& run, const std::string& stream) {
   return json::parse(lines.back()).at("streams").at(stream);
 }
 
-std::size_t eventsOf(const Finished& run, const std::string& kind) {
+std::size_t eventCount(const Finished& run, const std::string& kind) {
   std::size_t count = 0;
   for (const std::string& line : run.outputLines()) {
     count += line.find(R"("event":")" + kind + R"(")") != std::string::npos ? 1 : 0;
@@ -68,7 +68,7 @@ void expectEverySampleArrived(const Finished& run, const std::string& stream, st
   EXPECT_EQ(told.at("sent"), samples + filled);
   EXPECT_EQ(told.at("delivered"), samples + filled);
   EXPECT_EQ(told.at("lost"), 0);
-  EXPECT_EQ(eventsOf(run, stream), samples + filled);
+  EXPECT_EQ(eventCount(run, stream), samples + filled);
 }
 
 TEST(RecordingTest, EverySampleOfASmallFileArrivesAndTheProgramEnds) {

@@ -15,16 +15,10 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-std::vector<std::string> monitor(std::vector<std::string> more) {
-  more.insert(more.begin(), {"monitor", "--simulated"});
-  return more;
-}
-
-const std::vector<std::string> goodTerminal = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="};
 const std::string leave = "\x1b[?25h\x1b[?1049l";
 
 TEST(ScreenTest, DrawsAScreenAndGivesTheTerminalBack) {
-  Process process(monitor({"--speed", "20", "--duration", "8"}), Process::Output::terminal,
+  Process process(simulatedMonitor({"--speed", "20", "--duration", "8"}), Process::Output::terminal,
                   goodTerminal);
   ASSERT_TRUE(process.readUntil("\x1b[?1049h\x1b[?25l"));
   ASSERT_TRUE(process.readUntil("connected"));
@@ -42,7 +36,7 @@ TEST(ScreenTest, DrawsAScreenAndGivesTheTerminalBack) {
 
 TEST(ScreenTest, QAndControlCEndTheScreen) {
   for (const char* key : {"q", "\x03"}) {
-    Process process(monitor({}), Process::Output::terminal, goodTerminal);
+    Process process(simulatedMonitor({}), Process::Output::terminal, goodTerminal);
     ASSERT_TRUE(process.readUntil("connected"));
     process.type(key);
     ASSERT_TRUE(process.readUntil("Session of "));
@@ -54,7 +48,7 @@ TEST(ScreenTest, QAndControlCEndTheScreen) {
 }
 
 TEST(ScreenTest, AFatalErrorGivesTheTerminalBack) {
-  Process process(monitor({}), Process::Output::terminal, goodTerminal);
+  Process process(simulatedMonitor({}), Process::Output::terminal, goodTerminal);
   ASSERT_TRUE(process.readUntil("connected"));
   process.sendSignal(SIGABRT);
   ASSERT_TRUE(process.readUntil(leave));
@@ -63,7 +57,7 @@ TEST(ScreenTest, AFatalErrorGivesTheTerminalBack) {
 }
 
 TEST(ScreenTest, FollowsTheSizeOfTheTerminal) {
-  Process process(monitor({}), Process::Output::terminal, goodTerminal);
+  Process process(simulatedMonitor({}), Process::Output::terminal, goodTerminal);
   ASSERT_TRUE(process.readUntil("connected"));
   process.resizeTerminal(50, 10);
   ASSERT_TRUE(process.readUntil("60 x 20, not 50 x 10"));
@@ -72,8 +66,8 @@ TEST(ScreenTest, FollowsTheSizeOfTheTerminal) {
 }
 
 TEST(ScreenTest, HasNoColorsWhenNobodyWantsThem) {
-  Process process(monitor({"--speed", "20", "--duration", "10"}), Process::Output::terminal,
-                  {"TERM=xterm", "LC_ALL=C", "NO_COLOR=1"});
+  Process process(simulatedMonitor({"--speed", "20", "--duration", "10"}),
+                  Process::Output::terminal, {"TERM=xterm", "LC_ALL=C", "NO_COLOR=1"});
   const Finished run = process.finish();
   EXPECT_THAT(run.output, HasSubstr("connected"));
   EXPECT_THAT(run.output, Not(HasSubstr("\x1b[32m")));
@@ -83,7 +77,7 @@ TEST(ScreenTest, HasNoColorsWhenNobodyWantsThem) {
 }
 
 TEST(ScreenTest, PrintsPlainLinesOnADumbTerminal) {
-  Process process(monitor({"--duration", "3"}), Process::Output::terminal, {"TERM=dumb"});
+  Process process(simulatedMonitor({"--duration", "3"}), Process::Output::terminal, {"TERM=dumb"});
   const Finished run = process.finish();
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.output, Not(HasSubstr("\x1b")));

@@ -110,7 +110,7 @@ std::vector<Step> tenSeconds() {
   return steps;
 }
 
-struct Course {
+struct Outcome {
   std::vector<Told> told;
   SteadyHost::Requests requests;
   std::size_t failures = 0;
@@ -118,10 +118,10 @@ struct Course {
 };
 
 // `shortage` empty: memory never runs out.
-Course take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
+Outcome take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
   const FakeProcessorClock clock;
   const bench::SilentOutput silent;
-  Course course;
+  Outcome course;
   const auto listener = std::make_shared<Listener>();
   const std::size_t before = liveAllocationCount();
   {
@@ -159,8 +159,8 @@ INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInASession,
 TEST_P(OutOfMemoryInASession, EveryCallbackThatFailedCanBeMadeAgain) {
   const std::vector<Step> steps = tenSeconds();
   take(steps, std::nullopt);  // what is made once in a process
-  const Course calm = take(steps, std::nullopt);
-  const Course tortured = take(steps, GetParam());
+  const Outcome calm = take(steps, std::nullopt);
+  const Outcome tortured = take(steps, GetParam());
 
   // What the ten seconds hold.
   EXPECT_EQ(count(calm.told, 'c'), 2U);

@@ -19,6 +19,7 @@
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/session/zephly.h>
 
+#include <bench/counting_application.h>
 #include <bench/null_buffer.h>
 #include <gtest/gtest.h>
 
@@ -52,28 +53,9 @@ constexpr std::size_t allUpTo = 1000;
 constexpr std::size_t stride = 101;
 #endif
 
-// Counts without allocating.
-class Counter : public ZephlyDelegate, public WorkoutDelegate {
- public:
-  void didChangeLeadoffState(bool /*off*/) override { ++calls; }
-  void didConnectPeripheral() override { ++calls; }
-  void didDisconnectPeripheral() override { ++calls; }
-  void didReceiveTemperature(float /*object*/, float /*ambient*/, float /*body*/) override {
-    ++calls;
-  }
-  void didReceiveECG(float /*sample*/) override { ++calls; }
-  void didReceiveRespiration(float /*sample*/) override { ++calls; }
-  void didReceiveBatteryStatus(BatteryStatus /*status*/) override { ++calls; }
-  void didDetectPushUp() override { ++calls; }
-  void didDetectSitUp() override { ++calls; }
-  void didDetectJump() override { ++calls; }
-
-  std::uint64_t calls = 0;
-};
-
 class World {
  public:
-  explicit World(const std::shared_ptr<Counter>& application)
+  explicit World(const std::shared_ptr<bench::CountingApplication>& application)
       : device_(radio_.addDevice({.name = std::string(peripheralName)})),
         strap_(withProfile(device_), source_) {
     strap_.loseLinkAt(5s, "The connection has timed out unexpectedly.", 1s);
@@ -102,29 +84,29 @@ class World {
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
-struct Course {
+struct Visit {
   Attempt attempt;
   std::ptrdiff_t kept = 0;  // when the world is gone
   std::uint64_t calls = 0;
 };
 
 // One world with the allocation of that number failing; 0: none.
-Course take(Shortage shortage, std::size_t number) {
-  const auto application = std::make_shared<Counter>();
-  Course course;
+Visit take(Shortage shortage, std::size_t number) {
+  const auto application = std::make_shared<bench::CountingApplication>();
+  Visit visit;
   const std::size_t before = liveAllocationCount();
   {
     std::optional<World> world;
-    course.attempt = attempt(shortage, number, [&] {
+    visit.attempt = attempt(shortage, number, [&] {
       world.emplace(application);
       world->scheduler().advance(10s);
     });
-    if (world && course.attempt.failed) world->scheduler().advance(1s);
+    if (world && visit.attempt.failed) world->scheduler().advance(1s);
   }
-  course.kept =
+  visit.kept =
       static_cast<std::ptrdiff_t>(liveAllocationCount()) - static_cast<std::ptrdiff_t>(before);
-  course.calls = application->calls;
-  return course;
+  visit.calls = application->calls;
+  return visit;
 }
 
 class OutOfMemoryInAWorld : public testing::TestWithParam<Shortage> {
@@ -138,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInAWorld,
 
 TEST_P(OutOfMemoryInAWorld, EverythingCanStillBeTakenApart) {
   take(GetParam(), 0);  // what is made once in a process
-  const Course calm = take(GetParam(), 0);
+  const Visit calm = take(GetParam(), 0);
   EXPECT_GT(calm.calls, 8000U);
   EXPECT_GT(calm.attempt.allocations, allUpTo);
 
@@ -147,9 +129,9 @@ TEST_P(OutOfMemoryInAWorld, EverythingCanStillBeTakenApart) {
   std::uint64_t tried = 0;
   const std::size_t last = calm.attempt.allocations;
   for (std::size_t number = 1; number <= last; number += number < allUpTo ? 1 : stride) {
-    const Course course = take(GetParam(), number);
-    EXPECT_TRUE(course.attempt.failed) << "allocation " << number;
-    left.insert(course.kept);
+    const Visit visit = take(GetParam(), number);
+    EXPECT_TRUE(visit.attempt.failed) << "allocation " << number;
+    left.insert(visit.kept);
     ++tried;
   }
   EXPECT_GT(tried, allUpTo);

@@ -1,5 +1,6 @@
 // Clients that are broken or mean harm: none takes anything from the others, or stays.
 
+#include <tests/view/bytes.h>
 #include <tests/view/world.h>
 #include <boost/asio/steady_timer.hpp>
 #include <gmock/gmock.h>
@@ -214,12 +215,6 @@ TEST_P(FrameTest, EndsTheSocket) {
   ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
   EXPECT_EQ(client.closeCode(), GetParam().code);
   EXPECT_TRUE(world.runUntil([&] { return world.server->viewers() == 0; }));
-}
-
-std::string bytes(std::initializer_list<int> values) {
-  std::string text;
-  for (const int value : values) text += static_cast<char>(value);
-  return text;
 }
 
 INSTANTIATE_TEST_SUITE_P(

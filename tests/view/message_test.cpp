@@ -1,6 +1,8 @@
 // The bytes and the JSON that go to a viewer.
 
 #include <tools/view/message.h>
+
+#include <tests/view/bytes.h>
 #include <tools/view/texts.h>
 
 #include <gmock/gmock.h>
@@ -18,12 +20,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using nlohmann::json;
-
-std::string bytes(std::initializer_list<int> values) {
-  std::string text;
-  for (const int value : values) text += static_cast<char>(value);
-  return text;
-}
 
 TEST(MessageTest, SamplesAreAHeaderAndFloatsInLittleEndian) {
   const Message message =

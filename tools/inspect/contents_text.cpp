@@ -19,7 +19,7 @@ using nlohmann::ordered_json;
 // Lines of one list; the rest is in the JSON text.
 constexpr std::size_t screenful = 20;
 
-double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
+using strap::seconds;
 
 void writeStreams(std::ostream& text, const Contents& contents) {
   text << "  stream      notifications     samples   per second   longest gap\n";

@@ -4,12 +4,6 @@
 
 namespace Zephly::view {
 
-namespace {
-
-double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
-
-}  // namespace
-
 void SampleTrack::append(strap::StrapTime arrival, std::span<const float> sample) {
   if (interrupted_) {
     // Never before what the link has brought before.
@@ -70,7 +64,7 @@ std::vector<Message> SampleTrack::messages(std::uint64_t from, std::uint64_t to)
       const std::uint64_t count = std::min<std::uint64_t>(end - from, largestBatch);
       const auto first = values_.begin() + static_cast<std::ptrdiff_t>((from - begin_) * width);
       const std::vector<float> batch(first, first + static_cast<std::ptrdiff_t>(count * width));
-      result.push_back(samplesMessage(trace_, from, seconds(timeOf(*anchor, from)), batch));
+      result.push_back(samplesMessage(trace_, from, strap::seconds(timeOf(*anchor, from)), batch));
       from += count;
     }
   }

@@ -20,7 +20,7 @@ constexpr double ecgFullScale = 2.42;
 
 constexpr std::size_t shownLinkLosses = 20;
 
-double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
+using strap::seconds;
 
 Json orNull(const std::optional<strap::StrapTime>& time) {
   return time ? Json(seconds(*time)) : Json();

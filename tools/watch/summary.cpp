@@ -13,7 +13,7 @@ namespace Zephly::watch {
 
 namespace {
 
-double seconds(strap::StrapTime time) { return std::chrono::duration<double>(time).count(); }
+using strap::seconds;
 
 // "1 change", "2 changes"
 std::string counted(std::uint64_t count, std::string_view thing) {
