@@ -21,6 +21,9 @@ program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-de
 # To build and run the tests: the second compiler brings the sanitizers.
 test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binutils procps)
 
+# To build and run the fuzzers.
+fuzz_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14)
+
 # To check format, static analysis and documentation.
 lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 cppcheck python3 doxygen libbenchmark-dev)
 

@@ -58,6 +58,14 @@ std::string contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
+// What two runs of the same session have in common. After the electrodes were off, filtered
+// respiration depends on the processor time that the run has used; that a replay of one and the
+// same run repeats it too is a test of its own (SameSessionTest).
+std::string common(const std::string& line) {
+  const std::size_t value = line.find(R"(,"value")");
+  return line.find(R"("event":"respiration")") == std::string::npos ? line : line.substr(0, value);
+}
+
 class ReplayProgramTest : public testing::Test {
  protected:
   const ScratchDirectory scratch_;
@@ -77,7 +85,9 @@ TEST_F(ReplayProgramTest, WritesTheEventsThatTheMonitorWrote) {
   const json is = json::parse(actual.back());
   expected.pop_back();
   actual.pop_back();
-  const auto [left, right] = std::mismatch(expected.begin(), expected.end(), actual.begin());
+  const auto [left, right] = std::mismatch(
+      expected.begin(), expected.end(), actual.begin(),
+      [](const auto& one, const auto& other) { return common(one) == common(other); });
   EXPECT_TRUE(left == expected.end()) << *left << "\n" << *right;
 
   // The summary is the same but for what a capture does not know: what the strap has sent.
