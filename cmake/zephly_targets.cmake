@@ -14,8 +14,11 @@ target_compile_options(zephly_numbers INTERFACE -ffp-contract=off)
 
 add_library(zephly_warnings INTERFACE)
 target_compile_options(zephly_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion)
-# Files that are compiled as one see each other's constants.
-target_compile_options(zephly_warnings INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>)
+# Files that are compiled as one see each other's constants, and g++ takes each of them for a header.
+set(together $<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>)
+target_compile_options(zephly_warnings INTERFACE
+  $<$<NOT:${together}>:-Wshadow>
+  $<$<AND:${together},$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 takes harmless joining of strings for overlapping copies (GCC bug 105651).
   target_compile_options(zephly_warnings INTERFACE -Wno-restrict)
