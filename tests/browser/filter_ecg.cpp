@@ -1,6 +1,6 @@
-// Filters ECG samples through the engine as an application does: one number a line on standard input, one
-// on standard output, each with the digits that give exactly this float again. For comparison with what
-// the page has received.
+// Filters ECG samples through the engine as an application does: one number a line on standard
+// input, one on standard output, each with the digits that give exactly this float again. For
+// comparison with what the page has received.
 
 #include <zephly/session/signal_processor.h>
 
@@ -19,7 +19,8 @@ int main() {
       return 1;
     }
     char text[32];
-    const auto written = std::to_chars(std::begin(text), std::end(text), processor->processECG(sample));
+    const auto written =
+        std::to_chars(std::begin(text), std::end(text), processor->processECG(sample));
     std::cout << std::string_view(text, written.ptr) << '\n';
   }
 }

@@ -257,6 +257,23 @@ TEST_F(ReaderTest, WhatALaterVersionAddsToARecordIsPassedOver) {
   EXPECT_TRUE(back.records == std::vector<Record>{records_[4]});
 }
 
+TEST_F(ReaderTest, ARecordInTheWrongPlaceThatIsCutOffEndsTheFile) {
+  const Bytes whole = captures::captureOf({}) + encodeRecord(records_[0], 0);
+  Bytes repeated = encodeRecord(records_[0], 0);
+  repeated.pop_back();
+  Reader reader(scratch_.file("c.zcap", whole + repeated));
+  EXPECT_TRUE(reader.next());
+  try {
+    reader.next();
+    ADD_FAILURE() << "told of nothing";
+  } catch (const CaptureError& error) {
+    EXPECT_EQ(error.kind(), Kind::cut);
+    EXPECT_EQ(error.offset(), whole.size());
+  }
+  EXPECT_FALSE(reader.next());
+  EXPECT_EQ(reader.offset(), whole.size());
+}
+
 TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreNamed) {
   const Bytes head = captures::captureOf({});
   const auto record = [this](std::size_t i) { return encodeRecord(records_[i], i); };

@@ -94,7 +94,9 @@ void Reader::checkSequence(const RecordHeader& header) {
     damaged(offset_, counted(missing, "record") + " missing here");
   }
   const std::uint64_t offset = offset_;
-  offset_ += recordHeaderSize + header.length + checksumSize;
+  const std::size_t size = recordHeaderSize + header.length + checksumSize;
+  if (file_.at(offset, size).size() < size) cut(offset);
+  offset_ += size;
   damaged(offset, "a record in the wrong place (number " + std::to_string(header.sequence) +
                       " where " + std::to_string(expected_) + " is expected)");
 }

@@ -11,4 +11,4 @@
 /// nothing.
 
 /// Part of the library's interface.
-#define ZEPHLY_EXPORT __attribute__((visibility("default")))
+#define ZEPHLY_EXPORT [[gnu::visibility("default")]]

@@ -14,4 +14,4 @@
 #include <string_view>
 
 /// Writes `message` and stops the program.
-[[noreturn]] ZEPHLY_EXPORT void fatalError(std::string_view message);
+ZEPHLY_EXPORT [[noreturn]] void fatalError(std::string_view message);
