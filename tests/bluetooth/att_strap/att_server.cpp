@@ -287,8 +287,9 @@ void AttServer::onSubscription(std::function<void(AttributeHandle, bool)> callba
 
 bool AttServer::isSubscribed(AttributeHandle value) const {
   const auto handle = static_cast<AttributeHandle>(value + 1U);
-  return table_.isClientConfiguration(handle) &&
-         (number16(table_.find(handle)->value, 0) & notifyFlag) != 0;
+  const Attribute* configuration = table_.find(handle);
+  return configuration != nullptr && table_.isClientConfiguration(handle) &&
+         (number16(configuration->value, 0) & notifyFlag) != 0;
 }
 
 void AttServer::refuseSubscription(AttributeHandle value, std::optional<std::uint8_t> error) {
