@@ -13,12 +13,10 @@ set_target_properties(zephly_numbers PROPERTIES EXPORT_NAME numbers)
 target_compile_options(zephly_numbers INTERFACE -ffp-contract=off)
 
 add_library(zephly_warnings INTERFACE)
-target_compile_options(zephly_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion)
-# Files that are compiled as one see each other's constants, and g++ takes each of them for a header.
-set(together $<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>)
+target_compile_options(zephly_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+# In files that are compiled as one g++ takes each of them for a header.
 target_compile_options(zephly_warnings INTERFACE
-  $<$<NOT:${together}>:-Wshadow>
-  $<$<AND:${together},$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
+  $<$<AND:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 takes harmless joining of strings for overlapping copies (GCC bug 105651).
   target_compile_options(zephly_warnings INTERFACE -Wno-restrict)
@@ -38,6 +36,9 @@ if(ZEPHLY_COVERAGE)
   target_compile_options(zephly_instruments INTERFACE --coverage)
   target_link_options(zephly_instruments INTERFACE --coverage)
 endif()
+
+# With sanitizers most of the time of a build goes into optimising, and of a run into the filters.
+set(ZEPHLY_SIGNAL_OPTIMISATION "" CACHE STRING "Optimisation of the kit and the software strap (e.g. -O2); empty: as the rest")
 
 # zephly_library(NAME SOURCES...): one library inside this tree, always a static one, linked as Zephly::NAME.
 function(zephly_library name)

@@ -103,9 +103,9 @@ void playMotion(Playback& playback, const Recording& recording) {
   OrientationFilter filter;
   for (std::size_t i = 0; i < playback.counts.samples; ++i) {
     const Vector felt = {acceleration[0][i], acceleration[1][i], acceleration[2][i]};
-    const Vector turning = {rotation[0][i] * pi / 180, rotation[1][i] * pi / 180,
-                            rotation[2][i] * pi / 180};
-    const Rotation turned = filter.next(turning, felt, 1.0 / motionRate);
+    const Vector angularRate = {rotation[0][i] * pi / 180, rotation[1][i] * pi / 180,
+                                rotation[2][i] * pi / 180};
+    const Rotation turned = filter.next(angularRate, felt, 1.0 / motionRate);
     const MotionReading reading{{turned.w, turned.x, turned.y, turned.z}, felt};
     if (motionSaturates(reading)) ++playback.counts.saturated;
     playback.frames.push_back(encodeMotion(reading));

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 
 namespace {
@@ -43,6 +44,7 @@ class BluezLeaving : public BluezTest {
     Zephly::bluez::Options options;
     options.busAddress = busAddress;
     options.report = [](std::string_view) {};
+    options.timing.leaveLimit = std::chrono::minutes(1);
     Zephly::bluez::Bluetooth bluetooth(queue, options);
     const Session session;
     queue.run();
@@ -65,6 +67,17 @@ TEST_F(BluezLeaving, ByAnInterruptFromTheKeyboard) {
   const int status = statusOf(child);
   ASSERT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGINT);
+  expectReleased();
+}
+
+TEST_F(BluezLeaving, ABusThatStallsMeanwhileIsWaitedFor) {
+  const pid_t child = startProgram();
+  world.bus.freeze(true);
+  kill(child, SIGTERM);
+  world.turnFor(std::chrono::milliseconds(300));
+  EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0) << "it is gone, and its farewell with it";
+  world.bus.freeze(false);
+  statusOf(child);
   expectReleased();
 }
 

@@ -4,6 +4,7 @@
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
+#include <tests/support/special_floats.h>
 
 #include <cmath>
 #include <limits>
@@ -11,9 +12,6 @@
 #include <vector>
 
 namespace {
-
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 double lastOf(MedianFilter& filter, const std::vector<double>& input) {
   double y = 0.0;
@@ -98,7 +96,7 @@ TEST(MedianFilterTest, ResetDoesNotClearTheWindow) {
 
 TEST(MedianFilterTest, NotANumberSortsBehindEveryNumber) {
   MedianFilter filter(5);
-  EXPECT_SAME_BITS(lastOf(filter, {notANumber, 3, -infinity, infinity, 2}), infinity);
+  EXPECT_SAME_BITS(lastOf(filter, {notANumber, 3, -infinity, infinity, 2}), double{infinity});
   EXPECT_TRUE(std::isnan(filter.process(notANumber) + filter.process(notANumber)));
 }
 

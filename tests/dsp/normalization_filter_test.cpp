@@ -4,6 +4,7 @@
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
+#include <tests/support/special_floats.h>
 
 #include <limits>
 #include <new>
@@ -99,7 +100,6 @@ TEST(NormalizationFilterTest, ResetFillsTheWindowWithZeroAndKeepsTheRangeUntilTh
 }
 
 TEST(NormalizationFilterTest, ResetKeepsThePlaceOfTheNextSample) {
-  const double notANumber = std::numeric_limits<double>::quiet_NaN();
   NormalizationFilter filter(2, false);
   filter.process(4.0);
   filter.reset();

@@ -126,10 +126,10 @@ TEST(Quaternion, MultipliesByItself) {
 
 TEST(Quaternion, IdentityLeavesUpWhereItIsAndBecomesTheProduct) {
   Quaternion q(0, 0, 0, 1);
-  const Vector3 up = q.normalVectorToUp();
-  EXPECT_EQ(up.x, 0);
-  EXPECT_EQ(up.y, 0);
-  EXPECT_EQ(up.z, 1);
+  const Vector3 turnedUp = q.normalVectorToUp();
+  EXPECT_EQ(turnedUp.x, 0);
+  EXPECT_EQ(turnedUp.y, 0);
+  EXPECT_EQ(turnedUp.z, 1);
   EXPECT_EQ(q.x, 0);
   EXPECT_EQ(q.y, 0);
   EXPECT_EQ(q.z, 1);
@@ -137,9 +137,9 @@ TEST(Quaternion, IdentityLeavesUpWhereItIsAndBecomesTheProduct) {
 }
 
 TEST(Quaternion, AQuarterTurnAboutXLaysUpOnMinusY) {
-  const Vector3 up = Quaternion(halfRoot, 0, 0, halfRoot).normalVectorToUp();
-  EXPECT_FLOAT_EQ(up.y, -1);
-  EXPECT_NEAR(up.z, 0, 1e-6);
+  const Vector3 turnedUp = Quaternion(halfRoot, 0, 0, halfRoot).normalVectorToUp();
+  EXPECT_FLOAT_EQ(turnedUp.y, -1);
+  EXPECT_NEAR(turnedUp.z, 0, 1e-6);
 }
 
 TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndStaysInTheQuaternion) {
@@ -147,9 +147,9 @@ TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndStaysInTheQuaternion) {
   for (int i = 0; i < 100000; ++i) {
     Quaternion q = randomQuaternion(random, i);
     const literal::Rotation expected = literal::rotatedUp(literal::rotation(q));
-    const Vector3 up = q.normalVectorToUp();
+    const Vector3 turnedUp = q.normalVectorToUp();
     expectSame(q, expected);
-    expectSame(up, Vector3(expected.x.value(), expected.y.value(), expected.z.value()));
+    expectSame(turnedUp, Vector3(expected.x.value(), expected.y.value(), expected.z.value()));
     if (HasFatalFailure()) return;
   }
 }

@@ -1,8 +1,9 @@
 #include <platforms/simulated/pacer.h>
 
+#include <tests/support/special_floats.h>
+
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -85,8 +86,7 @@ TEST_F(PacerTest, StopsWhenItIsDestroyed) {
 }
 
 TEST_F(PacerTest, RefusesEverySpeedThatIsNone) {
-  const double infinity = std::numeric_limits<double>::infinity();
-  for (const double speed : {0.0, -0.0, -1.0, infinity, -infinity, std::nan("")}) {
+  for (const double speed : std::vector<double>{0.0, -0.0, -1.0, infinity, -infinity, notANumber}) {
     EXPECT_THROW(Pacer(queue, scheduler, speed), std::invalid_argument) << speed;
   }
   Pacer pacer(queue, scheduler, 3, options());

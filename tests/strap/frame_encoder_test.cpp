@@ -2,13 +2,13 @@
 
 #include <strap/random.h>
 #include <tests/strap/literal_decoding.h>
+#include <tests/support/special_floats.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 namespace Zephly::strap {
@@ -16,11 +16,6 @@ namespace {
 
 using literal::Bytes;
 using testing::ElementsAre;
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr auto floatInfinity = std::numeric_limits<float>::infinity();
-constexpr auto floatNan = std::numeric_limits<float>::quiet_NaN();
 
 TEST(EncodeWaveformTest, LaysSamplesOutLeastSignificantByteFirst) {
   const Bytes bytes = encodeWaveform({literal::sampleOf(1), literal::sampleOf(-1), -2.42F, 2.42F,
@@ -58,14 +53,13 @@ TEST(EncodeWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
 }
 
 TEST(EncodeWaveformTest, SaturatesAndNeverWraps) {
-  const Bytes bytes =
-      encodeWaveform({2.5F, -2.5F, floatInfinity, -floatInfinity, 3.4e38F, -3.4e38F});
+  const Bytes bytes = encodeWaveform({2.5F, -2.5F, infinity, -infinity, 3.4e38F, -3.4e38F});
   for (std::size_t i = 0; i < 6; ++i)
     EXPECT_EQ(literal::rawSample(bytes, i), i % 2 == 0 ? 8388607 : -8388608) << i;
 }
 
 TEST(EncodeWaveformTest, TakesNanForZero) {
-  const Bytes bytes = encodeWaveform({floatNan, 1, 1, 1, 1, 1});
+  const Bytes bytes = encodeWaveform({notANumber, 1, 1, 1, 1, 1});
   EXPECT_EQ(literal::rawSample(bytes, 0), 0);
   EXPECT_NE(literal::rawSample(bytes, 1), 0);
 }
@@ -75,8 +69,8 @@ TEST(EncodeWaveformTest, TellsWhatSaturates) {
   EXPECT_FALSE(waveformSaturates(literal::sampleOf(8388607)));
   EXPECT_TRUE(waveformSaturates(2.42F));  // one step too many
   EXPECT_TRUE(waveformSaturates(-2.43F));
-  EXPECT_TRUE(waveformSaturates(floatNan));
-  EXPECT_TRUE(waveformSaturates(-floatInfinity));
+  EXPECT_TRUE(waveformSaturates(notANumber));
+  EXPECT_TRUE(waveformSaturates(-infinity));
 }
 
 TEST(EncodeTemperatureTest, GivesEveryRawTemperatureBack) {
@@ -106,10 +100,10 @@ TEST(EncodeTemperatureTest, IsWithinHalfAStep) {
 TEST(EncodeTemperatureTest, SaturatesAndNeverWraps) {
   EXPECT_THAT(encodeTemperature(-300, 1100), ElementsAre(0, 0, 0xFF, 0xFF));
   EXPECT_THAT(encodeTemperature(infinity, -infinity), ElementsAre(0xFF, 0xFF, 0, 0));
-  EXPECT_THAT(encodeTemperature(nan, 25.15), ElementsAre(0, 0, 0x43, 0x3A));
+  EXPECT_THAT(encodeTemperature(notANumber, 25.15), ElementsAre(0, 0, 0x43, 0x3A));
   EXPECT_TRUE(temperatureSaturates(-273.2));
   EXPECT_TRUE(temperatureSaturates(1037.57));
-  EXPECT_TRUE(temperatureSaturates(nan));
+  EXPECT_TRUE(temperatureSaturates(notANumber));
   EXPECT_FALSE(temperatureSaturates(-273.15));
   EXPECT_FALSE(temperatureSaturates(1037.55));
 }
@@ -128,7 +122,7 @@ TEST(EncodeBatteryTest, RoundsToTenthsAndSaturates) {
   EXPECT_THAT(encodeBattery(87.64, true), ElementsAre(0x6C, 3, 1));
   EXPECT_THAT(encodeBattery(-1, true), ElementsAre(0, 0, 1));
   EXPECT_THAT(encodeBattery(7000, false), ElementsAre(0xFF, 0xFF, 0));
-  EXPECT_THAT(encodeBattery(nan, false), ElementsAre(0, 0, 0));
+  EXPECT_THAT(encodeBattery(notANumber, false), ElementsAre(0, 0, 0));
 }
 
 TEST(EncodeMotionTest, LaysValuesOutMostSignificantByteFirst) {
@@ -176,13 +170,13 @@ TEST(EncodeMotionTest, IsWithinHalfAStep) {
 }
 
 TEST(EncodeMotionTest, SaturatesAndNeverWraps) {
-  EXPECT_THAT(encodeMotion({{2, -3, infinity, nan}, {32768, -infinity, nan}}),
+  EXPECT_THAT(encodeMotion({{2, -3, infinity, notANumber}, {32768, -infinity, notANumber}}),
               ElementsAre(0x7F, 0xFF, 0x80, 0, 0x7F, 0xFF, 0, 0, 0x7F, 0xFF, 0xFF, 0xFF, 0x80, 0, 0,
                           0, 0, 0, 0, 0));
   EXPECT_FALSE(motionSaturates({{1, 0, 0, 0}, {0, 0, 1}}));
   EXPECT_TRUE(motionSaturates({{2, 0, 0, 0}, {0, 0, 1}}));
   EXPECT_TRUE(motionSaturates({{1, 0, 0, 0}, {0, -40000, 1}}));
-  EXPECT_TRUE(motionSaturates({{1, 0, 0, 0}, {0, nan, 1}}));
+  EXPECT_TRUE(motionSaturates({{1, 0, 0, 0}, {0, notANumber, 1}}));
 }
 
 }  // namespace

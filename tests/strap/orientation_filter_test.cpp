@@ -1,11 +1,11 @@
 #include <strap/orientation_filter.h>
 
 #include <strap/random.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 
 namespace Zephly::strap {
@@ -59,7 +59,6 @@ TEST(OrientationFilterTest, TheAccelerometerCorrectsWithinSeconds) {
 }
 
 TEST(OrientationFilterTest, StaysAUnitQuaternionWhateverItIsGiven) {
-  constexpr double infinity = std::numeric_limits<double>::infinity();
   OrientationFilter filter;
   Random random(2);
   for (int i = 0; i < 10'000; ++i) {
@@ -68,7 +67,7 @@ TEST(OrientationFilterTest, StaysAUnitQuaternionWhateverItIsGiven) {
     Vector felt = {random.normal(), size * random.normal(), random.normal()};
     if (i % 100 == 5) rotation[1] = infinity;
     if (i % 100 == 6) felt[2] = infinity;
-    if (i % 100 == 7) felt[2] = std::numeric_limits<double>::quiet_NaN();
+    if (i % 100 == 7) felt[2] = notANumber;
     const Rotation estimate = filter.next(rotation, felt, 1.0 / 30);
     ASSERT_NEAR(estimate.w * estimate.w + estimate.x * estimate.x + estimate.y * estimate.y +
                     estimate.z * estimate.z,

@@ -1,5 +1,6 @@
 #include <tools/monitor/trace_renderer.h>
 
+#include <tests/support/special_floats.h>
 #include <tools/monitor/canvas.h>
 
 #include <gmock/gmock.h>
@@ -85,10 +86,8 @@ TEST(TraceRendererTest, ColumnsKeepTheirShapeWhileTheyMove) {
 }
 
 TEST(TraceRendererTest, GapsAndInfinitiesAreEmpty) {
-  constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-  constexpr float infinity = std::numeric_limits<float>::infinity();
   const Trace trace =
-      renderTrace(windowOf({0, nan, infinity, -infinity, 0}),
+      renderTrace(windowOf({0, notANumber, infinity, -infinity, 0}),
                   {.width = 5, .height = 1, .samplesPerDot = 1, .braille = false, .least = {0, 1}});
   EXPECT_THAT(trace.rows, ElementsAre(".   ."));
   EXPECT_EQ(trace.range, (TraceRange{0, 1}));
