@@ -12,6 +12,7 @@
 #include <utmp.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
@@ -130,11 +131,22 @@ bool Process::readSome() {
   return false;
 }
 
-bool Process::readUntil(const std::string& text) {
-  while (output_.find(text) == std::string::npos) {
-    if (!readSome()) return false;
+bool Process::readUntil(const std::function<bool(const std::string&)>& satisfied) {
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceInMilliseconds);
+  while (!satisfied(output_)) {
+    if (std::chrono::steady_clock::now() > end || !readSome()) return false;
   }
   return true;
+}
+
+bool Process::readUntil(const std::string& text) {
+  return readUntil(
+      [&](const std::string& output) { return output.find(text) != std::string::npos; });
+}
+
+bool Process::readUntil(const std::regex& pattern) {
+  return readUntil([&](const std::string& output) { return std::regex_search(output, pattern); });
 }
 
 bool Process::hasWritten(const std::string& text) {

@@ -8,6 +8,8 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,7 @@ class Process {
 
   /// Reads until `text` has come; false when the output has ended (or 60 s have passed) before.
   bool readUntil(const std::string& text);
+  bool readUntil(const std::regex& pattern);
   /// Reads what has come, without waiting; says whether `text` is in it.
   bool hasWritten(const std::string& text);
   /// Readable when there is something to read.
@@ -56,6 +59,7 @@ class Process {
   Finished finish();
 
  private:
+  bool readUntil(const std::function<bool(const std::string&)>& satisfied);
   bool readSome();
 
   pid_t pid_ = -1;
