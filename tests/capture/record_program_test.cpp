@@ -2,6 +2,7 @@
 // is killed, has no room or meets something else than a capture.
 
 #include <tests/capture/captures.h>
+#include <tests/support/long_run.h>
 #include <tests/tools/process.h>
 #include <tools/capture/codec.h>
 #include <fcntl.h>
@@ -306,21 +307,16 @@ bool alike(const Record& left, const Record& right) {
   return left.stamp.monotonic == right.stamp.monotonic && left.what == right.what;
 }
 
-// Sanitizers make a session five times as much work.
-#ifdef ZEPHLY_SANITIZED
-constexpr int wholeSeconds = 200;
-constexpr double latestKill = 150;
-#else
-constexpr int wholeSeconds = 600;
-constexpr double latestKill = 540;
-#endif
+constexpr int wholeSeconds = longRun(600, 200);
+constexpr double latestKill = longRun(540, 150);
 
 // Ten minutes of strap time, in which the link is lost every half a minute. One session is recorded
 // to its end; the others, of the same seed, are killed as soon as their file has come to some size:
-// most of them within the first half a minute, to save time, every tenth anywhere.
+// most of them within the first half a minute, to save time, the others anywhere.
 TEST_F(RecordProgramTest, KilledAtAnyMomentTheFileReadsToItsLastWholeRecord) {
   constexpr int seconds = 600;
-  constexpr int kills = 50;
+  constexpr int kills = longRun(50, 12);
+  constexpr int anywhere = longRun(10, 4);  // one in so many
   const auto wholeFile = scratch_ / "whole.zcap";
   ASSERT_EQ(runProgram(record(wholeFile, wholeSeconds)).exitCode, 0);
   const ReadBack whole = captures::readBack(wholeFile);
@@ -336,7 +332,7 @@ TEST_F(RecordProgramTest, KilledAtAnyMomentTheFileReadsToItsLastWholeRecord) {
   std::ptrdiff_t losses = 0;
   for (int i = 0; i < kills; ++i) {
     const double moment =
-        std::uniform_real_distribution(0.0, i % 10 == 0 ? latestKill : 30)(random);
+        std::uniform_real_distribution(0.0, i % anywhere == 0 ? latestKill : 30)(random);
     const auto wanted = static_cast<std::uintmax_t>(moment * bytesPerSecond);
     std::filesystem::remove(file);
     Process process(record(file, seconds));

@@ -4,6 +4,7 @@
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
+#include <tests/support/long_run.h>
 #include <tests/support/special_floats.h>
 
 #include <cmath>
@@ -109,14 +110,14 @@ TEST(MedianFilterTest, AWindowFullOfNotANumberDoesNotDisturbWhatFollows) {
 }
 
 TEST(MedianFilterTest, MatchesTheWrittenOutMedianBitForBit) {
-  for (const NamedSignal& signal : realisticSignals(100000)) {
+  for (const NamedSignal& signal : realisticSignals(longRun(100000, 20000))) {
     SCOPED_TRACE(signal.name);
     for (const int size : {3, 4, 5, 16}) expectMatchesMedian(size, signal.samples);
   }
 }
 
 TEST(MedianFilterTest, MatchesForTheWindowOfTheRespirationChain) {
-  for (const NamedSignal& signal : realisticSignals(6000)) {
+  for (const NamedSignal& signal : realisticSignals(longRun(6000, 2000))) {
     SCOPED_TRACE(signal.name);
     for (const int size : {299, 300}) expectMatchesMedian(size, signal.samples);
   }

@@ -1,5 +1,7 @@
 #include <tools/export/clock_fit.h>
 
+#include <tests/support/long_run.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -116,7 +118,7 @@ TEST(ClockFitTest, FramesWithoutDelayGiveTheTimesOfTheSamples) {
 // The bounds that docs/export.md tells.
 TEST(ClockFitTest, TenMinutesOfAnyDriftAreWithinFourMilliseconds) {
   for (const double drift : {-200e-6, -50e-6, 0.0, 50e-6, 200e-6}) {
-    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+    for (std::uint64_t seed = 1; seed <= longRun<std::uint64_t>(10, 2); ++seed) {
       const Arrivals arrived = arrivals({.drift = drift}, 3, 600, seed);
       const StreamClock clock = fitted(arrived, 3);
       ASSERT_EQ(clock.segments.size(), 1U);

@@ -2,14 +2,14 @@
 // are told keeps the contract of the host boundary.
 
 #include <platforms/simulated/radio.h>
-#include <zephly/platform/core_bluetooth.h>
+#include <tests/support/host_auditor.h>
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <map>
+#include <memory>
 #include <random>
-#include <set>
+#include <vector>
 
 namespace {
 
@@ -20,168 +20,33 @@ const CBUUID serviceUUID = CBUUID::UUIDWithString("180D");
 const std::vector<CBUUID> uuids = {CBUUID::UUIDWithString("2A01"), CBUUID::UUIDWithString("2A02"),
                                    CBUUID::UUIDWithString("2A03")};
 
-// Believes nothing: checks each call against what it asked for and what it was told before.
-class Auditor : public CBCentralManagerDelegate, public CBPeripheralDelegate {
+// Wants some connections and not others, and does something from inside now and then.
+class Auditor final : public HostAuditor {
  public:
-  struct Seen {
-    bool requested = false;
-    bool connected = false;
-    int servicesAsked = 0;
-    int characteristicsAsked = 0;
-    int subscriptionsAsked = 0;
-    bool subscribedEver = false;
-    std::set<std::shared_ptr<CBCharacteristic>> characteristics;
-    std::shared_ptr<CBService> service;
-  };
+  explicit Auditor(std::mt19937& random) : random_(random) {}
 
-  // Counts as inside a call of the auditor's own for as long as it lives.
-  class Calling {
-   public:
-    explicit Calling(Auditor& auditor) : auditor_(auditor) { ++auditor_.depth; }
-    Calling(const Calling&) = delete;
-    Calling& operator=(const Calling&) = delete;
-    ~Calling() { --auditor_.depth; }
+  std::vector<std::uint32_t> received;
 
-   private:
-    Auditor& auditor_;
-  };
-
-  void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override {
-    const Calling calling = enter();
-    EXPECT_NE(central->state(), told) << "a change is told once";
-    told = central->state();
-    central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
+ protected:
+  bool wantsConnection() override { return chance(2); }
+  void didFind(std::size_t services, std::size_t characteristics) override {
+    EXPECT_LE(services, 1U) << "one object for one service";
+    EXPECT_LE(characteristics, uuids.size()) << "one object for one characteristic";
   }
-  void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
-                                           const std::shared_ptr<CBPeripheral>& peripheral,
-                                           const CBAdvertisementData& /*advertisementData*/,
-                                           int /*RSSI*/) override {
-    const Calling calling = enter();
-    EXPECT_EQ(told, CBManagerState::poweredOn);
-    seen[peripheral];
-    if (chance(2)) request(*central, peripheral);
-  }
-  void centralManagerDidConnectPeripheral(
-      const std::shared_ptr<CBCentralManager>& /*central*/,
-      const std::shared_ptr<CBPeripheral>& peripheral) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.requested && !state.connected);
-    state = Seen{};
-    state.connected = true;
-    peripheral->setDelegate(self);
-    state.servicesAsked = 1;
-    peripheral->discoverServices(std::nullopt);
-    ++connections;
-  }
-  void centralManagerDidFailToConnectPeripheral(
-      const std::shared_ptr<CBCentralManager>& /*central*/,
-      const std::shared_ptr<CBPeripheral>& peripheral,
-      const std::shared_ptr<const NSError>& error) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.requested && !state.connected);
-    EXPECT_NE(error, nullptr);
-    state.requested = false;
-  }
-  void centralManagerDidDisconnectPeripheral(
-      const std::shared_ptr<CBCentralManager>& central,
-      const std::shared_ptr<CBPeripheral>& peripheral,
-      const std::shared_ptr<const NSError>& /*error*/) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.connected) << "an end is told once";
-    state = Seen{};
-    if (chance(2)) request(*central, peripheral);
-  }
-
-  void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& peripheral,
-                                     const std::shared_ptr<const NSError>& /*error*/) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.connected);
-    EXPECT_GT(state.servicesAsked--, 0) << "one answer per question";
-    const auto services = peripheral->services();
-    ASSERT_TRUE(services.has_value());
-    for (const auto& service : *services) {
-      EXPECT_TRUE(!state.service || state.service == service) << "one object for one service";
-      state.service = service;
-      ++state.characteristicsAsked;
-      peripheral->discoverCharacteristics(std::nullopt, service);
-    }
-  }
-  void peripheralDidDiscoverCharacteristicsForService(
-      const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
-      const std::shared_ptr<const NSError>& /*error*/) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.connected);
-    EXPECT_GT(state.characteristicsAsked--, 0);
-    const auto list = service->characteristics();
-    ASSERT_TRUE(list.has_value());
-    for (const auto& characteristic : *list) {
-      state.characteristics.insert(characteristic);
-      subscribe(peripheral, characteristic);
-    }
-    EXPECT_LE(state.characteristics.size(), uuids.size()) << "one object for one characteristic";
-  }
-  void peripheralDidUpdateNotificationStateForCharacteristic(
-      const std::shared_ptr<CBPeripheral>& peripheral,
-      const std::shared_ptr<CBCharacteristic>& characteristic,
-      const std::shared_ptr<const NSError>& /*error*/) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.connected);
-    EXPECT_GT(state.subscriptionsAsked--, 0);
-    EXPECT_TRUE(state.characteristics.contains(characteristic));
-  }
-  void peripheralDidUpdateValueForCharacteristic(
-      const std::shared_ptr<CBPeripheral>& peripheral,
-      const std::shared_ptr<CBCharacteristic>& characteristic,
-      const std::shared_ptr<const NSError>& error) override {
-    const Calling calling = enter();
-    Seen& state = seen.at(peripheral);
-    EXPECT_TRUE(state.connected && state.subscribedEver);
-    EXPECT_TRUE(state.characteristics.contains(characteristic));
-    EXPECT_EQ(error, nullptr);
-    ASSERT_NE(characteristic->value(), nullptr);
+  void didReceive(const std::shared_ptr<CBPeripheral>& peripheral,
+                  const std::shared_ptr<CBCharacteristic>& characteristic) override {
     std::uint32_t number = 0;
     characteristic->value()->getBytes(&number, sizeof number);
     received.push_back(number);
-    // Something that the delegate does from inside: it must not be called back from it.
-    if (chance(8)) {
-      ++state.servicesAsked;
-      peripheral->discoverServices(std::nullopt);
-    }
+    // The auditor must not be called back from inside these.
+    if (chance(8)) discoverServices(peripheral);
     if (chance(8)) subscribe(peripheral, characteristic);
   }
 
-  void request(CBCentralManager& central, const std::shared_ptr<CBPeripheral>& peripheral) {
-    seen[peripheral].requested = true;
-    central.connectPeripheral(peripheral, std::nullopt);
-  }
-  bool chance(unsigned oneIn) { return (*random)() % oneIn == 0; }
-
-  std::weak_ptr<Auditor> self;
-  std::mt19937* random = nullptr;
-  CBManagerState told = CBManagerState::unknown;
-  int depth = 0;
-  int connections = 0;
-  std::map<std::shared_ptr<CBPeripheral>, Seen> seen;
-  std::vector<std::uint32_t> received;
-
  private:
-  Calling enter() {
-    EXPECT_EQ(depth, 0) << "called from inside a call";
-    return Calling(*this);
-  }
-  void subscribe(const std::shared_ptr<CBPeripheral>& peripheral,
-                 const std::shared_ptr<CBCharacteristic>& characteristic) {
-    Seen& state = seen.at(peripheral);
-    ++state.subscriptionsAsked;
-    state.subscribedEver = true;
-    peripheral->setNotifyValue(true, characteristic);
-  }
+  bool chance(unsigned oneIn) { return random_() % oneIn == 0; }
+
+  std::mt19937& random_;
 };
 
 class World {
@@ -193,7 +58,6 @@ class World {
       devices_.push_back(&radio_.addDevice({.name = name, .services = {service}}));
     }
     auditor_->self = auditor_;
-    auditor_->random = &random_;
     central_ = CBCentralManager::init(auditor_, nullptr, std::nullopt);
   }
 
@@ -226,8 +90,8 @@ class World {
         device.setAdvertisesWhileConnected(random_() % 2 == 0);
         break;
       case 7:
-        for (auto& [peripheral, state] : auditor_->seen) {
-          if (!state.connected && random_() % 2 == 0) auditor_->request(*central_, peripheral);
+        for (const auto& peripheral : auditor_->apart()) {
+          if (random_() % 2 == 0) auditor_->request(*central_, peripheral);
         }
         break;
       default:
@@ -280,7 +144,7 @@ class World {
   Scheduler scheduler_;
   Radio radio_{scheduler_};
   std::vector<Device*> devices_;
-  std::shared_ptr<Auditor> auditor_ = std::make_shared<Auditor>();
+  std::shared_ptr<Auditor> auditor_ = std::make_shared<Auditor>(random_);
   std::shared_ptr<CBCentralManager> central_;
   std::uint32_t lastNumber_ = 0;
   std::vector<std::uint32_t> accepted_;

@@ -1,4 +1,5 @@
 #include <tests/support/bits.h>
+#include <tests/support/long_run.h>
 #include <tools/monitor/json_line.h>
 #include <tools/monitor/json_text.h>
 
@@ -73,7 +74,7 @@ TEST(JsonTextTest, NumbersThatJsonHasNotAreStrings) {
 // A reader that knows doubles only and rounds to float gets the same bits.
 TEST(JsonTextTest, FloatsReadBackToTheSameBits) {
   std::mt19937 random(4711);
-  for (int index = 0; index < 100'000; ++index) {
+  for (int index = 0; index < longRun(100'000, 10'000); ++index) {
     const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
     if (!std::isfinite(value)) continue;
     const json event = json::parse(jsonText(watch::Event{0s, watch::EcgSample{value}}));

@@ -1,6 +1,9 @@
 // The built program playing recordings.
 
 #include "process.h"
+
+#include <tests/support/long_run.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -89,21 +92,15 @@ TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
   if (!std::filesystem::exists(recording)) {
     GTEST_SKIP() << recording << " is not beside this checkout";
   }
-  std::size_t rows = 30'000;
-  std::string file = recording.string();
-#ifdef ZEPHLY_SANITIZED
-  // A cut of it: the sanitizers make the respiration chain slow.
-  rows = 3'000;
+  const std::size_t rows = longRun<std::size_t>(30'000, 3'000);
   std::ifstream whole(recording);
   std::string text;
   std::string line;
   for (std::size_t index = 0; index <= rows && std::getline(whole, line); ++index) {
     text += line + "\n";
   }
-  const File cut(text);
-  file = cut.path();
-#endif
-  const Finished run = play(file, "100");
+  const File file(text);
+  const Finished run = play(file.path(), "100");
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   expectEverySampleArrived(run, "ecg", rows, rows * 5);
   expectEverySampleArrived(run, "respiration", rows, rows * 5);

@@ -14,6 +14,7 @@
 #include <platforms/simulated/strap_device.h>
 #include <strap/strap.h>
 #include <tests/support/fake_processor_clock.h>
+#include <tests/support/long_run.h>
 #include <tests/support/session_test_access.h>
 #include <tests/torture/out_of_memory.h>
 #include <zephly/ble/gatt_profile.h>
@@ -32,12 +33,6 @@
 #include <set>
 #include <string>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZEPHLY_SLOW_BUILD
-#endif
-#endif
-
 namespace torture {
 namespace {
 
@@ -45,13 +40,8 @@ using namespace std::chrono_literals;
 namespace simulated = Zephly::simulated;
 namespace strap = Zephly::strap;
 
-#ifdef ZEPHLY_SLOW_BUILD
-constexpr std::size_t allUpTo = 300;
-constexpr std::size_t stride = 1009;
-#else
-constexpr std::size_t allUpTo = 1000;
-constexpr std::size_t stride = 101;
-#endif
+constexpr std::size_t allUpTo = longRun(1000, 300);
+constexpr std::size_t stride = longRun(101, 1009);
 
 class World {
  public:

@@ -1,0 +1,194 @@
+#pragma once
+/// @file
+/// What a host owes the kit, checked: a delegate that wants everything, believes nothing, and holds
+/// each call against what it asked for and was told before.
+///
+///   const auto auditor = std::make_shared<HostAuditor>();
+///   auditor->self = auditor;
+///   const auto central = CBCentralManager::init(auditor, nullptr, std::nullopt);
+///   {
+///     const HostAuditor::Calling calling(*auditor);
+///     radio.setState(CBManagerState::poweredOff);  // may not call back from inside
+///   }
+
+#include <zephly/platform/core_bluetooth.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate {
+ public:
+  /// While it lives, nobody may call the auditor.
+  class Calling {
+   public:
+    explicit Calling(HostAuditor& auditor) : auditor_(auditor) { ++auditor_.depth_; }
+    Calling(const Calling&) = delete;
+    Calling& operator=(const Calling&) = delete;
+    ~Calling() { --auditor_.depth_; }
+
+   private:
+    HostAuditor& auditor_;
+  };
+
+  void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override {
+    const Calling calling = enter();
+    EXPECT_NE(central->state(), state_) << "a change is told once";
+    state_ = central->state();
+    central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
+  }
+  void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
+                                           const std::shared_ptr<CBPeripheral>& peripheral,
+                                           const CBAdvertisementData& /*advertisementData*/,
+                                           int /*RSSI*/) override {
+    const Calling calling = enter();
+    EXPECT_EQ(state_, CBManagerState::poweredOn);
+    seen_[peripheral];
+    if (wantsConnection()) request(*central, peripheral);
+  }
+  void centralManagerDidConnectPeripheral(
+      const std::shared_ptr<CBCentralManager>& /*central*/,
+      const std::shared_ptr<CBPeripheral>& peripheral) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.requested && !seen.connected);
+    seen = Seen();
+    seen.connected = true;
+    ++connections;
+    peripheral->setDelegate(self);
+    discoverServices(peripheral);
+  }
+  void centralManagerDidFailToConnectPeripheral(
+      const std::shared_ptr<CBCentralManager>& /*central*/,
+      const std::shared_ptr<CBPeripheral>& peripheral,
+      const std::shared_ptr<const NSError>& error) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.requested && !seen.connected);
+    EXPECT_NE(error, nullptr);
+    seen.requested = false;
+  }
+  void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
+                                             const std::shared_ptr<CBPeripheral>& peripheral,
+                                             const std::shared_ptr<const NSError>& error) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.connected) << "an end is told once";
+    didEnd(error);
+    seen = Seen();
+    if (wantsConnection()) request(*central, peripheral);
+  }
+
+  void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& peripheral,
+                                     const std::shared_ptr<const NSError>& /*error*/) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.connected);
+    EXPECT_GT(seen.servicesAsked--, 0) << "one answer per question";
+    const auto services = peripheral->services();
+    ASSERT_TRUE(services.has_value());
+    for (const auto& service : *services) {
+      seen.services.insert(service);
+      ++seen.characteristicsAsked[service];
+      peripheral->discoverCharacteristics(std::nullopt, service);
+    }
+    didFind(seen.services.size(), seen.characteristics.size());
+  }
+  void peripheralDidDiscoverCharacteristicsForService(
+      const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
+      const std::shared_ptr<const NSError>& /*error*/) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.connected);
+    EXPECT_GT(seen.characteristicsAsked[service]--, 0) << "one answer per question";
+    const auto list = service->characteristics();
+    ASSERT_TRUE(list.has_value());
+    for (const auto& characteristic : *list) {
+      seen.characteristics.insert(characteristic);
+      subscribe(peripheral, characteristic);
+    }
+    didFind(seen.services.size(), seen.characteristics.size());
+  }
+  void peripheralDidUpdateNotificationStateForCharacteristic(
+      const std::shared_ptr<CBPeripheral>& peripheral,
+      const std::shared_ptr<CBCharacteristic>& characteristic,
+      const std::shared_ptr<const NSError>& /*error*/) override {
+    const Calling calling = enter();
+    Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.connected);
+    EXPECT_GT(seen.subscriptionsAsked[characteristic]--, 0) << "one answer per question";
+  }
+  void peripheralDidUpdateValueForCharacteristic(
+      const std::shared_ptr<CBPeripheral>& peripheral,
+      const std::shared_ptr<CBCharacteristic>& characteristic,
+      const std::shared_ptr<const NSError>& error) override {
+    const Calling calling = enter();
+    const Seen& seen = seen_.at(peripheral);
+    EXPECT_TRUE(seen.connected);
+    EXPECT_TRUE(seen.subscriptionsAsked.contains(characteristic)) << "not asked for on this link";
+    EXPECT_EQ(error, nullptr);
+    ASSERT_NE(characteristic->value(), nullptr);
+    ++values;
+    didReceive(peripheral, characteristic);
+  }
+
+  void request(CBCentralManager& central, const std::shared_ptr<CBPeripheral>& peripheral) {
+    seen_[peripheral].requested = true;
+    central.connectPeripheral(peripheral, std::nullopt);
+  }
+  /// Those discovered so far that are not connected.
+  std::vector<std::shared_ptr<CBPeripheral>> apart() const {
+    std::vector<std::shared_ptr<CBPeripheral>> list;
+    for (const auto& [peripheral, seen] : seen_) {
+      if (!seen.connected) list.push_back(peripheral);
+    }
+    return list;
+  }
+
+  std::weak_ptr<HostAuditor> self;
+  int connections = 0;
+  int values = 0;
+
+ protected:
+  /// What differs from test to test. Called with what has passed the checks.
+  virtual bool wantsConnection() { return true; }
+  virtual void didEnd(const std::shared_ptr<const NSError>& /*error*/) {}
+  /// So many different ones on this link.
+  virtual void didFind(std::size_t /*services*/, std::size_t /*characteristics*/) {}
+  virtual void didReceive(const std::shared_ptr<CBPeripheral>& /*peripheral*/,
+                          const std::shared_ptr<CBCharacteristic>& /*characteristic*/) {}
+
+  void discoverServices(const std::shared_ptr<CBPeripheral>& peripheral) {
+    ++seen_.at(peripheral).servicesAsked;
+    peripheral->discoverServices(std::nullopt);
+  }
+  void subscribe(const std::shared_ptr<CBPeripheral>& peripheral,
+                 const std::shared_ptr<CBCharacteristic>& characteristic) {
+    ++seen_.at(peripheral).subscriptionsAsked[characteristic];
+    peripheral->setNotifyValue(true, characteristic);
+  }
+
+ private:
+  struct Seen {
+    bool requested = false;
+    bool connected = false;
+    int servicesAsked = 0;
+    std::set<std::shared_ptr<CBService>> services;
+    std::map<std::shared_ptr<CBService>, int> characteristicsAsked;
+    std::set<std::shared_ptr<CBCharacteristic>> characteristics;
+    std::map<std::shared_ptr<CBCharacteristic>, int> subscriptionsAsked;
+  };
+
+  Calling enter() {
+    EXPECT_EQ(depth_, 0) << "called from inside a call";
+    return Calling(*this);
+  }
+
+  int depth_ = 0;
+  CBManagerState state_ = CBManagerState::unknown;
+  std::map<std::shared_ptr<CBPeripheral>, Seen> seen_;
+};
