@@ -1,5 +1,6 @@
 #include <tools/watch/simulated_source.h>
 
+#include <tests/support/turn_until.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
@@ -40,6 +41,18 @@ TEST(SimulatedSourceTest, EndsAtTheDurationWithNothingLost) {
   EXPECT_FALSE(summary.anythingLost());
   EXPECT_GT(summary.streams.at(static_cast<std::size_t>(strap::Stream::ecg)).delivered, 2000U);
   EXPECT_EQ(summary.connections, 1U);
+}
+
+// A machine that cannot keep up runs far beyond the end in one go.
+TEST(SimulatedSourceTest, ItsTimeStandsStillFromTheEndOn) {
+  main_queue::MainQueue queue;
+  bool ended = false;
+  SimulatedSource source(queue, {.speed = 1e6, .duration = 2s}, [&] { ended = true; });
+  source.start();
+  ASSERT_TRUE(turnUntil(queue, [&] { return ended; }));
+  EXPECT_EQ(source.now(), 2s);
+  EXPECT_EQ(source.finish().duration, 2s);
+  EXPECT_EQ(source.now(), 2s);
 }
 
 TEST(SimulatedSourceTest, TheStrapLosesItsLinkAsThePlanSays) {

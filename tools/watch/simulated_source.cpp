@@ -69,6 +69,7 @@ void SimulatedSource::end() {
 
 void SimulatedSource::stopSending() {
   if (!device_) return;
+  over_ = scheduler_.now();
   report_.duration = now();
   StrapReport& report = report_.strap.emplace();
   report.repetitionsDone = strap_.repetitionsDone(now());

@@ -48,7 +48,7 @@ class SimulatedSource final : public Source {
 
   void start() override;
   /// Strap time, which is the session's time too.
-  strap::StrapTime now() const override { return scheduler_.now(); }
+  strap::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did.
   SourceReport finish() override;
@@ -66,6 +66,7 @@ class SimulatedSource final : public Source {
   strap::Strap strap_;
   std::optional<simulated::StrapDevice> device_;
   std::optional<simulated::Pacer> pacer_;
+  std::optional<strap::StrapTime> over_;  // when it ended
   SourceReport report_;
 };
 

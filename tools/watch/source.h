@@ -31,7 +31,8 @@ class Source {
 
   /// Time runs from now on.
   virtual void start() = 0;
-  /// Time since start().
+  /// Time since start(). Stands still from the source's own end on, also where time goes on behind
+  /// it.
   virtual strap::StrapTime now() const = 0;
   /// Ends what still goes on, and tells what is known of it. Once, and not from inside a callback
   /// of the session.
