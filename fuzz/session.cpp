@@ -44,6 +44,7 @@ struct Told {
   int temperatures = 0;
   int batteries = 0;
   std::optional<bool> leadoff;
+  bool left = false;  ///< the session's application has been let go of
 };
 
 class Application : public ZephlyDelegate {
@@ -51,35 +52,42 @@ class Application : public ZephlyDelegate {
   explicit Application(Told& told) : told_(told) {}
 
   void didChangeLeadoffState(bool leadoff) override {
+    listens();
     require(told_.leadoff != leadoff, "contact is told when it changes");
     told_.leadoff = leadoff;
     leave(0);
   }
   void didConnectPeripheral() override {
+    listens();
     ++told_.connections;
     leave(1);
   }
   void didDisconnectPeripheral() override {
+    listens();
     ++told_.disconnections;
     leave(2);
   }
   void didReceiveTemperature(float, float, float body) override {
+    listens();
     require(body == 0, "body temperature is not estimated");
     ++told_.temperatures;
     leave(3);
   }
   void didReceiveECG(float sample) override {
+    listens();
     require(std::abs(sample) <= 2.42F, "ECG within full scale");
     ++told_.ecg;
     leave(4);
   }
   void didReceiveRespiration(float sample) override {
+    listens();
     require(sample >= 0 && sample <= 1, "respiration of 0 to 1");
     require(told_.leadoff.has_value(), "contact is told first");
     ++told_.respiration;
     leave(5);
   }
   void didReceiveBatteryStatus(BatteryStatus) override {
+    listens();
     ++told_.batteries;
     leave(6);
   }
@@ -89,8 +97,12 @@ class Application : public ZephlyDelegate {
   std::shared_ptr<Application>* owner = nullptr;
 
  private:
+  // Each call finds its receiver anew, also from one sample of a frame to the next.
+  void listens() const { require(!told_.left, "nothing is told to who has been let go of"); }
   void leave(unsigned call) {
-    if (leavesAt == call) owner->reset();
+    if (leavesAt != call) return;
+    told_.left = true;
+    owner->reset();
   }
 
   Told& told_;

@@ -1,3 +1,4 @@
+#include <tests/support/long_run.h>
 #include <zephly/dsp/respiration_filter.h>
 
 #include <tests/dsp/filter_oracles.h>
@@ -48,16 +49,17 @@ TEST(RespirationFilterTest, FirstNegativeValueThatReachesTheNormalisationGivesZe
 }
 
 TEST(RespirationFilterTest, MatchesTheWrittenOutChainBitForBit) {
-  for (const NamedSignal& signal : realisticSignals(9000)) {
+  for (const NamedSignal& signal : realisticSignals(longRun(9000, 4500))) {
     SCOPED_TRACE(signal.name);
     expectMatchesRespirationChain(signal.samples);
   }
 }
 
 TEST(RespirationFilterTest, MatchesOverTheRecording) {
-  const auto recording = restingRecording(RestingColumn::respiration, 15000);
+  constexpr auto samples = longRun<std::size_t>(15000, 4500);
+  const auto recording = restingRecording(RestingColumn::respiration, samples);
   if (!recording) GTEST_SKIP() << missingRestingRecording();
-  ASSERT_EQ(recording->size(), 15000U);
+  ASSERT_EQ(recording->size(), samples);
   expectMatchesRespirationChain(*recording);
 }
 

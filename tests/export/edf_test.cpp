@@ -1,3 +1,4 @@
+#include <tests/support/long_run.h>
 #include <tools/export/edf_file.h>
 
 #include <tests/capture/captures.h>
@@ -262,15 +263,16 @@ TEST(EdfTest, AStrapThatIsSlowOrFastStaysInItsPlace) {
 TEST(EdfTest, OneStreamFarBehindTheOthersIsWaitedFor) {
   SessionScript script;
   script.connect(0s);
-  for (int frame = 1; frame <= 5000; ++frame)
+  constexpr int frames = longRun(5000, 1000);
+  for (int frame = 1; frame <= frames; ++frame)
     script.ecg(frame * 12ms, {100, 100, 100, 100, 100, 100});
-  for (int frame = 1; frame <= 5000; ++frame)
-    script.respiration(60s, {100, 100, 100, 100, 100, 100});
-  script.end(61s);
+  for (int frame = 1; frame <= frames; ++frame)
+    script.respiration(frames * 12ms, {100, 100, 100, 100, 100, 100});
+  script.end(frames * 12ms + 1s);
   const ScratchDirectory scratch;
   ASSERT_THAT(exportEdf(scratch, script), IsEmpty());
   const EdfReader edf(scratch / "a.edf");
-  for (std::size_t slot = 200; slot < 30'000; ++slot) {
+  for (std::size_t slot = 200; slot < std::size_t{frames} * 6; ++slot) {
     ASSERT_NE(edf.signal("ECG").digital[slot], -32768) << slot;
     ASSERT_NE(edf.signal("Resp").digital[slot], -32768) << slot;
   }

@@ -1,3 +1,4 @@
+#include <tests/support/long_run.h>
 #include <tools/monitor/terminal_view.h>
 
 #include <gmock/gmock.h>
@@ -165,7 +166,7 @@ TEST_F(TerminalViewTest, ThePaceStandsBesideTheTime) {
 TEST_F(TerminalViewTest, FitsEverySizeFromTheSmallestOn) {
   fillModel();
   for (std::size_t width = smallestWidth; width <= 200; width += 7) {
-    for (std::size_t height = smallestHeight; height <= 70; height += 3) {
+    for (std::size_t height = smallestHeight; height <= 70; height += longRun<std::size_t>(3, 12)) {
       const std::string text = textOf(width, height);
       ASSERT_THAT(text, AllOf(HasSubstr("connected "), HasSubstr(" ● electrodes on skin "),
                               HasSubstr(" reconnects 0\n"), HasSubstr("Battery"),
