@@ -164,6 +164,20 @@ TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
   EXPECT_EQ(services[1]->characteristics(), list);
 }
 
+TEST_F(BluezBoundary, ALinkThatEndsInItsFirstAnswerGivesNoSecond) {
+  strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
+                     ConnectStep::objects, ConnectStep::resolved};
+  openSession({.discover = false});
+  bluez.advertise(strap);
+  ASSERT_THAT(told(), Contains("connected"));
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().onServices = [this] { session->central.reset(); };
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), ElementsAre("services 2"));
+  EXPECT_FALSE(strap.connected);
+}
+
 TEST_F(BluezBoundary, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
   bringUp();
   EXPECT_EQ(recorder().lastServices[0]->UUID(),

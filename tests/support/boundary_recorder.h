@@ -81,6 +81,7 @@ class Recorder : public CBCentralManagerDelegate, public CBPeripheralDelegate {
     note("services " + (services ? std::to_string(services->size()) : "absent") + text(error));
     if (!services) return;
     lastServices = *services;
+    if (onServices) onServices();
     for (const auto& service : *services) {
       if (script.discover) peripheral->discoverCharacteristics(std::nullopt, service);
     }
@@ -126,6 +127,7 @@ class Recorder : public CBCentralManagerDelegate, public CBPeripheralDelegate {
   std::vector<std::shared_ptr<CBCharacteristic>> lastCharacteristics;
   std::shared_ptr<CBPeripheral> peripheral_;
   std::weak_ptr<CBPeripheralDelegate> peripheralDelegate;
+  std::function<void()> onServices;
   std::function<void()> onValue;
 
  private:
