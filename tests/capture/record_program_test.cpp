@@ -315,8 +315,8 @@ constexpr double latestKill = longRun(540, 150);
 // most of them within the first half a minute, to save time, the others anywhere.
 TEST_F(RecordProgramTest, KilledAtAnyMomentTheFileReadsToItsLastWholeRecord) {
   constexpr int seconds = 600;
-  constexpr int kills = longRun(50, 12);
-  constexpr int anywhere = longRun(10, 4);  // one in so many
+  constexpr int kills = longRun(50, 8);
+  constexpr int anywhere = longRun(10, 3);  // one in so many
   const auto wholeFile = scratch_ / "whole.zcap";
   ASSERT_EQ(runProgram(record(wholeFile, wholeSeconds)).exitCode, 0);
   const ReadBack whole = captures::readBack(wholeFile);

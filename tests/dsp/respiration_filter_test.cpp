@@ -49,7 +49,7 @@ TEST(RespirationFilterTest, FirstNegativeValueThatReachesTheNormalisationGivesZe
 }
 
 TEST(RespirationFilterTest, MatchesTheWrittenOutChainBitForBit) {
-  for (const NamedSignal& signal : realisticSignals(longRun(9000, 4500))) {
+  for (const NamedSignal& signal : realisticSignals(longRun(9000, 3000))) {
     SCOPED_TRACE(signal.name);
     expectMatchesRespirationChain(signal.samples);
   }
