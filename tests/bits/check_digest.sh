@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Whether every numeric class of the kit has a line in what the program prints, and no two lines say the
-# same of different things. Usage: check_digest.sh DIGEST KIT
+# same of different things. Usage: check_digest.sh KIT [EMULATOR...] DIGEST
 set -euo pipefail
-lines=$("$1")
+kit=$1
+shift
+lines=$("$@")
 failures=0
 complain() {
   echo "$1"
@@ -16,8 +18,8 @@ while read -r name; do
   classes=$((classes + 1))
   [[ $elsewhere == *" $name "* ]] && continue
   grep -qE "^$name( |$)" <<<"$lines" || complain "no digest of $name"
-done < <(sed -nE 's/^(class|struct) (ZEPHLY_EXPORT )?([A-Za-z0-9]+)( final)?( :.*)? \{$/\3/p' "$2"/{protocol,dsp,motion}/*.h | sort -u)
-[ $classes -ge 20 ] || complain "only $classes classes seen: is $2 the kit?"
+done < <(sed -nE 's/^(class|struct) (ZEPHLY_EXPORT )?([A-Za-z0-9]+)( final)?( :.*)? \{$/\3/p' "$kit"/{protocol,dsp,motion}/*.h | sort -u)
+[ $classes -ge 20 ] || complain "only $classes classes seen: is $kit the kit?"
 
 twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
 # The wrapper hands everything on to the engine; the two must agree.
