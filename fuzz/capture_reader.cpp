@@ -146,7 +146,7 @@ Bytes sensibleRecord(Input& input, std::uint64_t sequence, Stamp& stamp) {
   if (clock == 1) stamp.wall = std::chrono::nanoseconds(input.number<std::int64_t>());
   if (clock == 2) stamp.processor = input.number<std::uint64_t>();
   const Record record{stamp, anyWhat(input)};
-  const Bytes bytes = encodeRecord(record, sequence);
+  Bytes bytes = encodeRecord(record, sequence);
   const auto payload = std::span(bytes).subspan(recordHeaderSize);
   const auto again = decodePayload(static_cast<std::uint32_t>(record.what.index() + 1),
                                    payload.first(payload.size() - checksumSize));

@@ -247,7 +247,7 @@ bool holdAll() {
 
 int main(int argc, char** argv) {
   if (argc != 2) {
-    std::fputs("usage: zephly_peers SAMPLES_FILE\n", stderr);
+    (void)std::fputs("usage: zephly_peers SAMPLES_FILE\n", stderr);
     return 2;
   }
   if (!writeSamples(argv[1])) {

@@ -29,7 +29,7 @@ void LyingBus::answer(std::size_t index, Reply reply) {
   calls_.erase(place);
 }
 
-void LyingBus::say(Signal signal, const std::string& senderName) {
+void LyingBus::say(const Signal& signal, const std::string& senderName) {
   for (const auto& [id, subscriber] : subscribers_) {
     if (subscriber.rule.find("sender='" + senderName + "'") == std::string::npos) continue;
     later([this, id = id, handler = subscriber.handler, signal] {

@@ -43,7 +43,7 @@ class LyingBus final : public Zephly::bluez::Bus {
   /// Answers the call at `index`, which is below calls().size().
   void answer(std::size_t index, Zephly::bluez::Reply reply);
   /// Delivers a signal to everybody who asked for those of its sender.
-  void say(Zephly::bluez::Signal signal, const std::string& senderName);
+  void say(const Zephly::bluez::Signal& signal, const std::string& senderName);
   /// The connection is closed: what waits fails.
   void lose();
 

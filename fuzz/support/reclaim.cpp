@@ -5,7 +5,10 @@
 #include <cstddef>
 #include <cstdlib>
 
-// Of the sanitizer's allocator; absent in other builds.
+// Names of the sanitizer's own, which is why they are of its kind.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+// Of its allocator; absent in other builds.
 extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
     void (*malloc_hook)(const volatile void*, std::size_t),
     void (*free_hook)(const volatile void*));
@@ -13,6 +16,8 @@ extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
 // What was made by `new double[]` is given back by free(), all of it alike.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
+
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace fuzz {
 

@@ -11,7 +11,7 @@ namespace fuzz {
 
 inline void require(bool holds, const char* what) {
   if (holds) return;
-  std::fprintf(stderr, "fuzz: does not hold: %s\n", what);
+  static_cast<void>(std::fprintf(stderr, "fuzz: does not hold: %s\n", what));
   std::abort();
 }
 

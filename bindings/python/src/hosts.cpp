@@ -143,7 +143,7 @@ void tellStandardError(const std::string& line) {
 class Bluetooth final : public HostObject {
  public:
   Bluetooth(std::shared_ptr<Queue> queue, const std::string& adapter, const std::string& busAddress,
-            const std::string& notifications, py::object report)
+            const std::string& notifications, const py::object& report)
       : HostObject(std::move(queue)) {
     HostObject::queue()->requireThread();
     ::Zephly::bluez::Options options{.adapter = adapter, .busAddress = busAddress};
