@@ -246,6 +246,12 @@ class KitPeripheral : public CBPeripheralDelegate {
 
 // A world without behaviour, the tap, and the kit's side as objects of the test's own.
 class TapWorldTest : public testing::Test {
+ public:
+  ~TapWorldTest() override {
+    tap_.reset();
+    setProcessorClock(before_);
+  }
+
  protected:
   TapWorldTest() {
     before_ = setProcessorClock([] { return processor; });
@@ -259,10 +265,6 @@ class TapWorldTest : public testing::Test {
                             .wall = [] { return 1'800'000'000s; }});
     central_ = CBCentralManager::init(kit_, nullptr, std::nullopt);
     host_ = world_.delegate.lock();
-  }
-  ~TapWorldTest() override {
-    tap_.reset();
-    setProcessorClock(before_);
   }
 
   void hear(const std::shared_ptr<fake::Peripheral>& device) {

@@ -225,13 +225,15 @@ TEST(ViewProgramTest, AReaderOfItsLinesThatGoesAwayChangesNothing) {
 
 // A folder with an xdg-open that does what the test wants.
 class OpenTest : public testing::Test {
+ public:
+  ~OpenTest() override { std::filesystem::remove_all(folder_); }
+
  protected:
   OpenTest()
       : folder_(std::filesystem::path(testing::TempDir()) /
                 ("view-open-" + std::to_string(::getpid()))) {
     std::filesystem::create_directories(folder_);
   }
-  ~OpenTest() override { std::filesystem::remove_all(folder_); }
 
   void provide(const std::string& script) const {
     const std::filesystem::path file = folder_ / "xdg-open";

@@ -69,6 +69,9 @@ TEST(Tally, KeepsTheStreamsApart) {
 }
 
 class StrapLogTest : public testing::Test {
+ public:
+  ~StrapLogTest() override { std::filesystem::remove(path_); }
+
  protected:
   StrapLogTest() {
     path_ = std::filesystem::path(testing::TempDir()) /
@@ -76,7 +79,6 @@ class StrapLogTest : public testing::Test {
              testing::UnitTest::GetInstance()->current_test_info()->name());
     std::filesystem::remove(path_);
   }
-  ~StrapLogTest() override { std::filesystem::remove(path_); }
 
   void append(const std::string& text) { std::ofstream(path_, std::ios::app) << text; }
 
