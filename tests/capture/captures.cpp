@@ -89,6 +89,15 @@ decltype(Record::what) randomWhat(std::mt19937_64& random) {
   }
 }
 
+Record randomRecord(std::mt19937_64& random) {
+  Record record;
+  record.stamp.monotonic = std::chrono::nanoseconds(static_cast<std::int64_t>(random()));
+  record.stamp.wall = std::chrono::nanoseconds(static_cast<std::int64_t>(random()));
+  record.stamp.processor = random();
+  record.what = randomWhat(random);
+  return record;
+}
+
 }  // namespace
 
 ScratchDirectory::ScratchDirectory() {
@@ -103,7 +112,7 @@ ScratchDirectory::~ScratchDirectory() {
 }
 
 std::filesystem::path ScratchDirectory::file(const std::string& name, const Bytes& content) const {
-  const std::filesystem::path file = path_ / name;
+  std::filesystem::path file = path_ / name;
   std::ofstream stream(file, std::ios::binary | std::ios::trunc);
   stream.write(reinterpret_cast<const char*>(content.data()),
                static_cast<std::streamsize>(content.size()));
@@ -147,19 +156,17 @@ std::vector<Record> someOfEach() {
       Value{1, 3, {{0x10, 0x27}}, std::nullopt},
       Ended{}};
   std::vector<Record> records;
+  records.reserve(all.size());
   for (const auto& what : all) {
     records.push_back({someStamp(static_cast<std::int64_t>(records.size())), what});
   }
   return records;
 }
 
-Record randomRecord(std::mt19937_64& random) {
-  Record record;
-  record.stamp.monotonic = std::chrono::nanoseconds(static_cast<std::int64_t>(random()));
-  record.stamp.wall = std::chrono::nanoseconds(static_cast<std::int64_t>(random()));
-  record.stamp.processor = random();
-  record.what = randomWhat(random);
-  return record;
+std::vector<Record> randomRecords(std::mt19937_64& random, std::size_t count) {
+  std::vector<Record> records(count);
+  for (Record& record : records) record = randomRecord(random);
+  return records;
 }
 
 Bytes captureOf(const std::vector<Record>& records) {

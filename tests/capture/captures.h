@@ -4,13 +4,14 @@
 /// file to its end whatever is wrong with it.
 ///
 ///   const ScratchDirectory scratch;
-///   const Bytes bytes = captureOf(oneOfEach());
+///   const Bytes bytes = captureOf(someOfEach());
 ///   const ReadBack back = readBack(scratch.file("walk.zcap", bytes));
 
 #include <tools/capture/capture_error.h>
 #include <tools/capture/reader.h>
 #include <tools/capture/record.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -44,8 +45,8 @@ Bytes contentOf(const std::filesystem::path& file);
 Zephly::capture::Preamble somePreamble();
 /// Two records of each kind, without and with everything that can be absent; Ended last.
 std::vector<Zephly::capture::Record> someOfEach();
-/// Any record but Ended.
-Zephly::capture::Record randomRecord(std::mt19937_64& random);
+/// Any records but Ended.
+std::vector<Zephly::capture::Record> randomRecords(std::mt19937_64& random, std::size_t count);
 
 /// A whole file. The records are numbered from 0.
 Bytes captureOf(const std::vector<Zephly::capture::Record>& records);

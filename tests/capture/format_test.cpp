@@ -48,8 +48,7 @@ TEST(FormatTest, AnyRecordComesBackAsItWas) {
   std::mt19937_64 random(20'261'121);
   const ScratchDirectory scratch;
   for (int round = 0; round < 20; ++round) {
-    std::vector<Record> records;
-    for (int i = 0; i < 200; ++i) records.push_back(captures::randomRecord(random));
+    const std::vector<Record> records = captures::randomRecords(random, 200);
     const ReadBack back = captures::readBack(scratch.file("c.zcap", captures::captureOf(records)));
     ASSERT_TRUE(back.records == records) << "round " << round;
     ASSERT_TRUE(back.errors.empty());

@@ -32,7 +32,6 @@ using captures::ScratchDirectory;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using Zephly::capture::CaptureError;
@@ -263,9 +262,7 @@ TEST_F(RecordProgramTest, NoBytesMakeItCrash) {
     }
     // In half of them the clocks and the contents are wild and the checksums are right.
     if (round % 2 == 0) {
-      std::vector<Record> records;
-      for (int i = 0; i < 50; ++i) records.push_back(captures::randomRecord(random));
-      bytes = captures::captureOf(records);
+      bytes = captures::captureOf(captures::randomRecords(random, 50));
     }
     const Finished run = runProgram({"inspect", scratch_.file("c.zcap", bytes).string()});
     ASSERT_EQ(run.exitCode, 1) << "round " << round << "\n" << run.errors;

@@ -454,9 +454,7 @@ TEST(ReplayHostTest, AnyRecordsAtAllAreHarmlessForTheWholeKit) {
   for (int run = 0; run < 20; ++run) {
     ReplayHost host;
     const sessions::Listener listener([] { return 0s; });
-    std::vector<Record> records;
-    for (int i = 0; i < 500; ++i) records.push_back(captures::randomRecord(random));
-    deliverAll(host, records);
+    deliverAll(host, captures::randomRecords(random, 500));
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <list>
 #include <utility>
 
 namespace soak {
@@ -72,7 +73,8 @@ void LoggedStrap::doWrong(const strap::Frame& frame) {
   if (fault_ == Fault::repeatFrame) {
     device_.notify(strap::characteristicUUID(frame.stream), frame.bytes);
   } else if (fault_ == Fault::leakMemory) {
-    [[maybe_unused]] const auto* const lost = new strap::Frame(frame);
+    static std::list<strap::Frame> kept;  // to the end of the process
+    kept.push_back(frame);
   } else if (fault_ == Fault::leakDescriptor) {
     ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   }

@@ -23,9 +23,7 @@ int soakAndReport(const soak::Options& options) {
   return outcome.wrong.empty() ? 0 : 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int parseAndSoak(int argc, char** argv) {
   soak::Options options;
   options.seed = std::random_device()();
   CLI::App app("A session, hours of strap time, and everything that it says compared.");
@@ -42,8 +40,14 @@ int main(int argc, char** argv) {
   app.add_option("--fault", options.fault, "Do something wrong now and then, to see it found")
       ->transform(CLI::CheckedTransformer(faults, CLI::ignore_case));
   CLI11_PARSE(app, argc, argv);
+  return soakAndReport(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    return soakAndReport(options);
+    return parseAndSoak(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << "error: " << error.what() << '\n';
     return 2;

@@ -32,8 +32,8 @@ struct Options {
 /// What the process may hold more, or less, at the end than after the warm-up.
 struct Tolerance {
   static constexpr std::size_t blocks = 16;
-  static constexpr std::size_t heapBytes = 16 * 1024;
-  static constexpr std::size_t residentBytes = 1024 * 1024;
+  static constexpr std::size_t heapBytes = std::size_t{16} * 1024;
+  static constexpr std::size_t residentBytes = std::size_t{1024} * 1024;
 };
 
 struct Outcome {

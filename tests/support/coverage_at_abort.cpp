@@ -3,7 +3,8 @@
 
 #include <csignal>
 
-extern "C" void __gcov_dump();  // of GCC's libgcov
+// Of GCC's libgcov. NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" void __gcov_dump();
 
 namespace {
 

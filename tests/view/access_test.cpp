@@ -12,7 +12,6 @@ namespace Zephly::view {
 namespace {
 
 namespace ip = boost::asio::ip;
-using testing::HasSubstr;
 using testing::MatchesRegex;
 
 Access servedOn(const char* address, std::uint16_t port = 8765) {

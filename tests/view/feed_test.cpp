@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -34,10 +35,10 @@ class FeedTest : public testing::Test {
     return all;
   }
   json lastState() const {
-    for (auto message = sent.rbegin(); message != sent.rend(); ++message) {
-      if (message->kind == Message::Kind::state) return json::parse(*message->bytes);
-    }
-    return {};
+    const auto last = std::find_if(sent.rbegin(), sent.rend(), [](const Message& message) {
+      return message.kind == Message::Kind::state;
+    });
+    return last == sent.rend() ? json() : json::parse(*last->bytes);
   }
 
   std::vector<Message> sent;

@@ -7,21 +7,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace Zephly::view {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 // After each test a proper client is still served.
 class HostileTest : public testing::Test {
@@ -266,8 +264,8 @@ TEST_F(FewTest, ThereIsARoomForSoManyViewers) {
 
 TEST_F(FewTest, ConnectionsBeyondTheLimitAreClosedAtOnce) {
   {
-    std::vector<std::unique_ptr<RawClient>> clients;
-    for (int i = 0; i < 5; ++i) clients.push_back(std::make_unique<RawClient>(world));
+    std::array<std::unique_ptr<RawClient>, 5> clients;
+    for (auto& client : clients) client = std::make_unique<RawClient>(world);
     const auto closed = [&] {
       return std::count_if(clients.begin(), clients.end(),
                            [](const auto& client) { return client->closed(); });

@@ -145,7 +145,7 @@ Account accountOf(const LiveClient& client) {
 // A server whose viewers may be behind by little.
 ServerOptions tight() {
   ServerOptions options;
-  options.limits.queueBytes = 64 * 1024;
+  options.limits.queueBytes = std::size_t{64} * 1024;
   options.limits.socketBytes = 16 * 1024;
   return options;
 }
@@ -278,13 +278,11 @@ class SessionTest : public testing::Test {
   }
 
   static json lastState(const LiveClient& client) {
-    for (auto message = client.messages().rbegin(); message != client.messages().rend();
-         ++message) {
-      if (message->binary) continue;
-      json state = json::parse(message->bytes);
-      if (state.at("type") == "state") return state;
-    }
-    return {};
+    const auto& all = client.messages();
+    const auto last = std::find_if(all.rbegin(), all.rend(), [](const auto& message) {
+      return !message.binary && json::parse(message.bytes).at("type") == "state";
+    });
+    return last == all.rend() ? json() : json::parse(last->bytes);
   }
 
   World world;
@@ -302,8 +300,8 @@ class SessionTest : public testing::Test {
 };
 
 TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheRest) {
-  std::vector<std::unique_ptr<LiveClient>> viewers;
-  for (int i = 0; i < 20; ++i) viewers.push_back(std::make_unique<LiveClient>(world));
+  std::array<std::unique_ptr<LiveClient>, 20> viewers;
+  for (auto& viewer : viewers) viewer = std::make_unique<LiveClient>(world);
   ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == 20; }));
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
