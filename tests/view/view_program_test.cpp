@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -25,7 +24,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
@@ -85,7 +83,7 @@ class Socket {
 std::uint16_t portOf(const Process& process) {
   const std::string& line = process.outputSoFar();
   const std::size_t colon = line.find(':', line.find("//"));
-  return static_cast<std::uint16_t>(std::atoi(line.c_str() + colon + 1));
+  return static_cast<std::uint16_t>(std::stoul(line.substr(colon + 1)));
 }
 
 std::string get(std::uint16_t port, const std::string& path) {

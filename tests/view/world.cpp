@@ -78,7 +78,8 @@ std::string RawClient::status() const {
   return state_->received.substr(version.size(), 3);
 }
 
-LiveClient::LiveClient(World& world, Options options) : state_(std::make_shared<State>(world)) {
+LiveClient::LiveClient(World& world, const Options& options)
+    : state_(std::make_shared<State>(world)) {
   auto& socket = state_->stream.next_layer();
   socket.open(asio::ip::tcp::v4());
   if (options.receiveBuffer > 0) {

@@ -95,7 +95,7 @@ class LiveClient {
   };
 
   explicit LiveClient(World& world) : LiveClient(world, Options{}) {}
-  LiveClient(World& world, Options options);
+  LiveClient(World& world, const Options& options);
   /// Hangs up without a word.
   ~LiveClient();
   LiveClient(const LiveClient&) = delete;
