@@ -33,7 +33,7 @@ void writeResponse(const std::filesystem::path& folder) {
   auto frequencies = logarithmic(0.1, 250, 240);
   frequencies.pop_back();  // the delay has no meaning at half the rate itself
   // The neighbourhood of the notches, which a logarithmic axis passes in large steps.
-  for (double frequency = 40; frequency <= 135; frequency += 0.5) frequencies.push_back(frequency);
+  for (int halves = 2 * 40; halves <= 2 * 135; ++halves) frequencies.push_back(halves / 2.0);
   std::sort(frequencies.begin(), frequencies.end());
 
   Table table(folder, "ecg_response",
@@ -52,10 +52,9 @@ void writeStep(const std::filesystem::path& folder) {
   const int before = 25;
   const int length = 525;
   for (int n = -before; n < length; ++n) {
-    const double step = static_cast<double>(forStep.beforeNormalization(n < 0 ? 0.0F : 1.0F));
-    const double impulse =
-        static_cast<double>(forImpulse.beforeNormalization(n == 0 ? 1.0F : 0.0F));
-    table.row({n / waveformRate, step, impulse});
+    const float step = forStep.beforeNormalization(n < 0 ? 0.0F : 1.0F);
+    const float impulse = forImpulse.beforeNormalization(n == 0 ? 1.0F : 0.0F);
+    table.row({n / waveformRate, static_cast<double>(step), static_cast<double>(impulse)});
   }
 }
 

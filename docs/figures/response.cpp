@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <numbers>
 #include <utility>
@@ -16,12 +17,14 @@ constexpr double lowestGainWithDelay = -60;  // dB
 
 std::vector<double> impulseResponse(const Chain& chain, int length) {
   std::vector<double> response;
+  response.reserve(static_cast<std::size_t>(length));
   for (int n = 0; n < length; ++n) response.push_back(chain(n == 0 ? 1.0 : 0.0));
   return response;
 }
 
 std::vector<double> logarithmic(double first, double last, int count) {
   std::vector<double> frequencies;
+  frequencies.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     frequencies.push_back(first * std::pow(last / first, static_cast<double>(i) / (count - 1)));
   }

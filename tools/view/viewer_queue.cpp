@@ -16,7 +16,8 @@ void ViewerQueue::push(const Message& message) {
     case Message::Kind::state:
       // The old one is out of date, not lost.
       if (!state_.empty()) bytes_ -= state_.front().message.bytes->size();
-      state_.assign(1, std::move(waiting));
+      state_.clear();
+      state_.push_back(std::move(waiting));
       break;
     case Message::Kind::other:
       others_.push_back(std::move(waiting));
