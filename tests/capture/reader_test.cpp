@@ -1,8 +1,8 @@
-#include <tests/support/long_run.h>
 #include <tools/capture/reader.h>
 
 #include <tests/capture/captures.h>
 #include <tests/capture/raw_record.h>
+#include <tests/support/long_run.h>
 #include <tools/capture/bytes.h>
 #include <tools/capture/codec.h>
 #include <gmock/gmock.h>

@@ -1,10 +1,10 @@
-#include <tests/support/long_run.h>
 #include <zephly/dsp/respiration_filter.h>
 
 #include <tests/dsp/filter_oracles.h>
 #include <tests/dsp/run_comparison.h>
 #include <tests/dsp/signals.h>
 #include <tests/support/bits.h>
+#include <tests/support/long_run.h>
 
 #include <limits>
 #include <type_traits>

@@ -1,9 +1,9 @@
-#include <tests/support/long_run.h>
 #include <tools/export/edf_file.h>
 
 #include <tests/capture/captures.h>
 #include <tests/export/edf_reader.h>
 #include <tests/export/session_script.h>
+#include <tests/support/long_run.h>
 #include <tools/export/exporter.h>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
-#include <tests/support/long_run.h>
 #include <tools/monitor/terminal_view.h>
+
+#include <tests/support/long_run.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
