@@ -24,6 +24,7 @@
 #include <fuzz/support/quiet.h>
 #include <fuzz/support/reclaim.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <nlohmann/json.hpp>
 
@@ -140,7 +141,8 @@ decltype(Record::what) anyWhat(Input& input) {
 
 Bytes sensibleRecord(Input& input, std::uint64_t sequence, Stamp& stamp) {
   const unsigned clock = input.below(16);
-  stamp.monotonic += std::chrono::milliseconds(input.byte());
+  const std::chrono::nanoseconds step = std::chrono::milliseconds(input.byte());
+  if (stamp.monotonic <= std::chrono::nanoseconds::max() - step) stamp.monotonic += step;
   stamp.processor += 20'000ULL * input.byte();
   if (clock == 0) stamp.monotonic = std::chrono::nanoseconds(input.number<std::int64_t>());
   if (clock == 1) stamp.wall = std::chrono::nanoseconds(input.number<std::int64_t>());

@@ -6,6 +6,7 @@
 #include <strap/recording.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <algorithm>
 #include <array>

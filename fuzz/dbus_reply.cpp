@@ -16,6 +16,7 @@
 #include <fuzz/dbus/lying_bus.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <gtest/gtest.h>
 

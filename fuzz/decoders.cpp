@@ -6,6 +6,7 @@
 #include <zephly/protocol/utilities.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <bit>
 #include <cmath>

@@ -22,6 +22,7 @@
 #include <fuzz/support/quiet.h>
 #include <fuzz/support/reclaim.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <algorithm>
 #include <bit>

@@ -12,6 +12,7 @@
 #include <fuzz/support/input.h>
 #include <fuzz/support/quiet.h>
 #include <fuzz/support/require.h>
+#include <fuzz/support/target.h>
 
 #include <array>
 #include <cmath>

@@ -1,6 +1,8 @@
 // Runs a fuzz target on files, without a fuzzer: the seeds and what was once found, as a test of
 // any compiler. Usage: PROGRAM FILE_OR_FOLDER...; a folder without files is an error.
 
+#include <fuzz/support/target.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <exception>
@@ -10,8 +12,6 @@
 #include <iterator>
 #include <string>
 #include <vector>
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
