@@ -44,8 +44,12 @@ Arrivals arrivals(const Radio& radio, double begin, double length, std::uint64_t
   double stallBegin = begin + calm(random);
   double stallEnd = stallBegin + stall(random);
   double last = begin;
-  for (double time = begin; time < begin + length;) {
-    for (int i = 0; i < 6; ++i, time += period) result.truth.push_back(time);
+  double time = begin;
+  while (time < begin + length) {
+    for (int i = 0; i < 6; ++i) {
+      result.truth.push_back(time);
+      time += period;
+    }
     const double measured = result.truth.back();
     double sent =
         measured + noise(random) + radio.slowStart * std::max(0.0, 1 - (measured - begin) / 2);

@@ -19,11 +19,11 @@ struct ReadSignal {
   std::string transducer;
   std::string dimension;
   std::string prefilter;
-  double physicalMinimum;
-  double physicalMaximum;
-  int digitalMinimum;
-  int digitalMaximum;
-  int perRecord;
+  double physicalMinimum = 0;
+  double physicalMaximum = 0;
+  int digitalMinimum = 0;
+  int digitalMaximum = 0;
+  int perRecord = 0;
   std::vector<int> digital;  ///< all samples
 
   double step() const;

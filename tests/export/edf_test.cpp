@@ -11,9 +11,10 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
+#include <iomanip>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -66,17 +67,16 @@ std::vector<double> randomValues(std::size_t size) {
 
 // "0.25 1.5 gap: ecg", without a duration "0.25 connected"
 std::string lineOf(const ReadAnnotation& annotation) {
-  std::array<char, 100> text{};
-  if (annotation.duration) {
-    std::snprintf(text.data(), text.size(), "%.4f %.4f ", annotation.onset, *annotation.duration);
-  } else {
-    std::snprintf(text.data(), text.size(), "%.4f ", annotation.onset);
-  }
-  return text.data() + annotation.text;
+  std::ostringstream line;
+  line << std::fixed << std::setprecision(4) << annotation.onset << ' ';
+  if (annotation.duration) line << *annotation.duration << ' ';
+  line << annotation.text;
+  return line.str();
 }
 
 std::vector<std::string> linesOf(const std::vector<ReadAnnotation>& annotations) {
   std::vector<std::string> lines;
+  lines.reserve(annotations.size());
   for (const ReadAnnotation& annotation : annotations) lines.push_back(lineOf(annotation));
   return lines;
 }
@@ -96,11 +96,11 @@ TEST(EdfTest, TheHeaderTellsWhatTheSignalsAre) {
   EXPECT_EQ(edf.records, 3);  // from 0.25 s to 2.25 s
   std::vector<std::string> lines;
   for (const ReadSignal& one : edf.signals) {
-    std::array<char, 200> text{};
-    std::snprintf(text.data(), text.size(), "%s/%s %g..%g %d..%d %d", one.label.c_str(),
-                  one.dimension.c_str(), one.physicalMinimum, one.physicalMaximum,
-                  one.digitalMinimum, one.digitalMaximum, one.perRecord);
-    lines.emplace_back(text.data());
+    std::ostringstream line;
+    line << one.label << '/' << one.dimension << ' ' << one.physicalMinimum << ".."
+         << one.physicalMaximum << ' ' << one.digitalMinimum << ".." << one.digitalMaximum << ' '
+         << one.perRecord;
+    lines.push_back(line.str());
   }
   EXPECT_THAT(lines, ElementsAre("ECG/mV -2.4201..2.42 -32768..32767 500",
                                  "Resp/ -2.4201..2.42 -32768..32767 500",

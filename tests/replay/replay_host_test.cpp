@@ -318,12 +318,11 @@ TEST_P(ContradictionTest, IsRefusedAndNotTold) {
   deliver(host, GetParam().before);
   session.recorder->take();
   const int discoveries = session.recorder->discoveries;
-  try {
-    host.deliver({{}, GetParam().record});
-    FAIL() << "it was taken";
-  } catch (const Contradiction& contradiction) {
-    EXPECT_EQ(contradiction.what(), GetParam().message);
-  }
+  EXPECT_THAT(
+      [&] {
+        host.deliver({{}, GetParam().record});
+      },
+      testing::ThrowsMessage<Contradiction>(GetParam().message));
   EXPECT_THAT(session.recorder->take(), IsEmpty());
   EXPECT_EQ(session.recorder->discoveries, discoveries);
 }

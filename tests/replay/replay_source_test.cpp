@@ -243,8 +243,9 @@ TEST(ReplaySourceTest, AContradictionEndsItWithItsPlaceInTheFile) {
 
 TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
   const ScratchDirectory scratch;
-  const auto complaintsOf = [&](std::vector<std::chrono::nanoseconds> times) {
+  const auto complaintsOf = [&](const std::vector<std::chrono::nanoseconds>& times) {
     std::vector<Record> records;
+    records.reserve(times.size());
     for (const auto time : times) {
       records.push_back({{.monotonic = time}, capture::StateChanged{CBManagerState::poweredOn}});
     }

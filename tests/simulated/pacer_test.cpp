@@ -86,7 +86,8 @@ TEST_F(PacerTest, StopsWhenItIsDestroyed) {
 }
 
 TEST_F(PacerTest, RefusesEverySpeedThatIsNone) {
-  for (const double speed : std::vector<double>{0.0, -0.0, -1.0, infinity, -infinity, notANumber}) {
+  constexpr double endless = std::numeric_limits<double>::infinity();
+  for (const double speed : std::vector<double>{0.0, -0.0, -1.0, endless, -endless, notANumber}) {
     EXPECT_THROW(Pacer(queue, scheduler, speed), std::invalid_argument) << speed;
   }
   Pacer pacer(queue, scheduler, 3, options());

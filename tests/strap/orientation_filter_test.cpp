@@ -6,12 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace Zephly::strap {
 namespace {
 
 using std::numbers::pi;
+
+constexpr double endless = std::numeric_limits<double>::infinity();
 
 // The world's vertical in the sensor's frame.
 Vector verticalOf(const Rotation& rotation) { return rotation.inverse().apply({0, 0, 1}); }
@@ -65,8 +68,8 @@ TEST(OrientationFilterTest, StaysAUnitQuaternionWhateverItIsGiven) {
     const double size = i % 7 == 0 ? 1e30 : 10;
     Vector rotation = {size * random.normal(), random.normal(), random.normal()};
     Vector felt = {random.normal(), size * random.normal(), random.normal()};
-    if (i % 100 == 5) rotation[1] = infinity;
-    if (i % 100 == 6) felt[2] = infinity;
+    if (i % 100 == 5) rotation[1] = endless;
+    if (i % 100 == 6) felt[2] = endless;
     if (i % 100 == 7) felt[2] = notANumber;
     const Rotation estimate = filter.next(rotation, felt, 1.0 / 30);
     ASSERT_NEAR(estimate.w * estimate.w + estimate.x * estimate.x + estimate.y * estimate.y +

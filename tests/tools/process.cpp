@@ -22,9 +22,9 @@ namespace {
 
 constexpr int patienceInMilliseconds = 60'000;
 
+// The arguments begin with the program's path.
 [[noreturn]] void become(std::vector<std::string>& arguments,
                          const std::vector<std::string>& environment) {
-  arguments.insert(arguments.begin(), ZEPHLY_PROGRAM);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
@@ -61,8 +61,9 @@ std::vector<std::string> Finished::outputLines() const { return linesOf(output);
 std::vector<std::string> Finished::errorLines() const { return linesOf(errors); }
 
 Process::Process(std::vector<std::string> arguments, Output output,
-                 const std::vector<std::string>& environment)
+                 const std::vector<std::string>& environment, const std::string& program)
     : errors_(::memfd_create("errors", MFD_CLOEXEC)) {
+  arguments.insert(arguments.begin(), program.empty() ? ZEPHLY_PROGRAM : program);
   if (output == Output::terminal) {
     winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
     int descriptor = -1;
@@ -196,4 +197,8 @@ std::vector<std::string> simulatedMonitor(std::vector<std::string> more) {
 
 Finished runProgram(const std::vector<std::string>& arguments) {
   return Process(arguments).finish();
+}
+
+Finished runOther(const std::string& program, const std::vector<std::string>& arguments) {
+  return Process(arguments, Process::Output::pipe, {}, program).finish();
 }

@@ -32,8 +32,10 @@ class Process {
     full,  ///< a device that has no space left
   };
 
+  /// @param program  the path of another than the built one
   explicit Process(std::vector<std::string> arguments, Output output = Output::pipe,
-                   const std::vector<std::string>& environment = {});
+                   const std::vector<std::string>& environment = {},
+                   const std::string& program = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   /// Ends it if it still runs.
@@ -77,5 +79,8 @@ std::vector<std::string> simulatedMonitor(std::vector<std::string> more);
 
 /// Runs the program to its end.
 Finished runProgram(const std::vector<std::string>& arguments);
+
+/// Runs another program, by its path.
+Finished runOther(const std::string& program, const std::vector<std::string>& arguments);
 
 std::vector<std::string> linesOf(const std::string& text);

@@ -92,7 +92,7 @@ TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
   if (!std::filesystem::exists(recording)) {
     GTEST_SKIP() << recording << " is not beside this checkout";
   }
-  const std::size_t rows = longRun<std::size_t>(30'000, 3'000);
+  const auto rows = longRun<std::size_t>(30'000, 3'000);
   std::ifstream whole(recording);
   std::string text;
   std::string line;

@@ -34,7 +34,7 @@ class TapNotes {
  private:
   struct Known {
     std::weak_ptr<NSObject> object;
-    ObjectId id;
+    ObjectId id = 0;
   };
 
   // A processor clock is a plain function: it cannot belong to one object.

@@ -46,7 +46,7 @@ strap::StrapTime BluetoothSource::now() const {
 }
 
 SourceReport BluetoothSource::finish() {
-  const SourceReport report{now(), std::nullopt};
+  SourceReport report{now(), std::nullopt};
   end_.cancel();
   bluetooth_.reset();
   return report;
