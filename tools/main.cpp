@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <exception>
 #include <iostream>
 #include <sstream>
@@ -83,7 +82,7 @@ int print(const CLI::App& program, const CLI::ParseError& request) {
   const int exitCode = program.exit(request, text, std::cerr);
   Zephly::tools::Output output(STDOUT_FILENO);
   output.write(text.str());
-  output.finish(std::chrono::seconds(2));
+  output.finish();
   if (output.state() != Zephly::tools::Output::State::failed) return exitCode;
   return complain("zephly", "standard output: " + output.error(), Zephly::tools::exitFailed);
 }

@@ -32,6 +32,9 @@ class Output {
   /// How long write() and flush() wait for a reader.
   static constexpr std::chrono::milliseconds patience{100};
 
+  /// How long the end of a command waits for one.
+  static constexpr std::chrono::seconds lastPatience{2};
+
   /// Does not own `descriptor`.
   explicit Output(int descriptor) : descriptor_(descriptor) {}
 
@@ -39,7 +42,7 @@ class Output {
   /// Passes on what was written. False when something is left (to be tried again later).
   bool flush();
   /// The same with all the patience of the last chance: gives up when nothing moved for `limit`.
-  bool finish(std::chrono::milliseconds limit);
+  bool finish(std::chrono::milliseconds limit = lastPatience);
 
   State state() const { return state_; }
   /// What the system said when the state became `failed`.

@@ -136,7 +136,7 @@ int run(const Options& options) {
   const Inspected inspected = inspect(options.file);
   tools::Output output(STDOUT_FILENO);
   output.write(options.json ? jsonOf(inspected, options.file) : textOf(inspected, options.file));
-  output.finish(std::chrono::seconds(2));
+  output.finish();
   std::string complaint;
   if (!inspected.damage.empty()) {
     complaint = inspected.damage.front().what();

@@ -3,15 +3,11 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <chrono>
 #include <system_error>
 
 namespace Zephly::monitor {
 
 namespace {
-
-// How long the reader of a pipe is waited for.
-constexpr std::chrono::seconds lastPatience{2};
 
 int openFile(const std::filesystem::path& path) {
   const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
@@ -30,7 +26,7 @@ void DiagnosticsFile::writeLine(std::string_view line) {
 }
 
 std::optional<std::string> DiagnosticsFile::finish() {
-  const bool complete = output_.finish(lastPatience);
+  const bool complete = output_.finish();
   switch (output_.state()) {
     case tools::Output::State::failed:
       return output_.error();

@@ -8,20 +8,13 @@
 
 namespace Zephly::monitor {
 
-namespace {
-
-// How long the end of a session waits for a reader.
-constexpr std::chrono::seconds lastPatience{2};
-
-}  // namespace
-
 void JsonView::take(const watch::Event& event) { output_.write(jsonText(event)); }
 
 void JsonView::refresh() { output_.flush(); }
 
 void JsonView::finish(const watch::Summary& summary) {
   output_.write(jsonText(summary));
-  output_.finish(lastPatience);
+  output_.finish();
 }
 
 ScreenView::ScreenView(tools::Output& output, int descriptor, Colors colors, Watched watched)
@@ -44,7 +37,7 @@ void ScreenView::refresh() {
 void ScreenView::finish(const watch::Summary& summary) {
   screen_.reset();
   output_.write(watch::summaryText(summary));
-  output_.finish(lastPatience);
+  output_.finish();
 }
 
 void ScreenView::resized() {
@@ -75,7 +68,7 @@ void LineView::refresh() {
 
 void LineView::finish(const watch::Summary& summary) {
   output_.write(watch::summaryText(summary));
-  output_.finish(lastPatience);
+  output_.finish();
 }
 
 }  // namespace Zephly::monitor

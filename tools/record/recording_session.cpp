@@ -81,7 +81,7 @@ int RecordingSession::run() {
   progress_.line("Recorded " + tools::clockText(contents_.duration()) + ": " +
                  counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte"));
   output_.write(inspect::contentsText(contents_));
-  output_.finish(std::chrono::seconds(2));
+  output_.finish();
 
   const auto complaints = complaintsAbout(report);
   for (const std::string& complaint : complaints) {
