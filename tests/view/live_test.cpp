@@ -7,6 +7,7 @@
 #include <tools/watch/simulated_source.h>
 #include <zephly/session/zephly.h>
 
+#include <tests/support/long_run.h>
 #include <tests/view/decoded.h>
 #include <tests/view/world.h>
 #include <gmock/gmock.h>
@@ -300,9 +301,9 @@ class SessionTest : public testing::Test {
 };
 
 TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheRest) {
-  std::array<std::unique_ptr<LiveClient>, 20> viewers;
+  std::array<std::unique_ptr<LiveClient>, longRun<std::size_t>(20, 6)> viewers;
   for (auto& viewer : viewers) viewer = std::make_unique<LiveClient>(world);
-  ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == 20; }));
+  ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == viewers.size(); }));
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
   source->start();
