@@ -18,7 +18,7 @@
 namespace bench {
 namespace {
 
-constexpr const char* section = "Chains and detectors";
+constexpr const char* chainsSection = "Chains and detectors";
 constexpr std::size_t chainSilence = 60'000;  // samples: two minutes
 
 using Measure = std::function<void(benchmark::State&, const Input<float>&)>;
@@ -27,7 +27,7 @@ void addForAllSignals(Suite& suite, const std::string& row, const std::vector<fl
                       const Measure& measure) {
   for (const Signal signal : allSignals) {
     suite.add(
-        {.section = section, .row = row, .column = signalName(signal), .rate = waveformRate},
+        {.section = chainsSection, .row = row, .column = signalName(signal), .rate = waveformRate},
         [=](benchmark::State& state) { measure(state, floatInput(signal, real(), chainSilence)); });
   }
 }
@@ -69,7 +69,7 @@ void measureBodyTemperature(benchmark::State& state) {
 }  // namespace
 
 void addChains(Suite& suite) {
-  suite.add({.title = section,
+  suite.add({.title = chainsSection,
              .unit = "sample",
              .question = "Nanoseconds per sample, by kind of signal."});
   addForAllSignals(suite, "ECGMultiBandpassFilter", ecgSamples,
@@ -87,8 +87,9 @@ void addChains(Suite& suite) {
                      measureEngineLeadoff(state, input);
                      Zephly::setProcessorClock(nullptr);
                    });
-  suite.add({.section = section, .row = "BodyTemperatureEstimator", .column = "real", .rate = 1},
-            measureBodyTemperature);
+  suite.add(
+      {.section = chainsSection, .row = "BodyTemperatureEstimator", .column = "real", .rate = 1},
+      measureBodyTemperature);
 }
 
 }  // namespace bench

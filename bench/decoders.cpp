@@ -15,11 +15,11 @@ namespace {
 using Zephly::platforms::Data;
 using Zephly::strap::Stream;
 
-constexpr const char* section = "Decoders";
+constexpr const char* decodersSection = "Decoders";
 
 template <class Decode>
 void addDecoder(Suite& suite, const std::string& row, Stream stream, double rate, Decode decode) {
-  suite.add({.section = section, .row = row, .rate = rate}, [=](benchmark::State& state) {
+  suite.add({.section = decodersSection, .row = row, .rate = rate}, [=](benchmark::State& state) {
     std::vector<Data> frames;
     for (const auto& frame : framesOf(stream)) frames.emplace_back(frame.bytes);
     std::size_t next = 0;
@@ -34,7 +34,7 @@ void addDecoder(Suite& suite, const std::string& row, Stream stream, double rate
 }  // namespace
 
 void addDecoders(Suite& suite) {
-  suite.add({.title = section, .unit = "frame", .question = "Nanoseconds per frame."});
+  suite.add({.title = decodersSection, .unit = "frame", .question = "Nanoseconds per frame."});
   addDecoder(suite, "ECG or respiration, six samples", Stream::ecg, waveformRate / 6.0,
              FrameDecoders::calculateECGValue);
   addDecoder(suite, "temperature", Stream::temperature, 1,

@@ -19,8 +19,7 @@
 namespace bench {
 namespace {
 
-constexpr const char* section = "Filters";
-constexpr double rate = waveformRate;
+constexpr const char* filtersSection = "Filters";
 
 using Factory = std::function<std::unique_ptr<Filter>()>;
 
@@ -33,8 +32,9 @@ void addFilter(Suite& suite, const std::string& row, std::size_t silentFor,
       feed(state, doubleInput(signal, ecgSamples(), silentFor),
            [&filter = *filter](double sample) { return filter.process(sample); });
     };
-    suite.add({.section = section, .row = row, .column = signalName(signal), .rate = rate},
-              measure);
+    suite.add(
+        {.section = filtersSection, .row = row, .column = signalName(signal), .rate = waveformRate},
+        measure);
   }
 }
 
@@ -73,7 +73,8 @@ void addButterworth(Suite& suite, const std::string& row, int sampleRate,
       feed(state, floatInput(signal, ecgSamples(), 20'000),
            [&filter](float sample) { return filter.process(sample); });
     };
-    suite.add({.section = section, .row = row, .column = signalName(signal), .rate = 30}, measure);
+    suite.add({.section = filtersSection, .row = row, .column = signalName(signal), .rate = 30},
+              measure);
   }
 }
 
@@ -102,7 +103,7 @@ void addResets(Suite& suite) {
 }  // namespace
 
 void addFilters(Suite& suite) {
-  suite.add({.title = section,
+  suite.add({.title = filtersSection,
              .unit = "sample",
              .question = "Nanoseconds per sample, by kind of signal. The notch at 0.25 is one "
                          "section and is what the ratios are taken to."});

@@ -16,7 +16,7 @@
 namespace bench {
 namespace {
 
-constexpr const char* section = "First sample";
+constexpr const char* firstSampleSection = "First sample";
 
 // Neither a session nor the chains of an engine are given back, so their number is limited.
 constexpr benchmark::IterationCount constructions = 200;
@@ -60,19 +60,20 @@ void measureSession(benchmark::State& state, Zephly::strap::Stream stream) {
 }  // namespace
 
 void addFirstSample(Suite& suite) {
-  suite.add({.title = section,
+  suite.add({.title = firstSampleSection,
              .unit = "start",
              .question = "Nanoseconds from before the construction to the first result, in memory "
                          "that was not used before."});
-  suite.add({.section = section, .row = "engine, first ECG sample"}, measureEngine, constructions);
-  suite.add({.section = section, .row = "engine, first respiration sample"},
+  suite.add({.section = firstSampleSection, .row = "engine, first ECG sample"}, measureEngine,
+            constructions);
+  suite.add({.section = firstSampleSection, .row = "engine, first respiration sample"},
             measureEngineRespiration, constructions);
   suite.add(
-      {.section = section, .row = "session, connection, first ECG frame"},
+      {.section = firstSampleSection, .row = "session, connection, first ECG frame"},
       [](benchmark::State& state) { measureSession(state, Zephly::strap::Stream::ecg); },
       constructions);
   suite.add(
-      {.section = section, .row = "session, connection, first respiration frame"},
+      {.section = firstSampleSection, .row = "session, connection, first respiration frame"},
       [](benchmark::State& state) { measureSession(state, Zephly::strap::Stream::respiration); },
       constructions);
 }

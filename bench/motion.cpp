@@ -15,8 +15,8 @@
 namespace bench {
 namespace {
 
-constexpr const char* section = "Motion";
-constexpr double rate = 30;
+constexpr const char* motionSection = "Motion";
+constexpr double motionRate = 30;
 
 using FrameDecoders::Motion;
 
@@ -80,12 +80,12 @@ void measure(benchmark::State& state, const std::vector<Motion>& samples, Operat
 }
 
 void addOperation(Suite& suite, const std::string& row, Operation operation) {
-  suite.add({.section = section, .row = row, .column = "training", .rate = rate},
+  suite.add({.section = motionSection, .row = row, .column = "training", .rate = motionRate},
             [=](benchmark::State& state) {
               const SilentOutput silent;
               measure(state, motionSamples(), operation);
             });
-  suite.add({.section = section, .row = row, .column = "standing still", .rate = rate},
+  suite.add({.section = motionSection, .row = row, .column = "standing still", .rate = motionRate},
             [=](benchmark::State& state) {
               const SilentOutput silent;
               measure(state, {stillness}, operation);
@@ -95,16 +95,16 @@ void addOperation(Suite& suite, const std::string& row, Operation operation) {
 }  // namespace
 
 void addMotion(Suite& suite) {
-  suite.add({.title = section,
+  suite.add({.title = motionSection,
              .unit = "sample",
              .question =
                  "Nanoseconds per motion sample, by what the person does. Unless a row says "
                  "otherwise the trace line is formatted and dropped."});
   addOperation(suite, "engine: imu, 7 values", sevenValues);
-  suite.add({.section = section,
+  suite.add({.section = motionSection,
              .row = "the same, trace line written to /dev/null",
              .column = "training",
-             .rate = rate},
+             .rate = motionRate},
             [](benchmark::State& state) {
               std::filebuf nowhere;
               if (nowhere.open("/dev/null", std::ios::out) == nullptr) {
@@ -114,10 +114,10 @@ void addMotion(Suite& suite) {
               const RedirectedOutput redirected(&nowhere);
               measure(state, motionSamples(), sevenValues);
             });
-  suite.add({.section = section,
+  suite.add({.section = motionSection,
              .row = "the same, no buffer: nothing is formatted",
              .column = "training",
-             .rate = rate},
+             .rate = motionRate},
             [](benchmark::State& state) {
               const RedirectedOutput redirected(nullptr);
               measure(state, motionSamples(), sevenValues);

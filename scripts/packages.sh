@@ -25,7 +25,8 @@ test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binu
 fuzz_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14)
 
 # To check format, static analysis and documentation.
-lint_packages=("${test_packages[@]}" clang-tidy-14 clang-format-14 cppcheck python3 doxygen libbenchmark-dev)
+tidy_packages=(clang-14 clang-tidy-14 clang-format-14)
+lint_packages=("${test_packages[@]}" "${tidy_packages[@]}" cppcheck python3 doxygen libbenchmark-dev)
 
 # To build the kit's tests for another processor, and to run them.
 same_bits_packages=("${test_packages[@]}" g++-aarch64-linux-gnu qemu-user googletest)

@@ -37,7 +37,7 @@ constexpr double hum = 0.02;                  // mV
 constexpr double noise = 0.005;               // mV, standard deviation
 constexpr double wanderStep = 0.0006;         // mV per sample, standard deviation
 constexpr double wanderReturn = 0.0004;       // part of the wander that a sample takes back
-constexpr double openNoise = 0.0005;          // mV, largest, with the electrodes in the air
+constexpr double openEcgNoise = 0.0005;       // mV, largest, with the electrodes in the air
 
 // Variation of the time between beats, as standard deviations in seconds.
 constexpr double slowVariation = 0.02;
@@ -117,7 +117,7 @@ float EcgModel::next(double heartRate, double breathPhase, bool electrodesOn) {
   const double interval = 60 / rate * (1 + intervalVariation(breathPhase) / slowness_);
   advance(2 * pi / interval, breathingBaseline * std::sin(breathPhase));
   const double disturbed = millivoltPerUnit * state_.z + disturbances();
-  if (!electrodesOn) return static_cast<float>(random_.uniform(-openNoise, openNoise));
+  if (!electrodesOn) return static_cast<float>(random_.uniform(-openEcgNoise, openEcgNoise));
   return static_cast<float>(disturbed);
 }
 

@@ -11,10 +11,10 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr double breath = 0.3;       // amplitude
-constexpr double heartBeat = 0.015;  // amplitude
-constexpr double beltNoise = 0.001;  // standard deviation
-constexpr double openNoise = 0.001;  // largest, with the electrodes in the air
+constexpr double breath = 0.3;           // amplitude
+constexpr double heartBeat = 0.015;      // amplitude
+constexpr double beltNoise = 0.001;      // standard deviation
+constexpr double openBeltNoise = 0.001;  // largest, with the electrodes in the air
 
 }  // namespace
 
@@ -31,7 +31,7 @@ float RespirationModel::next(double breathingRate, double heartPhase, bool elect
     depth_ = random_.uniform(0.85, 1.15);
   }
   mainsPhase_ = std::fmod(mainsPhase_ + 2 * pi * mainsFrequency / waveformRate, 2 * pi);
-  if (!electrodesOn) return static_cast<float>(random_.uniform(-openNoise, openNoise));
+  if (!electrodesOn) return static_cast<float>(random_.uniform(-openBeltNoise, openBeltNoise));
   // The bent phase makes breathing in quicker than out; depth does not matter at its beginning.
   const double expansion = 1 - std::cos(phase_ + 0.35 * std::sin(phase_));
   return static_cast<float>(breath * (depth_ * expansion - 1) + heartBeat * std::sin(heartPhase) +

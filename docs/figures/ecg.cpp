@@ -13,20 +13,20 @@ namespace figures {
 
 namespace {
 
-constexpr int responseLength = 8192;  // 16 s: all stages have long died away
+constexpr int ecgResponseLength = 8192;  // 16 s: all stages have long died away
 
-Response responseOf(const Chain& chain) {
-  return {impulseResponse(chain, responseLength), waveformRate};
+Response ecgResponseOf(const Chain& chain) {
+  return {impulseResponse(chain, ecgResponseLength), waveformRate};
 }
 
-void writeResponse(const std::filesystem::path& folder) {
+void writeEcgResponse(const std::filesystem::path& folder) {
   EcgStages stages;
-  const auto notches = responseOf(
+  const auto notches = ecgResponseOf(
       [&](double x) { return static_cast<double>(stages.notches(static_cast<float>(x))); });
-  const auto lowPass = responseOf([&](double x) { return stages.lowPass.process(x); });
-  const auto lowCut = responseOf([&](double x) { return stages.lowCut.process(x); });
+  const auto lowPass = ecgResponseOf([&](double x) { return stages.lowPass.process(x); });
+  const auto lowCut = ecgResponseOf([&](double x) { return stages.lowCut.process(x); });
   EcgStages whole;
-  const auto all = responseOf([&](double x) {
+  const auto all = ecgResponseOf([&](double x) {
     return static_cast<double>(whole.beforeNormalization(static_cast<float>(x)));
   });
 
@@ -45,7 +45,7 @@ void writeResponse(const std::filesystem::path& folder) {
   }
 }
 
-void writeStep(const std::filesystem::path& folder) {
+void writeEcgStep(const std::filesystem::path& folder) {
   EcgStages forStep;
   EcgStages forImpulse;
   Table table(folder, "ecg_step", {"time_s", "step", "impulse"});
@@ -76,7 +76,7 @@ double heart(double time) {
   return 0.4 + 0.2 * std::sin(1.5 * time) + wave;
 }
 
-void writeStart(const std::filesystem::path& folder) {
+void writeEcgStart(const std::filesystem::path& folder) {
   Zephly::ECGMultiBandpassFilter chain;
   Table table(folder, "ecg_start", {"time_s", "raw", "filtered"});
   constexpr int length = 4250;
@@ -91,9 +91,9 @@ void writeStart(const std::filesystem::path& folder) {
 }  // namespace
 
 void writeEcg(const std::filesystem::path& folder) {
-  writeResponse(folder);
-  writeStep(folder);
-  writeStart(folder);
+  writeEcgResponse(folder);
+  writeEcgStep(folder);
+  writeEcgStart(folder);
 }
 
 }  // namespace figures

@@ -71,7 +71,7 @@ class PushUps {
 
 // The detector's displacement as a part of the true one, which is the acceleration integrated
 // twice.
-void writeResponse(const std::filesystem::path& folder) {
+void writeMotionResponse(const std::filesystem::path& folder) {
   constexpr int length = 9000;  // 300 s
   PushUps detector;
   const Response response(
@@ -147,7 +147,7 @@ void writeThreshold(const std::filesystem::path& folder) {
 }  // namespace
 
 void writeMotion(const std::filesystem::path& folder) {
-  writeResponse(folder);
+  writeMotionResponse(folder);
   writePushUps(folder);
   writeThreshold(folder);
 }

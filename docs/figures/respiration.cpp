@@ -17,24 +17,24 @@ namespace figures {
 
 namespace {
 
-constexpr int responseLength = 60000;  // 120 s: the high-pass is slow
-constexpr double breathing = 0.25;     // Hz, 15 breaths a minute
+constexpr int respirationResponseLength = 60000;  // 120 s: the high-pass is slow
+constexpr double breathing = 0.25;                // Hz, 15 breaths a minute
 
-Response responseOf(const Chain& chain) {
-  return {impulseResponse(chain, responseLength), waveformRate};
+Response respirationResponseOf(const Chain& chain) {
+  return {impulseResponse(chain, respirationResponseLength), waveformRate};
 }
 
 double sine(double frequency, double time) {
   return std::sin(2 * std::numbers::pi * frequency * time);
 }
 
-void writeResponse(const std::filesystem::path& folder) {
+void writeRespirationResponse(const std::filesystem::path& folder) {
   RespirationStages stages;
-  const auto notches = responseOf([&](double x) { return stages.notches(x); });
-  const auto lowPass = responseOf([&](double x) { return stages.lowPass.process(x); });
-  const auto highPass = responseOf([&](double x) { return stages.highPass.process(x); });
+  const auto notches = respirationResponseOf([&](double x) { return stages.notches(x); });
+  const auto lowPass = respirationResponseOf([&](double x) { return stages.lowPass.process(x); });
+  const auto highPass = respirationResponseOf([&](double x) { return stages.highPass.process(x); });
   RespirationStages whole;
-  const auto all = responseOf([&](double x) { return whole.withoutMedian(x); });
+  const auto all = respirationResponseOf([&](double x) { return whole.withoutMedian(x); });
 
   Table table(folder, "respiration_response",
               {"frequency_Hz", "notches_dB", "low_pass_dB", "high_pass_dB", "all_dB", "delay_s"});
@@ -98,7 +98,7 @@ void writeMedian(const std::filesystem::path& folder) {
   }
 }
 
-void writeStep(const std::filesystem::path& folder) {
+void writeRespirationStep(const std::filesystem::path& folder) {
   RespirationStages stages;
   Zephly::RespirationFilter chain;
   Table table(folder, "respiration_step", {"time_s", "before_normalization", "result"});
@@ -111,7 +111,7 @@ void writeStep(const std::filesystem::path& folder) {
 }
 
 // Breath on a level of 0.5.
-void writeStart(const std::filesystem::path& folder) {
+void writeRespirationStart(const std::filesystem::path& folder) {
   Zephly::RespirationFilter chain;
   Table table(folder, "respiration_start", {"time_s", "raw", "result"});
   for (int n = 0; n < 20000; ++n) {
@@ -155,11 +155,11 @@ void writeContact(const std::filesystem::path& folder) {
 }  // namespace
 
 void writeRespiration(const std::filesystem::path& folder) {
-  writeResponse(folder);
+  writeRespirationResponse(folder);
   writeSine(folder);
   writeMedian(folder);
-  writeStep(folder);
-  writeStart(folder);
+  writeRespirationStep(folder);
+  writeRespirationStart(folder);
   writeContact(folder);
 }
 

@@ -29,7 +29,7 @@ void writeSettled(const std::filesystem::path& folder) {
   }
 }
 
-void writeStep(const std::filesystem::path& folder) {
+void writeTemperatureStep(const std::filesystem::path& folder) {
   Zephly::BodyTemperatureEstimator estimator;
   Table table(folder, "temperature_step", {"time_s", "skin_C", "ambient_C", "estimate_C"});
   for (int n = 0; n < 80; ++n) {
@@ -44,7 +44,7 @@ void writeStep(const std::filesystem::path& folder) {
 
 void writeTemperature(const std::filesystem::path& folder) {
   writeSettled(folder);
-  writeStep(folder);
+  writeTemperatureStep(folder);
 }
 
 }  // namespace figures

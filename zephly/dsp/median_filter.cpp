@@ -5,14 +5,15 @@
 
 namespace {
 
-int requireWindow(int size) {
+int requireMedianWindow(int size) {
   refuseNumbers("MedianFilter: window size", size, 0, 2);
   return size;
 }
 
 }  // namespace
 
-MedianFilter::MedianFilter(int size_) : window(requireWindow(size_)), sorted(size_), size(size_) {}
+MedianFilter::MedianFilter(int size_)
+    : window(requireMedianWindow(size_)), sorted(size_), size(size_) {}
 
 double MedianFilter::process(double x) {
   Filter::process(x);

@@ -5,7 +5,7 @@
 
 namespace {
 
-int requireWindow(int size) {
+int requireNormalizationWindow(int size) {
   refuseNumbers("NormalizationFilter: window size", size, 0, 0);
   return size;
 }
@@ -13,7 +13,7 @@ int requireWindow(int size) {
 }  // namespace
 
 NormalizationFilter::NormalizationFilter(int size_, bool symmetric_)
-    : symmetric(symmetric_), window(requireWindow(size_)), size(size_) {}
+    : symmetric(symmetric_), window(requireNormalizationWindow(size_)), size(size_) {}
 
 double NormalizationFilter::process(double x) {
   pushSample(x);
