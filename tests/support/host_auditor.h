@@ -117,12 +117,11 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
   void peripheralDidUpdateNotificationStateForCharacteristic(
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<CBCharacteristic>& characteristic,
-      const std::shared_ptr<const NSError>& error) override {
+      const std::shared_ptr<const NSError>& /*error*/) override {
     const Calling calling = enter();
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.connected);
     EXPECT_GT(seen.subscriptionsAsked[characteristic]--, 0) << "one answer per question";
-    didSubscribe(error);
   }
   void peripheralDidUpdateValueForCharacteristic(
       const std::shared_ptr<CBPeripheral>& peripheral,
@@ -159,7 +158,6 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
   /// What differs from test to test. Called with what has passed the checks.
   virtual bool wantsConnection() { return true; }
   virtual void didEnd(const std::shared_ptr<const NSError>& /*error*/) {}
-  virtual void didSubscribe(const std::shared_ptr<const NSError>& /*error*/) {}
   /// So many different ones on this link.
   virtual void didFind(std::size_t /*services*/, std::size_t /*characteristics*/) {}
   virtual void didReceive(const std::shared_ptr<CBPeripheral>& /*peripheral*/,
