@@ -10,6 +10,8 @@ namespace Zephly::att_strap {
 namespace {
 
 constexpr std::size_t dataLength = 31;
+constexpr std::array<std::uint8_t, 1> switchedOff = {0};
+constexpr std::array<std::uint8_t, 1> switchedOn = {1};
 
 Bytes advertisingParameters(bool randomAddress) {
   constexpr std::uint16_t interval = 0x00A0;  // 100 ms, in units of 0.625 ms
@@ -68,20 +70,14 @@ void Advertiser::start() {
 
 void Advertiser::stop() {
   timer_.cancel();
-  if (std::exchange(on_, false)) enable(false);
-}
-
-void Advertiser::renew() {
-  using namespace std::chrono_literals;
-  enable(false);
-  enable(true);
-  timer_ = queue_.after(100ms, [this] { renew(); });
+  if (std::exchange(on_, false)) controller_.command(hci::leSetAdvertisingEnable, switchedOff);
 }
 
 // A refusal means that a connection has just begun, or that nothing was to be switched off.
-void Advertiser::enable(bool on) {
-  controller_.command(hci::leSetAdvertisingEnable,
-                      std::array<std::uint8_t, 1>{static_cast<std::uint8_t>(on ? 1 : 0)});
+void Advertiser::renew() {
+  using namespace std::chrono_literals;
+  controller_.commandTwice(hci::leSetAdvertisingEnable, switchedOff, switchedOn);
+  timer_ = queue_.after(100ms, [this] { renew(); });
 }
 
 }  // namespace Zephly::att_strap

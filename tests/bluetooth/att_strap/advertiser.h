@@ -16,8 +16,10 @@ namespace Zephly::att_strap {
 /// one, shortened to what fits.
 Bytes advertisingData(const std::optional<std::string>& name);
 
-/// Advertises the old way, connectable, by switching it on again every 100 ms: the emulator shows
-/// an advertiser only once each time that it is switched on.
+/// Advertises the old way, connectable, by switching it off and on again every 100 ms: the emulator
+/// shows an advertiser only once each time that it is switched on. Off and on are one: whoever
+/// wants to connect in between is refused by the emulator at once, and Linux 6.1 takes no note of
+/// that and never tries again.
 class Advertiser {
  public:
   Advertiser(main_queue::MainQueue& queue, Controller& controller, bool randomAddress,
@@ -29,7 +31,6 @@ class Advertiser {
 
  private:
   void sendData();
-  void enable(bool on);
   void renew();
 
   main_queue::MainQueue& queue_;

@@ -55,8 +55,7 @@ AttStrap::AttStrap(main_queue::MainQueue& queue, EventLog& log, Options options)
 // The controller.
 
 void AttStrap::open() {
-  auto socket =
-      options_.adapter ? openUserChannel(*options_.adapter) : openEmulated(options_.socket);
+  auto socket = openEmulated(options_.socket);
   if (socket.get() < 0) {
     openTimer_ = queue_.after(100ms, [this] { open(); });
     return;

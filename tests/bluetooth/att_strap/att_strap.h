@@ -31,7 +31,6 @@ struct Options {
   std::uint64_t seed = 1;                              ///< of the modelled person
   std::optional<std::array<std::uint8_t, 6>> address;  ///< a random one; last byte first
   std::string socket = "/tmp/bt-server-le";            ///< of the emulator
-  std::optional<std::uint16_t> adapter;                ///< hciN in place of the emulator
 };
 
 /// One strap on one controller. When the controller is pulled out, it waits for it to come back.

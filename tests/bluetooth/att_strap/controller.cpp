@@ -12,6 +12,18 @@ namespace Zephly::att_strap {
 
 using main_queue::FileDescriptor;
 
+namespace {
+
+Bytes packetOf(std::uint16_t opcode, BytesView parameters) {
+  Bytes bytes = {packet::command};
+  append16(bytes, opcode);
+  bytes.push_back(static_cast<std::uint8_t>(parameters.size()));
+  append(bytes, parameters);
+  return bytes;
+}
+
+}  // namespace
+
 FileDescriptor openEmulated(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -24,37 +36,28 @@ FileDescriptor openEmulated(const std::string& path) {
   return socket;
 }
 
-FileDescriptor openUserChannel(std::uint16_t number) {
-  // As the kernel defines them; their header belongs to a library that nothing else here needs.
-  constexpr int protocolHci = 1;
-  constexpr std::uint16_t userChannel = 1;
-  struct {
-    std::uint16_t family;
-    std::uint16_t device;
-    std::uint16_t channel;
-  } const address{AF_BLUETOOTH, number, userChannel};
-  FileDescriptor socket(::socket(AF_BLUETOOTH, SOCK_RAW | SOCK_CLOEXEC, protocolHci));
-  const auto* place = reinterpret_cast<const sockaddr*>(&address);
-  if (socket.get() < 0 || ::bind(socket.get(), place, sizeof(address)) != 0) return {};
-  return socket;
-}
-
 Controller::Controller(main_queue::MainQueue& queue, FileDescriptor socket, Handlers handlers)
     : socket_(std::move(socket)), handlers_(std::move(handlers)) {
   watch_ = queue.watch(socket_.get(), main_queue::Interest::read, [this] { receive(); });
 }
 
 void Controller::command(std::uint16_t opcode, BytesView parameters, Reply reply) {
-  Bytes bytes = {packet::command};
-  append16(bytes, opcode);
-  bytes.push_back(static_cast<std::uint8_t>(parameters.size()));
-  append(bytes, parameters);
-  commands_.push_back({opcode, std::move(bytes), std::move(reply)});
+  add({opcode, packetOf(opcode, parameters), 1, std::move(reply)});
+}
+
+void Controller::commandTwice(std::uint16_t opcode, BytesView first, BytesView second) {
+  Bytes packets = packetOf(opcode, first);
+  append(packets, packetOf(opcode, second));
+  add({opcode, std::move(packets), 2, {}});
+}
+
+void Controller::add(Command command) {
+  commands_.push_back(std::move(command));
   if (commands_.size() == 1) sendFirstCommand();
 }
 
 void Controller::sendFirstCommand() {
-  if (!commands_.empty()) send(commands_.front().packet);
+  if (!commands_.empty()) send(commands_.front().packets);
 }
 
 void Controller::sendData(std::uint16_t handleAndFlags, BytesView payload) {
@@ -113,6 +116,7 @@ void Controller::handleEvent(std::uint8_t code, BytesView parameters) {
 
 void Controller::commandAnswered(std::uint16_t opcode, BytesView parameters) {
   if (commands_.empty() || commands_.front().opcode != opcode) return;
+  if (--commands_.front().answers > 0) return;
   const Command answered = std::move(commands_.front());
   commands_.pop_front();
   sendFirstCommand();

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// A Bluetooth controller that this program has for itself: one of the emulator's, reached through
-/// its socket, or one of this machine's, taken from the kernel.
+/// its socket.
 
 #include <platforms/main_queue/file_descriptor.h>
 #include <platforms/main_queue/main_queue.h>
@@ -17,8 +17,6 @@ namespace Zephly::att_strap {
 
 /// A socket that carries packets to and from a controller; holds -1 when there is none now.
 main_queue::FileDescriptor openEmulated(const std::string& path);
-/// Takes the controller hciN from the kernel: it must be down, and the program privileged.
-main_queue::FileDescriptor openUserChannel(std::uint16_t number);
 
 /// Sends commands one after the other and tells what comes back.
 class Controller {
@@ -37,13 +35,17 @@ class Controller {
 
   /// Commands wait for each other; `reply` may be empty.
   void command(std::uint16_t opcode, BytesView parameters, Reply reply = {});
+  /// Two of the same kind in one go. The emulator takes all that it finds in a socket before it
+  /// turns to the next one: no other controller does anything between the two.
+  void commandTwice(std::uint16_t opcode, BytesView first, BytesView second);
   /// One packet of a link.
   void sendData(std::uint16_t handleAndFlags, BytesView payload);
 
  private:
   struct Command {
     std::uint16_t opcode;
-    Bytes packet;
+    Bytes packets;
+    std::size_t answers;  ///< that are still to come
     Reply reply;
   };
 
@@ -51,6 +53,7 @@ class Controller {
   void handle(const Bytes& packet);
   void handleEvent(std::uint8_t code, BytesView parameters);
   void commandAnswered(std::uint16_t opcode, BytesView parameters);
+  void add(Command command);
   void sendFirstCommand();
   void send(BytesView packet);
   void fail();

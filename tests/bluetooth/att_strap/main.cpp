@@ -77,7 +77,6 @@ int run(int argc, char** argv) {
   program.add_option("--seed", options.seed, "seed of the modelled person");
   program.add_option("--address", address, "random static address (the controller's public one)");
   program.add_option("--unix", options.socket, "socket of the emulator");
-  program.add_option("--hci", options.adapter, "number of a controller of this machine, instead");
   program.add_option("--log", log, "file for what happens (standard output)");
   try {
     program.parse(argc, argv);

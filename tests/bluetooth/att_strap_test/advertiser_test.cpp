@@ -27,8 +27,10 @@ namespace {
 using namespace Zephly::att_strap;
 using testing::AllOf;
 using testing::Each;
+using testing::ElementsAre;
 using testing::Ge;
 using testing::Le;
+using testing::Pair;
 using Zephly::main_queue::FileDescriptor;
 using Zephly::main_queue::Interest;
 using Zephly::main_queue::MainQueue;
@@ -60,7 +62,10 @@ class AdvertiserTest : public testing::Test {
   MainQueue queue;
   std::unique_ptr<Controller> controller;
   /// Commands, and whether their first parameter is 1.
-  std::vector<std::pair<std::uint16_t, bool>> commands;
+  using Commands = std::vector<std::pair<std::uint16_t, bool>>;
+  Commands commands;
+  /// The same, each time what was there to be read.
+  std::vector<Commands> goes;
 
  private:
   // A command is 01, its number, the length of its parameters, and those.
@@ -68,6 +73,7 @@ class AdvertiserTest : public testing::Test {
     std::array<std::uint8_t, 512> buffer{};
     const ssize_t count = ::read(far_.get(), buffer.data(), buffer.size());
     received_.insert(received_.end(), buffer.begin(), buffer.begin() + std::max<ssize_t>(count, 0));
+    const std::size_t before = commands.size();
     while (received_.size() >= 4 && received_.size() >= 4U + received_[3]) {
       const std::size_t length = 4U + received_[3];
       const auto number = static_cast<std::uint16_t>(received_[1] | received_[2] << 8U);
@@ -77,6 +83,7 @@ class AdvertiserTest : public testing::Test {
       EXPECT_EQ(::write(far_.get(), complete.data(), complete.size()), 7);
       received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(length));
     }
+    goes.emplace_back(commands.begin() + static_cast<std::ptrdiff_t>(before), commands.end());
   }
 
   FileDescriptor far_;
@@ -97,6 +104,18 @@ TEST_F(AdvertiserTest, StaysOffWhenItIsStopped) {
   advertiser.stop();
   EXPECT_TRUE(
       turnUntil(queue, [&] { return commands.back() == std::pair(enableAdvertising, false); }));
+}
+
+TEST_F(AdvertiserTest, IsSwitchedOffAndOnInOneGo) {
+  Advertiser advertiser(queue, *controller, true, "Zephly");
+  advertiser.start();
+  EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 3; }));
+  const auto isSwitch = [](const auto& command) { return command.first == enableAdvertising; };
+  for (const auto& together : goes) {
+    if (std::none_of(together.begin(), together.end(), isSwitch)) continue;
+    EXPECT_THAT(together,
+                ElementsAre(Pair(enableAdvertising, false), Pair(enableAdvertising, true)));
+  }
 }
 
 TEST_F(AdvertiserTest, AdvertisesTheOldWayOnly) {
