@@ -11,6 +11,9 @@ namespace Zephly::bluez {
 
 namespace {
 
+// So many attempts in a row at a device that is heard all the time are told to people.
+constexpr int manyInVain = 3;
+
 constexpr const char* noReason = "The device has disconnected (BlueZ gives no reason).";
 
 // bluetoothd itself is at it; what another program has asked for is told by another name.
@@ -65,6 +68,7 @@ void Peripheral::request() {
 
 void Peripheral::radioChanged() {
   abandonAttempt();
+  inVain_ = 0;
   settled_ = false;
   if (link_ && !radio_->isOurs(link_->path())) {
     endLink(radio_->whyGone());
@@ -95,8 +99,10 @@ void Peripheral::heard() {
   if (!calling_ || heardTimer_.active()) return;
   heardTimer_ = radio_->queue().after(radio_->timing().heardLimit, [this] {
     const std::string path = radio_->devicePath(key_);
+    if (path.empty()) return;
     // This ends the attempt, and its failure leads to the next one.
-    if (!path.empty()) radio_->daemon().tell(path, deviceInterface, "Disconnect");
+    radio_->daemon().tell(path, deviceInterface, "Disconnect");
+    if (++inVain_ == manyInVain) radio_->connectsInVain(path);
   });
 }
 
@@ -219,8 +225,11 @@ void Peripheral::establish() {
   abandonAttempt();
   requested_ = false;
   settled_ = false;
+  inVain_ = 0;
   explanation_.clear();
-  link_ = std::make_shared<Link>(*radio_, self(), radio_->devicePath(key_));
+  const std::string path = radio_->devicePath(key_);
+  radio_->connected(path);
+  link_ = std::make_shared<Link>(*radio_, self(), path);
   link_->begin(isTrue("ServicesResolved"));
   const auto central = central_.lock();
   const auto delegate = central ? central->delegate() : nullptr;

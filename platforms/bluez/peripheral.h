@@ -87,6 +87,7 @@ class Peripheral final : public CBPeripheral {
   bool calling_ = false;       ///< an attempt is under way
   std::uint64_t attempt_ = 0;  ///< so that answers to an earlier one are not taken for its own
   bool settled_ = false;       ///< a connection that is not ours has had its time
+  int inVain_ = 0;             ///< attempts in a row that led nowhere although it was heard
   bool verifying_ = false;
   Retry retry_;
   main_queue::Timer settleTimer_;

@@ -88,6 +88,17 @@ bool Radio::neededByOthers(const Central* central, const std::string& key) const
   });
 }
 
+void Radio::connectsInVain(const std::string& path) {
+  unreached_ = path;
+  reportSoon();
+}
+
+void Radio::connected(const std::string& path) {
+  if (unreached_ != path) return;
+  unreached_.clear();
+  reportSoon();
+}
+
 void Radio::updateScan() {
   const auto all = centrals();
   const bool wanted =
@@ -168,6 +179,7 @@ void Radio::update() {
   if (state != poweredOn || adapter != adapter_) scan_.lost();
   state_ = state;
   adapter_ = adapter;
+  unreached_.clear();
   const std::weak_ptr<void> alive = alive_;
   report();
   for (const auto& central : centrals()) {
@@ -187,6 +199,11 @@ void Radio::report() {
   } else if (!reportTimer_.active()) {
     reportTimer_ = queue_.after(options_.timing.reportDelay, [this] { reportNow(); });
   }
+}
+
+// By a turn of its own: whoever asks is in the middle of something.
+void Radio::reportSoon() {
+  reportTimer_ = queue_.after({}, [this] { reportNow(); });
 }
 
 void Radio::reportNow() {
@@ -223,6 +240,13 @@ std::string Radio::situation() const {
            ". Plug it in; what there is: bluetoothctl list; what the kernel says: dmesg";
   }
   const std::string adapter = "Bluetooth: adapter " + lastPart(adapter_);
+  if (state_ == CBManagerState::poweredOn && !unreached_.empty()) {
+    const auto* address =
+        daemon_.tree().property<std::string>(unreached_, deviceInterface, "Address");
+    return adapter + " hears " + (address == nullptr ? lastPart(unreached_) : *address) +
+           " but does not get through to it. To start the adapter anew: bluetoothctl power off; "
+           "bluetoothctl power on";
+  }
   if (state_ == CBManagerState::poweredOn) return adapter + " is ready.";
   return adapter +
          " is switched off. To switch it on: rfkill unblock bluetooth; bluetoothctl power on";

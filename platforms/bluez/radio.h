@@ -48,6 +48,10 @@ class Radio final : public DaemonListener {
   std::string whyGone() const;
   /// Whether any central but this one is connected, or being connected, to the device.
   bool neededByOthers(const Central* central, const std::string& key) const;
+  /// Attempt after attempt at this device fails although it is heard: people are told.
+  void connectsInVain(const std::string& path);
+  /// There is a connection to this device.
+  void connected(const std::string& path);
   /// What the centrals need may have changed: begins or ends the scan.
   void updateScan();
   /// Has every device that is connected already reported as heard.
@@ -62,6 +66,7 @@ class Radio final : public DaemonListener {
  private:
   void update();
   void report();
+  void reportSoon();
   void reportNow();
   std::string situation() const;
   void noteName(const ObjectChange& change);
@@ -73,8 +78,9 @@ class Radio final : public DaemonListener {
   std::shared_ptr<void> alive_ = std::make_shared<char>();
   AdapterChoice choice_;
   CBManagerState state_ = CBManagerState::unknown;
-  std::string adapter_;   ///< path of the adapter in use; empty when there is none
-  std::string reported_;  ///< the last line for people
+  std::string adapter_;    ///< path of the adapter in use; empty when there is none
+  std::string unreached_;  ///< path of the device that is heard and cannot be connected; or empty
+  std::string reported_;   ///< the last line for people
   main_queue::Timer reportTimer_;
   /// Advertised names by path of the device.
   std::map<std::string, std::optional<std::string>> names_;

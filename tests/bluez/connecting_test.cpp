@@ -4,6 +4,7 @@
 //
 //   order of signals and reply; services are not added again   BluezConnecting.*Order*, *Reconnect*
 //   Connected=true may be missing                              BluezConnecting.*WithoutItsSignal
+//   attempts that lead nowhere while the device is heard       BluezHeardInVain
 //   a silent device fails after 42 s, or connects late         BluezConnecting.*Silent*
 //   connected already; adapter off                             BluezConnecting.*Already*, *Off*
 //   the device stops answering: no services, then the end      BluezConnecting.*StopsAnswering*
@@ -21,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -158,6 +160,68 @@ TEST_F(BluezConnecting, AnAttemptThatMissesADeviceThatIsThereIsMadeAnew) {
   bluez.advertise(strap);
   runUntil([&] { return bluez.calls("Connect") > attempts; });
   EXPECT_EQ(bluez.calls("Disconnect"), ends + 1);
+}
+
+// As when the kernel has lost an attempt that the controller refused: none gets through any more.
+class BluezHeardInVain : public BluezConnecting {
+ protected:
+  BluezHeardInVain() {
+    auto options = World::options();
+    options.timing.heardLimit = 5ms;
+    world.openHost(std::move(options));
+    request();
+    runUntil([this] { return subscribedToAll(); });
+    world.lines.clear();
+    strap.onConnect = {ConnectStep::hold};
+    bluez.dropLink(strap);
+  }
+
+  void advertiseUntil(const std::function<bool()>& condition) {
+    runUntil([&] {
+      bluez.advertise(strap);
+      return condition();
+    });
+  }
+  void advertiseUntilTold() {
+    advertiseUntil([this] { return !world.lines.empty(); });
+  }
+
+  const std::string ready = "Bluetooth: adapter hci0 is ready.";
+  const std::string inVain =
+      "Bluetooth: adapter hci0 hears AA:BB:CC:DD:EE:01 but does not get through to it. To start "
+      "the "
+      "adapter anew: bluetoothctl power off; bluetoothctl power on";
+};
+
+TEST_F(BluezHeardInVain, IsToldOnceAfterTheThirdAttemptInARow) {
+  const int before = bluez.calls("Disconnect");
+  advertiseUntilTold();
+  settle();
+  EXPECT_GE(bluez.calls("Disconnect"), before + 3);
+  advertiseUntil([&] { return bluez.calls("Disconnect") >= before + 8; });
+  EXPECT_THAT(world.lines, ElementsAre(inVain));
+}
+
+TEST_F(BluezHeardInVain, IsOverWithAConnection) {
+  advertiseUntilTold();
+  strap.onConnect = fake_bluez::usualConnection;
+  advertiseUntil([this] { return world.lines.size() > 1; });
+  EXPECT_THAT(world.lines, ElementsAre(inVain, ready));
+  runUntil([this] { return subscribedToAll(); });
+}
+
+TEST_F(BluezHeardInVain, IsCountedAnewWhenTheAdapterHasBeenOff) {
+  advertiseUntilTold();
+  bluez.power("hci0", false);
+  settle();
+  bluez.power("hci0", true);
+  runUntil([this] { return world.lines.back() == ready; });
+  world.lines.clear();
+  const int before = bluez.calls("Disconnect");
+  advertiseUntilTold();
+  settle();
+  EXPECT_GE(bluez.calls("Disconnect"), before + 3);
+  EXPECT_THAT(world.lines, ElementsAre(inVain));
 }
 
 TEST_F(BluezConnecting, AnAttemptOfBeforeThatIsStuckIsEndedBeforeTheNext) {
