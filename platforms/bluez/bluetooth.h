@@ -52,8 +52,9 @@ struct Options {
   /// Signals that end the program: the scan is stopped and the strap released before the signal
   /// does its default. Empty for a program that handles them itself and destroys the host.
   std::vector<int> releaseOn = {SIGINT, SIGTERM};
-  /// Gets one line for people whenever the state of the radio changes: what is missing and what to
-  /// do about it. Without one, the lines go to console().
+  /// Gets one line for people whenever the state of the radio changes, and when attempts to connect
+  /// a device that is heard lead nowhere: what is missing or does not work and what to do about it.
+  /// Without one, the lines go to console().
   std::function<void(std::string_view)> report = {};
   Timing timing = {};
 };
