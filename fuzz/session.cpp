@@ -34,7 +34,6 @@ namespace {
 using fuzz::Input;
 using fuzz::require;
 using Zephly::platforms::Data;
-using Zephly::platforms::Error;
 
 // What the application has been told.
 struct Told {
@@ -205,7 +204,7 @@ class Session {
     return characteristics_.at(input.below(static_cast<unsigned>(characteristics_.size())));
   }
   static std::shared_ptr<const NSError> anyError(Input& input) {
-    return input.coin() ? Error::of(input.text(12)) : nullptr;
+    return input.coin() ? fake::RawError::of(input.text(12)) : nullptr;
   }
 
   void discover(Input& input) {

@@ -1,6 +1,7 @@
 #include <platforms/bluez/daemon.h>
 
 #include <platforms/bluez/names.h>
+#include <platforms/foundation/one_line.h>
 
 #include <cstdint>
 #include <utility>
@@ -172,10 +173,11 @@ void Daemon::load() {
        });
 }
 
-void Daemon::become(State state, const std::string& reason) {
+void Daemon::become(State state, const std::string& message) {
+  std::string reason = platforms::oneLine(message);  // part of a line that people read
   if (state_ == state && reason_ == reason) return;
   state_ = state;
-  reason_ = reason;
+  reason_ = std::move(reason);
   listener_.daemonChanged();
 }
 

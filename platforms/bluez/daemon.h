@@ -86,7 +86,7 @@ class Daemon {
   void ownerIs(const std::string& owner);
   void ownerGone();
   void load();
-  void become(State state, const std::string& reason);
+  void become(State state, const std::string& message);
   void take(const Signal& signal);
   void takeProperties(const Signal& signal);
   void tellChanges(const ObjectChanges& changes);

@@ -5,6 +5,7 @@
 #include <platforms/bluez/radio.h>
 #include <platforms/foundation/data.h>
 #include <platforms/foundation/error.h>
+#include <platforms/foundation/one_line.h>
 
 #include <algorithm>
 #include <utility>
@@ -37,7 +38,7 @@ std::string flagsOf(const ObjectTree& tree, const std::string& path) {
   if (const auto* flags = tree.property<Strings>(path, characteristicInterface, "Flags")) {
     for (const std::string& flag : *flags) text += (text.empty() ? "" : ", ") + flag;
   }
-  return text;
+  return platforms::oneLine(text);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 ///
 ///   std::shared_ptr<const NSError> error = Zephly::platforms::Error::of("The device is gone.");
 
+#include <platforms/foundation/one_line.h>
 #include <zephly/platform/ns_error.h>
 
 #include <memory>
@@ -12,11 +13,12 @@
 
 namespace Zephly::platforms {
 
-/// Immutable.
+/// Immutable, and always one line: the kit prints it as a line of its own.
 class Error final : public NSError {
  public:
-  /// `text` is what a person reads: UTF-8, one line.
-  explicit Error(std::string text) : text_(std::move(text)) {}
+  /// `text` is what a person reads, UTF-8. Line breaks and control characters in it, which come
+  /// from other programs, become blanks.
+  explicit Error(std::string text) : text_(oneLine(std::move(text))) {}
 
   /// The same behind the pointer that the callbacks take.
   static std::shared_ptr<const Error> of(std::string text) {

@@ -5,6 +5,7 @@
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
 #include <tests/support/recorded_events.h>
+#include <tests/support/session_test_access.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <gmock/gmock.h>
@@ -32,6 +33,14 @@ class CentralManagerTest : public testing::Test {
   }
   void connect(const std::shared_ptr<fake::Peripheral>& peripheral) {
     manager->centralManagerDidConnectPeripheral(world.central, peripheral);
+  }
+  void fail(const std::shared_ptr<fake::Peripheral>& peripheral,
+            const std::shared_ptr<const NSError>& error = fake::noError) {
+    manager->centralManagerDidFailToConnectPeripheral(world.central, peripheral, error);
+  }
+  void disconnect(const std::shared_ptr<fake::Peripheral>& peripheral,
+                  const std::shared_ptr<const NSError>& error = fake::noError) {
+    manager->centralManagerDidDisconnectPeripheral(world.central, peripheral, error);
   }
 
   fake::World world;
@@ -166,6 +175,33 @@ TEST_F(CentralManagerTest, IgnoresWhatTheAdvertisementSaysBesidesTheName) {
   EXPECT_THAT(world.log, ElementsAre("connect"));
 }
 
+TEST_F(CentralManagerTest, IgnoresSignalStrengthAndAdvertisedServices) {
+  for (const int rssi : {127, 20, 0, -1, -127, -128}) {
+    manager->centralManagerDidDiscoverPeripheral(world.central, strap, {}, rssi);
+  }
+  EXPECT_EQ(world.log, fake::Log(6, "connect"));
+  world.log.clear();
+  CBAdvertisementData advertisement;
+  advertisement.serviceUUIDs = {CBUUID::UUIDWithString("180D"), ecgCharacteristicUUID()};
+  manager->centralManagerDidDiscoverPeripheral(world.central, strap, advertisement, -60);
+  EXPECT_THAT(world.log, ElementsAre("connect"));
+}
+
+TEST_F(CentralManagerTest, DiscoveriesWhileConnectedCountLikeAnyOther) {
+  const auto second = world.peripheral("Zephly");
+  discover(strap);
+  connect(strap);
+  world.log.clear();
+  world.central->requested.clear();
+  // The one that is connected and remembered, another one, and the connected one again.
+  for (const auto& found : {strap, second, strap}) {
+    discover(found);
+    EXPECT_EQ(SessionTestAccess::rememberedPeripheral(*manager), found);
+  }
+  EXPECT_THAT(world.central->requested, ElementsAre(strap, second, strap));
+  EXPECT_THAT(world.log, ElementsAre("connect", "connect", "connect"));
+}
+
 TEST_F(CentralManagerTest, EveryMatchingDiscoveryAsksAgainAndTheLaterDeviceIsRemembered) {
   const auto second = world.peripheral("Zephly");
   discover(strap);
@@ -203,11 +239,59 @@ TEST_F(CentralManagerTest, EachConnectionHasAHandlerOfItsOwnThatReplacesTheOneBe
   EXPECT_FALSE(second->delegate.expired());
 }
 
+TEST_F(CentralManagerDeathTest, TheHandlersDelegateIsTheManagerAndNotTheSession) {
+  connect(strap);
+  const auto handler = strap->delegate.lock();
+  const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
+  battery->current = Zephly::platforms::Data::of({0xE8, 0x03, 1});
+  manager.reset();
+  ASSERT_NE(session, nullptr);  // alive, but nobody the handler knows of
+  EXPECT_DEATH(handler->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError),
+               "ZephlyPeripheral.zephlyDelegate is gone");
+}
+
+TEST_F(CentralManagerTest, EveryConnectionIsReportedToTheSession) {
+  const auto second = world.peripheral("Zephly");
+  const fake::Log oneConnection = {"setDelegate", "discoverServices", "didConnectPeripheral"};
+  for (const auto& connected : {strap, strap, second, strap}) {
+    world.log.clear();
+    connect(connected);
+    EXPECT_EQ(world.log, oneConnection);
+  }
+}
+
+TEST_F(CentralManagerTest, ANameThatChangedAfterDiscoveryDoesNotMatter) {
+  for (const std::optional<std::string>& name : {std::optional<std::string>(), {"other"}, {""}}) {
+    strap->current = name;
+    world.log.clear();
+    connect(strap);
+    EXPECT_THAT(world.log, ElementsAre("setDelegate", "discoverServices", "didConnectPeripheral"));
+
+    world.log.clear();
+    world.central->requested.clear();
+    const CapturedOutput lines;
+    disconnect(strap, Error::of("out of range"));
+    EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
+    EXPECT_THAT(world.central->requested, ElementsAre(strap));
+    fail(strap);
+    EXPECT_EQ(lines.text(), "didDisconnectPeripheral: out of range\ndidFailToConnectPeripheral\n");
+  }
+}
+
+TEST_F(CentralManagerTest, AFailedAttemptAfterALostConnectionIsNotRetried) {
+  discover(strap);
+  connect(strap);
+  disconnect(strap);
+  world.log.clear();
+  fail(strap, Error::of("busy"));
+  EXPECT_THAT(world.log, IsEmpty());
+}
+
 TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
   discover(strap);
   world.log.clear();
-  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, Error::of("why"));
-  manager->centralManagerDidFailToConnectPeripheral(world.central, strap, fake::noError);
+  fail(strap, Error::of("why"));
+  fail(strap);
   EXPECT_EQ(output.text(), "didFailToConnectPeripheral\ndidFailToConnectPeripheral\n");
   EXPECT_THAT(world.log, IsEmpty());
   discover(strap);  // the next advertisement is the next attempt
@@ -219,7 +303,7 @@ TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
 TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
   connect(strap);
   world.log.clear();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
+  disconnect(strap);
   EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
   connect(strap);
@@ -227,27 +311,52 @@ TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
 }
 
 TEST_F(CentralManagerTest, ADisconnectionWithoutAnErrorPrintsNothing) {
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
+  disconnect(strap);
   EXPECT_EQ(output.text(), "");
 }
 
 TEST_F(CentralManagerTest, ADisconnectionWithAnErrorPrintsOneLineAndReconnectsAllTheSame) {
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, Error::of("out of range"));
+  disconnect(strap, Error::of("out of range"));
   EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
+  EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
+}
+
+TEST_F(CentralManagerTest, AnErrorWithAnEmptyTextIsPrintedToo) {
+  disconnect(strap, Error::of(""));
+  EXPECT_EQ(output.text(), "didDisconnectPeripheral: \n");
+}
+
+TEST_F(CentralManagerTest, ReadsTheNameOfALostDeviceWhenThereIsAnError) {
+  connect(strap);
+  const int before = strap->nameReads;
+  disconnect(strap);
+  EXPECT_EQ(strap->nameReads, before);
+  disconnect(strap, Error::of("out of range"));
+  EXPECT_EQ(strap->nameReads, before + 1);
+}
+
+TEST_F(CentralManagerTest, ReportsTheLossOfADeviceThatIsNotTheOneFoundLast) {
+  const auto second = world.peripheral("Zephly");
+  discover(strap);
+  connect(strap);
+  discover(second);
+  connect(second);
+  world.log.clear();
+  disconnect(strap);
   EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
 }
 
 TEST_F(CentralManagerTest, PrintsTheErrorOfADisconnectionAfterReconnectionWasRequested) {
   std::string printedBefore = "not asked";
   world.central->whenConnecting = [&] { printedBefore = output.text(); };
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, Error::of("out of range"));
+  disconnect(strap, Error::of("out of range"));
   EXPECT_EQ(printedBefore, "");
   EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
 }
 
 TEST_F(CentralManagerTest, ReconnectionIsNotLimitedInNumber) {
   for (int loss = 0; loss < 1000; ++loss) {
-    manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
+    disconnect(strap);
   }
   EXPECT_EQ(world.central->requested.size(), 1000u);
 }
@@ -257,14 +366,14 @@ TEST_F(CentralManagerTest, ReconnectsToTheDeviceThatWasLostNotToTheOneFoundLast)
   connect(strap);
   discover(second);
   world.central->requested.clear();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
+  disconnect(strap);
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
 }
 
 TEST_F(CentralManagerTest, TheOldHandlerStaysUntilTheNextConnection) {
   connect(strap);
   const auto* handler = strap->delegate.lock().get();
-  manager->centralManagerDidDisconnectPeripheral(world.central, strap, fake::noError);
+  disconnect(strap);
   EXPECT_EQ(strap->delegate.lock().get(), handler);
   connect(strap);
   EXPECT_NE(strap->delegate.lock().get(), handler);

@@ -13,7 +13,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <ios>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -68,6 +70,15 @@ TEST_F(ZephlyPeripheralTest, IgnoresAnErrorOfServiceDiscoveryEntirely) {
   EXPECT_EQ(output.text(), "");
 }
 
+TEST_F(ZephlyPeripheralTest, EveryAnswerOfServicesIsFollowed) {
+  peripheral->list = {{std::make_shared<fake::Service>("0001")}};
+  handler->peripheralDidDiscoverServices(peripheral, fake::noError);
+  peripheral->list->push_back(std::make_shared<fake::Service>("0002"));
+  handler->peripheralDidDiscoverServices(peripheral, fake::noError);
+  EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001", "discoverCharacteristics 0001",
+                                 "discoverCharacteristics 0002"));
+}
+
 TEST_F(ZephlyPeripheralTest, AsksForNothingWhenThereAreNoServices) {
   peripheral->list.emplace();
   handler->peripheralDidDiscoverServices(peripheral, fake::noError);
@@ -101,6 +112,26 @@ TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsA
             "characteristic 47366E80-CF3A-11E1-9AB4-0002A5D5C51B\n");
 }
 
+TEST_F(ZephlyPeripheralTest, SubscribesToEveryCharacteristicOfAnIdentifier) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {{characteristic(ecgCharacteristicUUID()),
+                    characteristic(batteryCharacteristicUUID()),
+                    characteristic(ecgCharacteristicUUID())}};
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
+  EXPECT_THAT(asked, ElementsAre("subscribe 46366E80", "subscribe 47366E80", "subscribe 46366E80"));
+}
+
+TEST_F(ZephlyPeripheralTest, EveryAnswerOfCharacteristicsIsFollowed) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {{characteristic(ecgCharacteristicUUID())}};
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
+  EXPECT_THAT(asked, ElementsAre("subscribe 46366E80", "subscribe 46366E80"));
+  EXPECT_EQ(output.text(),
+            "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n");
+}
+
 TEST_F(ZephlyPeripheralTest, PrintsEachCharacteristicBeforeItSubscribesToIt) {
   auto service = std::make_shared<fake::Service>("0001");
   service->list = {
@@ -128,9 +159,55 @@ TEST_F(ZephlyPeripheralTest, WritesTheErrorOfCharacteristicDiscoveryAsALiteral) 
   auto service = std::make_shared<fake::Service>("0001");
   service->list.emplace();
   handler->peripheralDidDiscoverCharacteristicsForService(
-      peripheral, service, Error::of("say \"no\" to C:\\\n\r\t\x01\x7F, Zürich"));
+      peripheral, service, fake::RawError::of("say \"no\" to C:\\\n\r\t\x01\x7F, Zürich"));
   EXPECT_EQ(output.text(),
             "Error: Optional(\"say \\\"no\\\" to C:\\\\\\n\\r\\t\\u{01}\\u{7F}, Zürich\")\n");
+}
+
+TEST_F(ZephlyPeripheralTest, EscapesEveryControlCharacterOfTheLiteralAndNothingElse) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list.emplace();
+  // Two-byte characters: all from U+0080 to U+00FF, and some whose second byte is one of 80 to 9F.
+  for (unsigned code = 0x80; code <= 0xFF; ++code) {
+    const std::string text = {static_cast<char>(0xC0 | code >> 6),
+                              static_cast<char>(0x80 | (code & 0x3F))};
+    std::ostringstream escaped;
+    escaped << "\\u{" << std::hex << std::uppercase << code << "}";
+    const CapturedOutput line;
+    handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service,
+                                                            fake::RawError::of("a" + text + "b"));
+    EXPECT_EQ(line.text(),
+              "Error: Optional(\"a" + (code <= 0x9F ? escaped.str() : text) + "b\")\n");
+  }
+  for (const std::string text : {"ł", "А", "\u2028", "\xC2", "\x85", "Â"}) {
+    const CapturedOutput line;
+    handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service,
+                                                            fake::RawError::of(text));
+    EXPECT_EQ(line.text(), "Error: Optional(\"" + text + "\")\n");
+  }
+}
+
+TEST_F(ZephlyPeripheralTest, AnErrorWithAnEmptyTextIsPrintedToo) {
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list.emplace();
+  const auto ecg = characteristic(ecgCharacteristicUUID());
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of(""));
+  handler->peripheralDidUpdateNotificationStateForCharacteristic(peripheral, ecg, Error::of(""));
+  handler->peripheralDidUpdateValueForCharacteristic(peripheral, ecg, Error::of(""));
+  EXPECT_EQ(output.text(),
+            "Error: Optional(\"\")\n"
+            "46366E80-CF3A-11E1-9AB4-0002A5D5C51B Error changing notification state: \n"
+            "Error reading characteristics: \n");
+}
+
+TEST_F(ZephlyPeripheralTest, ErrorsOfForeignCharacteristicsArePrintedToo) {
+  const auto foreign = characteristic(CBUUID::UUIDWithString("2A19"));
+  handler->peripheralDidUpdateNotificationStateForCharacteristic(peripheral, foreign,
+                                                                 Error::of("no"));
+  handler->peripheralDidUpdateValueForCharacteristic(peripheral, foreign, Error::of("broken"));
+  EXPECT_EQ(output.text(),
+            "00002A19-0000-1000-8000-00805F9B34FB Error changing notification state: no\n"
+            "Error reading characteristics: broken\n");
 }
 
 TEST_F(ZephlyPeripheralDeathTest, AnAbsentCharacteristicListIsFatal) {
@@ -236,10 +313,56 @@ TEST_F(ZephlyPeripheralDeathTest, ADelegateThatIsGoneAtDeliveryIsFatalForEverySt
 
 TEST_F(ZephlyPeripheralTest, ADelegateThatIsGoneDoesNotMatterWhenNothingIsDelivered) {
   delegate.reset();
+  const auto ecg = characteristic(ecgCharacteristicUUID());
+  auto service = std::make_shared<fake::Service>("0001");
+  service->list = {{ecg}};
+  peripheral->list = {{service}};
+  handler->peripheralDidDiscoverServices(peripheral, fake::noError);
+  handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of("half"));
+  EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001", "subscribe 46366E80"));
+  handler->peripheralDidUpdateNotificationStateForCharacteristic(peripheral, ecg, Error::of("no"));
+  handler->peripheralDidUpdateValueForCharacteristic(peripheral, ecg, Error::of("broken"));
   deliver(CBUUID::UUIDWithString("2A19"), {100});
-  handler->peripheralDidUpdateValueForCharacteristic(
-      peripheral, characteristic(ecgCharacteristicUUID()), Error::of("broken"));
+  EXPECT_EQ(output.text(),
+            "Error: Optional(\"half\")\n"
+            "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
+            "46366E80-CF3A-11E1-9AB4-0002A5D5C51B Error changing notification state: no\n"
+            "Error reading characteristics: broken\n");
   EXPECT_THAT(told, IsEmpty());
+}
+
+// The last owner of the delegate drops it during a delivery.
+TEST_F(ZephlyPeripheralTest, ADelegateIsAliveUntilTheEndOfItsCall) {
+  class Leaving : public recorded::PeripheralDelegate {
+   public:
+    Leaving(recorded::Log& log, std::shared_ptr<Leaving>& owner)
+        : PeripheralDelegate(log), log_(log), owner_(owner) {}
+    ~Leaving() override { log_.emplace_back("destroyed"); }
+    void didReceiveTemperature(float, float) override { leave(); }
+    void didReceiveECG(const std::vector<float>&) override { leave(); }
+    void didReceiveRespiration(const std::vector<float>&) override { leave(); }
+    void didReceiveBatteryStatus(BatteryStatus) override { leave(); }
+    void didReceiveIMUValues(float, float, float, float, float, float, float) override { leave(); }
+
+   private:
+    void leave() {
+      recorded::Log& log = log_;
+      owner_.reset();
+      log.emplace_back("still in the call");
+      ++touched_;
+    }
+    recorded::Log& log_;
+    std::shared_ptr<Leaving>& owner_;
+    int touched_ = 0;
+  };
+  for (const CBUUID& uuid : characteristics()) {
+    told.clear();
+    std::shared_ptr<Leaving> owner;
+    owner = std::make_shared<Leaving>(told, owner);
+    handler = ZephlyPeripheral::init(owner);
+    deliver(uuid, {1, 2, 3});
+    EXPECT_THAT(told, ElementsAre("still in the call", "destroyed"));
+  }
 }
 
 // The object.

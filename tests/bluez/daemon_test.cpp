@@ -244,6 +244,14 @@ TEST_F(BluezDaemon, WithoutADaemonTheStateIsUnsupportedAndALineSaysWhatToDo) {
   expectRecovery();
 }
 
+TEST_F(BluezDaemon, AReasonOfSeveralLinesIsReportedAsOne) {
+  bluez.script("GetManagedObjects",
+               Answer::refuse("org.bluez.Error.Failed", "Not yet:\nstill\u0085starting.\n"), 5);
+  openHostThatReportsSoon();
+  runUntil([this] { return !world.lines.empty(); });
+  EXPECT_THAT(world.lines.front(), HasSubstr("does not answer: Not yet: still starting.)"));
+}
+
 TEST_F(BluezDaemon, WithoutABusTheStateIsUnsupportedAndItBeginsWithTheBus) {
   world.stopBus();
   openHostThatReportsSoon();

@@ -41,6 +41,12 @@ TEST_F(BluezDisconnecting, TheReasonOfNewerVersionsIsTold) {
   EXPECT_THAT(told(), ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
 }
 
+TEST_F(BluezDisconnecting, AReasonOfSeveralLinesIsReportedAsOne) {
+  bluez.dropLink(strap, "Timeout,\r\n\tsays the \x1B[1mcontroller\n");
+  EXPECT_THAT(told(),
+              ElementsAre("disconnected: Connection ended: Timeout, says the [1mcontroller"));
+}
+
 TEST_F(BluezDisconnecting, AReasonOfBeforeIsNotThatOfTheNextEnd) {
   bluez.dropLink(strap, "org.bluez.Reason.Timeout");
   told();

@@ -156,7 +156,7 @@ class Storm {
   Answer anyAnswer() {
     switch (roll(6)) {
       case 0:
-        return Answer::refuse("org.bluez.Error.Failed", "No.");
+        return Answer::refuse("org.bluez.Error.Failed", "No,\nnever.");
       case 1:
         return Answer::refuse("org.bluez.Error.InProgress", "");
       case 2:

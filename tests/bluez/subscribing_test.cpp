@@ -256,6 +256,16 @@ TEST_F(BluezSignals, ABlueZThatStaysBusyIsToldInTheEnd) {
   });
 }
 
+TEST_F(BluezSignals, ARefusalOfSeveralLinesIsReportedAsOne) {
+  bluez.script("StartNotify", Answer::refuse("org.bluez.Error.Failed", "Not\npermitted.\n"), -1);
+  openSession();
+  bluez.advertise(strap);
+  runUntil([this] {
+    const auto& log = recorder().log;
+    return std::count(log.begin(), log.end(), "subscribed 49: Not permitted.") > 0;
+  });
+}
+
 class BluezDescriptors : public BluezTest {
  protected:
   BluezDescriptors() {

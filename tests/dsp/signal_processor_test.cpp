@@ -464,6 +464,38 @@ TEST_F(Motion, TheContextGivenLastIsThatOfAllCallbacks) {
   EXPECT_EQ(contexts.back(), &b);
 }
 
+// Each setter alone, called before every sample of a movement, changes nothing in its detection.
+TEST_F(Motion, SettingACallbackInTheMiddleOfAMovementResetsNothing) {
+  using Setter = void (Engine::*)(void (*)(void*), void*);
+  using Perform = void (*)(const repetitions::Sink&);
+  constexpr Setter setters[] = {&Engine::setJumpCallback, &Engine::setSitUpCallback,
+                                &Engine::setPushUpCallback};
+  constexpr Perform movements[] = {repetitions::jump, repetitions::sitUp, repetitions::pushUp};
+  const auto count = [](void* self) { static_cast<Motion*>(self)->events += 'x'; };
+  for (const Perform perform : movements) {
+    Engine undisturbed;
+    for (const Setter set : setters) (undisturbed.*set)(count, this);
+    lines();
+    events.clear();
+    perform([&](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+      undisturbed.imu(qw, qx, qy, qz, ax, ay, az);
+    });
+    const std::string expected = lines();
+    ASSERT_EQ(events, "x");
+    for (const Setter again : setters) {
+      Engine disturbed;
+      for (const Setter set : setters) (disturbed.*set)(count, this);
+      events.clear();
+      perform([&](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+        (disturbed.*again)(count, this);
+        disturbed.imu(qw, qx, qy, qz, ax, ay, az);
+      });
+      EXPECT_EQ(lines(), expected);
+      EXPECT_EQ(events, "x");
+    }
+  }
+}
+
 using MotionDeathTest = Motion;
 
 TEST_F(MotionDeathTest, ARepetitionWithoutCallbackNamesIt) {

@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <ios>
 #include <iostream>
+#include <locale>
 #include <sstream>
+#include <string>
 
 namespace {
 
@@ -38,6 +41,37 @@ TEST(Console, KeepsItsOwnFormattingWhateverIsDoneToStdCout) {
   std::cout << std::dec;
   std::cout.precision(6);
   EXPECT_EQ(output.text(), "0.5, 31\n");
+}
+
+TEST(Console, GivesEachLineTheDefaultFormatWhateverWasLeftInTheStream) {
+  const CapturedOutput output;
+  struct GroupedDigits : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  std::ostream& stream = console();
+  stream << std::hex << std::scientific << std::uppercase << std::showpos << std::boolalpha
+         << std::setprecision(12) << std::setfill('*') << std::left;
+  stream.imbue(std::locale(std::locale::classic(), new GroupedDigits));
+  stream.width(20);
+  console() << 1234567 << ", " << 0.123456789 << ", " << true << std::endl;
+  EXPECT_EQ(output.text(), "1234567, 0.123457, 1\n");
+}
+
+TEST(Console, DoesNotThrowBecauseOfAnExceptionMaskThatWasLeftInTheStream) {
+  class Broken : public std::streambuf {};  // accepts nothing
+  Broken broken;
+  auto* original = std::cout.rdbuf(&broken);
+  console().exceptions(std::ios::badbit | std::ios::failbit);
+  EXPECT_NO_THROW(console() << "lost" << std::endl);
+  console().exceptions(std::ios::badbit | std::ios::failbit);
+  std::cout.rdbuf(nullptr);
+  EXPECT_NO_THROW(console() << "lost" << std::endl);
+  std::cout.rdbuf(original);
+  const CapturedOutput output;
+  console() << "seen" << std::endl;
+  EXPECT_EQ(output.text(), "seen\n");
 }
 
 TEST(Console, WritesAgainAfterABufferThatFailed) {

@@ -112,6 +112,18 @@ TEST(ReplayHostTest, AFailureOrAnAbsentValueIsToldAsOne) {
             "value " + ecgUUID.substr(0, 2) + " absent: No.");
 }
 
+// A capture may come from another host, or from somebody who means ill.
+TEST(ReplayHostTest, RecordedTextsOfSeveralLinesAreOneLine) {
+  ReplayHost host;
+  const Session session;
+  const CharacteristicsDiscovered several{
+      .peripheral = 1, .service = 2, .characteristics = {{3, ecgUUID, "the\n\x1B[2JECG\n"}}};
+  deliver(host, connection + Script{services, several, several});
+  EXPECT_EQ(session.recorder->lastCharacteristics.at(0)->description(), "the [2JECG");
+  deliver(host, {Disconnected{1, "Out of\nreach.\n"}});
+  EXPECT_EQ(session.recorder->log.back(), "disconnected: Out of reach.");
+}
+
 TEST(ReplayHostTest, ServicesAndCharacteristicsAreTheSameObjectsWithinAConnection) {
   ReplayHost host;
   const Session session;

@@ -136,7 +136,7 @@ TEST(SameSessionTest, LinesWithDescriptionsAndErrorsAreTheSame) {
   EXPECT_THAT(world.heard().lines, Contains(HasSubstr("Not permitted.")));
   EXPECT_THAT(world.heard().lines, Contains(HasSubstr("properties = notify")));
   EXPECT_THAT(world.heard().lines, Contains(HasSubstr("No value.")));
-  EXPECT_THAT(world.heard().lines, Contains("reach."));
+  EXPECT_THAT(world.heard().lines, Contains("didDisconnectPeripheral: Out of reach."));
   expectSame(world);
 }
 

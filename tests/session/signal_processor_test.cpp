@@ -5,6 +5,7 @@
 #include <tests/support/fusion_guard.h>
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
+#include <tests/support/special_floats.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -88,6 +89,52 @@ TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesInTheirOrder) {
   EXPECT_EQ(byWrapper, orientation());
 }
 
+// A special value at each of the seven places changes the trace of an engine for good, so a sample
+// that the wrapper left out would show in every later line.
+TEST_F(SignalProcessorWrapperTest, PassesSevenMotionValuesThatAreNoNumbers) {
+  for (const float special : {notANumber, infinity, -infinity}) {
+    for (std::size_t place = 0; place < 7; ++place) {
+      ::Zephly::SignalProcessor engine;
+      const auto fresh = SignalProcessor::init();
+      const auto ignore = [](void*) {};
+      engine.setJumpCallback(ignore, nullptr);
+      engine.setSitUpCallback(ignore, nullptr);
+      engine.setPushUpCallback(ignore, nullptr);
+      fresh->startWorkoutDetection();
+      std::vector<float> v = {1, 0, 0, 0, 0.1f, 0.2f, 0.9f};
+      v[place] = special;
+      const CapturedOutput byWrapper;
+      fresh->imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+      EXPECT_NE(byWrapper.text(), "");
+      const CapturedOutput byEngine;
+      engine.imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+      EXPECT_EQ(byWrapper.text(), byEngine.text()) << special << " at " << place;
+    }
+  }
+}
+
+TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesThatAreNoNumbers) {
+  const FusionGuard guard;
+  ::Zephly::SignalProcessor engine;
+  for (const float special : {notANumber, infinity, -infinity}) {
+    for (std::size_t place = 0; place < 9; ++place) {
+      std::vector<float> v = {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f};
+      v[place] = special;
+      FusionGuard::restart();
+      const CapturedOutput byWrapper;
+      wrapper->imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
+      EXPECT_NE(byWrapper.text(), "");  // the trace of the exercise detector: one line a sample
+      const std::vector<float> orientation = {q0, q1, q2, q3};
+      FusionGuard::restart();
+      engine.imu(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
+      const std::vector<float> expected = {q0, q1, q2, q3};
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_SAME_BITS(orientation[i], expected[i]) << special << " at " << place;
+      }
+    }
+  }
+}
+
 // The workout bridge.
 
 TEST_F(SignalProcessorWrapperTest, TellsEachKindOfRepetition) {
@@ -130,22 +177,37 @@ TEST_F(SignalProcessorWrapperTest, ADelegateThatIsGoneGetsNothing) {
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(SignalProcessorWrapperTest, ADelegateMayGoDuringItsOwnCall) {
-  struct Leaving : WorkoutDelegate {
-    explicit Leaving(std::shared_ptr<WorkoutDelegate>& owner) : owner_(owner) {}
-    void didDetectPushUp() override {
+TEST_F(SignalProcessorWrapperTest, ADelegateIsAliveUntilTheEndOfItsCall) {
+  class Leaving : public WorkoutDelegate {
+   public:
+    Leaving(recorded::Log& log, std::shared_ptr<WorkoutDelegate>& owner)
+        : log_(log), owner_(owner) {}
+    ~Leaving() override { log_.emplace_back("destroyed"); }
+    void didDetectPushUp() override { leave(); }
+    void didDetectSitUp() override { leave(); }
+    void didDetectJump() override { leave(); }
+
+   private:
+    void leave() {
+      recorded::Log& log = log_;
       owner_.reset();
-      ++calls;  // still alive: the call holds a reference
+      log.emplace_back("still in the call");
+      ++calls_;
     }
+    recorded::Log& log_;
     std::shared_ptr<WorkoutDelegate>& owner_;
-    int calls = 0;
+    int calls_ = 0;
   };
-  std::shared_ptr<WorkoutDelegate> owner;
-  owner = std::make_shared<Leaving>(owner);
-  wrapper->setDelegate(owner);
-  wrapper->startWorkoutDetection();
-  repetitions::pushUp(motion());
-  EXPECT_EQ(owner, nullptr);
+  for (const auto& perform : {repetitions::jump, repetitions::sitUp, repetitions::pushUp}) {
+    log.clear();
+    wrapper = SignalProcessor::init();
+    std::shared_ptr<WorkoutDelegate> owner;
+    owner = std::make_shared<Leaving>(log, owner);
+    wrapper->setDelegate(owner);
+    wrapper->startWorkoutDetection();
+    perform(motion());
+    EXPECT_THAT(log, ElementsAre("still in the call", "destroyed"));
+  }
 }
 
 // The last owner of a wrapper lets go of it when a repetition is told.
@@ -186,6 +248,38 @@ TEST_F(SignalProcessorWrapperTest, StartingTwiceLeavesOneRegistrationOfEachKind)
     perform(motion());
     EXPECT_THAT(log, ElementsAre(told));
   }
+}
+
+TEST_F(SignalProcessorWrapperTest, EachStartRegistersAllThreeCallbacksAnew) {
+  const std::pair<void (*)(const repetitions::Sink&), const char*> kinds[] = {
+      {repetitions::jump, "didDetectJump"},
+      {repetitions::sitUp, "didDetectSitUp"},
+      {repetitions::pushUp, "didDetectPushUp"}};
+  const auto foreign = [](void* context) { ++*static_cast<int*>(context); };
+  for (const auto& [perform, told] : kinds) {
+    log.clear();
+    int foreignCalls = 0;
+    wrapper = SignalProcessor::init();
+    wrapper->setDelegate(workout);
+    wrapper->startWorkoutDetection();
+    wrapper->signalProcessor()->setJumpCallback(foreign, &foreignCalls);
+    wrapper->signalProcessor()->setSitUpCallback(foreign, &foreignCalls);
+    wrapper->signalProcessor()->setPushUpCallback(foreign, &foreignCalls);
+    wrapper->startWorkoutDetection();
+    perform(motion());
+    EXPECT_THAT(log, ElementsAre(told));
+    EXPECT_EQ(foreignCalls, 0);
+  }
+}
+
+TEST_F(SignalProcessorWrapperTest, StartingInTheMiddleOfAMovementLosesNothingOfIt) {
+  wrapper->setDelegate(workout);
+  wrapper->startWorkoutDetection();
+  repetitions::jump([this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+    wrapper->startWorkoutDetection();
+    wrapper->imu(qw, qx, qy, qz, ax, ay, az);
+  });
+  EXPECT_THAT(log, ElementsAre("didDetectJump"));
 }
 
 TEST_F(SignalProcessorWrapperDeathTest, ARepetitionBeforeDetectionWasStartedIsFatal) {

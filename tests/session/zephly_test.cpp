@@ -8,12 +8,15 @@
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
 #include <tests/support/session_test_access.h>
+#include <tests/support/special_floats.h>
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -129,6 +132,21 @@ TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
   EXPECT_THAT(other.log, IsEmpty());  // and the radio is asked for nothing
 }
 
+TEST_F(ZephlyTest, WithoutAnApplicationFromTheStartItHasAWrapperAllTheSame) {
+  fake::World other;
+  const auto second = ::Zephly::Zephly::init(nullptr);
+  ASSERT_NE(Access::wrapper(*second), nullptr);
+  EXPECT_EQ(Access::wrapper(*second)->delegate(), second);
+  strapEvents(*second).didReceiveRespiration({flat, high});
+  EXPECT_EQ(Access::leadoff(*second), std::optional(true));
+  repetitions::pushUp(
+      [&second](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
+        strapEvents(*second).didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
+      });
+  EXPECT_EQ(linesWithoutTrace(), "PushUp!\n");
+  Access::release(*second);
+}
+
 TEST(ZephlyConstructionDeathTest, WithoutAHostIsFatal) {
   EXPECT_DEATH(::Zephly::Zephly::init(nullptr), "no host is in use");
 }
@@ -151,6 +169,27 @@ TEST_F(ZephlyTest, TemperatureCarriesZeroAsBodyTemperatureAlways) {
 TEST_F(ZephlyTest, RelaysBatteryStatus) {
   strapEvents(*session).didReceiveBatteryStatus({6553.5f, true});
   EXPECT_THAT(log, ElementsAre("didReceiveBatteryStatus 6553.5 true"));
+}
+
+TEST_F(ZephlyTest, RelaysNumbersThatAreNoNumbers) {
+  for (const float special : {notANumber, infinity, -infinity}) {
+    log.clear();
+    application->ecg.clear();
+    application->respiration.clear();
+    strapEvents(*session).didReceiveTemperature(special, special);
+    strapEvents(*session).didReceiveBatteryStatus({special, false});
+    strapEvents(*session).didReceiveECG({special, 1, special});
+    strapEvents(*session).didReceiveRespiration({special, special});
+    log.erase(std::remove(log.begin(), log.end(), "didChangeLeadoffState true"), log.end());
+    log.erase(std::remove(log.begin(), log.end(), "didChangeLeadoffState false"), log.end());
+    EXPECT_THAT(log, ElementsAre(recorded::call("didReceiveTemperature", special, special, 0),
+                                 recorded::call("didReceiveBatteryStatus", special, false),
+                                 "didReceiveECG", "didReceiveECG", "didReceiveECG",
+                                 "didReceiveRespiration", "didReceiveRespiration"));
+    ASSERT_EQ(application->ecg.size(), 3U);
+    EXPECT_SAME_BITS(application->ecg.front(), special);
+    EXPECT_SAME_BITS(application->ecg.back(), special);
+  }
 }
 
 TEST_F(ZephlyTest, AnECGNotificationOfNSamplesIsNCallsInOrderUnchanged) {
@@ -391,7 +430,131 @@ TEST_F(ZephlyTest, AnApplicationThatGoesDuringALeadoffCallGetsNoRespirationSampl
   Access::release(*second);
 }
 
+// An application whose last owner is gone before the call ends: the call itself keeps it alive.
+class LeavingInEveryCall : public ZephlyDelegate {
+ public:
+  LeavingInEveryCall(recorded::Log& log, std::shared_ptr<LeavingInEveryCall>& owner)
+      : log_(log), owner_(owner) {}
+  ~LeavingInEveryCall() override { log_.emplace_back("destroyed"); }
+  void didChangeLeadoffState(bool) override { leave(); }
+  void didConnectPeripheral() override { leave(); }
+  void didDisconnectPeripheral() override { leave(); }
+  void didReceiveTemperature(float, float, float) override { leave(); }
+  void didReceiveECG(float) override { leave(); }
+  void didReceiveRespiration(float) override { leave(); }
+  void didReceiveBatteryStatus(BatteryStatus) override { leave(); }
+
+ private:
+  void leave() {
+    recorded::Log& log = log_;
+    owner_.reset();
+    log.emplace_back("still in the call");
+    ++touched_;
+  }
+
+  recorded::Log& log_;
+  std::shared_ptr<LeavingInEveryCall>& owner_;
+  int touched_ = 0;
+};
+
+TEST_F(ZephlyTest, AnApplicationIsAliveUntilTheEndOfItsCall) {
+  auto& events = strapEvents(*session);
+  const std::function<void()> calls[] = {
+      [&] { events.didConnectPeripheral(); },
+      [&] { events.didDisconnectPeripheral(); },
+      [&] { events.didReceiveTemperature(36, 20); },
+      [&] { events.didReceiveECG({1}); },
+      [&] { events.didReceiveRespiration({flat}); },  // didChangeLeadoffState
+      [&] { events.didReceiveRespiration({flat}); },  // didReceiveRespiration, from now on
+      [&] {
+        events.didReceiveBatteryStatus({50, true});
+      },
+  };
+  for (const auto& call : calls) {
+    log.clear();
+    std::shared_ptr<LeavingInEveryCall> owner;
+    owner = std::make_shared<LeavingInEveryCall>(log, owner);
+    Access::zephlyDelegate(*session) = owner;
+    call();
+    EXPECT_THAT(log, ElementsAre("still in the call", "destroyed"));
+  }
+}
+
 // Exercise.
+
+TEST_F(ZephlyTest, WithoutAnApplicationMotionIsProcessedAndRepetitionsAreCounted) {
+  const auto workout = std::make_shared<recorded::Workout>(log);
+  session->startWorkoutDetection(workout);
+  application.reset();
+  repetitions::pushUp(motion());
+  EXPECT_THAT(log, ElementsAre("didDetectPushUp"));
+  EXPECT_EQ(linesWithoutTrace(), "");
+}
+
+TEST_F(ZephlyTest, WithoutAnApplicationTheSessionPrintsRepetitions) {
+  application.reset();
+  repetitions::jump(motion());
+  EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
+}
+
+TEST_F(ZephlyTest, WithoutAnApplicationPhoneValuesReachTheEngine) {
+  const FusionGuard guard;
+  application.reset();
+  phoneEvents(*session).didReceiveIMUValues(0.5f, 0, 0, 0, 0, 1, 0, 0, 0);
+  EXPECT_NE(q1, 0.0f);
+}
+
+TEST_F(ZephlyTest, MotionValuesThatAreNoNumbersReachTheEngine) {
+  const CapturedOutput trace;
+  strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, notANumber);
+  EXPECT_EQ(trace.text(), "nan, nan\n");
+  const FusionGuard guard;
+  phoneEvents(*session).didReceiveIMUValues(notANumber, 0, 0, 0, 0, 1, 0, 0, 0);
+  EXPECT_TRUE(std::isnan(q0));
+}
+
+TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegateBefore) {
+  recorded::Log otherLog;
+  const auto first = std::make_shared<recorded::Workout>(log);
+  const auto second = std::make_shared<recorded::Workout>(otherLog);
+  session->startWorkoutDetection(first);
+  session->startWorkoutDetection(second);
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, IsEmpty());
+  EXPECT_THAT(otherLog, ElementsAre("didDetectSitUp"));
+  session->startWorkoutDetection(first);
+  repetitions::sitUp(motion());
+  EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+}
+
+// Callbacks that somebody else has set in the engine give way to the wrapper's own.
+TEST_F(ZephlyTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
+  const auto workout = std::make_shared<recorded::Workout>(log);
+  auto* const engine = Access::wrapper(*session)->signalProcessor();
+  const auto foreign = [](void* context) { ++*static_cast<int*>(context); };
+  int foreignCalls = 0;
+  for (int start = 0; start < 2; ++start) {
+    engine->setJumpCallback(foreign, &foreignCalls);
+    engine->setSitUpCallback(foreign, &foreignCalls);
+    engine->setPushUpCallback(foreign, &foreignCalls);
+    log.clear();
+    session->startWorkoutDetection(workout);
+    repetitions::sitUp(motion());
+    EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
+  }
+  EXPECT_EQ(foreignCalls, 0);
+}
+
+TEST_F(ZephlyTest, RepetitionsForAWorkoutDelegateThatIsGoneAreNeitherReportedNorPrinted) {
+  auto workout = std::make_shared<recorded::Workout>(log);
+  session->startWorkoutDetection(workout);
+  workout.reset();
+  repetitions::jump(motion());
+  repetitions::sitUp(motion());
+  repetitions::pushUp(motion());
+  EXPECT_THAT(log, IsEmpty());
+  EXPECT_EQ(linesWithoutTrace(), "");
+}
 
 TEST_F(ZephlyTest, ARepetitionBeforeTheApplicationAsksIsPrintedAndReachesNoApplication) {
   repetitions::pushUp(motion());

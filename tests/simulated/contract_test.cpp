@@ -71,7 +71,7 @@ class World {
                                            : CBManagerState::poweredOn);
         break;
       case 1:
-        device.loseLink(random_() % 2 == 0 ? std::nullopt : std::optional<std::string>("Lost."));
+        device.loseLink(random_() % 2 == 0 ? std::nullopt : std::optional<std::string>("Lost.\n"));
         break;
       case 2:
         device.setInRange(random_() % 4 != 0);
@@ -120,7 +120,7 @@ class World {
   ConnectBehaviour connectBehaviour() {
     switch (random_() % 4) {
       case 0:
-        return ConnectBehaviour::fails("Busy.", latency());
+        return ConnectBehaviour::fails("Busy:\ttry\nagain.", latency());
       case 1:
         return ConnectBehaviour::never();
       default:
@@ -130,7 +130,7 @@ class World {
   SubscriptionAnswer subscription() {
     switch (random_() % 5) {
       case 0:
-        return SubscriptionAnswer::refuses("No.");
+        return SubscriptionAnswer::refuses("No\u0085.");
       case 1:
         return SubscriptionAnswer::silent();
       case 2:

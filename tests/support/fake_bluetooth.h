@@ -20,6 +20,20 @@ namespace fake {
 
 inline const std::shared_ptr<const NSError> noError;
 
+/// An error whose text is whatever the test says, control characters included: the hosts of this
+/// project clean theirs, other people's need not.
+class RawError : public NSError {
+ public:
+  explicit RawError(std::string text) : text_(std::move(text)) {}
+  static std::shared_ptr<const NSError> of(std::string text) {
+    return std::make_shared<const RawError>(std::move(text));
+  }
+  std::string localizedDescription() const override { return text_; }
+
+ private:
+  std::string text_;
+};
+
 /// What happened, in order, one short text each.
 using Log = std::vector<std::string>;
 
@@ -54,9 +68,12 @@ class Service : public CBService {
 
 class Peripheral : public CBPeripheral {
  public:
-  Peripheral(Log& log, std::optional<std::string> name) : log_(log), name_(std::move(name)) {}
+  Peripheral(Log& log, std::optional<std::string> name) : current(std::move(name)), log_(log) {}
 
-  std::optional<std::string> name() const override { return name_; }
+  std::optional<std::string> name() const override {
+    ++nameReads;
+    return current;
+  }
   void setDelegate(std::weak_ptr<CBPeripheralDelegate> newDelegate) override {
     log_.emplace_back("setDelegate");
     delegate = std::move(newDelegate);
@@ -78,13 +95,14 @@ class Peripheral : public CBPeripheral {
     if (whenSubscribing) whenSubscribing();
   }
 
+  std::optional<std::string> current;  ///< the name
+  mutable int nameReads = 0;
   std::optional<std::vector<std::shared_ptr<CBService>>> list;
   std::weak_ptr<CBPeripheralDelegate> delegate;
   std::function<void()> whenSubscribing;  ///< runs inside setNotifyValue
 
  private:
   Log& log_;
-  std::optional<std::string> name_;
 };
 
 class Central : public CBCentralManager {

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// What a host owes the kit, checked: a delegate that wants everything, believes nothing, and holds
-/// each call against what it asked for and was told before.
+/// each call against what it asked for and was told before. Texts must be one line.
 ///
 ///   const auto auditor = std::make_shared<HostAuditor>();
 ///   auditor->self = auditor;
@@ -20,7 +20,21 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <vector>
+
+/// Whether `text` (UTF-8) is what the kit may print as one line: without line breaks and control
+/// characters.
+inline bool isOneLine(std::string_view text) {
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const std::string_view rest = text.substr(index);
+    const auto byte = static_cast<unsigned char>(rest.front());
+    if (byte < 0x20 || byte == 0x7F) return false;
+    if (rest >= "\u0080" && rest < "\u00A0") return false;
+    if (rest.starts_with("\u2028") || rest.starts_with("\u2029")) return false;
+  }
+  return true;
+}
 
 class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate {
  public:
@@ -71,6 +85,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.requested && !seen.connected);
     EXPECT_NE(error, nullptr);
+    checkText(error);
     seen.requested = false;
   }
   void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
@@ -79,14 +94,16 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     const Calling calling = enter();
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.connected) << "an end is told once";
+    checkText(error);
     didEnd(error);
     seen = Seen();
     if (wantsConnection()) request(*central, peripheral);
   }
 
   void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& peripheral,
-                                     const std::shared_ptr<const NSError>& /*error*/) override {
+                                     const std::shared_ptr<const NSError>& error) override {
     const Calling calling = enter();
+    checkText(error);
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.connected);
     EXPECT_GT(seen.servicesAsked--, 0) << "one answer per question";
@@ -101,8 +118,9 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
   }
   void peripheralDidDiscoverCharacteristicsForService(
       const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
-      const std::shared_ptr<const NSError>& /*error*/) override {
+      const std::shared_ptr<const NSError>& error) override {
     const Calling calling = enter();
+    checkText(error);
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.connected);
     EXPECT_GT(seen.characteristicsAsked[service]--, 0) << "one answer per question";
@@ -110,6 +128,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     ASSERT_TRUE(list.has_value());
     for (const auto& characteristic : *list) {
       seen.characteristics.insert(characteristic);
+      EXPECT_TRUE(isOneLine(characteristic->description())) << characteristic->description();
       subscribe(peripheral, characteristic);
     }
     didFind(seen.services.size(), seen.characteristics.size());
@@ -117,8 +136,9 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
   void peripheralDidUpdateNotificationStateForCharacteristic(
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<CBCharacteristic>& characteristic,
-      const std::shared_ptr<const NSError>& /*error*/) override {
+      const std::shared_ptr<const NSError>& error) override {
     const Calling calling = enter();
+    checkText(error);
     Seen& seen = seen_.at(peripheral);
     EXPECT_TRUE(seen.connected);
     EXPECT_GT(seen.subscriptionsAsked[characteristic]--, 0) << "one answer per question";
@@ -183,6 +203,13 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     std::set<std::shared_ptr<CBCharacteristic>> characteristics;
     std::map<std::shared_ptr<CBCharacteristic>, int> subscriptionsAsked;
   };
+
+  // The kit prints it as part of one line.
+  static void checkText(const std::shared_ptr<const NSError>& error) {
+    if (error) {
+      EXPECT_TRUE(isOneLine(error->localizedDescription())) << error->localizedDescription();
+    }
+  }
 
   Calling enter() {
     EXPECT_EQ(depth_, 0) << "called from inside a call";

@@ -14,6 +14,9 @@ struct SessionTestAccess {
   static Session* session(const CentralManager& manager) {
     return dynamic_cast<Session*>(manager.delegate.get());
   }
+  static std::shared_ptr<CBPeripheral> rememberedPeripheral(const CentralManager& manager) {
+    return manager.peripheral;
+  }
   static bool hasIMU(const Session& session) { return session.imu != nullptr; }
   static bool hasZephlyDelegate(const Session& session) {
     return !session.zephlyDelegate.expired();

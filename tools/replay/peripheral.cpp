@@ -1,5 +1,6 @@
 #include <tools/replay/peripheral.h>
 
+#include <platforms/foundation/one_line.h>
 #include <tools/replay/contradiction.h>
 
 #include <set>
@@ -145,13 +146,12 @@ std::shared_ptr<Service> Peripheral::serviceOf(const Listed& listed) {
 std::shared_ptr<Characteristic> Peripheral::characteristicOf(ObjectId service,
                                                              const Listed& listed) {
   const CBUUID uuid = recordedUUID(listed.UUID);
+  const std::string description = platforms::oneLine(listed.description);
   ListedCharacteristic& known = connection_->characteristics[listed.id];
-  if (!known.object) {
-    known = {service, std::make_shared<Characteristic>(uuid, listed.description)};
-  }
+  if (!known.object) known = {service, std::make_shared<Characteristic>(uuid, description)};
   checkSame("characteristic", listed.id,
             known.service == service && known.object->UUID() == uuid &&
-                known.object->description() == listed.description);
+                known.object->description() == description);
   return known.object;
 }
 

@@ -6,21 +6,34 @@
 #include <zephly/protocol/frame_decoders.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
 
 namespace {
 
-// `text` as a literal in double quotes: one line, whatever the platform put into it.
-std::string quoted(std::string_view text) {
-  constexpr std::string_view hexDigits = "0123456789ABCDEF";
-  constexpr unsigned char firstPrintable = 0x20;
-  constexpr unsigned char deleteCharacter = 0x7F;
+// Zero beyond the end.
+unsigned char byteAt(std::string_view text, std::size_t index) {
+  return index < text.size() ? static_cast<unsigned char>(text[index]) : '\0';
+}
 
+bool isC0Control(unsigned char code) { return code < 0x20 || code == 0x7F; }
+
+bool isC1Control(unsigned char code) { return code >= 0x80 && code <= 0x9F; }
+
+std::string escape(unsigned char code) {
+  constexpr std::string_view hexDigits = "0123456789ABCDEF";
+  return {'\\', 'u', '{', hexDigits[code >> 4], hexDigits[code & 0xF], '}'};
+}
+
+// `text`, UTF-8, as a literal in double quotes: one line, whatever the platform put into it.
+std::string quoted(std::string_view text) {
   std::string literal = "\"";
-  for (const char character : text) {
-    const auto code = static_cast<unsigned char>(character);
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const char character = text[index];
+    const unsigned char code = byteAt(text, index);
+    const unsigned char next = byteAt(text, index + 1);
     if (character == '"' || character == '\\') {
       literal += '\\';
       literal += character;
@@ -30,11 +43,11 @@ std::string quoted(std::string_view text) {
       literal += "\\r";
     } else if (character == '\t') {
       literal += "\\t";
-    } else if (code < firstPrintable || code == deleteCharacter) {
-      literal += "\\u{";
-      literal += hexDigits[code >> 4];
-      literal += hexDigits[code & 0xF];
-      literal += '}';
+    } else if (isC0Control(code)) {
+      literal += escape(code);
+    } else if (code == 0xC2 && isC1Control(next)) {  // U+0080 to U+009F in two bytes
+      literal += escape(next);
+      ++index;
     } else {
       literal += character;
     }

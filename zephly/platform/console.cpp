@@ -1,15 +1,26 @@
 #include <zephly/platform/console.h>
 
+#include <ios>
 #include <iostream>
 #include <locale>
 
+namespace {
+
+struct Console {
+  Console() { format.imbue(std::locale::classic()); }
+
+  std::ostream stream{nullptr};
+  std::ios format{nullptr};  // that of every line: the defaults of a new stream
+};
+
+}  // namespace
+
 std::ostream& console() {
   // Never destroyed: diagnostics may be written while other static objects are torn down.
-  static std::ostream& stream = []() -> std::ostream& {
-    auto* created = new std::ostream(nullptr);
-    created->imbue(std::locale::classic());
-    return *created;
-  }();
-  stream.rdbuf(std::cout.rdbuf());  // also clears an error state left by an earlier buffer
-  return stream;
+  static Console& one = *new Console;
+  // Whoever used the stream last may have left flags, a locale or an exception mask in it. The mask
+  // goes first: with it, taking over a buffer that is null would throw.
+  one.stream.copyfmt(one.format);
+  one.stream.rdbuf(std::cout.rdbuf());  // also clears an error state left by an earlier buffer
+  return one.stream;
 }

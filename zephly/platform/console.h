@@ -5,13 +5,14 @@
 ///   console() << "didFailToConnectPeripheral" << std::endl;
 ///
 /// The stream shares std::cout's buffer as it is at the moment of the call, so an application that
-/// replaces the buffer (std::cout.rdbuf) catches these lines too. Its formatting is its own: the
-/// classic locale and the default flags, precision and width, whatever the application has done to
-/// std::cout. Use it from the main queue only, like the rest of the kit.
+/// replaces the buffer (std::cout.rdbuf) catches these lines too. Its formatting is its own: each
+/// call returns it with the classic locale and the default flags, precision, width and exception
+/// mask, whatever was done before to std::cout or to this stream. Use it from the main queue only,
+/// like the rest of the kit.
 
 #include <zephly/platform/export.h>
 
 #include <ostream>
 
-/// The stream itself, ready for the next line.
+/// The stream, ready for the next line.
 ZEPHLY_EXPORT std::ostream& console();
