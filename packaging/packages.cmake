@@ -88,7 +88,7 @@ BlueZ, and the simulated host with its strap made of software.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library} (= ${PROJECT_VERSION}), libboost1.81-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library} (= ${PROJECT_VERSION}), libboost-dev (>= 1.81) | libboost1.81-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "kit of the Zephly chest strap - development files
 The kit finds the strap over Bluetooth Low Energy, keeps the connection, and
 gives an application electrocardiogram, respiration, electrode contact,

@@ -1,14 +1,26 @@
 # shellcheck shell=bash
-# Which Debian packages each job needs. Sourced by the scripts beside it.
+# Which Debian packages each job needs, for scripts/install-packages. Sourced by the scripts beside it.
+#
+# An entry is a package, with ">=VERSION" where an older one does not do, or several with "|" between them: the first
+# that the system offers is taken. So one list serves Debian 12, Debian 13 and Ubuntu 24.04.
+
+# The version of the system's own clang: 14 on Debian 12, 19 on Debian 13, 18 on Ubuntu 24.04. A system that is quite
+# new has no lists of packages yet.
+if [ ! -d /var/lib/apt/lists ] || [ -z "$(find /var/lib/apt/lists -name '*_Packages*' -print -quit)" ]; then
+  scripts/install-packages --refresh
+fi
+clang=$(apt-cache policy clang 2>/dev/null | sed -nE 's/^  Candidate: ([0-9]+:)?([0-9]+)\..*/\2/p')
+clang=${clang:-14}
 
 # To build the kit, the hosts and the program.
-build_packages=(g++ cmake ninja-build libboost1.81-dev libcli11-dev nlohmann-json3-dev libsdbus-c++-dev libedf-dev)
+build_packages=(g++ 'cmake>=3.25' ninja-build 'libboost-dev>=1.81|libboost1.81-dev' libcli11-dev nlohmann-json3-dev
+  'libsdbus-c++-dev>=1.2' libedf-dev)
 
 # To build the page of `zephly view`: Node.js 18 or newer, and npm. Often they come from elsewhere, and then
 # Debian's would be in the way.
 page_packages=()
 if ! command -v npm >/dev/null || ! node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' 2>/dev/null; then
-  page_packages=(nodejs npm)
+  page_packages=('nodejs>=18' npm)
 fi
 
 # To test that page, and to make pictures of it.
@@ -18,14 +30,17 @@ browser_packages=(chromium)
 program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon
   biosig-tools)
 
-# To build and run the tests: the second compiler brings the sanitizers.
-test_packages=("${program_packages[@]}" clang-14 libclang-rt-14-dev llvm-14 binutils procps)
+# The second compiler and its sanitizers.
+clang_packages=(clang "libclang-rt-$clang-dev" "llvm-$clang")
+
+# To build and run the tests.
+test_packages=("${program_packages[@]}" "${clang_packages[@]}" binutils procps)
 
 # To build and run the fuzzers.
-fuzz_packages=("${build_packages[@]}" libgtest-dev libgmock-dev clang-14 libclang-rt-14-dev llvm-14)
+fuzz_packages=("${build_packages[@]}" libgtest-dev libgmock-dev "${clang_packages[@]}")
 
 # To check format, static analysis and documentation.
-tidy_packages=(clang-14 clang-tidy-14 clang-format-14)
+tidy_packages=(clang "clang-tidy-$clang" "clang-format-$clang")
 lint_packages=("${test_packages[@]}" "${tidy_packages[@]}" cppcheck python3 doxygen libbenchmark-dev)
 
 # To build the kit's tests for another processor, and to run them.
@@ -53,6 +68,6 @@ peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy py
 bluetooth_guest_packages=(linux-image-amd64/bookworm bluez bluez-test-tools dbus-daemon dbus-bin busybox-static
   kmod cpio qemu-system-x86 seabios)
 
-# To build Debian packages, and to try them in a fresh system.
+# To build Debian packages, and to try things in a fresh system.
 package_packages=("${build_packages[@]}" dpkg-dev file lintian)
-package_test_packages=(debootstrap)
+fresh_system_packages=(debootstrap debian-archive-keyring)

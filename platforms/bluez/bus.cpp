@@ -1,7 +1,7 @@
-// Everything that depends on the version of sdbus-c++ stands in this file, and nowhere else: hence
-// its length.
-
 #include <platforms/bluez/bus.h>
+
+#include <platforms/bluez/bus_message.h>
+#include <platforms/bluez/sdbus_version.h>
 
 #include <poll.h>
 #include <sdbus-c++/sdbus-c++.h>
@@ -16,207 +16,10 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 
 namespace Zephly::bluez {
 
 namespace {
-
-template <class... Cases>
-struct Overloaded : Cases... {
-  using Cases::operator()...;
-};
-template <class... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
-
-// Reading ----------------------------------------------------------------------------------------
-
-Value readValue(sdbus::Message& message);
-
-template <class T>
-T readBasic(sdbus::Message& message) {
-  T value{};
-  message >> value;
-  return value;
-}
-
-// What stands next: its type, 0 at the end of a container or of the message, and what it contains.
-struct Next {
-  char type;
-  std::string contents;
-};
-
-Next peek(const sdbus::Message& message) {
-  std::string type;
-  std::string contents;
-  message.peekType(type, contents);
-  return {type.empty() ? '\0' : type.front(), contents};
-}
-
-Bytes readBytes(sdbus::Message& message) {
-  Bytes bytes;
-  message >> bytes;
-  return bytes;
-}
-
-Value readDictionary(sdbus::Message& message, const std::string& entry) {
-  Dictionary dictionary;
-  bool named = true;
-  message.enterContainer(entry);
-  const std::string contents = entry.substr(1, entry.size() - 2);
-  while (peek(message).type != '\0') {
-    message.enterDictEntry(contents);
-    Value key = readValue(message);
-    Value value = readValue(message);
-    message.exitDictEntry();
-    if (auto* name = std::get_if<std::string>(&key.shape)) {
-      dictionary.insert_or_assign(std::move(*name), std::move(value));
-    } else {
-      named = false;
-    }
-  }
-  // Reading to the end has set the mark that a last reading failed.
-  message.clearFlags();
-  message.exitContainer();
-  return named ? Value(std::move(dictionary)) : Value();
-}
-
-Value readArray(sdbus::Message& message, const std::string& element) {
-  if (element == "y") return readBytes(message);
-  if (!element.empty() && element.front() == '{') return readDictionary(message, element);
-  const bool texts = element == "s" || element == "o" || element == "g";
-  Strings strings;
-  message.enterContainer(element);
-  while (peek(message).type != '\0') {
-    Value value = readValue(message);
-    if (auto* text = std::get_if<std::string>(&value.shape)) strings.push_back(std::move(*text));
-  }
-  message.clearFlags();
-  message.exitContainer();
-  return texts ? Value(std::move(strings)) : Value();
-}
-
-Value readStruct(sdbus::Message& message, const std::string& contents) {
-  message.enterStruct(contents);
-  while (peek(message).type != '\0') readValue(message);
-  message.clearFlags();
-  message.exitStruct();
-  return {};
-}
-
-Value readVariant(sdbus::Message& message, const std::string& contents) {
-  message.enterVariant(contents);
-  Value value = readValue(message);
-  message.exitVariant();
-  return value;
-}
-
-Value readValue(sdbus::Message& message) {
-  const Next next = peek(message);
-  switch (next.type) {
-    case 'b':
-      return readBasic<bool>(message);
-    case 'y':
-      return std::int64_t{readBasic<std::uint8_t>(message)};
-    case 'n':
-      return std::int64_t{readBasic<std::int16_t>(message)};
-    case 'q':
-      return std::int64_t{readBasic<std::uint16_t>(message)};
-    case 'i':
-      return std::int64_t{readBasic<std::int32_t>(message)};
-    case 'u':
-      return std::int64_t{readBasic<std::uint32_t>(message)};
-    case 'x':
-      return readBasic<std::int64_t>(message);
-    case 't':
-      return static_cast<std::int64_t>(readBasic<std::uint64_t>(message));
-    case 'd':
-      return readBasic<double>(message);
-    case 's':
-      return readBasic<std::string>(message);
-    case 'o':
-      return std::string(readBasic<sdbus::ObjectPath>(message));
-    case 'g':
-      return std::string(readBasic<sdbus::Signature>(message));
-    case 'h': {
-      auto descriptor = readBasic<sdbus::UnixFd>(message);
-      return std::make_shared<main_queue::FileDescriptor>(descriptor.release());
-    }
-    case 'a':
-      return readArray(message, next.contents);
-    case 'r':
-      return readStruct(message, next.contents);
-    case 'v':
-      return readVariant(message, next.contents);
-    default:
-      throw sdbus::Error("org.freedesktop.DBus.Error.InvalidSignature", "unknown type");
-  }
-}
-
-// Writing ----------------------------------------------------------------------------------------
-
-std::string signatureOf(const Value& value) {
-  return std::visit(
-      Overloaded{[](bool) { return "b"; }, [](std::int64_t) { return "x"; },
-                 [](std::uint16_t) { return "q"; }, [](std::uint32_t) { return "u"; },
-                 [](const std::string&) { return "s"; }, [](const ObjectPath&) { return "o"; },
-                 [](const Bytes&) { return "ay"; }, [](const Strings&) { return "as"; },
-                 [](const Dictionary&) { return "a{sv}"; }, [](const Descriptor&) { return "h"; },
-                 [](const Variant&) { return "v"; },
-                 [](const auto&) -> const char* {
-                   throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs",
-                                      "a value of this shape cannot be sent");
-                 }},
-      value.shape);
-}
-
-void writeValue(sdbus::Message& message, const Value& value);
-
-void writeVariant(sdbus::Message& message, const Value& value) {
-  message.openVariant(signatureOf(value));
-  writeValue(message, value);
-  message.closeVariant();
-}
-
-Arguments readAll(sdbus::Message& message) {
-  Arguments arguments;
-  try {
-    while (peek(message).type != '\0') arguments.push_back(readValue(message));
-  } catch (const sdbus::Error&) {
-    return arguments;
-  }
-  return arguments;
-}
-
-void writeValue(sdbus::Message& message, const Value& value) {
-  std::visit(
-      Overloaded{[&](bool flag) { message << flag; },
-                 [&](std::int64_t number) { message << number; },
-                 [&](std::uint16_t number) { message << number; },
-                 [&](std::uint32_t number) { message << number; },
-                 [&](const std::string& text) { message << text; },
-                 [&](const ObjectPath& path) { message << sdbus::ObjectPath(path.path); },
-                 [&](const Bytes& bytes) { message << bytes; },
-                 [&](const Strings& strings) { message << strings; },
-                 [&](const Dictionary& dictionary) {
-                   message.openContainer("{sv}");
-                   for (const auto& [name, entry] : dictionary) {
-                     message.openDictEntry("sv");
-                     message << name;
-                     writeVariant(message, entry);
-                     message.closeDictEntry();
-                   }
-                   message.closeContainer();
-                 },
-                 [&](const Descriptor& descriptor) { message << sdbus::UnixFd(descriptor->get()); },
-                 [&](const Variant& variant) { writeVariant(message, *variant.value); },
-                 [&](const auto&) { static_cast<void>(signatureOf(value)); }},
-      value.shape);
-}
-
-void writeAll(sdbus::Message& message, const Arguments& arguments) {
-  for (const Value& value : arguments) writeValue(message, value);
-}
 
 // Objects of our own -----------------------------------------------------------------------------
 
@@ -227,22 +30,25 @@ void answer(const Method& method, sdbus::MethodCall& call) {
     writeAll(reply, values);
     reply.send();
   } catch (const BusError& error) {
-    call.createErrorReply(sdbus::Error(error.name(), error.what())).send();
+    call.createErrorReply(sdbus_version::error(error.name(), error.what())).send();
   } catch (const std::exception& error) {
-    call.createErrorReply(sdbus::Error("org.freedesktop.DBus.Error.Failed", error.what())).send();
+    constexpr const char* failed = "org.freedesktop.DBus.Error.Failed";
+    call.createErrorReply(sdbus_version::error(failed, error.what())).send();
   }
 }
 
-void declare(sdbus::IObject& object, const Interface& interface) {
+sdbus_version::Interface declarationOf(const Interface& interface) {
+  sdbus_version::Interface declaration{interface.name, {}, {}};
   for (const Method& method : interface.methods) {
-    object.registerMethod(interface.name, method.name, method.input, method.output,
-                          [method](sdbus::MethodCall call) { answer(method, call); });
+    declaration.methods.push_back({method.name, method.input, method.output,
+                                   [method](sdbus::MethodCall& call) { answer(method, call); }});
   }
   for (const Property& property : interface.properties) {
-    object.registerProperty(
-        interface.name, property.name, property.signature,
-        [read = property.read](sdbus::PropertyGetReply& reply) { writeValue(reply, read()); });
+    declaration.properties.push_back(
+        {property.name, property.signature,
+         [read = property.read](sdbus::PropertyGetReply& reply) { writeValue(reply, read()); }});
   }
+  return declaration;
 }
 
 // The bus ----------------------------------------------------------------------------------------
@@ -262,16 +68,15 @@ class SdBus final : public Bus {
     Call& call = calls_[id];
     call.handler = std::move(handler);
     try {
-      call.proxy = sdbus::createProxy(*connection_, destination.service, destination.path);
-      auto message = call.proxy->createMethodCall(destination.interface, destination.method);
+      call.proxy = sdbus_version::createProxy(*connection_, destination.service, destination.path);
+      auto message =
+          sdbus_version::createCall(*call.proxy, destination.interface, destination.method);
       writeAll(message, arguments);
-      const auto microseconds = std::chrono::microseconds(timeout).count();
-      call.proxy->callMethod(
-          message,
+      sdbus_version::send(
+          *call.proxy, message, timeout,
           [this, id](sdbus::MethodReply& reply, const sdbus::Error* error) {
             replied(id, error == nullptr ? Reply{readAll(reply), {}, {}} : failureOf(*error));
-          },
-          static_cast<std::uint64_t>(microseconds));
+          });
     } catch (const sdbus::Error& error) {
       replied(id, failureOf(error));
     }
@@ -280,8 +85,9 @@ class SdBus final : public Bus {
 
   void tell(const Destination& destination, const Arguments& arguments) override {
     try {
-      const auto proxy = sdbus::createProxy(*connection_, destination.service, destination.path);
-      auto message = proxy->createMethodCall(destination.interface, destination.method);
+      const auto proxy =
+          sdbus_version::createProxy(*connection_, destination.service, destination.path);
+      auto message = sdbus_version::createCall(*proxy, destination.interface, destination.method);
       writeAll(message, arguments);
       message.dontExpectReply();
       message.send(0);
@@ -296,8 +102,8 @@ class SdBus final : public Bus {
     constexpr const char* name = "org.freedesktop.DBus";
     try {
       // The bus reads from a connection in order: its answer to the last message answers all.
-      const auto proxy = sdbus::createProxy(*connection_, name, "/org/freedesktop/DBus");
-      const auto message = proxy->createMethodCall(name, "GetId");
+      const auto proxy = sdbus_version::createProxy(*connection_, name, "/org/freedesktop/DBus");
+      const auto message = sdbus_version::createCall(*proxy, name, "GetId");
       const auto microseconds = std::chrono::microseconds(limit).count();
       static_cast<void>(message.send(static_cast<std::uint64_t>(microseconds)));
     } catch (const sdbus::Error&) {
@@ -311,13 +117,15 @@ class SdBus final : public Bus {
     const std::uint64_t id = ++lastId_;
     const auto shared = std::make_shared<const SignalHandler>(std::move(handler));
     try {
-      subscriptions_[id] = connection_->addMatch(rule, [this, id, shared](sdbus::Message& message) {
-        Signal signal{message.getSender(), message.getPath(), message.getInterfaceName(),
-                      message.getMemberName(), readAll(message)};
+      const auto take = [this, id, shared](sdbus::Message& message) {
+        const auto origin = sdbus_version::originOf(message);
+        Signal signal{origin.sender, origin.path, origin.interface, origin.member,
+                      readAll(message)};
         later([this, id, shared, signal = std::move(signal)] {
           if (subscriptions_.count(id) != 0) (*shared)(signal);
         });
-      });
+      };
+      subscriptions_[id] = sdbus_version::addMatch(*connection_, rule, take);
     } catch (const sdbus::Error& error) {
       subscriptions_.erase(id);
       throw BusError(error.getName(), error.getMessage());
@@ -334,9 +142,9 @@ class SdBus final : public Bus {
                                                bool objectManager) override {
     const std::uint64_t id = ++lastId_;
     try {
-      auto object = sdbus::createObject(*connection_, path);
-      for (const Interface& interface : interfaces) declare(*object, interface);
-      object->finishRegistration();
+      std::vector<sdbus_version::Interface> declarations;
+      for (const Interface& one : interfaces) declarations.push_back(declarationOf(one));
+      auto object = sdbus_version::createObject(*connection_, path, declarations);
       if (objectManager) object->addObjectManager();
       objects_[id] = std::move(object);
     } catch (const sdbus::Error& error) {
@@ -365,7 +173,7 @@ class SdBus final : public Bus {
     void announce(const std::string& interface, const std::string& property) override {
       if (alive_.expired()) return;
       try {
-        bus_.objects_.at(id_)->emitPropertiesChangedSignal(interface, {property});
+        sdbus_version::announceChange(*bus_.objects_.at(id_), interface, property);
       } catch (const sdbus::Error&) {
         return;
       }
@@ -446,7 +254,7 @@ class SdBus final : public Bus {
   bool process() {
     if (lost_) return false;
     try {
-      return connection_->processPendingRequest();
+      return sdbus_version::processPending(*connection_);
     } catch (const sdbus::Error&) {
       lost_ = true;
       read_.cancel();
@@ -465,8 +273,8 @@ class SdBus final : public Bus {
     } else if (!write_.active()) {
       write_ = queue_.watch(data.fd, main_queue::Interest::write, [this] { turn(); });
     }
-    const auto left = data.getRelativeTimeout();
-    if (!left || *left == std::chrono::microseconds::max()) {
+    const auto left = sdbus_version::timeLeft(data);
+    if (!left) {
       timer_.cancel();
     } else if (left->count() <= 0) {
       ring();

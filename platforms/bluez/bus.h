@@ -12,8 +12,7 @@
 /// library, so that a handler may do anything, throw or destroy the bus included.
 ///
 /// No thread, no waiting: only open() waits, for the greeting of the bus, and settle(). Everything
-/// belongs to the thread that runs the queue. Its source is the only file that depends on
-/// the version of sdbus-c++.
+/// belongs to the thread that runs the queue.
 
 #include <platforms/bluez/value.h>
 #include <platforms/main_queue/main_queue.h>

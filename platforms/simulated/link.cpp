@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace Zephly::simulated {
 
@@ -90,13 +91,14 @@ bool Link::send(const CBUUID& characteristic, const Value& value) {
 }
 
 void Link::tellServices(const DiscoveryAnswer& answer, const Filter& filter) {
-  discovered_.reset();
-  if (answer.list != DiscoveryAnswer::List::absent) discovered_.emplace();
+  std::vector<std::shared_ptr<CBService>> found;
   if (answer.list == DiscoveryAnswer::List::complete) {
     for (const auto& entry : device_.services_) {
-      if (passes(filter, entry->uuid)) discovered_->push_back(serviceOf(entry));
+      if (passes(filter, entry->uuid)) found.push_back(serviceOf(entry));
     }
   }
+  const bool absent = answer.list == DiscoveryAnswer::List::absent;
+  discovered_ = absent ? ServiceList() : ServiceList(std::move(found));
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
   if (const auto delegate = peripheral->delegate()) {

@@ -152,7 +152,7 @@ std::vector<Record> someOfEach() {
       SubscriptionChanged{1, 3, std::nullopt},
       SubscriptionChanged{1, 3, "refused"},
       Value{1, 3, std::nullopt, "no value"},
-      Value{1, 3, {{}}, std::nullopt},
+      Value{1, 3, std::vector<std::uint8_t>(), std::nullopt},
       Value{1, 3, {{0x10, 0x27}}, std::nullopt},
       Ended{}};
   std::vector<Record> records;

@@ -58,7 +58,8 @@ TEST(FormatTest, AnyRecordComesBackAsItWas) {
 
 TEST(FormatTest, TheLongestValueComesBackAndALongerOneIsRefused) {
   const std::size_t around =
-      encodeRecord({{}, Value{.bytes = {{}}}}, 0).size() - recordHeaderSize - checksumSize;
+      encodeRecord({{}, Value{.bytes = std::vector<std::uint8_t>()}}, 0).size() - recordHeaderSize -
+      checksumSize;
   Record longest{{}, Value{.bytes = std::vector<std::uint8_t>(longestPayload - around, 7)}};
   const ScratchDirectory scratch;
   const ReadBack back =

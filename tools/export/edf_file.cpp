@@ -37,6 +37,20 @@ constexpr Nanoseconds chargeHolds = 3 * strap::batteryInterval;
 
 constexpr int mostAnnotationSignals = 64;  // of EDFlib
 
+// Times in 0.1 ms, as EDF+ files of this program have them; a duration of -1 is none. Version 1.27
+// of EDFlib brought a function that counts in microseconds and deprecated the one before: as
+// `Handle` is a parameter, only the one that is there, and the newer of the two, is ever called.
+template <class Handle>
+int writeAnnotation(Handle handle, std::int64_t onset, std::int64_t duration, const char* text) {
+  if constexpr (requires { edfwrite_annotation_utf8_hr(handle, onset, duration, text); }) {
+    const std::int64_t microseconds = 100;
+    return edfwrite_annotation_utf8_hr(handle, onset * microseconds,
+                                       duration < 0 ? -1 : duration * microseconds, text);
+  } else {
+    return edfwrite_annotation_utf8(handle, onset, duration, text);
+  }
+}
+
 // EDFlib cuts numbers off where it has no room, so that -273.15 would be -273.149.
 double awayFromZero(double value) { return value * (1 + 1e-9); }
 
@@ -170,9 +184,9 @@ void EdfFile::annotate() {
   };
   for (const Happening& happening : all) {
     if (!isAnnotated(happening)) continue;
-    check(edfwrite_annotation_utf8(handle_, units(happening.time - begin_),
-                                   happening.duration ? units(*happening.duration) : -1,
-                                   annotationText(happening).c_str()));
+    check(writeAnnotation(handle_, units(happening.time - begin_),
+                          happening.duration ? units(*happening.duration) : -1,
+                          annotationText(happening).c_str()));
   }
 }
 
