@@ -22,8 +22,16 @@ make_system() {
   rm -rf --one-file-system "$folder"
   mkdir -p "$folder"
   tar -C "$folder" -xf "$base"
-  # What the system needs to reach the registry that this one reaches.
+  # What the system needs to reach the registries that this one reaches: names, a proxy and the certificate of one.
   cp -L /etc/resolv.conf /etc/hosts "$folder/etc/"
+  local name
+  for name in http_proxy https_proxy; do
+    [ -z "${!name:-}" ] || echo "$name=${!name}" >>"$folder/etc/environment"
+  done
+  if [ -n "${NODE_EXTRA_CA_CERTS:-}" ]; then
+    cp -L "$NODE_EXTRA_CA_CERTS" "$folder/etc/ssl-of-the-machine.crt"
+    echo "NODE_EXTRA_CA_CERTS=/etc/ssl-of-the-machine.crt" >>"$folder/etc/environment"
+  fi
 }
 
 enter_system() {
