@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace Zephly::bluez {
 
@@ -143,6 +144,7 @@ class SdBus final : public Bus {
     const std::uint64_t id = ++lastId_;
     try {
       std::vector<sdbus_version::Interface> declarations;
+      declarations.reserve(interfaces.size());
       for (const Interface& one : interfaces) declarations.push_back(declarationOf(one));
       auto object = sdbus_version::createObject(*connection_, path, declarations);
       if (objectManager) object->addObjectManager();

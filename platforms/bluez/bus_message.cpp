@@ -26,6 +26,9 @@ Overloaded(Cases...) -> Overloaded<Cases...>;
 
 Value readValue(sdbus::Message& message);
 
+// A signature as both versions of the library take it: 1 as a string, 2 as characters.
+const char* characters(const std::string& signature) { return signature.c_str(); }
+
 template <class T>
 T readBasic(sdbus::Message& message) {
   T value{};
@@ -42,10 +45,10 @@ Bytes readBytes(sdbus::Message& message) {
 Value readDictionary(sdbus::Message& message, const std::string& entry) {
   Dictionary dictionary;
   bool named = true;
-  message.enterContainer(entry.c_str());
+  message.enterContainer(characters(entry));
   const std::string contents = entry.substr(1, entry.size() - 2);
   while (peek(message).type != '\0') {
-    message.enterDictEntry(contents.c_str());
+    message.enterDictEntry(characters(contents));
     Value key = readValue(message);
     Value value = readValue(message);
     message.exitDictEntry();
@@ -66,7 +69,7 @@ Value readArray(sdbus::Message& message, const std::string& element) {
   if (!element.empty() && element.front() == '{') return readDictionary(message, element);
   const bool texts = element == "s" || element == "o" || element == "g";
   Strings strings;
-  message.enterContainer(element.c_str());
+  message.enterContainer(characters(element));
   while (peek(message).type != '\0') {
     Value value = readValue(message);
     if (auto* text = std::get_if<std::string>(&value.shape)) strings.push_back(std::move(*text));
@@ -77,7 +80,7 @@ Value readArray(sdbus::Message& message, const std::string& element) {
 }
 
 Value readStruct(sdbus::Message& message, const std::string& contents) {
-  message.enterStruct(contents.c_str());
+  message.enterStruct(characters(contents));
   while (peek(message).type != '\0') readValue(message);
   message.clearFlags();
   message.exitStruct();
@@ -85,7 +88,7 @@ Value readStruct(sdbus::Message& message, const std::string& contents) {
 }
 
 Value readVariant(sdbus::Message& message, const std::string& contents) {
-  message.enterVariant(contents.c_str());
+  message.enterVariant(characters(contents));
   Value value = readValue(message);
   message.exitVariant();
   return value;
