@@ -12,7 +12,6 @@ namespace {
 
 constexpr double twoPi = 2.0 * std::numbers::pi;
 constexpr double samplesPerSecond = 100.0;
-const std::string restingRecordingName = "resting_5min_100hz.csv";
 
 double bump(double x, double centre, double width) {
   const double distance = (x - centre) / width;
@@ -119,15 +118,11 @@ std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed) {
   return samples;
 }
 
-std::optional<std::vector<double>> restingRecording(RestingColumn column, std::size_t count) {
-  const auto rows = readRecording(restingRecordingName);
-  if (rows.empty()) return std::nullopt;
+std::vector<double> restingRecording(RestingColumn column, std::size_t count) {
   std::vector<double> samples;
-  for (const std::vector<float>& row : rows) {
+  for (const std::vector<float>& row : readRecording("resting_5min_100hz.csv")) {
     if (samples.size() == count) break;
     samples.push_back(row.at(static_cast<std::size_t>(column)));
   }
   return samples;
 }
-
-std::string missingRestingRecording() { return missingRecording(restingRecordingName); }

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,9 +38,5 @@ std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed);
 /// The columns of the recording of five minutes at rest, 100 samples a second.
 enum class RestingColumn : std::size_t { ecg = 0, respiration = 2 };
 
-/// At most `count` samples of a column, in single precision; nothing when the recording does not
-/// stand beside the checkout.
-std::optional<std::vector<double>> restingRecording(RestingColumn column, std::size_t count);
-
-/// Why a test of the recording is skipped.
-std::string missingRestingRecording();
+/// At most `count` samples of a column, in single precision.
+std::vector<double> restingRecording(RestingColumn column, std::size_t count);

@@ -30,7 +30,6 @@ using capture::CharacteristicsDiscovered;
 using capture::Connected;
 using capture::Disconnected;
 using capture::Discovered;
-using capture::Ended;
 using capture::FailedToConnect;
 using capture::Record;
 using capture::ServicesDiscovered;
@@ -38,7 +37,6 @@ using capture::StateChanged;
 using capture::SubscriptionChanged;
 using capture::Value;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 using What = decltype(Record::what);

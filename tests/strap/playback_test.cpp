@@ -4,6 +4,7 @@
 #include <strap/random.h>
 #include <strap/rates.h>
 #include <tests/strap/literal_decoding.h>
+#include <tests/support/recording.h>
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <gmock/gmock.h>
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <filesystem>
 #include <fstream>
 #include <numbers>
 #include <sstream>
@@ -169,39 +169,29 @@ TEST(PlaybackDeathTest, AStreamThatIsNotRecordedIsAFatalError) {
   EXPECT_DEATH(playBack(recording, Stream::motion, 1), "no stream motion");
 }
 
-class RealRecordingTest : public testing::Test {
- protected:
-  // The file, or a skipped test.
-  std::optional<Recording> load(const std::string& name) {
-    const std::filesystem::path file = std::filesystem::path(ZEPHLY_RECORDINGS) / name;
-    if (!std::filesystem::exists(file)) return std::nullopt;
-    return Recording::load(file, 100);
-  }
-};
+Recording loadRecording(const char* name) { return Recording::load(recordingPath(name), 100); }
 
-TEST_F(RealRecordingTest, ARestingPersonIsPlayedInFull) {
-  const auto recording = load("resting_5min_100hz.csv");
-  if (!recording) GTEST_SKIP() << "no recordings at " << ZEPHLY_RECORDINGS;
-  EXPECT_EQ(recording->rows(), 30'000U);
-  EXPECT_FALSE(recording->has(Stream::motion));
-  const Playback ecg = playBack(*recording, Stream::ecg, 1);
+TEST(RealRecordingTest, ARestingPersonIsPlayedInFull) {
+  const Recording recording = loadRecording("resting_5min_100hz.csv");
+  EXPECT_EQ(recording.rows(), 30'000U);
+  EXPECT_FALSE(recording.has(Stream::motion));
+  const Playback ecg = playBack(recording, Stream::ecg, 1);
   EXPECT_EQ(ecg.counts.samples, 150'000U);
   EXPECT_EQ(ecg.frames.size(), 25'000U);
   EXPECT_EQ(ecg.counts.filled, 0U);
   // The early artefact, and nothing else.
   EXPECT_GT(ecg.counts.saturated, 0U);
   EXPECT_LT(ecg.counts.saturated, 1500U);
-  const std::vector<float> respiration = samplesOf(playBack(*recording, Stream::respiration, 1));
+  const std::vector<float> respiration = samplesOf(playBack(recording, Stream::respiration, 1));
   EXPECT_EQ(respiration.size(), 150'000U);
   expectContactThroughout(respiration);
   EXPECT_NEAR(amplitudeAt(50, respiration), 0.02, 0.002);
 }
 
-TEST_F(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
-  const auto recording = load("imu_135s_100hz.csv");
-  if (!recording) GTEST_SKIP() << "no recordings at " << ZEPHLY_RECORDINGS;
-  EXPECT_EQ(recording->rows(), 13'514U);
-  const Playback playback = playBack(*recording, Stream::motion, 1);
+TEST(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
+  const Recording recording = loadRecording("imu_135s_100hz.csv");
+  EXPECT_EQ(recording.rows(), 13'514U);
+  const Playback playback = playBack(recording, Stream::motion, 1);
   EXPECT_EQ(playback.counts.samples, 4054U);
   EXPECT_EQ(playback.counts.saturated, 0U);
   // Most of what is felt is gravity, so most of the time the orientation explains it.
@@ -216,11 +206,8 @@ TEST_F(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
   EXPECT_GT(explained, 4054 * 8 / 10);
 }
 
-TEST_F(RealRecordingTest, SkinTemperatureUnderItsNameIsPlayed) {
-  const std::filesystem::path file =
-      std::filesystem::path(ZEPHLY_RECORDINGS) / "skin_temperature_4hz.csv";
-  if (!std::filesystem::exists(file)) GTEST_SKIP() << "no recordings at " << ZEPHLY_RECORDINGS;
-  std::ifstream lines(file);
+TEST(RealRecordingTest, SkinTemperatureUnderItsNameIsPlayed) {
+  std::ifstream lines(recordingPath("skin_temperature_4hz.csv"));
   std::string line;
   std::getline(lines, line);  // when it began
   std::getline(lines, line);  // its rate

@@ -1,28 +1,22 @@
 #pragma once
 /// @file
-/// Recordings of real signals, as tables of numbers. They are not part of the project: a test that
-/// wants one is skipped where they do not stand beside the checkout.
+/// The recordings of real signals in tests/data, as tables of numbers.
 ///
 ///     const auto rows = readRecording("imu_135s_100hz.csv");
-///     if (rows.empty()) GTEST_SKIP() << missingRecording("imu_135s_100hz.csv");
-///
-/// The build names their folder in ZEPHLY_RECORDINGS.
 
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+/// Where the build has found tests/data.
 inline std::string recordingPath(const std::string& name) {
   return std::string(ZEPHLY_RECORDINGS) + "/" + name;
 }
 
-inline std::string missingRecording(const std::string& name) {
-  return "no recording at " + recordingPath(name);
-}
-
 /// The rows of numbers of a file of comma-separated values; lines that do not begin with a number
-/// (a heading) are passed over. Empty when there is no such file.
+/// (a heading) are passed over. Throws std::runtime_error when there are none, or no such file.
 inline std::vector<std::vector<float>> readRecording(const std::string& name) {
   std::vector<std::vector<float>> rows;
   std::ifstream file(recordingPath(name));
@@ -38,5 +32,6 @@ inline std::vector<std::vector<float>> readRecording(const std::string& name) {
     }
     if (!row.empty()) rows.push_back(row);
   }
+  if (rows.empty()) throw std::runtime_error("no recording at " + recordingPath(name));
   return rows;
 }

@@ -3,6 +3,7 @@
 #include "process.h"
 
 #include <tests/support/long_run.h>
+#include <tests/support/recording.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -87,13 +88,8 @@ TEST(RecordingTest, EverySampleOfASmallFileArrivesAndTheProgramEnds) {
 }
 
 TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
-  const std::filesystem::path recording =
-      std::filesystem::path(ZEPHLY_RECORDINGS) / "resting_5min_100hz.csv";
-  if (!std::filesystem::exists(recording)) {
-    GTEST_SKIP() << recording << " is not beside this checkout";
-  }
   const auto rows = longRun<std::size_t>(30'000, 3'000);
-  std::ifstream whole(recording);
+  std::ifstream whole(recordingPath("resting_5min_100hz.csv"));
   std::string text;
   std::string line;
   for (std::size_t index = 0; index <= rows && std::getline(whole, line); ++index) {
