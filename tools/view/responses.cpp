@@ -180,8 +180,9 @@ Reply replyTo(const Request& request, const Access& access, std::span<const Asse
   if (path == "/live") return replyToLive(request, answer, full);
   // So that the token does not stay in the address.
   if (path == "/" && access.tokenInQuery(query)) return {answer.welcome(access)};
-  const auto asset = std::find_if(assets.begin(), assets.end(),
-                                  [path = path](const Asset& known) { return known.path == path; });
+  const auto asset = std::find_if(assets.begin(), assets.end(), [&file = path](const Asset& known) {
+    return known.path == file;
+  });
   if (asset == assets.end()) return {answer.line(status::not_found)};
   return {answer.asset(*asset)};
 }
