@@ -63,10 +63,10 @@ python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind1
 peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy python3-bottleneck python3-pandas
   python3-decorator libblas3 liblapack3 liblbfgsb0 libgfortran5 libgsl-dev libliquid-dev)
 
-# The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Not the
-# newest kernel: 6.1.192 of bookworm-security crashes when a link ends while it begins.
-bluetooth_guest_packages=(linux-image-amd64/bookworm bluez bluez-test-tools dbus-daemon dbus-bin busybox-static
-  kmod cpio qemu-system-x86 seabios)
+# The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Its kernel: see
+# tests/bluetooth/guest/fetch.
+bluetooth_guest_packages=(bluez bluez-test-tools dbus-daemon dbus-bin busybox-static kmod cpio qemu-system-x86
+  seabios)
 
 # To build Debian packages, and to try things in a fresh system.
 package_packages=("${build_packages[@]}" dpkg-dev file lintian)

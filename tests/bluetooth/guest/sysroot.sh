@@ -2,7 +2,7 @@
 # What the scripts beside it share. Sourced with $work set to the folder that everything is kept in.
 
 sysroot=$work/sysroot
-libraries=$sysroot/lib/x86_64-linux-gnu:$sysroot/usr/lib/x86_64-linux-gnu
+libraries=$sysroot/usr/lib/x86_64-linux-gnu
 
 fail() {
   echo "error: $*" >&2
@@ -14,20 +14,20 @@ fail() {
 in_sysroot() {
   local name=$1 program=$2
   shift 2
-  "$sysroot/lib/x86_64-linux-gnu/ld-linux-x86-64.so.2" --argv0 "$name" --library-path "$libraries" \
+  "$libraries/ld-linux-x86-64.so.2" --argv0 "$name" --library-path "$libraries" \
     "$sysroot/$program" "$@"
 }
 
 # libraries_of PROGRAM: the files of the libraries that a program of the unpacked packages loads.
 libraries_of() {
-  "$sysroot/lib/x86_64-linux-gnu/ld-linux-x86-64.so.2" --library-path "$libraries" --list "$sysroot/$1" |
+  "$libraries/ld-linux-x86-64.so.2" --library-path "$libraries" --list "$sysroot/$1" |
     awk '$3 ~ /^\// { print $3 }'
 }
 
 # pack < NAMES: a compressed archive, as the kernel unpacks it, of the files whose names come separated
 # by zeros. What symbolic links point to goes in when PACK_FOLLOW is set.
 pack() {
-  in_sysroot cpio bin/cpio --null --create --format=newc --owner=0:0 --quiet ${PACK_FOLLOW:+--dereference} |
+  in_sysroot cpio usr/bin/cpio --null --create --format=newc --owner=0:0 --quiet ${PACK_FOLLOW:+--dereference} |
     gzip -1
 }
 
