@@ -56,6 +56,13 @@ void FakeBluez::start(bool powered) {
 }
 
 void FakeBluez::terminate() {
+  if (version_ == Version::v5_82) {
+    for (Adapter& adapter : adapters_) {
+      adapter.discoverers.clear();
+      change(adapterPath(adapter.name), adapterInterface,
+             {{"Powered", false}, {"Discovering", false}});
+    }
+  }
   for (FakeDevice& device : devices_) {
     if (device.connected) dropLink(device);
   }
@@ -115,7 +122,12 @@ void FakeBluez::power(const std::string& name, bool on) {
     for (FakeDevice& device : devices_) {
       if (device.traits.adapter != name) continue;
       if (device.connected) dropLink(device);
-      if (!device.waiting.empty()) failConnect(device, "Input/output error");
+      if (device.waiting.empty()) continue;
+      if (version_ == Version::v5_82) {
+        forget(device);
+      } else {
+        failConnect(device, "Input/output error");
+      }
     }
     adapter->discoverers.clear();
     change(adapterPath(name), adapterInterface, {{"Powered", false}, {"Discovering", false}});
@@ -277,10 +289,12 @@ void FakeBluez::addGattObjects(FakeDevice& device) {
 }
 
 void FakeBluez::failConnect(FakeDevice& device, const std::string& text) {
+  const bool silent = !device.waiting.empty() && !device.inRange;
   device.connecting.clear();
   for (const auto& call : std::exchange(device.waiting, {})) {
     refuse(call, "org.bluez.Error.Failed", text);
   }
+  if (silent && version_ == Version::v5_82) forget(device);
 }
 
 void FakeBluez::lose(FakeDevice& device) {

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// An `org.bluez` of the test's own: adapters, devices and GATT objects that behave, unless a test
-/// says otherwise, as BlueZ 5.66 was observed to behave.
+/// says otherwise, as BlueZ 5.66 was observed to behave; or, where it differs, as 5.82.
 ///
 ///   FakeBluez bluez(queue, bus.address());
 ///   bluez.start();
@@ -92,6 +92,13 @@ class FakeBluez final : public FakeService {
 
   // The daemon.
 
+  enum class Version { v5_66, v5_82 };
+  /// 5.82 is not the same in these: when it ends, its adapter may be off before the links have
+  /// ended; an adapter that is switched off takes the devices with it that were being connected,
+  /// and those calls stay without an answer; an attempt at a silent device that fails takes the
+  /// device with it.
+  void behaveAs(Version version) { version_ = version; }
+
   /// Takes its name. The adapters appear, each of them powered or not.
   void start(bool powered = true);
   /// Ends as by SIGTERM: takes everything back first.
@@ -174,6 +181,7 @@ class FakeBluez final : public FakeService {
 
   std::list<Adapter> adapters_;
   std::list<FakeDevice> devices_;
+  Version version_ = Version::v5_66;
 };
 
 }  // namespace fake_bluez
