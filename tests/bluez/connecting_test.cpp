@@ -15,6 +15,7 @@
 //   names from the cache and from GAP; objects that expire     BluezNames
 //   repeated advertisements                                    BluezNames.*Repeated*
 //   faults that have been met in the field                     BluezFieldFaults
+//   what BlueZ 5.82 does otherwise                             Bluez582
 
 #include <tests/bluez/world.h>
 
