@@ -32,8 +32,8 @@ void LyingBus::answer(std::size_t index, Reply reply) {
 void LyingBus::say(const Signal& signal, const std::string& senderName) {
   for (const auto& [id, subscriber] : subscribers_) {
     if (subscriber.rule.find("sender='" + senderName + "'") == std::string::npos) continue;
-    later([this, id = id, handler = subscriber.handler, signal] {
-      if (subscribers_.count(id) != 0) (*handler)(signal);
+    later([this, number = id, handler = subscriber.handler, signal] {
+      if (subscribers_.count(number) != 0) (*handler)(signal);
     });
   }
 }
