@@ -7,7 +7,7 @@
 # The version of the system's own clang: 14 on Debian 12, 19 on Debian 13, 18 on Ubuntu 24.04. A system that is quite
 # new has no lists of packages yet.
 if [ ! -d /var/lib/apt/lists ] || [ -z "$(find /var/lib/apt/lists -name '*_Packages*' -print -quit)" ]; then
-  scripts/install-packages --refresh
+  scripts/install-packages --refresh || echo "The lists of packages could not be fetched: going on with what is installed." >&2
 fi
 clang=$(apt-cache policy clang 2>/dev/null | sed -nE 's/^  Candidate: ([0-9]+:)?([0-9]+)\..*/\2/p')
 clang=${clang:-14}
