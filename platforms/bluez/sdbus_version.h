@@ -49,17 +49,20 @@ struct Origin {
 };
 Origin originOf(const sdbus::Message& message);
 
+/// A method of an object of ours; `answer` replies to the call itself.
 struct Method {
   std::string name;
   std::string input;   ///< signature
   std::string output;  ///< signature
   std::function<void(sdbus::MethodCall&)> answer;
 };
+/// A property of an object of ours, read only; `read` writes its value into the reply.
 struct Property {
   std::string name;
   std::string signature;
   std::function<void(sdbus::PropertyGetReply&)> read;
 };
+/// An interface of an object of ours.
 struct Interface {
   std::string name;
   std::vector<Method> methods;
