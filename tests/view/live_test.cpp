@@ -234,8 +234,7 @@ class SessionTest : public testing::Test {
       return feed.greeting({.title = source->title(), .now = source->now()});
     };
     source = std::make_unique<watch::SimulatedSource>(
-        queue, watch::SimulatedOptions{.seed = 5, .speed = 500, .duration = 40s},
-        [this] { over = true; });
+        queue, watch::SimulatedOptions{.seed = 5, .speed = 500}, [] {});
   }
 
   void take(const watch::Event& event) {
@@ -297,7 +296,6 @@ class SessionTest : public testing::Test {
   std::shared_ptr<::SignalProcessor> filter = ::SignalProcessor::init();
   std::array<std::vector<float>, 4> delivered;  // by trace
   main_queue::Timer ticks;
-  bool over = false;
 };
 
 TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheRest) {
@@ -310,7 +308,11 @@ TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheR
   tick();
   ASSERT_TRUE(world.runUntil([&] { return source->now() > 35s; }));
   LiveClient late(world);
-  ASSERT_TRUE(world.runUntil([&] { return over; }));
+  ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == viewers.size() + 1; }));
+  // By this clock a busy machine may have taken seconds for the handshake: the session goes on as
+  // long as it takes.
+  const strap::StrapTime joined = source->now();
+  ASSERT_TRUE(world.runUntil([&] { return source->now() > joined + 5s; }));
   const strap::StrapTime end = source->now();
   source->finish();
   feed.end(end);
@@ -340,7 +342,8 @@ TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheR
     const auto number = static_cast<std::size_t>(trace);
     const std::size_t missed = first[number] * valuesPerSample(trace);
     EXPECT_GT(missed, 0U);
-    ASSERT_LT(missed, delivered[number].size() / 2);
+    ASSERT_LT(missed, delivered[number].size());
+    EXPECT_FALSE(values[number].empty());
     EXPECT_TRUE(sameSamples(
         values[number],
         std::vector<float>(delivered[number].begin() + static_cast<std::ptrdiff_t>(missed),
