@@ -1,11 +1,17 @@
 """What the tests share. The package is found by PYTHONPATH: scripts/test-python sets it."""
 
 import gc
+import signal
 
 import numpy
 import pytest
 
 import zephly
+
+
+# A job that a shell starts in the background has SIGINT ignored, and so have its children. The tests of Ctrl-C need
+# what a terminal gives them.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 @pytest.fixture(autouse=True)
