@@ -142,8 +142,8 @@ def test_keyboard_interrupt_ends_a_long_array():
         import numpy, zephly
         filter = zephly.MedianFilter(3000)
         filter.process(numpy.zeros(1))
-        print("running", flush=True)
         try:
+            print("running", flush=True)  # the signal may come from here on
             while True:
                 filter.process(numpy.random.RandomState(1).standard_normal(10**7))
         except KeyboardInterrupt:
