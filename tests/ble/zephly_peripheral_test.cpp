@@ -4,6 +4,7 @@
 #include <platforms/foundation/error.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>
+#include <tests/support/leaving.h>
 #include <tests/support/recorded_events.h>
 #include <zephly/ble/gatt_profile.h>
 
@@ -333,35 +334,24 @@ TEST_F(ZephlyPeripheralTest, ADelegateThatIsGoneDoesNotMatterWhenNothingIsDelive
 
 // The last owner of the delegate drops it during a delivery.
 TEST_F(ZephlyPeripheralTest, ADelegateIsAliveUntilTheEndOfItsCall) {
-  class Leaving : public recorded::PeripheralDelegate {
+  class Application : public Leaving<ZephlyPeripheralDelegate> {
    public:
-    Leaving(recorded::Log& log, std::shared_ptr<Leaving>& owner)
-        : PeripheralDelegate(log), log_(log), owner_(owner) {}
-    ~Leaving() override { log_.emplace_back("destroyed"); }
+    using Leaving::Leaving;
+    void didConnectPeripheral() override {}
+    void didDisconnectPeripheral() override {}
     void didReceiveTemperature(float, float) override { leave(); }
     void didReceiveECG(const std::vector<float>&) override { leave(); }
     void didReceiveRespiration(const std::vector<float>&) override { leave(); }
     void didReceiveBatteryStatus(BatteryStatus) override { leave(); }
     void didReceiveIMUValues(float, float, float, float, float, float, float) override { leave(); }
-
-   private:
-    void leave() {
-      recorded::Log& log = log_;
-      owner_.reset();
-      log.emplace_back("still in the call");
-      ++touched_;
-    }
-    recorded::Log& log_;
-    std::shared_ptr<Leaving>& owner_;
-    int touched_ = 0;
   };
   for (const CBUUID& uuid : characteristics()) {
     told.clear();
-    std::shared_ptr<Leaving> owner;
-    owner = std::make_shared<Leaving>(told, owner);
+    std::shared_ptr<Leaving<ZephlyPeripheralDelegate>> owner;
+    owner = std::make_shared<Application>(told, owner);
     handler = ZephlyPeripheral::init(owner);
     deliver(uuid, {1, 2, 3});
-    EXPECT_THAT(told, ElementsAre("still in the call", "destroyed"));
+    EXPECT_THAT(told, stayedUntilTheEndOfItsCall());
   }
 }
 

@@ -3,6 +3,7 @@
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/fusion_guard.h>
+#include <tests/support/leaving.h>
 #include <tests/support/recorded_events.h>
 #include <tests/support/repetitions.h>
 #include <tests/support/special_floats.h>
@@ -178,35 +179,22 @@ TEST_F(SignalProcessorWrapperTest, ADelegateThatIsGoneGetsNothing) {
 }
 
 TEST_F(SignalProcessorWrapperTest, ADelegateIsAliveUntilTheEndOfItsCall) {
-  class Leaving : public WorkoutDelegate {
+  class Workout : public Leaving<WorkoutDelegate> {
    public:
-    Leaving(recorded::Log& log, std::shared_ptr<WorkoutDelegate>& owner)
-        : log_(log), owner_(owner) {}
-    ~Leaving() override { log_.emplace_back("destroyed"); }
+    using Leaving::Leaving;
     void didDetectPushUp() override { leave(); }
     void didDetectSitUp() override { leave(); }
     void didDetectJump() override { leave(); }
-
-   private:
-    void leave() {
-      recorded::Log& log = log_;
-      owner_.reset();
-      log.emplace_back("still in the call");
-      ++calls_;
-    }
-    recorded::Log& log_;
-    std::shared_ptr<WorkoutDelegate>& owner_;
-    int calls_ = 0;
   };
   for (const auto& perform : {repetitions::jump, repetitions::sitUp, repetitions::pushUp}) {
     log.clear();
     wrapper = SignalProcessor::init();
-    std::shared_ptr<WorkoutDelegate> owner;
-    owner = std::make_shared<Leaving>(log, owner);
+    std::shared_ptr<Leaving<WorkoutDelegate>> owner;
+    owner = std::make_shared<Workout>(log, owner);
     wrapper->setDelegate(owner);
     wrapper->startWorkoutDetection();
     perform(motion());
-    EXPECT_THAT(log, ElementsAre("still in the call", "destroyed"));
+    EXPECT_THAT(log, stayedUntilTheEndOfItsCall());
   }
 }
 
