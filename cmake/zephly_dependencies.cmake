@@ -1,5 +1,5 @@
-# What this configuration needs from the system, looked for at once: a machine that lacks three things is told of all
-# three, each with Debian's package and the option that does without it.
+# What this configuration needs from the system, searched for in one place: the error lists everything that is missing,
+# each with Debian's package and the option that does without it.
 set(zephly_missing "")
 
 # zephly_need(WHAT PURPOSE DEBIAN FOUND)

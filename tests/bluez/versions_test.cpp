@@ -16,7 +16,7 @@ class Bluez582 : public BluezTest {
  protected:
   Bluez582() { bluez.behaveAs(FakeBluez::Version::v5_82); }
 
-  // Heard, with an attempt to connect under way that waits for the device.
+  // Discovered, with a connection attempt under way that waits for the device.
   void requestSilentDevice() {
     openSession();
     strap.inRange = false;

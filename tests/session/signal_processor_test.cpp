@@ -244,7 +244,7 @@ TEST_F(SignalProcessorWrapperTest, EachStartRegistersAllThreeCallbacksAnew) {
       {repetitions::sitUp, "didDetectSitUp"},
       {repetitions::pushUp, "didDetectPushUp"}};
   const auto foreign = [](void* context) { ++*static_cast<int*>(context); };
-  for (const auto& [perform, told] : kinds) {
+  for (const auto& [perform, event] : kinds) {
     log.clear();
     int foreignCalls = 0;
     wrapper = SignalProcessor::init();
@@ -255,7 +255,7 @@ TEST_F(SignalProcessorWrapperTest, EachStartRegistersAllThreeCallbacksAnew) {
     wrapper->signalProcessor()->setPushUpCallback(foreign, &foreignCalls);
     wrapper->startWorkoutDetection();
     perform(motion());
-    EXPECT_THAT(log, ElementsAre(told));
+    EXPECT_THAT(log, ElementsAre(event));
     EXPECT_EQ(foreignCalls, 0);
   }
 }

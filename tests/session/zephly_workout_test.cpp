@@ -1,4 +1,4 @@
-// Motion and exercise in a session: who is told of a repetition, and what is printed.
+// Motion and exercise in a session: who is notified of a repetition, and what is printed.
 
 #include <zephly/session/zephly.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// What a host owes the kit, checked: a delegate that wants everything, believes nothing, and holds
-/// each call against what it asked for and was told before. Texts must be one line.
+/// each call against what it requested and what was reported before. Texts must be one line.
 ///
 ///   const auto auditor = std::make_shared<HostAuditor>();
 ///   auditor->self = auditor;
