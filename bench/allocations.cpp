@@ -1,7 +1,7 @@
 // Counts heap allocations, per sample and per frame, and names the functions that make them. Writes
 // a Markdown table on standard output.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/butterworth_filter.h>
 #include <zephly/dsp/low_cut_filter.h>
@@ -30,11 +30,11 @@
 
 namespace {
 
-namespace strap = Zephly::strap;
+namespace simulator = Zephly::simulator;
 using namespace std::chrono_literals;
 using bench::AllocationReport;
-using strap::Stream;
-using Zephly::platforms::Data;
+using simulator::Stream;
+using Zephly::hosts::Data;
 
 constexpr std::size_t settled = 1000;  // calls before the count, and in the count
 
@@ -119,9 +119,9 @@ void decoders() {
 
 void session() {
   bench::ConnectedSession connected;
-  for (const Stream stream : strap::allStreams) {
+  for (const Stream stream : simulator::allStreams) {
     const auto value = Data::of(bench::framesOf(stream).front().bytes);
-    row("session, a frame of " + std::string(strap::streamName(stream)),
+    row("session, a frame of " + std::string(simulator::streamName(stream)),
         [&] { connected.deliver(stream, value); });
   }
 }
@@ -130,7 +130,7 @@ void radio() {
   bench::SimulatedSession simulated;
   const auto frame = bench::framesOf(Stream::ecg).front();
   row("simulated radio and session, a frame of ecg", [&] {
-    simulated.device().notify(strap::characteristicUUID(Stream::ecg), frame.bytes);
+    simulated.device().notify(simulator::characteristicUUID(Stream::ecg), frame.bytes);
     simulated.scheduler().advance(0s);
   });
 }

@@ -4,12 +4,12 @@
 
 namespace bench {
 
-namespace strap = Zephly::strap;
+namespace simulator = Zephly::simulator;
 
 BareHost::BareHost() {
-  for (const auto stream : strap::allStreams) {
+  for (const auto stream : simulator::allStreams) {
     characteristics_[static_cast<std::size_t>(stream)] =
-        std::make_shared<BareCharacteristic>(strap::characteristicUUID(stream));
+        std::make_shared<BareCharacteristic>(simulator::characteristicUUID(stream));
   }
   Host::use(this);
 }
@@ -29,7 +29,7 @@ void BareHost::connect() {
   handler_ = peripheral_->delegate();
 }
 
-void BareHost::deliver(strap::Stream stream, std::shared_ptr<const NSData> value) {
+void BareHost::deliver(simulator::Stream stream, std::shared_ptr<const NSData> value) {
   const auto& characteristic = characteristics_[static_cast<std::size_t>(stream)];
   characteristic->setValue(std::move(value));
   handler_->peripheralDidUpdateValueForCharacteristic(peripheral_, characteristic, nullptr);

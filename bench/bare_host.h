@@ -8,7 +8,7 @@
 ///   host.connect();                       // the session that was created last
 ///   host.deliver(Stream::ecg, value);     // one notification to its handler
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
 
@@ -79,14 +79,14 @@ class BareHost : public Host {
   /// Tells the central created last that the device is connected.
   void connect();
   /// Tells the handler of the latest connection that `stream` has a new value.
-  void deliver(Zephly::strap::Stream stream, std::shared_ptr<const NSData> value);
+  void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value);
 
  private:
   std::shared_ptr<CBCentralManager> central_;
   std::weak_ptr<CBCentralManagerDelegate> delegate_;
   std::shared_ptr<BarePeripheral> peripheral_ = std::make_shared<BarePeripheral>();
   std::shared_ptr<CBPeripheralDelegate> handler_;
-  std::array<std::shared_ptr<BareCharacteristic>, Zephly::strap::allStreams.size()>
+  std::array<std::shared_ptr<BareCharacteristic>, Zephly::simulator::allStreams.size()>
       characteristics_;
 };
 

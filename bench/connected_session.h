@@ -8,7 +8,7 @@
 ///
 /// A session is never freed: it and its central manager own each other. Create few.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <zephly/session/zephly.h>
 
 #include <bench/bare_host.h>
@@ -30,7 +30,7 @@ class ConnectedSession {
   ConnectedSession(const ConnectedSession&) = delete;
   ConnectedSession& operator=(const ConnectedSession&) = delete;
 
-  void deliver(Zephly::strap::Stream stream, std::shared_ptr<const NSData> value) {
+  void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value) {
     host_.deliver(stream, std::move(value));
   }
   /// Calls that the application got.

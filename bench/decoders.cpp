@@ -1,6 +1,6 @@
 // Bytes to numbers.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/protocol/frame_decoders.h>
 
 #include <bench/inputs.h>
@@ -12,8 +12,8 @@
 namespace bench {
 namespace {
 
-using Zephly::platforms::Data;
-using Zephly::strap::Stream;
+using Zephly::hosts::Data;
+using Zephly::simulator::Stream;
 
 constexpr const char* decodersSection = "Decoders";
 

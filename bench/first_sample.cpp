@@ -1,6 +1,6 @@
 // What an application waits for at its start.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/session/zephly.h>
 
@@ -42,11 +42,11 @@ void measureEngineRespiration(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-void measureSession(benchmark::State& state, Zephly::strap::Stream stream) {
+void measureSession(benchmark::State& state, Zephly::simulator::Stream stream) {
   const SilentOutput silent;
   BareHost host;
   const auto application = std::make_shared<CountingApplication>();
-  const auto value = Zephly::platforms::Data::of(framesOf(stream).front().bytes);
+  const auto value = Zephly::hosts::Data::of(framesOf(stream).front().bytes);
   std::vector<std::shared_ptr<Zephly::Zephly>> sessions;
   sessions.reserve(constructions);
   for ([[maybe_unused]] auto _ : state) {
@@ -70,11 +70,13 @@ void addFirstSample(Suite& suite) {
             measureEngineRespiration, constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first ECG frame"},
-      [](benchmark::State& state) { measureSession(state, Zephly::strap::Stream::ecg); },
+      [](benchmark::State& state) { measureSession(state, Zephly::simulator::Stream::ecg); },
       constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first respiration frame"},
-      [](benchmark::State& state) { measureSession(state, Zephly::strap::Stream::respiration); },
+      [](benchmark::State& state) {
+        measureSession(state, Zephly::simulator::Stream::respiration);
+      },
       constructions);
 }
 

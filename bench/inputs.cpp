@@ -1,7 +1,7 @@
 #include <bench/inputs.h>
 
-#include <platforms/foundation/data.h>
-#include <strap/strap.h>
+#include <hosts/foundation/data.h>
+#include <simulator/strap.h>
 
 #include <chrono>
 #include <limits>
@@ -10,21 +10,21 @@
 namespace bench {
 namespace {
 
-namespace strap = Zephly::strap;
-using Zephly::platforms::Data;
+namespace simulator = Zephly::simulator;
+using Zephly::hosts::Data;
 
-std::vector<strap::Frame> framesUntil(strap::StrapTime end, strap::TrainingPlan plan) {
-  strap::Strap source({.seed = 1, .plan = std::move(plan)});
-  std::vector<strap::Frame> frames;
+std::vector<simulator::Frame> framesUntil(simulator::StrapTime end, simulator::TrainingPlan plan) {
+  simulator::Strap source({.seed = 1, .plan = std::move(plan)});
+  std::vector<simulator::Frame> frames;
   while (*source.nextFrameTime() < end) frames.push_back(source.nextFrame());
   return frames;
 }
 
-std::vector<float> waveform(strap::Stream stream) {
+std::vector<float> waveform(simulator::Stream stream) {
   // A second more than needed: the last frame of the minute leaves when it is full.
   std::vector<float> samples;
   for (const auto& frame :
-       framesUntil(std::chrono::seconds(seconds + 1), strap::TrainingPlan::quiet())) {
+       framesUntil(std::chrono::seconds(seconds + 1), simulator::TrainingPlan::quiet())) {
     if (frame.stream != stream) continue;
     for (const float sample : FrameDecoders::calculateECGValue(Data(frame.bytes))) {
       samples.push_back(sample);
@@ -62,10 +62,10 @@ Input<Sample> input(Signal signal, const std::vector<float>& real, std::size_t s
 
 }  // namespace
 
-const std::vector<std::vector<strap::Frame>>& strapSeconds() {
+const std::vector<std::vector<simulator::Frame>>& strapSeconds() {
   static const auto list = [] {
-    std::vector<std::vector<strap::Frame>> bySecond(seconds);
-    strap::TrainingPlan plan = strap::TrainingPlan::standard();
+    std::vector<std::vector<simulator::Frame>> bySecond(seconds);
+    simulator::TrainingPlan plan = simulator::TrainingPlan::standard();
     plan.electrodesOff.clear();
     for (auto& frame : framesUntil(std::chrono::seconds(seconds), plan)) {
       const auto second = std::chrono::duration_cast<std::chrono::seconds>(frame.time).count();
@@ -76,8 +76,8 @@ const std::vector<std::vector<strap::Frame>>& strapSeconds() {
   return list;
 }
 
-std::vector<strap::Frame> framesOf(strap::Stream stream) {
-  std::vector<strap::Frame> frames;
+std::vector<simulator::Frame> framesOf(simulator::Stream stream) {
+  std::vector<simulator::Frame> frames;
   for (const auto& second : strapSeconds()) {
     for (const auto& frame : second) {
       if (frame.stream == stream) frames.push_back(frame);
@@ -87,19 +87,19 @@ std::vector<strap::Frame> framesOf(strap::Stream stream) {
 }
 
 const std::vector<float>& ecgSamples() {
-  static const std::vector<float> samples = waveform(strap::Stream::ecg);
+  static const std::vector<float> samples = waveform(simulator::Stream::ecg);
   return samples;
 }
 
 const std::vector<float>& respirationSamples() {
-  static const std::vector<float> samples = waveform(strap::Stream::respiration);
+  static const std::vector<float> samples = waveform(simulator::Stream::respiration);
   return samples;
 }
 
 const std::vector<FrameDecoders::Motion>& motionSamples() {
   static const std::vector<FrameDecoders::Motion> samples = [] {
     std::vector<FrameDecoders::Motion> decoded;
-    for (const auto& frame : framesOf(strap::Stream::motion)) {
+    for (const auto& frame : framesOf(simulator::Stream::motion)) {
       decoded.push_back(FrameDecoders::calculateMotionValue(Data(frame.bytes)));
     }
     return decoded;

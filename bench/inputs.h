@@ -3,7 +3,7 @@
 /// What the benchmarks feed: a minute of a strap worn by a modelled person, and the signals that
 /// are known to be hard on filters. Made once, the same in every run.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <zephly/protocol/frame_decoders.h>
 
 #include <cstddef>
@@ -17,10 +17,10 @@ inline constexpr std::size_t waveformRate = 500;  ///< samples per second
 inline constexpr std::size_t waveformSamples = seconds * waveformRate;
 
 /// Frames of a minute, one list per second, in order. The person trains: all exercises occur.
-const std::vector<std::vector<Zephly::strap::Frame>>& strapSeconds();
+const std::vector<std::vector<Zephly::simulator::Frame>>& strapSeconds();
 
 /// The frames of one stream of that minute.
-std::vector<Zephly::strap::Frame> framesOf(Zephly::strap::Stream stream);
+std::vector<Zephly::simulator::Frame> framesOf(Zephly::simulator::Stream stream);
 
 /// waveformSamples samples, full scale +-2.42, as decoded; electrodes on all the time.
 const std::vector<float>& ecgSamples();

@@ -1,8 +1,8 @@
 // The whole path: from the value of a characteristic to the application's delegate.
 
-#include <platforms/foundation/data.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/foundation/data.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 
 #include <bench/connected_session.h>
 #include <bench/inputs.h>
@@ -18,10 +18,10 @@
 namespace bench {
 namespace {
 
-namespace strap = Zephly::strap;
+namespace simulator = Zephly::simulator;
 using namespace std::chrono_literals;
-using strap::Stream;
-using Zephly::platforms::Data;
+using simulator::Stream;
+using Zephly::hosts::Data;
 
 constexpr const char* frameSection = "Frame to delegate";
 constexpr const char* secondSection = "A second of the strap";
@@ -31,7 +31,7 @@ struct Notification {
   std::shared_ptr<const NSData> value;
 };
 
-Notification notification(const strap::Frame& frame) {
+Notification notification(const simulator::Frame& frame) {
   return {frame.stream, Data::of(frame.bytes)};
 }
 
@@ -79,7 +79,7 @@ void measureRadio(benchmark::State& state) {
   std::size_t next = 0;
   for ([[maybe_unused]] auto _ : state) {
     for (const auto& frame : strapSeconds()[next]) {
-      session.device().notify(strap::characteristicUUID(frame.stream), frame.bytes);
+      session.device().notify(simulator::characteristicUUID(frame.stream), frame.bytes);
       session.scheduler().advance(0s);
     }
     next = (next + 1) % strapSeconds().size();
@@ -90,7 +90,7 @@ void measureRadio(benchmark::State& state) {
 
 void measureEverything(benchmark::State& state) {
   SimulatedSession session;
-  strap::Strap source({.seed = 1});
+  simulator::Strap source({.seed = 1});
   const Zephly::simulated::StrapDevice carrier(session.device(), source);
   const auto before = session.calls();
   for ([[maybe_unused]] auto _ : state) session.scheduler().advance(1s);

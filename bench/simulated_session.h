@@ -8,7 +8,7 @@
 ///
 /// A session is never freed: it and its central manager own each other. Create few.
 
-#include <platforms/simulated/radio.h>
+#include <hosts/simulated/radio.h>
 #include <zephly/session/zephly.h>
 
 #include <bench/counting_application.h>

@@ -4,7 +4,7 @@
 //
 //   zephly_view_load [SPEED SECONDS ROUNDS]
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tools/view/feed.h>
 #include <tools/view/server.h>
 #include <tools/watch/diagnostics_catcher.h>
@@ -188,7 +188,7 @@ class Run {
     ticks_.cancel();
     source_->finish();
     feed_.end(source_->now());
-    figures_.samples = feed_.model().received(Zephly::strap::Stream::ecg);
+    figures_.samples = feed_.model().received(Zephly::simulator::Stream::ecg);
     if (audience_.size() > 0) audience_.resume(0);
     server_->close([this] { account(); });
   }

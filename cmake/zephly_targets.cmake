@@ -2,7 +2,7 @@
 
 # The number in the names of the shared libraries: another one when what they export changes or goes away.
 set(ZEPHLY_ABI_VERSION 1)
-# Where the headers are installed: in a folder of their own, for `platforms/` and `strap/` are everybody's names.
+# Where the headers are installed: in a folder of their own, for `hosts/` and `simulator/` are everybody's names.
 set(ZEPHLY_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zephly-${ZEPHLY_ABI_VERSION})
 
 # Numbers are promised bit for bit: no fused multiply-add unless it is written, no fast-math, no

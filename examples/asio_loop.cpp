@@ -7,7 +7,7 @@
 ///
 /// For a real strap put Zephly::bluez::Bluetooth in the place of LivingStrap.
 
-#include <platforms/simulated/living_strap.h>
+#include <hosts/simulated/living_strap.h>
 #include <zephly/zephly.h>
 
 #include <boost/asio.hpp>

@@ -3,7 +3,7 @@
 /// A host written from scratch: a radio that is always on, and one strap in its reach that sends
 /// what notify() is given. docs/writing-a-host.md says what a host must do.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/platform/host.h>
 
@@ -79,7 +79,7 @@ class Strap final : public CBPeripheral {
     for (const auto& one : service_->list) {
       const auto own = std::static_pointer_cast<Characteristic>(one);
       if (own->uuid != uuid || !own->subscribed) continue;
-      tell([self = self(), own, data = Zephly::platforms::Data::of(bytes)](auto& to) {
+      tell([self = self(), own, data = Zephly::hosts::Data::of(bytes)](auto& to) {
         own->current = data;  // inside the call, value() is the one that it announces
         to.peripheralDidUpdateValueForCharacteristic(self, own, nullptr);
       });

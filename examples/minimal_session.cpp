@@ -3,7 +3,7 @@
 ///
 ///     ./minimal_session
 
-#include <platforms/bluez/bluetooth.h>
+#include <hosts/bluez/bluetooth.h>
 #include <zephly/zephly.h>
 
 #include <iostream>

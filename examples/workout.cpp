@@ -5,7 +5,7 @@
 ///     ./workout              # half a minute
 ///     ./workout 20           # 20 times as fast
 
-#include <platforms/simulated/living_strap.h>
+#include <hosts/simulated/living_strap.h>
 #include <zephly/zephly.h>
 
 #include <chrono>

@@ -6,17 +6,17 @@
 //
 // The file is one in memory. Reading from a disk that fails is not covered.
 
-#include <tests/capture/raw_record.h>
+#include <capture/bytes.h>
+#include <capture/codec.h>
+#include <capture/format.h>
+#include <capture/reader.h>
+#include <hosts/replay/contradiction.h>
+#include <hosts/replay/record_order.h>
+#include <hosts/replay/replay_host.h>
+#include <tests/support/raw_record.h>
 #include <tests/support/session_test_access.h>
-#include <tools/capture/bytes.h>
-#include <tools/capture/codec.h>
-#include <tools/capture/format.h>
-#include <tools/capture/reader.h>
 #include <tools/inspect/contents.h>
 #include <tools/inspect/contents_text.h>
-#include <tools/replay/contradiction.h>
-#include <tools/replay/record_order.h>
-#include <tools/replay/replay_host.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/motion/madgwick_ahrs.h>
 #include <zephly/zephly.h>

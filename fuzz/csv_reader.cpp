@@ -1,9 +1,9 @@
 // Recordings as CSV: any text at any rate. What is refused is refused by a RecordingError with its
 // place; what is accepted is numbers, as many in each column as there are rows, and can be played.
 
-#include <strap/frame.h>
-#include <strap/playback.h>
-#include <strap/recording.h>
+#include <simulator/frame.h>
+#include <simulator/playback.h>
+#include <simulator/recording.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
 #include <fuzz/support/target.h>
@@ -18,8 +18,8 @@
 namespace {
 
 using fuzz::require;
-using Zephly::strap::Recording;
-using Zephly::strap::RecordingError;
+using Zephly::simulator::Recording;
+using Zephly::simulator::RecordingError;
 
 // A row a second of a long file would be an hour of frames: what is played is a moment.
 constexpr double longestPlayed = 4;  // seconds
@@ -41,7 +41,7 @@ void checkColumn(const Recording& recording, const std::vector<double>& values, 
 }
 
 void check(const Recording& recording) {
-  using Zephly::strap::Stream;
+  using Zephly::simulator::Stream;
   require(recording.rows() > 0, "a row at least");
   require(!recording.has(Stream::battery), "no battery");
   checkColumn(recording, recording.ecg(), recording.has(Stream::ecg));
@@ -58,10 +58,10 @@ void check(const Recording& recording) {
 void play(const Recording& recording) {
   if (static_cast<double>(recording.rows()) > longestPlayed * recording.rowsPerSecond()) return;
   bool any = false;
-  for (const auto stream : Zephly::strap::allStreams) {
+  for (const auto stream : Zephly::simulator::allStreams) {
     if (!recording.has(stream)) continue;
     any = true;
-    const auto playback = Zephly::strap::playBack(recording, stream, 1);
+    const auto playback = Zephly::simulator::playBack(recording, stream, 1);
     for (const auto& frame : playback.frames) require(!frame.empty(), "a frame has bytes");
   }
   require(any, "a stream at least");

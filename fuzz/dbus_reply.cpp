@@ -6,12 +6,12 @@
 // Time stands in for itself: each limit is either over at once or never.
 //
 // Not covered: bus.cpp, which turns D-Bus messages into these values by sdbus-c++ and is tested on
-// a real bus in tests/bluez, and the export of objects, which the host has no use for.
+// a real bus in tests/hosts/bluez, and the export of objects, which the host has no use for.
 
-#include <platforms/bluez/bluetooth.h>
-#include <platforms/bluez/names.h>
-#include <platforms/bluez/object_tree.h>
-#include <tests/bluez/auditor.h>
+#include <hosts/bluez/bluetooth.h>
+#include <hosts/bluez/names.h>
+#include <hosts/bluez/object_tree.h>
+#include <tests/support/fake_bluez/auditor.h>
 #include <zephly/ble/gatt_profile.h>
 #include <fuzz/dbus/lying_bus.h>
 #include <fuzz/support/input.h>

@@ -1,6 +1,6 @@
 // The strap's frames, and identifiers as text: any bytes of any length.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/protocol/frame_decoders.h>
 #include <zephly/protocol/utilities.h>
@@ -17,7 +17,7 @@ namespace {
 
 using fuzz::require;
 using Bytes = std::vector<std::uint8_t>;
-using Zephly::platforms::Data;
+using Zephly::hosts::Data;
 
 bool same(float left, float right) {
   return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right);

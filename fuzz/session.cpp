@@ -33,7 +33,7 @@ namespace {
 
 using fuzz::Input;
 using fuzz::require;
-using Zephly::platforms::Data;
+using Zephly::hosts::Data;
 
 // What the application has been told.
 struct Told {

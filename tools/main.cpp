@@ -1,14 +1,14 @@
 /// The program `zephly`: finds the subcommand and runs it.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
+#include <tools/common/output.h>
+#include <tools/common/version_text.h>
 #include <tools/export/export_command.h>
 #include <tools/inspect/inspect_command.h>
 #include <tools/monitor/monitor.h>
-#include <tools/output.h>
 #include <tools/record/record_command.h>
 #include <tools/replay/replay_command.h>
 #include <tools/strap/strap_command.h>
-#include <tools/version_text.h>
 #include <tools/view/view_command.h>
 
 #include <CLI/CLI.hpp>

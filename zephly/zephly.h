@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// All that an application needs: the session and its delegates, the processing wrapper, the number
-/// conversions and the version. Choose a host (see platforms/), then create a Zephly::Zephly.
+/// conversions and the version. Choose a host (see hosts/), then create a Zephly::Zephly.
 
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/utilities.h>

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// A message bus without a bus: takes the place of the one class that knows D-Bus (Bus::open of
-/// this file is linked instead of platforms/bluez/bus.cpp), keeps what the host asks for, and
+/// this file is linked instead of hosts/bluez/bus.cpp), keeps what the host asks for, and
 /// delivers whatever it is told to deliver, with the promises that bus.h makes: by a turn of the
 /// queue, in order, nothing after the bus is gone.
 ///
@@ -9,8 +9,8 @@
 ///   bus->answer(0, {{Dictionary()}, {}, {}});        // to the oldest call that waits
 ///   queue.poll();
 
-#include <platforms/bluez/bus.h>
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/bluez/bus.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <cstddef>
 #include <cstdint>

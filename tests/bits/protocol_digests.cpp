@@ -1,4 +1,4 @@
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <tests/bits/digest.h>
 #include <zephly/protocol/frame_decoders.h>
 #include <zephly/protocol/utilities.h>
@@ -39,7 +39,7 @@ void digestDecoders() {
   for (int round = 0; round < 20000; ++round) {
     std::vector<std::uint8_t> bytes(random() % 24);
     for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
-    const Zephly::platforms::Data frame(bytes);
+    const Zephly::hosts::Data frame(bytes);
     for (const float sample : FrameDecoders::calculateECGValue(frame)) samples.add(sample);
     const auto temperature = FrameDecoders::calculateTemperatureValue(frame);
     temperatures.add(temperature.objectTemperature);

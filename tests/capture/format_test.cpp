@@ -1,7 +1,7 @@
-#include <tests/capture/captures.h>
-#include <tools/capture/codec.h>
-#include <tools/capture/format.h>
-#include <tools/capture/writer.h>
+#include <capture/codec.h>
+#include <capture/format.h>
+#include <capture/writer.h>
+#include <tests/support/captures.h>
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -1,10 +1,10 @@
-#include <tools/capture/reader.h>
+#include <capture/reader.h>
 
-#include <tests/capture/captures.h>
-#include <tests/capture/raw_record.h>
+#include <capture/bytes.h>
+#include <capture/codec.h>
+#include <tests/support/captures.h>
 #include <tests/support/long_run.h>
-#include <tools/capture/bytes.h>
-#include <tools/capture/codec.h>
+#include <tests/support/raw_record.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

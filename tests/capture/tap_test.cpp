@@ -1,9 +1,9 @@
-#include <tools/capture/tap_host.h>
+#include <capture/tap_host.h>
 
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/scheduler.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 #include <tests/support/fake_bluetooth.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
@@ -91,7 +91,7 @@ Training train(bool tapped) {
   radio.addDevice({.name = "Kitchen scale", .advertisingInterval = 1100ms});
   simulated::Device& device = radio.addDevice({.name = std::string(peripheralName)});
   simulated::addStrapProfile(device);
-  strap::Strap wearer({.seed = 5});
+  simulator::Strap wearer({.seed = 5});
   simulated::StrapDevice strap(device, wearer);
   strap.loseLinksOf(wearer.plan());
 
@@ -361,10 +361,9 @@ TEST_F(TapWorldTest, APeripheralThatNobodyHasIsNotKept) {
 
 TEST_F(TapWorldTest, ReasonsAreNotedAndPassedOn) {
   const auto device = world_.peripheral("Zephly");
-  host_->centralManagerDidFailToConnectPeripheral(world_.central, device,
-                                                  platforms::Error::of("no"));
+  host_->centralManagerDidFailToConnectPeripheral(world_.central, device, hosts::Error::of("no"));
   host_->centralManagerDidDisconnectPeripheral(world_.central, device,
-                                               platforms::Error::of("out of range"));
+                                               hosts::Error::of("out of range"));
   host_->centralManagerDidDisconnectPeripheral(world_.central, device, nullptr);
   EXPECT_THAT(log_, ElementsAre("noted 3", "failed no", "noted 4", "disconnected out of range",
                                 "noted 4", "disconnected -"));
@@ -390,8 +389,8 @@ TEST_F(TapWorldTest, WhatIsDiscoveredIsNotedInFullAndValuesReferToIt) {
   tapped->peripheralDidDiscoverCharacteristicsForService(device, service, nullptr);
   tapped->peripheralDidUpdateNotificationStateForCharacteristic(device, characteristic, nullptr);
   tapped->peripheralDidUpdateValueForCharacteristic(device, characteristic,
-                                                    platforms::Error::of("lost"));
-  characteristic->current = platforms::Data::of({1, 2, 3});
+                                                    hosts::Error::of("lost"));
+  characteristic->current = hosts::Data::of({1, 2, 3});
   tapped->peripheralDidUpdateValueForCharacteristic(device, characteristic, nullptr);
 
   EXPECT_THAT(log_,

@@ -1,6 +1,6 @@
-#include <tools/capture/writer.h>
+#include <capture/writer.h>
 
-#include <tests/capture/captures.h>
+#include <tests/support/captures.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

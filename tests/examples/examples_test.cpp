@@ -1,11 +1,11 @@
 // The example programs, run as their first lines say.
 
-#include <platforms/main_queue/main_queue.h>
-#include <strap/strap.h>
-#include <tests/bluez/fake_bluez.h>
-#include <tests/bluez/private_bus.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/strap.h>
+#include <tests/support/fake_bluez/fake_bluez.h>
+#include <tests/support/fake_bluez/private_bus.h>
+#include <tests/support/process.h>
 #include <tests/support/turn_until.h>
-#include <tests/tools/process.h>
 #include <zephly/session/signal_processor.h>
 
 #include <gmock/gmock.h>
@@ -127,7 +127,7 @@ TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
   // Not so fast that a slow machine would fall behind: the example ends by the clock on the wall.
   const Finished run = Process(example("workout", "5")).finish();
   EXPECT_EQ(run.exitCode, 0);
-  const Zephly::strap::Repetitions done = Zephly::strap::Strap().repetitionsDone(32s);
+  const Zephly::simulator::Repetitions done = Zephly::simulator::Strap().repetitionsDone(32s);
   ASSERT_GT(done.pushUps, 0);
   const auto last = [](const std::string& kind, int count) {
     return kind + " " + std::to_string(count);
@@ -144,15 +144,15 @@ TEST(WorkoutExample, RefusesASpeedThatCannotBe) {
 }
 
 TEST(FrameFileExample, PlaysWhatAStrapHasSent) {
-  Zephly::strap::Strap strap;
+  Zephly::simulator::Strap strap;
   std::ostringstream input;
   input << "advertising, 30 frames so far\n";
   int samples = 0;
   for (int i = 0; i < 400; ++i) {
-    const Zephly::strap::Frame frame = strap.nextFrame();
-    if (frame.stream == Zephly::strap::Stream::ecg) samples += 6;
-    input << (i % 2 == 0 ? "12.5 sent " : "sent ") << Zephly::strap::streamName(frame.stream) << ' '
-          << hex(frame.bytes) << '\n';
+    const Zephly::simulator::Frame frame = strap.nextFrame();
+    if (frame.stream == Zephly::simulator::Stream::ecg) samples += 6;
+    input << (i % 2 == 0 ? "12.5 sent " : "sent ") << Zephly::simulator::streamName(frame.stream)
+          << ' ' << hex(frame.bytes) << '\n';
   }
   ASSERT_GT(samples, 0);
   const Finished run = runOn("frame_file_session", input.str());

@@ -3,41 +3,70 @@
 set -euo pipefail
 cd "$1"
 
-# room -> rooms that its files may include, besides itself. Events go up through the interfaces in
-# session/*_delegate.h, which every room may include.
+# room -> the folders, with all below them, that its files may include besides their own. A room that lies inside another one has its own rule. Events go up through the
+# interfaces in session/*_delegate.h, which every room of the kit may include.
+foundation="hosts/foundation/"
+watching="capture/ timing/ hosts/ simulator/ zephly/"
 declare -A allowed=(
-  [zephly/platform]="" [zephly/protocol]="zephly/platform"
-  [zephly/dsp]="zephly/platform zephly/motion" [zephly/motion]="zephly/platform zephly/dsp"
-  [zephly/phone]="zephly/platform zephly/motion" [zephly/ble]="zephly/platform zephly/protocol"
-  [zephly/session]="zephly/platform zephly/protocol zephly/dsp zephly/motion zephly/phone zephly/ble"
-  [strap]="zephly/" [platforms]="zephly/ strap" [bench]="zephly/ strap platforms tools"
-  [docs/figures]="zephly/"
-  [tools]="zephly/ strap platforms" [examples]="zephly/ strap platforms")
+  [zephly]="zephly/"
+  [zephly/platform]="" [zephly/protocol]="zephly/platform/"
+  [zephly/dsp]="zephly/platform/ zephly/motion/" [zephly/motion]="zephly/platform/ zephly/dsp/"
+  [zephly/phone]="zephly/platform/ zephly/motion/" [zephly/ble]="zephly/platform/ zephly/protocol/"
+  [zephly/session]="zephly/platform/ zephly/protocol/ zephly/dsp/ zephly/motion/ zephly/phone/ zephly/ble/"
+  [simulator]="zephly/" [capture]="zephly/" [timing]="zephly/protocol/"
+  [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
+  [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
+  [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
+  [hosts/replay]="zephly/ $foundation capture/"
+  [tools]="$watching tools/"  # main.cpp; what its folders share is in tools/common
+  [tools/common]="$watching"
+  [tools/watch]="$watching tools/common/"
+  [tools/inspect]="$watching tools/common/ tools/watch/" [tools/export]="$watching tools/common/ tools/watch/"
+  [tools/monitor]="$watching tools/common/ tools/watch/" [tools/view]="$watching tools/common/ tools/watch/"
+  [tools/record]="$watching tools/common/ tools/watch/ tools/inspect/ tools/export/"
+  [tools/replay]="$watching tools/common/ tools/watch/ tools/monitor/"
+  [tools/strap]="$watching tools/common/"
+  [bindings]="$watching" [examples]="$watching"
+  [bench]="$watching tools/" [fuzz]="$watching tools/ tests/support/" [docs/figures]="zephly/"
+  [tests]="$watching tools/ bench/ examples/ fuzz/ docs/")
 
 failures=0
 files=0
+complain() {
+  echo "$1"
+  failures=$((failures + 1))
+}
+
 for room in "${!allowed[@]}"; do
-  [ -d "$room" ] || continue
-  while IFS=: read -r file _ line; do
-    header=${line#*<} header=${header%%>*}
-    ok=no
-    for target in "$room" ${allowed[$room]}; do
-      [[ $header == "$target"* ]] && ok=yes
-    done
-    [[ $header == zephly/session/*_delegate.h && $room == zephly/* ]] && ok=yes
-    # Only Bluetooth rooms may know of Bluetooth.
-    case $room in
-      zephly/protocol | zephly/dsp | zephly/motion)
-        [[ $header == zephly/platform/cb_* || $header == zephly/platform/core_bluetooth.h ]] && ok=no ;;
-    esac
-    if [ $ok = no ]; then
-      echo "$file: must not include <$header>"
-      failures=$((failures + 1))
-    fi
-    files=$((files + 1))
-  done < <(grep -rnE '^#include <(zephly|platforms|strap|tools|tests|bench|examples|docs)/' \
-    --include='*.h' --include='*.cpp' "$room" || true)
+  [ -d "$room" ] || complain "$room: has a rule and is not there"
 done
+
+while IFS=: read -r file _ line; do
+  header=${line#*<} header=${header%%>*}
+  room=$(dirname "$file")
+  while [ -z "${allowed[$room]+set}" ] && [[ $room == */* ]]; do room=${room%/*}; done
+  if [ -z "${allowed[$room]+set}" ]; then
+    complain "$file: $room has no rule"
+    continue
+  fi
+  target=$(dirname "$header")
+  ok=no
+  [[ $header == "$room"/* ]] && ok=yes
+  # A folder inside a room of its own rule is another room.
+  if [ $ok = yes ] && [ "$target" != "$room" ] && [ -n "${allowed[$target]+set}" ]; then ok=no; fi
+  for pattern in ${allowed[$room]}; do
+    [[ $header == "$pattern"* ]] && ok=yes
+  done
+  [[ $header == zephly/session/*_delegate.h && $room == zephly/* ]] && ok=yes
+  # Only Bluetooth rooms may know of Bluetooth.
+  case $room in
+    zephly/protocol | zephly/dsp | zephly/motion)
+      [[ $header == zephly/platform/cb_* || $header == zephly/platform/core_bluetooth.h ]] && ok=no ;;
+  esac
+  [ $ok = yes ] || complain "$file: must not include <$header>"
+  files=$((files + 1))
+done < <(git ls-files -z '*.h' '*.cpp' | xargs -0 \
+  grep -nE '^#include <(zephly|hosts|simulator|capture|timing|tools|tests|bench|bindings|examples|fuzz|docs)/' || true)
 
 # The kit needs nothing but the standard library: names without a dot or slash, or its own.
 while IFS=: read -r file _ line; do

@@ -2,8 +2,8 @@
 /// simulated host. Prints how many ECG samples came and a digest of their bits; ends with 1 when
 /// something is not right.
 
-#include <platforms/simulated/living_strap.h>
-#include <strap/recording.h>
+#include <hosts/simulated/living_strap.h>
+#include <simulator/recording.h>
 #include <zephly/zephly.h>
 
 #include <bit>
@@ -52,8 +52,8 @@ class Application final : public ZephlyDelegate {
 // What the library throws is caught here by its type.
 bool errorsCross() {
   try {
-    (void)Zephly::strap::Recording::parse("no numbers\n", "nothing.csv", 500);
-  } catch (const Zephly::strap::RecordingError&) {
+    (void)Zephly::simulator::Recording::parse("no numbers\n", "nothing.csv", 500);
+  } catch (const Zephly::simulator::RecordingError&) {
     return true;
   }
   return false;

@@ -45,12 +45,12 @@ class Application::Trainer : public WorkoutDelegate {
  public:
   explicit Trainer(Application& owner) : owner_(owner) {}
 
-  void didDetectPushUp() override { detected(strap::Exercise::pushUp); }
-  void didDetectSitUp() override { detected(strap::Exercise::sitUp); }
-  void didDetectJump() override { detected(strap::Exercise::jump); }
+  void didDetectPushUp() override { detected(simulator::Exercise::pushUp); }
+  void didDetectSitUp() override { detected(simulator::Exercise::sitUp); }
+  void didDetectJump() override { detected(simulator::Exercise::jump); }
 
  private:
-  void detected(strap::Exercise exercise) {
+  void detected(simulator::Exercise exercise) {
     owner_.ledger_.repetition(exercise);
     owner_.trainerTold();
   }

@@ -15,8 +15,8 @@
 ///
 /// The first thing that is wrong ends in soak::Wrong.
 
-#include <strap/frame.h>
-#include <strap/training_plan.h>
+#include <simulator/frame.h>
+#include <simulator/training_plan.h>
 #include <tests/soak/breathing_model.h>
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/protocol/battery_status.h>
@@ -31,7 +31,7 @@
 
 namespace soak {
 
-namespace strap = ::Zephly::strap;
+namespace simulator = ::Zephly::simulator;
 
 /// What was wrong, in one line.
 class Wrong : public std::runtime_error {
@@ -59,7 +59,7 @@ class Ledger {
   // The strap's side.
 
   /// The frame is under way to a subscriber.
-  void sent(const strap::Frame& frame);
+  void sent(const simulator::Frame& frame);
   /// The link was lost after everything that was sent so far.
   void linkLost();
 
@@ -79,12 +79,12 @@ class Ledger {
   void respiration(float sample);
   void temperature(float object, float ambient, float body);
   void battery(BatteryStatus status);
-  void repetition(strap::Exercise exercise);
+  void repetition(simulator::Exercise exercise);
 
   /// Everything that was sent has been told, or went nowhere.
   void settle() const;
 
-  const Account& account(strap::Stream stream) const {
+  const Account& account(simulator::Stream stream) const {
     return accounts_.at(static_cast<std::size_t>(stream));
   }
   std::uint64_t framesSent() const { return framesSent_; }
@@ -97,8 +97,8 @@ class Ledger {
 
  private:
   struct Entry {
-    strap::StrapTime time{};
-    std::optional<strap::Stream> stream;  // empty: the link was lost
+    simulator::StrapTime time{};
+    std::optional<simulator::Stream> stream;  // empty: the link was lost
     std::array<std::uint8_t, 20> bytes{};
   };
   // What comes next out of the entry in front.
@@ -111,14 +111,14 @@ class Ledger {
   void finishSample(std::size_t samples);
   void openRespirationSample();
   void openMotion();
-  Entry& expect(const char* what, strap::Stream stream, Step step);
+  Entry& expect(const char* what, simulator::Stream stream, Step step);
   [[noreturn]] void fail(const std::string& what) const;
   std::string expected() const;
 
   std::deque<Entry> log_;
   Step step_ = Step::unknown;
-  std::size_t sample_ = 0;                      // in the entry in front
-  std::deque<strap::Exercise> dueRepetitions_;  // of the motion frame in front
+  std::size_t sample_ = 0;                          // in the entry in front
+  std::deque<simulator::Exercise> dueRepetitions_;  // of the motion frame in front
 
   bool application_ = false;
   bool trainer_ = false;
@@ -128,7 +128,7 @@ class Ledger {
   BreathingModel breathing_;
   ::Zephly::SignalProcessor motion_;  // an engine of its own, for exercises only
 
-  std::array<Account, strap::allStreams.size()> accounts_{};
+  std::array<Account, simulator::allStreams.size()> accounts_{};
   Account repetitions_;
   Account leadoffChanges_;
   Account linkLosses_;

@@ -16,7 +16,7 @@ constexpr std::uint64_t faultyFrame = 2000;
 
 }  // namespace
 
-LoggedStrap::LoggedStrap(simulated::Device& device, strap::FrameSource& source, Ledger& ledger,
+LoggedStrap::LoggedStrap(simulated::Device& device, simulator::FrameSource& source, Ledger& ledger,
                          Fault fault)
     : device_(device), ledger_(ledger), fault_(fault), transmitter_(source, *this) {
   device_.setSubscriptionObserver([this](const CBUUID& /*characteristic*/) {
@@ -45,15 +45,15 @@ void LoggedStrap::loseLink(simulated::Duration absence) {
 }
 
 bool LoggedStrap::heard() const {
-  return std::all_of(strap::allStreams.begin(), strap::allStreams.end(),
-                     [this](strap::Stream stream) { return isSubscribed(stream); });
+  return std::all_of(simulator::allStreams.begin(), simulator::allStreams.end(),
+                     [this](simulator::Stream stream) { return isSubscribed(stream); });
 }
 
-bool LoggedStrap::isSubscribed(strap::Stream stream) const {
-  return device_.isSubscribed(strap::characteristicUUID(stream));
+bool LoggedStrap::isSubscribed(simulator::Stream stream) const {
+  return device_.isSubscribed(simulator::characteristicUUID(stream));
 }
 
-bool LoggedStrap::carry(strap::Frame frame) {
+bool LoggedStrap::carry(simulator::Frame frame) {
   using std::chrono::microseconds;
   processorTime =
       static_cast<std::uint64_t>(std::chrono::duration_cast<microseconds>(frame.time).count());
@@ -63,17 +63,17 @@ bool LoggedStrap::carry(strap::Frame frame) {
     doWrong(frame);
   }
   const bool carried =
-      device_.notify(strap::characteristicUUID(frame.stream), std::move(frame.bytes));
+      device_.notify(simulator::characteristicUUID(frame.stream), std::move(frame.bytes));
   if (!carried) throw Wrong("a frame was refused although somebody had subscribed to it");
   if (lossWithFrame_) loseLink(*std::exchange(lossWithFrame_, std::nullopt));
   return carried;
 }
 
-void LoggedStrap::doWrong(const strap::Frame& frame) {
+void LoggedStrap::doWrong(const simulator::Frame& frame) {
   if (fault_ == Fault::repeatFrame) {
-    device_.notify(strap::characteristicUUID(frame.stream), frame.bytes);
+    device_.notify(simulator::characteristicUUID(frame.stream), frame.bytes);
   } else if (fault_ == Fault::leakMemory) {
-    static std::list<strap::Frame> kept;  // to the end of the process
+    static std::list<simulator::Frame> kept;  // to the end of the process
     kept.push_back(frame);
   } else if (fault_ == Fault::leakDescriptor) {
     ::open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -6,10 +6,10 @@
 ///   strap.loseLink(3s);                  // now, for three seconds
 ///   strap.loseLinkWithNextFrame(0s);     // in the instant in which a frame was sent
 
-#include <platforms/simulated/device.h>
-#include <platforms/simulated/scheduler.h>
-#include <strap/frame.h>
-#include <strap/transmitter.h>
+#include <hosts/simulated/device.h>
+#include <hosts/simulated/scheduler.h>
+#include <simulator/frame.h>
+#include <simulator/transmitter.h>
 #include <tests/soak/ledger.h>
 
 #include <cstdint>
@@ -22,10 +22,11 @@ namespace simulated = ::Zephly::simulated;
 /// What can be made to go wrong on purpose, to see that it is found.
 enum class Fault { none, dropFrame, repeatFrame, leakMemory, leakDescriptor };
 
-class LoggedStrap : private strap::Carrier {
+class LoggedStrap : private simulator::Carrier {
  public:
   /// All of them must outlive it. Switched on at the scheduler's time 0.
-  LoggedStrap(simulated::Device& device, strap::FrameSource& source, Ledger& ledger, Fault fault);
+  LoggedStrap(simulated::Device& device, simulator::FrameSource& source, Ledger& ledger,
+              Fault fault);
   LoggedStrap(const LoggedStrap&) = delete;
   LoggedStrap& operator=(const LoggedStrap&) = delete;
   ~LoggedStrap() override;
@@ -44,15 +45,15 @@ class LoggedStrap : private strap::Carrier {
   std::uint64_t framesUnheard() const { return transmitter_.totals().framesUnheard; }
 
  private:
-  bool isSubscribed(strap::Stream stream) const override;
-  bool carry(strap::Frame frame) override;
-  void doWrong(const strap::Frame& frame);
+  bool isSubscribed(simulator::Stream stream) const override;
+  bool carry(simulator::Frame frame) override;
+  void doWrong(const simulator::Frame& frame);
   void schedule();
 
   simulated::Device& device_;
   Ledger& ledger_;
   Fault fault_;
-  strap::Transmitter transmitter_;
+  simulator::Transmitter transmitter_;
   std::optional<simulated::Duration> lossWithFrame_;
   std::optional<simulated::Scheduler::EventId> nextEvent_;
   simulated::Scheduler::EventId return_;

@@ -47,8 +47,8 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
          << "| verdict | " << (outcome.wrong.empty() ? "as it must be" : "WRONG") << " |\n\n";
 
   output << "| | sent | told | while nobody listened |\n|---|--:|--:|--:|\n";
-  for (const strap::Stream stream : strap::allStreams) {
-    accountRow(output, std::string(strap::streamName(stream)) + ", values",
+  for (const simulator::Stream stream : simulator::allStreams) {
+    accountRow(output, std::string(simulator::streamName(stream)) + ", values",
                outcome.streams.at(static_cast<std::size_t>(stream)));
   }
   accountRow(output, "repetitions in them", outcome.repetitions);

@@ -1,10 +1,10 @@
 #include <tests/soak/soak.h>
 
-#include <platforms/main_queue/main_queue.h>
-#include <platforms/simulated/pacer.h>
-#include <platforms/simulated/radio.h>
-#include <strap/random.h>
-#include <strap/strap.h>
+#include <hosts/main_queue/main_queue.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/radio.h>
+#include <simulator/random.h>
+#include <simulator/strap.h>
 #include <tests/soak/application.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/processor_clock.h>
@@ -60,11 +60,11 @@ Options checked(const Options& options) {
 }
 
 // One loss of the electrodes, three sets and a walk, again and again.
-strap::TrainingPlan planOf(const Options& options, strap::Random& random) {
-  strap::TrainingPlan plan;
-  plan.exercises = {{strap::Exercise::jump, 5s, 5},
-                    {strap::Exercise::pushUp, 20s, 10},
-                    {strap::Exercise::sitUp, 50s, 5}};
+simulator::TrainingPlan planOf(const Options& options, simulator::Random& random) {
+  simulator::TrainingPlan plan;
+  plan.exercises = {{simulator::Exercise::jump, 5s, 5},
+                    {simulator::Exercise::pushUp, 20s, 10},
+                    {simulator::Exercise::sitUp, 50s, 5}};
   plan.walks = {{70s, 10s}};
   plan.charging = {{40s, 30s}};
   const Duration cycle = seconds(options.hours * 3600 / options.electrodeLosses);
@@ -125,12 +125,12 @@ class Soak {
   Duration length_;
   const bench::SilentOutput silent_;
   const StrapClock clock_;
-  strap::Random random_;
+  simulator::Random random_;
   ::Zephly::main_queue::MainQueue queue_;
   simulated::Scheduler scheduler_;
   simulated::Radio radio_{scheduler_};
   simulated::Device& device_;
-  strap::Strap source_;
+  simulator::Strap source_;
   Ledger ledger_;
   LoggedStrap strap_;
   Application application_{ledger_};
@@ -292,7 +292,7 @@ void Soak::progress(int hour) const {
 // The verdict ------------------------------------------------------------------------------------
 
 void Soak::judge(Outcome& outcome) const {
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     outcome.streams.at(static_cast<std::size_t>(stream)) = ledger_.account(stream);
   }
   outcome.framesSent = ledger_.framesSent();
@@ -319,8 +319,8 @@ void Soak::judge(Outcome& outcome) const {
     check(account.sent == account.told + account.unheard && account.told > 0,
           what + ": what was told and what went nowhere is not what was sent");
   };
-  for (const strap::Stream stream : strap::allStreams) {
-    balance(ledger_.account(stream), std::string(strap::streamName(stream)));
+  for (const simulator::Stream stream : simulator::allStreams) {
+    balance(ledger_.account(stream), std::string(simulator::streamName(stream)));
   }
   balance(outcome.repetitions, "repetitions");
   balance(outcome.leadoffChanges, "changes of contact");

@@ -37,7 +37,7 @@ struct Tolerance {
 };
 
 struct Outcome {
-  std::array<Account, strap::allStreams.size()> streams{};
+  std::array<Account, simulator::allStreams.size()> streams{};
   std::uint64_t framesSent = 0;
   std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
   Account repetitions;

@@ -4,8 +4,8 @@
 /// asks of them, in one log, and answer nothing by themselves. Tests call the kit's delegates by
 /// hand.
 
-#include <platforms/foundation/data.h>
-#include <platforms/foundation/error.h>
+#include <hosts/foundation/data.h>
+#include <hosts/foundation/error.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
 

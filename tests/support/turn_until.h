@@ -3,7 +3,7 @@
 /// Turns a main queue until what a test waits for has happened: it sleeps in between until
 /// something is ready, at most a second, so that a condition outside the queue is seen, too.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <poll.h>
 

@@ -1,6 +1,6 @@
 // The built program on a machine without Bluetooth: what it says, and how it ends.
 
-#include "process.h"
+#include <tests/support/process.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,10 +1,10 @@
 // The built program with a strap on a bluetoothd of the test's own.
 
-#include <platforms/main_queue/main_queue.h>
-#include <strap/strap.h>
-#include <tests/bluez/fake_bluez.h>
-#include <tests/bluez/private_bus.h>
-#include "process.h"
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/strap.h>
+#include <tests/support/fake_bluez/fake_bluez.h>
+#include <tests/support/fake_bluez/private_bus.h>
+#include <tests/support/process.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,11 +29,11 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using Zephly::strap::Stream;
+using Zephly::simulator::Stream;
 
 // As bluetoothd writes it.
 std::string uuidOf(Stream stream) {
-  std::string uuid = Zephly::strap::characteristicUUID(stream).UUIDString();
+  std::string uuid = Zephly::simulator::characteristicUUID(stream).UUIDString();
   std::transform(uuid.begin(), uuid.end(), uuid.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return uuid;
@@ -63,7 +63,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
     turnUntil(process, [this] { return bluez.advertise(device); });
     turnUntil(process, [this] {
       return std::all_of(
-          Zephly::strap::allStreams.begin(), Zephly::strap::allStreams.end(),
+          Zephly::simulator::allStreams.begin(), Zephly::simulator::allStreams.end(),
           [this](Stream stream) { return FakeBluez::subscribed(device, uuidOf(stream)); });
     });
   }
@@ -71,9 +71,9 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
   // Sends what the strap measures in a second, and counts it.
   void send() {
     for (const auto end = *strap.nextFrameTime() + 1s; *strap.nextFrameTime() < end;) {
-      const Zephly::strap::Frame frame = strap.nextFrame();
+      const Zephly::simulator::Frame frame = strap.nextFrame();
       ASSERT_TRUE(bluez.notify(device, uuidOf(frame.stream), frame.bytes));
-      sent[frame.stream] += Zephly::strap::samplesPerFrame(frame.stream);
+      sent[frame.stream] += Zephly::simulator::samplesPerFrame(frame.stream);
     }
   }
 
@@ -81,7 +81,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
   fake_bluez::PrivateBus bus;
   FakeBluez bluez{queue, bus.address()};
   fake_bluez::FakeDevice& device = bluez.addDevice();
-  Zephly::strap::Strap strap;
+  Zephly::simulator::Strap strap;
   std::map<Stream, int> sent;
 };
 
@@ -119,8 +119,8 @@ TEST_P(BluetoothSessionTest, EverythingArrivesLossesAreToldAndTheStrapIsReleased
   EXPECT_THAT(run.output, HasSubstr("Bluetooth: adapter hci0 is ready."));
 
   const json summary = json::parse(run.outputLines().back());
-  for (const Stream stream : Zephly::strap::allStreams) {
-    const std::string name(Zephly::strap::streamName(stream));
+  for (const Stream stream : Zephly::simulator::allStreams) {
+    const std::string name(Zephly::simulator::streamName(stream));
     EXPECT_EQ(summary.at("streams").at(name).at("delivered"), sent[stream]) << name;
     EXPECT_TRUE(summary.at("streams").at(name).contains("longestGap")) << name;
   }

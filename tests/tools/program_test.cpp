@@ -1,6 +1,6 @@
 // The built program from outside: options, exit codes, JSON, signals.
 
-#include "process.h"
+#include <tests/support/process.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

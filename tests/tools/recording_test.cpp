@@ -1,6 +1,6 @@
 // The built program playing recordings.
 
-#include "process.h"
+#include <tests/support/process.h>
 
 #include <tests/support/long_run.h>
 #include <tests/support/recording.h>

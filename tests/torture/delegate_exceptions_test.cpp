@@ -1,9 +1,9 @@
 // An application whose callback throws, on the main queue: the exception comes out of run() as it
 // is, the rest of that one frame is lost, and when the queue is run again everything goes on.
 
-#include <platforms/main_queue/main_queue.h>
-#include <platforms/simulated/pacer.h>
-#include <platforms/simulated/radio.h>
+#include <hosts/main_queue/main_queue.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/radio.h>
 #include <tests/support/session_test_access.h>
 #include <tests/whole_path/counted_frames.h>
 #include <zephly/ble/gatt_profile.h>

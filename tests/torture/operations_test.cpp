@@ -1,7 +1,7 @@
 // Operations of the kit that allocate: the failure comes out, the object is as it was, and the same
 // call made again gives what it would have given.
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <tests/torture/out_of_memory.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/leadoff_detector.h>
@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInAnOperation,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
 TEST_P(OutOfMemoryInAnOperation, DecodingAFrame) {
-  const Zephly::platforms::Data frame(std::vector<std::uint8_t>(18, 0x40));
+  const Zephly::hosts::Data frame(std::vector<std::uint8_t>(18, 0x40));
   std::vector<float> samples;
   const Sweep sweep =
       failEach(GetParam(), [&] { samples = FrameDecoders::calculateECGValue(frame); });

@@ -3,8 +3,8 @@
 // application must have been told exactly what it is told when memory never runs out. So a
 // callback that failed has left the session as it was, whatever came before.
 
-#include <platforms/foundation/data.h>
-#include <strap/strap.h>
+#include <hosts/foundation/data.h>
+#include <simulator/strap.h>
 #include <tests/support/fake_processor_clock.h>
 #include <tests/support/session_test_access.h>
 #include <tests/torture/out_of_memory.h>
@@ -30,8 +30,8 @@ namespace torture {
 namespace {
 
 using namespace std::chrono_literals;
-using Zephly::platforms::Data;
-namespace strap = Zephly::strap;
+using Zephly::hosts::Data;
+namespace simulator = Zephly::simulator;
 
 // What was told: a letter for the call, and the bits of its values.
 struct Told {
@@ -81,10 +81,10 @@ void addConnection(std::vector<Step>& steps) {
 
 // From the radio's start through ten seconds with jumps, electrodes off and a lost link.
 std::vector<Step> tenSeconds() {
-  strap::TrainingPlan plan;
-  plan.exercises = {{strap::Exercise::jump, 1s, 3}};
+  simulator::TrainingPlan plan;
+  plan.exercises = {{simulator::Exercise::jump, 1s, 3}};
   plan.electrodesOff = {{2s, 1s}};
-  strap::Strap source({.seed = 5, .plan = plan});
+  simulator::Strap source({.seed = 5, .plan = plan});
 
   std::vector<Step> steps;
   steps.emplace_back([](SteadyHost& host) { host.turnOn(); });
@@ -94,7 +94,7 @@ std::vector<Step> tenSeconds() {
   addConnection(steps);
   bool lost = false;
   while (*source.nextFrameTime() < 10s) {
-    const strap::Frame frame = source.nextFrame();
+    const simulator::Frame frame = source.nextFrame();
     if (!lost && frame.time >= 8s) {
       lost = true;
       steps.emplace_back([](SteadyHost& host) { host.disconnect("timed out"); });
@@ -106,7 +106,7 @@ std::vector<Step> tenSeconds() {
       host.deliver(stream, value);
     });
   }
-  steps.emplace_back([](SteadyHost& host) { host.deliverError(strap::Stream::ecg); });
+  steps.emplace_back([](SteadyHost& host) { host.deliverError(simulator::Stream::ecg); });
   return steps;
 }
 

@@ -9,10 +9,10 @@
 // frames, then one in so many (a prime, so that all kinds have their turn), fewer in a sanitized
 // build, where a world takes several times as long.
 
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/scheduler.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 #include <tests/support/fake_processor_clock.h>
 #include <tests/support/long_run.h>
 #include <tests/support/session_test_access.h>
@@ -38,7 +38,7 @@ namespace {
 
 using namespace std::chrono_literals;
 namespace simulated = Zephly::simulated;
-namespace strap = Zephly::strap;
+namespace simulator = Zephly::simulator;
 
 constexpr std::size_t allUpTo = longRun(1000, 300);
 constexpr std::size_t stride = longRun(101, 1009);
@@ -69,7 +69,7 @@ class World {
   simulated::Scheduler scheduler_;
   simulated::Radio radio_{scheduler_};
   simulated::Device& device_;
-  strap::Strap source_{{.seed = 3}};
+  simulator::Strap source_{{.seed = 3}};
   simulated::StrapDevice strap_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };

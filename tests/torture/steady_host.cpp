@@ -7,7 +7,7 @@
 
 namespace torture {
 
-namespace strap = Zephly::strap;
+namespace simulator = Zephly::simulator;
 
 class SteadyHost::Characteristic : public CBCharacteristic {
  public:
@@ -25,7 +25,7 @@ class SteadyHost::Characteristic : public CBCharacteristic {
 
 class SteadyHost::Service : public CBService {
  public:
-  CBUUID UUID() const override { return strap::serviceUUID(); }
+  CBUUID UUID() const override { return simulator::serviceUUID(); }
   std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> characteristics() const override {
     return list;
   }
@@ -84,9 +84,9 @@ SteadyHost::SteadyHost()
       service_(std::make_shared<Service>()),
       advertisement_{std::string(peripheralName), {}} {
   service_->list.emplace();
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     auto& characteristic = characteristics_.at(static_cast<std::size_t>(stream));
-    characteristic = std::make_shared<Characteristic>(strap::characteristicUUID(stream));
+    characteristic = std::make_shared<Characteristic>(simulator::characteristicUUID(stream));
     service_->list->push_back(characteristic);
   }
   peripheral_->list.emplace().push_back(service_);
@@ -117,7 +117,7 @@ void SteadyHost::connect() {
 
 void SteadyHost::disconnect(const std::string& text) {
   delegate_.lock()->centralManagerDidDisconnectPeripheral(central_, peripheral_,
-                                                          Zephly::platforms::Error::of(text));
+                                                          Zephly::hosts::Error::of(text));
 }
 
 void SteadyHost::failToConnect() {
@@ -137,13 +137,13 @@ void SteadyHost::refuseSubscription() {
       peripheral_, characteristics_.front(), error_);
 }
 
-void SteadyHost::deliver(strap::Stream stream, const std::shared_ptr<const NSData>& value) {
+void SteadyHost::deliver(simulator::Stream stream, const std::shared_ptr<const NSData>& value) {
   const auto& characteristic = characteristics_.at(static_cast<std::size_t>(stream));
   characteristic->current = value;
   handler()->peripheralDidUpdateValueForCharacteristic(peripheral_, characteristic, nullptr);
 }
 
-void SteadyHost::deliverError(strap::Stream stream) {
+void SteadyHost::deliverError(simulator::Stream stream) {
   handler()->peripheralDidUpdateValueForCharacteristic(
       peripheral_, characteristics_.at(static_cast<std::size_t>(stream)), error_);
 }

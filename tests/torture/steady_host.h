@@ -11,8 +11,8 @@
 ///
 /// Each call is one callback of the kit, made by the test; what the kit throws comes out of it.
 
-#include <platforms/foundation/error.h>
-#include <strap/frame.h>
+#include <hosts/foundation/error.h>
+#include <simulator/frame.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
 
@@ -45,8 +45,8 @@ class SteadyHost : public Host {
   void discoverCharacteristics();
   /// The answer to a subscription, with an error.
   void refuseSubscription();
-  void deliver(Zephly::strap::Stream stream, const std::shared_ptr<const NSData>& value);
-  void deliverError(Zephly::strap::Stream stream);
+  void deliver(Zephly::simulator::Stream stream, const std::shared_ptr<const NSData>& value);
+  void deliverError(Zephly::simulator::Stream stream);
 
   /// What the session has asked for so far.
   struct Requests {
@@ -71,10 +71,11 @@ class SteadyHost : public Host {
   std::shared_ptr<Central> central_;
   std::shared_ptr<Peripheral> peripheral_;
   std::shared_ptr<Service> service_;
-  std::array<std::shared_ptr<Characteristic>, Zephly::strap::allStreams.size()> characteristics_;
+  std::array<std::shared_ptr<Characteristic>, Zephly::simulator::allStreams.size()>
+      characteristics_;
   CBAdvertisementData advertisement_;
   std::shared_ptr<const NSError> error_ =
-      Zephly::platforms::Error::of("The connection \"has timed out\" unexpectedly.\n");
+      Zephly::hosts::Error::of("The connection \"has timed out\" unexpectedly.\n");
 };
 
 }  // namespace torture

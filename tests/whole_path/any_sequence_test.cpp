@@ -2,7 +2,7 @@
 // connections and disconnections alternately, and delivers samples in order, none twice and none
 // that the link did not carry.
 
-#include <platforms/simulated/radio.h>
+#include <hosts/simulated/radio.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/session_test_access.h>
 #include <tests/whole_path/counted_frames.h>

@@ -1,9 +1,9 @@
 // Frames written on a simulated strap's characteristics come out of the application's delegate.
 
-#include <platforms/foundation/data.h>
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/foundation/data.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 #include <tests/support/bits.h>
 #include <tests/support/captured_output.h>
 #include <tests/support/recorded_events.h>
@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 namespace simulated = ::Zephly::simulated;
-namespace strap = ::Zephly::strap;
+namespace simulator = ::Zephly::simulator;
 
 class WholePathTest : public testing::Test {
  protected:
@@ -213,15 +213,16 @@ TEST_F(WholePathDeathTest, AnAbsentCharacteristicListEndsTheProgram) {
 
 class LivingStrapTest : public WholePathTest {
  protected:
-  void wear(const strap::StrapOptions& options, simulated::Duration time) {
-    strap::Strap source(options);
+  void wear(const simulator::StrapOptions& options, simulated::Duration time) {
+    simulator::Strap source(options);
     simulated::StrapDevice carrier(device, source);
     carrier.loseLinksOf(source.plan());
     scheduler.advance(time);
-    for (const auto stream : strap::allStreams) sent.push_back(carrier.counts(stream).samplesSent);
+    for (const auto stream : simulator::allStreams)
+      sent.push_back(carrier.counts(stream).samplesSent);
     done = source.repetitionsDone(time);
   }
-  std::uint64_t sentOn(strap::Stream stream) const {
+  std::uint64_t sentOn(simulator::Stream stream) const {
     return sent[static_cast<std::size_t>(stream)];
   }
   std::ptrdiff_t told(const std::string& event) const {
@@ -231,17 +232,17 @@ class LivingStrapTest : public WholePathTest {
   }
 
   std::vector<std::uint64_t> sent;
-  strap::Repetitions done;
+  simulator::Repetitions done;
 };
 
 TEST_F(LivingStrapTest, HalfAMinuteOfTrainingBringsEveryKindOfEventAndLosesNothing) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   wear({}, 32s);
-  EXPECT_EQ(application->ecg.size(), sentOn(strap::Stream::ecg));
-  EXPECT_EQ(application->respiration.size(), sentOn(strap::Stream::respiration));
-  EXPECT_EQ(told("didReceiveTemperature"), sentOn(strap::Stream::temperature));
-  EXPECT_EQ(told("didReceiveBatteryStatus"), sentOn(strap::Stream::battery));
+  EXPECT_EQ(application->ecg.size(), sentOn(simulator::Stream::ecg));
+  EXPECT_EQ(application->respiration.size(), sentOn(simulator::Stream::respiration));
+  EXPECT_EQ(told("didReceiveTemperature"), sentOn(simulator::Stream::temperature));
+  EXPECT_EQ(told("didReceiveBatteryStatus"), sentOn(simulator::Stream::battery));
   EXPECT_GT(application->ecg.size(), 25u * 500);
   EXPECT_GE(told("didReceiveBatteryStatus"), 3);
   EXPECT_EQ(told("didConnectPeripheral"), 2);
@@ -255,16 +256,17 @@ TEST_F(LivingStrapTest, HalfAMinuteOfTrainingBringsEveryKindOfEventAndLosesNothi
 }
 
 TEST_F(LivingStrapTest, TheApplicationGetsTheStrapsVeryNumbers) {
-  wear({.seed = 5, .plan = strap::TrainingPlan::quiet()}, 10s);
+  wear({.seed = 5, .plan = simulator::TrainingPlan::quiet()}, 10s);
   // The same strap again, decoded by hand, from its first delivered frame on.
-  strap::Strap again({.seed = 5, .plan = strap::TrainingPlan::quiet()});
+  simulator::Strap again({.seed = 5, .plan = simulator::TrainingPlan::quiet()});
   std::vector<float> ecg;
   std::vector<float> respiration;
   while (*again.nextFrameTime() <= 10s) {
     const auto frame = again.nextFrame();
-    if (frame.stream != strap::Stream::ecg && frame.stream != strap::Stream::respiration) continue;
-    const ::Zephly::platforms::Data data(frame.bytes);
-    auto& samples = frame.stream == strap::Stream::ecg ? ecg : respiration;
+    if (frame.stream != simulator::Stream::ecg && frame.stream != simulator::Stream::respiration)
+      continue;
+    const ::Zephly::hosts::Data data(frame.bytes);
+    auto& samples = frame.stream == simulator::Stream::ecg ? ecg : respiration;
     for (const float sample : FrameDecoders::calculateECGValue(data)) samples.push_back(sample);
   }
   ASSERT_GT(application->ecg.size(), 9u * 500);
@@ -283,18 +285,18 @@ TEST_F(LivingStrapTest, TheApplicationGetsTheStrapsVeryNumbers) {
 
 TEST_F(LivingStrapTest, ARecordingGoesThroughTheWholePathSampleBySample) {
   const std::string name = "resting_5min_100hz.csv";
-  const auto recording =
-      std::make_shared<const strap::Recording>(strap::Recording::load(recordingPath(name), 100));
+  const auto recording = std::make_shared<const simulator::Recording>(
+      simulator::Recording::load(recordingPath(name), 100));
   wear({.recording = recording}, 310s);
   EXPECT_EQ(recording->rows(), 30000u);
-  EXPECT_EQ(sentOn(strap::Stream::ecg), 150000u);
+  EXPECT_EQ(sentOn(simulator::Stream::ecg), 150000u);
   EXPECT_EQ(application->ecg.size(), 150000u);
   EXPECT_EQ(application->respiration.size(), 150000u);
   EXPECT_THAT(log, testing::Not(testing::Contains("didDisconnectPeripheral")));
 }
 
 TEST_F(LivingStrapTest, AnApplicationThatGoesIsToldNothingAndTheSessionGoesOn) {
-  strap::Strap source;
+  simulator::Strap source;
   const simulated::StrapDevice carrier(device, source);
   scheduler.advance(5s);
   log.clear();

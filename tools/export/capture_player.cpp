@@ -1,9 +1,9 @@
 #include <tools/export/capture_player.h>
 
-#include <platforms/foundation/data.h>
-#include <tools/capture/capture_error.h>
-#include <tools/replay/contradiction.h>
-#include <tools/replay/replay_host.h>
+#include <capture/capture_error.h>
+#include <hosts/foundation/data.h>
+#include <hosts/replay/contradiction.h>
+#include <hosts/replay/replay_host.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
@@ -65,9 +65,9 @@ class Listening {
   void note(const watch::HostLine& /*what*/) {}
 
   // That the kit has just been given.
-  platforms::Data frame() const {
-    return platforms::Data(value_ != nullptr && value_->bytes ? *value_->bytes
-                                                              : std::vector<std::uint8_t>{});
+  hosts::Data frame() const {
+    return hosts::Data(value_ != nullptr && value_->bytes ? *value_->bytes
+                                                          : std::vector<std::uint8_t>{});
   }
 
   replay::ReplayHost host_;

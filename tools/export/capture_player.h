@@ -11,8 +11,8 @@
 /// use and the kit's diagnostic lines go nowhere. The session that it creates stays in memory, as
 /// every session does.
 
-#include <strap/training_plan.h>
-#include <tools/replay/record_order.h>
+#include <hosts/replay/record_order.h>
+#include <simulator/training_plan.h>
 #include <tools/watch/event.h>
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/frame_decoders.h>
@@ -51,7 +51,7 @@ struct Moment {
   std::optional<watch::Temperature> temperature;
   std::optional<BatteryStatus> battery;
   std::optional<FrameDecoders::Motion> motion;
-  std::vector<strap::Exercise> repetitions;  ///< that were counted with this motion reading
+  std::vector<simulator::Exercise> repetitions;  ///< that were counted with this motion reading
 
   /// Empties it for the next record.
   void clear();

@@ -35,7 +35,7 @@ void appendDigits(std::string& text, std::int64_t number, int digits) {
   }
 }
 
-void appendSeconds(std::string& text, Nanoseconds time) {
+void appendSeconds(std::string& text, timing::Nanoseconds time) {
   text += std::to_string(time.count() / 1'000'000'000);
   text += '.';
   appendDigits(text, time.count() % 1'000'000'000, 9);
@@ -74,7 +74,7 @@ std::filesystem::path pathIn(const std::filesystem::path& directory, const std::
 
 }  // namespace
 
-std::string dateText(Nanoseconds sinceEpoch) {
+std::string dateText(timing::Nanoseconds sinceEpoch) {
   const auto second = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
   std::string text = secondText(second);
   text += '.';
@@ -83,15 +83,15 @@ std::string dateText(Nanoseconds sinceEpoch) {
 }
 
 CsvFile::CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
-                 Nanoseconds began)
+                 timing::Nanoseconds began)
     : file_(path, existing), began_(began), row_(header) {
   row_ += '\n';
 }
 
-void CsvFile::begin(Nanoseconds time) {
+void CsvFile::begin(timing::Nanoseconds time) {
   appendSeconds(row_, time);
   row_ += ',';
-  const Nanoseconds date = began_ + time;
+  const timing::Nanoseconds date = began_ + time;
   const auto second = std::chrono::floor<std::chrono::seconds>(date);
   if (second != second_) {
     second_ = second;
@@ -114,13 +114,13 @@ void CsvFile::number(float value) {
   text({digits.data(), static_cast<std::size_t>(end - digits.data())});
 }
 
-void CsvFile::duration(Nanoseconds value) {
+void CsvFile::duration(timing::Nanoseconds value) {
   row_ += ',';
   appendSeconds(row_, value);
 }
 
-void CsvFile::gap(Nanoseconds value) {
-  if (value > Nanoseconds::zero()) {
+void CsvFile::gap(timing::Nanoseconds value) {
+  if (value > timing::Nanoseconds::zero()) {
     duration(value);
   } else {
     row_ += ',';
@@ -138,7 +138,7 @@ void CsvFile::finish() {
 }
 
 CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
-                   const Timeline& timeline, Nanoseconds began) {
+                   const Timeline& timeline, timing::Nanoseconds began) {
   makeDirectory(directory);
   const auto create = [&](const std::string& name, std::string_view header) {
     return std::make_unique<CsvFile>(pathIn(directory, name), existing, header, began);
@@ -163,7 +163,7 @@ void CsvFiles::check(const std::filesystem::path& directory, Existing existing) 
 }
 
 CsvFile& CsvFiles::row(Track track) {
-  const SampleTime sample = walks_[static_cast<std::size_t>(track)].next();
+  const timing::SampleTime sample = walks_[static_cast<std::size_t>(track)].next();
   CsvFile& stream = file(track);
   stream.begin(sample.time);
   stream.gap(sample.gap);
@@ -196,17 +196,18 @@ void CsvFiles::take(const Moment& moment) {
     }
     motion.endRow();
   }
-  if (moment.disconnected && withoutBatterySince_ < Nanoseconds::zero())
+  if (moment.disconnected && withoutBatterySince_ < timing::Nanoseconds::zero())
     withoutBatterySince_ = moment.time;
   if (moment.battery) takeBattery(moment.time, *moment.battery);
 }
 
-void CsvFiles::takeBattery(Nanoseconds time, const BatteryStatus& status) {
+void CsvFiles::takeBattery(timing::Nanoseconds time, const BatteryStatus& status) {
   // Two in one moment still come one after the other.
   lastBattery_ = std::max(time, lastBattery_ + 1ns);
   battery_->begin(lastBattery_);
-  battery_->gap(withoutBatterySince_ < Nanoseconds::zero() ? Nanoseconds::zero()
-                                                           : lastBattery_ - withoutBatterySince_);
+  battery_->gap(withoutBatterySince_ < timing::Nanoseconds::zero()
+                    ? timing::Nanoseconds::zero()
+                    : lastBattery_ - withoutBatterySince_);
   withoutBatterySince_ = -1ns;
   battery_->number(status.soc);
   battery_->text(status.inCharge ? "1" : "0");

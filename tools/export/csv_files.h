@@ -22,7 +22,7 @@
 namespace Zephly::exporting {
 
 /// "2026-03-01T09:30:00.250000000Z"; nanoseconds since 1970.
-std::string dateText(Nanoseconds sinceEpoch);
+std::string dateText(timing::Nanoseconds sinceEpoch);
 
 /// One file of rows. Numbers are written with the fewest digits that give the same bits again.
 class CsvFile {
@@ -30,17 +30,17 @@ class CsvFile {
   /// Throws std::runtime_error when the file cannot be written. `began`: of the session, since
   /// 1970.
   CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
-          Nanoseconds began);
+          timing::Nanoseconds began);
 
   /// The first two columns of a row: seconds since the session began, and the date.
-  void begin(Nanoseconds time);
+  void begin(timing::Nanoseconds time);
   /// One more column.
   void text(std::string_view text);
   void number(float value);
   /// In seconds, to the nanosecond.
-  void duration(Nanoseconds value);
+  void duration(timing::Nanoseconds value);
   /// A duration, empty when it is 0.
-  void gap(Nanoseconds value);
+  void gap(timing::Nanoseconds value);
   /// Throws std::runtime_error when the file cannot be written.
   void endRow();
 
@@ -50,10 +50,10 @@ class CsvFile {
 
  private:
   PendingFile file_;
-  Nanoseconds began_;
+  timing::Nanoseconds began_;
   std::string row_;  // and those before it that have not been written
   // The date's part that does not change within a second.
-  Nanoseconds second_{-1};
+  timing::Nanoseconds second_{-1};
   std::string secondText_;
 };
 
@@ -61,7 +61,7 @@ class CsvFiles {
  public:
   /// Creates the directory if there is none, and unfinished files in it. Throws std::runtime_error.
   CsvFiles(const std::filesystem::path& directory, Existing existing, const Timeline& timeline,
-           Nanoseconds began);
+           timing::Nanoseconds began);
 
   /// Throws as the constructor does, and leaves nothing but the directory.
   static void check(const std::filesystem::path& directory, Existing existing);
@@ -74,15 +74,15 @@ class CsvFiles {
   CsvFile& file(Track track) { return *streams_[static_cast<std::size_t>(track)]; }
   /// Begins a row for the next sample of a stream.
   CsvFile& row(Track track);
-  void takeBattery(Nanoseconds time, const BatteryStatus& status);
+  void takeBattery(timing::Nanoseconds time, const BatteryStatus& status);
   void writeHappenings(const Timeline& timeline);
 
   std::array<std::unique_ptr<CsvFile>, allTracks.size()> streams_;
-  std::vector<ClockWalk> walks_;
+  std::vector<timing::ClockWalk> walks_;
   std::unique_ptr<CsvFile> battery_;
   std::unique_ptr<CsvFile> events_;
-  Nanoseconds withoutBatterySince_{};  // negative while its charge is known
-  Nanoseconds lastBattery_{-1};
+  timing::Nanoseconds withoutBatterySince_{};  // negative while its charge is known
+  timing::Nanoseconds lastBattery_{-1};
 };
 
 }  // namespace Zephly::exporting

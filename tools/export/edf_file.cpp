@@ -1,6 +1,6 @@
 #include <tools/export/edf_file.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <edflib.h>
 
@@ -19,21 +19,21 @@ using namespace std::chrono_literals;
 // The digital minimum is kept for slots without a sample, so the physical minimum lies a little
 // below the least value that there is.
 constexpr std::array<EdfKind, edfChannels> kinds = {{
-    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, strap::waveformRate},
-    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767, strap::waveformRate},
+    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, simulator::waveformRate},
+    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767, simulator::waveformRate},
     {"Resp processed", "chest strap", "", "N:50Hz N:125Hz HP:0.04Hz LP:2Hz", -0.0001, 1, -32768,
-     32767, strap::waveformRate},
+     32767, simulator::waveformRate},
     // The strap's own steps of 0.02 K. Absolute zero is nobody's temperature.
     {"Temp skin", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
-     strap::temperatureRate},
+     simulator::temperatureRate},
     {"Temp ambient", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
-     strap::temperatureRate},
+     simulator::temperatureRate},
     // The strap's own steps of 0.1 %.
     {"Battery", "chest strap", "%", "", -0.1, 100, -1, 1000, 1},
 }};
 
 // The charge is told every ten seconds at least.
-constexpr Nanoseconds chargeHolds = 3 * strap::batteryInterval;
+constexpr timing::Nanoseconds chargeHolds = 3 * simulator::batteryInterval;
 
 constexpr int mostAnnotationSignals = 64;  // of EDFlib
 
@@ -67,7 +67,7 @@ bool isDatable(const capture::Preamble& preamble) {
   return year >= std::chrono::year(1985) && year <= std::chrono::year(2084);
 }
 
-std::int64_t secondsFrom(Nanoseconds begin, Nanoseconds end) {
+std::int64_t secondsFrom(timing::Nanoseconds begin, timing::Nanoseconds end) {
   return std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::seconds>(end - begin).count());
 }
 
@@ -115,7 +115,7 @@ EdfFile::EdfFile(const std::filesystem::path& path, Existing existing, const Tim
                                    static_cast<int>(edfChannels));
   if (handle_ < 0) throw cannotWrite(path, edfError(std::exchange(handle_, -1)));
   for (const EdfKind& kind : kinds) signals_.emplace_back(kind, begin_);
-  for (const StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
+  for (const timing::StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
   try {
     describe(preamble);
     annotate();
@@ -179,7 +179,7 @@ void EdfFile::annotate() {
   }
   check(edf_set_number_of_annotation_signals(
       handle_, static_cast<int>(std::max<std::int64_t>(1, signalsNeeded))));
-  const auto units = [](Nanoseconds time) {
+  const auto units = [](timing::Nanoseconds time) {
     return std::llround(static_cast<double>(time.count()) / 100'000);  // 0.1 ms
   };
   for (const Happening& happening : all) {
@@ -202,30 +202,30 @@ void EdfFile::take(const Moment& moment) {
 }
 
 void EdfFile::takeSamples(const Moment& moment) {
-  const auto put = [this](EdfChannel channel, const SampleTime& time, float value) {
+  const auto put = [this](EdfChannel channel, const timing::SampleTime& time, float value) {
     signal(channel).put(time.from, time.to, value);
   };
   for (const float value : moment.ecg) put(EdfChannel::ecg, walk(Track::ecg).next(), value);
   for (const RespirationSample& sample : moment.respiration) {
-    const SampleTime time = walk(Track::respiration).next();
+    const timing::SampleTime time = walk(Track::respiration).next();
     put(EdfChannel::respiration, time, sample.raw);
     put(EdfChannel::processedRespiration, time, sample.processed);
   }
   if (moment.temperature) {
-    const SampleTime time = walk(Track::temperature).next();
+    const timing::SampleTime time = walk(Track::temperature).next();
     put(EdfChannel::skin, time, moment.temperature->object);
     put(EdfChannel::ambient, time, moment.temperature->ambient);
   }
 }
 
-void EdfFile::holdCharge(Nanoseconds time) {
+void EdfFile::holdCharge(timing::Nanoseconds time) {
   EdfSignal& battery = signal(EdfChannel::battery);
   if (charge_) battery.put(chargeTold_, std::min(time, chargeTold_ + chargeHolds), *charge_);
   battery.skip(time);
 }
 
-Nanoseconds EdfFile::horizon(Track track) {
-  const ClockWalk& samples = walk(track);
+timing::Nanoseconds EdfFile::horizon(Track track) {
+  const timing::ClockWalk& samples = walk(track);
   return samples.over() ? begin_ + std::chrono::seconds(seconds_) : samples.peek().from;
 }
 

@@ -11,7 +11,7 @@
 /// Holds the samples that wait for those of other signals, some seconds of them. `timeline` must
 /// outlive it and be of the same moments. Not thread-safe, nor are two at a time.
 
-#include <tools/capture/record.h>
+#include <capture/record.h>
 #include <tools/export/edf_signal.h>
 #include <tools/export/pending_file.h>
 #include <tools/export/survey.h>
@@ -58,28 +58,28 @@ class EdfFile {
   void annotate();
   void takeSamples(const Moment& moment);
   /// Battery: until `time` the charge is what was told last.
-  void holdCharge(Nanoseconds time);
+  void holdCharge(timing::Nanoseconds time);
   void pump();
   void verify();
   void check(int result);
   [[noreturn]] void giveUp(const std::string& reason);
 
   EdfSignal& signal(EdfChannel channel) { return signals_[static_cast<std::size_t>(channel)]; }
-  ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }
+  timing::ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }
   /// Where the samples of the track's next frame begin, or the end of the session.
-  Nanoseconds horizon(Track track);
+  timing::Nanoseconds horizon(Track track);
 
   PendingFile file_;
   const Timeline& timeline_;
-  Nanoseconds begin_;  // of the file: the whole second before the session
+  timing::Nanoseconds begin_;  // of the file: the whole second before the session
   bool dated_;
   std::int64_t seconds_;  // of the file
   std::int64_t written_ = 0;
   int handle_ = -1;
   std::vector<EdfSignal> signals_;
-  std::vector<ClockWalk> walks_;
+  std::vector<timing::ClockWalk> walks_;
   std::optional<float> charge_;
-  Nanoseconds chargeTold_{};
+  timing::Nanoseconds chargeTold_{};
 };
 
 }  // namespace Zephly::exporting

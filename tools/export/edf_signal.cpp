@@ -1,6 +1,6 @@
 #include <tools/export/edf_signal.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,17 +15,17 @@ std::int16_t EdfKind::digital(float value) const {
       std::lround(std::clamp(steps, least, static_cast<double>(digitalMaximum))));
 }
 
-void EdfSignal::put(Nanoseconds from, Nanoseconds to, float value) {
+void EdfSignal::put(timing::Nanoseconds from, timing::Nanoseconds to, float value) {
   skip(from);
   fill(to, kind_.digital(value));
 }
 
-void EdfSignal::skip(Nanoseconds until) {
+void EdfSignal::skip(timing::Nanoseconds until) {
   fill(until, static_cast<std::int16_t>(kind_.digitalMinimum));
 }
 
-void EdfSignal::fill(Nanoseconds until, std::int16_t digital) {
-  while (begin_ + strap::sampleTime(filled_, kind_.perSecond) < until) {
+void EdfSignal::fill(timing::Nanoseconds until, std::int16_t digital) {
+  while (begin_ + simulator::sampleTime(filled_, kind_.perSecond) < until) {
     slots_.push_back(digital);
     ++filled_;
   }

@@ -12,7 +12,7 @@
 /// twice from time to time, and one that is fast loses one. No value is changed. Slots without a
 /// sample hold the digital minimum, which no sample has.
 
-#include <tools/export/stream_clock.h>
+#include <timing/stream_clock.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -43,14 +43,14 @@ struct EdfKind {
 class EdfSignal {
  public:
   /// Slot 0 stands at `begin`, by the clock of the session: not after 0.
-  EdfSignal(const EdfKind& kind, Nanoseconds begin) : kind_(kind), begin_(begin) {}
+  EdfSignal(const EdfKind& kind, timing::Nanoseconds begin) : kind_(kind), begin_(begin) {}
 
   const EdfKind& kind() const { return kind_; }
 
   /// `value` holds from `from` on until before `to`. Times must not go back.
-  void put(Nanoseconds from, Nanoseconds to, float value);
+  void put(timing::Nanoseconds from, timing::Nanoseconds to, float value);
   /// There is nothing before `until` other than what was put.
-  void skip(Nanoseconds until);
+  void skip(timing::Nanoseconds until);
 
   /// The slots that are known and have not been taken, at least one second of them: then there is
   /// something to take.
@@ -59,10 +59,10 @@ class EdfSignal {
   const std::int16_t* takeSecond();
 
  private:
-  void fill(Nanoseconds until, std::int16_t digital);
+  void fill(timing::Nanoseconds until, std::int16_t digital);
 
   EdfKind kind_;
-  Nanoseconds begin_;
+  timing::Nanoseconds begin_;
   std::int64_t filled_ = 0;  // slots, of all
   std::vector<std::int16_t> slots_;
   std::size_t taken_ = 0;  // of slots_

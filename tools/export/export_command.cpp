@@ -1,8 +1,8 @@
 #include <tools/export/export_command.h>
 
+#include <tools/common/option_values.h>
 #include <tools/export/end_signals.h>
 #include <tools/export/exporter.h>
-#include <tools/option_values.h>
 
 #include <CLI/CLI.hpp>
 

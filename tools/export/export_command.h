@@ -2,7 +2,7 @@
 /// @file
 /// `zephly export`: writes a capture as EDF+ and as CSV. And what others need who offer the same.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 #include <tools/export/exporter.h>
 
 #include <string>

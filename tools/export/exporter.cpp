@@ -1,10 +1,10 @@
 #include <tools/export/exporter.h>
 
+#include <capture/text.h>
 #include <tools/export/capture_player.h>
 #include <tools/export/csv_files.h>
 #include <tools/export/edf_file.h>
 #include <tools/export/survey.h>
-#include <tools/text.h>
 
 #include <stdexcept>
 #include <system_error>
@@ -16,14 +16,14 @@ namespace {
 using namespace std::chrono_literals;
 
 // Beyond it the session's own times would not fit into a clock of nanoseconds.
-constexpr Nanoseconds latestBegin = 8'000'000'000s;  // the year 2223
+constexpr timing::Nanoseconds latestBegin = 8'000'000'000s;  // the year 2223
 
 std::string about(const ExportOptions& options, const std::string& what) {
-  return tools::printable(options.capture.string()) + ": " + what;
+  return capture::printable(options.capture.string()) + ": " + what;
 }
 
 void checkBegin(const ExportOptions& options, const capture::Preamble& preamble) {
-  if (preamble.began >= Nanoseconds::zero() && preamble.began <= latestBegin) return;
+  if (preamble.began >= timing::Nanoseconds::zero() && preamble.began <= latestBegin) return;
   throw std::runtime_error(about(options, "the date in its head is none"));
 }
 

@@ -1,6 +1,6 @@
 #include <tools/export/pending_file.h>
 
-#include <tools/text.h>
+#include <capture/text.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ int moveUnlessThere(const char* from, const char* to) {
 }  // namespace
 
 std::runtime_error cannotWrite(const std::filesystem::path& file, const std::string& reason) {
-  return std::runtime_error("cannot write " + tools::printable(file.string()) + ": " + reason);
+  return std::runtime_error("cannot write " + capture::printable(file.string()) + ": " + reason);
 }
 
 std::runtime_error cannotWrite(const std::filesystem::path& file, int errorNumber) {

@@ -9,7 +9,7 @@
 ///
 /// A program that is killed leaves the unfinished one, "walk.csv.part-4711", behind.
 
-#include <platforms/main_queue/file_descriptor.h>
+#include <hosts/main_queue/file_descriptor.h>
 
 #include <filesystem>
 #include <stdexcept>

@@ -1,6 +1,6 @@
 #include <tools/export/survey.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <algorithm>
 #include <array>
@@ -14,26 +14,26 @@ using Kind = Happening::Kind;
 
 // A Bluetooth link holds back frames for a second or two where the radio is busy, and delivers them
 // all.
-constexpr std::array<StreamRate, allTracks.size()> rates = {{
-    {strap::waveformRate, strap::samplesPerWaveformFrame, 2s},
-    {strap::waveformRate, strap::samplesPerWaveformFrame, 2s},
-    {strap::temperatureRate, 1, 5s},
-    {strap::motionRate, 1, 2s},
+constexpr std::array<timing::StreamRate, allTracks.size()> rates = {{
+    {simulator::waveformRate, simulator::samplesPerWaveformFrame, 2s},
+    {simulator::waveformRate, simulator::samplesPerWaveformFrame, 2s},
+    {simulator::temperatureRate, 1, 5s},
+    {simulator::motionRate, 1, 2s},
 }};
 
-Kind kindOf(strap::Exercise exercise) {
+Kind kindOf(simulator::Exercise exercise) {
   switch (exercise) {
-    case strap::Exercise::pushUp:
+    case simulator::Exercise::pushUp:
       return Kind::pushUp;
-    case strap::Exercise::sitUp:
+    case simulator::Exercise::sitUp:
       return Kind::sitUp;
-    case strap::Exercise::jump:
+    case simulator::Exercise::jump:
       break;
   }
   return Kind::jump;
 }
 
-Happening gap(Track track, Nanoseconds from, Nanoseconds to) {
+Happening gap(Track track, timing::Nanoseconds from, timing::Nanoseconds to) {
   return {.kind = Kind::gap, .time = from, .duration = to - from, .track = track};
 }
 
@@ -61,7 +61,7 @@ void Survey::take(const Moment& moment) {
         {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Track::respiration,
          fit(Track::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
   }
-  for (const strap::Exercise exercise : moment.repetitions) {
+  for (const simulator::Exercise exercise : moment.repetitions) {
     atSamples_.push_back({kindOf(exercise), Track::motion, fit(Track::motion).samples()});
   }
   if (!moment.ecg.empty()) fit(Track::ecg).frame(moment.time);
@@ -81,11 +81,11 @@ void Survey::takeLink(const Moment& moment) {
   if (moment.disconnected) links_.push_back({.kind = Kind::linkLost, .time = moment.time});
 }
 
-Timeline Survey::finish(Nanoseconds duration) const {
+Timeline Survey::finish(timing::Nanoseconds duration) const {
   Timeline timeline;
   timeline.end = duration;
   for (const Track track : allTracks) {
-    StreamClock& clock = timeline.clocks[static_cast<std::size_t>(track)];
+    timing::StreamClock& clock = timeline.clocks[static_cast<std::size_t>(track)];
     clock = fits_[static_cast<std::size_t>(track)].finish();
     timeline.end = std::max(timeline.end, clock.end());
   }
@@ -108,7 +108,7 @@ void Survey::addAtSamples(Timeline& timeline) const {
   };
   std::array<Place, allTracks.size()> places;
   for (const AtSample& at : atSamples_) {
-    const std::vector<Segment>& segments = timeline.clock(at.track).segments;
+    const std::vector<timing::Segment>& segments = timeline.clock(at.track).segments;
     Place& place = places[static_cast<std::size_t>(at.track)];
     while (at.sample - place.before >= segments[place.segment].samples) {
       place.before += segments[place.segment++].samples;
@@ -120,9 +120,9 @@ void Survey::addAtSamples(Timeline& timeline) const {
 
 void Survey::addGaps(Timeline& timeline) const {
   for (const Track track : allTracks) {
-    const StreamClock& clock = timeline.clock(track);
-    for (const Segment& segment : clock.segments) {
-      if (segment.gap > Nanoseconds{}) {
+    const timing::StreamClock& clock = timeline.clock(track);
+    for (const timing::Segment& segment : clock.segments) {
+      if (segment.gap > timing::Nanoseconds{}) {
         timeline.happenings.push_back(gap(track, segment.begin - segment.gap, segment.begin));
       }
     }

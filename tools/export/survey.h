@@ -9,9 +9,9 @@
 ///
 /// Memory: what happened, and the hulls of the clocks. None for samples.
 
+#include <timing/clock_fit.h>
+#include <timing/stream_clock.h>
 #include <tools/export/capture_player.h>
-#include <tools/export/clock_fit.h>
-#include <tools/export/stream_clock.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -34,9 +34,9 @@ struct Happening {
   enum class Kind { connected, linkLost, electrodesOff, electrodesOn, pushUp, sitUp, jump, gap };
 
   Kind kind;
-  Nanoseconds time{};                        ///< since the session began
-  std::optional<Nanoseconds> duration = {};  ///< of a gap, or until the next link
-  std::optional<Track> track = {};           ///< that has the gap
+  timing::Nanoseconds time{};                        ///< since the session began
+  std::optional<timing::Nanoseconds> duration = {};  ///< of a gap, or until the next link
+  std::optional<Track> track = {};                   ///< that has the gap
 };
 
 /// "link lost"
@@ -44,11 +44,13 @@ const char* happeningName(Happening::Kind kind);
 
 /// What the first way through has found.
 struct Timeline {
-  std::array<StreamClock, allTracks.size()> clocks;
+  std::array<timing::StreamClock, allTracks.size()> clocks;
   std::vector<Happening> happenings;  ///< in order of time
-  Nanoseconds end{};                  ///< of the session: nothing is later
+  timing::Nanoseconds end{};          ///< of the session: nothing is later
 
-  const StreamClock& clock(Track track) const { return clocks[static_cast<std::size_t>(track)]; }
+  const timing::StreamClock& clock(Track track) const {
+    return clocks[static_cast<std::size_t>(track)];
+  }
 };
 
 class Survey {
@@ -58,7 +60,7 @@ class Survey {
   /// Moments must come in order of time.
   void take(const Moment& moment);
   /// `duration`: the time of the last record.
-  Timeline finish(Nanoseconds duration) const;
+  Timeline finish(timing::Nanoseconds duration) const;
 
  private:
   // Something that happened at a sample, whose time is not known yet.
@@ -68,12 +70,12 @@ class Survey {
     std::int64_t sample;  // of the stream
   };
 
-  ClockFit& fit(Track track) { return fits_[static_cast<std::size_t>(track)]; }
+  timing::ClockFit& fit(Track track) { return fits_[static_cast<std::size_t>(track)]; }
   void takeLink(const Moment& moment);
   void addGaps(Timeline& timeline) const;
   void addAtSamples(Timeline& timeline) const;
 
-  std::vector<ClockFit> fits_;
+  std::vector<timing::ClockFit> fits_;
   std::vector<Happening> links_;
   std::vector<AtSample> atSamples_;
 };

@@ -1,6 +1,6 @@
 #include <tools/inspect/contents.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <algorithm>
 #include <chrono>
@@ -14,16 +14,16 @@ namespace {
 using namespace std::chrono_literals;
 
 // Bytes of a whole notification, as docs/streams.md has them.
-std::size_t frameSize(strap::Stream stream) {
+std::size_t frameSize(simulator::Stream stream) {
   switch (stream) {
-    case strap::Stream::temperature:
+    case simulator::Stream::temperature:
       return 4;
-    case strap::Stream::battery:
+    case simulator::Stream::battery:
       return 3;
-    case strap::Stream::motion:
+    case simulator::Stream::motion:
       return 20;
-    case strap::Stream::ecg:
-    case strap::Stream::respiration:
+    case simulator::Stream::ecg:
+    case simulator::Stream::respiration:
       break;
   }
   return 18;
@@ -35,35 +35,37 @@ void add(std::vector<Entry>& list, std::uint64_t& count, Entry entry) {
   if (list.size() < longestList) list.push_back(std::move(entry));
 }
 
-std::size_t indexOf(strap::Stream stream) { return static_cast<std::size_t>(stream); }
+std::size_t indexOf(simulator::Stream stream) { return static_cast<std::size_t>(stream); }
 
 }  // namespace
 
-strap::StrapTime gapLimit(strap::Stream stream) {
+simulator::StrapTime gapLimit(simulator::Stream stream) {
   switch (stream) {
-    case strap::Stream::temperature:
+    case simulator::Stream::temperature:
       return 2500ms;
-    case strap::Stream::battery:
-      return strap::batteryInterval * 5 / 2;
-    case strap::Stream::motion:
-    case strap::Stream::ecg:
-    case strap::Stream::respiration:
+    case simulator::Stream::battery:
+      return simulator::batteryInterval * 5 / 2;
+    case simulator::Stream::motion:
+    case simulator::Stream::ecg:
+    case simulator::Stream::respiration:
       break;
   }
   return 500ms;
 }
 
-const StreamContents& Contents::of(strap::Stream stream) const { return streams_[indexOf(stream)]; }
+const StreamContents& Contents::of(simulator::Stream stream) const {
+  return streams_[indexOf(stream)];
+}
 
 void Contents::take(const capture::Record& record) {
   ++records_;
   // Whatever a file says: time does not run backwards.
-  now_ = std::max(now_, std::chrono::duration_cast<strap::StrapTime>(record.stamp.monotonic));
+  now_ = std::max(now_, std::chrono::duration_cast<simulator::StrapTime>(record.stamp.monotonic));
   std::visit([this](const auto& what) { note(what); }, record.what);
 }
 
 void Contents::finish() {
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     streams_[indexOf(stream)].arrivals.stop(now_);
     endSilence(stream, std::nullopt);
   }
@@ -89,7 +91,7 @@ void Contents::note(const capture::FailedToConnect& what) {
 void Contents::note(const capture::Disconnected& what) {
   connected_ = false;
   add(linkLosses_, linkLossCount_, LinkLoss{now_, what.error, std::nullopt});
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     streams_[indexOf(stream)].arrivals.stop(now_);
     if (auto& silence = silences_[indexOf(stream)]) silence->linkLost = true;
   }
@@ -103,8 +105,8 @@ void Contents::note(const capture::CharacteristicsDiscovered& what) {
   fail("discovery of characteristics", what.error);
   for (const capture::Listed& one : what.characteristics) {
     const auto uuid = CBUUID::parse(one.UUID);
-    for (const strap::Stream stream : strap::allStreams) {
-      if (uuid == strap::characteristicUUID(stream)) characteristics_[one.id] = stream;
+    for (const simulator::Stream stream : simulator::allStreams) {
+      if (uuid == simulator::characteristicUUID(stream)) characteristics_[one.id] = stream;
     }
   }
 }
@@ -126,11 +128,11 @@ void Contents::fail(const char* what, const capture::ErrorText& error) {
   if (error) add(failures_, failureCount_, Failure{now_, what, *error});
 }
 
-void Contents::count(strap::Stream stream, std::size_t bytes) {
+void Contents::count(simulator::Stream stream, std::size_t bytes) {
   StreamContents& contents = streams_[indexOf(stream)];
   ++contents.notifications;
   if (bytes != frameSize(stream)) ++contents.unusualSize;
-  for (int i = 0; i < strap::samplesPerFrame(stream); ++i) {
+  for (int i = 0; i < simulator::samplesPerFrame(stream); ++i) {
     ++contents.samples;
     contents.arrivals.count(now_);
   }
@@ -138,7 +140,7 @@ void Contents::count(strap::Stream stream, std::size_t bytes) {
   silences_[indexOf(stream)] = Silence{now_, false};
 }
 
-void Contents::endSilence(strap::Stream stream, std::optional<strap::StrapTime> to) {
+void Contents::endSilence(simulator::Stream stream, std::optional<simulator::StrapTime> to) {
   const auto silence = std::exchange(silences_[indexOf(stream)], std::nullopt);
   if (!silence || to.value_or(now_) - silence->since <= gapLimit(stream)) return;
   add(gaps_, gapCount_, Gap{stream, silence->since, to, silence->linkLost});

@@ -5,13 +5,13 @@
 ///   Contents contents;
 ///   for (...) contents.take(record);
 ///   contents.finish();
-///   contents.of(strap::Stream::ecg).samples;
+///   contents.of(simulator::Stream::ecg).samples;
 ///
 /// Needs memory for what is listed only, and of each list keeps the first entries; the counts go
 /// on.
 
-#include <strap/frame.h>
-#include <tools/capture/record.h>
+#include <capture/record.h>
+#include <simulator/frame.h>
 #include <tools/watch/arrival_meter.h>
 
 #include <array>
@@ -28,7 +28,7 @@ namespace Zephly::inspect {
 inline constexpr std::size_t longestList = 1000;
 
 /// Silence after which a stream has a gap: many times the interval at which the strap sends.
-strap::StrapTime gapLimit(strap::Stream stream);
+simulator::StrapTime gapLimit(simulator::Stream stream);
 
 struct StreamContents {
   std::uint64_t notifications = 0;  ///< with a value
@@ -39,21 +39,21 @@ struct StreamContents {
 
 /// A silence between two notifications of a stream that is longer than gapLimit().
 struct Gap {
-  strap::Stream stream{};
-  strap::StrapTime from{};               ///< the last notification before it
-  std::optional<strap::StrapTime> to{};  ///< the first one after it; empty: there is none
-  bool linkLost = false;                 ///< the link was lost meanwhile
+  simulator::Stream stream{};
+  simulator::StrapTime from{};               ///< the last notification before it
+  std::optional<simulator::StrapTime> to{};  ///< the first one after it; empty: there is none
+  bool linkLost = false;                     ///< the link was lost meanwhile
 };
 
 struct LinkLoss {
-  strap::StrapTime time{};
+  simulator::StrapTime time{};
   std::optional<std::string> reason{};
-  std::optional<strap::StrapTime> recovery{};  ///< the next connection; empty: there is none
+  std::optional<simulator::StrapTime> recovery{};  ///< the next connection; empty: there is none
 };
 
 /// An error that the host told with something else than the end of a link.
 struct Failure {
-  strap::StrapTime time{};
+  simulator::StrapTime time{};
   std::string what;  ///< which answer it came with
   std::string text;
 };
@@ -66,13 +66,13 @@ class Contents {
 
   std::uint64_t records() const { return records_; }
   /// When the last record was told.
-  strap::StrapTime duration() const { return now_; }
+  simulator::StrapTime duration() const { return now_; }
   bool connected() const { return connected_; }
-  const StreamContents& of(strap::Stream stream) const;
+  const StreamContents& of(simulator::Stream stream) const;
   /// Notifications of characteristics that are none of the strap's five.
   std::uint64_t otherNotifications() const { return otherNotifications_; }
 
-  const std::vector<strap::StrapTime>& connections() const { return connections_; }
+  const std::vector<simulator::StrapTime>& connections() const { return connections_; }
   std::uint64_t connectionCount() const { return connectionCount_; }
   const std::vector<LinkLoss>& linkLosses() const { return linkLosses_; }
   std::uint64_t linkLossCount() const { return linkLossCount_; }
@@ -83,7 +83,7 @@ class Contents {
 
  private:
   struct Silence {
-    strap::StrapTime since{};
+    simulator::StrapTime since{};
     bool linkLost = false;
   };
 
@@ -98,17 +98,17 @@ class Contents {
   void note(const capture::Value& what);
   void note(const capture::Ended& what);
   void fail(const char* what, const capture::ErrorText& error);
-  void count(strap::Stream stream, std::size_t bytes);
-  void endSilence(strap::Stream stream, std::optional<strap::StrapTime> to);
+  void count(simulator::Stream stream, std::size_t bytes);
+  void endSilence(simulator::Stream stream, std::optional<simulator::StrapTime> to);
 
   std::uint64_t records_ = 0;
-  strap::StrapTime now_{};
+  simulator::StrapTime now_{};
   bool connected_ = false;
-  std::array<StreamContents, strap::allStreams.size()> streams_;
-  std::array<std::optional<Silence>, strap::allStreams.size()> silences_;
+  std::array<StreamContents, simulator::allStreams.size()> streams_;
+  std::array<std::optional<Silence>, simulator::allStreams.size()> silences_;
   std::uint64_t otherNotifications_ = 0;
-  std::map<capture::ObjectId, strap::Stream> characteristics_;
-  std::vector<strap::StrapTime> connections_;
+  std::map<capture::ObjectId, simulator::Stream> characteristics_;
+  std::vector<simulator::StrapTime> connections_;
   std::uint64_t connectionCount_ = 0;
   std::vector<LinkLoss> linkLosses_;
   std::uint64_t linkLossCount_ = 0;

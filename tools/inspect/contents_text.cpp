@@ -1,6 +1,6 @@
 #include <tools/inspect/contents_text.h>
 
-#include <tools/text.h>
+#include <capture/text.h>
 
 #include <nlohmann/json.hpp>
 
@@ -19,13 +19,13 @@ using nlohmann::ordered_json;
 // Lines of one list; the rest is in the JSON text.
 constexpr std::size_t screenful = 20;
 
-using strap::seconds;
+using simulator::seconds;
 
 void writeStreams(std::ostream& text, const Contents& contents) {
   text << "  stream      notifications     samples   per second   longest gap\n";
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     const StreamContents& found = contents.of(stream);
-    text << "  " << std::left << std::setw(11) << strap::streamName(stream) << std::right
+    text << "  " << std::left << std::setw(11) << simulator::streamName(stream) << std::right
          << std::setw(14) << found.notifications << std::setw(12) << found.samples;
     if (const auto rate = found.arrivals.perSecond()) {
       text << std::setw(13) << std::setprecision(1) << *rate;
@@ -53,8 +53,8 @@ void writeList(std::ostream& text, const std::vector<Entry>& list, std::uint64_t
 }
 
 void writeGap(std::ostream& text, const Gap& gap) {
-  text << "  gap          at " << tools::clockText(gap.from) << ", "
-       << strap::streamName(gap.stream);
+  text << "  gap          at " << capture::clockText(gap.from) << ", "
+       << simulator::streamName(gap.stream);
   if (gap.to) {
     text << ", " << std::setprecision(3) << seconds(*gap.to - gap.from) << " s";
   } else {
@@ -64,23 +64,23 @@ void writeGap(std::ostream& text, const Gap& gap) {
 }
 
 void writeLinkLoss(std::ostream& text, const LinkLoss& loss) {
-  text << "  link lost    at " << tools::clockText(loss.time);
+  text << "  link lost    at " << capture::clockText(loss.time);
   if (loss.recovery) {
     text << " for " << std::setprecision(1) << seconds(*loss.recovery - loss.time) << " s";
   } else {
     text << " to the end";
   }
-  if (loss.reason) text << ": " << tools::printable(*loss.reason);
+  if (loss.reason) text << ": " << capture::printable(*loss.reason);
   text << '\n';
 }
 
-ordered_json optionalSeconds(const std::optional<strap::StrapTime>& time) {
+ordered_json optionalSeconds(const std::optional<simulator::StrapTime>& time) {
   return time ? ordered_json(seconds(*time)) : ordered_json();
 }
 
-ordered_json streamJson(strap::Stream stream, const StreamContents& found) {
+ordered_json streamJson(simulator::Stream stream, const StreamContents& found) {
   const auto rate = found.arrivals.perSecond();
-  return {{"stream", strap::streamName(stream)},
+  return {{"stream", simulator::streamName(stream)},
           {"notifications", found.notifications},
           {"samples", found.samples},
           {"unusualSize", found.unusualSize},
@@ -106,8 +106,8 @@ std::string contentsText(const Contents& contents) {
   writeList(text, contents.gaps(), contents.gapCount(),
             [&](const Gap& gap) { writeGap(text, gap); });
   writeList(text, contents.failures(), contents.failureCount(), [&](const Failure& failure) {
-    text << "  error        at " << tools::clockText(failure.time) << ", " << failure.what << ": "
-         << tools::printable(failure.text) << '\n';
+    text << "  error        at " << capture::clockText(failure.time) << ", " << failure.what << ": "
+         << capture::printable(failure.text) << '\n';
   });
   return text.str();
 }
@@ -117,7 +117,7 @@ ordered_json contentsJson(const Contents& contents) {
   json["duration"] = seconds(contents.duration());
   json["records"] = contents.records();
   json["streams"] = ordered_json::array();
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     json["streams"].push_back(streamJson(stream, contents.of(stream)));
   }
   json["otherNotifications"] = contents.otherNotifications();
@@ -134,7 +134,7 @@ ordered_json contentsJson(const Contents& contents) {
   json["gapCount"] = contents.gapCount();
   json["gaps"] = ordered_json::array();
   for (const Gap& gap : contents.gaps()) {
-    json["gaps"].push_back({{"stream", strap::streamName(gap.stream)},
+    json["gaps"].push_back({{"stream", simulator::streamName(gap.stream)},
                             {"from", seconds(gap.from)},
                             {"to", optionalSeconds(gap.to)},
                             {"linkLost", gap.linkLost}});

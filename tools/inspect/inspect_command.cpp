@@ -1,12 +1,12 @@
 #include <tools/inspect/inspect_command.h>
 
-#include <tools/capture/capture_error.h>
-#include <tools/capture/reader.h>
+#include <capture/capture_error.h>
+#include <capture/reader.h>
+#include <capture/text.h>
+#include <tools/common/option_values.h>
+#include <tools/common/output.h>
 #include <tools/inspect/contents.h>
 #include <tools/inspect/contents_text.h>
-#include <tools/option_values.h>
-#include <tools/output.h>
-#include <tools/text.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -95,12 +95,12 @@ std::string timeText(std::chrono::nanoseconds sinceEpoch) {
 
 std::string textOf(const Inspected& inspected, const std::filesystem::path& file) {
   const capture::Preamble& preamble = inspected.preamble;
-  std::string text = "Capture " + tools::printable(file.string()) + "\n";
-  text += "  written by   " + tools::printable(preamble.program) + "\n";
-  text += "  source       " + tools::printable(preamble.source) +
+  std::string text = "Capture " + capture::printable(file.string()) + "\n";
+  text += "  written by   " + capture::printable(preamble.program) + "\n";
+  text += "  source       " + capture::printable(preamble.source) +
           (preamble.simulated ? " (simulated)" : "") + "\n";
   text += "  began        " + timeText(preamble.began) + "\n";
-  text += "  duration     " + tools::clockText(inspected.contents.duration()) + "\n";
+  text += "  duration     " + capture::clockText(inspected.contents.duration()) + "\n";
   text += "  end          " + std::string(inspected.ended ? "orderly" : "cut") + "\n";
   text += "  records      " + std::to_string(inspected.contents.records());
   if (inspected.unknownRecords > 0) {

@@ -2,7 +2,7 @@
 /// @file
 /// `zephly inspect`: what is in a capture, and what is wrong with it.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace CLI {
 class App;

@@ -1,6 +1,6 @@
 #include <tools/monitor/canvas.h>
 
-#include <tools/text.h>
+#include <capture/text.h>
 
 #include <algorithm>
 
@@ -35,7 +35,7 @@ std::string_view escape(Style style, Colors colors) {
 
 std::size_t cellCount(std::string_view text) {
   std::size_t cells = 0;
-  for (; !text.empty(); text.remove_prefix(tools::characterLength(text))) ++cells;
+  for (; !text.empty(); text.remove_prefix(capture::characterLength(text))) ++cells;
   return cells;
 }
 
@@ -44,9 +44,9 @@ Canvas::Canvas(std::size_t width, std::size_t height)
 
 std::size_t Canvas::put(std::size_t row, std::size_t column, std::string_view text, Style style) {
   while (!text.empty()) {
-    const std::string_view character = text.substr(0, tools::characterLength(text));
+    const std::string_view character = text.substr(0, capture::characterLength(text));
     if (row < height() && column < width_) {
-      rows_[row][column] = {tools::printableCharacter(character), style};
+      rows_[row][column] = {capture::printableCharacter(character), style};
     }
     ++column;
     text.remove_prefix(character.size());

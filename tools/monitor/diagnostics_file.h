@@ -6,8 +6,8 @@
 ///   file.writeLine("didFailToConnectPeripheral");
 ///   if (const auto error = file.finish()) complain(*error);
 
-#include <platforms/main_queue/file_descriptor.h>
-#include <tools/output.h>
+#include <hosts/main_queue/file_descriptor.h>
+#include <tools/common/output.h>
 
 #include <filesystem>
 #include <optional>

@@ -15,13 +15,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// In the order of strap::allExercises.
+// In the order of simulator::allExercises.
 constexpr std::array<std::string_view, 3> exerciseEvents = {"pushUp", "sitUp", "jump"};
 constexpr std::array<const char*, 3> exerciseCounts = {"pushUps", "sitUps", "jumps"};
 
 class Writer {
  public:
-  explicit Writer(strap::StrapTime time) : time_(time) {}
+  explicit Writer(simulator::StrapTime time) : time_(time) {}
 
   std::string operator()(const watch::Connected& /*connected*/) const {
     return line("connected").text();
@@ -70,11 +70,11 @@ class Writer {
  private:
   JsonLine line(std::string_view event) const { return {time_, event}; }
 
-  strap::StrapTime time_;
+  simulator::StrapTime time_;
 };
 
 // The same number as jsonSeconds() writes.
-double seconds(strap::StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
+double seconds(simulator::StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
 
 Json streamJson(const watch::StreamSummary& stream) {
   Json json = Json::object();
@@ -87,7 +87,7 @@ Json streamJson(const watch::StreamSummary& stream) {
   if (stream.perSecond) json["perSecond"] = *stream.perSecond;
   if (stream.longestGap) json["longestGap"] = seconds(*stream.longestGap);
   if (stream.strap && stream.strap->recording) {
-    const strap::PlaybackCounts& played = *stream.strap->recording;
+    const simulator::PlaybackCounts& played = *stream.strap->recording;
     json["recording"] = {{"rows", played.rows},
                          {"samples", played.samples},
                          {"filled", played.filled},
@@ -112,9 +112,9 @@ std::string dumped(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-Json repetitionsJson(const strap::Repetitions& repetitions) {
+Json repetitionsJson(const simulator::Repetitions& repetitions) {
   Json json = Json::object();
-  for (const strap::Exercise exercise : strap::allExercises) {
+  for (const simulator::Exercise exercise : simulator::allExercises) {
     json[exerciseCounts[static_cast<std::size_t>(exercise)]] = repetitions.of(exercise);
   }
   return json;
@@ -129,7 +129,7 @@ std::string jsonText(const watch::Event& event) {
 std::string jsonText(const watch::Summary& summary) {
   Json streams = Json::object();
   for (const watch::StreamSummary& stream : summary.streams) {
-    streams[std::string(strap::streamName(stream.stream))] = streamJson(stream);
+    streams[std::string(simulator::streamName(stream.stream))] = streamJson(stream);
   }
   Json repetitions = Json::object();
   if (summary.repetitionsDone) repetitions["done"] = repetitionsJson(*summary.repetitionsDone);

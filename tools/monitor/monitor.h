@@ -2,7 +2,7 @@
 /// @file
 /// `zephly monitor`: watches one strap and shows everything that the kit reports of it.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace CLI {
 class App;

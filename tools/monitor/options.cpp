@@ -1,6 +1,6 @@
 #include <tools/monitor/options.h>
 
-#include <tools/option_values.h>
+#include <tools/common/option_values.h>
 
 #include <CLI/CLI.hpp>
 

@@ -9,8 +9,8 @@
 /// While it lives, keys are neither shown nor collected into lines. A fatal error (SIGABRT) gives
 /// the terminal back too. One at a time in a process.
 
+#include <tools/common/output.h>
 #include <tools/monitor/canvas.h>
-#include <tools/output.h>
 
 #include <cstddef>
 #include <string>

@@ -1,8 +1,8 @@
 #include <tools/monitor/terminal_view.h>
 
-#include <strap/rates.h>
+#include <capture/text.h>
+#include <simulator/rates.h>
 #include <tools/monitor/trace_renderer.h>
-#include <tools/text.h>
 
 #include <algorithm>
 #include <array>
@@ -42,7 +42,7 @@ std::string grouped(std::uint64_t count) {
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines;
   std::string line;
-  std::istringstream words{tools::printable(text)};
+  std::istringstream words{capture::printable(text)};
   for (std::string word; words >> word;) {
     if (!line.empty() && cellCount(line) + 1 + cellCount(word) > width) {
       lines.push_back(std::exchange(line, {}));
@@ -104,7 +104,7 @@ class Painter {
     std::size_t column = canvas_.put(0, 1, "zephly " + options_.command, Style::bold);
     column = canvas_.put(0, column, glyph(" · ", " - "));
     canvas_.put(0, column, options_.title);
-    std::string right = tools::clockText(options_.now);
+    std::string right = capture::clockText(options_.now);
     if (!options_.pace.empty()) right = options_.pace + "   " + right;
     canvas_.putRight(0, canvas_.width() - 1, "   " + right, Style::bold);
   }
@@ -115,7 +115,7 @@ class Painter {
       const std::string since = model_.linkChanged()        ? "LINK LOST for "
                                 : model_.hostLine().empty() ? "searching for "
                                                             : "waiting for ";
-      const auto time = options_.now - model_.linkChanged().value_or(strap::StrapTime{});
+      const auto time = options_.now - model_.linkChanged().value_or(simulator::StrapTime{});
       const double seconds = std::chrono::duration<double>(time).count();
       canvas_.put(1, 1, since + decimal(seconds, 1) + " s");
     } else {
@@ -163,13 +163,14 @@ class Painter {
                          .braille = options_.unicode,
                          .least = least};
     const std::size_t columns = options.width * dotColumns(options.braille);
-    const std::size_t wanted = seconds * static_cast<std::size_t>(strap::waveformRate);
+    const std::size_t wanted = seconds * static_cast<std::size_t>(simulator::waveformRate);
     options.samplesPerDot = std::max<std::size_t>(1, (wanted + columns - 1) / columns);
     const Trace picture = renderTrace(samples, options);
     canvas_.fill(top, glyph("─", "-"), Style::dim);
     std::size_t column = canvas_.put(top, 1, " " + std::string(name) + " ", Style::bold);
     if (electrodesOff()) canvas_.put(top, column, " no contact ", Style::alarm);
-    const double shown = static_cast<double>(columns * options.samplesPerDot) / strap::waveformRate;
+    const double shown =
+        static_cast<double>(columns * options.samplesPerDot) / simulator::waveformRate;
     canvas_.putRight(top, canvas_.width() - 1,
                      " " + decimal(picture.range.low, 2) + std::string(glyph(" … ", " .. ")) +
                          decimal(picture.range.high, 2) + "   " + decimal(shown, 0) + " s ",
@@ -183,11 +184,11 @@ class Painter {
     canvas_.fill(top, glyph("─", "-"), Style::dim);
     struct Row {
       std::string_view name;
-      strap::Stream stream;
+      simulator::Stream stream;
     };
-    constexpr std::array<Row, 3> rows = {{{"ECG", strap::Stream::ecg},
-                                          {"Respiration", strap::Stream::respiration},
-                                          {"Motion", strap::Stream::motion}}};
+    constexpr std::array<Row, 3> rows = {{{"ECG", simulator::Stream::ecg},
+                                          {"Respiration", simulator::Stream::respiration},
+                                          {"Motion", simulator::Stream::motion}}};
     canvas_.put(top, 1, " samples ", Style::bold);
     canvas_.putRight(top, 22, " per s ", Style::dim);
     canvas_.putRight(top, 34, " received ", Style::dim);
@@ -200,8 +201,8 @@ class Painter {
     }
     canvas_.put(top + 4, 2, "Reports");
     canvas_.put(top + 4, 15,
-                "temperature " + grouped(model_.received(strap::Stream::temperature)) +
-                    ", battery " + grouped(model_.received(strap::Stream::battery)));
+                "temperature " + grouped(model_.received(simulator::Stream::temperature)) +
+                    ", battery " + grouped(model_.received(simulator::Stream::battery)));
   }
 
   void values(std::size_t top) {
@@ -230,17 +231,17 @@ class Painter {
   // Beside the other values where there is room, else in the row below.
   void repetitions(std::size_t top) {
     if (canvas_.width() >= 78) {
-      for (const strap::Exercise exercise : strap::allExercises) {
+      for (const simulator::Exercise exercise : simulator::allExercises) {
         const std::size_t row = top + 1 + static_cast<std::size_t>(exercise);
-        canvas_.put(row, 63, std::string(strap::exerciseName(exercise)) + "s");
+        canvas_.put(row, 63, std::string(simulator::exerciseName(exercise)) + "s");
         canvas_.putRight(row, 77, std::to_string(model_.repetitions().of(exercise)), Style::bold);
       }
       return;
     }
     std::string text;
-    for (const strap::Exercise exercise : strap::allExercises) {
+    for (const simulator::Exercise exercise : simulator::allExercises) {
       text += text.empty() ? "" : ", ";
-      text += std::string(strap::exerciseName(exercise)) + "s " +
+      text += std::string(simulator::exerciseName(exercise)) + "s " +
               std::to_string(model_.repetitions().of(exercise));
     }
     canvas_.fill(top + 4, " ", Style::normal);
@@ -256,7 +257,7 @@ class Painter {
     for (std::size_t index = 0; index < count; ++index) {
       const auto& line = lines[lines.size() - count + index];
       const std::size_t row = layout.diagnosticsTop + 1 + index;
-      canvas_.putRight(row, 8, tools::clockText(line.time), Style::dim);
+      canvas_.putRight(row, 8, capture::clockText(line.time), Style::dim);
       canvas_.put(row, 10, line.text);
     }
   }
@@ -280,19 +281,19 @@ void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOpt
   Painter(canvas, model, options).draw();
 }
 
-std::string statusLine(const watch::SessionModel& model, strap::StrapTime now) {
-  std::string text = tools::clockText(now);
+std::string statusLine(const watch::SessionModel& model, simulator::StrapTime now) {
+  std::string text = capture::clockText(now);
   text += model.connected() ? "  connected" : "  NOT CONNECTED";
   if (model.connected() && model.leadOff()) {
     text += *model.leadOff() ? "  ELECTRODES OFF" : "  electrodes on skin";
   }
-  for (const strap::Stream stream :
-       {strap::Stream::ecg, strap::Stream::respiration, strap::Stream::motion}) {
-    text += "  " + std::string(strap::streamName(stream)) + " " +
+  for (const simulator::Stream stream :
+       {simulator::Stream::ecg, simulator::Stream::respiration, simulator::Stream::motion}) {
+    text += "  " + std::string(simulator::streamName(stream)) + " " +
             decimal(model.perSecond(stream, now), 0) + "/s";
   }
-  for (const strap::Exercise exercise : strap::allExercises) {
-    text += "  " + std::string(strap::exerciseName(exercise)) + "s " +
+  for (const simulator::Exercise exercise : simulator::allExercises) {
+    text += "  " + std::string(simulator::exerciseName(exercise)) + "s " +
             std::to_string(model.repetitions().of(exercise));
   }
   return text;

@@ -18,7 +18,7 @@ inline constexpr std::size_t smallestWidth = 60;
 inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
-  strap::StrapTime now{};           ///< since the session began
+  simulator::StrapTime now{};       ///< since the session began
   std::string title = {};           ///< what is being watched
   std::string pace = {};            ///< how fast it runs; may be empty
   bool unicode = true;              ///< false: plain ASCII
@@ -29,6 +29,6 @@ struct ViewOptions {
 void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options);
 
 /// The same in one line, for terminals that can only print: "0:12  connected  ...".
-std::string statusLine(const watch::SessionModel& model, strap::StrapTime now);
+std::string statusLine(const watch::SessionModel& model, simulator::StrapTime now);
 
 }  // namespace Zephly::monitor

@@ -1,7 +1,7 @@
 #include <tools/monitor/view.h>
 
+#include <capture/text.h>
 #include <tools/monitor/json_text.h>
-#include <tools/text.h>
 
 #include <utility>
 #include <variant>
@@ -54,7 +54,7 @@ LineView::LineView(tools::Output& output, Watched watched)
 
 void LineView::take(const watch::Event& event) {
   if (const auto* host = std::get_if<watch::HostLine>(&event.what)) {
-    output_.write(tools::clockText(event.time) + "  " + tools::printable(host->text) + "\n");
+    output_.write(capture::clockText(event.time) + "  " + capture::printable(host->text) + "\n");
   }
 }
 

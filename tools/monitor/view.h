@@ -3,9 +3,9 @@
 /// The ways in which the monitor shows a session: JSON lines, a screen that is redrawn, or plain
 /// lines.
 
+#include <tools/common/output.h>
 #include <tools/monitor/screen.h>
 #include <tools/monitor/terminal_view.h>
-#include <tools/output.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
 #include <tools/watch/summary.h>

@@ -1,11 +1,11 @@
 #include <tools/monitor/watching.h>
 
-#include <platforms/main_queue/main_queue.h>
-#include <tools/command.h>
+#include <hosts/main_queue/main_queue.h>
+#include <tools/common/command.h>
+#include <tools/common/output.h>
 #include <tools/monitor/diagnostics_file.h>
 #include <tools/monitor/terminal_kind.h>
 #include <tools/monitor/view.h>
-#include <tools/output.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>

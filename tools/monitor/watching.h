@@ -6,7 +6,7 @@
 ///     return watch::makeSource(queue, options, std::move(report), std::move(ended));
 ///   });
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tools/monitor/options.h>
 #include <tools/watch/source.h>
 

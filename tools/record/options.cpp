@@ -1,7 +1,7 @@
 #include <tools/record/options.h>
 
+#include <tools/common/option_values.h>
 #include <tools/export/export_command.h>
-#include <tools/option_values.h>
 
 #include <CLI/CLI.hpp>
 

@@ -8,7 +8,7 @@
 ///   progress.status("0:13  6 512 records");  // each second
 ///   progress.end();
 
-#include <tools/output.h>
+#include <tools/common/output.h>
 
 #include <string>
 

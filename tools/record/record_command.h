@@ -2,7 +2,7 @@
 /// @file
 /// `zephly record`: writes a session to a file while it runs.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace CLI {
 class App;

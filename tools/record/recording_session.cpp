@@ -1,9 +1,9 @@
 #include <tools/record/recording_session.h>
 
-#include <tools/command.h>
+#include <capture/text.h>
+#include <tools/common/command.h>
+#include <tools/common/version_text.h>
 #include <tools/inspect/contents_text.h>
-#include <tools/text.h>
-#include <tools/version_text.h>
 #include <zephly/session/zephly.h>
 
 #include <unistd.h>
@@ -33,7 +33,7 @@ capture::Preamble preambleOf(const watch::Source& source, const Options& options
 // What is told of a record while it is written; empty for most.
 std::string eventText(const capture::Record& record) {
   const auto reason = [](const capture::ErrorText& error) {
-    return error ? ": " + tools::printable(*error) : std::string();
+    return error ? ": " + capture::printable(*error) : std::string();
   };
   if (std::holds_alternative<capture::Connected>(record.what)) return "connected";
   if (const auto* lost = std::get_if<capture::Disconnected>(&record.what)) {
@@ -53,7 +53,7 @@ RecordingSession::RecordingSession(const Options& options)
       progress_(output_, ::isatty(STDOUT_FILENO) != 0),
       source_(watch::makeSource(
           queue_, options.source,
-          [this](std::string_view line) { progress_.line(tools::printable(line)); },
+          [this](std::string_view line) { progress_.line(capture::printable(line)); },
           [this] { end(); })),
       writer_(options.file, preambleOf(*source_, options), {.overwrite = options.overwrite}),
       tap_({.now = [this] { return now(); },
@@ -68,7 +68,7 @@ int RecordingSession::run() {
   session->startWorkoutDetection(receiver_);
   watchSignals();
   progress_.line("Recording the " + source_->title() + " to " +
-                 tools::printable(options_.file.string()));
+                 capture::printable(options_.file.string()));
   source_->start();
   refresh();
   queue_.run();
@@ -78,7 +78,7 @@ int RecordingSession::run() {
   static_cast<void>(writer_.close());
   checkWritten();
   contents_.finish();
-  progress_.line("Recorded " + tools::clockText(contents_.duration()) + ": " +
+  progress_.line("Recorded " + capture::clockText(contents_.duration()) + ": " +
                  counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte"));
   output_.write(inspect::contentsText(contents_));
   output_.finish();
@@ -91,7 +91,7 @@ int RecordingSession::run() {
 }
 
 // What was on its way in the end arrives at the end, however far a simulation has run meanwhile.
-strap::StrapTime RecordingSession::now() const { return ended_.value_or(source_->now()); }
+simulator::StrapTime RecordingSession::now() const { return ended_.value_or(source_->now()); }
 
 void RecordingSession::end() {
   ended_ = now();
@@ -107,7 +107,7 @@ void RecordingSession::take(const capture::Record& record) {
 void RecordingSession::tell(const capture::Record& record) {
   const std::string text = eventText(record);
   if (text.empty()) return;
-  progress_.line(tools::clockText(record.stamp.monotonic) + " " + text);
+  progress_.line(capture::clockText(record.stamp.monotonic) + " " + text);
 }
 
 void RecordingSession::checkWritten() {
@@ -123,7 +123,7 @@ void RecordingSession::checkWritten() {
 void RecordingSession::refresh() {
   checkWritten();
   const std::string link = contents_.connected() ? "connected" : "not connected";
-  progress_.status(tools::clockText(now()) + "  " + link + ", " +
+  progress_.status(capture::clockText(now()) + "  " + link + ", " +
                    counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte"));
   output_.flush();
   refreshTimer_ = queue_.after(refreshInterval, [this] { refresh(); });
@@ -137,12 +137,12 @@ void RecordingSession::watchSignals() {
 std::vector<std::string> RecordingSession::complaintsAbout(const watch::SourceReport& report) {
   std::vector<std::string> complaints;
   if (report.strap && !failureTold_) {
-    for (const strap::Stream stream : strap::allStreams) {
+    for (const simulator::Stream stream : simulator::allStreams) {
       const std::uint64_t sent = report.strap->streams[static_cast<std::size_t>(stream)].sent;
       const std::uint64_t recorded = contents_.of(stream).samples;
       if (sent == recorded) continue;
       complaints.push_back("recorded " + std::to_string(recorded) + " of " + std::to_string(sent) +
-                           " samples of the stream " + std::string(strap::streamName(stream)));
+                           " samples of the stream " + std::string(simulator::streamName(stream)));
     }
   }
   if (output_.state() == tools::Output::State::failed) {

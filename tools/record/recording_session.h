@@ -5,12 +5,12 @@
 ///   RecordingSession session(options);
 ///   const int exitCode = session.run();  // until its duration, SIGINT, SIGTERM or SIGHUP
 
-#include <platforms/main_queue/main_queue.h>
-#include <tools/capture/record.h>
-#include <tools/capture/tap_host.h>
-#include <tools/capture/writer.h>
+#include <capture/record.h>
+#include <capture/tap_host.h>
+#include <capture/writer.h>
+#include <hosts/main_queue/main_queue.h>
+#include <tools/common/output.h>
 #include <tools/inspect/contents.h>
-#include <tools/output.h>
 #include <tools/record/options.h>
 #include <tools/record/progress.h>
 #include <tools/watch/diagnostics_catcher.h>
@@ -34,7 +34,7 @@ class RecordingSession {
   int run();
 
  private:
-  strap::StrapTime now() const;
+  simulator::StrapTime now() const;
   void end();
   void take(const capture::Record& record);
   void tell(const capture::Record& record);
@@ -49,7 +49,7 @@ class RecordingSession {
   Progress progress_;
   inspect::Contents contents_;
   bool failureTold_ = false;
-  std::optional<strap::StrapTime> ended_;
+  std::optional<simulator::StrapTime> ended_;
   std::unique_ptr<watch::Source> source_;
   capture::Writer writer_;
   capture::TapHost tap_;

@@ -3,7 +3,7 @@
 /// `zephly replay`: plays a capture and shows everything that the kit reports of it, as
 /// `zephly monitor` does of a strap.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace CLI {
 class App;

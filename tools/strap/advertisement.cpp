@@ -1,7 +1,7 @@
 #include <tools/strap/advertisement.h>
 
-#include <platforms/bluez/names.h>
-#include <strap/frame.h>
+#include <hosts/bluez/names.h>
+#include <simulator/frame.h>
 
 #include <cstddef>
 #include <utility>
@@ -33,8 +33,9 @@ Advertisement::Advertisement(main_queue::MainQueue& queue, bluez::Bus& bus, std:
               {{"Release", "", "", release}},
               {{"Type", "s", [] { return bluez::Value("peripheral"); }},
                {"LocalName", "s", [name = std::move(name)] { return bluez::Value(name); }},
-               {"ServiceUUIDs", "as",
-                [] { return bluez::Value(bluez::Strings{strap::serviceUUID().UUIDString()}); }}}}});
+               {"ServiceUUIDs", "as", [] {
+                  return bluez::Value(bluez::Strings{simulator::serviceUUID().UUIDString()});
+                }}}}});
 }
 
 }  // namespace Zephly::peripheral

@@ -6,8 +6,8 @@
 /// Advertising data has 31 bytes: flags and a service identifier of 128 bits take 21 of them, and
 /// bluetoothd puts the name into the scan response.
 
-#include <platforms/bluez/bus.h>
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/bluez/bus.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <functional>
 #include <memory>

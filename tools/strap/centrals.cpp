@@ -1,7 +1,7 @@
 #include <tools/strap/centrals.h>
 
-#include <platforms/bluez/adapter_choice.h>
-#include <platforms/bluez/names.h>
+#include <hosts/bluez/adapter_choice.h>
+#include <hosts/bluez/names.h>
 
 #include <algorithm>
 

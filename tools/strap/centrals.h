@@ -2,7 +2,7 @@
 /// @file
 /// Who is connected to the strap, as far as bluetoothd tells.
 
-#include <platforms/bluez/object_tree.h>
+#include <hosts/bluez/object_tree.h>
 
 #include <functional>
 #include <map>

@@ -1,6 +1,6 @@
 #include <tools/strap/gatt_application.h>
 
-#include <platforms/bluez/names.h>
+#include <hosts/bluez/names.h>
 
 #include <cstddef>
 #include <utility>
@@ -11,14 +11,14 @@ namespace {
 
 std::string servicePath() { return std::string(GattApplication::path) + "/service0"; }
 
-std::string pathOf(strap::Stream stream) {
-  return servicePath() + "/" + std::string(strap::streamName(stream));
+std::string pathOf(simulator::Stream stream) {
+  return servicePath() + "/" + std::string(simulator::streamName(stream));
 }
 
 bluez::Interface serviceDescription() {
   return {bluez::serviceInterface,
           {},
-          {{"UUID", "s", [] { return bluez::Value(strap::serviceUUID().UUIDString()); }},
+          {{"UUID", "s", [] { return bluez::Value(simulator::serviceUUID().UUIDString()); }},
            {"Primary", "b", [] { return bluez::Value(true); }}}};
 }
 
@@ -28,29 +28,29 @@ GattApplication::GattApplication(main_queue::MainQueue& queue, bluez::Bus& bus, 
     : queue_(queue), changed_(std::move(changed)) {
   root_ = bus.exportObject(path, {}, true);
   service_ = bus.exportObject(servicePath(), {serviceDescription()});
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     of(stream).object = bus.exportObject(pathOf(stream), {interfaceOf(stream)});
   }
 }
 
-bool GattApplication::isSubscribed(strap::Stream stream) const {
+bool GattApplication::isSubscribed(simulator::Stream stream) const {
   return characteristics_.at(static_cast<std::size_t>(stream)).notifying;
 }
 
-void GattApplication::notify(strap::Stream stream, bluez::Bytes value) {
+void GattApplication::notify(simulator::Stream stream, bluez::Bytes value) {
   Characteristic& characteristic = of(stream);
   characteristic.value = std::move(value);
   characteristic.object->announce(bluez::characteristicInterface, "Value");
 }
 
 void GattApplication::unsubscribeAll() {
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     of(stream).notifying = false;
     tell(stream);
   }
 }
 
-bluez::Interface GattApplication::interfaceOf(strap::Stream stream) {
+bluez::Interface GattApplication::interfaceOf(simulator::Stream stream) {
   const auto subscription = [this, stream](bool notifying) {
     return [this, stream, notifying](const bluez::Arguments&) {
       setNotifying(stream, notifying);
@@ -61,7 +61,7 @@ bluez::Interface GattApplication::interfaceOf(strap::Stream stream) {
       bluez::characteristicInterface,
       {{"StartNotify", "", "", subscription(true)}, {"StopNotify", "", "", subscription(false)}},
       {{"UUID", "s",
-        [stream] { return bluez::Value(strap::characteristicUUID(stream).UUIDString()); }},
+        [stream] { return bluez::Value(simulator::characteristicUUID(stream).UUIDString()); }},
        {"Service", "o", [] { return bluez::Value(bluez::ObjectPath{servicePath()}); }},
        {"Flags", "as", [] { return bluez::Value(bluez::Strings{"notify"}); }},
        {"Notifying", "b", [this, stream] { return bluez::Value(of(stream).notifying); }},
@@ -69,14 +69,14 @@ bluez::Interface GattApplication::interfaceOf(strap::Stream stream) {
 }
 
 // Posted, because a method of ours is called from inside the D-Bus library; the reply goes first.
-void GattApplication::setNotifying(strap::Stream stream, bool notifying) {
+void GattApplication::setNotifying(simulator::Stream stream, bool notifying) {
   of(stream).notifying = notifying;
   queue_.post([this, weak = std::weak_ptr<void>(alive_), stream] {
     if (!weak.expired()) tell(stream);
   });
 }
 
-void GattApplication::tell(strap::Stream stream) {
+void GattApplication::tell(simulator::Stream stream) {
   Characteristic& characteristic = of(stream);
   if (characteristic.told == characteristic.notifying) return;
   characteristic.told = characteristic.notifying;
@@ -84,7 +84,7 @@ void GattApplication::tell(strap::Stream stream) {
   changed_(stream, characteristic.notifying);
 }
 
-GattApplication::Characteristic& GattApplication::of(strap::Stream stream) {
+GattApplication::Characteristic& GattApplication::of(simulator::Stream stream) {
   return characteristics_.at(static_cast<std::size_t>(stream));
 }
 

@@ -5,19 +5,20 @@
 
 namespace Zephly::peripheral {
 
-LinkLosses::LinkLosses(std::vector<strap::StrapTime> times, strap::StrapTime absence,
-                       strap::TrainingPlan plan)
+LinkLosses::LinkLosses(std::vector<simulator::StrapTime> times, simulator::StrapTime absence,
+                       simulator::TrainingPlan plan)
     : times_(std::move(times)), absence_(absence), plan_(std::move(plan)) {
   std::sort(times_.begin(), times_.end());
 }
 
-std::optional<strap::LinkLoss> LinkLosses::next(strap::StrapTime after) const {
+std::optional<simulator::LinkLoss> LinkLosses::next(simulator::StrapTime after) const {
   auto planned = plan_.nextLinkLoss(after);
   const auto wanted = std::upper_bound(times_.begin(), times_.end(), after);
   if (wanted == times_.end()) return planned;
-  if (!planned || *wanted < planned->time) return strap::LinkLoss{*wanted, std::nullopt, absence_};
+  if (!planned || *wanted < planned->time)
+    return simulator::LinkLoss{*wanted, std::nullopt, absence_};
   if (*wanted == planned->time && planned->absence < absence_) {
-    return strap::LinkLoss{*wanted, planned->reason, absence_};
+    return simulator::LinkLoss{*wanted, planned->reason, absence_};
   }
   return planned;
 }

@@ -2,7 +2,7 @@
 /// @file
 /// What `zephly strap` can be told on the command line.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <chrono>
@@ -30,13 +30,13 @@ struct Options {
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
   bool training = false;                ///< the wearer trains; otherwise stands at rest
-  std::vector<strap::StrapTime> lossTimes;
-  std::optional<strap::StrapTime> absence;  ///< after each of lossTimes
-  std::optional<strap::StrapTime> duration;
+  std::vector<simulator::StrapTime> lossTimes;
+  std::optional<simulator::StrapTime> absence;  ///< after each of lossTimes
+  std::optional<simulator::StrapTime> duration;
   bool frames = false;  ///< prints every frame
   std::string bus;      ///< D-Bus address; empty: the system bus
 
-  static constexpr strap::StrapTime usualAbsence = std::chrono::seconds(1);
+  static constexpr simulator::StrapTime usualAbsence = std::chrono::seconds(1);
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.

@@ -11,8 +11,8 @@
 /// one go; but when more than longestDelay was missed (the machine was busy or the process was
 /// stopped), it is dropped, and the strap goes on in the present.
 
-#include <strap/frame.h>
-#include <strap/transmitter.h>
+#include <simulator/frame.h>
+#include <simulator/transmitter.h>
 
 #include <chrono>
 #include <cstdint>
@@ -37,16 +37,17 @@ class Pacing {
   };
 
   /// The strap is switched on at `start`.
-  Pacing(strap::Transmitter& transmitter, Time start) : transmitter_(transmitter), start_(start) {}
+  Pacing(simulator::Transmitter& transmitter, Time start)
+      : transmitter_(transmitter), start_(start) {}
 
   /// Everything up to `now`.
   Turn turn(Time now);
-  strap::StrapTime strapTime(Time now) const { return now - start_; }
+  simulator::StrapTime strapTime(Time now) const { return now - start_; }
 
  private:
-  strap::Transmitter& transmitter_;
+  simulator::Transmitter& transmitter_;
   Time start_;
-  std::optional<strap::StrapTime> skipUntil_;  ///< while frames are being dropped
+  std::optional<simulator::StrapTime> skipUntil_;  ///< while frames are being dropped
   std::uint64_t skipped_ = 0;
 };
 

@@ -1,7 +1,7 @@
 #include <tools/strap/presence.h>
 
-#include <platforms/bluez/adapter_choice.h>
-#include <platforms/bluez/names.h>
+#include <hosts/bluez/adapter_choice.h>
+#include <hosts/bluez/names.h>
 
 #include <utility>
 
@@ -35,11 +35,11 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
       retry_(queue, options_.timing),
       daemon_(queue, options_.bus, options_.timing, *this) {}
 
-bool Presence::isSubscribed(strap::Stream stream) const {
+bool Presence::isSubscribed(simulator::Stream stream) const {
   return gatt_ && gatt_->isSubscribed(stream);
 }
 
-bool Presence::carry(strap::Frame frame) {
+bool Presence::carry(simulator::Frame frame) {
   if (!gatt_ || away_ || left_) return false;
   gatt_->notify(frame.stream, std::move(frame.bytes));
   return true;
@@ -164,7 +164,7 @@ bool Presence::openBus() {
     bus_ = bluez::Bus::open(queue_, options_.bus);
     bus_->onLost([this] { busLost(); });
     gatt_ = std::make_unique<GattApplication>(queue_, *bus_,
-                                              [this](strap::Stream stream, bool subscribed) {
+                                              [this](simulator::Stream stream, bool subscribed) {
                                                 listener_.subscriptionChanged(stream, subscribed);
                                               });
     advert_ = std::make_unique<Advertisement>(queue_, *bus_, options_.name, [this] {

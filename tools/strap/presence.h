@@ -11,14 +11,14 @@
 /// Nothing waits and nothing throws: what does not work is told in one line, and tried again after
 /// a pause that grows to a few seconds.
 
-#include <platforms/bluez/adapter_choice.h>
-#include <platforms/bluez/bus.h>
-#include <platforms/bluez/daemon.h>
-#include <platforms/bluez/retry.h>
-#include <platforms/bluez/timing.h>
-#include <platforms/main_queue/main_queue.h>
-#include <strap/frame.h>
-#include <strap/transmitter.h>
+#include <hosts/bluez/adapter_choice.h>
+#include <hosts/bluez/bus.h>
+#include <hosts/bluez/daemon.h>
+#include <hosts/bluez/retry.h>
+#include <hosts/bluez/timing.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/frame.h>
+#include <simulator/transmitter.h>
 #include <tools/strap/advertisement.h>
 #include <tools/strap/centrals.h>
 #include <tools/strap/gatt_application.h>
@@ -47,7 +47,7 @@ class PresenceListener {
 
   /// Something has happened: one line for people.
   virtual void said(std::string_view line) = 0;
-  virtual void subscriptionChanged(strap::Stream stream, bool subscribed) = 0;
+  virtual void subscriptionChanged(simulator::Stream stream, bool subscribed) = 0;
   virtual void centralChanged(const std::string& name, bool connected) = 0;
   /// There is no bus, and never was one: nothing can come of it.
   virtual void hopeless(const std::string& reason) = 0;
@@ -58,16 +58,16 @@ class PresenceListener {
   PresenceListener& operator=(const PresenceListener&) = default;
 };
 
-class Presence final : public strap::Carrier, private bluez::DaemonListener {
+class Presence final : public simulator::Carrier, private bluez::DaemonListener {
  public:
   /// Begins at once. `listener` must outlive it.
   Presence(main_queue::MainQueue& queue, PresenceOptions options, PresenceListener& listener);
   Presence(const Presence&) = delete;
   Presence& operator=(const Presence&) = delete;
 
-  bool isSubscribed(strap::Stream stream) const override;
+  bool isSubscribed(simulator::Stream stream) const override;
   /// False while the strap is away.
-  bool carry(strap::Frame frame) override;
+  bool carry(simulator::Frame frame) override;
 
   /// Disconnects who is connected and does not advertise before `absence` has passed since. While
   /// it is away already, it stays away for `absence` from now on.

@@ -18,9 +18,9 @@ std::string fixedSeconds(std::chrono::nanoseconds time, std::size_t digits) {
 
 }  // namespace
 
-FrameCounts framesSent(const strap::Transmitter& transmitter) {
+FrameCounts framesSent(const simulator::Transmitter& transmitter) {
   FrameCounts counts{};
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     counts.at(static_cast<std::size_t>(stream)) = transmitter.counts(stream).framesSent;
   }
   return counts;
@@ -28,19 +28,19 @@ FrameCounts framesSent(const strap::Transmitter& transmitter) {
 
 std::string countsText(const FrameCounts& counts) {
   std::string text;
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     if (!text.empty()) text += ", ";
-    text += strap::streamName(stream);
+    text += simulator::streamName(stream);
     text += " " + std::to_string(counts.at(static_cast<std::size_t>(stream)));
   }
   return text;
 }
 
-std::string frameText(std::chrono::nanoseconds time, const strap::Frame& frame) {
+std::string frameText(std::chrono::nanoseconds time, const simulator::Frame& frame) {
   constexpr std::size_t microseconds = 6;
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text = fixedSeconds(time, microseconds) + " sent ";
-  text += strap::streamName(frame.stream);
+  text += simulator::streamName(frame.stream);
   text += ' ';
   for (const std::uint8_t byte : frame.bytes) {
     text += digits[byte >> 4U];

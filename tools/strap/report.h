@@ -2,8 +2,8 @@
 /// @file
 /// The lines in which `zephly strap` says what it sends.
 
-#include <strap/frame.h>
-#include <strap/transmitter.h>
+#include <simulator/frame.h>
+#include <simulator/transmitter.h>
 
 #include <array>
 #include <chrono>
@@ -12,16 +12,16 @@
 
 namespace Zephly::peripheral {
 
-/// Frames by stream, in the order of strap::allStreams.
-using FrameCounts = std::array<std::uint64_t, strap::allStreams.size()>;
+/// Frames by stream, in the order of simulator::allStreams.
+using FrameCounts = std::array<std::uint64_t, simulator::allStreams.size()>;
 
-FrameCounts framesSent(const strap::Transmitter& transmitter);
+FrameCounts framesSent(const simulator::Transmitter& transmitter);
 
 /// "temperature 1, ecg 83, battery 0, respiration 83, motion 30"
 std::string countsText(const FrameCounts& counts);
 
 /// "12.003456 sent ecg 00FF..." with the time of a clock that does not jump.
-std::string frameText(std::chrono::nanoseconds time, const strap::Frame& frame);
+std::string frameText(std::chrono::nanoseconds time, const simulator::Frame& frame);
 
 /// "2.5": seconds, to the millisecond.
 std::string secondsText(std::chrono::nanoseconds time);

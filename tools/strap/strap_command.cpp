@@ -1,9 +1,9 @@
 #include <tools/strap/strap_command.h>
 
-#include <platforms/main_queue/main_queue.h>
-#include <strap/strap.h>
-#include <strap/transmitter.h>
-#include <tools/output.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/strap.h>
+#include <simulator/transmitter.h>
+#include <tools/common/output.h>
 #include <tools/strap/link_losses.h>
 #include <tools/strap/options.h>
 #include <tools/strap/pacing.h>
@@ -30,13 +30,14 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-strap::StrapOptions strapOptions(const Options& options) {
-  strap::StrapOptions made;
+simulator::StrapOptions strapOptions(const Options& options) {
+  simulator::StrapOptions made;
   made.seed = options.seed;
-  made.plan = options.training ? strap::TrainingPlan::standard() : strap::TrainingPlan::quiet();
+  made.plan =
+      options.training ? simulator::TrainingPlan::standard() : simulator::TrainingPlan::quiet();
   if (options.recording) {
-    made.recording = std::make_shared<const strap::Recording>(
-        strap::Recording::load(*options.recording, *options.rowsPerSecond));
+    made.recording = std::make_shared<const simulator::Recording>(
+        simulator::Recording::load(*options.recording, *options.rowsPerSecond));
   }
   return made;
 }
@@ -50,7 +51,7 @@ PresenceOptions presenceOptions(const Options& options) {
   return made;
 }
 
-class Program final : private PresenceListener, private strap::Carrier {
+class Program final : private PresenceListener, private simulator::Carrier {
  public:
   explicit Program(const Options& options)
       : options_(options),
@@ -76,9 +77,11 @@ class Program final : private PresenceListener, private strap::Carrier {
   }
 
  private:
-  bool isSubscribed(strap::Stream stream) const override { return presence_.isSubscribed(stream); }
+  bool isSubscribed(simulator::Stream stream) const override {
+    return presence_.isSubscribed(stream);
+  }
 
-  bool carry(strap::Frame frame) override {
+  bool carry(simulator::Frame frame) override {
     std::string line;
     if (options_.frames) line = frameText(Clock::now().time_since_epoch(), frame) + "\n";
     if (!presence_.carry(std::move(frame))) return false;
@@ -91,8 +94,9 @@ class Program final : private PresenceListener, private strap::Carrier {
     flush();
   }
 
-  void subscriptionChanged(strap::Stream stream, bool subscribed) override {
-    said((subscribed ? "subscribed " : "unsubscribed ") + std::string(strap::streamName(stream)));
+  void subscriptionChanged(simulator::Stream stream, bool subscribed) override {
+    said((subscribed ? "subscribed " : "unsubscribed ") +
+         std::string(simulator::streamName(stream)));
     if (transmitter_.subscriptionsChanged(now())) turn();
   }
 
@@ -106,7 +110,7 @@ class Program final : private PresenceListener, private strap::Carrier {
     queue_.stop();
   }
 
-  strap::StrapTime now() const { return pacing_.strapTime(Clock::now()); }
+  simulator::StrapTime now() const { return pacing_.strapTime(Clock::now()); }
 
   void turn() {
     const Pacing::Turn turn = pacing_.turn(Clock::now());
@@ -123,7 +127,7 @@ class Program final : private PresenceListener, private strap::Carrier {
   }
 
   // Those that were missed by more than a moment do not happen.
-  void planLoss(strap::StrapTime after) {
+  void planLoss(simulator::StrapTime after) {
     const auto loss = losses_.next(after);
     if (!loss) return;
     lossTimer_ = queue_.after(loss->time - now(), [this, loss = *loss] {
@@ -132,7 +136,7 @@ class Program final : private PresenceListener, private strap::Carrier {
     });
   }
 
-  void loseLink(strap::StrapTime absence) {
+  void loseLink(simulator::StrapTime absence) {
     said("link loss, away for " + secondsText(absence) + " s");
     ++lossCount_;
     presence_.loseLink(absence);
@@ -150,8 +154,9 @@ class Program final : private PresenceListener, private strap::Carrier {
     FrameCounts news{};
     std::transform(counts.begin(), counts.end(), told_.begin(), news.begin(), std::minus<>());
     told_ = counts;
-    const bool heard = std::any_of(strap::allStreams.begin(), strap::allStreams.end(),
-                                   [this](strap::Stream stream) { return isSubscribed(stream); });
+    const bool heard =
+        std::any_of(simulator::allStreams.begin(), simulator::allStreams.end(),
+                    [this](simulator::Stream stream) { return isSubscribed(stream); });
     if (heard || news != FrameCounts{}) said("sent " + countsText(news));
   }
 
@@ -180,9 +185,9 @@ class Program final : private PresenceListener, private strap::Carrier {
   const Options& options_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
-  strap::Strap strap_;
+  simulator::Strap strap_;
   Presence presence_;
-  strap::Transmitter transmitter_;
+  simulator::Transmitter transmitter_;
   Clock::time_point start_;
   Pacing pacing_;
   LinkLosses losses_;

@@ -2,7 +2,7 @@
 /// @file
 /// `zephly strap`: makes this machine a strap, through one of its Bluetooth adapters.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace CLI {
 class App;

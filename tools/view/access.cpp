@@ -1,6 +1,6 @@
 #include <tools/view/access.h>
 
-#include <tools/option_values.h>
+#include <tools/common/option_values.h>
 
 #include <boost/algorithm/hex.hpp>
 #include <boost/algorithm/string/predicate.hpp>

@@ -7,7 +7,7 @@
 ///
 /// The desktop's own xdg-open does it, as a process that is not waited for.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <sys/types.h>
 

@@ -19,38 +19,38 @@ void Feed::take(const watch::Event& event) {
   send_(events_.back());
 }
 
-void Feed::note(strap::StrapTime time, const watch::Connected& /*connected*/) {
+void Feed::note(simulator::StrapTime time, const watch::Connected& /*connected*/) {
   interrupt();
   sendState(time);
 }
 
-void Feed::note(strap::StrapTime time, const watch::Disconnected& /*disconnected*/) {
+void Feed::note(simulator::StrapTime time, const watch::Disconnected& /*disconnected*/) {
   interrupt();
   sendState(time);
 }
 
-void Feed::note(strap::StrapTime time, const watch::LeadOff& /*leadOff*/) { sendState(time); }
+void Feed::note(simulator::StrapTime time, const watch::LeadOff& /*leadOff*/) { sendState(time); }
 
-void Feed::note(strap::StrapTime time, const watch::Temperature& temperature) {
+void Feed::note(simulator::StrapTime time, const watch::Temperature& temperature) {
   const float body = processor_->signalProcessor()->processBodyTemperature(temperature.object,
                                                                            temperature.ambient);
   temperature_ = TemperatureReading{temperature.object, temperature.ambient, body, time};
 }
 
-void Feed::note(strap::StrapTime time, const watch::EcgSample& sample) {
+void Feed::note(simulator::StrapTime time, const watch::EcgSample& sample) {
   append(Trace::ecg, time, std::array{sample.value});
   append(Trace::filteredEcg, time, std::array{processor_->processECG(sample.value)});
 }
 
-void Feed::note(strap::StrapTime time, const watch::RespirationSample& sample) {
+void Feed::note(simulator::StrapTime time, const watch::RespirationSample& sample) {
   append(Trace::respiration, time, std::array{sample.value});
 }
 
-void Feed::note(strap::StrapTime time, const watch::MotionSample& sample) {
+void Feed::note(simulator::StrapTime time, const watch::MotionSample& sample) {
   append(Trace::motion, time, std::array{sample.highPassed, sample.displacement});
 }
 
-void Feed::append(Trace trace, strap::StrapTime time, std::span<const float> sample) {
+void Feed::append(Trace trace, simulator::StrapTime time, std::span<const float> sample) {
   track(trace).append(time, sample);
   // The clock on the wall may be far behind.
   if (track(trace).pending() >= SampleTrack::largestBatch) sendSamples(time);
@@ -60,31 +60,31 @@ void Feed::interrupt() {
   for (SampleTrack& track : tracks_) track.interrupt();
 }
 
-void Feed::sendSamples(strap::StrapTime now) {
+void Feed::sendSamples(simulator::StrapTime now) {
   for (SampleTrack& track : tracks_) {
     for (const Message& message : track.take(now)) send_(message);
   }
 }
 
 // Samples that came before the change are told before it.
-void Feed::sendState(strap::StrapTime now) {
+void Feed::sendState(simulator::StrapTime now) {
   sendSamples(now);
   send_(state(now));
 }
 
-Message Feed::state(strap::StrapTime now) const {
+Message Feed::state(simulator::StrapTime now) const {
   return textMessage(Message::Kind::state, stateText({.model = model_,
                                                       .now = ended_.value_or(now),
                                                       .temperature = temperature_,
                                                       .ended = ended_.has_value()}));
 }
 
-void Feed::tick(strap::StrapTime now) {
+void Feed::tick(simulator::StrapTime now) {
   sendSamples(ended_.value_or(now));
   if (++ticks_ % ticksPerState == 0) send_(state(now));
 }
 
-void Feed::end(strap::StrapTime now) {
+void Feed::end(simulator::StrapTime now) {
   if (ended_) return;
   ended_ = now;
   sendState(now);

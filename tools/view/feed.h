@@ -46,9 +46,9 @@ class Feed {
 
   void take(const watch::Event& event);
   /// Sends what has come together. `now` is the session's time.
-  void tick(strap::StrapTime now);
+  void tick(simulator::StrapTime now);
   /// The source has come to its end at `now`; sends the last samples and the state.
-  void end(strap::StrapTime now);
+  void end(simulator::StrapTime now);
   bool ended() const { return ended_.has_value(); }
 
   /// What a newcomer is sent before anything else: hello, the state, samples and events.
@@ -58,21 +58,21 @@ class Feed {
 
  private:
   template <class What>
-  void note(strap::StrapTime /*time*/, const What& /*what*/) {}
-  void note(strap::StrapTime time, const watch::Connected& connected);
-  void note(strap::StrapTime time, const watch::Disconnected& disconnected);
-  void note(strap::StrapTime time, const watch::LeadOff& leadOff);
-  void note(strap::StrapTime time, const watch::Temperature& temperature);
-  void note(strap::StrapTime time, const watch::EcgSample& sample);
-  void note(strap::StrapTime time, const watch::RespirationSample& sample);
-  void note(strap::StrapTime time, const watch::MotionSample& sample);
+  void note(simulator::StrapTime /*time*/, const What& /*what*/) {}
+  void note(simulator::StrapTime time, const watch::Connected& connected);
+  void note(simulator::StrapTime time, const watch::Disconnected& disconnected);
+  void note(simulator::StrapTime time, const watch::LeadOff& leadOff);
+  void note(simulator::StrapTime time, const watch::Temperature& temperature);
+  void note(simulator::StrapTime time, const watch::EcgSample& sample);
+  void note(simulator::StrapTime time, const watch::RespirationSample& sample);
+  void note(simulator::StrapTime time, const watch::MotionSample& sample);
 
   SampleTrack& track(Trace trace) { return tracks_[static_cast<std::size_t>(trace)]; }
-  void append(Trace trace, strap::StrapTime time, std::span<const float> sample);
+  void append(Trace trace, simulator::StrapTime time, std::span<const float> sample);
   void interrupt();
-  void sendSamples(strap::StrapTime now);
-  void sendState(strap::StrapTime now);
-  Message state(strap::StrapTime now) const;
+  void sendSamples(simulator::StrapTime now);
+  void sendState(simulator::StrapTime now);
+  Message state(simulator::StrapTime now) const;
 
   Send send_;
   watch::SessionModel model_;
@@ -82,7 +82,7 @@ class Feed {
       SampleTrack(Trace::motion)};
   std::optional<TemperatureReading> temperature_;
   std::deque<Message> events_;
-  std::optional<strap::StrapTime> ended_;
+  std::optional<simulator::StrapTime> ended_;
   int ticks_ = 0;
 };
 

@@ -7,7 +7,7 @@
 ///
 /// docs/view-protocol.md says what the bytes mean.
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <array>
 #include <cstddef>
@@ -34,7 +34,7 @@ constexpr std::string_view traceName(Trace trace) {
 
 /// Samples per second.
 constexpr int traceRate(Trace trace) {
-  return trace == Trace::motion ? strap::motionRate : strap::waveformRate;
+  return trace == Trace::motion ? simulator::motionRate : simulator::waveformRate;
 }
 
 /// Numbers in one sample: of motion the high-passed acceleration and the displacement.

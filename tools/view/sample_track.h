@@ -19,7 +19,7 @@
 /// - More than a quarter of a second early: the strap's clock is faster than ours. The next sample
 ///   then takes the place in time of some that are there already.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <tools/view/message.h>
 
 #include <chrono>
@@ -47,7 +47,7 @@ class SampleTrack {
   explicit SampleTrack(Trace trace) : trace_(trace) {}
 
   /// One sample of valuesPerSample() numbers; arrivals never decrease.
-  void append(strap::StrapTime arrival, std::span<const float> sample);
+  void append(simulator::StrapTime arrival, std::span<const float> sample);
   /// The link is gone: what comes next has nothing to do with what was before.
   void interrupt() { interrupted_ = true; }
 
@@ -57,20 +57,20 @@ class SampleTrack {
   std::size_t pending() const { return static_cast<std::size_t>(end_ - taken_); }
 
   /// What came since the last call, in order. Forgets what is older than historyTime before `now`.
-  std::vector<Message> take(strap::StrapTime now);
+  std::vector<Message> take(simulator::StrapTime now);
   /// What take() has given and is not too old: to be followed by the next take().
   std::vector<Message> kept() const { return messages(begin_, taken_); }
 
  private:
   struct Anchor {
     std::uint64_t index;  // of the first sample that it holds for
-    strap::StrapTime time;
+    simulator::StrapTime time;
   };
 
-  bool axisIsWrong(strap::StrapTime arrival);
-  strap::StrapTime timeOf(const Anchor& anchor, std::uint64_t index) const;
-  void dropAnchor(strap::StrapTime time);
-  void forget(strap::StrapTime before);
+  bool axisIsWrong(simulator::StrapTime arrival);
+  simulator::StrapTime timeOf(const Anchor& anchor, std::uint64_t index) const;
+  void dropAnchor(simulator::StrapTime time);
+  void forget(simulator::StrapTime before);
   std::vector<Message> messages(std::uint64_t from, std::uint64_t to) const;
 
   Trace trace_;
@@ -80,7 +80,7 @@ class SampleTrack {
   std::uint64_t taken_ = 0;
   std::uint64_t end_ = 0;
   bool interrupted_ = true;
-  std::optional<strap::StrapTime> lateSince_;
+  std::optional<simulator::StrapTime> lateSince_;
 };
 
 }  // namespace Zephly::view

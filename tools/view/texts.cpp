@@ -1,6 +1,6 @@
 #include <tools/view/texts.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 #include <tools/view/sample_track.h>
 
 #include <nlohmann/json.hpp>
@@ -20,9 +20,9 @@ constexpr double ecgFullScale = 2.42;
 
 constexpr std::size_t shownLinkLosses = 20;
 
-using strap::seconds;
+using simulator::seconds;
 
-Json orNull(const std::optional<strap::StrapTime>& time) {
+Json orNull(const std::optional<simulator::StrapTime>& time) {
   return time ? Json(seconds(*time)) : Json();
 }
 
@@ -55,10 +55,10 @@ Json battery(const std::optional<BatteryStatus>& status) {
   return {{"soc", status->soc}, {"inCharge", status->inCharge}};
 }
 
-Json streams(const watch::SessionModel& model, strap::StrapTime now) {
+Json streams(const watch::SessionModel& model, simulator::StrapTime now) {
   Json all = Json::object();
-  for (const strap::Stream stream : strap::allStreams) {
-    all[std::string(strap::streamName(stream))] = {
+  for (const simulator::Stream stream : simulator::allStreams) {
+    all[std::string(simulator::streamName(stream))] = {
         {"received", model.received(stream)},
         {"perSecond", model.perSecond(stream, now)},
         {"longestGap", orNull(model.arrivals(stream).longestGap())}};
@@ -84,11 +84,11 @@ struct Teller {
   }
   std::optional<Told> operator()(const watch::Repetition& what) const {
     switch (what.exercise) {
-      case strap::Exercise::pushUp:
+      case simulator::Exercise::pushUp:
         return Told{"pushUp"};
-      case strap::Exercise::sitUp:
+      case simulator::Exercise::sitUp:
         return Told{"sitUp"};
-      case strap::Exercise::jump:
+      case simulator::Exercise::jump:
         break;
     }
     return Told{"jump"};
@@ -109,10 +109,10 @@ struct Teller {
 
 std::string helloText(const Greeting& greeting) {
   const Json streams = {
-      {"ecg", {{"rate", strap::waveformRate}, {"low", -ecgFullScale}, {"high", ecgFullScale}}},
-      {"filteredEcg", {{"rate", strap::waveformRate}, {"low", 0}, {"high", 1}}},
-      {"respiration", {{"rate", strap::waveformRate}, {"low", 0}, {"high", 1}}},
-      {"motion", {{"rate", strap::motionRate}}}};
+      {"ecg", {{"rate", simulator::waveformRate}, {"low", -ecgFullScale}, {"high", ecgFullScale}}},
+      {"filteredEcg", {{"rate", simulator::waveformRate}, {"low", 0}, {"high", 1}}},
+      {"respiration", {{"rate", simulator::waveformRate}, {"low", 0}, {"high", 1}}},
+      {"motion", {{"rate", simulator::motionRate}}}};
   return dump({{"type", "hello"},
                {"protocol", protocolVersion},
                {"program", greeting.program},
@@ -127,7 +127,7 @@ std::string helloText(const Greeting& greeting) {
 std::string stateText(const State& state) {
   const watch::SessionModel& model = state.model;
   const auto off = model.leadOff();
-  const strap::Repetitions& repetitions = model.repetitions();
+  const simulator::Repetitions& repetitions = model.repetitions();
   return dump({{"type", "state"},
                {"now", seconds(state.now)},
                {"connected", model.connected()},

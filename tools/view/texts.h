@@ -7,7 +7,7 @@
 /// docs/view-protocol.md says what they mean. Numbers that are not finite become null; text that is
 /// not UTF-8 is mended with the replacement character.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <tools/view/message.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
@@ -28,7 +28,7 @@ struct Greeting {
   std::string title = {};    ///< what is watched
   std::string pace = {};     ///< how fast it runs; empty: with the clock on the wall
   std::string session = {};  ///< differs from every other run of the program
-  strap::StrapTime now{};
+  simulator::StrapTime now{};
 };
 
 /// The latest reading of the thermometers, in degrees Celsius.
@@ -36,13 +36,13 @@ struct TemperatureReading {
   float object;
   float ambient;
   float body;  ///< the engine's estimate from the other two
-  strap::StrapTime time;
+  simulator::StrapTime time;
 };
 
 /// What is known at one moment.
 struct State {
   const watch::SessionModel& model;
-  strap::StrapTime now;
+  simulator::StrapTime now;
   const std::optional<TemperatureReading>& temperature;
   bool ended;  ///< the source has come to its end: nothing changes any more
 };

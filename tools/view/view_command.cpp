@@ -1,9 +1,9 @@
 #include <tools/view/view_command.h>
 
-#include <platforms/main_queue/main_queue.h>
-#include <tools/output.h>
-#include <tools/text.h>
-#include <tools/version_text.h>
+#include <capture/text.h>
+#include <hosts/main_queue/main_queue.h>
+#include <tools/common/output.h>
+#include <tools/common/version_text.h>
 #include <tools/view/access.h>
 #include <tools/view/assets.h>
 #include <tools/view/browser.h>
@@ -94,7 +94,7 @@ class LivePage {
   // Nobody has to read it: what cannot be written for long is left out.
   void say(std::string_view line) {
     if (output_.pending() < tools::Output::bufferSize / 2) {
-      output_.write(tools::printable(line) + "\n");
+      output_.write(capture::printable(line) + "\n");
     }
     output_.finish(std::chrono::milliseconds::zero());
   }
@@ -124,7 +124,7 @@ class LivePage {
 
   void finishSource() {
     if (summary_) return;
-    const strap::StrapTime now = source_->now();
+    const simulator::StrapTime now = source_->now();
     receiver_->endAt(now);
     watch::SourceReport report = source_->finish();
     summary_ = watch::summarize(report, feed_.model());

@@ -2,7 +2,7 @@
 /// @file
 /// `zephly view`: shows a strap on a live page in the browser, until it is ended.
 
-#include <tools/command.h>
+#include <tools/common/command.h>
 
 namespace Zephly::view {
 

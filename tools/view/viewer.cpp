@@ -1,6 +1,6 @@
 #include <tools/view/viewer.h>
 
-#include <tools/text.h>
+#include <capture/text.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
@@ -129,9 +129,9 @@ void Viewer::drop() {
 
 void Viewer::leave() {
   if (shared().viewers.erase(this) == 0) return;
-  const auto stayed = std::chrono::duration_cast<strap::StrapTime>(Clock::now() - came_);
+  const auto stayed = std::chrono::duration_cast<simulator::StrapTime>(Clock::now() - came_);
   std::string line = "Viewer " + std::to_string(number_) + " has gone after " +
-                     tools::clockText(stayed) + "; " + watching(shared().viewers.size());
+                     capture::clockText(stayed) + "; " + watching(shared().viewers.size());
   if (queue_.dropped() > 0) {
     line += "; it was too slow for " + std::to_string(queue_.dropped()) + " messages";
   }

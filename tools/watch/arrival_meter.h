@@ -11,7 +11,7 @@
 ///   meter.longestGap();  // 2 s
 ///   meter.perSecond();   // 2 samples in 3 s
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 
 #include <cstdint>
 #include <optional>
@@ -21,28 +21,28 @@ namespace Zephly::watch {
 class ArrivalMeter {
  public:
   /// One sample; times never decrease.
-  void count(strap::StrapTime time);
+  void count(simulator::StrapTime time);
   /// The link is gone, or the session has ended: nothing is expected until the next sample.
-  void stop(strap::StrapTime time);
+  void stop(simulator::StrapTime time);
 
   /// Of what stop() has closed; empty before there is anything.
-  std::optional<strap::StrapTime> longestGap() const { return longestGap_; }
+  std::optional<simulator::StrapTime> longestGap() const { return longestGap_; }
   /// The same; empty while no time has passed.
   std::optional<double> perSecond() const;
 
  private:
-  void silentUntil(strap::StrapTime time);
+  void silentUntil(simulator::StrapTime time);
 
   struct Run {
-    strap::StrapTime first;
-    strap::StrapTime last;
+    simulator::StrapTime first;
+    simulator::StrapTime last;
     std::uint64_t samples;
   };
 
   std::optional<Run> run_;
-  std::optional<strap::StrapTime> longestGap_;
-  strap::StrapTime expected_{};  // how long samples were to come
-  std::uint64_t samples_ = 0;    // that came in this time
+  std::optional<simulator::StrapTime> longestGap_;
+  simulator::StrapTime expected_{};  // how long samples were to come
+  std::uint64_t samples_ = 0;        // that came in this time
 };
 
 }  // namespace Zephly::watch

@@ -39,7 +39,7 @@ void BluetoothSource::start() {
   if (duration_) end_ = queue_.after(*duration_, [this] { ended_(); });
 }
 
-strap::StrapTime BluetoothSource::now() const {
+simulator::StrapTime BluetoothSource::now() const {
   if (!started_) return {};
   // Finer than anybody can tell when a notification came.
   return std::chrono::floor<std::chrono::microseconds>(Clock::now() - *started_);

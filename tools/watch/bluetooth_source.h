@@ -7,8 +7,8 @@
 ///
 /// Finished or destroyed, it has stopped the scan and released the strap.
 
-#include <platforms/bluez/bluetooth.h>
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/bluez/bluetooth.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tools/watch/source.h>
 
 #include <chrono>
@@ -23,7 +23,7 @@ struct BluetoothOptions {
   std::string adapter = {};     ///< "hci0" or its address; empty: any
   std::string busAddress = {};  ///< empty: the system bus
   bluez::Notifications notifications = bluez::Options().notifications;
-  std::optional<strap::StrapTime> duration = std::nullopt;  ///< by the clock on the wall
+  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< by the clock on the wall
   bluez::Timing timing = {};
 };
 
@@ -37,7 +37,7 @@ class BluetoothSource final : public Source {
   std::string title() const override;
   std::string pace() const override { return {}; }
   void start() override;
-  strap::StrapTime now() const override;
+  simulator::StrapTime now() const override;
   SourceReport finish() override;
 
  private:
@@ -45,7 +45,7 @@ class BluetoothSource final : public Source {
 
   main_queue::MainQueue& queue_;
   std::string adapter_;
-  std::optional<strap::StrapTime> duration_;
+  std::optional<simulator::StrapTime> duration_;
   std::function<void()> ended_;
   std::optional<Clock::time_point> started_;
   main_queue::Timer end_;

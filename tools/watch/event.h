@@ -3,8 +3,8 @@
 /// What a session reports while it is watched: one value per callback or diagnostic line of the
 /// kit, and per line of the host that it runs on.
 
-#include <strap/frame.h>
-#include <strap/training_plan.h>
+#include <simulator/frame.h>
+#include <simulator/training_plan.h>
 #include <zephly/protocol/battery_status.h>
 
 #include <string>
@@ -34,7 +34,7 @@ struct RespirationSample {
   float value;  ///< 0..1
 };
 struct Repetition {
-  strap::Exercise exercise;
+  simulator::Exercise exercise;
 };
 /// A motion sample, as the trace line of the exercise detector shows it.
 struct MotionSample {
@@ -51,7 +51,7 @@ struct HostLine {
 };
 
 struct Event {
-  strap::StrapTime time;  ///< since the session began
+  simulator::StrapTime time;  ///< since the session began
   std::variant<Connected, Disconnected, LeadOff, Temperature, Battery, EcgSample, RespirationSample,
                Repetition, MotionSample, Diagnostic, HostLine>
       what;

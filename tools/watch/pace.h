@@ -6,13 +6,13 @@
 ///   paceText(0.5, {});     // "speed 0.5"
 ///   paceText(1000, 20min)  // "speed 1000 (this machine is slower)"
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 
 #include <string>
 
 namespace Zephly::watch {
 
 /// `behind`: the source's own time by which it lags behind that speed.
-std::string paceText(double speed, strap::StrapTime behind);
+std::string paceText(double speed, simulator::StrapTime behind);
 
 }  // namespace Zephly::watch

@@ -36,7 +36,7 @@ Receiver::Receiver(Clock clock, Listener listener)
 
 template <class What>
 void Receiver::tell(What&& what) {
-  const strap::StrapTime now = clock_();
+  const simulator::StrapTime now = clock_();
   if (end_ && now > *end_) return;
   listener_(Event{now, std::forward<What>(what)});
 }
@@ -62,8 +62,8 @@ void Receiver::didReceiveECG(float sample) { tell(EcgSample{sample}); }
 void Receiver::didReceiveRespiration(float sample) { tell(RespirationSample{sample}); }
 void Receiver::didReceiveBatteryStatus(BatteryStatus status) { tell(Battery{status}); }
 
-void Receiver::didDetectPushUp() { tell(Repetition{strap::Exercise::pushUp}); }
-void Receiver::didDetectSitUp() { tell(Repetition{strap::Exercise::sitUp}); }
-void Receiver::didDetectJump() { tell(Repetition{strap::Exercise::jump}); }
+void Receiver::didDetectPushUp() { tell(Repetition{simulator::Exercise::pushUp}); }
+void Receiver::didDetectSitUp() { tell(Repetition{simulator::Exercise::sitUp}); }
+void Receiver::didDetectJump() { tell(Repetition{simulator::Exercise::jump}); }
 
 }  // namespace Zephly::watch

@@ -19,14 +19,14 @@ namespace Zephly::watch {
 
 class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
  public:
-  using Clock = std::function<strap::StrapTime()>;
+  using Clock = std::function<simulator::StrapTime()>;
   using Listener = std::function<void(const Event&)>;
 
   /// `clock` tells the time that events are stamped with.
   Receiver(Clock clock, Listener listener);
 
   /// Events later than `end` are dropped.
-  void endAt(strap::StrapTime end) { end_ = end; }
+  void endAt(simulator::StrapTime end) { end_ = end; }
 
   /// One line without its end. The trace lines of the exercise detector ("0.25, -0.01") become
   /// motion samples.
@@ -53,7 +53,7 @@ class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
 
   Clock clock_;
   Listener listener_;
-  std::optional<strap::StrapTime> end_;
+  std::optional<simulator::StrapTime> end_;
 };
 
 /// The two numbers of a trace line; empty for any other line.

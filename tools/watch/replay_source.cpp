@@ -1,8 +1,8 @@
 #include <tools/watch/replay_source.h>
 
-#include <tools/capture/capture_error.h>
-#include <tools/replay/contradiction.h>
-#include <tools/text.h>
+#include <capture/capture_error.h>
+#include <capture/text.h>
+#include <hosts/replay/contradiction.h>
 #include <tools/watch/pace.h>
 
 #include <utility>
@@ -27,7 +27,7 @@ ReplaySource::ReplaySource(main_queue::MainQueue& queue, ReplayOptions options,
 }
 
 std::string ReplaySource::title() const {
-  return tools::printable(options_.file.filename().string() + ": " + records_.preamble().source);
+  return capture::printable(options_.file.filename().string() + ": " + records_.preamble().source);
 }
 
 std::string ReplaySource::pace() const {

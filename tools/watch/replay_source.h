@@ -12,12 +12,12 @@
 /// The file is read while it is played, one record ahead. Damage ends the replay: what stands
 /// before it has been played.
 
-#include <platforms/main_queue/main_queue.h>
-#include <platforms/simulated/pacer.h>
-#include <platforms/simulated/scheduler.h>
-#include <tools/capture/record.h>
-#include <tools/replay/record_order.h>
-#include <tools/replay/replay_host.h>
+#include <capture/record.h>
+#include <hosts/main_queue/main_queue.h>
+#include <hosts/replay/record_order.h>
+#include <hosts/replay/replay_host.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/scheduler.h>
 #include <tools/watch/source.h>
 
 #include <filesystem>
@@ -31,7 +31,7 @@ struct ReplayOptions {
   std::filesystem::path file;
   /// Recorded time over wall time, > 0, finite; empty: as fast as the machine goes.
   std::optional<double> speed = 1;
-  std::optional<strap::StrapTime> duration = std::nullopt;  ///< of recorded time
+  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< of recorded time
 };
 
 class ReplaySource final : public Source {
@@ -45,7 +45,7 @@ class ReplaySource final : public Source {
 
   void start() override;
   /// Recorded time: that of the record which is being told.
-  strap::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
+  simulator::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   SourceReport finish() override;
 
@@ -62,7 +62,7 @@ class ReplaySource final : public Source {
   replay::ReplayHost host_;
   simulated::Scheduler scheduler_;
   std::optional<simulated::Pacer> pacer_;
-  std::optional<strap::StrapTime> over_;  // when it ended
+  std::optional<simulator::StrapTime> over_;  // when it ended
   SourceReport report_;
 };
 

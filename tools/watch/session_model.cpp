@@ -1,6 +1,6 @@
 #include <tools/watch/session_model.h>
 
-#include <strap/rates.h>
+#include <simulator/rates.h>
 
 #include <chrono>
 #include <variant>
@@ -10,10 +10,10 @@ namespace Zephly::watch {
 namespace {
 
 constexpr std::size_t waveformSamples =
-    SessionModel::waveformSeconds * static_cast<std::size_t>(strap::waveformRate);
+    SessionModel::waveformSeconds * static_cast<std::size_t>(simulator::waveformRate);
 
-std::uint64_t waveformSamplesIn(strap::StrapTime duration) {
-  return static_cast<std::uint64_t>(duration / strap::sampleTime(1, strap::waveformRate));
+std::uint64_t waveformSamplesIn(simulator::StrapTime duration) {
+  return static_cast<std::uint64_t>(duration / simulator::sampleTime(1, simulator::waveformRate));
 }
 
 }  // namespace
@@ -24,25 +24,25 @@ void SessionModel::take(const Event& event) {
   std::visit([&](const auto& what) { note(event.time, what); }, event.what);
 }
 
-std::uint64_t SessionModel::received(strap::Stream stream) const {
+std::uint64_t SessionModel::received(simulator::Stream stream) const {
   return received_[static_cast<std::size_t>(stream)];
 }
 
-double SessionModel::perSecond(strap::Stream stream, strap::StrapTime now) const {
+double SessionModel::perSecond(simulator::Stream stream, simulator::StrapTime now) const {
   return rates_[static_cast<std::size_t>(stream)].perSecond(now);
 }
 
-const ArrivalMeter& SessionModel::arrivals(strap::Stream stream) const {
+const ArrivalMeter& SessionModel::arrivals(simulator::Stream stream) const {
   return arrivals_[static_cast<std::size_t>(stream)];
 }
 
-void SessionModel::count(strap::Stream stream, strap::StrapTime time) {
+void SessionModel::count(simulator::Stream stream, simulator::StrapTime time) {
   ++received_[static_cast<std::size_t>(stream)];
   rates_[static_cast<std::size_t>(stream)].count(time);
   arrivals_[static_cast<std::size_t>(stream)].count(time);
 }
 
-void SessionModel::note(strap::StrapTime time, const Connected& /*connected*/) {
+void SessionModel::note(simulator::StrapTime time, const Connected& /*connected*/) {
   // The waveforms show how long nothing came.
   if (connections_ > 0 && linkChanged_) {
     const std::uint64_t gap = waveformSamplesIn(time - *linkChanged_);
@@ -55,7 +55,7 @@ void SessionModel::note(strap::StrapTime time, const Connected& /*connected*/) {
   ++connections_;
 }
 
-void SessionModel::note(strap::StrapTime time, const Disconnected& /*disconnected*/) {
+void SessionModel::note(simulator::StrapTime time, const Disconnected& /*disconnected*/) {
   connected_ = false;
   linkChanged_ = time;
   ++disconnections_;
@@ -64,51 +64,51 @@ void SessionModel::note(strap::StrapTime time, const Disconnected& /*disconnecte
   for (ArrivalMeter& meter : arrivals_) meter.stop(time);
 }
 
-void SessionModel::note(strap::StrapTime /*time*/, const LeadOff& leadOff) {
+void SessionModel::note(simulator::StrapTime /*time*/, const LeadOff& leadOff) {
   leadOff_ = leadOff.off;
   ++leadOffReports_;
   (leadOff.off ? seenElectrodesOff_ : seenElectrodesOn_) = true;
 }
 
-void SessionModel::note(strap::StrapTime time, const Temperature& temperature) {
+void SessionModel::note(simulator::StrapTime time, const Temperature& temperature) {
   temperature_ = temperature;
-  count(strap::Stream::temperature, time);
+  count(simulator::Stream::temperature, time);
 }
 
-void SessionModel::note(strap::StrapTime time, const Battery& battery) {
+void SessionModel::note(simulator::StrapTime time, const Battery& battery) {
   battery_ = battery.status;
-  count(strap::Stream::battery, time);
+  count(simulator::Stream::battery, time);
 }
 
-void SessionModel::note(strap::StrapTime time, const EcgSample& sample) {
+void SessionModel::note(simulator::StrapTime time, const EcgSample& sample) {
   ecg_.append(sample.value);
-  count(strap::Stream::ecg, time);
+  count(simulator::Stream::ecg, time);
 }
 
-void SessionModel::note(strap::StrapTime time, const RespirationSample& sample) {
+void SessionModel::note(simulator::StrapTime time, const RespirationSample& sample) {
   respiration_.append(sample.value);
-  count(strap::Stream::respiration, time);
+  count(simulator::Stream::respiration, time);
 }
 
-void SessionModel::note(strap::StrapTime /*time*/, const Repetition& repetition) {
+void SessionModel::note(simulator::StrapTime /*time*/, const Repetition& repetition) {
   ++repetitions_.of(repetition.exercise);
 }
 
-void SessionModel::note(strap::StrapTime time, const MotionSample& /*sample*/) {
-  count(strap::Stream::motion, time);
+void SessionModel::note(simulator::StrapTime time, const MotionSample& /*sample*/) {
+  count(simulator::Stream::motion, time);
 }
 
-void SessionModel::note(strap::StrapTime time, const Diagnostic& diagnostic) {
+void SessionModel::note(simulator::StrapTime time, const Diagnostic& diagnostic) {
   keep(time, diagnostic.text);
   explainLinkLoss(diagnostic.text);
 }
 
-void SessionModel::note(strap::StrapTime time, const HostLine& line) {
+void SessionModel::note(simulator::StrapTime time, const HostLine& line) {
   keep(time, line.text);
   hostLine_ = line.text;
 }
 
-void SessionModel::keep(strap::StrapTime time, const std::string& text) {
+void SessionModel::keep(simulator::StrapTime time, const std::string& text) {
   diagnostics_.push_back({time, text});
   if (diagnostics_.size() > keptDiagnostics) diagnostics_.pop_front();
 }
@@ -130,12 +130,12 @@ std::vector<std::string> SessionModel::neverArrived() const {
   require(disconnections_ > 0, "disconnect");
   require(seenElectrodesOff_, "electrodes off the skin");
   require(seenElectrodesOn_, "electrodes on the skin");
-  require(received(strap::Stream::temperature) > 0, "temperature");
-  require(received(strap::Stream::battery) > 0, "battery");
-  require(received(strap::Stream::ecg) > 0, "ECG");
-  require(received(strap::Stream::respiration) > 0, "respiration");
-  for (const strap::Exercise exercise : strap::allExercises) {
-    if (repetitions_.of(exercise) == 0) names.emplace_back(strap::exerciseName(exercise));
+  require(received(simulator::Stream::temperature) > 0, "temperature");
+  require(received(simulator::Stream::battery) > 0, "battery");
+  require(received(simulator::Stream::ecg) > 0, "ECG");
+  require(received(simulator::Stream::respiration) > 0, "respiration");
+  for (const simulator::Exercise exercise : simulator::allExercises) {
+    if (repetitions_.of(exercise) == 0) names.emplace_back(simulator::exerciseName(exercise));
   }
   return names;
 }

@@ -31,14 +31,14 @@ class SessionModel {
   static constexpr std::size_t keptLinkLosses = 100;
 
   struct DiagnosticLine {
-    strap::StrapTime time;
+    simulator::StrapTime time;
     std::string text;
   };
 
   struct LinkLoss {
-    strap::StrapTime time;
-    std::optional<std::string> reason;         ///< the kit's text; empty when there was no error
-    std::optional<strap::StrapTime> recovery;  ///< until the next connection; empty: none yet
+    simulator::StrapTime time;
+    std::optional<std::string> reason;  ///< the kit's text; empty when there was no error
+    std::optional<simulator::StrapTime> recovery;  ///< until the next connection; empty: none yet
   };
 
   SessionModel();
@@ -47,7 +47,7 @@ class SessionModel {
 
   bool connected() const { return connected_; }
   /// When the link came or went last; empty before the first connection.
-  std::optional<strap::StrapTime> linkChanged() const { return linkChanged_; }
+  std::optional<simulator::StrapTime> linkChanged() const { return linkChanged_; }
   std::uint64_t connections() const { return connections_; }
   std::uint64_t disconnections() const { return disconnections_; }
   /// Connections after the first.
@@ -63,14 +63,14 @@ class SessionModel {
 
   const std::optional<Temperature>& temperature() const { return temperature_; }
   const std::optional<BatteryStatus>& battery() const { return battery_; }
-  const strap::Repetitions& repetitions() const { return repetitions_; }
+  const simulator::Repetitions& repetitions() const { return repetitions_; }
 
   /// ECG and respiration: samples; motion, temperature, battery: readings.
-  std::uint64_t received(strap::Stream stream) const;
+  std::uint64_t received(simulator::Stream stream) const;
   /// The same per second, averaged over RateMeter::window.
-  double perSecond(strap::Stream stream, strap::StrapTime now) const;
+  double perSecond(simulator::Stream stream, simulator::StrapTime now) const;
 
-  const ArrivalMeter& arrivals(strap::Stream stream) const;
+  const ArrivalMeter& arrivals(simulator::Stream stream) const;
 
   const SampleWindow& ecg() const { return ecg_; }
   const SampleWindow& respiration() const { return respiration_; }
@@ -82,23 +82,23 @@ class SessionModel {
   std::vector<std::string> neverArrived() const;
 
  private:
-  void note(strap::StrapTime time, const Connected& connected);
-  void note(strap::StrapTime time, const Disconnected& disconnected);
-  void note(strap::StrapTime time, const LeadOff& leadOff);
-  void note(strap::StrapTime time, const Temperature& temperature);
-  void note(strap::StrapTime time, const Battery& battery);
-  void note(strap::StrapTime time, const EcgSample& sample);
-  void note(strap::StrapTime time, const RespirationSample& sample);
-  void note(strap::StrapTime time, const Repetition& repetition);
-  void note(strap::StrapTime time, const MotionSample& sample);
-  void note(strap::StrapTime time, const Diagnostic& diagnostic);
-  void note(strap::StrapTime time, const HostLine& line);
-  void keep(strap::StrapTime time, const std::string& text);
+  void note(simulator::StrapTime time, const Connected& connected);
+  void note(simulator::StrapTime time, const Disconnected& disconnected);
+  void note(simulator::StrapTime time, const LeadOff& leadOff);
+  void note(simulator::StrapTime time, const Temperature& temperature);
+  void note(simulator::StrapTime time, const Battery& battery);
+  void note(simulator::StrapTime time, const EcgSample& sample);
+  void note(simulator::StrapTime time, const RespirationSample& sample);
+  void note(simulator::StrapTime time, const Repetition& repetition);
+  void note(simulator::StrapTime time, const MotionSample& sample);
+  void note(simulator::StrapTime time, const Diagnostic& diagnostic);
+  void note(simulator::StrapTime time, const HostLine& line);
+  void keep(simulator::StrapTime time, const std::string& text);
   void explainLinkLoss(std::string_view diagnostic);
-  void count(strap::Stream stream, strap::StrapTime time);
+  void count(simulator::Stream stream, simulator::StrapTime time);
 
   bool connected_ = false;
-  std::optional<strap::StrapTime> linkChanged_;
+  std::optional<simulator::StrapTime> linkChanged_;
   std::uint64_t connections_ = 0;
   std::uint64_t disconnections_ = 0;
   std::deque<LinkLoss> linkLosses_;
@@ -109,10 +109,10 @@ class SessionModel {
   bool seenElectrodesOn_ = false;
   std::optional<Temperature> temperature_;
   std::optional<BatteryStatus> battery_;
-  strap::Repetitions repetitions_;
-  std::array<std::uint64_t, strap::allStreams.size()> received_{};
-  std::array<RateMeter, strap::allStreams.size()> rates_;
-  std::array<ArrivalMeter, strap::allStreams.size()> arrivals_;
+  simulator::Repetitions repetitions_;
+  std::array<std::uint64_t, simulator::allStreams.size()> received_{};
+  std::array<RateMeter, simulator::allStreams.size()> rates_;
+  std::array<ArrivalMeter, simulator::allStreams.size()> arrivals_;
   SampleWindow ecg_;
   SampleWindow respiration_;
   std::deque<DiagnosticLine> diagnostics_;

@@ -73,12 +73,12 @@ void SimulatedSource::stopSending() {
   report_.duration = now();
   StrapReport& report = report_.strap.emplace();
   report.repetitionsDone = strap_.repetitionsDone(now());
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     const simulated::StrapDevice::Counts& counts = device_->counts(stream);
     StreamSent& sent = report.streams[static_cast<std::size_t>(stream)];
     sent.sent = counts.samplesSent;
     sent.unheard =
-        counts.framesUnheard * static_cast<std::uint64_t>(strap::samplesPerFrame(stream));
+        counts.framesUnheard * static_cast<std::uint64_t>(simulator::samplesPerFrame(stream));
     sent.recording = strap_.playback(stream);
   }
   device_.reset();

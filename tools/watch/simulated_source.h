@@ -12,12 +12,12 @@
 ///
 /// The strap loses its link when its training plan says so.
 
-#include <platforms/main_queue/main_queue.h>
-#include <platforms/simulated/pacer.h>
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/scheduler.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/main_queue/main_queue.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 #include <tools/watch/source.h>
 
 #include <cstdint>
@@ -31,9 +31,10 @@ namespace Zephly::watch {
 struct SimulatedOptions {
   std::uint64_t seed = 1;
   double speed = 1;                                             ///< > 0, finite
-  std::optional<strap::StrapTime> duration = std::nullopt;      ///< of strap time
-  std::shared_ptr<const strap::Recording> recording = nullptr;  ///< null: everything is modelled
-  std::string recordingName = {};                               ///< for people
+  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< of strap time
+  std::shared_ptr<const simulator::Recording> recording =
+      nullptr;                     ///< null: everything is modelled
+  std::string recordingName = {};  ///< for people
 };
 
 class SimulatedSource final : public Source {
@@ -48,7 +49,7 @@ class SimulatedSource final : public Source {
 
   void start() override;
   /// Strap time, which is the session's time too.
-  strap::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
+  simulator::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did.
   SourceReport finish() override;
@@ -63,10 +64,10 @@ class SimulatedSource final : public Source {
   std::function<void()> ended_;
   simulated::Scheduler scheduler_;
   simulated::Radio radio_;
-  strap::Strap strap_;
+  simulator::Strap strap_;
   std::optional<simulated::StrapDevice> device_;
   std::optional<simulated::Pacer> pacer_;
-  std::optional<strap::StrapTime> over_;  // when it ended
+  std::optional<simulator::StrapTime> over_;  // when it ended
   SourceReport report_;
 };
 

@@ -1,6 +1,6 @@
 #include <tools/watch/source_options.h>
 
-#include <tools/option_values.h>
+#include <tools/common/option_values.h>
 #include <tools/watch/bluetooth_source.h>
 #include <tools/watch/replay_source.h>
 #include <tools/watch/simulated_source.h>
@@ -84,10 +84,10 @@ void addBluetoothOptions(CLI::App& command, SourceOptions& options,
       ->group("");
 }
 
-std::shared_ptr<const strap::Recording> load(const SourceOptions& options) {
+std::shared_ptr<const simulator::Recording> load(const SourceOptions& options) {
   if (!options.recording) return nullptr;
-  return std::make_shared<const strap::Recording>(
-      strap::Recording::load(*options.recording, *options.rowsPerSecond));
+  return std::make_shared<const simulator::Recording>(
+      simulator::Recording::load(*options.recording, *options.rowsPerSecond));
 }
 
 SimulatedOptions simulatedOptions(const SourceOptions& options) {

@@ -9,9 +9,9 @@
 ///
 /// A command says whether a capture can be played in place of a strap.
 
-#include <platforms/bluez/bluetooth.h>
-#include <platforms/main_queue/main_queue.h>
-#include <strap/frame.h>
+#include <hosts/bluez/bluetooth.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/frame.h>
 #include <tools/watch/source.h>
 
 #include <cstdint>
@@ -32,9 +32,9 @@ struct SourceOptions {
   bool simulated = false;
   std::uint64_t seed = 1;
   std::optional<double> speed;  ///< strap time or recorded time over wall time; empty: 1
-  std::optional<std::filesystem::path> replay;  ///< a capture
-  bool fast = false;                            ///< plays the capture as fast as the machine goes
-  std::optional<strap::StrapTime> duration;     ///< empty: until it is ended
+  std::optional<std::filesystem::path> replay;   ///< a capture
+  bool fast = false;                             ///< plays the capture as fast as the machine goes
+  std::optional<simulator::StrapTime> duration;  ///< empty: until it is ended
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
   std::string adapter;                  ///< for Bluetooth; empty: any

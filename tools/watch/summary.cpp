@@ -1,6 +1,6 @@
 #include <tools/watch/summary.h>
 
-#include <tools/text.h>
+#include <capture/text.h>
 
 #include <algorithm>
 #include <chrono>
@@ -13,7 +13,7 @@ namespace Zephly::watch {
 
 namespace {
 
-using strap::seconds;
+using simulator::seconds;
 
 // "1 change", "2 changes"
 std::string counted(std::uint64_t count, std::string_view thing) {
@@ -23,7 +23,7 @@ std::string counted(std::uint64_t count, std::string_view thing) {
 void writeStreams(std::ostream& text, const Summary& summary) {
   text << "  stream        delivered   per second   longest gap\n";
   for (const StreamSummary& stream : summary.streams) {
-    text << "  " << std::left << std::setw(11) << strap::streamName(stream.stream) << std::right
+    text << "  " << std::left << std::setw(11) << simulator::streamName(stream.stream) << std::right
          << std::setw(12) << stream.delivered;
     if (stream.perSecond) text << std::setw(13) << std::setprecision(1) << *stream.perSecond;
     if (stream.longestGap) {
@@ -36,7 +36,7 @@ void writeStreams(std::ostream& text, const Summary& summary) {
 void writeStreamsWithStrap(std::ostream& text, const Summary& summary) {
   text << "  stream             sent   delivered        lost     unheard\n";
   for (const StreamSummary& stream : summary.streams) {
-    text << "  " << std::left << std::setw(11) << strap::streamName(stream.stream) << std::right
+    text << "  " << std::left << std::setw(11) << simulator::streamName(stream.stream) << std::right
          << std::setw(12) << stream.strap->sent << std::setw(12) << stream.delivered
          << std::setw(12) << *stream.lost() << std::setw(12) << stream.strap->unheard << "\n";
   }
@@ -46,16 +46,16 @@ void writeRecording(std::ostream& text, const Summary& summary) {
   for (const StreamSummary& stream : summary.streams) {
     const auto& played = stream.strap->recording;
     if (!played) continue;
-    text << "  recording    " << strap::streamName(stream.stream) << ": " << played->rows
+    text << "  recording    " << simulator::streamName(stream.stream) << ": " << played->rows
          << " rows in, " << played->samples << " samples out, " << played->filled << " filled, "
          << played->saturated << " beyond the range\n";
   }
 }
 
 void writeRepetitions(std::ostream& text, const Summary& summary) {
-  for (const strap::Exercise exercise : strap::allExercises) {
-    text << "  " << std::left << std::setw(13) << std::string(strap::exerciseName(exercise)) + "s"
-         << std::right;
+  for (const simulator::Exercise exercise : simulator::allExercises) {
+    text << "  " << std::left << std::setw(13)
+         << std::string(simulator::exerciseName(exercise)) + "s" << std::right;
     if (summary.repetitionsDone) text << summary.repetitionsDone->of(exercise) << " done, ";
     text << summary.repetitionsCounted.of(exercise) << " counted\n";
   }
@@ -63,13 +63,13 @@ void writeRepetitions(std::ostream& text, const Summary& summary) {
 
 void writeLinkLosses(std::ostream& text, const Summary& summary) {
   for (const SessionModel::LinkLoss& loss : summary.linkLosses) {
-    text << "  link lost    at " << tools::clockText(loss.time);
+    text << "  link lost    at " << capture::clockText(loss.time);
     if (loss.recovery) {
       text << " for " << std::setprecision(1) << seconds(*loss.recovery) << " s";
     } else {
       text << " to the end";
     }
-    if (loss.reason) text << ": " << tools::printable(*loss.reason);
+    if (loss.reason) text << ": " << capture::printable(*loss.reason);
     text << "\n";
   }
 }
@@ -84,7 +84,7 @@ bool Summary::anythingLost() const {
 Summary summarize(const SourceReport& source, const SessionModel& received) {
   Summary summary;
   summary.duration = source.duration;
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     ArrivalMeter arrivals = received.arrivals(stream);
     arrivals.stop(source.duration);
     StreamSummary told{.stream = stream, .delivered = received.received(stream)};
@@ -133,7 +133,7 @@ std::vector<std::string> losses(const Summary& summary) {
     if (stream.lost().value_or(0) == 0) continue;
     lines.push_back("lost: " + std::to_string(*stream.lost()) + " of " +
                     std::to_string(stream.strap->sent) + " samples of the stream " +
-                    std::string(strap::streamName(stream.stream)));
+                    std::string(simulator::streamName(stream.stream)));
   }
   return lines;
 }

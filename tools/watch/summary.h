@@ -2,9 +2,9 @@
 /// @file
 /// What a session has come to: what arrived, and where the strap tells what it sent, what was lost.
 
-#include <strap/frame.h>
-#include <strap/strap.h>
-#include <strap/training_plan.h>
+#include <simulator/frame.h>
+#include <simulator/strap.h>
+#include <simulator/training_plan.h>
 #include <tools/watch/session_model.h>
 
 #include <array>
@@ -19,19 +19,19 @@ namespace Zephly::watch {
 struct StreamSent {
   std::uint64_t sent = 0;     ///< to a subscriber
   std::uint64_t unheard = 0;  ///< measured while nobody was subscribed
-  std::optional<strap::PlaybackCounts> recording =
+  std::optional<simulator::PlaybackCounts> recording =
       std::nullopt;  ///< when it was played from a recording
 };
 
 /// What the strap's side knows when a session ends.
 struct StrapReport {
-  std::array<StreamSent, strap::allStreams.size()> streams;  ///< in the order of allStreams
-  strap::Repetitions repetitionsDone;
+  std::array<StreamSent, simulator::allStreams.size()> streams;  ///< in the order of allStreams
+  simulator::Repetitions repetitionsDone;
 };
 
 /// What is known of a session apart from what arrived.
 struct SourceReport {
-  strap::StrapTime duration{};
+  simulator::StrapTime duration{};
   /// Empty when nobody tells: the strap is a real one, or what came of it is replayed.
   std::optional<StrapReport> strap = std::nullopt;
   /// What went wrong with the source itself, one line each.
@@ -39,11 +39,11 @@ struct SourceReport {
 };
 
 struct StreamSummary {
-  strap::Stream stream{};
+  simulator::Stream stream{};
   std::optional<StreamSent> strap = std::nullopt;
   std::uint64_t delivered = 0;
-  std::optional<double> perSecond = std::nullopt;             ///< see ArrivalMeter
-  std::optional<strap::StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
+  std::optional<double> perSecond = std::nullopt;                 ///< see ArrivalMeter
+  std::optional<simulator::StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
 
   /// Sent and not delivered; anything but 0 is a defect. Empty when the strap does not tell.
   std::optional<std::int64_t> lost() const {
@@ -53,10 +53,10 @@ struct StreamSummary {
 };
 
 struct Summary {
-  strap::StrapTime duration{};
-  std::vector<StreamSummary> streams;                 ///< in the order of allStreams
-  std::optional<strap::Repetitions> repetitionsDone;  ///< by the strap's wearer
-  strap::Repetitions repetitionsCounted;
+  simulator::StrapTime duration{};
+  std::vector<StreamSummary> streams;                     ///< in the order of allStreams
+  std::optional<simulator::Repetitions> repetitionsDone;  ///< by the strap's wearer
+  simulator::Repetitions repetitionsCounted;
   std::uint64_t connections = 0;
   std::uint64_t disconnections = 0;
   std::uint64_t reconnections = 0;

@@ -1,11 +1,11 @@
 #include <bindings/python/src/hosts.h>
 
-#include <platforms/bluez/bluetooth.h>
-#include <platforms/simulated/pacer.h>
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/scheduler.h>
-#include <platforms/simulated/strap_device.h>
-#include <strap/strap.h>
+#include <hosts/bluez/bluetooth.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
 #include <zephly/ble/gatt_profile.h>
 
 #include <algorithm>
@@ -16,13 +16,13 @@
 namespace zephly_python {
 
 namespace simulated = ::Zephly::simulated;
-namespace strap = ::Zephly::strap;
+namespace simulator = ::Zephly::simulator;
 
 namespace {
 
-strap::TrainingPlan planNamed(const std::string& name) {
-  if (name == "standard") return strap::TrainingPlan::standard();
-  if (name == "quiet") return strap::TrainingPlan::quiet();
+simulator::TrainingPlan planNamed(const std::string& name) {
+  if (name == "standard") return simulator::TrainingPlan::standard();
+  if (name == "quiet") return simulator::TrainingPlan::quiet();
   throw py::value_error("plan must be 'standard' or 'quiet', not '" + name + "'");
 }
 
@@ -68,14 +68,14 @@ void HostObject::requireOpen() const {
 }
 
 struct SimulatedStrap::World {
-  World(std::uint64_t seed, const strap::TrainingPlan& plan)
+  World(std::uint64_t seed, const simulator::TrainingPlan& plan)
       : radio(scheduler), strap({.seed = seed, .plan = plan}), device(addStrap(radio), strap) {
     device.loseLinksOf(plan);
   }
 
   simulated::Scheduler scheduler;
   simulated::Radio radio;
-  strap::Strap strap;
+  simulator::Strap strap;
   simulated::StrapDevice device;
   std::optional<simulated::Pacer> pacer;
 };
@@ -113,19 +113,21 @@ double SimulatedStrap::strapTime() const { return secondsOf(world().device.strap
 
 py::dict SimulatedStrap::samplesSent() const {
   const World& mine = world();
-  const auto sent = [&](strap::Stream stream) { return mine.device.counts(stream).samplesSent; };
+  const auto sent = [&](simulator::Stream stream) {
+    return mine.device.counts(stream).samplesSent;
+  };
   py::dict counts;
-  counts["temperature"] = sent(strap::Stream::temperature);
-  counts["ecg"] = sent(strap::Stream::ecg);
-  counts["battery"] = sent(strap::Stream::battery);
-  counts["respiration"] = sent(strap::Stream::respiration);
-  counts["motion"] = sent(strap::Stream::motion);
+  counts["temperature"] = sent(simulator::Stream::temperature);
+  counts["ecg"] = sent(simulator::Stream::ecg);
+  counts["battery"] = sent(simulator::Stream::battery);
+  counts["respiration"] = sent(simulator::Stream::respiration);
+  counts["motion"] = sent(simulator::Stream::motion);
   return counts;
 }
 
 py::dict SimulatedStrap::repetitionsDone() const {
   const World& mine = world();
-  const strap::Repetitions done = mine.strap.repetitionsDone(mine.device.strapTime());
+  const simulator::Repetitions done = mine.strap.repetitionsDone(mine.device.strapTime());
   py::dict counts;
   counts["pushUps"] = done.pushUps;
   counts["sitUps"] = done.sitUps;

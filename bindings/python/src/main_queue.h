@@ -14,7 +14,7 @@
 
 #include <bindings/python/src/callback.h>
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <atomic>
 #include <chrono>

@@ -2,7 +2,7 @@
 /// @file
 /// Tells the world that the strap is there, while nobody is connected to it.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/bytes.h>
 #include <tests/bluetooth/att_strap/controller.h>
 

@@ -3,8 +3,8 @@
 /// A strap that brings its own Bluetooth: it speaks to a controller itself, so that it does on the
 /// air whatever a test wants, also what a Bluetooth service would never do.
 
-#include <platforms/main_queue/main_queue.h>
-#include <strap/frame.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/frame.h>
 #include <tests/bluetooth/att_strap/advertiser.h>
 #include <tests/bluetooth/att_strap/att_server.h>
 #include <tests/bluetooth/att_strap/controller.h>
@@ -49,10 +49,10 @@ class AttStrap {
   void setAdvertisedName(std::optional<std::string> name);
   void setGapName(const std::string& name);
   /// One notification now; false without a link or when it is longer than the link allows.
-  bool notifyRaw(strap::Stream stream, const Bytes& value);
+  bool notifyRaw(simulator::Stream stream, const Bytes& value);
   /// Sends five values right before the answer to each subscription.
   void setEarly(bool early) { early_ = early; }
-  void refuse(std::optional<strap::Stream> stream, std::uint8_t error);
+  void refuse(std::optional<simulator::Stream> stream, std::uint8_t error);
 
   FaultScript& faults() { return faults_; }
   Streamer& streamer() { return streamer_; }
@@ -71,7 +71,7 @@ class AttStrap {
   void handleAttributes(BytesView pdu);
   Step stepOf(BytesView pdu) const;
   void subscriptionChanged(AttributeHandle value, bool subscribed);
-  bool notify(strap::Stream stream, const Bytes& value);
+  bool notify(simulator::Stream stream, const Bytes& value);
   void updateAdvertising();
 
   main_queue::MainQueue& queue_;

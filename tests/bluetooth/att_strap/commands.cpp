@@ -27,9 +27,9 @@ std::optional<bool> switchIn(const std::string& text) {
   return std::nullopt;
 }
 
-std::optional<strap::Stream> streamIn(const std::string& text) {
-  for (const strap::Stream stream : strap::allStreams) {
-    if (strap::streamName(stream) == text) return stream;
+std::optional<simulator::Stream> streamIn(const std::string& text) {
+  for (const simulator::Stream stream : simulator::allStreams) {
+    if (simulator::streamName(stream) == text) return stream;
   }
   return std::nullopt;
 }
@@ -101,7 +101,7 @@ void Commands::addFaults() {
                          }
                          if (words.size() != 3) return false;
                          const auto code = numberIn<std::uint8_t>(words[2], 16);
-                         return code && with(streamIn(words[1]), [&](strap::Stream stream) {
+                         return code && with(streamIn(words[1]), [&](simulator::Stream stream) {
                                   strap_.refuse(stream, *code);
                                 });
                        }});

@@ -3,8 +3,8 @@
 /// A Bluetooth controller that this program has for itself: one of the emulator's, reached through
 /// its socket.
 
-#include <platforms/main_queue/file_descriptor.h>
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/file_descriptor.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/bytes.h>
 #include <tests/bluetooth/att_strap/hci_packets.h>
 

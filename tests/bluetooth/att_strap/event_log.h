@@ -3,7 +3,7 @@
 /// What the strap did and when: one line each, "SECONDS.MICROS WHAT", in the time of the monotonic
 /// clock, which all programs of a machine share.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <fstream>
 #include <ostream>

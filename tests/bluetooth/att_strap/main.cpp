@@ -1,6 +1,6 @@
 /// The program `att_strap`: a strap on a Bluetooth controller of its own, with faults on command.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/att_strap.h>
 #include <tests/bluetooth/att_strap/commands.h>
 #include <tests/bluetooth/att_strap/event_log.h>

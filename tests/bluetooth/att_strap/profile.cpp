@@ -23,11 +23,11 @@ void addAssigned(AttributeTable& table) {
 }  // namespace
 
 Profile::Profile(const std::string& name) {
-  using strap::Stream;
+  using simulator::Stream;
   const auto add = [this](std::initializer_list<Stream> streams) {
     for (const Stream stream : streams) {
       values.at(static_cast<std::size_t>(stream)) =
-          table.addCharacteristic(Uuid(strap::characteristicUUID(stream)), property::notify);
+          table.addCharacteristic(Uuid(simulator::characteristicUUID(stream)), property::notify);
     }
   };
   table.addService(Uuid(0x1800));  // generic access
@@ -43,8 +43,8 @@ Profile::Profile(const std::string& name) {
   add({Stream::battery, Stream::temperature});
 }
 
-std::optional<strap::Stream> Profile::streamOf(AttributeHandle value) const {
-  for (const strap::Stream stream : strap::allStreams) {
+std::optional<simulator::Stream> Profile::streamOf(AttributeHandle value) const {
+  for (const simulator::Stream stream : simulator::allStreams) {
     if (handleOf(stream) == value) return stream;
   }
   return std::nullopt;

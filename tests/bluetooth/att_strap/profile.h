@@ -2,7 +2,7 @@
 /// @file
 /// The attributes of a strap.
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 #include <tests/bluetooth/att_strap/attribute_table.h>
 
 #include <array>
@@ -17,14 +17,14 @@ struct Profile {
   /// advertises.
   explicit Profile(const std::string& gapName);
 
-  AttributeHandle handleOf(strap::Stream stream) const {
+  AttributeHandle handleOf(simulator::Stream stream) const {
     return values.at(static_cast<std::size_t>(stream));
   }
-  std::optional<strap::Stream> streamOf(AttributeHandle value) const;
+  std::optional<simulator::Stream> streamOf(AttributeHandle value) const;
 
   AttributeTable table;
   AttributeHandle gapName = 0;
-  std::array<AttributeHandle, strap::allStreams.size()> values{};  ///< by stream
+  std::array<AttributeHandle, simulator::allStreams.size()> values{};  ///< by stream
 };
 
 }  // namespace Zephly::att_strap

@@ -8,7 +8,7 @@ using namespace std::chrono_literals;
 
 Streamer::Streamer(main_queue::MainQueue& queue, std::uint64_t seed, Take take)
     : queue_(queue),
-      strap_({.seed = seed, .plan = strap::TrainingPlan::quiet()}),
+      strap_({.seed = seed, .plan = simulator::TrainingPlan::quiet()}),
       take_(std::move(take)) {
   plan();
 }
@@ -20,9 +20,9 @@ void Streamer::plan() {
 }
 
 void Streamer::tick() {
-  const strap::StrapTime now = Clock::now() - switchedOn_;
+  const simulator::StrapTime now = Clock::now() - switchedOn_;
   for (auto time = strap_.nextFrameTime(); time && *time <= now; time = strap_.nextFrameTime()) {
-    const strap::Frame frame = strap_.nextFrame();
+    const simulator::Frame frame = strap_.nextFrame();
     if (on_) take_(frame.stream, frame.bytes);
   }
   plan();
@@ -40,7 +40,7 @@ void Streamer::measureTick() {
     return running.begin + number * std::chrono::nanoseconds(1s) / running.perSecond;
   };
   while (running.done < running.count && dueAt(running.done) <= Clock::now()) {
-    if (!take_(strap::Stream::ecg, measuredValue())) break;
+    if (!take_(simulator::Stream::ecg, measuredValue())) break;
     ++running.done;
   }
   if (running.done < running.count) measureTimer_ = queue_.after(1ms, [this] { measureTick(); });

@@ -3,8 +3,8 @@
 /// Where the values come from: the modelled person in real time, and, for measuring, any number of
 /// values a second.
 
-#include <platforms/main_queue/main_queue.h>
-#include <strap/strap.h>
+#include <hosts/main_queue/main_queue.h>
+#include <simulator/strap.h>
 #include <tests/bluetooth/att_strap/bytes.h>
 
 #include <chrono>
@@ -18,7 +18,7 @@ namespace Zephly::att_strap {
 class Streamer {
  public:
   /// False when the value could not be taken; it is then lost.
-  using Take = std::function<bool(strap::Stream stream, const Bytes& value)>;
+  using Take = std::function<bool(simulator::Stream stream, const Bytes& value)>;
 
   Streamer(main_queue::MainQueue& queue, std::uint64_t seed, Take take);
 
@@ -40,7 +40,7 @@ class Streamer {
   Bytes measuredValue() const;
 
   main_queue::MainQueue& queue_;
-  strap::Strap strap_;
+  simulator::Strap strap_;
   Take take_;
   bool on_ = true;
   Clock::time_point switchedOn_ = Clock::now();

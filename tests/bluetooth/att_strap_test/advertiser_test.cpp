@@ -3,7 +3,7 @@
 // The emulator reports an advertiser once each time that it is switched on, and shows one that
 // advertises the old way only to those who scan the old way.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/advertiser.h>
 #include <tests/bluetooth/att_strap/controller.h>
 #include <tests/bluetooth/att_strap/hci_packets.h>

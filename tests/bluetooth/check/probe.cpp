@@ -1,7 +1,7 @@
 #include <tests/bluetooth/check/probe.h>
 
-#include <platforms/simulated/radio.h>
-#include <platforms/simulated/scheduler.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
 #include <zephly/platform/host.h>
 
 #include <chrono>
@@ -36,7 +36,7 @@ std::shared_ptr<Probe> Probe::start() {
   return probe;
 }
 
-std::size_t Probe::received(strap::Stream stream) const {
+std::size_t Probe::received(simulator::Stream stream) const {
   if (!connected()) return 0;
   const auto found = links_.back().received.find(stream);
   return found == links_.back().received.end() ? 0 : found->second.size();
@@ -66,32 +66,32 @@ void Probe::didDisconnectPeripheral() {
 }
 
 void Probe::didReceiveTemperature(float objectTemperature, float ambientTemperature) {
-  take(strap::Stream::temperature, {objectTemperature, ambientTemperature});
+  take(simulator::Stream::temperature, {objectTemperature, ambientTemperature});
   session_->didReceiveTemperature(objectTemperature, ambientTemperature);
 }
 
 void Probe::didReceiveECG(const std::vector<float>& samples) {
-  take(strap::Stream::ecg, samples);
+  take(simulator::Stream::ecg, samples);
   session_->didReceiveECG(samples);
 }
 
 void Probe::didReceiveRespiration(const std::vector<float>& samples) {
-  take(strap::Stream::respiration, samples);
+  take(simulator::Stream::respiration, samples);
   session_->didReceiveRespiration(samples);
 }
 
 void Probe::didReceiveBatteryStatus(BatteryStatus status) {
-  take(strap::Stream::battery, {status.soc, status.inCharge ? 1.0F : 0.0F});
+  take(simulator::Stream::battery, {status.soc, status.inCharge ? 1.0F : 0.0F});
   session_->didReceiveBatteryStatus(status);
 }
 
 void Probe::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
                                 float az) {
-  take(strap::Stream::motion, {qw, qx, qy, qz, ax, ay, az});
+  take(simulator::Stream::motion, {qw, qx, qy, qz, ax, ay, az});
   session_->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
 }
 
-void Probe::take(strap::Stream stream, const std::vector<float>& values) {
+void Probe::take(simulator::Stream stream, const std::vector<float>& values) {
   // What comes without a connection shows as a value that nobody has sent.
   if (!connected()) ++unmatched_;
   if (links_.empty()) return;

@@ -55,7 +55,7 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
   const std::vector<SeenLink>& links() const { return links_; }
   bool connected() const { return !links_.empty() && !links_.back().ended; }
   /// Values of the present link, 0 without one.
-  std::size_t received(strap::Stream stream) const;
+  std::size_t received(simulator::Stream stream) const;
   std::size_t disconnections() const { return disconnections_; }
   /// Told once more than there was a connection to end.
   std::size_t unmatched() const { return unmatched_; }
@@ -74,7 +74,7 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
 
  private:
   Probe() = default;
-  void take(strap::Stream stream, const std::vector<float>& values);
+  void take(simulator::Stream stream, const std::vector<float>& values);
 
   std::vector<SeenLink> links_;
   std::size_t disconnections_ = 0;

@@ -2,7 +2,7 @@
 /// @file
 /// The checks of one session with one strap.
 
-#include <platforms/bluez/bluetooth.h>
+#include <hosts/bluez/bluetooth.h>
 #include <tests/bluetooth/check/probe.h>
 #include <tests/bluetooth/check/report.h>
 #include <tests/bluetooth/check/stage.h>

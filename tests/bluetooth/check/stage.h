@@ -3,7 +3,7 @@
 /// Where the checks take place: the queue that keeps turning while a check waits, the guest's
 /// commands, the straps, and the figures of this process.
 
-#include <platforms/main_queue/main_queue.h>
+#include <hosts/main_queue/main_queue.h>
 
 #include <chrono>
 #include <cstddef>

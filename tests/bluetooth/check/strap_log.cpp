@@ -1,6 +1,6 @@
 #include <tests/bluetooth/check/strap_log.h>
 
-#include <platforms/foundation/data.h>
+#include <hosts/foundation/data.h>
 #include <zephly/protocol/frame_decoders.h>
 
 #include <algorithm>
@@ -15,9 +15,9 @@ namespace Zephly::bluetooth_check {
 
 namespace {
 
-std::optional<strap::Stream> streamNamed(std::string_view name) {
-  for (const strap::Stream stream : strap::allStreams) {
-    if (strap::streamName(stream) == name) return stream;
+std::optional<simulator::Stream> streamNamed(std::string_view name) {
+  for (const simulator::Stream stream : simulator::allStreams) {
+    if (simulator::streamName(stream) == name) return stream;
   }
   return std::nullopt;
 }
@@ -38,21 +38,21 @@ Reading readingOf(const std::vector<float>& values) {
   return reading;
 }
 
-Reading readingOf(strap::Stream stream, const std::vector<std::uint8_t>& frame) {
-  const platforms::Data data(frame);
+Reading readingOf(simulator::Stream stream, const std::vector<std::uint8_t>& frame) {
+  const hosts::Data data(frame);
   switch (stream) {
-    case strap::Stream::ecg:
-    case strap::Stream::respiration:
+    case simulator::Stream::ecg:
+    case simulator::Stream::respiration:
       return readingOf(FrameDecoders::calculateECGValue(data));
-    case strap::Stream::temperature: {
+    case simulator::Stream::temperature: {
       const auto value = FrameDecoders::calculateTemperatureValue(data);
       return readingOf({value.objectTemperature, value.ambientTemperature});
     }
-    case strap::Stream::battery: {
+    case simulator::Stream::battery: {
       const auto value = FrameDecoders::calculateBatterySOCValue(data);
       return readingOf({value.soc, value.inCharge ? 1.0F : 0.0F});
     }
-    case strap::Stream::motion: {
+    case simulator::Stream::motion: {
       const auto value = FrameDecoders::calculateMotionValue(data);
       return readingOf({value.qw, value.qx, value.qy, value.qz, value.ax, value.ay, value.az});
     }

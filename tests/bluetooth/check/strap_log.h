@@ -8,7 +8,7 @@
 ///   12.412345 sent ecg 0a1b...
 ///   15.000000 disconnected 13
 
-#include <strap/frame.h>
+#include <simulator/frame.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -23,14 +23,14 @@ namespace Zephly::bluetooth_check {
 
 /// One value as its floats' bits, so that NaN and -0 compare as themselves.
 using Reading = std::vector<std::uint32_t>;
-using Readings = std::map<strap::Stream, std::vector<Reading>>;
+using Readings = std::map<simulator::Stream, std::vector<Reading>>;
 
 /// What the kit makes of the bytes of one frame.
-Reading readingOf(strap::Stream stream, const std::vector<std::uint8_t>& frame);
+Reading readingOf(simulator::Stream stream, const std::vector<std::uint8_t>& frame);
 Reading readingOf(const std::vector<float>& values);
 
 /// Of each value, seconds of the monotonic clock.
-using Times = std::map<strap::Stream, std::vector<double>>;
+using Times = std::map<simulator::Stream, std::vector<double>>;
 
 /// One connection as the strap saw it.
 struct StrapLink {

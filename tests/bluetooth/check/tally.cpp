@@ -31,7 +31,7 @@ Tally compareStream(const std::vector<Reading>& sent, const std::vector<Reading>
   return tally;
 }
 
-std::vector<Reading> of(const Readings& readings, strap::Stream stream) {
+std::vector<Reading> of(const Readings& readings, simulator::Stream stream) {
   const auto found = readings.find(stream);
   return found == readings.end() ? std::vector<Reading>() : found->second;
 }
@@ -51,7 +51,7 @@ Tally& Tally::operator+=(const Tally& other) {
 
 Tally compare(const Readings& sent, const Readings& received) {
   Tally total;
-  for (const strap::Stream stream : strap::allStreams) {
+  for (const simulator::Stream stream : simulator::allStreams) {
     total += compareStream(of(sent, stream), of(received, stream));
   }
   return total;

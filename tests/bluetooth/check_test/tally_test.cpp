@@ -13,7 +13,7 @@
 namespace {
 
 using namespace Zephly::bluetooth_check;
-using Zephly::strap::Stream;
+using Zephly::simulator::Stream;
 
 Readings ecgOf(const std::vector<std::uint32_t>& values) {
   Readings readings;

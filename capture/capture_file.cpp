@@ -1,0 +1,74 @@
+#include <capture/capture_file.h>
+
+#include <capture/capture_error.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+namespace Zephly::capture {
+
+namespace {
+
+// What is read at once where less is wanted.
+constexpr std::size_t pieceSize = 65'536;
+
+[[noreturn]] void fail(const std::filesystem::path& path, std::uint64_t offset,
+                       const std::string& what, int errorNumber) {
+  throw CaptureError(CaptureError::Kind::unusable, path, offset,
+                     what + ": " + std::generic_category().message(errorNumber));
+}
+
+}  // namespace
+
+CaptureFile::CaptureFile(const std::filesystem::path& path)
+    // A pipe without a writer is opened at once, and a terminal does not become ours.
+    : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+  if (descriptor_ < 0) fail(path, 0, "cannot be opened", errno);
+  struct stat status {};
+  const int failed = ::fstat(descriptor_, &status) < 0 ? errno : 0;
+  if (failed == 0 && S_ISREG(status.st_mode)) return;
+  ::close(descriptor_);
+  if (failed != 0) fail(path, 0, "cannot be opened", failed);
+  throw CaptureError(CaptureError::Kind::unusable, path, 0,
+                     S_ISDIR(status.st_mode) ? "a directory, not a capture"
+                                             : "not a regular file, so not a capture");
+}
+
+CaptureFile::~CaptureFile() { ::close(descriptor_); }
+
+std::span<const std::uint8_t> CaptureFile::held(std::uint64_t offset, std::size_t count) const {
+  if (offset < begin_ || offset - begin_ > held_.size()) return {};
+  const auto rest = std::span(held_).subspan(static_cast<std::size_t>(offset - begin_));
+  return rest.first(std::min(count, rest.size()));
+}
+
+std::span<const std::uint8_t> CaptureFile::at(std::uint64_t offset, std::size_t count) {
+  const auto before = held(offset, count);
+  if (before.size() == count || failed_) return before;
+  held_.resize(std::max(count, pieceSize));
+  begin_ = offset;
+  std::size_t filled = 0;
+  while (filled < held_.size()) {
+    const ssize_t got = ::pread(descriptor_, held_.data() + filled, held_.size() - filled,
+                                static_cast<off_t>(offset + filled));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      const int errorNumber = errno;
+      failed_ = true;
+      held_.clear();
+      fail(path_, offset + filled, "cannot be read", errorNumber);
+    }
+    if (got == 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  held_.resize(filled);
+  return held(offset, count);
+}
+
+}  // namespace Zephly::capture

@@ -1,0 +1,340 @@
+#include <hosts/bluez/bus.h>
+
+#include <hosts/bluez/bus_message.h>
+#include <hosts/bluez/sdbus_version.h>
+
+#include <poll.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Zephly::bluez {
+
+namespace {
+
+// Objects of our own -----------------------------------------------------------------------------
+
+void answer(const Method& method, sdbus::MethodCall& call) {
+  try {
+    const Arguments values = method.answer(readAll(call));
+    sdbus::MethodReply reply = call.createReply();
+    writeAll(reply, values);
+    reply.send();
+  } catch (const BusError& error) {
+    call.createErrorReply(sdbus_version::error(error.name(), error.what())).send();
+  } catch (const std::exception& error) {
+    constexpr const char* failed = "org.freedesktop.DBus.Error.Failed";
+    call.createErrorReply(sdbus_version::error(failed, error.what())).send();
+  }
+}
+
+sdbus_version::Interface declarationOf(const Interface& interface) {
+  sdbus_version::Interface declaration{interface.name, {}, {}};
+  for (const Method& method : interface.methods) {
+    declaration.methods.push_back({method.name, method.input, method.output,
+                                   [method](sdbus::MethodCall& call) { answer(method, call); }});
+  }
+  for (const Property& property : interface.properties) {
+    declaration.properties.push_back(
+        {property.name, property.signature,
+         [read = property.read](sdbus::PropertyGetReply& reply) { writeValue(reply, read()); }});
+  }
+  return declaration;
+}
+
+// The bus ----------------------------------------------------------------------------------------
+
+class SdBus final : public Bus {
+ public:
+  SdBus(main_queue::MainQueue& queue, std::unique_ptr<sdbus::IConnection> connection)
+      : queue_(queue), connection_(std::move(connection)) {
+    read_ = queue_.watch(connection_->getEventLoopPollData().fd, main_queue::Interest::read,
+                         [this] { turn(); });
+    arm();
+  }
+
+  void call(const Destination& destination, const Arguments& arguments,
+            std::chrono::milliseconds timeout, ReplyHandler handler) override {
+    const std::uint64_t id = ++lastId_;
+    Call& call = calls_[id];
+    call.handler = std::move(handler);
+    try {
+      call.proxy = sdbus_version::createProxy(*connection_, destination.service, destination.path);
+      auto message =
+          sdbus_version::createCall(*call.proxy, destination.interface, destination.method);
+      writeAll(message, arguments);
+      sdbus_version::send(
+          *call.proxy, message, timeout,
+          [this, id](sdbus::MethodReply& reply, const sdbus::Error* error) {
+            replied(id, error == nullptr ? Reply{readAll(reply), {}, {}} : failureOf(*error));
+          });
+    } catch (const sdbus::Error& error) {
+      replied(id, failureOf(error));
+    }
+    arm();
+  }
+
+  void tell(const Destination& destination, const Arguments& arguments) override {
+    try {
+      const auto proxy =
+          sdbus_version::createProxy(*connection_, destination.service, destination.path);
+      auto message = sdbus_version::createCall(*proxy, destination.interface, destination.method);
+      writeAll(message, arguments);
+      message.dontExpectReply();
+      message.send(0);
+    } catch (const sdbus::Error&) {
+      // Nobody wants to hear of it, and a lost bus is told elsewhere.
+      return;
+    }
+    arm();
+  }
+
+  void settle(std::chrono::milliseconds limit) override {
+    constexpr const char* name = "org.freedesktop.DBus";
+    try {
+      // The bus reads from a connection in order: its answer to the last message answers all.
+      const auto proxy = sdbus_version::createProxy(*connection_, name, "/org/freedesktop/DBus");
+      const auto message = sdbus_version::createCall(*proxy, name, "GetId");
+      const auto microseconds = std::chrono::microseconds(limit).count();
+      static_cast<void>(message.send(static_cast<std::uint64_t>(microseconds)));
+    } catch (const sdbus::Error&) {
+      // It is lost, or does not answer: then there is nothing more that could be done.
+      return;
+    }
+    arm();
+  }
+
+  Subscription onSignal(const std::string& rule, SignalHandler handler) override {
+    const std::uint64_t id = ++lastId_;
+    const auto shared = std::make_shared<const SignalHandler>(std::move(handler));
+    try {
+      const auto take = [this, id, shared](sdbus::Message& message) {
+        const auto origin = sdbus_version::originOf(message);
+        Signal signal{origin.sender, origin.path, origin.interface, origin.member,
+                      readAll(message)};
+        later([this, id, shared, signal = std::move(signal)] {
+          if (subscriptions_.count(id) != 0) (*shared)(signal);
+        });
+      };
+      subscriptions_[id] = sdbus_version::addMatch(*connection_, rule, take);
+    } catch (const sdbus::Error& error) {
+      subscriptions_.erase(id);
+      throw BusError(error.getName(), error.getMessage());
+    }
+    arm();
+    // The pointer is only a mark that is not null; the deleter is what it is about.
+    return {this, [weak = std::weak_ptr<void>(alive_), this, id](void*) {
+              if (!weak.expired()) subscriptions_.erase(id);
+            }};
+  }
+
+  std::unique_ptr<ExportedObject> exportObject(const std::string& path,
+                                               const std::vector<Interface>& interfaces,
+                                               bool objectManager) override {
+    const std::uint64_t id = ++lastId_;
+    try {
+      std::vector<sdbus_version::Interface> declarations;
+      declarations.reserve(interfaces.size());
+      for (const Interface& one : interfaces) declarations.push_back(declarationOf(one));
+      auto object = sdbus_version::createObject(*connection_, path, declarations);
+      if (objectManager) object->addObjectManager();
+      objects_[id] = std::move(object);
+    } catch (const sdbus::Error& error) {
+      throw BusError(error.getName(), error.getMessage());
+    }
+    return std::make_unique<Exported>(*this, id);
+  }
+
+  void onLost(std::function<void()> handler) override { lostHandler_ = std::move(handler); }
+
+ private:
+  struct Call {
+    std::unique_ptr<sdbus::IProxy> proxy;
+    ReplyHandler handler;
+  };
+
+  class Exported final : public ExportedObject {
+   public:
+    Exported(SdBus& bus, std::uint64_t id) : bus_(bus), id_(id), alive_(bus.alive_) {}
+    Exported(const Exported&) = delete;
+    Exported& operator=(const Exported&) = delete;
+    ~Exported() override {
+      if (!alive_.expired()) bus_.objects_.erase(id_);
+    }
+
+    void announce(const std::string& interface, const std::string& property) override {
+      if (alive_.expired()) return;
+      try {
+        sdbus_version::announceChange(*bus_.objects_.at(id_), interface, property);
+      } catch (const sdbus::Error&) {
+        return;
+      }
+      bus_.arm();
+    }
+
+   private:
+    SdBus& bus_;  ///< valid while alive_
+    std::uint64_t id_;
+    std::weak_ptr<void> alive_;
+  };
+
+  static Reply failureOf(const sdbus::Error& error) {
+    return {{}, error.getName(), error.getMessage()};
+  }
+
+  void replied(std::uint64_t id, Reply reply) {
+    later([this, id, reply = std::move(reply)] {
+      const auto call = calls_.find(id);
+      if (call == calls_.end()) return;
+      const ReplyHandler handler = std::move(call->second.handler);
+      calls_.erase(call);
+      handler(reply);
+    });
+  }
+
+  // To be done by this turn or the next, outside the library.
+  void later(std::function<void()> job) {
+    inbox_.push_back(std::move(job));
+    ring();
+  }
+
+  void ring() {
+    if (rung_ || inTurn_) return;
+    rung_ = true;
+    queue_.post([this, weak = std::weak_ptr<void>(alive_)] {
+      if (weak.expired()) return;
+      rung_ = false;
+      turn();
+    });
+  }
+
+  // Takes what has arrived, in portions that leave others on the queue their turn.
+  void turn() {
+    constexpr int portion = 64;
+    const std::weak_ptr<void> alive = alive_;
+    inTurn_ = true;
+    try {
+      bool more = true;
+      for (int i = 0; more && i < portion; ++i) {
+        more = process();
+        while (!inbox_.empty()) {
+          const auto job = std::move(inbox_.front());
+          inbox_.pop_front();
+          job();
+          if (alive.expired()) return;
+        }
+      }
+      inTurn_ = false;
+      if (more) ring();
+    } catch (...) {
+      // A handler threw: nothing else is lost.
+      if (!alive.expired()) {
+        inTurn_ = false;
+        ring();
+      }
+      throw;
+    }
+    if (lost_) {
+      const auto handler = std::exchange(lostHandler_, nullptr);
+      if (handler) handler();
+    } else {
+      arm();
+    }
+  }
+
+  // True when there may be more.
+  bool process() {
+    if (lost_) return false;
+    try {
+      return sdbus_version::processPending(*connection_);
+    } catch (const sdbus::Error&) {
+      lost_ = true;
+      read_.cancel();
+      write_.cancel();
+      timer_.cancel();
+      return false;
+    }
+  }
+
+  // Waits for what the library wants to wait for.
+  void arm() {
+    if (lost_ || inTurn_) return;
+    const auto data = connection_->getEventLoopPollData();
+    if ((data.events & POLLOUT) == 0) {
+      write_.cancel();
+    } else if (!write_.active()) {
+      write_ = queue_.watch(data.fd, main_queue::Interest::write, [this] { turn(); });
+    }
+    const auto left = sdbus_version::timeLeft(data);
+    if (!left) {
+      timer_.cancel();
+    } else if (left->count() <= 0) {
+      ring();
+    } else {
+      timer_ = queue_.after(*left, [this] { turn(); });
+    }
+  }
+
+  main_queue::MainQueue& queue_;
+  std::shared_ptr<void> alive_ = std::make_shared<char>();
+  std::deque<std::function<void()>> inbox_;
+  std::function<void()> lostHandler_;
+  bool rung_ = false;
+  bool inTurn_ = false;
+  bool lost_ = false;
+  std::uint64_t lastId_ = 0;
+  // What belongs to the connection goes before it.
+  std::unique_ptr<sdbus::IConnection> connection_;
+  std::map<std::uint64_t, Call> calls_;
+  std::map<std::uint64_t, sdbus::Slot> subscriptions_;
+  std::map<std::uint64_t, std::unique_ptr<sdbus::IObject>> objects_;
+  main_queue::Watch read_;
+  main_queue::Watch write_;
+  main_queue::Timer timer_;
+};
+
+// The system bus at another address, while the object lives. The library's own way to open a bus at
+// an address leaks its connection when that fails (version 1.2), and opening is tried for ever.
+class SystemBusAddress {
+ public:
+  explicit SystemBusAddress(const std::string& address) {
+    if (const char* before = std::getenv(variable)) before_ = before;
+    if (!address.empty()) ::setenv(variable, address.c_str(), 1);
+  }
+  SystemBusAddress(const SystemBusAddress&) = delete;
+  SystemBusAddress& operator=(const SystemBusAddress&) = delete;
+  ~SystemBusAddress() {
+    if (before_) {
+      ::setenv(variable, before_->c_str(), 1);
+    } else {
+      ::unsetenv(variable);
+    }
+  }
+
+ private:
+  static constexpr const char* variable = "DBUS_SYSTEM_BUS_ADDRESS";
+  std::optional<std::string> before_;
+};
+
+}  // namespace
+
+std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& address) {
+  try {
+    const SystemBusAddress used(address);
+    return std::make_unique<SdBus>(queue, sdbus::createSystemBusConnection());
+  } catch (const sdbus::Error& error) {
+    throw BusError(error.getName(), error.getMessage());
+  }
+}
+
+}  // namespace Zephly::bluez

@@ -1,0 +1,252 @@
+#include <hosts/bluez/daemon.h>
+
+#include <hosts/bluez/names.h>
+#include <hosts/foundation/one_line.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace Zephly::bluez {
+
+namespace {
+
+constexpr const char* accessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+
+bool concernsUs(const std::string& interface) {
+  return interface == adapterInterface || interface == deviceInterface ||
+         interface == serviceInterface || interface == characteristicInterface;
+}
+
+}  // namespace
+
+Daemon::Daemon(main_queue::MainQueue& queue, std::string busAddress, const Timing& timing,
+               DaemonListener& listener)
+    : queue_(queue),
+      busAddress_(std::move(busAddress)),
+      timing_(timing),
+      listener_(listener),
+      retry_(queue, timing),
+      refreshRetry_(queue, timing) {
+  queue_.post([this, weak = std::weak_ptr<void>(alive_)] {
+    if (!weak.expired()) openBus();
+  });
+}
+
+void Daemon::call(const std::string& path, const std::string& interface, const std::string& method,
+                  const Arguments& arguments, std::chrono::milliseconds timeout,
+                  Bus::ReplyHandler handler) {
+  if (bus_ && !owner_.empty()) {
+    // To the owner and not to the name: what was meant for one service never reaches the next.
+    bus_->call({owner_, path, interface, method}, arguments, timeout, std::move(handler));
+    return;
+  }
+  queue_.post([weak = std::weak_ptr<void>(alive_), handler = std::move(handler)] {
+    if (weak.expired()) return;
+    handler({{}, "org.freedesktop.DBus.Error.ServiceUnknown", "bluetoothd is not running"});
+  });
+}
+
+void Daemon::tell(const std::string& path, const std::string& interface,
+                  const std::string& method) {
+  if (bus_ && !owner_.empty()) bus_->tell({owner_, path, interface, method}, {});
+}
+
+void Daemon::settle() {
+  if (bus_) bus_->settle(timing_.leaveLimit);
+}
+
+void Daemon::refresh(std::function<void(bool)> handler) {
+  call("/", objectManagerInterface, "GetManagedObjects", {}, timing_.callLimit,
+       [this, handler = std::move(handler), owner = owner_](const Reply& reply) {
+         if (owner != owner_ || !ready()) return handler(false);
+         const auto changes = reply ? tree_.replace(reply.values) : std::nullopt;
+         const std::weak_ptr<void> alive = alive_;
+         if (changes) tellChanges(*changes);
+         if (!alive.expired()) handler(changes.has_value());
+       });
+}
+
+void Daemon::refresh(const std::string& path, const std::string& interface,
+                     std::function<void(bool)> handler) {
+  call(path, propertiesInterface, "GetAll", {interface}, timing_.callLimit,
+       [this, path, interface, handler = std::move(handler), owner = owner_](const Reply& reply) {
+         const auto* all = at<Dictionary>(reply.values, 0);
+         if (owner != owner_ || !ready() || !reply || all == nullptr) return handler(false);
+         const std::weak_ptr<void> alive = alive_;
+         tellChanges(tree_.refresh(path, interface, *all));
+         if (!alive.expired()) handler(true);
+       });
+}
+
+void Daemon::openBus() {
+  try {
+    bus_ = Bus::open(queue_, busAddress_);
+    bus_->onLost([this] { busLost(); });
+    signals_ = bus_->onSignal("type='signal',sender='org.bluez'",
+                              [this](const Signal& signal) { take(signal); });
+    owners_ = bus_->onSignal(
+        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+        "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.bluez'",
+        [this](const Signal& signal) {
+          const auto* owner = at<std::string>(signal.arguments, 2);
+          if (signal.sender != busName || owner == nullptr || *owner == owner_) return;
+          const std::weak_ptr<void> alive = alive_;
+          if (!owner_.empty() || owner->empty()) ownerGone();
+          if (!alive.expired() && !owner->empty()) ownerIs(*owner);
+        });
+  } catch (const BusError& error) {
+    bus_.reset();
+    retry_.later([this] { openBus(); });
+    become(State::noBus, error.what());
+    return;
+  }
+  retry_.succeeded();
+  askForOwner();
+}
+
+void Daemon::busLost() {
+  signals_.reset();
+  owners_.reset();
+  bus_.reset();
+  retry_.later([this] { openBus(); });
+  const auto changes = tree_.clear();
+  owner_.clear();
+  const std::weak_ptr<void> alive = alive_;
+  become(State::noBus, "the bus has closed the connection");
+  if (!alive.expired()) tellChanges(changes);
+}
+
+void Daemon::askForOwner() {
+  bus_->call({busName, busPath, busName, "GetNameOwner"}, {bluezService}, timing_.callLimit,
+             [this](const Reply& reply) {
+               const auto* owner = at<std::string>(reply.values, 0);
+               if (!owner_.empty()) return;
+               if (reply && owner != nullptr && !owner->empty()) {
+                 ownerIs(*owner);
+               } else {
+                 startService();
+               }
+             });
+}
+
+void Daemon::startService() {
+  // Where the bus knows how to start it. The owner is told by a signal.
+  bus_->call({busName, busPath, busName, "StartServiceByName"}, {bluezService, std::uint32_t{0}},
+             timing_.callLimit, [this](const Reply& reply) {
+               if (owner_.empty() && !reply) become(State::noService, reply.errorText());
+             });
+}
+
+void Daemon::ownerIs(const std::string& owner) {
+  owner_ = owner;
+  load();
+}
+
+void Daemon::ownerGone() {
+  owner_.clear();
+  retry_.succeeded();
+  const auto changes = tree_.clear();
+  const std::weak_ptr<void> alive = alive_;
+  become(State::noService, "bluetoothd has stopped");
+  if (!alive.expired()) tellChanges(changes);
+}
+
+void Daemon::load() {
+  call("/", objectManagerInterface, "GetManagedObjects", {}, timing_.callLimit,
+       [this, owner = owner_](const Reply& reply) {
+         if (owner != owner_) return;
+         const auto changes = reply ? tree_.replace(reply.values) : std::nullopt;
+         if (changes) {
+           retry_.succeeded();
+           const std::weak_ptr<void> alive = alive_;
+           become(State::ready, {});
+           if (!alive.expired()) tellChanges(*changes);
+           return;
+         }
+         retry_.later([this] { load(); });
+         if (reply.errorName == accessDenied) {
+           become(State::noPermission, reply.errorText());
+         } else {
+           become(State::noService, reply ? "bluetoothd does not list its objects"
+                                          : "bluetoothd does not answer: " + reply.errorText());
+         }
+       });
+}
+
+void Daemon::become(State state, const std::string& message) {
+  std::string reason = hosts::oneLine(message);  // part of a line that people read
+  if (state_ == state && reason_ == reason) return;
+  state_ = state;
+  reason_ = std::move(reason);
+  listener_.daemonChanged();
+}
+
+void Daemon::take(const Signal& signal) {
+  // The bus also delivers what others have asked for, and the last words of a service before.
+  if (signal.sender != owner_ || !ready()) return;
+  if (signal.interface == propertiesInterface) {
+    if (signal.member == "PropertiesChanged") takeProperties(signal);
+  } else if (signal.interface == objectManagerInterface) {
+    const std::weak_ptr<void> alive = alive_;
+    const bool added = signal.member == "InterfacesAdded";
+    if (added) {
+      tellChanges(tree_.add(signal.arguments));
+    } else if (signal.member == "InterfacesRemoved") {
+      tellChanges(tree_.remove(signal.arguments));
+    }
+    const auto* path = at<std::string>(signal.arguments, 0);
+    if (alive.expired() || !added || path == nullptr) return;
+    if (tree_.property<std::int64_t>(*path, deviceInterface, "RSSI") != nullptr) {
+      listener_.deviceHeard(*path);
+    }
+  } else if (signal.interface == deviceInterface && signal.member == "Disconnected") {
+    const auto* name = at<std::string>(signal.arguments, 0);
+    const auto* message = at<std::string>(signal.arguments, 1);
+    if (message != nullptr && !message->empty()) {
+      listener_.disconnectionExplained(signal.path, *message);
+    } else if (name != nullptr && !name->empty()) {
+      listener_.disconnectionExplained(signal.path, *name);
+    }
+  }
+}
+
+void Daemon::takeProperties(const Signal& signal) {
+  const auto* interface = at<std::string>(signal.arguments, 0);
+  const auto* values = at<Dictionary>(signal.arguments, 1);
+  if (interface == nullptr || values == nullptr) return;
+  const std::weak_ptr<void> alive = alive_;
+  if (*interface == characteristicInterface) {
+    if (const auto* value = find<Bytes>(*values, "Value")) {
+      listener_.valueArrived(signal.path, *value);
+    }
+    // Values are events, no state to be kept.
+    if (alive.expired() || values->count("Value") != 0) return;
+  }
+  const auto changes = tree_.change(signal.path, signal.arguments);
+  if (!changes) {
+    if (concernsUs(*interface)) refreshSoon();
+    return;
+  }
+  tellChanges(*changes);
+  if (alive.expired() || *interface != deviceInterface) return;
+  if (values->count("RSSI") != 0 || values->count("Name") != 0) listener_.deviceHeard(signal.path);
+}
+
+void Daemon::tellChanges(const ObjectChanges& changes) {
+  const std::weak_ptr<void> alive = alive_;
+  for (const ObjectChange& change : changes) {
+    listener_.objectChanged(change);
+    if (alive.expired()) return;
+  }
+}
+
+void Daemon::refreshSoon() {
+  if (refreshRetry_.waiting()) return;
+  refreshRetry_.later([this] {
+    refresh([this](bool done) {
+      if (done) refreshRetry_.succeeded();
+    });
+  });
+}
+
+}  // namespace Zephly::bluez

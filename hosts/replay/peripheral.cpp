@@ -1,0 +1,158 @@
+#include <hosts/replay/peripheral.h>
+
+#include <hosts/foundation/one_line.h>
+#include <hosts/replay/contradiction.h>
+
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace Zephly::replay {
+
+namespace {
+
+using capture::Listed;
+using capture::ObjectId;
+
+std::string named(std::string_view kind, ObjectId id) {
+  return std::string(kind) + " " + std::to_string(id);
+}
+
+// Objects are told apart by address: nothing can be in a list twice.
+void checkOnce(std::string_view kind, const std::vector<Listed>& listed) {
+  std::set<ObjectId> seen;
+  for (const Listed& entry : listed) {
+    if (seen.insert(entry.id).second) continue;
+    throw Contradiction(named(kind, entry.id) + " stands twice in one list");
+  }
+}
+
+void checkSame(std::string_view kind, ObjectId id, bool same) {
+  if (same) return;
+  throw Contradiction(named(kind, id) + " is another one than when it was listed first");
+}
+
+}  // namespace
+
+CBUUID recordedUUID(const std::string& text) {
+  const auto uuid = CBUUID::parse(text);
+  if (!uuid) throw Contradiction("an identifier that is no Bluetooth UUID");
+  return *uuid;
+}
+
+void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
+  delegate_ = std::move(delegate);
+}
+
+// The answers are those in the capture, whatever the filters are: they were asked for with the
+// kit's, which has none.
+
+void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& /*serviceUUIDs*/) {
+  if (connection_) connection_->servicesAsked = true;
+}
+
+std::optional<std::vector<std::shared_ptr<CBService>>> Peripheral::services() const {
+  if (!connection_) return std::nullopt;
+  return connection_->discovered;
+}
+
+void Peripheral::discoverCharacteristics(
+    const std::optional<std::vector<CBUUID>>& /*characteristicUUIDs*/,
+    const std::shared_ptr<CBService>& service) {
+  const auto own = std::dynamic_pointer_cast<Service>(service);
+  if (connection_ && own) own->ask();
+}
+
+void Peripheral::setNotifyValue(bool enabled,
+                                const std::shared_ptr<CBCharacteristic>& characteristic) {
+  const auto own = std::dynamic_pointer_cast<Characteristic>(characteristic);
+  if (connection_ && own) own->ask(enabled);
+}
+
+std::string Peripheral::text() const { return named("peripheral", id_); }
+
+void Peripheral::request() {
+  if (!retired_ && !connection_) requested_ = true;
+}
+
+void Peripheral::connect() {
+  if (connection_) throw Contradiction(text() + " is connected twice");
+  requested_ = false;
+  connection_ = Connection();
+}
+
+void Peripheral::failToConnect() {
+  if (connection_) throw Contradiction(text() + " cannot be connected, but is");
+  requested_ = false;
+}
+
+void Peripheral::disconnect() {
+  requireConnection();
+  connection_.reset();
+}
+
+void Peripheral::retire() {
+  retired_ = true;
+  requested_ = false;
+  connection_.reset();
+}
+
+void Peripheral::listServices(const std::vector<Listed>& listed) {
+  Connection& connection = requireConnection();
+  checkOnce("service", listed);
+  std::vector<std::shared_ptr<CBService>> services;
+  services.reserve(listed.size());
+  for (const Listed& entry : listed) services.push_back(serviceOf(entry));
+  connection.discovered = std::move(services);
+}
+
+std::shared_ptr<Service> Peripheral::listCharacteristics(ObjectId service,
+                                                         const std::vector<Listed>& listed) {
+  Connection& connection = requireConnection();
+  const auto found = connection.services.find(service);
+  if (found == connection.services.end()) {
+    throw Contradiction(named("service", service) + " is none of " + text());
+  }
+  checkOnce("characteristic", listed);
+  Service::List characteristics;
+  characteristics.reserve(listed.size());
+  for (const Listed& entry : listed) characteristics.push_back(characteristicOf(service, entry));
+  found->second->setCharacteristics(std::move(characteristics));
+  return found->second;
+}
+
+std::shared_ptr<Characteristic> Peripheral::characteristic(ObjectId id) const {
+  if (!connection_) throw Contradiction(text() + " is not connected");
+  const auto found = connection_->characteristics.find(id);
+  if (found == connection_->characteristics.end()) {
+    throw Contradiction(named("characteristic", id) + " is none of " + text());
+  }
+  return found->second.object;
+}
+
+Peripheral::Connection& Peripheral::requireConnection() {
+  if (!connection_) throw Contradiction(text() + " is not connected");
+  return *connection_;
+}
+
+std::shared_ptr<Service> Peripheral::serviceOf(const Listed& listed) {
+  const CBUUID uuid = recordedUUID(listed.UUID);
+  auto& known = connection_->services[listed.id];
+  if (!known) known = std::make_shared<Service>(uuid);
+  checkSame("service", listed.id, known->UUID() == uuid);
+  return known;
+}
+
+std::shared_ptr<Characteristic> Peripheral::characteristicOf(ObjectId service,
+                                                             const Listed& listed) {
+  const CBUUID uuid = recordedUUID(listed.UUID);
+  const std::string description = hosts::oneLine(listed.description);
+  ListedCharacteristic& known = connection_->characteristics[listed.id];
+  if (!known.object) known = {service, std::make_shared<Characteristic>(uuid, description)};
+  checkSame("characteristic", listed.id,
+            known.service == service && known.object->UUID() == uuid &&
+                known.object->description() == description);
+  return known.object;
+}
+
+}  // namespace Zephly::replay

@@ -1,0 +1,49 @@
+#include <hosts/replay/record_order.h>
+
+#include <capture/format.h>
+#include <capture/text.h>
+
+#include <utility>
+
+namespace Zephly::replay {
+
+namespace {
+
+using capture::CaptureError;
+
+// A clock of nanoseconds goes further: what is added to a time in a capture does not overflow.
+constexpr auto latest = std::chrono::duration_cast<std::chrono::nanoseconds>(
+    std::chrono::duration<double>(capture::longestTime));
+
+}  // namespace
+
+RecordOrder::RecordOrder(std::filesystem::path file) : file_(std::move(file)), reader_(file_) {}
+
+std::optional<capture::Record> RecordOrder::next() {
+  offset_ = reader_.offset();
+  auto record = reader_.next();
+  if (record) {
+    const auto time = record->stamp.monotonic;
+    if (time < time_) throw damaged("time runs backwards");
+    if (time > latest) throw damaged("a time that no session reaches");
+    time_ = time;
+  } else if (!reader_.ended()) {
+    throw CaptureError(CaptureError::Kind::cut, file_, reader_.offset(),
+                       "the capture stops here without its end");
+  }
+  return record;
+}
+
+CaptureError RecordOrder::damaged(const std::string& what) const {
+  return {CaptureError::Kind::damaged, file_, offset_, what};
+}
+
+std::optional<std::string> RecordOrder::complaint(const Divergences& divergences) const {
+  if (divergences.count == 0) return std::nullopt;
+  return capture::printable(file_.string()) + ": " + std::to_string(divergences.count) +
+         (divergences.count == 1 ? " record" : " records") +
+         " that the session has not asked for; the first at " +
+         capture::clockText(divergences.firstTime) + ": " + divergences.first;
+}
+
+}  // namespace Zephly::replay

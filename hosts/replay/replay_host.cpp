@@ -1,0 +1,176 @@
+#include <hosts/replay/replay_host.h>
+
+#include <hosts/foundation/data.h>
+#include <hosts/foundation/error.h>
+#include <hosts/replay/contradiction.h>
+
+#include <utility>
+#include <variant>
+
+namespace Zephly::replay {
+
+namespace {
+
+// The kit asks a plain function.
+std::uint64_t processorTime = 0;
+
+std::shared_ptr<const NSError> errorOf(const capture::ErrorText& text) {
+  return text ? hosts::Error::of(*text) : nullptr;
+}
+
+}  // namespace
+
+ReplayHost::ReplayHost() : clockBefore_(setProcessorClock([] { return processorTime; })) {
+  processorTime = 0;
+  Host::use(this);
+}
+
+ReplayHost::~ReplayHost() {
+  Host::leave(this);
+  setProcessorClock(clockBefore_);
+  if (const auto central = central_.lock()) central->setState(CBManagerState::unsupported);
+  for (const auto& [id, peripheral] : peripherals_) peripheral->retire();
+}
+
+std::shared_ptr<CBCentralManager> ReplayHost::createCentralManager(
+    std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* /*queue*/,
+    const std::optional<CBOptions>& /*options*/) {
+  auto central = std::make_shared<Central>(std::move(delegate));
+  central_ = central;
+  return central;
+}
+
+void ReplayHost::deliver(const capture::Record& record) {
+  time_ = record.stamp.monotonic;
+  diverged_ = false;
+  processorTime = record.stamp.processor;
+  std::visit([this](const auto& what) { tell(what); }, record.what);
+}
+
+// Each in the same order: what cannot be is refused, what the kit has not asked for is counted, and
+// then it is told.
+
+void ReplayHost::tell(const capture::StateChanged& what) {
+  if (what.state < CBManagerState::unknown || what.state > CBManagerState::poweredOn) {
+    throw Contradiction("a state of the radio that there is not");
+  }
+  if (const auto central = central_.lock()) central->setState(what.state);
+  callCentral(
+      [](auto& delegate, const auto& central) { delegate.centralManagerDidUpdateState(central); });
+}
+
+void ReplayHost::tell(const capture::Discovered& what) {
+  CBAdvertisementData advertisement{.localName = what.localName, .serviceUUIDs = {}};
+  for (const std::string& uuid : what.serviceUUIDs) {
+    advertisement.serviceUUIDs.push_back(recordedUUID(uuid));
+  }
+  auto& known = peripherals_[what.peripheral];
+  if (!known) known = std::make_shared<Peripheral>(what.peripheral);
+  const auto found = known;
+  found->setName(what.name);
+  if (const auto central = central_.lock()) {
+    if (!central->scanning()) diverge("an advertisement of " + found->text() + " without a scan");
+  }
+  callCentral([&](auto& delegate, const auto& central) {
+    delegate.centralManagerDidDiscoverPeripheral(central, found, advertisement, what.RSSI);
+  });
+}
+
+void ReplayHost::tell(const capture::Connected& what) {
+  const auto connected = peripheral(what.peripheral);
+  const bool asked = connected->requested();
+  connected->connect();
+  if (!asked) diverge("a connection to " + connected->text() + " without a request");
+  callCentral([&](auto& delegate, const auto& central) {
+    delegate.centralManagerDidConnectPeripheral(central, connected);
+  });
+}
+
+void ReplayHost::tell(const capture::FailedToConnect& what) {
+  const auto failed = peripheral(what.peripheral);
+  const bool asked = failed->requested();
+  failed->failToConnect();
+  if (!asked) diverge("a failed connection to " + failed->text() + " without a request");
+  callCentral([&](auto& delegate, const auto& central) {
+    delegate.centralManagerDidFailToConnectPeripheral(central, failed, errorOf(what.error));
+  });
+}
+
+void ReplayHost::tell(const capture::Disconnected& what) {
+  const auto lost = peripheral(what.peripheral);
+  lost->disconnect();
+  callCentral([&](auto& delegate, const auto& central) {
+    delegate.centralManagerDidDisconnectPeripheral(central, lost, errorOf(what.error));
+  });
+}
+
+void ReplayHost::tell(const capture::ServicesDiscovered& what) {
+  const auto owner = peripheral(what.peripheral);
+  owner->listServices(what.services);
+  if (!owner->servicesAsked()) diverge("services of " + owner->text() + " without a discovery");
+  if (const auto delegate = owner->delegate()) {
+    delegate->peripheralDidDiscoverServices(owner, errorOf(what.error));
+  }
+}
+
+void ReplayHost::tell(const capture::CharacteristicsDiscovered& what) {
+  const auto owner = peripheral(what.peripheral);
+  const auto service = owner->listCharacteristics(what.service, what.characteristics);
+  if (!service->asked()) {
+    diverge("characteristics of service " + std::to_string(what.service) + " of " + owner->text() +
+            " without a discovery");
+  }
+  if (const auto delegate = owner->delegate()) {
+    delegate->peripheralDidDiscoverCharacteristicsForService(owner, service, errorOf(what.error));
+  }
+}
+
+void ReplayHost::tell(const capture::SubscriptionChanged& what) {
+  const auto owner = peripheral(what.peripheral);
+  const auto changed = owner->characteristic(what.characteristic);
+  if (!changed->asked()) {
+    diverge("the answer to a subscription to " + changed->UUID().UUIDString() +
+            " without a request");
+  }
+  if (const auto delegate = owner->delegate()) {
+    delegate->peripheralDidUpdateNotificationStateForCharacteristic(owner, changed,
+                                                                    errorOf(what.error));
+  }
+}
+
+void ReplayHost::tell(const capture::Value& what) {
+  const auto owner = peripheral(what.peripheral);
+  const auto sender = owner->characteristic(what.characteristic);
+  sender->setValue(what.bytes ? hosts::Data::of(*what.bytes) : nullptr);
+  if (!sender->subscribed()) {
+    diverge("a value of " + sender->UUID().UUIDString() + " without a subscription");
+  }
+  if (const auto delegate = owner->delegate()) {
+    delegate->peripheralDidUpdateValueForCharacteristic(owner, sender, errorOf(what.error));
+  }
+}
+
+void ReplayHost::tell(const capture::Ended& /*what*/) {}
+
+template <class Call>
+void ReplayHost::callCentral(const Call& call) {
+  const auto central = central_.lock();
+  if (!central) diverge("a report of a central that was not created");
+  const auto delegate = central ? central->delegate() : nullptr;
+  if (delegate) call(*delegate, central);
+}
+
+std::shared_ptr<Peripheral> ReplayHost::peripheral(capture::ObjectId id) const {
+  const auto found = peripherals_.find(id);
+  if (found != peripherals_.end()) return found->second;
+  throw Contradiction("peripheral " + std::to_string(id) + " was never discovered");
+}
+
+void ReplayHost::diverge(const std::string& what) {
+  if (std::exchange(diverged_, true)) return;
+  if (divergences_.count++ > 0) return;
+  divergences_.first = what;
+  divergences_.firstTime = time_;
+}
+
+}  // namespace Zephly::replay

@@ -1,0 +1,44 @@
+#pragma once
+/// @file
+/// Everything that a first application needs in place of a strap: a radio with one living strap in
+/// its reach, in real time, as the host in use.
+///
+///   Zephly::main_queue::MainQueue queue;
+///   Zephly::simulated::LivingStrap strap(queue);
+///   auto session = Zephly::Zephly::init(application);
+///   queue.run();
+
+#include <hosts/main_queue/main_queue.h>
+#include <hosts/simulated/pacer.h>
+#include <hosts/simulated/radio.h>
+#include <hosts/simulated/scheduler.h>
+#include <hosts/simulated/strap_device.h>
+#include <simulator/strap.h>
+#include <zephly/platform/export.h>
+
+namespace Zephly::simulated {
+
+/// One radio, one strap, one wearer; switched off when it is destroyed.
+class ZEPHLY_EXPORT LivingStrap {
+ public:
+  /// On `queue`, which must outlive it, at `speed` times real time (see Pacer). Throws
+  /// std::invalid_argument for a speed or a plan that cannot be.
+  explicit LivingStrap(main_queue::MainQueue& queue, const simulator::StrapOptions& options = {},
+                       double speed = 1);
+
+  /// Where more devices can be added.
+  Radio& radio() { return radio_; }
+  /// The strap on the air, and what it has sent.
+  const StrapDevice& device() const { return device_; }
+  /// What is true of the wearer.
+  const simulator::Strap& strap() const { return strap_; }
+
+ private:
+  Scheduler scheduler_;
+  Radio radio_;
+  simulator::Strap strap_;
+  StrapDevice device_;
+  Pacer pacer_;
+};
+
+}  // namespace Zephly::simulated

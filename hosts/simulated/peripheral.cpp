@@ -1,0 +1,123 @@
+#include <hosts/simulated/peripheral.h>
+
+#include <hosts/foundation/error.h>
+#include <hosts/simulated/central.h>
+#include <hosts/simulated/radio.h>
+
+#include <utility>
+
+namespace Zephly::simulated {
+
+Peripheral::Peripheral(Device& device, std::weak_ptr<Central> central)
+    : device_(&device), central_(std::move(central)) {}
+
+void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
+  delegate_ = std::move(delegate);
+}
+
+void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) {
+  if (link_) link_->discoverServices(serviceUUIDs);
+}
+
+std::optional<std::vector<std::shared_ptr<CBService>>> Peripheral::services() const {
+  if (!link_) return std::nullopt;
+  return link_->services();
+}
+
+void Peripheral::discoverCharacteristics(
+    const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
+    const std::shared_ptr<CBService>& service) {
+  if (link_) link_->discoverCharacteristics(characteristicUUIDs, service);
+}
+
+void Peripheral::setNotifyValue(bool enabled,
+                                const std::shared_ptr<CBCharacteristic>& characteristic) {
+  if (link_) link_->setNotifyValue(enabled, characteristic);
+}
+
+void Peripheral::request() {
+  if (device_ == nullptr || stage_ != Stage::idle) return;
+  stage_ = Stage::requested;
+  resume();
+}
+
+void Peripheral::resume() {
+  if (device_ == nullptr || stage_ != Stage::requested || attempting_) return;
+  if (!device_->inRange() || device_->radio_.state() != CBManagerState::poweredOn) return;
+  attempting_ = true;
+  const ConnectBehaviour behaviour = device_->takeConnectBehaviour();
+  if (behaviour.outcome == ConnectBehaviour::Outcome::never) return;
+  outcome_ = device_->scheduler().after(behaviour.latency, [weak = weakSelf(), behaviour] {
+    if (const auto self = weak.lock()) self->attemptEnded(behaviour);
+  });
+}
+
+void Peripheral::suspend() {
+  if (outcome_) device_->scheduler().cancel(*outcome_);
+  outcome_.reset();
+  attempting_ = false;
+}
+
+void Peripheral::restartIdleAttempt() {
+  if (!attempting_ || outcome_) return;
+  attempting_ = false;
+  resume();
+}
+
+void Peripheral::attemptEnded(const ConnectBehaviour& behaviour) {
+  outcome_.reset();
+  attempting_ = false;
+  const bool failed = behaviour.outcome == ConnectBehaviour::Outcome::fails;
+  if (failed) {
+    stage_ = Stage::idle;
+  } else {
+    stage_ = Stage::connected;
+    link_ = std::make_shared<Link>(*device_, weakSelf());
+    device_->linkBegan(link_);
+  }
+
+  const auto central = central_.lock();
+  const auto delegate = central ? central->delegate() : nullptr;
+  if (!delegate) return;
+  if (failed) {
+    delegate->centralManagerDidFailToConnectPeripheral(central, self(),
+                                                       hosts::Error::of(behaviour.error));
+  } else {
+    delegate->centralManagerDidConnectPeripheral(central, self());
+  }
+}
+
+void Peripheral::linkLost(const std::optional<std::string>& error) {
+  if (!link_ || !link_->alive()) return;
+  link_->end();
+  device_->linkEnded(*link_);
+  device_->scheduler().after(Duration::zero(), [weak = weakSelf(), link = link_, error] {
+    if (const auto self = weak.lock()) self->tellDisconnection(link, error);
+  });
+}
+
+void Peripheral::tellDisconnection(const std::shared_ptr<Link>& link,
+                                   const std::optional<std::string>& error) {
+  if (!holds(*link)) return;
+  link_.reset();
+  stage_ = Stage::idle;
+  const auto central = central_.lock();
+  const auto delegate = central ? central->delegate() : nullptr;
+  if (!delegate) return;
+  const auto told = error ? hosts::Error::of(*error) : nullptr;
+  delegate->centralManagerDidDisconnectPeripheral(central, self(), told);
+}
+
+void Peripheral::retire() {
+  if (device_ == nullptr) return;
+  suspend();
+  const auto link = std::exchange(link_, nullptr);
+  stage_ = Stage::idle;
+  Device& device = *std::exchange(device_, nullptr);
+  if (link && link->alive()) {
+    link->end();
+    device.linkEnded(*link);
+  }
+}
+
+}  // namespace Zephly::simulated

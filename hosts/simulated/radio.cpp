@@ -1,0 +1,71 @@
+#include <hosts/simulated/radio.h>
+
+#include <hosts/simulated/central.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace Zephly::simulated {
+
+Radio::Radio(Scheduler& scheduler, CBManagerState state) : scheduler_(scheduler), state_(state) {
+  Host::use(this);
+}
+
+Radio::~Radio() {
+  Host::leave(this);
+  for (const auto& central : liveCentrals()) central->retire();
+}
+
+std::shared_ptr<CBCentralManager> Radio::createCentralManager(
+    std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* /*queue*/,
+    const std::optional<CBOptions>& /*options*/) {
+  auto central = std::make_shared<Central>(*this, std::move(delegate));
+  centrals_.push_back(central);
+  central->stateWillBe(state_);
+  return central;
+}
+
+void Radio::setState(CBManagerState state) {
+  if (state == state_) return;
+  state_ = state;
+  for (const auto& central : liveCentrals()) {
+    central->stateWillBe(state);
+    if (state == CBManagerState::poweredOn) continue;
+    for (const auto& peripheral : central->peripherals()) {
+      peripheral->suspend();
+      peripheral->linkLost("The Bluetooth radio is not powered on.");
+    }
+  }
+  updateAdvertising();
+}
+
+Device& Radio::addDevice(DeviceOptions options) {
+  devices_.push_back(std::unique_ptr<Device>(new Device(*this, std::move(options))));
+  devices_.back()->updateAdvertising();
+  return *devices_.back();
+}
+
+bool Radio::hears() {
+  const auto centrals = liveCentrals();
+  return state_ == CBManagerState::poweredOn &&
+         std::any_of(centrals.begin(), centrals.end(),
+                     [](const auto& central) { return central->scanning(); });
+}
+
+void Radio::updateAdvertising() {
+  for (const auto& device : devices_) device->updateAdvertising();
+}
+
+std::vector<std::shared_ptr<Central>> Radio::liveCentrals() {
+  std::vector<std::shared_ptr<Central>> live;
+  std::erase_if(centrals_, [&](const std::weak_ptr<Central>& weak) {
+    if (auto central = weak.lock()) {
+      live.push_back(std::move(central));
+      return false;
+    }
+    return true;
+  });
+  return live;
+}
+
+}  // namespace Zephly::simulated

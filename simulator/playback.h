@@ -1,0 +1,36 @@
+#pragma once
+/// @file
+/// A recording as the frames that a strap makes of it.
+///
+/// Every stream is resampled to the strap's rate (resampler.h) and then turned into frames:
+/// - ECG: less its median, and scaled so that 99.5 % of the samples lie within +-1, like the
+///   millivolt of the modelled ECG. An artefact beyond 2.42 is cut off there, and counted.
+/// - Respiration: less its median, and scaled so that 95 % of the samples lie within +-0.3, like
+///   the modelled breath. A chest band does not record what electrodes pick up from the mains, so
+///   that is added as the model has it (mainsPickUp at 50 Hz): without it the slow signal would be
+///   as still between two breaths as that of electrodes in the air. It is added to a flat recording
+///   too.
+/// - Skin temperature: as it stands, beside a modelled ambient temperature.
+/// - Motion: acceleration as it stands, orientation by OrientationFilter at the strap's rate.
+/// A waveform without any swing is played as 0.
+
+#include <simulator/recording.h>
+#include <simulator/strap.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Zephly::simulator {
+
+/// One recorded stream, ready to be sent.
+struct Playback {
+  int rate = 1;  ///< samples (or readings) per second
+  PlaybackCounts counts;
+  std::vector<std::vector<std::uint8_t>> frames;
+};
+
+/// For a stream that the recording has; a fatal error for any other.
+Playback playBack(const Recording& recording, Stream stream, std::uint64_t seed);
+
+}  // namespace Zephly::simulator

@@ -1,0 +1,288 @@
+#include <simulator/recording.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+namespace Zephly::simulator {
+
+namespace {
+
+constexpr std::string_view blanks = " \t";
+
+std::string_view trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  for (char& character : lower)
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+  return lower;
+}
+
+// A piece of the file, fit for an error message: short, and printable whatever it is.
+std::string quoted(std::string_view text) {
+  constexpr std::size_t longest = 40;
+  std::string shown = "\"";
+  for (const char character : text.substr(0, longest))
+    shown += character < ' ' || character > '~' ? '?' : character;
+  return shown + (text.size() > longest ? "...\"" : "\"");
+}
+
+// Characters of UTF-8 text: bytes that do not continue one.
+std::size_t characters(std::string_view text) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  while (true) {
+    const auto end = text.find(separator);
+    parts.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
+}
+
+// The columns that are played. The order is that of `columnNames`.
+enum Column : std::size_t {
+  ecgColumn,
+  respirationColumn,
+  skinColumn,
+  firstMotionColumn,  // acceleration x, y, z, then rotation x, y, z
+  columnCount = firstMotionColumn + 6
+};
+
+constexpr std::array<std::string_view, columnCount> columnNames = {"ECG",
+                                                                   "RSP",
+                                                                   "Skin temperature",
+                                                                   "Accelerometer X",
+                                                                   "Accelerometer Y",
+                                                                   "Accelerometer Z",
+                                                                   "Gyroscope X",
+                                                                   "Gyroscope Y",
+                                                                   "Gyroscope Z"};
+
+// Units that leave the numbers as they are; no unit at all does, too.
+std::vector<std::string_view> unitsOf(std::size_t column) {
+  if (column == skinColumn) return {"deg c", "degc", "c", "\u00B0c", "celsius", "degrees celsius"};
+  if (column >= firstMotionColumn + 3) return {"deg/s", "\u00B0/s", "dps", "degrees/s"};
+  if (column >= firstMotionColumn) return {"g"};
+  return {};
+}
+
+std::string fileText(const std::filesystem::path& path) {
+  const std::string name = path.string();
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored))
+    throw RecordingError(name, 1, 1, "a file expected, found a directory");
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw RecordingError(name, 1, 1, "a readable file expected, found none");
+  std::string text;
+  std::vector<char> piece(1U << 16U);
+  while (file) {
+    file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+    text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    if (text.size() > Recording::largestFile)
+      throw RecordingError(name, 1, 1, "a file of at most 1 GiB expected, found a larger one");
+  }
+  if (file.bad()) throw RecordingError(name, 1, 1, "a readable file expected, found a broken one");
+  return text;
+}
+
+}  // namespace
+
+RecordingError::RecordingError(const std::string& file, std::size_t line, std::size_t column,
+                               const std::string& what)
+    : std::runtime_error(file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " +
+                         what),
+      line_(line),
+      column_(column) {}
+
+/// Goes through the text once, line by line.
+class RecordingParser {
+ public:
+  RecordingParser(std::string_view text, std::string name, double rowsPerSecond)
+      : rest_(text), name_(std::move(name)) {
+    recording_.rowsPerSecond_ = rowsPerSecond;
+  }
+
+  Recording parse() {
+    checkRate();
+    if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);
+    if (rest_.find_first_not_of(" \t\r\n") == std::string_view::npos)
+      fail(1, "column names expected, found an empty file");
+    nextLine();
+    readNames();
+    while (nextLine()) readRow();
+    if (recording_.rows_ == 0) {
+      ++line_;
+      fail(1, "a row of numbers expected, found the end of the file");
+    }
+    checkLength();
+    return std::move(recording_);
+  }
+
+ private:
+  [[noreturn]] void fail(std::size_t column, const std::string& what) const {
+    throw RecordingError(name_, std::max<std::size_t>(line_, 1), column, what);
+  }
+
+  void checkRate() const {
+    const double rate = recording_.rowsPerSecond_;
+    if (rate >= Recording::slowestRate && rate <= Recording::fastestRate) return;
+    std::ostringstream message;
+    message << "a rate of 0.001 to 100000 rows per second expected, found " << rate;
+    fail(1, message.str());
+  }
+
+  void checkLength() const {
+    const double seconds = static_cast<double>(recording_.rows_) / recording_.rowsPerSecond_;
+    if (seconds > Recording::longestTime)
+      fail(1, "at most 24 hours expected, found " + std::to_string(recording_.rows_) +
+                  " rows that take longer at this rate");
+  }
+
+  // Moves on to the next line; false at the end of the file. Empty lines that end it are no rows.
+  bool nextLine() {
+    if (rest_.find_first_not_of("\r\n") == std::string_view::npos) return false;
+    ++line_;
+    const auto end = rest_.find('\n');
+    current_ = rest_.substr(0, end);
+    rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
+    if (current_.size() > Recording::longestLine)
+      fail(1, "a line of at most 65536 bytes expected, found a longer one");
+    if (current_.ends_with('\r')) current_.remove_suffix(1);
+    return true;
+  }
+
+  // Where a cell begins, in characters from 1.
+  std::size_t columnOf(std::string_view cell) const {
+    return characters(current_.substr(0, static_cast<std::size_t>(cell.data() - current_.data()))) +
+           1;
+  }
+
+  void readNames() {
+    const std::vector<std::string_view> cells = split(current_, ',');
+    destinations_.assign(cells.size(), nullptr);
+    for (std::size_t i = 0; i < cells.size(); ++i) readName(cells[i], destinations_[i]);
+    checkMotionColumns();
+    if (std::ranges::none_of(found_, [](bool found) { return found; }))
+      fail(1,
+           "a column ECG, RSP, Respiration, Skin temperature, or Accelerometer and Gyroscope X, Y "
+           "and Z expected, found " +
+               quoted(current_));
+  }
+
+  void readName(std::string_view cell, std::vector<double>*& destination) {
+    const auto parenthesis = cell.find('(');
+    const std::string name = lowerCase(trimmed(cell.substr(0, parenthesis)));
+    for (std::size_t column = 0; column < columnCount; ++column) {
+      if (name != lowerCase(columnNames.at(column)) &&
+          !(column == respirationColumn && name == "respiration"))
+        continue;
+      if (parenthesis != std::string_view::npos) checkUnit(column, cell, parenthesis);
+      if (std::exchange(found_.at(column), true))
+        fail(columnOf(cell),
+             "one column " + std::string(columnNames.at(column)) + " expected, found another one");
+      destination = &valuesOf(column);
+    }
+  }
+
+  void checkUnit(std::size_t column, std::string_view cell, std::size_t parenthesis) const {
+    const std::vector<std::string_view> units = unitsOf(column);
+    std::string_view unit = trimmed(cell.substr(parenthesis + 1));
+    if (unit.ends_with(')')) unit.remove_suffix(1);
+    if (units.empty() || std::ranges::find(units, lowerCase(trimmed(unit))) != units.end()) return;
+    fail(columnOf(cell), std::string(columnNames.at(column)) + " in " + std::string(units.front()) +
+                             " expected, found " + quoted(unit));
+  }
+
+  void checkMotionColumns() const {
+    const auto* const first = found_.begin() + firstMotionColumn;
+    const auto* const missing = std::find(first, found_.end(), false);
+    if (missing == found_.end() || std::find(first, found_.end(), true) == found_.end()) return;
+    fail(1, "accelerometer and gyroscope with X, Y and Z expected, found no column " +
+                std::string(columnNames.at(static_cast<std::size_t>(missing - found_.begin()))));
+  }
+
+  std::vector<double>& valuesOf(std::size_t column) {
+    if (column == ecgColumn) return recording_.ecg_;
+    if (column == respirationColumn) return recording_.respiration_;
+    if (column == skinColumn) return recording_.skinTemperature_;
+    const std::size_t axis = column - firstMotionColumn;
+    return axis < 3 ? recording_.acceleration_.at(axis) : recording_.rotation_.at(axis - 3);
+  }
+
+  void readRow() {
+    const std::vector<std::string_view> cells = split(current_, ',');
+    const std::size_t common = std::min(cells.size(), destinations_.size());
+    for (std::size_t i = 0; i < common; ++i) {
+      const double value = readNumber(cells[i]);
+      if (destinations_[i] != nullptr) destinations_[i]->push_back(value);
+    }
+    if (cells.size() != destinations_.size())
+      fail(cells.size() > common ? columnOf(cells[common]) : characters(current_) + 1,
+           std::to_string(destinations_.size()) + " cells expected, found " +
+               std::to_string(cells.size()));
+    ++recording_.rows_;
+  }
+
+  double readNumber(std::string_view cell) const {
+    const std::string_view digits = trimmed(cell);
+    double value = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [stopped, error] = std::from_chars(digits.data(), end, value);
+    if (error == std::errc::result_out_of_range && stopped == end)
+      fail(columnOf(cell),
+           "a number within the range of a double expected, found " + quoted(digits));
+    if (error != std::errc() || stopped != end)
+      fail(columnOf(cell),
+           "a number expected, found " + (digits.empty() ? "an empty cell" : quoted(digits)));
+    if (!std::isfinite(value) || std::abs(value) > Recording::largestNumber)
+      fail(columnOf(cell), "a finite number of at most 1e30 expected, found " + quoted(digits));
+    return value;
+  }
+
+  std::string_view rest_;
+  std::string name_;
+  std::size_t line_ = 0;
+  std::string_view current_;
+  std::array<bool, columnCount> found_{};
+  std::vector<std::vector<double>*> destinations_;  // by cell; null for a column that is not played
+  Recording recording_;
+};
+
+Recording Recording::load(const std::filesystem::path& file, double rowsPerSecond) {
+  return parse(fileText(file), file.string(), rowsPerSecond);
+}
+
+Recording Recording::parse(std::string_view text, const std::string& name, double rowsPerSecond) {
+  return RecordingParser(text, name, rowsPerSecond).parse();
+}
+
+bool Recording::has(Stream stream) const {
+  switch (stream) {
+    case Stream::ecg:
+      return !ecg_.empty();
+    case Stream::respiration:
+      return !respiration_.empty();
+    case Stream::temperature:
+      return !skinTemperature_.empty();
+    case Stream::motion:
+      return !acceleration_[0].empty();
+    case Stream::battery:
+      break;
+  }
+  return false;
+}
+
+}  // namespace Zephly::simulator

@@ -1,0 +1,93 @@
+#pragma once
+/// @file
+/// A recording for the strap to play: named columns of a text file, one row per sampling instant.
+///
+///   auto recording = std::make_shared<const Recording>(Recording::load("rest.csv", 100));
+///   Strap strap({.recording = recording});
+///
+/// The first line names the columns, separated by commas; every further line is one row of numbers.
+/// A byte order mark, CRLF line ends and blanks around a cell are accepted. Case does not matter in
+/// names, nor does a unit in parentheses behind them, except where it changes the numbers:
+///
+/// | column                  | unit  | stream                                            |
+/// |-------------------------|-------|---------------------------------------------------|
+/// | ECG                     | any   | ecg, scaled by its own swing (see playback.h)     |
+/// | RSP or Respiration      | any   | respiration, scaled by its own swing              |
+/// | Skin temperature        | deg C | temperature, beside a modelled ambient temperature|
+/// | Accelerometer X, Y, Z   | g     | motion, together with the gyroscope               |
+/// | Gyroscope X, Y, Z       | deg/s | motion                                            |
+///
+/// Accelerometer and gyroscope come all six or not at all. Other columns are not used, but their
+/// cells must be numbers too, with a point for the decimals and at most 1e30 in size.
+
+#include <simulator/frame.h>
+#include <zephly/platform/export.h>
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Zephly::simulator {
+
+/// A file that cannot be played. what() is "FILE:LINE:COLUMN: what was expected and found"; line
+/// and column count from 1, the column in characters.
+class ZEPHLY_EXPORT RecordingError : public std::runtime_error {
+ public:
+  RecordingError(const std::string& file, std::size_t line, std::size_t column,
+                 const std::string& what);
+
+  std::size_t line() const { return line_; }
+  std::size_t column() const { return column_; }
+
+ private:
+  std::size_t line_;
+  std::size_t column_;
+};
+
+/// The columns of one file, checked and complete.
+class ZEPHLY_EXPORT Recording {
+ public:
+  static constexpr std::size_t longestLine = 65'536;     ///< bytes
+  static constexpr std::size_t largestFile = 1U << 30U;  ///< bytes
+  static constexpr double slowestRate = 0.001;           ///< rows per second
+  static constexpr double fastestRate = 100'000;         ///< rows per second
+  static constexpr double longestTime = 24 * 3600;       ///< seconds
+  static constexpr double largestNumber = 1e30;
+
+  /// Reads a file whose rows were taken `rowsPerSecond` a second. Throws RecordingError.
+  static Recording load(const std::filesystem::path& file, double rowsPerSecond);
+  /// The same for text in memory; `name` stands for the file in errors.
+  static Recording parse(std::string_view text, const std::string& name, double rowsPerSecond);
+
+  double rowsPerSecond() const { return rowsPerSecond_; }
+  std::size_t rows() const { return rows_; }  ///< 1 or more
+  /// Whether the recording has that stream; it has at least one, and never the battery.
+  bool has(Stream stream) const;
+
+  /// One value a row as it stands in the file; empty when the stream is absent.
+  const std::vector<double>& ecg() const { return ecg_; }
+  const std::vector<double>& respiration() const { return respiration_; }
+  const std::vector<double>& skinTemperature() const { return skinTemperature_; }  ///< deg C
+  /// X, Y, Z.
+  const std::array<std::vector<double>, 3>& acceleration() const { return acceleration_; }  ///< g
+  const std::array<std::vector<double>, 3>& rotation() const { return rotation_; }  ///< deg/s
+
+ private:
+  friend class RecordingParser;
+
+  Recording() = default;
+
+  double rowsPerSecond_ = 0;
+  std::size_t rows_ = 0;
+  std::vector<double> ecg_;
+  std::vector<double> respiration_;
+  std::vector<double> skinTemperature_;
+  std::array<std::vector<double>, 3> acceleration_;
+  std::array<std::vector<double>, 3> rotation_;
+};
+
+}  // namespace Zephly::simulator

@@ -1,0 +1,310 @@
+#include <simulator/strap.h>
+
+#include <simulator/battery_model.h>
+#include <simulator/ecg_model.h>
+#include <simulator/frame_encoder.h>
+#include <simulator/person.h>
+#include <simulator/playback.h>
+#include <simulator/rates.h>
+#include <simulator/respiration_model.h>
+#include <simulator/temperature_model.h>
+#include <zephly/platform/fatal_error.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <utility>
+
+namespace Zephly::simulator {
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr double restingHeartRate = 64;      // beats per minute
+constexpr double heartRateRise = 80;         // at full exertion
+constexpr double restingBreathingRate = 14;  // breaths per minute
+constexpr double breathingRateRise = 16;     // at full exertion
+
+double heartRateAt(double exertion) { return restingHeartRate + heartRateRise * exertion; }
+double breathingRateAt(double exertion) {
+  return restingBreathingRate + breathingRateRise * exertion;
+}
+
+// One stream of a strap.
+class Channel {
+ public:
+  virtual ~Channel() = default;
+  // When the next frame is due; empty while there is none.
+  virtual std::optional<StrapTime> due() const = 0;
+  virtual Bytes take() = 0;
+
+ protected:
+  Channel() = default;
+  Channel(const Channel&) = default;
+  Channel& operator=(const Channel&) = default;
+};
+
+// A waveform frame is due when its last sample is taken.
+StrapTime waveformFrameTime(std::int64_t frame) {
+  return sampleTime(frame * samplesPerWaveformFrame + samplesPerWaveformFrame - 1, waveformRate);
+}
+
+// Heart and lungs, which depend on each other: their frames are made together, and the one that is
+// not asked for yet waits.
+class HeartAndLungs {
+ public:
+  HeartAndLungs(TrainingPlan plan, std::uint64_t seed)
+      : plan_(std::move(plan)), heart_(seed), lungs_(seed) {}
+
+  Bytes takeEcg() { return take(ecgFrames_); }
+  Bytes takeRespiration() { return take(respirationFrames_); }
+  void dropEcg() { keepEcg_ = false; }
+  void dropRespiration() { keepRespiration_ = false; }
+
+ private:
+  Bytes take(std::deque<Bytes>& frames) {
+    if (frames.empty()) makeFrames();
+    Bytes frame = std::move(frames.front());
+    frames.pop_front();
+    return frame;
+  }
+
+  void makeFrames() {
+    std::array<float, samplesPerWaveformFrame> ecg{};
+    std::array<float, samplesPerWaveformFrame> respiration{};
+    const double exertion = plan_.exertion(waveformFrameTime(frame_));
+    for (int i = 0; i < samplesPerWaveformFrame; ++i) {
+      const auto place = static_cast<std::size_t>(i);
+      const std::int64_t sample = frame_ * samplesPerWaveformFrame + i;
+      const bool on = plan_.electrodesOn(sampleTime(sample, waveformRate));
+      respiration.at(place) = lungs_.next(breathingRateAt(exertion), heart_.heartPhase(), on);
+      ecg.at(place) = heart_.next(heartRateAt(exertion), lungs_.phase(), on);
+    }
+    ++frame_;
+    if (keepEcg_) ecgFrames_.push_back(encodeWaveform(ecg));
+    if (keepRespiration_) respirationFrames_.push_back(encodeWaveform(respiration));
+  }
+
+  TrainingPlan plan_;
+  EcgModel heart_;
+  RespirationModel lungs_;
+  std::int64_t frame_ = 0;
+  std::deque<Bytes> ecgFrames_;
+  std::deque<Bytes> respirationFrames_;
+  bool keepEcg_ = true;
+  bool keepRespiration_ = true;
+};
+
+class WaveformChannel : public Channel {
+ public:
+  WaveformChannel(std::shared_ptr<HeartAndLungs> body, Bytes (HeartAndLungs::*takeFrame)())
+      : body_(std::move(body)), takeFrame_(takeFrame) {}
+
+  std::optional<StrapTime> due() const override { return waveformFrameTime(frame_); }
+  Bytes take() override {
+    ++frame_;
+    return (*body_.*takeFrame_)();
+  }
+
+ private:
+  std::shared_ptr<HeartAndLungs> body_;
+  Bytes (HeartAndLungs::*takeFrame_)();
+  std::int64_t frame_ = 0;
+};
+
+class MotionChannel : public Channel {
+ public:
+  MotionChannel(const TrainingPlan& plan, std::uint64_t seed) : person_(plan, seed) {}
+
+  std::optional<StrapTime> due() const override { return sampleTime(reading_, motionRate); }
+  Bytes take() override {
+    ++reading_;
+    return encodeMotion(person_.next());
+  }
+
+ private:
+  Person person_;
+  std::int64_t reading_ = 0;
+};
+
+class TemperatureChannel : public Channel {
+ public:
+  TemperatureChannel(TrainingPlan plan, std::uint64_t seed)
+      : plan_(std::move(plan)), model_(seed) {}
+
+  std::optional<StrapTime> due() const override { return sampleTime(reading_, temperatureRate); }
+  Bytes take() override {
+    const StrapTime now = sampleTime(reading_, temperatureRate);
+    ++reading_;
+    const Temperatures read = model_.next(plan_.exertion(now), plan_.electrodesOn(now));
+    return encodeTemperature(read.skin, read.ambient);
+  }
+
+ private:
+  TrainingPlan plan_;
+  TemperatureModel model_;
+  std::int64_t reading_ = 0;
+};
+
+class BatteryChannel : public Channel {
+ public:
+  BatteryChannel(const TrainingPlan& plan, std::uint64_t seed) : model_(plan, seed) {}
+
+  std::optional<StrapTime> due() const override { return model_.upcoming().time; }
+  Bytes take() override {
+    const BatteryReport report = model_.next();
+    return encodeBattery(report.percent, report.charging);
+  }
+
+ private:
+  BatteryModel model_;
+};
+
+class RecordedChannel : public Channel {
+ public:
+  explicit RecordedChannel(Playback playback, int samplesInFrame)
+      : playback_(std::move(playback)), samplesInFrame_(samplesInFrame) {}
+
+  void begin(StrapTime at) { beginning_ = at; }
+  bool ended() const { return frame_ == playback_.frames.size(); }
+  const PlaybackCounts& counts() const { return playback_.counts; }
+
+  std::optional<StrapTime> due() const override {
+    if (!beginning_ || ended()) return std::nullopt;
+    const auto last = static_cast<std::int64_t>(frame_ + 1) * samplesInFrame_ - 1;
+    return *beginning_ + sampleTime(last, playback_.rate);
+  }
+  Bytes take() override { return std::move(playback_.frames[frame_++]); }
+
+ private:
+  Playback playback_;
+  int samplesInFrame_;
+  std::optional<StrapTime> beginning_;
+  std::size_t frame_ = 0;
+};
+
+}  // namespace
+
+class Strap::Implementation {
+ public:
+  explicit Implementation(const StrapOptions& options)
+      : plan_(options.recording ? TrainingPlan::quiet() : options.plan) {
+    plan_.check();
+    makeModels(options.seed);
+    if (options.recording) makeRecorded(*options.recording, options.seed);
+  }
+
+  void begin(StrapTime now) {
+    if (std::exchange(begun_, true)) return;
+    for (RecordedChannel* channel : recorded_)
+      if (channel != nullptr) channel->begin(std::max(now, lastTaken_));
+  }
+
+  std::optional<StrapTime> nextTime() const {
+    const Channel* const channel = channels_.at(static_cast<std::size_t>(nextStream())).get();
+    return finished() ? std::nullopt : channel->due();
+  }
+
+  Frame take() {
+    const std::optional<StrapTime> time = nextTime();
+    if (!time) fatalError("the strap has no next frame");
+    const Stream stream = nextStream();
+    lastTaken_ = *time;
+    return {*time, stream, channels_.at(static_cast<std::size_t>(stream))->take()};
+  }
+
+  bool finished() const {
+    bool any = false;
+    for (const RecordedChannel* channel : recorded_) {
+      if (channel == nullptr) continue;
+      if (!channel->ended()) return false;
+      any = true;
+    }
+    return any;
+  }
+
+  const RecordedChannel* recorded(Stream stream) const {
+    return recorded_.at(static_cast<std::size_t>(stream));
+  }
+
+  const TrainingPlan& plan() const { return plan_; }
+
+ private:
+  void makeModels(std::uint64_t seed) {
+    body_ = std::make_shared<HeartAndLungs>(plan_, seed);
+    set(Stream::temperature, std::make_unique<TemperatureChannel>(plan_, seed));
+    set(Stream::ecg, std::make_unique<WaveformChannel>(body_, &HeartAndLungs::takeEcg));
+    set(Stream::battery, std::make_unique<BatteryChannel>(plan_, seed));
+    set(Stream::respiration,
+        std::make_unique<WaveformChannel>(body_, &HeartAndLungs::takeRespiration));
+    set(Stream::motion, std::make_unique<MotionChannel>(plan_, seed));
+  }
+
+  void makeRecorded(const Recording& recording, std::uint64_t seed) {
+    for (const Stream stream : allStreams) {
+      if (!recording.has(stream)) continue;
+      auto channel = std::make_unique<RecordedChannel>(playBack(recording, stream, seed),
+                                                       samplesPerFrame(stream));
+      recorded_.at(static_cast<std::size_t>(stream)) = channel.get();
+      set(stream, std::move(channel));
+    }
+    if (recording.has(Stream::ecg)) body_->dropEcg();
+    if (recording.has(Stream::respiration)) body_->dropRespiration();
+  }
+
+  void set(Stream stream, std::unique_ptr<Channel> channel) {
+    channels_.at(static_cast<std::size_t>(stream)) = std::move(channel);
+  }
+
+  // Of streams due at the same time the first; the battery is always due at some time.
+  Stream nextStream() const {
+    Stream next = Stream::battery;
+    std::optional<StrapTime> earliest;
+    for (const Stream stream : allStreams) {
+      const auto due = channels_.at(static_cast<std::size_t>(stream))->due();
+      if (!due || (earliest && *due >= *earliest)) continue;
+      earliest = due;
+      next = stream;
+    }
+    return next;
+  }
+
+  TrainingPlan plan_;
+  std::shared_ptr<HeartAndLungs> body_;
+  std::array<std::unique_ptr<Channel>, allStreams.size()> channels_;
+  std::array<RecordedChannel*, allStreams.size()> recorded_{};
+  bool begun_ = false;
+  StrapTime lastTaken_{0};
+};
+
+Strap::Strap(const StrapOptions& options)
+    : implementation_(std::make_unique<Implementation>(options)) {}
+
+Strap::~Strap() = default;
+
+void Strap::listenerReady(StrapTime now) { implementation_->begin(now); }
+
+std::optional<StrapTime> Strap::nextFrameTime() const { return implementation_->nextTime(); }
+
+Frame Strap::nextFrame() { return implementation_->take(); }
+
+bool Strap::finished() const { return implementation_->finished(); }
+
+std::optional<PlaybackCounts> Strap::playback(Stream stream) const {
+  const RecordedChannel* const channel = implementation_->recorded(stream);
+  if (channel == nullptr) return std::nullopt;
+  return channel->counts();
+}
+
+const TrainingPlan& Strap::plan() const { return implementation_->plan(); }
+
+Repetitions Strap::repetitionsDone(StrapTime time) const { return plan().repetitionsDone(time); }
+
+bool Strap::electrodesOn(StrapTime time) const { return plan().electrodesOn(time); }
+
+double Strap::heartRate(StrapTime time) const { return heartRateAt(plan().exertion(time)); }
+
+double Strap::breathingRate(StrapTime time) const { return breathingRateAt(plan().exertion(time)); }
+
+}  // namespace Zephly::simulator

@@ -1,0 +1,288 @@
+// What the host boundary promises of every host, on this one.
+
+#include <tests/hosts/bluez/world.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/platform/core_bluetooth.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace bluez_test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class BluezBoundary : public BluezTest {
+ protected:
+  std::shared_ptr<CBService> firstService() { return recorder().lastServices.front(); }
+};
+
+// Central.
+
+TEST_F(BluezBoundary, EachCentralHearsTheStateAfterItsCreation) {
+  openSession();
+  EXPECT_THAT(told(), ElementsAre("state 5"));
+  const Session second;
+  EXPECT_THAT(second.recorder->log, IsEmpty()) << "not from inside init";
+  settle();
+  EXPECT_EQ(second.recorder->log.front(), "state 5");
+}
+
+TEST_F(BluezBoundary, AStateThatDoesNotChangeIsNotToldAgain) {
+  openSession();
+  told();
+  bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1", {{"Powered", true}});
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezBoundary, TheHostIsInUseWhileItLives) {
+  EXPECT_EQ(Host::current(), world.host.get());
+  world.host.reset();
+  EXPECT_EQ(Host::current(), nullptr);
+}
+
+TEST_F(BluezBoundary, ACentralThatOutlivesTheHostIsWithoutARadio) {
+  bringUp();
+  const auto central = session->central;
+  const auto peripheral = recorder().peripheral_;
+  world.host.reset();
+  EXPECT_EQ(central->state(), CBManagerState::unsupported);
+  central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
+  central->connectPeripheral(peripheral, std::nullopt);
+  peripheral->discoverServices(std::nullopt);
+  peripheral->setNotifyValue(true, recorder().lastCharacteristics.front());
+  bluez.emitValue(strap, ecg, {1});
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezBoundary, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
+  const CBUUID heartRate = CBUUID::UUIDWithString("180D");
+  openSession({.connect = false, .logDiscoveries = true});
+  recorder().script.scan = false;
+  session->central->scanForPeripheralsWithServices(std::vector<CBUUID>{heartRate}, std::nullopt);
+  told();
+  bluez.advertise(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.tamper = [&](const std::string&, const std::string&, fake_bluez::Properties& all) {
+    if (all.contains("RSSI")) {
+      all["UUIDs"] = std::vector<std::string>{"0000180d-0000-1000-8000-00805f9b34fb"};
+    }
+  };
+  bluez.advertise(strap);
+  EXPECT_THAT(told(), ElementsAre("discovered Zephly -60"));
+  EXPECT_THAT(recorder().lastAdvertisement.serviceUUIDs, ElementsAre(heartRate));
+}
+
+TEST_F(BluezBoundary, NothingCallsBackFromInsideACall) {
+  openSession({.connect = false});
+  bluez.advertise(strap);
+  told();
+  session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
+  EXPECT_THAT(recorder().log, IsEmpty());
+  EXPECT_THAT(told(), Contains("connected"));
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().peripheral_->discoverCharacteristics(std::nullopt, firstService());
+  recorder().peripheral_->setNotifyValue(true, recorder().lastCharacteristics.front());
+  EXPECT_THAT(recorder().log, IsEmpty());
+}
+
+TEST_F(BluezBoundary, ASecondRequestChangesNothing) {
+  openSession({.connect = false});
+  bluez.advertise(strap);
+  told();
+  for (int i = 0; i < 3; ++i) {
+    session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
+  }
+  auto log = told();
+  EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 1);
+  session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
+  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_EQ(bluez.calls("Connect"), 1);
+}
+
+TEST_F(BluezBoundary, APeripheralOfAnotherCentralIsNotConnected) {
+  openSession({.connect = false});
+  bluez.advertise(strap);
+  told();
+  const Session other({.scan = false});
+  settle();
+  other.central->connectPeripheral(recorder().peripheral_, std::nullopt);
+  settle();
+  EXPECT_EQ(bluez.calls("Connect"), 0);
+}
+
+TEST_F(BluezBoundary, ADelegateThatIsGoneIsNotTold) {
+  bringUp();
+  recorder().peripheralDelegate.reset();
+  const auto keeper = recorder().peripheral_;
+  session->recorder.reset();
+  bluez.notify(strap, ecg, {1});
+  bluez.dropLink(strap);
+  settle();
+  EXPECT_FALSE(strap.connected) << "nobody has asked for the connection again";
+}
+
+TEST_F(BluezBoundary, TwoDevicesOfOneNameAreTwoPeripherals) {
+  FakeDevice& second = bluez.addDevice({.address = "AA:BB:CC:DD:EE:02"});
+  openSession();
+  bluez.advertise(strap);
+  bluez.advertise(second);
+  settle();
+  EXPECT_TRUE(strap.connected && second.connected);
+  const auto log = told();
+  EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 2);
+}
+
+// Peripheral.
+
+TEST_F(BluezBoundary, OneDeviceIsOnePeripheralOverReconnects) {
+  bringUp();
+  const auto before = recorder().peripheral_;
+  bluez.dropLink(strap);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(recorder().peripheral_, before);
+}
+
+TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
+  bringUp({.discover = true});
+  const auto services = recorder().lastServices;
+  const auto list = services[1]->characteristics();
+  recorder().script.subscribe = false;
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().peripheral_->discoverServices(std::nullopt);
+  // The daemon is asked for each of them, and its answers may come together or one by one.
+  EXPECT_THAT(told(), testing::UnorderedElementsAre("services 2", "services 2", "characteristics 3",
+                                                    "characteristics 3", "characteristics 3",
+                                                    "characteristics 3"));
+  EXPECT_EQ(recorder().lastServices, services);
+  EXPECT_EQ(services[1]->characteristics(), list);
+}
+
+TEST_F(BluezBoundary, ALinkThatEndsInItsFirstAnswerGivesNoSecond) {
+  strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
+                     ConnectStep::objects, ConnectStep::resolved};
+  openSession({.discover = false});
+  bluez.advertise(strap);
+  ASSERT_THAT(told(), Contains("connected"));
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().onServices = [this] { session->central.reset(); };
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), ElementsAre("services 2"));
+  EXPECT_FALSE(strap.connected);
+}
+
+TEST_F(BluezBoundary, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
+  bringUp();
+  EXPECT_EQ(recorder().lastServices[0]->UUID(),
+            CBUUID::UUIDWithString("45366e70-cf3a-11e1-9ab4-0002a5d5c51b"));
+  std::vector<std::string> names;
+  for (const auto& service : recorder().lastServices) {
+    const auto list = service->characteristics();
+    for (const auto& one : *list) names.push_back(Recorder::shortName(*one));
+  }
+  EXPECT_THAT(names, ElementsAre("45", "46", "47", "48", "49", "00"));
+}
+
+TEST_F(BluezBoundary, AFilteredDiscoveryFindsWhatItAsksFor) {
+  bringUp();
+  recorder().script.discover = false;
+  recorder().script.subscribe = false;
+  recorder().peripheral_->discoverServices(
+      std::vector<CBUUID>{CBUUID::UUIDWithString("48366e70-cf3a-11e1-9ab4-0002a5d5c51b")});
+  EXPECT_THAT(told(), ElementsAre("services 1"));
+  recorder().peripheral_->discoverCharacteristics(std::vector<CBUUID>{motionCharacteristicUUID()},
+                                                  firstService());
+  EXPECT_THAT(told(), ElementsAre("characteristics 1"));
+  recorder().peripheral_->discoverCharacteristics(std::vector<CBUUID>{ecgCharacteristicUUID()},
+                                                  firstService());
+  EXPECT_THAT(told(), ElementsAre("characteristics 0"));
+}
+
+TEST_F(BluezBoundary, ListsAreAbsentUntilADiscoveryHasEnded) {
+  openSession({.discover = false});
+  bluez.advertise(strap);
+  told();
+  EXPECT_FALSE(recorder().peripheral_->services().has_value());
+  recorder().peripheral_->discoverServices(std::nullopt);
+  settle();
+  ASSERT_TRUE(recorder().peripheral_->services().has_value());
+  EXPECT_FALSE(recorder().peripheral_->services()->front()->characteristics().has_value());
+}
+
+TEST_F(BluezBoundary, WithoutAConnectionNothingIsAnswered) {
+  bringUp({.reconnect = false});
+  const auto service = firstService();
+  const auto characteristic = recorder().lastCharacteristics.front();
+  bluez.dropLink(strap);
+  told();
+  const int calls = bluez.calls("StartNotify");
+  recorder().peripheral_->discoverServices(std::nullopt);
+  recorder().peripheral_->discoverCharacteristics(std::nullopt, service);
+  recorder().peripheral_->setNotifyValue(true, characteristic);
+  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_EQ(bluez.calls("StartNotify"), calls);
+}
+
+TEST_F(BluezBoundary, ObjectsOfAnEarlierConnectionAreHarmless) {
+  bringUp();
+  const auto service = firstService();
+  const auto characteristic = (*service->characteristics())[1];
+  bluez.dropLink(strap);
+  runUntil([this] { return subscribedToAll(); });
+  told();
+  recorder().peripheral_->discoverCharacteristics(std::nullopt, service);
+  recorder().peripheral_->setNotifyValue(false, characteristic);
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.notify(strap, ecg, {1});
+  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+}
+
+TEST_F(BluezBoundary, InsideTheCallTheValueIsTheOneThatItAnnounces) {
+  bringUp();
+  const auto characteristic = (*firstService()->characteristics())[1];
+  std::vector<std::string> seen;
+  recorder().onValue = [&] { seen.push_back(boundary::hex(characteristic->value())); };
+  EXPECT_EQ(characteristic->value(), nullptr);
+  bluez.notify(strap, ecg, {1});
+  bluez.notify(strap, ecg, {2});
+  settle();
+  EXPECT_THAT(seen, ElementsAre("01", "02"));
+}
+
+TEST_F(BluezBoundary, ANewDelegateTakesOverAtOnce) {
+  bringUp();
+  const auto other = std::make_shared<Recorder>();
+  other->script.subscribe = false;
+  bluez.notify(strap, ecg, {1});
+  recorder().peripheral_->setDelegate(other);
+  settle();
+  EXPECT_THAT(recorder().log, IsEmpty());
+  EXPECT_THAT(other->log, ElementsAre("value 46 01"));
+}
+
+TEST_F(BluezBoundary, ADescriptionTellsWhichCharacteristicItIs) {
+  bringUp();
+  EXPECT_EQ(recorder().lastCharacteristics.front()->description(),
+            "<CBCharacteristic: 48366E80-CF3A-11E1-9AB4-0002A5D5C51B, properties = notify>");
+}
+
+TEST_F(BluezBoundary, ADelegateMayDropEverythingFromInsideItsCalls) {
+  bringUp();
+  recorder().onValue = [this] {
+    world.host.reset();
+    session->central.reset();
+  };
+  bluez.notify(strap, ecg, {1});
+  bluez.notify(strap, ecg, {2});
+  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_FALSE(strap.connected) << "released";
+}
+
+}  // namespace

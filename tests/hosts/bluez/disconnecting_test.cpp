@@ -1,0 +1,186 @@
+// How connections end, and how the host lets go of them.
+
+#include <tests/hosts/bluez/world.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace bluez_test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* plainEnd =
+    "disconnected: The device has disconnected (BlueZ gives no reason).";
+
+class BluezDisconnecting : public BluezTest {
+ protected:
+  BluezDisconnecting() { bringUp({.reconnect = false}); }
+};
+
+TEST_F(BluezDisconnecting, ADropByThePeripheralIsToldOnceWithAnError) {
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  bluez.emitChanged(strap.path(), "org.bluez.Device1",
+                    {{"Connected", false}, {"ServicesResolved", false}});
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezDisconnecting, TheEndInTwoSignalsIsToldOnce) {
+  bluez.emitChanged(strap.path(), "org.bluez.Device1", {{"ServicesResolved", false}});
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, TheReasonOfNewerVersionsIsTold) {
+  bluez.dropLink(strap, "org.bluez.Reason.Timeout");
+  EXPECT_THAT(told(), ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
+}
+
+TEST_F(BluezDisconnecting, AReasonOfSeveralLinesIsReportedAsOne) {
+  bluez.dropLink(strap, "Timeout,\r\n\tsays the \x1B[1mcontroller\n");
+  EXPECT_THAT(told(),
+              ElementsAre("disconnected: Connection ended: Timeout, says the [1mcontroller"));
+}
+
+TEST_F(BluezDisconnecting, AReasonOfBeforeIsNotThatOfTheNextEnd) {
+  bluez.dropLink(strap, "org.bluez.Reason.Timeout");
+  told();
+  recorder().script.connect = true;
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  told();
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, AReasonWithoutAnEndIsNoEnd) {
+  bluez.emit(strap.path(), "org.bluez.Device1", "Disconnected", [](sd_bus_message& message) {
+    append(message, std::string("org.bluez.Reason.Local"));
+    append(message, std::string("gone"));
+  });
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(BluezDisconnecting, AnObjectThatGoesTakesItsConnectionWithIt) {
+  bluez.forget(strap);
+  EXPECT_THAT(told(), ElementsAre("disconnected: BlueZ has forgotten the device."));
+}
+
+TEST_F(BluezDisconnecting, ValuesThatArrivedBeforeTheEndAreDeliveredBeforeIt) {
+  bluez.notify(strap, ecg, {1});
+  bluez.notify(strap, ecg, {2});
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), ElementsAre("value 46 01", "value 46 02", plainEnd));
+}
+
+TEST_F(BluezDisconnecting, ValuesOfAnEndedConnectionAreDropped) {
+  bluez.dropLink(strap);
+  bluez.emitValue(strap, ecg, {1});
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, ALossThatNoSignalToldIsNoticedWhenTheDeviceIsHeardAgain) {
+  bluez.fate = [](const std::string&, const std::string&) { return Fate::lost; };
+  bluez.dropLink(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  bluez.fate = nullptr;
+  bluez.advertise(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+}
+
+TEST_F(BluezDisconnecting, DroppingTheCentralReleasesTheDeviceAndEndsTheScan) {
+  session.reset();
+  settle();
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
+  EXPECT_FALSE(strap.connected);
+  EXPECT_FALSE(bluez.discovering());
+  EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
+}
+
+TEST_F(BluezDisconnecting, OurOwnEndMayBeToldInEitherOrder) {
+  strap.onDisconnect = {DisconnectStep::reply, DisconnectStep::signal};
+  session.reset();
+  settle();
+  EXPECT_FALSE(strap.connected);
+  openSession();
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+}
+
+TEST_F(BluezDisconnecting, OurOwnEndMayTakeItsTime) {
+  strap.onDisconnect = {DisconnectStep::hold, DisconnectStep::signal, DisconnectStep::reply};
+  session.reset();
+  openSession({.reconnect = false});
+  EXPECT_THAT(told(), Contains("connected")) << "it still stands";
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  bluez.advertise(strap);
+  runUntil([this] { return strap.connected && subscribedToAll(); });
+}
+
+TEST_F(BluezDisconnecting, TheDeviceStaysWithTheOtherCentralThatUsesIt) {
+  const Session other({.reconnect = false});
+  runUntil([&] { return other.recorder->log.size() > 1; });
+  ASSERT_THAT(other.recorder->take(), Contains("connected"));
+  session.reset();
+  settle();
+  EXPECT_EQ(bluez.calls("Disconnect"), 0);
+  bluez.notify(strap, ecg, {7});
+  settle();
+  EXPECT_THAT(other.recorder->take(), ElementsAre("value 46 07"));
+}
+
+// A bluetoothd that plays the strap itself and was killed: its link can be there before the
+// program with the services is.
+class BluezLateServices : public BluezTest {
+ protected:
+  static constexpr const char* changed = "disconnected: The services of the device have changed.";
+
+  BluezLateServices() {
+    strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::resolvedEmpty,
+                       ConnectStep::hold, ConnectStep::objects};
+  }
+  void connectWithoutServices(Recorder::Script script) {
+    openSession(script);
+    bluez.advertise(strap);
+    settle();
+  }
+};
+
+TEST_F(BluezLateServices, AreFoundByTheNextConnection) {
+  connectWithoutServices({});
+  ASSERT_THAT(told(), Contains("services 0"));
+  strap.onConnect = fake_bluez::usualConnection;
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), Contains(changed).Times(1));
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
+}
+
+TEST_F(BluezLateServices, ThatNobodyAskedForChangeNothing) {
+  connectWithoutServices({.discover = false});
+  const CBUUID other = *CBUUID::parse("180F");
+  recorder().peripheral_->discoverServices(std::vector{other});
+  ASSERT_THAT(told(), Contains("services 0"));
+  bluez.proceed(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
+}
+
+TEST_F(BluezLateServices, BeforeAnybodyHasAskedAreSimplyThere) {
+  connectWithoutServices({.discover = false});
+  bluez.proceed(strap);
+  settle();
+  recorder().script.discover = true;
+  recorder().peripheral_->discoverServices(std::nullopt);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// What BlueZ 5.82 does otherwise than 5.66, and may not matter to a session.
+
+#include <tests/hosts/bluez/world.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace bluez_test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Bluez582 : public BluezTest {
+ protected:
+  Bluez582() { bluez.behaveAs(FakeBluez::Version::v5_82); }
+
+  // Discovered, with a connection attempt under way that waits for the device.
+  void requestSilentDevice() {
+    openSession();
+    strap.inRange = false;
+    bluez.advertise(strap);
+    runUntil([this] { return bluez.calls("Connect") == 1; });
+    told();
+  }
+};
+
+TEST_F(Bluez582, AnAdapterThatIsOffBeforeItsLinksEndEndsTheConnectionOnce) {
+  bringUp();
+  bluez.terminate();
+  runUntil([this] { return session->central->state() == CBManagerState::unsupported; });
+  const auto log = told();
+  EXPECT_THAT(log, Contains("disconnected: The Bluetooth adapter hci0 was switched off.").Times(1));
+  EXPECT_THAT(log, Contains(testing::StartsWith("disconnected: ")).Times(1));
+  bluez.start();
+  runUntil([this] { return bluez.discovering(); });
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+}
+
+TEST_F(Bluez582, AnAttemptThatItsAdapterLeavesUnansweredIsMadeAnewWhenTheDeviceIsHeard) {
+  requestSilentDevice();
+  bluez.power("hci0", false);
+  EXPECT_THAT(told(), ElementsAre("state 4"));
+  bluez.power("hci0", true);
+  runUntil([this] { return bluez.discovering(); });
+  strap.inRange = true;
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_EQ(bluez.calls("Connect"), 2);
+}
+
+TEST_F(Bluez582, ADeviceThatGoesWithItsAttemptIsAskedAgainWhenItIsHeard) {
+  requestSilentDevice();
+  bluez.failConnect(strap);
+  EXPECT_THAT(told(), IsEmpty());
+  strap.inRange = true;
+  bluez.advertise(strap);
+  runUntil([this] { return subscribedToAll(); });
+  EXPECT_THAT(told(), Contains("connected").Times(1));
+}
+
+}  // namespace

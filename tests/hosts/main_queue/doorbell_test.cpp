@@ -1,0 +1,105 @@
+#include <hosts/main_queue/doorbell.h>
+
+#include <tests/hosts/main_queue/pipe.h>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <chrono>
+#include <system_error>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Zephly::main_queue::Doorbell;
+using Clock = std::chrono::steady_clock;
+
+bool readable(int descriptor, int milliseconds = 0) {
+  pollfd entry{descriptor, POLLIN, 0};
+  return ::poll(&entry, 1, milliseconds) == 1;
+}
+
+TEST(Doorbell, IsRungAtFirst) {
+  const Doorbell bell;
+  EXPECT_TRUE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, StaysRungUntilItIsSilenced) {
+  Doorbell bell;
+  EXPECT_TRUE(readable(bell.descriptor()));
+  EXPECT_TRUE(readable(bell.descriptor()));
+  bell.silence();
+  EXPECT_FALSE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, RingsAgainAfterEverySilence) {
+  Doorbell bell;
+  for (int i = 0; i < 3; ++i) {
+    bell.silence();
+    EXPECT_FALSE(readable(bell.descriptor()));
+    bell.ring();
+    bell.ring();
+    EXPECT_TRUE(readable(bell.descriptor()));
+  }
+}
+
+TEST(Doorbell, SilencingTwiceIsHarmless) {
+  Doorbell bell;
+  bell.silence();
+  bell.silence();
+  bell.ring();
+  EXPECT_TRUE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, IsReadableFromItsDeadlineOn) {
+  Doorbell bell;
+  bell.silence();
+  bell.setDeadline(Clock::now() + 1h);
+  EXPECT_FALSE(readable(bell.descriptor()));
+  bell.setDeadline(Clock::now() + 1ms);
+  EXPECT_TRUE(readable(bell.descriptor(), 60000));
+  EXPECT_TRUE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, ADeadlineThatHasPassedIsReadableAtOnce) {
+  Doorbell bell;
+  bell.silence();
+  bell.setDeadline(Clock::time_point{});
+  EXPECT_TRUE(readable(bell.descriptor(), 60000));
+}
+
+TEST(Doorbell, WithoutADeadlineItIsSilentAgain) {
+  Doorbell bell;
+  bell.silence();
+  bell.setDeadline(Clock::time_point{});
+  ASSERT_TRUE(readable(bell.descriptor(), 60000));
+  bell.setDeadline(std::nullopt);
+  EXPECT_FALSE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, TakesTheFarthestDeadline) {
+  Doorbell bell;
+  bell.silence();
+  bell.setDeadline(Clock::time_point::max());
+  EXPECT_FALSE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, FollowsAWatchedDescriptorLevelTriggered) {
+  const Pipe pipe;
+  Doorbell bell;
+  bell.silence();
+  bell.watch(pipe.reading());
+  EXPECT_FALSE(readable(bell.descriptor()));
+  pipe.put('x');
+  EXPECT_TRUE(readable(bell.descriptor()));
+  EXPECT_TRUE(readable(bell.descriptor()));
+  pipe.take();
+  EXPECT_FALSE(readable(bell.descriptor()));
+}
+
+TEST(Doorbell, ADescriptorThatIsNotOpenCannotBeWatched) {
+  Doorbell bell;
+  EXPECT_THROW(bell.watch(-1), std::system_error);
+}
+
+}  // namespace

@@ -1,0 +1,232 @@
+#include <simulator/recording.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Zephly::simulator {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+Recording parse(std::string_view text, double rate = 100) {
+  return Recording::parse(text, "file.csv", rate);
+}
+
+// What the error of the text says; "none" without one.
+std::string errorOf(std::string_view text, double rate = 100) {
+  try {
+    parse(text, rate);
+  } catch (const RecordingError& error) {
+    EXPECT_THAT(error.what(), StartsWith("file.csv:" + std::to_string(error.line()) + ":" +
+                                         std::to_string(error.column()) + ": "));
+    return error.what();
+  }
+  return "none";
+}
+
+std::string errorOfFile(const std::filesystem::path& file) {
+  try {
+    Recording::load(file, 100);
+  } catch (const RecordingError& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+constexpr std::string_view motionNames =
+    "Accelerometer X,Accelerometer Y,Accelerometer Z,Gyroscope X,Gyroscope Y,Gyroscope Z";
+
+TEST(RecordingTest, ReadsNamedColumns) {
+  const Recording recording = parse("ECG,PPG,RSP\n0.5,7,-1e-1\n-2,8,3\n");
+  EXPECT_EQ(recording.rows(), 2U);
+  EXPECT_EQ(recording.rowsPerSecond(), 100);
+  EXPECT_THAT(recording.ecg(), ElementsAre(0.5, -2));
+  EXPECT_THAT(recording.respiration(), ElementsAre(-0.1, 3));
+  EXPECT_THAT(recording.skinTemperature(), IsEmpty());
+  EXPECT_TRUE(recording.has(Stream::ecg));
+  EXPECT_TRUE(recording.has(Stream::respiration));
+  EXPECT_FALSE(recording.has(Stream::temperature));
+  EXPECT_FALSE(recording.has(Stream::motion));
+  EXPECT_FALSE(recording.has(Stream::battery));
+}
+
+TEST(RecordingTest, CaseBlanksAndUnitsDoNotMatter) {
+  const Recording recording = parse(
+      " ecg (mV) ,RESPIRATION,skin Temperature (\xC2\xB0"
+      "C)\n 1 ,\t2,3 ");
+  EXPECT_THAT(recording.ecg(), ElementsAre(1));
+  EXPECT_THAT(recording.respiration(), ElementsAre(2));
+  EXPECT_THAT(recording.skinTemperature(), ElementsAre(3));
+}
+
+TEST(RecordingTest, ReadsMotionInAnyOrderOfColumns) {
+  const Recording recording = parse(
+      "Gyroscope Z (deg/s),Accelerometer X (g),Accelerometer Z (g),Time (s),Gyroscope X (deg/s),"
+      "Gyroscope Y (deg/s),Accelerometer Y (g)\n1,2,3,4,5,6,7\n");
+  ASSERT_TRUE(recording.has(Stream::motion));
+  EXPECT_THAT(recording.acceleration(),
+              ElementsAre(ElementsAre(2), ElementsAre(7), ElementsAre(3)));
+  EXPECT_THAT(recording.rotation(), ElementsAre(ElementsAre(5), ElementsAre(6), ElementsAre(1)));
+}
+
+TEST(RecordingTest, AcceptsByteOrderMarkAndCarriageReturns) {
+  const Recording recording = parse(
+      "\xEF\xBB\xBF"
+      "ECG,RSP\r\n1,2\r\n3,4\r\n");
+  EXPECT_THAT(recording.ecg(), ElementsAre(1, 3));
+  EXPECT_THAT(recording.respiration(), ElementsAre(2, 4));
+}
+
+TEST(RecordingTest, TheLastLineEndIsOptionalAndMoreOfThemAreNoRows) {
+  EXPECT_EQ(parse("ECG\n1\n2").rows(), 2U);
+  EXPECT_EQ(parse("ECG\n1\n2\n").rows(), 2U);
+  EXPECT_EQ(parse("ECG\n1\n2\n\r\n\n").rows(), 2U);
+}
+
+TEST(RecordingErrorTest, EmptyFiles) {
+  EXPECT_EQ(errorOf(""), "file.csv:1:1: column names expected, found an empty file");
+  EXPECT_EQ(errorOf("\xEF\xBB\xBF"), "file.csv:1:1: column names expected, found an empty file");
+  EXPECT_THAT(errorOf("\n\n"), StartsWith("file.csv:1:1: "));
+  EXPECT_NE(errorOf("\n\n"), "none");
+}
+
+TEST(RecordingErrorTest, NoRows) {
+  const std::string expected = "file.csv:2:1: a row of numbers expected, found the end of the file";
+  EXPECT_EQ(errorOf("ECG"), expected);
+  EXPECT_EQ(errorOf("ECG\n"), expected);
+  EXPECT_EQ(errorOf("ECG\r\n\r\n"), expected);
+}
+
+TEST(RecordingErrorTest, NothingToPlay) {
+  EXPECT_THAT(errorOf("PPG,Time\n1,2\n"), AllOf(StartsWith("file.csv:1:1: a column ECG, RSP"),
+                                                HasSubstr("found \"PPG,Time\"")));
+}
+
+TEST(RecordingErrorTest, MissingColumnsOfMotion) {
+  EXPECT_EQ(errorOf("Accelerometer X,Accelerometer Y,Accelerometer Z\n1,2,3\n"),
+            "file.csv:1:1: accelerometer and gyroscope with X, Y and Z expected, found no column "
+            "Gyroscope X");
+  EXPECT_THAT(errorOf("Gyroscope X,Gyroscope Y,Gyroscope Z,ECG\n1,2,3,4\n"),
+              HasSubstr("found no column Accelerometer X"));
+  // Each of the six is missed.
+  const std::string all(motionNames);
+  EXPECT_EQ(errorOf(all + "\n1,2,3,4,5,6\n"), "none");
+  for (const std::string name : {"Accelerometer X", "Accelerometer Y", "Accelerometer Z",
+                                 "Gyroscope X", "Gyroscope Y", "Gyroscope Z"}) {
+    std::string names = all;
+    names.replace(names.find(name), name.size(), "Other");
+    EXPECT_THAT(errorOf(names + "\n1,2,3,4,5,6\n"), HasSubstr("found no column " + name));
+  }
+}
+
+TEST(RecordingErrorTest, TheSameColumnTwice) {
+  EXPECT_EQ(errorOf("ECG,PPG,ecg (mV)\n1,2,3\n"),
+            "file.csv:1:9: one column ECG expected, found another one");
+  EXPECT_THAT(errorOf("RSP,Respiration\n1,2\n"), StartsWith("file.csv:1:5: one column RSP"));
+}
+
+TEST(RecordingErrorTest, UnitsThatChangeTheNumbers) {
+  std::string names(motionNames);
+  names.replace(names.find("Gyroscope X"), 11, "Gyroscope X (rad/s)");
+  EXPECT_EQ(errorOf(names + "\n1,2,3,4,5,6\n"),
+            "file.csv:1:49: Gyroscope X in deg/s expected, found \"rad/s\"");
+  EXPECT_THAT(errorOf("Skin temperature (K)\n300\n"), HasSubstr("expected, found \"K\""));
+}
+
+TEST(RecordingErrorTest, CellsThatAreNoNumbers) {
+  EXPECT_EQ(errorOf("ECG,RSP\n1,2\n3,four\n"), "file.csv:3:3: a number expected, found \"four\"");
+  EXPECT_EQ(errorOf("ECG,RSP\n1,\n"), "file.csv:2:3: a number expected, found an empty cell");
+  EXPECT_EQ(errorOf("ECG,RSP\n1 2,3\n"), "file.csv:2:1: a number expected, found \"1 2\"");
+  EXPECT_EQ(errorOf("ECG\n0x1F\n"), "file.csv:2:1: a number expected, found \"0x1F\"");
+  EXPECT_EQ(errorOf("ECG,Note\n1,ok\n"), "file.csv:2:3: a number expected, found \"ok\"");
+  EXPECT_EQ(errorOf("ECG;RSP\n1;2\n").substr(0, 13), "file.csv:1:1:");
+}
+
+TEST(RecordingErrorTest, NumbersThatAreNone) {
+  for (const std::string cell : {"nan", "NaN", "inf", "-inf", "infinity", "1e31", "-1e300"})
+    EXPECT_EQ(errorOf("ECG,RSP\n1," + cell + "\n"),
+              "file.csv:2:3: a finite number of at most 1e30 expected, found \"" + cell + "\"");
+  EXPECT_THAT(errorOf("ECG\n1e999\n"), HasSubstr("within the range of a double"));
+  EXPECT_EQ(errorOf("ECG\n1e30\n"), "none");
+}
+
+TEST(RecordingErrorTest, RaggedRows) {
+  EXPECT_EQ(errorOf("ECG,RSP\n1,2\n3\n"), "file.csv:3:2: 2 cells expected, found 1");
+  EXPECT_EQ(errorOf("ECG,RSP\n1,2,3\n"), "file.csv:2:5: 2 cells expected, found 3");
+  EXPECT_EQ(errorOf("ECG,RSP\n1,2,\n"), "file.csv:2:5: 2 cells expected, found 3");
+  EXPECT_EQ(errorOf("ECG\n1\n\n2\n"), "file.csv:3:1: a number expected, found an empty cell");
+}
+
+TEST(RecordingErrorTest, ColumnsCountCharactersNotBytes) {
+  EXPECT_EQ(errorOf("Gr\xC3\xB6\xC3\x9F"
+                    "e,ECG,ECG\n1,2,3\n")
+                .substr(0, 14),
+            "file.csv:1:11:");
+}
+
+TEST(RecordingErrorTest, RatesOutOfRange) {
+  for (const double rate : {0.0, -1.0, 0.0005, 1e6, std::numeric_limits<double>::infinity(),
+                            std::numeric_limits<double>::quiet_NaN()})
+    EXPECT_THAT(errorOf("ECG\n1\n", rate),
+                HasSubstr("a rate of 0.001 to 100000 rows per second expected, found"));
+  EXPECT_EQ(errorOf("ECG\n1\n", 0.001), "none");
+  EXPECT_EQ(errorOf("ECG\n1\n", 100'000), "none");
+}
+
+TEST(RecordingErrorTest, MoreThanADay) {
+  std::string text = "ECG\n";
+  for (int i = 0; i < 87; ++i) text += "1\n";
+  EXPECT_THAT(errorOf(text, 0.001), HasSubstr("at most 24 hours expected"));
+  EXPECT_EQ(errorOf(text, 0.0011), "none");
+}
+
+TEST(RecordingErrorTest, HugeLines) {
+  const std::string huge(Recording::longestLine + 1, '1');
+  EXPECT_EQ(errorOf(huge),
+            "file.csv:1:1: a line of at most 65536 bytes expected, found a longer one");
+  EXPECT_EQ(errorOf("ECG\n" + huge + "\n"),
+            "file.csv:2:1: a line of at most 65536 bytes expected, found a longer one");
+}
+
+TEST(RecordingErrorTest, BinaryGarbageIsAnErrorThatCanBePrinted) {
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 2000; ++i) {
+    std::string text = i % 2 == 0 ? "" : "ECG,RSP\n";
+    for (int k = 0; k < 200; ++k) text += static_cast<char>(random() & 0xFFU);
+    const std::string error = errorOf(text);
+    ASSERT_NE(error, "none");
+    for (const char character : error) ASSERT_TRUE(character >= ' ' && character <= '~');
+    ASSERT_LT(error.size(), 300U);
+  }
+}
+
+TEST(RecordingErrorTest, FilesThatCannotBeRead) {
+  const std::filesystem::path folder = testing::TempDir();
+  EXPECT_THAT(errorOfFile(folder), HasSubstr(":1:1: a file expected, found a directory"));
+  EXPECT_THAT(errorOfFile(folder / "no such file"),
+              AllOf(HasSubstr("no such file:1:1: "), HasSubstr("a readable file expected")));
+}
+
+TEST(RecordingTest, LoadsFiles) {
+  const std::filesystem::path file =
+      std::filesystem::path(testing::TempDir()) / "strap_recording_test.csv";
+  std::ofstream(file, std::ios::binary) << "ECG\r\n1\r\n2\r\n";
+  EXPECT_THAT(Recording::load(file, 250).ecg(), ElementsAre(1, 2));
+  std::ofstream(file, std::ios::binary) << "ECG\n1\nx\n";
+  EXPECT_EQ(errorOfFile(file), file.string() + ":3:1: a number expected, found \"x\"");
+  std::filesystem::remove(file);
+}
+
+}  // namespace
+}  // namespace Zephly::simulator

@@ -1,0 +1,187 @@
+#pragma once
+/// @file
+/// An `org.bluez` of the test's own: adapters, devices and GATT objects that behave, unless a test
+/// says otherwise, as BlueZ 5.66 was observed to behave; or, where it differs, as 5.82.
+///
+///   FakeBluez bluez(queue, bus.address());
+///   bluez.start();
+///   FakeDevice& strap = bluez.addDevice();
+///   bluez.advertise(strap);                              // heard, when an adapter discovers
+///   bluez.notify(strap, ecgUUID, {1, 2, 3});             // when somebody has subscribed
+///   bluez.dropLink(strap);
+///
+/// Everything that it does is sent before the call returns; what the other side makes of it needs
+/// turns of the queue.
+
+#include <hosts/main_queue/file_descriptor.h>
+#include <tests/support/fake_bluez/fake_service.h>
+
+#include <deque>
+#include <list>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace fake_bluez {
+
+struct CharacteristicTraits {
+  std::string uuid;
+  std::vector<std::string> flags = {"notify"};
+};
+
+struct ServiceTraits {
+  std::string uuid;
+  std::vector<CharacteristicTraits> characteristics;
+};
+
+/// Two services with the five characteristics of the strap's profile and one that is foreign.
+std::vector<ServiceTraits> strapServices();
+
+struct DeviceTraits {
+  std::string address = "AA:BB:CC:DD:EE:01";
+  std::optional<std::string> name = "Zephly";
+  std::vector<ServiceTraits> services = strapServices();
+  std::string adapter = "hci0";
+};
+
+/// What happens, one after the other, when a connection comes about.
+enum class ConnectStep {
+  connected,      ///< the signal Connected=true
+  reply,          ///< to Connect(), if it is still owed
+  objects,        ///< services and characteristics appear, unless they are there
+  resolved,       ///< the signal with UUIDs and ServicesResolved=true
+  resolvedEmpty,  ///< the same with no services
+  hold,           ///< the rest waits for proceed()
+};
+
+/// Nothing special.
+inline const std::vector<ConnectStep> usualConnection = {
+    ConnectStep::connected, ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
+
+/// What happens when Disconnect() ends a connection.
+enum class DisconnectStep { signal, reply, hold };
+
+struct FakeCharacteristic {
+  CharacteristicTraits traits;
+  std::string path;
+  std::set<std::string> subscribers;              ///< senders of StartNotify, kept over reconnects
+  Zephly::main_queue::FileDescriptor descriptor;  ///< our end of what AcquireNotify gave out
+};
+
+struct FakeDevice {
+  DeviceTraits traits;
+  bool inRange = true;  ///< otherwise Connect() waits until it advertises
+  bool connected = false;
+  std::int16_t rssi = -60;
+  std::vector<ConnectStep> onConnect = usualConnection;
+  std::vector<DisconnectStep> onDisconnect = {DisconnectStep::signal, DisconnectStep::reply};
+
+  std::deque<ConnectStep> connecting;  ///< what is left of it
+  std::deque<DisconnectStep> disconnecting;
+  std::vector<CallPointer> waiting;    ///< Connect() calls without a reply
+  std::vector<CallPointer> departing;  ///< Disconnect() calls without a reply
+  std::list<FakeCharacteristic> characteristics;
+
+  std::string path() const;
+};
+
+class FakeBluez final : public FakeService {
+ public:
+  FakeBluez(Zephly::main_queue::MainQueue& queue, std::string address);
+
+  // The daemon.
+
+  enum class Version { v5_66, v5_82 };
+  /// 5.82 is not the same in these: when it ends, its adapter may be off before the links have
+  /// ended; an adapter that is switched off takes the devices with it that were being connected,
+  /// and those calls stay without an answer; an attempt at a silent device that fails takes the
+  /// device with it.
+  void behaveAs(Version version) { version_ = version; }
+
+  /// Takes its name. The adapters appear, each of them powered or not.
+  void start(bool powered = true);
+  /// Ends as by SIGTERM: takes everything back first.
+  void terminate();
+  void kill() override;
+
+  // Adapters.
+
+  void addAdapter(const std::string& name, const std::string& address, bool powered = true);
+  /// With everything on it. Its devices wait for an adapter of that address.
+  void removeAdapter(const std::string& name);
+  void power(const std::string& name, bool on);
+  bool discovering(const std::string& name = "hci0");
+  static std::string adapterPath(const std::string& name) { return "/org/bluez/" + name; }
+
+  // Devices.
+
+  FakeDevice& addDevice(DeviceTraits traits = {});
+  /// Is heard, when its adapter discovers; says whether it was. Lets a waiting Connect() succeed.
+  bool advertise(FakeDevice& device);
+  /// Shows the device although nothing was heard, as from the cache.
+  void show(FakeDevice& device);
+  /// Goes on after a `hold`.
+  void proceed(FakeDevice& device);
+  /// Is connected without a call of anybody.
+  void connectByItself(FakeDevice& device);
+  /// A waiting Connect() fails.
+  void failConnect(FakeDevice& device, const std::string& text = "le-connection-abort-by-local");
+  /// The link ends; newer daemons tell a reason by a signal first.
+  void dropLink(FakeDevice& device, const std::optional<std::string>& reason = std::nullopt);
+  /// The object goes away.
+  void forget(FakeDevice& device);
+  /// The GAP Device Name was read.
+  void gapName(FakeDevice& device, const std::string& name);
+
+  // Values.
+
+  /// Sends a value to those who have subscribed; says whether there was a way to.
+  bool notify(FakeDevice& device, const std::string& uuid, const Bytes& bytes);
+  /// Sends the signal of a value, whoever has subscribed.
+  void emitValue(FakeDevice& device, const std::string& uuid, const Bytes& bytes);
+  static FakeCharacteristic* characteristic(FakeDevice& device, const std::string& uuid);
+  /// Whether anybody gets its values.
+  static bool subscribed(FakeDevice& device, const std::string& uuid);
+
+  std::list<FakeDevice>& devices() { return devices_; }
+
+ protected:
+  void perform(const CallPointer& call) override;
+  void setProperty(const CallPointer& call) override;
+  void peerLeft(const std::string& peer) override;
+
+ private:
+  struct Adapter {
+    std::string name;
+    std::string address;
+    std::set<std::string> discoverers;
+  };
+
+  void performOnAdapter(const CallPointer& call, Adapter& adapter);
+  void performOnDevice(const CallPointer& call, FakeDevice& device);
+  void performOnCharacteristic(const CallPointer& call, FakeDevice& device,
+                               FakeCharacteristic& characteristic);
+  void startNotify(const CallPointer& call, FakeCharacteristic& characteristic);
+  void stopNotify(const CallPointer& call, FakeCharacteristic& characteristic);
+  void acquireNotify(const CallPointer& call, FakeCharacteristic& characteristic);
+  void connect(const CallPointer& call, FakeDevice& device);
+  void disconnect(const CallPointer& call, FakeDevice& device);
+  void begin(FakeDevice& device);
+  void step(FakeDevice& device, ConnectStep step);
+  void step(FakeDevice& device, DisconnectStep step);
+  void resolve(FakeDevice& device, bool empty);
+  void addGattObjects(FakeDevice& device);
+  void lose(FakeDevice& device);
+  void showAdapter(Adapter& adapter, bool powered);
+  void stopDiscovery(Adapter& adapter);
+  bool powered(const std::string& adapter);
+  Adapter* adapterAt(const std::string& path);
+  FakeDevice* deviceAt(const std::string& path);
+
+  std::list<Adapter> adapters_;
+  std::list<FakeDevice> devices_;
+  Version version_ = Version::v5_66;
+};
+
+}  // namespace fake_bluez

@@ -1,0 +1,204 @@
+#include <tests/support/process.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+
+namespace {
+
+constexpr int patienceInMilliseconds = 60'000;
+
+// The arguments begin with the program's path.
+[[noreturn]] void become(std::vector<std::string>& arguments,
+                         const std::vector<std::string>& environment) {
+  std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  for (const std::string& setting : environment) {
+    const std::size_t equals = setting.find('=');
+    ::setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
+  }
+  ::execv(pointers.front(), pointers.data());
+  ::_exit(127);
+}
+
+std::string contentsOf(int descriptor) {
+  std::string text;
+  std::array<char, 4096> part{};
+  ::lseek(descriptor, 0, SEEK_SET);
+  for (ssize_t count = 0; (count = ::read(descriptor, part.data(), part.size())) > 0;) {
+    text.append(part.data(), static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::string> Finished::outputLines() const { return linesOf(output); }
+
+std::vector<std::string> Finished::errorLines() const { return linesOf(errors); }
+
+Process::Process(std::vector<std::string> arguments, Output output,
+                 const std::vector<std::string>& environment, const std::string& program)
+    : errors_(::memfd_create("errors", MFD_CLOEXEC)) {
+  arguments.insert(arguments.begin(), program.empty() ? ZEPHLY_PROGRAM : program);
+  if (output == Output::terminal) {
+    winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+    int descriptor = -1;
+    int terminal = -1;
+    EXPECT_EQ(::openpty(&descriptor, &terminal, nullptr, nullptr, &size), 0);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::close(descriptor);
+      ::login_tty(terminal);
+      ::dup2(errors_, STDERR_FILENO);
+      become(arguments, environment);
+    }
+    output_descriptor_ = descriptor;
+    terminal_ = terminal;
+    return;
+  }
+  if (output == Output::full) {
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(::open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+      ::dup2(errors_, STDERR_FILENO);
+      become(arguments, environment);
+    }
+    return;
+  }
+  std::array<int, 2> ends{};
+  EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::dup2(ends[1], STDOUT_FILENO);
+    ::dup2(errors_, STDERR_FILENO);
+    become(arguments, environment);
+  }
+  ::close(ends[1]);
+  output_descriptor_ = ends[0];
+}
+
+Process::~Process() {
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+  closeOutput();
+  if (terminal_ >= 0) ::close(terminal_);
+  ::close(errors_);
+}
+
+bool Process::readSome() {
+  // Our own hand keeps a terminal open, so its end is that of the process.
+  const int step = terminal_ >= 0 ? 50 : patienceInMilliseconds;
+  for (int waited = 0; waited < patienceInMilliseconds; waited += step) {
+    pollfd readable{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
+    if (::poll(&readable, 1, step) > 0) {
+      std::array<char, 65536> part{};
+      const ssize_t count = ::read(output_descriptor_, part.data(), part.size());
+      if (count <= 0) return false;
+      output_.append(part.data(), static_cast<std::size_t>(count));
+      return true;
+    }
+    siginfo_t ended{};
+    if (::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        ended.si_pid != 0) {
+      return ::poll(&readable, 1, 0) > 0 && readSome();
+    }
+  }
+  return false;
+}
+
+bool Process::readUntil(const std::function<bool(const std::string&)>& satisfied) {
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceInMilliseconds);
+  while (!satisfied(output_)) {
+    if (std::chrono::steady_clock::now() > end || !readSome()) return false;
+  }
+  return true;
+}
+
+bool Process::readUntil(const std::string& text) {
+  return readUntil(
+      [&](const std::string& output) { return output.find(text) != std::string::npos; });
+}
+
+bool Process::readUntil(const std::regex& pattern) {
+  return readUntil([&](const std::string& output) { return std::regex_search(output, pattern); });
+}
+
+bool Process::hasWritten(const std::string& text) {
+  pollfd readable{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
+  while (::poll(&readable, 1, 0) > 0 && readSome()) {
+  }
+  return output_.find(text) != std::string::npos;
+}
+
+void Process::sendSignal(int signal) const { ::kill(pid_, signal); }
+
+void Process::type(const std::string& keys) const {
+  EXPECT_EQ(::write(output_descriptor_, keys.data(), keys.size()),
+            static_cast<ssize_t>(keys.size()));
+}
+
+void Process::resizeTerminal(unsigned short columns, unsigned short rows) const {
+  const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+  EXPECT_EQ(::ioctl(output_descriptor_, TIOCSWINSZ, &size), 0);
+}
+
+bool Process::echoes() const {
+  termios settings{};
+  EXPECT_EQ(::tcgetattr(terminal_, &settings), 0);
+  return (settings.c_lflag & ECHO) != 0;
+}
+
+void Process::closeOutput() {
+  if (output_descriptor_ >= 0) ::close(output_descriptor_);
+  output_descriptor_ = -1;
+}
+
+Finished Process::finish() {
+  while (output_descriptor_ >= 0 && readSome()) {
+  }
+  int status = 0;
+  ::waitpid(pid_, &status, 0);
+  pid_ = -1;
+  const int exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return {exitCode, output_, contentsOf(errors_)};
+}
+
+std::vector<std::string> simulatedMonitor(std::vector<std::string> more) {
+  more.insert(more.begin(), {"monitor", "--simulated"});
+  return more;
+}
+
+Finished runProgram(const std::vector<std::string>& arguments) {
+  return Process(arguments).finish();
+}
+
+Finished runOther(const std::string& program, const std::vector<std::string>& arguments) {
+  return Process(arguments, Process::Output::pipe, {}, program).finish();
+}

@@ -1,0 +1,104 @@
+#include <tools/common/output.h>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <string>
+
+namespace Zephly::tools {
+namespace {
+
+class Pipe {
+ public:
+  Pipe() { EXPECT_EQ(::pipe(ends_.data()), 0); }
+  ~Pipe() {
+    closeReader();
+    ::close(ends_[1]);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int writer() const { return ends_[1]; }
+  void closeReader() {
+    if (ends_[0] >= 0) ::close(ends_[0]);
+    ends_[0] = -1;
+  }
+  // What is there now, up to a limit.
+  std::string read() const {
+    std::string text(1 << 20, '\0');
+    const ssize_t count = ::read(ends_[0], text.data(), text.size());
+    text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    return text;
+  }
+
+ private:
+  std::array<int, 2> ends_{-1, -1};
+};
+
+TEST(OutputTest, KeepsWhatWasWrittenUntilItIsFlushed) {
+  const Pipe pipe;
+  Output output(pipe.writer());
+  output.write("one ");
+  output.write("two");
+  EXPECT_EQ(output.pending(), 7U);
+  EXPECT_TRUE(output.flush());
+  EXPECT_EQ(pipe.read(), "one two");
+  EXPECT_EQ(output.pending(), 0U);
+}
+
+TEST(OutputTest, PassesOnAFullBufferByItself) {
+  const Pipe pipe;
+  Output output(pipe.writer());
+  output.write(std::string(Output::bufferSize, 'x'));
+  EXPECT_EQ(output.pending(), 0U);
+  EXPECT_EQ(pipe.read().size(), Output::bufferSize);
+}
+
+TEST(OutputTest, ComesBackFromAReaderThatDoesNotReadAndLosesNothing) {
+  const Pipe pipe;
+  Output output(pipe.writer());
+  const std::string text(300'000, 'x');
+  output.write(text);
+  EXPECT_FALSE(output.flush());
+  EXPECT_GT(output.pending(), 0U);
+  EXPECT_EQ(output.state(), Output::State::open);
+  std::size_t received = 0;
+  while (output.pending() > 0) {
+    received += pipe.read().size();
+    output.flush();
+  }
+  received += pipe.read().size();
+  EXPECT_EQ(received, text.size());
+}
+
+TEST(OutputTest, IsClosedWhenTheReaderHasGone) {
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  Pipe pipe;
+  Output output(pipe.writer());
+  pipe.closeReader();
+  output.write("lost");
+  output.flush();
+  EXPECT_EQ(output.state(), Output::State::closed);
+  output.write("dropped");
+  EXPECT_EQ(output.pending(), 0U);
+  EXPECT_TRUE(output.finish(std::chrono::milliseconds(1)));
+}
+
+TEST(OutputTest, SaysWhyItFailed) {
+  const int full = ::open("/dev/full", O_WRONLY);
+  ASSERT_GE(full, 0);
+  Output output(full);
+  output.write("text");
+  output.flush();
+  ::close(full);
+  EXPECT_EQ(output.state(), Output::State::failed);
+  EXPECT_EQ(output.error(), "No space left on device");
+}
+
+}  // namespace
+}  // namespace Zephly::tools

@@ -1,0 +1,232 @@
+#include <tests/support/captures.h>
+#include <tests/support/process.h>
+#include <tests/support/text_of.h>
+#include <tests/tools/export/session_script.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using captures::ScratchDirectory;
+using exporting_test::SessionScript;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// While it lives no file of this process and those that it starts becomes longer.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+// A column of a CSV file, with the times of its rows.
+std::vector<std::pair<double, double>> columnOf(const std::filesystem::path& path,
+                                                std::size_t column) {
+  std::vector<std::pair<double, double>> values;
+  std::istringstream lines(textOf(path));
+  std::string line;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    std::vector<std::string> cells;
+    std::istringstream stream(line);
+    for (std::string cell; std::getline(stream, cell, ',');) cells.push_back(cell);
+    values.emplace_back(std::stod(cells.at(0)), std::stod(cells.at(column)));
+  }
+  return values;
+}
+
+std::vector<std::string> filesIn(const std::filesystem::path& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    names.push_back(entry.path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+SessionScript secondsOfEcg(int seconds) {
+  SessionScript script;
+  script.connect(1s);
+  for (int frame = 1; frame <= seconds * 1000 / 12; ++frame) {
+    script.ecg(1s + frame * 12ms, {1, 2, 3, 4, 5, 6});
+  }
+  script.end(1s + seconds * 1s);
+  return script;
+}
+
+TEST(ExportProgramTest, ARecordedSessionIsExportedAtItsEnd) {
+  const ScratchDirectory scratch;
+  const Finished run =
+      runProgram({"record", scratch / "a.zcap", "--simulated", "--seed", "7", "--speed", "50",
+                  "--duration", "40", "--edf", scratch / "a.edf", "--csv", scratch / "csv"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.errors, "");
+  // 40 seconds less the lost link.
+  EXPECT_GT(columnOf(scratch / "csv" / "ecg.csv", 3).size(), 18'000U);
+  EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
+
+  const Finished again = runProgram({"export", scratch / "a.zcap", "--edf", scratch / "b.edf"});
+  EXPECT_EQ(again.exitCode, 0);
+  EXPECT_EQ(again.output + again.errors, "");
+  EXPECT_TRUE(captures::contentOf(scratch / "a.edf") == captures::contentOf(scratch / "b.edf"));
+}
+
+TEST(ExportProgramTest, ARecordingDoesNotBeginWhenItCannotBeExported) {
+  const ScratchDirectory scratch;
+  scratch.file("a.edf", {'o', 'l', 'd'});
+  const Finished run = runProgram({"record", scratch / "a.zcap", "--simulated", "--duration", "40",
+                                   "--edf", scratch / "a.edf"});
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(),
+              ElementsAre("zephly record: cannot write " + (scratch / "a.edf").string() +
+                          ": it exists already (see --force)"));
+  EXPECT_THAT(filesIn(scratch.path()), ElementsAre("a.edf"));
+}
+
+// Every sample as BioSig reads it, against the CSV files: in its slot, within a step.
+TEST(ExportProgramTest, AnotherProgramReadsTheSameValuesAndAnnotations) {
+  const ScratchDirectory scratch;
+  ASSERT_EQ(runProgram({"record", scratch / "a.zcap", "--simulated", "--seed", "7", "--speed", "50",
+                        "--duration", "40", "--edf", scratch / "a.edf", "--csv", scratch / "csv"})
+                .exitCode,
+            0);
+  const std::string edf = (scratch / "a.edf").string();
+  const Finished told = runOther(ZEPHLY_SAVE2GDF, {"-JSON", edf});
+  ASSERT_EQ(told.exitCode, 0) << told.errors;
+  for (const char* text : {"\"Samplingrate\"\t: 500.000000", "\"PhysicalUnit\"\t: \"mV\"",
+                           "\"Description\"\t: \"link lost\"", "\"Description\"\t: \"connected\"",
+                           "\"Description\"\t: \"electrodes off\"",
+                           "\"Description\"\t: \"electrodes on\"", "\"Description\"\t: \"push-up\"",
+                           "\"Description\"\t: \"sit-up\"", "\"Description\"\t: \"jump\"",
+                           "\"Description\"\t: \"gap: ecg\"", "\"Name\"\t: \"Zephly\""}) {
+    EXPECT_THAT(told.output, HasSubstr(text));
+  }
+  const std::string values = (scratch / "values").string();
+  ASSERT_EQ(runOther(ZEPHLY_SAVE2GDF, {"-f=ASCII", edf, values}).exitCode, 0);
+
+  // The file begins with the whole second before the session.
+  const std::string date = textOf(scratch / "csv" / "events.csv");
+  const std::size_t fraction = date.find('.', date.find('T'));
+  const double shift = std::stod("0" + date.substr(fraction, 10));
+  struct Compared {
+    const char* channel;
+    const char* file;
+    std::size_t column;
+    double rate;
+    double step;
+    double absent;
+  };
+  for (const Compared& one : {Compared{"01", "ecg.csv", 3, 500, 4.8401 / 65535, -2.4201},
+                              Compared{"02", "respiration.csv", 3, 500, 4.8401 / 65535, -2.4201},
+                              Compared{"03", "respiration.csv", 4, 500, 1.0001 / 65535, -0.0001},
+                              Compared{"04", "temperature.csv", 3, 1, 0.02, -273.15},
+                              Compared{"05", "temperature.csv", 4, 1, 0.02, -273.15}}) {
+    std::istringstream stream(textOf(values + ".a" + one.channel));
+    const std::vector<double> read{std::istream_iterator<double>(stream), {}};
+    ASSERT_GE(read.size(), 40 * one.rate);
+    std::size_t wrong = 0;
+    const auto rows = columnOf(scratch / "csv" / one.file, one.column);
+    for (const auto& [time, value] : rows) {
+      const auto slot = static_cast<std::size_t>(std::lround((time + shift) * one.rate));
+      if (std::abs(read.at(slot) - value) > one.step) ++wrong;
+    }
+    EXPECT_EQ(wrong, 0U) << one.file << ' ' << one.column;
+    const auto absent = std::count_if(read.begin(), read.end(), [&](double value) {
+      return std::abs(value - one.absent) < one.step / 2;
+    });
+    EXPECT_EQ(static_cast<std::size_t>(absent), read.size() - rows.size()) << one.channel;
+  }
+}
+
+TEST(ExportProgramTest, SaysWhatItNeeds) {
+  const Finished nothing = runProgram({"export"});
+  EXPECT_EQ(nothing.exitCode, 2);
+  EXPECT_EQ(nothing.errorLines().size(), 1U);
+  const Finished noTarget = runProgram({"export", "a.zcap"});
+  EXPECT_EQ(noTarget.exitCode, 2);
+  EXPECT_THAT(noTarget.errorLines(),
+              ElementsAre("zephly export: --edf FILE, --csv DIRECTORY or both is required"));
+}
+
+TEST(ExportProgramTest, WhatIsMissingOrNoCaptureIsOneLine) {
+  const ScratchDirectory scratch;
+  const Finished missing =
+      runProgram({"export", scratch / "none.zcap", "--edf", scratch / "a.edf"});
+  EXPECT_EQ(missing.exitCode, 1);
+  ASSERT_EQ(missing.errorLines().size(), 1U);
+  EXPECT_THAT(missing.errors, HasSubstr("none.zcap"));
+  EXPECT_THAT(filesIn(scratch.path()), IsEmpty());
+}
+
+TEST(ExportProgramTest, ACutCaptureIsExportedAndTold) {
+  const ScratchDirectory scratch;
+  auto bytes = secondsOfEcg(5).bytes();
+  bytes.resize(bytes.size() - 3);
+  const auto file = scratch.file("a.zcap", bytes);
+  const Finished run = runProgram({"export", file, "--csv", scratch / "csv"});
+  EXPECT_EQ(run.exitCode, 1);
+  ASSERT_EQ(run.errorLines().size(), 1U);
+  EXPECT_THAT(run.errors, HasSubstr(file.string() + ": at byte "));
+  EXPECT_EQ(columnOf(scratch / "csv" / "ecg.csv", 3).size(), 2496U);
+}
+
+// Like a full disk: whichever file it is, and wherever in it.
+TEST(ExportProgramTest, AFileThatMayNotGrowIsOneLineAndNoFile) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", secondsOfEcg(60).bytes());
+  for (const rlim_t limit : {100U, 3'000U, 100'000U}) {
+    for (const char* option : {"--edf", "--csv"}) {
+      const FileSizeLimit held(limit);
+      const Finished run = runProgram({"export", file, option, scratch / "out"});
+      EXPECT_EQ(run.exitCode, 1) << limit << option;
+      ASSERT_EQ(run.errorLines().size(), 1U) << run.errors;
+      EXPECT_THAT(run.errors, HasSubstr("cannot write " + (scratch / "out").string()));
+      EXPECT_THAT(run.errors, HasSubstr("File too large"));
+      if (std::filesystem::is_directory(scratch / "out")) {
+        EXPECT_THAT(filesIn(scratch / "out"), IsEmpty());
+        std::filesystem::remove(scratch / "out");
+      }
+      EXPECT_THAT(filesIn(scratch.path()), ElementsAre("a.zcap"));
+    }
+  }
+}
+
+TEST(ExportProgramTest, PlacesThatCannotBeWrittenAreOneLine) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", secondsOfEcg(1).bytes());
+  const std::string nowhere = scratch / "nowhere" / "a";
+  for (const char* option : {"--edf", "--csv"}) {
+    const Finished run = runProgram({"export", file, option, nowhere});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errorLines(), ElementsAre("zephly export: cannot write " + nowhere +
+                                              ": No such file or directory"));
+  }
+  const Finished overFile = runProgram({"export", file, "--csv", file});
+  EXPECT_EQ(overFile.exitCode, 1);
+  EXPECT_EQ(overFile.errorLines().size(), 1U);
+}
+
+}  // namespace

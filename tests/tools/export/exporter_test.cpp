@@ -1,0 +1,251 @@
+#include <tools/export/exporter.h>
+
+#include <capture/capture_error.h>
+#include <tests/support/captures.h>
+#include <tests/tools/export/edf_reader.h>
+#include <tests/tools/export/session_script.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Zephly::exporting::Existing;
+using Zephly::exporting::exportCapture;
+using namespace std::chrono_literals;
+using captures::ScratchDirectory;
+using exporting_test::EdfReader;
+using exporting_test::Nanoseconds;
+using exporting_test::SessionScript;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Outcome {
+  std::vector<std::string> complaints;
+  std::string failure;  ///< empty: files were written
+};
+
+Outcome exportBoth(const ScratchDirectory& scratch, const std::vector<std::uint8_t>& capture,
+                   Existing existing = Existing::refused) {
+  Outcome outcome;
+  try {
+    outcome.complaints = exportCapture({.capture = scratch.file("a.zcap", capture),
+                                        .edf = scratch / "a.edf",
+                                        .csv = scratch / "csv",
+                                        .existing = existing});
+  } catch (const std::runtime_error& error) {
+    outcome.failure = error.what();
+  }
+  return outcome;
+}
+
+// Names of all files, with those in directories.
+std::vector<std::string> filesIn(const ScratchDirectory& scratch) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.path())) {
+    if (!entry.is_directory()) {
+      names.push_back(entry.path().lexically_relative(scratch.path()).string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+SessionScript fewFrames() {
+  SessionScript script;
+  script.connect(1s);
+  for (int frame = 1; frame <= 100; ++frame) script.ecg(1s + frame * 12ms, {1, 2, 3, 4, 5, 6});
+  script.end(3s);
+  return script;
+}
+
+TEST(ExporterTest, WritesAllFilesAndNothingElse) {
+  const ScratchDirectory scratch;
+  const Outcome outcome = exportBoth(scratch, fewFrames().bytes());
+  EXPECT_EQ(outcome.failure, "");
+  EXPECT_THAT(outcome.complaints, IsEmpty());
+  EXPECT_THAT(filesIn(scratch),
+              ElementsAre("a.edf", "a.zcap", "csv/battery.csv", "csv/ecg.csv", "csv/events.csv",
+                          "csv/motion.csv", "csv/respiration.csv", "csv/temperature.csv"));
+}
+
+TEST(ExporterTest, ASessionOfNoLengthIsOneEmptySecond) {
+  SessionScript script;
+  script.preamble.began = 1'772'357'400s;
+  script.records.clear();
+  script.end(0s);
+  const ScratchDirectory scratch;
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  EXPECT_EQ(outcome.failure, "");
+  EXPECT_THAT(outcome.complaints, IsEmpty());
+  const EdfReader edf(scratch / "a.edf");
+  EXPECT_EQ(edf.records, 1);
+  EXPECT_THAT(edf.annotations, IsEmpty());
+  EXPECT_THAT(captures::contentOf(scratch / "csv" / "ecg.csv"),
+              testing::SizeIs(std::string("time_s,date_utc,gap_s,ecg_mV\n").size()));
+}
+
+TEST(ExporterTest, ASessionWithoutAConnectionIsAllGap) {
+  SessionScript script;
+  script.end(90s);
+  const ScratchDirectory scratch;
+  EXPECT_THAT(exportBoth(scratch, script.bytes()).complaints, IsEmpty());
+  const EdfReader edf(scratch / "a.edf");
+  EXPECT_EQ(edf.records, 91);
+  ASSERT_EQ(edf.annotations.size(), 3U);
+  EXPECT_EQ(edf.annotations[0].text, "gap: ecg");
+  EXPECT_EQ(edf.annotations[0].duration, 90);
+}
+
+TEST(ExporterTest, OfACutCaptureAllIsExportedThatIsWhole) {
+  const ScratchDirectory scratch;
+  const SessionScript script = fewFrames();
+  std::vector<std::uint8_t> bytes = script.bytes();
+  SessionScript shorter = script;
+  shorter.records.resize(script.records.size() - 2);  // without the last frame and the end
+  const std::size_t offset = shorter.bytes().size();
+  bytes.resize(offset + 10);
+  const Outcome outcome = exportBoth(scratch, bytes);
+  EXPECT_EQ(outcome.failure, "");
+  ASSERT_EQ(outcome.complaints.size(), 1U);
+  EXPECT_THAT(outcome.complaints[0],
+              HasSubstr((scratch / "a.zcap").string() + ": at byte " + std::to_string(offset)));
+  const EdfReader edf(scratch / "a.edf");
+  const auto& ecg = edf.signal("ECG").digital;
+  EXPECT_EQ(std::count_if(ecg.begin(), ecg.end(), [](int one) { return one != -32768; }), 594);
+}
+
+TEST(ExporterTest, ACaptureWithoutItsEndIsExportedAndTold) {
+  const ScratchDirectory scratch;
+  SessionScript script = fewFrames();
+  script.records.pop_back();
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  EXPECT_EQ(outcome.failure, "");
+  ASSERT_EQ(outcome.complaints.size(), 1U);
+  EXPECT_THAT(outcome.complaints[0], HasSubstr("the capture stops here without its end"));
+  EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
+}
+
+TEST(ExporterTest, TimeThatRunsBackwardsEndsWhatIsExported) {
+  const ScratchDirectory scratch;
+  SessionScript script = fewFrames();
+  script.records[50].stamp.monotonic = 0s;
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  ASSERT_EQ(outcome.complaints.size(), 1U);
+  EXPECT_THAT(outcome.complaints[0], HasSubstr("time runs backwards"));
+  EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
+}
+
+TEST(ExporterTest, ATimeThatNoSessionReachesEndsWhatIsExported) {
+  const ScratchDirectory scratch;
+  SessionScript script = fewFrames();
+  script.records.back().stamp.monotonic = Nanoseconds::max();
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  ASSERT_EQ(outcome.complaints.size(), 1U);
+  EXPECT_THAT(outcome.complaints[0], HasSubstr("a time that no session reaches"));
+}
+
+TEST(ExporterTest, WhatCannotBeTrueEndsWhatIsExported) {
+  const ScratchDirectory scratch;
+  SessionScript script = fewFrames();
+  std::get<Zephly::capture::Value>(script.records[50].what).characteristic = 99;
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  ASSERT_EQ(outcome.complaints.size(), 1U);
+  EXPECT_THAT(outcome.complaints[0], HasSubstr("99"));
+  EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
+}
+
+TEST(ExporterTest, ADateThatIsNoneIsRefused) {
+  for (const Nanoseconds began : {Nanoseconds::min(), Nanoseconds::max(), Nanoseconds(-1)}) {
+    const ScratchDirectory scratch;
+    SessionScript script;
+    script.preamble.began = began;
+    for (auto& record : script.records) record.stamp.wall = {};
+    script.records.push_back({{1s, 0s, 0}, Zephly::capture::Ended{}});
+    const Outcome outcome = exportBoth(scratch, script.bytes());
+    EXPECT_EQ(outcome.failure, (scratch / "a.zcap").string() + ": the date in its head is none");
+    EXPECT_THAT(filesIn(scratch), ElementsAre("a.zcap"));
+  }
+}
+
+TEST(ExporterTest, FramesOfOddSizesAreDecodedAsTheKitDoes) {
+  const ScratchDirectory scratch;
+  SessionScript script;
+  script.connect(1s);
+  Nanoseconds time = 1s;
+  std::mt19937 random(5);
+  for (std::size_t characteristic = 0; characteristic < 5; ++characteristic) {
+    for (std::size_t size = 0; size < 40; ++size) {
+      std::vector<std::uint8_t> bytes(size);
+      for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+      script.value(time += 12ms, characteristic, bytes);
+    }
+    // No value at all, and an error.
+    script.value(time, characteristic, {});
+    std::get<Zephly::capture::Value>(script.records.back().what).bytes.reset();
+    script.value(time, characteristic, {1, 2, 3});
+    std::get<Zephly::capture::Value>(script.records.back().what).error = "broken";
+  }
+  script.end(time + 1s);
+  const Outcome outcome = exportBoth(scratch, script.bytes());
+  EXPECT_EQ(outcome.failure, "");
+  EXPECT_THAT(outcome.complaints, IsEmpty());
+  const EdfReader edf(scratch / "a.edf");
+  const auto& ecg = edf.signal("ECG").digital;
+  EXPECT_EQ(std::count_if(ecg.begin(), ecg.end(), [](int one) { return one != -32768; }), 240);
+}
+
+TEST(ExporterTest, WhatIsThereIsNotReplacedUnlessItIsTold) {
+  const ScratchDirectory scratch;
+  const auto bytes = fewFrames().bytes();
+  ASSERT_EQ(exportBoth(scratch, bytes).failure, "");
+  EXPECT_THAT(exportBoth(scratch, bytes).failure, HasSubstr("a.edf: it exists already"));
+  std::filesystem::remove(scratch / "a.edf");
+  EXPECT_THAT(exportBoth(scratch, bytes).failure, HasSubstr("ecg.csv: it exists already"));
+  EXPECT_FALSE(std::filesystem::exists(scratch / "a.edf"));
+  EXPECT_EQ(exportBoth(scratch, bytes, Existing::replaced).failure, "");
+}
+
+TEST(ExporterTest, TheCaptureItselfIsNeverReplaced) {
+  const ScratchDirectory scratch;
+  const auto bytes = fewFrames().bytes();
+  const auto file = scratch.file("a.zcap", bytes);
+  EXPECT_THROW(
+      exportCapture(
+          {.capture = file, .edf = scratch / "." / "a.zcap", .existing = Existing::replaced}),
+      std::runtime_error);
+  EXPECT_EQ(captures::contentOf(file), bytes);
+}
+
+TEST(ExporterTest, WhatIsNoCaptureIsRefused) {
+  const ScratchDirectory scratch;
+  EXPECT_THAT(exportBoth(scratch, {'n', 'o'}).failure, HasSubstr("a.zcap"));
+  EXPECT_THAT(filesIn(scratch), ElementsAre("a.zcap"));
+}
+
+// Whatever has become of the bytes: an export or one line, never half a file.
+TEST(ExporterTest, DamagedCapturesAreExportedOrRefused) {
+  const std::vector<std::uint8_t> bytes = fewFrames().bytes();
+  std::mt19937 random(11);
+  for (int round = 0; round < 60; ++round) {
+    const ScratchDirectory scratch;
+    std::vector<std::uint8_t> damaged = bytes;
+    damaged[random() % damaged.size()] ^= static_cast<std::uint8_t>(1 + random() % 255);
+    if (round % 3 == 0) damaged.resize(random() % damaged.size());
+    const Outcome outcome = exportBoth(scratch, damaged);
+    if (outcome.failure.empty()) {
+      EXPECT_FALSE(outcome.complaints.empty());
+      EXPECT_NO_THROW(EdfReader(scratch / "a.edf"));
+    } else {
+      EXPECT_THAT(filesIn(scratch), ElementsAre("a.zcap"));
+    }
+  }
+}
+
+}  // namespace

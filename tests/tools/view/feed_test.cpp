@@ -1,0 +1,156 @@
+#include <tools/view/feed.h>
+
+#include <tests/tools/view/decoded.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace Zephly::view {
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// "ecg", "state", "connected"
+std::string nameOf(const Message& message) {
+  if (message.kind == Message::Kind::samples) return std::string(traceName(message.trace));
+  const json text = json::parse(*message.bytes);
+  return text.at("type") == "event" ? text.at("event") : text.at("type");
+}
+
+class FeedTest : public testing::Test {
+ protected:
+  std::vector<std::string> names() {
+    std::vector<std::string> all;
+    for (const Message& message : sent) all.push_back(nameOf(message));
+    sent.clear();
+    return all;
+  }
+  json lastState() const {
+    const auto last = std::find_if(sent.rbegin(), sent.rend(), [](const Message& message) {
+      return message.kind == Message::Kind::state;
+    });
+    return last == sent.rend() ? json() : json::parse(*last->bytes);
+  }
+
+  std::vector<Message> sent;
+  Feed feed{[this](const Message& message) { sent.push_back(message); }};
+};
+
+TEST_F(FeedTest, SamplesWaitForTheTick) {
+  feed.take({1s, watch::EcgSample{0.5F}});
+  feed.take({1s, watch::RespirationSample{0.25F}});
+  feed.take({1s, watch::MotionSample{0.125F, 2}});
+  EXPECT_THAT(sent, IsEmpty());
+  feed.tick(1s);
+  EXPECT_THAT(names(), ElementsAre("ecg", "filteredEcg", "respiration", "motion"));
+  feed.tick(1s);
+  EXPECT_THAT(sent, IsEmpty());
+}
+
+TEST_F(FeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
+  const auto wrapper = ::SignalProcessor::init();
+  std::vector<float> expected;
+  for (int i = 0; i < 600; ++i) {
+    const float value = static_cast<float>(i % 50) / 50;
+    feed.take({i * 2ms, watch::EcgSample{value}});
+    expected.push_back(wrapper->processECG(value));
+  }
+  feed.tick(1200ms);
+  ASSERT_THAT(sent, SizeIs(2));
+  EXPECT_EQ(decoded(*sent[1].bytes).values, expected);
+}
+
+TEST_F(FeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBefore) {
+  feed.take({1s, watch::Connected{}});
+  EXPECT_TRUE(lastState().at("connected").get<bool>());
+  EXPECT_THAT(names(), ElementsAre("state", "connected"));
+  feed.take({1s, watch::EcgSample{}});
+  feed.take({2s, watch::LeadOff{true}});
+  EXPECT_TRUE(lastState().at("electrodesOff").get<bool>());
+  EXPECT_THAT(names(), ElementsAre("ecg", "filteredEcg", "state", "electrodesOff"));
+  feed.take({2s, watch::RespirationSample{}});
+  feed.take({3s, watch::Disconnected{}});
+  EXPECT_FALSE(lastState().at("connected").get<bool>());
+  EXPECT_THAT(names(), ElementsAre("respiration", "state", "disconnected"));
+}
+
+TEST_F(FeedTest, SamplesAfterALostLinkBeginAnew) {
+  feed.take({1s, watch::EcgSample{}});
+  feed.take({1s, watch::Disconnected{}});
+  feed.take({1100ms, watch::Connected{}});
+  sent.clear();
+  feed.take({1100ms, watch::EcgSample{}});
+  feed.tick(2s);
+  const Samples samples = decoded(*sent.front().bytes);
+  EXPECT_EQ(samples.index, 1U);
+  EXPECT_EQ(samples.seconds, 1.1);
+}
+
+TEST_F(FeedTest, TheStateComesWithEverySixthTick) {
+  for (int i = 0; i < 2 * Feed::ticksPerState; ++i) feed.tick(i * 33ms);
+  EXPECT_THAT(names(), ElementsAre("state", "state"));
+}
+
+TEST_F(FeedTest, ManySamplesDoNotWaitForTheTick) {
+  for (std::size_t i = 0; i < SampleTrack::largestBatch; ++i) {
+    EXPECT_THAT(sent, IsEmpty());
+    feed.take({i * 2ms, watch::RespirationSample{}});
+  }
+  ASSERT_THAT(sent, SizeIs(1));
+  EXPECT_EQ(sent.front().samples, SampleTrack::largestBatch);
+}
+
+TEST_F(FeedTest, BodyTemperatureIsTheEnginesEstimate) {
+  feed.take({1s, watch::Temperature{34, 25, 0}});
+  feed.end(2s);
+  const json temperature = lastState().at("temperature");
+  EXPECT_EQ(temperature.at("object"), 34);
+  EXPECT_EQ(temperature.at("ambient"), 25);
+  EXPECT_EQ(temperature.at("body").get<float>(), 36.8F);
+  EXPECT_EQ(temperature.at("t"), 1);
+}
+
+TEST_F(FeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
+  feed.take({1s, watch::EcgSample{}});
+  feed.end(2s);
+  EXPECT_TRUE(feed.ended());
+  EXPECT_TRUE(lastState().at("ended").get<bool>());
+  EXPECT_THAT(names(), ElementsAre("ecg", "filteredEcg", "state"));
+  for (int i = 0; i < Feed::ticksPerState; ++i) feed.tick(100s);
+  EXPECT_EQ(lastState().at("now"), 2);
+  EXPECT_TRUE(lastState().at("ended").get<bool>());
+  // Samples are not too old for those who come later.
+  EXPECT_THAT(feed.greeting({.now = 100s}), SizeIs(4));
+}
+
+TEST_F(FeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
+  feed.take({1s, watch::Connected{}});
+  feed.take({1s, watch::EcgSample{0.5F}});
+  feed.take({2s, watch::Repetition{simulator::Exercise::jump}});
+  feed.take({2s, watch::EcgSample{}});  // goes to everybody with the next tick
+  sent = feed.greeting({.title = "a strap", .now = 3s});
+  EXPECT_EQ(json::parse(*sent.front().bytes).at("title"), "a strap");
+  EXPECT_EQ(lastState().at("now"), 3);
+  EXPECT_EQ(decoded(*sent[2].bytes).values, std::vector<float>{0.5F});
+  EXPECT_THAT(names(), ElementsAre("hello", "state", "ecg", "filteredEcg", "connected", "jump"));
+}
+
+TEST_F(FeedTest, OfTheEventsTheLastAreKept) {
+  for (int i = 0; i < 1000; ++i) feed.take({1s, watch::Diagnostic{std::to_string(i)}});
+  const auto greeting = feed.greeting({});
+  ASSERT_THAT(greeting, SizeIs(2 + Feed::keptEvents));
+  EXPECT_EQ(json::parse(*greeting.back().bytes).at("text"), "999");
+  EXPECT_EQ(json::parse(*greeting[2].bytes).at("text"), "900");
+}
+
+}  // namespace
+}  // namespace Zephly::view

@@ -1,0 +1,308 @@
+// Clients that are broken or mean harm: none takes anything from the others, or stays.
+
+#include <tests/tools/view/bytes.h>
+#include <tests/tools/view/world.h>
+#include <boost/asio/steady_timer.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+
+namespace Zephly::view {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+// After each test a proper client is still served.
+class HostileTest : public testing::Test {
+ protected:
+  explicit HostileTest(ServerOptions options = {}) : world(std::move(options)) {}
+  void TearDown() override { EXPECT_TRUE(servedInTheEnd()); }
+  // How the server answers to these bytes; it has hung up then.
+  std::string statusOf(std::string bytes) {
+    RawClient client(world);
+    client.send(std::move(bytes));
+    EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
+    EXPECT_TRUE(client.closedCleanly()) << "the answer may have got lost";
+    return client.status();
+  }
+  // A proper client is served, though perhaps not the first one that tries.
+  bool servedInTheEnd() {
+    bool served = false;
+    return world.runUntil([&] {
+      RawClient client(world);
+      client.send(get() + "\r\n");
+      const bool answered =
+          world.runUntil([&] { return client.closed() || client.status() == "200"; });
+      served = client.status() == "200";
+      return served || !answered;
+    }) && served;
+  }
+  std::string get() const { return "GET / HTTP/1.1\r\nHost: " + world.host() + "\r\n"; }
+
+  World world;
+};
+
+TEST_F(HostileTest, WhatIsNoHttpIs400) {
+  for (const std::string& bytes : {std::string("\r\n\r\n\r\n"),
+                                   std::string("hello\r\n\r\n"),
+                                   std::string("GET\r\n\r\n"),
+                                   std::string("GET /\r\n\r\n"),
+                                   std::string("GET / HTTP/2.0\r\n\r\n"),
+                                   std::string("GET / HTTP/1.1 \r\n\r\n"),
+                                   std::string("GET / HTTQ/1.1\r\n\r\n"),
+                                   std::string("GET  / HTTP/1.1\r\n\r\n"),
+                                   std::string("G\0T / HTTP/1.1\r\n\r\n", 18),
+                                   std::string("GET /\x01 HTTP/1.1\r\n\r\n"),
+                                   std::string("\x16\x03\x01\x02\x00\x01", 6) + "\r\n\r\n",
+                                   std::string("\xFF\xFE\xFD\xFC\r\n\r\n"),
+                                   get() + "no colon\r\n\r\n",
+                                   get() + "Bad Name: x\r\n\r\n",
+                                   get() + "X: a\x01"
+                                           "b\r\n\r\n",
+                                   get() + "Content-Length: x\r\n\r\n",
+                                   get() + "Content-Length: -1\r\n\r\n",
+                                   get() + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nab",
+                                   get() + "Content-Length: 99999999999999999999999\r\n\r\n",
+                                   get() + "Transfer-Encoding: chunked\r\n\r\nzz\r\n"}) {
+    EXPECT_EQ(statusOf(bytes), "400") << testing::PrintToString(bytes);
+  }
+}
+
+TEST_F(HostileTest, HeadersWithoutEndAre431) {
+  EXPECT_EQ(statusOf(get() + "X: " + std::string(1'000'000, 'x') + "\r\n\r\n"), "431");
+  std::string many = get();
+  for (int i = 0; i < 10'000; ++i) many += "X" + std::to_string(i) + ": y\r\n";
+  EXPECT_EQ(statusOf(many + "\r\n"), "431");
+  EXPECT_EQ(statusOf("GET /" + std::string(100'000, 'a') + " HTTP/1.1\r\n\r\n"), "431");
+}
+
+TEST_F(HostileTest, ABodyIs413) {
+  EXPECT_EQ(statusOf(get() + "Content-Length: 1025\r\n\r\n" + std::string(1025, 'x')), "413");
+  EXPECT_EQ(statusOf(get() + "Content-Length: 18446744073709551615\r\n\r\n"), "413");
+  std::string chunks;
+  for (int i = 0; i < 100; ++i) chunks += "64\r\n" + std::string(100, 'x') + "\r\n";
+  EXPECT_EQ(statusOf(get() + "Transfer-Encoding: chunked\r\n\r\n" + chunks + "0\r\n\r\n"), "413");
+}
+
+ServerOptions impatient() {
+  ServerOptions options;
+  options.limits.headerBytes = 64UL * 1024 * 1024;  // so that nothing but time ends a request
+  options.limits.request = 60ms;
+  options.limits.handshake = 60ms;
+  return options;
+}
+
+class ImpatientTest : public HostileTest {
+ protected:
+  ImpatientTest() : HostileTest(impatient()) {}
+};
+
+TEST_F(ImpatientTest, AClientThatSaysNothingIsHungUpOn) {
+  RawClient client(world);
+  EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
+  EXPECT_THAT(client.received(), IsEmpty());
+}
+
+TEST_F(ImpatientTest, HeadersThatDripDoNotHoldAConnection) {
+  RawClient client(world);
+  client.send("GET / HTTP/1.1\r\n");
+  // Always something new, never an end.
+  boost::asio::steady_timer drip(world.context);
+  std::function<void()> next = [&] {
+    drip.expires_after(5ms);
+    drip.async_wait([&](const auto& error) {
+      if (error) return;
+      client.send("X: y\r\n");
+      next();
+    });
+  };
+  next();
+  EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
+  drip.cancel();
+  world.context.poll();
+}
+
+TEST_F(ImpatientTest, AWebSocketIsNotBoundToTheTimeOfARequest) {
+  LiveClient client(world);
+  ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+  // Another one comes and is given up meanwhile.
+  RawClient silent(world);
+  ASSERT_TRUE(world.runUntil([&] { return silent.closed(); }));
+  client.ping();
+  EXPECT_TRUE(world.runUntil([&] { return client.ponged(); }));
+  EXPECT_FALSE(client.closed());
+}
+
+TEST_F(HostileTest, AHandshakeThatIsWrongIsRefused) {
+  const std::string upgrade = "GET /live HTTP/1.1\r\nHost: " + world.host() +
+                              "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n";
+  const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+  const std::string version = "Sec-WebSocket-Version: 13\r\n";
+  EXPECT_EQ(statusOf(upgrade + version + "\r\n"), "400");
+  EXPECT_EQ(statusOf(upgrade + key + "\r\n"), "400");
+  EXPECT_EQ(statusOf(upgrade + key + "Sec-WebSocket-Version: 8\r\n\r\n"), "426");
+  EXPECT_EQ(statusOf(upgrade + version + "Sec-WebSocket-Key: short\r\n\r\n"), "400");
+  EXPECT_EQ(statusOf(upgrade + version + "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZ*==\r\n\r\n"),
+            "400");
+  EXPECT_EQ(statusOf(upgrade + key + version + "\r\nspoken too early"), "400");
+  EXPECT_THAT(world.lines, IsEmpty());
+}
+
+TEST_F(HostileTest, AnotherOriginIsRefused) {
+  for (const char* origin : {"http://evil.example", "null", "https://127.0.0.1:8765", ""}) {
+    LiveClient client(world, {.headers = {{"Origin", origin}}});
+    ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+    EXPECT_EQ(client.refusal(), 403U) << origin;
+  }
+  LiveClient twice(world, {.headers = {{"Origin", "http://" + world.host()},
+                                       {"Origin", "http://evil.example"}}});
+  ASSERT_TRUE(world.runUntil([&] { return twice.closed(); }));
+  EXPECT_EQ(twice.refusal(), 400U);
+  LiveClient right(world, {.headers = {{"Origin", "http://" + world.host()}}});
+  EXPECT_TRUE(world.runUntil([&] { return right.open(); }));
+}
+
+TEST_F(HostileTest, AnotherHostIsRefused) {
+  LiveClient client(world, {.host = "evil.example"});
+  ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+  EXPECT_EQ(client.refusal(), 421U);
+}
+
+TEST_F(HostileTest, AMessageEndsTheSocket) {
+  for (const std::string& text : {std::string("{}"), std::string(), std::string(1024, 'x')}) {
+    LiveClient client(world);
+    ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+    client.sendText(text);
+    ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+    EXPECT_EQ(client.closeCode(), 1003) << text.size();
+  }
+}
+
+TEST_F(HostileTest, AMessageThatIsTooLargeEndsTheSocket) {
+  LiveClient client(world);
+  ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+  client.sendText(std::string(1025, 'x'));
+  ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+  EXPECT_EQ(client.closeCode(), 1009);
+}
+
+// Bytes under the WebSocket, and what the server closes with.
+struct Frame {
+  std::string name;
+  std::string bytes;
+  int code;
+};
+
+void PrintTo(const Frame& frame, std::ostream* stream) { *stream << frame.name; }
+
+class FrameTest : public HostileTest, public testing::WithParamInterface<Frame> {};
+
+TEST_P(FrameTest, EndsTheSocket) {
+  LiveClient client(world);
+  ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+  client.sendRaw(GetParam().bytes);
+  ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+  EXPECT_EQ(client.closeCode(), GetParam().code);
+  EXPECT_TRUE(world.runUntil([&] { return world.server->viewers() == 0; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Live, FrameTest,
+    testing::Values(Frame{"Unmasked", bytes({0x81, 0x02, 'h', 'i'}), 1002},
+                    Frame{"ReservedBits", bytes({0xF1, 0x80, 0, 0, 0, 0}), 1002},
+                    Frame{"UnknownKind", bytes({0x83, 0x80, 0, 0, 0, 0}), 1002},
+                    Frame{"ContinuationOfNothing", bytes({0x80, 0x80, 0, 0, 0, 0}), 1002},
+                    Frame{"LongPing", bytes({0x89, 0xFE, 0, 126, 0, 0, 0, 0}), 1002},
+                    Frame{"PartOfAPing", bytes({0x09, 0x80, 0, 0, 0, 0}), 1002},
+                    Frame{"HugeLength",
+                          bytes({0x82, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0,
+                                 0, 0}),
+                          1009},
+                    Frame{"TextThatIsNoUtf8", bytes({0x81, 0x82, 0, 0, 0, 0, 0xFF, 0xFF}), 1007}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST_F(HostileTest, PingsAreAnsweredAndPongsIgnored) {
+  LiveClient client(world);
+  ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+  client.sendRaw(bytes({0x8A, 0x80, 0, 0, 0, 0}));
+  client.ping();
+  EXPECT_TRUE(world.runUntil([&] { return client.ponged(); }));
+  EXPECT_FALSE(client.closed());
+}
+
+ServerOptions few() {
+  ServerOptions options;
+  options.limits.request = 10min;  // so that only their number ends connections
+  options.limits.viewers = 2;
+  options.limits.clients = 4;
+  return options;
+}
+
+class FewTest : public HostileTest {
+ protected:
+  FewTest() : HostileTest(few()) {}
+};
+
+TEST_F(FewTest, ThereIsARoomForSoManyViewers) {
+  LiveClient first(world);
+  LiveClient second(world);
+  ASSERT_TRUE(world.runUntil([&] { return first.open() && second.open(); }));
+  LiveClient third(world);
+  ASSERT_TRUE(world.runUntil([&] { return third.closed(); }));
+  EXPECT_EQ(third.refusal(), 503U);
+  EXPECT_EQ(world.server->viewers(), 2U);
+}
+
+TEST_F(FewTest, ConnectionsBeyondTheLimitAreClosedAtOnce) {
+  {
+    std::array<std::unique_ptr<RawClient>, 5> clients;
+    for (auto& client : clients) client = std::make_unique<RawClient>(world);
+    const auto closed = [&] {
+      return std::count_if(clients.begin(), clients.end(),
+                           [](const auto& client) { return client->closed(); });
+    };
+    EXPECT_TRUE(world.runUntil([&] { return closed() == 1; }));
+  }
+  // Those that are gone leave their place to others.
+  EXPECT_TRUE(servedInTheEnd());
+}
+
+TEST_F(FewTest, ClientsThatGoInTheMiddleOfARequestAreForgotten) {
+  for (int i = 0; i < 20; ++i) {
+    RawClient client(world);
+    client.send(get());
+    world.context.poll();
+  }
+  EXPECT_TRUE(servedInTheEnd());
+}
+
+ServerOptions forOneAtATime() {
+  ServerOptions options;
+  options.limits.clients = 1;
+  options.limits.handshake = 60ms;
+  return options;
+}
+
+class OneAtATimeTest : public HostileTest {
+ protected:
+  OneAtATimeTest() : HostileTest(forOneAtATime()) {}
+};
+
+TEST_F(OneAtATimeTest, ARefusedClientThatStaysDoesNotHoldItsPlace) {
+  RawClient client(world);
+  client.send("nonsense\r\n\r\n");
+  ASSERT_TRUE(world.runUntil([&] { return client.status() == "400"; }));
+  EXPECT_TRUE(servedInTheEnd());
+}
+
+}  // namespace
+}  // namespace Zephly::view

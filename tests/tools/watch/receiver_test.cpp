@@ -1,0 +1,97 @@
+#include <tools/watch/receiver.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <variant>
+#include <vector>
+
+namespace Zephly::watch {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ReceiverTest : public testing::Test {
+ protected:
+  template <class What>
+  const What& last() const {
+    return std::get<What>(events_.back().what);
+  }
+
+  simulator::StrapTime now_ = 1s;
+  std::vector<Event> events_;
+  Receiver receiver_{[this] { return now_; },
+                     [this](const Event& event) { events_.push_back(event); }};
+};
+
+TEST_F(ReceiverTest, EveryCallbackBecomesOneEventOfItsTime) {
+  receiver_.didConnectPeripheral();
+  EXPECT_TRUE(std::holds_alternative<Connected>(events_.back().what));
+  EXPECT_EQ(events_.back().time, 1s);
+  now_ = 2s;
+  receiver_.didDisconnectPeripheral();
+  EXPECT_TRUE(std::holds_alternative<Disconnected>(events_.back().what));
+  EXPECT_EQ(events_.back().time, 2s);
+  receiver_.didChangeLeadoffState(true);
+  EXPECT_TRUE(last<LeadOff>().off);
+  receiver_.didReceiveTemperature(33, 22, 1);
+  EXPECT_EQ(last<Temperature>().object, 33);
+  EXPECT_EQ(last<Temperature>().ambient, 22);
+  EXPECT_EQ(last<Temperature>().body, 1);
+  receiver_.didReceiveBatteryStatus({50, true});
+  EXPECT_EQ(last<Battery>().status, (BatteryStatus{50, true}));
+  receiver_.didReceiveECG(0.5F);
+  EXPECT_EQ(last<EcgSample>().value, 0.5F);
+  receiver_.didReceiveRespiration(0.25F);
+  EXPECT_EQ(last<RespirationSample>().value, 0.25F);
+  receiver_.didDetectPushUp();
+  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::pushUp);
+  receiver_.didDetectSitUp();
+  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::sitUp);
+  receiver_.didDetectJump();
+  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::jump);
+  EXPECT_EQ(events_.size(), 10U);
+}
+
+TEST_F(ReceiverTest, WhatTheHostSaysIsAnEventOfItsOwn) {
+  receiver_.hostLine("0.5, -1.5e-05");
+  EXPECT_EQ(last<HostLine>().text, "0.5, -1.5e-05");
+  EXPECT_EQ(events_.back().time, 1s);
+}
+
+TEST_F(ReceiverTest, TraceLinesAreMotionSamplesAndOtherLinesAreDiagnostics) {
+  receiver_.diagnosticLine("0.5, -1.5e-05");
+  EXPECT_EQ(last<MotionSample>().highPassed, 0.5F);
+  EXPECT_EQ(last<MotionSample>().displacement, -1.5e-05F);
+  receiver_.diagnosticLine("didFailToConnectPeripheral");
+  EXPECT_EQ(last<Diagnostic>().text, "didFailToConnectPeripheral");
+}
+
+TEST_F(ReceiverTest, DropsWhatIsLaterThanTheEnd) {
+  receiver_.endAt(1s);
+  receiver_.didReceiveECG(1);
+  EXPECT_EQ(events_.size(), 1U);
+  now_ += 1ns;
+  receiver_.didReceiveECG(1);
+  EXPECT_EQ(events_.size(), 1U);
+}
+
+TEST(TraceLineTest, TakesWhatAStreamPrints) {
+  EXPECT_TRUE(parseTraceLine("0, 0"));
+  EXPECT_TRUE(parseTraceLine("-1.23457e+06, 7"));
+  EXPECT_TRUE(std::isnan(parseTraceLine("nan, -nan")->highPassed));
+  EXPECT_TRUE(std::isinf(parseTraceLine("inf, -inf")->displacement));
+  EXPECT_TRUE(parseTraceLine("1e-45, 1e-46"));
+}
+
+TEST(TraceLineTest, TakesNothingElse) {
+  for (const char* line : {"", ", ", "1", "1,2", "1, ", ", 1", "1, 2, 3", "1, 2 ", " 1, 2",
+                           "one, two", "1;2", "PushUp!", "Error: Optional(\"1, 2\")"}) {
+    EXPECT_FALSE(parseTraceLine(line)) << line;
+  }
+}
+
+}  // namespace
+}  // namespace Zephly::watch

@@ -1,0 +1,202 @@
+#include <tools/watch/session_model.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <string>
+
+namespace Zephly::watch {
+namespace {
+
+using namespace std::chrono_literals;
+using simulator::Stream;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(RateMeterTest, StandsStillForEachStreamOfTheStrap) {
+  RateMeter waveform;
+  RateMeter motion;
+  simulator::StrapTime nextMotion{};
+  for (simulator::StrapTime now{}; now < 20s; now += 12ms) {
+    for (int sample = 0; sample < 6; ++sample) waveform.count(now);
+    for (; nextMotion <= now; nextMotion += 33'333'333ns) motion.count(now);
+    if (now < 4s) continue;
+    ASSERT_EQ(waveform.perSecond(now), 500) << now.count();
+    ASSERT_NEAR(motion.perSecond(now), 30, 0.4) << now.count();
+  }
+}
+
+TEST(RateMeterTest, FallsToZeroWithinItsWindow) {
+  RateMeter meter;
+  meter.count(1s);
+  EXPECT_EQ(meter.perSecond(1050ms), 0) << "the step is still going on";
+  EXPECT_GT(meter.perSecond(1100ms), 0);
+  EXPECT_GT(meter.perSecond(3999ms), 0);
+  EXPECT_EQ(meter.perSecond(4100ms), 0);
+  EXPECT_EQ(meter.perSecond(1000h), 0);
+  meter.count(1000h);
+  EXPECT_GT(meter.perSecond(1000h + 200ms), 0);
+}
+
+TEST(SampleWindowTest, HoldsTheNewest) {
+  SampleWindow window(3);
+  EXPECT_EQ(window.begin(), window.end());
+  for (const float sample : {1.0F, 2.0F, 3.0F, 4.0F}) window.append(sample);
+  EXPECT_EQ(window.begin(), 1U);
+  EXPECT_EQ(window.end(), 4U);
+  EXPECT_EQ(window.at(1), 2);
+  EXPECT_EQ(window.at(3), 4);
+}
+
+TEST(SampleWindowTest, GapsCountHoweverLongTheyAre) {
+  SampleWindow window(3);
+  window.append(1);
+  window.appendGap(1);
+  EXPECT_EQ(window.at(0), 1);
+  EXPECT_TRUE(std::isnan(window.at(1)));
+  window.appendGap(1'000'000'000'000);
+  EXPECT_EQ(window.end(), 1'000'000'000'002U);
+  for (auto index = window.begin(); index < window.end(); ++index) {
+    EXPECT_TRUE(std::isnan(window.at(index)));
+  }
+}
+
+class SessionModelTest : public testing::Test {
+ protected:
+  template <class What>
+  void take(simulator::StrapTime time, What what) {
+    model_.take(Event{time, what});
+  }
+
+  SessionModel model_;
+};
+
+TEST_F(SessionModelTest, BeginsWithNothing) {
+  EXPECT_FALSE(model_.connected());
+  EXPECT_FALSE(model_.linkChanged());
+  EXPECT_FALSE(model_.leadOff());
+  EXPECT_FALSE(model_.temperature());
+  EXPECT_FALSE(model_.battery());
+  EXPECT_EQ(model_.reconnections(), 0U);
+  EXPECT_THAT(
+      model_.neverArrived(),
+      ElementsAre("connect", "disconnect", "electrodes off the skin", "electrodes on the skin",
+                  "temperature", "battery", "ECG", "respiration", "push-up", "sit-up", "jump"));
+}
+
+TEST_F(SessionModelTest, FollowsTheLink) {
+  take(1s, Connected{});
+  EXPECT_TRUE(model_.connected());
+  take(2s, Disconnected{});
+  EXPECT_FALSE(model_.connected());
+  EXPECT_EQ(model_.linkChanged(), 2s);
+  EXPECT_EQ(model_.reconnections(), 0U);
+  take(3s, Connected{});
+  EXPECT_EQ(model_.connections(), 2U);
+  EXPECT_EQ(model_.disconnections(), 1U);
+  EXPECT_EQ(model_.reconnections(), 1U);
+}
+
+TEST_F(SessionModelTest, ALostLinkIsAGapInTheTraces) {
+  take(0s, Connected{});
+  take(1s, EcgSample{1});
+  take(1s, Disconnected{});
+  take(3s, Connected{});
+  take(3s, EcgSample{2});
+  EXPECT_EQ(model_.ecg().end(), 1U + 1000U + 1U);
+  EXPECT_EQ(model_.ecg().at(0), 1);
+  EXPECT_TRUE(std::isnan(model_.ecg().at(500)));
+  EXPECT_EQ(model_.ecg().at(1001), 2);
+  EXPECT_EQ(model_.received(Stream::ecg), 2U) << "a gap is nothing that was received";
+}
+
+TEST_F(SessionModelTest, CountsEveryStreamForItself) {
+  take(1s, EcgSample{1});
+  take(1s, EcgSample{2});
+  take(1s, RespirationSample{1});
+  take(1s, MotionSample{0, 0});
+  take(1s, Temperature{33, 22, 0});
+  take(1s, Battery{{60, true}});
+  EXPECT_EQ(model_.received(Stream::ecg), 2U);
+  EXPECT_EQ(model_.received(Stream::respiration), 1U);
+  EXPECT_EQ(model_.received(Stream::motion), 1U);
+  EXPECT_EQ(model_.received(Stream::temperature), 1U);
+  EXPECT_EQ(model_.received(Stream::battery), 1U);
+  EXPECT_EQ(model_.temperature()->object, 33);
+  EXPECT_EQ(model_.battery(), (BatteryStatus{60, true}));
+  EXPECT_EQ(model_.respiration().end(), 1U);
+}
+
+TEST_F(SessionModelTest, CountsRepetitionsByKind) {
+  take(1s, Repetition{simulator::Exercise::jump});
+  take(1s, Repetition{simulator::Exercise::jump});
+  take(1s, Repetition{simulator::Exercise::sitUp});
+  EXPECT_EQ(model_.repetitions(), (simulator::Repetitions{0, 1, 2}));
+}
+
+TEST_F(SessionModelTest, KeepsTheLastDiagnosticLines) {
+  for (int line = 0; line < 60; ++line) take(1s, Diagnostic{std::to_string(line)});
+  EXPECT_EQ(model_.diagnostics().size(), SessionModel::keptDiagnostics);
+  EXPECT_EQ(model_.diagnostics().front().text, "10");
+  EXPECT_EQ(model_.diagnostics().back().text, "59");
+}
+
+TEST_F(SessionModelTest, MissesNothingWhenEveryKindHasCome) {
+  take(1s, Connected{});
+  take(1s, Disconnected{});
+  take(1s, LeadOff{true});
+  EXPECT_THAT(model_.neverArrived(), testing::Not(testing::Contains("electrodes off the skin")));
+  EXPECT_THAT(model_.neverArrived(), testing::Contains("electrodes on the skin"));
+  take(1s, LeadOff{false});
+  take(1s, Temperature{});
+  take(1s, Battery{});
+  take(1s, EcgSample{});
+  take(1s, RespirationSample{});
+  for (const auto exercise : simulator::allExercises) take(1s, Repetition{exercise});
+  EXPECT_THAT(model_.neverArrived(), IsEmpty());
+}
+
+TEST_F(SessionModelTest, KeepsWhyAndHowLongTheLinkWasLost) {
+  take(1s, Connected{});
+  take(2s, Disconnected{});
+  take(2s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  take(5s, Connected{});
+  take(6s, Disconnected{});
+  take(6s, Diagnostic{"didFailToConnectPeripheral"});
+  ASSERT_EQ(model_.linkLosses().size(), 2U);
+  EXPECT_EQ(model_.linkLosses()[0].time, 2s);
+  EXPECT_EQ(model_.linkLosses()[0].reason, "Page timeout");
+  EXPECT_EQ(model_.linkLosses()[0].recovery, 3s);
+  EXPECT_EQ(model_.linkLosses()[1].time, 6s);
+  EXPECT_FALSE(model_.linkLosses()[1].reason);
+  EXPECT_FALSE(model_.linkLosses()[1].recovery);
+}
+
+TEST_F(SessionModelTest, KeepsTheLastLinkLossesOnly) {
+  for (std::size_t loss = 0; loss < SessionModel::keptLinkLosses + 5; ++loss) {
+    take(std::chrono::seconds(loss), Connected{});
+    take(std::chrono::seconds(loss), Disconnected{});
+  }
+  EXPECT_EQ(model_.linkLosses().size(), SessionModel::keptLinkLosses);
+  EXPECT_EQ(model_.linkLosses().front().time, 5s);
+}
+
+TEST_F(SessionModelTest, AnExplanationWithoutALossIsJustALine) {
+  take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  EXPECT_TRUE(model_.linkLosses().empty());
+  EXPECT_EQ(model_.diagnostics().back().text, "didDisconnectPeripheral: Page timeout");
+}
+
+TEST_F(SessionModelTest, KeepsWhatTheHostHasSaidLast) {
+  EXPECT_EQ(model_.hostLine(), "");
+  take(1s, HostLine{"no adapter"});
+  take(2s, HostLine{"adapter hci0 is ready"});
+  EXPECT_EQ(model_.hostLine(), "adapter hci0 is ready");
+  ASSERT_EQ(model_.diagnostics().size(), 2U);
+  EXPECT_EQ(model_.diagnostics().front().text, "no adapter");
+}
+
+}  // namespace
+}  // namespace Zephly::watch

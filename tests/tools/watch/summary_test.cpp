@@ -1,0 +1,130 @@
+#include <tools/watch/summary.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <sstream>
+#include <string>
+
+namespace Zephly::watch {
+namespace {
+
+using namespace std::chrono_literals;
+using simulator::Stream;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+// Six ECG samples sent, `delivered` of them received.
+Summary summaryWith(int delivered) {
+  StrapReport strap;
+  strap.streams[static_cast<std::size_t>(Stream::ecg)].sent = 6;
+  strap.streams[static_cast<std::size_t>(Stream::ecg)].unheard = 12;
+  strap.repetitionsDone = {3, 2, 1};
+  SessionModel model;
+  model.take({0s, Connected{}});
+  for (int sample = 0; sample < delivered; ++sample) model.take({1s, EcgSample{0}});
+  model.take({1s, LeadOff{true}});
+  model.take({1s, LeadOff{false}});
+  model.take({1s, Repetition{simulator::Exercise::pushUp}});
+  return summarize({12'340ms, strap}, model);
+}
+
+const StreamSummary& ecgOf(const Summary& summary) {
+  return summary.streams.at(static_cast<std::size_t>(Stream::ecg));
+}
+
+TEST(SummaryTest, NothingIsLostWhenAllThatWasSentArrived) {
+  const Summary summary = summaryWith(6);
+  EXPECT_EQ(ecgOf(summary).lost(), 0);
+  EXPECT_FALSE(summary.anythingLost());
+  EXPECT_THAT(losses(summary), IsEmpty());
+}
+
+TEST(SummaryTest, WhatWasSentAndNotDeliveredIsLost) {
+  const Summary summary = summaryWith(4);
+  EXPECT_EQ(ecgOf(summary).lost(), 2);
+  EXPECT_TRUE(summary.anythingLost());
+  EXPECT_THAT(losses(summary), ElementsAre("lost: 2 of 6 samples of the stream ecg"));
+}
+
+TEST(SummaryTest, MoreThanWasSentIsADefectToo) {
+  EXPECT_EQ(ecgOf(summaryWith(7)).lost(), -1);
+  EXPECT_TRUE(summaryWith(7).anythingLost());
+}
+
+TEST(SummaryTest, TheFirstReportOfContactIsNoChange) {
+  EXPECT_EQ(summaryWith(6).leadOffChanges, 1U);
+  EXPECT_EQ(summarize({}, SessionModel()).leadOffChanges, 0U);
+}
+
+TEST(SummaryTest, TextTellsEverything) {
+  Summary summary = summaryWith(4);
+  summary.streams[0].strap->recording = simulator::PlaybackCounts{100, 25, 0, 1};
+  const std::string text = summaryText(summary);
+  EXPECT_THAT(text, HasSubstr("Session of 12.3 s of strap time\n"));
+  EXPECT_THAT(text, HasSubstr("  ecg                   6           4           2          12\n"));
+  EXPECT_THAT(text, HasSubstr("  push-ups     3 done, 1 counted\n"));
+  EXPECT_THAT(text, HasSubstr("  jumps        1 done, 0 counted\n"));
+  EXPECT_THAT(text, HasSubstr("1 connection, 0 disconnections, 0 reconnections\n"));
+  EXPECT_THAT(text, HasSubstr("1 change of contact\n"));
+  EXPECT_THAT(text, HasSubstr("temperature: 100 rows in, 25 samples out, 0 filled, 1 beyond"));
+}
+
+// A second of a real strap, a lost link, and what came after it.
+Summary summaryOfARealStrap() {
+  SessionModel model;
+  model.take({1s, Connected{}});
+  for (int frame = 0; frame < 10; ++frame) model.take({2s + frame * 100ms, EcgSample{0}});
+  model.take({3s, Disconnected{}});
+  model.take({3s, Diagnostic{"didDisconnectPeripheral: Out of \x1b range."}});
+  model.take({5500ms, Connected{}});
+  model.take({6s, EcgSample{0}});
+  model.take({8s, Disconnected{}});
+  return summarize({9s, std::nullopt}, model);
+}
+
+TEST(SummaryTest, NothingIsLostWhereTheStrapDoesNotTellWhatItSent) {
+  const Summary summary = summaryOfARealStrap();
+  EXPECT_FALSE(ecgOf(summary).lost());
+  EXPECT_FALSE(summary.repetitionsDone);
+  EXPECT_FALSE(summary.anythingLost());
+  EXPECT_THAT(losses(summary), IsEmpty());
+}
+
+TEST(SummaryTest, RateAndGapAreThoseOfTheTimeWithALink) {
+  const StreamSummary ecg = ecgOf(summaryOfARealStrap());
+  EXPECT_EQ(ecg.delivered, 11U);
+  EXPECT_EQ(ecg.longestGap, 2s);
+  EXPECT_EQ(ecg.perSecond, 11.0 / 3);
+}
+
+TEST(SummaryTest, SilenceUntilTheEndOfTheSessionCounts) {
+  SessionModel model;
+  model.take({1s, Connected{}});
+  model.take({2s, EcgSample{0}});
+  EXPECT_EQ(ecgOf(summarize({9s, std::nullopt}, model)).longestGap, 7s);
+}
+
+TEST(SummaryTest, TextOfARealStrapTellsWhatIsKnown) {
+  const std::string text = summaryText(summaryOfARealStrap());
+  EXPECT_THAT(text, StartsWith("Session of 9.0 s\n"
+                               "  stream        delivered   per second   longest gap\n"
+                               "  temperature           0\n"
+                               "  ecg                  11          3.7       2.000 s\n"));
+  EXPECT_THAT(text, HasSubstr("  jumps        0 counted\n"));
+  EXPECT_THAT(text, HasSubstr("  link         2 connections, 2 disconnections, 1 reconnection\n"
+                              "  link lost    at 0:03 for 2.5 s: Out of ? range.\n"
+                              "  link lost    at 0:08 to the end\n"));
+}
+
+TEST(SummaryTest, TextFitsAnEightyColumnTerminal) {
+  std::istringstream text(summaryText(summaryWith(6)));
+  for (std::string line; std::getline(text, line);) EXPECT_LE(line.size(), 80U) << line;
+}
+
+}  // namespace
+}  // namespace Zephly::watch

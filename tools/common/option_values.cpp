@@ -1,0 +1,116 @@
+#include <tools/common/option_values.h>
+
+#include <simulator/recording.h>
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <utility>
+
+namespace Zephly::tools {
+
+namespace {
+
+// Without superfluous zeros: "0.000000001", "3600".
+std::string plain(double number) {
+  constexpr int nanosecond = 9;
+  std::string text = CLI::detail::to_string(number);
+  if (text.find('e') != std::string::npos) {
+    std::array<char, 64> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                   std::chars_format::fixed, nanosecond);
+    text.assign(digits.data(), end.ptr);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') text.pop_back();
+  }
+  return text;
+}
+
+bool isAdapterNumber(std::string_view text) {
+  constexpr std::string_view prefix = "hci";
+  return text.substr(0, prefix.size()) == prefix &&
+         parseNumber<std::uint16_t>(text.substr(prefix.size())).has_value();
+}
+
+// "00:1A:7D:DA:71:13"
+bool isAddress(std::string_view text) {
+  constexpr std::size_t length = 17;
+  if (text.size() != length) return false;
+  for (std::size_t i = 0; i < length; ++i) {
+    const bool right =
+        i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (!right) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void rejectValue(const std::string& option, const std::string& expected, const std::string& text) {
+  throw CLI::ValidationError(option, "expected " + expected + ", got \"" + text + "\"");
+}
+
+std::uint64_t seedValue(const std::string& option, const std::string& text) {
+  const auto number = parseNumber<std::uint64_t>(text);
+  if (!number) rejectValue(option, "a whole number from 0 to 18446744073709551615", text);
+  return *number;
+}
+
+simulator::StrapTime secondsValue(const std::string& option, const std::string& text,
+                                  double shortest) {
+  const auto number = parseNumber<double>(text);
+  // NaN fails both comparisons.
+  if (!number || !(*number >= shortest && *number <= longestTime)) {
+    rejectValue(option, "a number of seconds from " + plain(shortest) + " to " + plain(longestTime),
+                text);
+  }
+  return std::chrono::duration_cast<simulator::StrapTime>(std::chrono::duration<double>(*number));
+}
+
+double rowRateValue(const std::string& option, const std::string& text) {
+  const auto number = parseNumber<double>(text);
+  if (!number || !(*number >= simulator::Recording::slowestRate &&
+                   *number <= simulator::Recording::fastestRate)) {
+    rejectValue(option,
+                "a number of rows per second from " + plain(simulator::Recording::slowestRate) +
+                    " to " + plain(simulator::Recording::fastestRate),
+                text);
+  }
+  return *number;
+}
+
+std::string adapterValue(const std::string& option, const std::string& text) {
+  if (!isAdapterNumber(text) && !isAddress(text)) {
+    rejectValue(option, "hciN or an address like 00:1A:7D:DA:71:13", text);
+  }
+  return text;
+}
+
+std::filesystem::path fileValue(const std::string& option, const std::string& text) {
+  if (text.empty()) rejectValue(option, "the name of a file", text);
+  return text;
+}
+
+void checkRecording(bool recording, bool rate) {
+  if (recording && !rate) {
+    throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
+  }
+  if (rate && !recording) {
+    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
+  }
+}
+
+CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
+                      const std::string& help,
+                      const std::function<void(const std::string&)>& take) {
+  return command.add_option_function<std::string>(name, take, help)->type_name(type);
+}
+
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
+                     const std::string& help) {
+  return command.add_flag(name, value, help)->disable_flag_override();
+}
+
+}  // namespace Zephly::tools

@@ -1,0 +1,62 @@
+#pragma once
+/// @file
+/// The values of options, as text from the command line. What cannot be accepted ends the parsing
+/// with a CLI::ValidationError of one line that says what was expected and what came.
+
+#include <capture/format.h>
+#include <simulator/frame.h>
+
+#include <charconv>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace Zephly::tools {
+
+/// Longest time that an option takes, in seconds; beyond it a clock of nanoseconds would not hold
+/// it.
+inline constexpr double longestTime = capture::longestTime;
+/// Shortest time after which a program can be told to end, in seconds.
+inline constexpr double shortestDuration = 1e-9;
+
+/// The whole text as a number, whatever the locale; empty when it is none.
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+[[noreturn]] void rejectValue(const std::string& option, const std::string& expected,
+                              const std::string& text);
+
+std::uint64_t seedValue(const std::string& option, const std::string& text);
+/// Seconds from `shortest` (at most 9 decimals) to longestTime.
+simulator::StrapTime secondsValue(const std::string& option, const std::string& text,
+                                  double shortest);
+/// Rows per second of a recording.
+double rowRateValue(const std::string& option, const std::string& text);
+/// A Bluetooth adapter: "hci0", or an address as BlueZ writes it, in either case.
+std::string adapterValue(const std::string& option, const std::string& text);
+std::filesystem::path fileValue(const std::string& option, const std::string& text);
+
+/// --recording and --rate come together. Throws CLI::ValidationError otherwise.
+void checkRecording(bool recording, bool rate);
+
+/// Declares an option whose value `take` gets; `type` stands for the value in the help text.
+CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
+                      const std::string& help, const std::function<void(const std::string&)>& take);
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
+                     const std::string& help);
+
+}  // namespace Zephly::tools
