@@ -6,6 +6,14 @@
 
 #include <utility>
 
+// A device of the strap's name goes round in this cycle; the central manager keeps no state of it:
+//
+//   found -> connection requested -> connected -> disconnected -> connection requested -> ...
+//
+// A request has no time limit, so a strap that is out of range needs no timer: the platform
+// connects when the strap is back. A failed request (didFailToConnect) ends the cycle; the scan,
+// which never stops, starts it again with the next advertisement.
+
 CentralManager::CentralManager(std::shared_ptr<ZephlyPeripheralDelegate> owner)
     : delegate(std::move(owner)) {}
 
@@ -41,7 +49,7 @@ void CentralManager::centralManagerDidConnectPeripheral(
   auto handler =
       ZephlyPeripheral::init(std::static_pointer_cast<CentralManager>(shared_from_this()));
   connected->setDelegate(handler);
-  zephlyPeripheral = std::move(handler);  // the platform does not keep it alive
+  zephlyPeripheral = std::move(handler);  // the platform holds its delegate weakly
   connected->discoverServices(std::nullopt);
   requireDelegate().didConnectPeripheral();
 }
@@ -56,10 +64,11 @@ void CentralManager::centralManagerDidFailToConnectPeripheral(
 void CentralManager::centralManagerDidDisconnectPeripheral(
     const std::shared_ptr<CBCentralManager>& /*central*/, const std::shared_ptr<CBPeripheral>& lost,
     const std::shared_ptr<const NSError>& error) {
+  // The delegate first: the request below belongs to the next connection.
   requireDelegate().didDisconnectPeripheral();
   requireCentralManager().connectPeripheral(lost, std::nullopt);
   if (error) {
-    // Hosts see the name asked for, as they do at a discovery. The line is the same for every name.
+    // The host observes this call of name(), as at a discovery. The line does not depend on it.
     [[maybe_unused]] const bool expected = lost->name() == peripheralName;
     console() << "didDisconnectPeripheral: " << error->localizedDescription() << std::endl;
   }

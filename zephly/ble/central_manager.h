@@ -2,14 +2,14 @@
 /// @file
 /// Finds the strap, connects to it and keeps the connection up.
 ///
-/// Scans for everything as soon as the radio is on and for ever; asks for a connection to every
-/// device whose advertised name is exactly `peripheralName`; asks again at once after every
-/// disconnection. There is no timer, no retry limit and no way to stop. What the connected strap
-/// reports passes through unchanged to the delegate; radio states other than "powered on" are told
-/// to nobody.
+/// Scans for all devices once the radio is powered on, and never stops; requests a connection to
+/// every device whose advertised name is exactly `peripheralName`; requests it again immediately
+/// after every disconnection. There is no timer, no retry limit and no way to stop. Events of the
+/// connected strap are forwarded unchanged to the delegate. Radio states other than "powered on"
+/// are not reported.
 ///
-/// Everything runs on the main queue. The delegate (the session) is owned, and owns this object in
-/// turn: neither goes away by itself.
+/// Everything runs on the main queue. This object owns its delegate (the session), and the session
+/// owns this object: both live until the process ends.
 
 #include <zephly/ble/zephly_peripheral.h>
 #include <zephly/platform/core_bluetooth.h>
@@ -28,13 +28,13 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
                                      public ZephlyPeripheralDelegate {
  public:
   /// Creates the platform's central with the new object as its delegate: from the first report of a
-  /// radio that is powered on, the strap is looked for. Without a host a fatal error.
+  /// radio that is powered on, it scans for the strap. Without a host a fatal error.
   static std::shared_ptr<CentralManager> init(std::shared_ptr<ZephlyPeripheralDelegate> delegate);
 
   /// Not available: a central manager always has a delegate. A fatal error.
   [[noreturn]] static std::shared_ptr<CentralManager> init();
 
-  // What the platform's central reports.
+  // Callbacks of the platform's central.
 
   /// Starts the scan when the radio is powered on; nothing in any other state.
   void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override;
@@ -43,7 +43,7 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
                                            const std::shared_ptr<CBPeripheral>& peripheral,
                                            const CBAdvertisementData& advertisementData,
                                            int RSSI) override;
-  /// Gives the device a handler of its own, starts service discovery, tells the delegate.
+  /// Gives the device a new handler, starts service discovery, notifies the delegate.
   void centralManagerDidConnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                           const std::shared_ptr<CBPeripheral>& peripheral) override;
   /// Prints one line; the next advertisement leads to the next attempt.
@@ -51,16 +51,16 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<const NSError>& error) override;
-  /// Tells the delegate, asks for the connection again, prints the error if there is one.
+  /// Notifies the delegate, requests the connection again, prints the error if there is one.
   void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                              const std::shared_ptr<CBPeripheral>& peripheral,
                                              const std::shared_ptr<const NSError>& error) override;
 
-  // What the peripheral handler reports: passed on unchanged.
+  // Calls of the peripheral handler, forwarded unchanged to the delegate.
 
-  /// Nothing: connections are told by the platform's central.
+  /// Does nothing: the platform's central reports connections.
   void didConnectPeripheral() override;
-  /// Nothing: disconnections are told by the platform's central.
+  /// Does nothing: the platform's central reports disconnections.
   void didDisconnectPeripheral() override;
   void didReceiveTemperature(float objectTemperature, float ambientTemperature) override;
   void didReceiveECG(const std::vector<float>& samples) override;
@@ -81,7 +81,7 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
   CBCentralManager& requireCentralManager() const;
 
   std::shared_ptr<ZephlyPeripheralDelegate> delegate;
-  std::shared_ptr<ZephlyPeripheral> zephlyPeripheral;  // of the connection made last
-  std::shared_ptr<CBPeripheral> peripheral;            // the device found last
+  std::shared_ptr<ZephlyPeripheral> zephlyPeripheral;  // of the latest connection
+  std::shared_ptr<CBPeripheral> peripheral;            // the device found most recently
   std::shared_ptr<CBCentralManager> _centralManager;
 };

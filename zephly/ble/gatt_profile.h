@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// The strap's GATT profile: the name under which it advertises and the characteristics that it
-/// notifies. They stand on whatever services the strap offers; no service is ever filtered for.
+/// notifies. They may belong to any service: services are never filtered.
 ///
 /// The identifiers are created on first use, safely from any thread.
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Zero beyond the end.
+// Zero past the end.
 unsigned char byteAt(std::string_view text, std::size_t index) {
   return index < text.size() ? static_cast<unsigned char>(text[index]) : '\0';
 }
@@ -27,7 +27,8 @@ std::string escape(unsigned char code) {
   return {'\\', 'u', '{', hexDigits[code >> 4], hexDigits[code & 0xF], '}'};
 }
 
-// `text`, UTF-8, as a literal in double quotes: one line, whatever the platform put into it.
+// `text`, UTF-8, as a string literal in double quotes. Control characters are escaped, so that the
+// result is always one line.
 std::string quoted(std::string_view text) {
   std::string literal = "\"";
   for (std::size_t index = 0; index < text.size(); ++index) {
@@ -61,6 +62,13 @@ bool isInProfile(const CBUUID& uuid) {
 }
 
 }  // namespace
+
+// The steps of one connection, each taken in the callback that answers the one before:
+//
+//   services -> characteristics of each service -> subscriptions -> values
+//
+// Nothing here counts the steps. Answers for different services may interleave, and the first value
+// of a characteristic may arrive before the answer to its subscription.
 
 ZephlyPeripheral::ZephlyPeripheral(std::weak_ptr<ZephlyPeripheralDelegate> delegate)
     : zephlyDelegate(std::move(delegate)) {}
@@ -115,7 +123,7 @@ void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
     console() << "Error reading characteristics: " << error->localizedDescription() << std::endl;
     return;
   }
-  const auto value = characteristic->value();
+  const auto value = characteristic->value();  // of this notification, even if a later one arrived
   if (!value) return;
 
   const CBUUID uuid = characteristic->UUID();

@@ -1,10 +1,10 @@
 #pragma once
 /// @file
-/// The handler of one connected strap: finds its characteristics, subscribes to those of the
+/// The handler of one connected strap: discovers its characteristics, subscribes to those of the
 /// profile and turns every notification into one call of a ZephlyPeripheralDelegate.
 ///
 /// The central manager creates one for each connection, makes it the platform peripheral's delegate
-/// and starts service discovery; everything else follows from the platform's answers. Errors of
+/// and starts service discovery; every further step is taken in a callback. Errors of
 /// discovery, subscription and reading are printed, one line each, and otherwise ignored: nothing
 /// is retried here. Runs on the main queue.
 
@@ -15,7 +15,7 @@
 
 #include <memory>
 
-/// From the platform's answers to the delegate's calls, for one connection.
+/// Translates the platform's callbacks into calls of the delegate, for one connection.
 class ZEPHLY_EXPORT ZephlyPeripheral : public NSObject, public CBPeripheralDelegate {
  public:
   /// A handler that reports to `zephlyDelegate`, which it does not own. The delegate must be alive
@@ -26,13 +26,13 @@ class ZEPHLY_EXPORT ZephlyPeripheral : public NSObject, public CBPeripheralDeleg
   /// Not available: a handler without a delegate has no use. A fatal error.
   [[noreturn]] static std::shared_ptr<ZephlyPeripheral> init();
 
-  /// Starts discovery of all characteristics of each service found, in order. An error is ignored;
+  /// Starts discovery of all characteristics of each service, in order. An error is ignored;
   /// an absent list of services is a fatal error.
   void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& peripheral,
                                      const std::shared_ptr<const NSError>& error) override;
 
   /// Prints each characteristic and subscribes to those of the profile, in the order in which the
-  /// device lists them. An error is printed and then ignored: what was found is used. An absent
+  /// device lists them. An error is printed and then ignored: the listed ones are used. An absent
   /// list of characteristics is a fatal error.
   void peripheralDidDiscoverCharacteristicsForService(
       const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,

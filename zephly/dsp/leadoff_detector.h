@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Tells whether the strap's electrodes touch the skin.
+/// Detects whether the strap's electrodes touch the skin.
 ///
 ///     Zephly::LeadoffDetector detector;
 ///     const bool contact = detector.process(sample);  // once per raw sample
@@ -11,7 +11,7 @@
 
 namespace Zephly {
 
-/// A body in contact never gives a flat signal: there is contact while the latest 70 samples span
+/// The signal of a body in contact is never flat: there is contact while the latest 70 samples span
 /// more than 0.01.
 ///
 /// Not thread-safe; there is no reset, one detector watches one signal.
@@ -27,13 +27,13 @@ class ZEPHLY_EXPORT LeadoffDetector {
 
   /// Whether the largest and the smallest sample differ by strictly more than the threshold 0.01,
   /// computed in single precision. A sample that is not a number is passed over, except as the
-  /// first one: then the answer is false. False also for an empty vector, which has no amplitude;
-  /// do not ask. The name is part of the interface as it is spelled.
+  /// first one: then the answer is false. False also for an empty vector, which has no amplitude.
+  /// The spelling of the name is part of the interface.
   bool leadoffAmpltiudeDetection(const std::vector<float>& samples) const;
 
   /// Whether the largest sample is strictly above 2.4 (compared in double precision), as when the
   /// input amplifier is saturated; false for an empty vector and for one that begins with a sample
-  /// that is not a number. A rule of its own: process does not use it.
+  /// that is not a number. Not used by process.
   bool leadoffSaturationDetection(std::vector<float> samples) const;
 
  private:

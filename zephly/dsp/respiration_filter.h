@@ -28,8 +28,8 @@ class ZEPHLY_EXPORT RespirationFilter {
   RespirationFilter& operator=(const RespirationFilter&) = delete;
 
   /// The next sample, in any unit, at a constant rate; the result lies in 0..1, a level of zero at
-  /// 0.5. The median of a fresh chain is 0 until half of its window has been heard, and so are the
-  /// results.
+  /// 0.5. In a fresh chain the median, and with it the result, is 0 until half of the median's
+  /// window is filled.
   float process(float x);
 
   /// The chain; owns all stages.

@@ -21,8 +21,8 @@ class ZEPHLY_EXPORT RespirationFilterHelper {
   ///                 reset.
   explicit RespirationFilterHelper(float timeout);
 
-  /// Call it once for each sample with the detector's answer (true while the electrodes hear a
-  /// signal). True when the reset is due: on the first call after strictly more than `timeout`
+  /// Call it once for each sample with the detector's answer (true while the electrodes have
+  /// contact). True when the reset is due: on the first call after strictly more than `timeout`
   /// seconds.
   bool shouldResetRespiration(bool leadoff);
 

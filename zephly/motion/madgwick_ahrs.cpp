@@ -22,14 +22,14 @@ static_assert(std::bit_cast<std::uint32_t>(newtonConstant) == 0x3FD851FF);
 constexpr float newtonFactor = -0.7141582F;
 static_assert(std::bit_cast<std::uint32_t>(newtonFactor) == 0xBF36D312);
 
-// Four numbers that belong to q0, q1, q2 and q3: their rates of change, or a gradient.
+// One number for each of q0, q1, q2 and q3: their rates of change, or a gradient.
 struct PerComponent {
   float of0, of1, of2, of3;
 };
 
 // The Earth's magnetic field with its horizontal part turned north. The C form of the algorithm
-// puts it where the derivation has twice the field; so does this one, for the sake of equal
-// results.
+// uses it where the derivation has twice the field; this code does the same, so that results are
+// equal.
 struct ReferenceField {
   float x, z;
 };
@@ -52,8 +52,8 @@ PerComponent gyroscopeRate(const Vector3& g) {
   };
 }
 
-// Of the squared distance between the measured direction `a` and gravity in the current
-// orientation.
+// The gradient of the squared distance between the measured direction `a` and gravity in the
+// current orientation.
 PerComponent gravityGradient(const Vector3& a) {
   const float q0q0 = q0 * q0;
   const float q1q1 = q1 * q1;
@@ -92,20 +92,21 @@ ReferenceField referenceField(const Vector3& m) {
   };
 }
 
-// What gravity in the current orientation is off the measured direction `a`.
+// The difference between gravity in the current orientation and the measured direction `a`.
 Vector3 gravityError(const Vector3& a) {
   return Vector3(2.0F * (q1 * q3) - 2.0F * q0 * q2 - a.x, 2.0F * (q0 * q1) + 2.0F * q2 * q3 - a.y,
                  1.0F - 2.0F * (q1 * q1) - 2.0F * (q2 * q2) - a.z);
 }
 
-// What the reference field in the current orientation is off the measured direction `m`.
+// The difference between the reference field in the current orientation and the measured direction
+// `m`.
 Vector3 fieldError(const Vector3& m, const ReferenceField& b) {
   return Vector3(b.x * (0.5F - q2 * q2 - q3 * q3) + b.z * (q1 * q3 - q0 * q2) - m.x,
                  b.x * (q1 * q2 - q0 * q3) + b.z * (q0 * q1 + q2 * q3) - m.y,
                  b.x * (q0 * q2 + q1 * q3) + b.z * (0.5F - q1 * q1 - q2 * q2) - m.z);
 }
 
-// Of the squared distances of both measured directions.
+// The gradient of the squared distances of both measured directions.
 PerComponent gravityAndFieldGradient(const Vector3& a, const Vector3& m) {
   const ReferenceField b = referenceField(m);
   const float twoX = 2.0F * b.x;

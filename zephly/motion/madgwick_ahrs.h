@@ -7,11 +7,11 @@
 ///
 /// The gradient-descent filter of S. Madgwick, "An efficient orientation filter for inertial and
 /// inertial/magnetic sensor arrays", 2010, in the order of evaluation of its C form of 2011, with a
-/// gain, a sample rate and an inverse square root of this system's own. All of it is single
+/// gain, a sample rate and an inverse square root specific to this system. All of it is single
 /// precision, so that results are the same on every machine.
 ///
-/// There is one orientation per process: it is kept in the variables below, every update moves it
-/// on, and nothing resets it. Not thread-safe.
+/// There is one orientation per process: it is kept in the variables below, every update advances
+/// it, and nothing resets it. Not thread-safe.
 
 #include <zephly/platform/export.h>
 
@@ -26,7 +26,7 @@ ZEPHLY_EXPORT extern float q0, q1, q2, q3;
 /// only their directions count. A magnetometer of exactly (0, 0, 0) leaves heading to the
 /// gyroscope: MadgwickAHRSupdateIMU is called instead. An accelerometer of exactly (0, 0, 0) leaves
 /// everything to the gyroscope. Readings that are infinite or not a number destroy the orientation
-/// for good.
+/// permanently.
 ZEPHLY_EXPORT void MadgwickAHRSupdate(float gx, float gy, float gz, float ax, float ay, float az,
                                       float mx, float my, float mz);
 
@@ -37,5 +37,5 @@ ZEPHLY_EXPORT void MadgwickAHRSupdateIMU(float gx, float gy, float gz, float ax,
 /// About 1/sqrt(x) for positive normal x, within 0.066 %: a first estimate from the bits of x and
 /// one step of Newton's kind (after C. Lomont, "Fast Inverse Square Root", 2003), with constants
 /// that spread the error to both sides. For 0 the result is finite (about 1.9e19); for negative x,
-/// infinities and NaN it means nothing.
+/// infinities and NaN it is meaningless.
 ZEPHLY_EXPORT float invSqrt(float x);

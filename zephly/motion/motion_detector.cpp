@@ -40,6 +40,8 @@ void MotionDetector::process(Quaternion orientation, Vector3 acceleration, float
   const float vertical = band == horizontal ? acceleration.x : acceleration.z;
   const int heading = determineVerticalHeading(vertical, rate);
 
+  // All three conditions read the state before this sample, so the state is updated below, after
+  // the callbacks.
   if (band == pointingUp && heading == up && lastHeading == down) {
     pushUpCallback(context);
   }
@@ -54,6 +56,7 @@ void MotionDetector::process(Quaternion orientation, Vector3 acceleration, float
   if (heading != still) {
     lastHeading = heading;
   }
+  // The two latest different bands: a sit-up goes horizontal, down, horizontal.
   if (currentOrientation != band) {
     previousOrientation = currentOrientation;
     currentOrientation = band;

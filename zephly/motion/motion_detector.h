@@ -26,23 +26,23 @@ namespace Zephly {
 /// - jump: a turn from up to down while the up vector is about horizontal (band 1),
 /// - sit-up: the return to band 1 from a stay in band 0 that was entered from band 1.
 ///
-/// Samples without movement between the two directions do not matter, and nothing but the dead
-/// band keeps repetitions apart: there is no timer. The integrators run from construction on and
-/// are never reset; an acceleration that is infinite or not a number ends the detection of push-ups
-/// and jumps for good.
+/// Samples without movement between the two directions are ignored. Only the dead band separates
+/// repetitions: there is no timer. The integrators run from construction on and are never reset; an
+/// acceleration that is infinite or not a number permanently ends the detection of push-ups and
+/// jumps.
 ///
 /// Not thread-safe; callbacks run on the thread that calls process, before it returns.
 class ZEPHLY_EXPORT MotionDetector {
  public:
-  /// Handed to whichever callback fires.
+  /// The argument of every callback.
   void* context = nullptr;
-  /// Called once per repetition. All three must be set before the first sample and never be null;
-  /// until they are, each holds a function that is a fatal error naming it.
+  /// Called once per repetition. All three must be set before the first sample and never be null.
+  /// The defaults are fatal errors that name the callback.
   void (*jumpCallback)(void*) = missingJumpCallback;
   void (*sitUpCallback)(void*) = missingSitUpCallback;
   void (*pushUpCallback)(void*) = missingPushUpCallback;
 
-  /// What the callbacks are before they are set: a fatal error that names the callback.
+  /// The defaults of the callbacks: a fatal error that names the callback.
   static void missingJumpCallback(void* context);
   static void missingSitUpCallback(void* context);
   static void missingPushUpCallback(void* context);
@@ -71,10 +71,10 @@ class ZEPHLY_EXPORT MotionDetector {
   float velocity = 0.0F;  // g s
   float position = 0.0F;  // g s^2
   // Designed for 500 and 60 samples per second. Motion samples arrive at 30, so the real cut-offs
-  // lie at 0.06 and 0.5 Hz: slow enough to hold a repetition, fast enough to forget drift.
+  // are 0.06 and 0.5 Hz: low enough to pass a repetition, high enough to remove drift.
   std::unique_ptr<ButterworthFilter> velocityHighPass;
   std::unique_ptr<ButterworthFilter> positionLowPass;
-  int lastHeading = 2;  // the last one that was not 2
+  int lastHeading = 2;  // the latest other than 2 (still)
   int previousOrientation = 2;
   int currentOrientation = 2;
 };

@@ -8,7 +8,7 @@
 #include <zephly/motion/vector3.h>
 #include <zephly/platform/export.h>
 
-/// A value; owns nothing. Rotations are unit quaternions, but nothing here demands it.
+/// A value; owns nothing. Rotations are unit quaternions, but this is not checked.
 struct ZEPHLY_EXPORT Quaternion {
   float x = 0.0F;
   float y = 0.0F;
@@ -30,8 +30,8 @@ struct ZEPHLY_EXPORT Quaternion {
   /// Euler angles in degrees, each within 0 to 360: the rotations about x, y and z, of which the
   /// one about x is limited to a right angle either way (reported as 0 to 90 and 270 to 360).
   /// Within about 2.6 degrees of those limits the axes y and z coincide: x is reported as exactly
-  /// 90 or 270, z as 0 and the whole of the remaining rotation as y. The quaternion need not be
-  /// normalised for that limit to be found; the angles themselves are right for unit quaternions
-  /// only, and not a number where one is not normalised so far that the arcsine does not exist.
+  /// 90 or 270, z as 0 and the whole of the remaining rotation as y. The detection of that limit
+  /// does not need a normalised quaternion; the angles are correct for unit quaternions only, and
+  /// not a number where the argument of the arcsine exceeds 1.
   Vector3 FromQ2();
 };

@@ -7,7 +7,7 @@
 
 #include <zephly/platform/export.h>
 
-/// A value; owns nothing. Not thread-safe as an object, like a float is not.
+/// A value; owns nothing. Like a float, not safe for concurrent modification.
 struct ZEPHLY_EXPORT Vector3 {
   float x = 0.0F;
   float y = 0.0F;
@@ -21,7 +21,7 @@ struct ZEPHLY_EXPORT Vector3 {
   Vector3 scale(float factor) const;
 
   /// The square root of x^2 + y^2 z^2, evaluated as x*x + z*((y*y)*z). This is not the Euclidean
-  /// norm, and callers that want that one must not use it: Vector3(3, 4, 0).length() is 3.
+  /// norm: Vector3(3, 4, 0).length() is 3.
   float length() const;
 
   /// Every component (degrees) passed through normalizeAngle.
@@ -32,9 +32,9 @@ struct ZEPHLY_EXPORT Vector3 {
   /// 360, and NaN stays NaN.
   ///
   /// Every step is rounded to float, so beyond 2^27, where 360 falls between two floats, the steps
-  /// are not whole turns and neither is what they take away; the result is then a number within the
-  /// range and no more. Up to a magnitude of 2^33 the steps are taken one by one (about 22 million
-  /// at most). Beyond it a step would change nothing: the remainder of a division by 360 takes
-  /// their place. An infinite angle has no direction: NaN.
+  /// are not whole turns; the result is then some number within the range. Up to a magnitude of
+  /// 2^33 the steps are taken one by one (about 22 million at most). Beyond it a step would change
+  /// nothing, and the remainder of a division by 360 is used instead. An infinite angle has no
+  /// direction: NaN.
   float normalizeAngle(float angle) const;
 };

@@ -12,12 +12,12 @@
 #include <memory>
 #include <vector>
 
-/// Holds the phone's motion service, what was recorded from it and whom to tell, and lets go of all
-/// three when it ends. It starts no sensor, records nothing and calls nobody: a holder, shared
-/// through std::shared_ptr.
+/// Holds the phone's motion service, its recorded samples and a delegate, and releases all three on
+/// destruction. It starts no sensor, records nothing and never calls the delegate. Shared through
+/// std::shared_ptr.
 class ZEPHLY_EXPORT IMU {
  public:
-  /// `manager` must not be empty (a fatal error); `imuDelegate` may be, and stays so.
+  /// An empty `manager` is a fatal error; `imuDelegate` may be empty.
   explicit IMU(std::shared_ptr<CMMotionManager> manager,
                std::shared_ptr<IMUDelegate> imuDelegate = nullptr);
   ~IMU();
@@ -26,7 +26,7 @@ class ZEPHLY_EXPORT IMU {
 
  private:
   std::shared_ptr<CMMotionManager> manager;
-  // Each array of samples goes with the array of its time stamps: same length, entry by entry.
+  // Each array of samples has an array of time stamps of the same length.
   std::vector<Vector3> acc;  // accelerometer
   std::vector<double> acctime;
   std::vector<Vector3> gyro;  // rotation rate

@@ -4,8 +4,8 @@
 /// connecting.
 ///
 /// Created through CBCentralManager::init, which asks the host that is in use (see host.h). All
-/// calls are made, and all answers come, on the thread that runs the main queue; nothing calls the
-/// delegate from inside the call that asked, nor from inside init.
+/// calls and all callbacks are made on the thread that runs the main queue. The delegate is never
+/// called from inside a call to the central, nor from inside init.
 
 #include <zephly/platform/cb_peripheral.h>
 #include <zephly/platform/export.h>
@@ -35,13 +35,13 @@ class DispatchQueue;
 /// Options by name, for scans, connections and creation. The kit passes none.
 using CBOptions = std::map<std::string, std::string>;
 
-/// What a device said in one advertisement, as far as the host knows.
+/// The content of one advertisement, as far as the host knows it.
 struct CBAdvertisementData {
   std::optional<std::string> localName;
   std::vector<CBUUID> serviceUUIDs;
 };
 
-/// Receives what a central has to say. `error` is empty when there was none.
+/// Receives the events of a central. `error` is empty when there was none.
 class ZEPHLY_EXPORT CBCentralManagerDelegate {
  public:
   virtual ~CBCentralManagerDelegate() = default;
@@ -49,13 +49,13 @@ class ZEPHLY_EXPORT CBCentralManagerDelegate {
   /// The state has become known or has changed; read it with central->state(). Comes at least once
   /// after creation.
   virtual void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) = 0;
-  /// One advertisement while scanning; a device is reported again each time that it is heard.
+  /// One advertisement while scanning; a device is reported again with each advertisement.
   /// `RSSI` is the signal strength in dBm; 127 when it is not known.
   virtual void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                                    const std::shared_ptr<CBPeripheral>& peripheral,
                                                    const CBAdvertisementData& advertisementData,
                                                    int RSSI) = 0;
-  /// A requested connection stands.
+  /// A requested connection is established.
   virtual void centralManagerDidConnectPeripheral(
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral) = 0;
@@ -64,7 +64,7 @@ class ZEPHLY_EXPORT CBCentralManagerDelegate {
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral,
       const std::shared_ptr<const NSError>& error) = 0;
-  /// A connection has ended, told exactly once; `error` is empty when it was ended on purpose.
+  /// A connection has ended; called exactly once. `error` is empty when it was ended on purpose.
   virtual void centralManagerDidDisconnectPeripheral(
       const std::shared_ptr<CBCentralManager>& central,
       const std::shared_ptr<CBPeripheral>& peripheral,
@@ -80,8 +80,8 @@ class ZEPHLY_EXPORT CBCentralManagerDelegate {
 class ZEPHLY_EXPORT CBCentralManager : public NSObject {
  public:
   /// A central of the host in use, never empty; without a host a fatal error that names the hosts
-  /// of this build. `delegate` is held without owning it; while it is gone, what would have been
-  /// told is dropped. `queue` null is the main queue, the only one there is.
+  /// of this build. `delegate` is held weakly; once it is destroyed, its events are dropped.
+  /// `queue` null is the main queue, the only one there is.
   static std::shared_ptr<CBCentralManager> init(std::weak_ptr<CBCentralManagerDelegate> delegate,
                                                 DispatchQueue* queue,
                                                 const std::optional<CBOptions>& options);
@@ -89,16 +89,16 @@ class ZEPHLY_EXPORT CBCentralManager : public NSObject {
   virtual CBManagerState state() const = 0;
 
   /// Reports every device that advertises one of the services, every device at all when
-  /// `serviceUUIDs` is absent, until the central goes away. Asked while it scans, it goes on with
-  /// the new filter; asked while the radio is not powered on, it does nothing.
+  /// `serviceUUIDs` is absent, until the central is destroyed. During a scan it replaces the
+  /// filter; while the radio is not powered on it does nothing.
   virtual void scanForPeripheralsWithServices(
       const std::optional<std::vector<CBUUID>>& serviceUUIDs,
       const std::optional<CBOptions>& options) = 0;
 
-  /// Requests a connection. The request does not time out: it stands until the device is connected,
-  /// the connection fails for a reason other than absence, or the central goes away. Asked while a
-  /// request for the device stands or while it is connected, it changes nothing and is not answered
-  /// again.
+  /// Requests a connection. The request does not time out: it is pending until the device is
+  /// connected, the connection fails for a reason other than absence, or the central is destroyed.
+  /// While a request for the device is pending or the device is connected, a further call does
+  /// nothing and is not answered.
   virtual void connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
                                  const std::optional<CBOptions>& options) = 0;
 };

@@ -1,11 +1,10 @@
 #pragma once
 /// @file
-/// A remote device, its services and its characteristics, as a host shows them to the kit.
+/// A remote device, its services and its characteristics, as a host offers them to the kit.
 ///
-/// All of it is called on the thread that runs the main queue, and every answer comes back on that
-/// thread, later: nothing calls the delegate from inside the call that asked. Objects are
-/// identified by address: as long as a connection stands, the host reports the same service or
-/// characteristic with the same object.
+/// All calls and all callbacks are made on the thread that runs the main queue. The delegate is
+/// never called from inside a call to the peripheral. Objects are identified by address: during one
+/// connection the host reports the same service or characteristic with the same object.
 
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/platform/export.h>
@@ -18,17 +17,17 @@
 
 class CBPeripheral;
 
-/// A value that the device sends again and again. Owned by its service.
+/// A value that the device notifies. Owned by its service.
 class ZEPHLY_EXPORT CBCharacteristic : public NSObject {
  public:
   virtual CBUUID UUID() const = 0;
 
-  /// The bytes received last; empty when none were received. Inside
+  /// The bytes received most recently; empty when none were received. Inside
   /// peripheralDidUpdateValueForCharacteristic it is the value that the call announces, even when a
   /// later one has already arrived.
   virtual std::shared_ptr<const NSData> value() const = 0;
 
-  /// One line of the host's choice that tells a person which characteristic this is.
+  /// One line, in the host's words, that identifies the characteristic to a person.
   std::string description() const override = 0;
 };
 
@@ -44,7 +43,7 @@ class ZEPHLY_EXPORT CBService : public NSObject {
   virtual std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> characteristics() const = 0;
 };
 
-/// Receives what a peripheral has to say. `error` is empty when there was none.
+/// Receives the events of a peripheral. `error` is empty when there was none.
 class ZEPHLY_EXPORT CBPeripheralDelegate {
  public:
   virtual ~CBPeripheralDelegate() = default;
@@ -75,19 +74,18 @@ class ZEPHLY_EXPORT CBPeripheralDelegate {
   CBPeripheralDelegate& operator=(const CBPeripheralDelegate&) = default;
 };
 
-/// A device that has been heard, connected or not.
+/// A device that has been found, connected or not.
 class ZEPHLY_EXPORT CBPeripheral : public NSObject {
  public:
   /// The name under which the device advertises; absent when it advertises none.
   virtual std::optional<std::string> name() const = 0;
 
-  /// The receiver of everything that follows; held without owning it. Replaces the one before at
-  /// once; while it is gone, what would have been told is dropped.
+  /// The receiver of all events; held weakly. Replaces the previous one immediately; once it is
+  /// destroyed, its events are dropped.
   virtual void setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) = 0;
 
   /// Starts discovery of the services with the given identifiers, of all services when
-  /// `serviceUUIDs` is absent. Asked again, it is answered again. Without a connection it is not
-  /// answered.
+  /// `serviceUUIDs` is absent. Every call is answered. Without a connection there is no answer.
   virtual void discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) = 0;
 
   /// The services found, in the order of their discovery; absent until a discovery has ended. The
@@ -96,14 +94,14 @@ class ZEPHLY_EXPORT CBPeripheral : public NSObject {
   virtual std::optional<std::vector<std::shared_ptr<CBService>>> services() const = 0;
 
   /// Starts discovery of the service's characteristics, of all of them when `characteristicUUIDs`
-  /// is absent. Asked again, it is answered again. Without a connection it is not answered.
+  /// is absent. Every call is answered. Without a connection there is no answer.
   virtual void discoverCharacteristics(
       const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
       const std::shared_ptr<CBService>& service) = 0;
 
   /// Subscribes to (true) or unsubscribes from (false) the characteristic's values. A second
-  /// subscription is answered like the first and delivers nothing twice. A subscription ends with
-  /// its connection. Without a connection it is not answered.
+  /// subscription is answered like the first and delivers no value twice. A subscription ends with
+  /// its connection. Without a connection there is no answer.
   virtual void setNotifyValue(bool enabled,
                               const std::shared_ptr<CBCharacteristic>& characteristic) = 0;
 };

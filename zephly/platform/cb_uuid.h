@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A 128-bit Bluetooth identifier. The one class of the host boundary that is no interface: an
+/// A 128-bit Bluetooth identifier. The only class of the host boundary that is not abstract: an
 /// identifier is the same sixteen bytes on every host, and the profile's constants exist before any
 /// host is chosen.
 ///
@@ -27,7 +27,7 @@ class ZEPHLY_EXPORT CBUUID {
 
   /// The long form, in upper case.
   std::string UUIDString() const;
-  /// As it stands in diagnostic lines: UUIDString().
+  /// The form in diagnostic lines: UUIDString().
   std::string description() const { return UUIDString(); }
 
   bool isEqual(const CBUUID& other) const { return bytes_ == other.bytes_; }

@@ -18,8 +18,8 @@ struct Console {
 std::ostream& console() {
   // Never destroyed: diagnostics may be written while other static objects are torn down.
   static Console& one = *new Console;
-  // Whoever used the stream last may have left flags, a locale or an exception mask in it. The mask
-  // goes first: with it, taking over a buffer that is null would throw.
+  // The previous user may have left flags, a locale or an exception mask in the stream. The mask is
+  // reset before the buffer is set: with it, a null buffer would throw.
   one.stream.copyfmt(one.format);
   one.stream.rdbuf(std::cout.rdbuf());  // also clears an error state left by an earlier buffer
   return one.stream;

@@ -5,9 +5,9 @@
 ///   console() << "didFailToConnectPeripheral" << std::endl;
 ///
 /// The stream shares std::cout's buffer as it is at the moment of the call, so an application that
-/// replaces the buffer (std::cout.rdbuf) catches these lines too. Its formatting is its own: each
-/// call returns it with the classic locale and the default flags, precision, width and exception
-/// mask, whatever was done before to std::cout or to this stream. Use it from the main queue only,
+/// replaces the buffer (std::cout.rdbuf) receives these lines too. Its formatting is independent of
+/// std::cout: each call returns it with the classic locale and the default flags, precision, width
+/// and exception mask. Use it from the main queue only,
 /// like the rest of the kit.
 
 #include <zephly/platform/export.h>

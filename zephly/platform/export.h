@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What a shared library of this kit shows to those who link it: everything else in it is hidden,
-/// and may change without a word.
+/// Marks the symbols that a shared library of this kit exports. All others are hidden and may
+/// change without notice.
 ///
 ///     class ZEPHLY_EXPORT Filter { ... };
 ///     ZEPHLY_EXPORT std::ostream& console();

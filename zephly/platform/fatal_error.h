@@ -1,17 +1,17 @@
 #pragma once
 /// @file
-/// What happens when the kit cannot go on: one line on standard error, then the program stops.
+/// Ends the program when the kit cannot continue, with one line on standard error.
 ///
 ///   if (!services) fatalError("CBPeripheral.services is absent after discovery");
 ///
-/// A fatal error is a broken contract between the kit, its host and the application (a list that is
-/// declared never absent is absent, a required delegate is gone), never a condition of the link or
-/// of the data. It cannot be caught: it ends in std::abort(), after standard output has been
+/// A fatal error is a broken contract between the kit, its host and the application (a list that
+/// must not be absent is absent, a required delegate is destroyed), never a condition of the link
+/// or of the data. It cannot be caught: it ends in std::abort(), after standard output has been
 /// flushed so that no diagnostic line is lost.
 
 #include <zephly/platform/export.h>
 
 #include <string_view>
 
-/// Writes `message` and stops the program.
+/// Writes `message` and aborts.
 ZEPHLY_EXPORT [[noreturn]] void fatalError(std::string_view message);

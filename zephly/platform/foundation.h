@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The part of the host boundary that has nothing to do with Bluetooth: the root object class, byte
+/// The part of the host boundary that is independent of Bluetooth: the root object class, byte
 /// buffers and errors.
 
 #include <zephly/platform/ns_data.h>

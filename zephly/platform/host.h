@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Which world the kit runs in. An application chooses its host in one line, before it creates a
-/// session; a host's own constructor or `use` function calls Host::use.
+/// The environment that the kit runs in. An application chooses its host in one line, before it
+/// creates a session; a host's own constructor or `use` function calls Host::use.
 ///
 ///   class MyRadio : public Host {
 ///    public:
@@ -19,25 +19,25 @@
 #include <optional>
 #include <string_view>
 
-/// What a new host derives from.
+/// Base class of all hosts.
 class ZEPHLY_EXPORT Host {
  public:
   virtual ~Host() = default;
 
   /// A new central of this host; never empty. Must not call the delegate before it returns.
-  /// Arguments as CBCentralManager::init has them. The central may outlive the host and is then
-  /// without a radio.
+  /// The arguments are those of CBCentralManager::init. The central may outlive the host, and is
+  /// then without a radio.
   virtual std::shared_ptr<CBCentralManager> createCentralManager(
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) = 0;
 
-  /// Makes `host` the one in use, in place of any before. It is not owned.
+  /// Makes `host` the current host and replaces the previous one. It is not owned.
   static void use(Host* host);
-  /// Ends its use; does nothing when another one is in use.
+  /// Ends the use of `host`; does nothing when another host is in use.
   static void leave(const Host* host);
   /// The host in use, or null.
   static Host* current();
-  /// The names of the hosts that this build has, separated by ", "; "none" when it has none.
+  /// The names of the hosts in this build, separated by ", "; "none" when there are none.
   static std::string_view available();
 
  protected:

@@ -2,8 +2,9 @@
 /// @file
 /// A byte buffer that a host hands to the kit: the value of a characteristic.
 ///
-/// A host implements it over whatever it has; the bytes must not change for the object's lifetime.
-/// The kit calls it on the main queue only and keeps no reference beyond the call that delivers it.
+/// A host implements it over its own buffers; the bytes must not change during the object's
+/// lifetime. The kit calls it on the main queue only and keeps no reference after the callback that
+/// delivers it returns.
 
 #include <zephly/platform/export.h>
 

@@ -7,12 +7,12 @@
 
 #include <string>
 
-/// What went wrong, as text.
+/// An error as text.
 class ZEPHLY_EXPORT NSError {
  public:
   virtual ~NSError() = default;
 
-  /// What went wrong, in words for a person, in the host's own language (UTF-8, one line).
+  /// A description for people, in the host's words (UTF-8, one line).
   virtual std::string localizedDescription() const = 0;
 
  protected:

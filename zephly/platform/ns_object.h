@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The root class of objects that can be driven by message name as well as by C++ call.
+/// The root class of objects that can be called by message name as well as by C++ call.
 ///
 ///   class Lamp : public NSObject {
 ///    public:
@@ -33,8 +33,8 @@
 
 class NSObject;
 
-/// One message that a class answers: its name, the signature it wants (as the type of a function
-/// that takes every argument by value) and the function that performs it.
+/// One message of a class: its name, its signature (as the type of a function that takes every
+/// argument by value) and the function that performs it.
 struct Selector {
   std::string_view name;
   const std::type_info* signature;
@@ -42,14 +42,14 @@ struct Selector {
 };
 
 /// All messages of one class, in the order in which the class declares them. A subclass that
-/// answers its base class's messages too lists them again.
+/// also responds to its base class's messages lists them again.
 class ZEPHLY_EXPORT SelectorTable {
  public:
   SelectorTable(std::string_view className, std::initializer_list<Selector> selectors);
 
   std::string_view className() const { return className_; }
   const std::vector<Selector>& all() const { return selectors_; }
-  /// Null when the class does not answer `name`.
+  /// Null when the class does not respond to `name`.
   const Selector* find(std::string_view name) const;
 
  private:
@@ -57,15 +57,14 @@ class ZEPHLY_EXPORT SelectorTable {
   std::vector<Selector> selectors_;
 };
 
-/// Reference counted, and answers to the selectors of its class.
+/// Reference counted; responds to the selectors of its class.
 class ZEPHLY_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
  public:
   virtual ~NSObject() = default;
 
   bool respondsToSelector(std::string_view name) const;
 
-  /// The text that stands for the object in a diagnostic line; by default the class name in angle
-  /// brackets.
+  /// The object's text in a diagnostic line; by default the class name in angle brackets.
   virtual std::string description() const;
 
   template <class Result = void, class... Arguments>
@@ -80,7 +79,7 @@ class ZEPHLY_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
   NSObject(const NSObject&) = default;
   NSObject& operator=(const NSObject&) = default;
 
-  /// The class's messages; the base class answers none.
+  /// The class's messages; the base class has none.
   virtual const SelectorTable& selectors() const;
 
  private:

@@ -6,8 +6,9 @@
 
 namespace {
 
-// The engine's callbacks. Each reaches the delegate that the wrapper has at that moment, and keeps
-// it alive for the length of the call.
+// The engine's callbacks, called from within its `imu`. `context` is the wrapper, which
+// SignalProcessor::imu keeps alive. Each reads the delegate at the time of the call, and keeps it
+// alive until the call returns.
 
 void jump(void* context) {
   const auto* wrapper = static_cast<const SignalProcessor*>(context);
@@ -46,12 +47,13 @@ bool SignalProcessor::processLeadoffDetection(float sample) {
 
 void SignalProcessor::imu(float gx, float gy, float gz, float ax, float ay, float az, float mx,
                           float my, float mz) {
-  const auto alive = shared_from_this();  // the delegate may let go of this object, and its engine
+  // The delegate may release the last reference to this object, and with it the running engine.
+  const auto alive = shared_from_this();
   requireEngine().imu(gx, gy, gz, ax, ay, az, mx, my, mz);
 }
 
 void SignalProcessor::imu(float qw, float qx, float qy, float qz, float ax, float ay, float az) {
-  const auto alive = shared_from_this();
+  const auto alive = shared_from_this();  // as above
   requireEngine().imu(qw, qx, qy, qz, ax, ay, az);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The engine as an object: one sample in, one result out, and exercise repetitions told to a
+/// The engine as an object: one sample in, one result out; exercise repetitions are reported to a
 /// delegate.
 ///
 ///   auto processor = ::SignalProcessor::init();
@@ -9,7 +9,7 @@
 ///   processor->startWorkoutDetection();
 ///   processor->imu(qw, qx, qy, qz, ax, ay, az); // may call workout->didDetectJump()
 ///
-/// Adds no processing of its own: values pass to the engine and back unchanged, NaN and infinities
+/// Does no processing itself: values pass to the engine and back unchanged, NaN and infinities
 /// included. Also driven by message name ("processECG:", "imu:qx:qy:qz:ax:ay:az:", ...). Calls, and
 /// the delegate's calls from inside them, are made on one thread at a time.
 
@@ -20,11 +20,10 @@
 
 #include <memory>
 
-/// Owns one engine and forwards to it.
+/// Owns one engine and forwards calls to it.
 class ZEPHLY_EXPORT SignalProcessor : public NSObject {
  public:
-  /// A wrapper with an engine of its own. An allocation failure propagates and leaves nothing
-  /// behind.
+  /// A wrapper with a new engine. An allocation failure propagates and leaks nothing.
   static std::shared_ptr<SignalProcessor> init();
 
   SignalProcessor(const SignalProcessor&) = delete;
@@ -47,8 +46,8 @@ class ZEPHLY_EXPORT SignalProcessor : public NSObject {
   /// nothing.
   void startWorkoutDetection();
 
-  /// Who is told of repetitions, or empty. Replacing it takes effect with the next repetition;
-  /// repetitions while there is none are lost.
+  /// The receiver of repetitions, or empty. Replacing it takes effect with the next repetition;
+  /// without a receiver repetitions are lost.
   std::shared_ptr<WorkoutDelegate> delegate() const;
   void setDelegate(std::weak_ptr<WorkoutDelegate> delegate);
 
@@ -69,6 +68,6 @@ class ZEPHLY_EXPORT SignalProcessor : public NSObject {
 
   std::weak_ptr<WorkoutDelegate> _delegate;
   ::Zephly::SignalProcessor* _signalProcessor = nullptr;
-  // Freed here and nowhere else: its callbacks carry this object's address.
+  // Freed only here: its callbacks hold this object's address.
   std::unique_ptr<::Zephly::SignalProcessor> ownEngine_;
 };

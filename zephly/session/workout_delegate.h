@@ -3,9 +3,10 @@
 /// Counted exercise repetitions.
 ///
 /// Called on the main queue, from inside the processing of the motion sample that completed the
-/// repetition. Every operation is optional to implement, but it is called without asking: the first
-/// repetition of a kind whose operation is left out is a fatal error that names the operation. The
-/// destructor stands last so that the operations hold the slots 0 to 2 of the virtual table.
+/// repetition. Implementing an operation is optional, but the kit does not check before it calls:
+/// the first repetition of a kind whose operation is not implemented is a fatal error that names
+/// the operation. The destructor is declared last so that the operations have the slots 0 to 2 of
+/// the virtual table.
 
 #include <zephly/platform/export.h>
 #include <zephly/platform/fatal_error.h>

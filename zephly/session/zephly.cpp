@@ -7,11 +7,13 @@ namespace Zephly {
 
 std::shared_ptr<Zephly> Zephly::init(const std::shared_ptr<ZephlyDelegate>& zephlyDelegate) {
   auto self = std::shared_ptr<Zephly>(new Zephly);
+  // From here on the session and its central manager own each other. No event can arrive before
+  // init returns: a host never calls back from inside a call.
   self->centralManager = CentralManager::init(self);
   try {
     self->sp = ::SignalProcessor::init();
   } catch (...) {
-    self->centralManager.reset();  // or the two would keep each other alive, half made
+    self->centralManager.reset();  // breaks the cycle of ownership; otherwise both would leak
     throw;
   }
   self->zephlyDelegate = zephlyDelegate;
@@ -28,7 +30,8 @@ void Zephly::startWorkoutDetection(const std::shared_ptr<WorkoutDelegate>& worko
   sp->startWorkoutDetection();
 }
 
-// The delegate is read anew at each use: it may go at any moment, also during one of its own calls.
+// The delegate is locked anew for each call: the application may destroy it at any time, also from
+// within one of its callbacks.
 
 void Zephly::didConnectPeripheral() {
   if (const auto delegate = zephlyDelegate.lock()) delegate->didConnectPeripheral();
@@ -56,18 +59,18 @@ void Zephly::didReceiveRespiration(const std::vector<float>& samples) {
 }
 
 void Zephly::processRespirationSample(float sample) {
-  // Lead-off first: it may reset stages of the chain that the same sample then passes through.
+  // Lead-off detection comes first: it may reset stages of the chain that filters this sample.
   if (sp) {
     const bool contact = sp->processLeadoffDetection(sample);
     if (leadoff != contact) {
       if (const auto delegate = zephlyDelegate.lock()) delegate->didChangeLeadoffState(!contact);
     }
-    leadoff = contact;
+    leadoff = contact;  // after the call: a change whose callback throws is reported again
   } else {
     leadoff.reset();
   }
 
-  // The chain is fed only while somebody listens; lead-off detection above is always fed.
+  // The filters run only while there is a delegate; lead-off detection above always runs.
   if (const auto delegate = zephlyDelegate.lock()) {
     if (!sp) fatalError("Zephly.sp is empty while a respiration sample is processed");
     delegate->didReceiveRespiration(sp->processRespiration(sample));

@@ -9,7 +9,7 @@
 /// Creating it starts everything: Bluetooth, the processing engine and exercise detection. Every
 /// call to the application is made on the main queue. A session lives as long as the process: it
 /// and its central manager own each other, and there is no operation that ends it. To stop
-/// listening, let go of the delegate.
+/// receiving events, destroy the delegate.
 
 #include <zephly/ble/central_manager.h>
 #include <zephly/phone/imu.h>
@@ -47,19 +47,19 @@ class ZEPHLY_EXPORT Zephly : public ZephlyPeripheralDelegate,
 
   Zephly() = default;
 
-  // What the strap reports. An application has no business here: it comes through the interfaces.
+  // Called by the central manager, through the interface only: applications cannot call these.
 
   void didConnectPeripheral() override;
   void didDisconnectPeripheral() override;
-  /// The body temperature that the application gets is always 0.
+  /// The body temperature reported to the application is always 0.
   void didReceiveTemperature(float objectTemperature, float ambientTemperature) override;
-  /// One call of the application per sample, unfiltered.
+  /// Calls the application once per sample, unfiltered.
   void didReceiveECG(const std::vector<float>& samples) override;
-  /// Per sample: lead-off detection, always; then, while there is an application, the change of
-  /// contact if there is one and the filtered sample.
+  /// Per sample: lead-off detection, always; then, while there is an application, reports a change
+  /// of contact and the filtered sample.
   void didReceiveRespiration(const std::vector<float>& samples) override;
   void didReceiveBatteryStatus(BatteryStatus status) override;
-  /// Feeds exercise detection; nothing goes to the application.
+  /// Feeds exercise detection; not reported to the application.
   void didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
                            float az) override;
 
@@ -67,7 +67,7 @@ class ZEPHLY_EXPORT Zephly : public ZephlyPeripheralDelegate,
   void didReceiveIMUValues(float gx, float gy, float gz, float ax, float ay, float az, float mx,
                            float my, float mz) override;
 
-  // Repetitions while no application has asked for them: one line on standard output each.
+  // Receives repetitions until startWorkoutDetection: writes each as one line to standard output.
 
   void didDetectPushUp() override;
   void didDetectSitUp() override;
@@ -79,8 +79,8 @@ class ZEPHLY_EXPORT Zephly : public ZephlyPeripheralDelegate,
   std::shared_ptr<CentralManager> centralManager;
   std::shared_ptr<::SignalProcessor> sp;
   std::weak_ptr<ZephlyDelegate> zephlyDelegate;
-  // The engine's answer for the last respiration sample: true means contact. Empty before the
-  // first.
+  // The result of lead-off detection for the last respiration sample: true means contact. Empty
+  // before the first sample.
   std::optional<bool> leadoff;
 };
 

@@ -8,24 +8,24 @@
 ///   };
 ///
 /// Called on the main queue, synchronously, in the order in which the strap's notifications
-/// arrived. Implementations must not block. The session holds its delegate without owning it: when
-/// the object is gone, its events are dropped; it may go at any moment, also during one of these
-/// calls. The destructor stands last so that the operations hold the slots 0 to 6 of the virtual
-/// table.
+/// arrived. Implementations must not block. The session holds its delegate weakly: once the object
+/// is destroyed, events are dropped. It may be destroyed at any time, also from within one of these
+/// calls. The destructor is declared last so that the operations have the slots 0 to 6 of the
+/// virtual table.
 
 #include <zephly/platform/export.h>
 #include <zephly/protocol/battery_status.h>
 
-/// To be implemented by the application.
+/// Implemented by the application.
 class ZEPHLY_EXPORT ZephlyDelegate {
  public:
-  /// True: the electrodes have lost contact with the skin. False: they have contact. Told for the
-  /// first respiration sample of a session and from then on only when it changes, before that
-  /// sample's didReceiveRespiration.
+  /// True: the electrodes have lost contact with the skin. False: they have contact. Called for the
+  /// first respiration sample of a session, then only on changes, before the didReceiveRespiration
+  /// of the same sample.
   virtual void didChangeLeadoffState(bool leadoff) = 0;
   /// The strap is connected.
   virtual void didConnectPeripheral() = 0;
-  /// The link to the strap is gone; the session is already on its way to connect again.
+  /// The link to the strap is lost; the session reconnects automatically.
   virtual void didDisconnectPeripheral() = 0;
   /// Degrees Celsius. `bodyTemperature` is always 0: the session does not estimate it.
   virtual void didReceiveTemperature(float objectTemperature, float ambientTemperature,

@@ -1,11 +1,11 @@
 #pragma once
 /// @file
-/// What the strap says, one call per notification: the way from the peripheral handler through the
-/// central manager to the session.
+/// The strap's notifications, one call each, from the peripheral handler through the central
+/// manager to the session.
 ///
 /// Called on the main queue, synchronously, in the order in which the notifications arrived.
-/// Implementations must not block. The destructor stands last so that the operations hold the slots
-/// 0 to 6 of the virtual table, in the order below; relays rely on that order.
+/// Implementations must not block. The destructor is declared last so that the operations have the
+/// slots 0 to 6 of the virtual table, in the order below; relays rely on that order.
 
 #include <zephly/platform/export.h>
 #include <zephly/protocol/battery_status.h>
@@ -17,7 +17,7 @@ class ZEPHLY_EXPORT ZephlyPeripheralDelegate {
  public:
   /// The device is connected.
   virtual void didConnectPeripheral() = 0;
-  /// The link to the device is gone.
+  /// The link to the device is lost.
   virtual void didDisconnectPeripheral() = 0;
   /// Object (skin) and ambient temperature in degrees Celsius.
   virtual void didReceiveTemperature(float objectTemperature, float ambientTemperature) = 0;
