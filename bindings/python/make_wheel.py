@@ -18,9 +18,13 @@ METADATA = """Metadata-Version: 2.1
 Name: zephly
 Version: {version}
 Summary: The Zephly chest strap: its session, and its signal processing on NumPy arrays
+License: MIT
+License-File: LICENSE
 Requires-Python: >=3.9
 Requires-Dist: numpy
 """
+
+LICENSE = pathlib.Path(__file__).resolve().parents[2] / "LICENSE"
 
 WHEEL = """Wheel-Version: 1.0
 Generator: zephly
@@ -53,6 +57,7 @@ def write_wheel(package, version, output):
     information = f"zephly-{version}.dist-info/"
     files = package_files(package)
     files.append((information + "METADATA", METADATA.format(version=version).encode()))
+    files.append((information + "LICENSE", LICENSE.read_bytes()))
     files.append((information + "WHEEL", WHEEL.format(tag=tag).encode()))
     record = "".join(record_line(name, content) for name, content in files) + information + "RECORD,,\n"
     files.append((information + "RECORD", record.encode()))

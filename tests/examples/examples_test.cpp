@@ -192,4 +192,19 @@ TEST(MinimalSessionExample, FindsTheStrapPrintsAndReleasesIt) {
   EXPECT_THAT(run.outputLines(), Contains("connected"));
 }
 
+// The code of the pages: each is a session on a simulated strap that runs until it is killed.
+class PageExample : public testing::TestWithParam<const char*> {};
+
+TEST_P(PageExample, ConnectsAndPrintsSamples) {
+  const std::string program = std::string(ZEPHLY_PAGE_EXAMPLES) + "/" + GetParam();
+  Process process({"sh", "-c", "exec \"$0\" 2>&1", program});
+  EXPECT_TRUE(process.readUntil("connected\n"));
+  EXPECT_TRUE(process.readUntil("ECG "));
+  process.sendSignal(SIGKILL);
+  process.finish();
+}
+
+INSTANTIATE_TEST_SUITE_P(Pages, PageExample, testing::Values("readme_example", "start_example"),
+                         [](const auto& page) { return std::string(page.param); });
+
 }  // namespace
