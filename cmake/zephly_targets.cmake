@@ -93,6 +93,10 @@ function(zephly_compile name)
     PUBLIC zephly_numbers
     PRIVATE $<BUILD_INTERFACE:zephly_warnings> $<BUILD_INTERFACE:zephly_instruments>)
   target_compile_features(zephly_${name} PUBLIC cxx_std_20)
+  if(ZEPHLY_BUILD_FUZZERS)
+    # The fuzzers see which code of the libraries an input reaches. Other programs ignore these marks.
+    target_compile_options(zephly_${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
   # Not for tests, which use what they have just made without asking whether it is there.
   target_compile_options(zephly_${name} PRIVATE -Wnull-dereference)
 endfunction()

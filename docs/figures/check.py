@@ -74,7 +74,7 @@ def main(computed, committed, pictures):
         print("error: nothing to check", file=sys.stderr)
         return 1
     if failures:
-        print("error: run scripts/figures, look at the pictures, commit them", file=sys.stderr)
+        print("error: run scripts/pictures streams, look at the pictures, commit them", file=sys.stderr)
         return 1
     print(f"figures: {numbers} numbers of {len(names)} tables are the kit's; {len(drawn)} pictures are drawn from them")
     return 0

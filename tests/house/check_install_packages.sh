@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# scripts/install-packages takes of several packages the one that the system offers in a version that is enough, installs
+# scripts/lib/install-packages takes of several packages the one that the system offers in a version that is enough, installs
 # nothing that is there, and says in one sentence what a system lacks. Usage: check_install_packages.sh ROOT
 # The system is played by stubs: what is installed and what is offered stand in two files, what apt-get is asked in a third.
 set -euo pipefail
@@ -21,7 +21,7 @@ expect() {
   tr ';' '\n' <<<"$2" >"$work/installed"
   tr ';' '\n' <<<"$3" >"$work/offered"
   : >"$work/asked"
-  output=$(PATH="$work/bin:$PATH" scripts/install-packages "${@:6}" 2>&1) || status=$?
+  output=$(PATH="$work/bin:$PATH" scripts/lib/install-packages "${@:6}" 2>&1) || status=$?
   output+=$(cat "$work/asked")
   if [ $status != "$4" ] || [[ $output != *"$5"* ]] || { [ -z "$5" ] && [ -n "$output" ]; }; then
     echo "$what: exit code $status and: $output"

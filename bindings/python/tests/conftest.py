@@ -1,4 +1,4 @@
-"""What the tests share. The package is found by PYTHONPATH: scripts/test-python sets it."""
+"""What the tests share. The package is found by PYTHONPATH: scripts/test bindings/python sets it."""
 
 import gc
 import signal

@@ -44,7 +44,7 @@ def engine_results():
 
 @pytest.fixture(scope="module")
 def program():
-    assert DIGEST_PROGRAM, "ZEPHLY_DIGEST names no program: run scripts/test-python"
+    assert DIGEST_PROGRAM, "ZEPHLY_DIGEST names no program: run scripts/test bindings/python"
     lines = subprocess.run([DIGEST_PROGRAM], check=True, capture_output=True, text=True).stdout.splitlines()
     return {line[:-16].strip(): line[-16:] for line in lines}
 

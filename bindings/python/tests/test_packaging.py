@@ -18,7 +18,7 @@ def run(*command, **options):
 
 @pytest.fixture(scope="module")
 def wheel():
-    assert WHEEL, "ZEPHLY_WHEEL names no wheel: run scripts/test-python"
+    assert WHEEL, "ZEPHLY_WHEEL names no wheel: run scripts/test bindings/python"
     return pathlib.Path(WHEEL)
 
 

@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# Fresh Debian systems to try things in: sourced by the scripts that do, which must run as root.
+# Fresh Debian systems to try things in: sourced by scripts that run as root.
 #   make_system RELEASE FOLDER       a minimal system of the release (bookworm, trixie) in FOLDER, in place of what was
 #                                    there. It is fetched once and kept as build/systems/RELEASE.tar.
 #   enter_system FOLDER COMMAND...   runs the command in it as root, with a clean environment. What it needs of the
-#                                    machine (/proc, /dev) is mounted where nobody else sees it, and gone with the last
+#                                    machine (/proc, /dev) is mounted in a mount namespace that ends with the last
 #                                    process.
 
 make_system() {
@@ -22,7 +22,7 @@ make_system() {
   rm -rf --one-file-system "$folder"
   mkdir -p "$folder"
   tar -C "$folder" -xf "$base"
-  # What the system needs to reach the registries that this one reaches: names, a proxy and the certificate of one.
+  # The registries that this machine reaches are reached by the same names, proxy and certificate.
   cp -L /etc/resolv.conf /etc/hosts "$folder/etc/"
   local name
   for name in http_proxy https_proxy; do

@@ -1,10 +1,10 @@
-#!/usr/bin/env bash
+# shellcheck shell=bash
 # Builds the documentation site into build/docs/html: the pages of docs and the reference of the headers.
 # A dead link in a Markdown file, a class without a description, and anything that Doxygen does not
-# understand is an error. Single members may do without: a comment that repeats a name says nothing.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-scripts/install-packages doxygen
+# understand is an error. Single members may do without: a comment that repeats a name is useless.
+#   scripts/check docs
+[ $# -eq 0 ] || wrong_usage "unknown argument $1"
+needs doxygen
 tests/house/check_links.sh .
 rm -rf build/docs
 mkdir -p build/docs
@@ -15,12 +15,12 @@ if grep -vE 'warning: Member .* is not documented\.$' build/docs/warnings.txt; t
   echo "error: the lines above" >&2
   exit 1
 fi
-# Doxygen passes over a picture that it does not find.
+# Doxygen ignores a picture that it does not find.
 if missing=$(cd build/docs/html && grep -ohE '<(img|object)[^>]*(src|data)="[^"]+"' ./*.html |
   sed -E 's/.*(src|data)="([^"]+)"/\2/' | sort -u | while read -r picture; do
     [[ $picture == *://* || -e $picture ]] || echo "$picture"
   done) && [ -n "$missing" ]; then
-  echo "error: pictures that the site lacks: $missing" >&2
+  echo "error: pictures missing in the site: $missing" >&2
   exit 1
 fi
 echo "docs: build/docs/html/index.html"

@@ -1,10 +1,11 @@
-#!/usr/bin/env bash
-# Builds the kit and its unit tests for coverage, runs them, and tells how much of zephly/ they reach. Fails below
+# shellcheck shell=bash
+# Builds the kit and its unit tests for coverage, runs them, and prints how much of zephly/ they reach. Fails below
 # 95 % of the lines or 90 % of the branches. The pages are in build/coverage/report/index.html.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-source scripts/packages.sh
-scripts/install-packages "${coverage_packages[@]}"
+#   scripts/check coverage
+[ $# -eq 0 ] || wrong_usage "unknown argument $1"
+source scripts/lib/packages.sh
+source scripts/lib/build.sh
+needs "${coverage_packages[@]}"
 
 folder=build/coverage
 mkdir -p $folder/report

@@ -1,33 +1,30 @@
-#!/usr/bin/env bash
-# Format, static analysis (clang-tidy, cppcheck) and the documentation build: no finding is tolerated.
-#
-#   scripts/lint           all of it: about an hour on two processors (90 minutes of processor time)
-#   scripts/lint --kit     the format of all files, and clang-tidy over the kit itself: half a minute
-#   scripts/lint FILE...   format and clang-tidy of those files
+# shellcheck shell=bash
+# Format and static analysis: no finding is tolerated.
+#   scripts/check lint           clang-format, clang-tidy and cppcheck over all: about an hour on two processors
+#   scripts/check lint --kit     the format of all files, and clang-tidy over the kit itself: half a minute
+#   scripts/check lint FILE...   format and clang-tidy of those files
 #
 # Most of clang-tidy's time goes into the headers of others. So, except for files that are named, it looks at all
 # files of a target together, as a unity build would compile them. Its analyzer follows the paths through functions of
-# an included file only if the name of the including one has "UnifiedSource" in it, which that of the folder may give.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-source scripts/packages.sh
+# an included file only if the name of the including one has "UnifiedSource" in it; the name of the folder is enough.
+source scripts/lib/packages.sh
 
 everything=(-DZEPHLY_BUILD_BENCH=ON -DZEPHLY_BUILD_FIGURES=ON -DZEPHLY_BUILD_PEERS=ON -DZEPHLY_BUILD_PYTHON=ON)
 together=(-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0)
 case ${1:-} in
   '')
-    scripts/install-packages "${lint_packages[@]}" "${python_packages[@]}" "${peers_packages[@]}"
+    needs "${lint_packages[@]}" "${python_packages[@]}" "${peers_packages[@]}"
     folder=build/UnifiedSource-all options=("${everything[@]}" "${together[@]}") ;;
   --kit)
-    scripts/install-packages "${build_packages[@]}" "${tidy_packages[@]}"
+    [ $# -eq 1 ] || wrong_usage "--kit takes no files"
+    needs "${build_packages[@]}" "${tidy_packages[@]}"
     folder=build/UnifiedSource-kit
     options=("${together[@]}")
     for part in HOSTS TOOLS EXAMPLES TESTS; do options+=("-DZEPHLY_BUILD_$part=OFF"); done ;;
-  -*)
-    echo "usage: scripts/lint [--kit | FILE...]" >&2
-    exit 2 ;;
+  -*) wrong_usage "unknown option $1" ;;
   *)
-    scripts/install-packages "${lint_packages[@]}" "${python_packages[@]}" "${peers_packages[@]}"
+    for file in "$@"; do [ -f "$file" ] || wrong_usage "no file $file"; done
+    needs "${lint_packages[@]}" "${python_packages[@]}" "${peers_packages[@]}"
     folder=build/lint options=("${everything[@]}") ;;
 esac
 
@@ -35,7 +32,7 @@ echo "== clang-format"
 if [ "$folder" = build/lint ]; then
   files=("$@")
 else
-  listed=$(git ls-files '*.h' '*.cpp')  # on a line of its own, so that a failure of git is one here
+  listed=$(git ls-files '*.h' '*.cpp')  # a statement by itself, so that a failure of git ends the script
   mapfile -t files <<<"$listed"
 fi
 if [ "$clang" = 14 ]; then
@@ -46,27 +43,26 @@ else
 fi
 
 echo "== clang-tidy"
-# A build folder of its own, without sanitizers.
+# A build folder without sanitizers, configured for clang++.
 cmake -S . -B "$folder" -G Ninja -DCMAKE_CXX_COMPILER=clang++ "${options[@]}" >/dev/null
 tidy=("clang-tidy-$clang" -p "$folder" --quiet)
 if [ "$folder" = build/lint ]; then
   sources=()
-  for file in "${files[@]}"; do [[ $file == *.cpp ]] && sources+=("$file"); done
+  for file in "${files[@]}"; do [[ $file != *.cpp ]] || sources+=("$file"); done
 else
   # All but the page of `zephly view`, which is bytes written by a program.
   listed=$(sed -n '/zephly_tools_view_page/d; s/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$folder/compile_commands.json")
-  [ -n "$listed" ] || { echo "error: nothing to look at in $folder/compile_commands.json" >&2; exit 1; }
+  [ -n "$listed" ] || fail "nothing to look at in $folder/compile_commands.json"
   mapfile -t sources <<<"$listed"
-  # To clang-tidy the files that are looked at are included by the one that holds them all.
+  # The file of a unity build includes the files that are looked at.
   tidy+=(--checks=-bugprone-suspicious-include)
-  # Seen by a build for coverage only.
+  # Compiled in a build for coverage only.
   if [ "$folder" = build/UnifiedSource-all ]; then sources+=(tests/support/coverage_at_abort.cpp); fi
 fi
-printf '%s\n' "${sources[@]}" | xargs -r -P "$(nproc)" -n 1 "${tidy[@]}"
+# clang-tidy has no time limit of its own; the largest target takes twenty minutes.
+printf '%s\n' "${sources[@]}" | xargs -r -P "$(nproc)" -n 1 timeout --kill-after=10 3600 "${tidy[@]}"
 echo "no finding in ${#sources[@]} translation units"
 
 if [ $# -eq 0 ]; then
-  scripts/cppcheck
-  echo "== doxygen"
-  scripts/docs
+  scripts/check cppcheck
 fi

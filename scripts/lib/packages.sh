@@ -1,23 +1,26 @@
 # shellcheck shell=bash
-# Which Debian packages each job needs, for scripts/install-packages. Sourced by the scripts beside it.
+# Which Debian packages each job needs, for scripts/lib/install-packages. Sourced by the scripts.
 #
 # An entry is a package, with ">=VERSION" where an older one does not do, or several with "|" between them: the first
 # that the system offers is taken. So one list serves Debian 12, Debian 13 and Ubuntu 24.04.
 
-# The version of the system's own clang: 14 on Debian 12, 19 on Debian 13, 18 on Ubuntu 24.04. A system that is quite
-# new has no lists of packages yet.
+# The version of the system's own clang: 14 on Debian 12, 19 on Debian 13, 18 on Ubuntu 24.04. A freshly
+# installed system has no lists of packages yet.
 if [ ! -d /var/lib/apt/lists ] || [ -z "$(find /var/lib/apt/lists -name '*_Packages*' -print -quit)" ]; then
-  scripts/install-packages --refresh || echo "The lists of packages could not be fetched: going on with what is installed." >&2
+  scripts/lib/install-packages --refresh || echo "The lists of packages could not be fetched: continuing with what is installed." >&2
 fi
 clang=$(apt-cache policy clang 2>/dev/null | sed -nE 's/^  Candidate: ([0-9]+:)?([0-9]+)\..*/\2/p')
 clang=${clang:-14}
+
+# To build and test the kit alone.
+kit_packages=(g++ 'cmake>=3.25' ninja-build libgtest-dev libgmock-dev)
 
 # To build the kit, the hosts and the program.
 build_packages=(g++ 'cmake>=3.25' ninja-build 'libboost-dev>=1.81|libboost1.81-dev' libcli11-dev nlohmann-json3-dev
   'libsdbus-c++-dev>=1.2' libedf-dev)
 
-# To build the page of `zephly view`: Node.js 18 or newer, and npm. Often they come from elsewhere, and then
-# Debian's would be in the way.
+# To build the page of `zephly view`: Node.js 18 or newer, and npm. Where they were installed from elsewhere, Debian's
+# packages would conflict with them.
 page_packages=()
 if ! command -v npm >/dev/null || ! node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' 2>/dev/null; then
   page_packages=('nodejs>=18' npm)
@@ -26,7 +29,7 @@ fi
 # To test that page, and to make pictures of it.
 browser_packages=(chromium)
 
-# To build the programs of the tests, and what they run: a message bus of their own.
+# To build the programs of the tests, and what they run: a message bus for tests.
 program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon
   biosig-tools)
 
@@ -35,9 +38,6 @@ clang_packages=(clang "libclang-rt-$clang-dev" "llvm-$clang")
 
 # To build and run the tests.
 test_packages=("${program_packages[@]}" "${clang_packages[@]}" binutils procps)
-
-# To build and run the fuzzers.
-fuzz_packages=("${build_packages[@]}" libgtest-dev libgmock-dev "${clang_packages[@]}")
 
 # To check format, static analysis and documentation.
 tidy_packages=(clang "clang-tidy-$clang" "clang-format-$clang")
@@ -58,8 +58,8 @@ bench_packages=("${build_packages[@]}" libbenchmark-dev)
 python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind11 python3-numpy python3-matplotlib
   python3-pytest python3-pytest-timeout python3-venv python3-pip mypy)
 
-# To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/bench-peers); these are
-# what it runs with.
+# To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/lib/peers.sh); these are
+# its dependencies.
 peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy python3-bottleneck python3-pandas
   python3-decorator libblas3 liblapack3 liblbfgsb0 libgfortran5 libgsl-dev libliquid-dev)
 

@@ -1,10 +1,9 @@
-#!/usr/bin/env bash
-# Cppcheck over everything but the tests; half a minute. No finding is tolerated but those in
-# cmake/cppcheck.suppressions, each with its reason.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-scripts/install-packages cppcheck
-echo "== cppcheck"
+# shellcheck shell=bash
+# Cppcheck over everything but the tests; half a minute. The tolerated findings are in cmake/cppcheck.suppressions,
+# each with its reason.
+#   scripts/check cppcheck
+[ $# -eq 0 ] || wrong_usage "unknown argument $1"
+needs cppcheck
 cppcheck --version
 cppcheck -j "$(nproc)" --quiet --error-exitcode=1 --enable=warning,performance,portability --std=c++20 \
   --suppressions-list=cmake/cppcheck.suppressions --suppress=missingIncludeSystem \

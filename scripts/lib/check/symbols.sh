@@ -1,20 +1,18 @@
-#!/usr/bin/env bash
+# shellcheck shell=bash
 # What the shared libraries export: one list for each in packaging/symbols, demangled and sorted.
-#   scripts/symbols PREFIX           writes the lists anew from the libraries installed in PREFIX
-#   scripts/symbols --check PREFIX   compares; says what is new and what is gone
-# Listed are functions, variables and the type information of our own classes. Templates of the standard
-# library and of Boost come and go with the compiler's mood, and virtual tables with their classes.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-check=no
-if [ "${1-}" = --check ]; then
-  check=yes
+#   scripts/check symbols PREFIX           compares with the libraries installed in PREFIX; prints what is new or missing
+#   scripts/check symbols --write PREFIX   writes the lists anew
+# Listed are functions, variables and the type information of our own classes. Templates of the standard library and of
+# Boost differ between compilers, and virtual tables come with their classes.
+write=no
+if [ "${1-}" = --write ]; then
+  write=yes
   shift
 fi
-[ $# -eq 1 ] || { echo "usage: scripts/symbols [--check] PREFIX" >&2; exit 2; }
+[[ $# = 1 && $1 != -* ]] || wrong_usage "one PREFIX is needed"
 
 mapfile -t libraries < <(find "$1" -name 'libzephly*.so.*' -type l | sort)
-[ ${#libraries[@]} -gt 0 ] || { echo "error: no shared library of the kit in $1" >&2; exit 1; }
+[ ${#libraries[@]} -gt 0 ] || fail "no shared library of the kit in $1"
 
 symbols() {
   nm --dynamic --defined-only --demangle "$1" | cut -d ' ' -f 3- | LC_ALL=C sort -u |
@@ -28,7 +26,7 @@ for library in "${libraries[@]}"; do
   name=$(basename "$library")
   list=packaging/symbols/${name%%.so*}.symbols
   list=${list/\/lib/\/}
-  if [ $check = no ]; then
+  if [ $write = yes ]; then
     mkdir -p packaging/symbols
     symbols "$library" >"$list"
     echo "$list: $(wc -l <"$list")"

@@ -1,0 +1,63 @@
+# shellcheck shell=bash
+# Stages, one after the other or side by side, with a table of their times: sourced by .ci/run and scripts/check.
+
+stage_rows=()
+stages_begun=$SECONDS
+
+# stage LIMIT COMMAND...: ends the run when it fails or takes longer than LIMIT (as for timeout).
+stage() {
+  local limit=$1 begin=$SECONDS status=0
+  shift
+  echo "== $*"
+  timeout --foreground --kill-after=30 "$limit" "$@" || status=$?
+  stage_rows+=("$((SECONDS - begin)) s | $*")
+  [ $status -ne 124 ] || echo "error: $* did not end within $limit" >&2
+  [ $status -eq 0 ] || {
+    stage_table
+    exit $status
+  }
+}
+
+# side_by_side LIMIT COMMANDS...: each is one argument. Their output follows when all have ended. All run to their end,
+# also when one fails; then the run ends.
+side_by_side() {
+  local limit=$1 begin=$SECONDS logs index status failed=0 pids=()
+  shift
+  local commands=("$@")
+  logs=$(mktemp -d)
+  for index in "${!commands[@]}"; do
+    (
+      status=0
+      # In a group of its own, so that the time limit reaches the children of the command, too.
+      # shellcheck disable=SC2086
+      timeout --kill-after=30 "$limit" ${commands[index]} >"$logs/$index.log" 2>&1 </dev/null || status=$?
+      echo "$SECONDS" >"$logs/$index.end"
+      exit $status
+    ) &
+    pids+=($!)
+  done
+  for index in "${!commands[@]}"; do
+    status=0
+    wait "${pids[index]}" || status=$?
+    echo "== ${commands[index]}"
+    cat "$logs/$index.log"
+    [ $status -ne 124 ] || echo "error: ${commands[index]} did not end within $limit" >&2
+    [ $status -eq 0 ] || failed=$status
+    stage_rows+=("$(($(cat "$logs/$index.end") - begin)) s | ${commands[index]}$([ $status -eq 0 ] || echo ": failed")")
+  done
+  rm -rf "$logs"
+  if [ ${#commands[@]} -gt 1 ]; then stage_rows+=("$((SECONDS - begin)) s | these ${#commands[@]}, side by side"); fi
+  [ $failed -eq 0 ] || {
+    stage_table
+    exit "$failed"
+  }
+}
+
+# stage_table: how long each took.
+stage_table() {
+  echo
+  printf '%8s | %s\n' time stage
+  local row
+  for row in "${stage_rows[@]}"; do printf '%8s | %s\n' "${row%% | *}" "${row#* | }"; done
+  printf '%8s | %s\n' "$((SECONDS - stages_begun)) s" "all"
+}
