@@ -88,13 +88,13 @@ TEST(FilterCsvExample, GivesTheBitsOfTheEngine) {
   }
 }
 
-TEST(FilterCsvExample, NamesTheLineThatIsNoNumber) {
+TEST(FilterCsvExample, ReportsTheLineThatIsNotANumber) {
   const Finished run = runOn("filter_csv", "0.5\n0.25 volts\n");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.outputLines(), Contains("filter_csv: line 2: expected a number"));
 }
 
-TEST(FilterCsvExample, TellsThatItCannotWrite) {
+TEST(FilterCsvExample, ReportsThatItCannotWrite) {
   const TemporaryFile file("0.5\n");
   const Finished run = Process({"sh", "-c", "exec \"$0\" " + file.asInput() + " > /dev/full",
                                 std::string(ZEPHLY_EXAMPLES) + "/filter_csv"})
@@ -103,7 +103,7 @@ TEST(FilterCsvExample, TellsThatItCannotWrite) {
   EXPECT_THAT(run.errors, HasSubstr("cannot write"));
 }
 
-TEST(AsioLoopExample, CountsBesideTheSessionAndEndsBySignal) {
+TEST(AsioLoopExample, RunsATimerBesideTheSessionAndEndsOnASignal) {
   Process process(example("asio_loop", "100"));
   ASSERT_TRUE(process.readUntil("connected\n"));
   // Its own timer: by then samples have come, on the same loop.
@@ -115,7 +115,7 @@ TEST(AsioLoopExample, CountsBesideTheSessionAndEndsBySignal) {
   EXPECT_THAT(run.outputLines(), Not(Contains("0 ECG samples")));
 }
 
-TEST(AsioLoopExample, RefusesASpeedThatCannotBe) {
+TEST(AsioLoopExample, RefusesAnImpossibleSpeed) {
   for (const std::string speed : {"0", "-1", "fast"}) {
     const Finished run = Process(example("asio_loop", speed)).finish();
     EXPECT_EQ(run.exitCode, 2) << speed;
@@ -139,11 +139,11 @@ TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
   EXPECT_THAT(lines, Not(Contains(last("push-up", done.pushUps + 1))));
 }
 
-TEST(WorkoutExample, RefusesASpeedThatCannotBe) {
+TEST(WorkoutExample, RefusesAnImpossibleSpeed) {
   EXPECT_EQ(Process(example("workout", "0")).finish().exitCode, 2);
 }
 
-TEST(FrameFileExample, PlaysWhatAStrapHasSent) {
+TEST(FrameFileExample, PlaysTheFramesOfAStrap) {
   Zephly::simulator::Strap strap;
   std::ostringstream input;
   input << "advertising, 30 frames so far\n";
@@ -162,7 +162,7 @@ TEST(FrameFileExample, PlaysWhatAStrapHasSent) {
   EXPECT_THAT(run.output, HasSubstr(std::to_string(samples) + " ECG samples"));
 }
 
-TEST(FrameFileExample, NamesTheLineWhoseBytesAreNone) {
+TEST(FrameFileExample, ReportsTheLineWithInvalidBytes) {
   const Finished run =
       runOn("frame_file_session", "1 sent battery 840300\n1 sent battery 8403x0\n");
   EXPECT_EQ(run.exitCode, 1);

@@ -18,14 +18,14 @@ namespace {
 using literal::Bytes;
 using testing::ElementsAre;
 
-TEST(EncodeWaveformTest, LaysSamplesOutLeastSignificantByteFirst) {
+TEST(EncodeWaveformTest, WritesSamplesLeastSignificantByteFirst) {
   const Bytes bytes = encodeWaveform({literal::sampleOf(1), literal::sampleOf(-1), -2.42F, 2.42F,
                                       0.0F, literal::sampleOf(0x123456)});
   EXPECT_THAT(bytes, ElementsAre(1, 0, 0, 0xFF, 0xFF, 0xFF, 0, 0, 0x80, 0xFF, 0xFF, 0x7F, 0, 0, 0,
                                  0x56, 0x34, 0x12));
 }
 
-TEST(EncodeWaveformTest, GivesEveryRawSampleBack) {
+TEST(EncodeWaveformTest, ReproducesEveryRawSample) {
   // All 2^24 of them, six to a frame.
   for (std::int64_t raw = -8388608; raw <= 8388607; raw += longRun(6, 66)) {
     std::array<float, 6> values{};
@@ -59,13 +59,13 @@ TEST(EncodeWaveformTest, SaturatesAndNeverWraps) {
     EXPECT_EQ(literal::rawSample(bytes, i), i % 2 == 0 ? 8388607 : -8388608) << i;
 }
 
-TEST(EncodeWaveformTest, TakesNanForZero) {
+TEST(EncodeWaveformTest, EncodesNanAsZero) {
   const Bytes bytes = encodeWaveform({notANumber, 1, 1, 1, 1, 1});
   EXPECT_EQ(literal::rawSample(bytes, 0), 0);
   EXPECT_NE(literal::rawSample(bytes, 1), 0);
 }
 
-TEST(EncodeWaveformTest, TellsWhatSaturates) {
+TEST(EncodeWaveformTest, ReportsWhetherASampleSaturates) {
   EXPECT_FALSE(waveformSaturates(-2.42F));
   EXPECT_FALSE(waveformSaturates(literal::sampleOf(8388607)));
   EXPECT_TRUE(waveformSaturates(2.42F));  // one step too many
@@ -74,7 +74,7 @@ TEST(EncodeWaveformTest, TellsWhatSaturates) {
   EXPECT_TRUE(waveformSaturates(-infinity));
 }
 
-TEST(EncodeTemperatureTest, GivesEveryRawTemperatureBack) {
+TEST(EncodeTemperatureTest, ReproducesEveryRawTemperature) {
   for (std::uint64_t raw = 0; raw <= 65535; ++raw) {
     const std::uint64_t other = 65535 - raw;
     const Bytes bytes = encodeTemperature(static_cast<double>(literal::celsiusOf(raw)),
@@ -109,7 +109,7 @@ TEST(EncodeTemperatureTest, SaturatesAndNeverWraps) {
   EXPECT_FALSE(temperatureSaturates(1037.55));
 }
 
-TEST(EncodeBatteryTest, GivesEveryRawChargeBack) {
+TEST(EncodeBatteryTest, ReproducesEveryRawCharge) {
   for (std::uint64_t raw = 0; raw <= 65535; ++raw) {
     const Bytes bytes = encodeBattery(static_cast<double>(literal::percentOf(raw)), raw % 2 == 1);
     ASSERT_EQ(bytes.size(), 3U);
@@ -126,13 +126,13 @@ TEST(EncodeBatteryTest, RoundsToTenthsAndSaturates) {
   EXPECT_THAT(encodeBattery(notANumber, false), ElementsAre(0, 0, 0));
 }
 
-TEST(EncodeMotionTest, LaysValuesOutMostSignificantByteFirst) {
+TEST(EncodeMotionTest, WritesValuesMostSignificantByteFirst) {
   EXPECT_THAT(encodeMotion({{1, 0, -0.5, 0.25}, {1, -0x1p-16, 0x1.2345678p8}}),
               ElementsAre(0x40, 0, 0, 0, 0xE0, 0, 0x10, 0, 0, 1, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1,
                           0x23, 0x45, 0x68));
 }
 
-TEST(EncodeMotionTest, GivesEveryRawOrientationBack) {
+TEST(EncodeMotionTest, ReproducesEveryRawOrientation) {
   for (std::int64_t raw = -32768; raw <= 32767; ++raw) {
     const double value = static_cast<double>(raw) / 16384;
     const Bytes bytes = encodeMotion({{value, -value, 0, value}, {0, 0, 0}});
@@ -143,7 +143,7 @@ TEST(EncodeMotionTest, GivesEveryRawOrientationBack) {
   }
 }
 
-TEST(EncodeMotionTest, GivesRawAccelerationsBack) {
+TEST(EncodeMotionTest, ReproducesRawAccelerations) {
   Random random(3);
   std::vector<std::int64_t> raws = {-2147483648, -2147483647, -1, 0, 1, 2147483646, 2147483647};
   for (int i = 0; i < 100'000; ++i)

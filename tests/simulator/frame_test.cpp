@@ -9,7 +9,7 @@
 namespace Zephly::simulator {
 namespace {
 
-TEST(StreamTest, EachHasItsNameItsCharacteristicAndItsSamples) {
+TEST(StreamTest, EachStreamHasItsNameItsCharacteristicAndItsSamples) {
   struct Expected {
     Stream stream;
     std::string name;

@@ -120,7 +120,7 @@ TEST(EcgModelTest, CarriesMainsHum) {
   EXPECT_LT(amplitudeAt(47.3, ecg, waveformRate), 0.002);
 }
 
-TEST(EcgModelTest, IsFlatWithoutElectrodesAndComesBack) {
+TEST(EcgModelTest, IsFlatWithElectrodesOffAndRecovers) {
   EcgModel model(5);
   const auto span = [&model](bool on) {
     float least = 9;
@@ -146,7 +146,7 @@ TEST(EcgModelTest, StaysInRangeForHoursOfAnyRate) {
   }
 }
 
-TEST(RespirationModelTest, WornItMovesInEveryWindowOfTheLeadoffDetector) {
+TEST(RespirationModelTest, KeepsContactInEveryWindowOfTheLeadoffDetector) {
   for (std::uint64_t seed = 0; seed < 5; ++seed) {
     for (const double rate : {6.0, 14.0, 30.0}) {
       RespirationModel model(seed);
@@ -161,7 +161,7 @@ TEST(RespirationModelTest, WornItMovesInEveryWindowOfTheLeadoffDetector) {
   }
 }
 
-TEST(RespirationModelTest, WornItMovesByThreeTimesTheThresholdInAnyWindow) {
+TEST(RespirationModelTest, MovesByThreeTimesTheThresholdInEveryWindowWhenWorn) {
   RespirationModel model(9);
   std::vector<float> samples;
   samples.reserve(std::size_t{120} * waveformRate);
@@ -173,7 +173,7 @@ TEST(RespirationModelTest, WornItMovesByThreeTimesTheThresholdInAnyWindow) {
   }
 }
 
-TEST(RespirationModelTest, OffTheSkinItIsFlatToTheLeadoffDetector) {
+TEST(RespirationModelTest, IsFlatForTheLeadoffDetectorOffTheSkin) {
   RespirationModel model(1);
   LeadoffDetector detector;
   for (int i = 0; i < 10 * waveformRate; ++i) detector.process(model.next(14, 0, true));
@@ -201,7 +201,7 @@ TEST(RespirationModelTest, BreathesAtItsRate) {
   }
 }
 
-TEST(RespirationModelTest, TheDepthChangesWithoutAJump) {
+TEST(RespirationModelTest, TheDepthChangesSmoothly) {
   RespirationModel model(3);
   float before = model.next(30, 0, true);
   for (int i = 0; i < 300 * waveformRate; ++i) {

@@ -23,7 +23,7 @@ void expectNear(const Vector& actual, const Vector& expected, double tolerance) 
   for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(actual.at(i), expected.at(i), tolerance) << i;
 }
 
-TEST(OrientationFilterTest, TheFirstSampleExplainsItsAcceleration) {
+TEST(OrientationFilterTest, TheFirstOrientationAgreesWithItsAcceleration) {
   Random random(1);
   for (int i = 0; i < 1000; ++i) {
     Vector felt = {random.normal(), random.normal(), random.normal()};
@@ -61,7 +61,7 @@ TEST(OrientationFilterTest, TheAccelerometerCorrectsWithinSeconds) {
   EXPECT_LT(error(rotation), 1e-4);
 }
 
-TEST(OrientationFilterTest, StaysAUnitQuaternionWhateverItIsGiven) {
+TEST(OrientationFilterTest, StaysAUnitQuaternionForAnyInput) {
   OrientationFilter filter;
   Random random(2);
   for (int i = 0; i < 10'000; ++i) {

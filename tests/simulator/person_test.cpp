@@ -162,7 +162,7 @@ TEST(PersonTest, TheStandardPlanIsCountedForTwoHours) {
   EXPECT_EQ(counter.counted(), (Repetitions{480, 480, 480}));
 }
 
-TEST(PersonTest, RestAndWalkingCountForNothing) {
+TEST(PersonTest, RestAndWalkingAreNotCounted) {
   const Silence silence;
   TrainingPlan plan;
   plan.walks = {{10s, 20min}};
@@ -173,7 +173,7 @@ TEST(PersonTest, RestAndWalkingCountForNothing) {
   }
 }
 
-TEST(PersonTest, LostReadingsWhileStandingChangeNoCount) {
+TEST(PersonTest, ReadingsLostWhileStandingDoNotChangeTheCounts) {
   const Silence silence;
   const TrainingPlan plan = TrainingPlan::standard();
   Random random(30);
@@ -198,7 +198,7 @@ TEST(PersonTest, LostReadingsWhileStandingChangeNoCount) {
   }
 }
 
-TEST(PersonTest, AListenerWhoComesDuringTheTrainingCountsTheRest) {
+TEST(PersonTest, AListenerThatJoinsDuringATrainingCountsTheRest) {
   const Silence silence;
   const TrainingPlan plan = TrainingPlan::standard();
   for (const StrapTime start : {1s, 30s, 58s, 88s}) {
@@ -242,7 +242,7 @@ TEST(PersonTest, ReadingsIntegrateToThePath) {
   }
 }
 
-TEST(PersonTest, BodyPositionsShowInTheUpVector) {
+TEST(PersonTest, TheUpVectorShowsTheBodyPosition) {
   TrainingPlan plan;
   plan.exercises = {{Exercise::pushUp, 2s, 2}, {Exercise::sitUp, 20s, 2}};
   const Person person(plan, 1);
@@ -262,7 +262,7 @@ TEST(PersonTest, AtRestItReadsOneG) {
   }
 }
 
-TEST(PersonTest, InAFlightNothingIsFelt) {
+TEST(PersonTest, AccelerationIsZeroInFreeFall) {
   TrainingPlan plan;
   plan.exercises = {{Exercise::jump, 1s, 5}};
   Person person(plan, 2);

@@ -60,7 +60,7 @@ void expectContactThroughout(const std::vector<float>& respiration) {
   }
 }
 
-TEST(PlaybackTest, CountsRowsSamplesAndWhatFillsTheLastFrame) {
+TEST(PlaybackTest, CountsRowsSamplesAndThePaddingOfTheLastFrame) {
   const Recording recording =
       columns("ECG", 101, 100, [](int row, int) { return std::sin(0.3 * row); });
   const Playback playback = playBack(recording, Stream::ecg, 1);
@@ -74,7 +74,7 @@ TEST(PlaybackTest, CountsRowsSamplesAndWhatFillsTheLastFrame) {
   for (const float sample : last) EXPECT_EQ(sample, last[0]);
 }
 
-TEST(PlaybackTest, FillsNothingWhenTheFramesComeOut) {
+TEST(PlaybackTest, PadsNothingWhenSamplesFillTheirFrames) {
   const Recording recording = columns("ECG", 6, 500, [](int row, int) { return row * 1.0; });
   const Playback playback = playBack(recording, Stream::ecg, 1);
   EXPECT_EQ(playback.counts.samples, 6U);
@@ -100,7 +100,7 @@ TEST(PlaybackTest, ScalesAnEcgOfAnyUnitByItsSwing) {
   }
 }
 
-TEST(PlaybackTest, CutsArtefactsOffAndCountsThem) {
+TEST(PlaybackTest, ClipsArtefactsAndCountsThem) {
   const Recording recording = columns("ECG", 6000, 500, [](int row, int) {
     return row == 100 ? 50.0 : (row == 200 ? -50.0 : std::sin(0.1 * row));
   });
@@ -117,7 +117,7 @@ TEST(PlaybackTest, AFlatEcgIsPlayedAsZero) {
   for (const float sample : samplesOf(playBack(recording, Stream::ecg, 1))) EXPECT_EQ(sample, 0);
 }
 
-TEST(PlaybackTest, RespirationKeepsTheDetectorOfContactSatisfied) {
+TEST(PlaybackTest, RespirationKeepsTheLeadoffDetectorInContact) {
   // A breath of 12 s, and a band that does not move at all.
   expectContactThroughout(samplesOf(playBack(
       columns("RSP", 6000, 100, [](int row, int) { return std::sin(2 * pi * row / 1200); }),
@@ -126,7 +126,7 @@ TEST(PlaybackTest, RespirationKeepsTheDetectorOfContactSatisfied) {
       playBack(columns("RSP", 1000, 100, [](int, int) { return 3.0; }), Stream::respiration, 1)));
 }
 
-TEST(PlaybackTest, SkinTemperatureGoesThroughAsItIs) {
+TEST(PlaybackTest, SkinTemperaturePassesUnchanged) {
   const Recording recording = columns("Skin temperature", 40, 4, [](int row, int) {
     const int second = row / 4;
     return 30 + 0.1 * second;
@@ -142,7 +142,7 @@ TEST(PlaybackTest, SkinTemperatureGoesThroughAsItIs) {
   }
 }
 
-TEST(PlaybackTest, MotionCarriesAnOrientationThatExplainsTheAcceleration) {
+TEST(PlaybackTest, MotionCarriesAnOrientationThatAgreesWithTheAcceleration) {
   // Turning about x, 30 degrees a second, at rest otherwise.
   const Recording recording =
       columns("Accelerometer X,Accelerometer Y,Accelerometer Z,Gyroscope X,Gyroscope Y,Gyroscope Z",
@@ -206,7 +206,7 @@ TEST(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
   EXPECT_GT(explained, 4054 * 8 / 10);
 }
 
-TEST(RealRecordingTest, SkinTemperatureUnderItsNameIsPlayed) {
+TEST(RealRecordingTest, SkinTemperatureIsFoundByItsName) {
   std::ifstream lines(recordingPath("skin_temperature_4hz.csv"));
   std::string line;
   std::getline(lines, line);  // when it began

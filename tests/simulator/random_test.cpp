@@ -10,7 +10,7 @@
 namespace Zephly::simulator {
 namespace {
 
-TEST(RandomTest, ScramblesAsPublished) {
+TEST(RandomTest, ScramblesLikeThePublishedGenerator) {
   // The first numbers of SplitMix64 from the state 1234567, as published with it.
   EXPECT_EQ(scramble(1234567, 0), 6457827717110365317U);
   EXPECT_EQ(scramble(1234567, 1), 3203168211198807973U);
@@ -23,7 +23,7 @@ TEST(RandomTest, BitsAreThoseOfTheStandardGenerator) {
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(random.bits(), standard());
 }
 
-TEST(RandomTest, OneSeedGivesOneSequenceAndAnotherPurposeAnother) {
+TEST(RandomTest, ASeedAndAPurposeDetermineTheSequence) {
   Random first(5);
   Random same(5);
   Random otherPurpose(5, 1);

@@ -88,7 +88,7 @@ TEST(RecordingTest, AcceptsByteOrderMarkAndCarriageReturns) {
   EXPECT_THAT(recording.respiration(), ElementsAre(2, 4));
 }
 
-TEST(RecordingTest, TheLastLineEndIsOptionalAndMoreOfThemAreNoRows) {
+TEST(RecordingTest, TheLastLineEndIsOptionalAndEmptyLinesAtTheEndAreIgnored) {
   EXPECT_EQ(parse("ECG\n1\n2").rows(), 2U);
   EXPECT_EQ(parse("ECG\n1\n2\n").rows(), 2U);
   EXPECT_EQ(parse("ECG\n1\n2\n\r\n\n").rows(), 2U);
@@ -144,7 +144,7 @@ TEST(RecordingErrorTest, UnitsThatChangeTheNumbers) {
   EXPECT_THAT(errorOf("Skin temperature (K)\n300\n"), HasSubstr("expected, found \"K\""));
 }
 
-TEST(RecordingErrorTest, CellsThatAreNoNumbers) {
+TEST(RecordingErrorTest, CellsThatAreNotNumbers) {
   EXPECT_EQ(errorOf("ECG,RSP\n1,2\n3,four\n"), "file.csv:3:3: a number expected, found \"four\"");
   EXPECT_EQ(errorOf("ECG,RSP\n1,\n"), "file.csv:2:3: a number expected, found an empty cell");
   EXPECT_EQ(errorOf("ECG,RSP\n1 2,3\n"), "file.csv:2:1: a number expected, found \"1 2\"");
@@ -153,7 +153,7 @@ TEST(RecordingErrorTest, CellsThatAreNoNumbers) {
   EXPECT_EQ(errorOf("ECG;RSP\n1;2\n").substr(0, 13), "file.csv:1:1:");
 }
 
-TEST(RecordingErrorTest, NumbersThatAreNone) {
+TEST(RecordingErrorTest, NumbersThatAreNotFiniteOrTooLarge) {
   for (const std::string cell : {"nan", "NaN", "inf", "-inf", "infinity", "1e31", "-1e300"})
     EXPECT_EQ(errorOf("ECG,RSP\n1," + cell + "\n"),
               "file.csv:2:3: a finite number of at most 1e30 expected, found \"" + cell + "\"");
@@ -199,7 +199,7 @@ TEST(RecordingErrorTest, HugeLines) {
             "file.csv:2:1: a line of at most 65536 bytes expected, found a longer one");
 }
 
-TEST(RecordingErrorTest, BinaryGarbageIsAnErrorThatCanBePrinted) {
+TEST(RecordingErrorTest, BinaryGarbageIsAPrintableError) {
   std::mt19937_64 random(1);
   for (int i = 0; i < 2000; ++i) {
     std::string text = i % 2 == 0 ? "" : "ECG,RSP\n";

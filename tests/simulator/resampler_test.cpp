@@ -33,7 +33,7 @@ TEST(ResamplerTest, CountsAreRoundedToTheNearest) {
   EXPECT_EQ(resampledCount(0, 100, 500), 0U);
 }
 
-TEST(ResamplerTest, GivesAsManyOutputsAsItCounts) {
+TEST(ResamplerTest, ProducesAsManyOutputsAsItCounts) {
   for (const std::size_t rows : {1U, 2U, 3U, 10U, 1001U})
     for (const double from : {0.5, 1.0, 29.97, 100.0, 499.0, 500.0, 512.0, 44'100.0})
       for (const double to : {1.0, 30.0, 500.0})
@@ -49,13 +49,13 @@ TEST(ResamplerTest, EqualRatesChangeNothing) {
   EXPECT_EQ(resample(rows, 500, 500), rows);
 }
 
-TEST(ResamplerTest, UpwardsItInterpolatesLinearlyAndHoldsTheEnds) {
+TEST(ResamplerTest, UpsamplingInterpolatesLinearlyAndHoldsTheEnds) {
   const auto near = [](double value) { return DoubleNear(value, 1e-12); };
   EXPECT_THAT(resample({0, 4}, 1, 4), ElementsAre(near(0), near(0), near(0.5), near(1.5), near(2.5),
                                                   near(3.5), near(4), near(4)));
 }
 
-TEST(ResamplerTest, DownwardsItIsTheMeanUnderATriangle) {
+TEST(ResamplerTest, DownsamplingIsAMeanWeightedByATriangle) {
   // Output 1 of 4 -> 2 is centred between rows 2 and 3, and reaches two rows each way.
   const std::vector<double> outputs = resample({1, 2, 4, 8}, 4, 2);
   ASSERT_EQ(outputs.size(), 2U);
@@ -77,20 +77,20 @@ TEST(ResamplerTest, EveryRowCounts) {
   }
 }
 
-TEST(ResamplerTest, AConstantStaysWhatItIs) {
+TEST(ResamplerTest, KeepsAConstant) {
   for (const double from : {10.0, 100.0, 731.0})
     for (const double output : resample(std::vector<double>(500, 2.5), from, 30))
       ASSERT_NEAR(output, 2.5, 1e-12);
 }
 
-TEST(ResamplerTest, KeepsASlowSineInPlace) {
+TEST(ResamplerTest, DoesNotDelayASlowSine) {
   const std::vector<double> expected = sine(1, 500, 5000);
   const std::vector<double> outputs = resample(sine(1, 100, 1000), 100, 500);
   ASSERT_EQ(outputs.size(), expected.size());
   for (std::size_t i = 5; i + 5 < outputs.size(); ++i) ASSERT_NEAR(outputs[i], expected[i], 0.002);
 }
 
-TEST(ResamplerTest, WeakensWhatTheLowerRateCannotHold) {
+TEST(ResamplerTest, AttenuatesFrequenciesAboveTheLowerRate) {
   // 47 Hz would come out as 13 Hz at 30 a second.
   double most = 0;
   for (const double output : resample(sine(47, 500, 5000), 500, 30))

@@ -70,7 +70,7 @@ TEST(StrapTest, AFrameIsDueWhenItsLastSampleIsTaken) {
   for (std::size_t k = 0; k < temperature.size(); ++k) ASSERT_EQ(temperature[k].time, k * 1s);
 }
 
-TEST(StrapTest, FramesComeInOrderOfTimeAndHaveTheSizeOfTheirStream) {
+TEST(StrapTest, FramesAreOrderedByTimeAndHaveTheSizeOfTheirStream) {
   const std::map<Stream, std::size_t> sizes = {{Stream::temperature, 4},
                                                {Stream::ecg, 18},
                                                {Stream::battery, 3},
@@ -148,7 +148,7 @@ TEST(StrapTest, TheSkinSensorCoolsWithoutSkin) {
   EXPECT_LT(skin[39], skin[19] - 3);
 }
 
-TEST(StrapTest, TellsWhatIsTrueOfTheWearer) {
+TEST(StrapTest, ReportsTheTrueStateOfTheWearer) {
   const Strap strap;
   const TrainingPlan plan = TrainingPlan::standard();
   EXPECT_EQ(strap.repetitionsDone(10min), plan.repetitionsDone(10min));
@@ -183,7 +183,7 @@ TEST(RecordedStrapTest, RecordedStreamsWaitForTheListener) {
   EXPECT_EQ(strap.nextFrameTime(), std::nullopt);
 }
 
-TEST(RecordedStrapTest, TheListenerIsToldOnce) {
+TEST(RecordedStrapTest, StartsRecordedStreamsOnlyOnce) {
   Strap strap({.recording = recordingOf("ECG", 100, 100)});
   strap.listenerReady(1s);
   framesUntil(strap, 1500ms);
@@ -191,7 +191,7 @@ TEST(RecordedStrapTest, TheListenerIsToldOnce) {
   EXPECT_LT(*strap.nextFrameTime(), 2s);
 }
 
-TEST(RecordedStrapTest, ItNeverSendsIntoThePast) {
+TEST(RecordedStrapTest, NeverSendsIntoThePast) {
   Strap strap({.recording = recordingOf("ECG", 100, 100)});
   const std::vector<Frame> before = framesUntil(strap, 5s);
   strap.listenerReady(1s);
@@ -220,7 +220,7 @@ TEST(RecordedStrapTest, EndsWhenTheLongestRecordedStreamHasEnded) {
   EXPECT_FALSE(strap.playback(Stream::ecg));
 }
 
-TEST(RecordedStrapTest, ThePlanBesideARecordingIsAQuietOne) {
+TEST(RecordedStrapTest, APlanBesideARecordingIsQuiet) {
   const Strap strap({.recording = recordingOf("ECG", 100, 100)});
   EXPECT_EQ(strap.repetitionsDone(10min), Repetitions{});
   EXPECT_TRUE(strap.electrodesOn(11s));
@@ -239,7 +239,7 @@ TEST(RecordedStrapTest, TheSameRecordingGivesTheSameBytes) {
   EXPECT_EQ(frames, framesUntil(second, 20s));
 }
 
-TEST(StrapDeathTest, TakingAFrameThatIsNotThereIsAFatalError) {
+TEST(StrapDeathTest, TakingAnAbsentFrameIsAFatalError) {
   Strap strap({.recording = recordingOf("ECG", 1, 100)});
   strap.listenerReady(0s);
   framesUntil(strap, 1s);

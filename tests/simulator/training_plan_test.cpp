@@ -30,7 +30,7 @@ TEST(TrainingPlanTest, ExercisesHaveNames) {
   EXPECT_EQ(exerciseName(Exercise::jump), "jump");
 }
 
-TEST(TrainingPlanTest, ASetTakesItsTimes) {
+TEST(TrainingPlanTest, ASetLastsForItsPhases) {
   for (const Exercise exercise : allExercises) {
     const ExerciseTimes times = exerciseTimes(exercise);
     const ExerciseSet set{exercise, 10s, 3};
@@ -79,7 +79,7 @@ TEST(TrainingPlanTest, ACycleRepeatsEverything) {
   }
 }
 
-TEST(TrainingPlanTest, LinkLossesComeOneAfterTheOther) {
+TEST(TrainingPlanTest, FindsTheNextLinkLossAfterATime) {
   TrainingPlan plan;
   plan.linkLosses = {{2s, "first", 1s}, {5s, std::nullopt, 500ms}};
   EXPECT_EQ(plan.nextLinkLoss(-1ns)->time, 2s);
@@ -129,7 +129,7 @@ TEST(TrainingPlanTest, TheStandardPlanShowsEverythingInThirtySeconds) {
   EXPECT_EQ(plan.linkLosses.size(), 1U);
 }
 
-TEST(TrainingPlanTest, TheStandardLinkLossDisturbsNoExercise) {
+TEST(TrainingPlanTest, TheStandardLinkLossIsOutsideAllExercises) {
   const TrainingPlan plan = TrainingPlan::standard();
   const LinkLoss loss = plan.linkLosses.front();
   // Still for the reconnection, which takes no more than 3 s.
@@ -139,7 +139,7 @@ TEST(TrainingPlanTest, TheStandardLinkLossDisturbsNoExercise) {
   }
 }
 
-TEST(TrainingPlanTest, TheQuietPlanHoldsNothing) {
+TEST(TrainingPlanTest, TheQuietPlanIsEmpty) {
   const TrainingPlan plan = TrainingPlan::quiet();
   EXPECT_EQ(complaintAbout(plan), "none");
   EXPECT_EQ(plan.repetitionsDone(1h), Repetitions{});

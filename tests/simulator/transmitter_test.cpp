@@ -79,7 +79,7 @@ TEST(TransmitterTest, SendsWhatIsDueInOrderAndLeavesTheRest) {
   EXPECT_EQ(transmitter.nextFrameTime(), std::nullopt);
 }
 
-TEST(TransmitterTest, CountsWhatIsSentAndWhatNobodyHears) {
+TEST(TransmitterTest, CountsSentAndUnreceivedFrames) {
   ListSource source({ecg, ecg, battery, motion});
   RecordingCarrier carrier;
   carrier.subscribed = {Stream::ecg};
@@ -91,7 +91,7 @@ TEST(TransmitterTest, CountsWhatIsSentAndWhatNobodyHears) {
   EXPECT_EQ(transmitter.totals(), (Transmitter::Counts{2, 12, 2}));
 }
 
-TEST(TransmitterTest, AFrameThatCannotBeCarriedIsUnheard) {
+TEST(TransmitterTest, CountsAFrameThatCannotBeSentAsUnreceived) {
   ListSource source({ecg});
   RecordingCarrier carrier;
   carrier.subscribed = {Stream::ecg};
@@ -124,7 +124,7 @@ TEST(TransmitterTest, SkipsFramesBeforeATimeWithoutSendingOrCounting) {
   EXPECT_EQ(transmitter.skip(1h, 100), 0U);
 }
 
-TEST(TransmitterTest, SkipsNoMoreThanItIsAllowed) {
+TEST(TransmitterTest, SkipsNoMoreThanTheLimit) {
   ListSource source({ecg, battery, motion});
   RecordingCarrier carrier;
   Transmitter transmitter(source, carrier);
@@ -132,7 +132,7 @@ TEST(TransmitterTest, SkipsNoMoreThanItIsAllowed) {
   EXPECT_EQ(transmitter.nextFrameTime(), StrapTime(30ms));
 }
 
-TEST(TransmitterTest, TellsTheSourceOnceWhenAllFiveAreSubscribed) {
+TEST(TransmitterTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
   ListSource source({});
   RecordingCarrier carrier;
   Transmitter transmitter(source, carrier);

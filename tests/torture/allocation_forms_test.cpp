@@ -1,4 +1,4 @@
-// That the replaced operators are what the tests of this program take them for.
+// Tests of the replaced operators on which the other tests of this program rely.
 
 #include <tests/torture/out_of_memory.h>
 
@@ -23,7 +23,7 @@ struct alignas(64) Wide {
   char bytes[64];
 };
 
-TEST(AllocationForms, EachIsCountedFailsAndIsFreed) {
+TEST(AllocationForms, EachFormIsCountedFailsAndIsFreed) {
   const auto every = [] {
     ::operator delete(::operator new(1));
     ::operator delete (::operator new(1), std::size_t{1});
@@ -39,7 +39,7 @@ TEST(AllocationForms, EachIsCountedFailsAndIsFreed) {
   EXPECT_EQ(sweep.passed.kept, 0);
 }
 
-TEST(AllocationForms, ThoseThatDoNotThrowGiveNull) {
+TEST(AllocationForms, NothrowFormsReturnNull) {
   failAllocationsFrom(1);
   void* const plain = ::operator new(1, std::nothrow);
   void* const array = ::operator new[](1, std::nothrow);
@@ -62,7 +62,7 @@ TEST(AllocationForms, AlignmentIsKept) {
   EXPECT_EQ(made.kept, 0);
 }
 
-TEST(AllocationForms, AShortageForGoodLastsUntilItIsEnded) {
+TEST(AllocationForms, APermanentShortageLastsUntilItIsEnded) {
   int failures = 0;
   failAllocationsFrom(2);
   for (int i = 0; i < 4; ++i) {

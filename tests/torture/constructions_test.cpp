@@ -1,6 +1,6 @@
-// Memory running out while an object of the kit is made: the failure reaches whoever makes it, and
-// nothing of the object is left behind. What is left behind by design (the stages of chains that
-// were complete, see RespirationFilter and ECGMultiBandpassFilter) is counted to the block.
+// Memory runs out while an object of the kit is constructed: the failure reaches the caller, and no
+// memory is leaked. Intended leaks (the stages of complete chains, see RespirationFilter and
+// ECGMultiBandpassFilter) are counted exactly.
 
 #include <tests/support/fake_bluetooth.h>
 #include <tests/support/recorded_events.h>
@@ -40,12 +40,12 @@ class MotionService : public CMMotionManager {};
 
 class OutOfMemory : public testing::TestWithParam<Shortage> {
  protected:
-  // Makes it with each allocation failing in turn. `allocations`: how many it must make at least,
-  // so that a construction that is no more what it was is noticed.
+  // Constructs the object with each allocation failing in turn. `allocations` is the minimum number
+  // of its allocations, so that the test fails when a construction no longer allocates.
   template <class Make>
   static void expectNothingLeft(const char* what, std::size_t allocations, Make make) {
     SCOPED_TRACE(what);
-    make();  // what is made once in a process
+    make();  // objects created once per process
     const Sweep sweep = failEach(GetParam(), make);
     EXPECT_GE(sweep.failures, allocations);
     EXPECT_EQ(sweep.failures, sweep.passed.allocations) << "each failure stops the construction";
@@ -57,7 +57,7 @@ class OutOfMemory : public testing::TestWithParam<Shortage> {
 INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemory, testing::Values(Shortage::once, Shortage::forGood),
                          nameOf);
 
-TEST_P(OutOfMemory, LeavesNothingOfAFilter) {
+TEST_P(OutOfMemory, LeaksNothingOfAFilter) {
   expectNothingLeft("Filter", 0, [] { Filter filter; });
   expectNothingLeft("BiquadFilter", 2, [] { BiquadFilter filter(BiquadNotch, 0.1, 8, 5.0); });
   expectNothingLeft("MedianFilter", 2, [] { MedianFilter filter(300); });
@@ -73,7 +73,7 @@ TEST_P(OutOfMemory, LeavesNothingOfAFilter) {
   });
 }
 
-TEST_P(OutOfMemory, LeavesNothingOfADetector) {
+TEST_P(OutOfMemory, LeaksNothingOfADetector) {
   expectNothingLeft("LeadoffDetector", 1, [] { Zephly::LeadoffDetector detector; });
   expectNothingLeft("RespirationFilterHelper", 0,
                     [] { Zephly::RespirationFilterHelper helper(4.0F); });
@@ -86,7 +86,7 @@ TEST_P(OutOfMemory, LeavesNothingOfADetector) {
   expectNothingLeft("MotionDetector", 2, [] { Zephly::MotionDetector detector; });
 }
 
-// What the host holds of a session goes when this object goes, however an attempt ended.
+// Releases the host's references to a session on destruction, however the attempt ended.
 struct HostsHold {
   fake::World& world;
   ~HostsHold() {
@@ -95,7 +95,7 @@ struct HostsHold {
   }
 };
 
-TEST_P(OutOfMemory, LeavesNothingOfTheObjectsOfAConnection) {
+TEST_P(OutOfMemory, LeaksNothingOfTheObjectsOfAConnection) {
   fake::World world;
   world.log.reserve(1000);
   recorded::Log log;
@@ -126,13 +126,14 @@ void expectNothingLeftUnlessComplete(Shortage shortage) {
   EXPECT_GT(sweep.passed.kept, 14) << "a complete chain lives on";
 }
 
-TEST_P(OutOfMemory, LeavesNothingOfAnIncompleteChain) {
+TEST_P(OutOfMemory, LeaksNothingOfAnIncompleteChain) {
   expectNothingLeftUnlessComplete<Zephly::ECGMultiBandpassFilter>(GetParam());
   expectNothingLeftUnlessComplete<Zephly::RespirationFilter>(GetParam());
 }
 
-// What each failure leaves of an engine: first nothing, then the respiration chain, then both. It
-// says where in the order of construction they become complete.
+// The blocks that each failure leaves of an engine: first none, then those of the respiration
+// chain, then those of both chains. This shows when in the order of construction the chains are
+// complete.
 std::vector<std::ptrdiff_t> keptByAnEngine() {
   const Attempt motion = attempt(Shortage::once, 0, [] { Zephly::MotionDetector made; });
   const Attempt leadoff = attempt(Shortage::once, 0, [] { Zephly::LeadoffDetector made; });
@@ -151,13 +152,13 @@ std::ptrdiff_t keptByChains() {
   return whole<Zephly::RespirationFilter>().kept + whole<Zephly::ECGMultiBandpassFilter>().kept;
 }
 
-TEST_P(OutOfMemory, LeavesOfAnEngineOnlyCompleteChains) {
+TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfAnEngine) {
   const Sweep sweep = failEach(GetParam(), [] { Zephly::SignalProcessor engine; });
   EXPECT_EQ(sweep.kept, keptByAnEngine());
   EXPECT_EQ(sweep.passed.kept, keptByChains());
 }
 
-TEST_P(OutOfMemory, LeavesOfAWrapperOnlyCompleteChains) {
+TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfAWrapper) {
   const Sweep sweep = failEach(GetParam(), [] { const auto wrapper = ::SignalProcessor::init(); });
   std::vector<std::ptrdiff_t> expected = keptByAnEngine();
   expected.insert(expected.begin(), 2, 0);  // the wrapper, the engine's own block
@@ -168,7 +169,7 @@ TEST_P(OutOfMemory, LeavesOfAWrapperOnlyCompleteChains) {
 
 // The session ------------------------------------------------------------------------------------
 
-// One session, made and taken apart.
+// Creates and destroys one session.
 class OneSession {
  public:
   OneSession(fake::World& world, const std::shared_ptr<ZephlyDelegate>& application)
@@ -182,7 +183,7 @@ class OneSession {
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
-TEST_P(OutOfMemory, LeavesOfASessionOnlyCompleteChains) {
+TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfASession) {
   fake::World world;
   world.log.reserve(1000);
   recorded::Log log;
@@ -195,13 +196,13 @@ TEST_P(OutOfMemory, LeavesOfASessionOnlyCompleteChains) {
   const Attempt whole = sweep.passed;
   const std::size_t before = whole.allocations - expected.size() - 1;
   expected.insert(expected.begin(), before, 0);
-  expected.push_back(keptByChains());  // the wrapper's reference count, the last of all
+  expected.push_back(keptByChains());  // the wrapper's reference count, allocated last
   EXPECT_GE(before, 6U);
   EXPECT_EQ(sweep.kept, expected);
   EXPECT_EQ(whole.kept, keptByChains());
 }
 
-TEST_P(OutOfMemory, DoesNotSpoilTheNextSession) {
+TEST_P(OutOfMemory, DoesNotAffectTheNextSession) {
   fake::World world;
   recorded::Log log;
   const auto application = std::make_shared<recorded::Application>(log);

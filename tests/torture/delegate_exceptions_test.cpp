@@ -1,5 +1,5 @@
-// An application whose callback throws, on the main queue: the exception comes out of run() as it
-// is, the rest of that one frame is lost, and when the queue is run again everything goes on.
+// An application whose callback throws, on the main queue: the exception leaves run() unchanged,
+// the rest of that one frame is lost, and when the queue is run again the session continues.
 
 #include <hosts/main_queue/main_queue.h>
 #include <hosts/simulated/pacer.h>
@@ -27,13 +27,13 @@ namespace simulated = Zephly::simulated;
 
 class Refusal : public std::runtime_error {
  public:
-  Refusal() : std::runtime_error("the application has had enough") {}
+  Refusal() : std::runtime_error("thrown by the application") {}
 };
 
-// Throws from the call with the given number, counted from 1, after it has written it down.
-class Refuser : public ZephlyDelegate {
+// Throws from the call with the given number, counted from 1, after recording it.
+class ThrowingDelegate : public ZephlyDelegate {
  public:
-  explicit Refuser(std::size_t refused) : refused_(refused) {}
+  explicit ThrowingDelegate(std::size_t refused) : refused_(refused) {}
 
   void didChangeLeadoffState(bool /*off*/) override { note("leadoff"); }
   void didConnectPeripheral() override { note("connected"); }
@@ -47,19 +47,19 @@ class Refuser : public ZephlyDelegate {
   void didReceiveRespiration(float /*sample*/) override { note("respiration"); }
   void didReceiveBatteryStatus(BatteryStatus /*status*/) override { note("battery"); }
 
-  std::vector<std::string> told;
+  std::vector<std::string> received;
 
  private:
   void note(const std::string& call) {
-    told.push_back(call);
-    if (told.size() == refused_) throw Refusal();
+    received.push_back(call);
+    if (received.size() == refused_) throw Refusal();
   }
 
   std::size_t refused_;
 };
 
 struct Course {
-  std::vector<std::string> told;
+  std::vector<std::string> received;
   int refusals = 0;
 };
 
@@ -71,7 +71,7 @@ Course take(std::size_t refused) {
   simulated::Radio radio(scheduler);
   simulated::Device& device = radio.addDevice({.name = std::string(peripheralName)});
   simulated::addStrapProfile(device);
-  const auto application = std::make_shared<Refuser>(refused);
+  const auto application = std::make_shared<ThrowingDelegate>(refused);
   const auto session = ::Zephly::Zephly::init(application);
   simulated::Pacer pacer(queue, scheduler, 1e9);
 
@@ -93,7 +93,7 @@ Course take(std::size_t refused) {
       ++course.refusals;
     }
   }
-  course.told = application->told;
+  course.received = application->received;
   SessionTestAccess::release(*session);
   return course;
 }
@@ -104,7 +104,7 @@ std::vector<std::string> ecg(int first, int last) {
   return calls;
 }
 
-// What is told when nothing is thrown, frame by frame.
+// The calls when nothing is thrown, frame by frame.
 std::vector<std::vector<std::string>> frames() {
   const std::string breath = "respiration";
   return {{"connected"},    ecg(0, 5),
@@ -114,10 +114,10 @@ std::vector<std::vector<std::string>> frames() {
           ecg(18, 23)};
 }
 
-TEST(ThrowingApplication, LosesNothingButTheRestOfTheFrame) {
+TEST(ThrowingApplication, LosesOnlyTheRestOfTheFrame) {
   std::vector<std::string> all;
   for (const auto& frame : frames()) all.insert(all.end(), frame.begin(), frame.end());
-  ASSERT_EQ(take(0).told, all);
+  ASSERT_EQ(take(0).received, all);
 
   std::size_t number = 0;
   for (std::size_t hit = 0; hit < frames().size(); ++hit) {
@@ -127,14 +127,14 @@ TEST(ThrowingApplication, LosesNothingButTheRestOfTheFrame) {
       for (std::size_t other = 0; other < frames().size(); ++other) {
         auto frame = frames()[other];
         if (other == hit) frame.resize(call + 1);
-        // A change of contact that was not taken is told again with the next sample.
+        // A change of contact whose callback threw is reported again with the next sample.
         if (other == hit + 2 && frames()[hit][call] == "leadoff") {
           frame.insert(frame.begin(), "leadoff");
         }
         expected.insert(expected.end(), frame.begin(), frame.end());
       }
       const Course course = take(number);
-      EXPECT_EQ(course.told, expected) << "thrown from call " << number;
+      EXPECT_EQ(course.received, expected) << "thrown from call " << number;
       EXPECT_EQ(course.refusals, 1);
     }
   }

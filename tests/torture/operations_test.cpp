@@ -1,5 +1,5 @@
-// Operations of the kit that allocate: the failure comes out, the object is as it was, and the same
-// call made again gives what it would have given.
+// Operations of the kit that allocate: the failure propagates, the object keeps its state, and the
+// same call succeeds when it is repeated.
 
 #include <hosts/foundation/data.h>
 #include <tests/torture/out_of_memory.h>
@@ -35,7 +35,7 @@ TEST_P(OutOfMemoryInAnOperation, DecodingAFrame) {
   EXPECT_EQ(samples.size(), 6U);
 }
 
-TEST_P(OutOfMemoryInAnOperation, LookingForSaturation) {
+TEST_P(OutOfMemoryInAnOperation, DetectingSaturation) {
   const Zephly::LeadoffDetector detector;
   const std::vector<float> samples(70, 2.41F);
   bool saturated = false;
@@ -46,7 +46,7 @@ TEST_P(OutOfMemoryInAnOperation, LookingForSaturation) {
   EXPECT_TRUE(saturated);
 }
 
-// The chain takes a filter over also when it cannot hold it, and goes on with those that it has.
+// The chain takes ownership of a filter even when it cannot store it, and keeps its other members.
 TEST_P(OutOfMemoryInAnOperation, AddingAFilter) {
   MultiFilter chain;
   std::size_t failures = 0;
@@ -63,8 +63,8 @@ TEST_P(OutOfMemoryInAnOperation, AddingAFilter) {
   EXPECT_GT(failures, 2U);
 }
 
-// Tables and identifiers that are made at first use: a use that fails does not keep the next from
-// making them.
+// Tables and identifiers that are created on first use: after a failed use the next one creates
+// them.
 TEST_P(OutOfMemoryInAnOperation, FirstUseOfTables) {
   std::size_t listed = 0;
   failEach(GetParam(), [&] { listed = characteristics().size(); });

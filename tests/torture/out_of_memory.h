@@ -1,12 +1,12 @@
 #pragma once
 /// @file
-/// Runs something with its first, second, third ... allocation failing, until it passes.
+/// Runs a function with its first, second, third ... allocation failing, until it succeeds.
 ///
 ///   const Sweep sweep = failEach(Shortage::once, [] { MedianFilter(5); });
-///   EXPECT_EQ(sweep.failures, 2);    // as many as it makes allocations
+///   EXPECT_EQ(sweep.failures, 2);    // one for each allocation
 ///   EXPECT_EQ(sweep.kept[0], 0);     // blocks that the first attempt left behind
 ///
-/// Every failure must come out as std::bad_alloc: an attempt that passes although an allocation
+/// Every failure must propagate as std::bad_alloc: an attempt that succeeds although an allocation
 /// failed in it is a test failure. A block that is freed twice ends the program, in malloc or in
 /// the address sanitizer.
 
@@ -22,19 +22,19 @@
 namespace torture {
 
 enum class Shortage {
-  once,     ///< one allocation fails, what follows succeeds
-  forGood,  ///< all fail from that one on
+  once,     ///< one allocation fails, later ones succeed
+  forGood,  ///< this and all later allocations fail
 };
 
-/// For the names of parametrised tests.
+/// Used in the names of parametrised tests.
 inline std::string nameOf(const testing::TestParamInfo<Shortage>& shortage) {
   return shortage.param == Shortage::once ? "Once" : "ForGood";
 }
 
 struct Attempt {
   bool failed = false;
-  std::size_t allocations = 0;  ///< the one that failed included
-  std::ptrdiff_t kept = 0;      ///< blocks more than before
+  std::size_t allocations = 0;  ///< including the failed one
+  std::ptrdiff_t kept = 0;      ///< blocks that were not freed
 };
 
 /// `number` 0: nothing fails.

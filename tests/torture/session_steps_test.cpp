@@ -1,7 +1,7 @@
 // Ten seconds of a session in which every allocation fails once. Each callback of the host is
 // repeated, with its first, second ... allocation failing, until it passes; in the end the
-// application must have been told exactly what it is told when memory never runs out. So a
-// callback that failed has left the session as it was, whatever came before.
+// application must have received exactly the calls that it receives when memory never runs out. So
+// a failed callback leaves the session in the state before the callback.
 
 #include <hosts/foundation/data.h>
 #include <simulator/strap.h>
@@ -33,17 +33,17 @@ using namespace std::chrono_literals;
 using Zephly::hosts::Data;
 namespace simulator = Zephly::simulator;
 
-// What was told: a letter for the call, and the bits of its values.
-struct Told {
+// One call of the delegate: a letter for its kind, and the bits of its values.
+struct Call {
   char call = ' ';
   std::array<std::uint32_t, 3> values{};
-  friend bool operator==(const Told&, const Told&) = default;
+  friend bool operator==(const Call&, const Call&) = default;
 };
 
-// Writes down without allocating.
+// Records calls without allocating.
 class Listener : public ZephlyDelegate, public WorkoutDelegate {
  public:
-  Listener() { told.reserve(20000); }
+  Listener() { calls.reserve(20000); }
 
   void didChangeLeadoffState(bool off) override { note('l', off ? 1.0F : 0.0F); }
   void didConnectPeripheral() override { note('c'); }
@@ -60,13 +60,13 @@ class Listener : public ZephlyDelegate, public WorkoutDelegate {
   void didDetectSitUp() override { note('s'); }
   void didDetectJump() override { note('j'); }
 
-  std::vector<Told> told;
+  std::vector<Call> calls;
 
  private:
   void note(char call, float first = 0, float second = 0, float third = 0) {
-    told.push_back({call,
-                    {std::bit_cast<std::uint32_t>(first), std::bit_cast<std::uint32_t>(second),
-                     std::bit_cast<std::uint32_t>(third)}});
+    calls.push_back({call,
+                     {std::bit_cast<std::uint32_t>(first), std::bit_cast<std::uint32_t>(second),
+                      std::bit_cast<std::uint32_t>(third)}});
   }
 };
 
@@ -111,7 +111,7 @@ std::vector<Step> tenSeconds() {
 }
 
 struct Outcome {
-  std::vector<Told> told;
+  std::vector<Call> calls;
   SteadyHost::Requests requests;
   std::size_t failures = 0;
   std::ptrdiff_t kept = 0;
@@ -141,13 +141,13 @@ Outcome take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
   }
   course.kept =
       static_cast<std::ptrdiff_t>(liveAllocationCount()) - static_cast<std::ptrdiff_t>(before);
-  course.told = std::move(listener->told);
+  course.calls = std::move(listener->calls);
   return course;
 }
 
-std::size_t count(const std::vector<Told>& told, char call) {
+std::size_t count(const std::vector<Call>& calls, char call) {
   std::size_t number = 0;
-  for (const Told& one : told) number += one.call == call ? 1 : 0;
+  for (const Call& one : calls) number += one.call == call ? 1 : 0;
   return number;
 }
 
@@ -156,35 +156,35 @@ class OutOfMemoryInASession : public testing::TestWithParam<Shortage> {};
 INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInASession,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemoryInASession, EveryCallbackThatFailedCanBeMadeAgain) {
+TEST_P(OutOfMemoryInASession, EveryFailedCallbackCanBeRepeated) {
   const std::vector<Step> steps = tenSeconds();
-  take(steps, std::nullopt);  // what is made once in a process
+  take(steps, std::nullopt);  // objects created once per process
   const Outcome calm = take(steps, std::nullopt);
   const Outcome tortured = take(steps, GetParam());
 
-  // What the ten seconds hold.
-  EXPECT_EQ(count(calm.told, 'c'), 2U);
-  EXPECT_EQ(count(calm.told, 'd'), 1U);
-  EXPECT_GE(count(calm.told, 'l'), 3U);
-  EXPECT_GE(count(calm.told, 'j'), 1U);
-  EXPECT_EQ(count(calm.told, 'e'), 833U * 6);
-  EXPECT_EQ(count(calm.told, 'r'), 833U * 6);
-  EXPECT_EQ(count(calm.told, 't'), 10U);
+  // The events of the ten seconds.
+  EXPECT_EQ(count(calm.calls, 'c'), 2U);
+  EXPECT_EQ(count(calm.calls, 'd'), 1U);
+  EXPECT_GE(count(calm.calls, 'l'), 3U);
+  EXPECT_GE(count(calm.calls, 'j'), 1U);
+  EXPECT_EQ(count(calm.calls, 'e'), 833U * 6);
+  EXPECT_EQ(count(calm.calls, 'r'), 833U * 6);
+  EXPECT_EQ(count(calm.calls, 't'), 10U);
 
   // An ECG or respiration frame makes one allocation, a connection several.
   EXPECT_GT(tortured.failures, 2 * 833U);
-  EXPECT_TRUE(tortured.told == calm.told)
-      << tortured.told.size() << " calls in place of " << calm.told.size();
+  EXPECT_TRUE(tortured.calls == calm.calls)
+      << tortured.calls.size() << " calls in place of " << calm.calls.size();
   EXPECT_EQ(tortured.kept, calm.kept);
-  // Asked again for what it had asked for when memory ran out, never less.
+  // Requests that failed for lack of memory are repeated: there are at least as many.
   EXPECT_GE(tortured.requests.subscriptions, calm.requests.subscriptions);
   EXPECT_EQ(tortured.requests.scans, calm.requests.scans);
   EXPECT_EQ(calm.requests.subscriptions, 10);
 }
 
-// The application is told and the connection is asked for before the line is written: what fails
-// last takes nothing back, and is not to be repeated.
-TEST(OutOfMemoryAtADisconnection, KeepsWhatWasDoneBeforeTheTextCouldNotBeCopied) {
+// The application is notified and the connection is requested before the line is printed. A failure
+// to print the line undoes neither, and the callback must not be repeated.
+TEST(OutOfMemoryAtADisconnection, KeepsTheDisconnectionWhenTheErrorTextCannotBeCopied) {
   const bench::SilentOutput silent;
   const auto listener = std::make_shared<Listener>();
   SteadyHost host;
@@ -192,16 +192,16 @@ TEST(OutOfMemoryAtADisconnection, KeepsWhatWasDoneBeforeTheTextCouldNotBeCopied)
   host.discover();
   host.connect();
   const std::string text = "The connection has timed out unexpectedly.";
-  host.disconnect(text);  // what is made once in a process
-  listener->told.clear();
+  host.disconnect(text);  // objects created once per process
+  listener->calls.clear();
   const int connectionsBefore = host.requests().connections;
   // The first two are the host's own copies of the text, in the error that it makes.
   bool failed = false;
-  for (std::size_t number = 1; listener->told.empty(); ++number) {
+  for (std::size_t number = 1; listener->calls.empty(); ++number) {
     failed = attempt(Shortage::once, number, [&] { host.disconnect(text); }).failed;
   }
   EXPECT_TRUE(failed);
-  EXPECT_EQ(count(listener->told, 'd'), 1U);
+  EXPECT_EQ(count(listener->calls, 'd'), 1U);
   EXPECT_EQ(host.requests().connections, connectionsBefore + 1);
   SessionTestAccess::release(*session);
 }

@@ -1,13 +1,12 @@
-// Ten seconds of a session on the simulated host in which one allocation fails, whoever makes it:
-// the kit, the radio, the strap, the scheduler. What the host promises then is little: the
-// exception comes out of the scheduler's step, the event that threw is used up, and the other side
-// may have fallen silent (a strap that could not plan its next frame sends none). What is tested is
-// that nothing else breaks: a second more is run, then all of it is taken apart, and no block is
-// left that is not left by a calm world.
+// Ten seconds of a session on the simulated host in which one allocation fails, in the kit, the
+// radio, the strap or the scheduler. The host then guarantees little: the exception leaves the
+// scheduler's step, the event that threw is consumed, and the strap may stop sending (when it could
+// not schedule its next frame). The test checks that nothing else breaks: it runs for another
+// second, destroys everything, and no block remains beyond those of a run without failures.
 //
-// Which allocations: every one of the world's construction, of the connection and of the first
-// frames, then one in so many (a prime, so that all kinds have their turn), fewer in a sanitized
-// build, where a world takes several times as long.
+// The failing allocations are all of the construction, of the connection and of the first frames,
+// then every n-th (n is prime, so that all kinds occur). A sanitized build tests fewer, because it
+// is several times slower.
 
 #include <hosts/simulated/radio.h>
 #include <hosts/simulated/scheduler.h>
@@ -76,11 +75,11 @@ class World {
 
 struct Visit {
   Attempt attempt;
-  std::ptrdiff_t kept = 0;  // when the world is gone
+  std::ptrdiff_t kept = 0;  // after everything was destroyed
   std::uint64_t calls = 0;
 };
 
-// One world with the allocation of that number failing; 0: none.
+// One run in which the allocation of that number fails; 0: none.
 Visit take(Shortage shortage, std::size_t number) {
   const auto application = std::make_shared<bench::CountingApplication>();
   Visit visit;
@@ -108,8 +107,8 @@ class OutOfMemoryInAWorld : public testing::TestWithParam<Shortage> {
 INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInAWorld,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemoryInAWorld, EverythingCanStillBeTakenApart) {
-  take(GetParam(), 0);  // what is made once in a process
+TEST_P(OutOfMemoryInAWorld, EverythingCanBeDestroyed) {
+  take(GetParam(), 0);  // objects created once per process
   const Visit calm = take(GetParam(), 0);
   EXPECT_GT(calm.calls, 8000U);
   EXPECT_GT(calm.attempt.allocations, allUpTo);
@@ -125,7 +124,7 @@ TEST_P(OutOfMemoryInAWorld, EverythingCanStillBeTakenApart) {
     ++tried;
   }
   EXPECT_GT(tried, allUpTo);
-  // Nothing; the respiration chain of an engine that was not completed; both chains.
+  // No block; the respiration chain of an incomplete engine; both chains.
   EXPECT_EQ(left.size(), 3U);
   EXPECT_TRUE(left.contains(0));
   EXPECT_EQ(*left.rbegin(), calm.kept);

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A host that allocates nothing of its own while a session runs, but for the lists and texts that
-/// it has to give by value: what runs out of memory on it is the kit.
+/// A host that allocates nothing while a session runs, except lists and texts that it returns by
+/// value: allocations that fail are the kit's.
 ///
 ///   SteadyHost host;
 ///   auto session = Zephly::Zephly::init(application);
@@ -9,7 +9,7 @@
 ///   host.connect();
 ///   host.deliver(Stream::ecg, value);
 ///
-/// Each call is one callback of the kit, made by the test; what the kit throws comes out of it.
+/// Each call makes one callback to the kit; exceptions of the kit propagate to the test.
 
 #include <hosts/foundation/error.h>
 #include <simulator/frame.h>
@@ -48,7 +48,7 @@ class SteadyHost : public Host {
   void deliver(Zephly::simulator::Stream stream, const std::shared_ptr<const NSData>& value);
   void deliverError(Zephly::simulator::Stream stream);
 
-  /// What the session has asked for so far.
+  /// The session's requests so far.
   struct Requests {
     int scans = 0;
     int connections = 0;

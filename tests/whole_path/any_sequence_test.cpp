@@ -1,6 +1,6 @@
-// Whatever the radio and the strap do, in whatever order: the session never ends the program, tells
-// connections and disconnections alternately, and delivers samples in order, none twice and none
-// that the link did not carry.
+// Random sequences of radio and strap events: the session never ends the program, reports
+// connections and disconnections alternately, and delivers samples in order, without duplicates and
+// without samples that were not sent over the link.
 
 #include <hosts/simulated/radio.h>
 #include <tests/support/captured_output.h>
@@ -26,15 +26,15 @@ namespace simulated = ::Zephly::simulated;
 class Watching : public ZephlyDelegate {
  public:
   void didChangeLeadoffState(bool leadoff) override {
-    EXPECT_NE(leadoff_, std::optional(leadoff)) << "told without a change";
+    EXPECT_NE(leadoff_, std::optional(leadoff)) << "reported without a change";
     leadoff_ = leadoff;
   }
   void didConnectPeripheral() override {
-    EXPECT_FALSE(connected) << "told twice";
+    EXPECT_FALSE(connected) << "reported twice";
     connected = true;
   }
   void didDisconnectPeripheral() override {
-    EXPECT_TRUE(connected) << "told without a connection";
+    EXPECT_TRUE(connected) << "reported without a connection";
     connected = false;
   }
   void didReceiveTemperature(float, float, float) override {}
@@ -70,7 +70,7 @@ class AnySequence {
     if (number(3) == 0) scheduler_.advance(std::chrono::milliseconds(number(400)));
   }
 
-  // Everything in order again: the session must find its way back by itself.
+  // All faults end here: the session must recover without help.
   void recover() {
     radio_.setState(CBManagerState::poweredOn);
     device_.setName("Zephly");
@@ -80,7 +80,7 @@ class AnySequence {
     device_.setCharacteristicDiscovery({});
     device_.setSubscription({});
     scheduler_.advance(1min);
-    device_.loseLink();  // what was refused or never answered is asked again on the next link
+    device_.loseLink();  // failed and unanswered requests are repeated on the next link
     scheduler_.advance(1min);
     send();
     scheduler_.advance(1s);
@@ -163,7 +163,7 @@ class AnySequence {
   simulated::Radio radio_{scheduler_};
   simulated::Device& device_ = radio_.addDevice({.name = "Zephly"});
   std::uint32_t next_ = 0;
-  std::vector<std::uint32_t> carried_;  // what the link took
+  std::vector<std::uint32_t> carried_;  // accepted by the link
   std::shared_ptr<Watching> application_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };

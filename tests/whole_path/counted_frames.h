@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// ECG and respiration frames whose samples are a running count, so that a test sees at once what
-/// is missing, repeated or out of order.
+/// ECG and respiration frames whose samples are a running count, so that a test detects missing,
+/// repeated and reordered samples.
 
 #include <cmath>
 #include <cstdint>
@@ -20,7 +20,7 @@ inline std::vector<std::uint8_t> frame(std::uint32_t first) {
   return bytes;
 }
 
-/// The count that a delivered ECG sample stands for.
+/// The count in a delivered ECG sample.
 inline std::uint32_t count(float sample) {
   return static_cast<std::uint32_t>(std::lround(static_cast<double>(sample) / 2.42 * 8388608.0));
 }

@@ -1,4 +1,5 @@
-// Frames written on a simulated strap's characteristics come out of the application's delegate.
+// Frames written to a simulated strap's characteristics are delivered to the application's
+// delegate.
 
 #include <hosts/foundation/data.h>
 #include <hosts/simulated/radio.h>
@@ -61,7 +62,7 @@ TEST_F(WholePathTest, TheStrapIsFoundConnectedAndSubscribed) {
   EXPECT_THAT(log, ElementsAre("didConnectPeripheral"));
 }
 
-TEST_F(WholePathTest, NothingHappensFromInsideTheConstruction) {
+TEST_F(WholePathTest, NothingIsCalledDuringConstruction) {
   EXPECT_FALSE(device.connected());
   EXPECT_THAT(log, IsEmpty());
 }
@@ -95,7 +96,7 @@ TEST_F(WholePathTest, AllECGSamplesArriveOnceAndInOrder) {
   expectCounts(0, 6000);
 }
 
-TEST_F(WholePathTest, StreamsAreAliveAfterEveryLossAndNothingArrivesTwice) {
+TEST_F(WholePathTest, StreamsResumeAfterEveryLossWithoutDuplicates) {
   std::uint32_t next = 0;
   for (int loss = 0; loss < 20; ++loss) {
     scheduler.advance(2s);
@@ -124,7 +125,7 @@ TEST_F(WholePathTest, OnlyALossWithAnErrorIsPrinted) {
   EXPECT_EQ(output.text().substr(after), "didDisconnectPeripheral: timed out\n");
 }
 
-TEST_F(WholePathTest, TheRadioOffAndOnBringsTheStrapBack) {
+TEST_F(WholePathTest, ReconnectsWhenTheRadioIsSwitchedOffAndOn) {
   scheduler.advance(1s);
   radio.setState(CBManagerState::poweredOff);
   scheduler.advance(10s);
@@ -136,7 +137,7 @@ TEST_F(WholePathTest, TheRadioOffAndOnBringsTheStrapBack) {
       log, ElementsAre("didConnectPeripheral", "didDisconnectPeripheral", "didConnectPeripheral"));
 }
 
-TEST_F(WholePathTest, ConnectionFailuresAreOnlyPrintedAndTheNextAdvertisementTriesAgain) {
+TEST_F(WholePathTest, PrintsAConnectionFailureAndRetriesOnTheNextAdvertisement) {
   device.nextConnects(3, simulated::ConnectBehaviour::fails("busy"));
   scheduler.advance(2s);
   EXPECT_TRUE(device.connected());
@@ -156,7 +157,7 @@ TEST_F(WholePathTest, ADeviceWithAnotherNameIsNeverConnected) {
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(WholePathTest, AnAbsentStrapIsConnectedWhenItComesHoursLater) {
+TEST_F(WholePathTest, ConnectsAnAbsentStrapHoursLater) {
   device.setInRange(false);
   scheduler.advance(5h);
   EXPECT_THAT(log, IsEmpty());
@@ -165,7 +166,7 @@ TEST_F(WholePathTest, AnAbsentStrapIsConnectedWhenItComesHoursLater) {
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(WholePathTest, ARefusedSubscriptionLeavesTheOthersAlive) {
+TEST_F(WholePathTest, ARefusedSubscriptionDoesNotAffectTheOthers) {
   device.setSubscription(ecgCharacteristicUUID(), simulated::SubscriptionAnswer::refuses("no"));
   scheduler.advance(1s);
   EXPECT_THAT(output.text(),
@@ -209,7 +210,7 @@ TEST_F(WholePathDeathTest, AnAbsentCharacteristicListEndsTheProgram) {
   EXPECT_DEATH(scheduler.advance(1s), "CBService.characteristics is absent");
 }
 
-// A strap that lives.
+// A simulated strap that sends by itself.
 
 class LivingStrapTest : public WholePathTest {
  protected:
@@ -225,7 +226,7 @@ class LivingStrapTest : public WholePathTest {
   std::uint64_t sentOn(simulator::Stream stream) const {
     return sent[static_cast<std::size_t>(stream)];
   }
-  std::ptrdiff_t told(const std::string& event) const {
+  std::ptrdiff_t eventCount(const std::string& event) const {
     return std::count_if(log.begin(), log.end(), [&event](const std::string& entry) {
       return entry.substr(0, entry.find(' ')) == event;
     });
@@ -235,27 +236,27 @@ class LivingStrapTest : public WholePathTest {
   simulator::Repetitions done;
 };
 
-TEST_F(LivingStrapTest, HalfAMinuteOfTrainingBringsEveryKindOfEventAndLosesNothing) {
+TEST_F(LivingStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   wear({}, 32s);
   EXPECT_EQ(application->ecg.size(), sentOn(simulator::Stream::ecg));
   EXPECT_EQ(application->respiration.size(), sentOn(simulator::Stream::respiration));
-  EXPECT_EQ(told("didReceiveTemperature"), sentOn(simulator::Stream::temperature));
-  EXPECT_EQ(told("didReceiveBatteryStatus"), sentOn(simulator::Stream::battery));
+  EXPECT_EQ(eventCount("didReceiveTemperature"), sentOn(simulator::Stream::temperature));
+  EXPECT_EQ(eventCount("didReceiveBatteryStatus"), sentOn(simulator::Stream::battery));
   EXPECT_GT(application->ecg.size(), 25u * 500);
-  EXPECT_GE(told("didReceiveBatteryStatus"), 3);
-  EXPECT_EQ(told("didConnectPeripheral"), 2);
-  EXPECT_EQ(told("didDisconnectPeripheral"), 1);
+  EXPECT_GE(eventCount("didReceiveBatteryStatus"), 3);
+  EXPECT_EQ(eventCount("didConnectPeripheral"), 2);
+  EXPECT_EQ(eventCount("didDisconnectPeripheral"), 1);
   EXPECT_THAT(log, testing::Contains("didChangeLeadoffState true"));
   EXPECT_THAT(log, testing::Contains("didChangeLeadoffState false"));
   EXPECT_GT(done.pushUps * done.sitUps * done.jumps, 0);
-  EXPECT_EQ(told("didDetectPushUp"), done.pushUps);
-  EXPECT_EQ(told("didDetectSitUp"), done.sitUps);
-  EXPECT_EQ(told("didDetectJump"), done.jumps);
+  EXPECT_EQ(eventCount("didDetectPushUp"), done.pushUps);
+  EXPECT_EQ(eventCount("didDetectSitUp"), done.sitUps);
+  EXPECT_EQ(eventCount("didDetectJump"), done.jumps);
 }
 
-TEST_F(LivingStrapTest, TheApplicationGetsTheStrapsVeryNumbers) {
+TEST_F(LivingStrapTest, DeliversTheStrapsNumbersBitForBit) {
   wear({.seed = 5, .plan = simulator::TrainingPlan::quiet()}, 10s);
   // The same strap again, decoded by hand, from its first delivered frame on.
   simulator::Strap again({.seed = 5, .plan = simulator::TrainingPlan::quiet()});
@@ -270,20 +271,20 @@ TEST_F(LivingStrapTest, TheApplicationGetsTheStrapsVeryNumbers) {
     for (const float sample : FrameDecoders::calculateECGValue(data)) samples.push_back(sample);
   }
   ASSERT_GT(application->ecg.size(), 9u * 500);
-  const std::size_t unheardECG = ecg.size() - application->ecg.size();
+  const std::size_t missedECG = ecg.size() - application->ecg.size();
   for (std::size_t index = 0; index < application->ecg.size(); ++index) {
-    ASSERT_SAME_BITS(application->ecg[index], ecg[unheardECG + index]);
+    ASSERT_SAME_BITS(application->ecg[index], ecg[missedECG + index]);
   }
   ::Zephly::SignalProcessor engine;
-  const std::size_t unheard = respiration.size() - application->respiration.size();
+  const std::size_t missed = respiration.size() - application->respiration.size();
   for (std::size_t index = 0; index < application->respiration.size(); ++index) {
-    const float raw = respiration[unheard + index];
+    const float raw = respiration[missed + index];
     engine.processLeadoffDetection(raw);
     ASSERT_SAME_BITS(application->respiration[index], engine.processRespiration(raw));
   }
 }
 
-TEST_F(LivingStrapTest, ARecordingGoesThroughTheWholePathSampleBySample) {
+TEST_F(LivingStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
   const std::string name = "resting_5min_100hz.csv";
   const auto recording = std::make_shared<const simulator::Recording>(
       simulator::Recording::load(recordingPath(name), 100));
@@ -295,7 +296,7 @@ TEST_F(LivingStrapTest, ARecordingGoesThroughTheWholePathSampleBySample) {
   EXPECT_THAT(log, testing::Not(testing::Contains("didDisconnectPeripheral")));
 }
 
-TEST_F(LivingStrapTest, AnApplicationThatGoesIsToldNothingAndTheSessionGoesOn) {
+TEST_F(LivingStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues) {
   simulator::Strap source;
   const simulated::StrapDevice carrier(device, source);
   scheduler.advance(5s);
@@ -306,7 +307,7 @@ TEST_F(LivingStrapTest, AnApplicationThatGoesIsToldNothingAndTheSessionGoesOn) {
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(LivingStrapTest, TwoSessionsOnOneRadioBothGetEverything) {
+TEST_F(LivingStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) {
   recorded::Log otherLog;
   const auto other = std::make_shared<recorded::Application>(otherLog);
   const auto second = ::Zephly::Zephly::init(other);

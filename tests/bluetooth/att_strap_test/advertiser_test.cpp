@@ -91,13 +91,13 @@ class AdvertiserTest : public testing::Test {
   Watch watch_;
 };
 
-TEST_F(AdvertiserTest, IsSwitchedOnAgainAndAgain) {
+TEST_F(AdvertiserTest, SwitchesAdvertisingOnRepeatedly) {
   Advertiser advertiser(queue, *controller, true, "Zephly");
   advertiser.start();
   EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 4; }));
 }
 
-TEST_F(AdvertiserTest, StaysOffWhenItIsStopped) {
+TEST_F(AdvertiserTest, StaysOffAfterStop) {
   Advertiser advertiser(queue, *controller, true, "Zephly");
   advertiser.start();
   EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 2; }));
@@ -106,7 +106,7 @@ TEST_F(AdvertiserTest, StaysOffWhenItIsStopped) {
       turnUntil(queue, [&] { return commands.back() == std::pair(enableAdvertising, false); }));
 }
 
-TEST_F(AdvertiserTest, IsSwitchedOffAndOnInOneGo) {
+TEST_F(AdvertiserTest, SwitchesOffAndOnInOneStep) {
   Advertiser advertiser(queue, *controller, true, "Zephly");
   advertiser.start();
   EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 3; }));
@@ -118,7 +118,7 @@ TEST_F(AdvertiserTest, IsSwitchedOffAndOnInOneGo) {
   }
 }
 
-TEST_F(AdvertiserTest, AdvertisesTheOldWayOnly) {
+TEST_F(AdvertiserTest, SendsLegacyCommandsOnly) {
   Advertiser advertiser(queue, *controller, true, "Zephly");
   advertiser.start();
   EXPECT_TRUE(turnUntil(queue, [&] { return switchedOn() >= 2; }));

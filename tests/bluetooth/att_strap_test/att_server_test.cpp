@@ -70,7 +70,7 @@ TEST_F(AttServerTest, ListsServicesOfOneLengthInOneAnswer) {
                    0x00, 0xB4, 0x9A, 0xE1, 0x11, 0x3A, 0xCF, 0x80, 0x6E, 0x36, 0x40}));
 }
 
-TEST_F(AttServerTest, TellsWhereTheServicesEnd) {
+TEST_F(AttServerTest, ReportsTheEndOfTheServices) {
   EXPECT_EQ(ask({0x10, longUuidService, 0, 0xFF, 0xFF, 0x00, 0x28}),
             error(0x10, longUuidService, 0x0A));
 }
@@ -79,7 +79,7 @@ TEST_F(AttServerTest, HasNoSecondaryServices) {
   EXPECT_EQ(ask({0x10, 1, 0, 0xFF, 0xFF, 0x01, 0x28}), error(0x10, 1, 0x0A));
 }
 
-TEST_F(AttServerTest, RefusesToGroupByWhatIsNoGroup) {
+TEST_F(AttServerTest, RefusesATypeThatIsNotAGroup) {
   EXPECT_EQ(ask({0x10, 1, 0, 0xFF, 0xFF, 0x03, 0x28}), error(0x10, 1, 0x10));
 }
 
@@ -112,17 +112,17 @@ TEST_F(AttServerTest, CutsALongValueThatIsReadByType) {
   EXPECT_EQ((*answer)[1], 21);
 }
 
-TEST_F(AttServerTest, DoesNotReadByTypeWhatCannotBeRead) {
+TEST_F(AttServerTest, RefusesToReadAnUnreadableValueByType) {
   EXPECT_EQ(ask({0x08, 1,    0,    0xFF, 0xFF, 0x1B, 0xC5, 0xD5, 0xA5, 0x02, 0x00,
                  0xB4, 0x9A, 0xE1, 0x11, 0x3A, 0xCF, 0x80, 0x6E, 0x36, 0x46}),
             error(0x08, notifying, 0x02));
 }
 
-TEST_F(AttServerTest, RefusesATypeOfNoPossibleLength) {
+TEST_F(AttServerTest, RefusesATypeOfInvalidLength) {
   EXPECT_EQ(ask({0x08, 1, 0, 0xFF, 0xFF, 0x03, 0x28, 0x00}), error(0x08, 0, 0x04));
 }
 
-TEST_F(AttServerTest, TellsTheTypesOfAttributes) {
+TEST_F(AttServerTest, ListsTheTypesOfAttributes) {
   EXPECT_EQ(ask({0x04, 7, 0, 7, 0}), (Bytes{0x05, 1, 7, 0, 0x02, 0x29}));
   // A long identifier ends the list of short ones, and is one of its own.
   EXPECT_EQ(ask({0x04, 5, 0, 9, 0}), (Bytes{0x05, 1, 5, 0, 0x03, 0x28}));
@@ -132,7 +132,7 @@ TEST_F(AttServerTest, TellsTheTypesOfAttributes) {
   EXPECT_EQ(ask({0x04, 10, 0, 0xFF, 0xFF}), error(0x04, 10, 0x0A));
 }
 
-TEST_F(AttServerTest, RefusesRangesThatAreNone) {
+TEST_F(AttServerTest, RefusesInvalidRanges) {
   for (const std::uint8_t request : Bytes{0x04, 0x06, 0x08, 0x10}) {
     EXPECT_EQ(ask({request, 0, 0, 0xFF, 0xFF, 0x00, 0x28}), error(request, 0, 0x01));
     EXPECT_EQ(ask({request, 5, 0, 4, 0, 0x00, 0x28}), error(request, 5, 0x01));
@@ -147,13 +147,13 @@ TEST_F(AttServerTest, ReadsAValueInPieces) {
   EXPECT_EQ(ask({0x0C, 9, 0, 51, 0}), error(0x0C, 9, 0x07));
 }
 
-TEST_F(AttServerTest, RefusesReadsOfWhatIsNotThereOrNotReadable) {
+TEST_F(AttServerTest, RefusesToReadMissingAndUnreadableAttributes) {
   EXPECT_EQ(ask({0x0A, 10, 0}), error(0x0A, 10, 0x01));
   EXPECT_EQ(ask({0x0A, 0, 0}), error(0x0A, 0, 0x01));
   EXPECT_EQ(ask({0x0A, notifying, 0}), error(0x0A, notifying, 0x02));
 }
 
-TEST_F(AttServerTest, TellsOfASubscriptionBeforeItIsAnswered) {
+TEST_F(AttServerTest, ReportsASubscriptionBeforeAnsweringIt) {
   std::vector<std::pair<AttributeHandle, bool>> told;
   server.onSubscription([&](AttributeHandle value, bool on) { told.emplace_back(value, on); });
   EXPECT_FALSE(server.isSubscribed(notifying));
@@ -166,7 +166,7 @@ TEST_F(AttServerTest, TellsOfASubscriptionBeforeItIsAnswered) {
   EXPECT_THAT(told, ElementsAre(std::pair(notifying, true), std::pair(notifying, false)));
 }
 
-TEST_F(AttServerTest, ForgetsAClientThatIsGone) {
+TEST_F(AttServerTest, ResetsWhenTheClientDisconnects) {
   ask({0x12, 7, 0, 1, 0});
   ask({0x02, 64, 0});
   server.clientGone();
@@ -174,7 +174,7 @@ TEST_F(AttServerTest, ForgetsAClientThatIsGone) {
   EXPECT_EQ(server.mtu(), 23);
 }
 
-TEST_F(AttServerTest, RefusesASubscriptionOnOrder) {
+TEST_F(AttServerTest, RefusesASubscriptionOnCommand) {
   server.refuseSubscription(notifying, 0x0E);
   EXPECT_EQ(ask({0x12, 7, 0, 1, 0}), error(0x12, 7, 0x0E));
   EXPECT_FALSE(server.isSubscribed(notifying));
@@ -189,14 +189,14 @@ TEST_F(AttServerTest, RefusesOtherWrites) {
   EXPECT_EQ(ask({0x12, 7, 0, 1, 0, 0}), error(0x12, 7, 0x0D));
 }
 
-TEST_F(AttServerTest, DoesNotKnowOtherRequestsAndIgnoresCommands) {
+TEST_F(AttServerTest, RefusesOtherRequestsAndIgnoresCommands) {
   EXPECT_EQ(ask({0x0E, 1, 0, 2, 0}), error(0x0E, 0, 0x06));
   EXPECT_EQ(ask({0x52, 7, 0, 1, 0}), std::nullopt);
   EXPECT_EQ(ask({0x1E}), std::nullopt);
   EXPECT_EQ(ask({}), std::nullopt);
 }
 
-TEST_F(AttServerTest, AnswersRequestsThatAreCutShort) {
+TEST_F(AttServerTest, AnswersTruncatedRequestsWithAnError) {
   const std::vector<Bytes> whole = {
       {0x02, 64, 0}, {0x04, 1, 0, 9, 0}, {0x06, 1, 0, 9, 0, 0, 0x28}, {0x08, 1, 0, 9, 0, 3, 0x28},
       {0x0A, 3, 0},  {0x0C, 3, 0, 0, 0}, {0x10, 1, 0, 9, 0, 0, 0x28}, {0x12, 7, 0}};
@@ -221,7 +221,7 @@ TEST_F(AttServerTest, AnswersAnyBytesWithinTheMtu) {
   }
 }
 
-TEST_F(AttServerTest, KnowsWhatTheClientIsAboutToDo) {
+TEST_F(AttServerTest, ClassifiesTheStepOfARequest) {
   EXPECT_EQ(server.stepOf(Bytes{0x10, 1, 0, 0xFF, 0xFF, 0x00, 0x28}), Step::discovery);
   EXPECT_EQ(server.stepOf(Bytes{0x08, 1, 0, 0xFF, 0xFF, 0x03, 0x28}), Step::discovery);
   EXPECT_EQ(server.stepOf(Bytes{0x04, 1, 0, 0xFF, 0xFF}), Step::discovery);

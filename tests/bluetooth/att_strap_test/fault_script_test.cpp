@@ -7,7 +7,7 @@ namespace {
 using namespace Zephly::att_strap;
 using Reaction = FaultScript::Reaction;
 
-TEST(FaultScriptTest, AnswersEverythingWithoutOrders) {
+TEST(FaultScriptTest, AnswersEverythingByDefault) {
   FaultScript faults;
   faults.linkBegins();
   for (const Step step : {Step::connection, Step::discovery, Step::subscription, Step::other}) {
@@ -49,7 +49,7 @@ TEST(FaultScriptTest, DropsOnceAtItsStep) {
   EXPECT_EQ(faults.reactionTo(Step::connection), Reaction::answer);
 }
 
-TEST(FaultScriptTest, LeavesTheLinkAloneThatStoodWhenTheOrderCame) {
+TEST(FaultScriptTest, AppliesACommandFromTheNextLinkOn) {
   FaultScript faults;
   faults.linkBegins();
   faults.dropAt(Step::subscription);

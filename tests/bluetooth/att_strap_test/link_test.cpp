@@ -29,12 +29,12 @@ class LinkTest : public testing::Test {
   std::vector<std::pair<std::uint16_t, Bytes>> messages;
 };
 
-TEST_F(LinkTest, PutsLengthAndChannelInFront) {
+TEST_F(LinkTest, PrependsLengthAndChannel) {
   EXPECT_TRUE(link.send(4, Bytes{1, 2, 3}));
   EXPECT_THAT(transmitted, ElementsAre(Pair(0x0042, Bytes{3, 0, 4, 0, 1, 2, 3})));
 }
 
-TEST_F(LinkTest, CutsWhatTheControllerCannotTakeAtOnce) {
+TEST_F(LinkTest, SplitsMessagesLongerThanAPacket) {
   int sent = 0;
   link.send(4, Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, [&] { ++sent; });
   EXPECT_THAT(transmitted, ElementsAre(Pair(0x0042, Bytes{13, 0, 4, 0, 1, 2, 3, 4}),
@@ -45,7 +45,7 @@ TEST_F(LinkTest, CutsWhatTheControllerCannotTakeAtOnce) {
   EXPECT_EQ(sent, 1);
 }
 
-TEST_F(LinkTest, GivesTheControllerNoMoreThanItHasRoomFor) {
+TEST_F(LinkTest, SendsNoMorePacketsThanTheControllerHasBuffersFor) {
   for (std::uint8_t i = 0; i < 5; ++i) link.send(4, Bytes{i});
   EXPECT_EQ(transmitted.size(), 2U);
   EXPECT_EQ(link.waiting(), 3U);
@@ -57,14 +57,14 @@ TEST_F(LinkTest, GivesTheControllerNoMoreThanItHasRoomFor) {
   EXPECT_EQ(transmitted.size(), 6U);
 }
 
-TEST_F(LinkTest, TakesNoMoreThanItsQueueHolds) {
+TEST_F(LinkTest, RefusesMessagesWhenItsQueueIsFull) {
   for (std::size_t i = 0; i < Link::longestQueue + 2; ++i) EXPECT_TRUE(link.send(4, Bytes{1}));
   EXPECT_FALSE(link.send(4, Bytes{1}));
   link.packetsCompleted(1);
   EXPECT_TRUE(link.send(4, Bytes{1}));
 }
 
-TEST_F(LinkTest, JoinsTheParts) {
+TEST_F(LinkTest, JoinsFragments) {
   link.received(0x2042, Bytes{5, 0, 4, 0, 1});
   link.received(0x1042, Bytes{2, 3});
   EXPECT_THAT(messages, IsEmpty());
@@ -72,13 +72,13 @@ TEST_F(LinkTest, JoinsTheParts) {
   EXPECT_THAT(messages, ElementsAre(Pair(4, Bytes{1, 2, 3, 4, 5})));
 }
 
-TEST_F(LinkTest, BeginsAnewWithAFirstPart) {
+TEST_F(LinkTest, StartsANewMessageAtAFirstFragment) {
   link.received(0x2042, Bytes{5, 0, 4, 0, 1});
   link.received(0x2042, Bytes{1, 0, 6, 0, 9});
   EXPECT_THAT(messages, ElementsAre(Pair(6, Bytes{9})));
 }
 
-TEST_F(LinkTest, IgnoresOtherLinksAndScraps) {
+TEST_F(LinkTest, IgnoresOtherLinksAndIncompleteHeaders) {
   link.received(0x2043, Bytes{1, 0, 4, 0, 1});
   link.received(0x2042, Bytes{1, 0, 4});
   link.received(0x2042, Bytes{});

@@ -22,7 +22,7 @@ TEST(BytesTest, AreWrittenAndReadAsPairsOfDigits) {
   EXPECT_EQ(fromHex("-1"), std::nullopt);
 }
 
-TEST(PacketReaderTest, CutsEventsAndDataApart) {
+TEST(PacketReaderTest, SeparatesEventsFromData) {
   PacketReader reader;
   reader.take(Bytes{0x04, 0x05, 1, 9, 0x02, 0x40, 0x00, 2, 0, 7, 8});
   EXPECT_THAT(reader.next(), Optional(Bytes{0x04, 0x05, 1, 9}));
@@ -30,7 +30,7 @@ TEST(PacketReaderTest, CutsEventsAndDataApart) {
   EXPECT_EQ(reader.next(), std::nullopt);
 }
 
-TEST(PacketReaderTest, WaitsForTheRestAtEveryByte) {
+TEST(PacketReaderTest, WaitsForTheRestAfterEveryByte) {
   PacketReader reader;
   const Bytes packet = {0x02, 0x40, 0x00, 2, 0, 7, 8};
   for (const std::uint8_t byte : packet) {
@@ -40,7 +40,7 @@ TEST(PacketReaderTest, WaitsForTheRestAtEveryByte) {
   EXPECT_THAT(reader.next(), Optional(packet));
 }
 
-TEST(PacketReaderTest, IsLostBehindAnUnknownPacket) {
+TEST(PacketReaderTest, StopsAtAnUnknownPacket) {
   PacketReader reader;
   reader.take(Bytes{0x77, 0x04, 0x05, 0});
   EXPECT_EQ(reader.next(), std::nullopt);
@@ -54,11 +54,11 @@ TEST(AdvertisingDataTest, HoldsFlagsAndTheWholeName) {
             (Bytes{11, 2, 0x01, 0x06, 7, 0x09, 'Z', 'e', 'p', 'h', 'l', 'y'}));
 }
 
-TEST(AdvertisingDataTest, HoldsNoNameWhenThereIsNone) {
+TEST(AdvertisingDataTest, HoldsNoNameWithoutAName) {
   EXPECT_EQ(advertisingData(std::nullopt)[0], 3);
 }
 
-TEST(AdvertisingDataTest, CutsANameThatDoesNotFit) {
+TEST(AdvertisingDataTest, TruncatesALongName) {
   const Bytes data = advertisingData(std::string(40, 'x'));
   ASSERT_EQ(data.size(), 32U);
   EXPECT_EQ(data[0], 31);

@@ -21,46 +21,46 @@ Readings ecgOf(const std::vector<std::uint32_t>& values) {
   return readings;
 }
 
-TEST(Tally, CountsWhatArrivedOnceAndInOrder) {
+TEST(Tally, CountsValuesThatArrivedOnceAndInOrder) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1, 2, 3}));
   EXPECT_EQ(tally.sent, 3U);
   EXPECT_EQ(tally.received, 3U);
   EXPECT_TRUE(tally.complete());
 }
 
-TEST(Tally, SeesALossInTheMiddle) {
+TEST(Tally, CountsALossInTheMiddle) {
   const Tally tally = compare(ecgOf({1, 2, 3, 4}), ecgOf({1, 4}));
   EXPECT_EQ(tally.lost, 2U);
   EXPECT_FALSE(tally.inOrder());
 }
 
-TEST(Tally, SeesALossAtTheBeginning) {
+TEST(Tally, CountsALossAtTheBeginning) {
   EXPECT_EQ(compare(ecgOf({1, 2, 3}), ecgOf({2, 3})).lost, 1U);
 }
 
-TEST(Tally, TellsTheEndThatIsMissingFromALoss) {
+TEST(Tally, CountsAMissingEndSeparatelyFromALoss) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1}));
   EXPECT_EQ(tally.missing, 2U);
   EXPECT_TRUE(tally.inOrder());
   EXPECT_FALSE(tally.complete());
 }
 
-TEST(Tally, SeesWhatArrivedTwice) {
+TEST(Tally, CountsDuplicates) {
   EXPECT_EQ(compare(ecgOf({1, 2, 3}), ecgOf({1, 2, 2, 3})).twice, 1U);
 }
 
-TEST(Tally, SeesWhatArrivedOutOfOrder) {
+TEST(Tally, CountsValuesOutOfOrder) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1, 3, 2}));
   EXPECT_EQ(tally.lost, 1U);
   EXPECT_EQ(tally.twice, 1U);
 }
 
-TEST(Tally, SeesWhatNobodySent) {
+TEST(Tally, CountsValuesThatWereNotSent) {
   EXPECT_EQ(compare(ecgOf({1, 2}), ecgOf({1, 9, 2})).foreign, 1U);
   EXPECT_EQ(compare(ecgOf({}), ecgOf({9})).foreign, 1U);
 }
 
-TEST(Tally, KeepsTheStreamsApart) {
+TEST(Tally, ComparesEachStreamSeparately) {
   Readings sent = ecgOf({1});
   sent[Stream::motion] = {{2}};
   Readings received = ecgOf({2});
@@ -98,7 +98,7 @@ TEST_F(StrapLogTest, SortsFramesByLinkAndStream) {
   EXPECT_TRUE(log.links()[1].end.empty());
 }
 
-TEST_F(StrapLogTest, GoesOnInTheMiddleOfALine) {
+TEST_F(StrapLogTest, ContinuesInTheMiddleOfALine) {
   append("1.5 connected 00:aa\n1.7 sent batt");
   StrapLog log(path_);
   log.refresh();

@@ -38,7 +38,7 @@ TEST(LivingStrap, LosesItsLinkAsOftenAsItsPlanSays) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 4);
 }
 
-TEST(LivingStrap, RefusesASpeedThatCannotBe) {
+TEST(LivingStrap, RefusesAnImpossibleSpeed) {
   MainQueue queue;
   EXPECT_THROW(LivingStrap(queue, {}, 0), std::invalid_argument);
 }

@@ -116,7 +116,7 @@ TEST_F(StrapDeviceTest, TakesOutAndCountsFramesThatNobodyHears) {
   EXPECT_EQ(strapDevice.totals(), (StrapDevice::Counts{0, 0, 2}));
 }
 
-TEST_F(StrapDeviceTest, TellsTheSourceOnceWhenAllFiveAreSubscribed) {
+TEST_F(StrapDeviceTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
   device.setSubscription(simulator::characteristicUUID(Stream::ecg), {.latency = 3s});
   scheduler.advance(500ms);
   ListSource source;

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Zephly::hosts::Error;
 
-// Writes to the world's log, so that the order between what is told and what is asked shows.
+// Writes to the world's log, which records the order of notifications and requests.
 class CentralManagerTest : public testing::Test {
  protected:
   void report(CBManagerState state) {
@@ -60,12 +60,12 @@ using CentralManagerDeathTest = CentralManagerTest;
 
 // Construction.
 
-TEST_F(CentralManagerTest, IsTheDelegateOfThePlatformCentralWhichDoesNotOwnIt) {
+TEST_F(CentralManagerTest, IsAWeaklyHeldDelegateOfThePlatformCentral) {
   EXPECT_EQ(world.delegate.lock(), manager);
   EXPECT_EQ(manager.use_count(), 1);
 }
 
-TEST_F(CentralManagerTest, OwnsItsDelegateAndReleasesEverythingAtItsEnd) {
+TEST_F(CentralManagerTest, OwnsItsDelegateAndReleasesEverythingOnDestruction) {
   discover(strap);
   connect(strap);
   const std::weak_ptr<CBPeripheralDelegate> handler = strap->delegate;
@@ -79,7 +79,7 @@ TEST_F(CentralManagerTest, OwnsItsDelegateAndReleasesEverythingAtItsEnd) {
   EXPECT_EQ(world.central.use_count(), 1);
 }
 
-TEST_F(CentralManagerDeathTest, CannotBeMadeWithoutADelegate) {
+TEST_F(CentralManagerDeathTest, CannotBeCreatedWithoutADelegate) {
   EXPECT_DEATH(CentralManager::init(), "CentralManager.init is not available");
 }
 
@@ -96,7 +96,7 @@ TEST_F(CentralManagerDeathTest, AnEmptyDelegateIsFatalWhenItIsUsed) {
                reason);
 }
 
-TEST_F(CentralManagerDeathTest, AHostThatReportsFromInsideItsCreationFindsNoCentralAndIsFatal) {
+TEST_F(CentralManagerDeathTest, AHostThatCallsBackDuringItsCreationIsFatal) {
   const char* reason = "CentralManager._centralManager is empty";
   const auto existing = world.central;
   existing->current = CBManagerState::poweredOn;
@@ -129,12 +129,12 @@ TEST_F(CentralManagerTest, DoesNothingInAnyOtherState) {
   EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(CentralManagerTest, PoweredOnIsTheValueFive) {
+TEST_F(CentralManagerTest, PoweredOnHasTheValueFive) {
   report(static_cast<CBManagerState>(5));
   EXPECT_THAT(world.log, ElementsAre("scan"));
 }
 
-TEST_F(CentralManagerTest, TheRadioGoingOffAndOnScansAgainAndDisturbsNothingElse) {
+TEST_F(CentralManagerTest, ScansAgainWhenTheRadioIsSwitchedOffAndOn) {
   report(CBManagerState::poweredOn);
   discover(strap);
   connect(strap);
@@ -148,13 +148,13 @@ TEST_F(CentralManagerTest, TheRadioGoingOffAndOnScansAgainAndDisturbsNothingElse
 
 // Discovery.
 
-TEST_F(CentralManagerTest, AsksToConnectToTheStrap) {
+TEST_F(CentralManagerTest, RequestsAConnectionToTheStrap) {
   discover(strap);
   EXPECT_THAT(world.log, ElementsAre("connect"));
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
 }
 
-TEST_F(CentralManagerTest, IgnoresDevicesWithoutANameOrWithAnother) {
+TEST_F(CentralManagerTest, IgnoresDevicesWithoutTheStrapsName) {
   discover(world.peripheral(std::nullopt));
   for (const char* name :
        {"", "zephly", "ZEPHLY", "Zephly ", " Zephly", "Zephly2", "Zephl", "Zephlу"}) {
@@ -164,7 +164,7 @@ TEST_F(CentralManagerTest, IgnoresDevicesWithoutANameOrWithAnother) {
   EXPECT_THAT(world.log, IsEmpty());
 }
 
-TEST_F(CentralManagerTest, IgnoresWhatTheAdvertisementSaysBesidesTheName) {
+TEST_F(CentralManagerTest, IgnoresAllButTheNameInAnAdvertisement) {
   CBAdvertisementData advertisement;
   advertisement.localName = "Zephly";
   manager->centralManagerDidDiscoverPeripheral(world.central, world.peripheral("other"),
@@ -187,13 +187,13 @@ TEST_F(CentralManagerTest, IgnoresSignalStrengthAndAdvertisedServices) {
   EXPECT_THAT(world.log, ElementsAre("connect"));
 }
 
-TEST_F(CentralManagerTest, DiscoveriesWhileConnectedCountLikeAnyOther) {
+TEST_F(CentralManagerTest, TreatsDiscoveriesWhileConnectedLikeOthers) {
   const auto second = world.peripheral("Zephly");
   discover(strap);
   connect(strap);
   world.log.clear();
   world.central->requested.clear();
-  // The one that is connected and remembered, another one, and the connected one again.
+  // The connected device, another device, and the connected device again.
   for (const auto& found : {strap, second, strap}) {
     discover(found);
     EXPECT_EQ(SessionTestAccess::rememberedPeripheral(*manager), found);
@@ -202,7 +202,7 @@ TEST_F(CentralManagerTest, DiscoveriesWhileConnectedCountLikeAnyOther) {
   EXPECT_THAT(world.log, ElementsAre("connect", "connect", "connect"));
 }
 
-TEST_F(CentralManagerTest, EveryMatchingDiscoveryAsksAgainAndTheLaterDeviceIsRemembered) {
+TEST_F(CentralManagerTest, RequestsAConnectionAtEveryMatchingDiscoveryAndKeepsTheLatestDevice) {
   const auto second = world.peripheral("Zephly");
   discover(strap);
   EXPECT_EQ(strap.use_count(), 3);  // here, in the manager, in the request
@@ -215,7 +215,7 @@ TEST_F(CentralManagerTest, EveryMatchingDiscoveryAsksAgainAndTheLaterDeviceIsRem
 
 // Connection.
 
-TEST_F(CentralManagerTest, OnConnectionTheHandlerIsSetBeforeDiscoveryAndThenTheSessionIsTold) {
+TEST_F(CentralManagerTest, OnConnectionSetsTheHandlerThenDiscoversThenNotifiesTheSession) {
   connect(strap);
   EXPECT_THAT(world.log, ElementsAre("setDelegate", "discoverServices", "didConnectPeripheral"));
   EXPECT_NE(std::dynamic_pointer_cast<ZephlyPeripheral>(strap->delegate.lock()), nullptr);
@@ -230,7 +230,7 @@ TEST_F(CentralManagerTest, TheHandlerReportsToTheManager) {
   EXPECT_THAT(world.log, ElementsAre("didReceiveBatteryStatus 100 true"));
 }
 
-TEST_F(CentralManagerTest, EachConnectionHasAHandlerOfItsOwnThatReplacesTheOneBefore) {
+TEST_F(CentralManagerTest, EachConnectionReplacesTheHandler) {
   const auto second = world.peripheral("Zephly");
   connect(strap);
   EXPECT_FALSE(strap->delegate.expired());
@@ -239,13 +239,13 @@ TEST_F(CentralManagerTest, EachConnectionHasAHandlerOfItsOwnThatReplacesTheOneBe
   EXPECT_FALSE(second->delegate.expired());
 }
 
-TEST_F(CentralManagerDeathTest, TheHandlersDelegateIsTheManagerAndNotTheSession) {
+TEST_F(CentralManagerDeathTest, TheManagerIsTheHandlersDelegate) {
   connect(strap);
   const auto handler = strap->delegate.lock();
   const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
   battery->current = Zephly::hosts::Data::of({0xE8, 0x03, 1});
   manager.reset();
-  ASSERT_NE(session, nullptr);  // alive, but nobody the handler knows of
+  ASSERT_NE(session, nullptr);  // alive, but unknown to the handler
   EXPECT_DEATH(handler->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError),
                "ZephlyPeripheral.zephlyDelegate is gone");
 }
@@ -287,20 +287,20 @@ TEST_F(CentralManagerTest, AFailedAttemptAfterALostConnectionIsNotRetried) {
   EXPECT_THAT(world.log, IsEmpty());
 }
 
-TEST_F(CentralManagerTest, AFailedConnectionIsOneFixedLineAndNothingElse) {
+TEST_F(CentralManagerTest, AFailedConnectionOnlyPrintsAFixedLine) {
   discover(strap);
   world.log.clear();
   fail(strap, Error::of("why"));
   fail(strap);
   EXPECT_EQ(output.text(), "didFailToConnectPeripheral\ndidFailToConnectPeripheral\n");
   EXPECT_THAT(world.log, IsEmpty());
-  discover(strap);  // the next advertisement is the next attempt
+  discover(strap);  // the next advertisement leads to the next attempt
   EXPECT_THAT(world.log, ElementsAre("connect"));
 }
 
 // Disconnection.
 
-TEST_F(CentralManagerTest, TellsTheDisconnectionBeforeItAsksToReconnect) {
+TEST_F(CentralManagerTest, ReportsTheDisconnectionBeforeItRequestsReconnection) {
   connect(strap);
   world.log.clear();
   disconnect(strap);
@@ -315,7 +315,7 @@ TEST_F(CentralManagerTest, ADisconnectionWithoutAnErrorPrintsNothing) {
   EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(CentralManagerTest, ADisconnectionWithAnErrorPrintsOneLineAndReconnectsAllTheSame) {
+TEST_F(CentralManagerTest, ADisconnectionWithAnErrorPrintsOneLineAndReconnects) {
   disconnect(strap, Error::of("out of range"));
   EXPECT_EQ(output.text(), "didDisconnectPeripheral: out of range\n");
   EXPECT_THAT(world.log, ElementsAre("didDisconnectPeripheral", "connect"));
@@ -335,7 +335,7 @@ TEST_F(CentralManagerTest, ReadsTheNameOfALostDeviceWhenThereIsAnError) {
   EXPECT_EQ(strap->nameReads, before + 1);
 }
 
-TEST_F(CentralManagerTest, ReportsTheLossOfADeviceThatIsNotTheOneFoundLast) {
+TEST_F(CentralManagerTest, ReportsTheLossOfADeviceOtherThanTheLatestFound) {
   const auto second = world.peripheral("Zephly");
   discover(strap);
   connect(strap);
@@ -361,7 +361,7 @@ TEST_F(CentralManagerTest, ReconnectionIsNotLimitedInNumber) {
   EXPECT_EQ(world.central->requested.size(), 1000u);
 }
 
-TEST_F(CentralManagerTest, ReconnectsToTheDeviceThatWasLostNotToTheOneFoundLast) {
+TEST_F(CentralManagerTest, ReconnectsToTheLostDeviceNotToTheLatestFound) {
   const auto second = world.peripheral("Zephly");
   connect(strap);
   discover(second);
@@ -370,7 +370,7 @@ TEST_F(CentralManagerTest, ReconnectsToTheDeviceThatWasLostNotToTheOneFoundLast)
   EXPECT_THAT(world.central->requested, ElementsAre(strap));
 }
 
-TEST_F(CentralManagerTest, TheOldHandlerStaysUntilTheNextConnection) {
+TEST_F(CentralManagerTest, KeepsTheHandlerUntilTheNextConnection) {
   connect(strap);
   const auto* handler = strap->delegate.lock().get();
   disconnect(strap);
@@ -381,7 +381,7 @@ TEST_F(CentralManagerTest, TheOldHandlerStaysUntilTheNextConnection) {
 
 // Relays.
 
-TEST_F(CentralManagerTest, PassesEveryValueOnUnchanged) {
+TEST_F(CentralManagerTest, ForwardsEveryValueUnchanged) {
   manager->didReceiveTemperature(36.5f, 21.25f);
   manager->didReceiveECG({1, 2, 3});
   manager->didReceiveRespiration({});
@@ -398,7 +398,7 @@ TEST_F(CentralManagerTest, ConnectionCallsOfTheHandlerHaveNoEffect) {
   EXPECT_THAT(world.log, IsEmpty());
 }
 
-TEST_F(CentralManagerTest, SixOperationsAnswerToTheirMessageNames) {
+TEST_F(CentralManagerTest, RespondsToTheMessageNamesOfSixOperations) {
   manager->performSelector("didConnectPeripheral");
   manager->performSelector("didDisconnectPeripheral");
   EXPECT_THAT(world.log, IsEmpty());
@@ -416,7 +416,7 @@ TEST_F(CentralManagerTest, TheBatteryOperationHasNoMessageName) {
   EXPECT_FALSE(manager->respondsToSelector("didReceiveBatteryStatus:"));
 }
 
-TEST_F(CentralManagerTest, AnswersToThePlatformsMessageNames) {
+TEST_F(CentralManagerTest, RespondsToThePlatformsMessageNames) {
   for (const char* name :
        {"centralManagerDidUpdateState:",
         "centralManager:didDiscoverPeripheral:advertisementData:RSSI:",
@@ -426,7 +426,7 @@ TEST_F(CentralManagerTest, AnswersToThePlatformsMessageNames) {
   }
 }
 
-TEST_F(CentralManagerTest, PlatformMessagesSentByNameDoTheSame) {
+TEST_F(CentralManagerTest, HandlesPlatformMessagesSentByName) {
   const auto central = std::shared_ptr<CBCentralManager>(world.central);
   const auto device = std::shared_ptr<CBPeripheral>(strap);
   const auto failure = std::shared_ptr<const NSError>(std::make_shared<Error>("broken"));

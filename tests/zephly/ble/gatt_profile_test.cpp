@@ -13,7 +13,7 @@ TEST(GATTProfile, CharacteristicIdentifiers) {
   EXPECT_EQ(motionCharacteristicUUID().UUIDString(), "49366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 }
 
-TEST(GATTProfile, FiveAreSubscribedToInThisOrder) {
+TEST(GATTProfile, ListsTheFiveCharacteristicsInOrder) {
   EXPECT_THAT(characteristics(),
               testing::ElementsAre(temperatureCharacteristicUUID(), batteryCharacteristicUUID(),
                                    ecgCharacteristicUUID(), respirationCharacteristicUUID(),

@@ -42,12 +42,12 @@ class ZephlyPeripheralTest : public testing::Test {
   }
 
   fake::Log asked;
-  recorded::Log told;
+  recorded::Log calls;
   CapturedOutput output;
   std::shared_ptr<fake::Peripheral> peripheral =
       std::make_shared<fake::Peripheral>(asked, "Zephly");
   std::shared_ptr<recorded::PeripheralDelegate> delegate =
-      std::make_shared<recorded::PeripheralDelegate>(told);
+      std::make_shared<recorded::PeripheralDelegate>(calls);
   std::shared_ptr<ZephlyPeripheral> handler = ZephlyPeripheral::init(delegate);
 };
 
@@ -55,7 +55,7 @@ using ZephlyPeripheralDeathTest = ZephlyPeripheralTest;
 
 // Service discovery.
 
-TEST_F(ZephlyPeripheralTest, AsksForTheCharacteristicsOfEachServiceInOrder) {
+TEST_F(ZephlyPeripheralTest, DiscoversTheCharacteristicsOfEachServiceInOrder) {
   peripheral->list = {{std::make_shared<fake::Service>("0003"),
                        std::make_shared<fake::Service>("0001"),
                        std::make_shared<fake::Service>("0002")}};
@@ -71,7 +71,7 @@ TEST_F(ZephlyPeripheralTest, IgnoresAnErrorOfServiceDiscoveryEntirely) {
   EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(ZephlyPeripheralTest, EveryAnswerOfServicesIsFollowed) {
+TEST_F(ZephlyPeripheralTest, HandlesEveryAnswerOfServices) {
   peripheral->list = {{std::make_shared<fake::Service>("0001")}};
   handler->peripheralDidDiscoverServices(peripheral, fake::noError);
   peripheral->list->push_back(std::make_shared<fake::Service>("0002"));
@@ -80,7 +80,7 @@ TEST_F(ZephlyPeripheralTest, EveryAnswerOfServicesIsFollowed) {
                                  "discoverCharacteristics 0002"));
 }
 
-TEST_F(ZephlyPeripheralTest, AsksForNothingWhenThereAreNoServices) {
+TEST_F(ZephlyPeripheralTest, DiscoversNothingWithoutServices) {
   peripheral->list.emplace();
   handler->peripheralDidDiscoverServices(peripheral, fake::noError);
   EXPECT_THAT(asked, IsEmpty());
@@ -122,7 +122,7 @@ TEST_F(ZephlyPeripheralTest, SubscribesToEveryCharacteristicOfAnIdentifier) {
   EXPECT_THAT(asked, ElementsAre("subscribe 46366E80", "subscribe 47366E80", "subscribe 46366E80"));
 }
 
-TEST_F(ZephlyPeripheralTest, EveryAnswerOfCharacteristicsIsFollowed) {
+TEST_F(ZephlyPeripheralTest, HandlesEveryAnswerOfCharacteristics) {
   auto service = std::make_shared<fake::Service>("0001");
   service->list = {{characteristic(ecgCharacteristicUUID())}};
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
@@ -226,14 +226,14 @@ TEST_F(ZephlyPeripheralTest, PrintsAFailedSubscriptionAndDoesNotRetry) {
             "46366E80-CF3A-11E1-9AB4-0002A5D5C51B Error changing notification state: "
             "not \"permitted\"\n");
   EXPECT_THAT(asked, IsEmpty());
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(ZephlyPeripheralTest, SaysNothingOfASubscriptionThatSucceeded) {
+TEST_F(ZephlyPeripheralTest, PrintsNothingForASuccessfulSubscription) {
   handler->peripheralDidUpdateNotificationStateForCharacteristic(
       peripheral, characteristic(ecgCharacteristicUUID()), fake::noError);
   EXPECT_EQ(output.text(), "");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
 // Values.
@@ -242,7 +242,7 @@ TEST_F(ZephlyPeripheralTest, DropsAValueWithAnErrorAndPrintsIt) {
   handler->peripheralDidUpdateValueForCharacteristic(
       peripheral, characteristic(ecgCharacteristicUUID(), {1, 2, 3}), Error::of("broken"));
   EXPECT_EQ(output.text(), "Error reading characteristics: broken\n");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(ZephlyPeripheralTest, IgnoresAnAbsentValue) {
@@ -250,69 +250,69 @@ TEST_F(ZephlyPeripheralTest, IgnoresAnAbsentValue) {
   silent->current = nullptr;
   handler->peripheralDidUpdateValueForCharacteristic(peripheral, silent, fake::noError);
   EXPECT_EQ(output.text(), "");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(ZephlyPeripheralTest, IgnoresAForeignCharacteristic) {
   deliver(CBUUID::UUIDWithString("2A19"), {100});
   deliver(CBUUID::UUIDWithString("4A366E80-CF3A-11E1-9AB4-0002A5D5C51B"), {100});
   EXPECT_EQ(output.text(), "");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversTemperature) {
   deliver(temperatureCharacteristicUUID(), {0x43, 0x3A, 0, 0});
-  EXPECT_THAT(told, ElementsAre(recorded::call("didReceiveTemperature", 25.149994f, -273.15f)));
+  EXPECT_THAT(calls, ElementsAre(recorded::call("didReceiveTemperature", 25.149994f, -273.15f)));
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversECG) {
   deliver(ecgCharacteristicUUID(), {0, 0, 0x40, 0, 0, 0x80});
-  EXPECT_THAT(told, ElementsAre("didReceiveECG 1.21 -2.42 0 0 0 0"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveECG 1.21 -2.42 0 0 0 0"));
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversRespirationByTheECGDecoderAndNeverAsECG) {
   deliver(respirationCharacteristicUUID(), {0, 0, 0x40, 0, 0, 0x80});
-  EXPECT_THAT(told, ElementsAre("didReceiveRespiration 1.21 -2.42 0 0 0 0"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveRespiration 1.21 -2.42 0 0 0 0"));
 }
 
-TEST_F(ZephlyPeripheralTest, TheSameBytesAreTheSameSixValuesAsECGAndAsRespiration) {
+TEST_F(ZephlyPeripheralTest, DecodesECGAndRespirationAlike) {
   const std::vector<std::uint8_t> bytes = {0x01, 0,    0,    0xFF, 0xFF, 0xFF, 0, 0, 0x80,
                                            0xFF, 0xFF, 0x7F, 0,    0,    0,    0, 0, 0};
   deliver(ecgCharacteristicUUID(), bytes);
   deliver(respirationCharacteristicUUID(), bytes);
-  EXPECT_THAT(told, ElementsAre("didReceiveECG 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0",
-                                "didReceiveRespiration 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveECG 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0",
+                                 "didReceiveRespiration 2.88486e-07 -2.88486e-07 -2.42 2.42 0 0"));
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversBattery) {
   deliver(batteryCharacteristicUUID(), {0xE8, 0x03, 2});
-  EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 100 true"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveBatteryStatus 100 true"));
 }
 
 TEST_F(ZephlyPeripheralTest, DeliversMotion) {
   deliver(motionCharacteristicUUID(),
           {0x40, 0, 0x20, 0, 0xC0, 0, 0x10, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0xFF, 0xFF, 0, 0});
-  EXPECT_THAT(told, ElementsAre("didReceiveIMUValues 1 0.5 -1 0.25 1 2 -1"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveIMUValues 1 0.5 -1 0.25 1 2 -1"));
 }
 
-TEST_F(ZephlyPeripheralTest, AnyNotificationIsAtMostOneCall) {
+TEST_F(ZephlyPeripheralTest, ANotificationIsAtMostOneCall) {
   for (const CBUUID& uuid : characteristics()) {
     for (std::size_t length = 0; length <= 64; ++length) {
-      told.clear();
+      calls.clear();
       deliver(uuid, std::vector<std::uint8_t>(length, 0xA5));
-      EXPECT_EQ(told.size(), 1u);
+      EXPECT_EQ(calls.size(), 1u);
     }
   }
 }
 
-TEST_F(ZephlyPeripheralDeathTest, ADelegateThatIsGoneAtDeliveryIsFatalForEveryStream) {
+TEST_F(ZephlyPeripheralDeathTest, DeliveringToADestroyedDelegateIsFatalForEveryStream) {
   delegate.reset();
   for (const CBUUID& uuid : characteristics()) {
     EXPECT_DEATH(deliver(uuid, {1, 2, 3}), "ZephlyPeripheral.zephlyDelegate is gone");
   }
 }
 
-TEST_F(ZephlyPeripheralTest, ADelegateThatIsGoneDoesNotMatterWhenNothingIsDelivered) {
+TEST_F(ZephlyPeripheralTest, ADestroyedDelegateIsIgnoredWhileNothingIsDelivered) {
   delegate.reset();
   const auto ecg = characteristic(ecgCharacteristicUUID());
   auto service = std::make_shared<fake::Service>("0001");
@@ -329,11 +329,11 @@ TEST_F(ZephlyPeripheralTest, ADelegateThatIsGoneDoesNotMatterWhenNothingIsDelive
             "characteristic 46366E80-CF3A-11E1-9AB4-0002A5D5C51B\n"
             "46366E80-CF3A-11E1-9AB4-0002A5D5C51B Error changing notification state: no\n"
             "Error reading characteristics: broken\n");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(calls, IsEmpty());
 }
 
-// The last owner of the delegate drops it during a delivery.
-TEST_F(ZephlyPeripheralTest, ADelegateIsAliveUntilTheEndOfItsCall) {
+// The last owner of the delegate releases it during a delivery.
+TEST_F(ZephlyPeripheralTest, KeepsTheDelegateAliveDuringItsCall) {
   class Application : public Leaving<ZephlyPeripheralDelegate> {
    public:
     using Leaving::Leaving;
@@ -346,24 +346,24 @@ TEST_F(ZephlyPeripheralTest, ADelegateIsAliveUntilTheEndOfItsCall) {
     void didReceiveIMUValues(float, float, float, float, float, float, float) override { leave(); }
   };
   for (const CBUUID& uuid : characteristics()) {
-    told.clear();
+    calls.clear();
     std::shared_ptr<Leaving<ZephlyPeripheralDelegate>> owner;
-    owner = std::make_shared<Application>(told, owner);
+    owner = std::make_shared<Application>(calls, owner);
     handler = ZephlyPeripheral::init(owner);
     deliver(uuid, {1, 2, 3});
-    EXPECT_THAT(told, stayedUntilTheEndOfItsCall());
+    EXPECT_THAT(calls, stayedUntilTheEndOfItsCall());
   }
 }
 
 // The object.
 
-TEST_F(ZephlyPeripheralDeathTest, CannotBeMadeWithoutADelegate) {
+TEST_F(ZephlyPeripheralDeathTest, CannotBeCreatedWithoutADelegate) {
   EXPECT_DEATH(ZephlyPeripheral::init(), "ZephlyPeripheral.init is not available");
 }
 
 TEST_F(ZephlyPeripheralTest, DoesNotOwnItsDelegate) { EXPECT_EQ(delegate.use_count(), 1); }
 
-TEST_F(ZephlyPeripheralTest, AnswersToItsFourMessageNames) {
+TEST_F(ZephlyPeripheralTest, RespondsToItsFourMessageNames) {
   for (const char* name :
        {"peripheral:didDiscoverCharacteristicsForService:error:",
         "peripheral:didUpdateNotificationStateForCharacteristic:error:",
@@ -375,10 +375,10 @@ TEST_F(ZephlyPeripheralTest, AnswersToItsFourMessageNames) {
   handler->performSelector("peripheral:didUpdateValueForCharacteristic:error:",
                            std::shared_ptr<CBPeripheral>(peripheral),
                            std::shared_ptr<CBCharacteristic>(value), fake::noError);
-  EXPECT_THAT(told, ElementsAre("didReceiveBatteryStatus 1 false"));
+  EXPECT_THAT(calls, ElementsAre("didReceiveBatteryStatus 1 false"));
 }
 
-TEST_F(ZephlyPeripheralTest, DiscoveryAndFailuresCanBeSentByName) {
+TEST_F(ZephlyPeripheralTest, HandlesDiscoveryAndFailuresSentByName) {
   const auto device = std::shared_ptr<CBPeripheral>(peripheral);
   const std::shared_ptr<const NSError> failure = Error::of("broken");
   const auto service = std::make_shared<fake::Service>("0001");

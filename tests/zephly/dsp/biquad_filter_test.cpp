@@ -28,7 +28,7 @@ double lastOfConstant(BiquadFilter& filter, double level, int steps) {
   return y;
 }
 
-// The amplitude of the answer to a sine of amplitude 1, once the filter has settled.
+// The amplitude of the response to a sine of amplitude 1 after settling.
 double gainAt(BiquadFilter& filter, double frequency) {
   double peak = 0.0;
   for (int i = 0; i < 40000; ++i) {
@@ -104,7 +104,7 @@ TEST(BiquadFilterTest, OrderIsTwiceTheNumberOfSectionsAndAnOddOneLosesItsHalf) {
   }
 }
 
-TEST(BiquadFilterTest, MatchesTheWrittenOutCascadeBitForBit) {
+TEST(BiquadFilterTest, MatchesTheReferenceCascadeBitForBit) {
   for (const NamedSignal& signal : realisticSignals(120000)) {
     for (const Design& design : designs) {
       SCOPED_TRACE(signal.name + ", type " + std::to_string(design.type));
@@ -119,7 +119,7 @@ TEST(BiquadFilterTest, MatchesTheWrittenOutCascadeBitForBit) {
 
 TEST(BiquadFilterTest, MatchesForAllKindsOfDesignNumbers) {
   const std::vector<double> input = noisySine(500, 4);
-  // Among them frequencies and qualities for which the filter is of no use or unstable.
+  // Includes frequencies and qualities for which the filter is useless or unstable.
   for (const double Fc : {0.0, 8e-5, 0.004, 0.1, 0.25, 0.3333, 0.5, 0.75, -0.1, 1e10}) {
     for (const double Q : {0.0, 1e-3, 0.5, 0.707, 1.0, 15.0, -2.0, 1e300}) {
       for (const Design& design : designs) {
@@ -191,7 +191,7 @@ TEST(BiquadFilterTest, ResetOfAFreshFilterLeavesItAtRest) {
   EXPECT_SAME_BITS(filter.process(0.0), 0.0);
 }
 
-// Notes the calls of its process, which changes what it remembers.
+// Records the calls of its process, which changes lastInput().
 class CountingBiquad : public BiquadFilter {
  public:
   CountingBiquad() : BiquadFilter(BiquadHighpass, 0.01, 2, 0.707) {}

@@ -20,7 +20,7 @@ using Zephly::BodyTemperatureEstimator;
 
 constexpr float beyondIntegers = -214748364.8F;
 
-// The rule restated.
+// A reference implementation of the rule.
 class Estimate {
  public:
   float process(float object, float ambient) {
@@ -56,7 +56,7 @@ float first(float object, float ambient) {
   return BodyTemperatureEstimator().process(object, ambient);
 }
 
-TEST(BodyTemperatureEstimator, TheFirstReadingsAreTheirOwnMeans) {
+TEST(BodyTemperatureEstimator, TheFirstReadingsAreAveragedAlone) {
   EXPECT_THAT(first(34.0F, 25.0F), SameBits(36.8F));
 }
 
@@ -64,12 +64,12 @@ TEST(BodyTemperatureEstimator, AWarmSkinTakesTheSecondPiece) {
   EXPECT_THAT(first(36.0F, 25.0F), SameBits(38.0F));
 }
 
-TEST(BodyTemperatureEstimator, SteadyReadingsStayWhereTheyBegan) {
+TEST(BodyTemperatureEstimator, ConstantReadingsGiveAConstantEstimate) {
   BodyTemperatureEstimator estimator;
   for (int i = 0; i < 100; ++i) ASSERT_THAT(estimator.process(34.0F, 25.0F), SameBits(36.8F));
 }
 
-// Ambient temperatures so far off that the two pieces, which nearly meet here, give different
+// Ambient temperatures so different that the two pieces, which nearly meet here, give different
 // tenths.
 TEST(BodyTemperatureEstimator, TheKneeItselfBelongsToTheFirstPiece) {
   const float knee = 35.833332F;
@@ -92,8 +92,8 @@ TEST(BodyTemperatureEstimator, JustAboveTheKneeIsTheSecondPiece) {
   EXPECT_THAT(first(above, -1e6F), SameBits(expected.process(above, -1e6F)));
 }
 
-// With equal temperatures the estimate is the temperature, whatever the factor.
-TEST(BodyTemperatureEstimator, EqualTemperaturesGiveThemselves) {
+// With equal temperatures the estimate is the temperature, for every factor.
+TEST(BodyTemperatureEstimator, EqualTemperaturesAreTheEstimate) {
   for (const float temperature : {-40.0F, 0.0F, 20.5F, 35.0F, 36.5F, 42.0F}) {
     EXPECT_THAT(first(temperature, temperature), SameBits(temperature));
   }
@@ -106,7 +106,7 @@ TEST(BodyTemperatureEstimator, TruncatesTowardsZero) {
   EXPECT_THAT(first(-0.09F, -0.09F), SameBits(0.0F));
 }
 
-// Seen through readings of which only those in the windows are equal to each other.
+// Only the readings in the windows are equal to each other.
 TEST(BodyTemperatureEstimator, TheSkinIsAveragedOverFiveReadingsAndTheSurroundingsOverTwenty) {
   BodyTemperatureEstimator estimator;
   Estimate expected;
@@ -131,7 +131,7 @@ TEST(BodyTemperatureEstimator, WindowsEndAfterTheirLastReading) {
   EXPECT_EQ(estimator.process(20.0F, 20.0F), 20.0F);
 }
 
-TEST(BodyTemperatureEstimator, WhatIsNoIntegerOfTenthsIsTheSmallestOne) {
+TEST(BodyTemperatureEstimator, GivesTheSmallestIntegerForAnUnrepresentableEstimate) {
   EXPECT_THAT(first(notANumber, 25.0F), SameBits(beyondIntegers));
   EXPECT_THAT(first(34.0F, notANumber), SameBits(beyondIntegers));
   EXPECT_THAT(first(infinity, 25.0F), SameBits(beyondIntegers));
@@ -140,7 +140,7 @@ TEST(BodyTemperatureEstimator, WhatIsNoIntegerOfTenthsIsTheSmallestOne) {
   EXPECT_THAT(first(2e8F, 2e8F), SameBits(2e8F));
 }
 
-TEST(BodyTemperatureEstimator, AnUnknownReadingSpoilsTheEstimateWhileItIsInItsWindow) {
+TEST(BodyTemperatureEstimator, ANanReadingSpoilsTheEstimateWhileItIsInItsWindow) {
   BodyTemperatureEstimator estimator;
   estimator.process(notANumber, 25.0F);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(estimator.process(34.0F, 25.0F), beyondIntegers) << i;

@@ -47,7 +47,7 @@ TEST(ButterworthFilter, AHighPassConvergesToZero) {
   EXPECT_NEAR(settled(ButterworthFilter(5, 100, Highpass, 1.4F), -2), 0, 1e-5);
 }
 
-// Without feedback of the last output, so that every output can be checked by hand.
+// Without feedback of the last output, so that outputs can be checked by hand.
 TEST(ButterworthFilter, AQuarterOfTheSampleRateIsTheSameForBothTypesUpToSigns) {
   ButterworthFilter high(15, 60, Highpass, 2);
   ButterworthFilter low(15, 60, Lowpass, 2);
@@ -82,12 +82,12 @@ TEST(ButterworthFilter, MoreResonanceTermDampsMore) {
   EXPECT_GT(resonantPeak, 1.5F);
 }
 
-TEST(ButterworthFilter, AnUnknownPassTypeGivesNothing) {
+TEST(ButterworthFilter, AnUnknownPassTypeGivesZero) {
   ButterworthFilter filter(1, 60, static_cast<PassType>(2), 2);
   for (int i = 0; i < 5; ++i) EXPECT_THAT(filter.process(1), SameBits(0.0F));
 }
 
-TEST(ButterworthFilter, ASampleRateOfZeroGivesNoNumber) {
+TEST(ButterworthFilter, ASampleRateOfZeroGivesNan) {
   ButterworthFilter filter(1, 0, Lowpass, 2);
   EXPECT_TRUE(std::isnan(filter.process(1)));
 }

@@ -36,7 +36,7 @@ TEST(ECGMultiBandpassFilterTest, FirstSampleOfZeroGivesZero) {
   EXPECT_SAME_BITS(filter.process(0.0F), 0.0F);
 }
 
-TEST(ECGMultiBandpassFilterTest, MatchesTheWrittenOutChainBitForBit) {
+TEST(ECGMultiBandpassFilterTest, MatchesTheReferenceChainBitForBit) {
   for (const NamedSignal& signal : realisticSignals(30000)) {
     SCOPED_TRACE(signal.name);
     expectMatchesEcgChain(signal.samples);

@@ -1,5 +1,5 @@
-// Samples are filtered at their rate for days: nothing may allocate on the way. And where memory
-// runs out during construction, nothing may be left behind.
+// Filters run for days: processing a sample must not allocate. When memory runs out during
+// construction, nothing may leak.
 #include <tests/support/allocation_count.h>
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>
@@ -27,8 +27,8 @@ std::size_t allocationsOf(Work&& work) {
   return allocationCount() - before;
 }
 
-// Builds a `Chain` again and again, each time with a later allocation failing, until it succeeds,
-// and returns how many attempts failed. Expects of each that it gave back what it had allocated.
+// Constructs a `Chain` repeatedly, each time with a later allocation failing, until it succeeds,
+// and returns the number of failures. Expects each failure to free its allocations.
 template <class Chain>
 std::size_t failedConstructions() {
   for (std::size_t number = 1;; ++number) {
@@ -86,12 +86,12 @@ TEST(FilterAllocationTest, ChainsDoNotAllocateAfterConstruction) {
             0U);
 }
 
-TEST(FilterAllocationTest, FailedConstructionOfAChainLeavesNothingBehind) {
+TEST(FilterAllocationTest, FailedConstructionOfAChainLeaksNothing) {
   EXPECT_GT(failedConstructions<Zephly::ECGMultiBandpassFilter>(), 14U);
   EXPECT_GT(failedConstructions<Zephly::RespirationFilter>(), 14U);
 }
 
-TEST(FilterAllocationTest, FilterThatCannotBeAddedIsDeleted) {
+TEST(FilterAllocationTest, DeletesAFilterThatCannotBeAdded) {
   const std::size_t before = liveAllocationCount();
   MultiFilter chain;
   auto* const filter = new MedianFilter(5);

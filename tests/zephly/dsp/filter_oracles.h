@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What the filters have to compute, written out again, slowly and without any of their code. The
-/// order of the operations and every rounding count: results are compared bit for bit.
+/// Slow reference implementations of the filters that share no code with them. The order of the
+/// operations and every rounding matter: results are compared bit for bit.
 
 #include <algorithm>
 #include <cmath>
@@ -96,8 +96,8 @@ class Median {
   std::vector<double> history_;
 };
 
-/// Scales by the extremes of the latest samples. They stand in a circle, and the search begins at a
-/// fixed place of it: that matters when there is a NaN.
+/// Scales by the extremes of the latest samples. They are stored in a ring, and the search starts
+/// at a fixed index: that matters when there is a NaN.
 class Normalization {
  public:
   Normalization(std::size_t size, bool symmetric) : symmetric_(symmetric), circle_(size, 0.0) {}
@@ -126,7 +126,7 @@ class Normalization {
   std::size_t steps_ = 0;
 };
 
-/// The input of `delay` samples ago less the low-passed input of now.
+/// The input of `delay` samples ago minus the current low-passed input.
 class LowCut {
  public:
   LowCut(std::size_t delay, double frequency, int sections)

@@ -35,7 +35,7 @@ void expectFollowsTheRule(const std::vector<float>& samples) {
   }
 }
 
-TEST(LeadoffDetector, TheFirstSampleOfAllIsFlat) {
+TEST(LeadoffDetector, TheFirstSampleIsFlat) {
   LeadoffDetector detector;
   EXPECT_FALSE(detector.process(2.0F));
 }
@@ -71,7 +71,7 @@ TEST(LeadoffDetector, ASpikeCountsUntilSeventyLaterSamplesHavePushedItOut) {
   EXPECT_FALSE(detector.process(0.5F));
 }
 
-TEST(LeadoffDetector, ASpikeAsTheFirstSampleLeavesInTheSameWay) {
+TEST(LeadoffDetector, ASpikeAsTheFirstSampleLeavesTheWindowToo) {
   LeadoffDetector detector;
   detector.process(1.0F);
   for (int call = 1; call < 70; ++call) EXPECT_TRUE(detector.process(0.5F)) << call;
@@ -101,11 +101,11 @@ TEST(LeadoffDetector, AmplitudeLooksAtAllOfALongVector) {
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection(samples));
 }
 
-TEST(LeadoffDetector, NothingHasNoAmplitude) {
+TEST(LeadoffDetector, AnEmptyVectorHasNoAmplitude) {
   EXPECT_FALSE(LeadoffDetector().leadoffAmpltiudeDetection({}));
 }
 
-TEST(LeadoffDetector, PassesOverWhatIsNotANumberUnlessItComesFirst) {
+TEST(LeadoffDetector, IgnoresNanUnlessItComesFirst) {
   const LeadoffDetector detector;
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection({0.0F, notANumber, 1.0F, notANumber}));
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection({0.0F, notANumber}));
@@ -142,7 +142,7 @@ TEST(LeadoffDetector, FollowsTheRuleForAnySamples) {
   expectFollowsTheRule(samples);
 }
 
-TEST(LeadoffDetector, SaturationOfNothingIsFalse) {
+TEST(LeadoffDetector, AnEmptyVectorIsNotSaturated) {
   EXPECT_FALSE(LeadoffDetector().leadoffSaturationDetection({}));
 }
 

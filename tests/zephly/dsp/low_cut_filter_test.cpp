@@ -38,7 +38,7 @@ TEST(LowCutFilterTest, GivesOnlyTheNegatedLowPassUntilTheDelayHasPassed) {
   EXPECT_SAME_BITS(filter.process(input[109]), input[0] - lowPass.step(input[109]));
 }
 
-TEST(LowCutFilterTest, TakesAConstantLevelAway) {
+TEST(LowCutFilterTest, RemovesAConstantLevel) {
   LowCutFilter filter(110, 0.004, 4);
   double y = 1.0;
   for (int i = 0; i < 10000; ++i) y = filter.process(2.5);
@@ -80,7 +80,7 @@ TEST(LowCutFilterTest, ResetClearsNeitherTheLineNorTheLowPass) {
   for (const double x : {1.0, 8.0, 0.5}) EXPECT_SAME_BITS(filter.process(x), expected.step(x));
 }
 
-TEST(LowCutFilterTest, MatchesTheWrittenOutRuleBitForBit) {
+TEST(LowCutFilterTest, MatchesTheReferenceBitForBit) {
   for (const NamedSignal& signal : realisticSignals(120000)) {
     SCOPED_TRACE(signal.name);
     for (const int delayLength : {1, 2, 110}) expectMatchesLowCut(delayLength, signal.samples);
@@ -98,11 +98,11 @@ TEST(LowCutFilterTest, NegativeDelayOrOrderFailsInAllocation) {
   EXPECT_THROW(LowCutFilter(3, 0.1, -2), std::bad_array_new_length);
 }
 
-TEST(LowCutFilterDeathTest, NoDelayLineIsFatal) {
+TEST(LowCutFilterDeathTest, ADelayOfZeroIsFatal) {
   EXPECT_DEATH(LowCutFilter(0, 0.1, 4), "LowCutFilter: delay length 0 ");
 }
 
-TEST(LowCutFilterDeathTest, LowPassWithoutASectionIsFatalBeforeTheDelayLineIsLookedAt) {
+TEST(LowCutFilterDeathTest, ChecksTheLowPassBeforeTheDelayLine) {
   EXPECT_DEATH(LowCutFilter(0, 0.1, 1), "BiquadFilter: order 1 ");
 }
 

@@ -56,14 +56,14 @@ TEST(MedianFilterTest, WindowOfThreeHundredGivesTheMeanOfThe151stAnd152ndSmalles
   EXPECT_SAME_BITS(filter.getMedianValue(), 151.5);
 }
 
-TEST(MedianFilterTest, ZerosOfAFreshWindowOutvoteTheSamplesForHalfItsLength) {
+TEST(MedianFilterTest, TheMedianIsZeroUntilHalfTheWindowIsFilled) {
   MedianFilter filter(300);
   for (int i = 1; i <= 148; ++i) EXPECT_SAME_BITS(filter.process(7.0), 0.0) << i;
   EXPECT_SAME_BITS(filter.process(7.0), 3.5);  // one of the two in the middle
   EXPECT_SAME_BITS(filter.process(7.0), 7.0);
 }
 
-TEST(MedianFilterTest, NegativeSamplesAreOutvotedForLonger) {
+TEST(MedianFilterTest, TheMedianOfNegativeSamplesIsZeroForLonger) {
   MedianFilter filter(300);
   for (int i = 1; i <= 150; ++i) EXPECT_SAME_BITS(filter.process(-7.0), 0.0) << i;
   EXPECT_SAME_BITS(filter.process(-7.0), -3.5);
@@ -76,10 +76,10 @@ TEST(MedianFilterTest, StepsCanBeTakenOneByOne) {
   EXPECT_SAME_BITS(filter.getMedianValue(), 0.0);  // nothing sorted yet
   filter.sortWindow();
   EXPECT_SAME_BITS(filter.getMedianValue(), 4.0);
-  filter.pushSample(9.0);  // in the place of the 5
+  filter.pushSample(9.0);  // replaces the 5
   filter.sortWindow();
   EXPECT_SAME_BITS(filter.getMedianValue(), 4.0);
-  EXPECT_SAME_BITS(filter.lastInput(), 0.0);  // only process remembers
+  EXPECT_SAME_BITS(filter.lastInput(), 0.0);  // only process sets it
 }
 
 TEST(MedianFilterTest, RemembersItsLastInput) {
@@ -95,13 +95,13 @@ TEST(MedianFilterTest, ResetDoesNotClearTheWindow) {
   EXPECT_SAME_BITS(filter.process(5.0), 5.0);  // of 2 3 4 5 5
 }
 
-TEST(MedianFilterTest, NotANumberSortsBehindEveryNumber) {
+TEST(MedianFilterTest, NanSortsAfterEveryNumber) {
   MedianFilter filter(5);
   EXPECT_SAME_BITS(lastOf(filter, {notANumber, 3, -infinity, infinity, 2}), double{infinity});
   EXPECT_TRUE(std::isnan(filter.process(notANumber) + filter.process(notANumber)));
 }
 
-TEST(MedianFilterTest, AWindowFullOfNotANumberDoesNotDisturbWhatFollows) {
+TEST(MedianFilterTest, RecoversFromAWindowFullOfNan) {
   MedianFilter filter(300);
   for (int i = 0; i < 300; ++i) filter.process(i % 2 == 0 ? notANumber : -notANumber);
   EXPECT_TRUE(std::isnan(filter.getMedianValue()));
@@ -109,7 +109,7 @@ TEST(MedianFilterTest, AWindowFullOfNotANumberDoesNotDisturbWhatFollows) {
   EXPECT_SAME_BITS(filter.getMedianValue(), 2.0);
 }
 
-TEST(MedianFilterTest, MatchesTheWrittenOutMedianBitForBit) {
+TEST(MedianFilterTest, MatchesTheReferenceMedianBitForBit) {
   for (const NamedSignal& signal : realisticSignals(longRun(100000, 20000))) {
     SCOPED_TRACE(signal.name);
     for (const int size : {3, 4, 5, 16}) expectMatchesMedian(size, signal.samples);
@@ -129,7 +129,7 @@ TEST(MedianFilterTest, MatchesForExtremeAndHostileSamples) {
   }
 }
 
-TEST(MedianFilterTest, MatchesForSamplesMostlyNotANumber) {
+TEST(MedianFilterTest, MatchesForSamplesThatAreMostlyNan) {
   std::vector<double> input = noisySine(3000, 13);
   for (std::size_t i = 0; i < input.size(); ++i) {
     if (i % 4 != 0) input[i] = notANumber;

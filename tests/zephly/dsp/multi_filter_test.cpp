@@ -13,7 +13,7 @@
 
 namespace {
 
-// Computes factor * x + offset and writes down what happens to it.
+// Computes factor * x + offset and records its calls.
 class Recorded : public Filter {
  public:
   Recorded(std::string name, double factor, double offset, std::string& log)
@@ -73,7 +73,7 @@ TEST(MultiFilterTest, DeletesItsMembersOnceInTheOrderInWhichTheyWereAdded) {
   EXPECT_EQ(log, "~A ~B ~C ");
 }
 
-TEST(MultiFilterTest, DestructionPassesOverNull) {
+TEST(MultiFilterTest, DestructionIgnoresNull) {
   std::string log;
   {
     MultiFilter chain;
@@ -103,7 +103,7 @@ TEST(MultiFilterTest, ChainsMayHoldChains) {
   EXPECT_SAME_BITS(outer.process(5.0), 11.0);
 }
 
-TEST(MultiFilterTest, MatchesTheWrittenOutChainBitForBit) {
+TEST(MultiFilterTest, MatchesTheReferenceChainBitForBit) {
   for (const NamedSignal& signal : realisticSignals(100000)) {
     SCOPED_TRACE(signal.name);
     MultiFilter chain;

@@ -103,13 +103,13 @@ TEST(NormalizationFilterTest, ResetKeepsThePlaceOfTheNextSample) {
   NormalizationFilter filter(2, false);
   filter.process(4.0);
   filter.reset();
-  // A NaN hides in the second place; in the first it would spoil the search.
+  // A NaN in the second place is ignored; in the first it would spoil the search.
   filter.process(notANumber);
   EXPECT_SAME_BITS(filter.process(8.0), 0.0);
   EXPECT_SAME_BITS(filter.max(), 8.0);
 }
 
-TEST(NormalizationFilterTest, MatchesTheWrittenOutRuleBitForBit) {
+TEST(NormalizationFilterTest, MatchesTheReferenceBitForBit) {
   for (const NamedSignal& signal : realisticSignals(100000)) {
     SCOPED_TRACE(signal.name);
     for (const bool symmetric : {false, true}) {
@@ -139,7 +139,7 @@ TEST(NormalizationFilterTest, NegativeSizeFailsInAllocation) {
   }
 }
 
-TEST(NormalizationFilterDeathTest, NoWindowIsFatal) {
+TEST(NormalizationFilterDeathTest, AnEmptyWindowIsFatal) {
   EXPECT_DEATH(NormalizationFilter(0, true), "NormalizationFilter: window size 0 ");
 }
 

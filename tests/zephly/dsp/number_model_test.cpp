@@ -1,4 +1,4 @@
-// What every result of the kit depends on: each operation is rounded once to its own type, to
+// The assumptions of every result of the kit: each operation is rounded once to its own type, to
 // nearest, and nothing is reassociated, fused or flushed. A build with other flags fails here.
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Values that the compiler cannot know.
+// Values unknown to the compiler.
 template <class Number>
 Number opaque(Number value) {
   volatile Number hidden = value;
@@ -32,7 +32,7 @@ TEST(NumberModel, NoFastMathIsDeclared) {
 #endif
 }
 
-// The product of `a` with itself ends in a bit that the first rounding takes away.
+// The product of `a` with itself ends in a bit that the first rounding removes.
 template <class Number>
 void expectTwoRoundings(Number a, Number minusProduct) {
   const Number x = opaque(a);
@@ -41,7 +41,7 @@ void expectTwoRoundings(Number a, Number minusProduct) {
   EXPECT_EQ(x * y + c, Number(0));
   EXPECT_EQ(c + x * y, Number(0));
   EXPECT_EQ(c - (-x) * y, Number(0));
-  EXPECT_NE(std::fma(x, y, c), Number(0));  // what a fused build would give
+  EXPECT_NE(std::fma(x, y, c), Number(0));  // the result of a fused build
 }
 
 TEST(NumberModel, ASumOfAProductIsRoundedTwice) {

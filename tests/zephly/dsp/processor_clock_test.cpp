@@ -39,7 +39,7 @@ TEST(ProcessorClockTest, NullRestoresTheStandardSource) {
   EXPECT_EQ(Zephly::setProcessorClock(nullptr), standard);
 }
 
-TEST(ProcessorClockTest, FakeRestoresTheSourceBefore) {
+TEST(ProcessorClockTest, FakeRestoresThePreviousSource) {
   {
     const FakeProcessorClock clock;
     FakeProcessorClock::now = 123;

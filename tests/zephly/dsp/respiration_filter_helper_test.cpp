@@ -31,13 +31,13 @@ class RespirationFilterHelperTest : public testing::Test {
   RespirationFilterHelper helper{4.0F};
 };
 
-TEST_F(RespirationFilterHelperTest, NeverFiresWhenItOnlySeesFalse) {
+TEST_F(RespirationFilterHelperTest, NeverFiresWithoutContact) {
   for (std::uint64_t time = 0; time < 100 * second; time += second / 2) {
     EXPECT_FALSE(callAt(time, false));
   }
 }
 
-TEST_F(RespirationFilterHelperTest, NeverFiresWhenItOnlySeesTrue) {
+TEST_F(RespirationFilterHelperTest, NeverFiresWithoutAFall) {
   for (std::uint64_t time = 0; time < 100 * second; time += second / 2) {
     EXPECT_FALSE(callAt(time, true));
   }
@@ -53,7 +53,7 @@ TEST_F(RespirationFilterHelperTest, FiresOnTheFirstCallAfterTheTimeoutCountedFro
   EXPECT_FALSE(callAt(0, true));
   EXPECT_FALSE(callAt(10 * second, false));
   EXPECT_FALSE(callAt(13 * second, false));
-  EXPECT_FALSE(callAt(14 * second, false));  // exactly the timeout is not after it
+  EXPECT_FALSE(callAt(14 * second, false));  // exactly at the timeout is not due
   EXPECT_TRUE(callAt(14 * second + 1, false));
 }
 
@@ -66,14 +66,14 @@ TEST_F(RespirationFilterHelperTest, FiresOncePerFall) {
   EXPECT_TRUE(callAt(65 * second, false));
 }
 
-TEST_F(RespirationFilterHelperTest, TrueWhileArmedDoesNotDisarm) {
+TEST_F(RespirationFilterHelperTest, ARiseDoesNotDisarm) {
   fallAt(0);
   EXPECT_FALSE(callAt(1 * second, true));
   EXPECT_FALSE(callAt(4 * second, true));
   EXPECT_TRUE(callAt(5 * second, true));
 }
 
-TEST_F(RespirationFilterHelperTest, SecondFallWhileArmedStartsAnew) {
+TEST_F(RespirationFilterHelperTest, ASecondFallRestartsTheTimer) {
   fallAt(0);
   fallAt(3 * second);
   EXPECT_FALSE(callAt(5 * second, false));
@@ -89,7 +89,7 @@ TEST_F(RespirationFilterHelperTest, AnswerOnTheFiringCallIsNotRemembered) {
   EXPECT_FALSE(callAt(60 * second, false));
 }
 
-TEST_F(RespirationFilterHelperTest, FallOnTheCallThatIsDueStartsAnewInsteadOfFiring) {
+TEST_F(RespirationFilterHelperTest, AFallOnTheDueCallRestartsTheTimerInsteadOfFiring) {
   fallAt(0);
   EXPECT_FALSE(callAt(1 * second, true));
   EXPECT_FALSE(callAt(5 * second, false));
@@ -115,7 +115,7 @@ TEST_F(RespirationFilterHelperTest, ReadsTheClockTwiceOnAnArmingCallAndOnceOnEve
 }
 
 TEST_F(RespirationFilterHelperTest, StartIsTheFirstOfTheTwoReadings) {
-  // A clock that runs on by five seconds at each reading: due on the arming call itself.
+  // A clock that advances by five seconds at each reading: due on the arming call itself.
   const Zephly::ProcessorClock before = Zephly::setProcessorClock([] {
     FakeProcessorClock::now += 5 * second;
     return FakeProcessorClock::now;
@@ -163,7 +163,7 @@ TEST_F(RespirationFilterHelperTest, HelpersAreIndependent) {
   EXPECT_EQ(bothAt(9000000, false), std::pair(false, false));
 }
 
-TEST_F(RespirationFilterHelperTest, MatchesTheWrittenOutStepsOverRandomAnswers) {
+TEST_F(RespirationFilterHelperTest, MatchesTheReferenceOverRandomAnswers) {
   std::mt19937_64 random(51);
   bool pending = false;
   bool last = false;

@@ -21,7 +21,7 @@ void expectMatchesRespirationChain(const std::vector<double>& input) {
       input, [&](float x) { return filter.process(x); }, [&](float x) { return expected.step(x); });
 }
 
-// Fills the median's window so that the stages behind it hear a signal.
+// Fills the median's window so that the stages after it get a signal.
 std::vector<double> firstSecondsOf(double level) { return constantSignal(200, level); }
 
 TEST(RespirationFilterTest, FirstSamplesGiveZeroBecauseTheFreshMedianDoes) {
@@ -31,7 +31,7 @@ TEST(RespirationFilterTest, FirstSamplesGiveZeroBecauseTheFreshMedianDoes) {
   }
 }
 
-TEST(RespirationFilterTest, FirstPositiveValueThatReachesTheNormalisationGivesOne) {
+TEST(RespirationFilterTest, TheFirstPositiveValueAtTheNormalisationGivesOne) {
   RespirationFilter filter;
   std::vector<float> results;
   for (const double x : firstSecondsOf(2.0))
@@ -40,7 +40,7 @@ TEST(RespirationFilterTest, FirstPositiveValueThatReachesTheNormalisationGivesOn
   EXPECT_SAME_BITS(results[148], 1.0F);
 }
 
-TEST(RespirationFilterTest, FirstNegativeValueThatReachesTheNormalisationGivesZero) {
+TEST(RespirationFilterTest, TheFirstNegativeValueAtTheNormalisationGivesZero) {
   RespirationFilter filter;
   for (const double x : firstSecondsOf(-2.0)) {
     EXPECT_SAME_BITS(filter.process(static_cast<float>(x)), 0.0F);
@@ -48,7 +48,7 @@ TEST(RespirationFilterTest, FirstNegativeValueThatReachesTheNormalisationGivesZe
   EXPECT_LT(filter.normalization->min(), 0.0);  // it did reach it
 }
 
-TEST(RespirationFilterTest, MatchesTheWrittenOutChainBitForBit) {
+TEST(RespirationFilterTest, MatchesTheReferenceChainBitForBit) {
   for (const NamedSignal& signal : realisticSignals(longRun(9000, 3000))) {
     SCOPED_TRACE(signal.name);
     expectMatchesRespirationChain(signal.samples);

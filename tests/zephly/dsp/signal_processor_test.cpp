@@ -26,7 +26,7 @@ namespace {
 
 using Engine = Zephly::SignalProcessor;
 
-// Takes what is written to std::cout, and keeps nothing.
+// Discards what is written to std::cout.
 class DiscardedOutput : public std::streambuf {
  public:
   DiscardedOutput() : original_(std::cout.rdbuf(this)) {}
@@ -41,7 +41,7 @@ class DiscardedOutput : public std::streambuf {
   std::streambuf* original_;
 };
 
-// A slow wave that is alive in every window of the contact detector, or a flat line.
+// A slow wave that is contact in every window of the lead-off detector, or a flat line.
 class Electrodes {
  public:
   float next(bool contact) {
@@ -54,8 +54,8 @@ class Electrodes {
   int count = 0;
 };
 
-// An engine with loose electrodes, and a respiration chain of its own to compare with that hears
-// the same samples. The clock stands still until a test moves it.
+// An engine with loose electrodes, and a separate respiration chain that gets the same samples, for
+// comparison. A test advances the clock by hand.
 class LeadOff : public testing::Test {
  protected:
   // Feeds one sample; whether there is contact.
@@ -67,7 +67,7 @@ class LeadOff : public testing::Test {
     return answer;
   }
 
-  // Contact, then as many flat samples as it takes the answer to fall.
+  // Contact, then flat samples until contact is lost.
   void loseContact() {
     for (int i = 0; i < 200; ++i) feed(true);
     ASSERT_TRUE(feed(true));
@@ -75,7 +75,7 @@ class LeadOff : public testing::Test {
     ASSERT_FALSE(feed(false));
   }
 
-  // Whether the engine's chain gave what the other did, since the last call.
+  // Whether the engine's chain gave the same results as the other since the last call.
   bool outputsAgree() {
     bool agree = true;
     for (std::size_t i = 0; i < outputs.size(); ++i) agree &= sameBits(outputs[i], expected[i]);
@@ -84,7 +84,7 @@ class LeadOff : public testing::Test {
     return agree;
   }
 
-  // Feeds enough samples for a reset on one side only to show.
+  // Feeds enough samples to reveal a reset of only one of the chains.
   bool agreesFor(int samples) {
     for (int i = 0; i < samples; ++i) feed(i % 3 != 0);
     return outputsAgree();
@@ -98,12 +98,12 @@ class LeadOff : public testing::Test {
   std::vector<float> expected;
 };
 
-TEST(SignalProcessor, IsNotCopied) {
+TEST(SignalProcessor, CannotBeCopied) {
   static_assert(!std::is_copy_constructible_v<Engine> && !std::is_copy_assignable_v<Engine>);
   static_assert(!std::is_polymorphic_v<Engine>);
 }
 
-TEST(SignalProcessor, ItsEcgIsThatOfAFreshChain) {
+TEST(SignalProcessor, ItsEcgMatchesAFreshChain) {
   Engine engine;
   Zephly::ECGMultiBandpassFilter chain;
   for (const double sample : ecgLike(3000, 31)) {
@@ -113,7 +113,7 @@ TEST(SignalProcessor, ItsEcgIsThatOfAFreshChain) {
   }
 }
 
-TEST(SignalProcessor, ItsRespirationIsThatOfAFreshChain) {
+TEST(SignalProcessor, ItsRespirationMatchesAFreshChain) {
   Engine engine;
   Zephly::RespirationFilter chain;
   for (const double sample : respirationLike(3000, 32)) {
@@ -123,7 +123,7 @@ TEST(SignalProcessor, ItsRespirationIsThatOfAFreshChain) {
   }
 }
 
-TEST(SignalProcessor, ItsBodyTemperatureIsThatOfAFreshEstimator) {
+TEST(SignalProcessor, ItsBodyTemperatureMatchesAFreshEstimator) {
   Engine engine;
   Zephly::BodyTemperatureEstimator estimator;
   EXPECT_SAME_BITS(Engine().processBodyTemperature(34.0F, 25.0F), 36.8F);
@@ -136,7 +136,7 @@ TEST(SignalProcessor, ItsBodyTemperatureIsThatOfAFreshEstimator) {
   }
 }
 
-TEST(SignalProcessor, ItsLeadOffAnswerIsThatOfAFreshDetector) {
+TEST(SignalProcessor, ItsLeadOffMatchesAFreshDetector) {
   Engine engine;
   Zephly::LeadoffDetector detector;
   int contact = 0;
@@ -162,7 +162,7 @@ TEST(SignalProcessor, AllocatesNothingAfterConstruction) {
   const DiscardedOutput discarded;
   const FusionGuard guard;
   Engine engine;
-  engine.imu(1, 0, 0, 0, 0, 0, 1);  // the first diagnostic line makes the console's stream
+  engine.imu(1, 0, 0, 0, 0, 0, 1);  // the first diagnostic line creates the console's stream
   const std::size_t before = allocationCount();
   for (int i = 0; i < 200; ++i) {
     const auto sample = static_cast<float>(i % 7);
@@ -198,7 +198,7 @@ TEST_F(LeadOff, TheHighPassIsResetOnTheFirstCallAfterFourSeconds) {
   EXPECT_FALSE(agreesFor(400));
 }
 
-TEST_F(LeadOff, TheHighPassResetIsOneOfTheFifthStageOnly) {
+TEST_F(LeadOff, TheHighPassResetAffectsOnlyTheFifthStage) {
   loseContact();
   FakeProcessorClock::now += 4000001;
   twin.highPass->reset();
@@ -228,7 +228,7 @@ TEST_F(LeadOff, WithoutItsResetTheNormalisationWouldDiffer) {
   EXPECT_FALSE(agreesFor(500));
 }
 
-TEST_F(LeadOff, BothResetsMayComeWithOneCall) {
+TEST_F(LeadOff, BothResetsMayHappenInOneCall) {
   loseContact();
   FakeProcessorClock::now += 10000000;
   twin.highPass->reset();
@@ -250,7 +250,7 @@ TEST_F(LeadOff, ResetsDoNotRepeatWhileTheElectrodesStayOff) {
   EXPECT_TRUE(agreesFor(400));
 }
 
-TEST_F(LeadOff, ResetsComeAgainAfterTheNextFall) {
+TEST_F(LeadOff, ResetsRepeatAfterTheNextFall) {
   loseContact();
   FakeProcessorClock::now += 10000000;
   twin.highPass->reset();
@@ -264,7 +264,7 @@ TEST_F(LeadOff, ResetsComeAgainAfterTheNextFall) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, ResetsAreNotStoppedByContactThatReturns) {
+TEST_F(LeadOff, ReturningContactDoesNotStopTheResets) {
   loseContact();
   for (int i = 0; i < 10; ++i) feed(true);
   FakeProcessorClock::now += 10000000;
@@ -274,7 +274,7 @@ TEST_F(LeadOff, ResetsAreNotStoppedByContactThatReturns) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndOnceMoreAtTheFall) {
+TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndTwiceAtTheFall) {
   for (int i = 0; i < 10; ++i) feed(true);
   const int before = FakeProcessorClock::reads;
   feed(true);
@@ -285,9 +285,9 @@ TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndOnceMoreAtTheFall) {
   EXPECT_EQ(FakeProcessorClock::reads - atFall, 4);
 }
 
-// With a clock that runs on by 0.2 seconds at each reading, the timer that reads 4.0 seconds is not
-// due, and the one that reads 4.2 is.
-TEST_F(LeadOff, TheTimerOfTheHighPassIsAskedFirst) {
+// With a clock that advances by 0.2 seconds at each reading, the timer that reads 4.0 seconds is
+// not due, and the timer that reads 4.2 is.
+TEST_F(LeadOff, ChecksTheTimerOfTheHighPassFirst) {
   loseContact();
   FakeProcessorClock::now += 4000000;
   const std::uint64_t firstReading = FakeProcessorClock::now;
@@ -303,7 +303,7 @@ TEST_F(LeadOff, TheTimerOfTheHighPassIsAskedFirst) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-// Motion through the engine, with its repetitions written down as letters.
+// Motion through the engine; repetitions are recorded as letters.
 class Motion : public testing::Test {
  public:
   Motion() {
@@ -320,7 +320,7 @@ class Motion : public testing::Test {
     return fresh;
   }
 
-  // Seven values in, the same as the rule says out.
+  // Expects the result of the reference for seven values.
   void expectRule(const literal::Rotation& q, const literal::Vector& a) {
     const literal::Detection expected = rule.process(q, literal::withoutGravity(q, a), 30.0F);
     ASSERT_EQ(events, expected.events);
@@ -350,7 +350,7 @@ TEST_F(Motion, ALevelDeviceAtRestHasNoAcceleration) {
   EXPECT_EQ(events, "");
 }
 
-TEST_F(Motion, SevenValuesLeaveTheFusionAlone) {
+TEST_F(Motion, SevenValuesDoNotAdvanceTheFusion) {
   q0 = 0.1F;
   q1 = 0.2F;
   q2 = 0.3F;
@@ -360,10 +360,10 @@ TEST_F(Motion, SevenValuesLeaveTheFusionAlone) {
   EXPECT_EQ(q1, 0.2F);
   EXPECT_EQ(q2, 0.3F);
   EXPECT_EQ(q3, 0.4F);
-  expectRule({0.0F, 0.0F, 0.0F, 1.0F}, {0.0F, 0.0F, 2.0F});  // nor did they count
+  expectRule({0.0F, 0.0F, 0.0F, 1.0F}, {0.0F, 0.0F, 2.0F});  // and they were not counted
 }
 
-TEST_F(Motion, SevenValuesBeginWithTheScalar) {
+TEST_F(Motion, SevenValuesStartWithTheScalar) {
   engine.imu(0.5F, 0.6F, 0.1F, -0.2F, 0.3F, 0.7F, -0.4F);
   expectRule({0.6F, 0.1F, -0.2F, 0.5F}, {0.3F, 0.7F, -0.4F});
 }
@@ -383,7 +383,7 @@ TEST_F(Motion, SevenValuesFollowTheRule) {
   for (const char kind : {'P', 'J', 'S'}) EXPECT_NE(all.find(kind), std::string::npos) << kind;
 }
 
-TEST_F(Motion, NineValuesUseTheOrientationThatTheyHaveMadeThemselves) {
+TEST_F(Motion, NineValuesUseTheUpdatedOrientation) {
   // A rate so large that the orientation leaves the upright band with this one sample.
   engine.imu(60, 0, 0, 0.2F, 0.1F, 0.9F, 0, 0, 0);
   literal::Fusion fusion;
@@ -443,7 +443,7 @@ TEST_F(Motion, AJumpReachesItsCallback) {
   EXPECT_EQ(events, "J");
 }
 
-TEST_F(Motion, TheContextGivenLastIsThatOfAllCallbacks) {
+TEST_F(Motion, TheLatestContextAppliesToAllCallbacks) {
   static std::vector<void*> contexts;
   contexts.clear();
   const auto note = [](void* context) { contexts.push_back(context); };
@@ -463,7 +463,7 @@ TEST_F(Motion, TheContextGivenLastIsThatOfAllCallbacks) {
 }
 
 // Each setter alone, called before every sample of a movement, changes nothing in its detection.
-TEST_F(Motion, SettingACallbackInTheMiddleOfAMovementResetsNothing) {
+TEST_F(Motion, SettingACallbackDuringAMovementResetsNothing) {
   using Setter = void (Engine::*)(void (*)(void*), void*);
   using Perform = void (*)(const repetitions::Sink&);
   constexpr Setter setters[] = {&Engine::setJumpCallback, &Engine::setSitUpCallback,
@@ -496,7 +496,7 @@ TEST_F(Motion, SettingACallbackInTheMiddleOfAMovementResetsNothing) {
 
 using MotionDeathTest = Motion;
 
-TEST_F(MotionDeathTest, ARepetitionWithoutCallbackNamesIt) {
+TEST_F(MotionDeathTest, ARepetitionWithoutItsCallbackIsFatal) {
   Engine bare;
   const repetitions::Sink bareSink = [&](float qw, float qx, float qy, float qz, float ax, float ay,
                                          float az) { bare.imu(qw, qx, qy, qz, ax, ay, az); };
@@ -505,7 +505,7 @@ TEST_F(MotionDeathTest, ARepetitionWithoutCallbackNamesIt) {
   EXPECT_DEATH(repetitions::jump(bareSink), "jumpCallback");
 }
 
-TEST_F(MotionDeathTest, NullIsNoCallback) {
+TEST_F(MotionDeathTest, ANullCallbackIsFatal) {
   engine.setPushUpCallback(nullptr, this);
   engine.setSitUpCallback(nullptr, this);
   engine.setJumpCallback(nullptr, this);

@@ -1,7 +1,6 @@
 #pragma once
 /// @file
-/// Inputs for the tests of filters: made from a seed, the same in every run, or read from a
-/// recording.
+/// Inputs for the tests of filters: generated from a fixed seed or read from a recording.
 
 #include <cstddef>
 #include <cstdint>
@@ -20,8 +19,8 @@ std::vector<double> noisySine(std::size_t count, std::uint64_t seed);
 /// baseline, interference and noise.
 std::vector<double> ecgLike(std::size_t count, std::uint64_t seed);
 
-/// About 10 breaths a minute at 100 samples a second, with heart beats showing through, noise, and
-/// loose electrodes (long flat stretches) now and then.
+/// About 10 breaths a minute at 100 samples a second, with visible heart beats, noise, and
+/// occasional loose electrodes (long flat stretches).
 std::vector<double> respirationLike(std::size_t count, std::uint64_t seed);
 
 std::vector<double> constantSignal(std::size_t count, double level);
@@ -32,7 +31,7 @@ std::vector<NamedSignal> realisticSignals(std::size_t count);
 /// Finite numbers from both ends of the range: subnormal, huge, and large steps between them.
 std::vector<double> extremeSignal(std::size_t count, std::uint64_t seed);
 
-/// The extreme signal with NaN and infinities of both signs strewn in.
+/// The extreme signal with NaN and infinities of both signs.
 std::vector<double> hostileSignal(std::size_t count, std::uint64_t seed);
 
 /// The columns of the recording of five minutes at rest, 100 samples a second.

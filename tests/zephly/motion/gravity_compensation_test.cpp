@@ -8,14 +8,14 @@
 
 namespace {
 
-TEST(GravityCompensate, LeavesNothingOfALevelDeviceAtRest) {
+TEST(GravityCompensate, IsZeroForALevelDeviceAtRest) {
   const Vector3 rest = Zephly::gravityCompensate(Quaternion(0, 0, 0, 1), Vector3(0, 0, 1));
   EXPECT_THAT(rest.x, SameBits(0.0F));
   EXPECT_THAT(rest.y, SameBits(0.0F));
   EXPECT_THAT(rest.z, SameBits(0.0F));
 }
 
-TEST(GravityCompensate, LeavesWhatIsNotGravity) {
+TEST(GravityCompensate, KeepsAccelerationOtherThanGravity) {
   const Vector3 moved = Zephly::gravityCompensate(Quaternion(0, 0, 0, 1), Vector3(0.5F, 0, 1));
   EXPECT_THAT(moved.x, SameBits(0.5F));
   EXPECT_THAT(moved.y, SameBits(0.0F));

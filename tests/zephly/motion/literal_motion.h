@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The motion rules restated, slowly and literally, to compare the kit's results with. Shares no
-/// code with the kit: every number is a Single (see support/single.h).
+/// Slow, literal reference implementations of the motion rules. They share no code with the kit:
+/// every number is a Single (see support/single.h).
 
 #include <tests/support/single.h>
 #include <zephly/motion/quaternion.h>
@@ -212,7 +212,7 @@ class TwoPole {
   Single x1, x2, y1, y2;
 };
 
-/// What the exercise detector does with one sample.
+/// The exercise detector's response to one sample.
 struct Detection {
   int band = 0;
   int heading = 0;

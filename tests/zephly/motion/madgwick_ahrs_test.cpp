@@ -14,7 +14,7 @@ namespace {
 
 constexpr float invSqrtOfOne = 1.0001187F;
 
-// The orientation belongs to the process: every test starts from the identity and leaves it behind.
+// The orientation is global: every test starts from the identity and restores it.
 class MadgwickAHRS : public testing::Test {
  public:
   MadgwickAHRS() { setOrientation(1, 0, 0, 0); }
@@ -38,11 +38,11 @@ class MadgwickAHRS : public testing::Test {
   }
 };
 
-// Nothing in this program runs before main that could have moved these.
+// Nothing in this program changes these before main.
 const float initialGain = beta;
 const float initialOrientation[] = {q0, q1, q2, q3};
 
-TEST_F(MadgwickAHRS, StartsAsTheIdentityWithAGainOfOneFifth) {
+TEST_F(MadgwickAHRS, StartsAtTheIdentityWithAGainOfOneFifth) {
   EXPECT_EQ(bitsOf(initialGain), 0x3E4CCCCDU);
   EXPECT_THAT(initialOrientation[0], SameBits(1.0F));
   EXPECT_THAT(initialOrientation[1], SameBits(0.0F));
@@ -50,7 +50,7 @@ TEST_F(MadgwickAHRS, StartsAsTheIdentityWithAGainOfOneFifth) {
   EXPECT_THAT(initialOrientation[3], SameBits(0.0F));
 }
 
-TEST_F(MadgwickAHRS, InvSqrtOfOneIsNotQuiteOne) {
+TEST_F(MadgwickAHRS, InvSqrtOfOneIsApproximate) {
   EXPECT_THAT(invSqrt(1.0F), SameBits(invSqrtOfOne));
 }
 
@@ -74,7 +74,7 @@ TEST_F(MadgwickAHRS, InvSqrtIsCloseForAllNormalNumbers) {
   }
 }
 
-TEST_F(MadgwickAHRS, GravityOnZLeavesTheIdentityButForTheNormalisation) {
+TEST_F(MadgwickAHRS, GravityOnZOnlyNormalisesTheIdentity) {
   MadgwickAHRSupdateIMU(0, 0, 0, 0, 0, 1);
   EXPECT_THAT(q0, SameBits(invSqrtOfOne));
   EXPECT_EQ(q1, 0);
@@ -83,7 +83,7 @@ TEST_F(MadgwickAHRS, GravityOnZLeavesTheIdentityButForTheNormalisation) {
 }
 
 TEST_F(MadgwickAHRS, WithoutAccelerometerOnlyTheGyroscopeCounts) {
-  beta = NAN;  // would spoil everything if it were used
+  beta = NAN;  // would spoil all results if it were used
   MadgwickAHRSupdateIMU(0, 0, 0.3F, 0, 0, 0);
   EXPECT_NEAR(q3, 0.005, 1e-5);
   MadgwickAHRSupdate(0, 0, 0.3F, 0, 0, 0, 20, 0, -40);
@@ -129,7 +129,7 @@ TEST_F(MadgwickAHRS, AZeroMagnetometerIsTheSixAxisUpdate) {
   }
 }
 
-TEST_F(MadgwickAHRS, ReadingsWithOneZeroComponentStillCount) {
+TEST_F(MadgwickAHRS, ReadingsWithOneZeroComponentAreUsed) {
   literal::Fusion expected;
   MadgwickAHRSupdate(0, 0, 0, 0, 0.5F, 0, 0, 0, 0.3F);
   expected.update({0.0F, 0.0F, 0.0F}, {0.0F, 0.5F, 0.0F}, {0.0F, 0.0F, 0.3F});
@@ -196,7 +196,7 @@ struct AtRest {
   }
 };
 
-// What the filter is for: a wrong sign in one term of the gradient fails here.
+// The purpose of the filter: a wrong sign in one term of the gradient fails here.
 TEST_F(MadgwickAHRS, NineAxesFindTheOrientationOfASensorAtRest) {
   const AtRest truth{0.8, 0.2, -0.4, 0.4};
   const Vector3 a = truth.seen(0, 1);

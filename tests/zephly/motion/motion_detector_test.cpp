@@ -30,7 +30,7 @@ Quaternion orientationIn(int band) {
   return {0, 0, 0, 1};
 }
 
-// An acceleration of which only the component counts that is vertical in `band`.
+// An acceleration of which only the component that is vertical in `band` is used.
 Vector3 accelerationAlong(int band, float vertical) {
   return band == 1 ? Vector3(vertical, notANumber, notANumber)
                    : Vector3(notANumber, notANumber, vertical);
@@ -38,7 +38,7 @@ Vector3 accelerationAlong(int band, float vertical) {
 
 literal::Vector vector(const Vector3& v) { return {v.x, v.y, v.z}; }
 
-// A detector whose repetitions are written down as letters, and the restated rule beside it.
+// A detector whose repetitions are recorded as letters, and the reference implementation.
 class MotionDetector : public testing::Test {
  public:
   MotionDetector() {
@@ -48,7 +48,8 @@ class MotionDetector : public testing::Test {
     detector.sitUpCallback = [](void* self) { static_cast<MotionDetector*>(self)->events += 'S'; };
   }
 
-  // One sample in `band` after which the heading is `heading`; the repetitions that it completed.
+  // Feeds one sample in `band` after which the heading is `heading`. Returns the completed
+  // repetitions.
   std::string move(int band, int heading) {
     const float targets[] = {-0.05F, 0.05F, 0.0F};
     const float vertical = rule.accelerationFor(targets[heading], 30.0F);
@@ -109,7 +110,7 @@ TEST_F(MotionDetector, JustInsideTheLimitsIsHorizontal) {
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(closest, 0, 0, 0)), 1);
 }
 
-TEST_F(MotionDetector, AnUnknownOrientationIsHorizontal) {
+TEST_F(MotionDetector, ANanOrientationIsHorizontal) {
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(0, 0, 0, notANumber)), 1);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion()), 1);
 }
@@ -125,7 +126,7 @@ TEST_F(MotionDetector, BandsFollowTheRuleForAnyOrientation) {
   }
 }
 
-TEST_F(MotionDetector, AStillDeviceFiresNothing) {
+TEST_F(MotionDetector, AStillDeviceReportsNothing) {
   for (const int band : {2, 0, 2, 1, 2, 0}) {
     for (int i = 0; i < 50; ++i) {
       ASSERT_EQ(process(orientationIn(band), Vector3(0, 0, 0), 30.0F), "");
@@ -175,13 +176,13 @@ TEST_F(MotionDetector, CountsJumpsOnlyInTheHorizontalBand) {
   }
 }
 
-TEST_F(MotionDetector, TheFirstMovementOfAllFiresNothing) {
+TEST_F(MotionDetector, TheFirstMovementReportsNothing) {
   EXPECT_EQ(move(2, up), "");
   Zephly::MotionDetector other;
   other.process(orientationIn(1), accelerationAlong(1, -100.0F), 30.0F);
 }
 
-TEST_F(MotionDetector, CountsASitUpAtTheReturnToTheHorizontalBand) {
+TEST_F(MotionDetector, CountsASitUpOnReturnToTheHorizontalBand) {
   EXPECT_EQ(move(1, still), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(0, still), "");
@@ -215,7 +216,7 @@ TEST_F(MotionDetector, OneSampleCompletesAJumpAndThenASitUp) {
   EXPECT_EQ(move(1, down), "JS");
 }
 
-TEST_F(MotionDetector, HandsItsContextToEveryCallback) {
+TEST_F(MotionDetector, PassesItsContextToEveryCallback) {
   std::vector<void*> contexts;
   detector.context = &contexts;
   const auto note = [](void* context) {
@@ -253,7 +254,7 @@ TEST_F(MotionDetector, WritesTheLineOfEverySample) {
   EXPECT_EQ(lines(), line);
 }
 
-// Keeps what has been written at the moment of the latest flush.
+// Keeps the text written up to the latest flush.
 class FlushedText : public std::stringbuf {
  public:
   std::string text;
@@ -279,7 +280,7 @@ TEST_F(MotionDetector, FlushesTheLineOfEverySample) {
   std::cout.rdbuf(before);
 }
 
-TEST_F(MotionDetector, ItsLinesDoNotDependOnHowTheApplicationFormatsItsOutput) {
+TEST_F(MotionDetector, ItsLinesAreIndependentOfTheFormatOfStandardOutput) {
   struct Comma : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
   };
@@ -317,12 +318,12 @@ TEST_F(MotionDetector, TheDeadBandEndsBetweenTwoFloats) {
   EXPECT_TRUE(sawOutside);
 }
 
-TEST_F(MotionDetector, AnUnknownDisplacementIsStillAndStaysUnknown) {
+TEST_F(MotionDetector, ANanDisplacementIsStillAndStaysNan) {
   EXPECT_EQ(detector.determineVerticalHeading(notANumber, 30.0F), still);
   EXPECT_EQ(detector.determineVerticalHeading(100.0F, 30.0F), still);
 }
 
-TEST_F(MotionDetector, ItsStateSurvivesAnUnknownBandButNotAnUnknownAcceleration) {
+TEST_F(MotionDetector, RecoversFromANanOrientationButNotFromANanAcceleration) {
   EXPECT_EQ(process(Quaternion(0, 0, 0, notANumber), Vector3(0, 0, 0), 30.0F), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(1, still), "S");  // the unknown orientation counted as horizontal
@@ -370,7 +371,7 @@ TEST_F(MotionDetector, FollowsTheRuleForAnyInputAndRate) {
       events.clear();
       fresh.process(q, a, rate);
       ASSERT_EQ(events, expected.events) << "run " << run << ", sample " << i;
-      // The sign of a NaN is no result.
+      // The sign of a NaN is unspecified.
       if (expected.line.find("nan") == std::string::npos) {
         ASSERT_EQ(lines(), expected.line) << "run " << run << ", sample " << i;
       } else {
@@ -382,19 +383,19 @@ TEST_F(MotionDetector, FollowsTheRuleForAnyInputAndRate) {
 
 using MotionDetectorDeathTest = MotionDetector;
 
-TEST_F(MotionDetectorDeathTest, APushUpWithoutCallbackNamesIt) {
+TEST_F(MotionDetectorDeathTest, APushUpWithoutItsCallbackIsFatal) {
   detector.pushUpCallback = Zephly::MotionDetector().pushUpCallback;
   move(2, down);
   EXPECT_DEATH(move(2, up), "pushUpCallback");
 }
 
-TEST_F(MotionDetectorDeathTest, AJumpWithoutCallbackNamesIt) {
+TEST_F(MotionDetectorDeathTest, AJumpWithoutItsCallbackIsFatal) {
   detector.jumpCallback = Zephly::MotionDetector().jumpCallback;
   move(1, up);
   EXPECT_DEATH(move(1, down), "jumpCallback");
 }
 
-TEST_F(MotionDetectorDeathTest, ASitUpWithoutCallbackNamesIt) {
+TEST_F(MotionDetectorDeathTest, ASitUpWithoutItsCallbackIsFatal) {
   detector.sitUpCallback = Zephly::MotionDetector().sitUpCallback;
   move(1, still);
   move(0, still);

@@ -36,7 +36,7 @@ Quaternion randomQuaternion(RandomFloats& random, int i) {
 
 float narrowed(double value) { return static_cast<float>(value); }
 
-// The angles of the rule, before scaling to degrees.
+// The reference angles, before scaling to degrees.
 Vector3 anglesInRadians(const Quaternion& q) {
   const Single x = q.x;
   const Single y = q.y;
@@ -84,7 +84,7 @@ TEST(Quaternion, IsZeroByDefaultAndNotTheIdentity) {
   expectSame(Quaternion(), literal::Rotation{});
 }
 
-TEST(Quaternion, MultipliesTheBasisAsHamiltonDid) {
+TEST(Quaternion, MultipliesTheBasisByHamiltonsRules) {
   const Quaternion i(1, 0, 0, 0);
   const Quaternion j(0, 1, 0, 0);
   const Quaternion k(0, 0, 1, 0);
@@ -124,7 +124,7 @@ TEST(Quaternion, MultipliesByItself) {
   expectSame(q, literal::product(before, before));
 }
 
-TEST(Quaternion, IdentityLeavesUpWhereItIsAndBecomesTheProduct) {
+TEST(Quaternion, TheIdentityDoesNotRotateUpAndIsOverwritten) {
   Quaternion q(0, 0, 0, 1);
   const Vector3 turnedUp = q.normalVectorToUp();
   EXPECT_EQ(turnedUp.x, 0);
@@ -136,13 +136,13 @@ TEST(Quaternion, IdentityLeavesUpWhereItIsAndBecomesTheProduct) {
   EXPECT_EQ(q.w, 0);
 }
 
-TEST(Quaternion, AQuarterTurnAboutXLaysUpOnMinusY) {
+TEST(Quaternion, AQuarterTurnAboutXRotatesUpToMinusY) {
   const Vector3 turnedUp = Quaternion(halfRoot, 0, 0, halfRoot).normalVectorToUp();
   EXPECT_FLOAT_EQ(turnedUp.y, -1);
   EXPECT_NEAR(turnedUp.z, 0, 1e-6);
 }
 
-TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndStaysInTheQuaternion) {
+TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndOverwritesTheQuaternion) {
   RandomFloats random(54);
   for (int i = 0; i < 100000; ++i) {
     Quaternion q = randomQuaternion(random, i);
@@ -182,8 +182,8 @@ TEST(Quaternion, QuarterTurnsAboutYAndZAppearInTheirOwnAngle) {
   EXPECT_NEAR(aboutZ.z, 270, 1e-4);
 }
 
-// Equality, which must not count as aligned: 0 on both sides, and infinity on both sides.
-TEST(Quaternion, ExactlyAtTheLimitTheGeneralAnglesHold) {
+// Equality must not count as aligned: 0 on both sides, and infinity on both sides.
+TEST(Quaternion, TheGeneralFormulasApplyExactlyAtTheLimit) {
   const Vector3 nothing = Quaternion(0, 0, 0, 0).FromQ2();
   EXPECT_EQ(nothing.x, 0);
   EXPECT_EQ(nothing.y, 0);
@@ -204,12 +204,12 @@ TEST(Quaternion, TheLimitLiesBetweenNeighbouringRotations) {
   EXPECT_GT(about(-half + 1e-4), 272);
 }
 
-TEST(Quaternion, AlignedAxesAreFoundWithoutNormalising) {
+TEST(Quaternion, DetectsAlignedAxesWithoutNormalising) {
   EXPECT_EQ(Quaternion(50 * halfRoot, 0, 0, 50 * halfRoot).FromQ2().x, 90);
   EXPECT_EQ(Quaternion(halfRoot / 50, 0, 0, halfRoot / 50).FromQ2().x, 90);
 }
 
-// So near to the limit that the order in which the squares are added decides between the angles.
+// So close to the limit that the order of adding the squares decides between the formulas.
 TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
   RandomFloats random(65);
   for (int i = 0; i < 20000; ++i) {

@@ -81,9 +81,7 @@ TEST(Vector3, NormalizeAngleBringsAnglesIntoOneTurn) {
   EXPECT_EQ(normalized(359.5F), 359.5F);
 }
 
-TEST(Vector3, NormalizeAngleKeepsANegativeZeroWhichIsNotLessThanZero) {
-  EXPECT_THAT(normalized(-0.0F), SameBits(-0.0F));
-}
+TEST(Vector3, NormalizeAngleKeepsNegativeZero) { EXPECT_THAT(normalized(-0.0F), SameBits(-0.0F)); }
 
 TEST(Vector3, NormalizeAngleRoundsATinyNegativeAngleToAFullTurn) {
   EXPECT_EQ(normalized(-1e-10F), 360);
@@ -122,13 +120,13 @@ TEST(Vector3, NormalizeAngleOfHugeWholeTurnsIsZero) {
   EXPECT_EQ(normalized(std::numeric_limits<float>::max()), 0);  // a whole number of turns, too
 }
 
-TEST(Vector3, NormalizeAngleOfWhatHasNoDirectionIsNotANumber) {
+TEST(Vector3, NormalizeAngleOfInfinityOrNanIsNan) {
   EXPECT_TRUE(std::isnan(normalized(infinity)));
   EXPECT_TRUE(std::isnan(normalized(-infinity)));
   EXPECT_TRUE(std::isnan(normalized(notANumber)));
 }
 
-TEST(Vector3, NormalizedAnglesTreatsEachComponentOfACopy) {
+TEST(Vector3, NormalizedAnglesNormalisesACopy) {
   const Vector3 v(-30, 725, notANumber);
   const Vector3 angles = v.normalizedAngles();
   EXPECT_EQ(angles.x, 330);

@@ -17,7 +17,7 @@ struct Receiver : IMUDelegate {
               (float, float, float, float, float, float, float, float, float), (override));
 };
 
-// A receiver that is a value: its copies know of each other.
+// A delegate that is a value: its copies share a state.
 struct ValueReceiver : IMUDelegate {
   void didReceiveIMUValues(float, float, float, float, float, float, float, float, float) override {
   }
@@ -31,7 +31,7 @@ TEST(IMU, IsAnObjectWithIdentityButNoMessages) {
   static_assert(!std::is_polymorphic_v<IMU>);
 }
 
-TEST(IMU, HoldsItsManagerUntilItEnds) {
+TEST(IMU, HoldsItsManagerUntilDestruction) {
   auto manager = std::make_shared<Sensors>();
   const std::weak_ptr<Sensors> watch = manager;
   auto imu = std::make_shared<IMU>(std::move(manager));
@@ -40,7 +40,7 @@ TEST(IMU, HoldsItsManagerUntilItEnds) {
   EXPECT_FALSE(watch.expired());
 }
 
-TEST(IMU, WithoutDelegateItLetsGoOfItsManager) {
+TEST(IMU, ReleasesItsManagerWithoutADelegate) {
   auto manager = std::make_shared<Sensors>();
   const std::weak_ptr<Sensors> watch = manager;
   auto imu = std::make_shared<IMU>(std::move(manager));
@@ -48,7 +48,7 @@ TEST(IMU, WithoutDelegateItLetsGoOfItsManager) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(IMU, OwnsItsDelegateAndLetsGoOfItWithoutCallingIt) {
+TEST(IMU, OwnsItsDelegateAndReleasesItWithoutCallingIt) {
   auto receiver = std::make_shared<testing::StrictMock<Receiver>>();
   EXPECT_CALL(*receiver, didReceiveIMUValues).Times(0);
   const std::weak_ptr<IMUDelegate> watch = receiver;
@@ -58,7 +58,7 @@ TEST(IMU, OwnsItsDelegateAndLetsGoOfItWithoutCallingIt) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(IMU, ItsDelegateMayBeTheCopyOfAValue) {
+TEST(IMU, ItsDelegateMayBeACopyOfAValue) {
   const ValueReceiver value;
   auto imu =
       std::make_shared<IMU>(std::make_shared<Sensors>(), std::make_shared<ValueReceiver>(value));
@@ -67,7 +67,7 @@ TEST(IMU, ItsDelegateMayBeTheCopyOfAValue) {
   EXPECT_EQ(value.copies.use_count(), 1);
 }
 
-TEST(IMU, LeavesAManagerThatOthersHoldToThem) {
+TEST(IMU, DoesNotDestroyASharedManager) {
   const auto manager = std::make_shared<Sensors>();
   auto imu = std::make_shared<IMU>(manager);
   EXPECT_EQ(manager.use_count(), 2);

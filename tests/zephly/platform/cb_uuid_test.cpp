@@ -12,7 +12,7 @@ TEST(CBUUID, LongFormReadsBackInUpperCase) {
   EXPECT_EQ(uuid.description(), uuid.UUIDString());
 }
 
-TEST(CBUUID, ShortFormsStandOnTheBluetoothBase) {
+TEST(CBUUID, ExpandsShortFormsWithTheBluetoothBase) {
   EXPECT_EQ(CBUUID::UUIDWithString("180F").UUIDString(), "0000180F-0000-1000-8000-00805F9B34FB");
   EXPECT_EQ(CBUUID::UUIDWithString("ABCD180F").UUIDString(),
             "ABCD180F-0000-1000-8000-00805F9B34FB");
@@ -30,7 +30,7 @@ TEST(CBUUID, IsEqualComparesAll128Bits) {
   }
 }
 
-TEST(CBUUID, ParseRefusesWhatIsNoIdentifier) {
+TEST(CBUUID, ParseRefusesOtherText) {
   for (const char* text :
        {"", "1", "180", "180G", "180g", "ABCD180", "45366E80CF3A11E19AB40002A5D5C51B",
         "45366E80-CF3A-11E1-9AB4-0002A5D5C51", "45366E80-CF3A-11E1-9AB4-0002A5D5C51B0",
@@ -40,7 +40,7 @@ TEST(CBUUID, ParseRefusesWhatIsNoIdentifier) {
   }
 }
 
-TEST(CBUUIDDeathTest, UUIDWithStringShowsTheTextThatItRefuses) {
+TEST(CBUUIDDeathTest, UUIDWithStringReportsTheRefusedText) {
   EXPECT_DEATH(CBUUID::UUIDWithString("not one"), "\"not one\" is not a Bluetooth UUID");
 }
 

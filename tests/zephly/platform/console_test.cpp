@@ -20,7 +20,7 @@ TEST(Console, WritesToStandardOutputsBuffer) {
   EXPECT_EQ(output.text(), "one\n");
 }
 
-TEST(Console, FollowsABufferThatIsReplaced) {
+TEST(Console, FollowsAReplacedBuffer) {
   const CapturedOutput first;
   {
     const CapturedOutput second;
@@ -31,7 +31,7 @@ TEST(Console, FollowsABufferThatIsReplaced) {
   EXPECT_EQ(first.text(), "outer\n");
 }
 
-TEST(Console, KeepsItsOwnFormattingWhateverIsDoneToStdCout) {
+TEST(Console, ItsFormattingIsIndependentOfStdCout) {
   const CapturedOutput output;
   const std::ios saved(nullptr);
   std::cout << std::hex << std::scientific << std::uppercase << std::showpos;
@@ -43,7 +43,7 @@ TEST(Console, KeepsItsOwnFormattingWhateverIsDoneToStdCout) {
   EXPECT_EQ(output.text(), "0.5, 31\n");
 }
 
-TEST(Console, GivesEachLineTheDefaultFormatWhateverWasLeftInTheStream) {
+TEST(Console, ResetsTheFormatForEachLine) {
   const CapturedOutput output;
   struct GroupedDigits : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
@@ -59,7 +59,7 @@ TEST(Console, GivesEachLineTheDefaultFormatWhateverWasLeftInTheStream) {
   EXPECT_EQ(output.text(), "1234567, 0.123457, 1\n");
 }
 
-TEST(Console, DoesNotThrowBecauseOfAnExceptionMaskThatWasLeftInTheStream) {
+TEST(Console, ResetsTheExceptionMask) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);
@@ -74,7 +74,7 @@ TEST(Console, DoesNotThrowBecauseOfAnExceptionMaskThatWasLeftInTheStream) {
   EXPECT_EQ(output.text(), "seen\n");
 }
 
-TEST(Console, WritesAgainAfterABufferThatFailed) {
+TEST(Console, WritesAgainAfterAFailedBuffer) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);
@@ -85,8 +85,8 @@ TEST(Console, WritesAgainAfterABufferThatFailed) {
   EXPECT_EQ(output.text(), "seen\n");
 }
 
-TEST(FatalErrorDeathTest, SaysWhyOnStandardErrorAndAborts) {
-  // An emulated processor adds a line of the emulator's.
+TEST(FatalErrorDeathTest, WritesItsMessageToStandardErrorAndAborts) {
+  // An emulator adds its own line.
   EXPECT_EXIT(fatalError("the reason"), testing::KilledBySignal(SIGABRT),
               "^zephly: fatal error: the reason\n(qemu: [^\n]*\n)?$");
 }

@@ -9,20 +9,20 @@
 
 namespace {
 
-TEST(Host, TheOneInUseCreatesTheCentral) {
+TEST(Host, TheCurrentHostCreatesTheCentral) {
   fake::World world;
   const auto central = CBCentralManager::init({}, nullptr, std::nullopt);
   EXPECT_EQ(central, world.central);
   EXPECT_EQ(world.log, fake::Log{"create central"});
 }
 
-TEST(Host, TheLastChosenIsInUse) {
+TEST(Host, TheLatestHostIsCurrent) {
   fake::World first;
   fake::World second;
   EXPECT_EQ(Host::current(), &second);
 }
 
-TEST(Host, LeavingDoesNotEndTheUseOfAnother) {
+TEST(Host, LeavingDoesNotAffectAnotherCurrentHost) {
   fake::World stays;
   { const fake::World goes; }
   EXPECT_EQ(Host::current(), nullptr);
@@ -33,13 +33,13 @@ TEST(Host, LeavingDoesNotEndTheUseOfAnother) {
   EXPECT_EQ(Host::current(), &stays);
 }
 
-TEST(HostDeathTest, WithoutOneTheHostsOfTheBuildAreNamed) {
+TEST(HostDeathTest, WithoutAHostTheErrorListsTheHostsOfTheBuild) {
   ASSERT_EQ(Host::current(), nullptr);
   EXPECT_DEATH(CBCentralManager::init({}, nullptr, std::nullopt),
                "no host is in use; .*this build has: " ZEPHLY_HOSTS);
 }
 
-TEST(HostDeathTest, AHostThatCreatesNoCentralIsRefused) {
+TEST(HostDeathTest, AHostThatCreatesNoCentralIsFatal) {
   class Empty : public Host {
    public:
     Empty() { Host::use(this); }

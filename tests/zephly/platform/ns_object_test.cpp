@@ -44,7 +44,7 @@ TEST(NSObject, RespondsToTheSelectorsOfItsTableOnly) {
   EXPECT_FALSE(lamp.respondsToSelector(""));
 }
 
-TEST(NSObject, WithoutATableRespondsToNothing) {
+TEST(NSObject, RespondsToNothingWithoutATable) {
   EXPECT_FALSE(Plain().respondsToSelector("level"));
 }
 
@@ -71,19 +71,19 @@ TEST(NSObject, MovesArgumentsThatCannotBeCopied) {
 
 TEST(NSObject, DescribesItselfByClassName) { EXPECT_EQ(Lamp().description(), "<Lamp>"); }
 
-TEST(NSObjectDeathTest, UnknownSelectorNamesClassAndSelector) {
+TEST(NSObjectDeathTest, ReportsClassAndNameOfAnUnknownSelector) {
   Lamp lamp;
   EXPECT_DEATH(lamp.performSelector("dim:", 1.0f),
                "fatal error: Lamp does not respond to selector \"dim:\"");
 }
 
-TEST(NSObjectDeathTest, WrongArgumentTypesNameClassAndSelector) {
+TEST(NSObjectDeathTest, ReportsClassAndNameForWrongArgumentTypes) {
   Lamp lamp;
   EXPECT_DEATH(lamp.performSelector("setLevel:", 1.0), "selector \"setLevel:\" of Lamp was sent");
   EXPECT_DEATH(lamp.performSelector("setLevel:"), "selector \"setLevel:\" of Lamp was sent");
 }
 
-TEST(NSObjectDeathTest, WrongResultTypeNamesClassAndSelector) {
+TEST(NSObjectDeathTest, ReportsClassAndNameForAWrongResultType) {
   Lamp lamp;
   EXPECT_DEATH(lamp.performSelector<double>("level"), "selector \"level\" of Lamp was sent");
 }

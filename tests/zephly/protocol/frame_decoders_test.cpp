@@ -35,7 +35,7 @@ TEST(ECGFrame, NineBytesStillGiveSixSamples) {
                                    SameBits(0.0f), SameBits(0.0f), SameBits(0.0f)));
 }
 
-TEST(ECGFrame, ACutSampleKeepsItsLowBytes) {
+TEST(ECGFrame, ATruncatedSampleKeepsItsLowBytes) {
   EXPECT_SAME_BITS(calculateECGValue(Data({0x00, 0x01}))[0], 256.0f / 8388608.0f * 2.42f);
 }
 
@@ -84,7 +84,7 @@ TEST(MotionFrame, Examples) {
   EXPECT_SAME_BITS(smallest.ax, -0.0000152587890625f);
 }
 
-TEST(MotionFrame, EachFieldStandsAtItsOwnOffset) {
+TEST(MotionFrame, EachFieldHasItsOffset) {
   const Data frame(
       {0x00, 0x01, 0x00, 0x02, 0x00, 0x03, 0x00, 0x04, 0, 5, 0, 0, 0, 6, 0, 0, 0, 7, 0, 0});
   const auto motion = calculateMotionValue(frame);
@@ -97,7 +97,7 @@ TEST(MotionFrame, EachFieldStandsAtItsOwnOffset) {
   EXPECT_SAME_BITS(motion.az, 7.0f);
 }
 
-// The frame formats once more, byte by byte with plain arithmetic, as an oracle for any input.
+// A reference implementation of the frame formats, byte by byte with plain arithmetic.
 namespace restated {
 
 int at(const Bytes& frame, std::size_t size, std::size_t offset) {

@@ -65,7 +65,7 @@ TEST(Q30ToFloat, WithTwoZeroBytesIsA16BitFraction) {
   }
 }
 
-// What memory holds when the four bytes are stored most significant first and read as one number.
+// The number read from memory when the four bytes are stored most significant first.
 std::int32_t bigEndian(const int (&bytes)[4]) {
   std::uint32_t pattern = 0;
   for (const int byte : bytes) pattern = pattern * 256 + static_cast<std::uint32_t>(byte & 0xFF);
@@ -74,7 +74,7 @@ std::int32_t bigEndian(const int (&bytes)[4]) {
   return value;
 }
 
-// Byte-sized arguments mostly, sometimes any int at all.
+// Mostly byte-sized arguments, sometimes any int.
 class Arguments {
  public:
   int next() {
@@ -114,7 +114,7 @@ TEST(UtilitiesWrapper, ReturnsTheEnginesResultsBitForBit) {
   }
 }
 
-TEST(UtilitiesWrapper, AnswersToItsFourMessageNames) {
+TEST(UtilitiesWrapper, RespondsToItsFourMessageNames) {
   ::Utilities wrapper;
   EXPECT_EQ(wrapper.performSelector<int>("toU2:byteB:byteC:", 0, 1, 2), 258);
   EXPECT_SAME_BITS(wrapper.performSelector<float>("q16tofloat:byteB:byteC:byteD:", 0, 1, 0x80, 0),

@@ -1,5 +1,5 @@
-// Memory running out while a wrapper or a session is created: the failure reaches the caller, and
-// what had been made is taken apart again.
+// Memory runs out while a wrapper or a session is created: the failure reaches the caller, and the
+// parts already created are destroyed.
 
 #include <tests/support/allocation_count.h>
 #include <tests/support/fake_bluetooth.h>
@@ -14,8 +14,8 @@
 
 namespace {
 
-// Calls `create` with its first, second, ... allocation failing, until it succeeds. Returns how
-// many failures there were.
+// Calls `create` with its first, second, ... allocation failing, until it succeeds. Returns
+// the number of failures.
 template <class Create>
 std::size_t failEachAllocationOnce(Create create) {
   for (std::size_t number = 1;; ++number) {

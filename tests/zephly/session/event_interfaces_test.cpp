@@ -1,4 +1,5 @@
-// The order of operations in the virtual tables, and what an operation that is left out does.
+// The order of operations in the virtual tables, and the default of an operation that is not
+// implemented.
 
 #include <tests/support/virtual_slot.h>
 #include <zephly/session/imu_delegate.h>
@@ -42,7 +43,7 @@ TEST(EventInterfaces, SlotOfIMUDelegate) {
   EXPECT_EQ(virtualSlot(&IMUDelegate::didReceiveIMUValues), 0);
 }
 
-TEST(EventInterfacesDeathTest, AnExerciseThatTheReceiverLeavesOutIsFatalAndNamed) {
+TEST(EventInterfacesDeathTest, AnExerciseThatTheReceiverDoesNotImplementIsFatal) {
   class Indifferent : public WorkoutDelegate {};
   Indifferent receiver;
   EXPECT_DEATH(receiver.didDetectPushUp(), "does not implement didDetectPushUp");

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A session with a fake Bluetooth below it and an application that writes everything down.
+/// A session on a fake Bluetooth, with an application that records all events.
 
 #include <tests/support/captured_output.h>
 #include <tests/support/fake_bluetooth.h>

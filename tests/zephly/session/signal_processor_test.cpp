@@ -90,9 +90,9 @@ TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesInTheirOrder) {
   EXPECT_EQ(byWrapper, orientation());
 }
 
-// A special value at each of the seven places changes the trace of an engine for good, so a sample
-// that the wrapper left out would show in every later line.
-TEST_F(SignalProcessorWrapperTest, PassesSevenMotionValuesThatAreNoNumbers) {
+// A special value at any of the seven places permanently changes the trace of an engine, so a
+// sample that the wrapper dropped changes every later line.
+TEST_F(SignalProcessorWrapperTest, PassesSevenNonFiniteMotionValues) {
   for (const float special : {notANumber, infinity, -infinity}) {
     for (std::size_t place = 0; place < 7; ++place) {
       ::Zephly::SignalProcessor engine;
@@ -114,7 +114,7 @@ TEST_F(SignalProcessorWrapperTest, PassesSevenMotionValuesThatAreNoNumbers) {
   }
 }
 
-TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesThatAreNoNumbers) {
+TEST_F(SignalProcessorWrapperTest, PassesNineNonFiniteMotionValues) {
   const FusionGuard guard;
   ::Zephly::SignalProcessor engine;
   for (const float special : {notANumber, infinity, -infinity}) {
@@ -138,7 +138,7 @@ TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesThatAreNoNumbers) {
 
 // The workout bridge.
 
-TEST_F(SignalProcessorWrapperTest, TellsEachKindOfRepetition) {
+TEST_F(SignalProcessorWrapperTest, ReportsEachKindOfRepetition) {
   wrapper->setDelegate(workout);
   wrapper->startWorkoutDetection();
   repetitions::pushUp(motion());
@@ -151,13 +151,13 @@ TEST_F(SignalProcessorWrapperTest, TellsEachKindOfRepetition) {
   EXPECT_THAT(log, testing::Contains("didDetectJump"));
 }
 
-TEST_F(SignalProcessorWrapperTest, ARepetitionBeforeAnyDelegateIsSetIsLostWithoutFailure) {
+TEST_F(SignalProcessorWrapperTest, ARepetitionWithoutADelegateIsDropped) {
   wrapper->startWorkoutDetection();
   repetitions::jump(motion());
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(SignalProcessorWrapperTest, ANewDelegateGetsTheVeryNextRepetitionAlone) {
+TEST_F(SignalProcessorWrapperTest, OnlyTheNewDelegateGetsTheNextRepetition) {
   recorded::Log otherLog;
   const auto other = std::make_shared<recorded::Workout>(otherLog);
   wrapper->setDelegate(workout);
@@ -168,7 +168,7 @@ TEST_F(SignalProcessorWrapperTest, ANewDelegateGetsTheVeryNextRepetitionAlone) {
   EXPECT_THAT(otherLog, ElementsAre("didDetectSitUp"));
 }
 
-TEST_F(SignalProcessorWrapperTest, ADelegateThatIsGoneGetsNothing) {
+TEST_F(SignalProcessorWrapperTest, ADestroyedDelegateGetsNothing) {
   wrapper->setDelegate(workout);
   wrapper->startWorkoutDetection();
   EXPECT_EQ(workout.use_count(), 1);  // not owned
@@ -178,7 +178,7 @@ TEST_F(SignalProcessorWrapperTest, ADelegateThatIsGoneGetsNothing) {
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(SignalProcessorWrapperTest, ADelegateIsAliveUntilTheEndOfItsCall) {
+TEST_F(SignalProcessorWrapperTest, KeepsTheDelegateAliveDuringItsCall) {
   class Workout : public Leaving<WorkoutDelegate> {
    public:
     using Leaving::Leaving;
@@ -198,8 +198,8 @@ TEST_F(SignalProcessorWrapperTest, ADelegateIsAliveUntilTheEndOfItsCall) {
   }
 }
 
-// The last owner of a wrapper lets go of it when a repetition is told.
-TEST_F(SignalProcessorWrapperTest, TheWrapperAndItsEngineOutliveTheMotionCallThatLosesThem) {
+// The last owner of a wrapper releases it when a repetition is reported.
+TEST_F(SignalProcessorWrapperTest, StaysAliveDuringAMotionCallThatReleasesIt) {
   struct LettingGo : WorkoutDelegate {
     explicit LettingGo(std::shared_ptr<SignalProcessor>& wrapper) : wrapper_(wrapper) {}
     void didDetectSitUp() override {
@@ -227,14 +227,14 @@ TEST_F(SignalProcessorWrapperTest, StartingTwiceLeavesOneRegistrationOfEachKind)
       {repetitions::jump, "didDetectJump"},
       {repetitions::sitUp, "didDetectSitUp"},
       {repetitions::pushUp, "didDetectPushUp"}};
-  for (const auto& [perform, told] : kinds) {
+  for (const auto& [perform, expectedCall] : kinds) {
     log.clear();
     wrapper = SignalProcessor::init();
     wrapper->setDelegate(workout);
     wrapper->startWorkoutDetection();
     wrapper->startWorkoutDetection();
     perform(motion());
-    EXPECT_THAT(log, ElementsAre(told));
+    EXPECT_THAT(log, ElementsAre(expectedCall));
   }
 }
 
@@ -260,7 +260,7 @@ TEST_F(SignalProcessorWrapperTest, EachStartRegistersAllThreeCallbacksAnew) {
   }
 }
 
-TEST_F(SignalProcessorWrapperTest, StartingInTheMiddleOfAMovementLosesNothingOfIt) {
+TEST_F(SignalProcessorWrapperTest, StartingDuringAMovementDoesNotResetDetection) {
   wrapper->setDelegate(workout);
   wrapper->startWorkoutDetection();
   repetitions::jump([this](float qw, float qx, float qy, float qz, float ax, float ay, float az) {
@@ -274,7 +274,7 @@ TEST_F(SignalProcessorWrapperDeathTest, ARepetitionBeforeDetectionWasStartedIsFa
   EXPECT_DEATH(repetitions::sitUp(motion()), "sitUpCallback was never set");
 }
 
-TEST_F(SignalProcessorWrapperDeathTest, ADelegateThatLeavesAnExerciseOutFailsAtItsRepetition) {
+TEST_F(SignalProcessorWrapperDeathTest, ARepetitionThatTheDelegateDoesNotImplementIsFatal) {
   class Indifferent : public WorkoutDelegate {};
   const auto indifferent = std::make_shared<Indifferent>();
   wrapper->setDelegate(indifferent);
@@ -284,7 +284,7 @@ TEST_F(SignalProcessorWrapperDeathTest, ADelegateThatLeavesAnExerciseOutFailsAtI
 
 // The engine property.
 
-TEST_F(SignalProcessorWrapperTest, UsesTheEngineThatItIsGivenWithoutOwningIt) {
+TEST_F(SignalProcessorWrapperTest, UsesAReplacedEngineWithoutOwningIt) {
   auto engine = std::make_unique<::Zephly::SignalProcessor>();
   auto* const created = wrapper->signalProcessor();
   ASSERT_NE(created, nullptr);
@@ -292,7 +292,7 @@ TEST_F(SignalProcessorWrapperTest, UsesTheEngineThatItIsGivenWithoutOwningIt) {
   EXPECT_EQ(wrapper->signalProcessor(), engine.get());
   EXPECT_FALSE(wrapper->processLeadoffDetection(0));
   EXPECT_TRUE(wrapper->processLeadoffDetection(1));
-  EXPECT_FALSE(created->processLeadoffDetection(1));  // alive, and not the one in use
+  EXPECT_FALSE(created->processLeadoffDetection(1));  // alive, but not in use
   wrapper.reset();
   EXPECT_TRUE(engine->processLeadoffDetection(0));  // alive
 }
@@ -304,7 +304,7 @@ TEST_F(SignalProcessorWrapperDeathTest, UsingAWrapperWithoutAnEngineIsFatal) {
 
 // Message names.
 
-TEST_F(SignalProcessorWrapperTest, AnswersToItsMessageNames) {
+TEST_F(SignalProcessorWrapperTest, RespondsToItsMessageNames) {
   ::Zephly::SignalProcessor engine;
   wrapper->performSelector("setDelegate:", std::weak_ptr<WorkoutDelegate>(workout));
   wrapper->performSelector("startWorkoutDetection");

@@ -28,9 +28,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Answers of the lead-off rule for raw samples: the first sample of a session, and a flat line, are
-// "no contact" (false); after a step of more than 0.01 it is "contact" (true) until the last sample
-// before the step has left the window of 70.
+// Results of lead-off detection for raw samples: the first sample of a session and a flat line are
+// "no contact" (false); after a step of more than 0.01 the result is "contact" (true) until the
+// last sample before the step has left the window of 70.
 constexpr float flat = 0.0f;
 constexpr float high = 0.5f;
 
@@ -38,7 +38,7 @@ using ZephlyDeathTest = ZephlyTest;
 
 // Construction.
 
-TEST(ZephlyConstruction, ThePlatformCentralComesBeforeTheWrapperAndTheDelegate) {
+TEST(ZephlyConstruction, CreatesThePlatformCentralBeforeTheWrapperAndTheDelegate) {
   fake::World world;
   bool seen = false;
   world.whenCreating = [&] {
@@ -62,7 +62,7 @@ TEST(ZephlyConstruction, ThePlatformCentralComesBeforeTheWrapperAndTheDelegate) 
   Access::release(*session);
 }
 
-TEST_F(ZephlyTest, TheSessionIsTheWrappersDelegateFromTheStart) {
+TEST_F(ZephlyTest, TheSessionIsTheWrappersInitialDelegate) {
   EXPECT_EQ(Access::wrapper(*session)->delegate(), session);
 }
 
@@ -79,7 +79,7 @@ TEST_F(ZephlyTest, SessionAndCentralManagerKeepEachOtherAlive) {
   EXPECT_EQ(session.get(), raw);
 }
 
-TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
+TEST_F(ZephlyTest, IsDestroyedWhenTheCycleIsBroken) {
   fake::World other;
   auto second = ::Zephly::Zephly::init(application);
   strapEvents(*second).didReceiveRespiration({flat});
@@ -94,11 +94,11 @@ TEST_F(ZephlyTest, IsTornDownOnceThatCycleIsBroken) {
   EXPECT_TRUE(manager.expired());
   EXPECT_TRUE(wrapper.expired());
   EXPECT_EQ(application.use_count(), 1);
-  EXPECT_THAT(log, IsEmpty());        // nobody is told,
-  EXPECT_THAT(other.log, IsEmpty());  // and the radio is asked for nothing
+  EXPECT_THAT(log, IsEmpty());        // no event is reported,
+  EXPECT_THAT(other.log, IsEmpty());  // and no request is made to the radio
 }
 
-TEST_F(ZephlyTest, WithoutAnApplicationFromTheStartItHasAWrapperAllTheSame) {
+TEST_F(ZephlyTest, HasAWrapperWithoutAnApplication) {
   fake::World other;
   const auto second = ::Zephly::Zephly::init(nullptr);
   ASSERT_NE(Access::wrapper(*second), nullptr);
@@ -137,7 +137,7 @@ TEST_F(ZephlyTest, RelaysBatteryStatus) {
   EXPECT_THAT(log, ElementsAre("didReceiveBatteryStatus 6553.5 true"));
 }
 
-TEST_F(ZephlyTest, RelaysNumbersThatAreNoNumbers) {
+TEST_F(ZephlyTest, RelaysNonFiniteNumbers) {
   for (const float special : {notANumber, infinity, -infinity}) {
     log.clear();
     application->ecg.clear();
@@ -181,13 +181,13 @@ TEST_F(ZephlyTest, AnEmptyNotificationIsNoCall) {
 
 // Respiration and lead-off: each row of the state machine.
 
-TEST_F(ZephlyTest, TheFirstSampleAlwaysTellsTheNegatedAnswer) {
+TEST_F(ZephlyTest, TheFirstSampleAlwaysReportsTheNegatedAnswer) {
   respiration({flat});
   EXPECT_THAT(log, ElementsAre("didChangeLeadoffState true", "didReceiveRespiration"));
   EXPECT_EQ(Access::leadoff(*session), std::optional(false));
 }
 
-TEST_F(ZephlyTest, FromFalseTheSameAnswerTellsNothing) {
+TEST_F(ZephlyTest, FromFalseTheSameAnswerReportsNothing) {
   respiration({flat});
   log.clear();
   respiration({flat});
@@ -195,7 +195,7 @@ TEST_F(ZephlyTest, FromFalseTheSameAnswerTellsNothing) {
   EXPECT_EQ(Access::leadoff(*session), std::optional(false));
 }
 
-TEST_F(ZephlyTest, FromFalseToTrueTellsFalse) {
+TEST_F(ZephlyTest, FromFalseToTrueReportsFalse) {
   respiration({flat});
   log.clear();
   respiration({high});
@@ -203,7 +203,7 @@ TEST_F(ZephlyTest, FromFalseToTrueTellsFalse) {
   EXPECT_EQ(Access::leadoff(*session), std::optional(true));
 }
 
-TEST_F(ZephlyTest, FromTrueTheSameAnswerTellsNothing) {
+TEST_F(ZephlyTest, FromTrueTheSameAnswerReportsNothing) {
   respiration({flat, high});
   log.clear();
   respiration({high});
@@ -211,7 +211,7 @@ TEST_F(ZephlyTest, FromTrueTheSameAnswerTellsNothing) {
   EXPECT_EQ(Access::leadoff(*session), std::optional(true));
 }
 
-TEST_F(ZephlyTest, FromTrueToFalseTellsTrue) {
+TEST_F(ZephlyTest, FromTrueToFalseReportsTrue) {
   respiration({flat});
   respiration(std::vector<float>(69, high));
   EXPECT_EQ(Access::leadoff(*session), std::optional(true));
@@ -221,7 +221,7 @@ TEST_F(ZephlyTest, FromTrueToFalseTellsTrue) {
   EXPECT_EQ(Access::leadoff(*session), std::optional(false));
 }
 
-TEST_F(ZephlyTest, FromEmptyToTrueTellsFalse) {
+TEST_F(ZephlyTest, FromEmptyToTrueReportsFalse) {
   respiration({flat, high});
   Access::leadoff(*session).reset();
   log.clear();
@@ -241,7 +241,7 @@ TEST_F(ZephlyTest, ThreeSamplesWithAnswersTrueTrueFalse) {
                                "didReceiveRespiration"));
 }
 
-TEST_F(ZephlyTest, DeliversWhatTheEngineMakesOfEachSample) {
+TEST_F(ZephlyTest, DeliversTheEnginesResultForEachSample) {
   ::Zephly::SignalProcessor engine;
   std::vector<float> samples(1200);
   for (std::size_t index = 0; index < samples.size(); ++index) {
@@ -280,8 +280,8 @@ TEST_F(ZephlyTest, ARespirationNotificationIsOneCallPerSampleEachAfterItsChangeO
   EXPECT_EQ(log, expected);
 }
 
-// A reset that lead-off detection makes for a sample acts on that very sample.
-TEST_F(ZephlyTest, LeadoffDetectionSeesEachSampleBeforeTheChainDoes) {
+// A reset by lead-off detection already affects the sample that caused it.
+TEST_F(ZephlyTest, LeadoffDetectionProcessesEachSampleBeforeTheChain) {
   const FakeProcessorClock clock;
   ::Zephly::SignalProcessor engine;
   ::Zephly::SignalProcessor otherOrder;
@@ -334,7 +334,7 @@ TEST_F(ZephlyTest, WithoutAWrapperMotionAndWorkoutDetectionAreIgnored) {
 
 // Without an application.
 
-TEST_F(ZephlyTest, WithoutAnApplicationNothingIsToldAndNothingFails) {
+TEST_F(ZephlyTest, EventsWithoutAnApplicationAreDropped) {
   application.reset();
   strapEvents(*session).didConnectPeripheral();
   strapEvents(*session).didReceiveTemperature(1, 2);
@@ -345,11 +345,11 @@ TEST_F(ZephlyTest, WithoutAnApplicationNothingIsToldAndNothingFails) {
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(ZephlyTest, WithoutAnApplicationLeadoffDetectionAdvancesAndTheChainIsNotFed) {
+TEST_F(ZephlyTest, WithoutAnApplicationOnlyLeadoffDetectionRuns) {
   application.reset();
   respiration({flat, high});
   EXPECT_EQ(Access::leadoff(*session), std::optional(true));
-  // The next sample meets a chain that has seen none of the two, and a lead-off window that has.
+  // The two samples are in the lead-off window, but not in the chain.
   ::Zephly::SignalProcessor fresh;
   auto& wrapper = *Access::wrapper(*session);
   for (int index = 0; index < 400; ++index) {
@@ -359,7 +359,7 @@ TEST_F(ZephlyTest, WithoutAnApplicationLeadoffDetectionAdvancesAndTheChainIsNotF
   EXPECT_TRUE(wrapper.processLeadoffDetection(high));
 }
 
-// An application that lets go of itself during a call.
+// An application that releases itself during a call.
 class LeavingAtOnce : public recorded::Application {
  public:
   LeavingAtOnce(recorded::Log& log, std::shared_ptr<LeavingAtOnce>& owner)
@@ -377,7 +377,7 @@ class LeavingAtOnce : public recorded::Application {
   std::shared_ptr<LeavingAtOnce>& owner_;
 };
 
-TEST_F(ZephlyTest, AnApplicationThatGoesDuringAnECGCallGetsNoFurtherSample) {
+TEST_F(ZephlyTest, AnApplicationDestroyedDuringAnECGCallGetsNoFurtherSample) {
   fake::World other;
   std::shared_ptr<LeavingAtOnce> owner;
   owner = std::make_shared<LeavingAtOnce>(log, owner);
@@ -387,7 +387,7 @@ TEST_F(ZephlyTest, AnApplicationThatGoesDuringAnECGCallGetsNoFurtherSample) {
   Access::release(*second);
 }
 
-TEST_F(ZephlyTest, AnApplicationThatGoesDuringALeadoffCallGetsNoRespirationSample) {
+TEST_F(ZephlyTest, AnApplicationDestroyedDuringALeadoffCallGetsNoRespirationSample) {
   fake::World other;
   std::shared_ptr<LeavingAtOnce> owner;
   owner = std::make_shared<LeavingAtOnce>(log, owner);
@@ -409,7 +409,7 @@ class LeavingInEveryCall : public Leaving<ZephlyDelegate> {
   void didReceiveBatteryStatus(BatteryStatus) override { leave(); }
 };
 
-TEST_F(ZephlyTest, AnApplicationIsAliveUntilTheEndOfItsCall) {
+TEST_F(ZephlyTest, KeepsTheApplicationAliveDuringItsCall) {
   auto& events = strapEvents(*session);
   const std::function<void()> calls[] = {
       [&] { events.didConnectPeripheral(); },

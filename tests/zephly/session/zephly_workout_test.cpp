@@ -44,7 +44,7 @@ TEST_F(ZephlyTest, WithoutAnApplicationPhoneValuesReachTheEngine) {
   EXPECT_NE(q1, 0.0f);
 }
 
-TEST_F(ZephlyTest, MotionValuesThatAreNoNumbersReachTheEngine) {
+TEST_F(ZephlyTest, NonFiniteMotionValuesReachTheEngine) {
   const CapturedOutput trace;
   strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, notANumber);
   EXPECT_EQ(trace.text(), "nan, nan\n");
@@ -53,7 +53,7 @@ TEST_F(ZephlyTest, MotionValuesThatAreNoNumbersReachTheEngine) {
   EXPECT_TRUE(std::isnan(q0));
 }
 
-TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegateBefore) {
+TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegate) {
   recorded::Log otherLog;
   const auto first = std::make_shared<recorded::Workout>(log);
   const auto second = std::make_shared<recorded::Workout>(otherLog);
@@ -67,7 +67,7 @@ TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegateBefore) {
   EXPECT_THAT(log, ElementsAre("didDetectSitUp"));
 }
 
-// Callbacks that somebody else has set in the engine give way to the wrapper's own.
+// The wrapper replaces callbacks that were set in the engine before.
 TEST_F(ZephlyTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   auto* const engine = Access::wrapper(*session)->signalProcessor();
@@ -85,7 +85,7 @@ TEST_F(ZephlyTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
   EXPECT_EQ(foreignCalls, 0);
 }
 
-TEST_F(ZephlyTest, RepetitionsForAWorkoutDelegateThatIsGoneAreNeitherReportedNorPrinted) {
+TEST_F(ZephlyTest, RepetitionsForADestroyedWorkoutDelegateAreDropped) {
   auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   workout.reset();
@@ -96,20 +96,20 @@ TEST_F(ZephlyTest, RepetitionsForAWorkoutDelegateThatIsGoneAreNeitherReportedNor
   EXPECT_EQ(linesWithoutTrace(), "");
 }
 
-TEST_F(ZephlyTest, ARepetitionBeforeTheApplicationAsksIsPrintedAndReachesNoApplication) {
+TEST_F(ZephlyTest, ARepetitionBeforeWorkoutDetectionStartsIsOnlyPrinted) {
   repetitions::pushUp(motion());
   EXPECT_EQ(linesWithoutTrace(), "PushUp!\n");
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(ZephlyTest, TheSessionsOwnWorkoutOperationsPrintOneLineEach) {
+TEST_F(ZephlyTest, TheSessionsWorkoutOperationsPrintOneLineEach) {
   workoutEvents(*session).didDetectPushUp();
   workoutEvents(*session).didDetectSitUp();
   workoutEvents(*session).didDetectJump();
   EXPECT_EQ(output.text(), "PushUp!\nSitUp!\nJump!\n");
 }
 
-TEST_F(ZephlyTest, AJumpIsPrintedAsSuch) {
+TEST_F(ZephlyTest, AJumpIsPrinted) {
   repetitions::jump(motion());
   EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
   EXPECT_THAT(log, IsEmpty());
@@ -124,7 +124,7 @@ TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
   EXPECT_EQ(linesWithoutTrace(), "");
 }
 
-TEST_F(ZephlyTest, MotionSendsNothingToTheApplication) {
+TEST_F(ZephlyTest, MotionIsNotReportedToTheApplication) {
   strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
   EXPECT_THAT(log, IsEmpty());
   EXPECT_EQ(output.text(), "0, 0\n");
@@ -136,7 +136,7 @@ TEST_F(ZephlyTest, SevenMotionValuesReachTheEngineInTheirOrder) {
   engine.setJumpCallback(ignore, nullptr);
   engine.setSitUpCallback(ignore, nullptr);
   engine.setPushUpCallback(ignore, nullptr);
-  session->startWorkoutDetection(nullptr);  // only the trace is left on standard output
+  session->startWorkoutDetection(nullptr);  // only the trace is still written to standard output
   std::mt19937 random(11);
   const auto next = [&random] { return static_cast<float>(random() % 2000) / 1000.0f - 1.0f; };
   for (int index = 0; index < 50; ++index) {
@@ -163,7 +163,7 @@ TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
 }
 
 // The phone's samples would move the process-wide orientation.
-TEST_F(ZephlyTest, NothingThatTheStrapReportsBecomesASampleOfThePhone) {
+TEST_F(ZephlyTest, TheStrapsSamplesNeverReachThePhonesPath) {
   const FusionGuard guard;
   strapEvents(*session).didConnectPeripheral();
   strapEvents(*session).didReceiveTemperature(36, 20);
