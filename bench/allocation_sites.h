@@ -27,7 +27,7 @@ struct AllocationReport {
   std::vector<AllocationSite> sites;  ///< most allocations first
 };
 
-/// Runs `work` and counts meanwhile.
+/// Runs `work` and counts its allocations.
 AllocationReport allocationsOf(const std::function<void()>& work);
 
 }  // namespace bench

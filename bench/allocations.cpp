@@ -52,7 +52,7 @@ std::string describe(const AllocationReport& report, std::size_t calls) {
   return text.str();
 }
 
-// Tables are held back until the end: standard output is silent while the kit runs.
+// Tables are printed at the end: standard output is discarded while the kit runs.
 std::ostringstream tables;
 
 void heading(const char* title, const char* explanation) {
@@ -136,7 +136,7 @@ void radio() {
 }
 
 void constructionRow(const std::string& name, const std::function<void()>& construct) {
-  construct();  // what is made once in a process
+  construct();  // objects created once per process
   const AllocationReport report = bench::allocationsOf(construct);
   tables << "| " << name << " | " << report.allocations << " | " << report.bytes << " | "
          << describe(report, 1) << " |\n";

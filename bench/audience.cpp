@@ -36,7 +36,7 @@ void note(Account& account, const std::string& message, bool binary) {
   }
 }
 
-// Reads until the end, which comes as an exception.
+// Reads until the end of the stream, which is reported as an exception.
 void look(std::uint16_t port, Account& account) {
   asio::io_context context;
   beast::websocket::stream<asio::ip::tcp::socket> stream(context);
@@ -79,7 +79,7 @@ Audience::Audience(std::size_t viewers) {
     const pid_t process = ::fork();
     if (process < 0) throw std::runtime_error("no process for a viewer");
     if (process == 0) {
-      // Otherwise those that come later would keep the pipes of those before open.
+      // Otherwise later processes would keep the pipes of earlier ones open.
       for (const Viewer& other : viewers_) {
         ::close(other.port);
         ::close(other.account);
@@ -118,7 +118,7 @@ std::vector<Account> Audience::finish() {
   for (const Viewer& viewer : viewers_) {
     Account account;
     if (::read(viewer.account, &account, sizeof account) != sizeof account) {
-      throw std::runtime_error("a viewer has told nothing");
+      throw std::runtime_error("a viewer has reported nothing");
     }
     accounts.push_back(account);
   }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Viewers of a live page, each a process of its own, as browsers are.
+/// Viewers of a live page, each in a separate process, like browsers.
 ///
 ///   Audience audience(20);           // before anything else is opened
 ///   audience.watch(server.port());
@@ -18,10 +18,10 @@
 
 namespace bench {
 
-/// What a viewer got of the ECG, in samples.
+/// The ECG samples received by one viewer.
 struct Account {
   std::uint64_t received = 0;
-  std::uint64_t lost = 0;  ///< as it was told
+  std::uint64_t lost = 0;  ///< as reported by the server
 };
 
 class Audience {
@@ -30,7 +30,7 @@ class Audience {
   explicit Audience(std::size_t viewers);
   Audience(const Audience&) = delete;
   Audience& operator=(const Audience&) = delete;
-  /// Ends those that are left.
+  /// Ends the remaining processes.
   ~Audience();
 
   std::size_t size() const { return viewers_.size(); }
@@ -39,7 +39,7 @@ class Audience {
   /// SIGSTOP and SIGCONT.
   void stop(std::size_t viewer) const;
   void resume(std::size_t viewer) const;
-  /// Waits until all have been told the end.
+  /// Waits until all have received the end of the stream.
   std::vector<Account> finish();
 
  private:

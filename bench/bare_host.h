@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A host without behaviour: the least that the kit can be connected to. Its central does nothing
-/// and its one device keeps the handler that the kit gives it.
+/// A minimal host without behaviour. Its central does nothing, and its only device keeps the
+/// handler that the kit sets.
 ///
 ///   BareHost host;
 ///   auto session = Zephly::Zephly::init(application);
@@ -64,7 +64,7 @@ class BareCentral : public CBCentralManager {
                          const std::optional<CBOptions>& /*options*/) override {}
 };
 
-/// Is the host in use while it lives.
+/// The current host during its lifetime.
 class BareHost : public Host {
  public:
   BareHost();
@@ -76,9 +76,9 @@ class BareHost : public Host {
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) override;
 
-  /// Tells the central created last that the device is connected.
+  /// Reports to the latest central that the device is connected.
   void connect();
-  /// Tells the handler of the latest connection that `stream` has a new value.
+  /// Notifies the handler of the latest connection of a new value of `stream`.
   void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value);
 
  private:

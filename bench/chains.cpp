@@ -1,4 +1,4 @@
-// What is made of ECG, respiration and temperature: both chains, lead-off, body temperature.
+// The processing of ECG, respiration and temperature: both chains, lead-off, body temperature.
 
 #include <zephly/dsp/body_temperature_estimator.h>
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>
@@ -34,8 +34,8 @@ void addForAllSignals(Suite& suite, const std::string& row, const std::vector<fl
 
 void measureRespiration(benchmark::State& state, const Input<float>& input) {
   Zephly::RespirationFilter chain;
-  // The slowest stage needs more than an hour of silence to decay. It gets it alone, which is
-  // quick.
+  // The slowest stage needs more than an hour of silence to decay. It is run alone through the
+  // silence, which is fast.
   if (input.silentFor > 0) {
     for (const float sample : input.before) chain.highPass->process(static_cast<double>(sample));
     for (int zero = 0; zero < 2'200'000; ++zero) chain.highPass->process(0.0);

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A session with its strap connected and next to nothing behind it: values are handed to the
-/// peripheral handler directly, so what is measured is the kit.
+/// A session with a connected strap on a minimal host: values are passed directly to the peripheral
+/// handler, so that only the kit is measured.
 ///
 ///   ConnectedSession session;
 ///   session.deliver(Stream::ecg, value);
@@ -33,7 +33,7 @@ class ConnectedSession {
   void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value) {
     host_.deliver(stream, std::move(value));
   }
-  /// Calls that the application got.
+  /// The calls that the application received.
   std::uint64_t calls() const { return application_->calls; }
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// An application that does nothing but count what it is told.
+/// An application that only counts its callbacks.
 
 #include <zephly/session/workout_delegate.h>
 #include <zephly/session/zephly_delegate.h>

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The loop that measures something that takes one sample and gives one result.
+/// The loop that measures a function from one sample to one result.
 
 #include <bench/inputs.h>
 #include <bench/suite.h>
@@ -12,8 +12,8 @@
 
 namespace bench {
 
-/// Feeds what comes before, then a second of samples per iteration, over and over, and tells how
-/// many results were subnormal.
+/// Feeds the preceding samples, then one second of samples per iteration, repeatedly, and counts
+/// the subnormal results.
 template <class Sample, class Process>
 void feed(benchmark::State& state, const Input<Sample>& input, Process process) {
   for (const Sample sample : input.before) process(sample);

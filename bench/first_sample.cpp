@@ -1,4 +1,4 @@
-// What an application waits for at its start.
+// The start-up times of an application.
 
 #include <hosts/foundation/data.h>
 #include <zephly/dsp/signal_processor.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* firstSampleSection = "First sample";
 
-// Neither a session nor the chains of an engine are given back, so their number is limited.
+// Sessions and the chains of an engine are never freed, so their number is limited.
 constexpr benchmark::IterationCount constructions = 200;
 
 void measureEngine(benchmark::State& state) {

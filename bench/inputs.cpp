@@ -21,7 +21,7 @@ std::vector<simulator::Frame> framesUntil(simulator::StrapTime end, simulator::T
 }
 
 std::vector<float> waveform(simulator::Stream stream) {
-  // A second more than needed: the last frame of the minute leaves when it is full.
+  // A second more than needed: the last frame of the minute is sent when it is full.
   std::vector<float> samples;
   for (const auto& frame :
        framesUntil(std::chrono::seconds(seconds + 1), simulator::TrainingPlan::quiet())) {

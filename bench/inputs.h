@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What the benchmarks feed: a minute of a strap worn by a modelled person, and the signals that
-/// are known to be hard on filters. Made once, the same in every run.
+/// The inputs of the benchmarks: a minute of a strap worn by a modelled person, and signals known
+/// to be slow for filters. Generated once, the same in every run.
 
 #include <simulator/frame.h>
 #include <zephly/protocol/frame_decoders.h>
@@ -30,7 +30,7 @@ const std::vector<FrameDecoders::Motion>& motionSamples();
 
 /// Four kinds of signal.
 enum class Signal {
-  real,       ///< what the strap sends
+  real,       ///< the strap's signal
   flat,       ///< one level, as from electrodes in the air
   silence,    ///< exactly zero, long after a real signal: what a recursive filter remembers decays
               ///< through the smallest numbers of the format
@@ -42,7 +42,7 @@ inline constexpr Signal allSignals[] = {Signal::real, Signal::flat, Signal::sile
 
 std::string signalName(Signal signal);
 
-/// A signal with what comes before the clock is started.
+/// A signal, and the samples fed before the measurement.
 template <class Sample>
 struct Input {
   std::vector<Sample> before;
@@ -50,7 +50,7 @@ struct Input {
   std::vector<Sample> samples;  ///< waveformSamples of them
 };
 
-/// @param real       what "real" stands for
+/// @param real       the signal called "real"
 /// @param silentFor  how long the silence has lasted when measuring begins, in samples
 Input<double> doubleInput(Signal signal, const std::vector<float>& real, std::size_t silentFor);
 Input<float> floatInput(Signal signal, const std::vector<float>& real, std::size_t silentFor);

@@ -1,4 +1,4 @@
-// Measures how long the kit takes and writes Markdown tables on standard output. Takes the options
+// Measures the kit's run times and writes Markdown tables to standard output. Takes the options
 // of Google Benchmark (--benchmark_filter=..., --benchmark_repetitions=...). Exits with 1 when a
 // measurement could not be made.
 
@@ -18,8 +18,8 @@ int main(int argc, char** argv) {
   bench::addSession(suite);
   bench::addFirstSample(suite);
 
-  // One section of a filter is a chain of dependent operations and takes the same time wherever the
-  // compiler and the allocator put it, unlike a filter that does nothing.
+  // One filter section is a chain of dependent operations. Its time does not depend on the
+  // placement of code and data, unlike that of a filter that does nothing.
   bench::MarkdownReporter reporter(
       suite, {.section = "Filters", .row = "BiquadFilter notch 0.25, order 2", .column = "real"});
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -17,7 +17,7 @@ double median(std::vector<double> values) {
   return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-// Half of the way from the smallest to the largest, in per cent of the median.
+// Half of the range from the smallest to the largest, in per cent of the median.
 double spread(const std::vector<double>& values) {
   const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
   return 50 * (*largest - *smallest) / median(values);
@@ -35,7 +35,7 @@ std::string number(double value) {
   return text;
 }
 
-// The median, and where the rounds disagree also the fastest and the slowest: 6.92 (6.80-24.7).
+// The median; when the rounds disagree, also the fastest and the slowest: 6.92 (6.80-24.7).
 std::string figureOf(const std::vector<double>& values) {
   constexpr double disagreement = 20;  // per cent
   if (spread(values) < disagreement) return number(median(values));
@@ -106,7 +106,7 @@ void MarkdownReporter::writeTable(const Section& section) const {
       std::any_of(suite_.figures().begin(), suite_.figures().end(), [&](const Figure& figure) {
         return figure.section == section.title && find(figure) != nullptr;
       });
-  if (!measured) return;  // left out by a filter on the command line
+  if (!measured) return;  // excluded by a filter on the command line
 
   const auto columns = columnsOf(suite_, section);
   std::cout << "### " << section.title << "\n\n" << section.question << "\n\n| ";

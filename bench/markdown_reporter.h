@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Writes the figures of a suite as Markdown tables on standard output, when all are there.
+/// Writes the figures of a suite as Markdown tables to standard output, when all are complete.
 
 #include <bench/suite.h>
 #include <benchmark/benchmark.h>
@@ -13,14 +13,14 @@ namespace bench {
 
 class MarkdownReporter : public benchmark::BenchmarkReporter {
  public:
-  /// Ratios are taken to the figure `reference`, which must be one of the suite's.
+  /// Ratios are relative to the figure `reference`, which must be one of the suite's.
   MarkdownReporter(const Suite& suite, const Figure& reference);
 
   bool ReportContext(const Context& context) override;
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
 
-  /// Whether a measurement ended in an error; it is told on standard error.
+  /// Whether a measurement ended in an error, which is written to standard error.
   bool failed() const { return failed_; }
 
  private:

@@ -1,4 +1,4 @@
-// Both motion paths. Each sample writes a trace line; where it goes is part of the row.
+// Both motion paths. Each sample writes a trace line; its destination is part of the row.
 
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/motion/madgwick_ahrs.h>
@@ -34,7 +34,8 @@ void sevenValues(Zephly::SignalProcessor& engine, const Motion& sample) {
   engine.imu(sample.qw, sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az);
 }
 
-// The strap's readings in place of a gyroscope's and a magnetometer's: the arithmetic is the same.
+// The strap's readings are used as those of a gyroscope and a magnetometer: the arithmetic is the
+// same.
 void nineValues(Zephly::SignalProcessor& engine, const Motion& sample) {
   engine.imu(sample.qx, sample.qy, sample.qz, sample.ax, sample.ay, sample.az, sample.qw, sample.qx,
              sample.qy);
@@ -51,7 +52,7 @@ void fusionWithoutField(Zephly::SignalProcessor& /*engine*/, const Motion& sampl
 
 using Operation = void (*)(Zephly::SignalProcessor&, const Motion&);
 
-// The orientation of the process, brought back when a measurement is over.
+// Restores the orientation of the process when a measurement ends.
 class OrientationGuard {
  public:
   OrientationGuard() { reset(); }

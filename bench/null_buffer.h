@@ -1,7 +1,6 @@
 #pragma once
 /// @file
-/// Takes standard output's buffer away for a while, so that what the kit prints costs its
-/// formatting and nothing else.
+/// Replaces the buffer of standard output temporarily, so that printing costs only the formatting.
 ///
 ///   const SilentOutput silent;   // until the end of the block
 
@@ -10,14 +9,14 @@
 
 namespace bench {
 
-/// Takes everything and keeps nothing.
+/// Discards everything.
 class NullBuffer : public std::streambuf {
  protected:
   int_type overflow(int_type character) override { return traits_type::not_eof(character); }
   std::streamsize xsputn(const char* /*text*/, std::streamsize count) override { return count; }
 };
 
-/// std::cout on `buffer` while this object lives.
+/// std::cout writes to `buffer` during the lifetime of this object.
 class RedirectedOutput {
  public:
   explicit RedirectedOutput(std::streambuf* buffer) : before_(std::cout.rdbuf(buffer)) {}
@@ -29,7 +28,7 @@ class RedirectedOutput {
   std::streambuf* before_;
 };
 
-/// std::cout on a NullBuffer of its own.
+/// std::cout writes to a NullBuffer.
 class SilentOutput {
  public:
   SilentOutput() : redirected_(&buffer_) {}

@@ -1,4 +1,4 @@
-// The whole path: from the value of a characteristic to the application's delegate.
+// The whole path from the value of a characteristic to the application's delegate.
 
 #include <hosts/foundation/data.h>
 #include <hosts/simulated/strap_device.h>

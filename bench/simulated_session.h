@@ -27,7 +27,7 @@ class SimulatedSession {
 
   Zephly::simulated::Device& device() { return device_; }
   Zephly::simulated::Scheduler& scheduler() { return scheduler_; }
-  /// Calls that the application got.
+  /// The calls that the application received.
   std::uint64_t calls() const { return application_->calls; }
 
  private:

@@ -1,13 +1,13 @@
 #pragma once
 /// @file
-/// The list of everything that is measured: figures in sections, one table each.
+/// The list of all measurements: figures in sections, one table each.
 ///
 ///   suite.add({.section = "Filters", .row = "median of 5", .column = "real"}, [](auto& state) {
 ///     for ([[maybe_unused]] auto _ : state) ...;
 ///     state.SetItemsProcessed(state.iterations() * samplesPerIteration);
 ///   });
 ///
-/// What a figure counts (a sample, a frame, a second of the strap) is what the function tells
+/// The unit of a figure (a sample, a frame, a second of the strap) is what the function passes to
 /// SetItemsProcessed.
 
 #include <benchmark/benchmark.h>
@@ -18,19 +18,19 @@
 
 namespace bench {
 
-/// What the figures of one table have in common.
+/// The common properties of one table's figures.
 struct Section {
   std::string title;
   std::string unit;      ///< what is counted: "sample", "frame"
   std::string question;  ///< one sentence above the table
 };
 
-/// The place of one figure, and how often the counted thing comes.
+/// The place of one figure, and the rate of its unit.
 struct Figure {
   std::string section;        ///< title of a section that was added before
   std::string row;            ///< without a slash
   std::string column = "ns";  ///< without a slash
-  double rate = 0;            ///< per second of the strap; 0: it does not come at a rate
+  double rate = 0;            ///< per second of the strap; 0: no rate
 };
 
 /// Counter with the share of results that were subnormal numbers, 0 to 1.
@@ -40,7 +40,7 @@ class Suite {
  public:
   void add(Section section);
 
-  /// `iterations` 0: as many as it takes.
+  /// `iterations` 0: chosen by Google Benchmark.
   void add(const Figure& figure, std::function<void(benchmark::State&)> measure,
            benchmark::IterationCount iterations = 0);
 

@@ -1,6 +1,6 @@
-// Whether viewers of the live page delay the session: a simulated strap at many times real time,
-// without viewers and with twenty, one of which is stopped. For every callback it is measured how
-// late it was; memory and processor time of the process are taken as well.
+// Measures whether viewers of the live page delay the session: a simulated strap at many times real
+// time, without viewers and with twenty, one of which is stopped. Measures the delay of every
+// callback, and the memory and processor time of the process.
 //
 //   zephly_view_load [SPEED SECONDS ROUNDS]
 
@@ -44,8 +44,8 @@ struct Load {
   int rounds = 7;
 };
 
-// How late callbacks were, in steps of 10 microseconds. All of it is touched in advance, so that
-// it does not look like memory that grows.
+// A histogram of the delays of callbacks in steps of 10 microseconds. All of it is touched in
+// advance, so that it does not count as growing memory.
 class Lateness {
  public:
   static constexpr std::chrono::microseconds step{10};
@@ -56,7 +56,7 @@ class Lateness {
     ++total_;
   }
   std::uint64_t total() const { return total_; }
-  // Milliseconds by which no more than this part of the callbacks was late.
+  // The delay in milliseconds that this part of the callbacks did not exceed.
   double quantile(double part) const {
     const auto rank = static_cast<std::uint64_t>(part * static_cast<double>(total_ - 1));
     std::uint64_t seen = 0;
@@ -70,7 +70,7 @@ class Lateness {
   std::uint64_t total_ = 0;
 };
 
-// What one run came to. Crosses a pipe as it is.
+// The result of one run. Written to a pipe as raw bytes.
 struct Figures {
   double median = 0;  // milliseconds late
   double most = 0;    // of 99 in 100 callbacks
@@ -144,7 +144,8 @@ class Run {
     ticks_ = queue_.after(Zephly::view::Feed::interval, [this] { tick(); });
   }
 
-  // When all viewers are there the session starts; it is measured when its windows are full.
+  // The session starts when all viewers are connected; the measurement starts when its windows are
+  // full.
   void begin() {
     if (server_->viewers() < audience_.size()) {
       steps_ = queue_.after(10ms, [this] { begin(); });
@@ -207,7 +208,7 @@ class Run {
   }
 
   Load load_;
-  Audience audience_;  // before everything that would be open in its processes, too
+  Audience audience_;  // first, so that its processes inherit no other open files
   Zephly::main_queue::MainQueue queue_;
   Zephly::view::Feed feed_{
       [this](const Zephly::view::Message& message) { server_->send(message); }};
@@ -224,7 +225,7 @@ class Run {
   Figures figures_;
 };
 
-// In a process of its own, so that no run begins with the memory of the one before.
+// In a separate process, so that no run starts with the memory of the previous one.
 Figures runApart(const Load& load, std::size_t viewers) {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) throw std::runtime_error("no pipe");
@@ -245,7 +246,7 @@ Figures runApart(const Load& load, std::size_t viewers) {
   const ssize_t count = ::read(ends[0], &figures, sizeof figures);
   ::close(ends[0]);
   ::waitpid(process, nullptr, 0);
-  if (count != sizeof figures) throw std::runtime_error("a run has told nothing");
+  if (count != sizeof figures) throw std::runtime_error("a run has reported nothing");
   return figures;
 }
 

@@ -1,5 +1,5 @@
-# What this configuration needs from the system, searched for in one place: the error lists everything that is missing,
-# each with Debian's package and the option that does without it.
+# Finds the dependencies of this configuration in one place: the error lists everything that is missing, each with
+# Debian's package and the option that makes it unnecessary.
 set(zephly_missing "")
 
 # zephly_need(WHAT PURPOSE DEBIAN FOUND)

@@ -1,4 +1,4 @@
-# What `cmake --install` puts where: three components.
+# The three components of `cmake --install`:
 #   runtime      the shared libraries, when there are any
 #   development  headers, what CMake and pkg-config need, static libraries
 #   tools        the program, its manual page and its completion
@@ -13,7 +13,7 @@ if(ZEPHLY_BUILD_HOSTS)
   endif()
 endif()
 
-# An export set for each, so that an application needs only what its own components need.
+# An export set for each, so that an application needs only the dependencies of its components.
 foreach(component IN LISTS ZEPHLY_COMPONENTS)
   set(targets zephly_${component})
   if(component STREQUAL kit)

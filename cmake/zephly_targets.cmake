@@ -1,11 +1,11 @@
 # How every target of this tree is compiled.
 
-# The number in the names of the shared libraries: another one when what they export changes or goes away.
+# The version in the names of the shared libraries: changes when an exported symbol changes or is removed.
 set(ZEPHLY_ABI_VERSION 1)
-# Where the headers are installed: in a folder of their own, for `hosts/` and `simulator/` are everybody's names.
+# The headers are installed in a separate folder, because `hosts/` and `simulator/` are common names.
 set(ZEPHLY_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zephly-${ZEPHLY_ABI_VERSION})
 
-# Numbers are promised bit for bit: no fused multiply-add unless it is written, no fast-math, no
+# Results are promised bit for bit: no implicit fused multiply-add, no fast-math, no
 # x87. Exported to those who link the kit, because its headers hold arithmetic too.
 add_library(zephly_numbers INTERFACE)
 add_library(Zephly::numbers ALIAS zephly_numbers)
@@ -14,11 +14,11 @@ target_compile_options(zephly_numbers INTERFACE -ffp-contract=off)
 
 add_library(zephly_warnings INTERFACE)
 target_compile_options(zephly_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-# In files that are compiled as one g++ takes each of them for a header.
+# In a unity build g++ treats each of the files as a header.
 target_compile_options(zephly_warnings INTERFACE
   $<$<AND:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # g++ 12 takes harmless joining of strings for overlapping copies (GCC bug 105651).
+  # g++ 12 reports string concatenation as overlapping copies (GCC bug 105651).
   target_compile_options(zephly_warnings INTERFACE -Wno-restrict)
 endif()
 if(ZEPHLY_WARNINGS_AS_ERRORS)
@@ -37,7 +37,7 @@ if(ZEPHLY_COVERAGE)
   target_link_options(zephly_instruments INTERFACE --coverage)
 endif()
 
-# With sanitizers most of the time of a build goes into optimising, and of a run into the filters.
+# With sanitizers most of the build time is spent on optimising, and most of the run time in the filters.
 set(ZEPHLY_SIGNAL_OPTIMISATION "" CACHE STRING "Optimisation of the kit and the software strap (e.g. -O2); empty: as the rest")
 
 # zephly_library(NAME SOURCES...): one library inside this tree, always a static one, linked as Zephly::NAME.
@@ -47,13 +47,13 @@ function(zephly_library name)
 endfunction()
 
 # zephly_public_library(NAME SOURCES...): one library that is installed, static or shared as BUILD_SHARED_LIBS says.
-# A shared one shows nothing but what is marked with ZEPHLY_EXPORT.
+# A shared one exports only what is marked with ZEPHLY_EXPORT.
 function(zephly_public_library name)
   if(BUILD_SHARED_LIBS)
     add_library(zephly_${name} SHARED ${ARGN})
     zephly_hide(${name})
     set_target_properties(zephly_${name} PROPERTIES VERSION ${ZEPHLY_ABI_VERSION}.0 SOVERSION ${ZEPHLY_ABI_VERSION})
-    # A function of the application's own does not take the place of one of the kit's.
+    # A function of the application must not replace one of the kit's.
     target_link_options(zephly_${name} PRIVATE -Wl,-Bsymbolic-functions)
     if(NOT ZEPHLY_SANITIZE)
       target_link_options(zephly_${name} PRIVATE -Wl,--no-undefined)
@@ -78,13 +78,13 @@ function(zephly_public_headers)
   endforeach()
 endfunction()
 
-# zephly_hide(NAME): its code may go into a shared library, which then shows only what is marked.
+# zephly_hide(NAME): its code may be part of a shared library, which then exports only what is marked.
 function(zephly_hide name)
   set_target_properties(zephly_${name} PROPERTIES
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# zephly_compile(NAME): what holds for every library.
+# zephly_compile(NAME): the settings of every library.
 function(zephly_compile name)
   add_library(Zephly::${name} ALIAS zephly_${name})
   target_include_directories(zephly_${name} PUBLIC
@@ -97,7 +97,7 @@ function(zephly_compile name)
     # The fuzzers see which code of the libraries an input reaches. Other programs ignore these marks.
     target_compile_options(zephly_${name} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
-  # Not for tests, which use what they have just made without asking whether it is there.
+  # Not for tests, which dereference optionals and pointers without a check.
   target_compile_options(zephly_${name} PRIVATE -Wnull-dereference)
 endfunction()
 

@@ -1,10 +1,11 @@
-// Captures: any file, read to its end, inspected, and played to a session as `zephly replay` does.
+// Captures: any file is read to its end, inspected, and replayed to a session as by `zephly
+// replay`.
 //
-// The first byte chooses how much of the file is in order, because no fuzzer guesses a checksum:
-// all of it as it comes; a head that is in order and records of any payload, a few of them cut,
-// repeated or with a wrong checksum; or records that make sense one by one, in any order.
+// The first byte selects how much of the file is valid, because a fuzzer cannot guess a checksum:
+// raw bytes; a valid header and records with any payload, some of them truncated, repeated or with
+// a wrong checksum; or valid records in any order.
 //
-// The file is one in memory. Reading from a disk that fails is not covered.
+// The file is in memory. Read errors of a disk are not covered.
 
 #include <capture/bytes.h>
 #include <capture/codec.h>
@@ -48,7 +49,7 @@ using fuzz::require;
 using namespace Zephly::capture;
 using Bytes = std::vector<std::uint8_t>;
 
-// A regular file that is on no disk, one for the whole run.
+// A regular file in memory, one for the whole run.
 class MemoryFile {
  public:
   static const std::filesystem::path& holding(const Bytes& bytes) {
@@ -74,7 +75,7 @@ class MemoryFile {
 
 void append(Bytes& file, const Bytes& more) { file.insert(file.end(), more.begin(), more.end()); }
 
-// Header, payload and checksum in order, whatever the payload is.
+// A valid header and checksum around any payload.
 Bytes anyRecord(Input& input, std::uint64_t sequence) {
   const std::uint32_t type = input.coin() ? 1 + input.below(12) : input.number<std::uint32_t>();
   return captures::recordOf(type, input.bytes(200), sequence);
@@ -99,7 +100,7 @@ std::vector<Listed> anyList(Input& input) {
   return list;
 }
 
-// Few numbers, so that records speak of the same things.
+// Few numbers, so that records refer to the same objects.
 decltype(Record::what) anyWhat(Input& input) {
   const unsigned kind = input.below(16);
   const ObjectId peripheral = 1 + input.below(3);
@@ -190,7 +191,7 @@ void requireOneLine(const CaptureError& error, std::size_t fileSize) {
 void inspectAll(const std::filesystem::path& path, std::size_t fileSize) {
   Reader reader(path);
   Zephly::inspect::Contents contents;
-  // Every call of next() takes a byte at least, and says at most two things of it.
+  // Every call of next() consumes at least one byte, and reports at most two problems in it.
   for (std::size_t calls = 0;; ++calls) {
     require(calls <= 2 * fileSize + 2, "reading comes to an end");
     try {
@@ -232,7 +233,7 @@ class Replay {
   Replay& operator=(const Replay&) = delete;
 
   void play() {
-    // Six samples of respiration are the costliest thing that a record holds.
+    // Six samples of respiration are the most expensive content of a record.
     int left = 64;
     while (const auto record = records_.next()) {
       if (left-- == 0) return;
@@ -257,7 +258,7 @@ class Replay {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // What is made at its first use and stays is not to be taken for a session's own.
+  // Objects that are created once and kept must not be attributed to a session.
   struct First {
     Zephly::replay::ReplayHost host;
     std::shared_ptr<Zephly::Zephly> session = Zephly::Zephly::init(nullptr);

@@ -1,5 +1,5 @@
-// Recordings as CSV: any text at any rate. What is refused is refused by a RecordingError with its
-// place; what is accepted is numbers, as many in each column as there are rows, and can be played.
+// Recordings as CSV: any text at any rate. Refused text is reported by a RecordingError with its
+// position; accepted text has as many numbers in each column as there are rows, and can be played.
 
 #include <simulator/frame.h>
 #include <simulator/playback.h>
@@ -21,7 +21,7 @@ using fuzz::require;
 using Zephly::simulator::Recording;
 using Zephly::simulator::RecordingError;
 
-// A row a second of a long file would be an hour of frames: what is played is a moment.
+// At one row per second a long file would be an hour of frames: only the beginning is played.
 constexpr double longestPlayed = 4;  // seconds
 
 double rateOf(fuzz::Input& input) {

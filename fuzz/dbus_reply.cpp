@@ -1,12 +1,12 @@
-// What a bluetoothd that lies can say to the host on BlueZ: object trees and properties of any
-// shape, answers to what was asked and to what was not, signals in any order, services and buses
-// that come and go. All of the host runs (daemon, radio, scan, peripheral, link, feed) on a bus
-// that is replaced at its seam, bus.h; an auditor asks for everything and checks what it is told.
+// Arbitrary messages of a bluetoothd to the host on BlueZ: object trees and properties of any
+// shape, expected and unexpected answers, signals in any order, services and buses that appear and
+// disappear. The whole host runs (daemon, radio, scan, peripheral, link, feed) on a fake bus behind
+// bus.h; an auditor makes every request and checks every callback.
 //
-// Time stands in for itself: each limit is either over at once or never.
+// Time is not simulated: each time limit is either zero or infinite.
 //
 // Not covered: bus.cpp, which turns D-Bus messages into these values by sdbus-c++ and is tested on
-// a real bus in tests/hosts/bluez, and the export of objects, which the host has no use for.
+// a real bus in tests/hosts/bluez, and the export of objects, which the host does not use.
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/bluez/names.h>
@@ -77,7 +77,7 @@ const char* anyProperty(Input& input) {
   return all.at(input.below(all.size()));
 }
 
-// Every shape that a received value may have, nested a little.
+// Values of every type that can be received, with limited nesting.
 Value anyValue(Input& input, int depth = 0) {
   switch (input.below(depth < 3 ? 10 : 8)) {
     case 0:
@@ -275,12 +275,12 @@ class World {
         {interface, std::move(values), Strings()});
   }
 
-  // Mostly as it should be; else a failure, or anything at all.
+  // Mostly a correct answer; otherwise an error or any value.
   void answer(Input& input, LyingBus& bus) {
     if (bus.calls().empty()) return;
     const unsigned kind = input.below(8);
     const std::size_t index =
-        kind < 5 ? 0 : input.byte() % bus.calls().size();  // out of order where it is a lie
+        kind < 5 ? 0 : input.byte() % bus.calls().size();  // out of order for a wrong answer
     if (kind == 6) return bus.answer(index, {anyArguments(input), {}, {}});
     if (kind == 7) {
       constexpr std::array names = {"org.bluez.Error.Failed", "org.bluez.Error.InProgress",
@@ -290,7 +290,7 @@ class World {
       const char* name = names.at(input.below(names.size()));
       return bus.answer(index, {anyArguments(input), name, input.text(12)});
     }
-    // All of them, with a change here and there.
+    // All objects, with occasional changes.
     for (unsigned left = kind == 0 ? 20 : 1; left > 0 && index < bus.calls().size(); --left) {
       bus.answer(index, honestAnswer(bus, bus.calls().at(index), kind == 1 ? &input : nullptr));
     }
@@ -413,7 +413,7 @@ class World {
   std::shared_ptr<CBCentralManager> central_;
 };
 
-// The mirror of the objects by itself: a change that is told again changes nothing.
+// The mirror of the objects alone: applying a change twice has no further effect.
 void runTree(Input& input) {
   ObjectTree tree;
   while (!input.empty()) {
@@ -432,7 +432,7 @@ void runTree(Input& input) {
         const std::string path = anyPath(input);
         static_cast<void>(tree.change(path, change));
         const auto again = tree.change(path, change);
-        // A number that is none is new each time, and does not equal its own copy either.
+        // NaN counts as changed each time: it does not equal its copy.
         require(!again || again->empty() || change != Arguments(change),
                 "what is known already changes nothing");
         break;
@@ -457,7 +457,7 @@ void runTree(Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // What the auditor complains of ends the program.
+  // A violation found by the auditor ends the program.
   GTEST_FLAG_SET(throw_on_failure, true);
   Input input(data, size);
   if (input.below(8) == 0) {

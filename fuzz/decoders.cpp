@@ -27,13 +27,13 @@ bool within(float value, double least, double most) {
   return static_cast<double>(value) >= least && static_cast<double>(value) <= most;
 }
 
-// As a frame of exactly `size` bytes has it: cut, or filled with zeros.
+// Truncated or padded with zeros to `size` bytes.
 Data exact(Bytes bytes, std::size_t size) {
   bytes.resize(size);
   return Data(std::move(bytes));
 }
 
-// Beyond floating point: what the six samples are in units of 2^-23 of full scale.
+// Without floating point: the six samples in units of 2^-23 of full scale.
 long long sampleOf(const Bytes& frame, std::size_t index) {
   long long value = 0;
   for (std::size_t i = 0; i < 3; ++i) {
@@ -88,7 +88,7 @@ void decodeMotion(const Bytes& bytes, const Data& frame) {
           "the length of a motion frame does not matter");
 }
 
-// Bytes are what the arguments are meant to be; they are ints, and may be any.
+// The arguments are meant to be bytes, but are ints and may have any value.
 void convertNumbers(fuzz::Input input) {
   ::Utilities messages;
   while (!input.empty()) {

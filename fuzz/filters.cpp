@@ -1,10 +1,10 @@
 // Filters, the chains made of them, lead-off, body temperature, the engine and its wrapper: any
 // valid parameters, any samples, NaN and infinities included.
 //
-// Not done, because they are stated fatal errors: an order of -1, 0 or 1, a median over fewer than
-// three samples, a delay line or a normalisation over none; an engine that detects an exercise
-// without callbacks, a wrapper without an engine. Orders and windows end at 64 and 2000: beyond
-// them there is only more of the same.
+// Excluded, because they are documented fatal errors: an order of -1, 0 or 1, a median over fewer
+// than three samples, a delay line or a normalisation over none; an engine that detects an exercise
+// without callbacks, a wrapper without an engine. Orders and windows are limited to 64 and
+// 2000: larger ones use the same code.
 
 #include <tests/support/fake_processor_clock.h>
 #include <zephly/dsp/biquad_filter.h>
@@ -38,7 +38,7 @@ namespace {
 using fuzz::Input;
 using fuzz::require;
 
-// Work that one input may cause: samples times the length of what each of them passes.
+// The work allowed per input: samples times the length of the windows that each passes.
 constexpr int longestWork = 200'000;
 
 int orderOf(Input& input) { return 2 + static_cast<int>(input.below(63)); }
@@ -57,7 +57,7 @@ std::unique_ptr<Filter> makeChain(Input& input, int depth) {
 std::unique_ptr<Filter> makeFilter(Input& input, int depth) {
   switch (input.below(6)) {
     case 0: {
-      // The fifth is no type, and a filter all the same.
+      // The fifth is an invalid type, which gives a valid filter.
       const auto type = static_cast<BiquadFilterType>(input.below(5));
       const auto Fc = input.real<double>();
       const int order = orderOf(input);
@@ -83,7 +83,7 @@ std::unique_ptr<Filter> makeFilter(Input& input, int depth) {
   return std::make_unique<Filter>();
 }
 
-// Hands samples on, some of them many times.
+// Passes samples on, some of them many times.
 void feed(Input& input, int work, const std::function<void(double)>& take) {
   while (!input.empty() && work > 0) {
     const auto sample = input.real<double>();
@@ -105,7 +105,7 @@ void runFilter(Input& input) {
   static_cast<void>(filter->lastInput());
 }
 
-// What cannot be allocated is refused, with nothing left behind.
+// An allocation that cannot succeed is refused without a leak.
 void refuse(Input& input) {
   const int negative = -2 - std::abs(input.number<std::int16_t>());
   const auto refused = [](const std::function<void()>& make) {
@@ -122,7 +122,7 @@ void refuse(Input& input) {
   require(refused([&] { NormalizationFilter(negative, true); }), "no negative window");
 }
 
-// The rank that getMedianValue() documents, in a sorted copy whose NaN stand at the end.
+// The rank documented at getMedianValue(), in a sorted copy with NaN at the end.
 double medianOf(std::vector<double> window) {
   const auto numbersEnd =
       std::partition(window.begin(), window.end(), [](double one) { return !std::isnan(one); });
@@ -181,15 +181,15 @@ void runWindow(Input& input) {
 
 void runLeadoff(Input& input) {
   Zephly::LeadoffDetector detector;
-  std::vector<float> heard;
+  std::vector<float> recent;
   require(!detector.leadoffSaturationDetection({}), "nothing is not saturated");
   while (!input.empty()) {
-    heard.push_back(input.real<float>());
-    if (heard.size() > 70) heard.erase(heard.begin());
-    const bool contact = detector.process(heard.back());
-    static_cast<void>(detector.leadoffSaturationDetection(heard));
-    if (std::ranges::any_of(heard, [](float one) { return std::isnan(one); })) continue;
-    const auto [least, most] = std::ranges::minmax(heard);
+    recent.push_back(input.real<float>());
+    if (recent.size() > 70) recent.erase(recent.begin());
+    const bool contact = detector.process(recent.back());
+    static_cast<void>(detector.leadoffSaturationDetection(recent));
+    if (std::ranges::any_of(recent, [](float one) { return std::isnan(one); })) continue;
+    const auto [least, most] = std::ranges::minmax(recent);
     require(contact == (most - least > 0.01F), "contact is a span");
   }
 }
@@ -210,7 +210,7 @@ class Counting : public WorkoutDelegate {
   void didDetectJump() override {}
 };
 
-// Several samples in a row, each of them costly.
+// Several samples in a row, each of them expensive.
 void runChains(Input& input, SignalProcessor& wrapper) {
   bool finite = true;
   const auto engine = wrapper.signalProcessor();
@@ -252,7 +252,7 @@ void runChains(Input& input, SignalProcessor& wrapper) {
 }
 
 void runEngine(Input& input) {
-  // What is made at its first use and stays is not to be taken for the engine's own.
+  // Objects that are created once and kept must not be attributed to the engine.
   [[maybe_unused]] static const auto* const first =
       new std::shared_ptr<SignalProcessor>(SignalProcessor::init());
   fuzz::Reclaim reclaim;

@@ -1,8 +1,9 @@
-// The way of a motion sample: fusion, gravity compensation, exercise detection, and the vectors and
-// quaternions that they are made of, with any floats.
+// The path of a motion sample: fusion, gravity compensation, exercise detection, and the vectors
+// and quaternions that they are made of, with any floats.
 //
-// Not done, because it is a stated fatal error: a detector whose callbacks were never set. An angle
-// between a million and 2^33 degrees is normalised in up to 22 million steps: one in each input.
+// Excluded, because it is a documented fatal error: a detector whose callbacks were never set. An
+// angle between a million and 2^33 degrees is normalised in up to 22 million steps: one in each
+// input.
 
 #include <zephly/motion/gravity_compensation.h>
 #include <zephly/motion/madgwick_ahrs.h>
@@ -51,7 +52,7 @@ struct Repetitions {
 class World {
  public:
   World() {
-    // One orientation per process: every input begins with the first one.
+    // One orientation per process: every input starts with the initial one.
     q0 = 1;
     q1 = q2 = q3 = 0;
     detector_.context = &seen_;
@@ -80,7 +81,7 @@ class World {
   }
 
  private:
-  // Readings of a size that sensors have keep the orientation a unit quaternion.
+  // With readings of realistic magnitude the orientation stays a unit quaternion.
   void fuse(Input& input) {
     std::array<float, 9> readings{};
     for (float& reading : readings) {
@@ -108,7 +109,7 @@ class World {
             "no push-up and jump at once");
   }
 
-  // A torso that holds still and is moved, many samples long: what makes repetitions.
+  // A torso that rests and moves, many samples long, which makes repetitions.
   void exercise(Input& input) {
     constexpr std::array<Quaternion (*)(), 3> bands = {
         [] { return Quaternion(0, 0, 0, 1); }, [] { return Quaternion(0.7071F, 0, 0, 0.7071F); },

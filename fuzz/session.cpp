@@ -1,12 +1,12 @@
-// A whole session, from the host boundary to the application, with everything that a host may tell
-// it in any order: for any device, connected or not, asked for or not, and with delegates that are
-// replaced and dropped at any moment, also from inside their own calls.
+// A whole session, from the host boundary to the application, with all callbacks of a host in any
+// order: for any device, connected or not, requested or not, and with delegates that are replaced
+// and released at any time, also from within their own calls.
 //
-// Not done, because they are stated fatal errors or outside what a host may do:
-// - an absent list of services or characteristics while its discovery is answered (fatal; a list
-//   that found nothing is empty),
-// - a value for a session that has been taken apart (fatal; nothing takes one apart but tests),
-// - a workout delegate that leaves out an operation (fatal),
+// Excluded, because they are documented fatal errors or forbidden to hosts:
+// - an absent list of services or characteristics while its discovery is answered (fatal; a
+//   discovery that found nothing has an empty list),
+// - a value for a destroyed session (fatal; only tests destroy sessions),
+// - a workout delegate that does not implement an operation (fatal),
 // - calls from inside the creation of the central, and null objects.
 
 #include <tests/support/fake_bluetooth.h>
@@ -35,8 +35,8 @@ using fuzz::Input;
 using fuzz::require;
 using Zephly::hosts::Data;
 
-// What the application has been told.
-struct Told {
+// The calls that the application has received.
+struct Received {
   int connections = 0;
   int disconnections = 0;
   int ecg = 0;
@@ -44,68 +44,68 @@ struct Told {
   int temperatures = 0;
   int batteries = 0;
   std::optional<bool> leadoff;
-  bool left = false;  ///< the session's application has been let go of
+  bool left = false;  ///< the session's application has been released
 };
 
 class Application : public ZephlyDelegate {
  public:
-  explicit Application(Told& told) : told_(told) {}
+  explicit Application(Received& received) : received_(received) {}
 
   void didChangeLeadoffState(bool leadoff) override {
     listens();
-    require(told_.leadoff != leadoff, "contact is told when it changes");
-    told_.leadoff = leadoff;
+    require(received_.leadoff != leadoff, "contact is reported when it changes");
+    received_.leadoff = leadoff;
     leave(0);
   }
   void didConnectPeripheral() override {
     listens();
-    ++told_.connections;
+    ++received_.connections;
     leave(1);
   }
   void didDisconnectPeripheral() override {
     listens();
-    ++told_.disconnections;
+    ++received_.disconnections;
     leave(2);
   }
   void didReceiveTemperature(float, float, float body) override {
     listens();
     require(body == 0, "body temperature is not estimated");
-    ++told_.temperatures;
+    ++received_.temperatures;
     leave(3);
   }
   void didReceiveECG(float sample) override {
     listens();
     require(std::abs(sample) <= 2.42F, "ECG within full scale");
-    ++told_.ecg;
+    ++received_.ecg;
     leave(4);
   }
   void didReceiveRespiration(float sample) override {
     listens();
     require(sample >= 0 && sample <= 1, "respiration of 0 to 1");
-    require(told_.leadoff.has_value(), "contact is told first");
-    ++told_.respiration;
+    require(received_.leadoff.has_value(), "contact is reported first");
+    ++received_.respiration;
     leave(5);
   }
   void didReceiveBatteryStatus(BatteryStatus) override {
     listens();
-    ++told_.batteries;
+    ++received_.batteries;
     leave(6);
   }
 
   static constexpr unsigned calls = 7;
-  std::optional<unsigned> leavesAt;  ///< let go of in this one of its calls
+  std::optional<unsigned> leavesAt;  ///< released during the call with this number
   std::shared_ptr<Application>* owner = nullptr;
 
  private:
-  // Each call finds its receiver anew, also from one sample of a frame to the next.
-  void listens() const { require(!told_.left, "nothing is told to who has been let go of"); }
+  // The receiver may change between any two calls, also between two samples of a frame.
+  void listens() const { require(!received_.left, "a released application gets no calls"); }
   void leave(unsigned call) {
     if (leavesAt != call) return;
-    told_.left = true;
+    received_.left = true;
     owner->reset();
   }
 
-  Told& told_;
+  Received& received_;
 };
 
 class Workout : public WorkoutDelegate {
@@ -131,7 +131,7 @@ const std::array<CBUUID, 6>& identifiers() {
 
 class Session {
  public:
-  // Begins without a link and without plans, or where most inputs come to anyway.
+  // Starts without a link, or in the state that most inputs reach.
   explicit Session(std::uint8_t start) {
     q0 = 1;
     q1 = q2 = q3 = 0;
@@ -219,18 +219,19 @@ class Session {
   }
 
   void connect(Input& input) {
-    const int before = told_.connections;
+    const int before = received_.connections;
     const bool listening = application_ != nullptr;
     manager_->centralManagerDidConnectPeripheral(world_.central, anyDevice(input));
-    require(told_.connections == before + (listening ? 1 : 0), "a connection is told");
+    require(received_.connections == before + (listening ? 1 : 0), "a connection is reported");
   }
 
   void disconnect(Input& input) {
-    const int before = told_.disconnections;
+    const int before = received_.disconnections;
     const bool listening = application_ != nullptr;
     const auto lost = anyDevice(input);
     manager_->centralManagerDidDisconnectPeripheral(world_.central, lost, anyError(input));
-    require(told_.disconnections == before + (listening ? 1 : 0), "a disconnection is told");
+    require(received_.disconnections == before + (listening ? 1 : 0),
+            "a disconnection is reported");
     require(world_.central->requested.size() == 1 && world_.central->requested.front() == lost,
             "a lost device is asked for again");
     world_.central->requested.clear();
@@ -281,20 +282,21 @@ class Session {
     characteristic->current = flags % 16 == 1 ? nullptr : Data::of(input.bytes(24));
     const auto handler = device->delegate.lock();
     if (!handler) return;
-    const Told before = told_;
+    const Received before = received_;
     const bool leaves = application_ != nullptr && application_->leavesAt.has_value();
-    const bool told = application_ != nullptr && !error && characteristic->current;
+    const bool delivered = application_ != nullptr && !error && characteristic->current;
     handler->peripheralDidUpdateValueForCharacteristic(device, characteristic, error);
     const auto is = [&](std::size_t index) { return characteristic == characteristics_.at(index); };
     if (leaves) return;
-    require(told_.ecg - before.ecg == (told && is(0) ? 6 : 0), "six ECG samples");
-    require(told_.respiration - before.respiration == (told && is(1) ? 6 : 0),
+    require(received_.ecg - before.ecg == (delivered && is(0) ? 6 : 0), "six ECG samples");
+    require(received_.respiration - before.respiration == (delivered && is(1) ? 6 : 0),
             "six respiration samples");
-    require(told_.temperatures - before.temperatures == (told && is(2) ? 1 : 0), "temperature");
-    require(told_.batteries - before.batteries == (told && is(3) ? 1 : 0), "battery");
+    require(received_.temperatures - before.temperatures == (delivered && is(2) ? 1 : 0),
+            "temperature");
+    require(received_.batteries - before.batteries == (delivered && is(3) ? 1 : 0), "battery");
   }
 
-  // One frame many times: what a torso that keeps still, or is moved, sends.
+  // One frame many times: a torso at rest or in motion.
   void motion(Input& input) {
     const auto device = anyDevice(input);
     const auto handler = device->delegate.lock();
@@ -334,13 +336,13 @@ class Session {
   fuzz::Quiet quiet_;
   FakeProcessorClock clock_;
   fake::World world_;
-  Told told_;
-  std::shared_ptr<Application> application_ = std::make_shared<Application>(told_);
+  Received received_;
+  std::shared_ptr<Application> application_ = std::make_shared<Application>(received_);
   std::shared_ptr<Workout> workout_;
   std::vector<std::shared_ptr<fake::Peripheral>> peripherals_;
   std::vector<std::shared_ptr<fake::Characteristic>> characteristics_;
   std::shared_ptr<fake::Service> service_ = std::make_shared<fake::Service>("180D");
-  int respirationFrames_ = 24;  // the costliest by far
+  int respirationFrames_ = 24;  // by far the most expensive
   std::shared_ptr<Zephly::Zephly> session_;
   std::shared_ptr<CBCentralManagerDelegate> manager_;
 };
@@ -348,7 +350,7 @@ class Session {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // What is made at its first use and stays is not to be taken for the session's own.
+  // Objects that are created once and kept must not be attributed to the session.
   struct First {
     fake::World world;
     std::shared_ptr<Zephly::Zephly> session = Zephly::Zephly::init(nullptr);

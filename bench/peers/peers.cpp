@@ -1,6 +1,7 @@
 /// @file
-/// The filters beside those of C libraries: the same samples, results compared, then timed in turn.
-/// Prints rows of a Markdown table, and writes the samples for the comparison in Python:
+/// Compares the kit's filters with those of C libraries: the same samples; results are compared,
+/// then both are timed alternately. Prints rows of a Markdown table, and writes the samples for the
+/// comparison in Python:
 ///
 ///     zephly_peers SAMPLES_FILE
 ///
@@ -15,7 +16,7 @@
 
 #include <gsl/gsl_movstat.h>
 #include <gsl/gsl_version.h>
-// After the standard library: with <complex> it takes C++'s complex numbers.
+// Included after the standard library: with <complex> it uses C++'s complex numbers.
 #include <liquid/liquid.h>
 #include <complex>
 
@@ -37,7 +38,7 @@ constexpr int rounds = 7;
 
 using Samples = std::vector<double>;
 
-// What both give for the same samples, each time from the beginning.
+// The results of both for the same samples, each from a fresh state.
 struct Contest {
   std::string task;
   std::string peer;
@@ -165,7 +166,7 @@ Bounds ourMedians(const Samples& samples, int size) {
   return bounds;
 }
 
-// Minimum and maximum alternating, so that they are compared both.
+// Minimum and maximum alternate, so that both are compared.
 Samples ourExtremes(const Samples& samples, int size) {
   NormalizationFilter filter(size, false);
   Samples results;
@@ -189,7 +190,7 @@ Samples gslExtremes(Samples samples, std::size_t size) {
   return results;
 }
 
-// ---- all of it
+// ---- the whole program
 
 // The peer's median must lie between the two of ours.
 bool medianIsBetween(const Samples& samples) {

@@ -1,8 +1,9 @@
 #pragma once
 /// @file
-/// The ECG and respiration chains stage by stage. The kit's own chains end in a normalisation,
-/// which hides the linear part; here it can be left out. Both are built from the kit's stages, and
-/// their constructors see to it that with the normalisation they give the bits of the kit's chain.
+/// The ECG and respiration chains stage by stage. The kit's chains end in a normalisation,
+/// which hides the linear part; here it can be omitted. Both are built from the kit's stages, and
+/// their constructors check that with the normalisation the results are those of the kit's chain,
+/// bit for bit.
 ///
 ///     EcgStages ecg;
 ///     const float cleaned = ecg.beforeNormalization(sample);
@@ -46,7 +47,7 @@ struct RespirationStages {
   float process(float sample);
 };
 
-/// Throws std::logic_error when one of the above is no longer the chain of the kit.
+/// Throws std::logic_error when one of the above differs from the chain of the kit.
 void requireTheKitsChains();
 
 }  // namespace figures

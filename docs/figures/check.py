@@ -61,7 +61,7 @@ def main(computed, committed, pictures):
         text = picture.read_text()
         sources = text.split("drawn from: ", 1)[-1].split("<", 1)[0].split()
         if not sources or "drawn from: " not in text:
-            failures.append(f"{picture.name} does not tell what it was drawn from")
+            failures.append(f"{picture.name} does not name the data that it was drawn from")
         for source in sources:
             name, digest = source.split(":")
             path = committed / name

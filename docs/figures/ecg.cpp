@@ -13,7 +13,7 @@ namespace figures {
 
 namespace {
 
-constexpr int ecgResponseLength = 8192;  // 16 s: all stages have long died away
+constexpr int ecgResponseLength = 8192;  // 16 s: all stages have decayed
 
 Response ecgResponseOf(const Chain& chain) {
   return {impulseResponse(chain, ecgResponseLength), waveformRate};
@@ -31,8 +31,8 @@ void writeEcgResponse(const std::filesystem::path& folder) {
   });
 
   auto frequencies = logarithmic(0.1, 250, 240);
-  frequencies.pop_back();  // the delay has no meaning at half the rate itself
-  // The neighbourhood of the notches, which a logarithmic axis passes in large steps.
+  frequencies.pop_back();  // the delay is undefined at half the rate
+  // More points around the notches, which a logarithmic axis samples too coarsely.
   for (int halves = 2 * 40; halves <= 2 * 135; ++halves) frequencies.push_back(halves / 2.0);
   std::sort(frequencies.begin(), frequencies.end());
 

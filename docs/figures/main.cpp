@@ -1,4 +1,4 @@
-// Writes the numbers behind the pictures of docs/streams: zephly_figures FOLDER
+// Writes the data of the figures in docs/streams: zephly_figures FOLDER
 
 #include <docs/figures/chains.h>
 #include <docs/figures/figures.h>

@@ -21,7 +21,7 @@ constexpr double rate = 30;               // samples per second
 constexpr double earth = 9.81;            // m/s^2 in one g
 const Quaternion pointingUp(0, 0, 0, 1);  // the up vector points up: push-ups are counted
 
-// The detector tells its displacement in its trace lines only: what it writes is caught here.
+// The detector's displacement appears only in its trace lines, which are captured here.
 class Trace {
  public:
   Trace() : standardOutput_(std::cout.rdbuf(text_.rdbuf())) {}
@@ -55,7 +55,7 @@ class PushUps {
   PushUps(const PushUps&) = delete;
   PushUps& operator=(const PushUps&) = delete;
 
-  // One sample of vertical acceleration (g), without gravity; the displacement.
+  // Feeds one sample of vertical acceleration (g), without gravity. Returns the displacement.
   double process(double acceleration) {
     detector_.process(pointingUp, Vector3(0, 0, static_cast<float>(acceleration)),
                       static_cast<float>(rate));
@@ -69,7 +69,7 @@ class PushUps {
   int count_ = 0;
 };
 
-// The detector's displacement as a part of the true one, which is the acceleration integrated
+// The ratio of the detector's displacement to the true one, which is the acceleration integrated
 // twice.
 void writeMotionResponse(const std::filesystem::path& folder) {
   constexpr int length = 9000;  // 300 s
@@ -89,7 +89,7 @@ void writeMotionResponse(const std::filesystem::path& folder) {
 constexpr int repetitions = 6;
 constexpr double stillBefore = 2;  // s
 
-// Height (m) and its second derivative (g) while somebody goes down by `depth` and up again.
+// Height (m) and its second derivative (g) of a movement down by `depth` and up again.
 struct Movement {
   double depth;   // m
   double period;  // s
@@ -125,7 +125,7 @@ int countedAt(const Movement& movement) {
   return detector.counted();
 }
 
-// The smallest depth of which five of six repetitions are counted.
+// The smallest depth at which five of six repetitions are counted.
 double smallestDepth(double period) {
   double missed = 0;
   double counted = 4;

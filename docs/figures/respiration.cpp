@@ -46,8 +46,8 @@ void writeRespirationResponse(const std::filesystem::path& folder) {
   }
 }
 
-// What becomes of a sine in the whole chain but its normalisation. The median is not linear, but
-// scales with its input, so that the amplitude plays no part.
+// The response of the whole chain without its normalisation to a sine. The median is not linear,
+// but scales with its input, so that the amplitude does not matter.
 Response::Point measured(double frequency) {
   constexpr double settling = 40;  // s
   const double period = 1 / frequency;
@@ -122,9 +122,9 @@ void writeRespirationStart(const std::filesystem::path& folder) {
   }
 }
 
-std::uint64_t samplesHeard = 0;  // the processor clock of writeContact: one sample is 2 ms
+std::uint64_t samplesProcessed = 0;  // the processor clock of writeContact: one sample is 2 ms
 
-std::uint64_t clockOfSamples() { return samplesHeard * 2000; }
+std::uint64_t clockOfSamples() { return samplesProcessed * 2000; }
 
 // Breath with mains hum; no contact from 30 to 45 s, and another level afterwards.
 double loosened(double time) {
@@ -140,7 +140,7 @@ void writeContact(const std::filesystem::path& folder) {
   for (int n = 0; n < 45000; ++n) {
     const double time = n / waveformRate;
     const auto raw = static_cast<float>(loosened(time));
-    samplesHeard = static_cast<std::uint64_t>(n);
+    samplesProcessed = static_cast<std::uint64_t>(n);
     const bool contact = engine.processLeadoffDetection(raw);
     const float result = engine.processRespiration(raw);
     const float without = withoutResets.process(raw);

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What a linear chain does to each frequency, from its answer to one impulse.
+/// The frequency response of a linear chain, from its impulse response.
 ///
 ///     const Response response(impulseResponse(chain, 8192), 500);
 ///     const double gain = response.at(50).gain;  // dB
@@ -14,7 +14,7 @@ namespace figures {
 /// A chain: one sample in, one sample out.
 using Chain = std::function<double(double)>;
 
-/// What comes out when 1, 0, 0, ... goes in.
+/// The output for the input 1, 0, 0, ...
 std::vector<double> impulseResponse(const Chain& chain, int length);
 
 /// `count` frequencies from `first` to `last`, evenly spaced on a logarithmic axis.
@@ -25,12 +25,12 @@ class Response {
  public:
   struct Point {
     double gain;   ///< dB, not below lowestGain
-    double delay;  ///< group delay in seconds; not a number where hardly anything passes
+    double delay;  ///< group delay in seconds; not a number where the gain is too low
     std::complex<double> factor;
   };
   static constexpr double lowestGain = -120;
 
-  /// `impulse` must be long enough to have died away; `rate` in samples per second.
+  /// `impulse` must be long enough to have decayed; `rate` in samples per second.
   Response(std::vector<double> impulse, double rate);
 
   /// `frequency` in Hz, up to half the rate.

@@ -15,11 +15,11 @@ namespace figures {
 /// One file; written row by row. Failures to write throw std::ios_base::failure.
 class Table {
  public:
-  /// Creates FOLDER/NAME.csv with its head. Column names end in their unit where they have one.
+  /// Creates FOLDER/NAME.csv with its header. Column names end in their unit, if they have one.
   Table(const std::filesystem::path& folder, const std::string& name,
         std::initializer_list<const char*> columns);
 
-  /// One number for each column; one that is not a number leaves its field empty.
+  /// One number for each column; NaN leaves its field empty.
   void row(std::initializer_list<double> numbers);
 
  private:

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int longestWindow = 20;  // readings
 
-// The estimate for temperatures that have lasted.
+// The estimate for constant temperatures.
 double settled(double skin, double ambient) {
   Zephly::BodyTemperatureEstimator estimator;
   float estimate = 0;

@@ -1,9 +1,8 @@
 #pragma once
 /// @file
-/// A message bus without a bus: takes the place of the one class that knows D-Bus (Bus::open of
-/// this file is linked instead of hosts/bluez/bus.cpp), keeps what the host asks for, and
-/// delivers whatever it is told to deliver, with the promises that bus.h makes: by a turn of the
-/// queue, in order, nothing after the bus is gone.
+/// A fake message bus. It replaces the only class that uses D-Bus (its Bus::open is linked instead
+/// of hosts/bluez/bus.cpp), keeps the host's calls, and delivers any replies and signals of the
+/// test with the guarantees of bus.h: from the queue, in order, none after the bus is lost.
 ///
 ///   LyingBus* bus = LyingBus::current();             // null while the host has none open
 ///   bus->answer(0, {{Dictionary()}, {}, {}});        // to the oldest call that waits
@@ -33,18 +32,18 @@ class LyingBus final : public Zephly::bluez::Bus {
   explicit LyingBus(Zephly::main_queue::MainQueue& queue);
   ~LyingBus() override;
 
-  /// The one that is open.
+  /// The open bus, or null.
   static LyingBus* current();
-  /// Whether the next ones can be opened.
+  /// Whether buses can be opened from now on.
   static void refuse(bool refused);
 
-  /// Calls that wait for an answer, the oldest first.
+  /// Unanswered calls, the oldest first.
   const std::deque<Call>& calls() const { return calls_; }
   /// Answers the call at `index`, which is below calls().size().
   void answer(std::size_t index, Zephly::bluez::Reply reply);
-  /// Delivers a signal to everybody who asked for those of its sender.
+  /// Delivers a signal to all subscriptions to its sender.
   void say(const Zephly::bluez::Signal& signal, const std::string& senderName);
-  /// The connection is closed: what waits fails.
+  /// Closes the connection: unanswered calls fail.
   void lose();
 
   void call(const Zephly::bluez::Destination& destination,

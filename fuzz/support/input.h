@@ -1,8 +1,8 @@
 #pragma once
 /// @file
-/// The bytes of one fuzzing input, taken apart from the front: every operation takes what it needs
-/// and gets zeros where nothing is left, so that each input means something and a small change of
-/// it is a small change of its meaning.
+/// The bytes of one fuzzing input, consumed from the front: every operation consumes the bytes that
+/// it needs, and zeros at the end, so that each input is valid and a small change of the input has
+/// a small effect.
 ///
 ///   Input input(data, size);
 ///   while (!input.empty()) {
@@ -52,7 +52,7 @@ class Input {
   /// 0 to `sides` - 1, of at most 256.
   unsigned below(unsigned sides) { return byte() % sides; }
 
-  /// Any bits, or one of those with which arithmetic goes wrong, or an everyday number.
+  /// Any bits, or a special value, or an ordinary number.
   template <std::floating_point Number>
   Number real() {
     using Limits = std::numeric_limits<Number>;
@@ -68,7 +68,7 @@ class Input {
     return everyday<Number>();
   }
 
-  /// A number from -8 to 8, in steps of 2^-12: what sensors give.
+  /// A number from -8 to 8, in steps of 2^-12, like a sensor's.
   template <std::floating_point Number>
   Number everyday() {
     return static_cast<Number>(number<std::int16_t>()) / Number(4096);
@@ -83,7 +83,7 @@ class Input {
     const auto raw = bytes(most);
     return {raw.begin(), raw.end()};
   }
-  /// Everything that is left.
+  /// The remaining bytes.
   std::vector<std::uint8_t> remaining() { return take(rest_.size()); }
 
  private:

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Throws away what the kit writes to standard output while the object lives: diagnostic lines by
-/// the million are not what a run is for.
+/// Discards the kit's output to standard output during its lifetime: a run would print millions of
+/// diagnostic lines.
 
 #include <iostream>
 #include <streambuf>

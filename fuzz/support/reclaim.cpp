@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-// Names of the sanitizer's own, which is why they are of its kind.
+// Functions of the sanitizer, declared under its names.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 // Of its allocator; absent in other builds.
@@ -13,7 +13,7 @@ extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
     void (*malloc_hook)(const volatile void*, std::size_t),
     void (*free_hook)(const volatile void*));
 
-// What was made by `new double[]` is given back by free(), all of it alike.
+// Memory from `new double[]` is also freed with free(): the allocator does not distinguish them.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
 
@@ -49,7 +49,7 @@ void freed(const volatile void* block) {
 Reclaim::Reclaim() { count = 0; }
 
 Reclaim::~Reclaim() {
-  // Off the list first: compilers know free(), and that it changes no variable of this file.
+  // Removed from the list first: compilers assume that free() changes no variable of this file.
   while (count > 0) std::free(const_cast<void*>(blocks.at(--count)));
 }
 

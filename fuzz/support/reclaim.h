@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// Gives back what the kit keeps until the process ends. An engine's filter chains are never freed
-/// (there is one session in a process), which a program that makes thousands of sessions a second
-/// could not do for long.
+/// Frees memory that the kit keeps until the process ends. An engine's filter chains are never
+/// freed (there is one session per process), and a program that creates thousands of sessions per
+/// second would run out of memory.
 ///
-///   fuzz::Reclaim reclaim;                                   // declared first, ends last
+///   fuzz::Reclaim reclaim;                                   // declared first, destroyed last
 ///   const auto engine = reclaim.during([] { return std::make_unique<Engine>(); });
 ///
-/// What `during` allocates and nobody has freed when the object ends is freed then, without
-/// destructors. Only with the address sanitizer, whose allocator can be watched; without it nothing
-/// is done, and the memory is kept.
+/// Memory allocated in `during` and not freed when this object is destroyed is freed then, without
+/// destructors. Works only with the address sanitizer, whose allocator has hooks; without it this
+/// class does nothing.
 
 #include <utility>
 

@@ -1,6 +1,7 @@
 #pragma once
 /// @file
-/// What must hold for every input: ends the program where it does not, which is a finding.
+/// Checks a condition that must hold for every input. Ends the program when it does not, which is a
+/// finding.
 ///
 ///   fuzz::require(samples.size() == 6, "six samples a frame");
 

@@ -1,5 +1,5 @@
-// Runs a fuzz target on files, without a fuzzer: the seeds and what was once found, as a test of
-// any compiler. Usage: PROGRAM FILE_OR_FOLDER...; a folder without files is an error.
+// Runs a fuzz target on files without a fuzzer: the seeds and earlier findings, as a test for any
+// compiler. Usage: PROGRAM FILE_OR_FOLDER...; a folder without files is an error.
 
 #include <fuzz/support/target.h>
 
@@ -27,14 +27,14 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path) {
 
 bool run(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
-  // Named before: an input that ends the program is the last one named.
+  // Printed first, so that an input that ends the program is the last one printed.
   std::cerr << path.string() << std::endl;
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};
   if (!file) {
     std::cerr << "error: cannot be read\n";
     return false;
   }
-  // A copy of exactly this size: what reads beyond it is seen by a sanitizer.
+  // A copy of exactly this size, so that a sanitizer detects reads beyond it.
   const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
   static_cast<void>(LLVMFuzzerTestOneInput(exact.data(), exact.size()));
   return true;

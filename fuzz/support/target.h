@@ -1,12 +1,12 @@
 #pragma once
 /// @file
-/// What every target defines, and libFuzzer or the program that runs files calls.
+/// The function that every target defines. Called by libFuzzer or by the program that runs files.
 
 #include <cstddef>
 #include <cstdint>
 
-/// Makes a use of the code under test out of any bytes; ends the program where something does not
-/// hold that must hold for every input.
-/// @param data  `size` bytes, which are there during the call; may be null when there are none
-/// @return 0: other values mean something to libFuzzer
+/// Uses the code under test as the bytes direct; ends the program when a condition fails that must
+/// hold for every input.
+/// @param data  `size` bytes, valid during the call; may be null when `size` is 0
+/// @return 0: libFuzzer reserves other values
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

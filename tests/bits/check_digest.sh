@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Whether every numeric class of the kit has a line in what the program prints, and no two lines say the
-# same of different things. Usage: check_digest.sh KIT [EMULATOR...] DIGEST
+# Checks that every numeric class of the kit has a line in the program's output, and that lines of different classes
+# differ. Usage: check_digest.sh KIT [EMULATOR...] DIGEST
 set -euo pipefail
 kit=$1
 shift
@@ -11,7 +11,7 @@ complain() {
   failures=$((failures + 1))
 }
 
-# Without a line of their own: an interface, memory, and what a decoder returns.
+# Classes without a line: an interface, memory, and the results of a decoder.
 elsewhere=" Filter SampleArray BatteryStatus Temperature Motion "
 classes=0
 while read -r name; do
@@ -22,7 +22,7 @@ done < <(sed -nE 's/^(class|struct) (ZEPHLY_EXPORT )?([A-Za-z0-9]+)( final)?( :.
 [ $classes -ge 20 ] || complain "only $classes classes seen: is $kit the kit?"
 
 twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
-# The wrapper hands everything on to the engine; the two must agree.
+# The wrapper forwards everything to the engine; their digests must be equal.
 for digest in $twice; do
   names=$(grep "$digest" <<<"$lines" | sed -E 's/^(SignalProcessor|wrapper) //; s/ +[0-9a-f]+$//' | sort -u)
   [ "$(wc -l <<<"$names")" -eq 1 ] || complain "the same digest: $(tr '\n' ',' <<<"$names")"

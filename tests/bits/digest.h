@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A fingerprint of many numbers: equal only when all of their bits are.
+/// A hash of many numbers, over all of their bits.
 ///
 ///   Digest digest;
 ///   for (float sample : input) digest.add(filter.process(sample));
@@ -14,8 +14,8 @@
 
 namespace bits {
 
-/// FNV-1a (G. Fowler, L. C. Noll, K.-P. Vo) over the bits of doubles. Every NaN counts as the same
-/// one: which of them arithmetic gives is the processor's business.
+/// FNV-1a (G. Fowler, L. C. Noll, K.-P. Vo) over the bits of doubles. All NaN are hashed alike:
+/// their bits depend on the processor.
 class Digest {
  public:
   void add(double value) {
@@ -24,7 +24,7 @@ class Digest {
   void add(const std::string& text) {
     for (const char character : text) addBits(static_cast<unsigned char>(character));
   }
-  /// One line on standard output.
+  /// Writes one line to standard output.
   void print(const char* name) const {
     std::printf("%-28s %016llx\n", name, static_cast<unsigned long long>(state_));
   }
@@ -39,7 +39,7 @@ class Digest {
   std::uint64_t state_ = 0xCBF29CE484222325ULL;
 };
 
-/// One line a class of each room.
+/// One line for each class of each folder.
 void digestProtocol();
 void digestDsp();
 void digestMotion();

@@ -23,7 +23,7 @@ namespace bits {
 
 namespace {
 
-// A processor clock that goes with the samples, so that the timers of resets end at the same one.
+// A processor clock that advances with the samples, so that reset timers end at the same sample.
 std::uint64_t microseconds = 0;
 std::uint64_t sampleClock() { return microseconds; }
 
@@ -95,7 +95,7 @@ void digestChains() {
 void digestDetectors() {
   Zephly::LeadoffDetector leadoff;
   digestOf("LeadoffDetector", 20000, [&](Signal& signal) {
-    // Flat for a while, saturated for a while, alive for the rest.
+    // Flat at first, then saturated, then a signal.
     const double sample = signal.next();
     const std::uint64_t second = microseconds / 1'000'000 % 5;
     const double seen = second == 0 ? 0.001 * sample : sample;
@@ -117,7 +117,7 @@ void digestDetectors() {
   });
 }
 
-// Each chain by itself, then both users of respiration samples in turn: contact that comes back
+// Each chain alone, then lead-off detection and the respiration chain together: a loss of contact
 // resets the chain by the clock.
 template <class Engine>
 void digestEngine(Engine& engine, const std::string& who) {

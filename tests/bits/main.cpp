@@ -1,7 +1,7 @@
 /// @file
 /// Prints one digest per numeric class over long seeded input. Two builds of the kit are compared
-/// by comparing what this program prints: the results are promised bit for bit, whatever the
-/// compiler, its optimisation and the machine.
+/// by comparing the output of this program: the results are the same bits for every compiler,
+/// optimisation and machine.
 
 #include <tests/bits/digest.h>
 

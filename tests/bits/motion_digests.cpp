@@ -24,7 +24,7 @@ void add(Digest& digest, const Quaternion& quaternion) {
 
 void countRepetition(void* digest) { static_cast<Digest*>(digest)->add(1.0); }
 
-// Both motion paths; the trace line that the detector writes per sample is part of the digest.
+// Both motion paths; the detector's trace line of each sample is part of the digest.
 void digestEngine() {
   Zephly::SignalProcessor engine;
   Digest digest;

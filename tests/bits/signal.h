@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Input for digests: the same numbers on every machine, made without any function of the C library
-/// whose last bit differs between machines.
+/// Input for digests: the same numbers on every machine, generated without functions of the C
+/// library whose last bit differs between machines.
 ///
 ///   Signal signal;
 ///   filter.process(signal.next());
@@ -13,7 +13,7 @@
 
 namespace bits {
 
-/// Slow wave, fast wave, noise, and now and then a spike: what a sensor gives. Within -0.2..3.2.
+/// A slow wave, a fast wave, noise and occasional spikes, like a sensor's signal. Within -0.2..3.2.
 class Signal {
  public:
   double next() {

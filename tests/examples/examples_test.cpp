@@ -1,4 +1,4 @@
-// The example programs, run as their first lines say.
+// The example programs, run as described in their first lines.
 
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
@@ -29,12 +29,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-// A shell that becomes the example, with both of its outputs in one. `rest` is shell text.
+// Runs the example in a shell, with both outputs combined. `rest` is shell text.
 std::vector<std::string> example(const std::string& name, const std::string& rest = {}) {
   return {"sh", "-c", "exec \"$0\" " + rest + " 2>&1", std::string(ZEPHLY_EXAMPLES) + "/" + name};
 }
 
-// A file that goes with the test.
+// A temporary file of the test.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& content)
@@ -106,7 +106,7 @@ TEST(FilterCsvExample, ReportsThatItCannotWrite) {
 TEST(AsioLoopExample, RunsATimerBesideTheSessionAndEndsOnASignal) {
   Process process(example("asio_loop", "100"));
   ASSERT_TRUE(process.readUntil("connected\n"));
-  // Its own timer: by then samples have come, on the same loop.
+  // The example's timer: by then samples have arrived on the same loop.
   ASSERT_TRUE(process.readUntil(" ECG samples\n"));
   ASSERT_TRUE(process.readUntil("gone, reconnecting\n"));
   process.sendSignal(SIGINT);
@@ -124,7 +124,7 @@ TEST(AsioLoopExample, RefusesAnImpossibleSpeed) {
 }
 
 TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
-  // Not so fast that a slow machine would fall behind: the example ends by the clock on the wall.
+  // Slow enough for a slow machine: the example ends at a wall-clock time.
   const Finished run = Process(example("workout", "5")).finish();
   EXPECT_EQ(run.exitCode, 0);
   const Zephly::simulator::Repetitions done = Zephly::simulator::Strap().repetitionsDone(32s);

@@ -47,7 +47,7 @@ TEST(EncodeWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
     const auto raw = literal::rawSample(encodeWaveform({sample, 0, 0, 0, 0, 0}), 0);
     ASSERT_NEAR(static_cast<double>(raw) * step, static_cast<double>(sample),
                 step / 2 * (1 + 1e-9));
-    // The decoder's own rounding to float comes on top.
+    // Plus the decoder's rounding to float.
     ASSERT_NEAR(static_cast<double>(literal::sampleOf(raw)), static_cast<double>(sample),
                 step / 2 + 0x1p-23);
   }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What the bytes of a frame mean, written down a second time, number by number.
+/// A reference implementation of the decoding of frames, number by number.
 
 #include <gtest/gtest.h>
 

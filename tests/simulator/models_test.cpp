@@ -96,7 +96,7 @@ TEST(EcgModelTest, HeartRateVariesInTheBandsOfBloodPressureAndBreathing) {
   const std::vector<double> beats = beatsIn(ecgOf(2, 60, 600));
   ASSERT_GT(beats.size(), 500U);
   std::vector<float> intervals;
-  // Four a second, from the interval around each moment.
+  // Sampled four times a second, from the interval around each time.
   std::size_t beat = 1;
   for (int quarter = 0; beats.front() + 0.25 * quarter < beats.back(); ++quarter) {
     const double time = beats.front() + 0.25 * quarter;
@@ -179,7 +179,7 @@ TEST(RespirationModelTest, IsFlatForTheLeadoffDetectorOffTheSkin) {
   for (int i = 0; i < 10 * waveformRate; ++i) detector.process(model.next(14, 0, true));
   for (int i = 0; i < 300 * waveformRate; ++i) {
     const bool contact = detector.process(model.next(14, 0, false));
-    // The window forgets the skin after its 70 samples.
+    // The window has no samples from the skin after 70 samples.
     ASSERT_FALSE(contact && i >= 69) << i;
   }
   for (int i = 0; i < 69; ++i) detector.process(model.next(14, 0, true));

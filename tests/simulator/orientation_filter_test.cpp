@@ -39,7 +39,7 @@ TEST(OrientationFilterTest, FollowsTheGyroscope) {
   OrientationFilter filter;
   filter.next({0, 0, 0}, {0, 0, 1}, 0.01);
   Rotation rotation;
-  // A quarter turn about x within a second, without any acceleration to go by.
+  // A quarter turn about x within a second, without acceleration.
   for (int i = 0; i < 100; ++i) rotation = filter.next({pi / 2, 0, 0}, {0, 0, 0}, 0.01);
   expectNear(rotation.apply({0, 1, 0}), {0, 0, 1}, 1e-9);
   EXPECT_NEAR(rotation.w, std::cos(pi / 4), 1e-9);

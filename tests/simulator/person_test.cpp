@@ -18,7 +18,7 @@
 
 namespace Zephly::simulator {
 
-// How gtest prints them.
+// Used by gtest to print counts.
 static void PrintTo(const Repetitions& repetitions, std::ostream* out) {
   *out << repetitions.pushUps << " push-ups, " << repetitions.sitUps << " sit-ups, "
        << repetitions.jumps << " jumps";
@@ -28,7 +28,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Keeps the detector's trace lines off the test's output while it lives.
+// Discards the detector's trace lines during its lifetime.
 class Silence : private std::streambuf {
  public:
   Silence() : before_(std::cout.rdbuf(this)) {}
@@ -68,7 +68,7 @@ class Counter {
   Repetitions counted_;
 };
 
-// Sets and walks in any order, with pauses from none at all to 4 s.
+// Sets and walks in any order, with pauses from 0 to 4 s.
 TrainingPlan randomPlan(Random& random) {
   TrainingPlan plan;
   StrapTime time(static_cast<std::int64_t>(random.below(3'000'000'000)));
@@ -98,8 +98,7 @@ StrapTime endOf(const TrainingPlan& plan) {
   return end;
 }
 
-// Lets the person do the plan until `end`, and compares at every moment at which no set is going
-// on.
+// Runs the plan until `end`, and compares the counts whenever no set is in progress.
 void expectExactCounts(const TrainingPlan& plan, std::uint64_t seed, StrapTime end,
                        Counter& counter) {
   Person person(plan, seed);
@@ -129,7 +128,7 @@ TEST(PersonTest, EveryRepetitionIsCountedOnceInTwoHundredRandomTrainings) {
     }
   }
   EXPECT_EQ(counted, done);
-  // Enough of each kind to say so.
+  // There must be enough repetitions of each kind.
   for (const Exercise exercise : allExercises) {
     EXPECT_GT(done.of(exercise), 500) << exerciseName(exercise);
     RecordProperty(std::string(exerciseName(exercise)), done.of(exercise));
@@ -186,7 +185,7 @@ TEST(PersonTest, ReadingsLostWhileStandingDoNotChangeTheCounts) {
     for (; sampleTime(i, motionRate) < 10min; ++i) {
       const StrapTime now = sampleTime(i, motionRate);
       if (now >= loss->time) {
-        // Searching, connecting and subscribing take their time, too.
+        // Scanning, connecting and subscribing take time, too.
         back = loss->time + loss->absence +
                StrapTime(static_cast<std::int64_t>(random.below(3'000'000'000)));
         loss = plan.nextLinkLoss(now);
@@ -215,7 +214,7 @@ TEST(PersonTest, AListenerThatJoinsDuringATrainingCountsTheRest) {
   }
 }
 
-// What the sensor reads is the path, differentiated twice, and gravity: undo all of it.
+// The sensor reads the path, differentiated twice, plus gravity. The test reverses both.
 TEST(PersonTest, ReadingsIntegrateToThePath) {
   TrainingPlan plan;
   plan.exercises = {{Exercise::jump, 1s, 2}, {Exercise::pushUp, 6s, 2}, {Exercise::sitUp, 15s, 2}};
@@ -227,7 +226,7 @@ TEST(PersonTest, ReadingsIntegrateToThePath) {
     const MotionReading reading = person.next();
     const auto& q = reading.orientation;
     ASSERT_NEAR(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3], 1, 1e-12);
-    // The vertical part of what is felt, from the world's z axis in the sensor's frame.
+    // The vertical part of the acceleration, from the world's z axis in the sensor's frame.
     const std::array<double, 3> up = {2 * (q[1] * q[3] - q[0] * q[2]),
                                       2 * (q[0] * q[1] + q[2] * q[3]),
                                       q[0] * q[0] - q[1] * q[1] - q[2] * q[2] + q[3] * q[3]};
@@ -277,7 +276,7 @@ TEST(PersonTest, AccelerationIsZeroInFreeFall) {
   EXPECT_GT(most, 1.5);
 }
 
-// What the header says of other movements: the detector follows heights, not intentions.
+// Other movements, as documented in the header: the detector depends on heights only.
 TEST(PersonTest, SteppingUpAndDownCountsAsAJump) {
   const Silence silence;
   Counter counter;

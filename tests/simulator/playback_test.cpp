@@ -51,7 +51,7 @@ double amplitudeAt(double frequency, const std::vector<float>& samples) {
   return 2 * std::abs(sum) / static_cast<double>(samples.size());
 }
 
-// The detector's verdicts from the first full window on.
+// The detector's results from the first full window on.
 void expectContactThroughout(const std::vector<float>& respiration) {
   LeadoffDetector detector;
   for (std::size_t i = 0; i < respiration.size(); ++i) {
@@ -69,7 +69,7 @@ TEST(PlaybackTest, CountsRowsSamplesAndThePaddingOfTheLastFrame) {
   EXPECT_EQ(playback.counts.samples, 505U);
   EXPECT_EQ(playback.counts.filled, 5U);
   EXPECT_EQ(playback.frames.size(), 85U);
-  // Held: the five that fill are like the last one.
+  // Held: the five samples of padding equal the last one.
   const auto last = literal::samples(playback.frames.back());
   for (const float sample : last) EXPECT_EQ(sample, last[0]);
 }
@@ -179,7 +179,7 @@ TEST(RealRecordingTest, ARestingPersonIsPlayedInFull) {
   EXPECT_EQ(ecg.counts.samples, 150'000U);
   EXPECT_EQ(ecg.frames.size(), 25'000U);
   EXPECT_EQ(ecg.counts.filled, 0U);
-  // The early artefact, and nothing else.
+  // Only the early artefact.
   EXPECT_GT(ecg.counts.saturated, 0U);
   EXPECT_LT(ecg.counts.saturated, 1500U);
   const std::vector<float> respiration = samplesOf(playBack(recording, Stream::respiration, 1));
@@ -194,7 +194,7 @@ TEST(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
   const Playback playback = playBack(recording, Stream::motion, 1);
   EXPECT_EQ(playback.counts.samples, 4054U);
   EXPECT_EQ(playback.counts.saturated, 0U);
-  // Most of what is felt is gravity, so most of the time the orientation explains it.
+  // Most of the acceleration is gravity, so the orientation usually agrees with it.
   int explained = 0;
   for (const auto& frame : playback.frames) {
     const auto [w, x, y, z, ax, ay, az] = literal::motion(frame);

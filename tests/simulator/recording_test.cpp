@@ -23,7 +23,7 @@ Recording parse(std::string_view text, double rate = 100) {
   return Recording::parse(text, "file.csv", rate);
 }
 
-// What the error of the text says; "none" without one.
+// The message of the error for this text; "none" without an error.
 std::string errorOf(std::string_view text, double rate = 100) {
   try {
     parse(text, rate);
@@ -119,7 +119,7 @@ TEST(RecordingErrorTest, MissingColumnsOfMotion) {
             "Gyroscope X");
   EXPECT_THAT(errorOf("Gyroscope X,Gyroscope Y,Gyroscope Z,ECG\n1,2,3,4\n"),
               HasSubstr("found no column Accelerometer X"));
-  // Each of the six is missed.
+  // Each of the six is reported as missing.
   const std::string all(motionNames);
   EXPECT_EQ(errorOf(all + "\n1,2,3,4,5,6\n"), "none");
   for (const std::string name : {"Accelerometer X", "Accelerometer Y", "Accelerometer Z",

@@ -29,7 +29,7 @@ TEST(ResamplerTest, CountsAreRoundedToTheNearest) {
   EXPECT_EQ(resampledCount(13'514, 100, 30), 4054U);  // 4054.2
   EXPECT_EQ(resampledCount(3, 100, 50), 2U);          // 1.5
   EXPECT_EQ(resampledCount(7, 99.5, 500), 35U);       // 35.2
-  EXPECT_EQ(resampledCount(1, 1000, 1), 1U);          // never none of something
+  EXPECT_EQ(resampledCount(1, 1000, 1), 1U);          // at least one for a non-empty input
   EXPECT_EQ(resampledCount(0, 100, 500), 0U);
 }
 

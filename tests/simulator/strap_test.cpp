@@ -129,7 +129,7 @@ TEST(StrapTest, ElectrodesOffMakeBothWaveformsFlat) {
     for (std::size_t i = 0; i < samples.size(); ++i) {
       const StrapTime time = first + static_cast<std::int64_t>(i) * 2ms;
       const bool contact = detector.process(samples.at(i));
-      // Settled: the last 70 samples are all of one kind.
+      // Settled: the last 70 samples are all with contact or all without.
       if (time < 138ms || strap.electrodesOn(time) != strap.electrodesOn(time - 138ms)) continue;
       ASSERT_EQ(contact, strap.electrodesOn(time)) << time.count();
     }

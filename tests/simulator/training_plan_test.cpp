@@ -113,7 +113,7 @@ TEST(TrainingPlanTest, ExertionOfACyclePlanStaysWithinItsRange) {
     EXPECT_GE(plan.exertion(time), 0);
     EXPECT_LE(plan.exertion(time), 1);
   }
-  // Settled: one cycle is like the one before.
+  // Settled: a cycle equals the previous one.
   EXPECT_NEAR(plan.exertion(10min), plan.exertion(10min + 30s), 1e-3);
 }
 
@@ -132,7 +132,7 @@ TEST(TrainingPlanTest, TheStandardPlanShowsEverythingInThirtySeconds) {
 TEST(TrainingPlanTest, TheStandardLinkLossIsOutsideAllExercises) {
   const TrainingPlan plan = TrainingPlan::standard();
   const LinkLoss loss = plan.linkLosses.front();
-  // Still for the reconnection, which takes no more than 3 s.
+  // At rest during the reconnection, which takes at most 3 s.
   for (StrapTime time = loss.time; time < loss.time + loss.absence + 3s; time += 10ms) {
     EXPECT_FALSE(plan.exerciseAt(time)) << time.count();
     EXPECT_FALSE(plan.walkAt(time)) << time.count();

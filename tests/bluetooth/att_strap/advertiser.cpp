@@ -17,7 +17,7 @@ Bytes advertisingParameters(bool randomAddress) {
   constexpr std::uint16_t interval = 0x00A0;  // 100 ms, in units of 0.625 ms
   constexpr std::uint8_t connectable = 0;
   constexpr std::uint8_t allChannels = 7;
-  constexpr std::size_t peerAddress = 7;  // type and address: for advertising at somebody only
+  constexpr std::size_t peerAddress = 7;  // type and address: for directed advertising only
   Bytes parameters;
   append16(parameters, interval);
   append16(parameters, interval);
@@ -25,7 +25,7 @@ Bytes advertisingParameters(bool randomAddress) {
   parameters.push_back(randomAddress ? 1 : 0);
   parameters.insert(parameters.end(), peerAddress, 0);
   parameters.push_back(allChannels);
-  parameters.push_back(0);  // anybody may connect
+  parameters.push_back(0);  // any device may connect
   return parameters;
 }
 
@@ -73,7 +73,7 @@ void Advertiser::stop() {
   if (std::exchange(on_, false)) controller_.command(hci::leSetAdvertisingEnable, switchedOff);
 }
 
-// A refusal means that a connection has just begun, or that nothing was to be switched off.
+// A refusal means that a connection has just begun, or that advertising was already off.
 void Advertiser::renew() {
   using namespace std::chrono_literals;
   controller_.commandTwice(hci::leSetAdvertisingEnable, switchedOff, switchedOn);

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Tells the world that the strap is there, while nobody is connected to it.
+/// Advertises the strap while no client is connected.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/bytes.h>
@@ -12,14 +12,14 @@
 
 namespace Zephly::att_strap {
 
-/// The 31 bytes that are advertised and how many of them count: flags, and the name when there is
-/// one, shortened to what fits.
+/// The length and the 31 bytes of the advertising data: flags, and the name if there is one,
+/// truncated to fit.
 Bytes advertisingData(const std::optional<std::string>& name);
 
-/// Advertises the old way, connectable, by switching it off and on again every 100 ms: the emulator
-/// shows an advertiser only once each time that it is switched on. Off and on are one: whoever
-/// wants to connect in between is refused by the emulator at once, and Linux 6.1 takes no note of
-/// that and never tries again.
+/// Uses connectable legacy advertising, and switches it off and on every 100 ms: the emulator
+/// reports an advertiser only once each time that it is switched on. Off and on are sent in one
+/// step: between them the emulator refuses connections immediately, and Linux 6.1 ignores such a
+/// refusal and never retries.
 class Advertiser {
  public:
   Advertiser(main_queue::MainQueue& queue, Controller& controller, bool randomAddress,

@@ -25,7 +25,7 @@ constexpr std::uint8_t commandFlag = 0x40;
 
 constexpr std::uint16_t notifyFlag = 0x0001;
 
-// Each answer has the number of its request plus one.
+// The opcode of a response is that of its request plus one.
 std::uint8_t responseTo(BytesView pdu) { return static_cast<std::uint8_t>(pdu[0] + 1U); }
 
 Bytes errorResponse(BytesView pdu, AttributeHandle handle, std::uint8_t error) {
@@ -35,7 +35,7 @@ Bytes errorResponse(BytesView pdu, AttributeHandle handle, std::uint8_t error) {
   return response;
 }
 
-// The shortest request of each kind; empty for one that this server does not know.
+// The minimum length of each kind of request; empty for a kind that this server does not support.
 std::optional<std::size_t> shortest(std::uint8_t code) {
   switch (code) {
     case opcode::exchangeMtu:
@@ -54,7 +54,7 @@ std::optional<std::size_t> shortest(std::uint8_t code) {
   }
 }
 
-// Requests over a range of handles carry its ends behind their number.
+// Requests over a range of handles carry the first and the last handle after the opcode.
 bool hasRange(std::uint8_t code) {
   return code == opcode::findInformation || code == opcode::findByTypeValue ||
          code == opcode::readByType || code == opcode::readByGroupType;
@@ -70,12 +70,13 @@ std::vector<const Attribute*> inRange(const AttributeTable& table, BytesView pdu
   return found;
 }
 
-// An answer that is a list of entries of one length, as many as fit; that of the first entry holds.
+// A response that is a list of entries of equal length, as many as fit. The first entry determines
+// the length.
 class EntryList {
  public:
   EntryList(std::uint8_t code, std::uint16_t mtu) : bytes_{code, 0}, mtu_(mtu) {}
 
-  // False when the entry does not belong to this answer any more.
+  // False when the entry does not fit or has another length.
   bool add(BytesView entry) {
     if (length_ == 0) length_ = entry.size();
     if (entry.size() != length_ || bytes_.size() + length_ > mtu_) return false;
@@ -85,7 +86,7 @@ class EntryList {
 
   bool empty() const { return length_ == 0; }
 
-  // `head` stands before the entries and says what they are like.
+  // `head` precedes the entries and describes them.
   Bytes finish(std::size_t head) {
     bytes_[1] = static_cast<std::uint8_t>(head);
     return std::move(bytes_);
@@ -192,7 +193,7 @@ Bytes AttServer::readByType(BytesView pdu) const {
     Bytes entry;
     append16(entry, attribute->handle);
     append(entry, attribute->value);
-    // A value that does not fit is cut; the client reads the rest.
+    // A value that does not fit is truncated; the client reads the rest.
     entry.resize(std::min({entry.size(), static_cast<std::size_t>(mtu_ - 2U), longestEntry}));
     if (!list.add(entry)) break;
   }
@@ -259,7 +260,7 @@ Step AttServer::stepOf(BytesView pdu) const {
     case opcode::readByGroupType:
       return Step::discovery;
     case opcode::readByType:
-      // Declarations, as against a value that is looked for by its type.
+      // Reading declarations is discovery; reading a value by its type is not.
       return pdu.size() == 7 && number16(pdu, 5) >= type::primaryService &&
                      number16(pdu, 5) <= type::characteristic
                  ? Step::discovery

@@ -1,7 +1,8 @@
 #pragma once
 /// @file
 /// The strap's side of the attribute protocol (Bluetooth Core, volume 3, part F): takes a request,
-/// gives the answer. It knows nothing of links and clocks, so that tests can talk to it directly.
+/// returns the response. It does not depend on links and clocks, so that tests can call it
+/// directly.
 ///
 ///   AttServer server(table, 23);
 ///   std::optional<Bytes> response = server.answer(request);
@@ -17,7 +18,7 @@
 
 namespace Zephly::att_strap {
 
-/// Where on its way to a stream of values a client is.
+/// The client's step on the way to a stream of values.
 enum class Step { connection, discovery, subscription, other };
 
 /// Error codes of the protocol.
@@ -38,29 +39,29 @@ class AttServer {
  public:
   static constexpr std::uint16_t defaultMtu = 23;
 
-  /// `largestMtu` is what the strap is ready for, 23 or more.
+  /// `largestMtu` is the largest MTU that the strap accepts, 23 or more.
   AttServer(AttributeTable table, std::uint16_t largestMtu);
 
-  /// The answer to what came from the client; empty when there is none to give. Whatever the bytes
-  /// are, no more of them is read than there are.
+  /// The response to a PDU of the client; empty when it needs none. Never reads beyond the end of
+  /// the PDU.
   std::optional<Bytes> answer(BytesView pdu);
 
-  /// What the client is about to do with that.
+  /// The step that the request belongs to.
   Step stepOf(BytesView pdu) const;
 
   /// A notification of the characteristic with that value.
   static Bytes notification(AttributeHandle value, BytesView bytes);
-  /// The longest value that fits one.
+  /// The longest value that fits a notification.
   std::size_t longestNotification() const { return mtu_ - 3U; }
 
-  /// Called when the client enables or disables notifications, before it gets its answer.
+  /// Called when the client enables or disables notifications, before the response is returned.
   void onSubscription(std::function<void(AttributeHandle value, bool subscribed)> callback);
   bool isSubscribed(AttributeHandle value) const;
-  /// Writes of this characteristic's client configuration end with that error; empty: no more.
+  /// Writes to this characteristic's client configuration fail with that error.
   void refuseSubscription(AttributeHandle value, std::optional<std::uint8_t> error);
   void refuseNothing() { refused_.clear(); }
 
-  /// Forgets the client: its subscriptions and its MTU.
+  /// Resets the client's state: its subscriptions and its MTU.
   void clientGone();
 
   AttributeTable& table() { return table_; }

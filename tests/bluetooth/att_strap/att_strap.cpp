@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// As people write it: most significant byte first.
+// In the usual notation: most significant byte first.
 std::string addressText(BytesView address) {
   std::string text;
   for (std::size_t i = address.size(); i > 0; --i) {
@@ -71,16 +71,16 @@ void AttStrap::open() {
   initialise();
 }
 
-// Found out in the middle of something: what that uses goes later.
+// Called from within the controller's code, so the controller is destroyed later, from the queue.
 void AttStrap::controllerGone() {
   openTimer_ = queue_.after({}, [this] {
     log_.event("controller gone");
-    letGo({});
+    closeController({});
   });
 }
 
-void AttStrap::letGo(std::chrono::milliseconds absence) {
-  linkEnds("without a word");
+void AttStrap::closeController(std::chrono::milliseconds absence) {
+  linkEnds("controller closed");
   advertiser_.reset();
   controller_.reset();
   openTimer_ = queue_.after(absence, [this] { open(); });
@@ -92,7 +92,7 @@ void AttStrap::initialise() {
   controller_->command(hci::reset, {});
   controller_->command(hci::setEventMask, allEvents);
   controller_->command(hci::leSetEventMask, plainLinkEvents);
-  // Used when there are no buffers for low energy alone.
+  // Used when there are no separate buffers for low energy.
   controller_->command(hci::readBufferSize, {}, [this](BytesView reply) {
     if (reply.size() >= 8) buffers_ = {number16(reply, 1), number16(reply, 4)};
   });
@@ -160,7 +160,7 @@ void AttStrap::linkBegins(std::uint16_t handle, std::chrono::milliseconds timeou
   updateAdvertising();
   log_.event("connected " + addressText(peer) + ", time-out " + std::to_string(timeout.count()) +
              " ms");
-  heard_ = false;
+  anyReceived_ = false;
   faults_.linkBegins();
 }
 
@@ -194,7 +194,7 @@ void AttStrap::vanish(std::chrono::seconds absence) {
   if (link_) {
     framesUnsent_ += std::exchange(framesWaiting_, 0);
     link_->mute();
-    // The emulator knows no time-out of its own; at both ends this looks like one.
+    // The emulator has no link time-out; both ends report this disconnection as one.
     lossTimer_ = queue_.after(linkTimeout_, [this] { disconnect(reason::timeout); });
   }
   returnTimer_ = queue_.after(absence, [this] {
@@ -203,7 +203,7 @@ void AttStrap::vanish(std::chrono::seconds absence) {
   });
 }
 
-void AttStrap::unplug(std::chrono::seconds absence) { letGo(absence); }
+void AttStrap::unplug(std::chrono::seconds absence) { closeController(absence); }
 
 void AttStrap::setAdvertising(bool on) {
   advertising_ = on;
@@ -223,22 +223,22 @@ void AttStrap::setGapName(const std::string& name) {
 
 void AttStrap::handleMessage(std::uint16_t channel, BytesView message) {
   if (message.empty()) return;
-  if (!std::exchange(heard_, true) &&
+  if (!std::exchange(anyReceived_, true) &&
       faults_.reactionTo(Step::connection) == FaultScript::Reaction::drop) {
-    // Nothing is answered, but the link stays for a moment: Linux 6.1.192 crashes when a link that
-    // has just begun ends within milliseconds.
+    // Nothing is answered, but the link is kept for 50 ms: Linux 6.1.192 crashes when a link ends
+    // within milliseconds of its beginning.
     link_->mute();
     lossTimer_ = queue_.after(50ms, [this] { disconnect(reason::remoteUser); });
     return;
   }
   if (channel == channel::attributes) return handleAttributes(message);
   if (channel == channel::signalling && message.size() >= 2) {
-    // Offers of channels and of other connection parameters: "not understood".
+    // Requests for channels and for other connection parameters: "not understood".
     constexpr std::array<std::uint8_t, 3> requests = {0x12, 0x14, 0x17};
     if (std::find(requests.begin(), requests.end(), message[0]) == requests.end()) return;
     link_->send(channel, Bytes{0x01, message[1], 2, 0, 0, 0});
   } else if (channel == channel::security && message[0] == 0x01) {
-    // To pair: "not supported".
+    // Pairing requests: "not supported".
     link_->send(channel, Bytes{0x05, 0x05});
   }
 }
@@ -257,7 +257,7 @@ void AttStrap::handleAttributes(BytesView pdu) {
   }
 }
 
-// A Bluetooth service subscribes to the battery level by itself: that is not what faults wait for.
+// bluetoothd subscribes to the battery level without being asked: faults ignore that subscription.
 Step AttStrap::stepOf(BytesView pdu) const {
   const Step step = server_.stepOf(pdu);
   if (step != Step::subscription) return step;

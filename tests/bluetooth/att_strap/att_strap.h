@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A strap that brings its own Bluetooth: it speaks to a controller itself, so that it does on the
-/// air whatever a test wants, also what a Bluetooth service would never do.
+/// A strap with its own Bluetooth stack. It drives a controller directly, so that a test can make
+/// it do things that a Bluetooth service would never do.
 
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/frame.h>
@@ -33,24 +33,24 @@ struct Options {
   std::string socket = "/tmp/bt-server-le";            ///< of the emulator
 };
 
-/// One strap on one controller. When the controller is pulled out, it waits for it to come back.
+/// One strap on one controller. When the controller is removed, the strap waits for it to return.
 class AttStrap {
  public:
   AttStrap(main_queue::MainQueue& queue, EventLog& log, Options options);
 
-  /// What a person or a test does to it.
+  /// Commands of a person or a test.
   void disconnect(std::uint8_t reason);
-  /// Out of reach: silent at once, the link breaks when its time-out has passed, and nothing is
-  /// heard of the strap before `absence` is over.
+  /// Out of range: stops sending immediately; the link is lost after its time-out, and the strap is
+  /// silent until `absence` has passed.
   void vanish(std::chrono::seconds absence);
-  /// Lets go of the controller without a word, and takes it up again after `absence`.
+  /// Closes the controller without disconnecting, and opens it again after `absence`.
   void unplug(std::chrono::seconds absence);
   void setAdvertising(bool on);
   void setAdvertisedName(std::optional<std::string> name);
   void setGapName(const std::string& name);
   /// One notification now; false without a link or when it is longer than the link allows.
   bool notifyRaw(simulator::Stream stream, const Bytes& value);
-  /// Sends five values right before the answer to each subscription.
+  /// Sends five values before the response to each subscription.
   void setEarly(bool early) { early_ = early; }
   void refuse(std::optional<simulator::Stream> stream, std::uint8_t error);
 
@@ -61,7 +61,7 @@ class AttStrap {
  private:
   void open();
   void controllerGone();
-  void letGo(std::chrono::milliseconds absence);
+  void closeController(std::chrono::milliseconds absence);
   void initialise();
   void ready(BytesView address);
   void handleEvent(std::uint8_t code, BytesView parameters);
@@ -82,14 +82,14 @@ class AttStrap {
   FaultScript faults_;
   Streamer streamer_;
   std::optional<std::string> advertisedName_;
-  bool advertising_ = true;  ///< wanted
-  bool away_ = false;        ///< out of reach
+  bool advertising_ = true;  ///< requested
+  bool away_ = false;        ///< out of range
   bool early_ = false;
-  bool heard_ = false;  ///< something came over this link
+  bool anyReceived_ = false;  ///< on this link
   std::uint8_t earlyNumber_ = 0;
   std::uint64_t framesSent_ = 0;
-  std::uint64_t framesDropped_ = 0;  ///< there was no room for them
-  std::uint64_t framesUnsent_ = 0;   ///< they were waiting when the link ended
+  std::uint64_t framesDropped_ = 0;  ///< the queue was full
+  std::uint64_t framesUnsent_ = 0;   ///< still queued when the link ended
   std::uint64_t framesWaiting_ = 0;
   std::chrono::milliseconds linkTimeout_{};
   Buffers buffers_;

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The attributes of a GATT server: services and characteristics, one after the other.
+/// The attributes of a GATT server: services and characteristics in order.
 ///
 ///   AttributeTable table;
 ///   table.addService(Uuid(0x180F));
@@ -16,7 +16,7 @@ namespace Zephly::att_strap {
 
 using AttributeHandle = std::uint16_t;
 
-/// Which kind of thing an attribute is; 16-bit identifiers stay short on the air.
+/// The type of an attribute; 16-bit identifiers are sent in short form.
 class Uuid {
  public:
   explicit Uuid(std::uint16_t assigned);
@@ -24,7 +24,7 @@ class Uuid {
 
   /// 2 or 16 bytes.
   const Bytes& encoded() const { return encoded_; }
-  /// Whether `encoded`, 2 or 16 bytes, means the same; a 16-bit identifier may come in long form.
+  /// Whether `encoded`, 2 or 16 bytes, is the same type; a 16-bit identifier may be in long form.
   bool matches(BytesView encoded) const;
 
   friend bool operator==(const Uuid&, const Uuid&) = default;
@@ -33,7 +33,7 @@ class Uuid {
   Bytes encoded_;
 };
 
-/// Attribute types with a meaning of their own.
+/// Attribute types with a special meaning.
 namespace type {
 inline constexpr std::uint16_t primaryService = 0x2800;
 inline constexpr std::uint16_t secondaryService = 0x2801;
@@ -41,7 +41,7 @@ inline constexpr std::uint16_t characteristic = 0x2803;
 inline constexpr std::uint16_t clientConfiguration = 0x2902;
 }  // namespace type
 
-/// What a characteristic allows, to be combined.
+/// Flags of the operations that a characteristic allows.
 namespace property {
 inline constexpr std::uint8_t read = 0x02;
 inline constexpr std::uint8_t notify = 0x10;
@@ -53,31 +53,31 @@ struct Attribute {
   Uuid type;
   Bytes value;
   bool readable;
-  AttributeHandle groupEnd;  ///< last handle of the service; for others their own handle
+  AttributeHandle groupEnd;  ///< last handle of a service; the handle itself for other types
 };
 
 /// Handles count from 1 without a gap.
 class AttributeTable {
  public:
-  /// A primary service; what is added from now on belongs to it.
+  /// A primary service. Characteristics added later belong to it.
   void addService(const Uuid& uuid);
-  /// Returns the handle of the value. One that notifies or indicates gets a client configuration,
-  /// the attribute behind the value.
+  /// Returns the handle of the value. A characteristic that notifies or indicates gets a client
+  /// configuration, the attribute after the value.
   AttributeHandle addCharacteristic(const Uuid& uuid, std::uint8_t properties, Bytes value = {});
 
   const std::vector<Attribute>& attributes() const { return attributes_; }
   /// Null when there is none.
   const Attribute* find(AttributeHandle handle) const;
-  /// Whether the attribute is there and is a client configuration.
+  /// Whether the attribute exists and is a client configuration.
   bool isClientConfiguration(AttributeHandle handle) const;
-  /// Of an attribute that is there.
+  /// The attribute must exist.
   void setValue(AttributeHandle handle, Bytes value);
 
  private:
   AttributeHandle add(const Uuid& uuid, Bytes value, bool readable);
 
   std::vector<Attribute> attributes_;
-  std::size_t service_ = 0;  ///< place of the last service
+  std::size_t service_ = 0;  ///< index of the last service
 };
 
 }  // namespace Zephly::att_strap

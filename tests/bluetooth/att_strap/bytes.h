@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Bytes as they travel over Bluetooth: numbers with their least significant byte first.
+/// Bytes in Bluetooth's order: least significant byte first.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace Zephly::att_strap {
 using Bytes = std::vector<std::uint8_t>;
 using BytesView = std::span<const std::uint8_t>;
 
-/// The number at `position`; both of its bytes must be there.
+/// The 16-bit number at `position`, which must lie within the bytes.
 inline std::uint16_t number16(BytesView bytes, std::size_t position) {
   return static_cast<std::uint16_t>(bytes[position] | bytes[position + 1] << 8U);
 }
@@ -31,7 +31,7 @@ inline void append(Bytes& bytes, BytesView more) {
 
 /// Two digits in lower case for each byte.
 std::string toHex(BytesView bytes);
-/// Empty when the text is not pairs of hexadecimal digits; no bytes at all are fine.
+/// Empty when the text is not made of pairs of hexadecimal digits. An empty text is valid.
 std::optional<Bytes> fromHex(std::string_view text);
 
 }  // namespace Zephly::att_strap

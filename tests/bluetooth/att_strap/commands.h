@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What a test tells the strap while it runs: one line for each command, answered in the log with
-/// "ok" or "error".
+/// The commands that a running strap takes: one line each, answered in the log with "ok" or
+/// "error".
 
 #include <tests/bluetooth/att_strap/att_strap.h>
 #include <tests/bluetooth/att_strap/event_log.h>
@@ -13,7 +13,7 @@
 
 namespace Zephly::att_strap {
 
-/// Understands lines like these (README of this folder tells them all):
+/// Parses and runs lines like these (all are listed in the README of tests/bluetooth):
 ///
 ///   disconnect 13
 ///   refuse ecg 0e
@@ -29,8 +29,8 @@ class Commands {
   using Words = std::vector<std::string>;
   struct Command {
     std::string_view name;
-    std::string_view arguments;                   ///< as the answer to a wrong line tells them
-    std::function<bool(const Words& words)> run;  ///< false when the words make no sense
+    std::string_view arguments;                   ///< as listed in the answer to an invalid line
+    std::function<bool(const Words& words)> run;  ///< false when the words are invalid
   };
 
   void addFaults();

@@ -30,7 +30,7 @@ FileDescriptor openEmulated(const std::string& path) {
   if (path.size() >= sizeof(address.sun_path)) return {};
   std::memcpy(address.sun_path, path.data(), path.size());
   FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  // The system's interface asks for the cast.
+  // The system call requires the cast.
   const auto* place = reinterpret_cast<const sockaddr*>(&address);
   if (socket.get() < 0 || ::connect(socket.get(), place, sizeof(address)) != 0) return {};
   return socket;
@@ -68,7 +68,7 @@ void Controller::sendData(std::uint16_t handleAndFlags, BytesView payload) {
   send(bytes);
 }
 
-// Waits while the controller is busy, which is never long.
+// Waits while the controller is busy, which is always short.
 void Controller::send(BytesView packet) {
   while (!packet.empty() && !gone_) {
     const ssize_t sent = ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL);

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A Bluetooth controller that this program has for itself: one of the emulator's, reached through
-/// its socket.
+/// A Bluetooth controller used by this program alone: one of the emulator's, reached through its
+/// socket.
 
 #include <hosts/main_queue/file_descriptor.h>
 #include <hosts/main_queue/main_queue.h>
@@ -15,28 +15,29 @@
 
 namespace Zephly::att_strap {
 
-/// A socket that carries packets to and from a controller; holds -1 when there is none now.
+/// A socket that carries packets to and from a controller; -1 when there is none.
 main_queue::FileDescriptor openEmulated(const std::string& path);
 
-/// Sends commands one after the other and tells what comes back.
+/// Sends commands one at a time and reports what the controller sends.
 class Controller {
  public:
-  /// The parameters that a command returned, the first of which is its status; 0 for success.
+  /// The return parameters of a command. The first is its status; 0 is success.
   using Reply = std::function<void(BytesView parameters)>;
 
   struct Handlers {
-    std::function<void(std::uint8_t code, BytesView parameters)> event;  ///< not those of commands
+    std::function<void(std::uint8_t code, BytesView parameters)>
+        event;  ///< except those that complete commands
     std::function<void(std::uint16_t handleAndFlags, BytesView payload)> data;
-    /// The controller was pulled out; nothing comes any more. Not the place to destroy this object.
+    /// The controller was removed; no calls follow. Must not destroy this object.
     std::function<void()> gone;
   };
 
   Controller(main_queue::MainQueue& queue, main_queue::FileDescriptor socket, Handlers handlers);
 
-  /// Commands wait for each other; `reply` may be empty.
+  /// Queues a command; `reply` may be empty.
   void command(std::uint16_t opcode, BytesView parameters, Reply reply = {});
-  /// Two of the same kind in one go. The emulator takes all that it finds in a socket before it
-  /// turns to the next one: no other controller does anything between the two.
+  /// Sends two commands of the same kind in one write. The emulator handles everything in a socket
+  /// before it turns to the next one, so no other controller acts between the two.
   void commandTwice(std::uint16_t opcode, BytesView first, BytesView second);
   /// One packet of a link.
   void sendData(std::uint16_t handleAndFlags, BytesView payload);
@@ -45,7 +46,7 @@ class Controller {
   struct Command {
     std::uint16_t opcode;
     Bytes packets;
-    std::size_t answers;  ///< that are still to come
+    std::size_t answers;  ///< still expected
     Reply reply;
   };
 
@@ -61,7 +62,7 @@ class Controller {
   main_queue::FileDescriptor socket_;
   Handlers handlers_;
   PacketReader reader_;
-  std::deque<Command> commands_;  ///< the first one is with the controller
+  std::deque<Command> commands_;  ///< the first one has been sent to the controller
   bool gone_ = false;
   main_queue::Watch watch_;
 };

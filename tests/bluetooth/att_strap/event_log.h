@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What the strap did and when: one line each, "SECONDS.MICROS WHAT", in the time of the monotonic
-/// clock, which all programs of a machine share.
+/// The log of the strap's actions: one line each, "SECONDS.MICROS WHAT", in the time of the
+/// monotonic clock, which all programs of a machine share.
 
 #include <hosts/main_queue/main_queue.h>
 
@@ -12,7 +12,7 @@
 
 namespace Zephly::att_strap {
 
-/// Writes at once what somebody waits for, and frames ten times a second.
+/// Writes events immediately, and frames ten times a second.
 class EventLog {
  public:
   /// Without a file name, to standard output. std::runtime_error when it cannot be written.

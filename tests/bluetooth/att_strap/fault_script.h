@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What the strap does wrong, and when.
+/// The faults of the strap, and when they happen.
 
 #include <tests/bluetooth/att_strap/att_server.h>
 
@@ -8,15 +8,15 @@
 
 namespace Zephly::att_strap {
 
-/// Faults that wait for a link and a step on it. Each happens once, on the first link after the
-/// order that comes so far.
+/// Faults that are bound to a step of a link. Each happens once, on the first link after the
+/// command that reaches the step.
 class FaultScript {
  public:
   enum class Reaction { answer, ignore, drop };
 
   /// Answers no request, until further notice.
   void setFrozen(bool frozen) { frozen_ = frozen; }
-  /// Answers no request of the next link from the first one of that step on.
+  /// Answers no request of the next link, starting with the first of that step.
   void freezeAt(Step step);
   /// Drops the next link when that step begins.
   void dropAt(Step step);
@@ -24,13 +24,13 @@ class FaultScript {
   /// A link begins or ends.
   void linkBegins();
   void linkEnds();
-  /// The client comes to a step; Step::connection is the first thing that it says.
+  /// The client reaches a step; Step::connection is its first message.
   Reaction reactionTo(Step step);
 
  private:
   struct Order {
     Step step;
-    bool nextLink;  ///< given while a link stood: not for that one
+    bool nextLink;  ///< set during a link: applies to the next one
   };
 
   static bool isDue(const std::optional<Order>& order, Step step);

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// Packets between a Bluetooth host and its controller (Bluetooth Core, volume 4, parts A and E),
-/// each with one byte in front that says what it is.
+/// each preceded by one byte for its type.
 
 #include <tests/bluetooth/att_strap/bytes.h>
 
@@ -41,19 +41,19 @@ inline constexpr std::uint8_t leConnected = 0x01;
 inline constexpr std::uint8_t leLongTermKeyRequest = 0x05;
 }  // namespace hci_event
 
-/// Why a link ended, as the controller says it.
+/// Reasons for the end of a link, as the controller reports them.
 namespace reason {
 inline constexpr std::uint8_t timeout = 0x08;
 inline constexpr std::uint8_t remoteUser = 0x13;
 }  // namespace reason
 
-/// Cuts a stream of bytes into packets.
+/// Splits a stream of bytes into packets.
 class PacketReader {
  public:
   void take(BytesView bytes) { append(bytes_, bytes); }
-  /// The next whole packet; empty while there is none, and for ever after one of unknown kind.
+  /// The next complete packet; empty while there is none, and always after one of unknown type.
   std::optional<Bytes> next();
-  /// True after a packet of unknown kind, behind which nothing can be understood.
+  /// True after a packet of unknown type: the packets after it cannot be found.
   bool lost() const { return lost_; }
 
  private:

@@ -8,8 +8,8 @@ namespace Zephly::att_strap {
 namespace {
 
 constexpr std::uint16_t handleMask = 0x0FFF;
-// "First packet of a message, not to be flushed" is 0 from a host, "continued" 1; "first" is 2 from
-// a controller.
+// From a host 0 is the first packet of a message that must not be flushed, and 1 a continuation.
+// From a controller the first packet is 2.
 constexpr std::uint16_t boundaryMask = 0x3000;
 constexpr std::uint16_t continued = 0x1000;
 constexpr std::size_t headLength = 4;  // length and channel

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// One connection: joins and cuts the packets of its channels, and gives the controller no more of
-/// them than it has room for.
+/// One connection: joins and splits the packets of its channels, and never sends the controller
+/// more packets than it has buffers for.
 
 #include <tests/bluetooth/att_strap/bytes.h>
 
@@ -12,10 +12,10 @@
 
 namespace Zephly::att_strap {
 
-/// What a controller can hold of the packets that it is to send.
+/// The controller's buffers for packets to send.
 struct Buffers {
   std::size_t packetSize = 27;  ///< bytes in one packet
-  std::size_t packets = 1;      ///< so many at a time
+  std::size_t packets = 1;      ///< number of buffers
 };
 
 /// Numbers of the fixed channels of a low-energy link.
@@ -28,7 +28,7 @@ inline constexpr std::uint16_t security = 0x0006;
 /// Lives as long as the connection.
 class Link {
  public:
-  /// Messages that may wait for room in the controller: more than one second of all streams.
+  /// The largest number of queued messages: more than one second of all streams.
   static constexpr std::size_t longestQueue = 256;
 
   struct Handlers {
@@ -43,19 +43,19 @@ class Link {
   /// Queues one message; `sent` is called when the controller has taken its last byte. False when
   /// the queue is full.
   bool send(std::uint16_t channel, BytesView message, std::function<void()> sent = {});
-  /// What the controller received.
+  /// Handles a packet that the controller received.
   void received(std::uint16_t handleAndFlags, BytesView payload);
-  /// The controller has sent so many packets.
+  /// The controller has sent this number of packets.
   void packetsCompleted(std::size_t count);
 
-  /// Messages that the controller has not taken yet.
+  /// Messages that the controller has not accepted yet.
   std::size_t waiting() const { return queue_.size(); }
-  /// From now on nothing leaves and nothing that arrives is looked at.
+  /// From now on nothing is sent, and received packets are ignored.
   void mute();
 
  private:
   struct Message {
-    Bytes bytes;  ///< with its channel and length in front
+    Bytes bytes;  ///< preceded by length and channel
     std::size_t taken = 0;
     std::function<void()> sent;
   };
@@ -65,7 +65,7 @@ class Link {
   std::uint16_t handle_;
   Buffers buffers_;
   Handlers handlers_;
-  std::size_t room_;  ///< packets that the controller still takes
+  std::size_t room_;  ///< free buffers of the controller
   std::deque<Message> queue_;
   Bytes incoming_;
   bool muted_ = false;

@@ -1,4 +1,4 @@
-/// The program `att_strap`: a strap on a Bluetooth controller of its own, with faults on command.
+/// The program `att_strap`: a strap on a separate Bluetooth controller, with faults on command.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/att_strap.h>
@@ -35,14 +35,14 @@ std::array<std::uint8_t, 6> addressIn(std::string text) {
   return address;
 }
 
-// Lines from standard input. Its end is no command: the strap goes on.
+// Reads lines from standard input. At its end the strap keeps running.
 class Input {
  public:
   Input(MainQueue& queue, Commands& commands) : commands_(commands) {
     try {
       watch_ = queue.watch(STDIN_FILENO, Interest::read, [this] { receive(); });
     } catch (const std::system_error&) {
-      // A file or nothing at all: then nobody commands.
+      // Standard input is a file or closed: there are no commands.
     }
   }
 

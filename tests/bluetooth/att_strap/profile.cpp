@@ -34,7 +34,7 @@ Profile::Profile(const std::string& name) {
   gapName = table.addCharacteristic(Uuid(0x2A00), property::read, bytesOf(name));
   table.addCharacteristic(Uuid(0x2A01), property::read, {0x41, 0x03});  // a heart rate belt
   addAssigned(table);
-  // On two services, with one that is none of the strap's between them: nothing may depend on it.
+  // Two services with a foreign one between them: clients must not depend on the services.
   table.addService(Uuid(CBUUID::UUIDWithString("40366E80-CF3A-11E1-9AB4-0002A5D5C51B")));
   add({Stream::ecg, Stream::respiration, Stream::motion});
   table.addService(Uuid(0x1805));  // time

@@ -11,10 +11,10 @@
 
 namespace Zephly::att_strap {
 
-/// The table and the handles in it that something is done with.
+/// The attribute table and its handles.
 struct Profile {
-  /// What every strap has. `gapName` is what it says of itself on a link, which need not be what it
-  /// advertises.
+  /// The attributes of every strap. `gapName` is the name in its GAP service, which may differ from
+  /// the advertised name.
   explicit Profile(const std::string& gapName);
 
   AttributeHandle handleOf(simulator::Stream stream) const {

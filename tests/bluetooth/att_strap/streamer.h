@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Where the values come from: the modelled person in real time, and, for measuring, any number of
-/// values a second.
+/// The source of values: the modelled person in real time and, for measurements, values at any
+/// rate.
 
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
@@ -14,20 +14,20 @@
 
 namespace Zephly::att_strap {
 
-/// Hands every value out at its time, whether or not anybody listens.
+/// Passes every value on when it is due, with or without a subscriber.
 class Streamer {
  public:
-  /// False when the value could not be taken; it is then lost.
+  /// False when the value was not accepted; it is then lost.
   using Take = std::function<bool(simulator::Stream stream, const Bytes& value)>;
 
   Streamer(main_queue::MainQueue& queue, std::uint64_t seed, Take take);
 
-  /// Whether the person's values are handed out. Their time goes on meanwhile.
+  /// Whether the person's values are passed on. Their time advances in either case.
   void setOn(bool on) { on_ = on; }
 
-  /// `count` values of the ECG, `perSecond` of them a second (0: as fast as they are taken), of
-  /// `size` bytes: their number from 0 on in four bytes, the microseconds of the monotonic clock in
-  /// eight, and as many 0xA5 as it takes. One that is not taken is offered again.
+  /// Sends `count` values of `size` bytes as ECG, `perSecond` of them per second (0: as fast as
+  /// they are accepted): a count from 0 in four bytes, the microseconds of the monotonic clock in
+  /// eight, and padding of 0xA5. A value that is not accepted is sent again.
   void measure(unsigned perSecond, std::size_t size, unsigned count);
   static constexpr std::size_t shortestMeasured = 12;
 

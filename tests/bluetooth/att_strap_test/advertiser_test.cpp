@@ -1,7 +1,7 @@
-// How the strap shows itself, against a controller that only says yes.
+// The strap's advertising, on a controller that accepts every command.
 //
-// The emulator reports an advertiser once each time that it is switched on, and shows one that
-// advertises the old way only to those who scan the old way.
+// The emulator reports an advertiser once each time that it is switched on, and reports legacy
+// advertising only to legacy scans.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/bluetooth/att_strap/advertiser.h>
@@ -37,7 +37,7 @@ using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Watch;
 
 constexpr std::uint16_t enableAdvertising = 0x200A;
-// Advertising as Bluetooth 4 has it: parameters, data, scan response, on and off.
+// Legacy advertising (Bluetooth 4): parameters, data, scan response, on and off.
 constexpr std::uint16_t firstLegacy = 0x2005;
 constexpr std::uint16_t lastLegacy = 0x200A;
 
@@ -64,11 +64,11 @@ class AdvertiserTest : public testing::Test {
   /// Commands, and whether their first parameter is 1.
   using Commands = std::vector<std::pair<std::uint16_t, bool>>;
   Commands commands;
-  /// The same, each time what was there to be read.
+  /// The same, grouped by read.
   std::vector<Commands> goes;
 
  private:
-  // A command is 01, its number, the length of its parameters, and those.
+  // A command is 01, its opcode, the length of its parameters, and the parameters.
   void answer() {
     std::array<std::uint8_t, 512> buffer{};
     const ssize_t count = ::read(far_.get(), buffer.data(), buffer.size());

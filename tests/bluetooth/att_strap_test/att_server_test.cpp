@@ -16,7 +16,7 @@ using testing::ElementsAre;
 
 constexpr std::uint16_t longUuidService = 0x10;
 
-// 1 service 180A, 2-3 a value to read; 4 service of a long identifier, 5-7 notifying, 8-9 to read.
+// 1: service 180A, 2-3: readable; 4: service with a long identifier, 5-7: notifying, 8-9: readable.
 AttributeTable smallTable() {
   AttributeTable table;
   table.addService(Uuid(0x180A));
@@ -37,7 +37,7 @@ Bytes error(std::uint8_t request, std::uint8_t handle, std::uint8_t code) {
 class AttServerTest : public testing::Test {
  protected:
   std::optional<Bytes> ask(const Bytes& pdu) {
-    // In a block of exactly its size, so that a sanitizer sees a read beyond the end.
+    // In a block of exactly its size, so that a sanitizer detects a read beyond the end.
     const auto exact = std::make_unique<std::uint8_t[]>(pdu.size());
     std::copy(pdu.begin(), pdu.end(), exact.get());
     return server.answer(BytesView(exact.get(), pdu.size()));
@@ -124,7 +124,7 @@ TEST_F(AttServerTest, RefusesATypeOfInvalidLength) {
 
 TEST_F(AttServerTest, ListsTheTypesOfAttributes) {
   EXPECT_EQ(ask({0x04, 7, 0, 7, 0}), (Bytes{0x05, 1, 7, 0, 0x02, 0x29}));
-  // A long identifier ends the list of short ones, and is one of its own.
+  // A long identifier ends a list of short ones, and is listed separately.
   EXPECT_EQ(ask({0x04, 5, 0, 9, 0}), (Bytes{0x05, 1, 5, 0, 0x03, 0x28}));
   EXPECT_EQ(ask({0x04, 6, 0, 9, 0}),
             (Bytes{0x05, 2,    6,    0,    0x1B, 0xC5, 0xD5, 0xA5, 0x02, 0x00,
@@ -154,8 +154,8 @@ TEST_F(AttServerTest, RefusesToReadMissingAndUnreadableAttributes) {
 }
 
 TEST_F(AttServerTest, ReportsASubscriptionBeforeAnsweringIt) {
-  std::vector<std::pair<AttributeHandle, bool>> told;
-  server.onSubscription([&](AttributeHandle value, bool on) { told.emplace_back(value, on); });
+  std::vector<std::pair<AttributeHandle, bool>> reported;
+  server.onSubscription([&](AttributeHandle value, bool on) { reported.emplace_back(value, on); });
   EXPECT_FALSE(server.isSubscribed(notifying));
   EXPECT_EQ(ask({0x12, 7, 0, 1, 0}), (Bytes{0x13}));
   EXPECT_TRUE(server.isSubscribed(notifying));
@@ -163,7 +163,7 @@ TEST_F(AttServerTest, ReportsASubscriptionBeforeAnsweringIt) {
   EXPECT_EQ(ask({0x0A, 7, 0}), (Bytes{0x0B, 1, 0}));
   EXPECT_EQ(ask({0x12, 7, 0, 0, 0}), (Bytes{0x13}));
   EXPECT_FALSE(server.isSubscribed(notifying));
-  EXPECT_THAT(told, ElementsAre(std::pair(notifying, true), std::pair(notifying, false)));
+  EXPECT_THAT(reported, ElementsAre(std::pair(notifying, true), std::pair(notifying, false)));
 }
 
 TEST_F(AttServerTest, ResetsWhenTheClientDisconnects) {

@@ -51,7 +51,7 @@ TEST_F(LinkTest, SendsNoMorePacketsThanTheControllerHasBuffersFor) {
   EXPECT_EQ(link.waiting(), 3U);
   link.packetsCompleted(2);
   EXPECT_EQ(transmitted.size(), 4U);
-  // More than were given is a mistake of the controller, and no more room.
+  // A controller that reports more packets than were sent is wrong: its buffers do not grow.
   link.packetsCompleted(100);
   for (std::uint8_t i = 0; i < 5; ++i) link.send(4, Bytes{i});
   EXPECT_EQ(transmitted.size(), 6U);

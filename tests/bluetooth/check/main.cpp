@@ -1,5 +1,5 @@
-/// The program `bluetooth_check`: a session on the machine's Bluetooth against straps that do what
-/// they are told. Runs in the guest of scripts/test-bluetooth; prints a table, and ends with 0 when
+/// The program `bluetooth_check`: a session on the machine's Bluetooth against straps that follow
+/// commands. Runs in the guest of scripts/test-bluetooth; prints a table, and exits with 0 when
 /// every check has passed.
 
 #include <tests/bluetooth/check/report.h>

@@ -24,7 +24,7 @@ std::shared_ptr<Probe> Probe::start() {
   std::shared_ptr<Probe> probe(new Probe());
   Host* host = Host::current();
   {
-    // The session's own central has no radio: what it gets, it gets from here.
+    // The session's central has no radio: this probe forwards all events to the session.
     simulated::Scheduler scheduler;
     const simulated::Radio silence(scheduler, CBManagerState::unsupported);
     const auto session = Zephly::init(probe->application_);
@@ -92,7 +92,7 @@ void Probe::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax
 }
 
 void Probe::take(simulator::Stream stream, const std::vector<float>& values) {
-  // What comes without a connection shows as a value that nobody has sent.
+  // A value without a connection is counted as one that was not sent.
   if (!connected()) ++unmatched_;
   if (links_.empty()) return;
   links_.back().received[stream].push_back(readingOf(values));

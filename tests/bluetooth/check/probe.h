@@ -1,10 +1,10 @@
 #pragma once
 /// @file
-/// The session under test, and everything that it was told.
+/// The session under test, and a record of its events.
 ///
-/// The kit's central manager runs on the host in use. What it passes on is written down here first
-/// and then goes on to a session of its own, as in any application, so that the whole way to the
-/// application is walked.
+/// The kit's central manager runs on the current host. Its events are recorded here and then
+/// forwarded to a separate session, as in any application, so that the whole path to the
+/// application is tested.
 
 #include <tests/bluetooth/check/strap_log.h>
 #include <zephly/session/zephly.h>
@@ -22,7 +22,7 @@ struct SeenLink {
   bool ended = false;
 };
 
-/// What an application behind the session gets; counted.
+/// An application that counts the events of the session.
 class Application final : public ZephlyDelegate, public WorkoutDelegate {
  public:
   void didChangeLeadoffState(bool leadoff) override;
@@ -49,18 +49,18 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate {
 
 class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_from_this<Probe> {
  public:
-  /// A session on the host in use.
+  /// A session on the current host.
   static std::shared_ptr<Probe> start();
 
   const std::vector<SeenLink>& links() const { return links_; }
   bool connected() const { return !links_.empty() && !links_.back().ended; }
-  /// Values of the present link, 0 without one.
+  /// Values of the current link, 0 without one.
   std::size_t received(simulator::Stream stream) const;
   std::size_t disconnections() const { return disconnections_; }
-  /// Told once more than there was a connection to end.
+  /// Disconnections reported without a connection.
   std::size_t unmatched() const { return unmatched_; }
   const Application& application() const { return *application_; }
-  /// Forgets what was received, and when.
+  /// Clears the record of received values and their times.
   void forget();
 
   void didConnectPeripheral() override;

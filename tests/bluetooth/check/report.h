@@ -12,7 +12,7 @@
 
 namespace Zephly::bluetooth_check {
 
-/// What one check came to.
+/// The result of one check.
 struct Row {
   std::string what;
   bool passed = false;
@@ -32,9 +32,9 @@ class Report {
   std::vector<Row> rows_;
 };
 
-/// "1.2", or "1.2 (0.9-2.1)": the median, least and greatest of several.
+/// "1.2", or "1.2 (0.9-2.1)": the median, minimum and maximum of several.
 std::string spread(std::vector<Seconds> times);
-/// With that many digits behind the point.
+/// With that number of decimals.
 std::string fixed(double value, int digits);
 
 }  // namespace Zephly::bluetooth_check

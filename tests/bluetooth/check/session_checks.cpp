@@ -11,19 +11,20 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// As long as a broken link or a lost service may take to be mended on a loaded machine.
+// The time limit for recovery from a lost link or service on a loaded machine.
 constexpr Seconds patience = 45s;
-// Between two BlueZ ends more: the emulator shows an advertiser once each time that it is switched
-// on, and where that one time was missed, the attempt to connect has to fail first, after 42 s.
+// Longer between two BlueZ ends: the emulator reports an advertiser once each time that it is
+// switched on. When that report is missed, the attempt to connect must fail first, after 42 s.
 constexpr Seconds longPatience = 120s;
-// For what is on its way: as long as something still arrives, and this long after it.
+// Values in transit are awaited until nothing has arrived for this time.
 constexpr Seconds drainTime = 2s;
 
 constexpr const char* adapterPower =
     "dbus-send --system --print-reply --dest=org.bluez /org/bluez/hci0 "
     "org.freedesktop.DBus.Properties.Set string:org.bluez.Adapter1 string:Powered ";
 
-// Who is connected, in its own eyes, and its last lines: was it told, and did it not do it?
+// Diagnostics of a strap: its connection state and the last lines of its log, which show whether it
+// received the command.
 constexpr const char* whatBluetoothdSays =
     "dbus-send --system --print-reply --dest=org.bluez / "
     "org.freedesktop.DBus.ObjectManager.GetManagedObjects | grep -A1 '\"Connected\"' >&2; "
@@ -36,11 +37,11 @@ std::string powerCommand(bool on) {
 }  // namespace
 
 StrapControl commandedStrap(Stage& stage) {
-  return {"/out/strap.log", [&stage] { stage.tell("strap", "stream off"); },
-          [&stage] { stage.tell("strap", "stream on"); },
+  return {"/out/strap.log", [&stage] { stage.command("strap", "stream off"); },
+          [&stage] { stage.command("strap", "stream on"); },
           [&stage] {
-            stage.tell("strap", "raw temperature f63b0f3a");
-            stage.tell("strap", "raw battery 840300");
+            stage.command("strap", "raw temperature f63b0f3a");
+            stage.command("strap", "raw battery 840300");
           }};
 }
 
@@ -65,7 +66,7 @@ bool SessionChecks::allStreams() {
   return true;
 }
 
-// Waits until the session has a new link on which all five streams are alive.
+// Waits until the session has a new link on which all five streams deliver values.
 bool SessionChecks::recover(Seconds limit, Row& row) {
   const Seconds begin = stage_.now();
   bool nudged = false;
@@ -83,7 +84,7 @@ bool SessionChecks::recover(Seconds limit, Row& row) {
   return recovered;
 }
 
-// The strap is silent, and what it has sent has arrived, as far as it does.
+// Stops the strap's streams and waits until no more values arrive.
 void SessionChecks::drain() {
   strap_.silence();
   const auto received = [this] {
@@ -98,13 +99,13 @@ void SessionChecks::drain() {
   } while (received() != before);
 }
 
-// Every link from the first on, each held against what the strap says that it sent on it. The end
-// of a link takes what is on its way with it; the link that stands must be complete.
+// Compares every link since the first with the strap's log of it. Values in transit are lost at the
+// end of a link; the current link must be complete.
 Tally SessionChecks::tallyOfLinks() {
   constexpr int looks = 5;
   Tally tally;
-  // A strap that is stopped in the middle of its work has not said of everything yet that it was
-  // sent: it gets another moment. What was delivered twice stays so.
+  // A strap that is stopped while it sends may not have logged all sent values yet, so the
+  // comparison is repeated. Duplicates remain in every repetition.
   for (int i = 0; i < looks; ++i) {
     drain();
     tally = tallyNow();
@@ -116,7 +117,7 @@ Tally SessionChecks::tallyOfLinks() {
 
 Tally SessionChecks::tallyNow() {
   log_.refresh();
-  // Links of which nothing was sent are those that broke before the kit was told of them.
+  // Links without sent values were lost before the kit was notified of them.
   std::vector<const StrapLink*> sent;
   for (const StrapLink& link : log_.links()) {
     if (!link.sent.empty()) sent.push_back(&link);
@@ -131,14 +132,14 @@ Tally SessionChecks::tallyNow() {
     const Tally tally = compare(i < sent.size() ? sent[i]->sent : nothing,
                                 i < seen.size() ? seen[i]->received : nothing);
     total += tally;
-    // Of the links before, the last values may be lost with them.
+    // The last values of earlier links may be lost with the link.
     if (i + 1 == sent.size()) total.lost += tally.missing;
   }
   total.dropped = log_.dropped();
   return total;
 }
 
-// From the strap's sending to the session, of the waveforms on the link that stands.
+// The latency from the strap to the session, for the waveforms of the current link.
 std::string SessionChecks::latency() const {
   const StrapLink& sent = log_.links().back();
   const SeenLink& seen = probe_->links().back();
@@ -202,11 +203,11 @@ void SessionChecks::linkLosses(int count) {
   }};
   std::array<Row, kinds.size()> rows;
   for (std::size_t i = 0; i < kinds.size(); ++i) rows[i] = {.what = kinds[i].first, .passed = true};
-  const std::size_t told = probe_->disconnections();
+  const std::size_t disconnectionsBefore = probe_->disconnections();
   for (int i = 0; i < count; ++i) {
     const std::size_t kind = static_cast<std::size_t>(i) % kinds.size();
     const std::size_t before = probe_->disconnections();
-    stage_.tell("strap", kinds[kind].second);
+    stage_.command("strap", kinds[kind].second);
     const bool once = stage_.until(patience, [&] { return probe_->disconnections() > before; });
     Row& row = rows[kind];
     row.passed = recover(patience, row) && once && row.passed;
@@ -216,26 +217,26 @@ void SessionChecks::linkLosses(int count) {
     report_.add(std::move(row));
   }
   Row row{.what = "over all " + std::to_string(count) + " losses", .tally = tallyOfLinks()};
-  const std::size_t disconnections = probe_->disconnections() - told;
+  const std::size_t disconnections = probe_->disconnections() - disconnectionsBefore;
   row.passed = row.tally->inOrder() && probe_->unmatched() == 0 &&
                disconnections == static_cast<std::size_t>(count);
-  row.note = std::to_string(disconnections) + " disconnections told";
+  row.note = std::to_string(disconnections) + " disconnections reported";
   report_.add(std::move(row));
 }
 
-// Something happens to the service or the adapter, and is over when `cause` returns.
+// A fault of the service or the adapter, which is over when `cause` returns.
 void SessionChecks::fault(const std::string& what, const std::function<void()>& cause,
                           Seconds limit) {
   Row row{.what = what};
   const std::size_t before = probe_->disconnections();
   cause();
-  const bool told = stage_.until(patience, [&] { return probe_->disconnections() > before; });
+  const bool notified = stage_.until(patience, [&] { return probe_->disconnections() > before; });
   const bool recovered = recover(limit, row);
   const std::size_t times = probe_->disconnections() - before;
   row.tally = tallyOfLinks();
-  row.passed = told && recovered && row.tally->inOrder() && probe_->unmatched() == 0;
-  if (times != 1) row.note = std::to_string(times) + " disconnections told";
-  if (!told) row.note = "no disconnection told";
+  row.passed = notified && recovered && row.tally->inOrder() && probe_->unmatched() == 0;
+  if (times != 1) row.note = std::to_string(times) + " disconnections reported";
+  if (!notified) row.note = "no disconnection reported";
   report_.add(std::move(row));
 }
 
@@ -260,39 +261,39 @@ void SessionChecks::restarts() {
 }
 
 void SessionChecks::oddStraps() {
-  const auto drop = [this] { stage_.tell("strap", "disconnect 13"); };
+  const auto drop = [this] { stage_.command("strap", "disconnect 13"); };
   fault(
       "strap leaves during connection",
       [&] {
-        stage_.tell("strap", "drop-at connection");
+        stage_.command("strap", "drop-at connection");
         drop();
       },
       patience);
   fault(
       "strap leaves during discovery",
       [&] {
-        stage_.tell("strap", "drop-at discovery");
+        stage_.command("strap", "drop-at discovery");
         drop();
       },
       patience);
   fault(
       "strap leaves during subscription",
       [&] {
-        stage_.tell("strap", "drop-at subscription");
+        stage_.command("strap", "drop-at subscription");
         drop();
       },
       patience);
   fault(
       "strap sends before it confirms the subscription",
       [&] {
-        stage_.tell("strap", "early on");
+        stage_.command("strap", "early on");
         drop();
       },
       patience);
-  stage_.tell("strap", "early off");
+  stage_.command("strap", "early off");
 
   Row refused{.what = "strap refuses one subscription"};
-  stage_.tell("strap", "refuse motion 0e");
+  stage_.command("strap", "refuse motion 0e");
   drop();
   stage_.until(patience, [&] { return !probe_->connected(); });
   refused.passed = stage_.until(patience, [&] {
@@ -302,15 +303,15 @@ void SessionChecks::oddStraps() {
   refused.passed = refused.passed && probe_->received(simulator::Stream::motion) == 0;
   refused.note = "the others go on";
   report_.add(std::move(refused));
-  stage_.tell("strap", "refuse none");
+  stage_.command("strap", "refuse none");
   fault("and accepts it again", drop, patience);
 
   fault(
       "strap freezes during discovery",
       [&] {
-        // So that everything has to be discovered again.
+        // Deletes the cache, so that everything must be discovered again.
         stage_.run("guest daemon stop TERM; rm -rf /var/lib/bluetooth/*");
-        stage_.tell("strap", "freeze-at discovery");
+        stage_.command("strap", "freeze-at discovery");
         stage_.run("guest daemon start");
       },
       90s);
@@ -321,7 +322,7 @@ void SessionChecks::oddSizes(const std::vector<std::size_t>& sizes) {
   drain();
   const std::size_t before = probe_->received(simulator::Stream::ecg);
   for (const std::size_t size : sizes) {
-    stage_.tell("strap", "raw ecg " + std::string(2 * size, '1'));
+    stage_.command("strap", "raw ecg " + std::string(2 * size, '1'));
     row.what += ' ' + std::to_string(size);
   }
   row.what += " bytes";
@@ -334,16 +335,16 @@ void SessionChecks::oddSizes(const std::vector<std::size_t>& sizes) {
 
 void SessionChecks::bluezStrapLosses(int count) {
   Row row{.what = std::to_string(count) + " x link ended by the strap", .passed = true};
-  const std::size_t told = probe_->disconnections();
+  const std::size_t disconnectionsBefore = probe_->disconnections();
   for (int i = 0; i < count; ++i) {
-    const std::size_t before = told + static_cast<std::size_t>(i);
+    const std::size_t before = disconnectionsBefore + static_cast<std::size_t>(i);
     stage_.run("kill -USR1 $(cat /run/bluez-strap.pid)");
     const bool once = stage_.until(longPatience, [&] { return probe_->disconnections() > before; });
     row.passed = recover(longPatience, row) && once && row.passed;
   }
   row.tally = tallyOfLinks();
   row.passed = row.passed && row.tally->inOrder() && probe_->unmatched() == 0 &&
-               probe_->disconnections() == told + static_cast<std::size_t>(count);
+               probe_->disconnections() == disconnectionsBefore + static_cast<std::size_t>(count);
   report_.add(std::move(row));
 }
 
@@ -351,8 +352,8 @@ void SessionChecks::sharedRestarts() {
   fault(
       "bluetoothd of both ends restarted (TERM)",
       [this] { stage_.run("guest daemon stop TERM; guest daemon start"); }, longPatience);
-  // The controller goes on advertising: the session may be connected before the strap has
-  // registered its services with the next bluetoothd.
+  // The controller keeps advertising: the session may connect before the strap has registered its
+  // services with the new bluetoothd.
   fault(
       "bluetoothd of both ends killed (KILL), back after 3 s",
       [this] { stage_.run("guest daemon stop KILL; sleep 3; guest daemon start"); }, longPatience);
@@ -364,11 +365,11 @@ void SessionChecks::strangers() {
   stage_.run("guest strap start stranger2 --name Zephly2 --address C4:11:22:33:44:77");
   StrapLog first("/out/stranger1.log");
   StrapLog second("/out/stranger2.log");
-  // While the strap itself is away, so that nothing keeps the adapter from connecting to others.
-  stage_.tell("strap", "advertise off");
-  stage_.tell("strap", "disconnect 13");
+  // While the strap is absent, so that the adapter is free to connect to others.
+  stage_.command("strap", "advertise off");
+  stage_.command("strap", "disconnect 13");
   stage_.pass(8s);
-  stage_.tell("strap", "advertise on");
+  stage_.command("strap", "advertise on");
   const bool recovered = recover(patience, row);
   first.refresh();
   second.refresh();
@@ -392,7 +393,7 @@ void SessionChecks::usage() {
              fixed(static_cast<double>(now.resident) / kilobyte, 0) + " KiB, " +
              fixed(100 * processor, 0) + " % of one processor over " + fixed(time.count(), 0) +
              " s, " + std::to_string(now.threads) + " thread";
-  // What this program remembers of the link that stands is part of it.
+  // Includes this program's record of the current link.
   constexpr std::size_t allowed = std::size_t{2} * 1024 * 1024;
   row.passed = now.threads == 1 && now.heap < atBegin_.heap + allowed;
   report_.add(std::move(row));

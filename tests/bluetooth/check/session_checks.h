@@ -15,23 +15,23 @@
 
 namespace Zephly::bluetooth_check {
 
-/// How the strap at the other end is told what to do.
+/// Controls the strap at the other end.
 struct StrapControl {
-  std::string log;  ///< the file in which it says what it does
-  /// It sends nothing, and goes on.
+  std::string log;  ///< the strap's log file
+  /// Pauses and resumes its streams.
   std::function<void()> silence;
   std::function<void()> resume;
-  /// It sends at once what it sends rarely.
+  /// Sends the slow streams immediately.
   std::function<void()> nudge;
 };
 
-/// The strap "strap" of the guest, which takes commands.
+/// The guest's strap named "strap", which takes commands.
 StrapControl commandedStrap(Stage& stage);
 /// `zephly strap` on another adapter of the same bluetoothd.
 StrapControl bluezStrap(Stage& stage);
 
-/// A session that goes on from check to check, with one strap. Where a check gives commands to the
-/// strap, it has to be one that takes them.
+/// One session with one strap that runs through all checks. Checks that send commands need a strap
+/// that takes them.
 class SessionChecks {
  public:
   SessionChecks(Stage& stage, Report& report, StrapControl strap, bluez::Options options);
@@ -42,9 +42,9 @@ class SessionChecks {
   void fullRate(Seconds time);
   /// `count` losses of the link, each kind in turn.
   void linkLosses(int count);
-  /// bluetoothd stopped, killed, restarted; adapter off and on; controller pulled out and put back.
+  /// bluetoothd stopped, killed, restarted; adapter off and on; controller removed and returned.
   void restarts();
-  /// Straps that freeze, leave and refuse.
+  /// Straps that freeze, disconnect and refuse.
   void oddStraps();
   /// Values of unusual sizes, in bytes.
   void oddSizes(const std::vector<std::size_t>& sizes);
@@ -52,11 +52,11 @@ class SessionChecks {
   void bluezStrapLosses(int count);
   /// bluetoothd, which serves both ends, restarted and killed.
   void sharedRestarts();
-  /// Two strangers that nearly have the strap's name.
+  /// Two devices with names similar to the strap's.
   void strangers();
-  /// Memory, processor and threads over all that went before.
+  /// Memory, processor time and threads over all previous checks.
   void usage();
-  /// The program goes: the strap is released.
+  /// The program exits: the strap is released.
   void leave();
 
  private:

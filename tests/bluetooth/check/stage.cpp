@@ -14,7 +14,7 @@ namespace Zephly::bluetooth_check {
 
 namespace {
 
-// How often a condition is looked at that nothing announces.
+// The polling interval of conditions that cause no event.
 constexpr std::chrono::milliseconds look{10};
 
 Seconds secondsOf(const timeval& time) {
@@ -66,11 +66,12 @@ bool Stage::run(const std::string& command) {
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-void Stage::tell(const std::string& strap, const std::string& line) {
+void Stage::command(const std::string& strap, const std::string& line) {
   std::cerr << "    " << strap << ": " << line << '\n';
   const std::string text = line + '\n';
   const int pipe = ::open(("/run/" + strap).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-  if (pipe < 0 || ::write(pipe, text.data(), text.size()) < 0) std::cerr << "    nobody there\n";
+  if (pipe < 0 || ::write(pipe, text.data(), text.size()) < 0)
+    std::cerr << "    the strap does not read its commands\n";
   if (pipe >= 0) ::close(pipe);
 }
 

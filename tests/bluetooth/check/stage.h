@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Where the checks take place: the queue that keeps turning while a check waits, the guest's
-/// commands, the straps, and the figures of this process.
+/// The environment of the checks: the main queue, which keeps running while a check waits, the
+/// guest's commands, the straps, and the resource usage of this process.
 
 #include <hosts/main_queue/main_queue.h>
 
@@ -14,7 +14,7 @@ namespace Zephly::bluetooth_check {
 
 using Seconds = std::chrono::duration<double>;
 
-/// What this process has used so far.
+/// The resources used by this process so far.
 struct Usage {
   Seconds processor{0};      ///< of all its threads
   std::size_t heap = 0;      ///< bytes in use
@@ -26,13 +26,13 @@ Usage usageNow();
 
 class Stage {
  public:
-  /// Turns the queue until the condition holds; false when it does not within the limit.
+  /// Runs the queue until the condition holds; false when it does not within the limit.
   bool until(Seconds limit, const std::function<bool()>& condition);
   void pass(Seconds time);
-  /// Runs a command of the shell, the queue turning meanwhile; false when it fails.
+  /// Runs a shell command while the queue keeps running; false when it fails.
   bool run(const std::string& command);
-  /// One line to a strap of the guest.
-  void tell(const std::string& strap, const std::string& line);
+  /// Sends one line to a strap of the guest.
+  void command(const std::string& strap, const std::string& line);
   Seconds now() const;
 
   main_queue::MainQueue& queue() { return queue_; }

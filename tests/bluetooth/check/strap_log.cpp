@@ -93,7 +93,7 @@ void StrapLog::take(std::string_view line) {
   std::string value;
   words >> time >> what >> name >> value;
   if (!time.empty() && std::isdigit(static_cast<unsigned char>(time.front())) == 0) {
-    // Of `zephly strap`, only frames have a time.
+    // In the output of `zephly strap` only frames have a time.
     if (time == "sent") return;
     value = name;
     name = what;
@@ -111,7 +111,7 @@ void StrapLog::take(std::string_view line) {
   if (what == "connected") links_.emplace_back();
   if (what == "subscribed" && !links_.empty()) links_.back().subscribed.insert(name);
   if (what == "disconnected" && !links_.empty()) links_.back().end = name.empty() ? "?" : name;
-  // "counts sent=5 dropped=0 unsent=0", of one link.
+  // "counts sent=5 dropped=0 unsent=0", for one link.
   constexpr std::string_view dropped = "dropped=";
   if (what == "counts" && value.compare(0, dropped.size(), dropped) == 0) {
     dropped_ += std::stoul(value.substr(dropped.size()));

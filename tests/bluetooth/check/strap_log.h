@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What a strap says that it did: the log of att_strap and what `zephly strap --frames` prints
-/// (which gives a time to frames only).
+/// Reads a strap's log: that of att_strap, or the output of `zephly strap --frames` (in which only
+/// frames have a time).
 ///
 ///   12.345678 connected
 ///   12.400001 subscribed ecg
@@ -21,38 +21,37 @@
 
 namespace Zephly::bluetooth_check {
 
-/// One value as its floats' bits, so that NaN and -0 compare as themselves.
+/// One value as the bits of its floats, so that NaN equals itself and -0 differs from 0.
 using Reading = std::vector<std::uint32_t>;
 using Readings = std::map<simulator::Stream, std::vector<Reading>>;
 
-/// What the kit makes of the bytes of one frame.
+/// The kit's decoding of one frame.
 Reading readingOf(simulator::Stream stream, const std::vector<std::uint8_t>& frame);
 Reading readingOf(const std::vector<float>& values);
 
-/// Of each value, seconds of the monotonic clock.
+/// The time of each value in seconds of the monotonic clock.
 using Times = std::map<simulator::Stream, std::vector<double>>;
 
-/// One connection as the strap saw it.
+/// One connection in the strap's log.
 struct StrapLink {
   Readings sent;
   Times sentAt;
   std::set<std::string> subscribed;  ///< names of the streams
-  std::string end;                   ///< what it said of the disconnection; empty while it stands
+  std::string end;                   ///< the reason for the disconnection; empty while connected
 };
 
-/// Reads on where it stopped.
+/// Reads the log incrementally.
 class StrapLog {
  public:
   explicit StrapLog(std::filesystem::path file) : file_(std::move(file)) {}
 
   void refresh();
   const std::vector<StrapLink>& links() const { return links_; }
-  /// Frames of links that have ended for which the strap had no room: it measures on while what is
-  /// before it does not get away.
+  /// Frames of ended links that the strap dropped because its queue was full.
   std::size_t dropped() const { return dropped_; }
-  /// Events whose first word, or first two words, these are.
+  /// The number of events that start with these one or two words.
   std::size_t count(std::string_view what) const;
-  /// Forgets what it has read; the strap's log begins anew.
+  /// Clears the record; the strap's log starts again.
   void restart();
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What arrived, held against what was sent.
+/// Compares the values received with the values sent.
 
 #include <tests/bluetooth/check/strap_log.h>
 
@@ -11,16 +11,17 @@ namespace Zephly::bluetooth_check {
 struct Tally {
   std::size_t sent = 0;
   std::size_t received = 0;
-  std::size_t lost = 0;     ///< sent before something that arrived, and did not arrive itself
-  std::size_t missing = 0;  ///< sent after the last that arrived: on their way when the link ended
-  std::size_t twice = 0;    ///< arrived again, or later than something sent after it
-  std::size_t foreign = 0;  ///< was never sent
-  /// The strap had no room for it, because the machine was too slow for the air. Nothing that the
-  /// session could have delivered.
+  std::size_t lost = 0;  ///< sent before a value that arrived, but did not arrive
+  std::size_t missing =
+      0;  ///< sent after the last value that arrived: in transit when the link ended
+  std::size_t twice = 0;    ///< arrived again, or after a value that was sent later
+  std::size_t foreign = 0;  ///< never sent
+  /// Dropped by the strap because its queue was full, on a slow machine. The session could not have
+  /// delivered it.
   std::size_t dropped = 0;
 
   Tally& operator+=(const Tally& other);
-  /// Each once and in order, but for the end.
+  /// Each value once and in order, except missing ones at the end.
   bool inOrder() const { return lost == 0 && twice == 0 && foreign == 0; }
   bool complete() const { return inOrder() && missing == 0; }
 };

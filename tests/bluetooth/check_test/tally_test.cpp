@@ -1,4 +1,4 @@
-// The comparison on which the checks of the guest rest: each kind of fault shows.
+// The comparison used by the checks of the guest detects each kind of fault.
 
 #include <tests/bluetooth/check/strap_log.h>
 #include <tests/bluetooth/check/tally.h>

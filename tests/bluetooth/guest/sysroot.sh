@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the scripts beside it share. Sourced with $work set to the folder that everything is kept in.
+# Functions of the scripts in this folder. Sourced with $work set to the working folder.
 
 sysroot=$work/sysroot
 libraries=$sysroot/usr/lib/x86_64-linux-gnu
@@ -25,7 +25,7 @@ libraries_of() {
 }
 
 # pack < NAMES: a compressed archive, as the kernel unpacks it, of the files whose names come separated
-# by zeros. What symbolic links point to goes in when PACK_FOLLOW is set.
+# by zeros. With PACK_FOLLOW symbolic links are followed.
 pack() {
   in_sysroot cpio usr/bin/cpio --null --create --format=newc --owner=0:0 --quiet ${PACK_FOLLOW:+--dereference} |
     gzip -1
