@@ -1,4 +1,4 @@
-// Ten minutes of a session at high speed: the page keeps what it shows and no more.
+// Ten minutes of a session at high speed: the page's memory stays bounded.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { endEverything, openBrowser, openTab, PATIENCE, Program, until } from './support.mjs';
@@ -12,16 +12,16 @@ after(endEverything);
 /** Samples of ECG in ten minutes without link losses. */
 const TEN_MINUTES = 600 * 500;
 
-/** Bytes: what samples of a second of all streams would add, if they were kept as numbers. */
+/** The bytes that one second of samples of all streams would add, if they were kept as numbers. */
 const BYTES_PER_SECOND = (3 * 500 + 2 * 30) * 8;
 
-test('ten minutes of a session do not make the page grow', async (t) => {
+test('ten minutes of a session do not increase the page's memory', async (t) => {
   const program = new Program('--simulated', '--seed', '4', '--speed', '40', '--port', '0');
   const address = await program.address();
   const { tab, trouble } = await openTab(browser, address);
   await tab.goto(address);
   const tools = await tab.context().newCDPSession(tab);
-  // The least of several looks: what the page has just replaced goes with one of the next collections.
+  // The minimum of several measurements: garbage is freed by one of the next collections.
   const used = async () => {
     const looks = [];
     for (let i = 0; i < 10; ++i) {
@@ -33,7 +33,7 @@ test('ten minutes of a session do not make the page grow', async (t) => {
     return { bytes: Math.min(...looks.map((one) => one.bytes)), nodes: Math.min(...looks.map((one) => one.nodes)) };
   };
   const received = () => tab.evaluate(() => window.zephly.samples('ecg').received);
-  // After two cycles of the training plan everything has been shown once.
+  // After two cycles of the training plan the page has shown everything once.
   const patient = { polling: 500, timeout: 4 * PATIENCE };
   await until(tab, () => window.zephly.samples('ecg').received > 30_000, null, patient);
   const begin = await received();

@@ -1,5 +1,5 @@
-// A program in this very process that says what a test wants the page to hear: for faults that the real
-// one does not make on command.
+// A server in this process that sends any messages to the page: for faults that the real program does not
+// produce on command.
 import { createServer } from 'node:http';
 import { readFileSync } from 'node:fs';
 import { extname, join } from 'node:path';
@@ -11,7 +11,7 @@ const TYPES = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/cs
 
 export class FakeProgram {
   viewers = new Set();
-  /** What every new viewer hears first. */
+  /** The first messages to every new viewer. */
   greeting = (viewer) => viewer.say(hello());
 
   async start(port = 0) {

@@ -1,4 +1,4 @@
-// What goes wrong shows, and what comes back is taken up: strap, electrodes, program, slow viewer.
+// The page shows faults and recovers from them: strap, electrodes, program, slow viewer.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { FakeProgram } from './fake_program.mjs';
@@ -11,10 +11,10 @@ before(async () => {
 });
 after(endEverything);
 
-/** What a browser says by itself when nobody listens. */
+/** The browser's console error for a refused connection. */
 const refused = /ERR_CONNECTION_REFUSED/;
 
-/** Waits until the tile is in that state, and gives what the page shows and says in this very moment. */
+/** Waits until the tile is in this state, and returns what the page shows and announces at that time. */
 async function shown(tab, id, level) {
   const look = ({ id, level }) => {
     const tile = document.querySelector(`#${id}`);
@@ -33,7 +33,7 @@ async function fakeTab(program) {
   return opened;
 }
 
-test('a lost link and electrodes without contact cannot be overlooked', async () => {
+test('shows a lost link and missing electrode contact prominently', async () => {
   const program = new Program('--simulated', '--seed', '1', '--speed', '4', '--port', '0');
   const address = await program.address();
   const { tab, trouble } = await openTab(browser, address);
@@ -63,7 +63,7 @@ test('a lost link and electrodes without contact cannot be overlooked', async ()
   await program.stop();
 });
 
-test('a reload goes on with the history, a killed program is told of, its successor taken up', async () => {
+test('restores the history after a reload, reports a killed program and connects to its successor', async () => {
   const options = ['--simulated', '--seed', '5', '--speed', '2'];
   const program = new Program(...options, '--port', '0');
   const address = await program.address();
@@ -100,7 +100,7 @@ test('a reload goes on with the history, a killed program is told of, its succes
   await successor.stop();
 });
 
-test('after a short absence of the program no sample is doubled and what was missed is told', async () => {
+test('after a short absence of the program it has no duplicates and reports missing samples', async () => {
   const program = await new FakeProgram().start();
   const ramp = (from, to) => Array.from({ length: to - from }, (_, i) => (from + i) / 1000);
   program.greeting = (viewer) => [hello(), state(), samples('ecg', 0, 8, ramp(0, 500))].forEach(viewer.say);
@@ -126,7 +126,7 @@ test('after a short absence of the program no sample is doubled and what was mis
   await program.stop();
 });
 
-test('what a slow viewer loses is told, and drawn as a gap', async () => {
+test('reports the samples that a slow viewer lost, and draws a gap', async () => {
   const program = await new FakeProgram().start();
   const { tab, trouble } = await fakeTab(program);
   const flat = (n) => Array.from({ length: n }, () => 0.5);
@@ -144,19 +144,19 @@ test('what a slow viewer loses is told, and drawn as a gap', async () => {
   await program.stop();
 });
 
-test('messages without sense are left out, the rest goes on', async () => {
+test('ignores invalid messages', async () => {
   const program = await new FakeProgram().start();
   const { tab, trouble } = await fakeTab(program);
   program.say('{', { type: 'later' }, '7', new ArrayBuffer(3), samples('ecg', 0, 9, [1]).slice(0, 26), samples('ecg', 0, 9, [0.25]));
   await until(tab, () => window.zephly.samples('ecg').received === 1);
   assert.equal(await tab.evaluate(() => window.zephly.misunderstood()), 4);
   assert.equal(await tab.evaluate(() => window.zephly.phase()), 'live');
-  assert.deepEqual(trouble.map((line) => line.slice(0, 31)), ['console: zephly: not understood']);
+  assert.deepEqual(trouble.map((line) => line.slice(0, 32)), ['console: zephly: invalid message']);
   await tab.close();
   await program.stop();
 });
 
-test('another protocol is refused in words, without trying again', async () => {
+test('shows an error for another protocol version, and does not retry', async () => {
   const program = await new FakeProgram().start();
   program.greeting = (viewer) => viewer.say(hello({ protocol: 2 }));
   const { tab } = await openTab(browser, program.address);
@@ -167,7 +167,7 @@ test('another protocol is refused in words, without trying again', async () => {
   await program.stop();
 });
 
-test('before the first data nothing is made up', async () => {
+test('shows no values before the first data', async () => {
   const program = await new FakeProgram().start();
   const { tab } = await fakeTab(program);
   program.say(state({ now: 0.5, connected: false, linkChanged: null, connections: 0, electrodesOff: null, hostLine: 'Bluetooth: no adapter is switched on.' }));

@@ -1,5 +1,4 @@
-// The live page against the real program: traces move, and what the page has received is what the session
-// has delivered, bit for bit.
+// The live page with the real program: traces move, and the page receives the session's samples bit for bit.
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { after, before, test } from 'node:test';
@@ -11,11 +10,11 @@ before(async () => {
 });
 after(endEverything);
 
-/** The page has received this, as plain arrays. */
+/** The samples received by the page, as plain arrays. */
 function received(tab, stream) {
   return tab.evaluate((name) => {
     const { indexes, times, values, received: all } = window.zephly.samples(name);
-    // The bits, not the numbers: JSON would tell neither -0 nor NaN.
+    // As bits: JSON cannot represent -0 and NaN.
     return { indexes: [...indexes], times: [...times], bits: [...new Uint32Array(values.buffer)], all };
   }, stream);
 }
@@ -33,7 +32,7 @@ async function filtered(values) {
   return Buffer.concat(pieces).toString().trim().split('\n').map(Number);
 }
 
-test('what the page has received is what the session has delivered, bit for bit', async () => {
+test('receives the samples that the session delivered, bit for bit', async () => {
   const session = ['--simulated', '--seed', '7', '--duration', '29.5'];
   const program = new Program(...session, '--speed', '10', '--port', '0');
   const delivered = (await run('monitor', ...session, '--speed', '1000', '--json')).trim().split('\n').map((line) => JSON.parse(line));
@@ -60,10 +59,10 @@ test('what the page has received is what the session has delivered, bit for bit'
     page.times.forEach((time, i) => assert.ok(Math.abs(time - times[i]) < 0.3, `${stream} ${i}: ${time} s, delivered ${times[i]} s`));
   }
 
-  const told = await tab.evaluate(() => window.zephly.events().map(({ t, event }) => [event, t]));
+  const events = await tab.evaluate(() => window.zephly.events().map(({ t, event }) => [event, t]));
   const repetitions = ['pushUp', 'sitUp', 'jump'];
   assert.deepEqual(
-    told.filter(([event]) => repetitions.includes(event)),
+    events.filter(([event]) => repetitions.includes(event)),
     of(...repetitions).map(({ t, event }) => [event, t]),
   );
   assert.equal(await tab.textContent('#pushUps'), String(of('pushUp').length));
@@ -73,7 +72,7 @@ test('what the page has received is what the session has delivered, bit for bit'
   await program.stop();
 });
 
-test('traces move, in what is drawn and in the pixels, with nothing to complain about', async (t) => {
+test('moves the traces, in its data and in its pixels, without errors', async (t) => {
   const program = new Program('--simulated', '--seed', '3', '--port', '0');
   const address = await program.address();
   const { tab, trouble } = await openTab(browser, address);
@@ -84,7 +83,7 @@ test('traces move, in what is drawn and in the pixels, with nothing to complain 
       [...document.querySelectorAll('.chart')].map((chart) => {
         const { stream } = chart.dataset;
         const drawn = window.zephly.drawn(stream);
-        // The pixels that have the trace's own colour: grid and axes move too.
+        // Only pixels in the colour of the trace: grid and axes move, too.
         const canvas = chart.querySelector('canvas');
         const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext('2d', { willReadFrequently: true });
         copy.drawImage(canvas, 0, 0);
@@ -109,13 +108,13 @@ test('traces move, in what is drawn and in the pixels, with nothing to complain 
     assert.notDeepEqual(second[i].pixels, pixels, stream);
   });
 
-  // For people: no assertion on time.
+  // Printed for people; times are not asserted.
   const { intervals, work } = await tab.evaluate(() => {
     const frames = window.zephly.frames();
     return { intervals: [...frames.intervals.slice(30)], work: [...frames.work.slice(30)] };
   });
   const sorted = (all) => all.sort((a, b) => a - b);
-  // A machine that is slow enough draws no more than those that are left out.
+  // A very slow machine may draw only the frames that are excluded.
   const part = (all, share) => sorted(all)[Math.floor(all.length * share)]?.toFixed(1) ?? 'unknown';
   t.diagnostic(`${intervals.length} frames: each ${part(intervals, 0.5)} ms (95 %: ${part(intervals, 0.95)} ms), drawing ${part(work, 0.5)} ms (95 %: ${part(work, 0.95)} ms)`);
   assert.deepEqual(trouble, []);

@@ -1,4 +1,4 @@
-// Messages of the program, as a test wants them.
+// Builds messages of the program.
 
 const NUMBERS = { ecg: 0, filteredEcg: 1, respiration: 2, motion: 3 };
 
@@ -43,7 +43,7 @@ export function state(changes = {}) {
   };
 }
 
-/** A message of samples as an ArrayBuffer; `values` are those of the samples, side by side. */
+/** A message of samples as an ArrayBuffer; `values` are the samples' values, interleaved. */
 export function samples(stream, index, time, values) {
   const message = new ArrayBuffer(24 + values.length * 4);
   const view = new DataView(message);

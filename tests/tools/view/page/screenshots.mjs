@@ -1,5 +1,5 @@
-// Makes the pictures of the documentation with the real program: node screenshots.mjs FOLDER [all]
-// "all" makes those of faults and of single states too, for a look at them.
+// Makes the documentation's screenshots with the real program: node screenshots.mjs FOLDER [all]
+// "all" also makes those of faults and single states, for review.
 import { mkdirSync } from 'node:fs';
 import { join } from 'node:path';
 import { FakeProgram } from './fake_program.mjs';
@@ -13,7 +13,7 @@ const DARK = { colorScheme: 'dark' };
 const LIGHT = { colorScheme: 'light' };
 const PHONE = { colorScheme: 'dark', viewport: { width: 390, height: 844 }, deviceScaleFactor: 2, hasTouch: true, isMobile: true };
 
-/** One picture: of the page at `address` when `ready` is true in it. `act` may do something before. */
+/** Takes a screenshot of the page at `address` when `ready` is true in it. `act` runs before. */
 async function picture(name, context, address, ready, act = async () => {}) {
   const { tab, trouble } = await openTab(browser, new URL(address).origin, context);
   await tab.goto(address);
@@ -25,7 +25,7 @@ async function picture(name, context, address, ready, act = async () => {}) {
   if (trouble.length > 0) console.error(`${name}: ${trouble.join('; ')}`);
 }
 
-/** Jumps, push-ups and a moment without the electrodes are to be seen then. */
+/** At this time the page shows jumps, push-ups and a loss of electrode contact. */
 const training = () => window.zephly.window().edge > 13.4;
 
 const browser = await openBrowser();

@@ -1,4 +1,4 @@
-// What the tests of the page share: a browser, the program under test, and waiting for what is to come.
+// Shared by the tests of the page: a browser, the program under test, and functions that wait.
 //
 // From the environment: ZEPHLY_PROGRAM, ZEPHLY_PAGE_DIR (where the page was built: node_modules and dist),
 // ZEPHLY_CHROMIUM.
@@ -13,13 +13,13 @@ const require = createRequire(join(pageFolder, 'package.json'));
 export const { chromium } = require('playwright-core');
 export const { WebSocketServer } = require('ws');
 
-/** Milliseconds. Nothing is measured by it: it ends what would hang. */
+/** A time limit in milliseconds, only to end tests that would hang. */
 export const PATIENCE = 60_000;
 
 const FLAGS = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
   '--disable-component-update', '--disable-sync', '--js-flags=--expose-gc'];
 
-/** What is still to be ended when the tests of a file are over, whatever became of them. */
+/** Clean-up functions that run after the tests of a file, whether they passed or failed. */
 const leftovers = new Set();
 export async function endEverything() {
   for (const end of [...leftovers].reverse()) await end();
@@ -29,7 +29,7 @@ export function endLater(end) {
   leftovers.add(end);
 }
 
-/** A browser with a temporary profile of its own. */
+/** A browser with a temporary profile. */
 export async function openBrowser() {
   const browser = await chromium.launch({ executablePath: process.env.ZEPHLY_CHROMIUM, headless: true, args: FLAGS });
   endLater(() => browser.close());
@@ -37,9 +37,9 @@ export async function openBrowser() {
 }
 
 /**
- * A new tab with nothing from other tabs, `context` are options of Playwright's contexts. It keeps what must
- * not happen: `trouble` gets console errors, exceptions, refusals by the
- * content security policy, and requests to any other origin than `origin`.
+ * A new tab that is isolated from other tabs; `context` are options of Playwright's contexts. Errors are
+ * collected in `trouble`: console errors, exceptions, violations of the content security policy, and
+ * requests to other origins than `origin`.
  */
 export async function openTab(browser, origin, context = {}) {
   const tab = await browser.newPage({ viewport: { width: 1440, height: 900 }, ...context });
@@ -62,7 +62,7 @@ export async function openTab(browser, origin, context = {}) {
   return { tab, trouble };
 }
 
-/** The program as a process: `zephly view` with these arguments, and the address that it prints. */
+/** The program as a process: `zephly view` with these arguments, and the address that it printed. */
 export class Program {
   constructor(...options) {
     this.output = '';
@@ -71,10 +71,10 @@ export class Program {
     for (const stream of [this.child.stdout, this.child.stderr]) {
       stream.on('data', (text) => {
         this.output += text;
-        this.heard?.();
+        this.onOutput?.();
       });
     }
-    this.child.on('exit', () => this.heard?.());
+    this.child.on('exit', () => this.onOutput?.());
     endLater(() => this.stop('SIGKILL'));
   }
 
@@ -84,7 +84,7 @@ export class Program {
       const found = /http:\/\/(127\.0\.0\.1|localhost):(\d+)/.exec(this.output);
       if (found) return found[0];
       if (this.child.exitCode !== null) throw new Error(`zephly view has ended: ${this.output}`);
-      await new Promise((resolve) => (this.heard = resolve));
+      await new Promise((resolve) => (this.onOutput = resolve));
     }
   }
 
@@ -95,7 +95,7 @@ export class Program {
   }
 }
 
-/** Runs `zephly` to its end and gives what it wrote to standard output. */
+/** Runs `zephly` to its end and returns its standard output. */
 export async function run(...options) {
   const child = spawn(program, options, { stdio: ['ignore', 'pipe', 'inherit'] });
   const pieces = [];
@@ -104,7 +104,7 @@ export async function run(...options) {
   return Buffer.concat(pieces).toString('utf8');
 }
 
-/** Waits in the page until `condition` (a function that is run there) is true. */
+/** Waits until `condition` (a function that runs in the page) is true. */
 export function until(tab, condition, argument, options = {}) {
   return tab.waitForFunction(condition, argument, { timeout: PATIENCE, polling: 'raf', ...options });
 }

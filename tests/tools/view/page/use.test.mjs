@@ -1,4 +1,4 @@
-// How the page is used: keys, wheel, focus, themes, small screens.
+// Use of the page: keys, wheel, focus, themes, small screens.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { FakeProgram } from './fake_program.mjs';
@@ -26,7 +26,7 @@ async function withTab(context, use, url = address) {
 const seconds = (tab) => tab.evaluate(() => window.zephly.window().seconds);
 const range = (tab, stream) => tab.evaluate((name) => window.zephly.drawn(name), stream);
 
-test('everything can be done by keyboard', () =>
+test('the keyboard operates everything', () =>
   withTab({}, async (tab) => {
     await until(tab, () => window.zephly.window().edge > 3);
     const press = (key) => tab.keyboard.press(key);
@@ -68,7 +68,7 @@ test('everything can be done by keyboard', () =>
     const back = await range(tab, 'filteredEcg');
     assert.ok(Math.abs(back.high - full.high) < 1e-9 && Math.abs(back.low - full.low) < 1e-9);
     await press('a');
-    assert.equal(await tab.getAttribute('[data-stream=filteredEcg] [title="gain by itself"]', 'aria-pressed'), 'true');
+    assert.equal(await tab.getAttribute('[data-stream=filteredEcg] [title="automatic gain"]', 'aria-pressed'), 'true');
     await press('1');
     await press('0');
     const raw = await range(tab, 'ecg');
@@ -85,7 +85,7 @@ test('everything can be done by keyboard', () =>
     assert.equal(await tab.isVisible('#help-box'), false);
   }));
 
-test('Tab reaches every control in the order of the page, and its focus is seen', () =>
+test('Tab reaches every control in order, with a visible focus', () =>
   withTab({}, async (tab) => {
     await tab.keyboard.press('?');
     await tab.keyboard.press('Escape');
@@ -111,7 +111,7 @@ test('Tab reaches every control in the order of the page, and its focus is seen'
     assert.ok(visible >= 20, `${visible} controls`);
   }));
 
-test('the wheel over a chart zooms, between its limits', () =>
+test('the wheel zooms a chart within its limits', () =>
   withTab({}, async (tab) => {
     await tab.hover('[data-stream=respiration] .room');
     await tab.mouse.wheel(0, 300);
@@ -123,7 +123,7 @@ test('the wheel over a chart zooms, between its limits', () =>
     await until(tab, () => /\d s: /.test(document.querySelector('[data-stream=respiration] .readout').textContent));
   }));
 
-test('the theme follows the system or the choice, which is remembered', () =>
+test('the theme follows the system or the user's choice, which is stored', () =>
   withTab({ colorScheme: 'light' }, async (tab) => {
     const theme = () => tab.evaluate(() => document.documentElement.dataset.theme);
     assert.equal(await theme(), 'light');
@@ -142,7 +142,7 @@ test('the theme follows the system or the choice, which is remembered', () =>
   }));
 
 for (const width of [360, 390, 768, 1024, 1280]) {
-  test(`nothing has to be scrolled sideways at ${width} pixels`, () =>
+  test(`no horizontal scrolling at ${width} pixels`, () =>
     withTab({ viewport: { width, height: 800 }, ...(width < 700 ? { isMobile: true, hasTouch: true } : {}) }, async (tab) => {
       await until(tab, () => window.zephly.state()?.temperature != null);
       const wide = await tab.evaluate(() => ({ page: document.documentElement.scrollWidth, room: innerWidth }));
@@ -166,7 +166,7 @@ for (const width of [360, 390, 768, 1024, 1280]) {
     }));
 }
 
-test('the words for a bad state are whole on the smallest screen', async () => {
+test('the text of a fault is not truncated on the smallest screen', async () => {
   const fake = await new FakeProgram().start();
   await withTab({ viewport: { width: 360, height: 700 }, isMobile: true, hasTouch: true }, async (tab) => {
     const whole = async (id, changes) => {
@@ -189,7 +189,7 @@ test('the words for a bad state are whole on the smallest screen', async () => {
   }, fake.address);
 });
 
-test('a pause keeps what it shows, however long it is', async () => {
+test('a pause keeps its samples for any length of time', async () => {
   const fake = await new FakeProgram().start();
   await withTab({}, async (tab) => {
     const ramp = (from, to) => Array.from({ length: to - from }, (_, i) => Math.sin((from + i) / 50));
@@ -210,7 +210,7 @@ test('a pause keeps what it shows, however long it is', async () => {
   }, fake.address);
 });
 
-test('nothing beats where motion is unwanted', () =>
+test('nothing is animated with reduced motion', () =>
   withTab({ reducedMotion: 'reduce' }, async (tab) => {
     const beats = () => {
       document.querySelector('#link').dataset.state = 'bad';
@@ -224,7 +224,7 @@ test('nothing beats where motion is unwanted', () =>
     });
   }));
 
-/** Runs in the page: texts and traces whose contrast (WCAG 2.1) to what is behind them is below 4.5. */
+/** Runs in the page: texts and traces whose contrast (WCAG 2.1) to their background is below 4.5. */
 function faint() {
   const canvas = new OffscreenCanvas(1, 1).getContext('2d', { willReadFrequently: true });
   const rgba = (css) => {
@@ -269,7 +269,7 @@ function faint() {
   return { found, looked };
 }
 
-test('texts and traces stand out in both themes, in good and in bad states', async () => {
+test('texts and traces have sufficient contrast in both themes, in normal and in fault states', async () => {
   const fake = await new FakeProgram().start();
   fake.greeting = (viewer) => {
     viewer.say(hello());

@@ -1,4 +1,4 @@
-/** The four charts with their heads: what each shows, its units, its gain, and what is under the pointer. */
+/** The four charts with their headers: content, units, gain, and the value under the pointer. */
 
 import { element, setText } from './dom';
 import { type Hello, STREAMS, type StreamName } from './protocol';
@@ -11,14 +11,14 @@ interface Plan {
   unit: string;
   lines: Line[];
   band: Band | null;
-  /** Named lines get a legend. */
+  /** Lines with names have a legend. */
   names: string[];
 }
 
 /** Vertical speeds and ways of exercises stay well within these. */
 const VELOCITY = 1;
 const DISPLACEMENT = 0.1;
-/** Displacements of less are neither up nor down for the engine. */
+/** The engine's dead band: smaller displacements are neither up nor down. */
 const DEAD_BAND = 0.01;
 
 function plans(hello: Hello): Record<StreamName, Plan> {
@@ -93,7 +93,7 @@ export class Chart {
       created.addEventListener('click', act);
       return created;
     };
-    this.autoButton = button('Auto', 'gain by itself', () => this.useAuto());
+    this.autoButton = button('Auto', 'automatic gain', () => this.useAuto());
     const room = element('div', { className: 'room' });
     const key = element('kbd', { textContent: String(number) });
     this.panel = element(
@@ -179,7 +179,7 @@ function description(plan: Plan): HTMLElement {
     legend.append(element('span', {}, sample, plan.names[i]));
   });
   const band = element('span', { className: 'sample area' });
-  legend.append(element('span', { title: 'within it the engine sees neither up nor down' }, band, 'still'));
+  legend.append(element('span', { title: 'within this range the engine detects no movement' }, band, 'still'));
   return legend;
 }
 

@@ -1,6 +1,6 @@
 /**
- * The WebSocket to the program. Lost, it is opened anew by itself: at once when the page wakes up, otherwise
- * after pauses that grow.
+ * The WebSocket to the program. It reconnects automatically after a loss: at once when the page becomes
+ * visible, otherwise after increasing delays.
  */
 
 import { type Hello, type Message, parseSamples, parseText, PROTOCOL } from './protocol';
@@ -10,7 +10,7 @@ export type Phase =
   | { kind: 'live' }
   /** `at`: when the next attempt is made, in milliseconds of performance.now(). */
   | { kind: 'waiting'; at: number; attempts: number }
-  /** Page and program do not understand each other: no further attempt. */
+  /** The protocol versions differ: no further attempt. */
   | { kind: 'refused'; reason: string };
 
 export interface Listener {
@@ -21,14 +21,14 @@ export interface Listener {
 
 /** Milliseconds before attempt 1, 2, ...; the last one repeats. */
 export const PAUSES = [250, 500, 1000, 2000, 4000, 8000];
-/** A connection that lives so long, in milliseconds, starts the pauses anew. */
+/** A connection that lasts this long, in milliseconds, resets the delays. */
 const PROVEN = 2000;
-/** An attempt may take so long, in milliseconds. */
+/** The time limit of an attempt, in milliseconds. */
 const OPENING = 5000;
 
 export class Connection {
   phase: Phase = { kind: 'connecting' };
-  /** Messages that could not be understood. */
+  /** The number of invalid messages. */
   misunderstood = 0;
   private socket: WebSocket | null = null;
   private timer = 0;
@@ -67,7 +67,7 @@ export class Connection {
     });
   }
 
-  /** Tries now when it would wait. */
+  /** Ends the current delay and tries at once. */
   retry(): void {
     if (this.phase.kind !== 'waiting') return;
     clearTimeout(this.timer);
@@ -92,7 +92,7 @@ export class Connection {
     try {
       return typeof data === 'string' ? parseText(data) : parseSamples(data as ArrayBuffer);
     } catch (error) {
-      if (++this.misunderstood === 1) console.warn('zephly: not understood:', error);
+      if (++this.misunderstood === 1) console.warn('zephly: invalid message:', error);
       return null;
     }
   }

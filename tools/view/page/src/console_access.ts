@@ -1,6 +1,6 @@
 /**
- * `window.zephly`: what this page has received, for tests and for the browser's console. Everything it gives
- * is a copy.
+ * `window.zephly`: the data that this page has received, for tests and for the browser's console. All results
+ * are copies.
  *
  *   zephly.samples('ecg').values        // Float32Array, the last half minute
  *   zephly.frames().work                // milliseconds for each of the last frames
@@ -14,28 +14,28 @@ import type { State, StreamName } from './protocol';
 import type { TimeWindow } from './time_window';
 
 export interface CopiedSamples {
-  /** Of each sample since the session began. */
+  /** The index of each sample since the session began. */
   indexes: Float64Array;
   /** Seconds of the session. */
   times: Float64Array;
-  /** Those of one sample side by side: motion has two. */
+  /** The values of one sample are adjacent: motion has two. */
   values: Float32Array;
-  /** How many have been received since the page was opened. */
+  /** The number received since the page was opened. */
   received: number;
 }
 
 export interface ConsoleAccess {
   phase(): Phase['kind'];
-  /** The program's name for this session; null before it said anything. */
+  /** The program's name of this session; null before its first message. */
   session(): string | null;
   state(): State | null;
   samples(stream: StreamName): CopiedSamples;
-  /** The samples that this page has missed, by stream. */
+  /** The number of samples that this page has missed, by stream. */
   missed(): Record<StreamName, number>;
   events(): LogLine[];
   misunderstood(): number;
   window(): { edge: number; seconds: number; paused: boolean };
-  /** What is drawn of a stream now: times of its points, and gaps between them. */
+  /** The points of a stream that are drawn now: their times, and the gaps between them. */
   drawn(stream: StreamName): { times: Float64Array; values: Float64Array; gaps: [number, number][]; low: number; high: number };
   frames(): ReturnType<FrameTimes['copy']>;
 }

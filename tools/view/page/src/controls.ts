@@ -1,4 +1,4 @@
-/** Keys, buttons, wheel and fingers. All of them end in the same few commands. */
+/** Input by keys, buttons, wheel and touch, mapped to a few common commands. */
 
 import type { Chart } from './charts';
 import { announce, byId, setText } from './dom';
@@ -16,7 +16,7 @@ export interface Commands {
   retry(): void;
 }
 
-/** One notch of a wheel gives a deltaY of about 100. */
+/** The deltaY of one notch of a wheel. */
 const ZOOM_PER_PIXEL = 0.0015;
 
 export class Controls {
@@ -45,7 +45,7 @@ export class Controls {
   show(window: TimeWindow): void {
     const pause = byId('pause');
     pause.ariaPressed = String(window.paused);
-    setText(byId('pause-text'), window.paused ? 'Go on' : 'Pause');
+    setText(byId('pause-text'), window.paused ? 'Resume' : 'Pause');
     document.body.dataset['paused'] = String(window.paused);
     for (const button of spanButtons()) button.ariaPressed = String(Number(button.dataset['span']) === window.seconds);
   }
@@ -68,7 +68,7 @@ export class Controls {
 
   private key(event: KeyboardEvent): void {
     if (event.ctrlKey || event.metaKey || event.altKey) return;
-    // The help shuts the rest of the page off; a focused button has the space bar and Enter for itself.
+    // The help dialog blocks the rest of the page; a focused button handles the space bar and Enter.
     const helping = byId<HTMLDialogElement>('help-box').open;
     if (helping && event.key !== '?') return;
     if (event.key === ' ' && event.target instanceof HTMLButtonElement) return;
@@ -118,7 +118,7 @@ export class Controls {
     this.fingers.set(event.pointerId, event);
   }
 
-  /** One pointer drags a held window, two pinch. */
+  /** One pointer drags a paused window, two pointers zoom. */
   private fingerMoved(event: PointerEvent): void {
     const before = this.fingers.get(event.pointerId);
     if (before === undefined) return;

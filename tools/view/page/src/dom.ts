@@ -1,4 +1,4 @@
-/** Small helps with the document. Text is written only when it changes: that costs layout. */
+/** Helpers for the document. Text is written only when it changes, because a change costs layout. */
 
 export function byId<T extends HTMLElement = HTMLElement>(id: string): T {
   const element = document.getElementById(id);
@@ -24,7 +24,7 @@ export function element<K extends keyof HTMLElementTagNameMap>(
   return created;
 }
 
-/** Says something to those who hear the page. What they must know at once interrupts. */
+/** Announces a text to users of screen readers. Urgent texts interrupt. */
 export function announce(text: string, urgent: boolean): void {
   byId(urgent ? 'assertive' : 'polite').textContent = text;
 }

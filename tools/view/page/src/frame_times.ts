@@ -1,4 +1,4 @@
-/** How evenly frames come and how long drawing them takes: the last few seconds, in milliseconds. */
+/** Intervals and drawing times of the frames of the last few seconds, in milliseconds. */
 
 const KEPT = 600;
 

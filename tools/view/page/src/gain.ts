@@ -1,6 +1,6 @@
 /**
- * Which values a chart shows from bottom to top: by hand, as a gain over the full scale, or by itself
- * ("auto") from what is to be seen.
+ * The range of values that a chart shows: chosen by the user as a gain over the full scale, or automatically
+ * ("auto") from the visible values.
  */
 
 export interface Range {
@@ -8,15 +8,15 @@ export interface Range {
   high: number;
 }
 
-/** Gains that the buttons go through. */
+/** The gains that the buttons select. */
 export const GAINS = [1, 1.5, 2, 3, 5, 7, 10, 15, 20, 30, 50, 70, 100, 150, 200];
 
-/** After so many seconds of much smaller values, auto zooms in. */
+/** After this many seconds of much smaller values, auto gain narrows the range. */
 const SHRINK_AFTER = 2;
 
 export class Gain {
   private range: Range;
-  /** Since when the range is much larger than what is to be seen; the first sight counts at once. */
+  /** Since when the range is much larger than the visible values. The first values set the range at once. */
   private smallSince: number | null = Number.NEGATIVE_INFINITY;
   private middle: number;
 
@@ -39,7 +39,7 @@ export class Gain {
     return (this.full.high - this.full.low) / (this.range.high - this.range.low);
   }
 
-  /** `steps` of GAINS up or down from what is shown now; ends auto. */
+  /** Moves by `steps` of GAINS up or down from the current range; ends auto gain. */
   step(steps: number): void {
     const now = this.factor;
     const above = GAINS.findIndex((gain) => gain > now * 1.001);
@@ -63,7 +63,7 @@ export class Gain {
     this.smallSince = Number.NEGATIVE_INFINITY;
   }
 
-  /** What is to be seen lies between `low` and `high`; `now` in seconds. True when the range has changed. */
+  /** The visible values are between `low` and `high`; `now` in seconds. True when the range has changed. */
   see(low: number, high: number, now: number): boolean {
     if (!this.auto || !(low <= high)) return false;
     const wanted = this.comfortable(low, high);
@@ -86,12 +86,12 @@ export class Gain {
 
   private showFactor(factor: number): void {
     const half = (this.full.high - this.full.low) / 2 / factor;
-    // Inside the full scale there is nothing to see beyond its ends.
+    // Within the full scale the range must not extend beyond its ends.
     const middle = Math.min(this.full.high - half, Math.max(this.full.low + half, this.middle));
     this.range = { low: middle - half, high: middle + half };
   }
 
-  /** A tenth of room above and below, cut to round numbers, at most the full scale for what fits in it. */
+  /** A margin of a tenth above and below, rounded; limited to the full scale for values within it. */
   private comfortable(low: number, high: number): Range {
     const smallest = (this.full.high - this.full.low) / GAINS[GAINS.length - 1];
     if (this.symmetric) {

@@ -1,12 +1,12 @@
 /**
- * What is known of the session: the samples of the last half minute, the latest state, and when the link and
- * the electrodes were off.
+ * The data of the session: the samples of the last half minute, the latest state, and the times without link
+ * and without electrode contact.
  */
 
 import { type Hello, type Lost, type Samples, type SessionEvent, type State, type StreamName, STREAMS, WIDTH } from './protocol';
 import { SampleRing } from './sample_ring';
 
-/** From `from` to `to` in seconds of the session; null: it goes on. */
+/** From `from` to `to` in seconds of the session; null: not ended. */
 export interface Interval {
   from: number;
   to: number | null;
@@ -25,7 +25,7 @@ export interface LogLine {
   text: string;
 }
 
-/** A little more than the program keeps, so that the left edge of the longest window is never bare. */
+/** A little more than the program keeps, so that the longest window is filled to its left edge. */
 const KEPT_SECONDS = 32;
 const KEPT_EVENTS = 200;
 const KEPT_LINES = 100;
@@ -39,10 +39,10 @@ export class LiveSession {
   readonly electrodesOff: Interval[] = [];
   readonly repetitions: Repetition[] = [];
   readonly log: LogLine[] = [];
-  /** Samples that never came here, by stream: what the program said, and what the indexes show beyond that. */
+  /** Missing samples by stream: those announced by the program, and further gaps in the indexes. */
   readonly missed: Record<StreamName, number> = { ecg: 0, filteredEcg: 0, respiration: 0, motion: 0 };
   lostMessages = 0;
-  /** Samples that the program has announced as lost and whose hole in the indexes has not been seen yet. */
+  /** Announced losses whose gap in the indexes has not been seen yet. */
   private readonly announced: Record<StreamName, number> = { ecg: 0, filteredEcg: 0, respiration: 0, motion: 0 };
   private readonly seen = new Set<string>();
 
@@ -75,14 +75,14 @@ export class LiveSession {
 
   takeState(state: State): void {
     this.state = state;
-    // Events make these exact; a state alone must do when the events came before this page.
+    // Events give exact times; states are used when the events happened before this page was opened.
     setOff(this.linkOff, !state.connected && state.connections > 0, state.linkChanged ?? state.now);
     if (state.electrodesOff !== null) setOff(this.electrodesOff, state.electrodesOff, state.now);
     forget(this.linkOff, state.now - KEPT_SECONDS);
     forget(this.electrodesOff, state.now - KEPT_SECONDS);
   }
 
-  /** False for an event that is known already: the program sends the last ones anew after a reconnection. */
+  /** False for a known event: the program sends the latest events again after a reconnection. */
   takeEvent(event: SessionEvent): boolean {
     const key = `${event.t} ${event.event} ${event.text ?? ''}`;
     if (this.seen.has(key)) return false;

@@ -1,4 +1,4 @@
-/** The page of `zephly view`: puts its parts together and draws a frame whenever the browser asks for one. */
+/** The page of `zephly view`: connects its parts and draws a frame when the browser requests one. */
 
 import 'uplot/dist/uPlot.min.css';
 import { type Chart, makeCharts } from './charts';
@@ -20,13 +20,13 @@ declare global {
   }
 }
 
-/** Milliseconds between two looks at everything that is no chart. */
+/** The interval in milliseconds between updates of everything except charts. */
 const STATUS_EVERY = 100;
 
 class Page {
   private session: LiveSession | null = null;
   private charts: Chart[] = [];
-  /** What a pause shows: the samples as they were when it began. */
+  /** The samples shown during a pause: a copy from its beginning. */
   private heldRings: Rings | null = null;
   private readonly clock = new SessionClock();
   private readonly window = new TimeWindow();
@@ -70,7 +70,7 @@ class Page {
     requestAnimationFrame((begin) => this.frame(begin));
   }
 
-  /** The same session goes on where it was, another one begins anew. */
+  /** Continues the same session; starts again for another one. */
   private hello(hello: Hello): void {
     if (this.session?.hello.session !== hello.session) {
       if (this.session !== null) announce('Another session has begun.', true);
@@ -138,7 +138,7 @@ class Page {
   }
 
   private frame(begin: number): void {
-    // First of all, so that an error in one frame does not end all others.
+    // Requested first, so that an error in one frame does not stop the following ones.
     requestAnimationFrame((next) => this.frame(next));
     const started = performance.now();
     const wall = started / 1000;
@@ -150,7 +150,7 @@ class Page {
       this.statusAt = started;
       this.status.show(this.session, this.connection.phase, now);
       const behind = live - this.edge;
-      setText(byId('behind'), this.window.paused ? `Paused, ${behind.toFixed(0)} s behind. Space goes on.` : '');
+      setText(byId('behind'), this.window.paused ? `Paused, ${behind.toFixed(0)} s behind. Space resumes.` : '');
     }
     this.frames.note(begin, performance.now());
   }

@@ -1,10 +1,10 @@
-/** What is drawn on a chart beside its traces: paper, hatched spans without data, repetitions. */
+/** Everything that is drawn on a chart besides traces: grid, hatched spans without data, repetitions. */
 
 import type uPlot from 'uplot';
 import type { Exercise, Interval, Repetition } from './live_session';
 import { colour } from './theme';
 
-/** Fine and bold lines of the paper, in seconds, for a window of some length. */
+/** The intervals of thin and bold grid lines, in seconds, for a window of some length. */
 export function paper(seconds: number): { fine: number; bold: number } {
   if (seconds <= 3) return { fine: 0.04, bold: 0.2 };
   if (seconds <= 6) return { fine: 0.1, bold: 0.5 };
@@ -12,7 +12,7 @@ export function paper(seconds: number): { fine: number; bold: number } {
   return { fine: 1, bold: 5 };
 }
 
-/** Colours that drawing needs many times a second, looked up once per theme. */
+/** The colours for drawing, looked up once per theme. */
 export class Ink {
   readonly fine = colour('grid-fine');
   readonly bold = colour('grid');
@@ -29,7 +29,7 @@ export function drawFinePaper(u: uPlot, seconds: number, ink: Ink): void {
   const { left, top, width, height } = u.bbox;
   const { min, max } = u.scales['x'] as { min: number; max: number };
   const step = paper(seconds).fine;
-  // Closer than 4 pixels it is no paper but a grey surface.
+  // Lines closer than 4 pixels would be a grey surface.
   if ((width / pixels()) * (step / seconds) < 4) return;
   u.ctx.save();
   u.ctx.beginPath();
@@ -45,7 +45,7 @@ export function drawFinePaper(u: uPlot, seconds: number, ink: Ink): void {
   u.ctx.restore();
 }
 
-/** A span of values that has a meaning, over the whole width. */
+/** A labelled range of values, over the whole width. */
 export function drawBand(u: uPlot, scale: string, low: number, high: number, ink: Ink): void {
   const top = u.valToPos(high, scale, true);
   const bottom = u.valToPos(low, scale, true);
@@ -59,7 +59,7 @@ export function drawBand(u: uPlot, scale: string, low: number, high: number, ink
   u.ctx.restore();
 }
 
-/** Hatches where there is no data, or where it means nothing, and says why. */
+/** Hatches spans without valid data, with the reason. */
 export function drawIntervals(u: uPlot, intervals: readonly Interval[], text: string, ink: Ink, now: number): void {
   const { min, max } = u.scales['x'] as { min: number; max: number };
   for (const { from, to } of intervals) {
@@ -81,7 +81,7 @@ function hatch(u: uPlot, left: number, right: number, text: string, ink: Ink): v
   ctx.lineWidth = 1.5 * pixels();
   ctx.beginPath();
   const step = 12 * pixels();
-  // Bound to the span itself: the stripes move with it.
+  // Relative to the span, so that the stripes move with it.
   for (let x = left - height; x < right; x += step) {
     ctx.moveTo(x, top + height);
     ctx.lineTo(x + height, top);
@@ -106,7 +106,7 @@ function hatch(u: uPlot, left: number, right: number, text: string, ink: Ink): v
 
 const NAMES: Readonly<Record<Exercise, string>> = { pushUp: 'push-up', sitUp: 'sit-up', jump: 'jump' };
 
-/** A dashed line for each repetition, with a shape and a word for its kind. */
+/** A dashed line for each repetition, with a symbol and a name for its kind. */
 export function drawRepetitions(u: uPlot, repetitions: readonly Repetition[], ink: Ink): void {
   const { ctx } = u;
   const { min, max } = u.scales['x'] as { min: number; max: number };

@@ -1,6 +1,6 @@
 /**
- * What the program says: JSON for everything that is a latest value, an event or a count, and binary
- * messages for samples. What makes no sense is an error with a text for people.
+ * The program's messages: JSON for latest values, events and counts, and binary messages for samples. An
+ * invalid message is an error with a text for people.
  *
  * A binary message, little-endian: u8 kind (1), u8 stream, u16 reserved, u32 count, u64 index of the first
  * sample since the session began, f64 its time in seconds of the session, then count x f32 (motion:
@@ -12,7 +12,7 @@ export const PROTOCOL = 1;
 export const STREAMS = ['ecg', 'filteredEcg', 'respiration', 'motion'] as const;
 export type StreamName = (typeof STREAMS)[number];
 
-/** How many numbers one sample of a stream has. */
+/** The number of values of one sample of a stream. */
 export const WIDTH: Readonly<Record<StreamName, 1 | 2>> = { ecg: 1, filteredEcg: 1, respiration: 1, motion: 2 };
 
 export interface StreamDescription {
@@ -39,7 +39,7 @@ export interface LinkLoss {
   recovery: number | null;
 }
 
-/** Degrees Celsius; null where there is no number (NaN). `body` is 0 or null before there is an estimate. */
+/** Degrees Celsius; null for NaN. `body` is 0 or null before the first estimate. */
 export interface Temperature {
   object: number | null;
   ambient: number | null;
@@ -93,7 +93,7 @@ export interface SessionEvent {
   text?: string;
 }
 
-/** Dropped for this viewer since the last one, because it did not keep up. */
+/** Samples dropped since the last such message, because this viewer was too slow. */
 export interface Lost {
   type: 'lost';
   messages: number;
@@ -106,7 +106,7 @@ export interface Samples {
   index: number;
   time: number;
   count: number;
-  /** `count` times WIDTH numbers, those of one sample side by side. */
+  /** `count` times WIDTH numbers; those of one sample are adjacent. */
   values: Float32Array;
 }
 
@@ -116,7 +116,7 @@ const HEADER_BYTES = 24;
 const SAMPLES_KIND = 1;
 const TEXT_TYPES = ['hello', 'state', 'event', 'lost'];
 
-/** Null for types and events that this page does not know: a later program may have more. */
+/** Null for types and events that are unknown to this page: a later version may have more. */
 export function parseText(text: string): Message | null {
   const message: unknown = JSON.parse(text);
   if (typeof message !== 'object' || message === null || !('type' in message)) throw new Error('a message without a type');
@@ -134,7 +134,7 @@ export function parseSamples(buffer: ArrayBuffer): Samples {
   if (stream === undefined) throw new Error(`samples of the unknown stream ${view.getUint8(1)}`);
   const count = view.getUint32(4, true);
   if (buffer.byteLength !== HEADER_BYTES + count * WIDTH[stream] * 4) {
-    throw new Error(`a sample message of ${buffer.byteLength} bytes that says it has ${count} samples`);
+    throw new Error(`a sample message of ${buffer.byteLength} bytes that announces ${count} samples`);
   }
   return {
     type: 'samples',

@@ -1,22 +1,22 @@
 /**
- * The samples of a span of time, reduced to what a chart of some width can show: of each group of
- * neighbours the smallest and the largest, in their order, at their own times. Groups are bound to the
- * samples' indexes, not to pixels, so that a moving trace does not flicker.
+ * The samples of a span of time, reduced to the resolution of a chart: of each group of neighbours the
+ * smallest and the largest, in order, at their times. Groups depend on the samples' indexes, not on pixels,
+ * so that a moving trace does not flicker.
  */
 
 import type { SampleRing } from './sample_ring';
 
-/** Memory is taken once; arrays are filled up to `length`, gaps up to `gapCount`. */
+/** Memory is allocated once; arrays are filled up to `length`, gaps up to `gapCount`. */
 export class Reduction {
   readonly x: Float64Array;
-  /** One array for each number of a sample. */
+  /** One array for each value of a sample. */
   readonly y: readonly Float64Array[];
   length = 0;
   /** Seconds: from the last sample before a gap to the first one after it. */
   readonly gapFrom = new Float64Array(MAX_GAPS);
   readonly gapTo = new Float64Array(MAX_GAPS);
   gapCount = 0;
-  /** Smallest and largest of each number in the span; Infinity and -Infinity without a sample. */
+  /** Minimum and maximum of each value in the span; Infinity and -Infinity without a sample. */
   readonly low: Float64Array;
   readonly high: Float64Array;
 
@@ -27,7 +27,7 @@ export class Reduction {
     this.high = new Float64Array(width);
   }
 
-  /** Takes the samples from `from` to `to` (seconds) and one beyond each end, for `columns` pixels. */
+  /** Reduces the samples from `from` to `to` (seconds) and one beyond each end to `columns` pixels. */
   fill(ring: SampleRing, from: number, to: number, columns: number): void {
     this.length = 0;
     this.gapCount = 0;
@@ -53,7 +53,7 @@ export class Reduction {
     ++this.gapCount;
   }
 
-  /** One group; ends before a gap. Gives the position after it. */
+  /** Reduces one group, which ends before a gap. Returns the position after it. */
   private reduce(ring: SampleRing, begin: number, stop: number): number {
     const first = ring.values[0];
     let lowest = begin;
@@ -87,7 +87,7 @@ export class Reduction {
 const MAX_POINTS = 16384;
 const MAX_GAPS = 256;
 
-/** How many samples share a column: a power of two, so that a small change of zoom keeps the groups. */
+/** Samples per column: a power of two, so that a small change of zoom keeps the groups. */
 function groupSize(samples: number, columns: number): number {
   let group = 1;
   while (group * 2 <= samples / Math.max(1, columns)) group *= 2;

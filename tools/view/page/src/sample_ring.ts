@@ -1,7 +1,7 @@
 /**
- * The last samples of one stream: value, index and time of each, and where a gap lies before it. Memory is
- * taken once. A sample that is here already (by its index) is not taken again, so a history that is sent
- * anew after a reconnection does no harm.
+ * The latest samples of one stream: value, index and time of each, and whether a gap precedes it. Memory is
+ * allocated once. A sample whose index is known is not added again, so the history can be sent again after a
+ * reconnection.
  */
 
 import type { Samples } from './protocol';
@@ -10,17 +10,17 @@ import type { Samples } from './protocol';
 export class SampleRing {
   readonly times: Float64Array;
   readonly indexes: Float64Array;
-  /** One array for each number of a sample. */
+  /** One array for each value of a sample. */
   readonly values: readonly Float32Array[];
-  /** 1: something is missing between this sample and the one before. */
+  /** 1: samples are missing between this sample and the previous one. */
   readonly gapBefore: Uint8Array;
   readonly mask: number;
 
-  /** Positions count all samples that were put here; position p lies at p & mask. */
+  /** Positions count all samples that were added; position p is stored at p & mask. */
   end = 0;
-  /** How many samples have been taken, those included that others have taken the place of. */
+  /** The number of samples added, including those that were replaced. */
   received = 0;
-  /** Below it places hold other samples by now. */
+  /** The oldest position that has not been replaced. */
   private oldest = 0;
   private nextIndex = 0;
   private nextTime = Number.NEGATIVE_INFINITY;
@@ -48,12 +48,12 @@ export class SampleRing {
     return this.end === 0 ? Number.NEGATIVE_INFINITY : this.times[(this.end - 1) & this.mask];
   }
 
-  /** The index that comes next when nothing is missing. */
+  /** The next index when nothing is missing. */
   get expectedIndex(): number {
     return this.nextIndex;
   }
 
-  /** Gives how many samples are missing before the new ones; those that are known are skipped. */
+  /** Returns the number of samples missing before the new ones; known samples are skipped. */
   take(message: Samples): number {
     const known = Math.max(0, this.nextIndex - message.index);
     if (known >= message.count) return 0;
@@ -61,8 +61,8 @@ export class SampleRing {
     const missing = this.received === 0 ? 0 : first - this.nextIndex;
     const start = message.time + known / this.rate;
     const gap = this.end > 0 && (missing > 0 || start - this.nextTime > 1.5 / this.rate);
-    // A strap whose clock is fast: the program sets the axis of time back, and what comes now takes the place
-    // of what lies there.
+    // When the strap's clock is fast, the program sets the time axis back, and new samples replace those
+    // at the same times.
     if (this.lastTime >= start) {
       this.oldest = this.begin;
       this.end = this.positionAt(start);

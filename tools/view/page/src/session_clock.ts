@@ -1,6 +1,6 @@
 /**
- * What time it is in the session now, from what the program says now and then: the right edge of the charts
- * must move evenly although messages come in jerks, and at whatever speed the session runs.
+ * The current time of the session, estimated from the program's messages: the right edge of the charts must
+ * move evenly although messages arrive unevenly, at any speed of the session.
  */
 
 interface Sight {
@@ -8,43 +8,43 @@ interface Sight {
   session: number;
 }
 
-/** How much the edge lags behind, in seconds of the wall clock: so that samples are there when it passes. */
+/** The lag of the edge in seconds of the wall clock, so that samples have arrived when it reaches them. */
 const LAG = 0.2;
-/** Beyond that, in seconds of the wall clock, it jumps instead of catching up. */
+/** Beyond this difference, in seconds of the wall clock, it jumps instead of catching up. */
 const JUMP = 1;
-/** Without a word from the program for so long, in seconds, time stops. */
+/** Without messages for this time, in seconds, the clock stops. */
 const PATIENCE = 1;
 const SIGHTS = 16;
 
-/** Wall times are seconds of a clock that nobody sets; session times are seconds since the session began. */
+/** Wall times are seconds of a monotonic clock; session times are seconds since the session began. */
 export class SessionClock {
   private sights: Sight[] = [];
   private edgeTime: number | null = null;
   private lastWall = 0;
   private running = false;
 
-  /** The program has said that it is `session` now. */
+  /** The program has reported the session time `session`. */
   observe(session: number, wall: number): void {
     this.sights.push({ wall, session });
     if (this.sights.length > SIGHTS) this.sights.shift();
     this.running = true;
   }
 
-  /** The program is silent from now on, or the session has ended. */
+  /** The connection is lost, or the session has ended. */
   stop(): void {
     const last = this.sights.at(-1);
     this.sights = last === undefined ? [] : [last];
     this.running = false;
   }
 
-  /** Forgets everything: another session. */
+  /** Resets the clock for another session. */
   reset(): void {
     this.sights = [];
     this.edgeTime = null;
     this.running = false;
   }
 
-  /** Seconds of the session for one of the wall. */
+  /** Session seconds per second of the wall clock. */
   get speed(): number {
     const first = this.sights[0];
     const last = this.sights.at(-1);
@@ -52,7 +52,7 @@ export class SessionClock {
     return (last.session - first.session) / (last.wall - first.wall);
   }
 
-  /** The estimate of the session's time, without any lag. */
+  /** The estimated session time, without the lag. */
   at(wall: number): number {
     const last = this.sights.at(-1);
     if (last === undefined) return 0;
@@ -60,7 +60,7 @@ export class SessionClock {
     return last.session + this.speed * Math.min(wall - last.wall, PATIENCE);
   }
 
-  /** The time at the right edge of the charts, for a frame at `wall`; calls go forward in time. */
+  /** The time at the right edge of the charts, for a frame at `wall`, which must not decrease. */
   edge(wall: number): number {
     const speed = this.running ? this.speed : 0;
     const target = this.running ? this.at(wall) - LAG * speed : this.at(wall);

@@ -1,4 +1,4 @@
-/** Everything on the page that is not a chart: states, numbers, tables, and what is said aloud. */
+/** Everything on the page that is not a chart: states, numbers, tables, and announcements. */
 
 import type { Phase } from './connection';
 import { announce, byId, element, setData, setText } from './dom';
@@ -8,9 +8,9 @@ import { brief, clockTime, count, duration, fixed, several } from './words';
 
 type Level = 'good' | 'bad' | 'unknown';
 
-/** The body temperature is an average over so many readings of the surroundings. */
+/** The body temperature is an average over this number of ambient readings. */
 const READINGS_TO_SETTLE = 20;
-/** Temperatures come once a second; older than so many seconds they are told to be. */
+/** Temperatures arrive once a second; beyond this age in seconds they are shown as old. */
 const FRESH = 3;
 
 const NAMES: Readonly<Record<(typeof COUNTED)[number], string>> = {
@@ -39,7 +39,7 @@ export class Status {
   private shownEvents = 0;
   private said = { link: '', electrodes: '' };
 
-  /** `session` is null before the program has said anything; `now` is its time. */
+  /** `session` is null before the program's first message; `now` is its time. */
   show(session: LiveSession | null, phase: Phase, now: number): void {
     const state = session?.state ?? null;
     const live = phase.kind === 'live' && state?.ended !== true;
@@ -61,7 +61,7 @@ export class Status {
     this.showEvents(session);
   }
 
-  /** Another session: nothing of the old one is said again. */
+  /** For another session: discards pending announcements. */
   reset(): void {
     this.shownLosses = '';
     this.shownEvents = -1;
@@ -76,7 +76,7 @@ export class Status {
     banner.hidden = phase.kind === 'live' ? state?.ended !== true : phase.kind === 'connecting' && banner.hidden;
     if (phase.kind === 'live') {
       setText(text, 'The session has ended.');
-      setText(detail, 'What it delivered last stays here as long as this page is open.');
+      setText(detail, 'The last half minute stays here while this page is open.');
       setData(banner, 'state', 'notice');
     } else if (phase.kind === 'refused') {
       setText(text, phase.reason);
@@ -85,7 +85,7 @@ export class Status {
     } else if (phase.kind === 'waiting') {
       const left = Math.max(0, Math.ceil((phase.at - performance.now()) / 1000));
       setText(text, state?.ended === true ? 'The program has ended.' : 'The program does not answer.');
-      setText(detail, `What you see is old. Trying again in ${left} s. Does it print another address? Open that.`);
+      setText(detail, `The page shows old data. Trying again in ${left} s. If the program prints another address, open that.`);
       setData(banner, 'state', 'bad');
     }
   }

@@ -1,4 +1,4 @@
-/** Dark, light, or as the system says ("auto"); remembered by the browser. */
+/** Dark, light, or the system's theme ("auto"); stored in the browser. */
 
 export const THEMES = ['auto', 'dark', 'light'] as const;
 export type Theme = (typeof THEMES)[number];
@@ -8,7 +8,7 @@ const KEY = 'zephly-theme';
 export class ThemeChoice {
   private readonly systemDark = matchMedia('(prefers-color-scheme: dark)');
 
-  /** `changed` is called whenever the colours are others. */
+  /** `changed` is called when the colours change. */
   constructor(private readonly changed: () => void) {
     this.apply(this.chosen);
     this.systemDark.addEventListener('change', () => this.apply(this.chosen));
@@ -32,14 +32,14 @@ export class ThemeChoice {
   }
 }
 
-/** A colour of style.css by its name, as the theme in use has it. */
+/** A colour of style.css by its name, in the current theme. */
 export function colour(name: string): string {
   return getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 }
 
 let unkept: string | null = null;
 
-// A browser that keeps nothing (private windows) forgets the choice with the page, no more.
+// Browsers without storage (private windows) keep the choice only until the page is closed.
 function remembered(): string | null {
   try {
     return localStorage.getItem(KEY) ?? unkept;

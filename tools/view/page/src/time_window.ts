@@ -1,4 +1,4 @@
-/** Which span of time the charts show: how long, and whether it runs or is held. */
+/** The span of time of the charts: its length, and whether it runs or is paused. */
 
 export const SPANS = [2, 5, 10, 30];
 export const SHORTEST = 1;
@@ -7,7 +7,7 @@ export const LONGEST = 30;
 export class TimeWindow {
   /** Seconds from the left edge to the right one. */
   seconds = 10;
-  /** The right edge while it is held; null: it runs. */
+  /** The right edge while paused; null: running. */
   held: number | null = null;
 
   get paused(): boolean {
@@ -23,12 +23,12 @@ export class TimeWindow {
     if (next !== undefined) this.seconds = next;
   }
 
-  /** Multiplies the span, within what there is. */
+  /** Multiplies the span, within its limits. */
   zoom(factor: number): void {
     this.seconds = Math.min(LONGEST, Math.max(SHORTEST, this.seconds * factor));
   }
 
-  /** Moves a held window by a part of its length; `oldest` and `newest` are the times that there are. */
+  /** Moves a paused window by a part of its length, between the times `oldest` and `newest`. */
   pan(part: number, oldest: number, newest: number): void {
     if (this.held === null) return;
     const wanted = this.held + part * this.seconds;

@@ -1,4 +1,4 @@
-/** One chart: a stream's samples over time, with its own gain. */
+/** One chart: a stream's samples over time, with a gain. */
 
 import uPlot from 'uplot';
 import { Gain, type Range } from './gain';
@@ -9,12 +9,12 @@ import type { SampleRing } from './sample_ring';
 import { colour } from './theme';
 
 export interface Line {
-  /** Which number of a sample. */
+  /** The index of the value in a sample. */
   value: 0 | 1;
   /** The colour's name in style.css. */
   colour: string;
   dashed: boolean;
-  /** From bottom to top at gain 1. */
+  /** The range from bottom to top at gain 1. */
   full: Range;
   symmetric: boolean;
   auto: boolean;
@@ -26,7 +26,7 @@ export interface Band {
   high: number;
 }
 
-/** What is drawn in a frame beside the samples. Times in seconds of the session. */
+/** Everything drawn in a frame besides samples. Times in seconds of the session. */
 export interface Surroundings {
   now: number;
   linkOff: readonly Interval[];
@@ -54,7 +54,7 @@ export class Trace {
   ) {
     this.gains = lines.map((line) => new Gain(line.full, line.symmetric, line.auto));
     this.reduction = new Reduction(lines.length === 2 ? 2 : 1);
-    // uPlot wants something to draw: far to the left of everything.
+    // uPlot needs a point to draw: it is far to the left of all others.
     this.noData = [[-1e9, -1e9 + 1], ...lines.map(() => [0, 0])];
     this.takeColours();
     this.plot = new uPlot(this.options(), this.noData, room);
@@ -195,7 +195,7 @@ export class Trace {
 function timeSplits(seconds: number, min: number, max: number): number[] {
   const step = paper(seconds).bold;
   const splits: number[] = [];
-  // Nothing was before the session began.
+  // No times before the session began.
   for (let n = Math.max(0, Math.ceil(min / step)); n * step <= max; ++n) splits.push(n * step);
   return splits;
 }

@@ -1,4 +1,4 @@
-/** Numbers as people read them. */
+/** Formats numbers for people. */
 
 /** 75.2 as "1:15", for the time of a session. */
 export function clockTime(seconds: number): string {
@@ -9,7 +9,7 @@ export function clockTime(seconds: number): string {
   return `${Math.floor(minutes / 60)}:${String(minutes % 60).padStart(2, '0')}:${rest}`;
 }
 
-/** How long something has lasted: "4 s", "2 min 5 s", "1 h 3 min". */
+/** A duration: "4 s", "2 min 5 s", "1 h 3 min". */
 export function duration(seconds: number): string {
   const whole = Math.max(0, Math.floor(seconds));
   if (whole < 60) return `${whole} s`;
@@ -26,14 +26,14 @@ export function several(n: number, one: string): string {
   return `${count(n)} ${one}${n === 1 ? '' : 's'}`;
 }
 
-/** A number with three digits that mean something, or another count of them. */
+/** A number with three significant digits, or another count of them. */
 export function brief(value: number, meaningful = 3): string {
   if (value === 0) return '0';
   const digits = Math.max(0, meaningful - 1 - Math.floor(Math.log10(Math.abs(value))));
   return value.toFixed(Math.min(digits, 5));
 }
 
-/** With so many digits after the point; a dash for what is no number. */
+/** With this number of decimals; a dash for NaN. */
 export function fixed(value: number | null, digits: number): string {
   return value === null ? '–' : value.toFixed(digits);
 }

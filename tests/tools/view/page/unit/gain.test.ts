@@ -4,14 +4,14 @@ import { Gain, GAINS } from '../../../../../tools/view/page/src/gain';
 
 const FULL = { low: -2.42, high: 2.42 };
 
-test('the first sight sets auto gain', () => {
+test('the first values set auto gain', () => {
   const gain = new Gain(FULL, false, true);
   assert.ok(gain.see(-0.4, 1.0, 0));
   assert.ok(gain.current.low <= -0.4 && gain.current.high >= 1.0);
   assert.ok(gain.factor > 2);
 });
 
-test('auto makes room at once, and zooms in only after a while', () => {
+test('auto gain widens the range at once, and narrows it only after a delay', () => {
   const gain = new Gain(FULL, false, true);
   gain.see(-0.1, 0.1, 0);
   assert.ok(gain.see(-1, 1, 1));
@@ -22,7 +22,7 @@ test('auto makes room at once, and zooms in only after a while', () => {
   assert.ok(gain.current.high < 0.3);
 });
 
-test('a large value in between keeps the range', () => {
+test('a large value in the meantime keeps the range', () => {
   const gain = new Gain(FULL, false, true);
   gain.see(-1, 1, 0);
   gain.see(-0.1, 0.1, 1);
@@ -30,7 +30,7 @@ test('a large value in between keeps the range', () => {
   assert.equal(gain.see(-0.1, 0.1, 3.2), false);
 });
 
-test('a flat line has a range too', () => {
+test('a flat line has a range', () => {
   const gain = new Gain(FULL, false, true);
   gain.see(0.5, 0.5, 0);
   assert.ok(gain.current.high > gain.current.low);
@@ -44,7 +44,7 @@ test('symmetric ranges keep zero in the middle', () => {
   assert.ok(gain.current.high >= 0.2);
 });
 
-test('steps go through the gains and end auto', () => {
+test('steps select the gains and end auto gain', () => {
   const gain = new Gain(FULL, false, false);
   const seen = [gain.factor];
   for (let i = 0; i < 3; ++i) {
@@ -63,7 +63,7 @@ test('steps go through the gains and end auto', () => {
   assert.equal(auto.see(-2, 2, 9), false);
 });
 
-test('steps end at both ends, and nothing beyond the full scale is shown', () => {
+test('steps stop at both ends, and the range stays within the full scale', () => {
   const gain = new Gain(FULL, false, false);
   gain.step(-1);
   assert.deepEqual(gain.current, FULL);
@@ -85,7 +85,7 @@ test('less gain for values near an end of the scale stays on the scale', () => {
   }
 });
 
-test('full scale is the full scale', () => {
+test('a gain of 1 shows the full scale', () => {
   const gain = new Gain(FULL, false, true);
   gain.see(0, 0.1, 0);
   gain.reset();

@@ -7,7 +7,7 @@ import { hello, samples, state } from '../messages.mjs';
 const session = () => new LiveSession(hello() as Hello);
 const ecg = (index: number, time: number, values: number[]) => parseSamples(samples('ecg', index, time, values)) as Samples;
 
-test('what the program announces as lost is not counted again as a hole', () => {
+test('announced losses are not counted again as gaps in the indexes', () => {
   const live = session();
   live.takeSamples(ecg(0, 0, [1]));
   live.takeLost({ type: 'lost', messages: 2, samples: { ecg: 10 } });
@@ -16,14 +16,14 @@ test('what the program announces as lost is not counted again as a hole', () => 
   assert.equal(live.lostMessages, 2);
 });
 
-test('a hole that nobody has announced counts', () => {
+test('unannounced gaps in the indexes are counted', () => {
   const live = session();
   live.takeSamples(ecg(0, 0, [1]));
   live.takeSamples(ecg(5, 0.01, [1]));
   assert.equal(live.missed.ecg, 4);
 });
 
-test('an event that is sent anew is taken once', () => {
+test('an event that is sent again is added once', () => {
   const live = session();
   const event = { type: 'event', t: 3.5, event: 'jump' } as const;
   assert.ok(live.takeEvent(event));
@@ -43,13 +43,13 @@ test('events and states together give spans without a link', () => {
   assert.deepEqual(live.linkOff, []);
 });
 
-test('a search before the first link is no lost link', () => {
+test('scanning before the first link is not a lost link', () => {
   const live = session();
   live.takeState(state({ connected: false, connections: 0, linkChanged: null }) as State);
   assert.deepEqual(live.linkOff, []);
 });
 
-test('long sessions do not pile up', () => {
+test('long sessions use bounded memory', () => {
   const live = session();
   for (let t = 0; t < 5000; ++t) {
     live.takeEvent({ type: 'event', t, event: 'jump' });
@@ -59,7 +59,7 @@ test('long sessions do not pile up', () => {
   assert.ok(live.repetitions.length <= 200 && live.log.length <= 100 && live.electrodesOff.length < 40);
 });
 
-test('messages that make no sense are refused', () => {
+test('invalid messages are refused', () => {
   assert.throws(() => parseText('7'), /without a type/);
   assert.throws(() => parseText('{'));
   assert.throws(() => parseSamples(new ArrayBuffer(10)), /shorter/);
@@ -73,13 +73,13 @@ test('messages that make no sense are refused', () => {
   assert.throws(() => parseSamples(stream), /unknown stream 4/);
 });
 
-test('what a later program may say more is left alone', () => {
+test('unknown messages of later versions are ignored', () => {
   assert.equal(parseText('{"type":"other"}'), null);
   assert.equal(parseText('{"type":"event","t":1,"event":"handstand"}'), null);
   assert.equal(parseText('{"type":"event","t":1,"event":"jump","height":2}')?.type, 'event');
 });
 
-test('samples are read as they were written', () => {
+test('samples are parsed as they were written', () => {
   const message = parseSamples(samples('motion', 2 ** 33, 12.25, [1.5, -2.5, 3.25, 4]));
   assert.deepEqual({ ...message, values: [...message.values] }, {
     type: 'samples', stream: 'motion', index: 2 ** 33, time: 12.25, count: 2, values: [1.5, -2.5, 3.25, 4],

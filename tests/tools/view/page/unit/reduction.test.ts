@@ -46,7 +46,7 @@ test('points are in the order of time', () => {
   assert.ok(points(reduction).every(([x], i, all) => i === 0 || x > all[i - 1][0]));
 });
 
-test('a window that moves on keeps the points that it has', () => {
+test('a moving window keeps its points', () => {
   const ring = filled(noise(8000));
   const before = new Reduction(1);
   before.fill(ring, 0, 10, 300);
@@ -57,7 +57,7 @@ test('a window that moves on keeps the points that it has', () => {
   assert.deepEqual(inside(points(after)), inside(points(before)));
 });
 
-test('a gap is told, and no point stands for samples on both of its sides', () => {
+test('a gap is reported, and no point covers samples on both sides of it', () => {
   const ring = filled(noise(1000));
   ring.take({ type: 'samples', stream: 'ecg', index: 1000, time: 3, count: 1000, values: Float32Array.from(noise(1000)) });
   const reduction = new Reduction(1);
@@ -68,7 +68,7 @@ test('a gap is told, and no point stands for samples on both of its sides', () =
   assert.ok(points(reduction).every(([x]) => x <= 999 / RATE || x >= 3));
 });
 
-test('nothing to show is nothing', () => {
+test('an empty span gives no points', () => {
   const reduction = new Reduction(1);
   reduction.fill(new SampleRing(RATE, 30, 1), 0, 10, 300);
   assert.equal(reduction.length, 0);

@@ -20,14 +20,14 @@ function kept(ring: SampleRing) {
   };
 }
 
-test('samples that follow each other make no gap', () => {
+test('consecutive samples have no gap', () => {
   const ring = new SampleRing(RATE, 30, 1);
   assert.equal(ring.take(message(0, 1, [1, 2])), 0);
   assert.equal(ring.take(message(2, 1 + 2 / RATE, [3])), 0);
   assert.deepEqual(kept(ring), { indexes: [0, 1, 2], values: [1, 2, 3], times: [1, 1 + 1 / RATE, 1 + 2 / RATE], gaps: [0, 0, 0] });
 });
 
-test('what is known already is not taken again', () => {
+test('known samples are not added again', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2, 3]));
   assert.equal(ring.take(message(1, 1 + 1 / RATE, [9, 9])), 0);
@@ -37,14 +37,14 @@ test('what is known already is not taken again', () => {
   assert.deepEqual(kept(ring).gaps, [0, 0, 0, 0, 0]);
 });
 
-test('a jump of the index is a gap, and tells how many are missing', () => {
+test('a jump of the index is a gap with the number of missing samples', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2]));
   assert.equal(ring.take(message(12, 1 + 12 / RATE, [3, 4])), 10);
   assert.deepEqual(kept(ring).gaps, [0, 0, 1, 0]);
 });
 
-test('a jump of the index is a gap even where the times go on', () => {
+test('a jump of the index is a gap even when the times are continuous', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2]));
   assert.equal(ring.take(message(12, 1 + 2 / RATE, [3])), 10);
@@ -58,13 +58,13 @@ test('a jump of the time alone is a gap in which nothing is missing', () => {
   assert.deepEqual(kept(ring).gaps, [0, 0, 1]);
 });
 
-test('joining late misses nothing', () => {
+test('joining late is not a loss', () => {
   const ring = new SampleRing(RATE, 30, 1);
   assert.equal(ring.take(message(123456, 250, [1])), 0);
   assert.deepEqual(kept(ring).gaps, [0]);
 });
 
-test('where the axis of time is set back, new samples take the place of old ones', () => {
+test('when the time axis is set back, new samples replace old ones', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2, 3]));
   assert.equal(ring.take(message(3, 1 + 1 / RATE, [4, 5, 6])), 0);
@@ -77,7 +77,7 @@ test('where the axis of time is set back, new samples take the place of old ones
   assert.equal(ring.received, 6);
 });
 
-test('also in a full ring', () => {
+test('the same in a full ring', () => {
   const ring = new SampleRing(RATE, 2, 1);
   const capacity = ring.mask + 1;
   const all = Array.from({ length: capacity + 100 }, (_, i) => i);
@@ -89,7 +89,7 @@ test('also in a full ring', () => {
   assert.ok(times.every((time, i) => i === 0 || time > times[i - 1]));
 });
 
-test('the oldest samples go when there are too many', () => {
+test('a full ring drops the oldest samples', () => {
   const ring = new SampleRing(RATE, 2, 1);
   const capacity = ring.mask + 1;
   for (let i = 0; i < capacity + 5; ++i) ring.take(message(i, i / RATE, [i]));
@@ -100,13 +100,13 @@ test('the oldest samples go when there are too many', () => {
   assert.equal(ring.times[ring.positionAt(1) & ring.mask], 1);
 });
 
-test('motion samples keep both of their numbers', () => {
+test('motion samples keep both values', () => {
   const ring = new SampleRing(30, 30, 2);
   ring.take(message(0, 1, [1, 10, 2, 20], 'motion'));
   assert.deepEqual([...ring.values[0].slice(0, 2), ...ring.values[1].slice(0, 2)], [1, 2, 10, 20]);
 });
 
-test('a snapshot does not change any more', () => {
+test('a snapshot does not change', () => {
   const ring = new SampleRing(RATE, 30, 1);
   ring.take(message(0, 1, [1, 2]));
   const copy = ring.snapshot();

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import test from 'node:test';
 import { SessionClock } from '../../../../../tools/view/page/src/session_clock';
 
-/** Frames of 1/60 s and a word each 0.2 s, as late as `late` says; gives the edges of the last seconds. */
+/** Frames of 1/60 s and a message each 0.2 s with a delay of `late`; returns the edges of the last seconds. */
 function edges(clock: SessionClock, speed: number, seconds: number, late: (n: number) => number): number[] {
   const all: number[] = [];
   let words = 0;
@@ -18,7 +18,7 @@ function edges(clock: SessionClock, speed: number, seconds: number, late: (n: nu
 }
 
 for (const speed of [1, 10]) {
-  test(`the edge moves evenly at speed ${speed} although words come in jerks`, () => {
+  test(`the edge moves evenly at speed ${speed} although messages arrive unevenly`, () => {
     const all = edges(new SessionClock(), speed, 20, (n) => (n % 3) * 0.02);
     const steps = all.slice(600).map((edge, i, rest) => (i === 0 ? speed / 60 : edge - rest[i - 1]));
     for (const step of steps) assert.ok(step > (0.5 * speed) / 60 && step < (1.5 * speed) / 60, `a step of ${step}`);
@@ -27,12 +27,12 @@ for (const speed of [1, 10]) {
   });
 }
 
-test('the edge never goes back', () => {
+test('the edge never moves back', () => {
   const all = edges(new SessionClock(), 1, 20, (n) => (n % 5) * 0.1);
   assert.ok(all.every((edge, i) => i === 0 || edge >= all[i - 1]));
 });
 
-test('a silent program stops the time', () => {
+test('time stops when the program is silent', () => {
   const clock = new SessionClock();
   edges(clock, 1, 5, () => 0);
   clock.stop();
@@ -42,14 +42,14 @@ test('a silent program stops the time', () => {
   assert.ok(clock.edge(1000) <= stopped);
 });
 
-test('without stop() it does not run on for ever either', () => {
+test('time stops also without stop()', () => {
   const clock = new SessionClock();
   clock.observe(50, 100);
   assert.equal(clock.at(100.5), 50.5);
   assert.equal(clock.at(500), 51);
 });
 
-test('a session that is far ahead is caught up at once', () => {
+test('the edge jumps to a session that is far ahead', () => {
   const clock = new SessionClock();
   clock.observe(1, 100);
   clock.edge(100);
