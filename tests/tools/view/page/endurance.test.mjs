@@ -15,7 +15,7 @@ const TEN_MINUTES = 600 * 500;
 /** The bytes that one second of samples of all streams would add, if they were kept as numbers. */
 const BYTES_PER_SECOND = (3 * 500 + 2 * 30) * 8;
 
-test('ten minutes of a session do not increase the page's memory', async (t) => {
+test('ten minutes of a session do not increase the memory of the page', async (t) => {
   const program = new Program('--simulated', '--seed', '4', '--speed', '40', '--port', '0');
   const address = await program.address();
   const { tab, trouble } = await openTab(browser, address);

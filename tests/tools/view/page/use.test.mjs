@@ -123,7 +123,7 @@ test('the wheel zooms a chart within its limits', () =>
     await until(tab, () => /\d s: /.test(document.querySelector('[data-stream=respiration] .readout').textContent));
   }));
 
-test('the theme follows the system or the user's choice, which is stored', () =>
+test('the theme follows the system or the choice of the user, which is stored', () =>
   withTab({ colorScheme: 'light' }, async (tab) => {
     const theme = () => tab.evaluate(() => document.documentElement.dataset.theme);
     assert.equal(await theme(), 'light');
