@@ -1,6 +1,7 @@
 #pragma once
 /// @file
-/// Numbers and texts as a capture holds them: little-endian, a text with its length before it.
+/// Numbers and texts in the encoding of a capture: little-endian, a text preceded by its length.
+/// Internal to the room.
 ///
 ///   ByteSink sink;
 ///   sink.number(std::uint32_t{4});
@@ -8,7 +9,7 @@
 ///   ByteSource source(sink.bytes());
 ///   source.number<std::uint32_t>();  // 4
 ///   source.text();                   // "name"
-///   source.whole();                  // true: nothing was missing
+///   source.whole();                  // true: no byte was missing
 
 #include <zephly/platform/cb_uuid.h>
 
@@ -25,7 +26,7 @@
 
 namespace Zephly::capture {
 
-/// Grows as it is written to.
+/// Collects bytes.
 class ByteSink {
  public:
   template <std::integral Number>
@@ -33,7 +34,7 @@ class ByteSink {
     auto rest = static_cast<std::make_unsigned_t<Number>>(value);
     for (std::size_t i = 0; i < sizeof(Number); ++i) {
       bytes_.push_back(static_cast<std::uint8_t>(rest & 0xFFU));
-      // In two steps: a shift by the whole width of a byte has no meaning.
+      // In two steps: to shift a byte by all of its eight bits at once is undefined.
       rest = static_cast<std::make_unsigned_t<Number>>((rest >> 4U) >> 4U);
     }
   }
@@ -41,8 +42,8 @@ class ByteSink {
   void text(std::string_view text);
   /// A byte 1 and the text, or a byte 0.
   void optionalText(const std::optional<std::string>& text);
-  /// Sixteen bytes as a CBUUID is written, the most significant first. `text` is any text that
-  /// CBUUID::parse takes; throws std::invalid_argument for another one.
+  /// Sixteen bytes, the most significant first. `text` is any text that CBUUID::parse accepts;
+  /// throws std::invalid_argument for another one.
   void uuid(std::string_view text);
 
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
@@ -52,8 +53,8 @@ class ByteSink {
   std::vector<std::uint8_t> bytes_;
 };
 
-/// Never reads beyond its bytes: what is asked for and is not there is 0 or empty, and from then on
-/// whole() is false.
+/// Never reads beyond its bytes: a value that is missing is 0 or empty, and whole() is false from
+/// then on.
 class ByteSource {
  public:
   /// Does not own `bytes`.
@@ -72,18 +73,18 @@ class ByteSource {
   }
   std::span<const std::uint8_t> raw(std::size_t count);
   std::string text();
-  /// A flag other than 0 and 1 makes the whole unusable.
+  /// A byte other than 0 and 1 is rejected.
   bool flag();
   std::optional<std::string> optionalText();
-  /// In the form in which CBUUID writes it.
+  /// In the form of CBUUID::UUIDString().
   std::string uuid();
-  /// The number of things that follow, each of at least `smallest` bytes: never more than there
-  /// is room for.
+  /// The number of entries that follow, each of at least `smallest` bytes. A number for which too
+  /// few bytes are left is rejected, so that memory is never reserved for it.
   std::size_t count(std::size_t smallest);
 
   std::size_t left() const { return rest_.size(); }
   bool whole() const { return whole_; }
-  /// The content makes no sense.
+  /// The content is invalid: whole() is false from now on.
   void reject() { whole_ = false; }
 
  private:

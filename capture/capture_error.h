@@ -1,13 +1,14 @@
 #pragma once
 /// @file
-/// What is wrong with a capture, in one line: which file, where in it, and what.
+/// The error of a capture in one line: file, position and reason.
 ///
 ///   try {
 ///     reader.next();
 ///   } catch (const CaptureError& error) {
-///     std::cerr << error.what() << '\n';  // "walk.zcap: at byte 4711: cut off in the middle of
-///     ..."
+///     std::cerr << error.what() << '\n';  // "walk.zcap: at byte 4711: cut off in the middle..."
 ///   }
+
+#include <zephly/platform/export.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -16,15 +17,15 @@
 
 namespace Zephly::capture {
 
-class CaptureError : public std::runtime_error {
+class ZEPHLY_EXPORT CaptureError : public std::runtime_error {
  public:
   enum class Kind {
-    unusable,  ///< no capture, or none that this program can read: nothing can be read from it
-    cut,       ///< the file ends too early: all that stands before has been read
-    damaged,   ///< something in it is not as it was written: reading goes on behind it
+    unusable,  ///< not a capture, or of a version that cannot be read
+    cut,       ///< the file ends too early: every record before has been read
+    damaged,   ///< bytes were changed or are missing: the next call of next() goes on behind them
   };
 
-  /// What could drive a terminal in the name of the file is shown as '?'.
+  /// Control characters in the name of the file are replaced by '?'.
   CaptureError(Kind kind, const std::filesystem::path& file, std::uint64_t offset,
                const std::string& what);
 

@@ -15,7 +15,7 @@ namespace Zephly::capture {
 
 namespace {
 
-// What is read at once where less is wanted.
+// Read at least at once: records are small, and each system call costs.
 constexpr std::size_t pieceSize = 65'536;
 
 [[noreturn]] void fail(const std::filesystem::path& path, std::uint64_t offset,
@@ -27,7 +27,8 @@ constexpr std::size_t pieceSize = 65'536;
 }  // namespace
 
 CaptureFile::CaptureFile(const std::filesystem::path& path)
-    // A pipe without a writer is opened at once, and a terminal does not become ours.
+    // O_NONBLOCK: to open a pipe without a writer would wait. O_NOCTTY: a terminal must not become
+    // the controlling one.
     : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
   if (descriptor_ < 0) fail(path, 0, "cannot be opened", errno);
   struct stat status {};

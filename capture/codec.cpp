@@ -11,8 +11,8 @@ namespace Zephly::capture {
 
 namespace {
 
-// The members of each kind of record, in the order in which the file holds them: written once, and
-// used to write and to read.
+// The members of each kind of record, in the order of the file. One list serves writing and
+// reading.
 
 template <class Fields>
 void visit(Fields& fields, StateChanged& what) {
@@ -148,23 +148,22 @@ class Reading {
   ByteSource& source_;
 };
 
-// The alternatives of Record::what stand in the order of RecordType, from 1 on.
-using What = decltype(Record::what);
+// The alternatives of Report are in the order of RecordType, which begins with 1.
 
 template <std::size_t index = 0>
-void readWhat(std::size_t wanted, Reading& fields, What& what) {
-  if constexpr (index < std::variant_size_v<What>) {
+void readReport(std::size_t wanted, Reading& fields, Report& report) {
+  if constexpr (index < std::variant_size_v<Report>) {
     if (index == wanted) {
-      visit(fields, what.emplace<index>());
+      visit(fields, report.emplace<index>());
     } else {
-      readWhat<index + 1>(wanted, fields, what);
+      readReport<index + 1>(wanted, fields, report);
     }
   }
 }
 
 template <RecordType type, class Kind>
 constexpr bool holds =
-    std::is_same_v<std::variant_alternative_t<static_cast<std::size_t>(type) - 1, What>, Kind>;
+    std::is_same_v<std::variant_alternative_t<static_cast<std::size_t>(type) - 1, Report>, Kind>;
 static_assert(holds<RecordType::stateChanged, StateChanged>);
 static_assert(holds<RecordType::discovered, Discovered>);
 static_assert(holds<RecordType::connected, Connected>);
@@ -214,7 +213,7 @@ std::vector<std::uint8_t> encodeRecord(const Record& record, std::uint64_t seque
   payload.number(static_cast<std::int64_t>(record.stamp.wall.count()));
   payload.number(record.stamp.processor);
   Writing fields(payload);
-  // By value: what is visited is not changed, and one list of members serves both ways.
+  // By value: visit() takes a reference that it could write to.
   std::visit([&](auto what) { visit(fields, what); }, record.what);
   checkLength(payload.bytes().size(), longestPayload, "a record");
 
@@ -282,7 +281,7 @@ std::optional<Record> decodePayload(std::uint32_t type, std::span<const std::uin
   record.stamp.wall = std::chrono::nanoseconds(source.number<std::int64_t>());
   record.stamp.processor = source.number<std::uint64_t>();
   Reading fields(source);
-  readWhat(type - 1, fields, record.what);
+  readReport(type - 1, fields, record.what);
   if (!source.whole()) return std::nullopt;
   return record;
 }

@@ -1,6 +1,7 @@
 #pragma once
 /// @file
-/// The numbers of the capture format; docs/capture-format.md tells the whole of it.
+/// The constants of the capture format, which docs/capture-format.md describes. Internal to the
+/// room.
 ///
 ///   head      8 magic, 2 major, 2 minor, 4 length, 4 checksum; preamble; 4 checksum
 ///   record    4 mark, 4 type, 4 length, 8 sequence, 4 checksum; payload; 4 checksum
@@ -14,10 +15,10 @@
 
 namespace Zephly::capture {
 
-/// The line ends and the end-of-file character give away a file that was carried as text.
+/// The line ends and the end-of-file character reveal a file that was transferred as text.
 inline constexpr std::array<std::uint8_t, 8> magic{'Z', 'C', 'A', 'P', '\r', '\n', 0x1A, '\n'};
-inline constexpr std::uint16_t majorVersion = 1;  ///< another one cannot be read
-inline constexpr std::uint16_t minorVersion = 0;  ///< a later one only adds what may be skipped
+inline constexpr std::uint16_t majorVersion = 1;  ///< files of another one are refused
+inline constexpr std::uint16_t minorVersion = 0;  ///< a later one adds only what may be skipped
 
 inline constexpr std::size_t headSize = 20;  ///< before the preamble; the same in every version
 inline constexpr std::size_t checksumSize = 4;
@@ -25,13 +26,13 @@ inline constexpr std::uint32_t longestPreamble = 65'536;
 
 inline constexpr std::array<std::uint8_t, 4> recordMark{'Z', 'R', 'E', 'C'};
 inline constexpr std::size_t recordHeaderSize = 24;
-/// Of a record's payload. A value of Bluetooth has 512 bytes at most.
+/// Of a record's payload. A Bluetooth value has 512 bytes at most.
 inline constexpr std::uint32_t longestPayload = 1'048'576;
 
 /// Latest time of a record, in seconds: beyond it a clock of nanoseconds would overflow.
 inline constexpr double longestTime = 1e9;
 
-/// What a record tells; the numbers in the file.
+/// The kinds of records; the numbers in the file.
 enum class RecordType : std::uint32_t {
   stateChanged = 1,
   discovered = 2,

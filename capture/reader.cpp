@@ -1,6 +1,8 @@
 #include <capture/reader.h>
 
 #include <capture/capture_error.h>
+#include <capture/capture_file.h>
+#include <capture/codec.h>
 
 #include <algorithm>
 #include <span>
@@ -32,13 +34,17 @@ std::string counted(std::uint64_t count, const std::string& what) {
 
 }  // namespace
 
-Reader::Reader(const std::filesystem::path& path) : file_(path) { readHead(); }
+Reader::Reader(const std::filesystem::path& path) : file_(std::make_unique<CaptureFile>(path)) {
+  readHead();
+}
+
+Reader::~Reader() = default;
 
 void Reader::readHead() {
   const auto refuse = [this](Kind kind, std::uint64_t offset, const std::string& what) {
-    throw CaptureError(kind, file_.path(), offset, what);
+    throw CaptureError(kind, file_->path(), offset, what);
   };
-  const auto bytes = file_.at(0, headSize);
+  const auto bytes = file_->at(0, headSize);
   if (bytes.empty()) refuse(Kind::unusable, 0, "an empty file, not a capture");
   if (!beginsLikeCapture(bytes)) refuse(Kind::unusable, 0, "not a capture");
   if (bytes.size() < headSize) refuse(Kind::cut, bytes.size(), "cut off in the head");
@@ -51,18 +57,18 @@ void Reader::readHead() {
   }
   if (head->length > longestPreamble) refuse(Kind::damaged, magic.size() + 4, "preamble too long");
   const std::size_t size = headSize + head->length + checksumSize;
-  const auto whole = file_.at(0, size);
+  const auto whole = file_->at(0, size);
   if (whole.size() < size) refuse(Kind::cut, whole.size(), "cut off in the preamble");
   if (!isWhole(whole)) refuse(Kind::damaged, headSize, "damaged preamble (checksum is wrong)");
   const auto preamble = decodePreamble(whole.subspan(headSize, head->length));
-  if (!preamble) refuse(Kind::damaged, headSize, "preamble makes no sense");
+  if (!preamble) refuse(Kind::damaged, headSize, "invalid preamble");
   preamble_ = *preamble;
   offset_ = size;
 }
 
 std::optional<Record> Reader::next() {
   while (!over_) {
-    if (file_.at(offset_, 1).empty()) {
+    if (file_->at(offset_, 1).empty()) {
       over_ = true;
       break;
     }
@@ -78,7 +84,7 @@ std::optional<Record> Reader::next() {
 }
 
 RecordHeader Reader::readHeader() {
-  const auto bytes = file_.at(offset_, recordHeaderSize);
+  const auto bytes = file_->at(offset_, recordHeaderSize);
   if (bytes.size() == recordHeaderSize) {
     if (const auto header = decodeRecordHeader(bytes)) return *header;
     leaveDamage();
@@ -95,7 +101,7 @@ void Reader::checkSequence(const RecordHeader& header) {
   }
   const std::uint64_t offset = offset_;
   const std::size_t size = recordHeaderSize + header.length + checksumSize;
-  if (file_.at(offset, size).size() < size) cut(offset);
+  if (file_->at(offset, size).size() < size) cut(offset);
   offset_ += size;
   damaged(offset, "a record in the wrong place (number " + std::to_string(header.sequence) +
                       " where " + std::to_string(expected_) + " is expected)");
@@ -104,9 +110,9 @@ void Reader::checkSequence(const RecordHeader& header) {
 std::optional<Record> Reader::readRecord(const RecordHeader& header) {
   const std::uint64_t offset = offset_;
   const std::size_t size = recordHeaderSize + header.length + checksumSize;
-  const auto bytes = file_.at(offset, size);
+  const auto bytes = file_->at(offset, size);
   if (bytes.size() < size) cut(offset);
-  // The header is in order, so its length tells where the next record begins.
+  // The header is valid, so the next record begins behind the length that it states.
   offset_ += size;
   ++expected_;
   if (!isWhole(bytes)) damaged(offset, "damaged record (checksum is wrong), 1 record lost");
@@ -116,17 +122,17 @@ std::optional<Record> Reader::readRecord(const RecordHeader& header) {
     return std::nullopt;
   }
   auto record = decodePayload(header.type, bytes.subspan(recordHeaderSize, header.length));
-  if (!record) damaged(offset, "a record whose content makes no sense");
+  if (!record) damaged(offset, "a record with invalid content");
   ended_ = std::holds_alternative<Ended>(record->what);
   return record;
 }
 
-// The header cannot be trusted, nor its length: the next record begins where there is a header
-// again that is in order and of a later record.
+// The header is damaged, so its length is unknown: searches byte by byte for the next valid header.
+// One with an earlier sequence number is skipped: it may lie inside a payload, or be a copy.
 void Reader::leaveDamage() {
   const std::uint64_t begin = offset_;
   for (++offset_;; ++offset_) {
-    const auto bytes = file_.at(offset_, recordHeaderSize);
+    const auto bytes = file_->at(offset_, recordHeaderSize);
     if (bytes.size() < recordHeaderSize) break;
     const auto header = decodeRecordHeader(bytes);
     if (!header || header->sequence < expected_) continue;
@@ -135,8 +141,8 @@ void Reader::leaveDamage() {
     damaged(begin, "damaged record (header is wrong), " + counted(lost, "record") + " lost");
   }
   over_ = true;
-  // The rest has been looked through; what is left is shorter than a header.
-  offset_ += file_.at(offset_, recordHeaderSize).size();
+  // The rest is shorter than a header.
+  offset_ += file_->at(offset_, recordHeaderSize).size();
   damaged(begin, "damaged record (header is wrong), no whole record in the " +
                      counted(offset_ - begin, "byte") + " up to the end");
 }
@@ -144,12 +150,12 @@ void Reader::leaveDamage() {
 void Reader::cut(std::uint64_t offset) {
   over_ = true;
   throw CaptureError(
-      Kind::cut, file_.path(), offset,
+      Kind::cut, file_->path(), offset,
       "cut off in the middle of a record, " + counted(wholeRecords_, "whole record") + " read");
 }
 
 void Reader::damaged(std::uint64_t offset, const std::string& what) const {
-  throw CaptureError(Kind::damaged, file_.path(), offset, what);
+  throw CaptureError(Kind::damaged, file_->path(), offset, what);
 }
 
 }  // namespace Zephly::capture

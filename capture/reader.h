@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Reads a capture from its beginning to its end, whatever has happened to the file.
+/// Reads a capture from beginning to end, also when the file is cut or damaged.
 ///
 ///   Reader reader("walk.zcap");
 ///   show(reader.preamble());
@@ -10,50 +10,56 @@
 ///       if (!record) break;
 ///       use(*record);
 ///     } catch (const CaptureError& error) {
-///       tell(error);  // where and what; next() goes on behind the damage
+///       report(error);  // position and reason; next() goes on behind the damage
 ///     }
 ///   }
 ///
-/// Holds one record at a time: what the file says of its own lengths never makes it need more than
-/// a few MiB. Not thread-safe.
+/// Holds one record at a time. Memory is limited to a few MiB, whatever lengths a damaged file
+/// states. Not thread-safe; different readers may be used on different threads.
 
-#include <capture/capture_file.h>
-#include <capture/codec.h>
 #include <capture/record.h>
+#include <zephly/platform/export.h>
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace Zephly::capture {
 
-class Reader {
+class CaptureFile;
+struct RecordHeader;
+
+class ZEPHLY_EXPORT Reader {
  public:
-  /// Reads the head. Throws CaptureError (unusable, cut or damaged; there is then no reader) for
-  /// what is no capture: a directory, a pipe, no bytes, a file of another kind or of a later
-  /// version, a head that is cut or damaged.
+  /// Reads the head. Throws CaptureError of kind `unusable` for a directory, a pipe, an empty file,
+  /// a file of another format or of a later major version and a file that cannot be opened, and of
+  /// kind `cut` or `damaged` for such a head.
   explicit Reader(const std::filesystem::path& path);
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+  ~Reader();
 
   const Preamble& preamble() const { return preamble_; }
 
-  /// The next record; empty at the end of the file, also where that is no orderly end (see
-  /// ended()). Records of a type that this program does not know are passed over.
+  /// The next record; empty at the end of the file, also when the Ended record is missing (see
+  /// ended()). Records of unknown types are skipped.
   ///
-  /// Throws CaptureError for damage, each once. A record whose checksum is wrong is never
-  /// returned: called again, it goes on with the next one that can be found; after
-  /// CaptureError::Kind::cut it is empty for good. Also damage: records that are missing (by their
-  /// sequence), a content that makes no sense, bytes behind the Ended record.
+  /// Throws CaptureError once for each damage. A record whose checksum is wrong is never returned:
+  /// the next call goes on with the next valid record; after CaptureError::Kind::cut every call
+  /// returns empty. Damage is also: records that are missing (by their sequence), an invalid
+  /// content, bytes behind the Ended record.
   std::optional<Record> next();
 
   /// Whether the Ended record has been read.
   bool ended() const { return ended_; }
-  /// Where the next record is looked for: bytes from the beginning of the file. After a record, its
-  /// end; after damage, the first byte that is in order again.
+  /// Where the next record is expected, in bytes from the beginning of the file. After a record,
+  /// its end; after damage, the first valid byte.
   std::uint64_t offset() const { return offset_; }
-  /// Whole records so far, with those of unknown types.
+  /// Valid records so far, with those of unknown types.
   std::uint64_t wholeRecords() const { return wholeRecords_; }
-  /// Of those, the records of types that this program does not know.
+  /// Of those, the records of unknown types, which a later minor version may write.
   std::uint64_t unknownRecords() const { return unknownRecords_; }
 
  private:
@@ -65,7 +71,7 @@ class Reader {
   [[noreturn]] void cut(std::uint64_t offset);
   [[noreturn]] void damaged(std::uint64_t offset, const std::string& what) const;
 
-  CaptureFile file_;
+  std::unique_ptr<CaptureFile> file_;
   Preamble preamble_;
   std::uint64_t offset_ = 0;
   std::uint64_t expected_ = 0;  // sequence of the next record

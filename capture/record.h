@@ -1,13 +1,15 @@
 #pragma once
 /// @file
-/// What a capture is made of: everything that a host tells the kit, in the order in which it does,
-/// with the clocks as they were. Given to the kit again in the same order and with the same
-/// processor clock, it leads to the same callbacks with the same bits.
+/// The contents of a capture: every report of a host to the kit, in order, with the time of each
+/// clock. Delivered to the kit again in the same order and with the same processor clock, they lead
+/// to the same callbacks with the same bits.
 ///
 ///   Record record{stamp, Value{.peripheral = 1, .characteristic = 4, .bytes = {0x10, 0x27}}};
 ///
-/// Peripherals, services and characteristics are named by numbers that are given out when they are
-/// first told of and are never used for another object in the same capture.
+/// Peripherals, services and characteristics are identified by numbers. A number is assigned when
+/// the object is first reported and never used for another object in the same capture.
+///
+/// Plain values: copies are independent, and different threads may use different ones.
 
 #include <zephly/platform/cb_central_manager.h>
 
@@ -23,31 +25,31 @@ namespace Zephly::capture {
 /// Number of a peripheral, a service or a characteristic within its capture; 1 is the first.
 using ObjectId = std::uint32_t;
 
-/// The text of an error that came with what was told; empty when there was none.
+/// The text of an error that came with a report; empty when there was none.
 using ErrorText = std::optional<std::string>;
 
-/// The clocks in the moment in which something was told.
+/// The clocks at the time of a report.
 struct Stamp {
   /// Since the session began, by a clock that never jumps: for a real strap the system's, for a
-  /// simulated one the strap's own, which may run faster than the one on the wall.
+  /// simulated one the strap's own, which may run faster than wall-clock time.
   std::chrono::nanoseconds monotonic{};
-  /// Since 1 January 1970, UTC, by the system's clock.
+  /// Wall-clock time: since 1 January 1970, UTC, by the system's clock.
   std::chrono::nanoseconds wall{};
-  /// Processor time of the process, microseconds: what the kit's processor clock answered, however
-  /// often it was asked, until the next record.
+  /// Processor time of the process, microseconds: every reading of the kit's processor clock until
+  /// the next record.
   std::uint64_t processor = 0;
 
   friend bool operator==(const Stamp&, const Stamp&) = default;
 };
 
-/// The central has told its state.
+/// The central reported its state.
 struct StateChanged {
   CBManagerState state{};
   friend bool operator==(const StateChanged&, const StateChanged&) = default;
 };
 
-/// An advertisement to which the kit has answered with a request for a connection. Those of others
-/// are nobody's business and not kept.
+/// An advertisement that the kit answered with a request for a connection. Advertisements of other
+/// devices are not recorded.
 struct Discovered {
   ObjectId peripheral = 0;
   std::optional<std::string> name = {};        ///< of the peripheral
@@ -74,7 +76,7 @@ struct Disconnected {
   friend bool operator==(const Disconnected&, const Disconnected&) = default;
 };
 
-/// A service or a characteristic as it was told.
+/// A service or a characteristic in a list that was discovered.
 struct Listed {
   ObjectId id = 0;
   std::string UUID;              ///< as CBUUID writes it
@@ -112,28 +114,32 @@ struct SubscriptionChanged {
 struct Value {
   ObjectId peripheral = 0;
   ObjectId characteristic = 0;
-  /// Absent when the host had none to give (which it may only with an error).
+  /// Absent when the host reported no value, which it may do only together with an error.
   std::optional<std::vector<std::uint8_t>> bytes = {};
   ErrorText error = {};
   friend bool operator==(const Value&, const Value&) = default;
 };
 
-/// The capture was ended in an orderly way. Nothing follows.
+/// The recording was ended by the program, not by a crash. The last record.
 struct Ended {
   friend bool operator==(const Ended&, const Ended&) = default;
 };
 
+/// What a record holds, in the order of RecordType.
+using Report =
+    std::variant<StateChanged, Discovered, Connected, FailedToConnect, Disconnected,
+                 ServicesDiscovered, CharacteristicsDiscovered, SubscriptionChanged, Value, Ended>;
+
 struct Record {
   Stamp stamp;
-  std::variant<StateChanged, Discovered, Connected, FailedToConnect, Disconnected,
-               ServicesDiscovered, CharacteristicsDiscovered, SubscriptionChanged, Value, Ended>
-      what;
+  Report what;
   friend bool operator==(const Record&, const Record&) = default;
 };
 
-/// What stands at the head of a capture.
+/// The first part of a capture. The texts come from the file: see printable() in text.h before they
+/// are written to a terminal.
 struct Preamble {
-  std::string program;  ///< that has written it, with its version
+  std::string program;  ///< that wrote the capture, with its version
   std::string source;   ///< for people: which strap
   bool simulated = false;
   /// When the session began, UTC, since 1 January 1970.

@@ -15,7 +15,7 @@ std::shared_ptr<CBCentralManager> TapCentral::create(
   const auto central =
       std::shared_ptr<TapCentral>(new TapCentral(std::move(notes), std::move(delegate)));
   central->inner_ = host.createCentralManager(central, queue, options);
-  // That a host creates none is for the kit to find, as without a tap.
+  // A host may create none. The kit must then see the same as without a tap.
   return central->inner_ ? central : nullptr;
 }
 
@@ -27,7 +27,7 @@ void TapCentral::scanForPeripheralsWithServices(
 
 void TapCentral::connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
                                    const std::optional<CBOptions>& options) {
-  if (peripheral.get() == beingTold_) asked_ = true;
+  if (peripheral.get() == advertised_) requested_ = true;
   const auto wrapper = std::dynamic_pointer_cast<TapPeripheral>(peripheral);
   inner_->connectPeripheral(wrapper ? wrapper->inner() : peripheral, options);
 }
@@ -47,11 +47,12 @@ void TapCentral::centralManagerDidDiscoverPeripheral(
   const auto delegate = delegate_.lock();
   if (!delegate) return;
   const auto wrapper = wrapperOf(peripheral);
-  beingTold_ = wrapper.get();
-  asked_ = false;
+  // The record is written after the call: only then it is known whether the kit wants the strap.
+  advertised_ = wrapper.get();
+  requested_ = false;
   delegate->centralManagerDidDiscoverPeripheral(self(), wrapper, advertisementData, RSSI);
-  beingTold_ = nullptr;
-  if (!asked_) return;
+  advertised_ = nullptr;
+  if (!requested_) return;
   Discovered what{.peripheral = wrapper->id(),
                   .name = peripheral->name(),
                   .localName = advertisementData.localName,
@@ -97,8 +98,8 @@ std::shared_ptr<TapPeripheral> TapCentral::wrapperOf(
   const auto found = std::find_if(peripherals_.begin(), peripherals_.end(),
                                   [&](const auto& one) { return one->inner() == peripheral; });
   if (found != peripherals_.end()) return *found;
-  // A wrapper lives as long as the kit or the host has the peripheral: the host may come back with
-  // it when the kit has let go of it, and then the kit's delegate must still be there.
+  // A wrapper is kept for as long as the kit or the host holds the peripheral: the host may report
+  // it again after the kit has released it, and the wrapper holds the kit's delegate.
   std::erase_if(peripherals_, [](const auto& one) { return one.use_count() == 1 && one->alone(); });
   peripherals_.push_back(std::make_shared<TapPeripheral>(notes_, peripheral));
   return peripherals_.back();

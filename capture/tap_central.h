@@ -13,7 +13,7 @@
 
 namespace Zephly::capture {
 
-/// The host sees the delegate, the kit the central.
+/// The delegate of the host's central, and the central of the kit's delegate.
 class TapCentral final : public CBCentralManager, public CBCentralManagerDelegate {
  public:
   static std::shared_ptr<CBCentralManager> create(Host& host, std::shared_ptr<TapNotes> notes,
@@ -55,8 +55,10 @@ class TapCentral final : public CBCentralManager, public CBCentralManagerDelegat
   std::weak_ptr<CBCentralManagerDelegate> delegate_;  // the kit's
   std::shared_ptr<CBCentralManager> inner_;
   std::vector<std::shared_ptr<TapPeripheral>> peripherals_;
-  const CBPeripheral* beingTold_ = nullptr;  // the wrapper of the advertisement that is told now
-  bool asked_ = false;                       // for a connection to it
+  // While an advertisement is passed on: the wrapper of its peripheral, and whether the kit has
+  // requested a connection to it.
+  const CBPeripheral* advertised_ = nullptr;
+  bool requested_ = false;
 };
 
 }  // namespace Zephly::capture

@@ -9,17 +9,16 @@
 namespace Zephly::capture {
 
 TapHost::TapHost(TapOptions options) : inner_(Host::current()) {
-  if (inner_ == nullptr) throw std::logic_error("no host is in use that could be listened to");
+  if (inner_ == nullptr) throw std::logic_error("no host is in use that could be recorded");
   if (!options.wall) options.wall = systemTime;
-  clockBefore_ = setProcessorClock(TapNotes::frozenClock);
-  notes_ = std::make_shared<TapNotes>(std::move(options), clockBefore_);
+  notes_ = std::make_shared<TapNotes>(std::move(options));
   Host::use(this);
 }
 
 TapHost::~TapHost() {
   Host::leave(this);
   notes_->close();
-  setProcessorClock(clockBefore_);
+  notes_->restoreProcessorClock();
 }
 
 std::shared_ptr<CBCentralManager> TapHost::createCentralManager(

@@ -4,24 +4,22 @@
 
 namespace Zephly::capture {
 
-std::uint64_t TapNotes::frozen = 0;
-
-TapNotes::TapNotes(TapOptions options, ProcessorClock processor)
-    : options_(std::move(options)), processor_(processor) {
-  frozen = processor_();
+TapNotes::TapNotes(TapOptions options)
+    : options_(std::move(options)), processor_(setProcessorClock([this] { return frozenTime_; })) {
+  frozenTime_ = processor_();
 }
 
-void TapNotes::note(decltype(Record::what) what) {
+void TapNotes::note(Report report) {
   if (!open_) return;
-  frozen = processor_();
-  options_.sink({{options_.now(), options_.wall(), frozen}, std::move(what)});
+  frozenTime_ = processor_();
+  options_.sink({{options_.now(), options_.wall(), frozenTime_}, std::move(report)});
 }
 
 ObjectId TapNotes::idOf(const std::shared_ptr<NSObject>& object) {
   const auto found = known_.find(object.get());
-  // Another object may stand where one was that is gone.
+  // A new object may have the address of one that has been destroyed.
   if (found != known_.end() && !found->second.object.expired()) return found->second.id;
-  // Those of links that are gone: few, and only where a new one has come.
+  // Entries of former connections are dropped here: the list grows only where a new object appears.
   std::erase_if(known_, [](const auto& entry) { return entry.second.object.expired(); });
   const ObjectId id = newId();
   known_[object.get()] = {object, id};

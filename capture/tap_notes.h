@@ -1,10 +1,11 @@
 #pragma once
 /// @file
-/// What the parts of a tap share: the clocks, the numbers of the objects, and who gets the records.
-/// Internal to the tap.
+/// What the parts of a tap share: the clocks, the numbers of the objects, and the sink of the
+/// records. Internal to the tap.
 
 #include <capture/record.h>
 #include <capture/tap_host.h>
+#include <zephly/dsp/processor_clock.h>
 #include <zephly/platform/cb_peripheral.h>
 
 #include <cstdint>
@@ -15,12 +16,18 @@ namespace Zephly::capture {
 
 class TapNotes {
  public:
-  /// `processor` is the clock that the records are stamped with.
-  TapNotes(TapOptions options, ProcessorClock processor);
+  /// Installs a processor clock that returns the time of the latest record. Records are stamped
+  /// with the clock before.
+  explicit TapNotes(TapOptions options);
+  TapNotes(const TapNotes&) = delete;
+  TapNotes& operator=(const TapNotes&) = delete;
 
-  /// Stamps it, lets the processor clock stand at that time, and passes it on.
-  void note(decltype(Record::what) what);
-  /// Nothing is passed on any more.
+  /// Installs the clock before again. To be called once, before this object is destroyed.
+  void restoreProcessorClock() { setProcessorClock(processor_); }
+
+  /// Stamps the report, freezes the processor clock at that time, and passes the record on.
+  void note(Report report);
+  /// No record is passed on from now on.
   void close() { open_ = false; }
 
   /// A new number for a peripheral.
@@ -28,20 +35,15 @@ class TapNotes {
   /// The number of a service or a characteristic: the same one for as long as the object lives.
   ObjectId idOf(const std::shared_ptr<NSObject>& object);
 
-  /// What the kit's processor clock answers while a tap is there.
-  static std::uint64_t frozenClock() { return frozen; }
-
  private:
   struct Known {
     std::weak_ptr<NSObject> object;
     ObjectId id = 0;
   };
 
-  // A processor clock is a plain function: it cannot belong to one object.
-  static std::uint64_t frozen;
-
   TapOptions options_;
   ProcessorClock processor_;
+  std::uint64_t frozenTime_ = 0;  // microseconds: of the latest record
   bool open_ = true;
   ObjectId lastId_ = 0;
   std::unordered_map<const NSObject*, Known> known_;

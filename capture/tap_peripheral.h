@@ -12,16 +12,16 @@
 
 namespace Zephly::capture {
 
-/// The host sees the delegate, the kit the peripheral.
+/// The delegate of the host's peripheral, and the peripheral of the kit's delegate.
 class TapPeripheral final : public CBPeripheral, public CBPeripheralDelegate {
  public:
   TapPeripheral(std::shared_ptr<TapNotes> notes, std::shared_ptr<CBPeripheral> inner);
 
-  /// The host's own.
+  /// The host's peripheral.
   const std::shared_ptr<CBPeripheral>& inner() const { return inner_; }
-  /// Whether nobody else has the host's own.
+  /// Whether this object holds the only reference to the host's peripheral.
   bool alone() const { return inner_.use_count() == 1; }
-  /// Its number; given out when it is first asked for.
+  /// Its number; assigned by the first call.
   ObjectId id();
 
   std::optional<std::string> name() const override { return inner_->name(); }

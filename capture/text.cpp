@@ -11,20 +11,20 @@ namespace {
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
-// How many bytes the first byte of a character promises; 1 for a byte that begins none.
-std::size_t promisedLength(char byte) {
+// The number of bytes that the first byte of a character announces; 1 for a byte that begins none.
+std::size_t announcedLength(char byte) {
   const auto first = static_cast<unsigned char>(byte);
   if (first < 0xC0) return 1;
   if (first < 0xE0) return 2;
   return first < 0xF0 ? 3 : 4;
 }
 
-// Characters below U+0020, DEL, and U+0080 to U+009F; bytes that are no character are one of these
-// to some terminals.
+// Characters below U+0020, DEL, and U+0080 to U+009F. Invalid UTF-8 counts as one too: some
+// terminals interpret single bytes as control characters.
 bool isControl(std::string_view character) {
   const auto first = static_cast<unsigned char>(character[0]);
   if (first < 0x20 || first == 0x7F || isContinuation(character[0])) return true;
-  if (character.size() < promisedLength(character[0])) return true;
+  if (character.size() < announcedLength(character[0])) return true;
   return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
 }
 
@@ -46,7 +46,7 @@ std::string clockText(std::chrono::nanoseconds time) {
 }
 
 std::size_t characterLength(std::string_view text) {
-  const std::size_t limit = std::min(promisedLength(text[0]), text.size());
+  const std::size_t limit = std::min(announcedLength(text[0]), text.size());
   std::size_t length = 1;
   while (length < limit && isContinuation(text[length])) ++length;
   return length;

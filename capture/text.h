@@ -1,6 +1,9 @@
 #pragma once
 /// @file
-/// Text for people: paths and other foreign text in messages, and times.
+/// Text for messages: times, and text from outside that may hold control characters, such as paths
+/// and the names in a capture. Thread-safe.
+
+#include <zephly/platform/export.h>
 
 #include <chrono>
 #include <cstddef>
@@ -10,16 +13,17 @@
 namespace Zephly::capture {
 
 /// "0:07", "12:30", "1:02:03"
-std::string clockText(std::chrono::nanoseconds time);
+ZEPHLY_EXPORT std::string clockText(std::chrono::nanoseconds time);
 
-/// Bytes of the first character of UTF-8 `text`, which is not empty; of a character that is cut off
-/// or no character at all, those that belong together.
-std::size_t characterLength(std::string_view text);
+/// The number of bytes of the first character of UTF-8 `text`, which must not be empty. Of a
+/// character that is cut off, the bytes that are there; 1 for a byte that begins none.
+ZEPHLY_EXPORT std::size_t characterLength(std::string_view text);
 
-/// One character, or '?' in place of one that could drive a terminal.
-std::string printableCharacter(std::string_view character);
+/// One character, or '?' for a control character and for invalid UTF-8.
+ZEPHLY_EXPORT std::string printableCharacter(std::string_view character);
 
-/// The text with '?' for each character that could drive a terminal.
-std::string printable(std::string_view text);
+/// The text with each control character and each invalid sequence of UTF-8 replaced by '?', so that
+/// it cannot control a terminal.
+ZEPHLY_EXPORT std::string printable(std::string_view text);
 
 }  // namespace Zephly::capture

@@ -36,19 +36,21 @@ std::string system(int errorNumber) { return std::generic_category().message(err
 }
 
 int openFile(const std::filesystem::path& path, bool overwrite) {
-  constexpr mode_t permissions = 0666;  // less what the user's mask takes away
-  // Without waiting for the reader of a pipe. Nothing is emptied before it is known what it is.
+  constexpr mode_t permissions = 0666;  // restricted by the umask
+  // O_NONBLOCK: to open a pipe without a reader would wait. No O_TRUNC: the file is truncated only
+  // after it has been found to be a regular one that no other program is writing.
   const int flags =
       O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (overwrite ? 0 : O_EXCL);
   const int descriptor = ::open(path.c_str(), flags, permissions);
   if (descriptor < 0 && errno == EEXIST) refuse(path, "it exists already (see --force)");
-  // What a pipe without a reader is answered with.
+  // ENXIO: a pipe without a reader.
   if (descriptor < 0 && errno == ENXIO) refuse(path, "not a regular file");
   if (descriptor < 0) refuse(path, system(errno));
   return descriptor;
 }
 
-// The directory's entry for the file, as durable as the file. Not every file system can do that.
+// Makes the directory entry of the file durable. Errors are ignored: not every file system supports
+// it.
 void synchronizeDirectory(const std::filesystem::path& path) {
   const std::filesystem::path parent = path.parent_path();
   const int directory =
@@ -79,7 +81,7 @@ Writer::Writer(const std::filesystem::path& path, const Preamble& preamble, Writ
   try {
     if (!writeWhole(encodePreamble(preamble))) throw std::runtime_error(*error_);
     synchronizeDirectory(path_);
-    // Signals are for the thread that runs the main queue.
+    // The thread inherits a mask that blocks all signals: they are delivered to the other threads.
     sigset_t all{};
     sigset_t before{};
     ::sigfillset(&all);
@@ -87,7 +89,7 @@ Writer::Writer(const std::filesystem::path& path, const Preamble& preamble, Writ
     thread_ = std::thread([this] { synchronizeWhileOpen(); });
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   } catch (...) {
-    // Nothing is left behind that was not there before.
+    // A file that was created here is removed again.
     if (!options_.overwrite) ::unlink(path_.c_str());
     ::close(descriptor_);
     throw;
@@ -127,7 +129,7 @@ bool Writer::writeWhole(const std::vector<std::uint8_t>& bytes) {
   return true;
 }
 
-// The reader would find the rest of a record by itself; others should not have to.
+// The reader would skip the rest of a record. The file is truncated for the sake of other readers.
 void Writer::cutBack() {
   if (options_.calls.truncate(descriptor_, static_cast<off_t>(bytes_)) == 0) return;
   const std::string reason = system(errno);
@@ -163,13 +165,13 @@ std::optional<std::string> Writer::close() {
 void Writer::synchronizeWhileOpen() {
   std::unique_lock lock(mutex_);
   while (true) {
-    // The last time comes after the last record.
+    // Synchronizes once more after the last record.
     const bool last = ending_.wait_for(lock, options_.synchronizeEvery, [this] { return end_; });
     if (std::exchange(dirty_, false)) {
       lock.unlock();
       const int failed = options_.calls.synchronize(descriptor_) < 0 ? errno : 0;
       lock.lock();
-      // Some file systems cannot do it at all; what is written is written.
+      // EINVAL: the file system does not support it.
       if (failed != 0 && failed != EINVAL && !error_) error_ = cannotWrite(path_, system(failed));
     }
     if (last) return;

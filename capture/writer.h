@@ -1,25 +1,25 @@
 #pragma once
 /// @file
-/// Writes a capture while the session runs, so that whatever ends the program leaves everything up
-/// to the record in flight.
+/// Writes a capture while the session runs. After a crash of the program the file holds every
+/// record up to the one that was being written.
 ///
-///   Writer writer("walk.zcap", preamble);  // throws when there is no such file to be had
+///   Writer writer("walk.zcap", preamble);  // throws when the file cannot be created
 ///   writer.append(record);                 // one write(2)
 ///   writer.append({stamp, Ended{}});
-///   if (const auto reason = writer.close()) complain(*reason);
+///   if (const auto reason = writer.close()) report(*reason);
 ///
-/// Each record is handed to the system as a whole, which keeps it when the program is killed. Once
-/// a second a thread of the writer's own makes the disk keep it too (fdatasync), for the day on
-/// which the power fails; the caller never waits for that.
+/// Each record is passed to the system by one call, so that it survives the end of the program.
+/// Once a second a thread of the writer synchronizes the file with the disk (fdatasync), so that it
+/// also survives a power failure; the caller never waits for that.
 ///
-/// Where a record cannot be written (the disk is full, the file may not grow, the medium fails),
-/// the file is cut back to its last whole record, and that was the last one: append() does nothing
-/// from then on. The program must ignore SIGXFSZ for a limit of the file's size to become such an
-/// error.
+/// When a record cannot be written (the disk is full, the file reaches a limit, the medium fails),
+/// the file is truncated to its last whole record, and append() does nothing from then on. The
+/// program must ignore SIGXFSZ, or a limit of the file's size ends it instead.
 ///
-/// To be called from one thread.
+/// All functions must be called from one thread.
 
 #include <capture/record.h>
+#include <zephly/platform/export.h>
 
 #include <sys/types.h>
 
@@ -37,47 +37,46 @@
 
 namespace Zephly::capture {
 
-/// What the writer asks of the system: a seam for tests. Each returns -1 and sets errno when it
-/// fails, as the functions of the same names do.
-struct FileCalls {
+/// The system calls of the writer: a seam for tests. Each returns -1 and sets errno when it fails,
+/// as the functions of the same names do.
+struct ZEPHLY_EXPORT FileCalls {
   std::function<ssize_t(int, const void*, std::size_t)> write;
   std::function<int(int, off_t)> truncate;
   std::function<int(int)> synchronize;  ///< called by the writer's thread and by close()
 
-  /// The system's own.
+  /// The functions of the system.
   static FileCalls system();
 };
 
 struct WriterOptions {
-  bool overwrite = false;  ///< replace a regular file that is there already
+  bool overwrite = false;  ///< replace an existing regular file
   std::chrono::milliseconds synchronizeEvery{1000};
   FileCalls calls = FileCalls::system();
 };
 
-class Writer {
+class ZEPHLY_EXPORT Writer {
  public:
   /// Creates the file and writes its head. Throws std::runtime_error with one line that names the
-  /// file when it is there already (and `overwrite` is not set), is no regular file, is being
+  /// file when it exists already (and `overwrite` is not set), is not a regular file, is being
   /// written by another program or cannot be written.
   Writer(const std::filesystem::path& path, const Preamble& preamble, WriterOptions options = {});
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
-  /// close(), whatever comes of it.
+  /// Calls close() and ignores its result.
   ~Writer();
 
-  /// Whether the record is in the file now. False once something has failed, for good.
+  /// Whether the record was written. False after a failure, and for every later record.
   bool append(const Record& record);
 
-  /// The first thing that failed, one line that names the file; empty while all is well. A failure
-  /// of the thread is seen here too.
+  /// The first failure, in one line that names the file; empty when there was none. Also reports a
+  /// failure of the writer's thread.
   std::optional<std::string> error() const;
 
-  /// Makes the disk keep everything and ends the writing; what error() says then. A second call
-  /// does nothing more.
+  /// Synchronizes and closes the file and returns error(). A second call only returns error().
   std::optional<std::string> close();
 
   std::uint64_t records() const { return records_; }
-  /// Size of the file: everything up to the end of the last whole record.
+  /// The size of the file up to the end of the last whole record.
   std::uint64_t bytes() const { return bytes_; }
 
  private:

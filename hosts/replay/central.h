@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The central of a replay: keeps the state that was recorded and what the kit has asked for.
-/// Internal to the replay's host.
+/// The central of a replay: holds the recorded state and the requests of the kit. Internal to the
+/// replay's host.
 
 #include <hosts/replay/peripheral.h>
 #include <zephly/platform/cb_central_manager.h>
@@ -13,7 +13,7 @@
 
 namespace Zephly::replay {
 
-/// Needs nothing of its host, which it may outlive.
+/// Does not refer to its host, which it may outlive.
 class Central final : public CBCentralManager {
  public:
   explicit Central(std::weak_ptr<CBCentralManagerDelegate> delegate)
@@ -41,7 +41,7 @@ class Central final : public CBCentralManager {
 
  private:
   std::weak_ptr<CBCentralManagerDelegate> delegate_;
-  CBManagerState state_ = CBManagerState::unknown;  ///< as told
+  CBManagerState state_ = CBManagerState::unknown;
   bool scanning_ = false;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What is wrong with a record although it is whole: it cannot be true after the records before it.
+/// The error of a record that is undamaged but contradicts the records before it.
 ///
 ///   throw Contradiction("value of characteristic 7, which is not listed");
 

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What the kit sees of recorded services and characteristics, and what it has asked of them.
-/// Internal to the replay's host.
+/// Recorded services and characteristics, and the requests of the kit for them. Internal to the
+/// replay's host.
 
 #include <zephly/platform/cb_peripheral.h>
 
@@ -13,7 +13,7 @@
 
 namespace Zephly::replay {
 
-/// A characteristic within one connection; dead with it, but harmless.
+/// A characteristic within one connection. May outlive it; requests then have no effect.
 class Characteristic final : public CBCharacteristic {
  public:
   Characteristic(const CBUUID& uuid, std::string description)
@@ -25,13 +25,13 @@ class Characteristic final : public CBCharacteristic {
 
   void setValue(std::shared_ptr<const NSData> value) { value_ = std::move(value); }
 
-  /// The kit has subscribed (true) or unsubscribed.
-  void ask(bool enabled) {
-    asked_ = true;
+  /// The kit subscribes (true) or unsubscribes.
+  void request(bool enabled) {
+    requested_ = true;
     subscribed_ = subscribed_ || enabled;
   }
   /// Whether it has done either.
-  bool asked() const { return asked_; }
+  bool requested() const { return requested_; }
   /// Whether it has ever subscribed.
   bool subscribed() const { return subscribed_; }
 
@@ -39,11 +39,11 @@ class Characteristic final : public CBCharacteristic {
   CBUUID uuid_;
   std::string description_;
   std::shared_ptr<const NSData> value_;
-  bool asked_ = false;
+  bool requested_ = false;
   bool subscribed_ = false;
 };
 
-/// A service within one connection; dead with it, but harmless.
+/// A service within one connection. May outlive it; requests then have no effect.
 class Service final : public CBService {
  public:
   using List = std::vector<std::shared_ptr<CBCharacteristic>>;
@@ -55,14 +55,14 @@ class Service final : public CBService {
 
   void setCharacteristics(List characteristics) { characteristics_ = std::move(characteristics); }
 
-  /// The kit has started the discovery of its characteristics.
-  void ask() { asked_ = true; }
-  bool asked() const { return asked_; }
+  /// The kit starts the discovery of its characteristics.
+  void request() { requested_ = true; }
+  bool requested() const { return requested_; }
 
  private:
   CBUUID uuid_;
   std::optional<List> characteristics_;
-  bool asked_ = false;
+  bool requested_ = false;
 };
 
 }  // namespace Zephly::replay

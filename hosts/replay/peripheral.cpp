@@ -18,25 +18,25 @@ std::string named(std::string_view kind, ObjectId id) {
   return std::string(kind) + " " + std::to_string(id);
 }
 
-// Objects are told apart by address: nothing can be in a list twice.
+// The kit identifies objects by their address, so a list must not hold one twice.
 void checkOnce(std::string_view kind, const std::vector<Listed>& listed) {
   std::set<ObjectId> seen;
   for (const Listed& entry : listed) {
     if (seen.insert(entry.id).second) continue;
-    throw Contradiction(named(kind, entry.id) + " stands twice in one list");
+    throw Contradiction(named(kind, entry.id) + " is listed twice in one list");
   }
 }
 
 void checkSame(std::string_view kind, ObjectId id, bool same) {
   if (same) return;
-  throw Contradiction(named(kind, id) + " is another one than when it was listed first");
+  throw Contradiction(named(kind, id) + " differs from its first listing");
 }
 
 }  // namespace
 
 CBUUID recordedUUID(const std::string& text) {
   const auto uuid = CBUUID::parse(text);
-  if (!uuid) throw Contradiction("an identifier that is no Bluetooth UUID");
+  if (!uuid) throw Contradiction("an identifier that is not a Bluetooth UUID");
   return *uuid;
 }
 
@@ -44,11 +44,10 @@ void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
   delegate_ = std::move(delegate);
 }
 
-// The answers are those in the capture, whatever the filters are: they were asked for with the
-// kit's, which has none.
+// The filters are ignored: the answers were recorded with those of the kit, which has none.
 
 void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& /*serviceUUIDs*/) {
-  if (connection_) connection_->servicesAsked = true;
+  if (connection_) connection_->servicesRequested = true;
 }
 
 std::optional<std::vector<std::shared_ptr<CBService>>> Peripheral::services() const {
@@ -60,13 +59,13 @@ void Peripheral::discoverCharacteristics(
     const std::optional<std::vector<CBUUID>>& /*characteristicUUIDs*/,
     const std::shared_ptr<CBService>& service) {
   const auto own = std::dynamic_pointer_cast<Service>(service);
-  if (connection_ && own) own->ask();
+  if (connection_ && own) own->request();
 }
 
 void Peripheral::setNotifyValue(bool enabled,
                                 const std::shared_ptr<CBCharacteristic>& characteristic) {
   const auto own = std::dynamic_pointer_cast<Characteristic>(characteristic);
-  if (connection_ && own) own->ask(enabled);
+  if (connection_ && own) own->request(enabled);
 }
 
 std::string Peripheral::text() const { return named("peripheral", id_); }
@@ -111,7 +110,7 @@ std::shared_ptr<Service> Peripheral::listCharacteristics(ObjectId service,
   Connection& connection = requireConnection();
   const auto found = connection.services.find(service);
   if (found == connection.services.end()) {
-    throw Contradiction(named("service", service) + " is none of " + text());
+    throw Contradiction(named("service", service) + " does not belong to " + text());
   }
   checkOnce("characteristic", listed);
   Service::List characteristics;
@@ -125,7 +124,7 @@ std::shared_ptr<Characteristic> Peripheral::characteristic(ObjectId id) const {
   if (!connection_) throw Contradiction(text() + " is not connected");
   const auto found = connection_->characteristics.find(id);
   if (found == connection_->characteristics.end()) {
-    throw Contradiction(named("characteristic", id) + " is none of " + text());
+    throw Contradiction(named("characteristic", id) + " does not belong to " + text());
   }
   return found->second.object;
 }

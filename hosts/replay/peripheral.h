@@ -1,10 +1,10 @@
 #pragma once
 /// @file
-/// A recorded device: what the records have said of it so far, and what the kit has asked of it.
-/// Internal to the replay's host.
+/// A recorded device: its state after the records so far, and the requests of the kit. Internal to
+/// the replay's host.
 ///
-/// It answers nothing by itself. What a record says is first noted here (which throws Contradiction
-/// for what cannot be) and then told by the host.
+/// Does not call the kit. The host first changes the state here, which throws Contradiction for an
+/// impossible record, and then calls the kit.
 
 #include <capture/record.h>
 #include <hosts/replay/gatt_objects.h>
@@ -38,24 +38,24 @@ class Peripheral final : public CBPeripheral {
 
   void setName(std::optional<std::string> name) { name_ = std::move(name); }
 
-  /// The central asks for a connection.
+  /// The central requests a connection.
   void request();
-  /// Whether a request stands.
+  /// Whether a request is pending.
   bool requested() const { return requested_; }
-  /// Whether the discovery of services was asked for in this connection.
-  bool servicesAsked() const { return connection_ && connection_->servicesAsked; }
+  /// Whether the kit has started the discovery of services in this connection.
+  bool servicesRequested() const { return connection_ && connection_->servicesRequested; }
 
   void connect();
   void failToConnect();
   void disconnect();
-  /// The host goes: nothing is asked or told any more.
+  /// The host is being destroyed: later requests have no effect.
   void retire();
 
   void listServices(const std::vector<capture::Listed>& listed);
   /// Returns the service.
   std::shared_ptr<Service> listCharacteristics(capture::ObjectId service,
                                                const std::vector<capture::Listed>& listed);
-  /// One that was listed in this connection.
+  /// Throws Contradiction unless it was listed in this connection.
   std::shared_ptr<Characteristic> characteristic(capture::ObjectId id) const;
 
  private:
@@ -64,9 +64,8 @@ class Peripheral final : public CBPeripheral {
     std::shared_ptr<Characteristic> object;
   };
 
-  // From its beginning to its end.
   struct Connection {
-    bool servicesAsked = false;
+    bool servicesRequested = false;
     std::optional<std::vector<std::shared_ptr<CBService>>> discovered;
     std::map<capture::ObjectId, std::shared_ptr<Service>> services;
     std::map<capture::ObjectId, ListedCharacteristic> characteristics;
@@ -85,7 +84,7 @@ class Peripheral final : public CBPeripheral {
   std::optional<Connection> connection_;
 };
 
-/// An identifier as a record has it; throws Contradiction when it is none.
+/// The UUID of a record; throws Contradiction when the text is not a UUID.
 CBUUID recordedUUID(const std::string& text);
 
 }  // namespace Zephly::replay

@@ -11,7 +11,7 @@ namespace {
 
 using capture::CaptureError;
 
-// A clock of nanoseconds goes further: what is added to a time in a capture does not overflow.
+// Far below the range of the clock, so that sums with a time of a capture do not overflow.
 constexpr auto latest = std::chrono::duration_cast<std::chrono::nanoseconds>(
     std::chrono::duration<double>(capture::longestTime));
 
@@ -25,7 +25,7 @@ std::optional<capture::Record> RecordOrder::next() {
   if (record) {
     const auto time = record->stamp.monotonic;
     if (time < time_) throw damaged("time runs backwards");
-    if (time > latest) throw damaged("a time that no session reaches");
+    if (time > latest) throw damaged("a time beyond the longest session");
     time_ = time;
   } else if (!reader_.ended()) {
     throw CaptureError(CaptureError::Kind::cut, file_, reader_.offset(),
@@ -42,7 +42,7 @@ std::optional<std::string> RecordOrder::complaint(const Divergences& divergences
   if (divergences.count == 0) return std::nullopt;
   return capture::printable(file_.string()) + ": " + std::to_string(divergences.count) +
          (divergences.count == 1 ? " record" : " records") +
-         " that the session has not asked for; the first at " +
+         " that the session did not request; the first at " +
          capture::clockText(divergences.firstTime) + ": " + divergences.first;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The records of a capture in the order in which a session had them: from the first to the one
-/// that ends it, no time before the last. What a file says otherwise is damage.
+/// Reads the records of a capture strictly: every error of the file, a time that runs backwards and
+/// a missing end are damage, after which nothing is read.
 ///
 ///   RecordOrder records("walk.zcap");
 ///   while (const auto record = records.next()) {
@@ -27,21 +27,21 @@ namespace Zephly::replay {
 
 class RecordOrder {
  public:
-  /// Throws capture::CaptureError for what is no capture.
+  /// Throws capture::CaptureError when the file is not a capture.
   explicit RecordOrder(std::filesystem::path file);
 
   const capture::Preamble& preamble() const { return reader_.preamble(); }
 
-  /// The next record; empty after the one that ends the session. Throws capture::CaptureError for
-  /// damage, for a file that stops before that, and for a time that runs backwards or that no
-  /// session reaches. Nothing is to be asked for after that.
+  /// The next record; empty after the Ended record. Throws capture::CaptureError for damage, for a
+  /// file without an Ended record, and for a time that runs backwards or is later than longestTime.
+  /// Must not be called again after that.
   std::optional<capture::Record> next();
 
-  /// What is to be said when the record that next() has returned last makes no sense.
+  /// The error for the record that next() returned last.
   capture::CaptureError damaged(const std::string& what) const;
 
-  /// What is to be said of a capture that has been played, in one line: empty when the session had
-  /// asked for all of it.
+  /// The complaint, in one line, about a capture that has been played; empty when there were no
+  /// divergences.
   std::optional<std::string> complaint(const Divergences& divergences) const;
 
  private:

@@ -11,17 +11,13 @@ namespace Zephly::replay {
 
 namespace {
 
-// The kit asks a plain function.
-std::uint64_t processorTime = 0;
-
 std::shared_ptr<const NSError> errorOf(const capture::ErrorText& text) {
   return text ? hosts::Error::of(*text) : nullptr;
 }
 
 }  // namespace
 
-ReplayHost::ReplayHost() : clockBefore_(setProcessorClock([] { return processorTime; })) {
-  processorTime = 0;
+ReplayHost::ReplayHost() : clockBefore_(setProcessorClock([this] { return processorTime_; })) {
   Host::use(this);
 }
 
@@ -40,26 +36,27 @@ std::shared_ptr<CBCentralManager> ReplayHost::createCentralManager(
   return central;
 }
 
-void ReplayHost::deliver(const capture::Record& record) {
+bool ReplayHost::deliver(const capture::Record& record) {
   time_ = record.stamp.monotonic;
   diverged_ = false;
-  processorTime = record.stamp.processor;
-  std::visit([this](const auto& what) { tell(what); }, record.what);
+  processorTime_ = record.stamp.processor;
+  return std::visit([this](const auto& what) { return report(what); }, record.what);
 }
 
-// Each in the same order: what cannot be is refused, what the kit has not asked for is counted, and
-// then it is told.
+// The order of each report: first the checks that throw and the changes of the objects' state, then
+// the count of a record without a request, and the call of the kit last, because it may make
+// requests.
 
-void ReplayHost::tell(const capture::StateChanged& what) {
+bool ReplayHost::report(const capture::StateChanged& what) {
   if (what.state < CBManagerState::unknown || what.state > CBManagerState::poweredOn) {
-    throw Contradiction("a state of the radio that there is not");
+    throw Contradiction("an invalid state of the radio");
   }
   if (const auto central = central_.lock()) central->setState(what.state);
-  callCentral(
+  return callCentral(
       [](auto& delegate, const auto& central) { delegate.centralManagerDidUpdateState(central); });
 }
 
-void ReplayHost::tell(const capture::Discovered& what) {
+bool ReplayHost::report(const capture::Discovered& what) {
   CBAdvertisementData advertisement{.localName = what.localName, .serviceUUIDs = {}};
   for (const std::string& uuid : what.serviceUUIDs) {
     advertisement.serviceUUIDs.push_back(recordedUUID(uuid));
@@ -71,93 +68,102 @@ void ReplayHost::tell(const capture::Discovered& what) {
   if (const auto central = central_.lock()) {
     if (!central->scanning()) diverge("an advertisement of " + found->text() + " without a scan");
   }
-  callCentral([&](auto& delegate, const auto& central) {
+  return callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidDiscoverPeripheral(central, found, advertisement, what.RSSI);
   });
 }
 
-void ReplayHost::tell(const capture::Connected& what) {
+bool ReplayHost::report(const capture::Connected& what) {
   const auto connected = peripheral(what.peripheral);
-  const bool asked = connected->requested();
+  const bool requested = connected->requested();
   connected->connect();
-  if (!asked) diverge("a connection to " + connected->text() + " without a request");
-  callCentral([&](auto& delegate, const auto& central) {
+  if (!requested) diverge("a connection to " + connected->text() + " without a request");
+  return callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidConnectPeripheral(central, connected);
   });
 }
 
-void ReplayHost::tell(const capture::FailedToConnect& what) {
+bool ReplayHost::report(const capture::FailedToConnect& what) {
   const auto failed = peripheral(what.peripheral);
-  const bool asked = failed->requested();
+  const bool requested = failed->requested();
   failed->failToConnect();
-  if (!asked) diverge("a failed connection to " + failed->text() + " without a request");
-  callCentral([&](auto& delegate, const auto& central) {
+  if (!requested) diverge("a failed connection to " + failed->text() + " without a request");
+  return callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidFailToConnectPeripheral(central, failed, errorOf(what.error));
   });
 }
 
-void ReplayHost::tell(const capture::Disconnected& what) {
+bool ReplayHost::report(const capture::Disconnected& what) {
   const auto lost = peripheral(what.peripheral);
   lost->disconnect();
-  callCentral([&](auto& delegate, const auto& central) {
+  return callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidDisconnectPeripheral(central, lost, errorOf(what.error));
   });
 }
 
-void ReplayHost::tell(const capture::ServicesDiscovered& what) {
+bool ReplayHost::report(const capture::ServicesDiscovered& what) {
   const auto owner = peripheral(what.peripheral);
   owner->listServices(what.services);
-  if (!owner->servicesAsked()) diverge("services of " + owner->text() + " without a discovery");
-  if (const auto delegate = owner->delegate()) {
+  if (!owner->servicesRequested()) diverge("services of " + owner->text() + " without a discovery");
+  const auto delegate = owner->delegate();
+  if (delegate) {
     delegate->peripheralDidDiscoverServices(owner, errorOf(what.error));
   }
+  return delegate != nullptr;
 }
 
-void ReplayHost::tell(const capture::CharacteristicsDiscovered& what) {
+bool ReplayHost::report(const capture::CharacteristicsDiscovered& what) {
   const auto owner = peripheral(what.peripheral);
   const auto service = owner->listCharacteristics(what.service, what.characteristics);
-  if (!service->asked()) {
+  if (!service->requested()) {
     diverge("characteristics of service " + std::to_string(what.service) + " of " + owner->text() +
             " without a discovery");
   }
-  if (const auto delegate = owner->delegate()) {
+  const auto delegate = owner->delegate();
+  if (delegate) {
     delegate->peripheralDidDiscoverCharacteristicsForService(owner, service, errorOf(what.error));
   }
+  return delegate != nullptr;
 }
 
-void ReplayHost::tell(const capture::SubscriptionChanged& what) {
+bool ReplayHost::report(const capture::SubscriptionChanged& what) {
   const auto owner = peripheral(what.peripheral);
   const auto changed = owner->characteristic(what.characteristic);
-  if (!changed->asked()) {
+  if (!changed->requested()) {
     diverge("the answer to a subscription to " + changed->UUID().UUIDString() +
             " without a request");
   }
-  if (const auto delegate = owner->delegate()) {
+  const auto delegate = owner->delegate();
+  if (delegate) {
     delegate->peripheralDidUpdateNotificationStateForCharacteristic(owner, changed,
                                                                     errorOf(what.error));
   }
+  return delegate != nullptr;
 }
 
-void ReplayHost::tell(const capture::Value& what) {
+bool ReplayHost::report(const capture::Value& what) {
   const auto owner = peripheral(what.peripheral);
   const auto sender = owner->characteristic(what.characteristic);
   sender->setValue(what.bytes ? hosts::Data::of(*what.bytes) : nullptr);
   if (!sender->subscribed()) {
     diverge("a value of " + sender->UUID().UUIDString() + " without a subscription");
   }
-  if (const auto delegate = owner->delegate()) {
+  const auto delegate = owner->delegate();
+  if (delegate) {
     delegate->peripheralDidUpdateValueForCharacteristic(owner, sender, errorOf(what.error));
   }
+  return delegate != nullptr;
 }
 
-void ReplayHost::tell(const capture::Ended& /*what*/) {}
+bool ReplayHost::report(const capture::Ended& /*what*/) { return false; }
 
 template <class Call>
-void ReplayHost::callCentral(const Call& call) {
+bool ReplayHost::callCentral(const Call& call) {
   const auto central = central_.lock();
   if (!central) diverge("a report of a central that was not created");
   const auto delegate = central ? central->delegate() : nullptr;
   if (delegate) call(*delegate, central);
+  return delegate != nullptr;
 }
 
 std::shared_ptr<Peripheral> ReplayHost::peripheral(capture::ObjectId id) const {

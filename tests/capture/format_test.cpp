@@ -19,7 +19,7 @@ namespace {
 using captures::ReadBack;
 using captures::ScratchDirectory;
 
-// Of the check value that the parameters are published with.
+// The check value published with the parameters of CRC-32C.
 TEST(FormatTest, ChecksumIsCrc32c) {
   const std::string_view text = "123456789";
   const std::vector<std::uint8_t> bytes(text.begin(), text.end());
@@ -27,7 +27,7 @@ TEST(FormatTest, ChecksumIsCrc32c) {
   EXPECT_EQ(checksum({}), 0U);
 }
 
-TEST(FormatTest, RecordsOfEveryKindComeBackAsTheyWere) {
+TEST(FormatTest, RecordsOfEveryKindAreReadAsTheyWereWritten) {
   const ScratchDirectory scratch;
   const std::vector<Record> records = captures::someOfEach();
   {
@@ -44,7 +44,7 @@ TEST(FormatTest, RecordsOfEveryKindComeBackAsTheyWere) {
   EXPECT_TRUE(back.ended);
 }
 
-TEST(FormatTest, AnyRecordComesBackAsItWas) {
+TEST(FormatTest, RandomRecordsAreReadAsTheyWereWritten) {
   std::mt19937_64 random(20'261'121);
   const ScratchDirectory scratch;
   for (int round = 0; round < 20; ++round) {
@@ -56,7 +56,7 @@ TEST(FormatTest, AnyRecordComesBackAsItWas) {
   }
 }
 
-TEST(FormatTest, TheLongestValueComesBackAndALongerOneIsRefused) {
+TEST(FormatTest, TheLongestValueIsAcceptedAndALongerOneRefused) {
   const std::size_t around =
       encodeRecord({{}, Value{.bytes = std::vector<std::uint8_t>()}}, 0).size() - recordHeaderSize -
       checksumSize;
@@ -70,7 +70,7 @@ TEST(FormatTest, TheLongestValueComesBackAndALongerOneIsRefused) {
   EXPECT_THROW(encodeRecord(longest, 0), std::length_error);
 }
 
-TEST(FormatTest, AUuidInAnyFormIsKeptInTheLongOne) {
+TEST(FormatTest, AUuidIsStoredInItsLongForm) {
   const Record record{{}, ServicesDiscovered{1, {{1, "180f", ""}}, {}}};
   const ScratchDirectory scratch;
   const ReadBack back = captures::readBack(scratch.file("c.zcap", captures::captureOf({record})));

@@ -29,7 +29,7 @@ using captures::ScratchDirectory;
 using Kind = CaptureError::Kind;
 using testing::HasSubstr;
 
-// The records stand in `all`, in their order, none of them twice.
+// The records are in `all`, in the same order and without repetition.
 bool isPartOf(const std::vector<Record>& some, const std::vector<Record>& all) {
   auto from = all.begin();
   for (const Record& record : some) {
@@ -40,7 +40,7 @@ bool isPartOf(const std::vector<Record>& some, const std::vector<Record>& all) {
   return true;
 }
 
-// A head and nothing else that says whatever it likes.
+// A head with any numbers and a valid checksum.
 Bytes headOf(std::uint16_t major, std::uint16_t minor, std::uint32_t length) {
   ByteSink sink;
   sink.raw(magic);
@@ -60,7 +60,7 @@ class ReaderTest : public testing::Test {
  protected:
   ReadBack read(const Bytes& bytes) const { return readBack(scratch_.file("c.zcap", bytes)); }
 
-  // The only error of a file from which nothing can be read.
+  // The only error of a file that is refused.
   CaptureError refusal(const std::filesystem::path& file) const {
     const ReadBack back = readBack(file);
     EXPECT_FALSE(back.preamble);
@@ -103,7 +103,7 @@ TEST_F(ReaderTest, AFileCutAnywhereReadsUpToItsLastWholeRecord) {
   }
 }
 
-TEST_F(ReaderTest, AnyFlippedBitIsFoundAndNamedAndTheRestIsRead) {
+TEST_F(ReaderTest, AnyFlippedBitIsReportedAndTheRestIsRead) {
   const Bytes bytes = captures::captureOf(records_);
   const auto file = scratch_.file("c.zcap", bytes);
   std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
@@ -135,7 +135,7 @@ TEST_F(ReaderTest, AnyFlippedBitIsFoundAndNamedAndTheRestIsRead) {
   }
 }
 
-TEST_F(ReaderTest, AnythingThatHappensToBytesNeverLeadsToAWrongRecord) {
+TEST_F(ReaderTest, ChangedBytesNeverLeadToAWrongRecord) {
   std::mt19937_64 random(77);
   const Bytes whole = captures::captureOf(records_);
   for (int round = 0; round < 3000; ++round) {
@@ -166,18 +166,18 @@ TEST_F(ReaderTest, AnythingThatHappensToBytesNeverLeadsToAWrongRecord) {
   }
 }
 
-TEST_F(ReaderTest, RandomBytesAreNoCapture) {
+TEST_F(ReaderTest, RandomBytesAreRefused) {
   std::mt19937_64 random(78);
   for (int round = 0; round < 300; ++round) {
     Bytes bytes(random() % 400 + 1);
     for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
     ASSERT_FALSE(read(bytes).preamble);
-    // The same behind a head that is in order.
+    // The same behind a valid head.
     ASSERT_TRUE(read(captures::captureOf({}) + bytes).records.empty());
   }
 }
 
-TEST_F(ReaderTest, RecordsWithRandomContentAreReadOrNamed) {
+TEST_F(ReaderTest, RecordsWithRandomContentAreReadOrReported) {
   std::mt19937_64 random(79);
   for (int round = 0; round < 3000; ++round) {
     Bytes payload(random() % 120);
@@ -188,15 +188,15 @@ TEST_F(ReaderTest, RecordsWithRandomContentAreReadOrNamed) {
     const auto type = static_cast<std::uint32_t>(random() % 12);
     const ReadBack back = read(captures::captureOf({}) + recordOf(type, payload, 0));
     ASSERT_LE(back.records.size() + back.errors.size(), 1U);
-    // What has been read can be written.
+    // What was read can be written.
     for (const Record& record : back.records) encodeRecord(record, 0);
   }
 }
 
-TEST_F(ReaderTest, LengthsThatPromiseTooMuchAreNotBelieved) {
+TEST_F(ReaderTest, LengthsBeyondTheFileReserveNoMemory) {
   const Bytes head = captures::captureOf({});
   Bytes stamp(24, 0);
-  // Text, list and bytes that say they are 4 GiB long.
+  // A text, a list and bytes with a stated length of 4 GiB.
   const Bytes huge(4, 0xFF);
   const Bytes id(4, 1);
   for (const Bytes& payload :
@@ -221,24 +221,23 @@ TEST_F(ReaderTest, LengthsThatPromiseTooMuchAreNotBelieved) {
               HasSubstr("preamble too long"));
 }
 
-TEST_F(ReaderTest, ContentThatMakesNoSenseIsNamed) {
+TEST_F(ReaderTest, InvalidContentIsReported) {
   const Bytes head = captures::captureOf({});
   const Bytes stamp(24, 0);
   const Bytes id(4, 1);
-  // A state that there is none of; a flag that is neither yes nor no; a payload that ends too
-  // early.
+  // An invalid state, an invalid flag, and a payload that ends too early.
   const std::vector<std::pair<std::uint32_t, Bytes>> contents = {
       {1, stamp + Bytes{6}}, {5, stamp + id + Bytes{2}}, {3, stamp + Bytes{1, 0}}, {10, {}}};
   for (const auto& [type, payload] : contents) {
     const ReadBack back = read(head + recordOf(type, payload, 0) + encodeRecord(records_[0], 1));
     EXPECT_TRUE(back.records == std::vector<Record>{records_[0]}) << "type " << type;
     ASSERT_EQ(back.errors.size(), 1U) << "type " << type;
-    EXPECT_THAT(back.errors[0].what(), HasSubstr("a record whose content makes no sense"));
+    EXPECT_THAT(back.errors[0].what(), HasSubstr("a record with invalid content"));
     EXPECT_EQ(back.errors[0].offset(), head.size());
   }
 }
 
-TEST_F(ReaderTest, RecordsOfUnknownTypesArePassedOverAndCounted) {
+TEST_F(ReaderTest, RecordsOfUnknownTypesAreSkippedAndCounted) {
   const Bytes whole = captures::captureOf({records_[0]});
   const Bytes known = encodeRecord(records_[2], 2);
   const auto file = scratch_.file("c.zcap", whole + recordOf(4711, Bytes(99, 'x'), 1) + known);
@@ -250,7 +249,7 @@ TEST_F(ReaderTest, RecordsOfUnknownTypesArePassedOverAndCounted) {
   EXPECT_EQ(reader.unknownRecords(), 1U);
 }
 
-TEST_F(ReaderTest, WhatALaterVersionAddsToARecordIsPassedOver) {
+TEST_F(ReaderTest, AdditionalBytesOfALaterVersionAreIgnored) {
   const Bytes record = encodeRecord(records_[4], 0);
   const Bytes payload(record.begin() + recordHeaderSize, record.end() - checksumSize);
   const ReadBack back = read(captures::captureOf({}) + recordOf(3, payload + Bytes{1, 2, 3}, 0));
@@ -266,7 +265,7 @@ TEST_F(ReaderTest, ARecordInTheWrongPlaceThatIsCutOffEndsTheFile) {
   EXPECT_TRUE(reader.next());
   try {
     reader.next();
-    ADD_FAILURE() << "told of nothing";
+    ADD_FAILURE() << "no error was thrown";
   } catch (const CaptureError& error) {
     EXPECT_EQ(error.kind(), Kind::cut);
     EXPECT_EQ(error.offset(), whole.size());
@@ -275,7 +274,7 @@ TEST_F(ReaderTest, ARecordInTheWrongPlaceThatIsCutOffEndsTheFile) {
   EXPECT_EQ(reader.offset(), whole.size());
 }
 
-TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreNamed) {
+TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreReported) {
   const Bytes head = captures::captureOf({});
   const auto record = [this](std::size_t i) { return encodeRecord(records_[i], i); };
 
@@ -289,7 +288,7 @@ TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreNamed) {
   ASSERT_EQ(repeated.errors.size(), 1U);
   EXPECT_THAT(repeated.errors[0].what(), HasSubstr("wrong place"));
 
-  // Where the next record is looked for, one that has been read already is none.
+  // The search for the next record skips one that has been read already.
   Bytes broken = record(2);
   broken[0] = 0;
   const ReadBack behind =
@@ -310,7 +309,7 @@ TEST_F(ReaderTest, NothingMayFollowTheEndRecord) {
   EXPECT_THAT(back.errors[0].what(), HasSubstr("bytes behind the end record"));
 }
 
-TEST_F(ReaderTest, OffsetsTellWhereARecordEnds) {
+TEST_F(ReaderTest, TheOffsetIsTheEndOfTheLastRecord) {
   const std::vector<std::size_t> beginnings = captures::beginningsOf(records_);
   Reader reader(scratch_.file("c.zcap", captures::captureOf(records_)));
   for (const std::size_t beginning : beginnings) {
@@ -320,7 +319,7 @@ TEST_F(ReaderTest, OffsetsTellWhereARecordEnds) {
   EXPECT_TRUE(reader.ended());
 }
 
-TEST_F(ReaderTest, WhatIsNoCaptureIsNamed) {
+TEST_F(ReaderTest, OtherFilesAreRefusedWithTheReason) {
   EXPECT_THAT(refusal(scratch_.file("empty", {})).what(), HasSubstr("at byte 0: an empty file"));
   EXPECT_THAT(refusal(scratch_.file("text", {'h', 'e', 'l', 'l', 'o'})).what(),
               HasSubstr("at byte 0: not a capture"));
@@ -347,7 +346,7 @@ TEST_F(ReaderTest, APipeIsRefusedAtOnce) {
   EXPECT_THAT(refusal(pipe).what(), HasSubstr("not a regular file"));
 }
 
-TEST_F(ReaderTest, TheMessageIsOneLineWhateverTheNameOfTheFile) {
+TEST_F(ReaderTest, TheMessageIsOneLineForAnyFileName) {
   const std::string message = refusal(scratch_ / "a\nb\x1B[2J").what();
   EXPECT_EQ(message.find('\n'), std::string::npos);
   EXPECT_EQ(message.find('\x1B'), std::string::npos);

@@ -34,7 +34,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-// A processor clock that shows the time of a simulated world, so that two runs are alike.
+// A processor clock that returns the time of a simulated world, so that two runs are the same.
 class WorldClock {
  public:
   explicit WorldClock(const simulated::Scheduler& scheduler) {
@@ -82,7 +82,7 @@ struct Training {
   std::uint64_t framesSent = 0;
 };
 
-// A minute and a half of training with three lost links, with or without somebody listening in.
+// A minute and a half of training with three lost links, with or without a tap.
 Training train(bool tapped) {
   Training run;
   simulated::Scheduler scheduler;
@@ -112,7 +112,7 @@ Training train(bool tapped) {
   return run;
 }
 
-// Once for all tests that only look at it.
+// Computed once for all tests that only read it.
 const Training& tappedTraining() {
   static const Training training = train(true);
   return training;
@@ -125,7 +125,7 @@ std::size_t countOf(const std::vector<Record>& records) {
       [](const Record& record) { return std::holds_alternative<Kind>(record.what); }));
 }
 
-TEST(TapTest, TheKitGetsTheSameCallsWithTheSameBits) {
+TEST(TapTest, TheKitReceivesTheSameCallsWithTheSameBits) {
   const Training plain = train(false);
   const Training& tapped = tappedTraining();
   ASSERT_GT(plain.events.size(), 50'000U);
@@ -135,9 +135,9 @@ TEST(TapTest, TheKitGetsTheSameCallsWithTheSameBits) {
   }
 }
 
-TEST(TapTest, EveryNotificationAndConnectionEventIsNoted) {
+TEST(TapTest, EveryNotificationAndConnectionEventIsRecorded) {
   const Training& run = tappedTraining();
-  // What is sent at the very end has not arrived yet, or what a lost link takes with it.
+  // Frames sent just before the end or before a lost link have not arrived.
   EXPECT_EQ(countOf<Value>(run.records), run.framesSent);
   EXPECT_EQ(countOf<StateChanged>(run.records), 1U);
   EXPECT_EQ(countOf<Disconnected>(run.records), 3U);
@@ -151,7 +151,7 @@ TEST(TapTest, EveryNotificationAndConnectionEventIsNoted) {
                              }));
 }
 
-TEST(TapTest, EachLinkHasItsOwnNumbersAndEachPeripheralKeepsIts) {
+TEST(TapTest, ObjectsOfEachLinkHaveNewNumbersAndAPeripheralKeepsIts) {
   const Training& run = tappedTraining();
   std::vector<ObjectId> characteristics;
   std::vector<ObjectId> peripherals;
@@ -170,43 +170,43 @@ TEST(TapTest, EachLinkHasItsOwnNumbersAndEachPeripheralKeepsIts) {
             characteristics.end());
 }
 
-// Writes down what the kit's side is told.
+// Logs the calls that the kit's side receives.
 class KitCentral : public CBCentralManagerDelegate {
  public:
   explicit KitCentral(std::vector<std::string>& log) : log_(log) {}
 
-  void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& told) override {
-    log_.push_back("state " + std::to_string(static_cast<int>(told->state())));
+  void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override {
+    log_.push_back("state " + std::to_string(static_cast<int>(central->state())));
   }
-  void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& told,
+  void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                            const std::shared_ptr<CBPeripheral>& found,
                                            const CBAdvertisementData& advertisementData,
                                            int RSSI) override {
     log_.push_back("found " + found->name().value_or("-") + " " +
                    advertisementData.localName.value_or("-") + " " + std::to_string(RSSI));
     peripherals.push_back(found);
-    if (connects) told->connectPeripheral(instead ? instead : found, std::nullopt);
+    if (connects) central->connectPeripheral(instead ? instead : found, std::nullopt);
   }
-  void centralManagerDidConnectPeripheral(const std::shared_ptr<CBCentralManager>& /*told*/,
+  void centralManagerDidConnectPeripheral(const std::shared_ptr<CBCentralManager>& /*central*/,
                                           const std::shared_ptr<CBPeripheral>& found) override {
     log_.emplace_back("connected");
     peripherals.push_back(found);
     if (whenConnected) whenConnected(found);
   }
   void centralManagerDidFailToConnectPeripheral(
-      const std::shared_ptr<CBCentralManager>& /*told*/,
+      const std::shared_ptr<CBCentralManager>& /*central*/,
       const std::shared_ptr<CBPeripheral>& /*failed*/,
       const std::shared_ptr<const NSError>& error) override {
     log_.push_back("failed " + (error ? error->localizedDescription() : "-"));
   }
-  void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& /*told*/,
+  void centralManagerDidDisconnectPeripheral(const std::shared_ptr<CBCentralManager>& /*central*/,
                                              const std::shared_ptr<CBPeripheral>& /*lost*/,
                                              const std::shared_ptr<const NSError>& error) override {
     log_.push_back("disconnected " + (error ? error->localizedDescription() : "-"));
   }
 
   bool connects = false;
-  std::shared_ptr<CBPeripheral> instead;  // connects to that one when another is found
+  std::shared_ptr<CBPeripheral> instead;  // requests a connection to it when another one is found
   std::vector<std::shared_ptr<CBPeripheral>> peripherals;
   std::function<void(const std::shared_ptr<CBPeripheral>&)> whenConnected;
 
@@ -218,23 +218,24 @@ class KitPeripheral : public CBPeripheralDelegate {
  public:
   explicit KitPeripheral(std::vector<std::string>& log) : log_(log) {}
 
-  void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& /*told*/,
+  void peripheralDidDiscoverServices(const std::shared_ptr<CBPeripheral>& /*peripheral*/,
                                      const std::shared_ptr<const NSError>& /*error*/) override {
     log_.emplace_back("services");
   }
   void peripheralDidDiscoverCharacteristicsForService(
-      const std::shared_ptr<CBPeripheral>& /*told*/, const std::shared_ptr<CBService>& /*service*/,
+      const std::shared_ptr<CBPeripheral>& /*peripheral*/,
+      const std::shared_ptr<CBService>& /*service*/,
       const std::shared_ptr<const NSError>& /*error*/) override {
     log_.emplace_back("characteristics");
   }
   void peripheralDidUpdateNotificationStateForCharacteristic(
-      const std::shared_ptr<CBPeripheral>& /*told*/,
+      const std::shared_ptr<CBPeripheral>& /*peripheral*/,
       const std::shared_ptr<CBCharacteristic>& /*characteristic*/,
       const std::shared_ptr<const NSError>& /*error*/) override {
     log_.emplace_back("subscription");
   }
   void peripheralDidUpdateValueForCharacteristic(
-      const std::shared_ptr<CBPeripheral>& /*told*/,
+      const std::shared_ptr<CBPeripheral>& /*peripheral*/,
       const std::shared_ptr<CBCharacteristic>& /*characteristic*/,
       const std::shared_ptr<const NSError>& /*error*/) override {
     log_.push_back("value at " + std::to_string(processorClock()));
@@ -286,13 +287,13 @@ class TapWorldTest : public testing::Test {
   std::shared_ptr<CBCentralManagerDelegate> host_;
 };
 
-TEST_F(TapWorldTest, WithoutAHostThereIsNothingToListenTo) {
+TEST_F(TapWorldTest, WithoutAHostTheConstructorThrows) {
   Host::leave(Host::current());
   EXPECT_THROW(TapHost({.now = [] { return 0ns; }, .sink = [](const Record&) {}}),
                std::logic_error);
 }
 
-TEST_F(TapWorldTest, ARecordIsNotedWithAllClocksBeforeTheKitIsTold) {
+TEST_F(TapWorldTest, ARecordIsWrittenWithAllClocksBeforeTheKitIsCalled) {
   world_.central->current = CBManagerState::poweredOn;
   processor = 777;
   host_->centralManagerDidUpdateState(world_.central);
@@ -302,7 +303,7 @@ TEST_F(TapWorldTest, ARecordIsNotedWithAllClocksBeforeTheKitIsTold) {
               (Record{{5ns, 1'800'000'000s, 777}, StateChanged{CBManagerState::poweredOn}}));
 }
 
-TEST_F(TapWorldTest, AnAdvertisementIsNotedAfterTheKitHasAskedForAConnection) {
+TEST_F(TapWorldTest, AnAdvertisementIsRecordedAfterTheKitHasRequestedAConnection) {
   hear(world_.peripheral("other"));
   EXPECT_THAT(log_, ElementsAre("found other local -70"));
   log_.clear();
@@ -314,7 +315,7 @@ TEST_F(TapWorldTest, AnAdvertisementIsNotedAfterTheKitHasAskedForAConnection) {
               (Discovered{1, "Zephly", "local", {"0000180F-0000-1000-8000-00805F9B34FB"}, -70}));
 }
 
-TEST_F(TapWorldTest, ARequestForAnotherPeripheralIsNoAnswerToTheAdvertisement) {
+TEST_F(TapWorldTest, ARequestForAnotherPeripheralDoesNotRecordTheAdvertisement) {
   const auto first = world_.peripheral("first");
   hear(first);
   kit_->connects = true;
@@ -324,7 +325,7 @@ TEST_F(TapWorldTest, ARequestForAnotherPeripheralIsNoAnswerToTheAdvertisement) {
   EXPECT_THAT(world_.central->requested, ElementsAre(first));
 }
 
-TEST_F(TapWorldTest, APeripheralIsAlwaysTheSameObjectAndTheHostGetsItsOwn) {
+TEST_F(TapWorldTest, APeripheralIsAlwaysTheSameObjectAndTheHostReceivesItsOwn) {
   const auto device = world_.peripheral("Zephly");
   hear(device);
   hear(device);
@@ -335,13 +336,13 @@ TEST_F(TapWorldTest, APeripheralIsAlwaysTheSameObjectAndTheHostGetsItsOwn) {
   EXPECT_EQ(kit_->peripherals[0], kit_->peripherals[2]);
 }
 
-TEST_F(TapWorldTest, APeripheralThatTheKitHasLetGoOfKeepsItsDelegate) {
+TEST_F(TapWorldTest, APeripheralThatTheKitHasReleasedKeepsItsDelegate) {
   const auto device = world_.peripheral("Zephly");
   const auto handler = std::make_shared<KitPeripheral>(log_);
   kit_->whenConnected = [&](const auto& found) { found->setDelegate(handler); };
   host_->centralManagerDidConnectPeripheral(world_.central, device);
   kit_->peripherals.clear();
-  // Others come and go meanwhile.
+  // Others appear and disappear meanwhile.
   for (int i = 0; i < 10; ++i) hear(world_.peripheral("other"));
   log_.clear();
   ASSERT_FALSE(device->delegate.expired());
@@ -349,7 +350,7 @@ TEST_F(TapWorldTest, APeripheralThatTheKitHasLetGoOfKeepsItsDelegate) {
   EXPECT_THAT(log_, ElementsAre("noted 5", "services"));
 }
 
-TEST_F(TapWorldTest, APeripheralThatNobodyHasIsNotKept) {
+TEST_F(TapWorldTest, APeripheralWithoutReferencesIsReleased) {
   auto device = world_.peripheral("other");
   const std::weak_ptr<fake::Peripheral> watched = device;
   hear(device);
@@ -359,7 +360,7 @@ TEST_F(TapWorldTest, APeripheralThatNobodyHasIsNotKept) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST_F(TapWorldTest, ReasonsAreNotedAndPassedOn) {
+TEST_F(TapWorldTest, ErrorsAreRecordedAndPassedOn) {
   const auto device = world_.peripheral("Zephly");
   host_->centralManagerDidFailToConnectPeripheral(world_.central, device, hosts::Error::of("no"));
   host_->centralManagerDidDisconnectPeripheral(world_.central, device,
@@ -372,7 +373,7 @@ TEST_F(TapWorldTest, ReasonsAreNotedAndPassedOn) {
   EXPECT_EQ(std::get<Disconnected>(records_.at(2).what).error, std::nullopt);
 }
 
-TEST_F(TapWorldTest, WhatIsDiscoveredIsNotedInFullAndValuesReferToIt) {
+TEST_F(TapWorldTest, DiscoveredObjectsAreRecordedAndValuesReferToThem) {
   const auto device = world_.peripheral("Zephly");
   const auto handler = std::make_shared<KitPeripheral>(log_);
   kit_->whenConnected = [&](const auto& found) { found->setDelegate(handler); };
@@ -408,7 +409,7 @@ TEST_F(TapWorldTest, WhatIsDiscoveredIsNotedInFullAndValuesReferToIt) {
   EXPECT_TRUE(whats(4) == decltype(Record::what)(Value{1, 3, {{1, 2, 3}}, {}}));
 }
 
-TEST_F(TapWorldTest, AnObjectInThePlaceOfOneThatIsGoneHasANumberOfItsOwn) {
+TEST_F(TapWorldTest, AnObjectAtTheAddressOfADestroyedOneHasANewNumber) {
   const auto device = world_.peripheral("Zephly");
   const auto handler = std::make_shared<KitPeripheral>(log_);
   kit_->whenConnected = [&](const auto& found) { found->setDelegate(handler); };
@@ -428,7 +429,7 @@ TEST_F(TapWorldTest, AnObjectInThePlaceOfOneThatIsGoneHasANumberOfItsOwn) {
   EXPECT_NE(numberIn(0), numberIn(1));
 }
 
-TEST_F(TapWorldTest, TheProcessorClockStandsStillBetweenRecords) {
+TEST_F(TapWorldTest, TheProcessorClockIsFrozenBetweenRecords) {
   EXPECT_EQ(processorClock(), 100U);
   processor = 200;
   EXPECT_EQ(processorClock(), 100U);
@@ -441,14 +442,14 @@ TEST_F(TapWorldTest, TheProcessorClockStandsStillBetweenRecords) {
   EXPECT_EQ(processorClock(), 300U);
 }
 
-TEST_F(TapWorldTest, NothingIsNotedForADelegateThatIsGone) {
+TEST_F(TapWorldTest, NothingIsRecordedForADestroyedDelegate) {
   kit_.reset();
   host_->centralManagerDidUpdateState(world_.central);
   host_->centralManagerDidConnectPeripheral(world_.central, world_.peripheral("Zephly"));
   EXPECT_TRUE(log_.empty());
 }
 
-TEST_F(TapWorldTest, AfterTheEndEverythingIsPassedOnAndNothingNoted) {
+TEST_F(TapWorldTest, AfterTheEndCallsArePassedOnAndNotRecorded) {
   tap_->end();
   host_->centralManagerDidUpdateState(world_.central);
   tap_->end();
@@ -464,7 +465,7 @@ TEST_F(TapWorldTest, CentralsOutliveTheTap) {
   EXPECT_THAT(world_.log, ElementsAre("create central", "scan"));
 }
 
-TEST_F(TapWorldTest, TheHostsCentralGoesWithTheKits) {
+TEST_F(TapWorldTest, TheHostsCentralIsDestroyedWithTheKits) {
   const std::weak_ptr<fake::Central> inner = world_.central;
   world_.central.reset();
   host_.reset();

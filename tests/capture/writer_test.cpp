@@ -43,7 +43,7 @@ std::string refusalOf(const std::filesystem::path& file, WriterOptions options =
 
 class WriterTest : public testing::Test {
  protected:
-  // Every record that is in the file, which must be in order.
+  // Every record of the file, which must be undamaged.
   std::vector<Record> recordsIn() const {
     const ReadBack back = readBack(file_);
     EXPECT_TRUE(back.errors.empty()) << back.errors.front().what();
@@ -77,7 +77,7 @@ TEST_F(WriterTest, EachRecordIsOneWrite) {
   EXPECT_EQ(writes - before, 10);
 }
 
-TEST_F(WriterTest, AFileThatIsThereIsLeftAloneUnlessItIsToBeReplaced) {
+TEST_F(WriterTest, AnExistingFileIsReplacedOnlyOnRequest) {
   scratch_.file("c.zcap", {'k', 'e', 'e', 'p'});
   EXPECT_THAT(refusalOf(file_), HasSubstr("c.zcap: it exists already"));
   EXPECT_EQ(captures::contentOf(file_), (Bytes{'k', 'e', 'e', 'p'}));
@@ -88,7 +88,7 @@ TEST_F(WriterTest, AFileThatIsThereIsLeftAloneUnlessItIsToBeReplaced) {
   EXPECT_EQ(recordsIn().size(), 1U);
 }
 
-TEST_F(WriterTest, WhatIsNoPlaceForAFileIsNamed) {
+TEST_F(WriterTest, APathThatCannotBeWrittenIsReported) {
   EXPECT_THAT(refusalOf(scratch_ / "no/such/directory"), HasSubstr("No such file or directory"));
   EXPECT_THAT(refusalOf(scratch_.path(), {.overwrite = true}), HasSubstr("Is a directory"));
   EXPECT_THAT(refusalOf("/dev/full", {.overwrite = true}), HasSubstr("not a regular file"));
@@ -138,7 +138,7 @@ TEST_F(WriterTest, WhereverTheDiskIsFullTheFileEndsWithAWholeRecord) {
       while (writer.append(valueOf(3))) ++written;
       EXPECT_THAT(writer.error().value_or(""), HasSubstr("cannot write " + file_.string() + ": "));
       EXPECT_THAT(*writer.error(), HasSubstr(std::generic_category().message(errorNumber)));
-      // It stays the end, also when there is room again.
+      // Nothing is appended later, even when the disk has space again.
       EXPECT_FALSE(writer.append(valueOf(4)));
       EXPECT_EQ(writer.close(), writer.error());
       EXPECT_EQ(writer.records(), written);
@@ -163,7 +163,7 @@ TEST_F(WriterTest, AnInterruptedOrShortWriteIsCompleted) {
   EXPECT_EQ(recordsIn().size(), 10U);
 }
 
-TEST_F(WriterTest, AFileThatCannotBeCutBackSaysSo) {
+TEST_F(WriterTest, AFileThatCannotBeTruncatedIsReported) {
   WriterOptions options{.calls = fillingUp(200, ENOSPC)};
   options.calls.truncate = [](int, off_t) {
     errno = EIO;
@@ -175,7 +175,7 @@ TEST_F(WriterTest, AFileThatCannotBeCutBackSaysSo) {
   EXPECT_THAT(writer.error().value_or(""), HasSubstr("nor can it be cut back"));
 }
 
-TEST_F(WriterTest, ARecordThatFitsIntoNoFileIsAnErrorAndTheFileIsWhole) {
+TEST_F(WriterTest, ARecordThatIsTooLongIsAnErrorAndTheFileStaysWhole) {
   Writer writer(file_, captures::somePreamble());
   EXPECT_TRUE(writer.append(valueOf(1)));
   EXPECT_FALSE(writer.append({{}, Value{1, 1, std::vector<std::uint8_t>(2'000'000), {}}}));
@@ -183,7 +183,7 @@ TEST_F(WriterTest, ARecordThatFitsIntoNoFileIsAnErrorAndTheFileIsWhole) {
   EXPECT_EQ(recordsIn().size(), 1U);
 }
 
-TEST_F(WriterTest, TheDiskIsSynchronisedByItselfAndInTheEnd) {
+TEST_F(WriterTest, TheFileIsSynchronizedPeriodicallyAndByClose) {
   std::promise<void> synchronised;
   std::atomic<int> calls = 0;
   const auto here = std::this_thread::get_id();
@@ -203,7 +203,7 @@ TEST_F(WriterTest, TheDiskIsSynchronisedByItselfAndInTheEnd) {
   EXPECT_TRUE(elsewhere);
 }
 
-TEST_F(WriterTest, ASlowDiskDelaysNobody) {
+TEST_F(WriterTest, ASlowDiskDoesNotDelayAppend) {
   std::promise<void> release;
   std::promise<void> begun;
   std::atomic<int> calls = 0;
@@ -222,7 +222,7 @@ TEST_F(WriterTest, ASlowDiskDelaysNobody) {
   release.set_value();
 }
 
-TEST_F(WriterTest, ADiskThatFailsToSynchroniseEndsTheRecording) {
+TEST_F(WriterTest, AFailureToSynchronizeEndsTheRecording) {
   std::promise<void> failed;
   std::atomic<int> calls = 0;
   WriterOptions options{.synchronizeEvery = std::chrono::milliseconds(1)};
@@ -238,8 +238,8 @@ TEST_F(WriterTest, ADiskThatFailsToSynchroniseEndsTheRecording) {
   EXPECT_THAT(writer.close().value_or(""), HasSubstr("Input/output error"));
 }
 
-// In a process of its own: the limit would be everybody's.
-TEST_F(WriterTest, AFileThatMayNotGrowEndsWithAWholeRecord) {
+// In a separate process: the limit holds for a whole process.
+TEST_F(WriterTest, AFileAtItsSizeLimitEndsWithAWholeRecord) {
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
   if (child == 0) {

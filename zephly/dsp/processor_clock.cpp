@@ -20,14 +20,17 @@ std::uint64_t standardClock() {
   }
 }
 
-ProcessorClock current = &standardClock;
+// Empty stands for the default: it is already so when another file's static objects read the clock
+// before this one is initialised.
+ProcessorClock current;
 
 }  // namespace
 
-std::uint64_t processorClock() { return current(); }
+std::uint64_t processorClock() { return current ? current() : standardClock(); }
 
 ProcessorClock setProcessorClock(ProcessorClock source) {
-  return std::exchange(current, source == nullptr ? &standardClock : source);
+  ProcessorClock before = std::exchange(current, std::move(source));
+  return before ? before : ProcessorClock(&standardClock);
 }
 
 }  // namespace Zephly

@@ -39,8 +39,8 @@ using capture::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using What = decltype(Record::what);
-using Script = std::vector<What>;
+using capture::Report;
+using Script = std::vector<Report>;
 
 constexpr const char* serviceUUID = "47366E80-0000-0000-0000-000000000001";
 const std::string batteryUUID = batteryCharacteristicUUID().UUIDString();
@@ -68,10 +68,10 @@ Value value(capture::ObjectId peripheral, capture::ObjectId characteristic) {
 }
 
 void deliver(ReplayHost& host, const Script& script) {
-  for (const What& what : script) host.deliver({{}, what});
+  for (const Report& what : script) host.deliver({{}, what});
 }
 
-TEST(ReplayHostTest, TellsWhatTheRecordsSayInTheirOrder) {
+TEST(ReplayHostTest, ReportsTheRecordsInTheirOrder) {
   ReplayHost host;
   const Session session({.logDiscoveries = true});
   deliver(host, subscribed + Script{value(1, 4), Disconnected{1, "Gone."}});
@@ -83,7 +83,7 @@ TEST(ReplayHostTest, TellsWhatTheRecordsSayInTheirOrder) {
   EXPECT_EQ(host.divergences().count, 0U);
 }
 
-TEST(ReplayHostTest, TellsTheAdvertisementAsItWas) {
+TEST(ReplayHostTest, ReportsTheAdvertisementUnchanged) {
   ReplayHost host;
   const Session session;
   deliver(host, {on, Discovered{.peripheral = 1,
@@ -97,12 +97,12 @@ TEST(ReplayHostTest, TellsTheAdvertisementAsItWas) {
               ElementsAre(CBUUID::UUIDWithString("180F")));
 }
 
-TEST(ReplayHostTest, AFailureOrAnAbsentValueIsToldAsOne) {
+TEST(ReplayHostTest, AFailureAndAnAbsentValueAreReportedAsSuch) {
   ReplayHost host;
   const Session session;
   deliver(host, {on, found, FailedToConnect{1, "Busy."}, FailedToConnect{1}});
   EXPECT_THAT(session.recorder->take(), ElementsAre("state 5", "failed: Busy.", "failed"));
-  EXPECT_EQ(host.divergences().count, 1U);  // nobody asked again
+  EXPECT_EQ(host.divergences().count, 1U);  // without a second request
   deliver(host, {found, Connected{1}, services, characteristics, Value{1, 3, std::nullopt, "No."},
                  Value{1, 3, std::vector<std::uint8_t>{}}});
   EXPECT_EQ(session.recorder->log.back(), "value " + ecgUUID.substr(0, 2) + " ");
@@ -110,7 +110,7 @@ TEST(ReplayHostTest, AFailureOrAnAbsentValueIsToldAsOne) {
             "value " + ecgUUID.substr(0, 2) + " absent: No.");
 }
 
-// A capture may come from another host, or from somebody who means ill.
+// A capture may come from another host, or be made to attack the reader.
 TEST(ReplayHostTest, RecordedTextsOfSeveralLinesAreOneLine) {
   ReplayHost host;
   const Session session;
@@ -138,7 +138,7 @@ TEST(ReplayHostTest, ServicesAndCharacteristicsAreTheSameObjectsWithinAConnectio
   EXPECT_EQ(host.divergences().count, 0U);
 }
 
-TEST(ReplayHostTest, NothingIsToldFromInsideACall) {
+TEST(ReplayHostTest, NothingIsReportedFromInsideACall) {
   ReplayHost host;
   const Session session;
   deliver(host, connection + Script{services});
@@ -151,7 +151,7 @@ TEST(ReplayHostTest, NothingIsToldFromInsideACall) {
   EXPECT_THAT(session.recorder->take(), IsEmpty());
 }
 
-TEST(ReplayHostTest, TheProcessorClockStandsAtTheRecordAndIsGivenBack) {
+TEST(ReplayHostTest, TheProcessorClockIsThatOfTheRecordAndIsRestored) {
   const FakeProcessorClock before;
   FakeProcessorClock::now = 77;
   {
@@ -190,7 +190,7 @@ TEST(ReplayHostTest, CentralAndObjectsOutliveTheHost) {
   EXPECT_THAT(session.recorder->take(), IsEmpty());
 }
 
-TEST(ReplayHostTest, DelegatesThatAreGoneAreToldNothing) {
+TEST(ReplayHostTest, DestroyedDelegatesAreNotCalled) {
   ReplayHost host;
   Session session;
   deliver(host, connection);
@@ -217,27 +217,27 @@ TEST(ReplayHostTest, ObjectsOfAnotherHostAreIgnored) {
   EXPECT_EQ(host.divergences().count, 0U);
 }
 
-// What the kit does not ask for, and how that is told.
+// A record that the kit has not requested, and its description.
 struct Divergence {
   std::string name;
   Recorder::Script script;
   Script records;
   std::uint64_t count;
   std::string first;
-  std::string lastHeard;  // it was told all the same
+  std::string lastCall;  // it was delivered
 };
 
 void PrintTo(const Divergence& divergence, std::ostream* stream) { *stream << divergence.name; }
 
 class DivergenceTest : public testing::TestWithParam<Divergence> {};
 
-TEST_P(DivergenceTest, IsCountedAndToldAllTheSame) {
+TEST_P(DivergenceTest, IsCountedAndStillDelivered) {
   ReplayHost host;
   const Session session(GetParam().script);
   deliver(host, GetParam().records);
   EXPECT_EQ(host.divergences().count, GetParam().count);
   EXPECT_EQ(host.divergences().first, GetParam().first);
-  EXPECT_EQ(session.recorder->log.back(), GetParam().lastHeard);
+  EXPECT_EQ(session.recorder->log.back(), GetParam().lastCall);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -292,7 +292,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "value " + ecgUUID.substr(0, 2) + " 200301"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(ReplayHostTest, WithoutACentralThereIsNobodyToTell) {
+TEST(ReplayHostTest, WithoutACentralARecordIsCountedAndNotDelivered) {
   ReplayHost host;
   deliver(host, connection);
   EXPECT_EQ(host.divergences().count, 3U);
@@ -310,11 +310,11 @@ TEST(ReplayHostTest, TheTimeOfTheFirstDivergenceIsKept) {
   EXPECT_EQ(host.divergences().firstTime, 3s);
 }
 
-// Records that cannot be true after those before them.
+// Records that contradict those before them.
 struct Impossible {
   std::string name;
   Script before;
-  What record;
+  Report record;
   std::string message;
 };
 
@@ -322,7 +322,7 @@ void PrintTo(const Impossible& impossible, std::ostream* stream) { *stream << im
 
 class ContradictionTest : public testing::TestWithParam<Impossible> {};
 
-TEST_P(ContradictionTest, IsRefusedAndNotTold) {
+TEST_P(ContradictionTest, IsRefusedAndNotDelivered) {
   ReplayHost host;
   const Session session;
   deliver(host, GetParam().before);
@@ -345,26 +345,30 @@ INSTANTIATE_TEST_SUITE_P(
         Impossible{"StateBelow",
                    {},
                    StateChanged{static_cast<CBManagerState>(-1)},
-                   "a state of the radio that there is not"},
+                   "an invalid state of the radio"},
         Impossible{"StateAbove",
                    {},
                    StateChanged{static_cast<CBManagerState>(6)},
-                   "a state of the radio that there is not"},
+                   "an invalid state of the radio"},
         Impossible{"AdvertisedIdentifier",
                    {on},
                    Discovered{.peripheral = 1, .serviceUUIDs = {"what"}},
-                   "an identifier that is no Bluetooth UUID"},
-        Impossible{"ConnectedUnheard", {on}, Connected{1}, "peripheral 1 was never discovered"},
-        Impossible{"FailedUnheard", {on}, FailedToConnect{1}, "peripheral 1 was never discovered"},
-        Impossible{"LostUnheard", {on}, Disconnected{1}, "peripheral 1 was never discovered"},
-        Impossible{"ServicesUnheard", {on}, services, "peripheral 1 was never discovered"},
+                   "an identifier that is not a Bluetooth UUID"},
         Impossible{
-            "CharacteristicsUnheard", {on}, characteristics, "peripheral 1 was never discovered"},
-        Impossible{"SubscriptionUnheard",
+            "ConnectedUndiscovered", {on}, Connected{1}, "peripheral 1 was never discovered"},
+        Impossible{
+            "FailedUndiscovered", {on}, FailedToConnect{1}, "peripheral 1 was never discovered"},
+        Impossible{"LostUndiscovered", {on}, Disconnected{1}, "peripheral 1 was never discovered"},
+        Impossible{"ServicesUndiscovered", {on}, services, "peripheral 1 was never discovered"},
+        Impossible{"CharacteristicsUndiscovered",
+                   {on},
+                   characteristics,
+                   "peripheral 1 was never discovered"},
+        Impossible{"SubscriptionUndiscovered",
                    {on},
                    SubscriptionChanged{1, 3},
                    "peripheral 1 was never discovered"},
-        Impossible{"ValueUnheard", {on}, value(1, 3), "peripheral 1 was never discovered"},
+        Impossible{"ValueUndiscovered", {on}, value(1, 3), "peripheral 1 was never discovered"},
         Impossible{"ConnectedTwice", connection, Connected{1}, "peripheral 1 is connected twice"},
         Impossible{"FailedWhileConnected", connection, FailedToConnect{1},
                    "peripheral 1 cannot be connected, but is"},
@@ -385,54 +389,54 @@ INSTANTIATE_TEST_SUITE_P(
         Impossible{"ValueAfterConnection", subscribed + Script{Disconnected{1}}, value(1, 3),
                    "peripheral 1 is not connected"},
         Impossible{"ValueOfAnEarlierConnection", subscribed + Script{Disconnected{1}, Connected{1}},
-                   value(1, 3), "characteristic 3 is none of peripheral 1"},
+                   value(1, 3), "characteristic 3 does not belong to peripheral 1"},
         Impossible{"ValueOfAnUnlistedCharacteristic", subscribed, value(1, 5),
-                   "characteristic 5 is none of peripheral 1"},
+                   "characteristic 5 does not belong to peripheral 1"},
         Impossible{"ValueOfAService", subscribed, value(1, 2),
-                   "characteristic 2 is none of peripheral 1"},
+                   "characteristic 2 does not belong to peripheral 1"},
         Impossible{"ValueOfAnotherPeripheral", two, value(7, 3),
-                   "characteristic 3 is none of peripheral 7"},
+                   "characteristic 3 does not belong to peripheral 7"},
         Impossible{"SubscriptionOfAnotherPeripheral", two, SubscriptionChanged{7, 4},
-                   "characteristic 4 is none of peripheral 7"},
+                   "characteristic 4 does not belong to peripheral 7"},
         Impossible{"ServiceOfAnotherPeripheral", two,
                    CharacteristicsDiscovered{.peripheral = 7, .service = 2},
-                   "service 2 is none of peripheral 7"},
+                   "service 2 does not belong to peripheral 7"},
         Impossible{"UnlistedService", subscribed,
                    CharacteristicsDiscovered{.peripheral = 1, .service = 9},
-                   "service 9 is none of peripheral 1"},
+                   "service 9 does not belong to peripheral 1"},
         Impossible{
             "ServiceTwice", connection,
             ServicesDiscovered{.peripheral = 1, .services = {{2, serviceUUID}, {2, serviceUUID}}},
-            "service 2 stands twice in one list"},
+            "service 2 is listed twice in one list"},
         Impossible{
             "CharacteristicTwice", connection + Script{services},
             CharacteristicsDiscovered{
                 .peripheral = 1, .service = 2, .characteristics = {{3, ecgUUID}, {3, ecgUUID}}},
-            "characteristic 3 stands twice in one list"},
+            "characteristic 3 is listed twice in one list"},
         Impossible{"ServiceIdentifier", connection,
                    ServicesDiscovered{.peripheral = 1, .services = {{2, "-"}}},
-                   "an identifier that is no Bluetooth UUID"},
+                   "an identifier that is not a Bluetooth UUID"},
         Impossible{
             "CharacteristicIdentifier", connection + Script{services},
             CharacteristicsDiscovered{.peripheral = 1, .service = 2, .characteristics = {{3, ""}}},
-            "an identifier that is no Bluetooth UUID"},
+            "an identifier that is not a Bluetooth UUID"},
         Impossible{"ServiceChanged", subscribed,
                    ServicesDiscovered{.peripheral = 1, .services = {{2, ecgUUID}}},
-                   "service 2 is another one than when it was listed first"},
+                   "service 2 differs from its first listing"},
         Impossible{
             "CharacteristicChanged", subscribed,
             CharacteristicsDiscovered{
                 .peripheral = 1, .service = 2, .characteristics = {{3, batteryUUID, "the ECG"}}},
-            "characteristic 3 is another one than when it was listed first"},
+            "characteristic 3 differs from its first listing"},
         Impossible{"CharacteristicInAnotherService",
                    subscribed +
                        Script{ServicesDiscovered{.peripheral = 1, .services = {{8, serviceUUID}}}},
                    CharacteristicsDiscovered{
                        .peripheral = 1, .service = 8, .characteristics = {{3, ecgUUID, "the ECG"}}},
-                   "characteristic 3 is another one than when it was listed first"}),
+                   "characteristic 3 differs from its first listing"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(ReplayHostTest, ListsAndValuesOfAbsurdSizesAreHarmless) {
+TEST(ReplayHostTest, VeryLongListsAndValuesDoNoHarm) {
   ReplayHost host;
   const sessions::Listener listener([] { return 0s; });
   ServicesDiscovered many{.peripheral = 1};
@@ -447,7 +451,7 @@ TEST(ReplayHostTest, ListsAndValuesOfAbsurdSizesAreHarmless) {
   EXPECT_EQ(host.divergences().count, 0U);
 }
 
-// Delivers as much as it takes; a contradiction ends nothing here.
+// Delivers all records and ignores contradictions.
 void deliverAll(ReplayHost& host, const std::vector<Record>& records) {
   for (const Record& record : records) {
     try {
@@ -458,7 +462,7 @@ void deliverAll(ReplayHost& host, const std::vector<Record>& records) {
   }
 }
 
-TEST(ReplayHostTest, AnyRecordsAtAllAreHarmlessForTheWholeKit) {
+TEST(ReplayHostTest, RandomRecordsDoNoHarmToTheKit) {
   std::mt19937_64 random(1);
   for (int run = 0; run < 20; ++run) {
     ReplayHost host;
@@ -467,7 +471,7 @@ TEST(ReplayHostTest, AnyRecordsAtAllAreHarmlessForTheWholeKit) {
   }
 }
 
-TEST(ReplayHostTest, ASessionThatIsShuffledIsHarmlessForTheWholeKit) {
+TEST(ReplayHostTest, AShuffledSessionDoesNoHarmToTheKit) {
   std::vector<Record> records;
   {
     sessions::LiveWorld world;

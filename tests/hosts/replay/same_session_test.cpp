@@ -156,7 +156,7 @@ TEST(SameSessionTest, DiscoveriesThatFailOrFindNothing) {
   expectSame(world);
 }
 
-TEST(SameSessionTest, AnswersThatComeTwiceAndValuesBeforeTheirConfirmation) {
+TEST(SameSessionTest, RepeatedAnswersAndValuesBeforeTheirConfirmation) {
   LiveWorld world;
   world.device.setServiceDiscovery({.times = 2});
   world.device.setCharacteristicDiscovery({.times = 2});
@@ -220,7 +220,7 @@ TEST(SameSessionTest, ReplayedTwiceItIsTheSameTwice) {
   EXPECT_TRUE(sameSession(sessions::replay(file).heard, sessions::replay(file).heard));
 }
 
-TEST(SameSessionTest, WhatTheApplicationDoesItselfIsNotPartOfIt) {
+TEST(SameSessionTest, CallsOfTheApplicationAreNotPartOfIt) {
   LiveWorld world;
   world.scheduler.advance(6s);
   ASSERT_EQ(world.heard().count(kind<watch::Repetition>), 2U);

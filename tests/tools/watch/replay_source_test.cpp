@@ -238,7 +238,7 @@ TEST(ReplaySourceTest, AContradictionEndsItWithItsPlaceInTheFile) {
   const auto file = scratch.file("a.zcap", captures::captureOf(records));
   EXPECT_THAT(sessions::replay(file).report.complaints,
               ElementsAre(atByte(file, captures::beginningsOf(records).at(last)) +
-                          "characteristic 99 is none of peripheral 1"));
+                          "characteristic 99 does not belong to peripheral 1"));
 }
 
 TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
@@ -258,8 +258,8 @@ TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
   EXPECT_EQ(complaintsOf({-1ns}), "time runs backwards");
   EXPECT_EQ(complaintsOf({std::chrono::nanoseconds::min()}), "time runs backwards");
   EXPECT_EQ(complaintsOf({5s, 5s, 5s - 1ns}), "time runs backwards");
-  EXPECT_EQ(complaintsOf({1'000'000'001s}), "a time that no session reaches");
-  EXPECT_EQ(complaintsOf({0s, std::chrono::nanoseconds::max()}), "a time that no session reaches");
+  EXPECT_EQ(complaintsOf({1'000'000'001s}), "a time beyond the longest session");
+  EXPECT_EQ(complaintsOf({0s, std::chrono::nanoseconds::max()}), "a time beyond the longest session");
 }
 
 TEST(ReplaySourceTest, WhatTheSessionDoesNotAskForIsOneLine) {
@@ -271,7 +271,7 @@ TEST(ReplaySourceTest, WhatTheSessionDoesNotAskForIsOneLine) {
   queue.run();
   EXPECT_THAT(source.finish().complaints,
               ElementsAre(testing::MatchesRegex(
-                  ".*a\\.zcap: [0-9]+ records that the session has not asked for; the first at "
+                  ".*a\\.zcap: [0-9]+ records that the session did not request; the first at "
                   "0:00: a report of a central that was not created")));
 }
 

@@ -16,7 +16,16 @@ double standardMicroseconds() {
   return static_cast<double>(std::clock()) * (1e6 / static_cast<double>(CLOCKS_PER_SEC));
 }
 
-TEST(ProcessorClockTest, ReadsTheStandardProcessorTimeInMicroseconds) {
+// Puts the source back that was installed when it was made.
+class ProcessorClockTest : public testing::Test {
+ protected:
+  ~ProcessorClockTest() override { Zephly::setProcessorClock(before_); }
+
+ private:
+  Zephly::ProcessorClock before_ = Zephly::setProcessorClock(nullptr);
+};
+
+TEST_F(ProcessorClockTest, ReadsTheStandardProcessorTimeInMicroseconds) {
   const double before = standardMicroseconds();
   const auto reading = static_cast<double>(Zephly::processorClock());
   const double after = standardMicroseconds();
@@ -24,22 +33,37 @@ TEST(ProcessorClockTest, ReadsTheStandardProcessorTimeInMicroseconds) {
   EXPECT_LE(reading, after + 1.0);
 }
 
-TEST(ProcessorClockTest, InstalledSourceIsReadInstead) {
-  const Zephly::ProcessorClock standard = Zephly::setProcessorClock(&seven);
+TEST_F(ProcessorClockTest, InstalledSourceIsReadInstead) {
+  Zephly::setProcessorClock(&seven);
   EXPECT_EQ(Zephly::processorClock(), 7U);
-  EXPECT_EQ(Zephly::setProcessorClock(&eight), &seven);
+  const Zephly::ProcessorClock before = Zephly::setProcessorClock(&eight);
+  EXPECT_EQ(before(), 7U);
   EXPECT_EQ(Zephly::processorClock(), 8U);
-  Zephly::setProcessorClock(standard);
 }
 
-TEST(ProcessorClockTest, NullRestoresTheStandardSource) {
+TEST_F(ProcessorClockTest, ASourceMayHoldState) {
+  std::uint64_t now = 5;
+  Zephly::setProcessorClock([&now] { return now; });
+  EXPECT_EQ(Zephly::processorClock(), 5U);
+  now = 6;
+  EXPECT_EQ(Zephly::processorClock(), 6U);
+}
+
+TEST_F(ProcessorClockTest, EmptyRestoresTheStandardSource) {
+  Zephly::setProcessorClock(&seven);
+  Zephly::setProcessorClock(nullptr);
+  const auto reading = static_cast<double>(Zephly::processorClock());
+  EXPECT_LE(reading, standardMicroseconds() + 1.0);
+  EXPECT_GT(reading, 7.0);
+}
+
+TEST_F(ProcessorClockTest, TheStandardSourceIsReturnedAsASourceToo) {
   const Zephly::ProcessorClock standard = Zephly::setProcessorClock(&seven);
-  EXPECT_NE(standard, nullptr);
-  EXPECT_EQ(Zephly::setProcessorClock(nullptr), &seven);
-  EXPECT_EQ(Zephly::setProcessorClock(nullptr), standard);
+  ASSERT_TRUE(standard);
+  EXPECT_LE(static_cast<double>(standard()), standardMicroseconds() + 1.0);
 }
 
-TEST(ProcessorClockTest, FakeRestoresThePreviousSource) {
+TEST_F(ProcessorClockTest, FakeRestoresThePreviousSource) {
   {
     const FakeProcessorClock clock;
     FakeProcessorClock::now = 123;
