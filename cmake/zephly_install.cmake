@@ -1,6 +1,6 @@
 # The three components of `cmake --install`:
 #   runtime      the shared libraries, when there are any
-#   development  headers, what CMake and pkg-config need, static libraries
+#   development  headers, files for CMake and pkg-config, static libraries
 #   tools        the program, its manual page and its completion
 include(CMakePackageConfigHelpers)
 
@@ -36,14 +36,14 @@ install(FILES
   ${PROJECT_BINARY_DIR}/package/ZephlyConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# pkg-config. With static libraries the application links what they need, too.
+# pkg-config. With static libraries the application links their dependencies, too.
 file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" ZEPHLY_PC_PREFIX "${up}")
 if(NOT BUILD_SHARED_LIBS)
   set(ZEPHLY_PC_BLUEZ_NEEDS ", sdbus-c++")
 endif()
 set(modules zephly)
-foreach(component simulated bluez)
+foreach(component capture simulated bluez)
   if(component IN_LIST ZEPHLY_COMPONENTS)
     list(APPEND modules zephly-${component})
   endif()

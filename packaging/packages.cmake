@@ -1,5 +1,5 @@
-# Debian packages, by CPack: what of the installed files goes into which, and what Debian wants to know of it.
-# Used by scripts/package, which says how to compile.
+# Debian packages, by CPack: which installed files each one holds, and its control fields. Used by scripts/package,
+# which sets the compiler options.
 if(NOT BUILD_SHARED_LIBS OR NOT ZEPHLY_BUILD_BLUEZ OR NOT ZEPHLY_HAS_PAGE)
   message(FATAL_ERROR "The packages hold everything: -DBUILD_SHARED_LIBS=ON, with BlueZ, the tools and their page")
 endif()
@@ -9,7 +9,7 @@ set(runtime_package ${library})
 set(development_package libzephly-dev)
 set(tools_package zephly-tools)
 
-# The documents that every package has to have.
+# The documents that Debian requires of every package.
 set(documents ${PROJECT_BINARY_DIR}/package)
 set(CPACK_PACKAGE_CONTACT "Zephly developers <developers@zephly.invalid>")
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)  # that of SOURCE_DATE_EPOCH
@@ -56,7 +56,7 @@ set(CPACK_DEBIAN_PACKAGE_SOURCE zephly)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 
-# What they need of other packages is read from what is linked; the libraries are found where they were built.
+# Dependencies are computed from the linked libraries; our own are found in the build folders.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "")
@@ -65,7 +65,7 @@ foreach(component IN LISTS ZEPHLY_COMPONENTS)
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${folder})
 endforeach()
 
-# What other packages need that use the libraries; and the linker's list of libraries is renewed.
+# The dependency of other packages that use the libraries, and a trigger that updates the linker's cache.
 set(shlibs "")
 foreach(component IN LISTS ZEPHLY_COMPONENTS)
   get_target_property(file zephly_${component} OUTPUT_NAME)
@@ -84,7 +84,7 @@ gives an application electrocardiogram, respiration, electrode contact,
 temperatures, battery and counted exercises.
 
 This package holds the shared libraries: the kit, its main queue, the host on
-BlueZ, and the simulated host with its strap made of software.")
+BlueZ, the simulated host with its simulated strap, and captures of sessions.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

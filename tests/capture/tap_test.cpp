@@ -8,6 +8,7 @@
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/dsp/processor_clock.h>
 #include <zephly/session/zephly.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,17 +38,14 @@ using testing::ElementsAre;
 // A processor clock that returns the time of a simulated world, so that two runs are the same.
 class WorldClock {
  public:
-  explicit WorldClock(const simulated::Scheduler& scheduler) {
-    world = &scheduler;
-    before_ = setProcessorClock(
-        []() -> std::uint64_t { return static_cast<std::uint64_t>(world->now() / 1us); });
-  }
+  explicit WorldClock(const simulated::Scheduler& scheduler)
+      : before_(setProcessorClock(
+            [&scheduler] { return static_cast<std::uint64_t>(scheduler.now() / 1us); })) {}
   ~WorldClock() { setProcessorClock(before_); }
   WorldClock(const WorldClock&) = delete;
   WorldClock& operator=(const WorldClock&) = delete;
 
  private:
-  inline static const simulated::Scheduler* world = nullptr;
   ProcessorClock before_;
 };
 
@@ -255,8 +253,7 @@ class TapWorldTest : public testing::Test {
 
  protected:
   TapWorldTest() {
-    before_ = setProcessorClock([] { return processor; });
-    processor = 100;
+    before_ = setProcessorClock([this] { return processor_; });
     tap_.emplace(TapOptions{.now = [this] { return now_; },
                             .sink =
                                 [this](const Record& record) {
@@ -274,10 +271,9 @@ class TapWorldTest : public testing::Test {
         {.localName = "local", .serviceUUIDs = {CBUUID::UUIDWithString("180F")}}, -70);
   }
 
-  inline static std::uint64_t processor = 0;
-
   fake::World world_;
-  ProcessorClock before_ = nullptr;
+  std::uint64_t processor_ = 100;  // microseconds
+  ProcessorClock before_;
   std::vector<std::string> log_;
   std::vector<Record> records_;
   std::chrono::nanoseconds now_ = 5ns;
@@ -295,7 +291,7 @@ TEST_F(TapWorldTest, WithoutAHostTheConstructorThrows) {
 
 TEST_F(TapWorldTest, ARecordIsWrittenWithAllClocksBeforeTheKitIsCalled) {
   world_.central->current = CBManagerState::poweredOn;
-  processor = 777;
+  processor_ = 777;
   host_->centralManagerDidUpdateState(world_.central);
   EXPECT_THAT(log_, ElementsAre("noted 0", "state 5"));
   ASSERT_EQ(records_.size(), 1U);
@@ -431,11 +427,11 @@ TEST_F(TapWorldTest, AnObjectAtTheAddressOfADestroyedOneHasANewNumber) {
 
 TEST_F(TapWorldTest, TheProcessorClockIsFrozenBetweenRecords) {
   EXPECT_EQ(processorClock(), 100U);
-  processor = 200;
+  processor_ = 200;
   EXPECT_EQ(processorClock(), 100U);
   host_->centralManagerDidUpdateState(world_.central);
   EXPECT_EQ(processorClock(), 200U);
-  processor = 300;
+  processor_ = 300;
   EXPECT_EQ(processorClock(), 200U);
   EXPECT_EQ(records_.at(0).stamp.processor, 200U);
   tap_.reset();

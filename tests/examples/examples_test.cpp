@@ -1,11 +1,14 @@
 // The example programs, run as described in their first lines.
 
+#include <capture/record.h>
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
+#include <tests/support/captures.h>
 #include <tests/support/fake_bluez/fake_bluez.h>
 #include <tests/support/fake_bluez/private_bus.h>
 #include <tests/support/process.h>
 #include <tests/support/turn_until.h>
+#include <zephly/ble/gatt_profile.h>
 #include <zephly/session/signal_processor.h>
 
 #include <gmock/gmock.h>
@@ -169,6 +172,76 @@ TEST(FrameFileExample, ReportsTheLineWithInvalidBytes) {
   EXPECT_THAT(run.outputLines(), Contains("battery 90 %"));
   EXPECT_THAT(run.outputLines(),
               Contains("frame_file_session: line 2: expected bytes in hexadecimal"));
+}
+
+// A connection and two ECG frames, the first with the samples 1 to 6 of the strap's smallest unit.
+std::vector<Zephly::capture::Record> captureWithEcg() {
+  using namespace Zephly::capture;
+  std::vector<std::uint8_t> rising;
+  for (std::uint8_t sample = 1; sample <= 6; ++sample) {
+    rising.insert(rising.end(), {sample, 0, 0});
+  }
+  const Stamp end{.monotonic = 65s};
+  return {
+      {{}, Connected{1}},
+      {{},
+       CharacteristicsDiscovered{
+           .peripheral = 1,
+           .service = 2,
+           .characteristics = {{3, ecgCharacteristicUUID().UUIDString(), "ECG"}}}},
+      {{}, Value{.peripheral = 1, .characteristic = 3, .bytes = rising}},
+      {{}, Value{.peripheral = 1, .characteristic = 3, .error = "No."}},
+      {end, Value{.peripheral = 1, .characteristic = 3, .bytes = std::vector<std::uint8_t>(18)}},
+      {end, Ended{}}};
+}
+
+Finished readCapture(const captures::Bytes& bytes) {
+  const captures::ScratchDirectory scratch;
+  const auto file = scratch.file("walk.zcap", bytes);
+  return Process(example("read_capture", "'" + file.string() + "'")).finish();
+}
+
+TEST(ReadCaptureExample, CountsNotificationsAndDecodesTheEcg) {
+  const Finished run = readCapture(captures::captureOf(captureWithEcg()));
+  EXPECT_EQ(run.exitCode, 0) << run.output;
+  EXPECT_THAT(run.outputLines(), Contains("1:05, connected 1 time(s)"));
+  EXPECT_THAT(run.outputLines(),
+              Contains(ecgCharacteristicUUID().UUIDString() + ": 2 notifications"));
+  EXPECT_THAT(run.output, HasSubstr("12 ECG samples from 0 to 1.7"));
+  EXPECT_THAT(run.output, Not(HasSubstr("read_capture:")));
+}
+
+TEST(ReadCaptureExample, ReportsDamageAndReadsTheRest) {
+  const std::vector<Zephly::capture::Record> records = captureWithEcg();
+  captures::Bytes bytes = captures::captureOf(records);
+  const std::size_t damaged = captures::beginningsOf(records).at(2) + 30;
+  bytes.at(damaged) ^= 1U;
+  const Finished run = readCapture(bytes);
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, HasSubstr("walk.zcap: at byte "));
+  EXPECT_THAT(run.output, HasSubstr("damaged record (checksum is wrong), 1 record lost\n"));
+  EXPECT_THAT(run.output, HasSubstr("6 ECG samples from 0 to 0\n"));
+}
+
+TEST(ReadCaptureExample, ACutCaptureFailsWithWhatIsBeforeTheCut) {
+  const std::vector<Zephly::capture::Record> records = captureWithEcg();
+  captures::Bytes bytes = captures::captureOf(records);
+  bytes.resize(captures::beginningsOf(records).at(4) + 1);
+  Finished run = readCapture(bytes);
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, HasSubstr("cut off in the middle of a record"));
+  EXPECT_THAT(run.output, HasSubstr("6 ECG samples"));
+  bytes.resize(captures::beginningsOf(records).at(4));
+  run = readCapture(bytes);
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.outputLines(), Contains("read_capture: the end of the capture is missing"));
+}
+
+TEST(ReadCaptureExample, RefusesAFileThatIsNotACapture) {
+  const Finished run = readCapture({'t', 'e', 'x', 't'});
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, HasSubstr("walk.zcap: at byte 0: not a capture\n"));
+  EXPECT_EQ(Process(example("read_capture")).finish().exitCode, 2);
 }
 
 TEST(MinimalSessionExample, FindsTheStrapPrintsAndReleasesIt) {

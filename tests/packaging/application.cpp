@@ -1,15 +1,26 @@
-/// A small application, as somebody else would write it: three seconds of a session on the
-/// simulated host. Prints how many ECG samples came and a digest of their bits; ends with 1 when
-/// something is not right.
+/// A small application of the installed kit: three seconds of a session on the simulated host,
+/// recorded and read back. Prints the number of ECG samples and a digest of their bits; the exit
+/// code is 1 when a check fails.
 
+#include <capture/capture_error.h>
+#include <capture/reader.h>
+#include <capture/tap_host.h>
+#include <capture/writer.h>
 #include <hosts/simulated/living_strap.h>
 #include <simulator/recording.h>
 #include <zephly/zephly.h>
 
 #include <bit>
+#include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include <unistd.h>
 
 namespace {
 
@@ -49,29 +60,73 @@ class Application final : public ZephlyDelegate {
   std::uint64_t digest_ = 0xcbf29ce484222325U;
 };
 
-// What the library throws is caught here by its type.
+// Exceptions of a library are caught here by their type.
 bool errorsCross() {
+  int caught = 0;
   try {
     (void)Zephly::simulator::Recording::parse("no numbers\n", "nothing.csv", 500);
   } catch (const Zephly::simulator::RecordingError&) {
-    return true;
+    ++caught;
   }
-  return false;
+  try {
+    const Zephly::capture::Reader reader("/");
+  } catch (const Zephly::capture::CaptureError&) {
+    ++caught;
+  }
+  return caught == 2;
+}
+
+// A file that is removed with the object.
+class ScratchFile {
+ public:
+  ScratchFile() = default;
+  ScratchFile(const ScratchFile&) = delete;
+  ScratchFile& operator=(const ScratchFile&) = delete;
+  ~ScratchFile() { std::filesystem::remove(path_); }
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_ = std::filesystem::temp_directory_path() /
+                                ("zephly-application-" + std::to_string(::getpid()) + ".zcap");
+};
+
+std::chrono::nanoseconds steadyTime() {
+  return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+// The number of notifications in a capture that is whole; 0 for any other file.
+int notificationsIn(const std::filesystem::path& file) {
+  Zephly::capture::Reader reader(file);
+  int notifications = 0;
+  while (const std::optional<Zephly::capture::Record> record = reader.next()) {
+    if (std::holds_alternative<Zephly::capture::Value>(record->what)) ++notifications;
+  }
+  return reader.ended() ? notifications : 0;
 }
 
 }  // namespace
 
 int main() {
   Zephly::main_queue::MainQueue queue;
+  const ScratchFile file;
   const Zephly::simulated::LivingStrap strap(queue, {}, 1000);
+  Zephly::capture::Writer writer(file.path(), {.program = "application", .source = "simulated"});
+  Zephly::capture::TapHost tap(
+      {.now = steadyTime,
+       .sink = [&](const Zephly::capture::Record& record) { (void)writer.append(record); }});
   const auto application = std::make_shared<Application>(queue);
   const std::shared_ptr<ZephlyPeripheralDelegate> session = Zephly::Zephly::init(application);
   queue.run();
+  tap.end();
+  const bool written = !writer.close();
   std::cout << "ECG samples " << application->ecgSamples() << ", digest " << std::hex
             << application->digest() << std::dec << '\n';
-  // Type information of the kit's classes is one and the same on both sides.
+  // The type information of the kit's classes is the same on both sides.
   const bool cast = dynamic_cast<WorkoutDelegate*>(session.get()) != nullptr;
+  // Six samples in a notification, and as many of respiration.
+  const bool recorded = written && notificationsIn(file.path()) >= wantedSamples / 6 * 2;
   const bool good = application->connections() == 1 && application->ecgSamples() == wantedSamples &&
-                    cast && errorsCross();
+                    cast && recorded && errorsCross();
   return good ? 0 : 1;
 }
