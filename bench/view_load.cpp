@@ -80,7 +80,7 @@ struct Figures {
   double processorTime = 0;           // of the process over that of the clock
   std::array<double, 5> megabytes{};  // in use: at the beginning, and after each quarter
   std::uint64_t samples = 0;          // of the ECG, that the session delivered
-  std::uint64_t complete = 0;         // viewers that got all of them
+  std::uint64_t complete = 0;         // viewers that received all of them
   std::uint64_t lost = 0;             // by all but the stopped one together
   std::uint64_t stoppedReceived = 0;
   std::uint64_t stoppedLost = 0;
@@ -265,7 +265,7 @@ void printTable(const std::vector<Figures>& alone, const std::vector<Figures>& w
     const char* name;
     Figure figure;
   };
-  constexpr std::array<Row, 6> rows = {Row{"late by, median, ms", &Figures::median},
+  constexpr std::array<Row, 6> rows = {Row{"delay, median, ms", &Figures::median},
                                        Row{"99 of 100 callbacks, ms", &Figures::most},
                                        Row{"999 of 1000, ms", &Figures::nearlyAll},
                                        Row{"the worst, ms", &Figures::worst},
@@ -301,7 +301,7 @@ int measure(const Load& load) {
   printTable(alone, watched);
   std::cout
       << "\n| run | MB at first | after 1/4 | 1/2 | 3/4 | at the end | worst, ms | ECG samples "
-         "| viewers with all | the others lost | the stopped one got | and lost |\n"
+         "| viewers with all | the others lost | the stopped one received | and lost |\n"
          "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n";
   printRuns("no viewer", alone);
   printRuns("20 viewers", watched);

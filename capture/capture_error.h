@@ -17,6 +17,7 @@
 
 namespace Zephly::capture {
 
+/// An error of a capture, with its kind and its offset in the file.
 class ZEPHLY_EXPORT CaptureError : public std::runtime_error {
  public:
   enum class Kind {

@@ -15,6 +15,7 @@
 
 namespace Zephly::capture {
 
+/// A regular file that is open for reading.
 class CaptureFile {
  public:
   /// Throws CaptureError when the path is not a regular file or cannot be opened; never waits for

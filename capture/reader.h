@@ -31,6 +31,7 @@ namespace Zephly::capture {
 class CaptureFile;
 struct RecordHeader;
 
+/// Reads one capture, from its beginning to its end.
 class ZEPHLY_EXPORT Reader {
  public:
   /// Reads the head. Throws CaptureError of kind `unusable` for a directory, a pipe, an empty file,

@@ -59,17 +59,20 @@ struct Discovered {
   friend bool operator==(const Discovered&, const Discovered&) = default;
 };
 
+/// A connection was made.
 struct Connected {
   ObjectId peripheral = 0;
   friend bool operator==(const Connected&, const Connected&) = default;
 };
 
+/// A connection attempt failed.
 struct FailedToConnect {
   ObjectId peripheral = 0;
   ErrorText error = {};
   friend bool operator==(const FailedToConnect&, const FailedToConnect&) = default;
 };
 
+/// A link was lost or ended.
 struct Disconnected {
   ObjectId peripheral = 0;
   ErrorText error = {};
@@ -130,6 +133,7 @@ using Report =
     std::variant<StateChanged, Discovered, Connected, FailedToConnect, Disconnected,
                  ServicesDiscovered, CharacteristicsDiscovered, SubscriptionChanged, Value, Ended>;
 
+/// One record: its clocks and its content.
 struct Record {
   Stamp stamp;
   Report what;

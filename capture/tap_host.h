@@ -6,7 +6,7 @@
 ///   const LivingStrap strap(queue);  // or any other host
 ///   TapHost tap({.now = [&] { return sinceTheSessionBegan(); },
 ///                .sink = [&](const Record& record) { writer.append(record); }});
-///   const auto session = ::Zephly::Zephly::init(application);  // on the tap, and so on the host
+///   const auto session = Zephly::Zephly::init(application);  // on the tap, and so on the host
 ///   ...
 ///   tap.end();  // the Ended record
 ///
@@ -31,6 +31,7 @@ namespace Zephly::capture {
 
 class TapNotes;
 
+/// The clocks of a tap, and the function that receives its records.
 struct TapOptions {
   /// The clock of Stamp::monotonic. Required.
   std::function<std::chrono::nanoseconds()> now;
@@ -40,6 +41,7 @@ struct TapOptions {
   std::function<std::chrono::nanoseconds()> wall = {};
 };
 
+/// The host in use while it exists; it uses the host that was in use before.
 class ZEPHLY_EXPORT TapHost final : public Host {
  public:
   /// Becomes the host in use and wraps the host before, which must be alive whenever a central is

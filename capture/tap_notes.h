@@ -14,6 +14,7 @@
 
 namespace Zephly::capture {
 
+/// One for each tap, shared by its central and its peripherals.
 class TapNotes {
  public:
   /// Installs a processor clock that returns the time of the latest record. Records are stamped

@@ -48,12 +48,14 @@ struct ZEPHLY_EXPORT FileCalls {
   static FileCalls system();
 };
 
+/// How a Writer writes.
 struct WriterOptions {
   bool overwrite = false;  ///< replace an existing regular file
   std::chrono::milliseconds synchronizeEvery{1000};
   FileCalls calls = FileCalls::system();
 };
 
+/// Writes one capture.
 class ZEPHLY_EXPORT Writer {
  public:
   /// Creates the file and writes its head. Throws std::runtime_error with one line that names the

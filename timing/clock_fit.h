@@ -36,6 +36,7 @@ inline constexpr std::chrono::seconds shortestForRate{60};
 /// The lower convex hull of points that come from left to right.
 class LowerHull {
  public:
+  /// `x` is the number of a sample, `y` the time of its arrival.
   struct Point {
     double x;
     double y;

@@ -25,6 +25,7 @@
 
 namespace Zephly::replay {
 
+/// The records of one capture, in order.
 class RecordOrder {
  public:
   /// Throws capture::CaptureError when the file is not a capture.

@@ -3,7 +3,7 @@
 /// The host that reports the records of a capture to the kit, one by one, and nothing else.
 ///
 ///   ReplayHost host;                                  // from now on the host in use
-///   auto session = ::Zephly::Zephly::init(application);
+///   auto session = Zephly::Zephly::init(application);
 ///   while (const auto record = reader.next()) host.deliver(*record);
 ///   host.divergences().count;                         // 0: the kit requested all of it
 ///
@@ -34,6 +34,7 @@ struct Divergences {
   std::chrono::nanoseconds firstTime{};  ///< Stamp::monotonic of its record
 };
 
+/// The host in use while it exists.
 class ReplayHost final : public Host {
  public:
   /// Becomes the host in use and replaces the kit's processor clock, which is 0 until the first

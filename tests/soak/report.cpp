@@ -46,7 +46,7 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
          << rounded(outcome.strapSeconds / outcome.wallSeconds) << " times real time |\n"
          << "| verdict | " << (outcome.wrong.empty() ? "as it must be" : "WRONG") << " |\n\n";
 
-  output << "| | sent | told | while nobody listened |\n|---|--:|--:|--:|\n";
+  output << "| | sent | received | without a delegate |\n|---|--:|--:|--:|\n";
   for (const simulator::Stream stream : simulator::allStreams) {
     accountRow(output, std::string(simulator::streamName(stream)) + ", values",
                outcome.streams.at(static_cast<std::size_t>(stream)));
