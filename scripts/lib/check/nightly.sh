@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What .ci/run leaves out, one after the other. docs/systems.md says of each why.
+# What .ci/run leaves out, one after the other. CONTRIBUTING.md gives the reason for each.
 source scripts/lib/side_by_side.sh
 stage 4h scripts/check lint
 stage 1h scripts/same-bits --unit-tests
