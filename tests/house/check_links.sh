@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# No relative link in a Markdown file is dead, picture or page, file or heading. Usage: check_links.sh ROOT
+# Every relative link in a Markdown file leads to a file, a picture or a heading, and every script that a Markdown file
+# names exists, with the part of scripts/check that it names. Usage: check_links.sh ROOT
 set -euo pipefail
 cd "$1"
 
@@ -29,6 +30,14 @@ while IFS= read -r file; do
       failures=$((failures + 1))
     fi
   done < <(prose "$file" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\((.*)\)$/\1/' || true)
+  while read -r script part; do
+    links=$((links + 1))
+    if [ ! -e "$script" ] || { [ "$script" = scripts/check ] && [ -n "$part" ] && [ ! -e "scripts/lib/check/$part.sh" ]; }; then
+      echo "$file: no script $script $part"
+      failures=$((failures + 1))
+    fi
+  done < <(grep -ohE '(^|[ `(])scripts/[a-z][a-z_/-]*( [a-z]+[` ])?' "$file" | sed -E 's/^[ `(]//; s/`//g; s/ +$//' |
+    sed -E '/^scripts\/check /!s/ .*//' || true)
 done < <(find . -name '*.md' -not -path '*/node_modules/*' -not -path './build/*' -not -path './.git/*' | sort)
 
 [ $links -gt 40 ] || { echo "only $links links seen: is $1 the right folder?"; exit 1; }
