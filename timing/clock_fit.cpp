@@ -7,11 +7,11 @@ namespace Zephly::timing {
 
 namespace {
 
-// A break shorter than this many frames is none: no frame that was lost leaves so small a hole, and
-// no line is known better.
+// A break shorter than this many frames is no gap: a lost frame leaves at least one whole frame
+// period, and the fitted line is not more exact than half of one.
 constexpr double smallestGap = 1.5;
 
-// Of a silence: what must be missing after it for frames to have been lost.
+// Frames were lost in a silence when the delay after it is larger by this part of the silence.
 constexpr double smallestLoss = 0.1;
 
 }  // namespace
@@ -43,7 +43,8 @@ void LowerHull::extend(Point point) {
 
 double LowerHull::bestSlope() const {
   const double mean = sum_ / static_cast<double>(count_);
-  // The mean lies left of the last point and not left of the first.
+  // The hull edge above which the mean of x lies. The mean is at or right of the first point; with
+  // equal points it is the last one, hence the step back.
   auto right = std::upper_bound(hull_.begin(), hull_.end(), mean,
                                 [](double x, const Point& point) { return x < point.x; });
   if (right == hull_.end()) --right;
@@ -78,7 +79,7 @@ void ClockFit::frame(Nanoseconds arrival) {
 
 bool ClockFit::continues(const Stretch& before, const Stretch& after) const {
   if (before.linkBegin != after.linkBegin) return false;
-  // By how much the later ones come later than those before, at the nominal rate: what is missing.
+  // At the nominal rate both stretches have a smallest delay; the difference is the missing time.
   const double period = rate_.period();
   const double expected = before.hull.offset(period) + static_cast<double>(before.samples) * period;
   const double found =
@@ -119,13 +120,13 @@ double ClockFit::commonPeriod(const std::vector<Stretch>& stretches) const {
 
 Segment ClockFit::place(const Stretch& stretch, double period, Nanoseconds before) const {
   const Nanoseconds fitted = stretch.first + Nanoseconds(std::llround(stretch.hull.offset(period)));
-  // A strap sends what it measures: nothing is older than the link, but for the frame in the
-  // making.
+  // The strap does not buffer samples: none is older than the link, except for those of the frame
+  // that was being filled when the link was established.
   const Nanoseconds youngest = stretch.linkBegin - Nanoseconds(std::llround(rate_.framePeriod()));
   const Nanoseconds begin = std::max({before, youngest, fitted});
   const auto hole = static_cast<double>((begin - before).count());
   if (hole < smallestGap * rate_.framePeriod()) {
-    // What was before goes on; at the beginning of a session there is nothing to go on.
+    // No gap: continues where the previous segment ended. The first segment has none before it.
     const Nanoseconds joint = before > Nanoseconds{} ? before : begin;
     return {.samples = stretch.samples, .begin = joint, .period = period, .gap = {}};
   }

@@ -1,24 +1,24 @@
 #pragma once
 /// @file
-/// From the times at which frames arrived to the times at which their samples were taken.
+/// Estimates when samples were taken from the times at which their frames arrived.
 ///
 ///   ClockFit fit({.perSecond = 500, .samplesPerFrame = 6, .silence = 2s});
 ///   fit.beginLink(connected);
 ///   for (const Frame& frame : frames) fit.frame(frame.arrival);
 ///   const StreamClock clock = fit.finish();
 ///
-/// A frame arrives when it has been measured or later, never earlier; how much later is anybody's
-/// guess. So the line of the strap's clock lies below all arrivals, as close to them as it can: of
-/// all lines that no arrival lies below, the one with the least sum of distances. That line is an
-/// edge of the lower convex hull of the arrivals, the one at their mean (S. B. Moon, P. Skelly,
+/// A frame arrives after its last sample was taken, with a delay that is never negative and
+/// otherwise unknown. So the line of the strap's clock lies below all arrivals and as close to them
+/// as possible: among all lines with no arrival below them, it has the least sum of distances. This
+/// line is the edge of the lower convex hull of the arrivals at their mean (S. B. Moon, P. Skelly,
 /// D. Towsley: Estimation and removal of clock skew from network delay measurements, INFOCOM 1999),
-/// so that the hull is all that must be kept. docs/export.md tells how far off it is.
+/// so only the hull is kept. docs/export.md gives the error.
 ///
-/// After a silence within a link it is uncertain whether frames were lost. The frames that follow
-/// tell: when they are as late as those before, within a tenth of the silence, all that was held
-/// back has come.
+/// After a silence within a link, frames may have been lost or only delayed. The frames that follow
+/// decide: if they are as late as those before the silence, within a tenth of its length, no frame
+/// was lost.
 ///
-/// The time that even the fastest frame needs cannot be seen and stays in the result.
+/// The delay of the fastest frame cannot be observed and remains in the result.
 
 #include <timing/stream_clock.h>
 
@@ -27,13 +27,13 @@
 
 namespace Zephly::timing {
 
-/// How far a strap's clock may be off its nominal rate, as a part of it.
+/// The largest relative deviation of a strap's clock from its nominal rate.
 inline constexpr double largestDrift = 500e-6;
-/// Arrivals over less than this tell nothing of the rate: it is that of the longest segment of the
-/// stream, or the nominal one.
+/// A segment shorter than this is too short to estimate its rate: it gets the rate of the stream's
+/// longest segment, or the nominal one.
 inline constexpr std::chrono::seconds shortestForRate{60};
 
-/// The lower convex hull of points that come from left to right.
+/// The lower convex hull of points that are added from left to right.
 class LowerHull {
  public:
   /// `x` is the number of a sample, `y` the time of its arrival.
@@ -44,13 +44,13 @@ class LowerHull {
 
   /// `x` must be greater than before.
   void add(Point point);
-  /// All points of `other`, moved by `by`; they must lie right of those that are here.
+  /// All points of `other`, moved by `by`; they must lie right of all points of this hull.
   void add(const LowerHull& other, Point by);
-  /// The slope of the line below all points with the least sum of distances. There must be two
-  /// points at least.
+  /// The slope of the line below all points with the least sum of distances. Needs at least two
+  /// points.
   double bestSlope() const;
-  /// Where a line of that slope that touches the points from below meets x = 0. There must be a
-  /// point.
+  /// The value at x = 0 of the line of that slope that touches the points from below. Needs at
+  /// least one point.
   double offset(double slope) const;
 
  private:
@@ -66,7 +66,7 @@ class ClockFit {
  public:
   explicit ClockFit(const StreamRate& rate) : rate_(rate) {}
 
-  /// A link has come up: what follows has nothing to do with what was before.
+  /// A link was established: the frames that follow are not joined with those before.
   void beginLink(Nanoseconds time);
   void frame(Nanoseconds arrival);
   std::int64_t samples() const { return samples_; }
@@ -74,7 +74,8 @@ class ClockFit {
   StreamClock finish() const;
 
  private:
-  // Frames without a silence, on one link.
+  // Frames of one link without a silence between them. finish() joins stretches of one link when
+  // no frame was lost between them; the result of each becomes a segment.
   struct Stretch {
     Nanoseconds linkBegin{};
     Nanoseconds first{};  // arrival; y is relative to it

@@ -1,13 +1,13 @@
 #pragma once
 /// @file
-/// When the samples of a stream were taken, by the clock of the session.
+/// When the samples of a stream were taken, on the session's clock.
 ///
 ///   StreamClock clock = fit.finish();  // see clock_fit.h
 ///   ClockWalk walk(clock);
 ///   for (const float value : values) write(walk.next().time, value);
 ///
-/// A stream is a row of segments. Within one nothing is missing as far as can be known, and sample
-/// i was taken at begin + i * period.
+/// A stream is a sequence of segments. Within a segment no sample is known to be missing, and
+/// sample i was taken at begin + i * period.
 
 #include <chrono>
 #include <cstddef>
@@ -18,11 +18,11 @@ namespace Zephly::timing {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-/// What is known of a stream without having seen any of it.
+/// The nominal properties of a stream.
 struct StreamRate {
   int perSecond;        ///< samples, nominally
-  int samplesPerFrame;  ///< that arrive together
-  /// Without a frame for so long it is not certain that none was lost.
+  int samplesPerFrame;  ///< arrive together
+  /// After this long without a frame, frames may have been lost.
   Nanoseconds silence;
 
   double period() const { return 1e9 / perSecond; }  ///< nanoseconds, nominally
@@ -34,7 +34,7 @@ struct Segment {
   std::int64_t samples = 0;
   Nanoseconds begin{};  ///< when the first one was taken, since the session began
   double period = 0;    ///< nanoseconds between two
-  Nanoseconds gap{};    ///< how long none was taken (or arrived) before the first one
+  Nanoseconds gap{};    ///< time without samples (or without their frames) before the first one
 
   /// Of sample `index`, also between samples and beyond them.
   Nanoseconds time(double index) const;
@@ -42,7 +42,7 @@ struct Segment {
   Nanoseconds end() const { return time(static_cast<double>(samples)); }
 };
 
-/// One stream from the beginning of a session to its end. Times rise from sample to sample.
+/// One stream from the beginning of a session to its end. Times increase from sample to sample.
 struct StreamClock {
   StreamRate rate{};
   std::vector<Segment> segments = {};
@@ -52,25 +52,25 @@ struct StreamClock {
   Nanoseconds end() const;
 };
 
-/// One sample's place in time.
+/// The time of one sample.
 struct SampleTime {
   Nanoseconds time{};
   Nanoseconds gap{};   ///< before it, 0 when it follows another one
   Nanoseconds from{};  ///< half a period before it
-  Nanoseconds to{};    ///< half a period after it: where the next one's begins
+  Nanoseconds to{};    ///< half a period after it
 };
 
-/// Goes over the samples of a stream in order.
+/// Iterates over the samples of a stream in order.
 class ClockWalk {
  public:
   /// Does not own `clock`.
   explicit ClockWalk(const StreamClock& clock) : clock_(&clock) {}
 
-  /// Whether all samples have been passed.
+  /// Whether there are no more samples.
   bool over() const { return segment_ == clock_->segments.size(); }
-  /// The next sample, which there must be.
+  /// The next sample; over() must be false.
   SampleTime peek() const;
-  /// The same, and goes on.
+  /// The same, and advances.
   SampleTime next();
 
  private:
