@@ -17,24 +17,24 @@ namespace Zephly::exporting {
 
 namespace {
 
-// A session, and what it says of one record.
+// A session, and what it reports for one record.
 class Listening {
  public:
   Listening()
       : receiver_(std::make_shared<watch::Receiver>(
-            [this] { return moment_.time; }, [this](const watch::Event& event) { take(event); })),
+            [this] { return played_.time; }, [this](const watch::Event& event) { take(event); })),
         catcher_([this](std::string_view line) { receiver_->diagnosticLine(line); }),
         session_(::Zephly::Zephly::init(receiver_)) {
     session_->startWorkoutDetection(receiver_);
   }
 
-  const Moment& deliver(const capture::Record& record) {
-    moment_.clear();
-    moment_.time = record.stamp.monotonic;
+  const PlayedRecord& deliver(const capture::Record& record) {
+    played_.clear();
+    played_.time = record.stamp.monotonic;
     value_ = std::get_if<capture::Value>(&record.what);
     raw_.clear();
     host_.deliver(record);
-    return moment_;
+    return played_;
   }
 
   const replay::Divergences& divergences() const { return host_.divergences(); }
@@ -44,34 +44,34 @@ class Listening {
     std::visit([this](const auto& what) { note(what); }, event.what);
   }
 
-  void note(const watch::Connected& /*what*/) { moment_.connected = true; }
-  void note(const watch::Disconnected& /*what*/) { moment_.disconnected = true; }
+  void note(const watch::Connected& /*what*/) { played_.connected = true; }
+  void note(const watch::Disconnected& /*what*/) { played_.disconnected = true; }
   void note(const watch::LeadOff& what) {
-    moment_.contacts.push_back({moment_.respiration.size(), what.off});
+    played_.contacts.push_back({played_.respiration.size(), what.off});
   }
-  void note(const watch::Temperature& what) { moment_.temperature = what; }
-  void note(const watch::Battery& what) { moment_.battery = what.status; }
-  void note(const watch::EcgSample& what) { moment_.ecg.push_back(what.value); }
+  void note(const watch::Temperature& what) { played_.temperature = what; }
+  void note(const watch::Battery& what) { played_.battery = what.status; }
+  void note(const watch::EcgSample& what) { played_.ecg.push_back(what.value); }
   void note(const watch::RespirationSample& what) {
     if (raw_.empty()) raw_ = FrameDecoders::calculateECGValue(frame());
-    moment_.respiration.push_back({raw_[moment_.respiration.size()], what.value});
+    played_.respiration.push_back({raw_[played_.respiration.size()], what.value});
   }
-  void note(const watch::Repetition& what) { moment_.repetitions.push_back(what.exercise); }
-  // The trace line says that the kit has taken the reading.
+  void note(const watch::Repetition& what) { played_.repetitions.push_back(what.exercise); }
+  // The kit has processed the reading.
   void note(const watch::MotionSample& /*what*/) {
-    moment_.motion = FrameDecoders::calculateMotionValue(frame());
+    played_.motion = FrameDecoders::calculateMotionValue(frame());
   }
   void note(const watch::Diagnostic& /*what*/) {}
   void note(const watch::HostLine& /*what*/) {}
 
-  // That the kit has just been given.
+  // The frame being delivered.
   hosts::Data frame() const {
     return hosts::Data(value_ != nullptr && value_->bytes ? *value_->bytes
                                                           : std::vector<std::uint8_t>{});
   }
 
   replay::ReplayHost host_;
-  Moment moment_;
+  PlayedRecord played_;
   const capture::Value* value_ = nullptr;
   std::vector<float> raw_;  // of a respiration frame, when it has been decoded
   std::shared_ptr<watch::Receiver> receiver_;
@@ -81,7 +81,7 @@ class Listening {
 
 }  // namespace
 
-void Moment::clear() {
+void PlayedRecord::clear() {
   connected = false;
   disconnected = false;
   ecg.clear();
@@ -95,7 +95,7 @@ void Moment::clear() {
 
 CapturePlayer::CapturePlayer(const std::filesystem::path& file) : records_(file) {}
 
-Played CapturePlayer::play(const std::function<void(const Moment&)>& listener,
+Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& listener,
                            std::uint64_t limit) {
   Played played;
   Listening listening;

@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// Gives a capture to a session of the kit as fast as it goes, and tells what came out of each
-/// record, together with what the strap had sent.
+/// Plays a capture into a session of the kit as fast as possible, and reports for each record what
+/// the strap had sent and what the session made of it.
 ///
 ///   CapturePlayer player("walk.zcap");
-///   const Played played = player.play([&](const Moment& moment) { ... });
-///   for (const std::string& complaint : played.complaints) tell(complaint);
+///   const Played played = player.play([&](const PlayedRecord& record) { ... });
+///   for (const std::string& complaint : played.complaints) std::cerr << complaint << '\n';
 ///
-/// On the main queue's thread, one at a time in a process: while it plays, its host is the one in
-/// use and the kit's diagnostic lines go nowhere. The session that it creates stays in memory, as
-/// every session does.
+/// On the main queue's thread, one at a time in a process: while it plays, its host is in use and
+/// the kit's diagnostic lines are discarded. The session that it creates stays in memory, as every
+/// session does.
 
 #include <hosts/replay/record_order.h>
 #include <simulator/training_plan.h>
@@ -31,17 +31,17 @@ namespace Zephly::exporting {
 
 struct RespirationSample {
   float raw;        ///< as the strap sent it; full scale is +-2.42
-  float processed;  ///< what the kit made of it, 0..1
+  float processed;  ///< by the kit, 0..1
 };
 
-/// What the kit said of the electrodes at a sample of a respiration frame.
+/// A change of electrode contact that the kit reported at a sample of a respiration frame.
 struct Contact {
   std::size_t sample;  ///< index in the frame
   bool off;
 };
 
-/// What one record has led to. Nothing of it, for most kinds of records.
-struct Moment {
+/// The results of one record. Empty for most kinds of records.
+struct PlayedRecord {
   std::chrono::nanoseconds time{};  ///< when it arrived, since the session began
   bool connected = false;
   bool disconnected = false;
@@ -51,7 +51,7 @@ struct Moment {
   std::optional<watch::Temperature> temperature;
   std::optional<BatteryStatus> battery;
   std::optional<FrameDecoders::Motion> motion;
-  std::vector<simulator::Exercise> repetitions;  ///< that were counted with this motion reading
+  std::vector<simulator::Exercise> repetitions;  ///< counted with this motion reading
 
   /// Empties it for the next record.
   void clear();
@@ -60,8 +60,8 @@ struct Moment {
 struct Played {
   std::uint64_t records = 0;
   std::chrono::nanoseconds duration{};  ///< the time of the last record
-  /// What is wrong with the capture, one line each with the file's name. What stands before has
-  /// been played.
+  /// What is wrong with the capture, one line each with the file's name. All records before the
+  /// damage have been played.
   std::vector<std::string> complaints;
 };
 
@@ -73,7 +73,7 @@ class CapturePlayer {
   const capture::Preamble& preamble() const { return records_.preamble(); }
 
   /// To the end, or to the first damage, or until `limit` records have been played. Once.
-  Played play(const std::function<void(const Moment&)>& listener,
+  Played play(const std::function<void(const PlayedRecord&)>& listener,
               std::uint64_t limit = std::numeric_limits<std::uint64_t>::max());
 
  private:

@@ -150,7 +150,7 @@ CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
   }
   battery_ = create(batteryName, batteryHeader);
   events_ = create(eventsName, eventsHeader);
-  writeHappenings(timeline);
+  writeAnnotations(timeline);
 }
 
 void CsvFiles::check(const std::filesystem::path& directory, Existing existing) {
@@ -170,39 +170,39 @@ CsvFile& CsvFiles::row(Track track) {
   return stream;
 }
 
-void CsvFiles::take(const Moment& moment) {
-  for (const float value : moment.ecg) {
+void CsvFiles::take(const PlayedRecord& record) {
+  for (const float value : record.ecg) {
     CsvFile& ecg = row(Track::ecg);
     ecg.number(value);
     ecg.endRow();
   }
-  for (const RespirationSample& sample : moment.respiration) {
+  for (const RespirationSample& sample : record.respiration) {
     CsvFile& respiration = row(Track::respiration);
     respiration.number(sample.raw);
     respiration.number(sample.processed);
     respiration.endRow();
   }
-  if (const auto& reading = moment.temperature) {
+  if (const auto& reading = record.temperature) {
     CsvFile& temperature = row(Track::temperature);
     for (const float value : {reading->object, reading->ambient, reading->body}) {
       temperature.number(value);
     }
     temperature.endRow();
   }
-  if (const auto& m = moment.motion) {
+  if (const auto& m = record.motion) {
     CsvFile& motion = row(Track::motion);
     for (const float value : {m->qw, m->qx, m->qy, m->qz, m->ax, m->ay, m->az}) {
       motion.number(value);
     }
     motion.endRow();
   }
-  if (moment.disconnected && withoutBatterySince_ < timing::Nanoseconds::zero())
-    withoutBatterySince_ = moment.time;
-  if (moment.battery) takeBattery(moment.time, *moment.battery);
+  if (record.disconnected && withoutBatterySince_ < timing::Nanoseconds::zero())
+    withoutBatterySince_ = record.time;
+  if (record.battery) takeBattery(record.time, *record.battery);
 }
 
 void CsvFiles::takeBattery(timing::Nanoseconds time, const BatteryStatus& status) {
-  // Two in one moment still come one after the other.
+  // Two in one record still come one after the other.
   lastBattery_ = std::max(time, lastBattery_ + 1ns);
   battery_->begin(lastBattery_);
   battery_->gap(withoutBatterySince_ < timing::Nanoseconds::zero()
@@ -214,13 +214,13 @@ void CsvFiles::takeBattery(timing::Nanoseconds time, const BatteryStatus& status
   battery_->endRow();
 }
 
-void CsvFiles::writeHappenings(const Timeline& timeline) {
-  for (const Happening& happening : timeline.happenings) {
-    events_->begin(happening.time);
-    events_->text(happeningName(happening.kind));
-    events_->text(happening.track ? trackName(*happening.track) : "");
-    if (happening.duration) {
-      events_->duration(*happening.duration);
+void CsvFiles::writeAnnotations(const Timeline& timeline) {
+  for (const Annotation& annotation : timeline.annotations) {
+    events_->begin(annotation.time);
+    events_->text(annotationName(annotation.kind));
+    events_->text(annotation.track ? trackName(*annotation.track) : "");
+    if (annotation.duration) {
+      events_->duration(*annotation.duration);
     } else {
       events_->text("");
     }

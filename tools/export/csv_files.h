@@ -1,13 +1,13 @@
 #pragma once
 /// @file
-/// A session as comma-separated values: one file for each stream, one for what happened. The
-/// columns are told in docs/export.md.
+/// A session as comma-separated values: one file for each stream, one for the events.
+/// docs/export.md describes the columns.
 ///
 ///   CsvFiles files("walk", Existing::refused, timeline, preamble.began);
-///   player.play([&](const Moment& moment) { files.take(moment); });
-///   files.publish();  // without it nothing is left, but for the directory
+///   player.play([&](const PlayedRecord& record) { files.take(record); });
+///   files.publish();  // otherwise the destructor removes the files, not the directory
 ///
-/// Holds no samples. `timeline` must outlive it and be of the same moments.
+/// Holds no samples. `timeline` must outlive it and belong to the same records.
 
 #include <tools/export/pending_file.h>
 #include <tools/export/survey.h>
@@ -44,14 +44,14 @@ class CsvFile {
   /// Throws std::runtime_error when the file cannot be written.
   void endRow();
 
-  /// Writes what is left.
+  /// Writes buffered rows.
   void finish();
   void publish() { file_.publish(); }
 
  private:
   PendingFile file_;
   timing::Nanoseconds began_;
-  std::string row_;  // and those before it that have not been written
+  std::string row_;  // preceded by complete rows that have not been written
   // The date's part that does not change within a second.
   timing::Nanoseconds second_{-1};
   std::string secondText_;
@@ -66,7 +66,7 @@ class CsvFiles {
   /// Throws as the constructor does, and leaves nothing but the directory.
   static void check(const std::filesystem::path& directory, Existing existing);
 
-  void take(const Moment& moment);
+  void take(const PlayedRecord& record);
   /// Completes all files, then gives them their names. Throws std::runtime_error.
   void publish();
 
@@ -75,7 +75,7 @@ class CsvFiles {
   /// Begins a row for the next sample of a stream.
   CsvFile& row(Track track);
   void takeBattery(timing::Nanoseconds time, const BatteryStatus& status);
-  void writeHappenings(const Timeline& timeline);
+  void writeAnnotations(const Timeline& timeline);
 
   std::array<std::unique_ptr<CsvFile>, allTracks.size()> streams_;
   std::vector<timing::ClockWalk> walks_;

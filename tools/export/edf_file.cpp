@@ -5,6 +5,7 @@
 #include <edflib.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -23,7 +24,7 @@ constexpr std::array<EdfKind, edfChannels> kinds = {{
     {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767, simulator::waveformRate},
     {"Resp processed", "chest strap", "", "N:50Hz N:125Hz HP:0.04Hz LP:2Hz", -0.0001, 1, -32768,
      32767, simulator::waveformRate},
-    // The strap's own steps of 0.02 K. Absolute zero is nobody's temperature.
+    // The strap's own steps of 0.02 K, from absolute zero, which no sample has.
     {"Temp skin", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
      simulator::temperatureRate},
     {"Temp ambient", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
@@ -32,14 +33,15 @@ constexpr std::array<EdfKind, edfChannels> kinds = {{
     {"Battery", "chest strap", "%", "", -0.1, 100, -1, 1000, 1},
 }};
 
-// The charge is told every ten seconds at least.
+// The strap sends the charge every ten seconds at least.
 constexpr timing::Nanoseconds chargeHolds = 3 * simulator::batteryInterval;
 
 constexpr int mostAnnotationSignals = 64;  // of EDFlib
 
 // Times in 0.1 ms, as EDF+ files of this program have them; a duration of -1 is none. Version 1.27
 // of EDFlib brought a function that counts in microseconds and deprecated the one before: as
-// `Handle` is a parameter, only the one that is there, and the newer of the two, is ever called.
+// `Handle` is a template parameter, only a function that exists is called, and the newer of the
+// two.
 template <class Handle>
 int writeAnnotation(Handle handle, std::int64_t onset, std::int64_t duration, const char* text) {
   if constexpr (requires { edfwrite_annotation_utf8_hr(handle, onset, duration, text); }) {
@@ -72,14 +74,14 @@ std::int64_t secondsFrom(timing::Nanoseconds begin, timing::Nanoseconds end) {
 }
 
 // "gap: ecg"
-std::string annotationText(const Happening& happening) {
-  std::string text = happeningName(happening.kind);
-  if (happening.track) text += std::string(": ") + trackName(*happening.track);
+std::string annotationText(const Annotation& annotation) {
+  std::string text = annotationName(annotation.kind);
+  if (annotation.track) text += std::string(": ") + trackName(*annotation.track);
   return text;
 }
 
 // Motion is not in the file.
-bool isAnnotated(const Happening& happening) { return happening.track != Track::motion; }
+bool isAnnotated(const Annotation& annotation) { return annotation.track != Track::motion; }
 
 std::string edfError(int code) {
   switch (code) {
@@ -91,7 +93,7 @@ std::string edfError(int code) {
     case EDFLIB_NO_SUCH_FILE_OR_DIRECTORY:
       return "it cannot be opened";
     default:
-      return "EDFlib gives up (" + std::to_string(code) + ")";
+      return "EDFlib fails with " + std::to_string(code);
   }
 }
 
@@ -129,15 +131,25 @@ EdfFile::~EdfFile() {
   if (handle_ >= 0) edfclose_file(handle_);
 }
 
-void EdfFile::check(int result) {
-  if (result < 0) giveUp("EDFlib gives up");
+// Calls a function of EDFlib that writes to the file. EDFlib does not report every write error, and
+// never the reason; the first error number that a call leaves behind is the reason when something
+// turns out to be missing.
+template <class Call>
+int EdfFile::written(Call&& call) {
+  errno = 0;
+  const int result = call();
+  if (writeError_ == 0) writeError_ = errno;
+  return result;
 }
 
-// EDFlib does not tell why something failed. Mostly the file takes no more: then it says so itself.
-void EdfFile::giveUp(const std::string& reason) {
-  constexpr std::size_t more = 65'536;
-  file_.write(std::string(more, ' '));
-  throw cannotWrite(file_.path(), reason);
+void EdfFile::fail() const {
+  if (writeError_ != 0) throw cannotWrite(file_.path(), writeError_);
+  throw cannotWrite(file_.path(), "EDFlib did not write all of it");
+}
+
+// For functions of EDFlib that do not touch the file.
+void EdfFile::check(int result) {
+  if (result < 0) throw cannotWrite(file_.path(), "EDFlib rejects what it is given");
 }
 
 void EdfFile::describe(const capture::Preamble& preamble) {
@@ -168,7 +180,7 @@ void EdfFile::describe(const capture::Preamble& preamble) {
 }
 
 void EdfFile::annotate() {
-  const auto& all = timeline_.happenings;
+  const auto& all = timeline_.annotations;
   const std::int64_t count = std::count_if(all.begin(), all.end(), isAnnotated);
   // A data record has room for one annotation in each annotation signal.
   const std::int64_t signalsNeeded = (count + seconds_ - 1) / seconds_;
@@ -182,45 +194,45 @@ void EdfFile::annotate() {
   const auto units = [](timing::Nanoseconds time) {
     return std::llround(static_cast<double>(time.count()) / 100'000);  // 0.1 ms
   };
-  for (const Happening& happening : all) {
-    if (!isAnnotated(happening)) continue;
-    check(writeAnnotation(handle_, units(happening.time - begin_),
-                          happening.duration ? units(*happening.duration) : -1,
-                          annotationText(happening).c_str()));
+  for (const Annotation& annotation : all) {
+    if (!isAnnotated(annotation)) continue;
+    check(writeAnnotation(handle_, units(annotation.time - begin_),
+                          annotation.duration ? units(*annotation.duration) : -1,
+                          annotationText(annotation).c_str()));
   }
 }
 
-void EdfFile::take(const Moment& moment) {
-  takeSamples(moment);
-  holdCharge(moment.time);
-  if (moment.disconnected) charge_.reset();
-  if (moment.battery) {
-    charge_ = moment.battery->soc;
-    chargeTold_ = moment.time;
+void EdfFile::take(const PlayedRecord& record) {
+  takeSamples(record);
+  holdCharge(record.time);
+  if (record.disconnected) charge_.reset();
+  if (record.battery) {
+    charge_ = record.battery->soc;
+    chargeTime_ = record.time;
   }
   pump();
 }
 
-void EdfFile::takeSamples(const Moment& moment) {
+void EdfFile::takeSamples(const PlayedRecord& record) {
   const auto put = [this](EdfChannel channel, const timing::SampleTime& time, float value) {
     signal(channel).put(time.from, time.to, value);
   };
-  for (const float value : moment.ecg) put(EdfChannel::ecg, walk(Track::ecg).next(), value);
-  for (const RespirationSample& sample : moment.respiration) {
+  for (const float value : record.ecg) put(EdfChannel::ecg, walk(Track::ecg).next(), value);
+  for (const RespirationSample& sample : record.respiration) {
     const timing::SampleTime time = walk(Track::respiration).next();
     put(EdfChannel::respiration, time, sample.raw);
     put(EdfChannel::processedRespiration, time, sample.processed);
   }
-  if (moment.temperature) {
+  if (record.temperature) {
     const timing::SampleTime time = walk(Track::temperature).next();
-    put(EdfChannel::skin, time, moment.temperature->object);
-    put(EdfChannel::ambient, time, moment.temperature->ambient);
+    put(EdfChannel::skin, time, record.temperature->object);
+    put(EdfChannel::ambient, time, record.temperature->ambient);
   }
 }
 
 void EdfFile::holdCharge(timing::Nanoseconds time) {
   EdfSignal& battery = signal(EdfChannel::battery);
-  if (charge_) battery.put(chargeTold_, std::min(time, chargeTold_ + chargeHolds), *charge_);
+  if (charge_) battery.put(chargeTime_, std::min(time, chargeTime_ + chargeHolds), *charge_);
   battery.skip(time);
 }
 
@@ -238,36 +250,36 @@ void EdfFile::pump() {
   }
   signal(EdfChannel::ecg).skip(horizon(Track::ecg));
   const auto ready = [](const EdfSignal& one) { return one.secondIsReady(); };
-  while (written_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
+  while (secondsWritten_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
     for (EdfSignal& one : signals_) {
-      // EDFlib does not write to what it is given.
-      check(edfwrite_digital_short_samples(handle_, const_cast<short*>(one.takeSecond())));
+      // EDFlib does not change the samples.
+      auto* const samples = const_cast<short*>(one.takeSecond());
+      if (written([&] { return edfwrite_digital_short_samples(handle_, samples); }) < 0) fail();
     }
-    ++written_;
+    ++secondsWritten_;
   }
 }
 
 void EdfFile::publish() {
   holdCharge(begin_ + std::chrono::seconds(seconds_));
   pump();
-  check(edfclose_file(std::exchange(handle_, -1)));
-  verify();
+  // Closing writes the annotations and what is still buffered, and does not report when that fails.
+  const int closed = written([&] { return edfclose_file(std::exchange(handle_, -1)); });
+  if (closed < 0 || !isComplete()) fail();
   file_.publish();
 }
 
-// EDFlib does not tell of all that goes wrong when it completes a file.
-void EdfFile::verify() {
+// Reads the file again.
+bool EdfFile::isComplete() const {
   const auto header = std::make_unique<edf_hdr_struct>();
   if (edfopen_file_readonly(file_.temporary().c_str(), header.get(), EDFLIB_READ_ALL_ANNOTATIONS) <
       0) {
-    giveUp("what was written cannot be read again");
+    return false;
   }
   edfclose_file(header->handle);
-  const auto& all = timeline_.happenings;
-  if (header->datarecords_in_file != seconds_ ||
-      header->annotations_in_file != std::count_if(all.begin(), all.end(), isAnnotated)) {
-    giveUp("not all that was written is there");
-  }
+  const auto& all = timeline_.annotations;
+  return header->datarecords_in_file == seconds_ &&
+         header->annotations_in_file == std::count_if(all.begin(), all.end(), isAnnotated);
 }
 
 }  // namespace Zephly::exporting

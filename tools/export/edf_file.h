@@ -5,11 +5,12 @@
 /// continuous, one data record a second. Signals, ranges and annotations: docs/export.md.
 ///
 ///   EdfFile file("walk.edf", Existing::refused, timeline, preamble);
-///   player.play([&](const Moment& moment) { file.take(moment); });
-///   file.publish();  // without it nothing is left
+///   player.play([&](const PlayedRecord& record) { file.take(record); });
+///   file.publish();  // otherwise the destructor removes it
 ///
-/// Holds the samples that wait for those of other signals, some seconds of them. `timeline` must
-/// outlive it and be of the same moments. Not thread-safe, nor are two at a time.
+/// Holds some seconds of samples, until those of the other signals have arrived. `timeline` must
+/// outlive it and belong to the same records. Not thread-safe; EDFlib is not either, so only one
+/// thread may write EDF+ files.
 
 #include <capture/record.h>
 #include <tools/export/edf_signal.h>
@@ -45,24 +46,26 @@ class EdfFile {
   EdfFile& operator=(const EdfFile&) = delete;
   ~EdfFile();
 
-  /// Whether the header tells the session's date: EDF+ knows those from 1985 to 2084.
+  /// Whether the header has the session's date: EDF+ has dates from 1985 to 2084.
   bool isDated() const { return dated_; }
 
-  void take(const Moment& moment);
-  /// Completes the file, reads it again to see whether all is there, and gives it its name. Throws
+  void take(const PlayedRecord& record);
+  /// Completes the file, reads it again to check that it is complete, and gives it its name. Throws
   /// std::runtime_error.
   void publish();
 
  private:
   void describe(const capture::Preamble& preamble);
   void annotate();
-  void takeSamples(const Moment& moment);
-  /// Battery: until `time` the charge is what was told last.
+  void takeSamples(const PlayedRecord& record);
+  /// Battery: until `time` the charge is the last one received.
   void holdCharge(timing::Nanoseconds time);
   void pump();
-  void verify();
+  bool isComplete() const;
   void check(int result);
-  [[noreturn]] void giveUp(const std::string& reason);
+  template <class Call>
+  int written(Call&& call);
+  [[noreturn]] void fail() const;
 
   EdfSignal& signal(EdfChannel channel) { return signals_[static_cast<std::size_t>(channel)]; }
   timing::ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }
@@ -74,12 +77,13 @@ class EdfFile {
   timing::Nanoseconds begin_;  // of the file: the whole second before the session
   bool dated_;
   std::int64_t seconds_;  // of the file
-  std::int64_t written_ = 0;
+  std::int64_t secondsWritten_ = 0;
   int handle_ = -1;
+  int writeError_ = 0;  // errno of the first write that failed
   std::vector<EdfSignal> signals_;
   std::vector<timing::ClockWalk> walks_;
   std::optional<float> charge_;
-  timing::Nanoseconds chargeTold_{};
+  timing::Nanoseconds chargeTime_{};
 };
 
 }  // namespace Zephly::exporting

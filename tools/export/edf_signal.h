@@ -1,16 +1,15 @@
 #pragma once
 /// @file
-/// One signal of an EDF+ file: how its values become 16-bit numbers, and which of its slots holds
-/// which sample.
+/// One signal of an EDF+ file: converts its values to 16-bit numbers and assigns samples to slots.
 ///
 ///   EdfSignal signal(ecgKind, {});
 ///   signal.put(from, to, 0.25F);  // fills the slots of this sample, and the gap before it
 ///   signal.ready();               // slots that can be written
 ///
-/// An EDF+ file has a fixed grid of slots, the strap a clock of its own. A slot holds the sample
-/// whose time (half a period to either side) it falls into; so a strap that is slow has one sample
-/// twice from time to time, and one that is fast loses one. No value is changed. Slots without a
-/// sample hold the digital minimum, which no sample has.
+/// An EDF+ file has a fixed grid of slots, but the strap's clock drifts. A slot holds the sample
+/// whose time (half a period to either side) contains the slot's time; with a slow strap one sample
+/// is repeated from time to time, with a fast one a sample is dropped. No value is changed. Slots
+/// without a sample hold the digital minimum, which no sample has.
 
 #include <timing/stream_clock.h>
 
@@ -20,7 +19,7 @@
 
 namespace Zephly::exporting {
 
-/// What the header of an EDF+ file tells of a signal. Physical limits have at most 8 characters.
+/// The header fields of a signal. Physical limits have at most 8 characters.
 struct EdfKind {
   const char* label;
   const char* transducer;
@@ -36,24 +35,23 @@ struct EdfKind {
   double step() const {
     return (physicalMaximum - physicalMinimum) / (digitalMaximum - digitalMinimum);
   }
-  /// The nearest digital number that a sample may have. What is no number is as absent.
+  /// The nearest digital number that a sample may have. NaN counts as absent.
   std::int16_t digital(float value) const;
 };
 
 class EdfSignal {
  public:
-  /// Slot 0 stands at `begin`, by the clock of the session: not after 0.
+  /// `begin`: the time of slot 0 on the session's clock, not after 0.
   EdfSignal(const EdfKind& kind, timing::Nanoseconds begin) : kind_(kind), begin_(begin) {}
 
   const EdfKind& kind() const { return kind_; }
 
-  /// `value` holds from `from` on until before `to`. Times must not go back.
+  /// `value` holds from `from` until just before `to`. Times must not decrease.
   void put(timing::Nanoseconds from, timing::Nanoseconds to, float value);
-  /// There is nothing before `until` other than what was put.
+  /// No more samples come for the time before `until`.
   void skip(timing::Nanoseconds until);
 
-  /// The slots that are known and have not been taken, at least one second of them: then there is
-  /// something to take.
+  /// Whether one second of slots is complete and has not been taken.
   bool secondIsReady() const;
   /// Slots of one second. Valid until the next call; secondIsReady() must be true.
   const std::int16_t* takeSecond();

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Ctrl-C for a program that computes and waits for nothing: the work asks now and then whether it
-/// is to end, and can clean up.
+/// Ctrl-C for a program that computes without an event loop: the work checks from time to time
+/// whether it should end, and can clean up.
 ///
 ///   EndSignals signals;
 ///   while (more()) {
@@ -15,14 +15,14 @@
 
 namespace Zephly::exporting {
 
-/// While one lives, SIGINT, SIGTERM and SIGHUP are only noted. One at a time in a process. A signal
-/// that was ignored before stays so: nohup(1) works.
+/// While one exists, SIGINT, SIGTERM and SIGHUP only set a flag. One at a time in a process. A
+/// signal that was ignored before stays ignored: nohup(1) works.
 class EndSignals {
  public:
   EndSignals();
   EndSignals(const EndSignals&) = delete;
   EndSignals& operator=(const EndSignals&) = delete;
-  /// Puts back what was there before.
+  /// Restores the previous handlers.
   ~EndSignals();
 
   /// Whether one has come since the last EndSignals began.

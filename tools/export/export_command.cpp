@@ -18,12 +18,12 @@ void addTargets(CLI::App& command, ExportOptions& options) {
                   [&](const std::string& text) { options.edf = tools::fileValue("--edf", text); });
   tools::addValue(
       command, "--csv", "DIRECTORY",
-      "Write a CSV file for each stream into this directory, which is created if need be",
+      "Write a CSV file for each stream into this directory, which is created if it does not exist",
       [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
 }
 
 int runExport(ExportOptions options, const std::string& who) {
-  // A limit of the file's size is an error like a full disk.
+  // A limit of the file size becomes a write error, like a full disk.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const EndSignals signals;
   options.interrupted = [asked = options.interrupted] { return asked() || EndSignals::came(); };
@@ -38,22 +38,20 @@ tools::Command addExportCommand(CLI::App& program) {
   CLI::App* command =
       program.add_subcommand("export", "Write a capture as EDF+ and CSV, for other programs");
   command->footer(
-      "Signals, columns and how samples get their times: see docs/export.md. A file appears when\n"
-      "it is complete, and not at all when something goes wrong before, or after Ctrl-C. Of a\n"
-      "capture that is cut or damaged, what stands before is written.\n"
+      "docs/export.md describes signals, columns and the times of samples. A file appears when it\n"
+      "is complete, and not at all after an error or Ctrl-C. Of a capture that is cut or damaged,\n"
+      "everything before the damage is written.\n"
       "Exit code: 0 when everything was written; 1 when a file could not be written, or the\n"
-      "capture is cut, damaged or none; 2 for options that are not understood.");
+      "capture is cut, damaged or not a capture; 2 for wrong options.");
   const auto options = std::make_shared<ExportOptions>();
   tools::addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
     options->capture = tools::fileValue("FILE", text);
   })->required();
   addTargets(*command, *options);
-  command
-      ->add_flag_callback(
-          "--force", [options] { options->existing = Existing::replaced; },
-          "Replace files that are there already")
-      ->disable_flag_override();
-  return {command, [options] {
+  const auto overwrite = std::make_shared<bool>(false);
+  tools::addFlag(*command, "--force", *overwrite, "Replace existing files");
+  return {command, [options, overwrite] {
+            if (*overwrite) options->existing = Existing::replaced;
             if (!options->edf && !options->csv) {
               throw CLI::RequiredError("--edf FILE, --csv DIRECTORY or both");
             }

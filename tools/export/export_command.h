@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// `zephly export`: writes a capture as EDF+ and as CSV. And what others need who offer the same.
+/// `zephly export`: writes a capture as EDF+ and as CSV. `zephly record` shares its options.
 
 #include <tools/common/command.h>
 #include <tools/export/exporter.h>
@@ -20,9 +20,9 @@ tools::Command addExportCommand(CLI::App& program);
 /// long.
 void addTargets(CLI::App& command, ExportOptions& options);
 
-/// Exports, and tells on standard error what is wrong with the capture, in the name of the
-/// subcommand `who`; returns the exit code. SIGINT, SIGTERM and SIGHUP interrupt it. Throws as
-/// exportCapture() does.
+/// Exports, and writes the defects of the capture on standard error, prefixed with the subcommand
+/// `who`; returns the exit code. SIGINT, SIGTERM and SIGHUP interrupt it. Throws as exportCapture()
+/// does.
 int runExport(ExportOptions options, const std::string& who);
 
 }  // namespace Zephly::exporting

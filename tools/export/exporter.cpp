@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Beyond it the session's own times would not fit into a clock of nanoseconds.
+// Later, times within the session would overflow a 64-bit count of nanoseconds.
 constexpr timing::Nanoseconds latestBegin = 8'000'000'000s;  // the year 2223
 
 std::string about(const ExportOptions& options, const std::string& what) {
@@ -50,9 +50,9 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   const capture::Preamble preamble = first.preamble();
   checkBegin(options, preamble);
   Survey survey;
-  Played played = first.play([&](const Moment& moment) {
+  Played played = first.play([&](const PlayedRecord& record) {
     checkInterruption(options);
-    survey.take(moment);
+    survey.take(record);
   });
   const Timeline timeline = survey.finish(played.duration);
 
@@ -62,10 +62,10 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   if (options.csv) csv.emplace(*options.csv, options.existing, timeline, preamble.began);
   CapturePlayer second(options.capture);
   const Played again = second.play(
-      [&](const Moment& moment) {
+      [&](const PlayedRecord& record) {
         checkInterruption(options);
-        if (edf) edf->take(moment);
-        if (csv) csv->take(moment);
+        if (edf) edf->take(record);
+        if (csv) csv->take(record);
       },
       played.records);
   if (again.records != played.records) {

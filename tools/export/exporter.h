@@ -5,7 +5,7 @@
 ///   const auto complaints = exportCapture({.capture = "walk.zcap", .edf = "walk.edf"});
 ///   for (const std::string& complaint : complaints) std::cerr << complaint << '\n';
 ///
-/// The capture is read twice: the clock of the strap is known when all of it has been seen.
+/// The capture is read twice: the strap's clock is known only after the whole capture was read.
 
 #include <tools/export/pending_file.h>
 
@@ -26,16 +26,16 @@ struct ExportOptions {
   std::function<bool()> interrupted = [] { return false; };
 };
 
-/// Throws std::runtime_error, one line, when a file that is asked for cannot be had. To be called
-/// before a session is recorded that is to be exported at its end. Creates the directory.
+/// Throws std::runtime_error, one line, when one of the files cannot be created. `zephly record`
+/// calls it before it records, so that a wrong path is reported at once. Creates the directory.
 void checkTargets(const ExportOptions& options);
 
-/// Throws std::runtime_error, one line, when nothing was written: the capture is none, a file
-/// cannot be written, it was interrupted. What is returned is wrong with the capture although the
-/// files are there, with all that stands before the damage; one line each.
+/// Throws std::runtime_error, one line, when nothing was written: the file is not a capture, a file
+/// cannot be written, or it was interrupted. Otherwise returns the defects of the capture, one line
+/// each; the files then hold everything before the damage.
 ///
-/// On the main queue's thread, without another host in use. The program must ignore SIGXFSZ for a
-/// limit of a file's size to become an error.
+/// On the main queue's thread, with no other host in use. The program must ignore SIGXFSZ, so that
+/// a limit of the file size is reported as an error.
 std::vector<std::string> exportCapture(const ExportOptions& options);
 
 }  // namespace Zephly::exporting

@@ -27,7 +27,7 @@ void checkPlace(const std::filesystem::path& path, Existing existing) {
   if (existing == Existing::refused) throw cannotWrite(path, thereAlready);
 }
 
-// Not every file system knows how to refuse a name that is taken.
+// Not every file system supports RENAME_NOREPLACE.
 int moveUnlessThere(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return -1;
@@ -56,7 +56,7 @@ PendingFile::PendingFile(std::filesystem::path path, Existing existing)
 
 void PendingFile::create() {
   const std::string stem = path_.string() + ".part-" + std::to_string(::getpid());
-  // Others are of a program that was killed and had the same number.
+  // A program that was killed may have left a file with the same process id.
   constexpr int names = 100;
   for (int i = 0; i < names; ++i) {
     temporary_ = i == 0 ? stem : stem + "-" + std::to_string(i);
@@ -84,7 +84,7 @@ void PendingFile::write(std::string_view text) {
 }
 
 void PendingFile::publish() {
-  // Some file systems cannot do it at all; what is written is written.
+  // EINVAL: the file system does not support fsync(); the data were written all the same.
   if (::fsync(file_.get()) < 0 && errno != EINVAL) throw cannotWrite(path_, errno);
   const int moved = existing_ == Existing::replaced
                         ? ::rename(temporary_.c_str(), path_.c_str())

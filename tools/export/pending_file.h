@@ -1,11 +1,11 @@
 #pragma once
 /// @file
-/// A file that comes into being as a whole or not at all: written beside its place under another
-/// name, and moved there when it is complete.
+/// A file that appears complete or not at all: written under a temporary name in the same directory
+/// and renamed when it is complete.
 ///
 ///   PendingFile file("walk.csv", Existing::refused);
 ///   file.write("time,value\n");
-///   file.publish();  // without it nothing is left
+///   file.publish();  // otherwise the destructor removes it
 ///
 /// A program that is killed leaves the unfinished one, "walk.csv.part-4711", behind.
 
@@ -18,7 +18,7 @@
 
 namespace Zephly::exporting {
 
-/// What becomes of a regular file that is there already.
+/// What happens to a regular file that exists already.
 enum class Existing { refused, replaced };
 
 /// One line that names the file and says why it cannot be written.
@@ -41,7 +41,7 @@ class PendingFile {
   /// Adds to it. Throws as the constructor does.
   void write(std::string_view text);
 
-  /// Makes the disk keep it and gives it its name. Once. Throws as the constructor does.
+  /// Writes it through to the disk and gives it its name. Once. Throws as the constructor does.
   void publish();
 
  private:

@@ -10,7 +10,7 @@ namespace Zephly::exporting {
 namespace {
 
 using namespace std::chrono_literals;
-using Kind = Happening::Kind;
+using Kind = Annotation::Kind;
 
 // A Bluetooth link holds back frames for a second or two where the radio is busy, and delivers them
 // all.
@@ -33,7 +33,7 @@ Kind kindOf(simulator::Exercise exercise) {
   return Kind::jump;
 }
 
-Happening gap(Track track, timing::Nanoseconds from, timing::Nanoseconds to) {
+Annotation gap(Track track, timing::Nanoseconds from, timing::Nanoseconds to) {
   return {.kind = Kind::gap, .time = from, .duration = to - from, .track = track};
 }
 
@@ -45,7 +45,7 @@ const char* trackName(Track track) {
   return names[static_cast<std::size_t>(track)];
 }
 
-const char* happeningName(Happening::Kind kind) {
+const char* annotationName(Annotation::Kind kind) {
   constexpr std::array<const char*, 8> names = {"connected",     "link lost", "electrodes off",
                                                 "electrodes on", "push-up",   "sit-up",
                                                 "jump",          "gap"};
@@ -54,31 +54,31 @@ const char* happeningName(Happening::Kind kind) {
 
 Survey::Survey() : fits_(rates.begin(), rates.end()) {}
 
-void Survey::take(const Moment& moment) {
-  if (moment.connected || moment.disconnected) takeLink(moment);
-  for (const Contact& contact : moment.contacts) {
+void Survey::take(const PlayedRecord& record) {
+  if (record.connected || record.disconnected) takeLink(record);
+  for (const Contact& contact : record.contacts) {
     atSamples_.push_back(
         {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Track::respiration,
          fit(Track::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
   }
-  for (const simulator::Exercise exercise : moment.repetitions) {
+  for (const simulator::Exercise exercise : record.repetitions) {
     atSamples_.push_back({kindOf(exercise), Track::motion, fit(Track::motion).samples()});
   }
-  if (!moment.ecg.empty()) fit(Track::ecg).frame(moment.time);
-  if (!moment.respiration.empty()) fit(Track::respiration).frame(moment.time);
-  if (moment.temperature) fit(Track::temperature).frame(moment.time);
-  if (moment.motion) fit(Track::motion).frame(moment.time);
+  if (!record.ecg.empty()) fit(Track::ecg).frame(record.time);
+  if (!record.respiration.empty()) fit(Track::respiration).frame(record.time);
+  if (record.temperature) fit(Track::temperature).frame(record.time);
+  if (record.motion) fit(Track::motion).frame(record.time);
 }
 
-void Survey::takeLink(const Moment& moment) {
-  if (moment.connected) {
+void Survey::takeLink(const PlayedRecord& record) {
+  if (record.connected) {
     if (!links_.empty() && links_.back().kind == Kind::linkLost) {
-      links_.back().duration = moment.time - links_.back().time;
+      links_.back().duration = record.time - links_.back().time;
     }
-    links_.push_back({.kind = Kind::connected, .time = moment.time});
-    for (const Track track : allTracks) fit(track).beginLink(moment.time);
+    links_.push_back({.kind = Kind::connected, .time = record.time});
+    for (const Track track : allTracks) fit(track).beginLink(record.time);
   }
-  if (moment.disconnected) links_.push_back({.kind = Kind::linkLost, .time = moment.time});
+  if (record.disconnected) links_.push_back({.kind = Kind::linkLost, .time = record.time});
 }
 
 Timeline Survey::finish(timing::Nanoseconds duration) const {
@@ -89,14 +89,14 @@ Timeline Survey::finish(timing::Nanoseconds duration) const {
     clock = fits_[static_cast<std::size_t>(track)].finish();
     timeline.end = std::max(timeline.end, clock.end());
   }
-  timeline.happenings = links_;
+  timeline.annotations = links_;
   if (!links_.empty() && links_.back().kind == Kind::linkLost) {
-    timeline.happenings.back().duration = timeline.end - links_.back().time;
+    timeline.annotations.back().duration = timeline.end - links_.back().time;
   }
   addAtSamples(timeline);
   addGaps(timeline);
-  std::stable_sort(timeline.happenings.begin(), timeline.happenings.end(),
-                   [](const Happening& a, const Happening& b) { return a.time < b.time; });
+  std::stable_sort(timeline.annotations.begin(), timeline.annotations.end(),
+                   [](const Annotation& a, const Annotation& b) { return a.time < b.time; });
   return timeline;
 }
 
@@ -114,7 +114,7 @@ void Survey::addAtSamples(Timeline& timeline) const {
       place.before += segments[place.segment++].samples;
     }
     const auto index = static_cast<double>(at.sample - place.before);
-    timeline.happenings.push_back({.kind = at.kind, .time = segments[place.segment].time(index)});
+    timeline.annotations.push_back({.kind = at.kind, .time = segments[place.segment].time(index)});
   }
 }
 
@@ -123,12 +123,12 @@ void Survey::addGaps(Timeline& timeline) const {
     const timing::StreamClock& clock = timeline.clock(track);
     for (const timing::Segment& segment : clock.segments) {
       if (segment.gap > timing::Nanoseconds{}) {
-        timeline.happenings.push_back(gap(track, segment.begin - segment.gap, segment.begin));
+        timeline.annotations.push_back(gap(track, segment.begin - segment.gap, segment.begin));
       }
     }
     // What the last frames took to arrive is none.
     if (timeline.end - clock.end() >= clock.rate.silence) {
-      timeline.happenings.push_back(gap(track, clock.end(), timeline.end));
+      timeline.annotations.push_back(gap(track, clock.end(), timeline.end));
     }
   }
 }

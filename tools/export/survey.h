@@ -1,13 +1,13 @@
 #pragma once
 /// @file
-/// The first way through a capture: what must be known of the whole of it before a sample can be
-/// written. When each sample was taken, what happened when, and where there is nothing.
+/// The first pass over a capture finds what must be known before the first sample can be written:
+/// when each sample was taken, the annotations, and the gaps.
 ///
 ///   Survey survey;
-///   const Played played = player.play([&](const Moment& moment) { survey.take(moment); });
+///   const Played played = player.play([&](const PlayedRecord& record) { survey.take(record); });
 ///   const Timeline timeline = survey.finish(played.duration);
 ///
-/// Memory: what happened, and the hulls of the clocks. None for samples.
+/// Memory: the annotations and the hulls of the clocks. None for samples.
 
 #include <timing/clock_fit.h>
 #include <timing/stream_clock.h>
@@ -20,7 +20,7 @@
 
 namespace Zephly::exporting {
 
-/// The streams that measure at a rate. The battery tells when something has changed.
+/// The streams with a fixed sample rate. The battery reports changes.
 enum class Track { ecg, respiration, temperature, motion };
 
 inline constexpr std::array<Track, 4> allTracks = {Track::ecg, Track::respiration,
@@ -29,8 +29,8 @@ inline constexpr std::array<Track, 4> allTracks = {Track::ecg, Track::respiratio
 /// "ecg"
 const char* trackName(Track track);
 
-/// Something to be told beside the samples.
-struct Happening {
+/// An event of the session, or a gap.
+struct Annotation {
   enum class Kind { connected, linkLost, electrodesOff, electrodesOn, pushUp, sitUp, jump, gap };
 
   Kind kind;
@@ -40,13 +40,13 @@ struct Happening {
 };
 
 /// "link lost"
-const char* happeningName(Happening::Kind kind);
+const char* annotationName(Annotation::Kind kind);
 
-/// What the first way through has found.
+/// The result of the first pass.
 struct Timeline {
   std::array<timing::StreamClock, allTracks.size()> clocks;
-  std::vector<Happening> happenings;  ///< in order of time
-  timing::Nanoseconds end{};          ///< of the session: nothing is later
+  std::vector<Annotation> annotations;  ///< in order of time
+  timing::Nanoseconds end{};            ///< of the session: nothing is later
 
   const timing::StreamClock& clock(Track track) const {
     return clocks[static_cast<std::size_t>(track)];
@@ -57,26 +57,26 @@ class Survey {
  public:
   Survey();
 
-  /// Moments must come in order of time.
-  void take(const Moment& moment);
+  /// Records must come in order of time.
+  void take(const PlayedRecord& record);
   /// `duration`: the time of the last record.
   Timeline finish(timing::Nanoseconds duration) const;
 
  private:
-  // Something that happened at a sample, whose time is not known yet.
+  // An event at a sample whose time is not known before finish().
   struct AtSample {
-    Happening::Kind kind;
+    Annotation::Kind kind;
     Track track;
     std::int64_t sample;  // of the stream
   };
 
   timing::ClockFit& fit(Track track) { return fits_[static_cast<std::size_t>(track)]; }
-  void takeLink(const Moment& moment);
+  void takeLink(const PlayedRecord& record);
   void addGaps(Timeline& timeline) const;
   void addAtSamples(Timeline& timeline) const;
 
   std::vector<timing::ClockFit> fits_;
-  std::vector<Happening> links_;
+  std::vector<Annotation> links_;
   std::vector<AtSample> atSamples_;
 };
 

@@ -120,9 +120,9 @@ TEST(CsvTest, NumbersAreThoseOfTheKitBitForBit) {
   std::vector<float> raw;
   std::vector<RespirationSample> respiration;
   CapturePlayer player(scratch / "a.zcap");
-  player.play([&](const Moment& moment) {
-    raw.insert(raw.end(), moment.ecg.begin(), moment.ecg.end());
-    respiration.insert(respiration.end(), moment.respiration.begin(), moment.respiration.end());
+  player.play([&](const PlayedRecord& record) {
+    raw.insert(raw.end(), record.ecg.begin(), record.ecg.end());
+    respiration.insert(respiration.end(), record.respiration.begin(), record.respiration.end());
   });
   ASSERT_EQ(raw.size(), 1200U);
   ASSERT_EQ(respiration.size(), 1200U);

@@ -121,8 +121,8 @@ TEST(EdfTest, SamplesAreInTheirSlotsWithinHalfAStep) {
   ASSERT_THAT(exportEdf(scratch, script), IsEmpty());
   const EdfReader edf(scratch / "a.edf");
   std::vector<RespirationSample> respiration;
-  CapturePlayer(scratch / "a.zcap").play([&](const Moment& moment) {
-    respiration.insert(respiration.end(), moment.respiration.begin(), moment.respiration.end());
+  CapturePlayer(scratch / "a.zcap").play([&](const PlayedRecord& record) {
+    respiration.insert(respiration.end(), record.respiration.begin(), record.respiration.end());
   });
   ASSERT_EQ(respiration.size(), 3000U);
   const ReadSignal& ecg = edf.signal("ECG");
