@@ -98,19 +98,30 @@ void checkRecording(bool recording, bool rate) {
     throw CLI::ValidationError("--recording", "needs --rate HZ, the file's rows per second");
   }
   if (rate && !recording) {
-    throw CLI::ValidationError("--rate", "needs --recording FILE, whose rows per second it tells");
+    throw CLI::ValidationError("--rate", "needs --recording FILE");
   }
 }
 
 CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
                       const std::string& help,
                       const std::function<void(const std::string&)>& take) {
-  return command.add_option_function<std::string>(name, take, help)->type_name(type);
+  // TakeAll hands over all values, so that the message about a second one is written here.
+  const auto takeOnly = [name, take](const CLI::results_t& values) {
+    if (values.size() != 1) throw CLI::ValidationError(name, exactlyOneValue);
+    take(values.front());
+    return true;
+  };
+  return command.add_option(name, takeOnly, help)
+      ->type_name(type)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,
                      const std::string& help) {
-  return command.add_flag(name, value, help)->disable_flag_override();
+  return command.add_flag(name, value, help)->check([](const std::string& text) {
+    return text == "true" ? std::string() : std::string("expected no value");
+  });
 }
 
 }  // namespace Zephly::tools

@@ -25,10 +25,10 @@ namespace Zephly::tools {
 /// Longest time that an option takes, in seconds; beyond it a clock of nanoseconds would not hold
 /// it.
 inline constexpr double longestTime = capture::longestTime;
-/// Shortest time after which a program can be told to end, in seconds.
+/// Shortest value of --duration, in seconds.
 inline constexpr double shortestDuration = 1e-9;
 
-/// The whole text as a number, whatever the locale; empty when it is none.
+/// The whole text as a number, independent of the locale; empty when it is not a number.
 template <class Number>
 std::optional<Number> parseNumber(std::string_view text) {
   Number number{};
@@ -36,6 +36,9 @@ std::optional<Number> parseNumber(std::string_view text) {
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return number;
 }
+
+/// The message for an option without its value, or with a second one.
+inline constexpr const char* exactlyOneValue = "expected exactly one value, and once only";
 
 [[noreturn]] void rejectValue(const std::string& option, const std::string& expected,
                               const std::string& text);
@@ -50,10 +53,10 @@ double rowRateValue(const std::string& option, const std::string& text);
 std::string adapterValue(const std::string& option, const std::string& text);
 std::filesystem::path fileValue(const std::string& option, const std::string& text);
 
-/// --recording and --rate come together. Throws CLI::ValidationError otherwise.
+/// --recording and --rate need each other. Throws CLI::ValidationError otherwise.
 void checkRecording(bool recording, bool rate);
 
-/// Declares an option whose value `take` gets; `type` stands for the value in the help text.
+/// Declares an option and passes its value to `take`; `type` is the value's name in the help text.
 CLI::Option* addValue(CLI::App& command, const std::string& name, const std::string& type,
                       const std::string& help, const std::function<void(const std::string&)>& take);
 CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& value,

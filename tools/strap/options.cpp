@@ -1,5 +1,6 @@
 #include <tools/strap/options.h>
 
+#include <tools/common/bluetooth_options.h>
 #include <tools/common/option_values.h>
 
 #include <CLI/CLI.hpp>
@@ -26,7 +27,7 @@ std::string name(const std::string& text) {
   return text;
 }
 
-// How many bytes the UTF-8 character that begins with this one has; 0 for one that begins none.
+// The length of the UTF-8 character that begins with this byte; 0 for a byte that begins none.
 std::size_t characterLength(unsigned char first) {
   if (first >= 0x01 && first <= 0x7F) return 1;
   if (first >= 0xC2 && first <= 0xDF) return 2;
@@ -35,7 +36,7 @@ std::size_t characterLength(unsigned char first) {
   return 0;
 }
 
-// Overlong forms, surrogates and what lies beyond the last character, by the second byte.
+// The second byte decides about overlong forms, surrogates and code points above U+10FFFF.
 bool isSecondByte(unsigned char first, unsigned char second) {
   const unsigned char lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
   const unsigned char highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
@@ -59,19 +60,16 @@ bool isUtf8(const std::string& text) {
 }
 
 void addOptions(CLI::App& command, Options& options) {
-  addValue(
-      command, "--adapter", "hciN|ADDRESS",
-      "The Bluetooth adapter to use (default: the first that is switched on)",
-      [&](const std::string& text) { options.adapter = tools::adapterValue("--adapter", text); });
+  tools::addBluetoothOptions(command, options.bluetooth);
   addValue(command, "--name", "NAME", "The advertised name (default Zephly)",
            [&](const std::string& text) { options.name = name(text); });
   addFlag(command, "--set-alias", options.setAlias,
-          "Give the adapter itself that name, too, for as long as the program runs");
+          "Also set the adapter's own name, until the program ends");
   addValue(command, "--seed", "N", "The wearer's seed: same seed, same frames (default 1)",
            [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); });
   addFlag(command, "--training", options.training,
-          "Let the wearer train, take the electrodes off, charge and lose the link, in a cycle of "
-          "30 s (default: stand at rest)");
+          "The wearer trains, takes the electrodes off, charges and loses the link, in a cycle of "
+          "30 s (default: at rest)");
   addValue(
       command, "--recording", "FILE",
       "Play a CSV file (columns ECG, RSP, skin temperature, accelerometer and gyroscope) from "
@@ -89,12 +87,12 @@ void addOptions(CLI::App& command, Options& options) {
               options.lossTimes.push_back(tools::secondsValue("--lose-link-at", text, 0));
             }
           },
-          "Disconnect S seconds after the start; may be given several times")
+          "Disconnect S seconds after the start; may be repeated")
       ->type_name("S")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   addValue(command, "--absence", "S",
-           "How long the strap stays away after each --lose-link-at (default 1)",
+           "How long the strap stays disconnected after each --lose-link-at (default 1)",
            [&](const std::string& text) {
              options.absence = tools::secondsValue("--absence", text, 0);
            });
@@ -102,20 +100,15 @@ void addOptions(CLI::App& command, Options& options) {
     options.duration = tools::secondsValue("--duration", text, tools::shortestDuration);
   });
   addFlag(command, "--frames", options.frames, "Print every frame that is sent");
-  // For tests, which have a bus of their own.
-  command
-      .add_option_function<std::string>("--bus",
-                                        [&](const std::string& text) { options.bus = text; })
-      ->group("");
 }
 
 void checkTogether(const Options& options) {
   tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
   if (options.recording && options.training) {
-    throw CLI::ValidationError("--training", "does not go with --recording, whose wearer rests");
+    throw CLI::ValidationError("--training", "cannot be combined with --recording");
   }
   if (options.absence && options.lossTimes.empty()) {
-    throw CLI::ValidationError("--absence", "needs --lose-link-at S, after which it comes");
+    throw CLI::ValidationError("--absence", "needs --lose-link-at S");
   }
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 /// @file
-/// What `zephly strap` can be told on the command line.
+/// The options of `zephly strap`.
 
+#include <hosts/bluez/bluetooth.h>
 #include <simulator/frame.h>
 #include <zephly/ble/gatt_profile.h>
 
@@ -23,27 +24,26 @@ struct Options {
   /// Longest advertised name in bytes: what one field of 31 bytes of advertising data can hold.
   static constexpr std::size_t longestName = 29;
 
-  std::string adapter;  ///< "hci0", an address, or empty: the first that can be used
+  bluez::Options bluetooth;  ///< adapter and bus
   std::string name = std::string(peripheralName);
-  bool setAlias = false;  ///< the adapter's own name becomes the strap's, too
+  bool setAlias = false;  ///< also sets the adapter's own name
   std::uint64_t seed = 1;
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
-  bool training = false;                ///< the wearer trains; otherwise stands at rest
+  bool training = false;                ///< the wearer trains; otherwise is at rest
   std::vector<simulator::StrapTime> lossTimes;
   std::optional<simulator::StrapTime> absence;  ///< after each of lossTimes
   std::optional<simulator::StrapTime> duration;
   bool frames = false;  ///< prints every frame
-  std::string bus;      ///< D-Bus address; empty: the system bus
 
   static constexpr simulator::StrapTime usualAbsence = std::chrono::seconds(1);
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.
-/// A value that cannot be accepted ends the parsing with a CLI::ParseError of one line.
+/// A wrong value ends the parsing with a CLI::ParseError of one line.
 void addOptions(CLI::App& command, Options& options);
 
-/// What only the options together tell; throws CLI::ValidationError.
+/// Checks the options against each other; throws CLI::ValidationError.
 void checkTogether(const Options& options);
 
 /// Whether the text is UTF-8 as D-Bus accepts it: well formed and without a NUL.

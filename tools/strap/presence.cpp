@@ -18,9 +18,9 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
     : queue_(queue),
       options_(std::move(options)),
       listener_(listener),
-      choice_(options_.adapter, bluez::canBePeripheral),
+      choice_(options_.bluetooth.adapter, bluez::canBePeripheral),
       centrals_([this](const std::string& name, bool connected) {
-        listener_.centralChanged(name, connected);
+        listener_.onCentral(name, connected);
       }),
       application_{.what = "register the GATT application",
                    .interface = bluez::gattManagerInterface,
@@ -32,8 +32,8 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
                      .enter = "RegisterAdvertisement",
                      .withdraw = "UnregisterAdvertisement",
                      .path = Advertisement::path},
-      retry_(queue, options_.timing),
-      daemon_(queue, options_.bus, options_.timing, *this) {}
+      retry_(queue, options_.bluetooth.timing),
+      daemon_(queue, options_.bluetooth.busAddress, options_.bluetooth.timing, *this) {}
 
 bool Presence::isSubscribed(simulator::Stream stream) const {
   return gatt_ && gatt_->isSubscribed(stream);
@@ -45,6 +45,8 @@ bool Presence::carry(simulator::Frame frame) {
   return true;
 }
 
+// The absence begins when all centrals are disconnected. A loss during a loss starts again: `loss_`
+// makes the replies of the earlier one count no more.
 void Presence::loseLink(std::chrono::nanoseconds absence) {
   if (left_) return;
   away_ = true;
@@ -55,14 +57,15 @@ void Presence::loseLink(std::chrono::nanoseconds absence) {
   ++loss_;
   for (const std::string& path : centrals_.paths()) {
     ++disconnecting_;
-    daemon_.call(path, bluez::deviceInterface, "Disconnect", {}, options_.timing.callLimit,
-                 [this, loss = loss_, path](const bluez::Reply& reply) {
-                   if (loss != loss_) return;
-                   if (!reply && centrals_.contains(path)) {
-                     say("cannot disconnect " + bluez::lastPart(path) + ": " + reply.errorText());
-                   }
-                   if (--disconnecting_ == 0) beAway();
-                 });
+    daemon_.call(
+        path, bluez::deviceInterface, "Disconnect", {}, options_.bluetooth.timing.callLimit,
+        [this, loss = loss_, path](const bluez::Reply& reply) {
+          if (loss != loss_) return;
+          if (!reply && centrals_.contains(path)) {
+            message("cannot disconnect " + bluez::lastPart(path) + ": " + reply.errorText());
+          }
+          if (--disconnecting_ == 0) beAway();
+        });
   }
   if (disconnecting_ == 0) beAway();
 }
@@ -83,7 +86,7 @@ void Presence::leave() {
   }
   restoreAlias();
   withdraw(application_);
-  if (bus_) bus_->settle(options_.timing.leaveLimit);
+  if (bus_) bus_->settle(options_.bluetooth.timing.leaveLimit);
   daemon_.settle();
   retry_.cancel();
   awayTimer_.cancel();
@@ -92,7 +95,7 @@ void Presence::leave() {
 
 void Presence::daemonChanged() {
   const bool noBus = daemon_.state() == bluez::Daemon::State::noBus;
-  if (noBus && !busSeen_) return listener_.hopeless(daemon_.reason());
+  if (noBus && !busSeen_) return listener_.onFatal(daemon_.reason());
   busSeen_ = true;
   update();
 }
@@ -119,9 +122,9 @@ void Presence::useAdapter(const std::string& adapter) {
   if (adapter == adapter_) return;
   if (!adapter_.empty()) {
     if (!daemon_.ready()) {
-      say("bluetoothd has gone");
+      message("bluetoothd has gone");
     } else if (daemon_.tree().properties(adapter_, bluez::adapterInterface) == nullptr) {
-      say("adapter " + adapterName() + " has gone");
+      message("adapter " + adapterName() + " has gone");
     }
     withdraw(advertisement_);
     restoreAlias();
@@ -133,7 +136,7 @@ void Presence::useAdapter(const std::string& adapter) {
   centrals_.setAdapter(daemon_.tree(), adapter_);
   if (adapter_.empty()) return;
   const std::string address = bluez::addressOf(daemon_.tree(), adapter_);
-  say("adapter " + adapterName() + (address.empty() ? "" : " (" + address + ")"));
+  message("adapter " + adapterName() + (address.empty() ? "" : " (" + address + ")"));
 }
 
 void Presence::setReady(bool ready) {
@@ -141,12 +144,13 @@ void Presence::setReady(bool ready) {
   ready_ = ready;
   retry_.succeeded();
   if (ready_) return;
-  // The application stays registered while an adapter is off; an advertisement does not come back.
+  // bluetoothd keeps the application while an adapter is off, but drops the advertisement.
   withdraw(advertisement_);
-  if (!adapter_.empty()) say("adapter " + adapterName() + " was switched off");
+  if (!adapter_.empty()) message("adapter " + adapterName() + " was switched off");
 }
 
-// The next step towards being on the air, if there is one to be done now.
+// Starts the next registration that is possible now; its reply calls this again. Called after every
+// change of bluetoothd, the adapter, the absence and the retry timer.
 void Presence::proceed() {
   using enum Registration::State;
   if (left_ || !ready_ || retry_.waiting() || !openBus()) return;
@@ -161,17 +165,17 @@ void Presence::proceed() {
 bool Presence::openBus() {
   if (bus_) return true;
   try {
-    bus_ = bluez::Bus::open(queue_, options_.bus);
+    bus_ = bluez::Bus::open(queue_, options_.bluetooth.busAddress);
     bus_->onLost([this] { busLost(); });
     gatt_ = std::make_unique<GattApplication>(queue_, *bus_,
                                               [this](simulator::Stream stream, bool subscribed) {
-                                                listener_.subscriptionChanged(stream, subscribed);
+                                                listener_.onSubscription(stream, subscribed);
                                               });
     advert_ = std::make_unique<Advertisement>(queue_, *bus_, options_.name, [this] {
       if (left_ || advertisement_.state != Registration::State::done) return;
       ++advertisement_.attempt;
       advertisement_.state = Registration::State::none;
-      failed("go on advertising", "bluetoothd has ended it");
+      failed("continue advertising", "bluetoothd has ended it");
     });
   } catch (const bluez::BusError& error) {
     busLost();
@@ -181,7 +185,8 @@ bool Presence::openBus() {
   return true;
 }
 
-// With its connection, everything that was registered has ended.
+// The registrations end with the connection. The bus is destroyed last and after the members are
+// empty: destroying it may call back.
 void Presence::busLost() {
   for (Registration* registration : {&advertisement_, &application_}) {
     ++registration->attempt;
@@ -198,15 +203,16 @@ void Presence::enter(Registration& registration) {
   registration.state = Registration::State::asked;
   const std::uint64_t attempt = ++registration.attempt;
   bus_->call({bluez::bluezService, adapter_, registration.interface, registration.enter},
-             {bluez::ObjectPath{registration.path}, bluez::Dictionary()}, options_.timing.callLimit,
+             {bluez::ObjectPath{registration.path}, bluez::Dictionary()},
+             options_.bluetooth.timing.callLimit,
              [this, &registration, attempt](const bluez::Reply& reply) {
                if (attempt != registration.attempt) return;
                if (reply) return entered(registration);
                registration.state = Registration::State::none;
                if (reply.errorName == alreadyExists) {
-                 // From before, in a state that nobody knows.
-                 tell(adapter_, registration.interface, registration.withdraw,
-                      {bluez::ObjectPath{registration.path}});
+                 // Left over from an earlier connection: its state is unknown, so start again.
+                 callWithoutReply(adapter_, registration.interface, registration.withdraw,
+                                  {bluez::ObjectPath{registration.path}});
                }
                failed(registration.what, reply.errorText());
              });
@@ -215,11 +221,11 @@ void Presence::enter(Registration& registration) {
 void Presence::entered(Registration& registration) {
   registration.state = Registration::State::done;
   if (&registration == &application_) {
-    say("registered on " + adapterName());
+    message("registered on " + adapterName());
   } else {
     retry_.succeeded();
     failure_.clear();
-    say("advertising as \"" + options_.name + "\" on " + adapterName());
+    message("advertising as \"" + options_.name + "\" on " + adapterName());
   }
   proceed();
 }
@@ -229,15 +235,15 @@ void Presence::withdraw(Registration& registration) {
     return;
   }
   ++registration.attempt;
-  tell(adapter_, registration.interface, registration.withdraw,
-       {bluez::ObjectPath{registration.path}});
+  callWithoutReply(adapter_, registration.interface, registration.withdraw,
+                   {bluez::ObjectPath{registration.path}});
   if (&registration == &application_ && gatt_) gatt_->unsubscribeAll();
 }
 
 void Presence::failed(const std::string& what, const std::string& reason) {
   const std::string line =
       "cannot " + what + (ready_ ? " on " + adapterName() : "") + ": " + reason + "; trying again";
-  if (std::exchange(failure_, line) != line) say(line);
+  if (std::exchange(failure_, line) != line) message(line);
   retry_.later([this] { update(); });
 }
 
@@ -247,41 +253,41 @@ void Presence::setAlias() {
   aliasBefore_ = alias == nullptr ? std::string() : *alias;
   daemon_.call(adapter_, bluez::propertiesInterface, "Set",
                {bluez::adapterInterface, "Alias", bluez::variantOf(options_.name)},
-               options_.timing.callLimit, [this](const bluez::Reply& reply) {
-                 if (!reply) say("cannot set the adapter's alias: " + reply.errorText());
+               options_.bluetooth.timing.callLimit, [this](const bluez::Reply& reply) {
+                 if (!reply) message("cannot set the adapter's alias: " + reply.errorText());
                });
 }
 
 void Presence::restoreAlias() {
   if (!aliasBefore_) return;
-  tell(adapter_, bluez::propertiesInterface, "Set",
-       {bluez::adapterInterface, "Alias", bluez::variantOf(*aliasBefore_)});
+  callWithoutReply(adapter_, bluez::propertiesInterface, "Set",
+                   {bluez::adapterInterface, "Alias", bluez::variantOf(*aliasBefore_)});
   aliasBefore_.reset();
 }
 
-// Only to a service that is there: the bus would start it otherwise.
-void Presence::tell(const std::string& path, const char* interface, const char* method,
-                    const bluez::Arguments& arguments) {
+// Only while bluetoothd runs: a call would make the bus start it.
+void Presence::callWithoutReply(const std::string& path, const char* interface, const char* method,
+                                const bluez::Arguments& arguments) {
   if (!bus_ || daemon_.tree().properties(path, bluez::adapterInterface) == nullptr) return;
   bus_->tell({bluez::bluezService, path, interface, method}, arguments);
 }
 
 std::string Presence::adapterName() const { return bluez::lastPart(adapter_); }
 
-// Only what stays missing: while bluetoothd starts, its adapters come one after the other, and
-// switched off.
+// Delayed: while bluetoothd starts, its adapters appear one after the other and not powered, which
+// is not worth a message.
 void Presence::report() {
   if (ready_) {
     reportTimer_.cancel();
     reported_.clear();
   } else if (!reportTimer_.active()) {
-    reportTimer_ = queue_.after(options_.timing.reportDelay, [this] { reportNow(); });
+    reportTimer_ = queue_.after(options_.bluetooth.timing.reportDelay, [this] { reportNow(); });
   }
 }
 
 void Presence::reportNow() {
   const std::string line = situation();
-  if (!line.empty() && std::exchange(reported_, line) != line) say(line);
+  if (!line.empty() && std::exchange(reported_, line) != line) message(line);
 }
 
 std::string Presence::situation() const {

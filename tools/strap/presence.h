@@ -1,15 +1,14 @@
 #pragma once
 /// @file
-/// Keeps the strap on the air: its GATT application and its advertisement registered with
-/// bluetoothd, on the adapter that was asked for, through restarts of bluetoothd, adapters that are
-/// switched off and on, and adapters that come and go.
+/// Keeps the strap's GATT application and advertisement registered with bluetoothd, on the chosen
+/// adapter, also when bluetoothd restarts or adapters are switched off and on, removed and added.
 ///
-///   Presence presence(queue, {.adapter = "hci0"}, listener);
-///   presence.carry(frame);        // to who has subscribed
-///   presence.loseLink(2s);        // disconnects, and comes back
+///   Presence presence(queue, {.bluetooth = {.adapter = "hci0"}, .name = "Zephly"}, listener);
+///   presence.carry(frame);        // to subscribers
+///   presence.loseLink(2s);        // disconnects, and advertises again after 2 s
 ///
-/// Nothing waits and nothing throws: what does not work is told in one line, and tried again after
-/// a pause that grows to a few seconds.
+/// No call blocks or throws: an error is reported in one line, and retried after a pause that grows
+/// to a few seconds.
 
 #include <hosts/bluez/adapter_choice.h>
 #include <hosts/bluez/bus.h>
@@ -33,24 +32,22 @@
 namespace Zephly::peripheral {
 
 struct PresenceOptions {
-  std::string adapter = {};  ///< "hci0", an address, or empty for any
-  std::string name = {};     ///< advertised
-  bool setAlias = false;     ///< gives the adapter that name, until the end
-  std::string bus = {};      ///< D-Bus address; empty: the system bus
-  bluez::Timing timing = {};
+  bluez::Options bluetooth = {};  ///< adapter, bus address and timing; the rest is not used
+  std::string name = {};          ///< advertised
+  bool setAlias = false;          ///< gives the adapter that name until leave()
 };
 
-/// Is told by turns of the queue.
+/// Called on the queue, from a turn of its own or from a call of bluetoothd.
 class PresenceListener {
  public:
   virtual ~PresenceListener() = default;
 
-  /// Something has happened: one line for people.
-  virtual void said(std::string_view line) = 0;
-  virtual void subscriptionChanged(simulator::Stream stream, bool subscribed) = 0;
-  virtual void centralChanged(const std::string& name, bool connected) = 0;
-  /// There is no bus, and never was one: nothing can come of it.
-  virtual void hopeless(const std::string& reason) = 0;
+  /// One line for people: a change of state or an error.
+  virtual void onMessage(std::string_view line) = 0;
+  virtual void onSubscription(simulator::Stream stream, bool subscribed) = 0;
+  virtual void onCentral(const std::string& name, bool connected) = 0;
+  /// There has been no D-Bus bus since the start. Presence keeps trying; a program ends.
+  virtual void onFatal(const std::string& reason) = 0;
 
  protected:
   PresenceListener() = default;
@@ -60,7 +57,7 @@ class PresenceListener {
 
 class Presence final : public simulator::Carrier, private bluez::DaemonListener {
  public:
-  /// Begins at once. `listener` must outlive it.
+  /// Starts at once. `listener` must outlive it.
   Presence(main_queue::MainQueue& queue, PresenceOptions options, PresenceListener& listener);
   Presence(const Presence&) = delete;
   Presence& operator=(const Presence&) = delete;
@@ -69,26 +66,29 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   /// False while the strap is away.
   bool carry(simulator::Frame frame) override;
 
-  /// Disconnects who is connected and does not advertise before `absence` has passed since. While
-  /// it is away already, it stays away for `absence` from now on.
+  /// Disconnects all centrals and advertises again `absence` later. During an absence it starts a
+  /// new one.
   void loseLink(std::chrono::nanoseconds absence);
 
-  /// Takes everything back and disconnects, without waiting for either to happen (only, for a
-  /// moment, for the bus to take it over). Nothing happens any more.
+  /// Unregisters everything and disconnects. Waits only until the bus has accepted the requests,
+  /// not for their replies. No callback follows.
   void leave();
 
  private:
-  /// Of an object of ours with bluetoothd.
+  // One object of ours at bluetoothd. none -> asked by enter(), asked -> done by the reply, back to
+  // none by an error, by withdraw() or when bluetoothd releases it. The application is registered
+  // first and stays when the adapter is switched off or the strap is away; the advertisement needs
+  // a registered application, a powered adapter and no absence (see proceed()).
   struct Registration {
     enum class State { none, asked, done };
 
-    const char* what = "";       ///< for people
-    const char* interface = "";  ///< of the manager
-    const char* enter = "";      ///< its method
-    const char* withdraw = "";   ///< its method
+    const char* what = "";       // for people
+    const char* interface = "";  // of the manager
+    const char* enter = "";      // method that registers
+    const char* withdraw = "";   // method that unregisters
     const char* path = "";
     State state = State::none;
-    std::uint64_t attempt = 0;  ///< so that late replies mean nothing
+    std::uint64_t attempt = 0;  // a reply to an earlier attempt is ignored
   };
 
   void daemonChanged() override;
@@ -111,9 +111,9 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   void setAlias();
   void restoreAlias();
   void beAway();
-  void tell(const std::string& path, const char* interface, const char* method,
-            const bluez::Arguments& arguments);
-  void say(const std::string& line) { listener_.said(line); }
+  void callWithoutReply(const std::string& path, const char* interface, const char* method,
+                        const bluez::Arguments& arguments);
+  void message(const std::string& line) { listener_.onMessage(line); }
   std::string adapterName() const;
   void report();
   void reportNow();
@@ -124,25 +124,26 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   PresenceListener& listener_;
   bluez::AdapterChoice choice_;
   Centrals centrals_;
-  std::string adapter_;  ///< path; empty when there is none
-  bool ready_ = false;   ///< there is one and it is switched on
+  std::string adapter_;  ///< path; empty without one
+  bool ready_ = false;   ///< there is an adapter and it is powered
   bool busSeen_ = false;
   bool left_ = false;
   Registration application_;
   Registration advertisement_;
-  std::string failure_;  ///< as it was told last; empty when all is well
+  std::string failure_;  ///< the last one reported; empty after a success
   std::optional<std::string> aliasBefore_;
 
   bool away_ = false;
   std::chrono::nanoseconds absence_{};
   std::uint64_t loss_ = 0;  ///< the latest loss of the link
-  int disconnecting_ = 0;   ///< calls of that loss without an answer
+  int disconnecting_ = 0;   ///< its pending calls of Disconnect
   main_queue::Timer awayTimer_;
 
   std::string reported_;
   main_queue::Timer reportTimer_;
   bluez::Retry retry_;
-  // The objects go before their bus, and the service's replies before what they concern.
+  // Destroyed in reverse: first the daemon with its pending replies, then the objects, then the bus
+  // that they are exported on.
   std::unique_ptr<bluez::Bus> bus_;
   std::unique_ptr<GattApplication> gatt_;
   std::unique_ptr<Advertisement> advert_;

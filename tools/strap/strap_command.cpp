@@ -44,10 +44,9 @@ simulator::StrapOptions strapOptions(const Options& options) {
 
 PresenceOptions presenceOptions(const Options& options) {
   PresenceOptions made;
-  made.adapter = options.adapter;
+  made.bluetooth = options.bluetooth;
   made.name = options.name;
   made.setAlias = options.setAlias;
-  made.bus = options.bus;
   return made;
 }
 
@@ -72,7 +71,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
     planLoss(-1ns);
     planRates();
     queue_.run();
-    if (!hopeless_.empty()) throw std::runtime_error(hopeless_);
+    if (!fatal_.empty()) throw std::runtime_error(fatal_);
     return finish();
   }
 
@@ -89,24 +88,24 @@ class Program final : private PresenceListener, private simulator::Carrier {
     return true;
   }
 
-  void said(std::string_view line) override {
+  void onMessage(std::string_view line) override {
     output_.write(std::string(line) + "\n");
     flush();
   }
 
-  void subscriptionChanged(simulator::Stream stream, bool subscribed) override {
-    said((subscribed ? "subscribed " : "unsubscribed ") +
-         std::string(simulator::streamName(stream)));
+  void onSubscription(simulator::Stream stream, bool subscribed) override {
+    onMessage((subscribed ? "subscribed " : "unsubscribed ") +
+              std::string(simulator::streamName(stream)));
     if (transmitter_.subscriptionsChanged(now())) turn();
   }
 
-  void centralChanged(const std::string& name, bool connected) override {
+  void onCentral(const std::string& name, bool connected) override {
     if (connected) ++connections_;
-    said((connected ? "connected " : "disconnected ") + name);
+    onMessage((connected ? "connected " : "disconnected ") + name);
   }
 
-  void hopeless(const std::string& reason) override {
-    hopeless_ = "no D-Bus bus (" + reason + "); it comes with the packages dbus and bluez";
+  void onFatal(const std::string& reason) override {
+    fatal_ = "no D-Bus bus (" + reason + "); it comes with the packages dbus and bluez";
     queue_.stop();
   }
 
@@ -116,17 +115,17 @@ class Program final : private PresenceListener, private simulator::Carrier {
     const Pacing::Turn turn = pacing_.turn(Clock::now());
     if (turn.skipped > 0) {
       skipped_ += turn.skipped;
-      said("skipped " + std::to_string(turn.skipped) + " frames: the program was held up");
+      onMessage("skipped " + std::to_string(turn.skipped) + " frames: the program was held up");
     }
     flush();
     if (strap_.finished()) {
-      said("the recording has been played");
+      onMessage("the recording has been played");
       return end();
     }
     if (turn.wait) turnTimer_ = queue_.after(*turn.wait, [this] { this->turn(); });
   }
 
-  // Those that were missed by more than a moment do not happen.
+  // Losses that are more than a second overdue are skipped.
   void planLoss(simulator::StrapTime after) {
     const auto loss = losses_.next(after);
     if (!loss) return;
@@ -137,27 +136,28 @@ class Program final : private PresenceListener, private simulator::Carrier {
   }
 
   void loseLink(simulator::StrapTime absence) {
-    said("link loss, away for " + secondsText(absence) + " s");
+    onMessage("link loss, away for " + secondsText(absence) + " s");
     ++lossCount_;
     presence_.loseLink(absence);
   }
 
   void planRates() {
     rateTimer_ = queue_.after(1s - now() % 1s, [this] {
-      tellRates();
+      reportRates();
       planRates();
     });
   }
 
-  void tellRates() {
+  void reportRates() {
     const FrameCounts counts = framesSent(transmitter_);
     FrameCounts news{};
-    std::transform(counts.begin(), counts.end(), told_.begin(), news.begin(), std::minus<>());
-    told_ = counts;
-    const bool heard =
+    std::transform(counts.begin(), counts.end(), reportedCounts_.begin(), news.begin(),
+                   std::minus<>());
+    reportedCounts_ = counts;
+    const bool subscribed =
         std::any_of(simulator::allStreams.begin(), simulator::allStreams.end(),
                     [this](simulator::Stream stream) { return isSubscribed(stream); });
-    if (heard || news != FrameCounts{}) said("sent " + countsText(news));
+    if (subscribed || news != FrameCounts{}) onMessage("sent " + countsText(news));
   }
 
   void flush() {
@@ -171,10 +171,11 @@ class Program final : private PresenceListener, private simulator::Carrier {
   }
 
   int finish() {
-    said("end after " + secondsText(now()) + " s: sent " + countsText(framesSent(transmitter_)) +
-         "; unheard " + std::to_string(transmitter_.totals().framesUnheard) + ", skipped " +
-         std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
-         ", link losses " + std::to_string(lossCount_));
+    onMessage("end after " + secondsText(now()) + " s: sent " +
+              countsText(framesSent(transmitter_)) + "; unheard " +
+              std::to_string(transmitter_.totals().framesUnheard) + ", skipped " +
+              std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
+              ", link losses " + std::to_string(lossCount_));
     output_.finish(1s);
     if (output_.state() == tools::Output::State::failed) {
       throw std::runtime_error("standard output: " + output_.error());
@@ -191,11 +192,11 @@ class Program final : private PresenceListener, private simulator::Carrier {
   Clock::time_point start_;
   Pacing pacing_;
   LinkLosses losses_;
-  FrameCounts told_{};
+  FrameCounts reportedCounts_{};
   std::uint64_t skipped_ = 0;
   std::uint64_t connections_ = 0;
   std::uint64_t lossCount_ = 0;
-  std::string hopeless_;
+  std::string fatal_;
   main_queue::Timer turnTimer_;
   main_queue::Timer lossTimer_;
   main_queue::Timer rateTimer_;
@@ -210,16 +211,16 @@ tools::Command addStrapCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "strap", "Be a strap: advertise, serve and send through a Bluetooth adapter of this machine");
   command->footer(
-      "Needs bluetoothd (package bluez) and an adapter that is switched on; waits for what is\n"
-      "missing, and goes on by itself when either comes back. Ctrl-C ends it; the signal USR1\n"
-      "makes it lose the link at once.\n"
+      "Needs bluetoothd (package bluez) and a powered adapter; waits for what is missing, and\n"
+      "continues automatically when it is back. Ctrl-C ends it; the signal USR1 makes it lose\n"
+      "the link at once.\n"
       "Exit code: 0 at the end; 1 without a D-Bus bus or when a recording cannot be played;\n"
-      "2 for options that are not understood.");
+      "2 for wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
             checkTogether(*options);
-            // A reader that goes away is seen by Output.
+            // Output reports a reader that has gone as `closed`.
             static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return Program(*options).run();
           }};

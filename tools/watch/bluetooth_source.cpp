@@ -4,30 +4,11 @@
 
 namespace Zephly::watch {
 
-namespace {
-
-// The program hears of signals itself, and comes to finish() with them.
-bluez::Options hostOptions(BluetoothOptions options, std::function<void(std::string_view)> report) {
-  bluez::Options host;
-  host.adapter = std::move(options.adapter);
-  host.busAddress = std::move(options.busAddress);
-  host.notifications = options.notifications;
-  host.releaseOn = {};
-  host.report = std::move(report);
-  host.timing = options.timing;
-  return host;
-}
-
-}  // namespace
-
-BluetoothSource::BluetoothSource(main_queue::MainQueue& queue, BluetoothOptions options,
-                                 std::function<void(std::string_view)> report,
+BluetoothSource::BluetoothSource(main_queue::MainQueue& queue, bluez::Options options,
+                                 std::optional<simulator::StrapTime> duration,
                                  std::function<void()> ended)
-    : queue_(queue),
-      adapter_(options.adapter),
-      duration_(options.duration),
-      ended_(std::move(ended)) {
-  bluetooth_.emplace(queue, hostOptions(std::move(options), std::move(report)));
+    : queue_(queue), adapter_(options.adapter), duration_(duration), ended_(std::move(ended)) {
+  bluetooth_.emplace(queue, std::move(options));
 }
 
 std::string BluetoothSource::title() const {
@@ -41,7 +22,7 @@ void BluetoothSource::start() {
 
 simulator::StrapTime BluetoothSource::now() const {
   if (!started_) return {};
-  // Finer than anybody can tell when a notification came.
+  // The arrival of a notification is not known more exactly.
   return std::chrono::floor<std::chrono::microseconds>(Clock::now() - *started_);
 }
 

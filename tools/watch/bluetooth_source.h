@@ -1,11 +1,10 @@
 #pragma once
 /// @file
-/// A real strap on this machine's Bluetooth: what is watched without --simulated.
+/// A real strap on this machine's Bluetooth: the source without --simulated.
 ///
-///   BluetoothSource source(queue, {.adapter = "hci0", .duration = 30s}, report,
-///                          [&] { queue.stop(); });
+///   BluetoothSource source(queue, {.adapter = "hci0"}, 30s, [&] { queue.stop(); });
 ///
-/// Finished or destroyed, it has stopped the scan and released the strap.
+/// finish() and the destructor stop the scan and release the strap.
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
@@ -15,24 +14,15 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace Zephly::watch {
 
-struct BluetoothOptions {
-  std::string adapter = {};     ///< "hci0" or its address; empty: any
-  std::string busAddress = {};  ///< empty: the system bus
-  bluez::Notifications notifications = bluez::Options().notifications;
-  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< by the clock on the wall
-  bluez::Timing timing = {};
-};
-
 class BluetoothSource final : public Source {
  public:
-  /// `report` gets the host's lines for people, `ended` is called once, on the queue, when the
-  /// duration is over.
-  BluetoothSource(main_queue::MainQueue& queue, BluetoothOptions options,
-                  std::function<void(std::string_view)> report, std::function<void()> ended);
+  /// `ended` is called once, on the queue, when `duration` is over, measured from start() in real
+  /// time.
+  BluetoothSource(main_queue::MainQueue& queue, bluez::Options options,
+                  std::optional<simulator::StrapTime> duration, std::function<void()> ended);
 
   std::string title() const override;
   std::string pace() const override { return {}; }

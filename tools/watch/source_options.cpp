@@ -1,5 +1,6 @@
 #include <tools/watch/source_options.h>
 
+#include <tools/common/bluetooth_options.h>
 #include <tools/common/option_values.h>
 #include <tools/watch/bluetooth_source.h>
 #include <tools/watch/replay_source.h>
@@ -26,12 +27,6 @@ double speed(const std::string& text) {
   return *number;
 }
 
-bluez::Notifications notifications(const std::string& text) {
-  if (text == "signals") return bluez::Notifications::signals;
-  if (text == "descriptors") return bluez::Notifications::descriptors;
-  tools::rejectValue("--notifications", "signals or descriptors", text);
-}
-
 void takeCapture(SourceOptions& options, const std::string& name, const std::string& text) {
   options.replay = tools::fileValue(name, text);
 }
@@ -42,7 +37,7 @@ CLI::Option* addSpeed(CLI::App& command, SourceOptions& options, const std::stri
 }
 
 CLI::Option* addFast(CLI::App& command, SourceOptions& options, CLI::Option* speedOption) {
-  return addFlag(command, "--fast", options.fast, "Play it as fast as the machine goes")
+  return addFlag(command, "--fast", options.fast, "Play it as fast as possible")
       ->excludes(speedOption);
 }
 
@@ -63,25 +58,15 @@ void addSimulatedOptions(CLI::App& command, SourceOptions& options, CLI::Option*
       ->needs(simulated);
 }
 
-// `others`: what is watched in place of a real strap.
-void addBluetoothOptions(CLI::App& command, SourceOptions& options,
-                         const std::vector<CLI::Option*>& others) {
-  CLI::Option* adapter = addValue(
-      command, "--adapter", "hciN|ADDRESS",
-      "The Bluetooth adapter (default: the first one that is switched on)",
-      [&](const std::string& text) { options.adapter = tools::adapterValue("--adapter", text); });
-  CLI::Option* way =
-      addValue(command, "--notifications", "signals|descriptors",
-               "How the strap's data come from bluetoothd (default: signals)",
-               [&](const std::string& text) { options.notifications = notifications(text); });
+// `others`: the options that choose another source than Bluetooth.
+void addBluetoothSourceOptions(CLI::App& command, SourceOptions& options,
+                               const std::vector<CLI::Option*>& others) {
+  CLI::Option* adapter = tools::addBluetoothOptions(command, options.bluetooth);
+  CLI::Option* notifications = tools::addNotificationsOption(command, options.bluetooth);
   for (CLI::Option* other : others) {
     adapter->excludes(other);
-    way->excludes(other);
+    notifications->excludes(other);
   }
-  // Without a group it is not in the help text.
-  addValue(command, "--bus", "ADDRESS", "D-Bus address of another bus than the system's",
-           [&](const std::string& text) { options.busAddress = text; })
-      ->group("");
 }
 
 std::shared_ptr<const simulator::Recording> load(const SourceOptions& options) {
@@ -98,11 +83,13 @@ SimulatedOptions simulatedOptions(const SourceOptions& options) {
           .recordingName = options.recording.value_or("").filename().string()};
 }
 
-BluetoothOptions bluetoothOptions(const SourceOptions& options) {
-  return {.adapter = options.adapter,
-          .busAddress = options.busAddress,
-          .notifications = options.notifications,
-          .duration = options.duration};
+bluez::Options bluetoothOptions(const SourceOptions& options,
+                                std::function<void(std::string_view)> report) {
+  bluez::Options bluetooth = options.bluetooth;
+  // The command handles the signals itself and calls finish().
+  bluetooth.releaseOn = {};
+  bluetooth.report = std::move(report);
+  return bluetooth;
 }
 
 ReplayOptions replayOptions(const SourceOptions& options) {
@@ -114,28 +101,26 @@ ReplayOptions replayOptions(const SourceOptions& options) {
 }  // namespace
 
 void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captures) {
-  CLI::Option* simulated =
-      addFlag(command, "--simulated", options.simulated,
-              "Watch a strap made of software instead of a real one over Bluetooth");
+  CLI::Option* simulated = addFlag(command, "--simulated", options.simulated,
+                                   "Use a simulated strap instead of a real one");
   std::vector<CLI::Option*> others = {simulated};
   addSimulatedOptions(command, options, simulated);
   if (captures == Captures::refused) {
-    addSpeed(command, options,
-             "How much faster than the clock on the wall the simulation runs (default 1)")
+    addSpeed(command, options, "How much faster than real time the simulation runs (default 1)")
         ->needs(simulated);
   } else {
     CLI::Option* replay =
         addValue(command, "--replay", "FILE", "Play a capture (.zcap) instead of watching a strap",
                  [&](const std::string& text) { takeCapture(options, "--replay", text); })
             ->excludes(simulated);
-    // It goes with either; checkTogether() sees whether there is one.
-    CLI::Option* speed = addSpeed(
-        command, options,
-        "How much faster than the clock on the wall a simulation or a replay runs (default 1)");
+    // It goes with either; checkTogether() checks that one of them is given.
+    CLI::Option* speed =
+        addSpeed(command, options,
+                 "How much faster than real time a simulation or a replay runs (default 1)");
     addFast(command, options, speed)->needs(replay);
     others.push_back(replay);
   }
-  addBluetoothOptions(command, options, others);
+  addBluetoothSourceOptions(command, options, others);
   addValue(command, "--duration", "S",
            "End after S seconds (of strap time when it is simulated" +
                std::string(captures == Captures::offered ? " or replayed)" : ")"),
@@ -149,7 +134,7 @@ void addCaptureOptions(CLI::App& command, SourceOptions& options) {
     takeCapture(options, "FILE", text);
   })->required();
   CLI::Option* speed =
-      addSpeed(command, options, "How much faster than it was recorded it is played (default 1)");
+      addSpeed(command, options, "How much faster than recorded it is played (default 1)");
   addFast(command, options, speed);
 }
 
@@ -158,8 +143,8 @@ void checkTogether(const SourceOptions& options) {
   if (options.speed && real) {
     throw CLI::ValidationError("--speed", "requires --simulated or --replay");
   }
-  // CLI11 would leave out the name of what it does not show.
-  if (!real && !options.busAddress.empty()) {
+  // Not by excludes(): CLI11's message leaves out the name of an option without a group.
+  if (!real && !options.bluetooth.busAddress.empty()) {
     throw CLI::ValidationError(options.simulated ? "--simulated" : "--replay", "excludes --bus");
   }
   tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
@@ -174,8 +159,8 @@ std::unique_ptr<Source> makeSource(main_queue::MainQueue& queue, const SourceOpt
   if (options.simulated) {
     return std::make_unique<SimulatedSource>(queue, simulatedOptions(options), std::move(ended));
   }
-  return std::make_unique<BluetoothSource>(queue, bluetoothOptions(options), std::move(report),
-                                           std::move(ended));
+  return std::make_unique<BluetoothSource>(queue, bluetoothOptions(options, std::move(report)),
+                                           options.duration, std::move(ended));
 }
 
 }  // namespace Zephly::watch

@@ -53,23 +53,23 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
  protected:
   StrapPresenceTest() {
     options.name = "Zephly";
-    options.bus = bus.address();
-    options.timing.firstPause = 2ms;
-    options.timing.longestPause = 20ms;
-    options.timing.reportDelay = 20ms;
+    options.bluetooth.busAddress = bus.address();
+    options.bluetooth.timing.firstPause = 2ms;
+    options.bluetooth.timing.longestPause = 20ms;
+    options.bluetooth.timing.reportDelay = 20ms;
     bus.start();
     client = Bus::open(queue, bus.address());
   }
 
-  void said(std::string_view line) override { lines.emplace_back(line); }
-  void subscriptionChanged(Stream stream, bool subscribed) override {
+  void onMessage(std::string_view line) override { lines.emplace_back(line); }
+  void onSubscription(Stream stream, bool subscribed) override {
     lines.push_back((subscribed ? "subscribed " : "unsubscribed ") +
                     std::string(Zephly::simulator::streamName(stream)));
   }
-  void centralChanged(const std::string& name, bool connected) override {
+  void onCentral(const std::string& name, bool connected) override {
     lines.push_back((connected ? "connected " : "disconnected ") + name);
   }
-  void hopeless(const std::string& reason) override { lines.push_back("hopeless: " + reason); }
+  void onFatal(const std::string& reason) override { lines.push_back("fatal: " + reason); }
 
   void open() { presence = std::make_unique<Presence>(queue, options, *this); }
 
@@ -299,7 +299,7 @@ TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) 
 }
 
 TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
-  options.adapter = "hci0";
+  options.bluetooth.adapter = "hci0";
   bringUp();
   bluetoothd.remove("/org/bluez/hci0");
   untilLine("adapter hci0 has gone");
@@ -408,11 +408,11 @@ TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
   untilCall("hci0 Set org.bluez.Adapter1 Alias workstation");
 }
 
-TEST_F(StrapPresenceTest, WithoutABusThereIsNoHope) {
-  options.bus = "unix:path=/nonexistent/bus";
+TEST_F(StrapPresenceTest, AMissingBusIsFatal) {
+  options.bluetooth.busAddress = "unix:path=/nonexistent/bus";
   open();
   until([this] { return !lines.empty(); });
-  EXPECT_THAT(lines, ElementsAre(StartsWith("hopeless: ")));
+  EXPECT_THAT(lines, ElementsAre(StartsWith("fatal: ")));
 }
 
 TEST_F(StrapPresenceTest, ABusThatGoesAndComesIsUsedAgain) {

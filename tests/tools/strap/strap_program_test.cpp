@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadStrapOption{"RateNan", {"--recording", "a", "--rate", "nan"}, "from 0.001 to 100000"},
         BadStrapOption{"TrainingWithRecording",
                        {"--training", "--recording", "a", "--rate", "9"},
-                       "--training: does not go with --recording"},
+                       "--training: cannot be combined with --recording"},
         BadStrapOption{"LossMissing", {"--lose-link-at"}, "--lose-link-at"},
         BadStrapOption{
             "LossNegative", {"--lose-link-at", "-1"}, "--lose-link-at: expected a number"},
