@@ -17,25 +17,19 @@ tools::Command addMonitorCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "monitor", "Watch a strap: connection, electrodes, traces, values, repetitions");
   command->footer(
-      "The strap is the one that this machine's Bluetooth hears, or a simulated one. What is\n"
-      "missing for Bluetooth is told, and it begins to work when it is there.\n"
+      "Watches the strap in Bluetooth range, or a simulated one. It reports what Bluetooth lacks\n"
+      "and continues automatically when that is available.\n"
       "On a terminal it shows a screen; q or Ctrl-C ends it. Otherwise it writes one JSON object\n"
-      "a line (see docs/monitor-json.md). A summary comes last.\n"
+      "per line (see docs/monitor-json.md). The last output is a summary.\n"
       "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when something was\n"
-      "lost, is missing with --require-all, or a file cannot be used; 2 for options that are\n"
-      "not understood.");
+      "lost, is missing with --require-all, or a file cannot be used; 2 for wrong options.");
   const auto source = std::make_shared<watch::SourceOptions>();
   const auto output = std::make_shared<OutputOptions>();
   watch::addSourceOptions(*command, *source);
   addOutputOptions(*command, *output);
   return {command, [source, output] {
             watch::checkTogether(*source);
-            return watchSession(
-                "monitor", *output,
-                [&](main_queue::MainQueue& queue, std::function<void(std::string_view)> report,
-                    std::function<void()> ended) {
-                  return watch::makeSource(queue, *source, std::move(report), std::move(ended));
-                });
+            return watchSession("monitor", *source, *output);
           }};
 }
 

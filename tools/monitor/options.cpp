@@ -13,7 +13,7 @@ using tools::addValue;
 
 void addOutputOptions(CLI::App& command, OutputOptions& options) {
   addFlag(command, "--json", options.json,
-          "Write one JSON object a line (always so when standard output is no terminal)");
+          "Write one JSON object per line (the default when standard output is not a terminal)");
   addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",
            [&](const std::string& text) {
              options.diagnostics = tools::fileValue("--diagnostics", text);

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What a subcommand that shows a session can be told about its output.
+/// The options for the output of a subcommand that shows a session.
 
 #include <filesystem>
 #include <optional>
@@ -11,7 +11,7 @@ class App;
 
 namespace Zephly::monitor {
 
-/// What comes of a session that is watched.
+/// How a session is shown.
 struct OutputOptions {
   bool json = false;
   std::optional<std::filesystem::path> diagnostics;  ///< gets every diagnostic line
@@ -19,7 +19,7 @@ struct OutputOptions {
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.
-/// A value that cannot be accepted ends the parsing with a CLI::ParseError of one line.
+/// A wrong value ends the parsing with a CLI::ParseError of one line.
 void addOutputOptions(CLI::App& command, OutputOptions& options);
 
 }  // namespace Zephly::monitor

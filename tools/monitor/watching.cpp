@@ -1,22 +1,19 @@
 #include <tools/monitor/watching.h>
 
 #include <hosts/main_queue/main_queue.h>
-#include <tools/common/command.h>
 #include <tools/common/output.h>
 #include <tools/monitor/diagnostics_file.h>
 #include <tools/monitor/terminal_kind.h>
 #include <tools/monitor/view.h>
-#include <tools/watch/diagnostics_catcher.h>
-#include <tools/watch/receiver.h>
-#include <zephly/session/zephly.h>
+#include <tools/watch/session_model.h>
+#include <tools/watch/session_runner.h>
+#include <tools/watch/summary.h>
 
 #include <CLI/Error.hpp>
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <csignal>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,32 +39,22 @@ std::optional<DiagnosticsFile> openDiagnostics(const OutputOptions& options) {
   }
 }
 
-class Monitor {
+class Monitor final : private watch::SessionHandler {
  public:
-  Monitor(std::string command, const OutputOptions& options, const SourceMaker& makeSource)
-      : command_(std::move(command)),
+  Monitor(const std::string& command, const watch::SourceOptions& source,
+          const OutputOptions& options)
+      : command_(command),
         options_(options),
         diagnosticsFile_(openDiagnostics(options)),
-        source_(makeSource(
-            queue_, [this](std::string_view line) { hostLine(line); }, [this] { end(); })),
-        receiver_(std::make_shared<watch::Receiver>(
-            [this] { return source_->now(); }, [this](const watch::Event& event) { take(event); })),
-        catcher_([this](std::string_view line) { diagnosticLine(line); }),
-        view_(makeView()) {}
+        runner_(command, queue_, source, *this, View::refreshInterval) {}
 
   int run() {
-    const auto session = ::Zephly::Zephly::init(receiver_);
-    session->startWorkoutDetection(receiver_);
-    watchSignals();
-    watchKeyboard();
-    source_->start();
-    refresh();
-    queue_.run();
-    receiver_->endAt(source_->now());
-    const watch::SourceReport report = source_->finish();
+    view_ = makeView();
+    runner_.run();
+    const watch::SourceReport& report = runner_.finish();
     const watch::Summary summary = watch::summarize(report, model_);
     view_->finish(summary);
-    return verdict(report, summary);
+    return runner_.exitCode(complaints(report, summary));
   }
 
  private:
@@ -82,45 +69,43 @@ class Monitor {
   ViewOptions viewOptions(bool unicode) const {
     ViewOptions options;
     options.command = command_;
-    options.now = source_->now();
-    options.title = source_->title();
-    options.pace = source_->pace();
+    options.now = runner_.now();
+    options.title = runner_.source().title();
+    options.pace = runner_.source().pace();
     options.unicode = unicode;
     return options;
   }
 
-  void take(const watch::Event& event) {
+  void onEvent(const watch::Event& event) override {
     model_.take(event);
     view_->take(event);
   }
 
-  void diagnosticLine(std::string_view line) {
+  void onDiagnosticLine(std::string_view line) override {
     if (diagnosticsFile_) diagnosticsFile_->writeLine(line);
-    receiver_->diagnosticLine(line);
   }
 
-  void hostLine(std::string_view line) {
+  void onHostLine(std::string_view line) override {
     if (diagnosticsFile_) diagnosticsFile_->writeLine(line);
-    receiver_->hostLine(line);
   }
 
-  void refresh() {
+  void onReady() override {
+    watchTerminal();
+    watchKeyboard();
+  }
+
+  void onRefresh() override {
     view_->refresh();
-    if (output_.state() != tools::Output::State::open) {
-      end();
-      return;
-    }
-    refreshTimer_ = queue_.after(View::refreshInterval, [this] { refresh(); });
+    if (output_.state() != tools::Output::State::open) runner_.end();
   }
 
-  void end() {
-    receiver_->endAt(source_->now());
-    queue_.stop();
-  }
+  void onSourceEnd() override { runner_.end(); }
+  void onEndSignal() override { runner_.end(); }
 
-  void watchSignals() {
-    endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
+  void watchTerminal() {
     resizeSignal_ = queue_.onSignal({SIGWINCH}, [this](int) { view_->resized(); });
+    // Ctrl-Z: the terminal is restored before the program stops, by SIGSTOP because SIGTSTP is
+    // handled here.
     stopSignal_ = queue_.onSignal({SIGTSTP}, [this](int) {
       view_->suspend();
       static_cast<void>(std::raise(SIGSTOP));
@@ -128,7 +113,7 @@ class Monitor {
     });
   }
 
-  // Only what the screen shows as keys: the keyboard of JSON lines belongs to somebody else.
+  // Only the screen has keys. With JSON lines standard input belongs to another program.
   void watchKeyboard() {
     if (dynamic_cast<ScreenView*>(view_.get()) == nullptr || ::isatty(STDIN_FILENO) == 0) return;
     keyboard_ = queue_.watch(STDIN_FILENO, main_queue::Interest::read, [this] {
@@ -138,12 +123,13 @@ class Monitor {
         keyboard_.cancel();
       } else if (std::string_view(keys.data(), static_cast<std::size_t>(count)).find('q') !=
                  std::string_view::npos) {
-        end();
+        runner_.end();
       }
     });
   }
 
-  int verdict(const watch::SourceReport& report, const watch::Summary& summary) {
+  std::vector<std::string> complaints(const watch::SourceReport& report,
+                                      const watch::Summary& summary) {
     std::vector<std::string> complaints = report.complaints;
     for (std::string& loss : watch::losses(summary)) complaints.push_back(std::move(loss));
     if (options_.requireAll) {
@@ -157,36 +143,29 @@ class Monitor {
     if (const auto reason = diagnosticsFile_ ? diagnosticsFile_->finish() : std::nullopt) {
       complaints.push_back("--diagnostics: " + cannotWrite(options_, *reason));
     }
-    for (const std::string& complaint : complaints) {
-      std::cerr << "zephly " << command_ << ": " << complaint << '\n';
-    }
-    return complaints.empty() ? tools::exitDone : tools::exitFailed;
+    return complaints;
   }
 
-  const std::string command_;
+  const std::string& command_;
   const OutputOptions& options_;
   std::optional<DiagnosticsFile> diagnosticsFile_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
   watch::SessionModel model_;
-  std::unique_ptr<watch::Source> source_;
-  std::shared_ptr<watch::Receiver> receiver_;
-  watch::DiagnosticsCatcher catcher_;
   std::unique_ptr<View> view_;
-  main_queue::Timer refreshTimer_;
-  main_queue::SignalWatch endSignals_;
   main_queue::SignalWatch resizeSignal_;
   main_queue::SignalWatch stopSignal_;
   main_queue::Watch keyboard_;
+  watch::SessionRunner runner_;
 };
 
 }  // namespace
 
-int watchSession(const std::string& command, const OutputOptions& options,
-                 const SourceMaker& makeSource) {
-  // A reader that goes away is seen by Output.
+int watchSession(const std::string& command, const watch::SourceOptions& source,
+                 const OutputOptions& output) {
+  // Output reports a reader that has gone.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  return Monitor(command, options, makeSource).run();
+  return Monitor(command, source, output).run();
 }
 
 }  // namespace Zephly::monitor

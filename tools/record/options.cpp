@@ -10,13 +10,12 @@
 namespace Zephly::record {
 
 void addOptions(CLI::App& command, Options& options) {
-  tools::addValue(command, "FILE", "FILE",
-                  "The capture that is written, by custom with the ending .zcap",
+  tools::addValue(command, "FILE", "FILE", "The capture to write, usually with the ending .zcap",
                   [&](const std::string& text) { options.file = tools::fileValue("FILE", text); })
       ->required();
   watch::addSourceOptions(command, options.source);
   exporting::addTargets(command, options.exports);
-  tools::addFlag(command, "--force", options.overwrite, "Replace files that are there already");
+  tools::addFlag(command, "--force", options.overwrite, "Replace existing files");
 }
 
 }  // namespace Zephly::record

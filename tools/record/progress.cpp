@@ -22,7 +22,7 @@ void Progress::end() {
 }
 
 void Progress::wipe() {
-  // To the beginning of the line, and nothing right of it (ECMA-48, EL).
+  // Back to the start of the line, and erase it (ECMA-48, EL).
   if (shown_) output_.write("\r\x1B[K");
   shown_ = false;
 }

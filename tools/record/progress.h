@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// What `zephly record` tells while it records: a line for each event of the connection, and on a
-/// terminal a line that stays the last one and shows how far it has come.
+/// The output of `zephly record` while it records: a line for each event of the connection, and on
+/// a terminal a status line below them.
 ///
 ///   Progress progress(output, terminal);
 ///   progress.line("0:12 connected");
@@ -16,14 +16,14 @@ namespace Zephly::record {
 
 class Progress {
  public:
-  /// Where `terminal` is false there is no status.
+  /// Without a terminal there is no status.
   Progress(tools::Output& output, bool terminal) : output_(output), terminal_(terminal) {}
 
-  /// A line, without its end, that stays.
+  /// A permanent line; `text` has no line end.
   void line(const std::string& text);
-  /// Takes the place of the status before.
+  /// Replaces the previous status.
   void status(const std::string& text);
-  /// No status any more.
+  /// Removes the status.
   void end();
 
  private:

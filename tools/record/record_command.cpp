@@ -19,7 +19,7 @@ int recordAndExport(Options& options) {
   exports.capture = options.file;
   exports.existing =
       options.overwrite ? exporting::Existing::replaced : exporting::Existing::refused;
-  // Not an hour later.
+  // Before the recording, not an hour later.
   exporting::checkTargets(exports);
   const int recorded = RecordingSession(options).run();
   const int exported = exporting::runExport(exports, "record");
@@ -31,18 +31,18 @@ int recordAndExport(Options& options) {
 tools::Command addRecordCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("record", "Write a session to a file while it runs");
   command->footer(
-      "FILE gets every notification and every event of the connection as it comes, in a format\n"
-      "that loses nothing but the record in flight when the program is killed (see\n"
-      "docs/capture-format.md). It ends with --duration, Ctrl-C or SIGTERM. A file that can be\n"
-      "written no more is left whole, and the session goes on without it.\n"
+      "Every notification and every event of the connection is written to FILE as it arrives. If\n"
+      "the program is killed, only the record being written is lost (see docs/capture-format.md).\n"
+      "Ends with --duration, Ctrl-C or SIGTERM. After a write error the session continues without\n"
+      "recording, and the file stays readable. --edf and --csv work as in zephly export, when the\n"
+      "recording has ended.\n"
       "Exit code: 0 when everything was recorded; 1 when something was not, or the file cannot\n"
-      "be had; 2 for options that are not understood. --edf and --csv are those of zephly export,\n"
-      "and write when the recording has ended.");
+      "be created; 2 for wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
             watch::checkTogether(options->source);
-            // A reader that goes away is seen by Output, a file that may not grow by the writer.
+            // Output and the writer report a reader that has gone and a limit of the file size.
             static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
             return recordAndExport(*options);

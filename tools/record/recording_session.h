@@ -13,33 +13,34 @@
 #include <tools/inspect/contents.h>
 #include <tools/record/options.h>
 #include <tools/record/progress.h>
-#include <tools/watch/diagnostics_catcher.h>
-#include <tools/watch/receiver.h>
-#include <tools/watch/source.h>
+#include <tools/watch/session_runner.h>
 
-#include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Zephly::record {
 
-class RecordingSession {
+class RecordingSession final : private watch::SessionHandler {
  public:
-  /// Creates the file. Throws std::exception with one line when there is no such file to be had or
-  /// the source cannot be used.
+  /// Creates the file. Throws std::exception with one line when the file cannot be created or the
+  /// source cannot be used.
   explicit RecordingSession(const Options& options);
 
   /// Runs the session to its end; returns the exit code. Once.
   int run();
 
  private:
-  simulator::StrapTime now() const;
-  void end();
+  // The tap records what the session gets; the events themselves are not used.
+  void onEvent(const watch::Event& /*event*/) override {}
+  void onHostLine(std::string_view line) override;
+  void onReady() override;
+  void onRefresh() override;
+  void onSourceEnd() override { runner_.end(); }
+  void onEndSignal() override { runner_.end(); }
+
   void take(const capture::Record& record);
-  void tell(const capture::Record& record);
-  void refresh();
-  void watchSignals();
+  void reportEvent(const capture::Record& record);
   void checkWritten();
   std::vector<std::string> complaintsAbout(const watch::SourceReport& report);
 
@@ -48,15 +49,11 @@ class RecordingSession {
   tools::Output output_;
   Progress progress_;
   inspect::Contents contents_;
-  bool failureTold_ = false;
-  std::optional<simulator::StrapTime> ended_;
-  std::unique_ptr<watch::Source> source_;
+  bool writeFailed_ = false;  // and was reported
+  // The tap wraps the host in use, which the runner sets.
+  watch::SessionRunner runner_;
   capture::Writer writer_;
   capture::TapHost tap_;
-  std::shared_ptr<watch::Receiver> receiver_;
-  watch::DiagnosticsCatcher catcher_;
-  main_queue::Timer refreshTimer_;
-  main_queue::SignalWatch endSignals_;
 };
 
 }  // namespace Zephly::record

@@ -50,7 +50,7 @@ std::optional<HostAndPort> split(std::string_view text) {
 
 std::string machineName() {
   std::array<char, 256> name{};
-  // The last zero stays, also when the name is too long.
+  // The last byte stays zero, even when gethostname() truncates the name.
   if (::gethostname(name.data(), name.size() - 1) != 0) return {};
   return name.data();
 }
@@ -60,7 +60,7 @@ bool isMachineName(std::string_view name) {
   return !own.empty() && (iequals(name, own) || iequals(name, own + ".local"));
 }
 
-// The value that is called `name` among "name=value" separated by `separator`.
+// The value of `name` in a list of "name=value" with this separator.
 std::optional<std::string_view> valueOf(std::string_view name, std::string_view all,
                                         char separator) {
   while (!all.empty()) {
@@ -111,7 +111,8 @@ bool Access::allowsName(std::string_view name) const {
   if (iequals(name, "localhost")) return everywhere || address_.is_loopback();
   boost::system::error_code noAddress;
   const ip::address address = ip::make_address(std::string(name), noAddress);
-  // A name can be made to point here by others; an address is ours, or the request would not be.
+  // A foreign name can resolve to this machine. An address in Host is one of this machine's own,
+  // because the request arrived here.
   if (noAddress) return everywhere && isMachineName(name);
   if (everywhere || address == address_) return true;
   return address_.is_loopback() &&
@@ -136,7 +137,7 @@ std::string Access::cookie() const {
   return cookieName() + "=" + token_.value() + "; HttpOnly; SameSite=Strict; Path=/";
 }
 
-// Cookies do not know of ports, but two programs may run on one machine.
+// Cookies are shared by all ports of a host: the port in the name separates two programs.
 std::string Access::cookieName() const { return "zephly-view-" + std::to_string(port_); }
 
 }  // namespace Zephly::view

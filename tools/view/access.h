@@ -1,12 +1,11 @@
 #pragma once
 /// @file
-/// Who may see the live page. It shows a person's heart, so that nobody gets it by accident:
+/// The access control of the live page, which shows medical data:
 ///
-/// - The Host of a request must be the address that is served. Otherwise a page from elsewhere
-/// could
-///   have its own name point to this machine and read everything (DNS rebinding).
-/// - The Origin of a WebSocket must be this very page: browsers let any page open one anywhere.
-/// - Beyond this machine an access token is needed.
+/// - The Host of a request must be the address of this server. Otherwise a foreign page could point
+///   its own name at this machine and read everything (DNS rebinding).
+/// - The Origin of a WebSocket must be this page: browsers let any page open a WebSocket anywhere.
+/// - Other machines need an access token.
 ///
 ///   const Access access(address, 8765, makeToken());
 ///   if (!access.allowsHost(host)) refuse();
@@ -20,22 +19,22 @@
 
 namespace Zephly::view {
 
-/// 128 random bits, in lower-case hexadecimal. std::system_error when the system has none.
+/// 128 random bits in lower-case hexadecimal. Throws std::system_error when the system has none.
 std::string makeToken();
 
-/// Takes as long for a token that is nearly right as for one that is not.
+/// Compares in constant time, so that the time does not reveal how much of a token is right.
 bool sameToken(std::string_view left, std::string_view right);
 
 class Access {
  public:
-  /// Served on `address` (which may stand for all addresses of this machine) and `port`; without a
-  /// `token` everybody who reaches it may see it.
+  /// `address` and `port`: where the server listens; the address may be the unspecified one.
+  /// Without a `token` none is required.
   Access(boost::asio::ip::address address, std::uint16_t port, std::optional<std::string> token);
 
-  /// The value of a request's Host: with the port, unless it is that of HTTP.
+  /// `host`: the value of a request's Host, with the port unless it is 80.
   bool allowsHost(std::string_view host) const;
-  /// The value of a WebSocket's Origin, and the request's Host. Programs that are no browsers send
-  /// no Origin: they could say what they like.
+  /// The value of a WebSocket's Origin, and the request's Host. Programs other than browsers send
+  /// no Origin; they are accepted, because they could send any.
   static bool allowsOrigin(std::optional<std::string_view> origin, std::string_view host);
 
   bool needsToken() const { return token_.has_value(); }

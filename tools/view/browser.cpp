@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* opener = "xdg-open";
 
-// The settings of a process that shares nothing with this one.
+// The settings of a child process that inherits no descriptors and no terminal.
 class Apart {
  public:
   Apart() {
@@ -24,14 +24,14 @@ class Apart {
     ::posix_spawn_file_actions_addopen(&files_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addopen(&files_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     ::posix_spawn_file_actions_addopen(&files_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    // The browser would keep the port.
+    // Otherwise the browser would inherit the listening socket and keep the port in use.
     ::posix_spawn_file_actions_addclosefrom_np(&files_, STDERR_FILENO + 1);
     ::posix_spawnattr_init(&attributes_);
     sigset_t defaults{};
     sigemptyset(&defaults);
     sigaddset(&defaults, SIGPIPE);
     ::posix_spawnattr_setsigdefault(&attributes_, &defaults);
-    // Ctrl-C is meant for us.
+    // Ctrl-C ends this program, not the browser.
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
   }
   Apart(const Apart&) = delete;

@@ -1,11 +1,11 @@
 #pragma once
 /// @file
-/// Shows an address in the browser of whoever sits at this machine.
+/// Opens a URL in this desktop's browser.
 ///
 ///   Browser browser(queue, complain);
 ///   browser.open("http://127.0.0.1:8765/");
 ///
-/// The desktop's own xdg-open does it, as a process that is not waited for.
+/// Runs xdg-open and does not wait for it.
 
 #include <hosts/main_queue/main_queue.h>
 
@@ -21,7 +21,7 @@ class Browser {
  public:
   using Complain = std::function<void(std::string_view)>;
 
-  /// `complain` gets one line when it does not work.
+  /// `complain` gets one line after a failure.
   Browser(main_queue::MainQueue& queue, Complain complain);
 
   /// Returns at once. Once.

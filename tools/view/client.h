@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// One connection to the server, whatever is spoken on it, and what all of them share.
+/// The base of the server's connections, and the state that they share.
 
 #include <tools/view/access.h>
 #include <tools/view/server.h>
@@ -11,7 +11,7 @@ namespace Zephly::view {
 
 class Viewer;
 
-/// A connection; lives as long as something is under way on it.
+/// A connection; owned by the handlers of its pending operations.
 class Client {
  public:
   /// Counts as connected from now on.
@@ -20,7 +20,7 @@ class Client {
   Client& operator=(const Client&) = delete;
   virtual ~Client();
 
-  /// Ends it when what waits for it has been sent.
+  /// Ends it when its queued messages have been sent.
   virtual void end() = 0;
   /// Ends it at once.
   virtual void drop() = 0;
@@ -33,7 +33,7 @@ class Client {
   std::shared_ptr<Server::Shared> shared_;
 };
 
-/// What the connections share.
+/// The state shared by the connections.
 struct Server::Shared {
   Limits limits;
   std::span<const Asset> assets;
@@ -42,9 +42,9 @@ struct Server::Shared {
   Report report;
   std::set<Client*> clients = {};
   std::set<Viewer*> viewers = {};
-  std::uint64_t lastViewer = 0;  ///< number of the one that came last
+  std::uint64_t lastViewer = 0;  ///< number of the latest one
   bool closing = false;
-  std::function<void()> closed = {};  ///< called when there is no client left
+  std::function<void()> closed = {};  ///< called when the last client is destroyed
 };
 
 }  // namespace Zephly::view

@@ -17,10 +17,10 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 namespace asio = boost::asio;
 
-// What a client that was refused may still send until it notices, in bytes.
+// Bytes that are read from a refused client before the connection is closed anyway.
 constexpr std::size_t patienceInBytes = 1024UL * 1024;
 
-// The answer to what could not be read; empty when nobody is there to be answered.
+// The answer to a request that could not be read; empty when the client has closed.
 std::optional<http::status> statusFor(const beast::error_code& error) {
   if (error == http::error::header_limit) return http::status::request_header_fields_too_large;
   if (error == http::error::buffer_overflow) return http::status::request_header_fields_too_large;
@@ -39,7 +39,7 @@ std::optional<http::status> statusFor(const beast::error_code& error) {
 Connection::Connection(asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
       stream_(std::move(socket)),
-      // What is beyond the parser's own limits does not even get here.
+      // Bounds what is read before the parser checks its limits.
       buffer_(Client::shared().limits.headerBytes + Client::shared().limits.bodyBytes) {}
 
 void Connection::run() {
@@ -68,7 +68,7 @@ void Connection::received(Error error) {
   if (!reply.becomesViewer()) {
     send(std::move(*reply.response));
   } else if (buffer_.size() > 0) {
-    // Nobody may speak before the handshake is over.
+    // A client must not send data before the handshake is complete.
     send(refusal(http::status::bad_request));
   } else {
     std::make_shared<Viewer>(std::move(stream_), sharedPointer())->accept(request);
@@ -90,7 +90,8 @@ void Connection::send(http::message_generator response) {
                      });
 }
 
-// To close a socket with something unread in it would take the answer away from the client.
+// Closing a socket with unread input resets the connection, and the client could lose the answer.
+// So only the sending side is closed, and input is discarded until the client closes.
 void Connection::hangUp() {
   Error error;
   stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);

@@ -1,11 +1,15 @@
 #pragma once
 /// @file
-/// A connection that speaks HTTP: one request after the other, until one makes a viewer of it.
+/// A connection that speaks HTTP: one request after the other, until one opens a WebSocket.
 ///
 ///   std::make_shared<Connection>(std::move(socket), shared)->run();
 ///
-/// What is wrong with a request is answered with a line of text; where the rest of it cannot be
-/// trusted any more the connection is closed.
+/// A wrong request gets a line of text as its answer. After a request that cannot be parsed the
+/// connection is closed, because the start of the next one is unknown.
+///
+/// States, each with one pending operation that owns the object: reading a request (run), writing
+/// the response (send), then reading again, or discarding input until the client closes (hangUp).
+/// A request for a WebSocket hands the socket over to a Viewer, and the Connection is destroyed.
 
 #include <tools/view/client.h>
 #include <tools/view/viewer.h>
@@ -23,7 +27,7 @@ class Connection final : public Client, public std::enable_shared_from_this<Conn
  public:
   Connection(boost::asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared);
 
-  /// Reads and answers until the client or one of its faults ends it.
+  /// Reads and answers requests until the client closes or breaks the protocol.
   void run();
 
   void end() override;

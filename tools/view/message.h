@@ -1,11 +1,11 @@
 #pragma once
 /// @file
-/// What goes to a viewer: one WebSocket message, serialised once and shared by all viewers.
+/// One WebSocket message to viewers, serialised once and shared by all of them.
 ///
 ///   const Message samples = samplesMessage(Trace::ecg, 0, 1.5, values);
 ///   const Message state = textMessage(Message::Kind::state, json);
 ///
-/// docs/view-protocol.md says what the bytes mean.
+/// docs/view-protocol.md describes the bytes.
 
 #include <simulator/rates.h>
 
@@ -37,7 +37,7 @@ constexpr int traceRate(Trace trace) {
   return trace == Trace::motion ? simulator::motionRate : simulator::waveformRate;
 }
 
-/// Numbers in one sample: of motion the high-passed acceleration and the displacement.
+/// Values in one sample: 1, or for motion 2, the high-passed acceleration and the displacement.
 constexpr std::size_t valuesPerSample(Trace trace) { return trace == Trace::motion ? 2 : 1; }
 
 /// One message; cheap to copy.

@@ -1,4 +1,4 @@
-// In place of the embedded page, where there was nothing to build it with.
+// Replaces the embedded page when it cannot be built.
 
 #include <tools/view/assets.h>
 

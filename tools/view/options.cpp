@@ -32,15 +32,16 @@ void addOptions(CLI::App& command, Options& options) {
   watch::addSourceOptions(command, options.source, watch::Captures::offered);
   addValue(command, "--port", "N",
            "The page's port (default " + std::to_string(ServerOptions::defaultPort) +
-               "; 0: any that is free)",
+               "; 0: any free port)",
            [&](const std::string& text) { options.port = port(text); });
   addValue(command, "--listen", "ADDRESS",
            "Serve the page on this address of the machine, 0.0.0.0 or :: for all of them, to "
-           "whoever has the access token that is printed with it (default: to this machine only)",
+           "everyone with the access token that is printed (default: to this machine only)",
            [&](const std::string& text) { options.listen = address(text); });
   addFlag(command, "--open", options.open, "Show the page in the browser");
   addFlag(command, "--exit-at-end", options.exitAtEnd,
-          "End with --duration, recording or capture instead of showing what has been");
+          "End when --duration is over or the recording or capture has been played; otherwise the "
+          "page stays");
 }
 
 }  // namespace Zephly::view

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What `zephly view` can be told on the command line.
+/// The options of `zephly view`.
 
 #include <tools/view/server.h>
 #include <tools/watch/source_options.h>
@@ -18,14 +18,14 @@ namespace Zephly::view {
 
 struct Options {
   watch::SourceOptions source;
-  std::uint16_t port = ServerOptions::defaultPort;  ///< 0: any that is free
+  std::uint16_t port = ServerOptions::defaultPort;  ///< 0: any free port
   std::optional<boost::asio::ip::address> listen;   ///< empty: this machine only
   bool open = false;                                ///< show the page in the browser
-  bool exitAtEnd = false;                           ///< with the source's end
+  bool exitAtEnd = false;                           ///< when the source ends
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.
-/// A value that cannot be accepted ends the parsing with a CLI::ParseError of one line.
+/// A wrong value ends the parsing with a CLI::ParseError of one line.
 void addOptions(CLI::App& command, Options& options);
 
 }  // namespace Zephly::view

@@ -19,7 +19,7 @@ using http::status;
 
 std::string_view plain(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
-// What the answer depends on besides the request itself.
+// The state that an answer depends on, besides the request.
 struct Parts {
   std::string_view path;
   std::string_view query;
@@ -33,7 +33,7 @@ Parts partsOf(std::string_view target) {
 
 template <class Body>
 void addHeaders(http::response<Body>& response, const std::string& host) {
-  // Not all browsers take the page's own WebSocket for 'self'.
+  // Some browsers do not count the page's own WebSocket as 'self'.
   const std::string socket = host.empty() ? "" : " ws://" + host;
   response.set("Content-Security-Policy",
                "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'" +
@@ -112,7 +112,7 @@ class Answer {
   template <class Body>
   http::message_generator complete(http::response<Body> response) const {
     addHeaders(response, std::string(request_[field::host]));
-    // What could not be understood may be the beginning of anything.
+    // After an invalid request the start of the next one is unknown.
     response.keep_alive(request_.keep_alive() && response.result() != status::bad_request);
     response.prepare_payload();
     if (request_.method() != http::verb::head) return response;
@@ -129,7 +129,7 @@ std::optional<std::string_view> valueOf(const Request& request, field name) {
   return plain(found->value());
 }
 
-// What is wrong before it matters what is asked for.
+// Errors that do not depend on the path.
 std::optional<status> objection(const Request& request, const Access& access) {
   if (request.method() != http::verb::get && request.method() != http::verb::head) {
     return status::method_not_allowed;
@@ -178,7 +178,7 @@ Reply replyTo(const Request& request, const Access& access, std::span<const Asse
   const auto [path, query] = partsOf(plain(request.target()));
   if (!hasToken(request, access, query)) return {answer.line(status::forbidden)};
   if (path == "/live") return replyToLive(request, answer, full);
-  // So that the token does not stay in the address.
+  // The redirect removes the token from the address bar.
   if (path == "/" && access.tokenInQuery(query)) return {answer.welcome(access)};
   const auto asset = std::find_if(assets.begin(), assets.end(), [&file = path](const Asset& known) {
     return known.path == file;

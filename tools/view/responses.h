@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What the server answers to a request, without any network.
+/// The server's answers to requests, independent of the network.
 ///
 ///   const Reply reply = replyTo(request, access, assets);
 ///   if (reply.becomesViewer) viewer->accept(request);
@@ -25,11 +25,11 @@ struct Reply {
   bool becomesViewer() const { return !response.has_value(); }
 };
 
-/// The answer to a complete request. `full`: there are as many viewers as there may be.
+/// The answer to a complete request. `full`: the limit of viewers is reached.
 Reply replyTo(const Request& request, const Access& access, std::span<const Asset> assets,
               bool full);
 
-/// The answer to something that is no request; ends the connection.
+/// The answer to an invalid request; closes the connection.
 boost::beast::http::message_generator refusal(boost::beast::http::status status);
 
 }  // namespace Zephly::view

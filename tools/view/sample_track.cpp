@@ -6,7 +6,7 @@ namespace Zephly::view {
 
 void SampleTrack::append(simulator::StrapTime arrival, std::span<const float> sample) {
   if (interrupted_) {
-    // Never before what the link has brought before.
+    // Times never decrease.
     dropAnchor(anchors_.empty() ? arrival : std::max(arrival, timeOf(anchors_.back(), end_)));
   } else if (axisIsWrong(arrival)) {
     dropAnchor(arrival);

@@ -1,23 +1,21 @@
 #pragma once
 /// @file
-/// The samples of one curve on an even axis of time: numbered since the session began, batched into
-/// messages, and kept for those who come later.
+/// The samples of one curve on an even time axis: numbered since the session began, batched into
+/// messages, and kept for later viewers.
 ///
 ///   SampleTrack track(Trace::ecg);
 ///   track.append(arrival, std::array{value});
 ///   for (const Message& message : track.take(now)) send(message);
-///   for (const Message& message : track.kept()) sendToNewcomer(message);
+///   for (const Message& message : track.kept()) sendToNewViewer(message);
 ///
-/// Samples arrive in handfuls, a frame at a time, but were measured evenly. They are laid from an
-/// anchor on, 1/rate apart. There is a new anchor when the link was lost in between, and when what
-/// arrives shows that the axis is wrong:
+/// Samples arrive a frame at a time, but were measured evenly. They are placed 1/rate apart, from
+/// an anchor on. A new anchor is set after a lost link, and when the arrivals contradict the axis:
 ///
-/// - More than one second late: something is missing. Nobody catches up so much.
-/// - More than a quarter of a second late: at first it may be a stall of the radio, after which
-///   everything comes at once and fits again. When it has lasted for half a second, something is
-///   missing.
+/// - More than one second late: samples are missing; a stall of the radio is shorter.
+/// - More than a quarter of a second late: perhaps a stall of the radio, after which the samples
+///   arrive together and fit again. After half a second of lateness, samples are missing.
 /// - More than a quarter of a second early: the strap's clock is faster than ours. The next sample
-///   then takes the place in time of some that are there already.
+///   overlaps earlier ones in time.
 
 #include <simulator/frame.h>
 #include <tools/view/message.h>
@@ -39,31 +37,31 @@ class SampleTrack {
   /// How long samples are kept.
   static constexpr std::chrono::seconds historyTime{30};
   static constexpr std::chrono::milliseconds tolerance{250};
-  /// How long samples may be late until it is not taken for a stall any more.
+  /// Samples that are late for longer than this are not delayed by a stall.
   static constexpr std::chrono::milliseconds longestStall{500};
-  /// By how much, at most, samples may be late and it is taken for a stall.
+  /// Samples that are later than this are not delayed by a stall.
   static constexpr std::chrono::milliseconds latestStalled{1000};
 
   explicit SampleTrack(Trace trace) : trace_(trace) {}
 
   /// One sample of valuesPerSample() numbers; arrivals never decrease.
   void append(simulator::StrapTime arrival, std::span<const float> sample);
-  /// The link is gone: what comes next has nothing to do with what was before.
+  /// The link was lost: the next sample sets a new anchor.
   void interrupt() { interrupted_ = true; }
 
-  /// Number of the next sample: how many there were.
+  /// Number of the next sample.
   std::uint64_t end() const { return end_; }
-  /// Samples that take() would give.
+  /// Samples that take() would return.
   std::size_t pending() const { return static_cast<std::size_t>(end_ - taken_); }
 
-  /// What came since the last call, in order. Forgets what is older than historyTime before `now`.
+  /// The samples since the last call, in order. Discards those older than historyTime before `now`.
   std::vector<Message> take(simulator::StrapTime now);
-  /// What take() has given and is not too old: to be followed by the next take().
+  /// The samples that take() has returned and that are not too old.
   std::vector<Message> kept() const { return messages(begin_, taken_); }
 
  private:
   struct Anchor {
-    std::uint64_t index;  // of the first sample that it holds for
+    std::uint64_t index;  // of the first sample placed from it
     simulator::StrapTime time;
   };
 
@@ -75,7 +73,7 @@ class SampleTrack {
 
   Trace trace_;
   std::deque<float> values_;    // of the samples from begin_ to end_
-  std::deque<Anchor> anchors_;  // the first one holds for begin_
+  std::deque<Anchor> anchors_;  // the first one places begin_
   std::uint64_t begin_ = 0;
   std::uint64_t taken_ = 0;
   std::uint64_t end_ = 0;

@@ -26,7 +26,8 @@ namespace ip = asio::ip;
 using ip::tcp;
 using Error = boost::system::error_code;
 
-// When the system has no descriptor left; the next client would only find the same.
+// accept() fails when no file descriptor is left. Trying again at once would only fail again and
+// keep the program busy.
 constexpr std::chrono::milliseconds pauseAfterFailure{100};
 
 void check(const Error& error, const tcp::endpoint& endpoint) {
@@ -39,7 +40,7 @@ tcp::acceptor listen(asio::io_context& context, const tcp::endpoint& endpoint) {
   Error error;
   acceptor.open(endpoint.protocol(), error);
   check(error, endpoint);
-  // Connections of a program that has just ended do not stand in the way.
+  // Otherwise the port stays in use for a while after an earlier run (TIME_WAIT).
   acceptor.set_option(asio::socket_base::reuse_address(true), error);
   check(error, endpoint);
   acceptor.bind(endpoint, error);
@@ -49,13 +50,12 @@ tcp::acceptor listen(asio::io_context& context, const tcp::endpoint& endpoint) {
   return acceptor;
 }
 
-// "127.0.0.1", "[::1]": as it stands in an address of the web.
+// "127.0.0.1", "[::1]": as in a URL.
 std::string bracketed(const ip::address& address) {
   return address.is_v6() ? "[" + address.to_string() + "]" : address.to_string();
 }
 
-// The address of one of this machine's network interfaces, if it is of that kind and of use to
-// others.
+// The address of a network interface if other machines can use it.
 std::optional<ip::address> usable(const ifaddrs& interface, bool v6) {
   if (interface.ifa_addr == nullptr || (interface.ifa_flags & IFF_UP) == 0) return std::nullopt;
   ip::address address;
@@ -68,7 +68,7 @@ std::optional<ip::address> usable(const ifaddrs& interface, bool v6) {
     std::memcpy(&found, interface.ifa_addr, sizeof found);
     ip::address_v6::bytes_type bytes{};
     std::memcpy(bytes.data(), &found.sin6_addr, bytes.size());
-    // Browsers cannot name the interface, which such an address needs.
+    // A link-local address needs the name of the interface, which browsers do not accept.
     if (ip::address_v6(bytes).is_link_local()) return std::nullopt;
     address = ip::address_v6(bytes);
   } else {
@@ -78,7 +78,7 @@ std::optional<ip::address> usable(const ifaddrs& interface, bool v6) {
   return address;
 }
 
-// Where others reach what is served on all addresses; the loopback where there is no network.
+// The addresses of this machine for other machines; loopback without a network.
 std::vector<ip::address> ownAddresses(bool v6) {
   std::vector<ip::address> addresses;
   ifaddrs* interfaces = nullptr;
@@ -95,7 +95,8 @@ std::vector<ip::address> ownAddresses(bool v6) {
 
 }  // namespace
 
-/// Takes clients in.
+/// Accepts clients. States: accepting, pausing after an error, closed. It keeps itself alive
+/// through the pending accept or timer, which close() cancels.
 class Server::Listener : public std::enable_shared_from_this<Listener> {
  public:
   Listener(tcp::acceptor acceptor, std::optional<std::string> token)
@@ -143,7 +144,7 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
 
   void take(tcp::socket socket) {
     if (shared_->clients.size() >= shared_->limits.clients) return;
-    Error ignored;  // both only make it better
+    Error ignored;  // without the options the connection works, too
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(asio::socket_base::send_buffer_size(shared_->limits.socketBytes), ignored);
     std::make_shared<Connection>(std::move(socket), shared_)->run();
@@ -174,7 +175,7 @@ Server::~Server() {
   try {
     dropAll();
   } catch (const std::exception&) {
-    // No memory is left, not even to end a connection; they end with their sockets.
+    // Out of memory; the connections end with their sockets.
   }
 }
 
@@ -182,7 +183,7 @@ void Server::dropAll() {
   listener_->close();
   shared_->closing = true;
   shared_->closed = nullptr;
-  // Whoever is told of it may be gone when the last connection is.
+  // The clients' handlers run later, when the owner of these callbacks may be destroyed.
   shared_->report = [](std::string_view) {};
   shared_->greeting = [] { return std::vector<Message>(); };
   const std::vector<Client*> clients(shared_->clients.begin(), shared_->clients.end());
@@ -205,7 +206,7 @@ std::vector<std::string> Server::addresses() const {
 }
 
 void Server::send(const Message& message) {
-  // One that turns out to be gone leaves the set.
+  // push() may drop a viewer, which removes it from the set: iterate over a copy.
   const std::vector<Viewer*> viewers(shared_->viewers.begin(), shared_->viewers.end());
   for (Viewer* viewer : viewers) viewer->push(message);
 }
@@ -228,11 +229,11 @@ std::string listeningProblem(const ip::address& address, std::uint16_t port, int
   const std::string where = "port " + std::to_string(port) + " of " + address.to_string();
   switch (errorNumber) {
     case EADDRINUSE:
-      return where + " is in use; --port N takes another one, --port 0 any that is free";
+      return where + " is in use; choose another one with --port N, or any free one with --port 0";
     case EADDRNOTAVAIL:
       return "this machine has no address " + address.to_string();
     case EACCES:
-      return where + " is for administrators only; take one above 1023 with --port N";
+      return where + " is for administrators only; choose one above 1023 with --port N";
     default:
       return "cannot listen on " + where + ": " + std::generic_category().message(errorNumber);
   }

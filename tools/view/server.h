@@ -1,15 +1,20 @@
 #pragma once
 /// @file
-/// The live page on the network: HTTP for the page, WebSocket for what it shows.
+/// The server of the live page: HTTP for the page, WebSocket for its data.
 ///
 ///   Server server(queue.context(), {.assets = assets()}, greeting, report);
 ///   report("Live page: " + server.addresses().front());
 ///   server.send(message);     // to every viewer
 ///   queue.run();
 ///
-/// Runs on the queue's own thread and never waits: a viewer that is slow has a queue of its own
-/// (see ViewerQueue). Every client has limits of size and time, so that none can keep the program
-/// busy or make it grow.
+/// All of it runs on the main queue and nothing blocks: each viewer has a ViewerQueue, so that a
+/// slow one does not delay the others. Limits of size and time for every client bound the memory
+/// and the work of the program.
+///
+/// A connection begins as a Connection, which answers HTTP requests. A WebSocket handshake hands
+/// its socket over to a Viewer. Both are Clients, owned by their pending asynchronous operations:
+/// the last handler that ends without starting another operation destroys the client. close() stops
+/// accepting and ends the clients; the last one calls `closed`.
 
 #include <tools/view/assets.h>
 #include <tools/view/message.h>
@@ -34,42 +39,43 @@ class io_context;
 
 namespace Zephly::view {
 
-/// What a client may use up. Times are by the clock on the wall.
+/// The limits of a client. Times are wall-clock times.
 struct Limits {
   std::size_t headerBytes = 8192;   ///< of a request
   std::size_t bodyBytes = 1024;     ///< of a request; none needs one
   std::size_t messageBytes = 1024;  ///< of a WebSocket message from a viewer; none is needed
   std::size_t queueBytes = ViewerQueue::defaultLimit;
-  /// Bytes that the system holds for a client. What is in there is old when a slow viewer reads it.
+  /// The socket's send buffer. Small, because a slow viewer reads everything in it before newer
+  /// messages.
   int socketBytes = 128 * 1024;
   std::size_t clients = 128;  ///< connections of all kinds; those beyond are closed at once
   std::size_t viewers = 64;
   /// Until a request is complete; also how long an unused connection is kept.
   std::chrono::milliseconds request = std::chrono::seconds(10);
   std::chrono::milliseconds response = std::chrono::seconds(60);
-  /// For the handshakes that begin and end a WebSocket, and until a refused client hangs up.
+  /// For the opening and closing handshakes of a WebSocket, and until a refused client closes.
   std::chrono::milliseconds handshake = std::chrono::seconds(5);
-  /// A viewer that has taken nothing for so long is given up.
+  /// A viewer that has received nothing for this long is dropped.
   std::chrono::milliseconds stalled = std::chrono::minutes(10);
 };
 
-/// Where and what a server serves.
+/// The address of the server, and what it serves.
 struct ServerOptions {
   /// The port without --port.
   static constexpr std::uint16_t defaultPort = 8765;
 
   boost::asio::ip::address address = boost::asio::ip::address_v4::loopback();
-  std::uint16_t port = defaultPort;                 ///< 0: any that is free
-  std::optional<std::string> token = std::nullopt;  ///< without one, everybody is let in
+  std::uint16_t port = defaultPort;                 ///< 0: any free port
+  std::optional<std::string> token = std::nullopt;  ///< without one, no token is required
   std::span<const Asset> assets = {};
   Limits limits = {};
 };
 
 class Server {
  public:
-  /// What a newcomer gets first.
+  /// The first messages for a new viewer.
   using Greeting = std::function<std::vector<Message>()>;
-  /// Gets lines for people: who comes and goes.
+  /// Gets lines for people: a viewer has connected or disconnected.
   using Report = std::function<void(std::string_view)>;
 
   /// Listens at once. std::runtime_error with one line for people when that is not possible.
@@ -77,22 +83,22 @@ class Server {
          Report report);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
-  /// Drops whoever is still connected.
+  /// Drops all clients. No callback follows.
   ~Server();
 
   std::uint16_t port() const;
-  /// What to type into a browser, the token included; several when it is served everywhere.
+  /// URLs of the page, with the token; several when it listens on all addresses.
   std::vector<std::string> addresses() const;
 
-  /// To every viewer, now or when its turn comes.
+  /// Queues the message for every viewer.
   void send(const Message& message);
   std::size_t viewers() const;
 
-  /// Nobody is let in any more; viewers get what waits for them and are told the end. `closed` is
-  /// called once when all have gone, on the queue.
+  /// Accepts no more clients, sends viewers their queued messages and closes them. `closed` is
+  /// called once, on the queue, when all have disconnected.
   void close(std::function<void()> closed);
 
-  /// What the connections share.
+  /// The state shared by the connections.
   struct Shared;
 
  private:
@@ -104,7 +110,7 @@ class Server {
   std::shared_ptr<Listener> listener_;
 };
 
-/// What stands in the way of listening there, in one line for people.
+/// Why the server cannot listen there, in one line for people.
 std::string listeningProblem(const boost::asio::ip::address& address, std::uint16_t port,
                              int errorNumber);
 

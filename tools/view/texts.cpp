@@ -66,41 +66,41 @@ Json streams(const watch::SessionModel& model, simulator::StrapTime now) {
   return all;
 }
 
-// The name of what happened, and its text if it has one.
-struct Told {
+// The name of an event in the protocol, and its text if it has one.
+struct EventName {
   std::string_view event;
   const std::string* text = nullptr;
 };
 
-struct Teller {
-  std::optional<Told> operator()(const watch::Connected& /*what*/) const {
-    return Told{"connected"};
+struct EventNamer {
+  std::optional<EventName> operator()(const watch::Connected& /*what*/) const {
+    return EventName{"connected"};
   }
-  std::optional<Told> operator()(const watch::Disconnected& /*what*/) const {
-    return Told{"disconnected"};
+  std::optional<EventName> operator()(const watch::Disconnected& /*what*/) const {
+    return EventName{"disconnected"};
   }
-  std::optional<Told> operator()(const watch::LeadOff& what) const {
-    return Told{what.off ? "electrodesOff" : "electrodesOn"};
+  std::optional<EventName> operator()(const watch::LeadOff& what) const {
+    return EventName{what.off ? "electrodesOff" : "electrodesOn"};
   }
-  std::optional<Told> operator()(const watch::Repetition& what) const {
+  std::optional<EventName> operator()(const watch::Repetition& what) const {
     switch (what.exercise) {
       case simulator::Exercise::pushUp:
-        return Told{"pushUp"};
+        return EventName{"pushUp"};
       case simulator::Exercise::sitUp:
-        return Told{"sitUp"};
+        return EventName{"sitUp"};
       case simulator::Exercise::jump:
         break;
     }
-    return Told{"jump"};
+    return EventName{"jump"};
   }
-  std::optional<Told> operator()(const watch::Diagnostic& what) const {
-    return Told{"diagnostic", &what.text};
+  std::optional<EventName> operator()(const watch::Diagnostic& what) const {
+    return EventName{"diagnostic", &what.text};
   }
-  std::optional<Told> operator()(const watch::HostLine& what) const {
-    return Told{"host", &what.text};
+  std::optional<EventName> operator()(const watch::HostLine& what) const {
+    return EventName{"host", &what.text};
   }
   template <class Other>
-  std::optional<Told> operator()(const Other& /*what*/) const {
+  std::optional<EventName> operator()(const Other& /*what*/) const {
     return std::nullopt;
   }
 };
@@ -148,10 +148,10 @@ std::string stateText(const State& state) {
 }
 
 std::optional<std::string> eventText(const watch::Event& event) {
-  const std::optional<Told> told = std::visit(Teller{}, event.what);
-  if (!told) return std::nullopt;
-  Json json = {{"type", "event"}, {"t", seconds(event.time)}, {"event", told->event}};
-  if (told->text != nullptr) json["text"] = *told->text;
+  const std::optional<EventName> named = std::visit(EventNamer{}, event.what);
+  if (!named) return std::nullopt;
+  Json json = {{"type", "event"}, {"t", seconds(event.time)}, {"event", named->event}};
+  if (named->text != nullptr) json["text"] = *named->text;
   return dump(json);
 }
 

@@ -4,8 +4,8 @@
 ///
 ///   stateText({.model = model, .now = source.now(), .temperature = temperature, .ended = false})
 ///
-/// docs/view-protocol.md says what they mean. Numbers that are not finite become null; text that is
-/// not UTF-8 is mended with the replacement character.
+/// docs/view-protocol.md describes them. Numbers that are not finite become null; invalid UTF-8 is
+/// replaced.
 
 #include <simulator/frame.h>
 #include <tools/view/message.h>
@@ -22,12 +22,12 @@ namespace Zephly::view {
 /// Version of the protocol.
 inline constexpr int protocolVersion = 1;
 
-/// What a viewer is told first.
+/// The first message to a viewer.
 struct Greeting {
   std::string program = {};  ///< "zephly 1.0"
-  std::string title = {};    ///< what is watched
-  std::string pace = {};     ///< how fast it runs; empty: with the clock on the wall
-  std::string session = {};  ///< differs from every other run of the program
+  std::string title = {};    ///< of the source
+  std::string pace = {};     ///< of the source; empty: real time
+  std::string session = {};  ///< different for every run of the program
   simulator::StrapTime now{};
 };
 
@@ -39,19 +39,19 @@ struct TemperatureReading {
   simulator::StrapTime time;
 };
 
-/// What is known at one moment.
+/// The contents of a state message.
 struct State {
   const watch::SessionModel& model;
   simulator::StrapTime now;
   const std::optional<TemperatureReading>& temperature;
-  bool ended;  ///< the source has come to its end: nothing changes any more
+  bool ended;  ///< the source has ended, the state is final
 };
 
 std::string helloText(const Greeting& greeting);
 std::string stateText(const State& state);
-/// Empty for an event that no message of this kind tells: samples and latest values.
+/// Empty for samples and values, which other messages hold.
 std::optional<std::string> eventText(const watch::Event& event);
-/// What a viewer has lost: messages, and samples by Trace.
+/// The message about dropped messages; samples by Trace.
 std::string lostText(std::uint64_t messages,
                      const std::array<std::uint64_t, allTraces.size()>& samples);
 

@@ -7,19 +7,17 @@
 #include <tools/view/access.h>
 #include <tools/view/assets.h>
 #include <tools/view/browser.h>
-#include <tools/view/feed.h>
+#include <tools/view/message_feed.h>
 #include <tools/view/options.h>
 #include <tools/view/server.h>
-#include <tools/watch/diagnostics_catcher.h>
-#include <tools/watch/receiver.h>
-#include <zephly/session/zephly.h>
+#include <tools/watch/session_runner.h>
+#include <tools/watch/summary.h>
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -32,7 +30,7 @@ namespace Zephly::view {
 
 namespace {
 
-// How long viewers may take to get what waits for them at the end.
+// How long viewers may take to receive the last messages.
 constexpr std::chrono::seconds farewell{2};
 
 ServerOptions serverOptions(const Options& options) {
@@ -46,7 +44,10 @@ ServerOptions serverOptions(const Options& options) {
   return server;
 }
 
-class LivePage {
+// The states: watching; the source has ended and the page stays; ending, from an end signal or
+// --exit-at-end on: viewers get the last messages, and the queue stops when all have closed or
+// after `farewell`. A second end signal stops it at once.
+class LivePage final : private watch::SessionHandler {
  public:
   explicit LivePage(const Options& options)
       : options_(options),
@@ -55,43 +56,32 @@ class LivePage {
             queue_.context(), serverOptions(options), [this] { return greeting(); },
             [this](std::string_view line) { say(line); }),
         browser_(queue_, [this](std::string_view line) { say(line); }),
-        source_(watch::makeSource(
-            queue_, options.source, [this](std::string_view line) { hostLine(line); },
-            [this] { sourceEnded(); })),
-        receiver_(std::make_shared<watch::Receiver>(
-            [this] { return source_->now(); },
-            [this](const watch::Event& event) { feed_.take(event); })),
-        catcher_([this](std::string_view line) { receiver_->diagnosticLine(line); }) {}
+        runner_("view", queue_, options.source, *this, MessageFeed::interval) {}
 
   int run() {
-    const auto session = ::Zephly::Zephly::init(receiver_);
-    session->startWorkoutDetection(receiver_);
-    endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
-    sayWhere();
-    source_->start();
-    tick();
-    queue_.run();
+    runner_.run();
     finishSource();
     output_.finish(farewell);
-    return verdict();
+    return runner_.exitCode(complaints());
   }
 
  private:
   std::vector<Message> greeting() {
     return feed_.greeting({.program = tools::programName(),
-                           .title = source_->title(),
-                           .pace = source_->pace(),
+                           .title = runner_.source().title(),
+                           .pace = runner_.source().pace(),
                            .session = session_,
-                           .now = source_->now()});
+                           .now = runner_.now()});
   }
 
-  void sayWhere() {
+  void onReady() override {
     const std::vector<std::string> addresses = server_.addresses();
     for (const std::string& address : addresses) say("Live page: " + address);
     if (options_.open) browser_.open(addresses.front());
   }
 
-  // Nobody has to read it: what cannot be written for long is left out.
+  // The page must not wait for a reader of standard output: lines are dropped when half of the
+  // buffer is full.
   void say(std::string_view line) {
     if (output_.pending() < tools::Output::bufferSize / 2) {
       output_.write(capture::printable(line) + "\n");
@@ -99,23 +89,17 @@ class LivePage {
     output_.finish(std::chrono::milliseconds::zero());
   }
 
-  void hostLine(std::string_view line) {
-    say(line);
-    receiver_->hostLine(line);
-  }
+  void onEvent(const watch::Event& event) override { feed_.take(event); }
+  void onHostLine(std::string_view line) override { say(line); }
+  void onRefresh() override { feed_.tick(runner_.now()); }
 
-  void tick() {
-    feed_.tick(source_->now());
-    tickTimer_ = queue_.after(Feed::interval, [this] { tick(); });
-  }
-
-  // From inside the source: what it still has to tell is fetched afterwards.
-  void sourceEnded() {
-    receiver_->endAt(source_->now());
+  // Called from inside the source, which can be finished only after it has returned.
+  void onSourceEnd() override {
+    runner_.stopClock();
     queue_.post([this] {
       finishSource();
       if (options_.exitAtEnd) {
-        end();
+        onEndSignal();
       } else {
         say("The session has ended; the page stays until Ctrl-C.");
       }
@@ -124,16 +108,11 @@ class LivePage {
 
   void finishSource() {
     if (summary_) return;
-    const simulator::StrapTime now = source_->now();
-    receiver_->endAt(now);
-    watch::SourceReport report = source_->finish();
-    summary_ = watch::summarize(report, feed_.model());
-    complaints_ = std::move(report.complaints);
-    feed_.end(now);
+    summary_ = watch::summarize(runner_.finish(), feed_.model());
+    feed_.end(runner_.now());
   }
 
-  // Asked for once more, it does not wait for anybody.
-  void end() {
+  void onEndSignal() override {
     if (ending_) {
       queue_.stop();
       return;
@@ -144,34 +123,26 @@ class LivePage {
     farewellTimer_ = queue_.after(farewell, [this] { queue_.stop(); });
   }
 
-  int verdict() {
-    std::vector<std::string> complaints = complaints_;
+  std::vector<std::string> complaints() {
+    std::vector<std::string> complaints = runner_.finish().complaints;
     for (std::string& loss : watch::losses(*summary_)) complaints.push_back(std::move(loss));
     if (output_.state() == tools::Output::State::failed) {
       complaints.push_back("standard output: " + output_.error());
     }
-    for (const std::string& complaint : complaints) {
-      std::cerr << "zephly view: " << complaint << '\n';
-    }
-    return complaints.empty() ? tools::exitDone : tools::exitFailed;
+    return complaints;
   }
 
   const Options& options_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
   const std::string session_ = makeToken();
-  Feed feed_;
+  MessageFeed feed_;
   Server server_;
   Browser browser_;
-  std::unique_ptr<watch::Source> source_;
-  std::shared_ptr<watch::Receiver> receiver_;
-  watch::DiagnosticsCatcher catcher_;
   std::optional<watch::Summary> summary_;
-  std::vector<std::string> complaints_;  // about the source
   bool ending_ = false;
-  main_queue::Timer tickTimer_;
   main_queue::Timer farewellTimer_;
-  main_queue::SignalWatch endSignals_;
+  watch::SessionRunner runner_;
 };
 
 }  // namespace
@@ -179,11 +150,11 @@ class LivePage {
 tools::Command addViewCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("view", "Show a strap on a live page in the browser");
   command->footer(
-      "The strap is the one that this machine's Bluetooth hears, or a simulated one. The page is\n"
-      "for this machine only, unless --listen says otherwise; any number of people may look.\n"
-      "It prints the page's address, and a line for everybody who comes and goes.\n"
+      "Shows the strap in Bluetooth range, or a simulated one. Without --listen only this machine\n"
+      "can open the page; it may be open any number of times. The program prints the page's\n"
+      "address, and a line when a viewer connects or disconnects.\n"
       "Ctrl-C ends it. Exit code: 0 when nothing was lost; 1 when something was lost or the page\n"
-      "cannot be served; 2 for options that are not understood.");
+      "cannot be served; 2 for wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
@@ -193,7 +164,7 @@ tools::Command addViewCommand(CLI::App& program) {
                   "this program was built without Node.js and holds no page; install nodejs 18 or "
                   "newer with npm and build it again");
             }
-            // Viewers that go away are seen by the server.
+            // The server reports connections that have gone.
             static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return LivePage(*options).run();
           }};

@@ -34,13 +34,13 @@ Viewer::~Viewer() { leave(); }
 
 void Viewer::accept(Request request) {
   const Limits& limits = shared().limits;
-  // The stream's own clock would end the connection in the middle of a session.
+  // The timeouts of the HTTP phase would end the WebSocket; it has its own for handshakes only.
   stream_.next_layer().expires_never();
   stream_.set_option(websocket::stream_base::timeout{
       limits.handshake, websocket::stream_base::none(), /*keep_alive_pings=*/false});
   stream_.read_message_max(limits.messageBytes);
   stream_.auto_fragment(false);
-  // It must stay until the answer is complete.
+  // async_accept() needs the request until it is complete.
   const auto held = std::make_shared<Request>(std::move(request));
   stream_.async_accept(*held,
                        [self = shared_from_this(), held](Error error) { self->accepted(error); });
@@ -50,14 +50,14 @@ void Viewer::accepted(Error error) {
   if (error || shared().closing) return;
   shared().viewers.insert(this);
   number_ = ++shared().lastViewer;
-  came_ = Clock::now();
-  shared().report("Viewer " + std::to_string(number_) + " from " + peer_ + " has come; " +
+  connected_ = Clock::now();
+  shared().report("Viewer " + std::to_string(number_) + " from " + peer_ + " connected; " +
                   watching(shared().viewers.size()) + ".");
   read();
   for (const Message& message : shared().greeting()) push(message);
 }
 
-// Nothing is expected but pings and the end, which are answered in here.
+// Viewers send nothing but control frames, which async_read() answers itself.
 void Viewer::read() {
   stream_.async_read(received_, [self = shared_from_this()](Error error, std::size_t) {
     if (error) {
@@ -113,7 +113,7 @@ void Viewer::written(Error error) {
 
 void Viewer::end() {
   ending_ = true;
-  // One that is not let in yet has nothing to wait for.
+  // Before the handshake there are no messages to send.
   if (number_ == 0) {
     drop();
   } else {
@@ -129,11 +129,11 @@ void Viewer::drop() {
 
 void Viewer::leave() {
   if (shared().viewers.erase(this) == 0) return;
-  const auto stayed = std::chrono::duration_cast<simulator::StrapTime>(Clock::now() - came_);
-  std::string line = "Viewer " + std::to_string(number_) + " has gone after " +
+  const auto stayed = std::chrono::duration_cast<simulator::StrapTime>(Clock::now() - connected_);
+  std::string line = "Viewer " + std::to_string(number_) + " disconnected after " +
                      capture::clockText(stayed) + "; " + watching(shared().viewers.size());
   if (queue_.dropped() > 0) {
-    line += "; it was too slow for " + std::to_string(queue_.dropped()) + " messages";
+    line += "; too slow, " + std::to_string(queue_.dropped()) + " messages dropped";
   }
   shared().report(line + ".");
 }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A viewer: somebody who looks at the live page, on a WebSocket.
+/// A viewer: a browser that shows the live page, connected by a WebSocket.
 ///
 ///   const auto viewer = std::make_shared<Viewer>(std::move(stream), shared);
 ///   viewer->accept(request);
@@ -27,10 +27,11 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   Viewer(boost::beast::tcp_stream stream, std::shared_ptr<Server::Shared> shared);
   ~Viewer() override;
 
-  /// Answers the request to become a WebSocket; what is wrong with it is told to the client.
+  /// Answers the WebSocket handshake; a wrong one is answered with an HTTP error.
   void accept(Request request);
 
-  /// Sends the message when those before it have been sent.
+  /// Queues the message. Drops a viewer whose pending write has made no progress for
+  /// Limits::stalled.
   void push(const Message& message);
 
   void end() override;
@@ -51,12 +52,15 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   std::string peer_;
   boost::beast::flat_buffer received_;
   ViewerQueue queue_;
-  Message writing_;  // its bytes must stay while they are being sent
+  // One write at a time: busy_ while it is pending, and writing_ keeps its bytes. ending_: close
+  // the WebSocket when the queue is empty. closing_: the closing handshake or the end of the
+  // connection has begun, nothing more is sent. number_ is 0 until the handshake is complete.
+  Message writing_;
   bool busy_ = false;
-  bool ending_ = false;       // when the queue is empty
-  bool closing_ = false;      // nothing is sent any more
-  std::uint64_t number_ = 0;  // 0: not let in
-  Clock::time_point came_;
+  bool ending_ = false;
+  bool closing_ = false;
+  std::uint64_t number_ = 0;
+  Clock::time_point connected_;
   Clock::time_point lastProgress_;
 };
 

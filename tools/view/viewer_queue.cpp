@@ -14,7 +14,7 @@ void ViewerQueue::push(const Message& message) {
       samples_.push_back(std::move(waiting));
       break;
     case Message::Kind::state:
-      // The old one is out of date, not lost.
+      // The old state is superseded: that does not count as dropped.
       if (!state_.empty()) bytes_ -= state_.front().message.bytes->size();
       state_.clear();
       state_.push_back(std::move(waiting));
@@ -26,6 +26,8 @@ void ViewerQueue::push(const Message& message) {
   limitBytes();
 }
 
+// Samples first: they are most of the bytes, and the page shows their gap. Events are dropped only
+// when no samples are left; the state never.
 void ViewerQueue::limitBytes() {
   while (bytes_ > limit_ && !samples_.empty()) dropOldest(samples_);
   while (bytes_ > limit_ && !others_.empty()) dropOldest(others_);
@@ -34,8 +36,8 @@ void ViewerQueue::limitBytes() {
 void ViewerQueue::dropOldest(std::deque<Waiting>& messages) {
   const Message& oldest = messages.front().message;
   bytes_ -= oldest.bytes->size();
-  untoldSamples_[static_cast<std::size_t>(oldest.trace)] += oldest.samples;
-  ++untoldMessages_;
+  unreportedSamples_[static_cast<std::size_t>(oldest.trace)] += oldest.samples;
+  ++unreportedMessages_;
   ++dropped_;
   messages.pop_front();
 }
@@ -55,9 +57,10 @@ std::optional<Message> ViewerQueue::next() {
 }
 
 std::optional<Message> ViewerQueue::takeLoss() {
-  if (untoldMessages_ == 0) return std::nullopt;
-  Message message = textMessage(Message::Kind::other, lostText(std::exchange(untoldMessages_, 0),
-                                                               std::exchange(untoldSamples_, {})));
+  if (unreportedMessages_ == 0) return std::nullopt;
+  Message message = textMessage(
+      Message::Kind::other,
+      lostText(std::exchange(unreportedMessages_, 0), std::exchange(unreportedSamples_, {})));
   return message;
 }
 

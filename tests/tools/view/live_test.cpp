@@ -1,7 +1,7 @@
 // Viewers: each gets everything, and none keeps the others from it.
 
 #include <hosts/main_queue/main_queue.h>
-#include <tools/view/feed.h>
+#include <tools/view/message_feed.h>
 #include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
@@ -56,8 +56,8 @@ TEST(LiveTest, WhoComesAndGoesIsTold) {
     ASSERT_TRUE(world.runUntil([&] { return first.open(); }));
     LiveClient second(world);
     ASSERT_TRUE(world.runUntil([&] { return second.open(); }));
-    EXPECT_THAT(world.lines, ElementsAre("Viewer 1 from 127.0.0.1 has come; 1 watching.",
-                                         "Viewer 2 from 127.0.0.1 has come; 2 watching."));
+    EXPECT_THAT(world.lines, ElementsAre("Viewer 1 from 127.0.0.1 connected; 1 watching.",
+                                         "Viewer 2 from 127.0.0.1 connected; 2 watching."));
     world.lines.clear();
   }
   // They went without a word, in the middle.
@@ -66,7 +66,8 @@ TEST(LiveTest, WhoComesAndGoesIsTold) {
     return world.server->viewers() == 0;
   }));
   ASSERT_THAT(world.lines, SizeIs(2));
-  EXPECT_THAT(world.lines[1], MatchesRegex("Viewer [12] has gone after 0:0[0-9]; 0 watching\\."));
+  EXPECT_THAT(world.lines[1],
+              MatchesRegex("Viewer [12] disconnected after 0:0[0-9]; 0 watching\\."));
 }
 
 TEST(LiveTest, ALargeMessageIsOneMessage) {
@@ -191,7 +192,7 @@ TEST(SlowViewerTest, ItsLossIsInTheLineWhenItGoes) {
   }
   slow.reset();
   ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == 0; }));
-  EXPECT_THAT(world.lines.back(), HasSubstr("it was too slow for "));
+  EXPECT_THAT(world.lines.back(), HasSubstr("; too slow, "));
 }
 
 TEST(SlowViewerTest, OneThatTakesNothingForLongIsGivenUp) {
@@ -287,7 +288,7 @@ class SessionTest : public testing::Test {
 
   World world;
   main_queue::MainQueue queue{world.context};
-  Feed feed{[this](const Message& message) { world.server->send(message); }};
+  MessageFeed feed{[this](const Message& message) { world.server->send(message); }};
   std::unique_ptr<watch::SimulatedSource> source;
   std::shared_ptr<watch::Receiver> receiver = std::make_shared<watch::Receiver>(
       [this] { return source->now(); }, [this](const watch::Event& event) { take(event); });

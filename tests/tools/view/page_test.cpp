@@ -179,10 +179,11 @@ TEST_F(TokenPageTest, ItIsInTheAddressThatOneTypes) {
 TEST(ListeningTest, EveryProblemIsOneLine) {
   const auto address = boost::asio::ip::make_address("10.1.2.3");
   EXPECT_EQ(listeningProblem(address, 80, EADDRINUSE),
-            "port 80 of 10.1.2.3 is in use; --port N takes another one, --port 0 any that is free");
+            "port 80 of 10.1.2.3 is in use; choose another one with --port N, or any free one with "
+            "--port 0");
   EXPECT_EQ(listeningProblem(address, 80, EADDRNOTAVAIL), "this machine has no address 10.1.2.3");
   EXPECT_EQ(listeningProblem(address, 80, EACCES),
-            "port 80 of 10.1.2.3 is for administrators only; take one above 1023 with --port N");
+            "port 80 of 10.1.2.3 is for administrators only; choose one above 1023 with --port N");
   EXPECT_EQ(listeningProblem(address, 80, EMFILE),
             "cannot listen on port 80 of 10.1.2.3: Too many open files");
 }

@@ -149,8 +149,8 @@ TEST(ViewProgramTest, APortInUseIsOneLineAndExitCode1) {
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, IsEmpty());
   EXPECT_THAT(run.errorLines(), ElementsAre("zephly view: port " + port +
-                                            " of 127.0.0.1 is in use; --port N takes another one, "
-                                            "--port 0 any that is free"));
+                                            " of 127.0.0.1 is in use; choose another one with "
+                                            "--port N, or any free one with --port 0"));
 }
 
 TEST(ViewProgramTest, AnAddressOfAnotherMachineIsOneLineAndExitCode1) {

@@ -1,4 +1,4 @@
-#include <tools/view/feed.h>
+#include <tools/view/message_feed.h>
 
 #include <tests/tools/view/decoded.h>
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ std::string nameOf(const Message& message) {
   return text.at("type") == "event" ? text.at("event") : text.at("type");
 }
 
-class FeedTest : public testing::Test {
+class MessageFeedTest : public testing::Test {
  protected:
   std::vector<std::string> names() {
     std::vector<std::string> all;
@@ -42,10 +42,10 @@ class FeedTest : public testing::Test {
   }
 
   std::vector<Message> sent;
-  Feed feed{[this](const Message& message) { sent.push_back(message); }};
+  MessageFeed feed{[this](const Message& message) { sent.push_back(message); }};
 };
 
-TEST_F(FeedTest, SamplesWaitForTheTick) {
+TEST_F(MessageFeedTest, SamplesWaitForTheTick) {
   feed.take({1s, watch::EcgSample{0.5F}});
   feed.take({1s, watch::RespirationSample{0.25F}});
   feed.take({1s, watch::MotionSample{0.125F, 2}});
@@ -56,7 +56,7 @@ TEST_F(FeedTest, SamplesWaitForTheTick) {
   EXPECT_THAT(sent, IsEmpty());
 }
 
-TEST_F(FeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
+TEST_F(MessageFeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
   const auto wrapper = ::SignalProcessor::init();
   std::vector<float> expected;
   for (int i = 0; i < 600; ++i) {
@@ -69,7 +69,7 @@ TEST_F(FeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
   EXPECT_EQ(decoded(*sent[1].bytes).values, expected);
 }
 
-TEST_F(FeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBefore) {
+TEST_F(MessageFeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBefore) {
   feed.take({1s, watch::Connected{}});
   EXPECT_TRUE(lastState().at("connected").get<bool>());
   EXPECT_THAT(names(), ElementsAre("state", "connected"));
@@ -83,7 +83,7 @@ TEST_F(FeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBefore) {
   EXPECT_THAT(names(), ElementsAre("respiration", "state", "disconnected"));
 }
 
-TEST_F(FeedTest, SamplesAfterALostLinkBeginAnew) {
+TEST_F(MessageFeedTest, SamplesAfterALostLinkBeginAnew) {
   feed.take({1s, watch::EcgSample{}});
   feed.take({1s, watch::Disconnected{}});
   feed.take({1100ms, watch::Connected{}});
@@ -95,12 +95,12 @@ TEST_F(FeedTest, SamplesAfterALostLinkBeginAnew) {
   EXPECT_EQ(samples.seconds, 1.1);
 }
 
-TEST_F(FeedTest, TheStateComesWithEverySixthTick) {
-  for (int i = 0; i < 2 * Feed::ticksPerState; ++i) feed.tick(i * 33ms);
+TEST_F(MessageFeedTest, TheStateComesWithEverySixthTick) {
+  for (int i = 0; i < 2 * MessageFeed::ticksPerState; ++i) feed.tick(i * 33ms);
   EXPECT_THAT(names(), ElementsAre("state", "state"));
 }
 
-TEST_F(FeedTest, ManySamplesDoNotWaitForTheTick) {
+TEST_F(MessageFeedTest, ManySamplesDoNotWaitForTheTick) {
   for (std::size_t i = 0; i < SampleTrack::largestBatch; ++i) {
     EXPECT_THAT(sent, IsEmpty());
     feed.take({i * 2ms, watch::RespirationSample{}});
@@ -109,7 +109,7 @@ TEST_F(FeedTest, ManySamplesDoNotWaitForTheTick) {
   EXPECT_EQ(sent.front().samples, SampleTrack::largestBatch);
 }
 
-TEST_F(FeedTest, BodyTemperatureIsTheEnginesEstimate) {
+TEST_F(MessageFeedTest, BodyTemperatureIsTheEnginesEstimate) {
   feed.take({1s, watch::Temperature{34, 25, 0}});
   feed.end(2s);
   const json temperature = lastState().at("temperature");
@@ -119,20 +119,20 @@ TEST_F(FeedTest, BodyTemperatureIsTheEnginesEstimate) {
   EXPECT_EQ(temperature.at("t"), 1);
 }
 
-TEST_F(FeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
+TEST_F(MessageFeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
   feed.take({1s, watch::EcgSample{}});
   feed.end(2s);
   EXPECT_TRUE(feed.ended());
   EXPECT_TRUE(lastState().at("ended").get<bool>());
   EXPECT_THAT(names(), ElementsAre("ecg", "filteredEcg", "state"));
-  for (int i = 0; i < Feed::ticksPerState; ++i) feed.tick(100s);
+  for (int i = 0; i < MessageFeed::ticksPerState; ++i) feed.tick(100s);
   EXPECT_EQ(lastState().at("now"), 2);
   EXPECT_TRUE(lastState().at("ended").get<bool>());
   // Samples are not too old for those who come later.
   EXPECT_THAT(feed.greeting({.now = 100s}), SizeIs(4));
 }
 
-TEST_F(FeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
+TEST_F(MessageFeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
   feed.take({1s, watch::Connected{}});
   feed.take({1s, watch::EcgSample{0.5F}});
   feed.take({2s, watch::Repetition{simulator::Exercise::jump}});
@@ -144,10 +144,10 @@ TEST_F(FeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
   EXPECT_THAT(names(), ElementsAre("hello", "state", "ecg", "filteredEcg", "connected", "jump"));
 }
 
-TEST_F(FeedTest, OfTheEventsTheLastAreKept) {
+TEST_F(MessageFeedTest, OfTheEventsTheLastAreKept) {
   for (int i = 0; i < 1000; ++i) feed.take({1s, watch::Diagnostic{std::to_string(i)}});
   const auto greeting = feed.greeting({});
-  ASSERT_THAT(greeting, SizeIs(2 + Feed::keptEvents));
+  ASSERT_THAT(greeting, SizeIs(2 + MessageFeed::keptEvents));
   EXPECT_EQ(json::parse(*greeting.back().bytes).at("text"), "999");
   EXPECT_EQ(json::parse(*greeting[2].bytes).at("text"), "900");
 }

@@ -1,96 +1,98 @@
-#include <tools/view/feed.h>
+#include <tools/view/message_feed.h>
 
 #include <utility>
 #include <variant>
 
 namespace Zephly::view {
 
-Feed::Feed(Send send) : send_(std::move(send)) {}
+MessageFeed::MessageFeed(Send send) : send_(std::move(send)) {}
 
-void Feed::take(const watch::Event& event) {
+void MessageFeed::take(const watch::Event& event) {
   model_.take(event);
   std::visit([&](const auto& what) { note(event.time, what); }, event.what);
   auto text = eventText(event);
   if (!text) return;
-  // Samples that came before the event are told before it.
+  // Samples from before the event are sent before it.
   sendSamples(event.time);
   events_.push_back(textMessage(Message::Kind::other, std::move(*text)));
   if (events_.size() > keptEvents) events_.pop_front();
   send_(events_.back());
 }
 
-void Feed::note(simulator::StrapTime time, const watch::Connected& /*connected*/) {
+void MessageFeed::note(simulator::StrapTime time, const watch::Connected& /*connected*/) {
   interrupt();
   sendState(time);
 }
 
-void Feed::note(simulator::StrapTime time, const watch::Disconnected& /*disconnected*/) {
+void MessageFeed::note(simulator::StrapTime time, const watch::Disconnected& /*disconnected*/) {
   interrupt();
   sendState(time);
 }
 
-void Feed::note(simulator::StrapTime time, const watch::LeadOff& /*leadOff*/) { sendState(time); }
+void MessageFeed::note(simulator::StrapTime time, const watch::LeadOff& /*leadOff*/) {
+  sendState(time);
+}
 
-void Feed::note(simulator::StrapTime time, const watch::Temperature& temperature) {
+void MessageFeed::note(simulator::StrapTime time, const watch::Temperature& temperature) {
   const float body = processor_->signalProcessor()->processBodyTemperature(temperature.object,
                                                                            temperature.ambient);
   temperature_ = TemperatureReading{temperature.object, temperature.ambient, body, time};
 }
 
-void Feed::note(simulator::StrapTime time, const watch::EcgSample& sample) {
+void MessageFeed::note(simulator::StrapTime time, const watch::EcgSample& sample) {
   append(Trace::ecg, time, std::array{sample.value});
   append(Trace::filteredEcg, time, std::array{processor_->processECG(sample.value)});
 }
 
-void Feed::note(simulator::StrapTime time, const watch::RespirationSample& sample) {
+void MessageFeed::note(simulator::StrapTime time, const watch::RespirationSample& sample) {
   append(Trace::respiration, time, std::array{sample.value});
 }
 
-void Feed::note(simulator::StrapTime time, const watch::MotionSample& sample) {
+void MessageFeed::note(simulator::StrapTime time, const watch::MotionSample& sample) {
   append(Trace::motion, time, std::array{sample.highPassed, sample.displacement});
 }
 
-void Feed::append(Trace trace, simulator::StrapTime time, std::span<const float> sample) {
+void MessageFeed::append(Trace trace, simulator::StrapTime time, std::span<const float> sample) {
   track(trace).append(time, sample);
-  // The clock on the wall may be far behind.
+  // At a high speed many samples arrive between two ticks.
   if (track(trace).pending() >= SampleTrack::largestBatch) sendSamples(time);
 }
 
-void Feed::interrupt() {
+void MessageFeed::interrupt() {
   for (SampleTrack& track : tracks_) track.interrupt();
 }
 
-void Feed::sendSamples(simulator::StrapTime now) {
+void MessageFeed::sendSamples(simulator::StrapTime now) {
   for (SampleTrack& track : tracks_) {
     for (const Message& message : track.take(now)) send_(message);
   }
 }
 
-// Samples that came before the change are told before it.
-void Feed::sendState(simulator::StrapTime now) {
+// Samples from before the change are sent before it.
+void MessageFeed::sendState(simulator::StrapTime now) {
   sendSamples(now);
   send_(state(now));
 }
 
-Message Feed::state(simulator::StrapTime now) const {
+Message MessageFeed::state(simulator::StrapTime now) const {
   return textMessage(Message::Kind::state, stateText({.model = model_,
                                                       .now = ended_.value_or(now),
                                                       .temperature = temperature_,
                                                       .ended = ended_.has_value()}));
 }
 
-void Feed::tick(simulator::StrapTime now) {
+void MessageFeed::tick(simulator::StrapTime now) {
   sendSamples(ended_.value_or(now));
   if (++ticks_ % ticksPerState == 0) send_(state(now));
 }
 
-void Feed::end(simulator::StrapTime now) {
+void MessageFeed::end(simulator::StrapTime now) {
   if (ended_) return;
   ended_ = now;
   sendState(now);
 }
 
-std::vector<Message> Feed::greeting(const Greeting& hello) const {
+std::vector<Message> MessageFeed::greeting(const Greeting& hello) const {
   std::vector<Message> messages = {textMessage(Message::Kind::other, helloText(hello)),
                                    state(hello.now)};
   for (const SampleTrack& track : tracks_) {

@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// Turns what a session reports into the messages of the live page.
+/// Turns the events of a session into the messages of the live page.
 ///
-///   Feed feed([&](const Message& message) { server.send(message); });
+///   MessageFeed feed([&](const Message& message) { server.send(message); });
 ///   feed.take(event);                                  // every event, in order
-///   feed.tick(source.now());                           // every Feed::interval
-///   for (const Message& message : feed.greeting(hello)) sendToNewcomer(message);
+///   feed.tick(source.now());                           // every MessageFeed::interval
+///   for (const Message& message : feed.greeting(hello)) sendToNewViewer(message);
 ///
-/// Changes of the link and of contact are told at once, samples in batches: at a higher speed of
-/// the session these are larger, not more. The ECG is filtered here, and the body temperature
-/// estimated, both by the kit's own engine.
+/// Changes of the link and of contact are sent at once, samples in batches; at a higher speed of
+/// the session the batches are larger, not more frequent. The kit's engine filters the ECG and
+/// estimates the body temperature.
 
 #include <tools/view/message.h>
 #include <tools/view/sample_track.h>
@@ -30,7 +30,7 @@
 
 namespace Zephly::view {
 
-class Feed {
+class MessageFeed {
  public:
   using Send = std::function<void(const Message&)>;
 
@@ -38,20 +38,20 @@ class Feed {
   static constexpr std::chrono::milliseconds interval{33};
   /// The state is sent with every such tick: five times a second.
   static constexpr int ticksPerState = 6;
-  /// Events that a newcomer is told.
+  /// Events in the greeting.
   static constexpr std::size_t keptEvents = 100;
 
   /// `send` gets every message, in order.
-  explicit Feed(Send send);
+  explicit MessageFeed(Send send);
 
   void take(const watch::Event& event);
-  /// Sends what has come together. `now` is the session's time.
+  /// Sends the samples since the last call. `now` is the session's time.
   void tick(simulator::StrapTime now);
-  /// The source has come to its end at `now`; sends the last samples and the state.
+  /// The source has ended at `now`; sends the last samples and the state.
   void end(simulator::StrapTime now);
   bool ended() const { return ended_.has_value(); }
 
-  /// What a newcomer is sent before anything else: hello, the state, samples and events.
+  /// The first messages for a new viewer: hello, the state, samples and events.
   std::vector<Message> greeting(const Greeting& hello) const;
 
   const watch::SessionModel& model() const { return model_; }

@@ -1,0 +1,77 @@
+#include <tools/watch/session_runner.h>
+
+#include <tools/common/command.h>
+#include <zephly/session/zephly.h>
+
+#include <csignal>
+#include <iostream>
+#include <utility>
+
+namespace Zephly::watch {
+
+SessionRunner::SessionRunner(std::string command, main_queue::MainQueue& queue,
+                             const SourceOptions& options, SessionHandler& handler,
+                             std::chrono::milliseconds refreshInterval)
+    : command_(std::move(command)),
+      queue_(queue),
+      handler_(handler),
+      refreshInterval_(refreshInterval),
+      source_(makeSource(
+          queue_, options,
+          [this](std::string_view line) {
+            handler_.onHostLine(line);
+            receiver_->hostLine(line);
+          },
+          [this] { handler_.onSourceEnd(); })),
+      receiver_(
+          std::make_shared<Receiver>([this] { return source_->now(); },
+                                     [this](const Event& event) { handler_.onEvent(event); })),
+      catcher_([this](std::string_view line) {
+        handler_.onDiagnosticLine(line);
+        receiver_->diagnosticLine(line);
+      }) {}
+
+SessionRunner::~SessionRunner() = default;
+
+void SessionRunner::run() {
+  session_ = ::Zephly::Zephly::init(receiver_);
+  session_->startWorkoutDetection(receiver_);
+  endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { handler_.onEndSignal(); });
+  handler_.onReady();
+  source_->start();
+  refresh();
+  queue_.run();
+}
+
+void SessionRunner::refresh() {
+  handler_.onRefresh();
+  refreshTimer_ = queue_.after(refreshInterval_, [this] { refresh(); });
+}
+
+void SessionRunner::stopClock() {
+  if (ended_) return;
+  ended_ = source_->now();
+  receiver_->endAt(*ended_);
+}
+
+void SessionRunner::end() {
+  stopClock();
+  queue_.stop();
+}
+
+const SourceReport& SessionRunner::finish() {
+  if (!report_) {
+    stopClock();
+    report_ = source_->finish();
+  }
+  return *report_;
+}
+
+int SessionRunner::exitCode(const std::vector<std::string>& complaints) const {
+  for (const std::string& complaint : complaints) {
+    std::cerr << "zephly " << command_ << ": " << complaint << '\n';
+  }
+  return complaints.empty() ? tools::exitDone : tools::exitFailed;
+}
+
+}  // namespace Zephly::watch
