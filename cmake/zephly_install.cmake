@@ -62,6 +62,9 @@ else()
 endif()
 if(ZEPHLY_BUILD_TOOLS)
   install(TARGETS zephly RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  if(NOT ZEPHLY_PACKAGES)  # there the text is part of the package's copyright file
+    install(FILES ${ZEPHLY_LICENSES_TEXT} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zephly COMPONENT tools)
+  endif()
   install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/zephly
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)

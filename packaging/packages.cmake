@@ -25,15 +25,12 @@ foreach(component runtime development)
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/debian/copyright
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${component}_package} COMPONENT ${component})
 endforeach()
-# The program holds parts of others, whose licences want to be passed on: header-only libraries, the page's plots.
-set(licences
-  /usr/share/doc/libcli11-dev/copyright
-  /usr/share/doc/nlohmann-json3-dev/copyright
-  ${ZEPHLY_PAGE_DIR}/node_modules/uplot/LICENSE)
+# The licenses of the libraries in the program, as `zephly --licenses` prints them.
 add_custom_command(OUTPUT ${documents}/copyright
-  COMMAND ${CMAKE_CURRENT_LIST_DIR}/debian/collect_licences ${CMAKE_CURRENT_LIST_DIR}/debian/copyright ${licences}
-    > ${documents}/copyright
-  DEPENDS ${CMAKE_CURRENT_LIST_DIR}/debian/collect_licences ${CMAKE_CURRENT_LIST_DIR}/debian/copyright zephly_page
+  COMMAND ${CMAKE_CURRENT_LIST_DIR}/debian/collect_licences ${CMAKE_CURRENT_LIST_DIR}/debian/copyright
+    ${ZEPHLY_LICENSES_TEXT} > ${documents}/copyright
+  DEPENDS ${CMAKE_CURRENT_LIST_DIR}/debian/collect_licences ${CMAKE_CURRENT_LIST_DIR}/debian/copyright
+    zephly_tools_licenses
   VERBATIM)
 add_custom_target(zephly_licences ALL DEPENDS ${documents}/copyright)
 install(FILES ${documents}/copyright

@@ -1,10 +1,12 @@
 /// The program `zephly`: finds the subcommand and runs it.
 
 #include <tools/common/command.h>
+#include <tools/common/option_values.h>
 #include <tools/common/output.h>
 #include <tools/common/version_text.h>
 #include <tools/export/export_command.h>
 #include <tools/inspect/inspect_command.h>
+#include <tools/licenses/licenses.h>
 #include <tools/monitor/monitor.h>
 #include <tools/record/record_command.h>
 #include <tools/replay/replay_command.h>
@@ -21,20 +23,22 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
 
 using Zephly::tools::Command;
 
-// Descriptors 0 to 2 that somebody has closed would be given to the next file that is opened.
+// When the parent has closed one of the descriptors 0 to 2, the next file that is opened would get
+// its number, and output would go into that file.
 void openStandardDescriptors() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (::fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) ::open("/dev/null", O_RDWR);
   }
 }
 
-// The message in one line, whatever was in the options.
+// Options may hold line breaks and other control characters.
 std::string oneLine(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
@@ -61,35 +65,34 @@ int complain(const std::string& who, const std::string& message, int exitCode) {
   return exitCode;
 }
 
-// What was expected, in the words of this program.
-std::string messageOf(const CLI::ParseError& error) {
-  std::string text = error.what();
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    // "--speed: 1 required X missing", but "json was given a disallowed flag override".
-    const std::size_t colon = text.find(": ");
-    if (colon == std::string::npos) {
-      return "--" + text.substr(0, text.find(' ')) + ": expected no value";
-    }
-    return text.substr(0, colon) + ": expected exactly one value, and once only";
+// The text of --help, --version and --licenses.
+int print(std::string_view text) {
+  Zephly::tools::Output output(STDOUT_FILENO);
+  output.write(text);
+  output.finish();
+  switch (output.state()) {
+    case Zephly::tools::Output::State::open:
+      return output.pending() == 0 ? Zephly::tools::exitDone : Zephly::tools::exitFailed;
+    case Zephly::tools::Output::State::closed:
+      return Zephly::tools::exitFailed;
+    case Zephly::tools::Output::State::failed:
+      break;
   }
-  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) return text + " (see --help)";
-  return text;
+  return complain("zephly", "standard output: " + output.error(), Zephly::tools::exitFailed);
 }
 
-// What --help and --version print.
-int print(const CLI::App& program, const CLI::ParseError& request) {
+std::string helpOrVersion(const CLI::App& program, const CLI::Success& request) {
   std::ostringstream text;
-  const int exitCode = program.exit(request, text, std::cerr);
-  Zephly::tools::Output output(STDOUT_FILENO);
-  output.write(text.str());
-  output.finish();
-  if (output.state() != Zephly::tools::Output::State::failed) return exitCode;
-  return complain("zephly", "standard output: " + output.error(), Zephly::tools::exitFailed);
+  program.exit(request, text);
+  return text.str();
 }
 
 int run(int argc, char** argv) {
   CLI::App program("Tools for the Zephly chest strap.", "zephly");
   program.set_version_flag("--version", Zephly::tools::versionText);
+  bool licenses = false;
+  Zephly::tools::addFlag(program, "--licenses", licenses,
+                         "Display the licenses of the program and of the libraries in it and exit");
   program.require_subcommand(0, 1);
   const std::vector<Command> commands = {
       Zephly::monitor::addMonitorCommand(program), Zephly::view::addViewCommand(program),
@@ -102,13 +105,22 @@ int run(int argc, char** argv) {
   };
   try {
     program.parse(argc, argv);
+    if (licenses) return print(Zephly::tools::licenseTexts());
     const Command* command = chosen(commands);
     if (command == nullptr) throw CLI::RequiredError("A subcommand (" + namesOf(commands) + ")");
     return command->run();
+  } catch (const CLI::Success& request) {
+    return print(helpOrVersion(program, request));
+  } catch (const CLI::ArgumentMismatch&) {
+    // addValue() and addFlag() check the values that are there. CLI11 itself throws this only when
+    // the last argument is an option and its value is missing.
+    return complain(who(), argv[argc - 1] + std::string(": ") + Zephly::tools::exactlyOneValue,
+                    Zephly::tools::exitBadOption);
+  } catch (const CLI::ExtrasError& error) {
+    return complain(who(), error.what() + std::string(" (see --help)"),
+                    Zephly::tools::exitBadOption);
   } catch (const CLI::ParseError& error) {
-    // Help and version are no errors.
-    if (error.get_exit_code() == 0) return print(program, error);
-    return complain(who(), messageOf(error), Zephly::tools::exitBadOption);
+    return complain(who(), error.what(), Zephly::tools::exitBadOption);
   } catch (const std::exception& error) {
     return complain(who(), error.what(), Zephly::tools::exitFailed);
   }

@@ -19,7 +19,7 @@ declare -A allowed=(
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
   [hosts/replay]="zephly/ $foundation capture/"
   [tools]="$watching tools/"  # main.cpp; what its folders share is in tools/common
-  [tools/common]="$watching"
+  [tools/common]="$watching" [tools/licenses]=""
   [tools/watch]="$watching tools/common/"
   [tools/inspect]="$watching tools/common/ tools/watch/" [tools/export]="$watching tools/common/ tools/watch/"
   [tools/monitor]="$watching tools/common/ tools/watch/" [tools/view]="$watching tools/common/ tools/watch/"

@@ -155,19 +155,18 @@ int run(const Options& options) {
 
 tools::Command addInspectCommand(CLI::App& program) {
   CLI::App* command =
-      program.add_subcommand("inspect", "Tell what is in a capture, and what is wrong with it");
+      program.add_subcommand("inspect", "Show what a capture contains, and its defects");
   command->footer(
-      "FILE is what `zephly record` has written, whole or cut (see docs/capture-format.md).\n"
-      "Exit code: 0 for a whole capture; 1 for one that is cut or damaged (everything that can\n"
-      "be read is told nevertheless) and for what is no capture; 2 for options that are not\n"
-      "understood.");
+      "FILE was written by `zephly record`, and may be cut off (see docs/capture-format.md).\n"
+      "Exit code: 0 for a complete capture; 1 for one that is cut or damaged (everything that can\n"
+      "be read is shown all the same) and for other files; 2 for wrong options.");
   const auto options = std::make_shared<Options>();
   tools::addValue(*command, "FILE", "FILE", "The capture", [options](const std::string& text) {
     options->file = tools::fileValue("FILE", text);
   })->required();
   tools::addFlag(*command, "--json", options->json, "Write one JSON object");
   return {command, [options] {
-            // A reader that goes away is seen by Output.
+            // Output reports a reader that has gone.
             static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return run(*options);
           }};
