@@ -76,6 +76,7 @@ test('the keyboard operates everything', () =>
 
     await press('?');
     assert.equal(await tab.isVisible('#help-box'), true);
+    assert.match(await tab.textContent('#about'), /2026 the Zephly authors, MIT license/);
     await press('+');
     assert.equal(await seconds(tab), 30);
     await press('Escape');
