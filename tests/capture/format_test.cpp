@@ -102,7 +102,7 @@ captures::Bytes documentedBytes() {
   return bytes;
 }
 
-TEST(FormatTest, TheDocumentedExampleIsWhatIsWrittenAndRead) {
+TEST(FormatTest, WritesAndReadsTheDocumentedExample) {
   using namespace std::chrono_literals;
   const Preamble preamble{"zephly 1.0", "seed 7", true, 1'800'000'000s};
   const std::vector<Record> records = {

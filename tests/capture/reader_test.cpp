@@ -73,7 +73,7 @@ class ReaderTest : public testing::Test {
   std::vector<Record> records_ = captures::someOfEach();
 };
 
-TEST_F(ReaderTest, AFileCutAnywhereReadsUpToItsLastWholeRecord) {
+TEST_F(ReaderTest, ReadsATruncatedFileUpToItsLastCompleteRecord) {
   const Bytes whole = captures::captureOf(records_);
   const std::vector<std::size_t> beginnings = captures::beginningsOf(records_);
   for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -257,7 +257,7 @@ TEST_F(ReaderTest, AdditionalBytesOfALaterVersionAreIgnored) {
   EXPECT_TRUE(back.records == std::vector<Record>{records_[4]});
 }
 
-TEST_F(ReaderTest, ARecordInTheWrongPlaceThatIsCutOffEndsTheFile) {
+TEST_F(ReaderTest, ATruncatedMisplacedRecordEndsTheFile) {
   const Bytes whole = captures::captureOf({}) + encodeRecord(records_[0], 0);
   Bytes repeated = encodeRecord(records_[0], 0);
   repeated.pop_back();
@@ -299,7 +299,7 @@ TEST_F(ReaderTest, MissingRepeatedAndMisplacedRecordsAreReported) {
   EXPECT_THAT(behind.errors[0].what(), HasSubstr("header is wrong), 1 record lost"));
 }
 
-TEST_F(ReaderTest, NothingMayFollowTheEndRecord) {
+TEST_F(ReaderTest, ReportsDataAfterTheEndRecord) {
   const Bytes whole = captures::captureOf(records_);
   const ReadBack back = read(whole + Bytes{0});
   EXPECT_TRUE(back.records == records_);
@@ -329,7 +329,7 @@ TEST_F(ReaderTest, OtherFilesAreRefusedWithTheReason) {
   EXPECT_EQ(refusal(scratch_.path()).kind(), Kind::unusable);
 }
 
-TEST_F(ReaderTest, AnotherVersionIsRefusedAndALaterMinorOneIsRead) {
+TEST_F(ReaderTest, RefusesAnotherMajorVersionAndReadsALaterMinorOne) {
   EXPECT_THAT(refusal(scratch_.file("c.zcap", headOf(2, 0, 5) + Bytes(9, 0))).what(),
               HasSubstr("at byte 8: format version 2, this program reads version 1"));
   Bytes later = headOf(1, 9, 17);
@@ -340,7 +340,7 @@ TEST_F(ReaderTest, AnotherVersionIsRefusedAndALaterMinorOneIsRead) {
   EXPECT_TRUE(read(sink.take()).preamble);
 }
 
-TEST_F(ReaderTest, APipeIsRefusedAtOnce) {
+TEST_F(ReaderTest, RefusesAPipeImmediately) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_THAT(refusal(pipe).what(), HasSubstr("not a regular file"));

@@ -54,7 +54,7 @@ class WriterTest : public testing::Test {
   std::filesystem::path file_ = scratch_ / "c.zcap";
 };
 
-TEST_F(WriterTest, ARecordIsInTheFileAsSoonAsItIsAppended) {
+TEST_F(WriterTest, ARecordIsInTheFileWhenAppendReturns) {
   Writer writer(file_, captures::somePreamble());
   EXPECT_TRUE(recordsIn().empty());
   for (std::uint8_t i = 0; i < 5; ++i) {
@@ -105,7 +105,7 @@ TEST_F(WriterTest, TwoWritersNeverShareAFile) {
   EXPECT_EQ(recordsIn().size(), 2U);
 }
 
-TEST_F(WriterTest, AFileWhoseHeadCannotBeWrittenIsNotLeftBehind) {
+TEST_F(WriterTest, RemovesAFileWhoseHeaderCannotBeWritten) {
   WriterOptions options;
   options.calls.write = [](int, const void*, std::size_t) {
     errno = ENOSPC;
@@ -129,7 +129,7 @@ FileCalls fillingUp(std::size_t room, int errorNumber) {
   return calls;
 }
 
-TEST_F(WriterTest, WhereverTheDiskIsFullTheFileEndsWithAWholeRecord) {
+TEST_F(WriterTest, OnAFullDiskTheFileEndsWithACompleteRecord) {
   for (const int errorNumber : {ENOSPC, EIO, EFBIG, EDQUOT}) {
     for (std::size_t room = 100; room < 700; room += 7) {
       Writer writer(file_, captures::somePreamble(),

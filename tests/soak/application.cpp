@@ -10,31 +10,31 @@ class Application::Delegate : public ZephlyDelegate {
 
   void didChangeLeadoffState(bool off) override {
     owner_.ledger_.leadoff(off);
-    owner_.told();
+    owner_.countCall();
   }
   void didConnectPeripheral() override {
     owner_.ledger_.connected();
-    owner_.told();
+    owner_.countCall();
   }
   void didDisconnectPeripheral() override {
     owner_.ledger_.disconnected();
-    owner_.told();
+    owner_.countCall();
   }
   void didReceiveTemperature(float object, float ambient, float body) override {
     owner_.ledger_.temperature(object, ambient, body);
-    owner_.told();
+    owner_.countCall();
   }
   void didReceiveECG(float sample) override {
     owner_.ledger_.ecg(sample);
-    owner_.told();
+    owner_.countCall();
   }
   void didReceiveRespiration(float sample) override {
     owner_.ledger_.respiration(sample);
-    owner_.told();
+    owner_.countCall();
   }
   void didReceiveBatteryStatus(BatteryStatus status) override {
     owner_.ledger_.battery(status);
-    owner_.told();
+    owner_.countCall();
   }
 
  private:
@@ -52,7 +52,7 @@ class Application::Trainer : public WorkoutDelegate {
  private:
   void detected(simulator::Exercise exercise) {
     owner_.ledger_.repetition(exercise);
-    owner_.trainerTold();
+    owner_.countTrainerCall();
   }
 
   Application& owner_;
@@ -80,7 +80,7 @@ void Application::drop() {
   delegate_.reset();
 }
 
-void Application::told() {
+void Application::countCall() {
   if (callsLeft_ != 0 && --callsLeft_ == 0) drop();
 }
 
@@ -98,7 +98,7 @@ void Application::dropTrainer() {
   trainer_.reset();
 }
 
-void Application::trainerTold() {
+void Application::countTrainerCall() {
   if (trainerCallsLeft_ != 0 && --trainerCallsLeft_ == 0) dropTrainer();
 }
 

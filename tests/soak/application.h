@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The application of a soak run: delegates that hand what they are told to the ledger, and come
+/// The application of a soak run: delegates that pass their calls to the ledger, and come
 /// and go.
 ///
 ///   Application application(ledger);
@@ -47,8 +47,8 @@ class Application {
   class Delegate;
   class Trainer;
 
-  void told();
-  void trainerTold();
+  void countCall();
+  void countTrainerCall();
 
   Ledger& ledger_;
   std::shared_ptr<Delegate> delegate_;

@@ -117,20 +117,20 @@ void Ledger::settle() const {
   if (!log_.empty()) fail("nothing is under way any more");
 }
 
-// What goes nowhere ------------------------------------------------------------------------------
+// Entries without a receiver ---------------------------------------------------------------------
 
 void Ledger::passSilentOnes() {
   while (!log_.empty() && passSilentStep()) {
   }
 }
 
-// Takes one step of the entry in front when nobody is to be told of it. False when somebody is.
+// Consumes one step of the first entry if it needs no call. False when it needs one.
 bool Ledger::passSilentStep() {
   const Entry& entry = log_.front();
   if (!entry.stream) {
     step_ = Step::value;
     if (application_) return false;
-    ++linkLosses_.unheard;
+    ++linkLosses_.withoutDelegate;
     finishSample(1);
     return true;
   }
@@ -146,21 +146,21 @@ bool Ledger::passSilentStep() {
       return true;
     case Step::leadoff:
       if (application_) return false;
-      ++leadoffChanges_.unheard;
+      ++leadoffChanges_.withoutDelegate;
       step_ = Step::respiration;
       return true;
     case Step::repetitions:
       if (!dueRepetitions_.empty() && trainer_) return false;
-      repetitions_.unheard += dueRepetitions_.size();
+      repetitions_.withoutDelegate += dueRepetitions_.size();
       dueRepetitions_.clear();
-      // Of motion the application hears nothing but its repetitions.
-      ++accountOf(entry).told;
+      // Of motion the application receives only repetitions.
+      ++accountOf(entry).received;
       finishSample(1);
       return true;
     case Step::value:
     case Step::respiration:
       if (application_) return false;
-      ++accountOf(entry).unheard;
+      ++accountOf(entry).withoutDelegate;
       finishStep();
       return true;
   }
@@ -202,43 +202,44 @@ void Ledger::openMotion() {
   step_ = Step::repetitions;
 }
 
-// What they are told -----------------------------------------------------------------------------
+// Calls of the delegates --------------------------------------------------------------------------
 
 Ledger::Entry& Ledger::expect(const char* what, Stream stream, Step step) {
   if (log_.empty() || log_.front().stream != stream || step_ != step) {
-    fail(std::string(what) + " was told");
+    fail(std::string(what) + " was reported");
   }
-  if (!linkIsUp_ && step != Step::repetitions) fail(std::string(what) + " was told without a link");
+  if (!linkIsUp_ && step != Step::repetitions)
+    fail(std::string(what) + " was reported without a link");
   return log_.front();
 }
 
 void Ledger::connected() {
-  if (!application_ || !log_.empty() || linkIsUp_) fail("a connection was told");
+  if (!application_ || !log_.empty() || linkIsUp_) fail("a connection was reported");
   linkIsUp_ = true;
   ++connectsTold_;
 }
 
 void Ledger::disconnected() {
   if (!application_ || log_.empty() || log_.front().stream || !linkIsUp_) {
-    fail("a disconnection was told");
+    fail("a disconnection was reported");
   }
   linkIsUp_ = false;
-  ++linkLosses_.told;
+  ++linkLosses_.received;
   finishSample(1);
   passSilentOnes();
 }
 
 void Ledger::leadoff(bool off) {
   expect("a change of contact", Stream::respiration, Step::leadoff);
-  if (off != offNext_) fail("the opposite change of contact was told");
-  ++leadoffChanges_.told;
+  if (off != offNext_) fail("the opposite change of contact was reported");
+  ++leadoffChanges_.received;
   step_ = Step::respiration;
 }
 
 void Ledger::ecg(float sample) {
   Entry& entry = expect("an ECG sample", Stream::ecg, Step::value);
-  if (!sameBits(sample, sampleAt(entry.bytes, sample_))) fail("another ECG sample was told");
-  ++accountOf(entry).told;
+  if (!sameBits(sample, sampleAt(entry.bytes, sample_))) fail("another ECG sample was reported");
+  ++accountOf(entry).received;
   finishStep();
   passSilentOnes();
 }
@@ -246,9 +247,9 @@ void Ledger::ecg(float sample) {
 void Ledger::respiration(float sample) {
   Entry& entry = expect("a respiration sample", Stream::respiration, Step::respiration);
   if (!sameBits(sample, breathing_.breath(sampleAt(entry.bytes, sample_)))) {
-    fail("another respiration sample was told");
+    fail("another respiration sample was reported");
   }
-  ++accountOf(entry).told;
+  ++accountOf(entry).received;
   finishStep();
   passSilentOnes();
 }
@@ -257,9 +258,9 @@ void Ledger::temperature(float object, float ambient, float body) {
   Entry& entry = expect("a temperature", Stream::temperature, Step::value);
   if (!sameBits(object, celsiusAt(entry.bytes, 0)) ||
       !sameBits(ambient, celsiusAt(entry.bytes, 2)) || !sameBits(body, 0.0F)) {
-    fail("another temperature was told");
+    fail("another temperature was reported");
   }
-  ++accountOf(entry).told;
+  ++accountOf(entry).received;
   finishStep();
   passSilentOnes();
 }
@@ -268,18 +269,18 @@ void Ledger::battery(BatteryStatus status) {
   Entry& entry = expect("a battery report", Stream::battery, Step::value);
   const float percent = static_cast<float>(littleEndian(entry.bytes, 0, 2)) / 10.0F;
   if (!sameBits(status.soc, percent) || status.inCharge != (entry.bytes.at(2) != 0)) {
-    fail("another battery report was told");
+    fail("another battery report was reported");
   }
-  ++accountOf(entry).told;
+  ++accountOf(entry).received;
   finishStep();
   passSilentOnes();
 }
 
 void Ledger::repetition(Exercise exercise) {
   expect("a repetition", Stream::motion, Step::repetitions);
-  if (dueRepetitions_.front() != exercise) fail("another repetition was told");
+  if (dueRepetitions_.front() != exercise) fail("another repetition was reported");
   dueRepetitions_.pop_front();
-  ++repetitions_.told;
+  ++repetitions_.received;
   passSilentOnes();
 }
 

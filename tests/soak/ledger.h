@@ -1,19 +1,19 @@
 #pragma once
 /// @file
-/// Compares what a strap sent with what an application was told: everything once, in order, bit
+/// Compares the strap's frames with the application's calls: everything once, in order, bit
 /// for bit.
 ///
 ///   Ledger ledger;
-///   ledger.attachApplication(false);   // from now on somebody listens, the link is down
+///   ledger.attachApplication(false);   // an application is attached, the link is down
 ///   ledger.sent(frame);                // the strap: this frame will arrive
-///   ledger.ecg(sample);                // the application: this is what I was told
-///   ledger.settle();                   // nothing is under way any more
+///   ledger.ecg(sample);                // called by the application
+///   ledger.settle();                   // nothing is in transit any more
 ///
-/// While nobody listens frames go nowhere, and are counted as such; the session's lead-off
-/// detection and its exercise detection go on, and so do the ledger's. The respiration chain stands
-/// still then: it is fed only with samples that somebody hears.
+/// Without an application frames are counted separately. The session's lead-off detection and
+/// its exercise detection continue, and so do the ledger's. The respiration chain then stops: it
+/// processes only samples that are delivered.
 ///
-/// The first thing that is wrong ends in soak::Wrong.
+/// The first difference throws soak::Wrong.
 
 #include <simulator/frame.h>
 #include <simulator/training_plan.h>
@@ -39,15 +39,15 @@ class Wrong : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The processor time that the engines of this program are told: the strap's own, in microseconds.
-/// So that resets happen at the same sample whatever the machine does.
+/// The processor time for the engines of this program: the strap's time, in microseconds.
+/// Makes resets happen at the same sample on every machine.
 extern std::uint64_t processorTime;
 
-/// What became of the things of one kind.
+/// The counts of one kind of event.
 struct Account {
-  std::uint64_t sent = 0;     ///< samples or readings that the strap sent, or events in them
-  std::uint64_t told = 0;     ///< that the application was told
-  std::uint64_t unheard = 0;  ///< sent while nobody listened
+  std::uint64_t sent = 0;      ///< samples or readings that the strap sent, or events in them
+  std::uint64_t received = 0;  ///< by the application
+  std::uint64_t withoutDelegate = 0;  ///< sent without a delegate
 };
 
 class Ledger {
@@ -70,7 +70,7 @@ class Ledger {
   void attachTrainer();
   void detachTrainer();
 
-  // What they are told.
+  // Calls of the delegates.
 
   void connected();
   void disconnected();
@@ -81,7 +81,7 @@ class Ledger {
   void battery(BatteryStatus status);
   void repetition(simulator::Exercise exercise);
 
-  /// Everything that was sent has been told, or went nowhere.
+  /// Everything sent has been received or was sent without a delegate.
   void settle() const;
 
   const Account& account(simulator::Stream stream) const {

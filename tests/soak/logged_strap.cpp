@@ -44,7 +44,7 @@ void LoggedStrap::loseLink(simulated::Duration absence) {
   return_ = device_.scheduler().after(absence, [this] { device_.setInRange(true); });
 }
 
-bool LoggedStrap::heard() const {
+bool LoggedStrap::subscribed() const {
   return std::all_of(simulator::allStreams.begin(), simulator::allStreams.end(),
                      [this](simulator::Stream stream) { return isSubscribed(stream); });
 }
@@ -64,7 +64,7 @@ bool LoggedStrap::carry(simulator::Frame frame) {
   }
   const bool carried =
       device_.notify(simulator::characteristicUUID(frame.stream), std::move(frame.bytes));
-  if (!carried) throw Wrong("a frame was refused although somebody had subscribed to it");
+  if (!carried) throw Wrong("a frame was refused although it was subscribed to");
   if (lossWithFrame_) loseLink(*std::exchange(lossWithFrame_, std::nullopt));
   return carried;
 }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A strap on the air that writes down in a ledger what it sends, and loses its link when told.
+/// A simulated strap that records its frames in a ledger, and loses its link on request.
 ///
 ///   LoggedStrap strap(device, source, ledger);
 ///   strap.loseLink(3s);                  // now, for three seconds
@@ -39,7 +39,7 @@ class LoggedStrap : private simulator::Carrier {
   void switchOff();
 
   /// All five streams are subscribed to.
-  bool heard() const;
+  bool subscribed() const;
   bool connected() const { return device_.connected(); }
   std::uint64_t connections() const { return device_.connections(); }
   std::uint64_t framesUnheard() const { return transmitter_.totals().framesUnheard; }

@@ -21,8 +21,8 @@ std::string rounded(double number) {
 }
 
 void accountRow(std::ostream& output, const std::string& what, const Account& account) {
-  output << "| " << what << " | " << grouped(account.sent) << " | " << grouped(account.told)
-         << " | " << grouped(account.unheard) << " |\n";
+  output << "| " << what << " | " << grouped(account.sent) << " | " << grouped(account.received)
+         << " | " << grouped(account.withoutDelegate) << " |\n";
 }
 
 void stateRow(std::ostream& output, const std::string& what, std::size_t ProcessState::*field,

@@ -187,7 +187,7 @@ void Soak::planLoss(int index) {
 }
 
 void Soak::lose(int index) {
-  if (!strap_.heard()) throw Wrong("the link was not back before it was to be lost again");
+  if (!strap_.subscribed()) throw Wrong("the link was not back before it was to be lost again");
   Duration absence{};
   if (random_.below(3) != 0) {
     const double part = inSeconds(length_) / options_.losses;
@@ -243,11 +243,11 @@ void Soak::comeBack() {
 
 // The hours --------------------------------------------------------------------------------------
 
-// Both delegates there and all streams heard: what is held then can be compared.
+// With both delegates attached and all streams subscribed the memory in use is comparable.
 template <class Then>
 void Soak::whenQuiet(Then then) {
   comeBack();
-  if (strap_.heard()) {
+  if (strap_.subscribed()) {
     then();
   } else {
     scheduler_.after(1s, [this, then] { whenQuiet(then); });
@@ -316,8 +316,8 @@ void Soak::judge(Outcome& outcome) const {
     if (!right) outcome.wrong.push_back(otherwise);
   };
   const auto balance = [&check](const Account& account, const std::string& what) {
-    check(account.sent == account.told + account.unheard && account.told > 0,
-          what + ": what was told and what went nowhere is not what was sent");
+    check(account.sent == account.received + account.withoutDelegate && account.received > 0,
+          what + ": received and without a delegate do not add up to sent");
   };
   for (const simulator::Stream stream : simulator::allStreams) {
     balance(ledger_.account(stream), std::string(simulator::streamName(stream)));

@@ -39,7 +39,7 @@ struct Tolerance {
 struct Outcome {
   std::array<Account, simulator::allStreams.size()> streams{};
   std::uint64_t framesSent = 0;
-  std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
+  std::uint64_t framesUnheard = 0;  ///< without a subscriber
   Account repetitions;
   Account leadoffChanges;
   Account linkLosses;

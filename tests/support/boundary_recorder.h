@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A delegate of central and peripherals that writes down what it is told, one short line per call,
+/// A delegate of central and peripherals that records its calls, one short line per call,
 /// and asks for what a script says.
 
 #include <zephly/platform/core_bluetooth.h>
@@ -111,10 +111,10 @@ class Recorder : public CBCentralManagerDelegate, public CBPeripheralDelegate {
     if (onValue) onValue();
   }
 
-  /// What was told since the last call.
+  /// The calls since the last take().
   std::vector<std::string> take() { return std::exchange(log, {}); }
 
-  /// The first two digits of the identifier, which tell the profile's characteristics apart.
+  /// The first two digits of the identifier, which distinguish the profile's characteristics.
   static std::string shortName(const CBCharacteristic& characteristic) {
     return characteristic.UUID().UUIDString().substr(0, 2);
   }

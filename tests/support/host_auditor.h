@@ -38,7 +38,7 @@ inline bool isOneLine(std::string_view text) {
 
 class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate {
  public:
-  /// While it lives, nobody may call the auditor.
+  /// During its lifetime the auditor must not be called.
   class Calling {
    public:
     explicit Calling(HostAuditor& auditor) : auditor_(auditor) { ++auditor_.depth_; }
@@ -52,7 +52,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
 
   void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override {
     const Calling calling = enter();
-    EXPECT_NE(central->state(), state_) << "a change is told once";
+    EXPECT_NE(central->state(), state_) << "a change is reported once";
     state_ = central->state();
     central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
   }
@@ -93,7 +93,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
                                              const std::shared_ptr<const NSError>& error) override {
     const Calling calling = enter();
     Seen& seen = seen_.at(peripheral);
-    EXPECT_TRUE(seen.connected) << "an end is told once";
+    EXPECT_TRUE(seen.connected) << "an end is reported once";
     checkText(error);
     didEnd(error);
     seen = Seen();

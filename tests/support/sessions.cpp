@@ -35,7 +35,7 @@ simulated::Device& addStrap(simulated::Radio& radio) {
 
 }  // namespace
 
-std::size_t Heard::count(std::size_t kind) const {
+std::size_t ReceivedSession::count(std::size_t kind) const {
   const std::string mark = " " + std::to_string(kind);
   return static_cast<std::size_t>(
       std::count_if(events.begin(), events.end(), [&](const std::string& event) {
@@ -45,7 +45,8 @@ std::size_t Heard::count(std::size_t kind) const {
       }));
 }
 
-testing::AssertionResult sameSession(const Heard& expected, const Heard& actual) {
+testing::AssertionResult sameSession(const ReceivedSession& expected,
+                                     const ReceivedSession& actual) {
   const auto events = sameLines("event", expected.events, actual.events);
   return events ? sameLines("line", expected.lines, actual.lines) : events;
 }
@@ -53,9 +54,9 @@ testing::AssertionResult sameSession(const Heard& expected, const Heard& actual)
 Listener::Listener(watch::Receiver::Clock clock, bool workout)
     : receiver_(std::make_shared<watch::Receiver>(
           std::move(clock),
-          [this](const watch::Event& event) { heard_.events.push_back(eventBits(event)); })),
+          [this](const watch::Event& event) { received_.events.push_back(eventBits(event)); })),
       catcher_([this](std::string_view line) {
-        heard_.lines.emplace_back(line);
+        received_.lines.emplace_back(line);
         receiver_->diagnosticLine(line);
       }),
       session_(::Zephly::Zephly::init(receiver_)) {
@@ -85,7 +86,7 @@ Replayed replay(const std::filesystem::path& file, std::optional<double> speed,
   const Listener listener([&] { return source.now(); });
   source.start();
   queue.run();
-  return {listener.heard(), source.finish()};
+  return {listener.received(), source.finish()};
 }
 
 }  // namespace sessions

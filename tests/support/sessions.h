@@ -1,11 +1,11 @@
 #pragma once
 /// @file
-/// Sessions that are recorded, and the same ones replayed: who hears them writes everything down.
+/// Records sessions and replays them; a listener records all events of both.
 ///
 ///   LiveWorld world;
 ///   world.scheduler.advance(30s);
 ///   const Replayed again = replay(scratch.file("walk.zcap", captures::captureOf(world.end())));
-///   EXPECT_TRUE(sameSession(world.heard(), again.heard));
+///   EXPECT_TRUE(sameSession(world.received(), again.received));
 
 #include <capture/record.h>
 #include <capture/tap_host.h>
@@ -28,41 +28,42 @@
 
 namespace sessions {
 
-/// What came of a session.
-struct Heard {
+/// The events of a session.
+struct ReceivedSession {
   std::vector<std::string> events;  ///< every callback and line, see eventBits()
-  std::vector<std::string> lines;   ///< what the kit wrote, character for character
+  std::vector<std::string> lines;   ///< the kit's console output, character by character
 
   /// Events of a kind: the index in watch::Event::what.
   std::size_t count(std::size_t kind) const;
 };
 
-/// Says where the two begin to differ.
-testing::AssertionResult sameSession(const Heard& expected, const Heard& actual);
+/// Reports the first difference.
+testing::AssertionResult sameSession(const ReceivedSession& expected,
+                                     const ReceivedSession& actual);
 
-/// A session on the host in use, with an application that listens to all of it.
+/// A session on the current host, with an application that records all events.
 class Listener {
  public:
-  /// `workout`: repetitions are told to the application, too.
+  /// `workout`: repetitions are reported to the application, too.
   explicit Listener(Zephly::watch::Receiver::Clock clock, bool workout = true);
 
-  const Heard& heard() const { return heard_; }
+  const ReceivedSession& received() const { return received_; }
 
  private:
-  Heard heard_;
+  ReceivedSession received_;
   std::shared_ptr<Zephly::watch::Receiver> receiver_;
   Zephly::watch::DiagnosticsCatcher catcher_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
-/// A simulated strap in training, a session on it, and somebody who listens in.
+/// A simulated strap in training, a session on it, and a tap that records it.
 class LiveWorld {
  public:
   explicit LiveWorld(const Zephly::simulator::StrapOptions& options = {.seed = 5});
 
   /// What happened up to now, with the Ended record. The last call.
   std::vector<Zephly::capture::Record> end();
-  const Heard& heard() const { return listener_->heard(); }
+  const ReceivedSession& received() const { return listener_->received(); }
 
   Zephly::simulated::Scheduler scheduler;
   Zephly::simulated::Radio radio{scheduler};
@@ -77,7 +78,7 @@ class LiveWorld {
 };
 
 struct Replayed {
-  Heard heard;
+  ReceivedSession received;
   Zephly::watch::SourceReport report;
 };
 

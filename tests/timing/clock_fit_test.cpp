@@ -97,7 +97,7 @@ void expectRising(const StreamClock& clock) {
   }
 }
 
-TEST(LowerHullTest, TouchesTheArrivalsFromBelowWhereTheirMeanIs) {
+TEST(LowerHullTest, TouchesTheArrivalsFromBelowAtTheirMean) {
   LowerHull hull;
   for (const auto& [x, y] : {std::pair{0.0, 0.0}, {1.0, 5.0}, {2.0, 2.0}, {3.0, 9.0}, {4.0, 6.0}}) {
     hull.add({x, y});
@@ -120,7 +120,7 @@ TEST(ClockFitTest, FramesWithoutDelayGiveTheTimesOfTheSamples) {
 }
 
 // The bounds that docs/export.md tells.
-TEST(ClockFitTest, TenMinutesOfAnyDriftAreWithinFourMilliseconds) {
+TEST(ClockFitTest, TenMinutesWithAnyDriftAreWithinFourMilliseconds) {
   for (const double drift : {-200e-6, -50e-6, 0.0, 50e-6, 200e-6}) {
     for (std::uint64_t seed = 1; seed <= longRun<std::uint64_t>(10, 2); ++seed) {
       const Arrivals arrived = arrivals({.drift = drift}, 3, 600, seed);
@@ -180,7 +180,7 @@ TEST(ClockFitTest, AShortLinkTakesItsRateFromTheLongOne) {
 }
 
 // Everything that was held back comes: nothing is missing.
-TEST(ClockFitTest, ALongSilenceWithAllItsFramesAfterwardsIsNoGap) {
+TEST(ClockFitTest, ALongStallWithoutLossIsNotAGap) {
   Arrivals arrived = arrivals({}, 3, 120, 1);
   for (Nanoseconds& frame : arrived.frames) {
     if (frame > 50s && frame < 54s) frame = 54s;
@@ -191,7 +191,7 @@ TEST(ClockFitTest, ALongSilenceWithAllItsFramesAfterwardsIsNoGap) {
   expectRising(clock);
 }
 
-TEST(ClockFitTest, ALongSilenceWhoseFramesAreLostIsAGapOfItsLength) {
+TEST(ClockFitTest, ALongSilenceWithLostFramesIsAGapOfItsLength) {
   const Arrivals whole = arrivals({}, 3, 120, 1);
   Arrivals arrived;
   for (std::size_t frame = 0; frame < whole.frames.size(); ++frame) {
@@ -209,7 +209,7 @@ TEST(ClockFitTest, ALongSilenceWhoseFramesAreLostIsAGapOfItsLength) {
   EXPECT_LT(worstError(clock, arrived.truth), 0.008);
 }
 
-TEST(ClockFitTest, ABurstAtOnceLiesBehindTheBeginningOfItsLink) {
+TEST(ClockFitTest, ABurstStartsWithItsLink) {
   ClockFit fit(waveform);
   fit.beginLink(5s);
   for (int frame = 0; frame < 10'000; ++frame) fit.frame(6s);
@@ -230,14 +230,14 @@ TEST(ClockFitTest, NothingIsBeforeTheSession) {
   EXPECT_EQ(fit.finish().segments.front().begin, 0ns);
 }
 
-TEST(ClockFitTest, ARateThatNoCrystalHasIsNotBelieved) {
+TEST(ClockFitTest, RejectsImplausibleRates) {
   ClockFit fit(waveform);
   fit.beginLink(0s);
   for (int frame = 0; frame < 10'000; ++frame) fit.frame(frame * 24ms);
   EXPECT_DOUBLE_EQ(fit.finish().segments.front().period, 2e6 * (1 + largestDrift));
 }
 
-TEST(ClockFitTest, NoFramesAreNoSamples) {
+TEST(ClockFitTest, NoFramesGiveNoSamples) {
   ClockFit fit(waveform);
   fit.beginLink(1s);
   EXPECT_TRUE(fit.finish().segments.empty());

@@ -34,20 +34,20 @@ ObjectTree treeOf(const Dictionary& objects) {
 constexpr const char* address0 = "00:00:00:00:00:0A";
 constexpr const char* address1 = "00:00:00:00:00:0B";
 
-TEST(AdapterChoiceTest, AnyAdapterIsTheFirstThatIsSwitchedOn) {
+TEST(AdapterChoiceTest, ChoosesTheFirstAdapterThatIsOn) {
   const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, false)},
                             {"/org/bluez/hci10", adapter(address1, true)},
                             {"/org/bluez/hci2", adapter(address1, true)}});
   EXPECT_EQ(AdapterChoice("", canBePeripheral).choose(tree), "/org/bluez/hci2");
 }
 
-TEST(AdapterChoiceTest, OneThatIsSwitchedOffIsBetterThanNone) {
+TEST(AdapterChoiceTest, PrefersAnAdapterThatIsOffToNone) {
   const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, false)}});
   EXPECT_EQ(AdapterChoice("", canBePeripheral).choose(tree), "/org/bluez/hci0");
   EXPECT_EQ(AdapterChoice("", canBePeripheral).choose(ObjectTree()), "");
 }
 
-TEST(AdapterChoiceTest, OneWithoutTheTwoManagersIsNotTaken) {
+TEST(AdapterChoiceTest, IgnoresAdaptersWithoutBothManagers) {
   const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, true, false)},
                             {"/org/bluez/hci1", adapter(address1, true)}});
   AdapterChoice any("", canBePeripheral);
@@ -59,7 +59,7 @@ TEST(AdapterChoiceTest, OneWithoutTheTwoManagersIsNotTaken) {
   EXPECT_FALSE(AdapterChoice("hci7", canBePeripheral).onlyUnable(tree));
 }
 
-TEST(AdapterChoiceTest, StaysWithItsChoiceWhileThatIsSwitchedOn) {
+TEST(AdapterChoiceTest, KeepsItsChoiceWhileItIsOn) {
   AdapterChoice choice("", canBePeripheral);
   EXPECT_EQ(choice.choose(treeOf({{"/org/bluez/hci1", adapter(address1, true)}})),
             "/org/bluez/hci1");
@@ -71,14 +71,14 @@ TEST(AdapterChoiceTest, StaysWithItsChoiceWhileThatIsSwitchedOn) {
             "/org/bluez/hci0");
 }
 
-TEST(AdapterChoiceTest, AnAddressIsFoundUnderAnyNumberInAnyCase) {
+TEST(AdapterChoiceTest, FindsAnAddressAtAnyIndexIgnoringCase) {
   AdapterChoice choice("00:00:00:00:00:0b", canBePeripheral);
   EXPECT_EQ(choice.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)},
                                   {"/org/bluez/hci3", adapter(address1, false)}})),
             "/org/bluez/hci3");
 }
 
-TEST(AdapterChoiceTest, ANumberMeansTheSameAdapterWhenItComesBackUnderAnother) {
+TEST(AdapterChoiceTest, AnIndexFollowsItsAdapterToANewIndex) {
   AdapterChoice choice("hci0", canBePeripheral);
   EXPECT_EQ(choice.choose(treeOf({{"/org/bluez/hci0", adapter(address0, true)}})),
             "/org/bluez/hci0");
@@ -88,12 +88,12 @@ TEST(AdapterChoiceTest, ANumberMeansTheSameAdapterWhenItComesBackUnderAnother) {
             "/org/bluez/hci1");
 }
 
-TEST(AdapterChoiceTest, AnAdapterOfUnknownAbilityIsTakenForACentral) {
+TEST(AdapterChoiceTest, AcceptsAnAdapterOfUnknownRoles) {
   const auto tree = treeOf({{"/org/bluez/hci0", adapter(address0, true, false)}});
   EXPECT_EQ(AdapterChoice("", canBeCentral).choose(tree), "/org/bluez/hci0");
 }
 
-TEST(AdapterChoiceTest, OneThatOnlyServesIsNotTakenForACentral) {
+TEST(AdapterChoiceTest, IgnoresAnAdapterWithoutTheCentralRole) {
   const auto withRole = [](const std::string& address, const char* role) {
     return Dictionary{
         {"org.bluez.Adapter1",

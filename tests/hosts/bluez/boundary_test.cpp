@@ -25,29 +25,29 @@ class BluezBoundary : public BluezTest {
 
 // Central.
 
-TEST_F(BluezBoundary, EachCentralHearsTheStateAfterItsCreation) {
+TEST_F(BluezBoundary, ReportsTheStateToEachCentralAfterItsCreation) {
   openSession();
-  EXPECT_THAT(told(), ElementsAre("state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   const Session second;
   EXPECT_THAT(second.recorder->log, IsEmpty()) << "not from inside init";
   settle();
   EXPECT_EQ(second.recorder->log.front(), "state 5");
 }
 
-TEST_F(BluezBoundary, AStateThatDoesNotChangeIsNotToldAgain) {
+TEST_F(BluezBoundary, DoesNotReportAnUnchangedState) {
   openSession();
-  told();
+  takeEvents();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1", {{"Powered", true}});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezBoundary, TheHostIsInUseWhileItLives) {
+TEST_F(BluezBoundary, IsTheCurrentHostDuringItsLifetime) {
   EXPECT_EQ(Host::current(), world.host.get());
   world.host.reset();
   EXPECT_EQ(Host::current(), nullptr);
 }
 
-TEST_F(BluezBoundary, ACentralThatOutlivesTheHostIsWithoutARadio) {
+TEST_F(BluezBoundary, ACentralThatOutlivesTheHostHasNoRadio) {
   bringUp();
   const auto central = session->central;
   const auto peripheral = recorder().peripheral_;
@@ -58,7 +58,7 @@ TEST_F(BluezBoundary, ACentralThatOutlivesTheHostIsWithoutARadio) {
   peripheral->discoverServices(std::nullopt);
   peripheral->setNotifyValue(true, recorder().lastCharacteristics.front());
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
 TEST_F(BluezBoundary, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
@@ -66,26 +66,26 @@ TEST_F(BluezBoundary, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
   openSession({.connect = false, .logDiscoveries = true});
   recorder().script.scan = false;
   session->central->scanForPeripheralsWithServices(std::vector<CBUUID>{heartRate}, std::nullopt);
-  told();
+  takeEvents();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.tamper = [&](const std::string&, const std::string&, fake_bluez::Properties& all) {
     if (all.contains("RSSI")) {
       all["UUIDs"] = std::vector<std::string>{"0000180d-0000-1000-8000-00805f9b34fb"};
     }
   };
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), ElementsAre("discovered Zephly -60"));
   EXPECT_THAT(recorder().lastAdvertisement.serviceUUIDs, ElementsAre(heartRate));
 }
 
-TEST_F(BluezBoundary, NothingCallsBackFromInsideACall) {
+TEST_F(BluezBoundary, NeverCallsBackFromWithinACall) {
   openSession({.connect = false});
   bluez.advertise(strap);
-  told();
+  takeEvents();
   session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
   EXPECT_THAT(recorder().log, IsEmpty());
-  EXPECT_THAT(told(), Contains("connected"));
+  EXPECT_THAT(takeEvents(), Contains("connected"));
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().peripheral_->discoverCharacteristics(std::nullopt, firstService());
   recorder().peripheral_->setNotifyValue(true, recorder().lastCharacteristics.front());
@@ -95,21 +95,21 @@ TEST_F(BluezBoundary, NothingCallsBackFromInsideACall) {
 TEST_F(BluezBoundary, ASecondRequestChangesNothing) {
   openSession({.connect = false});
   bluez.advertise(strap);
-  told();
+  takeEvents();
   for (int i = 0; i < 3; ++i) {
     session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
   }
-  auto log = told();
+  auto log = takeEvents();
   EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 1);
   session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   EXPECT_EQ(bluez.calls("Connect"), 1);
 }
 
 TEST_F(BluezBoundary, APeripheralOfAnotherCentralIsNotConnected) {
   openSession({.connect = false});
   bluez.advertise(strap);
-  told();
+  takeEvents();
   const Session other({.scan = false});
   settle();
   other.central->connectPeripheral(recorder().peripheral_, std::nullopt);
@@ -117,7 +117,7 @@ TEST_F(BluezBoundary, APeripheralOfAnotherCentralIsNotConnected) {
   EXPECT_EQ(bluez.calls("Connect"), 0);
 }
 
-TEST_F(BluezBoundary, ADelegateThatIsGoneIsNotTold) {
+TEST_F(BluezBoundary, DropsEventsOfADestroyedDelegate) {
   bringUp();
   recorder().peripheralDelegate.reset();
   const auto keeper = recorder().peripheral_;
@@ -135,7 +135,7 @@ TEST_F(BluezBoundary, TwoDevicesOfOneNameAreTwoPeripherals) {
   bluez.advertise(second);
   settle();
   EXPECT_TRUE(strap.connected && second.connected);
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 2);
 }
 
@@ -157,24 +157,24 @@ TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().peripheral_->discoverServices(std::nullopt);
   // The daemon is asked for each of them, and its answers may come together or one by one.
-  EXPECT_THAT(told(), testing::UnorderedElementsAre("services 2", "services 2", "characteristics 3",
-                                                    "characteristics 3", "characteristics 3",
-                                                    "characteristics 3"));
+  EXPECT_THAT(takeEvents(), testing::UnorderedElementsAre(
+                                "services 2", "services 2", "characteristics 3",
+                                "characteristics 3", "characteristics 3", "characteristics 3"));
   EXPECT_EQ(recorder().lastServices, services);
   EXPECT_EQ(services[1]->characteristics(), list);
 }
 
-TEST_F(BluezBoundary, ALinkThatEndsInItsFirstAnswerGivesNoSecond) {
+TEST_F(BluezBoundary, ALinkLostDuringACallbackGivesNoFurtherAnswers) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::objects, ConnectStep::resolved};
   openSession({.discover = false});
   bluez.advertise(strap);
-  ASSERT_THAT(told(), Contains("connected"));
+  ASSERT_THAT(takeEvents(), Contains("connected"));
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().onServices = [this] { session->central.reset(); };
   bluez.proceed(strap);
-  EXPECT_THAT(told(), ElementsAre("services 2"));
+  EXPECT_THAT(takeEvents(), ElementsAre("services 2"));
   EXPECT_FALSE(strap.connected);
 }
 
@@ -190,25 +190,25 @@ TEST_F(BluezBoundary, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
   EXPECT_THAT(names, ElementsAre("45", "46", "47", "48", "49", "00"));
 }
 
-TEST_F(BluezBoundary, AFilteredDiscoveryFindsWhatItAsksFor) {
+TEST_F(BluezBoundary, AFilteredDiscoveryFindsTheRequestedServices) {
   bringUp();
   recorder().script.discover = false;
   recorder().script.subscribe = false;
   recorder().peripheral_->discoverServices(
       std::vector<CBUUID>{CBUUID::UUIDWithString("48366e70-cf3a-11e1-9ab4-0002a5d5c51b")});
-  EXPECT_THAT(told(), ElementsAre("services 1"));
+  EXPECT_THAT(takeEvents(), ElementsAre("services 1"));
   recorder().peripheral_->discoverCharacteristics(std::vector<CBUUID>{motionCharacteristicUUID()},
                                                   firstService());
-  EXPECT_THAT(told(), ElementsAre("characteristics 1"));
+  EXPECT_THAT(takeEvents(), ElementsAre("characteristics 1"));
   recorder().peripheral_->discoverCharacteristics(std::vector<CBUUID>{ecgCharacteristicUUID()},
                                                   firstService());
-  EXPECT_THAT(told(), ElementsAre("characteristics 0"));
+  EXPECT_THAT(takeEvents(), ElementsAre("characteristics 0"));
 }
 
 TEST_F(BluezBoundary, ListsAreAbsentUntilADiscoveryHasEnded) {
   openSession({.discover = false});
   bluez.advertise(strap);
-  told();
+  takeEvents();
   EXPECT_FALSE(recorder().peripheral_->services().has_value());
   recorder().peripheral_->discoverServices(std::nullopt);
   settle();
@@ -216,17 +216,17 @@ TEST_F(BluezBoundary, ListsAreAbsentUntilADiscoveryHasEnded) {
   EXPECT_FALSE(recorder().peripheral_->services()->front()->characteristics().has_value());
 }
 
-TEST_F(BluezBoundary, WithoutAConnectionNothingIsAnswered) {
+TEST_F(BluezBoundary, AnswersNothingWithoutAConnection) {
   bringUp({.reconnect = false});
   const auto service = firstService();
   const auto characteristic = recorder().lastCharacteristics.front();
   bluez.dropLink(strap);
-  told();
+  takeEvents();
   const int calls = bluez.calls("StartNotify");
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().peripheral_->discoverCharacteristics(std::nullopt, service);
   recorder().peripheral_->setNotifyValue(true, characteristic);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   EXPECT_EQ(bluez.calls("StartNotify"), calls);
 }
 
@@ -236,15 +236,15 @@ TEST_F(BluezBoundary, ObjectsOfAnEarlierConnectionAreHarmless) {
   const auto characteristic = (*service->characteristics())[1];
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  told();
+  takeEvents();
   recorder().peripheral_->discoverCharacteristics(std::nullopt, service);
   recorder().peripheral_->setNotifyValue(false, characteristic);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.notify(strap, ecg, {1});
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezBoundary, InsideTheCallTheValueIsTheOneThatItAnnounces) {
+TEST_F(BluezBoundary, TheValueDuringACallbackIsTheNotifiedOne) {
   bringUp();
   const auto characteristic = (*firstService()->characteristics())[1];
   std::vector<std::string> seen;
@@ -256,7 +256,7 @@ TEST_F(BluezBoundary, InsideTheCallTheValueIsTheOneThatItAnnounces) {
   EXPECT_THAT(seen, ElementsAre("01", "02"));
 }
 
-TEST_F(BluezBoundary, ANewDelegateTakesOverAtOnce) {
+TEST_F(BluezBoundary, ANewDelegateReplacesThePreviousOneImmediately) {
   bringUp();
   const auto other = std::make_shared<Recorder>();
   other->script.subscribe = false;
@@ -267,13 +267,13 @@ TEST_F(BluezBoundary, ANewDelegateTakesOverAtOnce) {
   EXPECT_THAT(other->log, ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezBoundary, ADescriptionTellsWhichCharacteristicItIs) {
+TEST_F(BluezBoundary, ADescriptionIdentifiesTheCharacteristic) {
   bringUp();
   EXPECT_EQ(recorder().lastCharacteristics.front()->description(),
             "<CBCharacteristic: 48366E80-CF3A-11E1-9AB4-0002A5D5C51B, properties = notify>");
 }
 
-TEST_F(BluezBoundary, ADelegateMayDropEverythingFromInsideItsCalls) {
+TEST_F(BluezBoundary, ADelegateMayReleaseEverythingDuringItsCalls) {
   bringUp();
   recorder().onValue = [this] {
     world.host.reset();
@@ -281,7 +281,7 @@ TEST_F(BluezBoundary, ADelegateMayDropEverythingFromInsideItsCalls) {
   };
   bluez.notify(strap, ecg, {1});
   bluez.notify(strap, ecg, {2});
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
   EXPECT_FALSE(strap.connected) << "released";
 }
 

@@ -1,21 +1,21 @@
-// How connections come about, and what is asked of the device then.
+// How connections are made, and what is requested from the device.
 //
-// What was observed with BlueZ 5.66, by theme, and where it is tested:
+// Observations of BlueZ 5.66, by topic, and their tests:
 //
 //   order of signals and reply; services are not added again   BluezConnecting.*Order*, *Reconnect*
-//   Connected=true may be missing                              BluezConnecting.*WithoutItsSignal
-//   attempts that lead nowhere while the device is heard       BluezHeardInVain
-//   a silent device fails after 42 s, or connects late         BluezConnecting.*Silent*
-//   connected already; adapter off                             BluezConnecting.*Already*, *Off*
-//   the device stops answering: no services, then the end      BluezConnecting.*StopsAnswering*
-//   a drop during discovery                                    BluezConnecting.*DuringDiscovery
-//   one signal tells a drop; our own Disconnect in any order   BluezDisconnecting
-//   subscriptions that bluetoothd keeps by itself              BluezSubscribing
+//   Connected=true may be missing                              BluezConnecting.*ReplyAlone
+//   failed attempts while the device advertises                BluezUnreachable
+//   a silent device fails after 42 s, or connects late         BluezConnecting.*GivesUp, *Silent*
+//   already connected; adapter off                             BluezConnecting.*Immediately, *Off
+//   the device stops answering: no services, then the end      BluezConnecting.*StopsAnswering
+//   a drop during discovery                                    BluezConnecting.*DuringDiscovery*
+//   a drop in one signal; our Disconnect in any order          BluezDisconnecting
+//   subscriptions that bluetoothd retains                      BluezSubscribing
 //   adapter off; SIGTERM, SIGKILL; restart; removal            BluezDaemon
 //   names from the cache and from GAP; objects that expire     BluezNames
-//   repeated advertisements                                    BluezNames.*Repeated*
-//   faults that have been met in the field                     BluezFieldFaults
-//   what BlueZ 5.82 does otherwise                             Bluez582
+//   repeated advertisements                                    BluezNames.*EveryAdvertisement
+//   faults that were reported from the field                   BluezFieldFaults
+//   differences of BlueZ 5.82                                  Bluez582
 
 #include <tests/hosts/bluez/world.h>
 
@@ -52,30 +52,30 @@ std::vector<std::string> everythingAfter(const std::string& first) {
 
 class BluezConnecting : public BluezTest {
  protected:
-  // Heard, with a request to connect under way.
+  // Advertised, with a pending connection request.
   void request() {
     openSession();
-    told();
+    takeEvents();
     bluez.advertise(strap);
   }
 };
 
 TEST_F(BluezConnecting, LeadsToServicesCharacteristicsAndSubscriptions) {
   request();
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
   EXPECT_TRUE(subscribedToAll());
 }
 
-TEST_F(BluezConnecting, NothingIsAskedOfTheDeviceBeforeItsServicesAreResolved) {
+TEST_F(BluezConnecting, SendsNothingToTheDeviceBeforeItsServicesAreResolved) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
                      ConnectStep::hold, ConnectStep::resolved};
   request();
-  EXPECT_THAT(told(), ElementsAre("connected"));
+  EXPECT_THAT(takeEvents(), ElementsAre("connected"));
   bluez.proceed(strap);
-  EXPECT_EQ(told().size(), everything.size() - 1);
+  EXPECT_EQ(takeEvents().size(), everything.size() - 1);
 }
 
-TEST_F(BluezConnecting, EveryOrderOfSignalsReplyAndObjectsLeadsToTheSame) {
+TEST_F(BluezConnecting, EveryOrderOfSignalsReplyAndObjectsGivesTheSameEvents) {
   using enum ConnectStep;
   std::vector<ConnectStep> order = {connected, reply, objects, resolved};
   std::sort(order.begin(), order.end());
@@ -96,26 +96,26 @@ TEST_F(BluezConnecting, EveryOrderOfSignalsReplyAndObjectsLeadsToTheSame) {
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST_F(BluezConnecting, AConnectionWithoutItsSignalIsFoundByTheReply) {
+TEST_F(BluezConnecting, DetectsAConnectionByItsReplyAlone) {
   strap.onConnect = {ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
   request();
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, AConnectionWithoutItsReplyIsFoundByTheSignals) {
+TEST_F(BluezConnecting, DetectsAConnectionByItsSignalsAlone) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::objects, ConnectStep::resolved};
   request();
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, SignalsThatComeTwiceChangeNothing) {
+TEST_F(BluezConnecting, IgnoresRepeatedSignals) {
   bluez.fate = [](const std::string&, const std::string&) { return Fate::twice; };
   request();
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ServicesAppearWithoutTheirSignal) {
+TEST_F(BluezConnecting, FindsServicesWithoutTheirSignal) {
   bluez.fate = [](const std::string& path, const std::string& member) {
     const bool resolving = path.find("/dev_") != std::string::npos && member != "InterfacesAdded";
     return resolving ? Fate::lost : Fate::once;
@@ -125,26 +125,26 @@ TEST_F(BluezConnecting, ServicesAppearWithoutTheirSignal) {
   world.openHost(std::move(options));
   request();
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ServiceObjectsAreFoundWithoutTheirSignals) {
+TEST_F(BluezConnecting, FindsServiceObjectsWithoutTheirSignals) {
   request();
   bluez.fate = [](const std::string&, const std::string& member) {
     return member == "InterfacesAdded" ? Fate::lost : Fate::once;
   };
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, OnReconnectTheServicesThatStayedAreFoundAgain) {
+TEST_F(BluezConnecting, FindsRetainedServicesAfterAReconnect) {
   request();
-  told();
+  takeEvents();
   bluez.dropLink(strap);
   runUntil([this] { return bluez.calls("Connect") == 2 && subscribedToAll(); });
-  EXPECT_EQ(told(), everythingAfter(lost));
+  EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, AnAttemptThatMissesADeviceThatIsThereIsMadeAnew) {
+TEST_F(BluezConnecting, RetriesAnAttemptThatMissesAPresentDevice) {
   auto options = World::options();
   options.timing.heardLimit = 5ms;
   world.openHost(std::move(options));
@@ -156,17 +156,17 @@ TEST_F(BluezConnecting, AnAttemptThatMissesADeviceThatIsThereIsMadeAnew) {
   const int attempts = bluez.calls("Connect");
   const int ends = bluez.calls("Disconnect");
   world.turnFor(50ms);
-  EXPECT_EQ(bluez.calls("Disconnect"), ends) << "what is not heard is waited for";
+  EXPECT_EQ(bluez.calls("Disconnect"), ends) << "a device that does not advertise is waited for";
   EXPECT_EQ(bluez.calls("Connect"), attempts);
   bluez.advertise(strap);
   runUntil([&] { return bluez.calls("Connect") > attempts; });
   EXPECT_EQ(bluez.calls("Disconnect"), ends + 1);
 }
 
-// As when the kernel has lost an attempt that the controller refused: none gets through any more.
-class BluezHeardInVain : public BluezConnecting {
+// As when the kernel lost track of an attempt that the controller refused: all attempts fail.
+class BluezUnreachable : public BluezConnecting {
  protected:
-  BluezHeardInVain() {
+  BluezUnreachable() {
     auto options = World::options();
     options.timing.heardLimit = 5ms;
     world.openHost(std::move(options));
@@ -183,50 +183,50 @@ class BluezHeardInVain : public BluezConnecting {
       return condition();
     });
   }
-  void advertiseUntilTold() {
+  void advertiseUntilReported() {
     advertiseUntil([this] { return !world.lines.empty(); });
   }
 
   const std::string ready = "Bluetooth: adapter hci0 is ready.";
-  const std::string inVain =
+  const std::string unreachable =
       "Bluetooth: adapter hci0 hears AA:BB:CC:DD:EE:01 but does not get through to it. "
       "To start the adapter anew: bluetoothctl power off; bluetoothctl power on";
 };
 
-TEST_F(BluezHeardInVain, IsToldOnceAfterTheThirdAttemptInARow) {
+TEST_F(BluezUnreachable, IsReportedOnceAfterThreeConsecutiveAttempts) {
   const int before = bluez.calls("Disconnect");
-  advertiseUntilTold();
+  advertiseUntilReported();
   settle();
   EXPECT_GE(bluez.calls("Disconnect"), before + 3);
   advertiseUntil([&] { return bluez.calls("Disconnect") >= before + 8; });
-  EXPECT_THAT(world.lines, ElementsAre(inVain));
+  EXPECT_THAT(world.lines, ElementsAre(unreachable));
 }
 
-TEST_F(BluezHeardInVain, IsOverWithAConnection) {
-  advertiseUntilTold();
+TEST_F(BluezUnreachable, EndsWithAConnection) {
+  advertiseUntilReported();
   strap.onConnect = fake_bluez::usualConnection;
-  // Heard once more at the most: a slow machine could end a good attempt by the short limit.
+  // At most one more advertisement: on a slow machine the short limit could end a good attempt.
   runUntil([this] { return !strap.waiting.empty() || subscribedToAll(); });
   bluez.advertise(strap);
   runUntil([this] { return world.lines.size() > 1 && subscribedToAll(); });
-  EXPECT_THAT(world.lines, ElementsAre(inVain, ready));
+  EXPECT_THAT(world.lines, ElementsAre(unreachable, ready));
 }
 
-TEST_F(BluezHeardInVain, IsCountedAnewWhenTheAdapterHasBeenOff) {
-  advertiseUntilTold();
+TEST_F(BluezUnreachable, RestartsCountingWhenTheAdapterHasBeenOff) {
+  advertiseUntilReported();
   bluez.power("hci0", false);
   settle();
   bluez.power("hci0", true);
   runUntil([this] { return world.lines.back() == ready; });
   world.lines.clear();
   const int before = bluez.calls("Disconnect");
-  advertiseUntilTold();
+  advertiseUntilReported();
   settle();
   EXPECT_GE(bluez.calls("Disconnect"), before + 3);
-  EXPECT_THAT(world.lines, ElementsAre(inVain));
+  EXPECT_THAT(world.lines, ElementsAre(unreachable));
 }
 
-TEST_F(BluezConnecting, AnAttemptOfBeforeThatIsStuckIsEndedBeforeTheNext) {
+TEST_F(BluezConnecting, EndsAStuckAttemptBeforeTheNext) {
   bluez.script("Connect",
                Answer::refuse("org.bluez.Error.Failed", "Operation already in progress"));
   request();
@@ -235,42 +235,42 @@ TEST_F(BluezConnecting, AnAttemptOfBeforeThatIsStuckIsEndedBeforeTheNext) {
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
-TEST_F(BluezConnecting, ASilentDeviceIsAskedAgainWhenBlueZGivesUp) {
+TEST_F(BluezConnecting, RetriesWhenBlueZGivesUp) {
   strap.inRange = false;
   request();
   for (int attempt = 1; attempt <= 3; ++attempt) {
     runUntil([&] { return bluez.calls("Connect") == attempt; });
-    EXPECT_THAT(told(), IsEmpty()) << "a request does not time out";
+    EXPECT_THAT(takeEvents(), IsEmpty()) << "a request does not time out";
     bluez.failConnect(strap, "le-connection-abort-by-local");
   }
   runUntil([this] { return bluez.calls("Connect") == 4; });
   bluez.advertise(strap);
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ASilentDeviceThatAdvertisesMeanwhileConnects) {
+TEST_F(BluezConnecting, ConnectsToASilentDeviceThatStartsToAdvertise) {
   strap.inRange = false;
   request();
-  told();
+  takeEvents();
   bluez.advertise(strap);
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
   EXPECT_EQ(bluez.calls("Connect"), 1);
 }
 
-TEST_F(BluezConnecting, TheLimitOfAnAttemptIsLongerThanThatOfBlueZ) {
+TEST_F(BluezConnecting, TheTimeLimitOfAnAttemptIsLongerThanBlueZs) {
   EXPECT_GT(Zephly::bluez::Timing().connectLimit, 42s);
   EXPECT_GT(Zephly::bluez::Timing().discoveryLimit, 32s);
   EXPECT_GT(Zephly::bluez::Timing().subscribeLimit, 30s);
 }
 
-TEST_F(BluezConnecting, AnAttemptThatIsNeverAnsweredIsMadeAnewAfterItsLimit) {
+TEST_F(BluezConnecting, RetriesAnUnansweredAttemptAfterItsTimeLimit) {
   auto options = World::options();
   options.timing.connectLimit = 10ms;
   world.openHost(std::move(options));
   bluez.script("Connect", Answer::never());
   request();
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
@@ -285,76 +285,76 @@ TEST_F(BluezConnecting, PausesBetweenAttemptsGrow) {
   runUntil([this] { return bluez.calls("Connect") >= 3; });
   world.turnFor(300ms);
   EXPECT_LE(bluez.calls("Connect"), 12);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezConnecting, ADeviceThatIsConnectedAlreadyIsConnectedWithoutWaiting) {
+TEST_F(BluezConnecting, ReportsAConnectedDeviceImmediately) {
   request();
-  told();
+  takeEvents();
   session.reset();
   settle();
   bluez.connectByItself(strap);
   settle();
   const int before = bluez.calls("Connect");
   openSession();
-  EXPECT_EQ(told(), everythingAfter("state 5"));
+  EXPECT_EQ(takeEvents(), everythingAfter("state 5"));
   EXPECT_EQ(bluez.calls("Connect"), before);
 }
 
-TEST_F(BluezConnecting, AConnectionThatOnlyAppearsToStandIsAskedFor) {
+TEST_F(BluezConnecting, RequestsAConnectionThatOnlyAppearsToExist) {
   strap.onConnect = {ConnectStep::connected};
   bluez.connectByItself(strap);
   strap.onConnect = {ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
   openSession();
   runUntil([this] { return bluez.calls("Connect") == 1; });
-  EXPECT_THAT(told(), Contains("connected")) << "Connect while connected succeeds at once";
+  EXPECT_THAT(takeEvents(), Contains("connected")) << "Connect while connected succeeds at once";
 }
 
-TEST_F(BluezConnecting, WithTheAdapterOffNothingIsAskedAndTheRequestStands) {
+TEST_F(BluezConnecting, KeepsTheRequestPendingWhileTheAdapterIsOff) {
   strap.inRange = false;
   request();
-  told();
+  takeEvents();
   bluez.power("hci0", false);
-  EXPECT_THAT(told(), ElementsAre("state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
   EXPECT_EQ(bluez.calls("Connect"), 1);
   strap.inRange = true;
   bluez.power("hci0", true);
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everythingAfter("state 5"));
+  EXPECT_EQ(takeEvents(), everythingAfter("state 5"));
 }
 
-TEST_F(BluezConnecting, AnInputOutputErrorIsTriedAgain) {
+TEST_F(BluezConnecting, RetriesAfterAnInputOutputError) {
   bluez.script("Connect", Answer::refuse("org.bluez.Error.Failed", "Input/output error"), 2);
   request();
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ADeviceThatStopsAnsweringHasNoServicesAndIsLostOnce) {
+TEST_F(BluezConnecting, ReportsOneLossOfADeviceThatStopsAnswering) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::resolvedEmpty};
   request();
-  EXPECT_THAT(told(), ElementsAre("connected"));
+  EXPECT_THAT(takeEvents(), ElementsAre("connected"));
   bluez.proceed(strap);
-  EXPECT_THAT(told(), ElementsAre("services 0"));
+  EXPECT_THAT(takeEvents(), ElementsAre("services 0"));
   strap.onConnect = fake_bluez::usualConnection;
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everythingAfter(lost));
+  EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, ADropDuringDiscoveryIsToldOnceAndTheLinkIsMadeAnew) {
+TEST_F(BluezConnecting, ReportsADropDuringDiscoveryOnceAndReconnects) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
                      ConnectStep::hold};
   request();
-  EXPECT_THAT(told(), ElementsAre("connected"));
+  EXPECT_THAT(takeEvents(), ElementsAre("connected"));
   strap.onConnect = fake_bluez::usualConnection;
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everythingAfter(lost));
+  EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, ServicesThatAreNeverResolvedEndTheConnection) {
+TEST_F(BluezConnecting, EndsAConnectionWhoseServicesAreNeverResolved) {
   auto options = World::options();
   options.timing.discoveryLimit = 10ms;
   options.timing.discoveryCheck = 3ms;
@@ -364,7 +364,7 @@ TEST_F(BluezConnecting, ServicesThatAreNeverResolvedEndTheConnection) {
   runUntil([this] { return bluez.calls("Disconnect") > 0; });
   strap.onConnect = fake_bluez::usualConnection;
   runUntil([this] { return subscribedToAll(); });
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_THAT(log, Contains("disconnected: The services of the device could not be discovered in "
                             "time."));
   EXPECT_EQ(
@@ -374,17 +374,17 @@ TEST_F(BluezConnecting, ServicesThatAreNeverResolvedEndTheConnection) {
           1);
 }
 
-TEST_F(BluezConnecting, RequestsForADeviceThatHasGoneAreMadeWhenItIsBack) {
+TEST_F(BluezConnecting, ConnectsToARemovedDeviceWhenItReturns) {
   strap.inRange = false;
   request();
-  told();
+  takeEvents();
   bluez.forget(strap);
   settle();
   strap.inRange = true;
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_EQ(told(), everything);
+  EXPECT_EQ(takeEvents(), everything);
 }
 
 }  // namespace

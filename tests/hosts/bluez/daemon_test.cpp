@@ -27,13 +27,13 @@ class BluezDaemon : public BluezTest {
     options.timing.reportDelay = 1ms;
     world.openHost(std::move(options));
   }
-  // In range and heard from now on, until it is connected and everything is subscribed.
+  // In range and advertising from now on, until it is connected and everything is subscribed.
   void expectRecovery() {
     runUntil([this] { return bluez.discovering(strap.traits.adapter); });
     bluez.advertise(strap);
     runUntil([this] { return strap.connected && subscribedToAll(); });
     bluez.notify(strap, ecg, {1});
-    EXPECT_THAT(told(), Contains("value 46 01").Times(1));
+    EXPECT_THAT(takeEvents(), Contains("value 46 01").Times(1));
   }
   // How often something that begins so is in the log.
   static auto times(const std::vector<std::string>& log, const std::string& start) {
@@ -45,15 +45,15 @@ class BluezDaemon : public BluezTest {
   }
 };
 
-TEST_F(BluezDaemon, AnAdapterThatIsOnMakesTheStatePoweredOn) {
+TEST_F(BluezDaemon, ReportsPoweredOnForAnAdapterThatIsOn) {
   session = std::make_unique<Session>();
   EXPECT_EQ(session->central->state(), CBManagerState::unknown) << "nothing from inside init";
   EXPECT_THAT(recorder().log, IsEmpty());
-  EXPECT_THAT(told(), ElementsAre("state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   EXPECT_THAT(world.lines, ElementsAre("Bluetooth: adapter hci0 is ready."));
 }
 
-TEST_F(BluezDaemon, TheScanIsForEveryLEDeviceAndEveryAdvertisement) {
+TEST_F(BluezDaemon, ScansForAllLEDevicesAndAllAdvertisements) {
   openSession();
   EXPECT_EQ(bluez.lastCall("SetDiscoveryFilter")->arguments, "{DuplicateData=true Transport=le}");
   EXPECT_EQ(bluez.calls("StartDiscovery"), 1);
@@ -61,10 +61,10 @@ TEST_F(BluezDaemon, TheScanIsForEveryLEDeviceAndEveryAdvertisement) {
 
 // Adapter off and on.
 
-TEST_F(BluezDaemon, AdapterOffEndsTheConnectionOnceAndOnBringsItBack) {
+TEST_F(BluezDaemon, ReportsOneLossWhenTheAdapterIsSwitchedOffAndReconnects) {
   bringUp();
   bluez.power("hci0", false);
-  EXPECT_THAT(told(), ElementsAre(StartsWith("disconnected: "), "state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre(StartsWith("disconnected: "), "state 4"));
   const int connects = bluez.calls("Connect");
   const int scans = bluez.calls("StartDiscovery");
   world.turnFor(50ms);
@@ -74,53 +74,53 @@ TEST_F(BluezDaemon, AdapterOffEndsTheConnectionOnceAndOnBringsItBack) {
   bluez.power("hci0", true);
   runUntil([this] { return subscribedToAll(); });
   EXPECT_TRUE(bluez.discovering());
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_EQ(log.front(), "state 5");
   EXPECT_EQ(times(log, "connected"), 1);
 }
 
-TEST_F(BluezDaemon, AdapterOffToldByTheAdapterAloneEndsTheConnection) {
+TEST_F(BluezDaemon, EndsTheConnectionWhenOnlyTheAdapterReportsPowerOff) {
   bringUp();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1",
                     {{"Powered", false}, {"Discovering", false}});
-  EXPECT_THAT(told(),
+  EXPECT_THAT(takeEvents(),
               ElementsAre("state 4", "disconnected: The Bluetooth adapter hci0 was switched off."));
 }
 
-TEST_F(BluezDaemon, AScanAskedForWhileTheAdapterIsOffDoesNothing) {
+TEST_F(BluezDaemon, IgnoresAScanRequestWhileTheAdapterIsOff) {
   bluez.power("hci0", false);
   session = std::make_unique<Session>(Recorder::Script{.scan = false});
-  EXPECT_THAT(told(), ElementsAre("state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
   session->central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
   settle();
   bluez.power("hci0", true);
-  EXPECT_THAT(told(), ElementsAre("state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   EXPECT_EQ(bluez.calls("StartDiscovery"), 0);
   session->central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
   settle();
   EXPECT_TRUE(bluez.discovering());
 }
 
-TEST_F(BluezDaemon, AScanGoesOnByItselfWhenTheAdapterWasOff) {
+TEST_F(BluezDaemon, ResumesTheScanWhenTheAdapterIsOnAgain) {
   openSession();
-  told();
+  takeEvents();
   recorder().script.scan = false;
   bluez.power("hci0", false);
   settle();
   bluez.power("hci0", true);
   runUntil([this] { return bluez.discovering(); });
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("connected"));
+  EXPECT_THAT(takeEvents(), Contains("connected"));
 }
 
-TEST_F(BluezDaemon, AScanThatStopsBySomebodyElsesDoingIsStartedAgain) {
+TEST_F(BluezDaemon, RestartsAScanThatAnotherProgramStopped) {
   openSession();
-  told();
+  takeEvents();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1", {{"Discovering", false}});
   runUntil([this] { return bluez.calls("StartDiscovery") == 2; });
 }
 
-TEST_F(BluezDaemon, AScanThatIsRefusedIsAskedForAgain) {
+TEST_F(BluezDaemon, RetriesARefusedScan) {
   bluez.script("StartDiscovery", Answer::refuse("org.bluez.Error.NotReady", "Resource Not Ready"),
                3);
   bluez.script("SetDiscoveryFilter", Answer::refuse("org.bluez.Error.NotReady", "Not Ready"), 1);
@@ -130,40 +130,41 @@ TEST_F(BluezDaemon, AScanThatIsRefusedIsAskedForAgain) {
 
 // The daemon ends and begins.
 
-TEST_F(BluezDaemon, TerminatedItEndsTheConnectionOnceAndRecovers) {
+TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTerminated) {
   bringUp();
   bluez.terminate();
   runUntilState(CBManagerState::unsupported);
-  auto log = told();
+  auto log = takeEvents();
   EXPECT_EQ(times(log, "disconnected"), 1);
   EXPECT_EQ(times(log, "connected"), 0);
   bluez.start(false);
   runUntilState(CBManagerState::poweredOff);
-  EXPECT_EQ(times(told(), "disconnected"), 0);
+  EXPECT_EQ(times(takeEvents(), "disconnected"), 0);
   bluez.power("hci0", true);
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, KilledItEndsTheConnectionOnceAndRecovers) {
+TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenKilled) {
   bringUp();
   bluez.kill();
   runUntilState(CBManagerState::unsupported);
-  EXPECT_THAT(told(), ElementsAre("state 2",
-                                  "disconnected: The Bluetooth service has gone: bluetoothd has "
-                                  "stopped."));
+  EXPECT_THAT(takeEvents(),
+              ElementsAre("state 2",
+                          "disconnected: The Bluetooth service has gone: bluetoothd has "
+                          "stopped."));
   bluez.start(false);
   runUntilState(CBManagerState::poweredOff);
-  EXPECT_THAT(told(), ElementsAre("state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
   bluez.power("hci0", true);
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, KilledAndReplacedAtOnceItIsStillTwoDaemons) {
+TEST_F(BluezDaemon, DetectsAnImmediateReplacement) {
   bringUp();
   bluez.kill();
   bluez.start();
   settle();
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_EQ(times(log, "disconnected"), 1);
   EXPECT_EQ(log.back(), "state 5");
   expectRecovery();
@@ -182,7 +183,7 @@ TEST_F(BluezDaemon, ManyRestartsInARow) {
   }
 }
 
-TEST_F(BluezDaemon, BeforeTheAdapterIsOnNothingIsAskedOfIt) {
+TEST_F(BluezDaemon, SendsNothingBeforeTheAdapterIsOn) {
   bluez.kill();
   bluez.start(false);
   session = std::make_unique<Session>();
@@ -190,46 +191,46 @@ TEST_F(BluezDaemon, BeforeTheAdapterIsOnNothingIsAskedOfIt) {
   EXPECT_EQ(bluez.calls("StartDiscovery") + bluez.calls("SetDiscoveryFilter"), 0);
 }
 
-TEST_F(BluezDaemon, AConnectionThatANewDaemonShowsForAMomentIsNotTold) {
+TEST_F(BluezDaemon, DoesNotReportATransientConnectionOfANewDaemon) {
   bringUp();
   bluez.kill();
   runUntilState(CBManagerState::unsupported);
-  told();
+  takeEvents();
   bluez.start();
   strap.onConnect = {ConnectStep::connected};
   bluez.connectByItself(strap);
   bluez.script("Connect", Answer::hold(), -1);
-  EXPECT_THAT(told(), Not(Contains("connected")));
+  EXPECT_THAT(takeEvents(), Not(Contains("connected")));
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), Not(Contains(StartsWith("disconnected"))));
+  EXPECT_THAT(takeEvents(), Not(Contains(StartsWith("disconnected"))));
   strap.onConnect = fake_bluez::usualConnection;
   bluez.clearScript();
   bluez.release();
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, AnAnswerOfTheDaemonBeforeIsNotTakenForOneOfTheNext) {
+TEST_F(BluezDaemon, IgnoresAnswersOfThePreviousDaemon) {
   bluez.script("GetManagedObjects", Answer::hold(), 1);
   world.openHost();
   session = std::make_unique<Session>();
   runUntil([this] { return bluez.heldCalls() == 1; });
   bluez.kill();
   bluez.start();
-  EXPECT_THAT(told(), Contains("state 5"));
+  EXPECT_THAT(takeEvents(), Contains("state 5"));
 }
 
-TEST_F(BluezDaemon, ADaemonThatDoesNotListItsObjectsIsAskedAgain) {
+TEST_F(BluezDaemon, RetriesListingTheObjects) {
   bluez.script("GetManagedObjects", Answer::refuse("org.bluez.Error.Failed", "Starting"), 1);
   bluez.script("GetManagedObjects", Answer::wrong(), 1);
   world.openHost();
   session = std::make_unique<Session>();
   runUntilState(CBManagerState::poweredOn);
-  EXPECT_THAT(told(), ElementsAre("state 2", "state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 2", "state 5"));
 }
 
 // Nothing there.
 
-TEST_F(BluezDaemon, WithoutADaemonTheStateIsUnsupportedAndALineSaysWhatToDo) {
+TEST_F(BluezDaemon, ReportsUnsupportedWithInstructionsWithoutADaemon) {
   bluez.kill();
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
@@ -237,14 +238,14 @@ TEST_F(BluezDaemon, WithoutADaemonTheStateIsUnsupportedAndALineSaysWhatToDo) {
   runUntil([this] { return !world.lines.empty(); });
   EXPECT_THAT(world.lines,
               ElementsAre(AllOf(HasSubstr("sudo apt install bluez"), HasSubstr("systemctl"))));
-  EXPECT_THAT(told(), ElementsAre("state 2"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 2"));
   bluez.start();
   runUntilState(CBManagerState::poweredOn);
   EXPECT_EQ(world.lines.size(), 2U);
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, AReasonOfSeveralLinesIsReportedAsOne) {
+TEST_F(BluezDaemon, ReportsAMultiLineReasonAsOneLine) {
   bluez.script("GetManagedObjects",
                Answer::refuse("org.bluez.Error.Failed", "Not yet:\nstill\u0085starting.\n"), 5);
   openHostThatReportsSoon();
@@ -252,7 +253,7 @@ TEST_F(BluezDaemon, AReasonOfSeveralLinesIsReportedAsOne) {
   EXPECT_THAT(world.lines.front(), HasSubstr("does not answer: Not yet: still starting.)"));
 }
 
-TEST_F(BluezDaemon, WithoutABusTheStateIsUnsupportedAndItBeginsWithTheBus) {
+TEST_F(BluezDaemon, ReportsUnsupportedWithoutABusAndStartsWithTheBus) {
   world.stopBus();
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
@@ -265,17 +266,17 @@ TEST_F(BluezDaemon, WithoutABusTheStateIsUnsupportedAndItBeginsWithTheBus) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ABusThatDiesAndReturnsEndsTheConnectionOnceAndRecovers) {
+TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTheBusRestarts) {
   bringUp();
   world.stopBus();
   runUntilState(CBManagerState::unsupported);
-  EXPECT_EQ(times(told(), "disconnected: The Bluetooth service has gone"), 1);
+  EXPECT_EQ(times(takeEvents(), "disconnected: The Bluetooth service has gone"), 1);
   world.startBus();
   bluez.start();
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, WithoutPermissionTheStateIsUnauthorisedUntilItIsGiven) {
+TEST_F(BluezDaemon, ReportsUnauthorizedUntilPermissionIsGranted) {
   world.bus.allow(false);
   world.bus.reload();
   openHostThatReportsSoon();
@@ -289,20 +290,20 @@ TEST_F(BluezDaemon, WithoutPermissionTheStateIsUnauthorisedUntilItIsGiven) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, WithoutAnAdapterTheStateIsUnsupportedUntilThereIsOne) {
+TEST_F(BluezDaemon, ReportsUnsupportedUntilThereIsAnAdapter) {
   bluez.removeAdapter("hci0");
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
-  EXPECT_THAT(told(), ElementsAre("state 2"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 2"));
   runUntil([this] { return !world.lines.empty(); });
   EXPECT_THAT(world.lines, ElementsAre(HasSubstr("no adapter")));
   bluez.addAdapter("hci0", "00:AA:01:00:00:42", false);
-  EXPECT_THAT(told(), ElementsAre("state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
   bluez.power("hci0", true);
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, AnAdapterThatIsOffIsReportedWithWhatToDo) {
+TEST_F(BluezDaemon, ReportsAnAdapterThatIsOffWithInstructions) {
   bluez.power("hci0", false);
   openHostThatReportsSoon();
   runUntil([this] { return !world.lines.empty(); });
@@ -311,13 +312,13 @@ TEST_F(BluezDaemon, AnAdapterThatIsOffIsReportedWithWhatToDo) {
 
 // Adapters that go and come.
 
-TEST_F(BluezDaemon, ARemovedAdapterEndsTheConnectionOnceAndAnotherNumberBringsItBack) {
+TEST_F(BluezDaemon, ReportsOneLossOfARemovedAdapterAndReconnectsUnderANewIndex) {
   auto options = World::options();
   options.adapter = "hci0";
   world.openHost(std::move(options));
   bringUp();
   bluez.removeAdapter("hci0");
-  auto log = told();
+  auto log = takeEvents();
   EXPECT_EQ(times(log, "disconnected"), 1);
   EXPECT_EQ(log.back(), "state 2") << "nothing is left";
   bluez.addAdapter("hci3", "00:AA:01:00:00:42");
@@ -326,42 +327,43 @@ TEST_F(BluezDaemon, ARemovedAdapterEndsTheConnectionOnceAndAnotherNumberBringsIt
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ARemovalThatIsToldOfTheAdapterAloneIsEnough) {
+TEST_F(BluezDaemon, DetectsARemovalReportedForTheAdapterAlone) {
   bringUp();
   bluez.emitRemoved("/org/bluez/hci0", {"org.bluez.Adapter1"});
-  EXPECT_THAT(told(), ElementsAre("state 2", "disconnected: The Bluetooth adapter was removed."));
+  EXPECT_THAT(takeEvents(),
+              ElementsAre("state 2", "disconnected: The Bluetooth adapter was removed."));
 }
 
-TEST_F(BluezDaemon, AnotherAdapterOfTheNumberIsNotTakenForTheOneThatWasMeant) {
+TEST_F(BluezDaemon, DoesNotUseAnotherAdapterAtTheSameIndex) {
   auto options = World::options();
   options.adapter = "hci0";
   world.openHost(std::move(options));
   openSession();
-  told();
+  takeEvents();
   bluez.removeAdapter("hci0");
   bluez.addAdapter("hci0", "00:AA:01:00:00:99");
-  EXPECT_THAT(told(), ElementsAre("state 2"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 2"));
 }
 
-TEST_F(BluezDaemon, TheFirstAdapterThatIsOnIsTaken) {
+TEST_F(BluezDaemon, UsesTheFirstAdapterThatIsOn) {
   bluez.power("hci0", false);
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   session = std::make_unique<Session>();
-  EXPECT_THAT(told(), ElementsAre("state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   EXPECT_TRUE(bluez.discovering("hci1"));
 }
 
-TEST_F(BluezDaemon, TheNextAdapterTakesOverWhenTheFirstIsSwitchedOff) {
+TEST_F(BluezDaemon, SwitchesToTheNextAdapterWhenTheFirstIsSwitchedOff) {
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   bringUp();
   bluez.power("hci0", false);
   runUntil([this] { return bluez.discovering("hci1"); });
-  EXPECT_THAT(told(), ElementsAre(StartsWith("disconnected"))) << "the state is the same";
+  EXPECT_THAT(takeEvents(), ElementsAre(StartsWith("disconnected"))) << "the state is the same";
   strap.traits.adapter = "hci1";
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, AnAdapterNamedByItsAddressIsTakenWhateverItsNumber) {
+TEST_F(BluezDaemon, UsesAnAdapterGivenByItsAddressAtAnyIndex) {
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   auto options = World::options();
   options.adapter = "00:aa:01:00:00:43";
@@ -372,14 +374,14 @@ TEST_F(BluezDaemon, AnAdapterNamedByItsAddressIsTakenWhateverItsNumber) {
   EXPECT_FALSE(bluez.discovering("hci0"));
 }
 
-TEST_F(BluezDaemon, ANamedAdapterThatIsNotThereIsWaitedFor) {
+TEST_F(BluezDaemon, WaitsForAnAbsentAdapter) {
   auto options = World::options();
   options.adapter = "hci7";
   world.openHost(std::move(options));
   session = std::make_unique<Session>();
-  EXPECT_THAT(told(), ElementsAre("state 2"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 2"));
   bluez.addAdapter("hci7", "00:AA:01:00:00:77");
-  EXPECT_THAT(told(), ElementsAre("state 5"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   EXPECT_TRUE(bluez.discovering("hci7"));
 }
 

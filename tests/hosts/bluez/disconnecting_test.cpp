@@ -21,79 +21,80 @@ class BluezDisconnecting : public BluezTest {
   BluezDisconnecting() { bringUp({.reconnect = false}); }
 };
 
-TEST_F(BluezDisconnecting, ADropByThePeripheralIsToldOnceWithAnError) {
+TEST_F(BluezDisconnecting, ReportsADropByThePeripheralOnceWithAnError) {
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
   bluez.emitChanged(strap.path(), "org.bluez.Device1",
                     {{"Connected", false}, {"ServicesResolved", false}});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezDisconnecting, TheEndInTwoSignalsIsToldOnce) {
+TEST_F(BluezDisconnecting, ReportsAnEndInTwoSignalsOnce) {
   bluez.emitChanged(strap.path(), "org.bluez.Device1", {{"ServicesResolved", false}});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, TheReasonOfNewerVersionsIsTold) {
+TEST_F(BluezDisconnecting, ReportsTheReasonOfNewerVersions) {
   bluez.dropLink(strap, "org.bluez.Reason.Timeout");
-  EXPECT_THAT(told(), ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
+  EXPECT_THAT(takeEvents(),
+              ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
 }
 
-TEST_F(BluezDisconnecting, AReasonOfSeveralLinesIsReportedAsOne) {
+TEST_F(BluezDisconnecting, ReportsAMultiLineReasonAsOneLine) {
   bluez.dropLink(strap, "Timeout,\r\n\tsays the \x1B[1mcontroller\n");
-  EXPECT_THAT(told(),
+  EXPECT_THAT(takeEvents(),
               ElementsAre("disconnected: Connection ended: Timeout, says the [1mcontroller"));
 }
 
-TEST_F(BluezDisconnecting, AReasonOfBeforeIsNotThatOfTheNextEnd) {
+TEST_F(BluezDisconnecting, DoesNotReportAnEarlierReason) {
   bluez.dropLink(strap, "org.bluez.Reason.Timeout");
-  told();
+  takeEvents();
   recorder().script.connect = true;
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
-  told();
+  takeEvents();
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, AReasonWithoutAnEndIsNoEnd) {
+TEST_F(BluezDisconnecting, AReasonAloneIsNotAnEnd) {
   bluez.emit(strap.path(), "org.bluez.Device1", "Disconnected", [](sd_bus_message& message) {
     append(message, std::string("org.bluez.Reason.Local"));
     append(message, std::string("gone"));
   });
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezDisconnecting, AnObjectThatGoesTakesItsConnectionWithIt) {
+TEST_F(BluezDisconnecting, ReportsALossWhenTheDeviceObjectIsRemoved) {
   bluez.forget(strap);
-  EXPECT_THAT(told(), ElementsAre("disconnected: BlueZ has forgotten the device."));
+  EXPECT_THAT(takeEvents(), ElementsAre("disconnected: BlueZ has forgotten the device."));
 }
 
-TEST_F(BluezDisconnecting, ValuesThatArrivedBeforeTheEndAreDeliveredBeforeIt) {
+TEST_F(BluezDisconnecting, DeliversEarlierValuesBeforeTheEnd) {
   bluez.notify(strap, ecg, {1});
   bluez.notify(strap, ecg, {2});
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), ElementsAre("value 46 01", "value 46 02", plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01", "value 46 02", plainEnd));
 }
 
-TEST_F(BluezDisconnecting, ValuesOfAnEndedConnectionAreDropped) {
+TEST_F(BluezDisconnecting, DropsValuesOfAnEndedConnection) {
   bluez.dropLink(strap);
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, ALossThatNoSignalToldIsNoticedWhenTheDeviceIsHeardAgain) {
+TEST_F(BluezDisconnecting, DetectsAnUnsignalledLossByTheNextAdvertisement) {
   bluez.fate = [](const std::string&, const std::string&) { return Fate::lost; };
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.fate = nullptr;
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, DroppingTheCentralReleasesTheDeviceAndEndsTheScan) {
+TEST_F(BluezDisconnecting, DestroyingTheCentralReleasesTheDeviceAndEndsTheScan) {
   session.reset();
   settle();
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
@@ -102,7 +103,7 @@ TEST_F(BluezDisconnecting, DroppingTheCentralReleasesTheDeviceAndEndsTheScan) {
   EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
 }
 
-TEST_F(BluezDisconnecting, OurOwnEndMayBeToldInEitherOrder) {
+TEST_F(BluezDisconnecting, AcceptsSignalAndReplyOfOurDisconnectInEitherOrder) {
   strap.onDisconnect = {DisconnectStep::reply, DisconnectStep::signal};
   session.reset();
   settle();
@@ -112,18 +113,18 @@ TEST_F(BluezDisconnecting, OurOwnEndMayBeToldInEitherOrder) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezDisconnecting, OurOwnEndMayTakeItsTime) {
+TEST_F(BluezDisconnecting, WaitsForASlowDisconnect) {
   strap.onDisconnect = {DisconnectStep::hold, DisconnectStep::signal, DisconnectStep::reply};
   session.reset();
   openSession({.reconnect = false});
-  EXPECT_THAT(told(), Contains("connected")) << "it still stands";
+  EXPECT_THAT(takeEvents(), Contains("connected")) << "it still stands";
   bluez.proceed(strap);
-  EXPECT_THAT(told(), ElementsAre(plainEnd));
+  EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
   bluez.advertise(strap);
   runUntil([this] { return strap.connected && subscribedToAll(); });
 }
 
-TEST_F(BluezDisconnecting, TheDeviceStaysWithTheOtherCentralThatUsesIt) {
+TEST_F(BluezDisconnecting, KeepsADeviceThatAnotherCentralUses) {
   const Session other({.reconnect = false});
   runUntil([&] { return other.recorder->log.size() > 1; });
   ASSERT_THAT(other.recorder->take(), Contains("connected"));
@@ -154,26 +155,26 @@ class BluezLateServices : public BluezTest {
 
 TEST_F(BluezLateServices, AreFoundByTheNextConnection) {
   connectWithoutServices({});
-  ASSERT_THAT(told(), Contains("services 0"));
+  ASSERT_THAT(takeEvents(), Contains("services 0"));
   strap.onConnect = fake_bluez::usualConnection;
   bluez.proceed(strap);
-  EXPECT_THAT(told(), Contains(changed).Times(1));
+  EXPECT_THAT(takeEvents(), Contains(changed).Times(1));
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
 }
 
-TEST_F(BluezLateServices, ThatNobodyAskedForChangeNothing) {
+TEST_F(BluezLateServices, AreIgnoredWhenNotRequested) {
   connectWithoutServices({.discover = false});
   const CBUUID other = *CBUUID::parse("180F");
   recorder().peripheral_->discoverServices(std::vector{other});
-  ASSERT_THAT(told(), Contains("services 0"));
+  ASSERT_THAT(takeEvents(), Contains("services 0"));
   bluez.proceed(strap);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
 }
 
-TEST_F(BluezLateServices, BeforeAnybodyHasAskedAreSimplyThere) {
+TEST_F(BluezLateServices, AreFoundWhenTheyChangeBeforeTheDiscovery) {
   connectWithoutServices({.discover = false});
   bluez.proceed(strap);
   settle();

@@ -24,21 +24,21 @@ class BluezFieldFaults : public BluezTest {
   }
 };
 
-TEST_F(BluezFieldFaults, NotificationsBeforeTheSubscriptionIsAnsweredAreDelivered) {
+TEST_F(BluezFieldFaults, DeliversNotificationsBeforeTheAnswerToTheSubscription) {
   openSession();
-  told();
+  takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
   bluez.advertise(strap);
   settle();
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), Contains("value 46 01"));
+  EXPECT_THAT(takeEvents(), Contains("value 46 01"));
   bluez.release();
-  EXPECT_EQ(values(told()), 0U) << "once";
+  EXPECT_EQ(values(takeEvents()), 0U) << "once";
 }
 
-TEST_F(BluezFieldFaults, TheFirstNotificationsAfterTheSubscriptionAreNotMissed) {
+TEST_F(BluezFieldFaults, DeliversTheFirstNotificationsAfterTheSubscription) {
   openSession();
-  told();
+  takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
   bluez.advertise(strap);
   settle();
@@ -48,30 +48,30 @@ TEST_F(BluezFieldFaults, TheFirstNotificationsAfterTheSubscriptionAreNotMissed) 
   for (const char* uuid : {temperature, ecg, battery, respiration, motion}) {
     ASSERT_TRUE(bluez.notify(strap, uuid, {1}));
   }
-  EXPECT_EQ(values(told()), 5U);
+  EXPECT_EQ(values(takeEvents()), 5U);
 }
 
-TEST_F(BluezFieldFaults, NothingIsDeliveredTwiceAfterReconnects) {
+TEST_F(BluezFieldFaults, DeliversNoDuplicatesAfterReconnects) {
   bringUp();
   for (int i = 0; i < 20; ++i) {
     bluez.dropLink(strap);
     runUntil([this] { return subscribedToAll(); });
-    told();
+    takeEvents();
     bluez.notify(strap, ecg, {1});
-    ASSERT_THAT(told(), ElementsAre("value 46 01")) << "reconnect " << i;
+    ASSERT_THAT(takeEvents(), ElementsAre("value 46 01")) << "reconnect " << i;
   }
 }
 
-TEST_F(BluezFieldFaults, EverySubscriptionIsAliveAfterALinkLoss) {
+TEST_F(BluezFieldFaults, RestoresEverySubscriptionAfterALinkLoss) {
   bringUp();
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  told();
+  takeEvents();
   for (const char* uuid : {temperature, ecg, battery, respiration, motion}) {
     bluez.notify(strap, uuid, {1});
   }
-  EXPECT_THAT(told(), ElementsAre("value 45 01", "value 46 01", "value 47 01", "value 48 01",
-                                  "value 49 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 45 01", "value 46 01", "value 47 01", "value 48 01",
+                                        "value 49 01"));
 }
 
 TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForADeadLink) {
@@ -87,7 +87,7 @@ TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForADeadLink) {
   EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
 }
 
-TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForABusThatIsStuck) {
+TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForAStuckBus) {
   bringUp();
   world.bus.freeze(true);
   session.reset();
@@ -96,9 +96,9 @@ TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForABusThatIsStuck) {
   runUntil([this] { return !strap.connected && !bluez.discovering(); });
 }
 
-TEST_F(BluezFieldFaults, TheScanIsOnAgainAfterADaemonRestart) {
+TEST_F(BluezFieldFaults, RestartsTheScanAfterADaemonRestart) {
   openSession();
-  told();
+  takeEvents();
   bluez.kill();
   bluez.start(false);
   settle();
@@ -108,7 +108,7 @@ TEST_F(BluezFieldFaults, TheScanIsOnAgainAfterADaemonRestart) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezFieldFaults, ObjectsOfTheDaemonBeforeAreNotUsed) {
+TEST_F(BluezFieldFaults, DoesNotUseObjectsOfThePreviousDaemon) {
   bringUp();
   bluez.kill();
   bluez.start();
@@ -117,12 +117,12 @@ TEST_F(BluezFieldFaults, ObjectsOfTheDaemonBeforeAreNotUsed) {
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
   EXPECT_EQ(bluez.calls("Connect"), 2);
-  told();
+  takeEvents();
   bluez.notify(strap, ecg, {1});
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezFieldFaults, AnAdapterThatReturnsUnderAnotherNameIsUsed) {
+TEST_F(BluezFieldFaults, UsesAnAdapterThatReturnsUnderAnotherName) {
   bringUp();
   const auto before = recorder().peripheral_;
   bluez.removeAdapter("hci0");
@@ -134,7 +134,7 @@ TEST_F(BluezFieldFaults, AnAdapterThatReturnsUnderAnotherNameIsUsed) {
   EXPECT_EQ(recorder().peripheral_, before);
 }
 
-TEST_F(BluezFieldFaults, ASessionThatBeginsWhileTheRadioIsOffScansWhenItIsOn) {
+TEST_F(BluezFieldFaults, ASessionStartedWhileTheRadioIsOffScansWhenItIsOn) {
   bluez.power("hci0", false);
   session = std::make_unique<Session>();
   settle();
@@ -143,9 +143,9 @@ TEST_F(BluezFieldFaults, ASessionThatBeginsWhileTheRadioIsOffScansWhenItIsOn) {
   runUntil([this] { return bluez.discovering(); });
 }
 
-TEST_F(BluezFieldFaults, ALateReplyOfAnEarlierAttemptIsNotTakenForOneOfTheNext) {
+TEST_F(BluezFieldFaults, IgnoresALateReplyOfAnEarlierAttempt) {
   openSession();
-  told();
+  takeEvents();
   strap.inRange = false;
   bluez.script("Connect", Answer::hold(), 1);
   bluez.advertise(strap);
@@ -154,7 +154,7 @@ TEST_F(BluezFieldFaults, ALateReplyOfAnEarlierAttemptIsNotTakenForOneOfTheNext) 
   settle();
   bluez.power("hci0", true);
   runUntil([this] { return strap.waiting.size() == 1; });
-  told();
+  takeEvents();
   bluez.release();  // the first fails, because the second is under way
   settle();
   world.turnFor(100ms);
@@ -163,35 +163,35 @@ TEST_F(BluezFieldFaults, ALateReplyOfAnEarlierAttemptIsNotTakenForOneOfTheNext) 
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezFieldFaults, AReplyToASubscriptionOfTheConnectionBeforeIsDropped) {
+TEST_F(BluezFieldFaults, DropsASubscriptionReplyOfThePreviousConnection) {
   openSession();
-  told();
+  takeEvents();
   bluez.script("StartNotify", Answer::hold(), 6);
   bluez.advertise(strap);
   settle();
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  told();
+  takeEvents();
   bluez.release();
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezFieldFaults, AReplyOfADiscoveryOfTheConnectionBeforeIsDropped) {
+TEST_F(BluezFieldFaults, DropsADiscoveryReplyOfThePreviousConnection) {
   openSession({.subscribe = false});
-  told();
+  takeEvents();
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::objects, ConnectStep::resolved};
   bluez.advertise(strap);
   settle();
   bluez.script("GetManagedObjects", Answer::hold(), 1);
   bluez.proceed(strap);
-  EXPECT_THAT(told(), ElementsAre("connected"));
+  EXPECT_THAT(takeEvents(), ElementsAre("connected"));
   strap.onConnect = fake_bluez::usualConnection;
   bluez.dropLink(strap);
   runUntil([this] { return recorder().lastCharacteristics.size() == 3; });
-  told();
+  takeEvents();
   bluez.release();
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
 }  // namespace

@@ -255,7 +255,7 @@ class BluezHostile : public testing::TestWithParam<unsigned> {};
 
 INSTANTIATE_TEST_SUITE_P(Seeds, BluezHostile, testing::Range(1U, 25U));
 
-TEST_P(BluezHostile, PromisesAreKeptAndTheSessionRecovers) {
+TEST_P(BluezHostile, KeepsTheContractAndTheSessionRecovers) {
   Storm storm(GetParam());
   int connections = 0;
   for (int round = 0; round < 4 && !HasFailure(); ++round) {

@@ -70,7 +70,7 @@ TEST_F(BluezLeaving, ByAnInterruptFromTheKeyboard) {
   expectReleased();
 }
 
-TEST_F(BluezLeaving, ABusThatStallsMeanwhileIsWaitedFor) {
+TEST_F(BluezLeaving, WaitsForAStalledBus) {
   const pid_t child = startProgram();
   world.bus.freeze(true);
   kill(child, SIGTERM);
@@ -93,7 +93,7 @@ TEST_F(BluezLeaving, TheEndOfTheCentralReleasesEverything) {
   expectReleased();
 }
 
-TEST_F(BluezLeaving, ARequestUnderWayIsWithdrawn) {
+TEST_F(BluezLeaving, CancelsAPendingRequest) {
   strap.inRange = false;
   openSession();
   bluez.advertise(strap);
@@ -104,7 +104,7 @@ TEST_F(BluezLeaving, ARequestUnderWayIsWithdrawn) {
   EXPECT_TRUE(strap.waiting.empty());
 }
 
-TEST_F(BluezLeaving, AProgramThatHandlesSignalsItselfIsNotDisturbed) {
+TEST_F(BluezLeaving, DoesNotInterfereWithAProgramsSignalHandlers) {
   bringUp();
   int seen = 0;
   const auto watch = world.queue.onSignal({SIGTERM}, [&](int) { ++seen; });
@@ -117,7 +117,7 @@ TEST_F(BluezLeaving, AProgramThatHandlesSignalsItselfIsNotDisturbed) {
   EXPECT_TRUE(strap.connected);
 }
 
-TEST_F(BluezLeaving, WithoutAConnectionThereIsNothingToRelease) {
+TEST_F(BluezLeaving, ReleasesNothingWithoutAConnection) {
   openSession();
   session.reset();
   settle();

@@ -1,4 +1,4 @@
-// What a device is called, and when it is heard.
+// The names of devices, and when advertisements are reported.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -16,43 +16,43 @@ class BluezNames : public BluezTest {
  protected:
   void listen() {
     openSession({.connect = false, .logDiscoveries = true});
-    told();
+    takeEvents();
   }
 };
 
 TEST_F(BluezNames, TheAdvertisedNameIsTheDevicesName) {
   listen();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
   EXPECT_EQ(recorder().lastAdvertisement.localName, "Zephly");
   EXPECT_EQ(recorder().peripheral_->name(), "Zephly");
 }
 
-TEST_F(BluezNames, TheAliasIsNoName) {
+TEST_F(BluezNames, DoesNotUseTheAliasAsTheName) {
   strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("discovered (none) -60"));
+  EXPECT_THAT(takeEvents(), Contains("discovered (none) -60"));
   EXPECT_EQ(recorder().lastAdvertisement.localName, std::nullopt);
 }
 
-TEST_F(BluezNames, ANameThatComesLaterIsTold) {
+TEST_F(BluezNames, ReportsANameThatArrivesLater) {
   strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
-  told();
+  takeEvents();
   bluez.gapName(strap, "Zephly");  // from a scan response: nobody is connected
-  EXPECT_THAT(told(), Contains("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, ANameFromTheCacheFindsTheStrapAlthoughItAdvertisesNone) {
+TEST_F(BluezNames, FindsTheStrapByACachedName) {
   listen();
   bluez.show(strap);
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, TheNameInsideTheDeviceDoesNotReplaceTheAdvertisedOne) {
+TEST_F(BluezNames, TheGapNameDoesNotReplaceTheAdvertisedName) {
   bringUp({.reconnect = false});
   bluez.gapName(strap, "Strap 0815");
   settle();
@@ -62,10 +62,10 @@ TEST_F(BluezNames, TheNameInsideTheDeviceDoesNotReplaceTheAdvertisedOne) {
   recorder().script = {.connect = false, .logDiscoveries = true};
   recorder().take();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), ElementsAre("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, TheNameInsideAStrangerDoesNotMakeItTheStrap) {
+TEST_F(BluezNames, TheGapNameOfAForeignDeviceIsNotItsName) {
   FakeDevice& stranger = bluez.addDevice({.address = "AA:BB:CC:DD:EE:99", .name = std::nullopt});
   listen();
   bluez.advertise(stranger);
@@ -75,77 +75,77 @@ TEST_F(BluezNames, TheNameInsideAStrangerDoesNotMakeItTheStrap) {
   settle();
   recorder().take();
   bluez.advertise(stranger);
-  EXPECT_THAT(told(), ElementsAre("discovered (none) -60"));
+  EXPECT_THAT(takeEvents(), ElementsAre("discovered (none) -60"));
 }
 
-TEST_F(BluezNames, ARenamedStrangerIsHeardUnderItsNewName) {
+TEST_F(BluezNames, ReportsARenamedDeviceUnderItsNewName) {
   listen();
   bluez.advertise(strap);
   bluez.gapName(strap, "Other");
-  told();
+  takeEvents();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre("discovered Other -60"));
+  EXPECT_THAT(takeEvents(), ElementsAre("discovered Other -60"));
 }
 
-TEST_F(BluezNames, RepeatedAdvertisementsAreAllReported) {
+TEST_F(BluezNames, ReportsEveryAdvertisement) {
   listen();
   for (int i = 0; i < 5; ++i) bluez.advertise(strap);
-  told();
+  takeEvents();
   const int before = recorder().discoveries;
   for (int i = 0; i < 5; ++i) bluez.advertise(strap);
-  EXPECT_THAT(told(), testing::SizeIs(5));
+  EXPECT_THAT(takeEvents(), testing::SizeIs(5));
   EXPECT_EQ(recorder().discoveries, before + 5);
 }
 
-TEST_F(BluezNames, TheStrengthIsTheOneOfTheAdvertisement) {
+TEST_F(BluezNames, ReportsTheSignalStrengthOfTheAdvertisement) {
   listen();
   bluez.advertise(strap);
-  told();
+  takeEvents();
   strap.rssi = -42;
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre("discovered Zephly -42"));
+  EXPECT_THAT(takeEvents(), ElementsAre("discovered Zephly -42"));
 }
 
-TEST_F(BluezNames, AnUnknownStrengthIs127) {
+TEST_F(BluezNames, ReportsAnUnknownSignalStrengthAs127) {
   listen();
   bluez.tamper = [](const std::string&, const std::string&, fake_bluez::Properties& all) {
     if (all.contains("RSSI")) all["RSSI"] = "loud";
   };
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("discovered Zephly 127"));
+  EXPECT_THAT(takeEvents(), Contains("discovered Zephly 127"));
 }
 
-TEST_F(BluezNames, AnObjectThatWasForgottenComesBackAsTheSamePeripheral) {
+TEST_F(BluezNames, ARemovedObjectReturnsAsTheSamePeripheral) {
   listen();
   bluez.advertise(strap);
-  told();
+  takeEvents();
   const auto before = recorder().peripheral_;
   bluez.forget(strap);
   settle();
   bluez.advertise(strap);
-  EXPECT_THAT(told(), Contains("discovered Zephly -60"));
+  EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
   EXPECT_EQ(recorder().peripheral_, before);
 }
 
-TEST_F(BluezNames, AnObjectThatWasForgottenMayBeConnectedWhenItIsBack) {
+TEST_F(BluezNames, ARemovedObjectCanBeConnectedWhenItReturns) {
   listen();
   bluez.advertise(strap);
-  told();
+  takeEvents();
   bluez.forget(strap);
   settle();
   session->central->connectPeripheral(recorder().peripheral_, std::nullopt);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezNames, WhatIsShownWithoutHavingBeenHeardIsNotDiscovered) {
+TEST_F(BluezNames, DoesNotReportCachedDevicesWithoutAnAdvertisement) {
   listen();
   bluez.tamper = [](const std::string&, const std::string&, fake_bluez::Properties& all) {
     all.erase("RSSI");
   };
   bluez.show(strap);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ TEST_P(BluezSession, AllSamplesArriveOnceAndInOrderOverTwentyLinkLosses) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "didDisconnectPeripheral"), 20);
 }
 
-TEST_P(BluezSession, RecoversFromEverythingThatBluetoothdDoes) {
+TEST_P(BluezSession, RecoversFromAllFaultsOfBluetoothd) {
   connect();
   send(5);
   settle();
@@ -112,7 +112,7 @@ TEST_P(BluezSession, RecoversFromEverythingThatBluetoothdDoes) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "didDisconnectPeripheral"), 4);
 }
 
-TEST_P(BluezSession, StrangersAreNeverConnected) {
+TEST_P(BluezSession, NeverConnectsToForeignDevices) {
   FakeDevice& otherName = bluez.addDevice({.address = "AA:BB:CC:DD:EE:02", .name = "Zephl"});
   FakeDevice& otherCase = bluez.addDevice({.address = "AA:BB:CC:DD:EE:03", .name = "ZEPHLY"});
   FakeDevice& nameless = bluez.addDevice({.address = "AA:BB:CC:DD:EE:04", .name = std::nullopt});

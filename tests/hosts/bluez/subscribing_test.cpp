@@ -48,7 +48,7 @@ class BluezSubscribing : public BluezTest, public testing::WithParamInterface<No
   std::vector<std::string> reconnect() {
     bluez.dropLink(strap);
     runUntil([this] { return subscribedToAll(); });
-    return told();
+    return takeEvents();
   }
 };
 
@@ -66,7 +66,7 @@ TEST_P(BluezSubscribing, ValuesArriveOnceAndInOrder) {
     expected.push_back("value 46 " + std::string(1, "0123456789ABCDEF"[i / 16]) +
                        "0123456789ABCDEF"[i % 16]);
   }
-  EXPECT_EQ(told(), expected);
+  EXPECT_EQ(takeEvents(), expected);
 }
 
 TEST_P(BluezSubscribing, ValuesOfEveryLengthArriveUnchanged) {
@@ -86,23 +86,23 @@ TEST_P(BluezSubscribing, ValuesOfEveryLengthArriveUnchanged) {
   }
 }
 
-TEST_P(BluezSubscribing, EqualValuesAreAsManyValues) {
+TEST_P(BluezSubscribing, DeliversEqualValuesSeparately) {
   bringUp();
   for (int i = 0; i < 3; ++i) bluez.notify(strap, battery, {5});
-  EXPECT_THAT(told(), ElementsAre("value 47 05", "value 47 05", "value 47 05"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 47 05", "value 47 05", "value 47 05"));
 }
 
 TEST_P(BluezSubscribing, TheFiveStreamsDoNotMix) {
   bringUp();
   const std::vector<std::string> uuids = {temperature, ecg, battery, respiration, motion};
   for (std::uint8_t i = 0; i < 5; ++i) bluez.notify(strap, uuids[i], {i});
-  auto log = told();
+  auto log = takeEvents();
   std::sort(log.begin(), log.end());
   EXPECT_THAT(
       log, ElementsAre("value 45 00", "value 46 01", "value 47 02", "value 48 03", "value 49 04"));
 }
 
-TEST_P(BluezSubscribing, AllFiveAreAliveAfterEveryReconnectAndNothingArrivesTwice) {
+TEST_P(BluezSubscribing, AllFiveResumeAfterEveryReconnectWithoutDuplicates) {
   bringUp();
   for (int loss = 0; loss < 20; ++loss) {
     reconnect();
@@ -111,127 +111,127 @@ TEST_P(BluezSubscribing, AllFiveAreAliveAfterEveryReconnectAndNothingArrivesTwic
       ASSERT_TRUE(bluez.notify(strap, uuid, {9})) << "loss " << loss;
       expected.push_back("value " + std::string(uuid, 2) + " 09");
     }
-    auto log = told();
+    auto log = takeEvents();
     std::sort(log.begin(), log.end());
     ASSERT_EQ(log, expected) << "loss " << loss;
   }
 }
 
-TEST_P(BluezSubscribing, ASecondSubscriptionIsAnsweredAndDeliversNothingTwice) {
+TEST_P(BluezSubscribing, AnswersASecondSubscriptionWithoutDuplicates) {
   bringUp();
   recorder().peripheral_->setNotifyValue(true, find("46"));
-  EXPECT_THAT(told(), ElementsAre("subscribed 46"));
+  EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46"));
   bluez.notify(strap, ecg, {1});
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_P(BluezSubscribing, TwoSubscriptionsAtOnceAreBothAnsweredAndDeliverNothingTwice) {
+TEST_P(BluezSubscribing, AnswersTwoSimultaneousSubscriptionsWithoutDuplicates) {
   bringUpUnsubscribed();
   recorder().peripheral_->setNotifyValue(true, find("46"));
   recorder().peripheral_->setNotifyValue(true, find("46"));
-  EXPECT_THAT(told(), ElementsAre("subscribed 46", "subscribed 46"));
+  EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46", "subscribed 46"));
   ASSERT_TRUE(bluez.notify(strap, ecg, {1}));
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_P(BluezSubscribing, OnAndOffAtOnceEndsWithNothingDelivered) {
+TEST_P(BluezSubscribing, DeliversNothingAfterAnImmediateUnsubscription) {
   bringUpUnsubscribed();
   recorder().peripheral_->setNotifyValue(true, find("46"));
   recorder().peripheral_->setNotifyValue(false, find("46"));
-  EXPECT_EQ(told().size(), 2U) << "one answer each";
+  EXPECT_EQ(takeEvents().size(), 2U) << "one answer each";
   EXPECT_FALSE(bluez.notify(strap, ecg, {1})) << "nobody takes it";
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_P(BluezSubscribing, UnsubscribedNothingIsDelivered) {
+TEST_P(BluezSubscribing, DeliversNothingWithoutASubscription) {
   bringUp();
   recorder().peripheral_->setNotifyValue(false, find("46"));
-  EXPECT_THAT(told(), ElementsAre("subscribed 46"));
+  EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46"));
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   recorder().peripheral_->setNotifyValue(true, find("46"));
-  EXPECT_THAT(told(), ElementsAre("subscribed 46"));
+  EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46"));
   EXPECT_TRUE(bluez.notify(strap, ecg, {2}));
-  EXPECT_THAT(told(), ElementsAre("value 46 02"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 02"));
 }
 
-TEST_P(BluezSubscribing, ARefusedSubscriptionIsToldWithTheTextOfBlueZ) {
+TEST_P(BluezSubscribing, ReportsARefusedSubscriptionWithBlueZsText) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.Failed", "Not today"), -1);
   bluez.script("AcquireNotify", Answer::refuse("org.bluez.Error.Failed", "Not today"), -1);
   openSession();
-  told();
+  takeEvents();
   bluez.advertise(strap);
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_THAT(log, Contains("subscribed 46: Not today"));
   EXPECT_EQ(std::count_if(log.begin(), log.end(),
                           [](const auto& line) { return line.rfind("subscribed", 0) == 0; }),
             6)
       << "one answer each";
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_P(BluezSubscribing, LateRepliesOfAnEarlierConnectionAreNotTakenForThoseOfTheNext) {
+TEST_P(BluezSubscribing, IgnoresLateRepliesOfAnEarlierConnection) {
   openSession();
-  told();
+  takeEvents();
   bluez.script(method(), Answer::hold(), 5);
   bluez.advertise(strap);
-  const auto before = told();
+  const auto before = takeEvents();
   EXPECT_THAT(before, Not(Contains(StartsWith("subscribed 4"))));
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
-  const auto after = told();
+  const auto after = takeEvents();
   EXPECT_EQ(std::count(after.begin(), after.end(), "subscribed 46"), 1);
   // What belongs to the connection before arrives now.
   bluez.release();
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.notify(strap, ecg, {1});
-  EXPECT_THAT(told(), ElementsAre("value 46 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
 using BluezSignals = BluezTest;
 
-TEST_F(BluezSignals, DataMayFlowBeforeTheSubscriptionIsConfirmed) {
+TEST_F(BluezSignals, DeliversValuesBeforeTheSubscriptionIsConfirmed) {
   openSession();
-  told();
+  takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
   bluez.advertise(strap);
   settle();
   bluez.emitValue(strap, ecg, {1});
   bluez.emitValue(strap, ecg, {2});
-  auto log = told();
+  auto log = takeEvents();
   EXPECT_THAT(std::vector<std::string>(log.end() - 2, log.end()),
               ElementsAre("value 46 01", "value 46 02"));
   bluez.release();
-  log = told();
+  log = takeEvents();
   EXPECT_THAT(log, Contains("subscribed 46"));
   EXPECT_THAT(log, Each(StartsWith("subscribed")));
 }
 
-TEST_F(BluezSignals, DataThatNobodyAskedForIsNotDelivered) {
+TEST_F(BluezSignals, DoesNotDeliverUnrequestedValues) {
   bringUpUnsubscribed();
   bluez.emitValue(strap, ecg, {1});
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezSignals, ASubscriptionThatBlueZKeptOverAReconnectDeliversNothingTwice) {
+TEST_F(BluezSignals, ASubscriptionRetainedByBlueZDeliversNoDuplicates) {
   bluez.script("StopNotify", Answer::never(), -1);
   bringUp({.reconnect = false});
   bluez.dropLink(strap);
-  told();
+  takeEvents();
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::resolved};
   bluez.advertise(strap);
-  EXPECT_THAT(told(), ElementsAre("connected"));
+  EXPECT_THAT(takeEvents(), ElementsAre("connected"));
   EXPECT_TRUE(bluez.notify(strap, ecg, {1})) << "before StartNotify";
-  EXPECT_THAT(told(), IsEmpty()) << "the session has not subscribed yet";
+  EXPECT_THAT(takeEvents(), IsEmpty()) << "the session has not subscribed yet";
   bluez.proceed(strap);
-  EXPECT_THAT(told(), Contains("subscribed 46")) << "a repeated StartNotify succeeds";
+  EXPECT_THAT(takeEvents(), Contains("subscribed 46")) << "a repeated StartNotify succeeds";
   bluez.notify(strap, ecg, {2});
-  EXPECT_THAT(told(), ElementsAre("value 46 02"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 02"));
 }
 
-TEST_F(BluezSignals, SubscriptionsThatBlueZWouldKeepAreGivenUpWithTheConnection) {
+TEST_F(BluezSignals, EndsSubscriptionsThatBlueZWouldRetainWithTheConnection) {
   bringUp({.reconnect = false});
   bluez.dropLink(strap);
   settle();
@@ -239,14 +239,14 @@ TEST_F(BluezSignals, SubscriptionsThatBlueZWouldKeepAreGivenUpWithTheConnection)
   for (const auto& one : strap.characteristics) EXPECT_THAT(one.subscribers, IsEmpty());
 }
 
-TEST_F(BluezSignals, ABusyBlueZIsAskedAgain) {
+TEST_F(BluezSignals, RetriesWhenBlueZIsBusy) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.InProgress", "In progress"), 2);
   bringUp();
   bluez.notify(strap, temperature, {1});
-  EXPECT_THAT(told(), ElementsAre("value 45 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 45 01"));
 }
 
-TEST_F(BluezSignals, ABlueZThatStaysBusyIsToldInTheEnd) {
+TEST_F(BluezSignals, ReportsAnErrorWhenBlueZStaysBusy) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.InProgress", "In progress"), -1);
   openSession();
   bluez.advertise(strap);
@@ -256,7 +256,7 @@ TEST_F(BluezSignals, ABlueZThatStaysBusyIsToldInTheEnd) {
   });
 }
 
-TEST_F(BluezSignals, ARefusalOfSeveralLinesIsReportedAsOne) {
+TEST_F(BluezSignals, ReportsAMultiLineRefusalAsOneLine) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.Failed", "Not\npermitted.\n"), -1);
   openSession();
   bluez.advertise(strap);
@@ -275,55 +275,55 @@ class BluezDescriptors : public BluezTest {
   }
 };
 
-TEST_F(BluezDescriptors, SignalsTakeThePlaceOfADescriptorThatIsNotToBeHad) {
+TEST_F(BluezDescriptors, FallsBackToSignalsWithoutADescriptor) {
   bluez.script("AcquireNotify",
                Answer::refuse("org.bluez.Error.InProgress", "Operation already in progress"), 1);
   bringUp();
   EXPECT_EQ(bluez.calls("StartNotify"), 2) << "and for the foreign one, which has neither";
   bluez.notify(strap, temperature, {1});
   bluez.notify(strap, ecg, {2});
-  auto log = told();
+  auto log = takeEvents();
   std::sort(log.begin(), log.end());
   EXPECT_THAT(log, ElementsAre("value 45 01", "value 46 02"));
 }
 
-TEST_F(BluezDescriptors, AReplyWithoutADescriptorIsNone) {
+TEST_F(BluezDescriptors, IgnoresAReplyWithoutADescriptor) {
   bluez.script("AcquireNotify", Answer::wrong([](sd_bus_message& message) {
                  append(message, std::string("here you are"));
                }),
                1);
   openSession();
-  told();
+  takeEvents();
   bluez.advertise(strap);
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_THAT(log, Contains("subscribed 45: Notify acquired"));
 }
 
-TEST_F(BluezDescriptors, ValuesInTheDescriptorAreDeliveredBeforeTheEnd) {
+TEST_F(BluezDescriptors, DeliversValuesInTheDescriptorBeforeTheEnd) {
   bringUp({.reconnect = false});
   for (std::uint8_t i = 0; i < 3; ++i) bluez.notify(strap, ecg, {i});
   bluez.dropLink(strap);
-  EXPECT_THAT(told(),
+  EXPECT_THAT(takeEvents(),
               ElementsAre("value 46 00", "value 46 01", "value 46 02", StartsWith("disconnected")));
 }
 
-TEST_F(BluezDescriptors, ValuesStillInTheDescriptorWhenTheEndIsReadAreDeliveredBeforeIt) {
+TEST_F(BluezDescriptors, DeliversUnreadValuesInTheDescriptorBeforeTheEnd) {
   bringUp({.reconnect = false});
   const auto ours = std::move(FakeBluez::characteristic(strap, ecg)->descriptor);
   bluez.dropLink(strap);
   world.bus.reload();  // a round trip: the end waits for the host now
   for (const char value : {'\1', '\2'}) ASSERT_EQ(send(ours.get(), &value, 1, MSG_DONTWAIT), 1);
-  EXPECT_THAT(told(), ElementsAre("value 46 01", "value 46 02", StartsWith("disconnected")));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 46 01", "value 46 02", StartsWith("disconnected")));
 }
 
-TEST_F(BluezDescriptors, ADescriptorThatClosesBeforeTheLinkEndsIsNoTrouble) {
+TEST_F(BluezDescriptors, AcceptsADescriptorThatClosesBeforeTheLink) {
   bringUp({.reconnect = false});
   FakeBluez::characteristic(strap, ecg)->descriptor = {};
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.notify(strap, motion, {1});
-  EXPECT_THAT(told(), ElementsAre("value 49 01"));
+  EXPECT_THAT(takeEvents(), ElementsAre("value 49 01"));
   bluez.dropLink(strap);
-  EXPECT_THAT(told(), ElementsAre(StartsWith("disconnected")));
+  EXPECT_THAT(takeEvents(), ElementsAre(StartsWith("disconnected")));
 }
 
 }  // namespace

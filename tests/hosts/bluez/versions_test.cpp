@@ -22,15 +22,15 @@ class Bluez582 : public BluezTest {
     strap.inRange = false;
     bluez.advertise(strap);
     runUntil([this] { return bluez.calls("Connect") == 1; });
-    told();
+    takeEvents();
   }
 };
 
-TEST_F(Bluez582, AnAdapterThatIsOffBeforeItsLinksEndEndsTheConnectionOnce) {
+TEST_F(Bluez582, ReportsOneLossWhenTheAdapterIsOffBeforeItsLinksEnd) {
   bringUp();
   bluez.terminate();
   runUntil([this] { return session->central->state() == CBManagerState::unsupported; });
-  const auto log = told();
+  const auto log = takeEvents();
   EXPECT_THAT(log, Contains("disconnected: The Bluetooth adapter hci0 was switched off.").Times(1));
   EXPECT_THAT(log, Contains(testing::StartsWith("disconnected: ")).Times(1));
   bluez.start();
@@ -39,10 +39,10 @@ TEST_F(Bluez582, AnAdapterThatIsOffBeforeItsLinksEndEndsTheConnectionOnce) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(Bluez582, AnAttemptThatItsAdapterLeavesUnansweredIsMadeAnewWhenTheDeviceIsHeard) {
+TEST_F(Bluez582, RetriesAnUnansweredAttemptAtTheNextAdvertisement) {
   requestSilentDevice();
   bluez.power("hci0", false);
-  EXPECT_THAT(told(), ElementsAre("state 4"));
+  EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
   bluez.power("hci0", true);
   runUntil([this] { return bluez.discovering(); });
   strap.inRange = true;
@@ -51,14 +51,14 @@ TEST_F(Bluez582, AnAttemptThatItsAdapterLeavesUnansweredIsMadeAnewWhenTheDeviceI
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
-TEST_F(Bluez582, ADeviceThatGoesWithItsAttemptIsAskedAgainWhenItIsHeard) {
+TEST_F(Bluez582, RetriesARemovedDeviceAtItsNextAdvertisement) {
   requestSilentDevice();
   bluez.failConnect(strap);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_THAT(takeEvents(), IsEmpty());
   strap.inRange = true;
   bluez.advertise(strap);
   runUntil([this] { return subscribedToAll(); });
-  EXPECT_THAT(told(), Contains("connected").Times(1));
+  EXPECT_THAT(takeEvents(), Contains("connected").Times(1));
 }
 
 }  // namespace

@@ -95,8 +95,8 @@ class BluezTest : public testing::Test {
     world.settle();
   }
   void settle() { world.settle(); }
-  /// What the session was told since it was asked last, after everything has settled.
-  std::vector<std::string> told() {
+  /// The session's events since the last call, after everything has settled.
+  std::vector<std::string> takeEvents() {
     world.settle();
     return session->recorder->take();
   }

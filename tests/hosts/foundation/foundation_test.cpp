@@ -21,7 +21,7 @@ TEST(Data, CopiesNoMoreThanItHas) {
   EXPECT_EQ(buffer, (std::array<std::uint8_t, 5>{1, 2, 3, 9, 9}));
 }
 
-TEST(Data, CopiesNoMoreThanIsAsked) {
+TEST(Data, CopiesNoMoreThanRequested) {
   const auto data = Data::of({1, 2, 3});
   std::array<std::uint8_t, 3> buffer{9, 9, 9};
   data->getBytes(buffer.data(), 2);
@@ -44,28 +44,28 @@ TEST(Error, IsOneLine) {
   EXPECT_EQ(Error::of("Out of\r\nreach.\n")->localizedDescription(), "Out of reach.");
 }
 
-TEST(OneLine, LeavesAnythingElseAsItIs) {
+TEST(OneLine, LeavesOtherTextUnchanged) {
   for (const char* text :
        {"", " two  blanks ", "Zürich, ł, А, €, 🫀", "\xC2", "\xE2\x80", "\xFF"}) {
     EXPECT_EQ(oneLine(text), text);
   }
 }
 
-TEST(OneLine, ARunOfControlCharactersIsOneBlank) {
+TEST(OneLine, ReplacesARunOfControlCharactersByOneBlank) {
   EXPECT_EQ(oneLine("a\n\n\t\x1B\x7F\r\nb"), "a b");
   EXPECT_EQ(oneLine(std::string("a\0b", 3)), "a b");
 }
 
-TEST(OneLine, ABlankBesideARunIsEnough) {
+TEST(OneLine, AddsNoSecondBlankBesideARun) {
   EXPECT_EQ(oneLine("a \x1B[1mb\n c \n d"), "a [1mb c  d");
 }
 
-TEST(OneLine, NothingIsLeftOfThoseAtTheEnds) {
+TEST(OneLine, RemovesControlCharactersAtTheEnds) {
   EXPECT_EQ(oneLine("\n\ta\n"), "a");
   EXPECT_EQ(oneLine("\n\u0085\u2028"), "");
 }
 
-TEST(OneLine, KnowsEveryControlCharacterAndLineBreakOfUnicode) {
+TEST(OneLine, RecognisesEveryControlCharacterAndLineBreakOfUnicode) {
   for (unsigned code = 0; code <= 0xFF; ++code) {
     const std::string text = code < 0x80 ? std::string(1, static_cast<char>(code))
                                          : std::string{static_cast<char>(0xC0 | code >> 6),

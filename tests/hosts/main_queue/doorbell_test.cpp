@@ -19,12 +19,12 @@ bool readable(int descriptor, int milliseconds = 0) {
   return ::poll(&entry, 1, milliseconds) == 1;
 }
 
-TEST(Doorbell, IsRungAtFirst) {
+TEST(Doorbell, IsInitiallySignalled) {
   const Doorbell bell;
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, StaysRungUntilItIsSilenced) {
+TEST(Doorbell, StaysSignalledUntilSilenced) {
   Doorbell bell;
   EXPECT_TRUE(readable(bell.descriptor()));
   EXPECT_TRUE(readable(bell.descriptor()));
@@ -32,7 +32,7 @@ TEST(Doorbell, StaysRungUntilItIsSilenced) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, RingsAgainAfterEverySilence) {
+TEST(Doorbell, CanBeSignalledAgainAfterSilencing) {
   Doorbell bell;
   for (int i = 0; i < 3; ++i) {
     bell.silence();
@@ -51,7 +51,7 @@ TEST(Doorbell, SilencingTwiceIsHarmless) {
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, IsReadableFromItsDeadlineOn) {
+TEST(Doorbell, IsReadableFromItsDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::now() + 1h);
@@ -61,14 +61,14 @@ TEST(Doorbell, IsReadableFromItsDeadlineOn) {
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, ADeadlineThatHasPassedIsReadableAtOnce) {
+TEST(Doorbell, IsReadableImmediatelyAfterAPastDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point{});
   EXPECT_TRUE(readable(bell.descriptor(), 60000));
 }
 
-TEST(Doorbell, WithoutADeadlineItIsSilentAgain) {
+TEST(Doorbell, IsSilentAgainWithoutADeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point{});
@@ -77,7 +77,7 @@ TEST(Doorbell, WithoutADeadlineItIsSilentAgain) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, TakesTheFarthestDeadline) {
+TEST(Doorbell, AcceptsTheLatestPossibleDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point::max());
@@ -97,7 +97,7 @@ TEST(Doorbell, FollowsAWatchedDescriptorLevelTriggered) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, ADescriptorThatIsNotOpenCannotBeWatched) {
+TEST(Doorbell, RefusesToWatchAClosedDescriptor) {
   Doorbell bell;
   EXPECT_THROW(bell.watch(-1), std::system_error);
 }

@@ -49,7 +49,7 @@ TEST(MainQueuePost, FromACallbackWaitsForTheNextPoll) {
   }
 }
 
-TEST(MainQueuePost, FromACallbackKeepsItsPlaceBeforeALaterOneOfAnotherThread) {
+TEST(MainQueuePost, FromACallbackRunsBeforeALaterOneOfAnotherThread) {
   MainQueue queue;
   std::string order;
   queue.post([&] {
@@ -61,7 +61,7 @@ TEST(MainQueuePost, FromACallbackKeepsItsPlaceBeforeALaterOneOfAnotherThread) {
   EXPECT_EQ(order, "12");
 }
 
-TEST(MainQueuePost, FromManyThreadsLosesNothingAndKeepsEachThreadsOrder) {
+TEST(MainQueuePost, FromManyThreadsKeepsAllCallbacksAndEachThreadsOrder) {
   constexpr int threads = 4;
   constexpr int posts = 2000;
   MainQueue queue;
@@ -101,7 +101,7 @@ TEST(MainQueuePost, IsDroppedWithTheQueue) {
 
 // run, poll, stop -----------------------------------------------------------------------------
 
-TEST(MainQueueRun, WaitsUntilStopAndCanRunAgain) {
+TEST(MainQueueRun, RunsUntilStopAndCanRunAgain) {
   MainQueue queue;
   for (int round = 0; round < 2; ++round) {
     const auto timer = queue.after(1ms, [&] { queue.stop(); });
@@ -123,7 +123,7 @@ TEST(MainQueueRun, StopsAfterTheCallbackThatStops) {
   EXPECT_EQ(order, "ab");
 }
 
-TEST(MainQueueRun, AStopBeforeEndsTheNextRunOnly) {
+TEST(MainQueueRun, AnEarlierStopEndsOnlyTheNextRun) {
   MainQueue queue;
   bool called = false;
   queue.post([&] {
@@ -151,7 +151,7 @@ TEST(MainQueuePoll, DoesNotWait) {
   EXPECT_TRUE(timer.active());
 }
 
-TEST(MainQueuePoll, GoesOnAfterAStop) {
+TEST(MainQueuePoll, ContinuesAfterAStop) {
   MainQueue queue;
   int calls = 0;
   queue.post([&] {
@@ -165,7 +165,7 @@ TEST(MainQueuePoll, GoesOnAfterAStop) {
 
 // Exceptions ----------------------------------------------------------------------------------
 
-TEST(MainQueueException, LeavesRunAndTheQueueGoesOn) {
+TEST(MainQueueException, LeavesRunAndTheQueueContinues) {
   MainQueue queue;
   std::string order;
   queue.post([] { throw std::runtime_error("first"); });
@@ -181,7 +181,7 @@ TEST(MainQueueException, LeavesRunAndTheQueueGoesOn) {
   EXPECT_EQ(order, "second");
 }
 
-TEST(MainQueueException, LeavesPollAndNothingDeferredIsLost) {
+TEST(MainQueueException, LeavesPollWithoutLosingDeferredCallbacks) {
   MainQueue queue;
   std::string order;
   queue.post([&] {
@@ -193,7 +193,7 @@ TEST(MainQueueException, LeavesPollAndNothingDeferredIsLost) {
   EXPECT_EQ(order, "deferred");
 }
 
-TEST(MainQueueException, OfATimerUsesTheTimerUp) {
+TEST(MainQueueException, OfATimerConsumesTheTimer) {
   MainQueue queue;
   const auto timer = queue.after(0ns, [] { throw std::runtime_error("timer"); });
   EXPECT_THROW(queue.run(), std::runtime_error);
@@ -201,7 +201,7 @@ TEST(MainQueueException, OfATimerUsesTheTimerUp) {
   EXPECT_EQ(queue.poll(), 0U);
 }
 
-TEST(MainQueueException, LeavesAWatchAndASignalHandlerInPlace) {
+TEST(MainQueueException, KeepsWatchesAndSignalHandlers) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [&] {

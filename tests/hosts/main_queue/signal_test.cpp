@@ -43,7 +43,7 @@ TEST(MainQueueSignal, InterruptionsDoNotDisturbRun) {
   EXPECT_EQ(alarms, 20);
 }
 
-TEST(MainQueueSignalDeathTest, CancelledTheSignalDoesItsDefaultAgain) {
+TEST(MainQueueSignalDeathTest, RestoresTheDefaultActionWhenCancelled) {
   EXPECT_EXIT(
       {
         MainQueue queue;
@@ -57,7 +57,7 @@ TEST(MainQueueSignalDeathTest, CancelledTheSignalDoesItsDefaultAgain) {
       testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST(MainQueueSignal, ASignalThatCannotBeCaughtIsAnError) {
+TEST(MainQueueSignal, RefusesASignalThatCannotBeCaught) {
   MainQueue queue;
   EXPECT_THROW((void)queue.onSignal({SIGKILL}, [](int) {}), std::system_error);
 }

@@ -19,7 +19,7 @@ using Zephly::main_queue::Interest;
 using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Timer;
 
-TEST(ThreeWays, OnItsOwn) {
+TEST(ThreeWays, RunsAlone) {
   MainQueue queue;
   std::string order;
   auto quit = queue.onSignal({SIGINT, SIGTERM}, [&](int) {
@@ -34,7 +34,7 @@ TEST(ThreeWays, OnItsOwn) {
   EXPECT_EQ(order, "tick quit");
 }
 
-TEST(ThreeWays, OnTheApplicationsContext) {
+TEST(ThreeWays, RunsOnTheApplicationsContext) {
   boost::asio::io_context context;
   MainQueue queue(context);
   EXPECT_EQ(&queue.context(), &context);
@@ -46,7 +46,7 @@ TEST(ThreeWays, OnTheApplicationsContext) {
   EXPECT_EQ(order, "application queue tick");
 }
 
-TEST(ThreeWays, OnTheApplicationsContextRunByTheQueue) {
+TEST(ThreeWays, RunsTheApplicationsContext) {
   boost::asio::io_context context;
   context.run();  // without work it stops
   ASSERT_TRUE(context.stopped());
@@ -103,14 +103,14 @@ TEST_F(InsideAnotherLoop, IsTheSameDescriptorAtEachCall) {
   EXPECT_EQ(queue.descriptor(), queue.descriptor());
 }
 
-TEST_F(InsideAnotherLoop, IsSilentWhenThereIsNothingToDo) {
+TEST_F(InsideAnotherLoop, IsNotReadableWhenIdle) {
   settle();
   EXPECT_FALSE(wantedNow());
   const auto later = queue.after(1h, [] {});
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, SeesAPostMadeBeforeTheDescriptor) {
+TEST_F(InsideAnotherLoop, IsReadableAfterAnEarlierPost) {
   bool called = false;
   queue.post([&] { called = true; });
   ASSERT_TRUE(wanted());
@@ -143,7 +143,7 @@ TEST_F(InsideAnotherLoop, LosesNoPostWhilePolling) {
   EXPECT_EQ(received, posts);
 }
 
-TEST_F(InsideAnotherLoop, IsWokenByATimerSetBeforeOrAfter) {
+TEST_F(InsideAnotherLoop, IsWokenByTimersSetBeforeOrAfter) {
   int calls = 0;
   const auto before = queue.after(1ms, [&] { ++calls; });
   settle();
@@ -196,7 +196,7 @@ TEST_F(InsideAnotherLoop, StaysReadableWhileAWatchedDescriptorIsReady) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, FollowsAWatchThatBeginsLaterAndForgetsOneThatEnded) {
+TEST_F(InsideAnotherLoop, FollowsNewWatchesAndForgetsEndedOnes) {
   settle();
   const Pipe pipe;
   pipe.put('x');
@@ -208,7 +208,7 @@ TEST_F(InsideAnotherLoop, FollowsAWatchThatBeginsLaterAndForgetsOneThatEnded) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, APollThatThrowsLeavesTheRestAnnounced) {
+TEST_F(InsideAnotherLoop, StaysReadableAfterAPollThatThrows) {
   settle();
   queue.post([] { throw std::runtime_error("first"); });
   bool called = false;

@@ -15,7 +15,7 @@ using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Timer;
 using Clock = std::chrono::steady_clock;
 
-TEST(MainQueueTimer, ComesOnceAndNotBeforeItsTime) {
+TEST(MainQueueTimer, FiresOnceAndNotBeforeItsTime) {
   MainQueue queue;
   const auto start = Clock::now();
   int calls = 0;
@@ -30,7 +30,7 @@ TEST(MainQueueTimer, ComesOnceAndNotBeforeItsTime) {
   EXPECT_FALSE(timer.active());
 }
 
-TEST(MainQueueTimer, ComeInTheOrderOfTheirTimes) {
+TEST(MainQueueTimer, FireInTheOrderOfTheirTimes) {
   MainQueue queue;
   std::string order;
   const auto last = queue.after(6ms, [&] {
@@ -43,7 +43,7 @@ TEST(MainQueueTimer, ComeInTheOrderOfTheirTimes) {
   EXPECT_EQ(order, "abc");
 }
 
-TEST(MainQueueTimer, ZeroAndNegativeDelaysDoNotCallFromInside) {
+TEST(MainQueueTimer, ZeroAndNegativeDelaysFireOnTheQueue) {
   MainQueue queue;
   int calls = 0;
   const auto zero = queue.after(0ns, [&] { ++calls; });
@@ -56,7 +56,7 @@ TEST(MainQueueTimer, ZeroAndNegativeDelaysDoNotCallFromInside) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(MainQueueTimer, TheLongestDelayIsFarAway) {
+TEST(MainQueueTimer, AcceptsTheLongestDelay) {
   MainQueue queue;
   const auto timer = queue.after(std::chrono::nanoseconds::max(), [] { FAIL(); });
   EXPECT_EQ(queue.poll(), 0U);
@@ -74,7 +74,7 @@ TEST(MainQueueTimer, DestroyingTheHandleCancels) {
   queue.run();
 }
 
-TEST(MainQueueTimer, CancelTwiceAndOnAnEmptyHandleDoesNothing) {
+TEST(MainQueueTimer, RepeatedCancelAndCancelOfAnEmptyHandleDoNothing) {
   MainQueue queue;
   Timer timer = queue.after(0ns, [] { FAIL(); });
   timer.cancel();
@@ -84,7 +84,7 @@ TEST(MainQueueTimer, CancelTwiceAndOnAnEmptyHandleDoesNothing) {
   EXPECT_FALSE(Timer().active());
 }
 
-TEST(MainQueueTimer, IsCancelledByACallbackThatIsDueInTheSameTurn) {
+TEST(MainQueueTimer, CanBeCancelledByACallbackOfTheSameTurn) {
   MainQueue queue;
   Timer first;
   Timer second;
@@ -142,7 +142,7 @@ TEST(MainQueueTimer, AHandleMayOutliveTheQueue) {
   timer.cancel();
 }
 
-TEST(MainQueueTimer, GoesWithTheQueueOnTheApplicationsContext) {
+TEST(MainQueueTimer, IsDestroyedWithTheQueueOnTheApplicationsContext) {
   boost::asio::io_context context;
   Timer timer;
   {

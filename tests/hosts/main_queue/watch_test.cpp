@@ -15,7 +15,7 @@ using Zephly::main_queue::Interest;
 using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Watch;
 
-TEST(MainQueueWatch, CallsAsLongAsThereIsSomethingToRead) {
+TEST(MainQueueWatch, CallsWhileTheDescriptorIsReadable) {
   const Pipe pipe;
   MainQueue queue;
   std::string read;
@@ -29,7 +29,7 @@ TEST(MainQueueWatch, CallsAsLongAsThereIsSomethingToRead) {
   EXPECT_EQ(read, "ab");
 }
 
-TEST(MainQueueWatch, ACallbackThatReadsNothingIsCalledAgainButEndsThePoll) {
+TEST(MainQueueWatch, ACallbackThatReadsNothingIsRepeatedInTheNextPoll) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [] {});
@@ -51,7 +51,7 @@ TEST(MainQueueWatch, WorksInRunToo) {
   EXPECT_EQ(read, "xyz");
 }
 
-TEST(MainQueueWatch, TheSameDescriptorTwiceIsNotCalledForWhatTheOtherHasRead) {
+TEST(MainQueueWatch, OfTwoWatchesOfOneDescriptorTheSecondIsNotCalledForReadData) {
   const Pipe pipe;  // blocking: a call too many would never return
   MainQueue queue;
   std::string read;
@@ -73,7 +73,7 @@ TEST(MainQueueWatch, WaitsForWriting) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(MainQueueWatch, TellsAHangUp) {
+TEST(MainQueueWatch, ReportsAHangUp) {
   auto pipe = std::make_unique<Pipe>();
   const int reading = ::dup(pipe->reading());
   const Zephly::main_queue::FileDescriptor owner(reading);
@@ -85,7 +85,7 @@ TEST(MainQueueWatch, TellsAHangUp) {
   EXPECT_EQ(queue.poll(), 1U);
 }
 
-TEST(MainQueueWatch, LeavesTheDescriptorBlocking) {
+TEST(MainQueueWatch, DoesNotMakeTheDescriptorNonBlocking) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [&] { pipe.take(); });
@@ -94,7 +94,7 @@ TEST(MainQueueWatch, LeavesTheDescriptorBlocking) {
   EXPECT_EQ(::fcntl(pipe.reading(), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(MainQueueWatch, EndsWithItsHandleAlsoFromItsOwnCallback) {
+TEST(MainQueueWatch, EndsWithItsHandleAlsoDuringItsCallback) {
   const Pipe pipe;
   MainQueue queue;
   int calls = 0;
@@ -112,7 +112,7 @@ TEST(MainQueueWatch, EndsWithItsHandleAlsoFromItsOwnCallback) {
   EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST(MainQueueWatch, WhatCannotBeWatchedIsAnError) {
+TEST(MainQueueWatch, RefusesDescriptorsThatCannotBeWatched) {
   MainQueue queue;
   EXPECT_THROW((void)queue.watch(-1, Interest::read, [] {}), std::system_error);
   const Zephly::main_queue::FileDescriptor file(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));

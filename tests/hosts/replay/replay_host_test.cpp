@@ -111,7 +111,7 @@ TEST(ReplayHostTest, AFailureAndAnAbsentValueAreReportedAsSuch) {
 }
 
 // A capture may come from another host, or be made to attack the reader.
-TEST(ReplayHostTest, RecordedTextsOfSeveralLinesAreOneLine) {
+TEST(ReplayHostTest, ReportsRecordedMultiLineTextsAsOneLine) {
   ReplayHost host;
   const Session session;
   const CharacteristicsDiscovered several{
@@ -299,7 +299,7 @@ TEST(ReplayHostTest, WithoutACentralARecordIsCountedAndNotDelivered) {
   EXPECT_EQ(host.divergences().first, "a report of a central that was not created");
 }
 
-TEST(ReplayHostTest, TheTimeOfTheFirstDivergenceIsKept) {
+TEST(ReplayHostTest, KeepsTheTimeOfTheFirstDivergence) {
   ReplayHost host;
   const Session session({.connect = false});
   host.deliver({{.monotonic = 1s}, on});
@@ -447,7 +447,7 @@ TEST(ReplayHostTest, VeryLongListsAndValuesDoNoHarm) {
     more.characteristics.push_back({id, ecgUUID, "one of many"});
   }
   deliver(host, {more, Value{1, 100'000, std::vector<std::uint8_t>(10'000'000, 0xFF)}});
-  EXPECT_EQ(listener.heard().lines.size(), 10'000U);
+  EXPECT_EQ(listener.received().lines.size(), 10'000U);
   EXPECT_EQ(host.divergences().count, 0U);
 }
 

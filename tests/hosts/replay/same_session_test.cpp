@@ -22,8 +22,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using captures::ScratchDirectory;
-using sessions::Heard;
 using sessions::LiveWorld;
+using sessions::ReceivedSession;
 using sessions::Replayed;
 using sessions::sameSession;
 using simulated::ConnectBehaviour;
@@ -43,7 +43,7 @@ Replayed expectSame(LiveWorld& world, std::optional<double> speed = std::nullopt
   Replayed again = sessions::replay(file, speed);
   EXPECT_THAT(again.report.complaints, IsEmpty());
   EXPECT_EQ(again.report.duration, world.scheduler.now());
-  EXPECT_TRUE(sameSession(world.heard(), again.heard));
+  EXPECT_TRUE(sameSession(world.received(), again.received));
   return again;
 }
 
@@ -51,22 +51,22 @@ TEST(SameSessionTest, ATrainingWithLostLinksAndElectrodesOff) {
   LiveWorld world;
   world.strap.loseLinkAt(40s);  // without an error
   world.scheduler.advance(91s);
-  const Heard& heard = world.heard();
-  ASSERT_GT(heard.events.size(), 50'000U);
-  ASSERT_EQ(heard.count(kind<watch::Disconnected>), 4U);
-  ASSERT_EQ(heard.count(kind<watch::Connected>), 5U);
-  ASSERT_GE(heard.count(kind<watch::LeadOff>), 7U);
-  ASSERT_GE(heard.count(kind<watch::Repetition>), 18U);
+  const ReceivedSession& received = world.received();
+  ASSERT_GT(received.events.size(), 50'000U);
+  ASSERT_EQ(received.count(kind<watch::Disconnected>), 4U);
+  ASSERT_EQ(received.count(kind<watch::Connected>), 5U);
+  ASSERT_GE(received.count(kind<watch::LeadOff>), 7U);
+  ASSERT_GE(received.count(kind<watch::Repetition>), 18U);
   expectSame(world);
 }
 
-TEST(SameSessionTest, TheMotionPathIsTheSameInEveryCharacter) {
+TEST(SameSessionTest, ReplaysTheMotionTraceCharacterByCharacter) {
   LiveWorld world;
   world.scheduler.advance(31s);
-  ASSERT_GT(world.heard().count(kind<watch::MotionSample>), 800U);
+  ASSERT_GT(world.received().count(kind<watch::MotionSample>), 800U);
   const Replayed again = expectSame(world);
-  EXPECT_GT(again.heard.lines.size(), 800U);
-  EXPECT_EQ(again.heard.lines, world.heard().lines);
+  EXPECT_GT(again.received.lines.size(), 800U);
+  EXPECT_EQ(again.received.lines, world.received().lines);
 }
 
 class SameSessionAtSpeed : public testing::TestWithParam<double> {};
@@ -80,7 +80,7 @@ TEST_P(SameSessionAtSpeed, GivesTheSame) {
 INSTANTIATE_TEST_SUITE_P(SameSessionTest, SameSessionAtSpeed, testing::Values(1, 7.5, 400, 1e9));
 
 // Contact is lost for 30 s of a session in which the processor clock jumps: both reset timers fire.
-std::vector<capture::Record> sessionWithResets(Heard& heard) {
+std::vector<capture::Record> sessionWithResets(ReceivedSession& received) {
   FakeProcessorClock clock;
   simulator::TrainingPlan plan;
   plan.electrodesOff = {{5s, 30s}};
@@ -90,33 +90,33 @@ std::vector<capture::Record> sessionWithResets(Heard& heard) {
   world.scheduler.advance(2s);
   FakeProcessorClock::now = 4'200'000;
   world.scheduler.advance(40s);
-  heard = world.heard();
+  received = world.received();
   return world.end();
 }
 
-TEST(SameSessionTest, TheProcessorClockResetsTheFiltersAsItDid) {
-  Heard live;
+TEST(SameSessionTest, TheProcessorClockResetsTheFiltersAsRecorded) {
+  ReceivedSession live;
   const ScratchDirectory scratch;
   const auto records = sessionWithResets(live);
   const auto file = scratch.file("resets.zcap", captures::captureOf(records));
   const Replayed again = sessions::replay(file);
   EXPECT_THAT(again.report.complaints, IsEmpty());
-  EXPECT_TRUE(sameSession(live, again.heard));
+  EXPECT_TRUE(sameSession(live, again.received));
 }
 
-TEST(SameSessionTest, WithoutTheRecordedProcessorClockItWouldDiffer) {
-  Heard live;
+TEST(SameSessionTest, DiffersWithoutTheRecordedProcessorClock) {
+  ReceivedSession live;
   std::vector<capture::Record> records = sessionWithResets(live);
   for (capture::Record& record : records) record.stamp.processor = 17;
   const ScratchDirectory scratch;
   const Replayed again =
       sessions::replay(scratch.file("resets.zcap", captures::captureOf(records)));
-  ASSERT_EQ(again.heard.events.size(), live.events.size());
+  ASSERT_EQ(again.received.events.size(), live.events.size());
   const std::string respiration = " " + std::to_string(kind<watch::RespirationSample>) + " ";
   std::size_t others = 0;
   std::size_t different = 0;
   for (std::size_t i = 0; i < live.events.size(); ++i) {
-    if (live.events[i] == again.heard.events[i]) continue;
+    if (live.events[i] == again.received.events[i]) continue;
     ++(live.events[i].find(respiration) == std::string::npos ? others : different);
   }
   EXPECT_GT(different, 1000U);
@@ -132,15 +132,15 @@ TEST(SameSessionTest, LinesWithDescriptionsAndErrorsAreTheSame) {
   world.device.notifyError(ecgCharacteristicUUID(), "No value.");
   world.device.loseLink("Out of\nreach.");
   world.scheduler.advance(3s);
-  EXPECT_THAT(world.heard().lines, Contains("didFailToConnectPeripheral"));
-  EXPECT_THAT(world.heard().lines, Contains(HasSubstr("Not permitted.")));
-  EXPECT_THAT(world.heard().lines, Contains(HasSubstr("properties = notify")));
-  EXPECT_THAT(world.heard().lines, Contains(HasSubstr("No value.")));
-  EXPECT_THAT(world.heard().lines, Contains("didDisconnectPeripheral: Out of reach."));
+  EXPECT_THAT(world.received().lines, Contains("didFailToConnectPeripheral"));
+  EXPECT_THAT(world.received().lines, Contains(HasSubstr("Not permitted.")));
+  EXPECT_THAT(world.received().lines, Contains(HasSubstr("properties = notify")));
+  EXPECT_THAT(world.received().lines, Contains(HasSubstr("No value.")));
+  EXPECT_THAT(world.received().lines, Contains("didDisconnectPeripheral: Out of reach."));
   expectSame(world);
 }
 
-TEST(SameSessionTest, DiscoveriesThatFailOrFindNothing) {
+TEST(SameSessionTest, ReplaysFailedAndEmptyDiscoveries) {
   LiveWorld world;
   world.device.setServiceDiscovery(DiscoveryAnswer::fails("Not found."));
   world.scheduler.advance(1s);
@@ -151,8 +151,8 @@ TEST(SameSessionTest, DiscoveriesThatFailOrFindNothing) {
   world.device.loseLink();
   world.device.setCharacteristicDiscovery({});
   world.scheduler.advance(2s);
-  EXPECT_THAT(world.heard().lines, Contains(HasSubstr("Nothing there.")));
-  EXPECT_GT(world.heard().count(kind<watch::EcgSample>), 100U);
+  EXPECT_THAT(world.received().lines, Contains(HasSubstr("Nothing there.")));
+  EXPECT_GT(world.received().count(kind<watch::EcgSample>), 100U);
   expectSame(world);
 }
 
@@ -165,11 +165,11 @@ TEST(SameSessionTest, RepeatedAnswersAndValuesBeforeTheirConfirmation) {
   world.device.loseLink();
   world.device.setSubscription({.times = 2});
   world.scheduler.advance(2s);
-  EXPECT_GT(world.heard().count(kind<watch::EcgSample>), 100U);
+  EXPECT_GT(world.received().count(kind<watch::EcgSample>), 100U);
   expectSame(world);
 }
 
-TEST(SameSessionTest, ValuesOfAnyLengthAndAbsentOnes) {
+TEST(SameSessionTest, ReplaysValuesOfAnyLengthAndAbsentOnes) {
   LiveWorld world;
   world.scheduler.advance(1s);
   for (const CBUUID& uuid : characteristics()) {
@@ -183,7 +183,7 @@ TEST(SameSessionTest, ValuesOfAnyLengthAndAbsentOnes) {
   expectSame(world);
 }
 
-TEST(SameSessionTest, ARadioThatGoesOffAndComesBack) {
+TEST(SameSessionTest, ReplaysARadioSwitchedOffAndOn) {
   LiveWorld world;
   world.scheduler.advance(2s);
   for (const CBManagerState state :
@@ -193,11 +193,11 @@ TEST(SameSessionTest, ARadioThatGoesOffAndComesBack) {
     world.scheduler.advance(1s);
   }
   world.scheduler.advance(2s);
-  EXPECT_EQ(world.heard().count(kind<watch::Connected>), 2U);
+  EXPECT_EQ(world.received().count(kind<watch::Connected>), 2U);
   expectSame(world);
 }
 
-TEST(SameSessionTest, TwoStrapsThatConnectInTurn) {
+TEST(SameSessionTest, ReplaysTwoStrapsThatConnectInTurn) {
   LiveWorld world;
   simulated::Device& other = world.radio.addDevice(
       {.name = std::string(peripheralName), .advertisesWhileConnected = true});
@@ -208,30 +208,30 @@ TEST(SameSessionTest, TwoStrapsThatConnectInTurn) {
   world.scheduler.advance(2s);
   world.device.loseLink("Gone, too.");
   world.scheduler.advance(2s);
-  EXPECT_GE(world.heard().count(kind<watch::Connected>), 4U);
+  EXPECT_GE(world.received().count(kind<watch::Connected>), 4U);
   expectSame(world);
 }
 
-TEST(SameSessionTest, ReplayedTwiceItIsTheSameTwice) {
+TEST(SameSessionTest, IsTheSameWhenReplayedTwice) {
   LiveWorld world;
   world.scheduler.advance(31s);
   const ScratchDirectory scratch;
   const auto file = scratch.file("session.zcap", captures::captureOf(world.end()));
-  EXPECT_TRUE(sameSession(sessions::replay(file).heard, sessions::replay(file).heard));
+  EXPECT_TRUE(sameSession(sessions::replay(file).received, sessions::replay(file).received));
 }
 
 TEST(SameSessionTest, CallsOfTheApplicationAreNotPartOfIt) {
   LiveWorld world;
   world.scheduler.advance(6s);
-  ASSERT_EQ(world.heard().count(kind<watch::Repetition>), 2U);
+  ASSERT_EQ(world.received().count(kind<watch::Repetition>), 2U);
   replay::ReplayHost host;
   const sessions::Listener other([] { return 0s; }, false);
   for (const capture::Record& record : world.end()) host.deliver(record);
-  EXPECT_EQ(other.heard().count(kind<watch::Repetition>), 0U);
-  EXPECT_THAT(other.heard().lines, Contains("Jump!"));
+  EXPECT_EQ(other.received().count(kind<watch::Repetition>), 0U);
+  EXPECT_THAT(other.received().lines, Contains("Jump!"));
 }
 
-TEST(SameSessionTest, AdvertisementsThatTheKitDidNotAnswerAreNotPartOfIt) {
+TEST(SameSessionTest, DoesNotReplayUnansweredAdvertisements) {
   LiveWorld world;
   world.scheduler.advance(3s);
   for (const capture::Record& record : world.end()) {
@@ -242,7 +242,7 @@ TEST(SameSessionTest, AdvertisementsThatTheKitDidNotAnswerAreNotPartOfIt) {
   }
 }
 
-TEST(SameSessionTest, AReplayThatIsRecordedGivesTheSameRecords) {
+TEST(SameSessionTest, ARecordedReplayGivesTheSameRecords) {
   LiveWorld world;
   world.scheduler.advance(31s);
   const std::vector<capture::Record> records = world.end();

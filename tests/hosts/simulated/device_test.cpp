@@ -33,7 +33,7 @@ TEST_F(AdvertisingTest, ANameMayBeMissingOrAnyBytes) {
   EXPECT_EQ(recorder().lastAdvertisement.localName, odd);
 }
 
-TEST_F(AdvertisingTest, ANewNameIsKnownWithTheNextAdvertisement) {
+TEST_F(AdvertisingTest, ANewNameAppliesFromTheNextAdvertisement) {
   scheduler.advance(0s);
   device.setName("other");
   EXPECT_EQ(recorder().peripheral_->name(), "Zephly");
@@ -48,7 +48,7 @@ TEST_F(AdvertisingTest, ThePeripheralIsTheSameObjectAtEachReport) {
   EXPECT_EQ(recorder().peripheral_, first);
 }
 
-TEST_F(AdvertisingTest, OutOfRangeItIsNotHeardAndBackItIsHeardAtOnce) {
+TEST_F(AdvertisingTest, IsNotReportedOutOfRangeAndReportedImmediatelyOnReturn) {
   scheduler.advance(0s);
   device.setInRange(false);
   EXPECT_FALSE(device.inRange());
@@ -67,7 +67,7 @@ TEST_F(AdvertisingTest, HasItsInterval) {
   EXPECT_THROW(radio.addDevice({.advertisingInterval = 0s}), std::invalid_argument);
 }
 
-TEST_F(AdvertisingTest, KeepsItsRhythmWhileNobodyListens) {
+TEST_F(AdvertisingTest, KeepsItsIntervalWithoutAScan) {
   recorder().script.scan = false;
   scheduler.advance(250ms);
   session.central->scanForPeripheralsWithServices(std::nullopt, std::nullopt);
@@ -76,7 +76,7 @@ TEST_F(AdvertisingTest, KeepsItsRhythmWhileNobodyListens) {
   EXPECT_THAT(after(1ms), ElementsAre("discovered Zephly -60"));
 }
 
-TEST_F(DeviceTest, IsSilentWhileConnectedUnlessTold) {
+TEST_F(DeviceTest, IsSilentWhileConnectedByDefault) {
   bringUp();
   const int before = recorder().discoveries;
   scheduler.advance(1s);
@@ -105,7 +105,7 @@ TEST_F(DeviceTest, ALatencyOfZeroStillAnswersLater) {
   EXPECT_THAT(after(0s), ElementsAre("connected"));
 }
 
-TEST_F(DeviceTest, FailsWithTheGivenErrorAndTheRequestHasEnded) {
+TEST_F(DeviceTest, FailsWithTheGivenErrorAndEndsTheRequest) {
   device.setConnectBehaviour(ConnectBehaviour::fails("Peer is busy.", 30ms));
   recorder().script.connect = false;
   scheduler.advance(0s);
@@ -122,13 +122,13 @@ TEST_F(DeviceTest, ScriptsTheNextAttempts) {
                                      "connected"));
 }
 
-TEST_F(DeviceTest, AnAttemptThatNeverCompletesIsNotRepeatedAndNotAnswered) {
+TEST_F(DeviceTest, AnAttemptThatNeverCompletesIsNeitherRepeatedNorAnswered) {
   device.setConnectBehaviour(ConnectBehaviour::never());
   EXPECT_THAT(after(1h), ElementsAre("state 5"));
   EXPECT_GT(recorder().discoveries, 10000) << "each discovery asked again";
 }
 
-TEST_F(DeviceTest, AnAttemptThatNeverCompletesBeginsAnewWhenTheBehaviourChanges) {
+TEST_F(DeviceTest, AnAttemptThatNeverCompletesRestartsWhenTheBehaviourChanges) {
   recorder().script.discover = false;
   device.setConnectBehaviour(ConnectBehaviour::never());
   after(1min);
@@ -137,7 +137,7 @@ TEST_F(DeviceTest, AnAttemptThatNeverCompletesBeginsAnewWhenTheBehaviourChanges)
   EXPECT_THAT(after(1ms), ElementsAre("connected"));
 }
 
-TEST_F(DeviceTest, AskingAgainWhileAskedOrConnectedIsNotAnswered) {
+TEST_F(DeviceTest, RepeatedRequestsAreNotAnswered) {
   recorder().script = {.connect = false, .discover = false};
   scheduler.advance(0s);
   recorder().take();
@@ -149,7 +149,7 @@ TEST_F(DeviceTest, AskingAgainWhileAskedOrConnectedIsNotAnswered) {
   EXPECT_EQ(device.connections(), 1U);
 }
 
-TEST_F(DeviceTest, ARequestStandsWhileTheDeviceIsAway) {
+TEST_F(DeviceTest, KeepsARequestPendingWhileTheDeviceIsAway) {
   bringUp();
   device.setInRange(false);
   EXPECT_THAT(after(10h), ElementsAre("disconnected: The connection has timed out unexpectedly."));
@@ -170,7 +170,7 @@ TEST_F(DeviceTest, GoingAwayInterruptsAnAttempt) {
   EXPECT_THAT(after(1s), ElementsAre("connected"));
 }
 
-TEST_F(DeviceTest, LosesTheLinkWithAndWithoutAnErrorTellingOnce) {
+TEST_F(DeviceTest, ReportsALossWithOrWithoutAnErrorOnce) {
   bringUp();
   recorder().script.reconnect = false;
   recorder().script.connect = false;
@@ -187,7 +187,7 @@ TEST_F(DeviceTest, LosesTheLinkWithAndWithoutAnErrorTellingOnce) {
   EXPECT_THAT(after(0s), IsEmpty());
 }
 
-TEST_F(DeviceTest, ARequestDuringTheLossCountsAsMadeWhileConnected) {
+TEST_F(DeviceTest, IgnoresARequestDuringTheLoss) {
   bringUp();
   recorder().script = {.scan = false, .connect = false, .reconnect = false};
   device.loseLink();

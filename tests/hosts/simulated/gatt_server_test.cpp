@@ -31,7 +31,7 @@ TEST_F(GattServerTest, ListsServicesAndCharacteristicsInItsOrder) {
                           "characteristics 0", "subscribed 00", "subscribed 47"));
 }
 
-TEST_F(GattServerTest, AddsTheStrapsProfileInAStatedOrder) {
+TEST_F(GattServerTest, AddsTheStrapsProfileInAGivenOrder) {
   device.setServices({});
   addStrapProfile(device);
   EXPECT_THAT(after(1s), ElementsAre("state 5", "connected", "services 1", "characteristics 5",
@@ -74,7 +74,7 @@ TEST_F(GattServerTest, DiscoversWithAFilter) {
   EXPECT_EQ(recorder().lastCharacteristics[0]->UUID(), foreign);
 }
 
-TEST_F(GattServerTest, ShowsTheSameObjectsAtEveryDiscoveryOfAConnection) {
+TEST_F(GattServerTest, ReportsTheSameObjectsAtEveryDiscoveryOfAConnection) {
   bringUp();
   const auto service = recorder().lastServices[0];
   const auto characteristic = recorder().lastCharacteristics[0];
@@ -148,14 +148,14 @@ TEST_F(GattServerTest, RefusesASubscription) {
   EXPECT_EQ(device.sent(battery), 0U);
 }
 
-TEST_F(GattServerTest, ASilentSubscriptionBeginsUnconfirmed) {
+TEST_F(GattServerTest, ASilentSubscriptionStartsUnconfirmed) {
   device.setSubscription(SubscriptionAnswer::silent());
   EXPECT_THAT(after(1s), ElementsAre("state 5", "connected", "services 1", "characteristics 1"));
   EXPECT_TRUE(device.notify(battery, {1}));
   EXPECT_THAT(after(0s), ElementsAre("value 47 01"));
 }
 
-TEST_F(GattServerTest, DataMayFlowBeforeTheConfirmation) {
+TEST_F(GattServerTest, DeliversValuesBeforeTheConfirmation) {
   device.setSubscription(SubscriptionAnswer::lateConfirmation(10s));
   scheduler.advance(1s);
   recorder().take();
@@ -163,7 +163,7 @@ TEST_F(GattServerTest, DataMayFlowBeforeTheConfirmation) {
   EXPECT_THAT(after(10s), ElementsAre("value 47 10", "subscribed 47"));
 }
 
-TEST_F(GattServerTest, ASubscriptionMayBeConfirmedTwiceAndDataStillComesOnce) {
+TEST_F(GattServerTest, ASubscriptionConfirmedTwiceDeliversNoDuplicates) {
   device.setSubscription({.times = 2});
   scheduler.advance(1s);
   recorder().take();
@@ -181,7 +181,7 @@ TEST_F(GattServerTest, Unsubscribes) {
   EXPECT_FALSE(device.notify(battery, {0x02}));
 }
 
-TEST_F(GattServerTest, TellsItsObserverOfEveryBeginningAndEnd) {
+TEST_F(GattServerTest, NotifiesItsObserverOfEveryStartAndEnd) {
   std::vector<bool> seen;
   device.setSubscriptionObserver(
       [&](const CBUUID& uuid) { seen.push_back(device.isSubscribed(uuid)); });
@@ -194,7 +194,7 @@ TEST_F(GattServerTest, TellsItsObserverOfEveryBeginningAndEnd) {
 
 // Values --------------------------------------------------------------------------------------
 
-TEST_F(GattServerTest, DeliversEachValueOnceInOrderWithItsOwnBytes) {
+TEST_F(GattServerTest, DeliversEachValueOnceAndInOrder) {
   bringUp();
   device.notify(battery, {0x01});
   device.notify(battery, {});
@@ -207,7 +207,7 @@ TEST_F(GattServerTest, DeliversEachValueOnceInOrderWithItsOwnBytes) {
   EXPECT_EQ(device.sent(battery), 5U);
 }
 
-TEST_F(GattServerTest, TakesValuesOfAnyLength) {
+TEST_F(GattServerTest, AcceptsValuesOfAnyLength) {
   bringUp();
   for (const std::size_t length : {0U, 1U, 20U, 512U, 5000U}) {
     device.notify(battery, std::vector<std::uint8_t>(length, 0xAA));
@@ -217,7 +217,7 @@ TEST_F(GattServerTest, TakesValuesOfAnyLength) {
   }
 }
 
-TEST_F(GattServerTest, ValuesBeforeALossInTheSameInstantArriveBeforeItIsTold) {
+TEST_F(GattServerTest, DeliversValuesBeforeALossAtTheSameTime) {
   bringUp();
   device.notify(battery, {0x01});
   device.notify(battery, {0x02});
@@ -228,7 +228,7 @@ TEST_F(GattServerTest, ValuesBeforeALossInTheSameInstantArriveBeforeItIsTold) {
   EXPECT_EQ(device.sent(battery), 2U);
 }
 
-TEST_F(GattServerTest, AValueNotifiedFromACallbackComesLater) {
+TEST_F(GattServerTest, AValueNotifiedDuringACallbackArrivesLater) {
   bringUp();
   bool inside = false;
   int nested = 0;
@@ -242,7 +242,7 @@ TEST_F(GattServerTest, AValueNotifiedFromACallbackComesLater) {
   EXPECT_EQ(after(0s).size(), 4U);
 }
 
-TEST_F(GattServerTest, WithoutConnectionOrSubscriptionNothingIsSent) {
+TEST_F(GattServerTest, SendsNothingWithoutConnectionOrSubscription) {
   EXPECT_FALSE(device.notify(battery, {1}));
   recorder().script.subscribe = false;
   bringUp();

@@ -23,7 +23,7 @@ TEST_F(LinkTest, LateAnswersOfAnEndedConnectionAreNeverDelivered) {
   EXPECT_THAT(after(1h), ElementsAre("state 5", "connected", "disconnected", "connected"));
 }
 
-TEST_F(LinkTest, LateSubscriptionsOfAnEndedConnectionDoNotBegin) {
+TEST_F(LinkTest, LateSubscriptionsOfAnEndedConnectionDoNotStart) {
   device.setSubscription({.latency = 1s});
   scheduler.advance(500ms);
   device.setServiceDiscovery(DiscoveryAnswer::never());
@@ -51,7 +51,7 @@ TEST_F(LinkTest, ObjectsOfAnEarlierConnectionAreHarmless) {
   EXPECT_EQ(service->UUID(), serviceA);
 }
 
-TEST_F(LinkTest, WithoutAConnectionNothingIsAnswered) {
+TEST_F(LinkTest, AnswersNothingWithoutAConnection) {
   bringUp();
   recorder().script = {.scan = false, .connect = false, .reconnect = false};
   device.loseLink();

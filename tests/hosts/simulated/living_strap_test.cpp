@@ -29,7 +29,7 @@ TEST(LivingStrap, IsFoundAndSubscribedTo) {
   EXPECT_GT(living.device().counts(simulator::Stream::ecg).samplesSent, 9U * 500);
 }
 
-TEST(LivingStrap, LosesItsLinkAsOftenAsItsPlanSays) {
+TEST(LivingStrap, LosesItsLinkAsPlanned) {
   MainQueue queue;
   const LivingStrap living(queue, {}, 2000);
   const Session session;

@@ -60,14 +60,14 @@ TEST_F(PacerTest, MultipliesBySpeed) {
   EXPECT_EQ(fast.speed(), 100);
 }
 
-TEST_F(PacerTest, RunsSlowerThanTheWallClockToo) {
+TEST_F(PacerTest, RunsSlowerThanTheWallClock) {
   const Pacer slow(queue, scheduler, 0.25, options());
   wall += 10s;
   turn();
   EXPECT_EQ(scheduler.now(), 2500ms);
 }
 
-TEST_F(PacerTest, BeginsWhereTheSchedulerStands) {
+TEST_F(PacerTest, StartsAtTheTimeOfTheScheduler) {
   scheduler.advance(5s);
   const Pacer pacer(queue, scheduler, 2, options());
   wall += 1s;
@@ -75,7 +75,7 @@ TEST_F(PacerTest, BeginsWhereTheSchedulerStands) {
   EXPECT_EQ(scheduler.now(), 7s);
 }
 
-TEST_F(PacerTest, StopsWhenItIsDestroyed) {
+TEST_F(PacerTest, StopsOnDestruction) {
   {
     const Pacer pacer(queue, scheduler, 1, options());
     turn();
@@ -85,7 +85,7 @@ TEST_F(PacerTest, StopsWhenItIsDestroyed) {
   EXPECT_EQ(scheduler.now(), 0s);
 }
 
-TEST_F(PacerTest, RefusesEverySpeedThatIsNone) {
+TEST_F(PacerTest, RefusesInvalidSpeeds) {
   constexpr double endless = std::numeric_limits<double>::infinity();
   for (const double speed : std::vector<double>{0.0, -0.0, -1.0, endless, -endless, notANumber}) {
     EXPECT_THROW(Pacer(queue, scheduler, speed), std::invalid_argument) << speed;
@@ -95,7 +95,7 @@ TEST_F(PacerTest, RefusesEverySpeedThatIsNone) {
   EXPECT_EQ(pacer.speed(), 3);
 }
 
-TEST_F(PacerTest, SaysWhichSpeedItRefuses) {
+TEST_F(PacerTest, ReportsTheRefusedSpeed) {
   try {
     const Pacer pacer(queue, scheduler, -2.5);
     FAIL();
@@ -104,7 +104,7 @@ TEST_F(PacerTest, SaysWhichSpeedItRefuses) {
   }
 }
 
-TEST_F(PacerTest, RefusesOptionsThatCannotWork) {
+TEST_F(PacerTest, RefusesInvalidOptions) {
   Pacer::Options none = options(0);
   EXPECT_THROW(Pacer(queue, scheduler, 1, none), std::invalid_argument);
   Pacer::Options still = options();
@@ -132,7 +132,7 @@ TEST_F(PacerTest, ChangesItsSpeedFromNowOn) {
   EXPECT_EQ(pacer.behind(), 0s);
 }
 
-TEST_F(PacerTest, ATurnEndsAfterItsEventsAndTheQueueGoesOn) {
+TEST_F(PacerTest, ATurnEndsAfterItsMaximumOfEvents) {
   const Pacer pacer(queue, scheduler, 1, options(10));
   std::vector<int> ran;
   for (int i = 0; i < 25; ++i) {
@@ -152,7 +152,7 @@ TEST_F(PacerTest, ATurnEndsAfterItsEventsAndTheQueueGoesOn) {
   EXPECT_EQ(ran, expected);
 }
 
-TEST_F(PacerTest, ATurnEndsAfterItsTimeAndGoesOnWithoutEnd) {
+TEST_F(PacerTest, ATurnEndsAfterItsMaximumOfTime) {
   Pacer::Options slowMachine = options();
   slowMachine.workPerTurn = 10ms;
   const Pacer pacer(queue, scheduler, 1000, slowMachine);
@@ -207,7 +207,7 @@ TEST_F(PacerTest, TheOrderOfEventsDoesNotDependOnTheWallClock) {
   for (const auto& run : runs) EXPECT_EQ(run, runs.front());
 }
 
-TEST_F(PacerTest, RunsByTheRealClockWithoutOptions) {
+TEST_F(PacerTest, UsesTheRealClockByDefault) {
   const Pacer pacer(queue, scheduler, 1000);
   bool called = false;
   scheduler.after(5s, [&] {

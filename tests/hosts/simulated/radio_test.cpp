@@ -30,7 +30,7 @@ class RadioTest : public testing::Test {
   Radio radio{scheduler};
 };
 
-TEST(Radio, IsTheHostInUseForAsLongAsItLives) {
+TEST(Radio, IsTheCurrentHostDuringItsLifetime) {
   Scheduler scheduler;
   EXPECT_EQ(Host::current(), nullptr);
   {
@@ -40,7 +40,7 @@ TEST(Radio, IsTheHostInUseForAsLongAsItLives) {
   EXPECT_EQ(Host::current(), nullptr);
 }
 
-TEST_F(RadioTest, TellsTheStateOnceAfterTheCreationNotFromInside) {
+TEST_F(RadioTest, ReportsTheStateOnceAfterTheCreation) {
   Session session({.scan = false});
   EXPECT_THAT(session.recorder->log, IsEmpty());
   EXPECT_EQ(session.central->state(), CBManagerState::unknown);
@@ -49,7 +49,7 @@ TEST_F(RadioTest, TellsTheStateOnceAfterTheCreationNotFromInside) {
   EXPECT_EQ(session.central->state(), CBManagerState::poweredOn);
 }
 
-TEST(Radio, BeginsInAnyState) {
+TEST(Radio, StartsInAnyState) {
   for (const auto state : {CBManagerState::unsupported, CBManagerState::unauthorized,
                            CBManagerState::poweredOff, CBManagerState::resetting}) {
     Scheduler scheduler;
@@ -61,7 +61,7 @@ TEST(Radio, BeginsInAnyState) {
   }
 }
 
-TEST_F(RadioTest, TellsEveryChangeInOrderEachWithItsOwnState) {
+TEST_F(RadioTest, ReportsEveryChangeInOrderWithItsState) {
   Session session({.scan = false});
   radio.setState(CBManagerState::poweredOff);
   radio.setState(CBManagerState::resetting);
@@ -100,7 +100,7 @@ TEST_F(RadioTest, AScanBeforeTheRadioIsOnDoesNothing) {
   EXPECT_EQ(session.recorder->discoveries, 0);
 }
 
-TEST_F(RadioTest, FiltersByAdvertisedServicesAndTakesANewFilter) {
+TEST_F(RadioTest, FiltersByAdvertisedServicesAndAcceptsANewFilter) {
   radio.addDevice({.name = "a", .advertisedServices = {serviceA}});
   radio.addDevice({.name = "b", .advertisedServices = {serviceB}});
   const Session session({.scan = false, .connect = false, .logDiscoveries = true});
@@ -118,7 +118,7 @@ TEST_F(RadioTest, FiltersByAdvertisedServicesAndTakesANewFilter) {
   EXPECT_THAT(session.recorder->take(), ElementsAre("discovered a -60", "discovered b -60"));
 }
 
-TEST_F(RadioTest, OffEndsTheScanForGoodUntilItIsAskedForAgain) {
+TEST_F(RadioTest, SwitchingOffEndsTheScanUntilTheNextRequest) {
   radio.addDevice({.name = "Zephly"});
   Session session({.connect = false});
   scheduler.advance(1s);
@@ -134,7 +134,7 @@ TEST_F(RadioTest, OffEndsTheScanForGoodUntilItIsAskedForAgain) {
   EXPECT_GT(session.recorder->discoveries, before);
 }
 
-TEST_F(RadioTest, OffTellsTheStateThenTheEndOfTheConnectionOnce) {
+TEST_F(RadioTest, SwitchingOffReportsTheStateThenOneLoss) {
   Device& device = addDeviceWithBattery();
   Session session;
   scheduler.advance(1s);
@@ -148,7 +148,7 @@ TEST_F(RadioTest, OffTellsTheStateThenTheEndOfTheConnectionOnce) {
   EXPECT_THAT(session.recorder->take(), ElementsAre("value 47 01", "state 4", radioOff));
 }
 
-TEST_F(RadioTest, RequestsMadeWhileItIsOffStandUntilItIsOn) {
+TEST_F(RadioTest, RequestsWhileOffArePendingUntilItIsOn) {
   Device& device = addDeviceWithBattery();
   Session session;
   scheduler.advance(1s);
@@ -163,7 +163,7 @@ TEST_F(RadioTest, RequestsMadeWhileItIsOffStandUntilItIsOn) {
   EXPECT_EQ(device.connections(), 2U);
 }
 
-TEST_F(RadioTest, ARequestThatStandsWhenItGoesOffIsTakenUpAgain) {
+TEST_F(RadioTest, ResumesPendingRequestsWhenSwitchedOnAgain) {
   Device& device = addDeviceWithBattery();
   device.setConnectBehaviour(ConnectBehaviour::succeeds(10s));
   Session session({.discover = false});
@@ -179,7 +179,7 @@ TEST_F(RadioTest, ARequestThatStandsWhenItGoesOffIsTakenUpAgain) {
   EXPECT_THAT(session.recorder->take(), ElementsAre("state 5", "state 4", "state 5", "connected"));
 }
 
-TEST_F(RadioTest, OffAndOnInOneInstantEndsTheConnectionAndMakesANewOne) {
+TEST_F(RadioTest, SwitchingOffAndOnAtOnceReconnects) {
   Device& device = addDeviceWithBattery();
   Session session({.discover = false});
   scheduler.advance(1s);
@@ -218,7 +218,7 @@ TEST_F(RadioTest, APeripheralOfAnotherCentralIsNotConnected) {
   EXPECT_EQ(device.connections(), 0U);
 }
 
-TEST_F(RadioTest, ACentralThatGoesEndsItsLinkScanAndRequests) {
+TEST_F(RadioTest, DestroyingACentralEndsItsLinkScanAndRequests) {
   Device& device = addDeviceWithBattery();
   Device& far = radio.addDevice({.name = "far", .connect = ConnectBehaviour::never()});
   auto session = std::make_unique<Session>();
@@ -237,7 +237,7 @@ TEST_F(RadioTest, ACentralThatGoesEndsItsLinkScanAndRequests) {
   EXPECT_EQ(scheduler.pending(), 0U);
 }
 
-TEST_F(RadioTest, ADelegateThatIsGoneIsSkipped) {
+TEST_F(RadioTest, SkipsADestroyedDelegate) {
   Device& device = addDeviceWithBattery();
   Session session;
   scheduler.advance(1s);
@@ -250,7 +250,7 @@ TEST_F(RadioTest, ADelegateThatIsGoneIsSkipped) {
   EXPECT_FALSE(device.connected()) << "nobody asked for a connection again";
 }
 
-TEST_F(RadioTest, APeripheralDelegateThatIsGoneIsSkippedAndAnotherTakesItsPlace) {
+TEST_F(RadioTest, SkipsADestroyedPeripheralDelegateAndUsesItsSuccessor) {
   Device& device = addDeviceWithBattery();
   const Session session;
   scheduler.advance(1s);
@@ -288,7 +288,7 @@ TEST(Radio, ACentralThatOutlivesItIsInert) {
   EXPECT_EQ(session.recorder->peripheral_->services(), std::nullopt);
 }
 
-TEST(Radio, MayGoWhileAConnectionIsBeingMade) {
+TEST(Radio, MayBeDestroyedDuringAConnectionAttempt) {
   Scheduler scheduler;
   auto radio = std::make_unique<Radio>(scheduler);
   radio->addDevice({.name = "Zephly", .connect = ConnectBehaviour::succeeds(1s)});

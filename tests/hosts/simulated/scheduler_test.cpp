@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using Zephly::simulated::Scheduler;
 using Zephly::simulated::Time;
 
-TEST(Scheduler, StandsStillUnlessItIsStepped) {
+TEST(Scheduler, AdvancesOnlyByStepping) {
   Scheduler scheduler;
   bool called = false;
   scheduler.after(0s, [&] { called = true; });
@@ -25,7 +25,7 @@ TEST(Scheduler, StandsStillUnlessItIsStepped) {
   EXPECT_EQ(scheduler.now(), 0s);
 }
 
-TEST(Scheduler, RunsInOrderOfTimeAndTiesInOrderOfScheduling) {
+TEST(Scheduler, RunsEventsInOrderOfTimeThenOfScheduling) {
   Scheduler scheduler;
   std::string order;
   scheduler.at(2s, [&] { order += "c"; });
@@ -36,7 +36,7 @@ TEST(Scheduler, RunsInOrderOfTimeAndTiesInOrderOfScheduling) {
   EXPECT_EQ(order, "abcd");
 }
 
-TEST(Scheduler, ShowsEachEventItsOwnTime) {
+TEST(Scheduler, NowIsTheTimeOfTheEvent) {
   Scheduler scheduler;
   std::vector<Time> times;
   for (const Time time : {3s, 1s, 2s}) {
@@ -47,7 +47,7 @@ TEST(Scheduler, ShowsEachEventItsOwnTime) {
   EXPECT_EQ(scheduler.now(), 10s);
 }
 
-TEST(Scheduler, RunsWhatIsDueExactlyAtTheEndOfTheStepAndNothingLater) {
+TEST(Scheduler, RunsEventsUpToTheEndOfTheStepInclusive) {
   Scheduler scheduler;
   int calls = 0;
   scheduler.at(1s, [&] { ++calls; });
@@ -70,7 +70,7 @@ TEST(Scheduler, RunsEventsThatEventsSchedule) {
   EXPECT_EQ(times, (std::vector<Time>{1s, 2s, 3s}));
 }
 
-TEST(Scheduler, ATimeThatHasPassedMeansNow) {
+TEST(Scheduler, RunsPastEventsNow) {
   Scheduler scheduler;
   scheduler.advance(5s);
   std::vector<Time> times;
@@ -115,14 +115,14 @@ TEST(Scheduler, DoesNotStepBackwards) {
   EXPECT_EQ(scheduler.now(), 2s);
 }
 
-TEST(Scheduler, IsNotSteppedFromInsideAnEvent) {
+TEST(Scheduler, RefusesToStepWithinAnEvent) {
   Scheduler scheduler;
   scheduler.after(1s, [&] { EXPECT_THROW(scheduler.advance(1s), std::logic_error); });
   scheduler.advance(1s);
   EXPECT_EQ(scheduler.now(), 1s);
 }
 
-TEST(Scheduler, AnExceptionUsesUpItsEventOnly) {
+TEST(Scheduler, AnExceptionConsumesOnlyItsEvent) {
   Scheduler scheduler;
   int calls = 0;
   scheduler.at(1s, [] { throw std::runtime_error("out"); });
@@ -152,7 +152,7 @@ TEST(Scheduler, FarAwayDoesNotOverflow) {
 }
 
 // Against a list that is searched from the start for every step.
-TEST(Scheduler, RandomSequencesRunAsAPlainListWould) {
+TEST(Scheduler, RandomSequencesMatchASortedList) {
   std::mt19937 random(7);
   for (int round = 0; round < 50; ++round) {
     Scheduler scheduler;

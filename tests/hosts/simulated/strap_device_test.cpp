@@ -18,7 +18,7 @@ using boundary::Session;
 using simulator::StrapTime;
 using simulator::Stream;
 
-// Frames from a list; those of a recording begin when it is told that somebody listens.
+// Frames from a list; those of a recording start when all streams are subscribed.
 class ListSource final : public simulator::FrameSource {
  public:
   void listenerReady(StrapTime now) override {
@@ -107,7 +107,7 @@ TEST_F(StrapDeviceTest, CountsFramesAndSamplesPerStream) {
   EXPECT_EQ(strapDevice.totals(), (StrapDevice::Counts{4, 19, 0}));
 }
 
-TEST_F(StrapDeviceTest, TakesOutAndCountsFramesThatNobodyHears) {
+TEST_F(StrapDeviceTest, CountsUnsubscribedFrames) {
   ListSource source;
   source.frames = {{0ms, Stream::ecg, {}}, {1ms, Stream::battery, {}}};
   const StrapDevice strapDevice(device, source);
@@ -135,7 +135,7 @@ TEST_F(StrapDeviceTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
   EXPECT_TRUE(strapDevice.listenerWasReady());
 }
 
-TEST_F(StrapDeviceTest, ARecordingBeginsWithItsListener) {
+TEST_F(StrapDeviceTest, ARecordingStartsWithItsListener) {
   ListSource source;
   source.recording = {{0ms, Stream::motion, {0x01}}, {4ms, Stream::ecg, {0x02}}};
   const StrapDevice strapDevice(device, source);
@@ -144,7 +144,7 @@ TEST_F(StrapDeviceTest, ARecordingBeginsWithItsListener) {
   EXPECT_EQ(values(), 2U);
 }
 
-TEST_F(StrapDeviceTest, LosesTheLinkWhenPlannedAndCountsWhatNobodyHeard) {
+TEST_F(StrapDeviceTest, LosesTheLinkAsPlannedAndCountsUnsubscribedFrames) {
   SteadySource source(10ms);
   StrapDevice strapDevice(device, source);
   strapDevice.loseLinkAt(2s, "Lost.", 3s);
@@ -175,7 +175,7 @@ TEST_F(StrapDeviceTest, IsAbsentForAsLongAsPlanned) {
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(StrapDeviceTest, SwitchedOffItSendsNothingAndTheDeviceStays) {
+TEST_F(StrapDeviceTest, SendsNothingWhenSwitchedOffAndKeepsTheDevice) {
   SteadySource source(10ms);
   {
     StrapDevice strapDevice(device, source);

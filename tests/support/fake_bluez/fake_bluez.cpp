@@ -169,8 +169,8 @@ FakeDevice& FakeBluez::addDevice(DeviceTraits traits) {
 bool FakeBluez::advertise(FakeDevice& device) {
   if (!powered(device.traits.adapter)) return false;
   const bool waited = !device.waiting.empty() && !device.connected && device.connecting.empty();
-  const bool heard = discovering(device.traits.adapter);
-  if (heard) {
+  const bool reported = discovering(device.traits.adapter);
+  if (reported) {
     if (exists(device.path())) {
       change(device.path(), deviceInterface, {{"RSSI", device.rssi}});
     } else {
@@ -179,7 +179,7 @@ bool FakeBluez::advertise(FakeDevice& device) {
     }
   }
   if (waited) begin(device);
-  return heard;
+  return reported;
 }
 
 void FakeBluez::show(FakeDevice& device) {

@@ -6,8 +6,8 @@
 ///   FakeBluez bluez(queue, bus.address());
 ///   bluez.start();
 ///   FakeDevice& strap = bluez.addDevice();
-///   bluez.advertise(strap);                              // heard, when an adapter discovers
-///   bluez.notify(strap, ecgUUID, {1, 2, 3});             // when somebody has subscribed
+///   bluez.advertise(strap);                              // reported while an adapter discovers
+///   bluez.notify(strap, ecgUUID, {1, 2, 3});             // to subscribers
 ///   bluez.dropLink(strap);
 ///
 /// Everything that it does is sent before the call returns; what the other side makes of it needs
@@ -117,9 +117,10 @@ class FakeBluez final : public FakeService {
   // Devices.
 
   FakeDevice& addDevice(DeviceTraits traits = {});
-  /// Is heard, when its adapter discovers; says whether it was. Lets a waiting Connect() succeed.
+  /// Reports the device if its adapter discovers, and returns whether it does. Completes a waiting
+  /// Connect().
   bool advertise(FakeDevice& device);
-  /// Shows the device although nothing was heard, as from the cache.
+  /// Shows the device without an advertisement, as from the cache.
   void show(FakeDevice& device);
   /// Goes on after a `hold`.
   void proceed(FakeDevice& device);
@@ -127,7 +128,7 @@ class FakeBluez final : public FakeService {
   void connectByItself(FakeDevice& device);
   /// A waiting Connect() fails.
   void failConnect(FakeDevice& device, const std::string& text = "le-connection-abort-by-local");
-  /// The link ends; newer daemons tell a reason by a signal first.
+  /// Ends the link; newer daemons report the reason by a signal first.
   void dropLink(FakeDevice& device, const std::optional<std::string>& reason = std::nullopt);
   /// The object goes away.
   void forget(FakeDevice& device);

@@ -36,20 +36,21 @@ class FakeBluezTest : public testing::Test {
       if (sd_bus_message_is_signal(&message, nullptr, nullptr) <= 0) return false;
       const std::string path = sd_bus_message_get_path(&message);
       if (path != "/org/freedesktop/DBus") {
-        heard.push_back(std::string(sd_bus_message_get_member(&message)) + " " + textOf(message));
+        received.push_back(std::string(sd_bus_message_get_member(&message)) + " " +
+                           textOf(message));
       }
       return true;
     });
     client->match("type='signal',sender='org.bluez'");
   }
-  // The answer, with the signals that came before it in `heard`.
+  // The answer, with the signals that came before it in `received`.
   std::string ask(const std::string& path, const char* interface, const char* method) {
     std::string answer = "none";
     client->call("org.bluez", path.c_str(), interface, method, [&](sd_bus_message& message) {
       const sd_bus_error* error = sd_bus_message_get_error(&message);
       answer =
           error == nullptr ? textOf(message) : std::string(error->name) + ": " + error->message;
-      heard.emplace_back("reply");
+      received.emplace_back("reply");
     });
     turnUntil([&] { return answer != "none"; });
     return answer;
@@ -60,8 +61,8 @@ class FakeBluezTest : public testing::Test {
   // What was announced up to now.
   std::vector<std::string> signals() {
     ask("/", "org.freedesktop.DBus.Peer", "Ping");
-    heard.pop_back();
-    return std::exchange(heard, {});
+    received.pop_back();
+    return std::exchange(received, {});
   }
   std::string discover() { return ask("/org/bluez/hci0", "org.bluez.Adapter1", "StartDiscovery"); }
   std::string connectStrap() { return ask(strap.path(), "org.bluez.Device1", "Connect"); }
@@ -77,7 +78,7 @@ class FakeBluezTest : public testing::Test {
   FakeBluez bluez{queue, bus.address()};
   FakeDevice& strap = bluez.addDevice();
   std::unique_ptr<BusConnection> client;
-  std::vector<std::string> heard;
+  std::vector<std::string> received;
 };
 
 TEST_F(FakeBluezTest, ListsItsObjects) {
@@ -86,7 +87,7 @@ TEST_F(FakeBluezTest, ListsItsObjects) {
   EXPECT_THAT(objects, HasSubstr("Powered=true"));
 }
 
-TEST_F(FakeBluezTest, ADeviceIsHeardOnlyWhileSomebodyDiscovers) {
+TEST_F(FakeBluezTest, ReportsADeviceOnlyDuringADiscovery) {
   EXPECT_FALSE(bluez.advertise(strap));
   EXPECT_EQ(discover(), "");
   EXPECT_EQ(discover(), "org.bluez.Error.InProgress: Operation already in progress");
@@ -104,7 +105,7 @@ TEST_F(FakeBluezTest, DiscoveryEndsWithTheClient) {
   turnUntil([&] { return !bluez.discovering(); });
 }
 
-TEST_F(FakeBluezTest, AConnectionComesAboutInTheOrderOfTheRealOne) {
+TEST_F(FakeBluezTest, AConnectionHasTheOrderOfTheRealBlueZ) {
   discover();
   bluez.advertise(strap);
   signals();
@@ -117,7 +118,7 @@ TEST_F(FakeBluezTest, AConnectionComesAboutInTheOrderOfTheRealOne) {
   EXPECT_THAT(all[10], HasSubstr("ServicesResolved=true"));
 }
 
-TEST_F(FakeBluezTest, StepsOfAConnectionAreTheTestsToChoose) {
+TEST_F(FakeBluezTest, ATestControlsTheStepsOfAConnection) {
   strap.onConnect = {ConnectStep::reply, ConnectStep::hold, ConnectStep::resolved,
                      ConnectStep::connected};
   discover();
@@ -143,7 +144,7 @@ TEST_F(FakeBluezTest, ASilentDeviceConnectsWhenItAdvertises) {
   turnUntil([&] { return connected; });
 }
 
-TEST_F(FakeBluezTest, ValuesGoToThoseWhoSubscribed) {
+TEST_F(FakeBluezTest, SendsValuesToSubscribers) {
   bringUp();
   EXPECT_FALSE(bluez.notify(strap, ecg, {1, 2}));
   const std::string path = FakeBluez::characteristic(strap, ecg)->path;
@@ -164,13 +165,13 @@ TEST_F(FakeBluezTest, ADropIsOneSignal) {
   EXPECT_EQ(all.size(), 3U) << "objects are not added again";
 }
 
-TEST_F(FakeBluezTest, EndsAsTheRealOneEnds) {
+TEST_F(FakeBluezTest, EndsLikeTheRealBlueZ) {
   bringUp();
   bluez.terminate();
-  turnUntil([&] { return heard.size() == 13; });  // the last is the root of the tree
-  EXPECT_THAT(heard.front(), HasSubstr("Connected=false"));
-  EXPECT_THAT(heard.back(), StartsWith("InterfacesRemoved /org/bluez "));
-  heard.clear();
+  turnUntil([&] { return received.size() == 13; });  // the last is the root of the tree
+  EXPECT_THAT(received.front(), HasSubstr("Connected=false"));
+  EXPECT_THAT(received.back(), StartsWith("InterfacesRemoved /org/bluez "));
+  received.clear();
   bluez.start(false);
   EXPECT_THAT(signals(), ElementsAre(HasSubstr("/org/bluez "), HasSubstr("Powered=false")));
   EXPECT_EQ(discover(), "org.bluez.Error.NotReady: Resource Not Ready");
@@ -179,7 +180,7 @@ TEST_F(FakeBluezTest, EndsAsTheRealOneEnds) {
   EXPECT_THAT(signals(), IsEmpty());
 }
 
-TEST_F(FakeBluezTest, AScriptDecidesOnAnswersAndSignals) {
+TEST_F(FakeBluezTest, AScriptControlsAnswersAndSignals) {
   bluez.script("StartDiscovery", Answer::refuse("org.bluez.Error.Failed", "No."));
   EXPECT_EQ(discover(), "org.bluez.Error.Failed: No.");
   bluez.script("StartDiscovery", Answer::wrong([](sd_bus_message& message) {
@@ -189,7 +190,7 @@ TEST_F(FakeBluezTest, AScriptDecidesOnAnswersAndSignals) {
   signals();
   bluez.fate = [](const std::string&, const std::string&) { return Fate::twice; };
   bluez.advertise(strap);
-  EXPECT_EQ(signals().size(), 4U) << "appeared and heard";
+  EXPECT_EQ(signals().size(), 4U) << "appeared and received";
   bluez.fate = [](const std::string&, const std::string&) { return Fate::held; };
   bluez.advertise(strap);
   EXPECT_THAT(signals(), IsEmpty());
@@ -203,7 +204,7 @@ TEST_F(FakeBluezTest, AScriptDecidesOnAnswersAndSignals) {
   EXPECT_THAT(signals(), ElementsAre(HasSubstr("RSSI=loud")));
 }
 
-TEST_F(FakeBluezTest, TheBusMayForbidIt) {
+TEST_F(FakeBluezTest, TheBusMayDenyAccess) {
   bus.allow(false);
   bus.reload();
   EXPECT_THAT(discover(), StartsWith("org.freedesktop.DBus.Error.AccessDenied"));

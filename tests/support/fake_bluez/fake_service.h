@@ -66,7 +66,7 @@ class FakeService {
   bool running() const { return connection_ != nullptr; }
   bool exists(const std::string& path) const { return objects_.contains(path); }
   bool exists(const std::string& path, const std::string& interface) const;
-  /// Ends as a process that is killed: the bus alone tells it.
+  /// Ends like a killed process: only the bus reports it.
   virtual void kill();
 
   // The script.
@@ -110,12 +110,12 @@ class FakeService {
   void reply(const CallPointer& call, const Writer& body = {});
   void refuse(const CallPointer& call, const std::string& name, const std::string& text);
   Properties& properties(const std::string& path, const std::string& interface);
-  /// Sets them and tells it.
+  /// Sets properties and signals the change.
   void change(const std::string& path, const std::string& interface, const Properties& changed);
-  /// Puts an object in place and tells it.
+  /// Adds an object and signals it.
   void add(const std::string& path, const std::string& interface, Properties properties);
   void add(const std::string& path, Interfaces interfaces);
-  /// Takes the object and everything below it away and tells it, the deepest first.
+  /// Removes the object and everything below it and signals it, the deepest first.
   void remove(const std::string& path);
 
   Zephly::main_queue::MainQueue& queue() { return queue_; }

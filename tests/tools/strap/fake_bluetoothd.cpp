@@ -39,7 +39,7 @@ void FakeBluetoothd::disconnect(const std::string& device) {
   change(device, deviceInterface, {{"Connected", false}});
 }
 
-std::vector<std::string> FakeBluetoothd::heard() const {
+std::vector<std::string> FakeBluetoothd::recordedCalls() const {
   std::vector<std::string> texts;
   for (std::size_t i = forgotten_; i < log().size(); ++i) {
     const fake_bluez::Call& call = *log()[i];
@@ -51,7 +51,7 @@ std::vector<std::string> FakeBluetoothd::heard() const {
 }
 
 bool FakeBluetoothd::wasCalled(const std::string& call) const {
-  const auto all = heard();
+  const auto all = recordedCalls();
   return std::find(all.begin(), all.end(), call) != all.end();
 }
 

@@ -30,7 +30,7 @@ class FakeBluetoothd final : public fake_bluez::FakeService {
 
   /// "hci0 RegisterApplication /org/zephly/strap {}", all but the reading of objects, since
   /// forget(); the part before the method is the last one of the path.
-  std::vector<std::string> heard() const;
+  std::vector<std::string> recordedCalls() const;
   void forget() { forgotten_ = log().size(); }
   bool wasCalled(const std::string& call) const;
   /// The connection that has registered an application last; empty when there was none.

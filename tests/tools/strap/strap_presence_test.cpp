@@ -95,7 +95,7 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
   void until(const std::function<bool()>& condition) {
     ASSERT_TRUE(turnUntil(queue, condition))
         << "lines: " << testing::PrintToString(lines)
-        << ", calls: " << testing::PrintToString(bluetoothd.heard());
+        << ", calls: " << testing::PrintToString(bluetoothd.recordedCalls());
   }
 
   Reply call(const std::string& path, const std::string& interface, const std::string& method,
@@ -128,7 +128,7 @@ TEST_F(StrapPresenceTest, RegistersTheApplicationAndThenAdvertises) {
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), ElementsAre(registerApplication, advertise));
+  EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(registerApplication, advertise));
   EXPECT_THAT(lines, ElementsAre("adapter hci0 (00:00:00:00:00:0A)", "registered on hci0",
                                  "advertising as \"Zephly\" on hci0"));
 }
@@ -247,7 +247,7 @@ TEST_F(StrapPresenceTest, WhatIsRegisteredFromBeforeIsTakenBackFirst) {
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(),
+  EXPECT_THAT(bluetoothd.recordedCalls(),
               ElementsAre(registerApplication, advertise, stopAdvertising, advertise));
 }
 
@@ -278,7 +278,7 @@ TEST_F(StrapPresenceTest, AfterThePowerWasOffItAdvertisesAgainWithTheSameApplica
   untilCall(stopAdvertising);
   bluetoothd.power(true);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), ElementsAre(stopAdvertising, advertise));
+  EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(stopAdvertising, advertise));
 }
 
 TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) {
@@ -292,10 +292,10 @@ TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) 
   bluetoothd.addAdapter("hci0", false);
   bluetoothd.start();
   untilLine("adapter hci0 (00:00:00:00:00:0A)");
-  EXPECT_THAT(bluetoothd.heard(), IsEmpty());
+  EXPECT_THAT(bluetoothd.recordedCalls(), IsEmpty());
   bluetoothd.power(true);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), ElementsAre(registerApplication, advertise));
+  EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(registerApplication, advertise));
 }
 
 TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
@@ -307,14 +307,14 @@ TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
   bluetoothd.addAdapter("hci0", true, true, "00:00:00:00:00:0C");
   bluetoothd.addAdapter("hci1");
   untilLine("advertising as \"Zephly\" on hci1");
-  EXPECT_THAT(bluetoothd.heard(), Not(Contains(StartsWith("hci0"))));
+  EXPECT_THAT(bluetoothd.recordedCalls(), Not(Contains(StartsWith("hci0"))));
 }
 
 TEST_F(StrapPresenceTest, AnAdvertisementThatIsEndedByTheServiceIsBegunAgain) {
   bringUp();
   EXPECT_TRUE(call("/org/zephly/advertisement", "org.bluez.LEAdvertisement1", "Release"));
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), ElementsAre(advertise));
+  EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(advertise));
 }
 
 TEST_F(StrapPresenceTest, TellsWhoIsConnected) {
@@ -350,7 +350,7 @@ TEST_F(StrapPresenceTest, WithoutALinkOnlyTheAbsenceHappens) {
   bringUp();
   presence->loseLink(1ms);
   untilLine("advertising as \"Zephly\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), ElementsAre(stopAdvertising, advertise));
+  EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(stopAdvertising, advertise));
 }
 
 TEST_F(StrapPresenceTest, ADisconnectionThatFailsIsToldAndTheStrapComesBack) {
@@ -378,8 +378,9 @@ TEST_F(StrapPresenceTest, LeavingTakesEverythingBackAndDisconnects) {
   presence.reset();
   untilCall(disconnectCentral);
   untilCall(unregisterApplication);
-  EXPECT_THAT(bluetoothd.heard(), testing::UnorderedElementsAre(stopAdvertising, disconnectCentral,
-                                                                unregisterApplication));
+  EXPECT_THAT(
+      bluetoothd.recordedCalls(),
+      testing::UnorderedElementsAre(stopAdvertising, disconnectCentral, unregisterApplication));
 }
 
 TEST_F(StrapPresenceTest, AfterLeavingNothingIsDoneAnyMore) {
@@ -392,7 +393,7 @@ TEST_F(StrapPresenceTest, AfterLeavingNothingIsDoneAnyMore) {
   presence->loseLink(0s);
   EXPECT_FALSE(presence->carry({0s, Stream::ecg, {1}}));
   call(ecgPath, "org.freedesktop.DBus.Peer", "Ping");
-  EXPECT_THAT(bluetoothd.heard(), IsEmpty());
+  EXPECT_THAT(bluetoothd.recordedCalls(), IsEmpty());
 }
 
 TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
@@ -402,7 +403,7 @@ TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
   bluetoothd.start();
   open();
   untilLine("advertising as \"Zephly 2\" on hci0");
-  EXPECT_THAT(bluetoothd.heard(), Contains("hci0 Set org.bluez.Adapter1 Alias Zephly 2"));
+  EXPECT_THAT(bluetoothd.recordedCalls(), Contains("hci0 Set org.bluez.Adapter1 Alias Zephly 2"));
   bluetoothd.forget();
   presence->leave();
   untilCall("hci0 Set org.bluez.Adapter1 Alias workstation");

@@ -164,7 +164,7 @@ class StrapOnTheAir : public testing::Test {
 
   void until(const std::function<bool()>& condition) {
     ASSERT_TRUE(turnUntil(queue, condition, 30s))
-        << "calls: " << testing::PrintToString(bluetoothd.heard());
+        << "calls: " << testing::PrintToString(bluetoothd.recordedCalls());
   }
   bool called(const std::string& call) const { return bluetoothd.wasCalled(call); }
 

@@ -26,8 +26,8 @@ using capture::CaptureError;
 using capture::Record;
 using captures::Bytes;
 using captures::ScratchDirectory;
-using sessions::Heard;
 using sessions::LiveWorld;
+using sessions::ReceivedSession;
 using sessions::Replayed;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -36,14 +36,14 @@ using testing::StartsWith;
 
 struct Session {
   std::vector<Record> records;
-  Heard heard;
+  ReceivedSession received;
 };
 
 Session session(simulator::StrapTime duration) {
   LiveWorld world;
   world.scheduler.advance(duration);
   std::vector<Record> records = world.end();
-  return {std::move(records), world.heard()};
+  return {std::move(records), world.received()};
 }
 
 std::string atByte(const std::filesystem::path& file, std::uint64_t offset) {
@@ -51,10 +51,10 @@ std::string atByte(const std::filesystem::path& file, std::uint64_t offset) {
 }
 
 // Whether `part` is how `whole` begins.
-testing::AssertionResult beginsWith(const Heard& whole, const Heard& part) {
-  Heard beginning = whole;
+testing::AssertionResult beginsWith(const ReceivedSession& whole, const ReceivedSession& part) {
+  ReceivedSession beginning = whole;
   if (part.events.size() > whole.events.size() || part.lines.size() > whole.lines.size()) {
-    return testing::AssertionFailure() << "more was heard";
+    return testing::AssertionFailure() << "more events than expected";
   }
   beginning.events.resize(part.events.size());
   beginning.lines.resize(part.lines.size());
@@ -99,9 +99,9 @@ TEST(ReplaySourceTest, TheDurationEndsItEarlier) {
     const Replayed part = sessions::replay(file, speed, 1s);
     EXPECT_EQ(part.report.duration, 1s);
     EXPECT_THAT(part.report.complaints, IsEmpty());
-    EXPECT_TRUE(beginsWith(whole.heard, part.heard));
-    EXPECT_GT(part.heard.events.size(), 300U);
-    EXPECT_LT(part.heard.events.size(), whole.heard.events.size() / 2);
+    EXPECT_TRUE(beginsWith(whole.received, part.received));
+    EXPECT_GT(part.received.events.size(), 300U);
+    EXPECT_LT(part.received.events.size(), whole.received.events.size() / 2);
   }
 }
 
@@ -177,7 +177,7 @@ TEST(ReplaySourceTest, WithoutItsEndItIsPlayedAndThatIsSaid) {
   const Bytes bytes = captures::captureOf(whole.records);
   const auto file = scratch.file("a.zcap", bytes);
   const Replayed again = sessions::replay(file);
-  EXPECT_TRUE(sessions::sameSession(whole.heard, again.heard));
+  EXPECT_TRUE(sessions::sameSession(whole.received, again.received));
   EXPECT_THAT(again.report.complaints,
               ElementsAre(atByte(file, bytes.size()) + "the capture stops here without its end"));
 }
@@ -185,7 +185,7 @@ TEST(ReplaySourceTest, WithoutItsEndItIsPlayedAndThatIsSaid) {
 TEST(ReplaySourceTest, WithoutAnyRecordItEndsAtOnce) {
   const ScratchDirectory scratch;
   const Replayed nothing = sessions::replay(scratch.file("a.zcap", captures::captureOf({})));
-  EXPECT_THAT(nothing.heard.events, IsEmpty());
+  EXPECT_THAT(nothing.received.events, IsEmpty());
   EXPECT_THAT(nothing.report.complaints, ElementsAre(HasSubstr("without its end")));
 }
 
@@ -194,18 +194,18 @@ TEST(ReplaySourceTest, CutAnywhereItIsPlayedUpToThere) {
   const Session whole = session(150ms);
   const Bytes bytes = captures::captureOf(whole.records);
   const std::vector<std::size_t> beginnings = captures::beginningsOf(whole.records);
-  ASSERT_GT(whole.heard.events.size(), 20U);
+  ASSERT_GT(whole.received.events.size(), 20U);
   std::size_t most = 0;
   for (std::size_t length = beginnings.front(); length < bytes.size(); length += 5) {
     const auto file = scratch.file(
         "a.zcap", Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)));
     const Replayed part = sessions::replay(file);
-    ASSERT_TRUE(beginsWith(whole.heard, part.heard)) << length;
-    ASSERT_GE(part.heard.events.size(), most) << length;
-    most = part.heard.events.size();
+    ASSERT_TRUE(beginsWith(whole.received, part.received)) << length;
+    ASSERT_GE(part.received.events.size(), most) << length;
+    most = part.received.events.size();
     ASSERT_THAT(part.report.complaints, ElementsAre(StartsWith(file.string() + ": at byte ")));
   }
-  EXPECT_EQ(most, whole.heard.events.size());
+  EXPECT_EQ(most, whole.received.events.size());
 }
 
 TEST(ReplaySourceTest, ABitThatIsWrongAnywhereIsSaidAndHarmless) {
@@ -224,7 +224,7 @@ TEST(ReplaySourceTest, ABitThatIsWrongAnywhereIsSaidAndHarmless) {
       continue;
     }
     const Replayed part = sessions::replay(file);
-    ASSERT_TRUE(beginsWith(whole.heard, part.heard)) << position;
+    ASSERT_TRUE(beginsWith(whole.received, part.received)) << position;
     ASSERT_THAT(part.report.complaints, ElementsAre(StartsWith(file.string() + ": at byte ")));
   }
 }
@@ -259,7 +259,8 @@ TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
   EXPECT_EQ(complaintsOf({std::chrono::nanoseconds::min()}), "time runs backwards");
   EXPECT_EQ(complaintsOf({5s, 5s, 5s - 1ns}), "time runs backwards");
   EXPECT_EQ(complaintsOf({1'000'000'001s}), "a time beyond the longest session");
-  EXPECT_EQ(complaintsOf({0s, std::chrono::nanoseconds::max()}), "a time beyond the longest session");
+  EXPECT_EQ(complaintsOf({0s, std::chrono::nanoseconds::max()}),
+            "a time beyond the longest session");
 }
 
 TEST(ReplaySourceTest, WhatTheSessionDoesNotAskForIsOneLine) {

@@ -1,4 +1,4 @@
-// Whether and how a command can be told to play a capture.
+// The options of commands that can play a capture.
 
 #include <tools/watch/source_options.h>
 
