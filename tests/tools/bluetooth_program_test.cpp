@@ -41,7 +41,7 @@ std::vector<json> eventsOf(const Finished& run, const std::string& kind) {
   return events;
 }
 
-TEST(BluetoothProgramTest, SaysOnceWhatIsMissingAndEndsAfterTheDuration) {
+TEST(BluetoothProgramTest, ReportsMissingPrerequisitesOnceAndEndsAfterTheDuration) {
   const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "2"}));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.errors, IsEmpty());
@@ -54,7 +54,7 @@ TEST(BluetoothProgramTest, SaysOnceWhatIsMissingAndEndsAfterTheDuration) {
   EXPECT_GE(summaries.front().at("duration").get<double>(), 2);
 }
 
-TEST(BluetoothProgramTest, TheSummaryTellsNothingThatOnlyTheStrapKnows) {
+TEST(BluetoothProgramTest, TheSummaryOmitsDataThatOnlyTheStrapHas) {
   const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "0.01"}));
   const std::vector<json> summaries = eventsOf(run, "summary");
   ASSERT_THAT(summaries, SizeIs(1));
@@ -68,7 +68,7 @@ TEST(BluetoothProgramTest, TheSummaryTellsNothingThatOnlyTheStrapKnows) {
   EXPECT_EQ(summary.at("linkLosses"), json::array());
 }
 
-TEST(BluetoothProgramTest, WhatNeverArrivedIsComplainedAboutOnRequest) {
+TEST(BluetoothProgramTest, ReportsStreamsThatNeverArrivedOnRequest) {
   const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "0.01", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), AllOf(Contains("zephly monitor: never arrived: connect"),
@@ -87,7 +87,7 @@ TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {
   }
 }
 
-TEST(BluetoothProgramTest, AReaderThatGoesAwayEndsItQuietly) {
+TEST(BluetoothProgramTest, EndsQuietlyWhenItsReaderCloses) {
   Process process(monitorWithoutBluetooth({}));
   process.closeOutput();
   const Finished run = process.finish();
@@ -95,7 +95,7 @@ TEST(BluetoothProgramTest, AReaderThatGoesAwayEndsItQuietly) {
   EXPECT_THAT(run.errors, IsEmpty());
 }
 
-TEST(BluetoothProgramTest, WhatTheHostSaysGoesToTheDiagnosticsToo) {
+TEST(BluetoothProgramTest, WritesHostLinesToTheDiagnosticsToo) {
   const std::filesystem::path path =
       std::filesystem::path(testing::TempDir()) / ("host-lines-" + std::to_string(::getpid()));
   EXPECT_EQ(runProgram(monitorWithoutBluetooth({"--duration", "2", "--diagnostics", path.string()}))
@@ -108,7 +108,7 @@ TEST(BluetoothProgramTest, WhatTheHostSaysGoesToTheDiagnosticsToo) {
   EXPECT_THAT(lines, ElementsAre(HasSubstr("no D-Bus system bus")));
 }
 
-TEST(BluetoothProgramTest, TheScreenShowsWhatItWaitsFor) {
+TEST(BluetoothProgramTest, TheScreenShowsTheMissingPrerequisite) {
   Process process(monitorWithoutBluetooth({"--adapter", "hci7"}), Process::Output::terminal,
                   goodTerminal);
   ASSERT_TRUE(process.readUntil("waiting for "));

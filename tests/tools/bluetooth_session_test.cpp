@@ -93,7 +93,7 @@ int eventsWritten(const Process& process, const std::string& event) {
   return count;
 }
 
-TEST_P(BluetoothSessionTest, EverythingArrivesLossesAreToldAndTheStrapIsReleased) {
+TEST_P(BluetoothSessionTest, DeliversEverythingReportsLossesAndReleasesTheStrap) {
   Process process({"monitor", "--bus", bus.address(), "--adapter", "hci0", "--notifications",
                    GetParam(), "--json"});
   connect(process);
@@ -133,7 +133,7 @@ TEST_P(BluetoothSessionTest, EverythingArrivesLossesAreToldAndTheStrapIsReleased
   EXPECT_FALSE(bluez.discovering());
 }
 
-TEST_P(BluetoothSessionTest, WhatIsMissingIsToldAgainWhenItGoesAndComes) {
+TEST_P(BluetoothSessionTest, ReportsMissingPrerequisitesAgainAfterAChange) {
   Process process({"monitor", "--bus", bus.address(), "--notifications", GetParam()});
   turnUntil(process, [&] { return process.hasWritten("adapter hci0 is ready"); });
   bluez.power("hci0", false);

@@ -122,13 +122,13 @@ INSTANTIATE_TEST_SUITE_P(
                   "--diagnostics: cannot write /nonexistent/file: No such file"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(ProgramTest, TellsTheKitsVersion) {
+TEST(ProgramTest, PrintsTheKitsVersion) {
   const Finished run = runProgram({"--version"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.output, "zephly 1.0 (PROGRAM:Zephly  PROJECT:Zephly-SDK-1)\n");
 }
 
-TEST(ProgramTest, HelpNamesEveryOption) {
+TEST(ProgramTest, HelpListsEveryOption) {
   const Finished run = runProgram({"monitor", "--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* option :
@@ -175,7 +175,7 @@ std::map<std::string, int> countsOf(const std::vector<json>& events) {
   return counts;
 }
 
-TEST(ProgramTest, WholePlanArrivesAndNothingIsLost) {
+TEST(ProgramTest, DeliversTheWholePlanWithoutLoss) {
   const Finished run =
       runProgram(simulatedMonitor({"--duration", "32", "--speed", "1000", "--require-all"}));
   EXPECT_EQ(run.exitCode, 0) << run.errors;
@@ -221,7 +221,7 @@ TEST(ProgramTest, SameSeedGivesTheSameSession) {
   EXPECT_NE(output, runProgram(other).output);
 }
 
-TEST(ProgramTest, WhatIsMissingIsOneLineEachAndExitCode1) {
+TEST(ProgramTest, WritesOneLinePerMissingStreamAndExitsWithCode1) {
   const Finished run =
       runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
@@ -232,7 +232,7 @@ TEST(ProgramTest, WhatIsMissingIsOneLineEachAndExitCode1) {
   EXPECT_EQ(runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000"})).exitCode, 0);
 }
 
-TEST(ProgramTest, DiagnosticLinesGoToAFileAsTheyAre) {
+TEST(ProgramTest, WritesDiagnosticLinesToAFileUnchanged) {
   const std::filesystem::path file =
       std::filesystem::path(testing::TempDir()) / ("diagnostics-" + std::to_string(::getpid()));
   const Finished run = runProgram(
@@ -267,7 +267,7 @@ INSTANTIATE_TEST_SUITE_P(Program, SignalTest, testing::Values(SIGINT, SIGTERM, S
                            return "Signal" + std::to_string(instance.param);
                          });
 
-TEST(ProgramTest, AReaderThatGoesAwayEndsItQuietly) {
+TEST(ProgramTest, EndsQuietlyWhenItsReaderCloses) {
   Process process(simulatedMonitor({"--speed", "20"}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   process.closeOutput();
@@ -276,7 +276,7 @@ TEST(ProgramTest, AReaderThatGoesAwayEndsItQuietly) {
   EXPECT_THAT(run.errors, IsEmpty());
 }
 
-TEST(ProgramTest, AReaderThatDoesNotReadDoesNotKeepASignalFromEndingIt) {
+TEST(ProgramTest, ASignalEndsItDespiteAStalledReader) {
   Process process(simulatedMonitor({"--speed", "1000"}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   // By now more has been written than a pipe holds, or will be in a moment; either way it ends.

@@ -102,7 +102,7 @@ TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
   expectEverySampleArrived(run, "respiration", rows, rows * 5);
 }
 
-TEST(RecordingTest, EndsAtTheDurationIfThatIsEarlier) {
+TEST(RecordingTest, EndsAtAnEarlierDuration) {
   std::string text = "ECG\n";
   for (int row = 0; row < 1000; ++row) text += std::to_string(row % 7) + "\n";
   const File file(text);
@@ -123,7 +123,7 @@ void PrintTo(const Malformed& malformed, std::ostream* stream) { *stream << malf
 
 class MalformedRecording : public testing::TestWithParam<Malformed> {};
 
-TEST_P(MalformedRecording, IsOneLineWithItsPlaceAndExitCode1) {
+TEST_P(MalformedRecording, IsOneLineWithItsPositionAndExitCode1) {
   const File file(GetParam().text);
   const Finished run = play(file.path(), "100");
   EXPECT_EQ(run.exitCode, 1);
@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Malformed{"OneAxis", "Accelerometer X\n1\n", ":1:"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(RecordingTest, AFileThatIsNotThereIsOneLineAndExitCode1) {
+TEST(RecordingTest, AMissingFileIsOneLineAndExitCode1) {
   const Finished run = play("/nonexistent/recording.csv", "100");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("/nonexistent/recording.csv:1:1: ")));

@@ -40,7 +40,7 @@ class Pipe {
   std::array<int, 2> ends_{-1, -1};
 };
 
-TEST(OutputTest, KeepsWhatWasWrittenUntilItIsFlushed) {
+TEST(OutputTest, BuffersTextUntilItIsFlushed) {
   const Pipe pipe;
   Output output(pipe.writer());
   output.write("one ");
@@ -51,7 +51,7 @@ TEST(OutputTest, KeepsWhatWasWrittenUntilItIsFlushed) {
   EXPECT_EQ(output.pending(), 0U);
 }
 
-TEST(OutputTest, PassesOnAFullBufferByItself) {
+TEST(OutputTest, FlushesAFullBuffer) {
   const Pipe pipe;
   Output output(pipe.writer());
   output.write(std::string(Output::bufferSize, 'x'));
@@ -59,7 +59,7 @@ TEST(OutputTest, PassesOnAFullBufferByItself) {
   EXPECT_EQ(pipe.read().size(), Output::bufferSize);
 }
 
-TEST(OutputTest, ComesBackFromAReaderThatDoesNotReadAndLosesNothing) {
+TEST(OutputTest, DoesNotBlockOnAStalledReaderAndLosesNothing) {
   const Pipe pipe;
   Output output(pipe.writer());
   const std::string text(300'000, 'x');
@@ -76,7 +76,7 @@ TEST(OutputTest, ComesBackFromAReaderThatDoesNotReadAndLosesNothing) {
   EXPECT_EQ(received, text.size());
 }
 
-TEST(OutputTest, IsClosedWhenTheReaderHasGone) {
+TEST(OutputTest, IsClosedWhenTheReaderCloses) {
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   Pipe pipe;
   Output output(pipe.writer());
@@ -89,7 +89,7 @@ TEST(OutputTest, IsClosedWhenTheReaderHasGone) {
   EXPECT_TRUE(output.finish(std::chrono::milliseconds(1)));
 }
 
-TEST(OutputTest, SaysWhyItFailed) {
+TEST(OutputTest, ReportsTheReasonOfAFailure) {
   const int full = ::open("/dev/full", O_WRONLY);
   ASSERT_GE(full, 0);
   Output output(full);

@@ -48,7 +48,7 @@ std::vector<std::string> exportCsv(const ScratchDirectory& scratch, const Sessio
   return exportCapture({.capture = scratch.file("a.zcap", script.bytes()), .csv = scratch / "csv"});
 }
 
-TEST(CsvTest, ASmallSessionIsThisText) {
+TEST(CsvTest, WritesASmallSession) {
   SessionScript script;
   script.connect(1s);
   script.battery(1010ms, 875, false);
@@ -102,7 +102,7 @@ TEST(CsvTest, ASmallSessionIsThisText) {
             "5.000000000,2026-03-01T09:30:05.250000000Z,connected,,\n");
 }
 
-TEST(CsvTest, NumbersAreThoseOfTheKitBitForBit) {
+TEST(CsvTest, WritesTheKitsNumbersBitForBit) {
   std::mt19937 random(1);
   std::uniform_int_distribution<int> count(-8388608, 8388607);
   SessionScript script;
@@ -139,7 +139,7 @@ TEST(CsvTest, NumbersAreThoseOfTheKitBitForBit) {
   }
 }
 
-TEST(CsvTest, ElectrodesAreToldAtTheirSample) {
+TEST(CsvTest, ReportsElectrodesAtTheirSample) {
   SessionScript script;
   script.connect(1s);
   // Still for 40 frames and a half, then swinging: contact.
@@ -159,7 +159,7 @@ TEST(CsvTest, ElectrodesAreToldAtTheirSample) {
   EXPECT_THAT(events, ElementsAre("1.002000000 electrodes off", "1.488000000 electrodes on"));
 }
 
-TEST(CsvTest, TwoChargesInOneMomentComeOneAfterTheOther) {
+TEST(CsvTest, WritesTwoChargesOfTheSameTimeInOrder) {
   SessionScript script;
   script.connect(1s);
   script.battery(2s, 500, false);
@@ -174,7 +174,7 @@ TEST(CsvTest, TwoChargesInOneMomentComeOneAfterTheOther) {
   EXPECT_EQ(rows[2][2], "");
 }
 
-TEST(CsvTest, DatesGoOverDaysAndLeapYears) {
+TEST(CsvTest, DatesCrossDaysAndLeapYears) {
   EXPECT_EQ(dateText(0ns), "1970-01-01T00:00:00.000000000Z");
   EXPECT_EQ(dateText(951'827'696s + 7ns), "2000-02-29T12:34:56.000000007Z");
   EXPECT_EQ(dateText(4'102'444'799s + 999'999'999ns), "2099-12-31T23:59:59.999999999Z");

@@ -82,7 +82,7 @@ std::vector<std::string> linesOf(const std::vector<ReadAnnotation>& annotations)
   return lines;
 }
 
-TEST(EdfTest, TheHeaderTellsWhatTheSignalsAre) {
+TEST(EdfTest, TheHeaderDescribesTheSignals) {
   SessionScript script;
   script.connect(1s);
   script.end(2s);
@@ -146,7 +146,7 @@ TEST(EdfTest, SamplesAreInTheirSlotsWithinHalfAStep) {
   }
 }
 
-TEST(EdfTest, TheEndsOfTheRangeAreNoGap) {
+TEST(EdfTest, TheEndsOfTheRangeAreNotGaps) {
   SessionScript script;
   script.connect(0s);
   script.ecg(12ms, {-8388608, 8388607, 0, 0, 0, 0});
@@ -160,7 +160,7 @@ TEST(EdfTest, TheEndsOfTheRangeAreNoGap) {
   EXPECT_EQ(ecg.digital[127], 32767);
 }
 
-TEST(EdfTest, TemperaturesAndChargeHaveTheStrapsOwnSteps) {
+TEST(EdfTest, TemperaturesAndChargeHaveTheStrapsResolution) {
   SessionScript script;
   script.connect(0s);
   script.battery(500ms, 873, false);
@@ -189,7 +189,7 @@ TEST(EdfTest, TemperaturesAndChargeHaveTheStrapsOwnSteps) {
   EXPECT_NEAR(battery.physical(1), 87.3, 1e-9);
 }
 
-TEST(EdfTest, AChargeThatIsNotRepeatedIsForgotten) {
+TEST(EdfTest, AChargeThatIsNotRepeatedBecomesAGap) {
   SessionScript script;
   script.connect(0s);
   script.battery(500ms, 873, false);
@@ -227,7 +227,7 @@ TEST(EdfTest, GapsAreEmptyAndAnnotated) {
 }
 
 // A slow strap has one sample twice from time to time, a fast one loses one; nothing slides.
-TEST(EdfTest, AStrapThatIsSlowOrFastStaysInItsPlace) {
+TEST(EdfTest, ASlowOrFastStrapIsAligned) {
   for (const int drift : {200, -200}) {  // ppm of the period
     SessionScript script;
     script.connect(0s);
@@ -261,7 +261,7 @@ TEST(EdfTest, AStrapThatIsSlowOrFastStaysInItsPlace) {
   }
 }
 
-TEST(EdfTest, OneStreamFarBehindTheOthersIsWaitedFor) {
+TEST(EdfTest, WaitsForAStreamFarBehindTheOthers) {
   SessionScript script;
   script.connect(0s);
   constexpr int frames = longRun(5000, 1000);
@@ -279,7 +279,7 @@ TEST(EdfTest, OneStreamFarBehindTheOthersIsWaitedFor) {
   }
 }
 
-TEST(EdfTest, ManyEventsInAShortTimeAreAllThere) {
+TEST(EdfTest, WritesManyEventsInAShortTime) {
   SessionScript script;
   script.connect(0s);
   for (int i = 1; i < 60; ++i) {
@@ -300,7 +300,7 @@ TEST(EdfTest, ManyEventsInAShortTimeAreAllThere) {
   EXPECT_EQ(lost, 59U);
 }
 
-TEST(EdfTest, MoreEventsThanItHoldsAreRefused) {
+TEST(EdfTest, RefusesTooManyEvents) {
   SessionScript script;
   script.connect(0s);
   for (int i = 1; i < 200; ++i) {
@@ -315,7 +315,7 @@ TEST(EdfTest, MoreEventsThanItHoldsAreRefused) {
   EXPECT_FALSE(std::filesystem::exists(scratch / "a.edf"));
 }
 
-TEST(EdfTest, AJumpInTimeMakesNoFileOfAllTheYears) {
+TEST(EdfTest, AJumpInTimeDoesNotFillYears) {
   SessionScript script;
   script.connect(0s);
   script.end(900'000'000s);
@@ -325,7 +325,7 @@ TEST(EdfTest, AJumpInTimeMakesNoFileOfAllTheYears) {
                 ": the capture lasts longer than the 7 days that are put into one EDF+ file");
 }
 
-TEST(EdfTest, ADateThatEdfDoesNotKnowIsToldApart) {
+TEST(EdfTest, MarksADateThatEdfCannotRepresent) {
   SessionScript script;
   script.preamble.began = 5s;
   script.connect(0s);
@@ -340,7 +340,7 @@ TEST(EdfTest, ADateThatEdfDoesNotKnowIsToldApart) {
   EXPECT_EQ(edf.date + " " + edf.time, "01.01.85 00.00.00");
 }
 
-TEST(EdfSignalTest, WhatIsNotPutIsAbsent) {
+TEST(EdfSignalTest, SamplesThatAreNotWrittenAreAbsent) {
   EdfSignal signal(edfKind(EdfChannel::ecg), 0ns);
   signal.put(0s, 2ms, 0);
   signal.put(6ms, 8ms, 2.42F);
@@ -355,7 +355,7 @@ TEST(EdfSignalTest, WhatIsNotPutIsAbsent) {
   EXPECT_EQ(slots[4], -32768);
 }
 
-TEST(EdfSignalTest, WhatIsNoNumberIsAbsent) {
+TEST(EdfSignalTest, NanIsAbsent) {
   const EdfKind& kind = edfKind(EdfChannel::processedRespiration);
   EXPECT_EQ(kind.digital(std::numeric_limits<float>::quiet_NaN()), -32768);
   EXPECT_EQ(kind.digital(std::numeric_limits<float>::infinity()), 32767);

@@ -77,7 +77,7 @@ SessionScript secondsOfEcg(int seconds) {
   return script;
 }
 
-TEST(ExportProgramTest, ARecordedSessionIsExportedAtItsEnd) {
+TEST(ExportProgramTest, ExportsARecordedSessionAtItsEnd) {
   const ScratchDirectory scratch;
   const Finished run =
       runProgram({"record", scratch / "a.zcap", "--simulated", "--seed", "7", "--speed", "50",
@@ -94,7 +94,7 @@ TEST(ExportProgramTest, ARecordedSessionIsExportedAtItsEnd) {
   EXPECT_TRUE(captures::contentOf(scratch / "a.edf") == captures::contentOf(scratch / "b.edf"));
 }
 
-TEST(ExportProgramTest, ARecordingDoesNotBeginWhenItCannotBeExported) {
+TEST(ExportProgramTest, DoesNotRecordWhenTheExportIsImpossible) {
   const ScratchDirectory scratch;
   scratch.file("a.edf", {'o', 'l', 'd'});
   const Finished run = runProgram({"record", scratch / "a.zcap", "--simulated", "--duration", "40",
@@ -161,7 +161,7 @@ TEST(ExportProgramTest, AnotherProgramReadsTheSameValuesAndAnnotations) {
   }
 }
 
-TEST(ExportProgramTest, SaysWhatItNeeds) {
+TEST(ExportProgramTest, ListsItsRequirements) {
   const Finished nothing = runProgram({"export"});
   EXPECT_EQ(nothing.exitCode, 2);
   EXPECT_EQ(nothing.errorLines().size(), 1U);
@@ -171,7 +171,7 @@ TEST(ExportProgramTest, SaysWhatItNeeds) {
               ElementsAre("zephly export: --edf FILE, --csv DIRECTORY or both is required"));
 }
 
-TEST(ExportProgramTest, WhatIsMissingOrNoCaptureIsOneLine) {
+TEST(ExportProgramTest, AMissingOrInvalidCaptureIsOneLine) {
   const ScratchDirectory scratch;
   const Finished missing =
       runProgram({"export", scratch / "none.zcap", "--edf", scratch / "a.edf"});
@@ -181,7 +181,7 @@ TEST(ExportProgramTest, WhatIsMissingOrNoCaptureIsOneLine) {
   EXPECT_THAT(filesIn(scratch.path()), IsEmpty());
 }
 
-TEST(ExportProgramTest, ACutCaptureIsExportedAndTold) {
+TEST(ExportProgramTest, ExportsATruncatedCaptureAndReportsIt) {
   const ScratchDirectory scratch;
   auto bytes = secondsOfEcg(5).bytes();
   bytes.resize(bytes.size() - 3);
@@ -194,7 +194,7 @@ TEST(ExportProgramTest, ACutCaptureIsExportedAndTold) {
 }
 
 // Like a full disk: whichever file it is, and wherever in it.
-TEST(ExportProgramTest, AFileThatMayNotGrowIsOneLineAndNoFile) {
+TEST(ExportProgramTest, AtTheFileSizeLimitWritesOneLineAndNoFile) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("a.zcap", secondsOfEcg(60).bytes());
   for (const rlim_t limit : {100U, 3'000U, 100'000U}) {

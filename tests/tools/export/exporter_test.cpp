@@ -65,7 +65,7 @@ SessionScript fewFrames() {
   return script;
 }
 
-TEST(ExporterTest, WritesAllFilesAndNothingElse) {
+TEST(ExporterTest, WritesAllFilesAndNoOthers) {
   const ScratchDirectory scratch;
   const Outcome outcome = exportBoth(scratch, fewFrames().bytes());
   EXPECT_EQ(outcome.failure, "");
@@ -91,7 +91,7 @@ TEST(ExporterTest, ASessionOfNoLengthIsOneEmptySecond) {
               testing::SizeIs(std::string("time_s,date_utc,gap_s,ecg_mV\n").size()));
 }
 
-TEST(ExporterTest, ASessionWithoutAConnectionIsAllGap) {
+TEST(ExporterTest, ASessionWithoutAConnectionIsOneGap) {
   SessionScript script;
   script.end(90s);
   const ScratchDirectory scratch;
@@ -103,7 +103,7 @@ TEST(ExporterTest, ASessionWithoutAConnectionIsAllGap) {
   EXPECT_EQ(edf.annotations[0].duration, 90);
 }
 
-TEST(ExporterTest, OfACutCaptureAllIsExportedThatIsWhole) {
+TEST(ExporterTest, ExportsTheCompletePartOfATruncatedCapture) {
   const ScratchDirectory scratch;
   const SessionScript script = fewFrames();
   std::vector<std::uint8_t> bytes = script.bytes();
@@ -121,7 +121,7 @@ TEST(ExporterTest, OfACutCaptureAllIsExportedThatIsWhole) {
   EXPECT_EQ(std::count_if(ecg.begin(), ecg.end(), [](int one) { return one != -32768; }), 594);
 }
 
-TEST(ExporterTest, ACaptureWithoutItsEndIsExportedAndTold) {
+TEST(ExporterTest, ExportsACaptureWithoutItsEndAndReportsIt) {
   const ScratchDirectory scratch;
   SessionScript script = fewFrames();
   script.records.pop_back();
@@ -132,7 +132,7 @@ TEST(ExporterTest, ACaptureWithoutItsEndIsExportedAndTold) {
   EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
 }
 
-TEST(ExporterTest, TimeThatRunsBackwardsEndsWhatIsExported) {
+TEST(ExporterTest, TimeThatRunsBackwardsEndsTheExport) {
   const ScratchDirectory scratch;
   SessionScript script = fewFrames();
   script.records[50].stamp.monotonic = 0s;
@@ -142,7 +142,7 @@ TEST(ExporterTest, TimeThatRunsBackwardsEndsWhatIsExported) {
   EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
 }
 
-TEST(ExporterTest, ATimeThatNoSessionReachesEndsWhatIsExported) {
+TEST(ExporterTest, AnImplausibleTimeEndsTheExport) {
   const ScratchDirectory scratch;
   SessionScript script = fewFrames();
   script.records.back().stamp.monotonic = Nanoseconds::max();
@@ -151,7 +151,7 @@ TEST(ExporterTest, ATimeThatNoSessionReachesEndsWhatIsExported) {
   EXPECT_THAT(outcome.complaints[0], HasSubstr("a time beyond the longest session"));
 }
 
-TEST(ExporterTest, WhatCannotBeTrueEndsWhatIsExported) {
+TEST(ExporterTest, AContradictionEndsTheExport) {
   const ScratchDirectory scratch;
   SessionScript script = fewFrames();
   std::get<Zephly::capture::Value>(script.records[50].what).characteristic = 99;
@@ -161,7 +161,7 @@ TEST(ExporterTest, WhatCannotBeTrueEndsWhatIsExported) {
   EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
 }
 
-TEST(ExporterTest, ADateThatIsNoneIsRefused) {
+TEST(ExporterTest, RefusesAnInvalidDate) {
   for (const Nanoseconds began : {Nanoseconds::min(), Nanoseconds::max(), Nanoseconds(-1)}) {
     const ScratchDirectory scratch;
     SessionScript script;
@@ -174,7 +174,7 @@ TEST(ExporterTest, ADateThatIsNoneIsRefused) {
   }
 }
 
-TEST(ExporterTest, FramesOfOddSizesAreDecodedAsTheKitDoes) {
+TEST(ExporterTest, DecodesFramesOfUnusualSizesLikeTheKit) {
   const ScratchDirectory scratch;
   SessionScript script;
   script.connect(1s);
@@ -201,7 +201,7 @@ TEST(ExporterTest, FramesOfOddSizesAreDecodedAsTheKitDoes) {
   EXPECT_EQ(std::count_if(ecg.begin(), ecg.end(), [](int one) { return one != -32768; }), 240);
 }
 
-TEST(ExporterTest, WhatIsThereIsNotReplacedUnlessItIsTold) {
+TEST(ExporterTest, ReplacesExistingFilesOnlyOnRequest) {
   const ScratchDirectory scratch;
   const auto bytes = fewFrames().bytes();
   ASSERT_EQ(exportBoth(scratch, bytes).failure, "");
@@ -223,14 +223,14 @@ TEST(ExporterTest, TheCaptureItselfIsNeverReplaced) {
   EXPECT_EQ(captures::contentOf(file), bytes);
 }
 
-TEST(ExporterTest, WhatIsNoCaptureIsRefused) {
+TEST(ExporterTest, RefusesAFileThatIsNotACapture) {
   const ScratchDirectory scratch;
   EXPECT_THAT(exportBoth(scratch, {'n', 'o'}).failure, HasSubstr("a.zcap"));
   EXPECT_THAT(filesIn(scratch), ElementsAre("a.zcap"));
 }
 
 // Whatever has become of the bytes: an export or one line, never half a file.
-TEST(ExporterTest, DamagedCapturesAreExportedOrRefused) {
+TEST(ExporterTest, ExportsOrRefusesDamagedCaptures) {
   const std::vector<std::uint8_t> bytes = fewFrames().bytes();
   std::mt19937 random(11);
   for (int round = 0; round < 60; ++round) {

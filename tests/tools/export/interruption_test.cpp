@@ -57,7 +57,7 @@ class Handler {
 
 void count(int /*signal*/) { ++received; }
 
-TEST(InterruptionTest, AtAnyRecordOfBothPassesItLeavesNoFile) {
+TEST(InterruptionTest, LeavesNoFileWhenInterruptedAtAnyRecord) {
   for (const int after : {0, 1, frames, frames + 5, 2 * frames}) {
     const ScratchDirectory scratch;
     int asked = 0;
@@ -74,7 +74,7 @@ TEST(InterruptionTest, AtAnyRecordOfBothPassesItLeavesNoFile) {
   }
 }
 
-TEST(InterruptionTest, SignalsAreNotedWhileTheyAreLookedFor) {
+TEST(InterruptionTest, RecordsSignalsDuringItsLifetime) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     const Handler handler(signal, count);
     {
@@ -91,7 +91,7 @@ TEST(InterruptionTest, SignalsAreNotedWhileTheyAreLookedFor) {
   }
 }
 
-TEST(InterruptionTest, WhatTheProgramIgnoresStaysIgnored) {
+TEST(InterruptionTest, KeepsIgnoredSignalsIgnored) {
   const Handler handler(SIGHUP, SIG_IGN);
   const EndSignals signals;
   ASSERT_EQ(std::raise(SIGHUP), 0);

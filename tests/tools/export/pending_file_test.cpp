@@ -26,7 +26,7 @@ std::string refusal(const std::filesystem::path& path, Existing existing) {
   return "";
 }
 
-TEST(PendingFileTest, HasItsNameOnlyWhenItIsPublished) {
+TEST(PendingFileTest, GetsItsNameWhenItIsPublished) {
   const ScratchDirectory scratch;
   const auto path = scratch / "rows.csv";
   PendingFile file(path, Existing::refused);
@@ -38,7 +38,7 @@ TEST(PendingFileTest, HasItsNameOnlyWhenItIsPublished) {
   EXPECT_EQ(filesIn(scratch.path()), 1U);
 }
 
-TEST(PendingFileTest, LeavesNothingWhenItIsGivenUp) {
+TEST(PendingFileTest, IsRemovedUnlessPublished) {
   const ScratchDirectory scratch;
   {
     PendingFile file(scratch / "rows.csv", Existing::refused);
@@ -48,7 +48,7 @@ TEST(PendingFileTest, LeavesNothingWhenItIsGivenUp) {
   EXPECT_EQ(filesIn(scratch.path()), 0U);
 }
 
-TEST(PendingFileTest, DoesNotReplaceUnlessItIsTold) {
+TEST(PendingFileTest, ReplacesOnlyOnRequest) {
   const ScratchDirectory scratch;
   const auto path = scratch.file("rows.csv", {'o', 'l', 'd'});
   EXPECT_EQ(refusal(path, Existing::refused),
@@ -61,7 +61,7 @@ TEST(PendingFileTest, DoesNotReplaceUnlessItIsTold) {
   EXPECT_EQ(textOf(path), "new");
 }
 
-TEST(PendingFileTest, DoesNotReplaceWhatHasComeMeanwhile) {
+TEST(PendingFileTest, DoesNotReplaceAFileCreatedInTheMeantime) {
   const ScratchDirectory scratch;
   PendingFile file(scratch / "rows.csv", Existing::refused);
   scratch.file("rows.csv", {'o', 'l', 'd'});
@@ -69,14 +69,14 @@ TEST(PendingFileTest, DoesNotReplaceWhatHasComeMeanwhile) {
   EXPECT_EQ(textOf(scratch / "rows.csv"), "old");
 }
 
-TEST(PendingFileTest, RefusesWhatIsNoRegularFile) {
+TEST(PendingFileTest, RefusesOtherThanRegularFiles) {
   const ScratchDirectory scratch;
   EXPECT_EQ(refusal(scratch.path(), Existing::replaced),
             "cannot write " + scratch.path().string() + ": not a regular file");
   EXPECT_EQ(refusal("/dev/full", Existing::replaced), "cannot write /dev/full: not a regular file");
 }
 
-TEST(PendingFileTest, RefusesADirectoryThatIsNotThere) {
+TEST(PendingFileTest, RefusesAMissingDirectory) {
   const ScratchDirectory scratch;
   const auto path = scratch / "nowhere" / "rows.csv";
   EXPECT_EQ(refusal(path, Existing::refused),
@@ -84,7 +84,7 @@ TEST(PendingFileTest, RefusesADirectoryThatIsNotThere) {
 }
 
 // A file that a killed program left is not taken for one's own.
-TEST(PendingFileTest, StepsAsideForALeftoverOfTheSameName) {
+TEST(PendingFileTest, UsesAnotherNameWhenALeftoverExists) {
   const ScratchDirectory scratch;
   const auto path = scratch / "rows.csv";
   std::filesystem::path leftover;

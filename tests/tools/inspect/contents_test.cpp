@@ -57,7 +57,7 @@ TEST_F(ContentsTest, CountsNotificationsSamplesAndRates) {
   EXPECT_EQ(contents_.gapCount(), 0U);
 }
 
-TEST_F(ContentsTest, ASilenceIsAGapWhenItIsLongerThanTheStreamsLimit) {
+TEST_F(ContentsTest, ASilenceLongerThanTheStreamsLimitIsAGap) {
   connectAt(0s);
   valueAt(1s, Stream::ecg, 18);
   valueAt(1s + gapLimit(Stream::ecg), Stream::ecg, 18);
@@ -71,7 +71,7 @@ TEST_F(ContentsTest, ASilenceIsAGapWhenItIsLongerThanTheStreamsLimit) {
   EXPECT_FALSE(gap.linkLost);
 }
 
-TEST_F(ContentsTest, ALostLinkIsToldWithItsReasonItsRecoveryAndItsGaps) {
+TEST_F(ContentsTest, ReportsALostLinkWithItsReasonItsRecoveryAndItsGaps) {
   connectAt(0s);
   valueAt(1s, Stream::motion, 20);
   at(2s, capture::Disconnected{1, "out of range"});
@@ -94,7 +94,7 @@ TEST_F(ContentsTest, ALostLinkIsToldWithItsReasonItsRecoveryAndItsGaps) {
   EXPECT_EQ(contents_.gaps()[1].to, std::nullopt);
 }
 
-TEST_F(ContentsTest, ErrorsAndWhatIsUnusualIsCounted) {
+TEST_F(ContentsTest, CountsErrorsAndIrregularities) {
   at(0s, capture::FailedToConnect{1, "refused"});
   connectAt(1s);
   at(2s, capture::SubscriptionChanged{1, 10, "no"});
@@ -111,7 +111,7 @@ TEST_F(ContentsTest, ErrorsAndWhatIsUnusualIsCounted) {
   EXPECT_EQ(contents_.of(Stream::temperature).notifications, 0U);
 }
 
-TEST_F(ContentsTest, ListsEndAndCountsGoOn) {
+TEST_F(ContentsTest, LimitsListsButNotCounts) {
   for (std::size_t i = 0; i < longestList + 5; ++i) {
     at(1s, capture::Connected{1});
     at(1s, capture::Disconnected{1, {}});
@@ -130,7 +130,7 @@ TEST_F(ContentsTest, TimeNeverRunsBackwards) {
   EXPECT_EQ(contents_.of(Stream::ecg).arrivals.longestGap(), 0s);
 }
 
-TEST_F(ContentsTest, TextHoldsNothingThatCouldDriveATerminal) {
+TEST_F(ContentsTest, TextContainsNoControlCharacters) {
   connectAt(0s);
   at(1s, capture::Disconnected{1, "\x1B[2J\n"});
   const std::string text = contentsText(contents_);
@@ -138,7 +138,7 @@ TEST_F(ContentsTest, TextHoldsNothingThatCouldDriveATerminal) {
   EXPECT_NE(text.find("link lost    at 0:01 to the end: ?[2J?"), std::string::npos) << text;
 }
 
-TEST_F(ContentsTest, JsonHoldsTheSame) {
+TEST_F(ContentsTest, JsonHasTheSameContent) {
   connectAt(0s);
   valueAt(1s, Stream::ecg, 18);
   at(1500ms, capture::Disconnected{1, "gone"});

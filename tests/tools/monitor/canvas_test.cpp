@@ -6,7 +6,7 @@
 namespace Zephly::monitor {
 namespace {
 
-TEST(CanvasTest, HoldsWhatWasPut) {
+TEST(CanvasTest, HoldsTheTextThatWasPut) {
   Canvas canvas(10, 2);
   EXPECT_EQ(canvas.put(0, 2, "ECG"), 5U);
   canvas.putRight(1, 10, "end");
@@ -14,7 +14,7 @@ TEST(CanvasTest, HoldsWhatWasPut) {
   EXPECT_EQ(canvas.plainRow(1), "       end");
 }
 
-TEST(CanvasTest, CutsOffWhatDoesNotFit) {
+TEST(CanvasTest, TruncatesTextThatDoesNotFit) {
   Canvas canvas(4, 1);
   EXPECT_EQ(canvas.put(0, 2, "long"), 6U);
   EXPECT_EQ(canvas.plainRow(0), "  lo");

@@ -12,7 +12,7 @@
 namespace Zephly::monitor {
 namespace {
 
-TEST(DiagnosticsFileTest, HoldsEveryLineAndNothingFromBefore) {
+TEST(DiagnosticsFileTest, HoldsEveryLineAndNoneOfAPreviousFile) {
   const std::filesystem::path path =
       std::filesystem::path(testing::TempDir()) / ("lines-" + std::to_string(::getpid()));
   std::ofstream(path) << "something much longer than what is written now\n";
@@ -27,7 +27,7 @@ TEST(DiagnosticsFileTest, HoldsEveryLineAndNothingFromBefore) {
   EXPECT_EQ(text, "one\n\nthree\n");
 }
 
-TEST(DiagnosticsFileTest, SaysWhyItCannotBeOpened) {
+TEST(DiagnosticsFileTest, ReportsWhyItCannotBeOpened) {
   try {
     const DiagnosticsFile file("/nonexistent/file");
     ADD_FAILURE() << "it was opened";
@@ -36,7 +36,7 @@ TEST(DiagnosticsFileTest, SaysWhyItCannotBeOpened) {
   }
 }
 
-TEST(DiagnosticsFileTest, SaysWhyItCannotBeWritten) {
+TEST(DiagnosticsFileTest, ReportsWhyItCannotBeWritten) {
   DiagnosticsFile file("/dev/full");
   file.writeLine("one");
   EXPECT_EQ(file.finish(), "No space left on device");

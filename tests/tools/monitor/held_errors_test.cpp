@@ -59,7 +59,7 @@ TEST(HeldErrorsTest, AreShownWhenTheyAreReleased) {
   EXPECT_EQ(terminal.shown(), "");
 }
 
-TEST(HeldErrorsTest, AreNotHeldTwiceNorWhenTheyGoElsewhere) {
+TEST(HeldErrorsTest, AreHeldOnceAndOnlyOnATerminal) {
   held_errors::hold();  // a file or a pipe, when tests run: nothing to hold
   held_errors::release();
   const TerminalAsErrors terminal;

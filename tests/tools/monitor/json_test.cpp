@@ -50,7 +50,7 @@ TEST(JsonTextTest, EveryEventIsOneLine) {
             "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
 }
 
-TEST(JsonTextTest, WhatTheHostSaysIsAnEventOfItsOwn) {
+TEST(JsonTextTest, AHostLineIsASeparateEvent) {
   EXPECT_EQ(jsonText(watch::Event{1500ms, watch::HostLine{"no \"bus\""}}),
             "{\"t\":1.5,\"event\":\"host\",\"text\":\"no \\\"bus\\\"\"}\n");
 }
@@ -63,7 +63,7 @@ TEST(JsonTextTest, AnyDiagnosticTextIsValidJson) {
   EXPECT_EQ(mended.at("text"), "broken \xef\xbf\xbd");
 }
 
-TEST(JsonTextTest, NumbersThatJsonHasNotAreStrings) {
+TEST(JsonTextTest, NonFiniteNumbersAreStrings) {
   const auto value = [](float number) {
     return json::parse(jsonText(watch::Event{0s, watch::EcgSample{number}})).at("value");
   };
@@ -84,7 +84,7 @@ TEST(JsonTextTest, FloatsReadBackToTheSameBits) {
   }
 }
 
-TEST(JsonTextTest, TheSummaryTellsEverything) {
+TEST(JsonTextTest, TheSummaryIsComplete) {
   watch::Summary summary;
   summary.duration = 2500ms;
   watch::StreamSent played{
@@ -112,7 +112,7 @@ TEST(JsonTextTest, TheSummaryTellsEverything) {
   EXPECT_EQ(json::parse(jsonText(summary)), expected);
 }
 
-TEST(JsonTextTest, TheSummaryOfARealStrapHasNoKeysForWhatOnlyTheStrapKnows) {
+TEST(JsonTextTest, TheSummaryOfARealStrapOmitsDataThatOnlyTheStrapHas) {
   watch::Summary summary;
   summary.streams = {{.stream = simulator::Stream::ecg, .delivered = 10}};
   const json told = json::parse(jsonText(summary));

@@ -17,7 +17,7 @@ using testing::Not;
 
 const std::string leave = "\x1b[?25h\x1b[?1049l";
 
-TEST(ScreenTest, DrawsAScreenAndGivesTheTerminalBack) {
+TEST(ScreenTest, DrawsAScreenAndRestoresTheTerminal) {
   Process process(simulatedMonitor({"--speed", "20", "--duration", "8"}), Process::Output::terminal,
                   goodTerminal);
   ASSERT_TRUE(process.readUntil("\x1b[?1049h\x1b[?25l"));
@@ -47,7 +47,7 @@ TEST(ScreenTest, QAndControlCEndTheScreen) {
   }
 }
 
-TEST(ScreenTest, AFatalErrorGivesTheTerminalBack) {
+TEST(ScreenTest, AFatalErrorRestoresTheTerminal) {
   Process process(simulatedMonitor({}), Process::Output::terminal, goodTerminal);
   ASSERT_TRUE(process.readUntil("connected"));
   process.sendSignal(SIGABRT);
@@ -65,7 +65,7 @@ TEST(ScreenTest, FollowsTheSizeOfTheTerminal) {
   EXPECT_EQ(process.finish().exitCode, 0);
 }
 
-TEST(ScreenTest, HasNoColorsWhenNobodyWantsThem) {
+TEST(ScreenTest, HasNoColorsWhenTheyAreDisabled) {
   Process process(simulatedMonitor({"--speed", "20", "--duration", "10"}),
                   Process::Output::terminal, {"TERM=xterm", "LC_ALL=C", "NO_COLOR=1"});
   const Finished run = process.finish();

@@ -15,7 +15,7 @@ TerminalKind kindOf(const std::map<std::string, std::string>& variables) {
   });
 }
 
-TEST(TerminalKindTest, AnOrdinaryTerminalHasEverything) {
+TEST(TerminalKindTest, AnOrdinaryTerminalHasAllFeatures) {
   const TerminalKind kind = kindOf({{"TERM", "xterm"}, {"LANG", "de_DE.UTF-8"}});
   EXPECT_TRUE(kind.terminal);
   EXPECT_TRUE(kind.drawable);
@@ -23,13 +23,13 @@ TEST(TerminalKindTest, AnOrdinaryTerminalHasEverything) {
   EXPECT_EQ(kind.colors, Colors::ansi);
 }
 
-TEST(TerminalKindTest, WhatIsNoTerminalHasNothing) {
+TEST(TerminalKindTest, OtherFilesHaveNoFeatures) {
   const TerminalKind kind = terminalKind(false, [](const char*) { return "xterm.UTF-8"; });
   EXPECT_FALSE(kind.terminal);
   EXPECT_FALSE(kind.drawable);
 }
 
-TEST(TerminalKindTest, ADumbOrUnknownTerminalCannotBeDrawnOn) {
+TEST(TerminalKindTest, ADumbOrUnknownTerminalHasNoScreen) {
   EXPECT_FALSE(kindOf({{"TERM", "dumb"}}).drawable);
   EXPECT_FALSE(kindOf({{"TERM", ""}}).drawable);
   EXPECT_FALSE(kindOf({}).drawable);
@@ -40,7 +40,7 @@ TEST(TerminalKindTest, NoColorForbidsColorsUnlessEmpty) {
   EXPECT_EQ(kindOf({{"TERM", "xterm"}, {"NO_COLOR", ""}}).colors, Colors::ansi);
 }
 
-TEST(TerminalKindTest, TheFirstLocaleThatIsSetDecides) {
+TEST(TerminalKindTest, UsesTheFirstLocaleThatIsSet) {
   EXPECT_FALSE(kindOf({{"LC_ALL", "C"}, {"LANG", "C.UTF-8"}}).unicode);
   EXPECT_TRUE(kindOf({{"LC_ALL", ""}, {"LC_CTYPE", "en_US.utf8"}, {"LANG", "C"}}).unicode);
   EXPECT_FALSE(kindOf({}).unicode);

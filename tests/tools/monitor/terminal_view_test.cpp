@@ -89,7 +89,7 @@ TEST_F(TerminalViewTest, TracesReachBothEdgesOfTheirRange) {
   EXPECT_NE(canvas.plainRow(9), "");
 }
 
-TEST_F(TerminalViewTest, LostElectrodesCannotBeOverlooked) {
+TEST_F(TerminalViewTest, ShowsLostElectrodesProminently) {
   fillModel();
   EXPECT_THAT(stateRow(), AllOf(Not(HasSubstr(alarm)), Not(HasSubstr(warning))));
   take(6s, watch::LeadOff{true});
@@ -109,14 +109,14 @@ TEST_F(TerminalViewTest, ALostLinkIsMarkedAndTimed) {
   EXPECT_THAT(textOf(80, 24), AllOf(HasSubstr("● connected"), HasSubstr("reconnects 1")));
 }
 
-TEST_F(TerminalViewTest, SearchesBeforeTheFirstConnection) {
+TEST_F(TerminalViewTest, ShowsScanningBeforeTheFirstConnection) {
   options_.now = 1500ms;
   EXPECT_THAT(stateRow(), AllOf(StartsWith(warning), HasSubstr("searching for 1.5 s")));
   EXPECT_THAT(textOf(80, 24),
               AllOf(HasSubstr("Skin                -"), HasSubstr("Battery             -")));
 }
 
-TEST_F(TerminalViewTest, WhatTheHostWaitsForIsWholeAtEveryWidth) {
+TEST_F(TerminalViewTest, ShowsTheHostLineCompletelyAtEveryWidth) {
   take(1s, watch::HostLine{
                "Bluetooth: the service org.bluez is not there (The name is not activatable). "
                "To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth"});
@@ -137,14 +137,14 @@ TEST_F(TerminalViewTest, WhatTheHostWaitsForIsWholeAtEveryWidth) {
   }
 }
 
-TEST_F(TerminalViewTest, AWordThatIsTooLongForTheHostsLineIsCutOff) {
+TEST_F(TerminalViewTest, TruncatesAWordTooLongForTheHostLine) {
   take(1s, watch::HostLine{std::string(300, 'x') + " end"});
   const Canvas canvas = canvasOf(60, 20);
   EXPECT_EQ(canvas.plainRow(3), "  " + std::string(58, 'x'));
   EXPECT_EQ(canvas.plainRow(4), "  end");
 }
 
-TEST_F(TerminalViewTest, TheHostsLineGivesWayToTheTraces) {
+TEST_F(TerminalViewTest, TracesHavePriorityOverTheHostLine) {
   take(1s, watch::HostLine{"Bluetooth: adapter hci0 is ready."});
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("hci0 is ready"));
   fillModel();
@@ -154,12 +154,12 @@ TEST_F(TerminalViewTest, TheHostsLineGivesWayToTheTraces) {
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("no adapter"));
 }
 
-TEST_F(TerminalViewTest, ChargingIsToldApart) {
+TEST_F(TerminalViewTest, ShowsCharging) {
   take(1s, watch::Battery{{50, true}});
   EXPECT_THAT(textOf(80, 24), HasSubstr("Charging       50.0 %"));
 }
 
-TEST_F(TerminalViewTest, ThePaceStandsBesideTheTime) {
+TEST_F(TerminalViewTest, ShowsTheSpeedBesideTheTime) {
   options_.pace = "speed 10";
   EXPECT_THAT(textOf(80, 24), HasSubstr("speed 10   0:06\n"));
 }
@@ -177,13 +177,13 @@ TEST_F(TerminalViewTest, FitsEverySizeFromTheSmallestOn) {
   }
 }
 
-TEST_F(TerminalViewTest, SaysSoWhenTheTerminalIsTooSmall) {
+TEST_F(TerminalViewTest, ReportsATerminalThatIsTooSmall) {
   EXPECT_THAT(textOf(59, 20), HasSubstr("60 x 20, not 59 x 20"));
   EXPECT_THAT(textOf(60, 19), HasSubstr("60 x 20, not 60 x 19"));
   for (std::size_t size = 1; size < 20; ++size) canvasOf(size, size);
 }
 
-TEST_F(TerminalViewTest, PlainAsciiWhereTheTerminalKnowsNothingElse) {
+TEST_F(TerminalViewTest, UsesPlainAsciiWithoutUtf8) {
   fillModel();
   options_.unicode = false;
   const std::string text = textOf(80, 24);
@@ -193,12 +193,12 @@ TEST_F(TerminalViewTest, PlainAsciiWhereTheTerminalKnowsNothingElse) {
   EXPECT_THAT(text, AllOf(HasSubstr("connected"), HasSubstr("33.1 C"), HasSubstr("|")));
 }
 
-TEST_F(TerminalViewTest, DiagnosticLinesCannotDriveTheTerminal) {
+TEST_F(TerminalViewTest, DiagnosticLinesCannotControlTheTerminal) {
   take(1s, watch::Diagnostic{"\x1b[2Jgone"});
   EXPECT_THAT(textOf(80, 24), HasSubstr("?[2Jgone"));
 }
 
-TEST_F(TerminalViewTest, OneLineForTerminalsThatOnlyPrint) {
+TEST_F(TerminalViewTest, WritesOneLineOnTerminalsWithoutAScreen) {
   EXPECT_EQ(statusLine(model_, 0s),
             "0:00  NOT CONNECTED  ecg 0/s  respiration 0/s  motion 0/s  "
             "push-ups 0  sit-ups 0  jumps 0");

@@ -52,7 +52,7 @@ TEST(TraceRendererTest, AStepIsJoined) {
   EXPECT_THAT(trace.rows, ElementsAre(" |", ".'"));
 }
 
-TEST(TraceRendererTest, EachColumnSpansItsShare) {
+TEST(TraceRendererTest, EachColumnShowsTheRangeOfItsSamples) {
   const Trace trace =
       renderTrace(windowOf({1, 1, 0, 3, 1, 1}),
                   {.width = 3, .height = 2, .samplesPerDot = 2, .braille = false, .least = {0, 3}});
@@ -93,7 +93,7 @@ TEST(TraceRendererTest, GapsAndInfinitiesAreEmpty) {
   EXPECT_EQ(trace.range, (TraceRange{0, 1}));
 }
 
-TEST(TraceRendererTest, NothingIsBlankAndExtremesStayInThePicture) {
+TEST(TraceRendererTest, AnEmptyTraceIsBlankAndExtremesAreClipped) {
   const TraceOptions options{.width = 8, .height = 3};
   EXPECT_THAT(renderTrace(watch::SampleWindow(10), options).rows, Each("        "));
   constexpr float huge = std::numeric_limits<float>::max();

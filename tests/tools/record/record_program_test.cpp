@@ -63,7 +63,7 @@ class RecordProgramTest : public testing::Test {
   std::filesystem::path file_ = scratch_ / "walk.zcap";
 };
 
-TEST_F(RecordProgramTest, ASessionIsRecordedAndInspected) {
+TEST_F(RecordProgramTest, RecordsASessionThatCanBeInspected) {
   const Finished run = runProgram(record(file_, 60, {"--seed", "4"}));
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.errors, IsEmpty());
@@ -91,7 +91,7 @@ TEST_F(RecordProgramTest, ASessionIsRecordedAndInspected) {
   EXPECT_TRUE(back.preamble->simulated);
 }
 
-TEST_F(RecordProgramTest, OnATerminalALineShowsHowFarItHasCome) {
+TEST_F(RecordProgramTest, ShowsItsProgressOnATerminal) {
   Process process({"record", file_.string(), "--simulated"}, Process::Output::terminal);
   // One in the place of the one before.
   const std::regex redrawn("\r\x1B\\[K\\d:\\d\\d  connected, \\d+ records");
@@ -102,7 +102,7 @@ TEST_F(RecordProgramTest, OnATerminalALineShowsHowFarItHasCome) {
   EXPECT_THAT(run.output, HasSubstr("Recorded 0:"));
 }
 
-TEST_F(RecordProgramTest, SignalsEndItInAnOrderlyWay) {
+TEST_F(RecordProgramTest, SignalsEndItCleanly) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Process process({"record", file_.string(), "--simulated", "--force"});
     ASSERT_TRUE(process.readUntil("connected"));
@@ -112,14 +112,14 @@ TEST_F(RecordProgramTest, SignalsEndItInAnOrderlyWay) {
   }
 }
 
-TEST_F(RecordProgramTest, AReaderThatGoesAwayDoesNotEndTheRecording) {
+TEST_F(RecordProgramTest, KeepsRecordingWhenItsReaderCloses) {
   Process process(record(file_, 40));
   process.closeOutput();
   EXPECT_EQ(process.finish().exitCode, 0);
   EXPECT_TRUE(captures::readBack(file_).ended);
 }
 
-TEST_F(RecordProgramTest, AFileThatIsThereIsReplacedOnlyByForce) {
+TEST_F(RecordProgramTest, ReplacesAnExistingFileOnlyWithForce) {
   scratch_.file("walk.zcap", {'k', 'e', 'e', 'p'});
   const Finished refused = runProgram(record(file_, 1));
   EXPECT_EQ(refused.exitCode, 1);
@@ -129,7 +129,7 @@ TEST_F(RecordProgramTest, AFileThatIsThereIsReplacedOnlyByForce) {
   EXPECT_TRUE(captures::readBack(file_).ended);
 }
 
-TEST_F(RecordProgramTest, AFileThatCannotBeHadIsOneLine) {
+TEST_F(RecordProgramTest, AnUnwritableFileIsOneLine) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   for (const std::filesystem::path& place :
@@ -141,7 +141,7 @@ TEST_F(RecordProgramTest, AFileThatCannotBeHadIsOneLine) {
   }
 }
 
-TEST_F(RecordProgramTest, ASourceThatCannotBeUsedLeavesNoFileBehind) {
+TEST_F(RecordProgramTest, AnUnusableSourceLeavesNoFile) {
   const Finished run =
       runProgram(record(file_, 1, {"--recording", "/nonexistent", "--rate", "500"}));
   EXPECT_EQ(run.exitCode, 1);
@@ -150,7 +150,7 @@ TEST_F(RecordProgramTest, ASourceThatCannotBeUsedLeavesNoFileBehind) {
 }
 
 // The limit is inherited by the program, and taken back here.
-TEST_F(RecordProgramTest, WithoutRoomTheFileStaysWholeAndTheSessionGoesOn) {
+TEST_F(RecordProgramTest, KeepsACompleteFileAndTheSessionOnAFullDisk) {
   constexpr rlim_t most = 300'000;
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
@@ -177,7 +177,7 @@ TEST_F(RecordProgramTest, WithoutRoomTheFileStaysWholeAndTheSessionGoesOn) {
   EXPECT_THAT(inspection.errorLines(), ElementsAre(HasSubstr("ends without an end record")));
 }
 
-TEST_F(RecordProgramTest, OptionsThatAreNotUnderstoodAreExitCode2) {
+TEST_F(RecordProgramTest, InvalidOptionsAreExitCode2) {
   for (const Arguments& arguments :
        {Arguments{"record"}, Arguments{"record", ""}, Arguments{"inspect"},
         Arguments{"inspect", "a", "b"}, Arguments{"record", "a", "--speed", "2"}}) {
@@ -213,7 +213,7 @@ std::vector<BadFile> badFiles() {
       {"later", later, "at byte 8: format version 2, this program reads version 1"}};
 }
 
-TEST_F(RecordProgramTest, WhatIsNoWholeCaptureIsOneLineWithFileAndOffset) {
+TEST_F(RecordProgramTest, AnIncompleteCaptureIsOneLineWithFileAndOffset) {
   for (const BadFile& bad : badFiles()) {
     const auto file = scratch_.file(bad.name, bad.content);
     for (const bool json : {false, true}) {
@@ -228,7 +228,7 @@ TEST_F(RecordProgramTest, WhatIsNoWholeCaptureIsOneLineWithFileAndOffset) {
   }
 }
 
-TEST_F(RecordProgramTest, WhatCanBeReadOfADamagedCaptureIsToldNevertheless) {
+TEST_F(RecordProgramTest, InspectsTheReadablePartOfADamagedCapture) {
   const auto file = scratch_.file("flipped", badFiles()[4].content);
   const auto json = inspected(file);
   EXPECT_EQ(json["records"], 19);
@@ -237,7 +237,7 @@ TEST_F(RecordProgramTest, WhatCanBeReadOfADamagedCaptureIsToldNevertheless) {
   EXPECT_THAT(runProgram({"inspect", file.string()}).output, HasSubstr("damage       at byte "));
 }
 
-TEST_F(RecordProgramTest, DirectoriesAndPipesAreRefusedAtOnce) {
+TEST_F(RecordProgramTest, RefusesDirectoriesAndPipesImmediately) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_THAT(runProgram({"inspect", pipe.string()}).errorLines(),
@@ -247,7 +247,7 @@ TEST_F(RecordProgramTest, DirectoriesAndPipesAreRefusedAtOnce) {
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("at byte 0: a directory")));
 }
 
-TEST_F(RecordProgramTest, NoBytesMakeItCrash) {
+TEST_F(RecordProgramTest, DoesNotCrashOnRandomBytes) {
   std::mt19937_64 random(91);
   const Bytes whole = captures::captureOf(captures::someOfEach());
   for (int round = 0; round < 40; ++round) {
@@ -310,7 +310,7 @@ constexpr double latestKill = longRun(540, 150);
 // Ten minutes of strap time, in which the link is lost every half a minute. One session is recorded
 // to its end; the others, of the same seed, are killed as soon as their file has come to some size:
 // most of them within the first half a minute, to save time, the others anywhere.
-TEST_F(RecordProgramTest, KilledAtAnyMomentTheFileReadsToItsLastWholeRecord) {
+TEST_F(RecordProgramTest, AfterAKillTheFileIsReadableToItsLastCompleteRecord) {
   constexpr int seconds = 600;
   constexpr int kills = longRun(50, 8);
   constexpr int anywhere = longRun(10, 4);  // one in so many

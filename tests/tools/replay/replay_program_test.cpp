@@ -72,7 +72,7 @@ class ReplayProgramTest : public testing::Test {
   const ScratchDirectory scratch_;
 };
 
-TEST_F(ReplayProgramTest, WritesTheEventsThatTheMonitorWrote) {
+TEST_F(ReplayProgramTest, WritesTheEventsOfTheMonitor) {
   const std::string seconds = longRun("62", "31");
   const auto file = recordInto(scratch_, seconds);
   const Finished live = runProgram(monitorOfTheSame(seconds));
@@ -125,7 +125,7 @@ TEST_F(ReplayProgramTest, HostLinesAreNotReplayed) {
   EXPECT_THAT(run.output, Not(HasSubstr("\"host\"")));
 }
 
-TEST_F(ReplayProgramTest, TellsWhatNeverArrivedWhereThatIsAskedFor) {
+TEST_F(ReplayProgramTest, ReportsStreamsThatNeverArrivedOnRequest) {
   const auto file = recordInto(scratch_, "2");
   EXPECT_EQ(replay(file, {"--fast"}).exitCode, 0);
   const Finished run = replay(file, {"--fast", "--require-all"});
@@ -136,12 +136,12 @@ TEST_F(ReplayProgramTest, TellsWhatNeverArrivedWhereThatIsAskedFor) {
                                             "zephly replay: never arrived: jump"));
 }
 
-TEST_F(ReplayProgramTest, EveryKindOfCallbackArrivesFromAWholeTraining) {
+TEST_F(ReplayProgramTest, ReplaysEveryKindOfCallbackOfATraining) {
   const Finished run = replay(recordInto(scratch_, "32"), {"--speed", "1000", "--require-all"});
   EXPECT_EQ(run.exitCode, 0) << run.errors;
 }
 
-TEST_F(ReplayProgramTest, ShowsAScreenOfItsOwnOnATerminal) {
+TEST_F(ReplayProgramTest, ShowsAScreenOnATerminal) {
   const auto file = recordInto(scratch_, "8");
   Process process({"replay", file.string(), "--speed", "20"}, Process::Output::terminal,
                   goodTerminal);
@@ -155,7 +155,7 @@ TEST_F(ReplayProgramTest, ShowsAScreenOfItsOwnOnATerminal) {
   EXPECT_THAT(run.output, Not(HasSubstr("of strap time")));
 }
 
-TEST_F(ReplayProgramTest, WritesLinesWhereNoScreenCanBeDrawn) {
+TEST_F(ReplayProgramTest, WritesLinesWithoutAScreen) {
   const auto file = recordInto(scratch_, "40");
   Process process({"replay", file.string(), "--speed", "20"}, Process::Output::terminal,
                   {"TERM=dumb", "LC_ALL=C"});
@@ -183,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(ReplayProgramTest, ReplaySignalTest,
                            return "Signal" + std::to_string(instance.param);
                          });
 
-TEST_F(ReplayProgramTest, AReaderThatGoesAwayEndsItQuietly) {
+TEST_F(ReplayProgramTest, EndsQuietlyWhenItsReaderCloses) {
   const auto file = recordInto(scratch_, "60");
   for (const char* pace : {"--fast", "--speed=20"}) {
     Process process({"replay", file.string(), pace});
@@ -195,7 +195,7 @@ TEST_F(ReplayProgramTest, AReaderThatGoesAwayEndsItQuietly) {
   }
 }
 
-TEST_F(ReplayProgramTest, AReaderThatDoesNotReadDoesNotKeepASignalFromEndingIt) {
+TEST_F(ReplayProgramTest, ASignalEndsItDespiteAStalledReader) {
   const auto file = recordInto(scratch_, "60");
   Process process({"replay", file.string(), "--fast"});
   ASSERT_TRUE(process.readUntil("\"ecg\""));
@@ -221,7 +221,7 @@ void expectRefused(const std::filesystem::path& file, const std::string& reason)
                                     HasSubstr(reason))));
 }
 
-TEST_F(ReplayProgramTest, WhatIsNoCaptureIsOneLineAndExitCode1) {
+TEST_F(ReplayProgramTest, AFileThatIsNotACaptureIsOneLineAndExitCode1) {
   const auto pipe = scratch_ / "pipe.zcap";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   expectRefused(scratch_.path(), "a directory");
@@ -232,7 +232,7 @@ TEST_F(ReplayProgramTest, WhatIsNoCaptureIsOneLineAndExitCode1) {
   expectRefused(scratch_.file("text.zcap", Bytes(1000, 'a')), "not a capture");
 }
 
-TEST_F(ReplayProgramTest, AHeadThatIsCutOrDamagedIsOneLineAndExitCode1) {
+TEST_F(ReplayProgramTest, ATruncatedOrDamagedHeaderIsOneLineAndExitCode1) {
   const Bytes bytes = captures::captureOf({});
   for (std::size_t length = 1; length < bytes.size(); length += 9) {
     expectRefused(
@@ -257,7 +257,7 @@ TEST_F(ReplayProgramTest, ALaterVersionIsOneLineAndExitCode1) {
   expectRefused(scratch_.file("later.zcap", head.take()), "version");
 }
 
-TEST_F(ReplayProgramTest, ACaptureThatIsCutIsPlayedUpToThere) {
+TEST_F(ReplayProgramTest, PlaysATruncatedCaptureToItsEnd) {
   const auto file = recordInto(scratch_, "3");
   const std::vector<std::string> whole = replay(file, {"--fast"}).outputLines();
   std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
@@ -272,7 +272,7 @@ TEST_F(ReplayProgramTest, ACaptureThatIsCutIsPlayedUpToThere) {
   EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
 }
 
-TEST_F(ReplayProgramTest, ACaptureThatIsDamagedIsPlayedUpToThere) {
+TEST_F(ReplayProgramTest, PlaysADamagedCaptureUpToTheDamage) {
   const auto file = recordInto(scratch_, "3");
   const std::vector<std::string> whole = replay(file, {"--fast"}).outputLines();
   Bytes bytes = captures::contentOf(file);
@@ -289,7 +289,7 @@ TEST_F(ReplayProgramTest, ACaptureThatIsDamagedIsPlayedUpToThere) {
   EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
 }
 
-TEST_F(ReplayProgramTest, TheLivePageShowsOneToo) {
+TEST_F(ReplayProgramTest, ServesACaptureOnTheLivePage) {
   const auto file = recordInto(scratch_, "3");
   const Arguments page = {"view", "--port", "0", "--exit-at-end", "--fast", "--replay"};
   const auto view = [&] {
@@ -323,7 +323,7 @@ TEST_F(ReplayProgramTest, BadOptionsAreOneLineAndExitCode2) {
   }
 }
 
-TEST_F(ReplayProgramTest, HelpNamesEveryOption) {
+TEST_F(ReplayProgramTest, HelpListsEveryOption) {
   const Finished run = runProgram({"replay", "--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* option :

@@ -81,7 +81,7 @@ class PacingTest : public testing::Test {
   Pacing pacing{transmitter, start};
 };
 
-TEST_F(PacingTest, SendsEachFrameAtItsTimeAndNotBefore) {
+TEST_F(PacingTest, SendsEachFrameWhenItIsDue) {
   EXPECT_EQ(turnAt(0ms).wait, 10ms);
   EXPECT_THAT(carrier.sent, ElementsAre(0ms));
   EXPECT_EQ(turnAt(9'999'999ns).wait, 1ns);
@@ -90,7 +90,7 @@ TEST_F(PacingTest, SendsEachFrameAtItsTimeAndNotBefore) {
   EXPECT_THAT(carrier.sent, ElementsAre(0ms, 10ms));
 }
 
-TEST_F(PacingTest, LateTurnsDoNotAddUp) {
+TEST_F(PacingTest, DelaysDoNotAccumulate) {
   StrapTime now = 0ms;
   for (int i = 0; i < 1000; ++i) now += *turnAt(now).wait + 3ms;
   // Whatever each turn was late by, all that was due until the last one has been sent.
@@ -100,7 +100,7 @@ TEST_F(PacingTest, LateTurnsDoNotAddUp) {
   EXPECT_EQ(source.next * 10ms, *transmitter.nextFrameTime());
 }
 
-TEST_F(PacingTest, SendsWhatWasMissedAndNothingMore) {
+TEST_F(PacingTest, SendsExactlyTheMissedFrames) {
   turnAt(0ms);
   const auto turn = turnAt(1005ms);
   EXPECT_EQ(turn.skipped, 0U);
@@ -109,13 +109,13 @@ TEST_F(PacingTest, SendsWhatWasMissedAndNothingMore) {
   EXPECT_EQ(carrier.sent.back(), 1000ms);
 }
 
-TEST_F(PacingTest, ADelayOfExactlyOneSecondIsStillMadeUpFor) {
+TEST_F(PacingTest, CatchesUpAfterADelayOfExactlyOneSecond) {
   turnAt(0ms);
   EXPECT_EQ(turnAt(1010ms).skipped, 0U);
   EXPECT_EQ(carrier.sent.size(), 102U);
 }
 
-TEST_F(PacingTest, DropsWhatWasMissedForMoreThanASecondAndSaysHowMuch) {
+TEST_F(PacingTest, DropsAndReportsFramesMoreThanASecondLate) {
   turnAt(0ms);
   const auto turn = turnAt(1010ms + 1ns);
   EXPECT_EQ(turn.skipped, 101U);
@@ -124,13 +124,13 @@ TEST_F(PacingTest, DropsWhatWasMissedForMoreThanASecondAndSaysHowMuch) {
   EXPECT_THAT(carrier.sent, ElementsAre(0ms, 1020ms));
 }
 
-TEST_F(PacingTest, AFrameThatIsDueRightNowIsNotDropped) {
+TEST_F(PacingTest, DoesNotDropAFrameDueNow) {
   turnAt(0ms);
   EXPECT_EQ(turnAt(2s).skipped, 199U);
   EXPECT_THAT(carrier.sent, ElementsAre(0ms, 2s));
 }
 
-TEST_F(PacingTest, DropsManyInPortionsAndTellsThemTogether) {
+TEST_F(PacingTest, DropsManyInPortionsAndReportsThemTogether) {
   turnAt(0ms);
   const auto first = turnAt(150s);
   EXPECT_EQ(first.wait, 0ns);
@@ -142,12 +142,12 @@ TEST_F(PacingTest, DropsManyInPortionsAndTellsThemTogether) {
   EXPECT_THAT(carrier.sent, ElementsAre(0ms, 150s));
 }
 
-TEST_F(PacingTest, WhatWasDroppedIsNeitherSentNorUnheard) {
+TEST_F(PacingTest, DroppedFramesAreNeitherSentNorUnsubscribed) {
   turnAt(5s);
   EXPECT_EQ(transmitter.totals(), (Transmitter::Counts{1, 1, 0}));
 }
 
-TEST_F(PacingTest, SendsOnlyWhatIsSubscribed) {
+TEST_F(PacingTest, SendsOnlySubscribedStreams) {
   carrier.subscribed = false;
   turnAt(95ms);
   EXPECT_THAT(carrier.sent, IsEmpty());
@@ -157,12 +157,12 @@ TEST_F(PacingTest, SendsOnlyWhatIsSubscribed) {
   EXPECT_EQ(transmitter.totals().framesUnheard, 10U);
 }
 
-TEST_F(PacingTest, WithoutAnotherFrameThereIsNothingToWaitFor) {
+TEST_F(PacingTest, HasNoNextTimeWithoutFrames) {
   source.ended = true;
   EXPECT_EQ(turnAt(1s).wait, std::nullopt);
 }
 
-TEST(LinkLossesTest, ComeInOrderWhateverTheOrderOfTheOptions) {
+TEST(LinkLossesTest, HappenInOrderForAnyOrderOfTheOptions) {
   const LinkLosses losses({30s, 10s, 20s}, 2s, TrainingPlan::quiet());
   const auto first = losses.next(-1ns);
   ASSERT_TRUE(first);
@@ -173,15 +173,15 @@ TEST(LinkLossesTest, ComeInOrderWhateverTheOrderOfTheOptions) {
   EXPECT_FALSE(losses.next(30s));
 }
 
-TEST(LinkLossesTest, OneAtTheVeryBeginningHappens) {
+TEST(LinkLossesTest, OneAtTheStartHappens) {
   EXPECT_EQ(LinkLosses({0s}, 1s, TrainingPlan::quiet()).next(-1ns)->time, 0s);
 }
 
-TEST(LinkLossesTest, WithoutAnyNothingHappens) {
+TEST(LinkLossesTest, NoneHappensByDefault) {
   EXPECT_FALSE(LinkLosses({}, 1s, TrainingPlan::quiet()).next(-1ns));
 }
 
-TEST(LinkLossesTest, ThoseOfThePlanComeAmongTheOthers) {
+TEST(LinkLossesTest, ThoseOfThePlanAreMerged) {
   TrainingPlan plan;
   plan.linkLosses = {{15s, "gone", 4s}, {40s, std::nullopt, 5s}};
   const LinkLosses losses({10s, 20s}, 1s, plan);
@@ -192,7 +192,7 @@ TEST(LinkLossesTest, ThoseOfThePlanComeAmongTheOthers) {
   EXPECT_EQ(losses.next(20s)->time, 40s);
 }
 
-TEST(LinkLossesTest, OfTwoAtOnceTheLongerAbsenceCounts) {
+TEST(LinkLossesTest, OfTwoAtTheSameTimeTheLongerAbsenceApplies) {
   TrainingPlan plan;
   plan.linkLosses = {{10s, "gone", 4s}};
   EXPECT_EQ(LinkLosses({10s}, 1s, plan).next(0s)->absence, 4s);
@@ -221,7 +221,7 @@ class CentralsTest : public testing::Test {
   }};
 };
 
-TEST_F(CentralsTest, ComeAndGoWithTheirConnection) {
+TEST_F(CentralsTest, FollowTheirConnection) {
   centrals.setAdapter(tree, "/org/bluez/hci0");
   add(phone, {{"Address", "AA:BB:CC:DD:EE:FF"}, {"Connected", false}});
   EXPECT_THAT(events, IsEmpty());
@@ -233,21 +233,21 @@ TEST_F(CentralsTest, ComeAndGoWithTheirConnection) {
   EXPECT_THAT(centrals.paths(), IsEmpty());
 }
 
-TEST_F(CentralsTest, GoWithTheirObject) {
+TEST_F(CentralsTest, EndWithTheirObject) {
   centrals.setAdapter(tree, "/org/bluez/hci0");
   add(phone, {{"Connected", true}});
   take(tree.remove({phone, Zephly::bluez::Strings{"org.bluez.Device1"}}), true);
   EXPECT_THAT(events, ElementsAre("+AA:BB:CC:DD:EE:FF", "-AA:BB:CC:DD:EE:FF"));
 }
 
-TEST_F(CentralsTest, OfAnotherAdapterDoNotCount) {
+TEST_F(CentralsTest, OfAnotherAdapterAreIgnored) {
   centrals.setAdapter(tree, "/org/bluez/hci0");
   add("/org/bluez/hci1/dev_AA_BB_CC_DD_EE_FF", {{"Connected", true}});
   add("/org/bluez/hci01/dev_AA_BB_CC_DD_EE_FF", {{"Connected", true}});
   EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_F(CentralsTest, ThatAreConnectedAlreadyAreFoundUnlessPaired) {
+TEST_F(CentralsTest, AlreadyConnectedAreFoundUnlessPaired) {
   tree.add({phone, Dictionary{{"org.bluez.Device1", Dictionary{{"Connected", true}}}}});
   tree.add({"/org/bluez/hci0/dev_11_22_33_44_55_66",
             Dictionary{{"org.bluez.Device1", Dictionary{{"Connected", true}, {"Paired", true}}}}});
@@ -265,7 +265,7 @@ TEST_F(CentralsTest, APairedDeviceCountsWhenItConnectsToTheAdvertisement) {
   EXPECT_THAT(centrals.paths(), ElementsAre(phone));
 }
 
-TEST_F(CentralsTest, GoWithTheAdapter) {
+TEST_F(CentralsTest, EndWithTheAdapter) {
   centrals.setAdapter(tree, "/org/bluez/hci0");
   add(phone, {{"Connected", true}});
   centrals.setAdapter(tree, "");
@@ -273,7 +273,7 @@ TEST_F(CentralsTest, GoWithTheAdapter) {
   EXPECT_EQ(events.back(), "-AA:BB:CC:DD:EE:FF");
 }
 
-TEST_F(CentralsTest, APropertyOfTheWrongShapeIsNoConnection) {
+TEST_F(CentralsTest, APropertyOfTheWrongTypeIsIgnored) {
   centrals.setAdapter(tree, "/org/bluez/hci0");
   add(phone, {{"Connected", "yes"}});
   EXPECT_THAT(events, IsEmpty());
@@ -297,7 +297,7 @@ TEST(StrapReportTest, WritesSecondsWithoutSuperfluousZeros) {
   EXPECT_EQ(Zephly::peripheral::secondsText(1'234'567'890ns), "1.234");
 }
 
-TEST(StrapOptionsTest, TellsUtf8FromWhatDBusWouldNotTake) {
+TEST(StrapOptionsTest, DistinguishesUtf8FromTextThatDBusRefuses) {
   using Zephly::peripheral::isUtf8;
   for (const char* good : {"Zephly", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
                            "\xEF\xBF\xBD", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {

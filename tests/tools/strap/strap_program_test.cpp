@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadStrapOption{"FramesWithValue", {"--frames=3"}, "--frames: expected no value"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(StrapProgramTest, HelpNamesEveryOptionButThatForTests) {
+TEST(StrapProgramTest, HelpListsEveryOptionExceptTheTestOption) {
   const Finished run = runProgram({"strap", "--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* option :
@@ -112,7 +112,7 @@ TEST(StrapProgramTest, WithoutABusItIsOneLineAndExitCode1) {
   EXPECT_THAT(run.errorLines(), ElementsAre(StartsWith("zephly strap: no D-Bus bus (")));
 }
 
-TEST(StrapProgramTest, ARecordingThatIsNotThereIsOneLineAndExitCode1) {
+TEST(StrapProgramTest, AMissingRecordingIsOneLineAndExitCode1) {
   const Finished run = runProgram(strap({"--recording", "/nonexistent.csv", "--rate", "100"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("/nonexistent.csv")));
@@ -197,7 +197,7 @@ std::vector<std::string> framesOf(const Finished& run) {
   return frames;
 }
 
-TEST_F(StrapOnTheAir, EveryFrameThatItPrintsArrivesInOrder) {
+TEST_F(StrapOnTheAir, EveryPrintedFrameArrivesInOrder) {
   Process process({"strap", "--bus", bus.address(), "--frames", "--seed", "7"});
   subscribeToAll();
   until([this] { return received.size() > 200; });
@@ -223,7 +223,7 @@ TEST_F(StrapOnTheAir, EveryFrameThatItPrintsArrivesInOrder) {
                            "connections 0, link losses 0"));
 }
 
-TEST_F(StrapOnTheAir, LosesItsLinkAtTheTimesAskedForAndComesBack) {
+TEST_F(StrapOnTheAir, LosesItsLinkAtTheGivenTimesAndAdvertisesAgain) {
   bluetoothd.connect();
   Process process({"strap", "--bus", bus.address(), "--lose-link-at", "0.5", "--absence", "0.1",
                    "--name", "Zephly 2"});
@@ -240,7 +240,7 @@ TEST_F(StrapOnTheAir, LosesItsLinkAtTheTimesAskedForAndComesBack) {
   EXPECT_THAT(run.outputLines().back(), HasSubstr("connections 1, link losses 1"));
 }
 
-TEST_F(StrapOnTheAir, LosesItsLinkAtASignal) {
+TEST_F(StrapOnTheAir, LosesItsLinkOnASignal) {
   bluetoothd.connect();
   Process process({"strap", "--bus", bus.address(), "--duration", "60"});
   until([this] { return bluetoothd.calls("RegisterAdvertisement") == 1; });
@@ -254,7 +254,7 @@ TEST_F(StrapOnTheAir, LosesItsLinkAtASignal) {
   EXPECT_THAT(run.outputLines().back(), HasSubstr("link losses 1"));
 }
 
-TEST_F(StrapOnTheAir, EndsByItselfAfterItsDuration) {
+TEST_F(StrapOnTheAir, EndsAfterItsDuration) {
   Process process({"strap", "--bus", bus.address(), "--duration", "0.3"});
   until([&] { return process.hasWritten("end after "); });
   const Finished run = process.finish();

@@ -18,7 +18,7 @@ Access servedOn(const char* address, std::uint16_t port = 8765) {
   return {ip::make_address(address), port, std::nullopt};
 }
 
-TEST(TokenTest, Is128BitsInHexadecimalAndNeverTheSame) {
+TEST(TokenTest, Is128RandomBitsInHexadecimal) {
   std::set<std::string> tokens;
   for (int i = 0; i < 100; ++i) {
     const std::string token = makeToken();
@@ -29,7 +29,7 @@ TEST(TokenTest, Is128BitsInHexadecimalAndNeverTheSame) {
   EXPECT_EQ(tokens.size(), 100U);
 }
 
-TEST(TokenTest, OnlyTheSameTokenIsTheSame) {
+TEST(TokenTest, ComparesEqualOnlyToItself) {
   EXPECT_TRUE(sameToken("0123abcd", "0123abcd"));
   EXPECT_FALSE(sameToken("0123abcd", "0123abce"));
   EXPECT_FALSE(sameToken("0123abcd", "1123abcd"));
@@ -39,7 +39,7 @@ TEST(TokenTest, OnlyTheSameTokenIsTheSame) {
   EXPECT_FALSE(sameToken("0123abcd", "0123ABCD"));
 }
 
-TEST(AccessTest, OnThisMachineOnlyItsOwnNamesAreServed) {
+TEST(AccessTest, OnLoopbackServesOnlyLoopbackNames) {
   const Access access = servedOn("127.0.0.1");
   for (const char* host : {"127.0.0.1:8765", "localhost:8765", "LocalHost:8765", "[::1]:8765"}) {
     EXPECT_TRUE(access.allowsHost(host)) << host;
@@ -53,13 +53,13 @@ TEST(AccessTest, OnThisMachineOnlyItsOwnNamesAreServed) {
   }
 }
 
-TEST(AccessTest, ThePortOfHttpNeedNotBeNamed) {
+TEST(AccessTest, TheDefaultPortMayBeOmitted) {
   EXPECT_TRUE(servedOn("127.0.0.1", 80).allowsHost("localhost"));
   EXPECT_TRUE(servedOn("127.0.0.1", 80).allowsHost("localhost:80"));
   EXPECT_TRUE(servedOn("::1", 80).allowsHost("[::1]"));
 }
 
-TEST(AccessTest, OnOneAddressOnlyThatAddressIsServed) {
+TEST(AccessTest, OnOneAddressServesOnlyThatAddress) {
   const Access access = servedOn("192.168.1.5");
   EXPECT_TRUE(access.allowsHost("192.168.1.5:8765"));
   EXPECT_FALSE(access.allowsHost("192.168.1.6:8765"));
@@ -70,7 +70,7 @@ TEST(AccessTest, OnOneAddressOnlyThatAddressIsServed) {
   EXPECT_FALSE(six.allowsHost("[2001:db8::6]:8765"));
 }
 
-TEST(AccessTest, OnAllAddressesAnyAddressAndTheMachinesNameAreServed) {
+TEST(AccessTest, OnAllAddressesServesAnyAddressAndTheHostName) {
   std::array<char, 256> name{};
   ASSERT_EQ(::gethostname(name.data(), name.size() - 1), 0);
   for (const char* everywhere : {"0.0.0.0", "::"}) {
@@ -84,7 +84,7 @@ TEST(AccessTest, OnAllAddressesAnyAddressAndTheMachinesNameAreServed) {
   }
 }
 
-TEST(AccessTest, TheOriginIsThePageItself) {
+TEST(AccessTest, AcceptsOnlyTheOriginOfThePage) {
   const std::string host = "127.0.0.1:8765";
   EXPECT_TRUE(Access::allowsOrigin(std::nullopt, host));
   EXPECT_TRUE(Access::allowsOrigin("http://127.0.0.1:8765", host));
@@ -95,7 +95,7 @@ TEST(AccessTest, TheOriginIsThePageItself) {
   }
 }
 
-TEST(AccessTest, TheTokenIsFoundInQueryAndCookie) {
+TEST(AccessTest, AcceptsTheTokenInQueryAndCookie) {
   const Access access(ip::make_address("0.0.0.0"), 8765, "0a1b");
   EXPECT_TRUE(access.needsToken());
   EXPECT_TRUE(access.tokenInQuery("token=0a1b"));
@@ -113,7 +113,7 @@ TEST(AccessTest, TheTokenIsFoundInQueryAndCookie) {
   EXPECT_EQ(access.cookie(), "zephly-view-8765=0a1b; HttpOnly; SameSite=Strict; Path=/");
 }
 
-TEST(AccessTest, WithoutATokenNoneIsRight) {
+TEST(AccessTest, AcceptsNoTokenWithoutOne) {
   const Access access = servedOn("127.0.0.1");
   EXPECT_FALSE(access.needsToken());
   EXPECT_FALSE(access.tokenInQuery("token="));

@@ -51,7 +51,7 @@ class HostileTest : public testing::Test {
   World world;
 };
 
-TEST_F(HostileTest, WhatIsNoHttpIs400) {
+TEST_F(HostileTest, InvalidHttpIs400) {
   for (const std::string& bytes : {std::string("\r\n\r\n\r\n"),
                                    std::string("hello\r\n\r\n"),
                                    std::string("GET\r\n\r\n"),
@@ -106,13 +106,13 @@ class ImpatientTest : public HostileTest {
   ImpatientTest() : HostileTest(impatient()) {}
 };
 
-TEST_F(ImpatientTest, AClientThatSaysNothingIsHungUpOn) {
+TEST_F(ImpatientTest, DisconnectsASilentClient) {
   RawClient client(world);
   EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
   EXPECT_THAT(client.received(), IsEmpty());
 }
 
-TEST_F(ImpatientTest, HeadersThatDripDoNotHoldAConnection) {
+TEST_F(ImpatientTest, DisconnectsAClientThatSendsHeadersSlowly) {
   RawClient client(world);
   client.send("GET / HTTP/1.1\r\n");
   // Always something new, never an end.
@@ -131,7 +131,7 @@ TEST_F(ImpatientTest, HeadersThatDripDoNotHoldAConnection) {
   world.context.poll();
 }
 
-TEST_F(ImpatientTest, AWebSocketIsNotBoundToTheTimeOfARequest) {
+TEST_F(ImpatientTest, TheTimeLimitOfARequestDoesNotEndAWebSocket) {
   LiveClient client(world);
   ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
   // Another one comes and is given up meanwhile.
@@ -142,7 +142,7 @@ TEST_F(ImpatientTest, AWebSocketIsNotBoundToTheTimeOfARequest) {
   EXPECT_FALSE(client.closed());
 }
 
-TEST_F(HostileTest, AHandshakeThatIsWrongIsRefused) {
+TEST_F(HostileTest, RefusesAnInvalidHandshake) {
   const std::string upgrade = "GET /live HTTP/1.1\r\nHost: " + world.host() +
                               "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n";
   const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
@@ -157,7 +157,7 @@ TEST_F(HostileTest, AHandshakeThatIsWrongIsRefused) {
   EXPECT_THAT(world.lines, IsEmpty());
 }
 
-TEST_F(HostileTest, AnotherOriginIsRefused) {
+TEST_F(HostileTest, RefusesAnotherOrigin) {
   for (const char* origin : {"http://evil.example", "null", "https://127.0.0.1:8765", ""}) {
     LiveClient client(world, {.headers = {{"Origin", origin}}});
     ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
@@ -171,7 +171,7 @@ TEST_F(HostileTest, AnotherOriginIsRefused) {
   EXPECT_TRUE(world.runUntil([&] { return right.open(); }));
 }
 
-TEST_F(HostileTest, AnotherHostIsRefused) {
+TEST_F(HostileTest, RefusesAnotherHost) {
   LiveClient client(world, {.host = "evil.example"});
   ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
   EXPECT_EQ(client.refusal(), 421U);
@@ -187,7 +187,7 @@ TEST_F(HostileTest, AMessageEndsTheSocket) {
   }
 }
 
-TEST_F(HostileTest, AMessageThatIsTooLargeEndsTheSocket) {
+TEST_F(HostileTest, ATooLargeMessageEndsTheSocket) {
   LiveClient client(world);
   ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
   client.sendText(std::string(1025, 'x'));
@@ -252,7 +252,7 @@ class FewTest : public HostileTest {
   FewTest() : HostileTest(few()) {}
 };
 
-TEST_F(FewTest, ThereIsARoomForSoManyViewers) {
+TEST_F(FewTest, LimitsTheNumberOfViewers) {
   LiveClient first(world);
   LiveClient second(world);
   ASSERT_TRUE(world.runUntil([&] { return first.open() && second.open(); }));
@@ -262,7 +262,7 @@ TEST_F(FewTest, ThereIsARoomForSoManyViewers) {
   EXPECT_EQ(world.server->viewers(), 2U);
 }
 
-TEST_F(FewTest, ConnectionsBeyondTheLimitAreClosedAtOnce) {
+TEST_F(FewTest, ClosesConnectionsBeyondTheLimitImmediately) {
   {
     std::array<std::unique_ptr<RawClient>, 5> clients;
     for (auto& client : clients) client = std::make_unique<RawClient>(world);
@@ -276,7 +276,7 @@ TEST_F(FewTest, ConnectionsBeyondTheLimitAreClosedAtOnce) {
   EXPECT_TRUE(servedInTheEnd());
 }
 
-TEST_F(FewTest, ClientsThatGoInTheMiddleOfARequestAreForgotten) {
+TEST_F(FewTest, ForgetsClientsThatDisconnectDuringARequest) {
   for (int i = 0; i < 20; ++i) {
     RawClient client(world);
     client.send(get());
@@ -297,7 +297,7 @@ class OneAtATimeTest : public HostileTest {
   OneAtATimeTest() : HostileTest(forOneAtATime()) {}
 };
 
-TEST_F(OneAtATimeTest, ARefusedClientThatStaysDoesNotHoldItsPlace) {
+TEST_F(OneAtATimeTest, ARefusedClientDoesNotOccupyASlot) {
   RawClient client(world);
   client.send("nonsense\r\n\r\n");
   ASSERT_TRUE(world.runUntil([&] { return client.status() == "400"; }));

@@ -34,7 +34,7 @@ using testing::SizeIs;
 
 Message text(const std::string& letter) { return textMessage(Message::Kind::other, letter); }
 
-TEST(LiveTest, AViewerIsGreetedAndThenGetsWhatIsSent) {
+TEST(LiveTest, AViewerGetsAGreetingAndThenAllMessages) {
   World world;
   world.greet = [] {
     return std::vector<Message>{text("hello"), samplesMessage(Trace::ecg, 0, 0, std::array{1.0F})};
@@ -49,7 +49,7 @@ TEST(LiveTest, AViewerIsGreetedAndThenGetsWhatIsSent) {
   EXPECT_EQ(client.messages()[2].bytes, "more");
 }
 
-TEST(LiveTest, WhoComesAndGoesIsTold) {
+TEST(LiveTest, ReportsConnectingAndDisconnectingViewers) {
   World world;
   {
     LiveClient first(world);
@@ -80,7 +80,7 @@ TEST(LiveTest, ALargeMessageIsOneMessage) {
   EXPECT_EQ(client.messages()[0].bytes, large);
 }
 
-TEST(LiveTest, TheEndIsToldAfterWhatWaits) {
+TEST(LiveTest, ReportsTheEndAfterQueuedMessages) {
   World world;
   LiveClient client(world);
   ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
@@ -93,7 +93,7 @@ TEST(LiveTest, TheEndIsToldAfterWhatWaits) {
   EXPECT_EQ(world.server->viewers(), 0U);
 }
 
-TEST(LiveTest, AServerThatIsGoneLeavesNothingBehind) {
+TEST(LiveTest, DestroyingTheServerEndsAllConnections) {
   World world;
   LiveClient client(world);
   RawClient raw(world);
@@ -104,7 +104,7 @@ TEST(LiveTest, AServerThatIsGoneLeavesNothingBehind) {
   EXPECT_THAT(world.lines, testing::IsEmpty());
 }
 
-TEST(LiveTest, WithATokenCookieOrAddressLetsIn) {
+TEST(LiveTest, AcceptsTheTokenInCookieOrAddress) {
   ServerOptions options;
   options.token = "0a1b";
   World world(options);
@@ -152,7 +152,7 @@ ServerOptions tight() {
   return options;
 }
 
-TEST(SlowViewerTest, LosesTheOldestLearnsHowMuchAndDelaysNobody) {
+TEST(SlowViewerTest, LosesTheOldestSamplesGetsTheirNumberAndDelaysNoOthers) {
   World world(tight());
   LiveClient slow(world, {.receiveBuffer = 16 * 1024, .reads = false});
   LiveClient quick(world);
@@ -180,7 +180,7 @@ TEST(SlowViewerTest, LosesTheOldestLearnsHowMuchAndDelaysNobody) {
             (batches - 1) * batch);
 }
 
-TEST(SlowViewerTest, ItsLossIsInTheLineWhenItGoes) {
+TEST(SlowViewerTest, ItsLossIsReportedWhenItDisconnects) {
   World world(tight());
   auto slow = std::make_unique<LiveClient>(
       world, LiveClient::Options{.receiveBuffer = 16 * 1024, .reads = false});
@@ -195,7 +195,7 @@ TEST(SlowViewerTest, ItsLossIsInTheLineWhenItGoes) {
   EXPECT_THAT(world.lines.back(), HasSubstr("; too slow, "));
 }
 
-TEST(SlowViewerTest, OneThatTakesNothingForLongIsGivenUp) {
+TEST(SlowViewerTest, IsDisconnectedWhenItReadsNothingForLong) {
   ServerOptions options = tight();
   options.limits.stalled = 50ms;
   World world(options);
@@ -209,7 +209,7 @@ TEST(SlowViewerTest, OneThatTakesNothingForLongIsGivenUp) {
   }));
 }
 
-TEST(SlowViewerTest, AStoppedViewerDoesNotKeepTheServerFromClosing) {
+TEST(SlowViewerTest, AStoppedViewerDoesNotDelayClosing) {
   World world(tight());
   LiveClient slow(world, {.receiveBuffer = 16 * 1024, .reads = false});
   ASSERT_TRUE(world.runUntil([&] { return slow.open(); }));
@@ -299,7 +299,7 @@ class SessionTest : public testing::Test {
   main_queue::Timer ticks;
 };
 
-TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndOneThatComesLaterTheRest) {
+TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndALateOneTheRest) {
   std::array<std::unique_ptr<LiveClient>, longRun<std::size_t>(20, 6)> viewers;
   for (auto& viewer : viewers) viewer = std::make_unique<LiveClient>(world);
   ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == viewers.size(); }));

@@ -45,7 +45,7 @@ TEST(MessageTest, BitsOfSamplesAreUntouched) {
   EXPECT_EQ(message.bytes->substr(24), bytes({0, 0, 0xA0, 0x7F}));
 }
 
-TEST(TextsTest, HelloTellsWhatIsWatched) {
+TEST(TextsTest, HelloDescribesTheSource) {
   const json hello = json::parse(helloText({.program = "zephly 1.0",
                                             .title = "a strap",
                                             .pace = "speed 50",
@@ -64,7 +64,7 @@ json state(const watch::SessionModel& model, simulator::StrapTime now,
       stateText({.model = model, .now = now, .temperature = temperature, .ended = false}));
 }
 
-TEST(TextsTest, TheStateBeforeAnythingCame) {
+TEST(TextsTest, TheInitialState) {
   const std::string stream = R"({"received":0,"perSecond":0.0,"longestGap":null})";
   EXPECT_EQ(state(watch::SessionModel(), 0s),
             json::parse(R"({"type":"state","now":0.0,"connected":false,"linkChanged":null,
@@ -75,7 +75,7 @@ TEST(TextsTest, TheStateBeforeAnythingCame) {
                         R"(,"temperature":)" + stream + R"(,"battery":)" + stream + "}}"));
 }
 
-TEST(TextsTest, TheStateIsWhatTheModelHolds) {
+TEST(TextsTest, TheStateIsTheModels) {
   watch::SessionModel model;
   model.take({1s, watch::Connected{}});
   model.take({1s, watch::LeadOff{true}});
@@ -104,7 +104,7 @@ TEST(TextsTest, TheStateIsWhatTheModelHolds) {
   EXPECT_EQ(state(model, 7s).at("linkLosses").at(0).at("recovery"), 2.0);
 }
 
-TEST(TextsTest, OnlyTheLastTwentyLinkLossesAreTold) {
+TEST(TextsTest, SendsOnlyTheLastTwentyLinkLosses) {
   watch::SessionModel model;
   for (int i = 0; i < 25; ++i) {
     model.take({2 * i * 1s, watch::Connected{}});
@@ -122,7 +122,7 @@ TEST(TextsTest, NumbersThatAreNotFiniteAreNull) {
             json::parse(R"({"object":null,"ambient":null,"body":36.0,"t":0.0})"));
 }
 
-TEST(TextsTest, EventsAreTold) {
+TEST(TextsTest, EncodesEvents) {
   const auto text = [](auto what) { return json::parse(eventText({1500ms, what}).value()); };
   const auto plain = [](const std::string& name) {
     return json{{"type", "event"}, {"t", 1.5}, {"event", name}};
@@ -142,7 +142,7 @@ TEST(TextsTest, EventsAreTold) {
   EXPECT_EQ(text(watch::HostLine{"broken \xFF"}), told);
 }
 
-TEST(TextsTest, LatestValuesAndSamplesAreNoEvents) {
+TEST(TextsTest, LatestValuesAndSamplesAreNotEvents) {
   EXPECT_FALSE(eventText({0s, watch::EcgSample{1}}));
   EXPECT_FALSE(eventText({0s, watch::RespirationSample{1}}));
   EXPECT_FALSE(eventText({0s, watch::MotionSample{1, 2}}));
@@ -150,7 +150,7 @@ TEST(TextsTest, LatestValuesAndSamplesAreNoEvents) {
   EXPECT_FALSE(eventText({0s, watch::Battery{}}));
 }
 
-TEST(TextsTest, LossesAreToldByStream) {
+TEST(TextsTest, ReportsLossesByStream) {
   EXPECT_EQ(json::parse(lostText(7, {1, 2, 3, 4})),
             json::parse(R"({"type":"lost","messages":7,"samples":{"ecg":1,"filteredEcg":2,
               "respiration":3,"motion":4}})"));

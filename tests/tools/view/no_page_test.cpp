@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST(NoPageTest, ViewSaysWhatIsMissingAndEndsWithExitCode1) {
+TEST(NoPageTest, ViewReportsTheMissingPageAndExitsWithCode1) {
   const Finished run = runProgram({"view", "--simulated", "--duration", "1", "--port", "0"});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, IsEmpty());

@@ -37,7 +37,7 @@ class PageTest : public testing::Test {
   World world;
 };
 
-TEST_F(PageTest, ThePageComesWithHeadersThatKeepEverythingElseOut) {
+TEST_F(PageTest, ServesThePageWithRestrictiveHeaders) {
   const std::string page = answer("GET /");
   EXPECT_THAT(page, StartsWith("HTTP/1.1 200 OK\r\n"));
   EXPECT_THAT(page, EndsWith("\r\n\r\n<!doctype html><title>Page</title>"));
@@ -53,7 +53,7 @@ TEST_F(PageTest, ThePageComesWithHeadersThatKeepEverythingElseOut) {
   EXPECT_THAT(page, Not(HasSubstr("unsafe-")));
 }
 
-TEST_F(PageTest, FilesWhosePathChangesWithThemAreKept) {
+TEST_F(PageTest, FilesWithHashedPathsAreCacheable) {
   const std::string script = answer("GET /assets/app-1a2b.js");
   EXPECT_THAT(script, HasSubstr("Cache-Control: private, max-age=31536000, immutable\r\n"));
   EXPECT_THAT(script, HasSubstr("X-Content-Type-Options: nosniff\r\n"));
@@ -61,7 +61,7 @@ TEST_F(PageTest, FilesWhosePathChangesWithThemAreKept) {
   EXPECT_THAT(answer("GET /assets/icon.svg"), EndsWith(std::string("\r\n\r\n<svg>\0</svg>", 16)));
 }
 
-TEST_F(PageTest, AQuestionMarkDoesNotChangeThePath) {
+TEST_F(PageTest, IgnoresTheQuery) {
   EXPECT_THAT(answer("GET /?theme=dark"), StartsWith("HTTP/1.1 200 "));
 }
 
@@ -72,7 +72,7 @@ TEST_F(PageTest, HeadIsTheSameWithoutTheBody) {
   EXPECT_THAT(head, EndsWith("\r\n\r\n"));
 }
 
-TEST_F(PageTest, OneConnectionAnswersManyRequestsAlsoTogether) {
+TEST_F(PageTest, AnswersManyAndPipelinedRequestsOnOneConnection) {
   RawClient client(world);
   const std::string get = "GET /assets/app-1a2b.js HTTP/1.1\r\nHost: " + world.host() + "\r\n\r\n";
   client.send(get + get + get);
@@ -88,7 +88,7 @@ TEST_F(PageTest, OneConnectionAnswersManyRequestsAlsoTogether) {
   EXPECT_FALSE(client.closed());
 }
 
-TEST_F(PageTest, NothingElseIsThere) {
+TEST_F(PageTest, OtherPathsAreNotFound) {
   for (const char* path :
        {"/index.html", "/assets/", "/assets", "/assets/../assets/app-1a2b.js", "/../etc/passwd",
         "/assets/%2e%2e/app-1a2b.js", "//", "/assets//app-1a2b.js", "/assets/app-1a2b.js/", "/%00",
@@ -99,7 +99,7 @@ TEST_F(PageTest, NothingElseIsThere) {
   }
 }
 
-TEST_F(PageTest, OnlyGetAndHeadAreAnswered) {
+TEST_F(PageTest, AcceptsOnlyGetAndHead) {
   for (const char* method : {"POST", "PUT", "DELETE", "OPTIONS", "TRACE", "PATCH", "FOO"}) {
     const std::string refused = answer(std::string(method) + " /");
     EXPECT_THAT(refused, StartsWith("HTTP/1.1 405 ")) << method;
@@ -107,7 +107,7 @@ TEST_F(PageTest, OnlyGetAndHeadAreAnswered) {
   }
 }
 
-TEST_F(PageTest, AnotherHostIsRefused) {
+TEST_F(PageTest, RefusesAnotherHost) {
   for (const char* host : {"evil.example", "127.0.0.1", "127.0.0.1:1", "evil.example:8765"}) {
     const std::string refused =
         answerTo("GET / HTTP/1.1\r\nHost: " + std::string(host) + "\r\nConnection: close\r\n\r\n");
@@ -116,23 +116,23 @@ TEST_F(PageTest, AnotherHostIsRefused) {
   }
 }
 
-TEST_F(PageTest, NoHostOrTwoOfThemAreNoRequest) {
+TEST_F(PageTest, RefusesRequestsWithoutExactlyOneHost) {
   EXPECT_THAT(answerTo("GET / HTTP/1.1\r\nConnection: close\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
   EXPECT_THAT(answer("GET /", "Host: evil.example\r\n"), StartsWith("HTTP/1.1 400 "));
 }
 
-TEST_F(PageTest, ATargetThatIsNoPathIsNoRequest) {
+TEST_F(PageTest, RefusesATargetThatIsNotAPath) {
   EXPECT_THAT(answer("GET http://" + world.host() + "/"), StartsWith("HTTP/1.1 400 "));
   EXPECT_THAT(answer("GET *"), StartsWith("HTTP/1.1 400 "));
 }
 
-TEST_F(PageTest, TheWebSocketIsNoPage) {
+TEST_F(PageTest, TheWebSocketPathIsNotAPage) {
   const std::string refused = answer("GET /live");
   EXPECT_THAT(refused, StartsWith("HTTP/1.1 426 "));
   EXPECT_THAT(refused, HasSubstr("Upgrade: websocket\r\n"));
 }
 
-TEST_F(PageTest, ItsAddressIsWhatOneTypes) {
+TEST_F(PageTest, PrintsAnAddressToOpen) {
   EXPECT_THAT(world.server->addresses(), testing::ElementsAre("http://" + world.host() + "/"));
 }
 
@@ -150,7 +150,7 @@ class TokenPageTest : public PageTest {
   }
 };
 
-TEST_F(TokenPageTest, NothingIsServedWithoutIt) {
+TEST_F(TokenPageTest, IsRequiredForEveryRequest) {
   for (const char* path : {"/", "/assets/app-1a2b.js", "/live", "/none", "/?token=", "/?token=0a1c",
                            "/?token=0a1b0", "/?x=0a1b"}) {
     const std::string refused = answer(std::string("GET ") + path);
@@ -160,7 +160,7 @@ TEST_F(TokenPageTest, NothingIsServedWithoutIt) {
   EXPECT_THAT(answer("GET /", "Cookie: zephly-view-1=0a1b\r\n"), StartsWith("HTTP/1.1 403 "));
 }
 
-TEST_F(TokenPageTest, InTheAddressItBecomesACookie) {
+TEST_F(TokenPageTest, IsStoredAsACookie) {
   const std::string welcome = answer("GET /?token=0a1b");
   EXPECT_THAT(welcome, StartsWith("HTTP/1.1 303 See Other\r\n"));
   EXPECT_THAT(welcome, HasSubstr("Location: /\r\n"));
@@ -171,7 +171,7 @@ TEST_F(TokenPageTest, InTheAddressItBecomesACookie) {
               StartsWith("HTTP/1.1 200 "));
 }
 
-TEST_F(TokenPageTest, ItIsInTheAddressThatOneTypes) {
+TEST_F(TokenPageTest, IsPartOfThePrintedAddress) {
   EXPECT_THAT(world.server->addresses(),
               testing::ElementsAre("http://" + world.host() + "/?token=0a1b"));
 }
@@ -188,14 +188,14 @@ TEST(ListeningTest, EveryProblemIsOneLine) {
             "cannot listen on port 80 of 10.1.2.3: Too many open files");
 }
 
-TEST(ListeningTest, APortInUseIsRefused) {
+TEST(ListeningTest, RefusesAPortInUse) {
   World world;
   ServerOptions options;
   options.port = world.server->port();
   EXPECT_THROW(Server(world.context, options, {}, {}), std::runtime_error);
 }
 
-TEST(ListeningTest, OnAllAddressesThoseOfTheMachineAreNamed) {
+TEST(ListeningTest, OnAllAddressesPrintsTheMachinesAddresses) {
   boost::asio::io_context context;
   ServerOptions options;
   options.address = boost::asio::ip::address_v4::any();

@@ -32,7 +32,7 @@ class SampleTrackTest : public testing::Test {
   float value_ = 0;
 };
 
-TEST_F(SampleTrackTest, SamplesOfAFrameAreLaidEvenlyFromItsArrivalOn) {
+TEST_F(SampleTrackTest, SpacesTheSamplesOfAFrameEvenlyFromItsArrival) {
   frames(1s, 2);
   const auto taken = take();
   ASSERT_THAT(taken, SizeIs(1));
@@ -54,7 +54,7 @@ TEST_F(SampleTrackTest, TheNextBatchContinuesNumbersAndTime) {
   EXPECT_EQ(taken[0].seconds, 1.024);
 }
 
-TEST_F(SampleTrackTest, ArrivalsThatTrembleDoNotMoveTheAxis) {
+TEST_F(SampleTrackTest, JitterDoesNotMoveTheAxis) {
   frames(1s, 1);
   frames(1200ms, 1);
   frames(1201ms, 1);
@@ -64,7 +64,7 @@ TEST_F(SampleTrackTest, ArrivalsThatTrembleDoNotMoveTheAxis) {
   EXPECT_THAT(taken[0].values, SizeIs(24));
 }
 
-TEST_F(SampleTrackTest, ArrivalsThatStayALittleLateDoNotMoveTheAxis) {
+TEST_F(SampleTrackTest, SlightlyLateArrivalsDoNotMoveTheAxis) {
   frames(1s, 1);
   frames(1012ms + 240ms, 100);
   const auto taken = take();
@@ -72,7 +72,7 @@ TEST_F(SampleTrackTest, ArrivalsThatStayALittleLateDoNotMoveTheAxis) {
   EXPECT_THAT(taken[0].values, SizeIs(606));
 }
 
-TEST_F(SampleTrackTest, ALostLinkIsAGapOfTimeButNotOfNumbers) {
+TEST_F(SampleTrackTest, ALostLinkIsAGapInTimeButNotInIndexes) {
   frames(1s, 1);
   track.interrupt();
   frames(3s, 1);
@@ -82,7 +82,7 @@ TEST_F(SampleTrackTest, ALostLinkIsAGapOfTimeButNotOfNumbers) {
   EXPECT_EQ(taken[1].seconds, 3.0);
 }
 
-TEST_F(SampleTrackTest, ALinkThatIsBackAtOnceDoesNotGoBackInTime) {
+TEST_F(SampleTrackTest, AnImmediateReconnectDoesNotGoBackInTime) {
   frames(1s, 10, 0ms);  // a burst: laid until 1.12 s
   track.interrupt();
   frames(1010ms, 1);
@@ -91,7 +91,7 @@ TEST_F(SampleTrackTest, ALinkThatIsBackAtOnceDoesNotGoBackInTime) {
   EXPECT_EQ(taken[1].seconds, 1.12);
 }
 
-TEST_F(SampleTrackTest, MoreThanASecondWithoutSamplesIsAGapAtOnce) {
+TEST_F(SampleTrackTest, MoreThanASecondWithoutSamplesIsAGap) {
   frames(1s, 1);
   frames(2013ms, 1);
   const auto taken = take();
@@ -99,7 +99,7 @@ TEST_F(SampleTrackTest, MoreThanASecondWithoutSamplesIsAGapAtOnce) {
   EXPECT_EQ(taken[1].seconds, 2.013);
 }
 
-TEST_F(SampleTrackTest, AStallAfterWhichEverythingComesAtOnceIsNoGap) {
+TEST_F(SampleTrackTest, AStallWithoutLossIsNotAGap) {
   frames(1s, 1);
   frames(1800ms, 66, 0ms);  // all that was measured meanwhile
   frames(1804ms, 100);
@@ -120,7 +120,7 @@ TEST_F(SampleTrackTest, SamplesThatStayLateAreAGap) {
   EXPECT_EQ(taken[0].seconds, 2.016);
 }
 
-TEST_F(SampleTrackTest, AStrapWhoseClockIsFastIsFollowed) {
+TEST_F(SampleTrackTest, FollowsAFastStrapClock) {
   // 12 ms worth of samples every 10 ms: a quarter of a second ahead after 121 frames and 5 samples.
   frames(1s, 121, 10ms);
   EXPECT_THAT(take(), SizeIs(1));
@@ -132,7 +132,7 @@ TEST_F(SampleTrackTest, AStrapWhoseClockIsFastIsFollowed) {
   EXPECT_EQ(taken[1].seconds, 2.21);
 }
 
-TEST_F(SampleTrackTest, NoBatchIsLargerThanTheLargest) {
+TEST_F(SampleTrackTest, LimitsTheSizeOfABatch) {
   frames(1s, 1000);
   const auto taken = take();
   ASSERT_THAT(taken, SizeIs(2));
@@ -142,7 +142,7 @@ TEST_F(SampleTrackTest, NoBatchIsLargerThanTheLargest) {
   EXPECT_THAT(taken[1].values, SizeIs(6000 - SampleTrack::largestBatch));
 }
 
-TEST_F(SampleTrackTest, HistoryIsWhatWasTakenInTheLastHalfMinute) {
+TEST_F(SampleTrackTest, HistoryHoldsTheLastHalfMinute) {
   frames(0s, 5000);  // a minute
   track.take(60s);
   frames(60s, 1);  // not taken
@@ -177,7 +177,7 @@ TEST_F(SampleTrackTest, HistoryKeepsItsGapsAndForgetsOldOnes) {
   EXPECT_EQ(taken[0].seconds, 100.0);
 }
 
-TEST_F(SampleTrackTest, SamplesOfMotionHaveTwoValuesAndTheirOwnRate) {
+TEST_F(SampleTrackTest, MotionSamplesHaveTwoValuesAndTheirRate) {
   SampleTrack motion(Trace::motion);
   for (int i = 0; i < 31; ++i) {
     motion.append(simulator::sampleTime(i, 30), std::array{static_cast<float>(i), -1.0F});

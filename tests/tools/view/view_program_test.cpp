@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadOption{"Unknown", brief({"--nonsense"}), "--nonsense"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(ViewProgramTest, HelpNamesEveryOption) {
+TEST(ViewProgramTest, HelpListsEveryOption) {
   const Finished run = runProgram({"view", "--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* option : {"--simulated", "--speed", "--port", "--listen", "--open",
@@ -153,7 +153,7 @@ TEST(ViewProgramTest, APortInUseIsOneLineAndExitCode1) {
                                             "--port N, or any free one with --port 0"));
 }
 
-TEST(ViewProgramTest, AnAddressOfAnotherMachineIsOneLineAndExitCode1) {
+TEST(ViewProgramTest, AForeignAddressIsOneLineAndExitCode1) {
   // Set aside for documentation: no machine has it.
   const Finished run = runProgram(brief({"--listen", "192.0.2.1", "--port", "0"}));
   EXPECT_EQ(run.exitCode, 1);
@@ -161,7 +161,7 @@ TEST(ViewProgramTest, AnAddressOfAnotherMachineIsOneLineAndExitCode1) {
   EXPECT_THAT(run.errorLines(), ElementsAre("zephly view: this machine has no address 192.0.2.1"));
 }
 
-TEST(ViewProgramTest, ItSaysWhereThePageIsAndServesItUntilASignal) {
+TEST(ViewProgramTest, PrintsTheAddressAndServesThePageUntilASignal) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Process process(view({"--port", "0"}));
     ASSERT_TRUE(process.readUntil("/\n"));
@@ -175,7 +175,7 @@ TEST(ViewProgramTest, ItSaysWhereThePageIsAndServesItUntilASignal) {
   }
 }
 
-TEST(ViewProgramTest, AfterTheEndThePageStays) {
+TEST(ViewProgramTest, ServesThePageAfterTheSession) {
   Process process(view({"--port", "0", "--duration", "2", "--speed", "1000"}));
   ASSERT_TRUE(process.readUntil("The session has ended; the page stays until Ctrl-C.\n"));
   EXPECT_THAT(get(portOf(process), "/"), StartsWith("HTTP/1.1 200 "));
@@ -185,14 +185,14 @@ TEST(ViewProgramTest, AfterTheEndThePageStays) {
   EXPECT_THAT(run.errors, IsEmpty());
 }
 
-TEST(ViewProgramTest, ItCanEndWithTheSession) {
+TEST(ViewProgramTest, EndsWithTheSessionOnRequest) {
   const Finished run =
       runProgram(view({"--port", "0", "--duration", "2", "--speed", "1000", "--exit-at-end"}));
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.outputLines(), ElementsAre(StartsWith("Live page: ")));
 }
 
-TEST(ViewProgramTest, BeyondThisMachineATokenIsNeeded) {
+TEST(ViewProgramTest, RequiresATokenBeyondLoopback) {
   Process process(view({"--port", "0", "--listen", "127.0.0.1"}));
   ASSERT_TRUE(process.readUntil("\n"));
   EXPECT_THAT(process.outputSoFar(),
@@ -204,14 +204,14 @@ TEST(ViewProgramTest, BeyondThisMachineATokenIsNeeded) {
   EXPECT_THAT(get(port, target), AllOf(StartsWith("HTTP/1.1 303 "), HasSubstr("Set-Cookie: ")));
 }
 
-TEST(ViewProgramTest, ARecordingThatIsNotThereIsOneLineAndExitCode1) {
+TEST(ViewProgramTest, AMissingRecordingIsOneLineAndExitCode1) {
   const Finished run =
       runProgram(brief({"--port", "0", "--recording", "/nonexistent.csv", "--rate", "100"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("/nonexistent.csv")));
 }
 
-TEST(ViewProgramTest, AReaderOfItsLinesThatGoesAwayChangesNothing) {
+TEST(ViewProgramTest, ContinuesWhenItsReaderCloses) {
   Process process(view({"--port", "0", "--speed", "100"}));
   ASSERT_TRUE(process.readUntil("/\n"));
   const std::uint16_t port = portOf(process);
@@ -246,7 +246,7 @@ class OpenTest : public testing::Test {
   std::filesystem::path folder_;
 };
 
-TEST_F(OpenTest, TheBrowserGetsTheAddress) {
+TEST_F(OpenTest, OpensTheAddressInTheBrowser) {
   provide("echo \"$1\" >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exit 3");
   Process process(view({"--port", "0", "--open"}), Process::Output::pipe, path());
@@ -257,14 +257,14 @@ TEST_F(OpenTest, TheBrowserGetsTheAddress) {
   EXPECT_EQ("Live page: " + address, linesOf(process.outputSoFar()).front());
 }
 
-TEST_F(OpenTest, WithoutXdgOpenItSaysSo) {
+TEST_F(OpenTest, ReportsAMissingXdgOpen) {
   Process process(view({"--port", "0", "--open"}), Process::Output::pipe, path());
   ASSERT_TRUE(process.readUntil(
       "There is no xdg-open on this machine: open the page in a browser yourself.\n"));
   EXPECT_THAT(get(portOf(process), "/"), StartsWith("HTTP/1.1 200 "));
 }
 
-TEST_F(OpenTest, ABrowserThatStaysDoesNotKeepThePort) {
+TEST_F(OpenTest, ARunningBrowserDoesNotHoldThePort) {
   // It lives on, and says that it does.
   provide("/bin/echo $$ >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exec /bin/sleep 60");

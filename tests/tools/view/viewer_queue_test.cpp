@@ -41,7 +41,7 @@ std::vector<std::string> drained(ViewerQueue& queue) {
   return all;
 }
 
-TEST(ViewerQueueTest, MessagesComeOutInOrder) {
+TEST(ViewerQueueTest, KeepsTheOrderOfMessages) {
   ViewerQueue queue;
   queue.push(other('a'));
   queue.push(samples('b', Trace::ecg, 1));
@@ -54,7 +54,7 @@ TEST(ViewerQueueTest, MessagesComeOutInOrder) {
   EXPECT_EQ(queue.dropped(), 0U);
 }
 
-TEST(ViewerQueueTest, OfTheStatesOnlyTheLatestIsKeptAndNothingIsLost) {
+TEST(ViewerQueueTest, KeepsOnlyTheLatestState) {
   ViewerQueue queue;
   queue.push(state('a', 100));
   queue.push(other('b'));
@@ -64,13 +64,13 @@ TEST(ViewerQueueTest, OfTheStatesOnlyTheLatestIsKeptAndNothingIsLost) {
   EXPECT_EQ(queue.bytes(), 0U);
 }
 
-TEST(ViewerQueueTest, ExactlyTheLimitIsHeld) {
+TEST(ViewerQueueTest, HoldsExactlyItsLimit) {
   ViewerQueue queue(30);
   for (const char letter : {'a', 'b', 'c'}) queue.push(samples(letter, Trace::ecg, 1));
   EXPECT_THAT(drained(queue), ElementsAre("a", "b", "c"));
 }
 
-TEST(ViewerQueueTest, OverTheLimitTheOldestSamplesGoAndAreCounted) {
+TEST(ViewerQueueTest, DropsAndCountsTheOldestSamplesBeyondTheLimit) {
   ViewerQueue queue(30);
   queue.push(other('o'));
   queue.push(samples('a', Trace::ecg, 5));
@@ -87,7 +87,7 @@ TEST(ViewerQueueTest, OverTheLimitTheOldestSamplesGoAndAreCounted) {
             json::parse(R"({"ecg":5,"filteredEcg":0,"respiration":0,"motion":7})"));
 }
 
-TEST(ViewerQueueTest, ALossIsToldOnce) {
+TEST(ViewerQueueTest, ReportsALossOnce) {
   ViewerQueue queue(20);
   for (const char letter : {'a', 'b', 'c'}) queue.push(samples(letter, Trace::ecg, 1));
   drained(queue);
@@ -100,7 +100,7 @@ TEST(ViewerQueueTest, ALossIsToldOnce) {
   EXPECT_EQ(queue.dropped(), 3U);
 }
 
-TEST(ViewerQueueTest, WithoutSamplesTheOldestOtherMessagesGo) {
+TEST(ViewerQueueTest, DropsTheOldestOtherMessagesWithoutSamples) {
   ViewerQueue queue(30);
   for (const char letter : {'a', 'b', 'c', 'd'}) queue.push(other(letter));
   queue.push(state('s'));
@@ -110,13 +110,13 @@ TEST(ViewerQueueTest, WithoutSamplesTheOldestOtherMessagesGo) {
   EXPECT_EQ(json::parse(all.front()).at("samples").at("ecg"), 0);
 }
 
-TEST(ViewerQueueTest, AStateStaysEvenWhenItAloneIsTooLarge) {
+TEST(ViewerQueueTest, KeepsAStateLargerThanTheLimit) {
   ViewerQueue queue(5);
   queue.push(state('s'));
   EXPECT_THAT(drained(queue), ElementsAre("s"));
 }
 
-TEST(ViewerQueueTest, HoweverMuchComesTheQueueStaysSmall) {
+TEST(ViewerQueueTest, StaysSmallForAnyInput) {
   ViewerQueue queue(1000);
   for (int i = 0; i < 100'000; ++i) {
     queue.push(samples('a', Trace::ecg, 1, 100));

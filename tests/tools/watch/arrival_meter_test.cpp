@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(ArrivalMeterTest, KnowsNothingBeforeTheFirstSample) {
+TEST(ArrivalMeterTest, HasNoFiguresBeforeTheFirstSample) {
   ArrivalMeter meter;
   meter.stop(10s);
   EXPECT_FALSE(meter.longestGap());
@@ -24,7 +24,7 @@ TEST(ArrivalMeterTest, CountsFromTheFirstSampleOn) {
   EXPECT_EQ(meter.perSecond(), 1.0);
 }
 
-TEST(ArrivalMeterTest, SilenceUntilTheEndCounts) {
+TEST(ArrivalMeterTest, IncludesSilenceUntilTheEnd) {
   ArrivalMeter meter;
   meter.count(1s);
   meter.count(2s);
@@ -33,7 +33,7 @@ TEST(ArrivalMeterTest, SilenceUntilTheEndCounts) {
   EXPECT_EQ(meter.perSecond(), 0.25);
 }
 
-TEST(ArrivalMeterTest, TheTimeWithoutALinkDoesNotCount) {
+TEST(ArrivalMeterTest, ExcludesTheTimeWithoutALink) {
   ArrivalMeter meter;
   meter.count(1s);
   meter.stop(2s);
@@ -45,7 +45,7 @@ TEST(ArrivalMeterTest, TheTimeWithoutALinkDoesNotCount) {
   EXPECT_EQ(meter.perSecond(), 0.75);
 }
 
-TEST(ArrivalMeterTest, SamplesOfOneMomentHaveNoRate) {
+TEST(ArrivalMeterTest, SimultaneousSamplesHaveNoRate) {
   ArrivalMeter meter;
   meter.count(1s);
   meter.count(1s);

@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 using Lines = std::vector<std::string>;
 
-TEST(DiagnosticsCatcherTest, CatchesTheKitsLinesAndThoseOfCout) {
+TEST(DiagnosticsCatcherTest, CapturesTheLinesOfTheKitAndOfCout) {
   Lines lines;
   const DiagnosticsCatcher catcher([&](std::string_view line) { lines.emplace_back(line); });
   console() << "0.5, " << -0.25F << std::endl;
@@ -25,7 +25,7 @@ TEST(DiagnosticsCatcherTest, CatchesTheKitsLinesAndThoseOfCout) {
   EXPECT_THAT(lines, ElementsAre("0.5, -0.25", "one", "", "two"));
 }
 
-TEST(DiagnosticsCatcherTest, PassesOnALineWithoutEndAtTheEnd) {
+TEST(DiagnosticsCatcherTest, ForwardsAnUnterminatedLineAtTheEnd) {
   Lines lines;
   {
     const DiagnosticsCatcher catcher([&](std::string_view line) { lines.emplace_back(line); });
@@ -35,7 +35,7 @@ TEST(DiagnosticsCatcherTest, PassesOnALineWithoutEndAtTheEnd) {
   EXPECT_THAT(lines, ElementsAre("half"));
 }
 
-TEST(DiagnosticsCatcherTest, GivesCoutItsBufferBack) {
+TEST(DiagnosticsCatcherTest, RestoresTheBufferOfCout) {
   std::streambuf* const before = std::cout.rdbuf();
   {
     const DiagnosticsCatcher catcher([](std::string_view) {});

@@ -26,7 +26,7 @@ class ReceiverTest : public testing::Test {
                      [this](const Event& event) { events_.push_back(event); }};
 };
 
-TEST_F(ReceiverTest, EveryCallbackBecomesOneEventOfItsTime) {
+TEST_F(ReceiverTest, TurnsEveryCallbackIntoOneEventWithItsTime) {
   receiver_.didConnectPeripheral();
   EXPECT_TRUE(std::holds_alternative<Connected>(events_.back().what));
   EXPECT_EQ(events_.back().time, 1s);
@@ -55,7 +55,7 @@ TEST_F(ReceiverTest, EveryCallbackBecomesOneEventOfItsTime) {
   EXPECT_EQ(events_.size(), 10U);
 }
 
-TEST_F(ReceiverTest, WhatTheHostSaysIsAnEventOfItsOwn) {
+TEST_F(ReceiverTest, AHostLineIsASeparateEvent) {
   receiver_.hostLine("0.5, -1.5e-05");
   EXPECT_EQ(last<HostLine>().text, "0.5, -1.5e-05");
   EXPECT_EQ(events_.back().time, 1s);
@@ -69,7 +69,7 @@ TEST_F(ReceiverTest, TraceLinesAreMotionSamplesAndOtherLinesAreDiagnostics) {
   EXPECT_EQ(last<Diagnostic>().text, "didFailToConnectPeripheral");
 }
 
-TEST_F(ReceiverTest, DropsWhatIsLaterThanTheEnd) {
+TEST_F(ReceiverTest, DropsEventsAfterTheEnd) {
   receiver_.endAt(1s);
   receiver_.didReceiveECG(1);
   EXPECT_EQ(events_.size(), 1U);
@@ -78,7 +78,7 @@ TEST_F(ReceiverTest, DropsWhatIsLaterThanTheEnd) {
   EXPECT_EQ(events_.size(), 1U);
 }
 
-TEST(TraceLineTest, TakesWhatAStreamPrints) {
+TEST(TraceLineTest, ParsesTheFormatOfAStream) {
   EXPECT_TRUE(parseTraceLine("0, 0"));
   EXPECT_TRUE(parseTraceLine("-1.23457e+06, 7"));
   EXPECT_TRUE(std::isnan(parseTraceLine("nan, -nan")->highPassed));
@@ -86,7 +86,7 @@ TEST(TraceLineTest, TakesWhatAStreamPrints) {
   EXPECT_TRUE(parseTraceLine("1e-45, 1e-46"));
 }
 
-TEST(TraceLineTest, TakesNothingElse) {
+TEST(TraceLineTest, RefusesOtherText) {
   for (const char* line : {"", ", ", "1", "1,2", "1, ", ", 1", "1, 2, 3", "1, 2 ", " 1, 2",
                            "one, two", "1;2", "PushUp!", "Error: Optional(\"1, 2\")"}) {
     EXPECT_FALSE(parseTraceLine(line)) << line;

@@ -61,7 +61,7 @@ testing::AssertionResult beginsWith(const ReceivedSession& whole, const Received
   return sessions::sameSession(beginning, part);
 }
 
-TEST(ReplaySourceTest, TellsWhatIsPlayedAndHowFast) {
+TEST(ReplaySourceTest, DescribesTheCaptureAndItsSpeed) {
   const ScratchDirectory scratch;
   main_queue::MainQueue queue;
   const auto nothing = [] {};
@@ -72,7 +72,7 @@ TEST(ReplaySourceTest, TellsWhatIsPlayedAndHowFast) {
   EXPECT_EQ(source.now(), 0s);
 }
 
-TEST(ReplaySourceTest, ItsPaceIsThatOfTheOptions) {
+TEST(ReplaySourceTest, PlaysAtTheGivenSpeed) {
   const ScratchDirectory scratch;
   main_queue::MainQueue queue;
   const auto nothing = [] {};
@@ -82,7 +82,7 @@ TEST(ReplaySourceTest, ItsPaceIsThatOfTheOptions) {
             "as fast as it goes");
 }
 
-TEST(ReplaySourceTest, ItsTimeIsTheRecordedOneAndEndsWithTheRecording) {
+TEST(ReplaySourceTest, ItsTimeIsTheRecordedTime) {
   const ScratchDirectory scratch;
   std::vector<Record> records = session(1s).records;
   records.back().stamp.monotonic = 1700ms;  // the orderly end came later
@@ -91,7 +91,7 @@ TEST(ReplaySourceTest, ItsTimeIsTheRecordedOneAndEndsWithTheRecording) {
   EXPECT_FALSE(again.report.strap);
 }
 
-TEST(ReplaySourceTest, TheDurationEndsItEarlier) {
+TEST(ReplaySourceTest, EndsAtAnEarlierDuration) {
   const ScratchDirectory scratch;
   const Session whole = session(3s);
   const auto file = scratch.file("a.zcap", captures::captureOf(whole.records));
@@ -121,7 +121,7 @@ TEST(ReplaySourceTest, EndsOnceAndOnTheQueue) {
   EXPECT_EQ(ended, 1);
 }
 
-TEST(ReplaySourceTest, FinishedHalfwayItTellsHowFarItCame) {
+TEST(ReplaySourceTest, ReportsItsPositionWhenFinishedEarly) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("a.zcap", captures::captureOf(session(3s).records));
   main_queue::MainQueue queue;
@@ -136,7 +136,7 @@ TEST(ReplaySourceTest, FinishedHalfwayItTellsHowFarItCame) {
   EXPECT_EQ(source.now(), report.duration);
 }
 
-TEST(ReplaySourceTest, AsFastAsItGoesTheQueueIsSharedWithOthers) {
+TEST(ReplaySourceTest, SharesTheQueueAtMaximumSpeed) {
   const ScratchDirectory scratch;
   // More records than the pacer plays in one turn.
   const std::vector<Record> records(30'000, {{}, capture::StateChanged{CBManagerState::poweredOn}});
@@ -156,7 +156,7 @@ TEST(ReplaySourceTest, AsFastAsItGoesTheQueueIsSharedWithOthers) {
   EXPECT_FALSE(overWhenPosted);
 }
 
-TEST(ReplaySourceTest, TheFileIsReadWhileItIsPlayed) {
+TEST(ReplaySourceTest, ReadsTheFileDuringPlayback) {
   const ScratchDirectory scratch;
   const std::vector<Record> records(30'000, {{}, capture::StateChanged{CBManagerState::poweredOn}});
   const auto file = scratch.file("a.zcap", captures::captureOf(records));
@@ -170,7 +170,7 @@ TEST(ReplaySourceTest, TheFileIsReadWhileItIsPlayed) {
   EXPECT_THAT(source.finish().complaints, testing::Contains(StartsWith(file.string())));
 }
 
-TEST(ReplaySourceTest, WithoutItsEndItIsPlayedAndThatIsSaid) {
+TEST(ReplaySourceTest, PlaysACaptureWithoutItsEndAndReportsIt) {
   const ScratchDirectory scratch;
   Session whole = session(1s);
   whole.records.pop_back();
@@ -182,14 +182,14 @@ TEST(ReplaySourceTest, WithoutItsEndItIsPlayedAndThatIsSaid) {
               ElementsAre(atByte(file, bytes.size()) + "the capture stops here without its end"));
 }
 
-TEST(ReplaySourceTest, WithoutAnyRecordItEndsAtOnce) {
+TEST(ReplaySourceTest, EndsImmediatelyWithoutRecords) {
   const ScratchDirectory scratch;
   const Replayed nothing = sessions::replay(scratch.file("a.zcap", captures::captureOf({})));
   EXPECT_THAT(nothing.received.events, IsEmpty());
   EXPECT_THAT(nothing.report.complaints, ElementsAre(HasSubstr("without its end")));
 }
 
-TEST(ReplaySourceTest, CutAnywhereItIsPlayedUpToThere) {
+TEST(ReplaySourceTest, PlaysATruncatedCaptureToItsEnd) {
   const ScratchDirectory scratch;
   const Session whole = session(150ms);
   const Bytes bytes = captures::captureOf(whole.records);
@@ -208,7 +208,7 @@ TEST(ReplaySourceTest, CutAnywhereItIsPlayedUpToThere) {
   EXPECT_EQ(most, whole.received.events.size());
 }
 
-TEST(ReplaySourceTest, ABitThatIsWrongAnywhereIsSaidAndHarmless) {
+TEST(ReplaySourceTest, ReportsAnyFlippedBit) {
   const ScratchDirectory scratch;
   const Session whole = session(150ms);
   const Bytes bytes = captures::captureOf(whole.records);
@@ -229,7 +229,7 @@ TEST(ReplaySourceTest, ABitThatIsWrongAnywhereIsSaidAndHarmless) {
   }
 }
 
-TEST(ReplaySourceTest, AContradictionEndsItWithItsPlaceInTheFile) {
+TEST(ReplaySourceTest, AContradictionEndsItWithItsOffset) {
   const ScratchDirectory scratch;
   std::vector<Record> records = session(1s).records;
   const std::size_t last = records.size() - 1;
@@ -241,7 +241,7 @@ TEST(ReplaySourceTest, AContradictionEndsItWithItsPlaceInTheFile) {
                           "characteristic 99 does not belong to peripheral 1"));
 }
 
-TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
+TEST(ReplaySourceTest, InvalidTimesEndItWithTheirOffset) {
   const ScratchDirectory scratch;
   const auto complaintsOf = [&](const std::vector<std::chrono::nanoseconds>& times) {
     std::vector<Record> records;
@@ -263,7 +263,7 @@ TEST(ReplaySourceTest, TimesThatCannotBeEndItWithTheirPlaceInTheFile) {
             "a time beyond the longest session");
 }
 
-TEST(ReplaySourceTest, WhatTheSessionDoesNotAskForIsOneLine) {
+TEST(ReplaySourceTest, ReportsMissingRequestsInOneLine) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("a.zcap", captures::captureOf(session(1s).records));
   main_queue::MainQueue queue;
@@ -276,7 +276,7 @@ TEST(ReplaySourceTest, WhatTheSessionDoesNotAskForIsOneLine) {
                   "0:00: a report of a central that was not created")));
 }
 
-TEST(ReplaySourceTest, WhatIsNoCaptureIsRefused) {
+TEST(ReplaySourceTest, RefusesAFileThatIsNotACapture) {
   const ScratchDirectory scratch;
   main_queue::MainQueue queue;
   for (const auto& file :

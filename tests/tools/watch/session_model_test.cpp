@@ -15,7 +15,7 @@ using simulator::Stream;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(RateMeterTest, StandsStillForEachStreamOfTheStrap) {
+TEST(RateMeterTest, IsStationaryForEachStreamOfTheStrap) {
   RateMeter waveform;
   RateMeter motion;
   simulator::StrapTime nextMotion{};
@@ -50,7 +50,7 @@ TEST(SampleWindowTest, HoldsTheNewest) {
   EXPECT_EQ(window.at(3), 4);
 }
 
-TEST(SampleWindowTest, GapsCountHoweverLongTheyAre) {
+TEST(SampleWindowTest, IncludesGapsOfAnyLength) {
   SampleWindow window(3);
   window.append(1);
   window.appendGap(1);
@@ -73,7 +73,7 @@ class SessionModelTest : public testing::Test {
   SessionModel model_;
 };
 
-TEST_F(SessionModelTest, BeginsWithNothing) {
+TEST_F(SessionModelTest, IsInitiallyEmpty) {
   EXPECT_FALSE(model_.connected());
   EXPECT_FALSE(model_.linkChanged());
   EXPECT_FALSE(model_.leadOff());
@@ -112,7 +112,7 @@ TEST_F(SessionModelTest, ALostLinkIsAGapInTheTraces) {
   EXPECT_EQ(model_.received(Stream::ecg), 2U) << "a gap is nothing that was received";
 }
 
-TEST_F(SessionModelTest, CountsEveryStreamForItself) {
+TEST_F(SessionModelTest, CountsEveryStreamSeparately) {
   take(1s, EcgSample{1});
   take(1s, EcgSample{2});
   take(1s, RespirationSample{1});
@@ -143,7 +143,7 @@ TEST_F(SessionModelTest, KeepsTheLastDiagnosticLines) {
   EXPECT_EQ(model_.diagnostics().back().text, "59");
 }
 
-TEST_F(SessionModelTest, MissesNothingWhenEveryKindHasCome) {
+TEST_F(SessionModelTest, HasNoMissingStreamsWhenAllHaveArrived) {
   take(1s, Connected{});
   take(1s, Disconnected{});
   take(1s, LeadOff{true});
@@ -158,7 +158,7 @@ TEST_F(SessionModelTest, MissesNothingWhenEveryKindHasCome) {
   EXPECT_THAT(model_.neverArrived(), IsEmpty());
 }
 
-TEST_F(SessionModelTest, KeepsWhyAndHowLongTheLinkWasLost) {
+TEST_F(SessionModelTest, KeepsReasonAndDurationOfALinkLoss) {
   take(1s, Connected{});
   take(2s, Disconnected{});
   take(2s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
@@ -183,13 +183,13 @@ TEST_F(SessionModelTest, KeepsTheLastLinkLossesOnly) {
   EXPECT_EQ(model_.linkLosses().front().time, 5s);
 }
 
-TEST_F(SessionModelTest, AnExplanationWithoutALossIsJustALine) {
+TEST_F(SessionModelTest, AReasonWithoutALossIsOnlyALine) {
   take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
   EXPECT_TRUE(model_.linkLosses().empty());
   EXPECT_EQ(model_.diagnostics().back().text, "didDisconnectPeripheral: Page timeout");
 }
 
-TEST_F(SessionModelTest, KeepsWhatTheHostHasSaidLast) {
+TEST_F(SessionModelTest, KeepsTheLatestHostLine) {
   EXPECT_EQ(model_.hostLine(), "");
   take(1s, HostLine{"no adapter"});
   take(2s, HostLine{"adapter hci0 is ready"});

@@ -44,7 +44,7 @@ TEST(SimulatedSourceTest, EndsAtTheDurationWithNothingLost) {
 }
 
 // A machine that cannot keep up runs far beyond the end in one go.
-TEST(SimulatedSourceTest, ItsTimeStandsStillFromTheEndOn) {
+TEST(SimulatedSourceTest, ItsTimeStopsAtTheEnd) {
   main_queue::MainQueue queue;
   bool ended = false;
   SimulatedSource source(queue, {.speed = 1e6, .duration = 2s}, [&] { ended = true; });
@@ -55,7 +55,7 @@ TEST(SimulatedSourceTest, ItsTimeStandsStillFromTheEndOn) {
   EXPECT_EQ(source.now(), 2s);
 }
 
-TEST(SimulatedSourceTest, TheStrapLosesItsLinkAsThePlanSays) {
+TEST(SimulatedSourceTest, TheStrapLosesItsLinkAsPlanned) {
   const auto loss = simulator::TrainingPlan::standard().nextLinkLoss({});
   ASSERT_TRUE(loss);
   EXPECT_EQ(watch({.duration = loss->time}).disconnections, 0U);
@@ -65,7 +65,7 @@ TEST(SimulatedSourceTest, TheStrapLosesItsLinkAsThePlanSays) {
   EXPECT_FALSE(after.anythingLost());
 }
 
-TEST(SimulatedSourceTest, LinkLossesGoOnWithEachCycle) {
+TEST(SimulatedSourceTest, LinkLossesRepeatWithEachCycle) {
   const auto cycle = simulator::TrainingPlan::standard().cycle;
   ASSERT_TRUE(cycle);
   const Summary summary = watch({.duration = *cycle * 3});

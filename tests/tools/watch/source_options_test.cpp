@@ -49,7 +49,7 @@ std::string refusal(const Parse& parseThem, const Arguments& arguments) {
   }
 }
 
-TEST(SourceOptionsTest, ACommandSaysWhetherItOffersCaptures) {
+TEST(SourceOptionsTest, ACommandDeclaresWhetherItPlaysCaptures) {
   const auto refused = [](const Arguments& arguments) {
     return parse(arguments, Captures::refused);
   };
@@ -65,7 +65,7 @@ TEST(SourceOptionsTest, ACommandSaysWhetherItOffersCaptures) {
   EXPECT_FALSE(parse({}).replay);
 }
 
-TEST(SourceOptionsTest, WhatDoesNotGoWithACaptureIsSaid) {
+TEST(SourceOptionsTest, RefusesOptionsThatContradictACapture) {
   const auto offered = [](const Arguments& arguments) { return parse(arguments); };
   const auto with = [&](Arguments more) {
     more.insert(more.begin(), {"--replay", "a.zcap"});
@@ -84,7 +84,7 @@ TEST(SourceOptionsTest, WhatDoesNotGoWithACaptureIsSaid) {
               HasSubstr("--speed: requires --simulated or --replay"));
 }
 
-TEST(SourceOptionsTest, ACommandForCapturesTakesNothingElse) {
+TEST(SourceOptionsTest, ACommandForCapturesHasNoOtherSources) {
   const auto taken = [](const Arguments& arguments) { return parseCapture(arguments); };
   EXPECT_EQ(taken({"a.zcap"}).replay, "a.zcap");
   EXPECT_EQ(taken({"--speed", "0.5", "a.zcap"}).speed, 0.5);

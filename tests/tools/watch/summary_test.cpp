@@ -37,31 +37,31 @@ const StreamSummary& ecgOf(const Summary& summary) {
   return summary.streams.at(static_cast<std::size_t>(Stream::ecg));
 }
 
-TEST(SummaryTest, NothingIsLostWhenAllThatWasSentArrived) {
+TEST(SummaryTest, NothingIsLostWhenEverythingArrived) {
   const Summary summary = summaryWith(6);
   EXPECT_EQ(ecgOf(summary).lost(), 0);
   EXPECT_FALSE(summary.anythingLost());
   EXPECT_THAT(losses(summary), IsEmpty());
 }
 
-TEST(SummaryTest, WhatWasSentAndNotDeliveredIsLost) {
+TEST(SummaryTest, CountsUndeliveredSamplesAsLost) {
   const Summary summary = summaryWith(4);
   EXPECT_EQ(ecgOf(summary).lost(), 2);
   EXPECT_TRUE(summary.anythingLost());
   EXPECT_THAT(losses(summary), ElementsAre("lost: 2 of 6 samples of the stream ecg"));
 }
 
-TEST(SummaryTest, MoreThanWasSentIsADefectToo) {
+TEST(SummaryTest, MoreDeliveredThanSentIsADefect) {
   EXPECT_EQ(ecgOf(summaryWith(7)).lost(), -1);
   EXPECT_TRUE(summaryWith(7).anythingLost());
 }
 
-TEST(SummaryTest, TheFirstReportOfContactIsNoChange) {
+TEST(SummaryTest, TheFirstReportOfContactIsNotAChange) {
   EXPECT_EQ(summaryWith(6).leadOffChanges, 1U);
   EXPECT_EQ(summarize({}, SessionModel()).leadOffChanges, 0U);
 }
 
-TEST(SummaryTest, TextTellsEverything) {
+TEST(SummaryTest, TheTextIsComplete) {
   Summary summary = summaryWith(4);
   summary.streams[0].strap->recording = simulator::PlaybackCounts{100, 25, 0, 1};
   const std::string text = summaryText(summary);
@@ -87,7 +87,7 @@ Summary summaryOfARealStrap() {
   return summarize({9s, std::nullopt}, model);
 }
 
-TEST(SummaryTest, NothingIsLostWhereTheStrapDoesNotTellWhatItSent) {
+TEST(SummaryTest, NothingIsLostWithoutTheStrapsCounts) {
   const Summary summary = summaryOfARealStrap();
   EXPECT_FALSE(ecgOf(summary).lost());
   EXPECT_FALSE(summary.repetitionsDone);
@@ -95,21 +95,21 @@ TEST(SummaryTest, NothingIsLostWhereTheStrapDoesNotTellWhatItSent) {
   EXPECT_THAT(losses(summary), IsEmpty());
 }
 
-TEST(SummaryTest, RateAndGapAreThoseOfTheTimeWithALink) {
+TEST(SummaryTest, RateAndGapCoverOnlyTheTimeWithALink) {
   const StreamSummary ecg = ecgOf(summaryOfARealStrap());
   EXPECT_EQ(ecg.delivered, 11U);
   EXPECT_EQ(ecg.longestGap, 2s);
   EXPECT_EQ(ecg.perSecond, 11.0 / 3);
 }
 
-TEST(SummaryTest, SilenceUntilTheEndOfTheSessionCounts) {
+TEST(SummaryTest, IncludesSilenceUntilTheEndOfTheSession) {
   SessionModel model;
   model.take({1s, Connected{}});
   model.take({2s, EcgSample{0}});
   EXPECT_EQ(ecgOf(summarize({9s, std::nullopt}, model)).longestGap, 7s);
 }
 
-TEST(SummaryTest, TextOfARealStrapTellsWhatIsKnown) {
+TEST(SummaryTest, TheTextOfARealStrapHasAllKnownData) {
   const std::string text = summaryText(summaryOfARealStrap());
   EXPECT_THAT(text, StartsWith("Session of 9.0 s\n"
                                "  stream        delivered   per second   longest gap\n"
