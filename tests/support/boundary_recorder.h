@@ -1,7 +1,7 @@
 #pragma once
 /// @file
 /// A delegate of central and peripherals that records its calls, one short line per call,
-/// and asks for what a script says.
+/// and makes the requests of a script.
 
 #include <zephly/platform/core_bluetooth.h>
 
@@ -29,10 +29,10 @@ inline std::string hex(const std::shared_ptr<const NSData>& data) {
 
 class Recorder : public CBCentralManagerDelegate, public CBPeripheralDelegate {
  public:
-  /// What it does by itself, like an application that wants everything.
+  /// Its automatic requests; by default those of an application that subscribes to everything.
   struct Script {
     bool scan = true;
-    bool connect = true;    ///< to whatever is discovered
+    bool connect = true;    ///< to every device discovered
     bool discover = true;   ///< services, then characteristics
     bool subscribe = true;  ///< to every characteristic
     bool reconnect = true;  ///< after each disconnection
@@ -137,7 +137,7 @@ class Recorder : public CBCentralManagerDelegate, public CBPeripheralDelegate {
   void note(std::string line) { log.push_back(std::move(line)); }
 };
 
-/// One session: a recorder with a central of the host in use.
+/// One session: a recorder with a central of the current host.
 struct Session {
   explicit Session(Recorder::Script script = {}) {
     recorder->script = script;

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Catches what the code under test writes to std::cout while the object lives.
+/// Captures the output to std::cout during its lifetime.
 
 #include <iostream>
 #include <sstream>

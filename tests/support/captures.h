@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Captures for tests: records of every kind, files in a directory of the test's own, and reading a
-/// file to its end whatever is wrong with it.
+/// Captures for tests: records of every kind, files in a temporary directory, and reading a file to
+/// its end despite errors.
 ///
 ///   const ScratchDirectory scratch;
 ///   const Bytes bytes = captureOf(someOfEach());
@@ -23,7 +23,7 @@ namespace captures {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A directory that is gone with the object.
+/// A directory that is removed on destruction.
 class ScratchDirectory {
  public:
   ScratchDirectory();
@@ -43,9 +43,9 @@ class ScratchDirectory {
 Bytes contentOf(const std::filesystem::path& file);
 
 Zephly::capture::Preamble somePreamble();
-/// Two records of each kind, without and with everything that can be absent; Ended last.
+/// Two records of each kind, without and with all optional fields; Ended last.
 std::vector<Zephly::capture::Record> someOfEach();
-/// Any records but Ended.
+/// Random records except Ended.
 std::vector<Zephly::capture::Record> randomRecords(std::mt19937_64& random, std::size_t count);
 
 /// A whole file. The records are numbered from 0.
@@ -53,7 +53,7 @@ Bytes captureOf(const std::vector<Zephly::capture::Record>& records);
 /// Where each record of captureOf() begins; the size of the file last.
 std::vector<std::size_t> beginningsOf(const std::vector<Zephly::capture::Record>& records);
 
-/// Everything that a reader gave.
+/// All results of a reader.
 struct ReadBack {
   std::optional<Zephly::capture::Preamble> preamble;  ///< empty: the constructor threw
   std::vector<Zephly::capture::Record> records;

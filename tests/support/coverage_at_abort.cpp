@@ -1,5 +1,5 @@
-// A program that aborts writes no coverage: what death tests reach would count for nothing. Linked
-// into the tests when they are built for coverage.
+// A program that aborts writes no coverage data, so code reached by death tests would be missed.
+// Linked into the tests when they are built for coverage.
 
 #include <csignal>
 

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// An event as text that holds every bit of it, for comparing whole sessions.
+/// An event as text with all of its bits, to compare whole sessions.
 ///
 ///   EXPECT_EQ(eventBits(live), eventBits(replayed));
 
@@ -13,7 +13,7 @@
 #include <type_traits>
 #include <variant>
 
-/// "1500000000 5 3fc00000": the time in nanoseconds, the kind, and the bits of what it holds.
+/// "1500000000 5 3fc00000": the time in nanoseconds, the kind, and the bits of its values.
 inline std::string eventBits(const Zephly::watch::Event& event) {
   using namespace Zephly::watch;
   std::ostringstream text;

@@ -1,4 +1,4 @@
-// Which of the machine's adapters is used, and for how long.
+// The choice of the machine's adapter, and when it changes.
 
 #include <hosts/bluez/adapter_choice.h>
 

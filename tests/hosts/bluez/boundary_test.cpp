@@ -1,4 +1,4 @@
-// What the host boundary promises of every host, on this one.
+// The contract of the host boundary, tested on this host.
 
 #include <tests/hosts/bluez/world.h>
 #include <zephly/ble/gatt_profile.h>
@@ -125,7 +125,7 @@ TEST_F(BluezBoundary, DropsEventsOfADestroyedDelegate) {
   bluez.notify(strap, ecg, {1});
   bluez.dropLink(strap);
   settle();
-  EXPECT_FALSE(strap.connected) << "nobody has asked for the connection again";
+  EXPECT_FALSE(strap.connected) << "the connection was not requested again";
 }
 
 TEST_F(BluezBoundary, TwoDevicesOfOneNameAreTwoPeripherals) {
@@ -156,7 +156,7 @@ TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
   recorder().script.subscribe = false;
   recorder().peripheral_->discoverServices(std::nullopt);
   recorder().peripheral_->discoverServices(std::nullopt);
-  // The daemon is asked for each of them, and its answers may come together or one by one.
+  // Each discovery is a call to the daemon, and the answers may arrive together or one by one.
   EXPECT_THAT(takeEvents(), testing::UnorderedElementsAre(
                                 "services 2", "services 2", "characteristics 3",
                                 "characteristics 3", "characteristics 3", "characteristics 3"));

@@ -281,7 +281,7 @@ TEST_F(BluezConnecting, PausesBetweenAttemptsGrow) {
   world.openHost(std::move(options));
   bluez.script("Connect", Answer::refuse("org.bluez.Error.Failed", "Busy"), -1);
   request();
-  // 1, 2, 4 ... 2^15 ms: more attempts than that within the guard's 20 s are a busy loop.
+  // 1, 2, 4 ... 2^15 ms: more attempts within the time limit of 20 s would be a busy loop.
   runUntil([this] { return bluez.calls("Connect") >= 3; });
   world.turnFor(300ms);
   EXPECT_LE(bluez.calls("Connect"), 12);

@@ -1,4 +1,4 @@
-// Bus, bluetoothd, adapters and power as they come and go.
+// Changes of bus, bluetoothd, adapters and power.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -35,7 +35,7 @@ class BluezDaemon : public BluezTest {
     bluez.notify(strap, ecg, {1});
     EXPECT_THAT(takeEvents(), Contains("value 46 01").Times(1));
   }
-  // How often something that begins so is in the log.
+  // The number of entries of the log with this prefix.
   static auto times(const std::vector<std::string>& log, const std::string& start) {
     return std::count_if(log.begin(), log.end(),
                          [&](const auto& line) { return line.rfind(start, 0) == 0; });
@@ -128,7 +128,7 @@ TEST_F(BluezDaemon, RetriesARefusedScan) {
   EXPECT_EQ(bluez.calls("StartDiscovery"), 4);
 }
 
-// The daemon ends and begins.
+// The daemon ends and starts.
 
 TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTerminated) {
   bringUp();
@@ -228,7 +228,7 @@ TEST_F(BluezDaemon, RetriesListingTheObjects) {
   EXPECT_THAT(takeEvents(), ElementsAre("state 2", "state 5"));
 }
 
-// Nothing there.
+// Missing daemon, bus, permission, adapter.
 
 TEST_F(BluezDaemon, ReportsUnsupportedWithInstructionsWithoutADaemon) {
   bluez.kill();
@@ -310,7 +310,7 @@ TEST_F(BluezDaemon, ReportsAnAdapterThatIsOffWithInstructions) {
   EXPECT_THAT(world.lines, ElementsAre(HasSubstr("rfkill unblock bluetooth")));
 }
 
-// Adapters that go and come.
+// Adapters that are removed and return.
 
 TEST_F(BluezDaemon, ReportsOneLossOfARemovedAdapterAndReconnectsUnderANewIndex) {
   auto options = World::options();

@@ -1,4 +1,4 @@
-// How connections end, and how the host lets go of them.
+// The end of connections, and their release by the host.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -117,7 +117,7 @@ TEST_F(BluezDisconnecting, WaitsForASlowDisconnect) {
   strap.onDisconnect = {DisconnectStep::hold, DisconnectStep::signal, DisconnectStep::reply};
   session.reset();
   openSession({.reconnect = false});
-  EXPECT_THAT(takeEvents(), Contains("connected")) << "it still stands";
+  EXPECT_THAT(takeEvents(), Contains("connected")) << "it is still connected";
   bluez.proceed(strap);
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
   bluez.advertise(strap);
@@ -136,8 +136,8 @@ TEST_F(BluezDisconnecting, KeepsADeviceThatAnotherCentralUses) {
   EXPECT_THAT(other.recorder->take(), ElementsAre("value 46 07"));
 }
 
-// A bluetoothd that plays the strap itself and was killed: its link can be there before the
-// program with the services is.
+// A killed bluetoothd that also serves the strap: its link can exist before the program that
+// exports the services.
 class BluezLateServices : public BluezTest {
  protected:
   static constexpr const char* changed = "disconnected: The services of the device have changed.";

@@ -1,4 +1,4 @@
-// Faults that Bluetooth libraries have been seen to have in the field.
+// Faults of other Bluetooth libraries, reported from the field.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -44,7 +44,7 @@ TEST_F(BluezFieldFaults, DeliversTheFirstNotificationsAfterTheSubscription) {
   settle();
   recorder().take();
   bluez.release();
-  // Right behind the confirmations, before anybody has read them.
+  // Directly after the confirmations, before they are read.
   for (const char* uuid : {temperature, ecg, battery, respiration, motion}) {
     ASSERT_TRUE(bluez.notify(strap, uuid, {1}));
   }
@@ -79,7 +79,7 @@ TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForADeadLink) {
   for (const char* method : {"Disconnect", "StopDiscovery", "StopNotify"}) {
     bluez.script(method, Answer::never(), -1);
   }
-  // A wait would be for ever: nobody answers, and nobody turns the queue.
+  // A wait would never end: there is no answer, and the queue does not run.
   session.reset();
   world.host.reset();
   settle();
@@ -155,7 +155,7 @@ TEST_F(BluezFieldFaults, IgnoresALateReplyOfAnEarlierAttempt) {
   bluez.power("hci0", true);
   runUntil([this] { return strap.waiting.size() == 1; });
   takeEvents();
-  bluez.release();  // the first fails, because the second is under way
+  bluez.release();  // the first fails, because the second is pending
   settle();
   world.turnFor(100ms);
   EXPECT_EQ(bluez.calls("Connect"), 2) << "the second goes on undisturbed";

@@ -1,5 +1,5 @@
-// A daemon that answers, says and does anything at all, in any order. The host neither breaks nor
-// breaks its promises, and works again when the daemon does.
+// A daemon that sends any answers and signals in any order. The host does not crash, keeps its
+// contract, and recovers when the daemon does.
 
 #include <tests/hosts/bluez/nonsense.h>
 #include <tests/hosts/bluez/world.h>
@@ -50,7 +50,8 @@ class Storm {
     if (roll(20) == 0) world_.turnFor(std::chrono::milliseconds(roll(30)));
   }
 
-  // The daemon behaves from now on; begins with a restart, after which nobody believes its lies.
+  // The daemon behaves correctly from now on. It restarts first, which invalidates its wrong
+  // messages.
   testing::AssertionResult recovers() {
     bluez_.clearScript();
     bluez_.tamper = nullptr;
@@ -67,11 +68,11 @@ class Storm {
       const bool listened = bluez_.notify(strap_, ecg, {1});
       world_.settle();
       if (auditor_->values > values) return testing::AssertionSuccess();
-      // On a machine that stood still one of the short limits may have run out, of a subscription
-      // too: it begins anew with the next link.
+      // On a stalled machine one of the short time limits may have expired, also that of a
+      // subscription: it is repeated on the next link.
       const bool stoodStill = std::chrono::steady_clock::now() - begin >= shortestLimit;
       if (!stoodStill || attempt == 20) {
-        return testing::AssertionFailure() << (listened ? "no value arrives" : "nobody listens");
+        return testing::AssertionFailure() << (listened ? "no value arrives" : "no subscriber");
       }
       bluez_.dropLink(strap_);
     }
@@ -130,7 +131,7 @@ class Storm {
     return paths[roll(static_cast<unsigned>(paths.size()))];
   }
 
-  // A signal that says what is not so.
+  // A signal with wrong content.
   void lie() {
     const std::string path = anyPath();
     constexpr const char* objects = "org.freedesktop.DBus.ObjectManager";
@@ -170,7 +171,7 @@ class Storm {
     }
   }
 
-  // Answers and properties that are wrong for a while.
+  // Answers and properties that are temporarily wrong.
   void misbehave() {
     switch (roll(5)) {
       case 0:

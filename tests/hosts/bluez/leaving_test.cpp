@@ -1,4 +1,4 @@
-// How a program goes: the scan is stopped and the strap released, by its end and by a signal.
+// The end of a program, normally or by a signal, stops the scan and releases the strap.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -17,7 +17,7 @@ using namespace bluez_test;
 
 class BluezLeaving : public BluezTest {
  protected:
-  // A program with a session, in a process of its own, until its strap sends.
+  // Runs a program with a session in a separate process until its strap sends.
   pid_t startProgram() {
     const pid_t child = fork();
     if (child == 0) runProgram(world.bus.address());

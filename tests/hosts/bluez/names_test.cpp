@@ -41,7 +41,7 @@ TEST_F(BluezNames, ReportsANameThatArrivesLater) {
   listen();
   bluez.advertise(strap);
   takeEvents();
-  bluez.gapName(strap, "Zephly");  // from a scan response: nobody is connected
+  bluez.gapName(strap, "Zephly");  // from a scan response, without a connection
   EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
 }
 

@@ -34,7 +34,7 @@ void close(sd_bus_message& message) {
   check(sd_bus_message_close_container(&message), "close a container");
 }
 
-// Variants in variants, a text in the innermost.
+// Nested variants with a text in the innermost.
 void nest(sd_bus_message& message, unsigned depth) {
   for (unsigned i = 0; i < depth; ++i) open(message, 'v', i + 1 < depth ? "v" : "s");
   append(message, std::string("deep"));

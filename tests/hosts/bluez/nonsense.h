@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Messages of no sense: bodies of every shape that D-Bus can carry, drawn by a seeded generator.
+/// Random messages: bodies of every type that D-Bus can carry, from a seeded generator.
 
 #include <tests/support/fake_bluez/bus_value.h>
 
@@ -11,16 +11,16 @@ namespace bluez_test {
 
 using Random = std::mt19937;
 
-/// Some arguments, none as well; deeply nested or large now and then.
+/// Random arguments, possibly none; sometimes deeply nested or large.
 fake_bluez::Writer nonsense(Random& random);
 
-/// A property's value of a type that the real one never has.
+/// A value of a type that the real property never has.
 fake_bluez::Value oddValue(Random& random);
 
-/// Arguments of PropertiesChanged whose interface and names are known and whose values are not.
+/// Arguments of PropertiesChanged with a known interface, known names and random values.
 fake_bluez::Writer plausibleChange(Random& random);
 
-/// Arguments of InterfacesAdded or InterfacesRemoved for a path, with some interfaces and odd
+/// Arguments of InterfacesAdded or InterfacesRemoved for a path, with some interfaces and random
 /// properties.
 fake_bluez::Writer plausibleAdded(Random& random, const std::string& path);
 fake_bluez::Writer plausibleRemoved(Random& random, const std::string& path);

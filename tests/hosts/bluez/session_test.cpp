@@ -1,4 +1,4 @@
-// The whole kit on the BlueZ host: what the strap notifies comes out of the application's delegate.
+// The whole kit on the BlueZ host: the strap's notifications reach the application's delegate.
 
 #include <tests/hosts/bluez/world.h>
 #include <tests/support/captured_output.h>

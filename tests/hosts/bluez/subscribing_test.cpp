@@ -35,7 +35,7 @@ class BluezSubscribing : public BluezTest, public testing::WithParamInterface<No
   bool descriptors() const { return GetParam() == Notifications::descriptors; }
   const char* method() const { return descriptors() ? "AcquireNotify" : "StartNotify"; }
   int subscriptions() const { return bluez.calls(method()); }
-  // Its characteristic as the session knows it.
+  // The session's object for its characteristic.
   std::shared_ptr<CBCharacteristic> find(const char* shortName) {
     for (const auto& service : recorder().lastServices) {
       const auto all = service->characteristics();
@@ -182,7 +182,7 @@ TEST_P(BluezSubscribing, IgnoresLateRepliesOfAnEarlierConnection) {
   runUntil([this] { return subscribedToAll(); });
   const auto after = takeEvents();
   EXPECT_EQ(std::count(after.begin(), after.end(), "subscribed 46"), 1);
-  // What belongs to the connection before arrives now.
+  // Replies of the previous connection arrive now.
   bluez.release();
   EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.notify(strap, ecg, {1});
@@ -311,7 +311,7 @@ TEST_F(BluezDescriptors, DeliversUnreadValuesInTheDescriptorBeforeTheEnd) {
   bringUp({.reconnect = false});
   const auto ours = std::move(FakeBluez::characteristic(strap, ecg)->descriptor);
   bluez.dropLink(strap);
-  world.bus.reload();  // a round trip: the end waits for the host now
+  world.bus.reload();  // a round trip: the host has received the end
   for (const char value : {'\1', '\2'}) ASSERT_EQ(send(ours.get(), &value, 1, MSG_DONTWAIT), 1);
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01", "value 46 02", StartsWith("disconnected")));
 }

@@ -1,4 +1,4 @@
-// What BlueZ 5.82 does otherwise than 5.66, and may not matter to a session.
+// Differences between BlueZ 5.82 and 5.66 that must not affect a session.
 
 #include <tests/hosts/bluez/world.h>
 
@@ -16,7 +16,7 @@ class Bluez582 : public BluezTest {
  protected:
   Bluez582() { bluez.behaveAs(FakeBluez::Version::v5_82); }
 
-  // Discovered, with a connection attempt under way that waits for the device.
+  // Discovered, with a pending connection attempt that waits for the device.
   void requestSilentDevice() {
     openSession();
     strap.inRange = false;

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A bus, a fake daemon on it and, when a test wants them, the host under test with a session on
-/// it: all on one main queue, turned by hand.
+/// A bus, a fake daemon on it and, optionally, the host under test with a session: all on one main
+/// queue, which the test runs step by step.
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
@@ -32,10 +32,10 @@ using fake_bluez::FakeBluez;
 using fake_bluez::FakeDevice;
 using fake_bluez::Fate;
 
-/// Pauses that a test can see the end of; limits as they are.
+/// Short pauses; the time limits are the defaults.
 Zephly::bluez::Timing shortPauses();
 
-// As bluetoothd writes them.
+// In bluetoothd's notation.
 inline constexpr const char* temperature = "45366e80-cf3a-11e1-9ab4-0002a5d5c51b";
 inline constexpr const char* ecg = "46366e80-cf3a-11e1-9ab4-0002a5d5c51b";
 inline constexpr const char* battery = "47366e80-cf3a-11e1-9ab4-0002a5d5c51b";
@@ -49,17 +49,17 @@ class World {
   World& operator=(const World&) = delete;
   ~World();
 
-  /// The host under test; its lines for people are kept in `lines`. `chosen.busAddress` is the
-  /// private bus.
+  /// The host under test; its status lines are kept in `lines`. `chosen.busAddress` is the private
+  /// bus.
   void openHost(Zephly::bluez::Options chosen = options());
   static Zephly::bluez::Options options();
 
-  /// Turns the queue until the condition holds. A test that waits 20 s for it has failed.
+  /// Runs the queue until the condition holds. The test fails after 20 s.
   [[nodiscard]] bool turnUntil(const std::function<bool()>& condition);
-  /// Turns the queue until everybody on the bus has handled what was sent, and has nothing to
-  /// answer to it. Does not wait for timers.
+  /// Runs the queue until all messages on the bus have been handled and answered. Does not wait for
+  /// timers.
   void settle();
-  /// Turns the queue for a while.
+  /// Runs the queue for this time.
   void turnFor(std::chrono::milliseconds duration);
 
   void startBus();
@@ -81,7 +81,7 @@ class World {
   int pings_ = 0;
 };
 
-/// With a fake daemon that runs, one strap and a host; no session yet.
+/// With a running fake daemon, one strap and a host; without a session.
 class BluezTest : public testing::Test {
  protected:
   BluezTest() {
@@ -89,7 +89,7 @@ class BluezTest : public testing::Test {
     world.openHost();
   }
 
-  /// Turns until the condition holds, and then until everything is quiet.
+  /// Runs the queue until the condition holds, and then until all messages are handled.
   void runUntil(const std::function<bool()>& condition) {
     ASSERT_TRUE(world.turnUntil(condition));
     world.settle();
@@ -100,7 +100,7 @@ class BluezTest : public testing::Test {
     world.settle();
     return session->recorder->take();
   }
-  /// A session that wants everything from whatever it hears.
+  /// A session that connects to every device and subscribes to everything.
   void openSession(Recorder::Script script = {}) {
     session = std::make_unique<Session>(script);
     runUntil([this] { return bluez.discovering(); });
@@ -112,7 +112,7 @@ class BluezTest : public testing::Test {
     runUntil([this] { return subscribedToAll(); });
     session->recorder->take();
   }
-  /// The same without the subscriptions.
+  /// The same without subscriptions.
   void bringUpUnsubscribed() {
     openSession({.subscribe = false});
     bluez.advertise(strap);

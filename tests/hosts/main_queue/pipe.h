@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Both ends of a pipe, closed at the end of a test.
+/// Both ends of a pipe, closed on destruction.
 
 #include <hosts/main_queue/file_descriptor.h>
 
@@ -24,7 +24,7 @@ class Pipe {
   void put(char byte) const {
     if (::write(writing_.get(), &byte, 1) != 1) throw std::runtime_error("write failed");
   }
-  /// Blocks when nothing is there.
+  /// Blocks while the pipe is empty.
   char take() const {
     char byte = 0;
     if (::read(reading_.get(), &byte, 1) != 1) throw std::runtime_error("read failed");

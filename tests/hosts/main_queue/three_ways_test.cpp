@@ -1,4 +1,4 @@
-// The three ways to run the main queue, as its header shows them.
+// The three ways to run the main queue, as documented in its header.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/hosts/main_queue/pipe.h>
@@ -60,13 +60,13 @@ TEST(ThreeWays, RunsTheApplicationsContext) {
 
 class InsideAnotherLoop : public testing::Test {
  protected:
-  // Waits up to a minute: true as soon as the queue wants to be polled.
+  // Waits up to a minute: true as soon as the descriptor is readable.
   bool wanted(int milliseconds = 60000) {
     pollfd mine{.fd = queue.descriptor(), .events = POLLIN, .revents = 0};
     return ::poll(&mine, 1, milliseconds) == 1;
   }
   bool wantedNow() { return wanted(0); }
-  // Takes what is left from the creation of the descriptor.
+  // Handles the wake-up from the creation of the descriptor.
   void settle() {
     while (wantedNow()) queue.poll();
   }

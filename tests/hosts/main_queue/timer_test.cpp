@@ -149,7 +149,7 @@ TEST(MainQueueTimer, IsDestroyedWithTheQueueOnTheApplicationsContext) {
     MainQueue queue(context);
     timer = queue.after(1h, [] { FAIL(); });
   }
-  context.run();  // returns: nothing keeps it busy
+  context.run();  // returns, because it has no work
   EXPECT_FALSE(timer.active());
 }
 

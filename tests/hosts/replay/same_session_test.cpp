@@ -1,4 +1,4 @@
-// What is recorded and replayed gives the same callbacks, bit for bit.
+// A recorded and replayed session gives the same callbacks, bit for bit.
 
 #include <hosts/replay/replay_host.h>
 #include <tests/support/captures.h>

@@ -1,5 +1,5 @@
-// Whatever is done to the radio, its devices and its centrals, in whatever order: what delegates
-// are told keeps the contract of the host boundary.
+// Random operations on the radio, its devices and its centrals: the calls of the delegates keep the
+// contract of the host boundary.
 
 #include <hosts/simulated/radio.h>
 #include <tests/support/host_auditor.h>
@@ -20,7 +20,7 @@ const CBUUID serviceUUID = CBUUID::UUIDWithString("180D");
 const std::vector<CBUUID> uuids = {CBUUID::UUIDWithString("2A01"), CBUUID::UUIDWithString("2A02"),
                                    CBUUID::UUIDWithString("2A03")};
 
-// Wants some connections and not others, and does something from inside now and then.
+// Requests some connections, and sometimes acts from within a callback.
 class Auditor final : public HostAuditor {
  public:
   explicit Auditor(std::mt19937& random) : random_(random) {}
@@ -38,7 +38,7 @@ class Auditor final : public HostAuditor {
     std::uint32_t number = 0;
     characteristic->value()->getBytes(&number, sizeof number);
     received.push_back(number);
-    // The auditor must not be called back from inside these.
+    // The auditor must not be called from within these.
     if (chance(8)) discoverServices(peripheral);
     if (chance(8)) subscribe(peripheral, characteristic);
   }
@@ -61,7 +61,7 @@ class World {
     central_ = CBCentralManager::init(auditor_, nullptr, std::nullopt);
   }
 
-  // One thing that may happen, from outside every callback.
+  // One random operation, outside of callbacks.
   void step() {
     const Auditor::Calling calling(*auditor_);
     Device& device = *devices_.at(random_() % devices_.size());

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A scheduler, a radio with one device in its reach, and a session that has asked for everything:
-/// what each test of a device begins with.
+/// A scheduler, a radio with one device in range, and a session that requests everything: the
+/// fixture of all tests of a device.
 
 #include <hosts/simulated/radio.h>
 #include <tests/support/boundary_recorder.h>

@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 class PacerTest : public testing::Test {
  protected:
-  // The queue's own timers run by the real clock: with a period of one nanosecond a turn is due
+  // The queue's timers use the real clock: with a period of one nanosecond a turn is due
   // whenever the queue is polled.
   Pacer::Options options(std::size_t eventsPerTurn = 10000) {
     Pacer::Options options;
@@ -180,7 +180,7 @@ TEST_F(PacerTest, AnEventThatThrowsDoesNotStopTheClock) {
   EXPECT_EQ(scheduler.now(), 2s);
 }
 
-// The same events in the same order at the same virtual times, however the wall clock stutters.
+// The same events in the same order at the same virtual times for any jumps of the wall clock.
 TEST_F(PacerTest, TheOrderOfEventsDoesNotDependOnTheWallClock) {
   std::vector<std::vector<Time>> runs;
   for (const auto step : {1ms, 7ms, 333ms, 5000ms}) {

@@ -151,7 +151,7 @@ TEST(Scheduler, FarAwayDoesNotOverflow) {
   EXPECT_EQ(scheduler.nextTime(), Time::max());
 }
 
-// Against a list that is searched from the start for every step.
+// Compared with a list that is searched linearly for every step.
 TEST(Scheduler, RandomSequencesMatchASortedList) {
   std::mt19937 random(7);
   for (int round = 0; round < 50; ++round) {

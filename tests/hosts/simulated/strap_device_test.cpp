@@ -43,7 +43,7 @@ class ListSource final : public simulator::FrameSource {
   std::vector<StrapTime> readyAt;
 };
 
-// A frame of each stream in turn, one every `period`, numbered in its two bytes.
+// One frame every `period`, of each stream in turn, numbered in its two bytes.
 class SteadySource final : public simulator::FrameSource {
  public:
   explicit SteadySource(Duration every) : period(every) {}

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The D-Bus interfaces of BlueZ, as the fake has them: not those of the host, whose mistake would
-/// then be the test's.
+/// The names of BlueZ's D-Bus interfaces for the fake. They are not shared with the host, so that a
+/// mistake in the host is detected.
 
 namespace fake_bluez {
 

@@ -23,7 +23,7 @@ BusConnection::BusConnection(Zephly::main_queue::MainQueue& queue, const std::st
   check(sd_bus_get_unique_name(bus_, &unique), "be greeted");
   watch_ = queue.watch(check(sd_bus_get_fd(bus_), "watch the connection"), Interest::read,
                        [this] { turn(); });
-  // What was read while it was greeted is in the library already, where no watch sees it.
+  // Data read during authentication is already in the library, where the watch does not see it.
   first_ = queue.after({}, [this] { turn(); });
 }
 
@@ -38,8 +38,8 @@ std::string BusConnection::name() const {
 }
 
 void BusConnection::own(const std::string& wellKnownName) {
-  // The bus may not have noticed yet that the connection that had the name before is closed; each
-  // question gives it a turn.
+  // The bus may not have noticed yet that the previous owner of the name is closed; each call gives
+  // it time.
   constexpr int patience = 10'000;
   int result = -EEXIST;
   for (int i = 0; i < patience && result == -EEXIST; ++i) {
@@ -79,7 +79,7 @@ void BusConnection::call(const std::string& service, const char* path, const cha
             slot,
             [](void* data) { delete static_cast<std::function<void(sd_bus_message&)>*>(data); }),
         "keep a handler");
-  // From here on the bus library keeps both, until the answer.
+  // From here on the bus library owns both until the answer.
   static_cast<void>(handler.release());
   check(sd_bus_slot_set_floating(slot, 1), "leave a call alone");
   sd_bus_slot_unref(slot);

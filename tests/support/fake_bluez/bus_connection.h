@@ -1,8 +1,8 @@
 #pragma once
 /// @file
-/// A connection to a private bus that is not the code under test's: the fake service's own, and the
-/// one through which tests look at the bus. It lives on the same main queue as the code under test,
-/// so that a test is one thread and every order in it is the test's own doing.
+/// A connection to a private bus, for the fake service and for tests that inspect the bus. It runs
+/// on the main queue of the code under test, so that a test has one thread and controls every
+/// order.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/support/fake_bluez/bus_value.h>
@@ -15,13 +15,13 @@ namespace fake_bluez {
 
 class BusConnection {
  public:
-  /// Gets each message that is no reply; true when it has taken it.
+  /// Handles each message that is not a reply; returns whether it was handled.
   using Handler = std::function<bool(sd_bus_message&)>;
 
   BusConnection(Zephly::main_queue::MainQueue& queue, const std::string& address, Handler handler);
   BusConnection(const BusConnection&) = delete;
   BusConnection& operator=(const BusConnection&) = delete;
-  /// Closes it as the system closes the connection of a process that has died.
+  /// Closes the connection like that of a killed process.
   ~BusConnection();
 
   bool open() const;
@@ -30,9 +30,9 @@ class BusConnection {
   void match(const std::string& rule);
 
   Message signal(const std::string& path, const char* interface, const char* member);
-  /// Sends it now; nothing happens on a bus that has gone.
+  /// Sends the message immediately; does nothing when the bus is lost.
   void send(sd_bus_message& message);
-  /// Calls `answered` with the answer to a call without arguments, be it a failure.
+  /// Calls `answered` with the answer, or the error, of a call without arguments.
   void call(const std::string& service, const char* path, const char* interface, const char* method,
             std::function<void(sd_bus_message&)> answered = {});
 

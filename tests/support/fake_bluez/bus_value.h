@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Values that the fake service puts on the bus, right ones and wrong ones, and text of what came
-/// in. Nothing of the code under test is used for it.
+/// Values that the fake service sends, valid and invalid ones, and received messages as text.
+/// Shares nothing with the code under test.
 
 #include <systemd/sd-bus.h>
 
@@ -21,10 +21,10 @@ struct ObjectPath {
   std::string text;
 };
 
-/// Appends to a message whatever it likes.
+/// Appends any arguments to a message.
 using Writer = std::function<void(sd_bus_message&)>;
 
-/// A value of a type that no property has in the real service.
+/// A value of a type that no property of the real service has.
 struct Odd {
   std::string signature;
   Writer write;

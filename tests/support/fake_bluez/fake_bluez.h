@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// An `org.bluez` of the test's own: adapters, devices and GATT objects that behave, unless a test
-/// says otherwise, as BlueZ 5.66 was observed to behave; or, where it differs, as 5.82.
+/// A fake `org.bluez`: adapters, devices and GATT objects that behave like BlueZ 5.66 was observed
+/// to, unless a test changes it; or, on request, like 5.82.
 ///
 ///   FakeBluez bluez(queue, bus.address());
 ///   bluez.start();
@@ -10,8 +10,7 @@
 ///   bluez.notify(strap, ecgUUID, {1, 2, 3});             // to subscribers
 ///   bluez.dropLink(strap);
 ///
-/// Everything that it does is sent before the call returns; what the other side makes of it needs
-/// turns of the queue.
+/// All messages are sent before a call returns; the other side handles them when the queue runs.
 
 #include <hosts/main_queue/file_descriptor.h>
 #include <tests/support/fake_bluez/fake_service.h>
@@ -35,7 +34,7 @@ struct ServiceTraits {
   std::vector<CharacteristicTraits> characteristics;
 };
 
-/// Two services with the five characteristics of the strap's profile and one that is foreign.
+/// Two services with the five characteristics of the strap's profile and a foreign one.
 std::vector<ServiceTraits> strapServices();
 
 struct DeviceTraits {
@@ -45,7 +44,7 @@ struct DeviceTraits {
   std::string adapter = "hci0";
 };
 
-/// What happens, one after the other, when a connection comes about.
+/// The steps of a connection, in order.
 enum class ConnectStep {
   connected,      ///< the signal Connected=true
   reply,          ///< to Connect(), if it is still owed
@@ -55,11 +54,11 @@ enum class ConnectStep {
   hold,           ///< the rest waits for proceed()
 };
 
-/// Nothing special.
+/// The defaults.
 inline const std::vector<ConnectStep> usualConnection = {
     ConnectStep::connected, ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
 
-/// What happens when Disconnect() ends a connection.
+/// The order of signals and reply when Disconnect() ends a connection.
 enum class DisconnectStep { signal, reply, hold };
 
 struct FakeCharacteristic {
@@ -77,7 +76,7 @@ struct FakeDevice {
   std::vector<ConnectStep> onConnect = usualConnection;
   std::vector<DisconnectStep> onDisconnect = {DisconnectStep::signal, DisconnectStep::reply};
 
-  std::deque<ConnectStep> connecting;  ///< what is left of it
+  std::deque<ConnectStep> connecting;  ///< the remaining steps
   std::deque<DisconnectStep> disconnecting;
   std::vector<CallPointer> waiting;    ///< Connect() calls without a reply
   std::vector<CallPointer> departing;  ///< Disconnect() calls without a reply
@@ -93,22 +92,21 @@ class FakeBluez final : public FakeService {
   // The daemon.
 
   enum class Version { v5_66, v5_82 };
-  /// 5.82 is not the same in these: when it ends, its adapter may be off before the links have
-  /// ended; an adapter that is switched off takes the devices with it that were being connected,
-  /// and those calls stay without an answer; an attempt at a silent device that fails takes the
-  /// device with it.
+  /// Differences of 5.82: when it ends, its adapter may be off before the links have ended;
+  /// switching an adapter off removes the devices with a pending Connect(), which is never
+  /// answered; a failed attempt to connect to a silent device removes the device.
   void behaveAs(Version version) { version_ = version; }
 
-  /// Takes its name. The adapters appear, each of them powered or not.
+  /// Takes its bus name. The adapters appear, powered or not.
   void start(bool powered = true);
-  /// Ends as by SIGTERM: takes everything back first.
+  /// Ends as by SIGTERM: removes its objects first.
   void terminate();
   void kill() override;
 
   // Adapters.
 
   void addAdapter(const std::string& name, const std::string& address, bool powered = true);
-  /// With everything on it. Its devices wait for an adapter of that address.
+  /// Removes the adapter with all its objects. Its devices return with an adapter of that address.
   void removeAdapter(const std::string& name);
   void power(const std::string& name, bool on);
   bool discovering(const std::string& name = "hci0");
@@ -122,27 +120,27 @@ class FakeBluez final : public FakeService {
   bool advertise(FakeDevice& device);
   /// Shows the device without an advertisement, as from the cache.
   void show(FakeDevice& device);
-  /// Goes on after a `hold`.
+  /// Continues after a `hold`.
   void proceed(FakeDevice& device);
-  /// Is connected without a call of anybody.
+  /// Connects without a call of a client.
   void connectByItself(FakeDevice& device);
   /// A waiting Connect() fails.
   void failConnect(FakeDevice& device, const std::string& text = "le-connection-abort-by-local");
   /// Ends the link; newer daemons report the reason by a signal first.
   void dropLink(FakeDevice& device, const std::optional<std::string>& reason = std::nullopt);
-  /// The object goes away.
+  /// Removes the object.
   void forget(FakeDevice& device);
   /// The GAP Device Name was read.
   void gapName(FakeDevice& device, const std::string& name);
 
   // Values.
 
-  /// Sends a value to those who have subscribed; says whether there was a way to.
+  /// Sends a value to the subscribers; returns whether there were any.
   bool notify(FakeDevice& device, const std::string& uuid, const Bytes& bytes);
-  /// Sends the signal of a value, whoever has subscribed.
+  /// Sends the signal of a value regardless of subscriptions.
   void emitValue(FakeDevice& device, const std::string& uuid, const Bytes& bytes);
   static FakeCharacteristic* characteristic(FakeDevice& device, const std::string& uuid);
-  /// Whether anybody gets its values.
+  /// Whether its values have a receiver.
   static bool subscribed(FakeDevice& device, const std::string& uuid);
 
   std::list<FakeDevice>& devices() { return devices_; }

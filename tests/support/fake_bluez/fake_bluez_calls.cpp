@@ -1,4 +1,4 @@
-// What the fake org.bluez answers to the calls of its clients.
+// The answers of the fake org.bluez to calls.
 
 #include <tests/support/fake_bluez/fake_bluez.h>
 
@@ -158,7 +158,7 @@ void FakeBluez::acquireNotify(const CallPointer& call, FakeCharacteristic& chara
   if (!characteristic.subscribers.empty()) {
     return refuse(call, "org.bluez.Error.InProgress", "Operation already in progress");
   }
-  // Its user may have closed the descriptor of before.
+  // The client may have closed the previous descriptor.
   char probe = 0;
   if (characteristic.descriptor.get() >= 0 &&
       recv(characteristic.descriptor.get(), &probe, 1, MSG_DONTWAIT | MSG_PEEK) != 0) {

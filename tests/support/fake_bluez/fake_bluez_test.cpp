@@ -1,5 +1,4 @@
-// The fake org.bluez, looked at through a client of the plainest kind: does it do what it promises
-// to the tests that are built on it?
+// Tests the fake org.bluez through a minimal client.
 
 #include <tests/support/fake_bluez/bus_connection.h>
 #include <tests/support/fake_bluez/fake_bluez.h>
@@ -58,7 +57,7 @@ class FakeBluezTest : public testing::Test {
   void turnUntil(const std::function<bool()>& condition) {
     ASSERT_TRUE(::turnUntil(queue, condition));
   }
-  // What was announced up to now.
+  // The signals received up to now.
   std::vector<std::string> signals() {
     ask("/", "org.freedesktop.DBus.Peer", "Ping");
     received.pop_back();

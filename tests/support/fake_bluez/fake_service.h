@@ -1,8 +1,8 @@
 #pragma once
 /// @file
-/// What every D-Bus service with an object manager does, under a script: for each call the answer,
-/// for each signal its fate, for each property its value can be something that the real service
-/// would not do, or not on demand.
+/// The base of fake D-Bus services with an object manager. A script can replace the answer to each
+/// call, the sending of each signal and the value of each property, also by things that the real
+/// service would not do.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tests/support/fake_bluez/bus_connection.h>
@@ -18,7 +18,7 @@
 
 namespace fake_bluez {
 
-/// A call that came in.
+/// A received call.
 struct Call {
   Message message;
   std::string sender;
@@ -26,11 +26,11 @@ struct Call {
   std::string interface;
   std::string method;
   std::string arguments;  ///< as textOf() writes them
-  Writer wrongReply;      ///< takes the place of the right reply
+  Writer wrongReply;      ///< replaces the correct reply
 };
 using CallPointer = std::shared_ptr<Call>;
 
-/// What a call that a rule matches meets.
+/// The treatment of a call that matches a rule.
 struct Answer {
   enum class Kind {
     normal,
@@ -75,25 +75,25 @@ class FakeService {
   void script(const std::string& method, Answer answer, int times = 1,
               const std::string& path = {});
   void clearScript() { rules_.clear(); }
-  /// Handles what is held: calls and signals, in their order.
+  /// Handles the held calls and signals in order.
   void release();
   std::size_t heldCalls() const { return heldCalls_.size(); }
-  /// Changes every set of properties before it is sent, in whatever message.
+  /// Changes every set of properties before it is sent, in any message.
   std::function<void(const std::string& path, const std::string& interface, Properties&)> tamper;
-  /// The fate of every signal.
+  /// The treatment of every signal.
   std::function<Fate(const std::string& path, const std::string& member)> fate;
 
   // The log.
 
   const std::vector<CallPointer>& log() const { return log_; }
-  /// How many calls of the method came in so far, at `path` ("" for any).
+  /// The number of calls of the method so far, at `path` ("" for any).
   int calls(const std::string& method, const std::string& path = {}) const;
-  /// The last of them; null when there was none.
+  /// The latest of them; null when there was none.
   CallPointer lastCall(const std::string& method) const;
-  /// Grows with everything that comes in or goes out.
+  /// Increases with every message received or sent.
   std::uint64_t activity() const { return activity_; }
 
-  // Raw acts.
+  // Low-level operations.
 
   void emit(const std::string& path, const char* interface, const char* member, const Writer& body);
   void emitChanged(const std::string& path, const std::string& interface, Properties properties);
