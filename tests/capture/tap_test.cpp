@@ -265,7 +265,7 @@ class TapWorldTest : public testing::Test {
     host_ = world_.delegate.lock();
   }
 
-  void hear(const std::shared_ptr<fake::Peripheral>& device) {
+  void discover(const std::shared_ptr<fake::Peripheral>& device) {
     host_->centralManagerDidDiscoverPeripheral(
         world_.central, device,
         {.localName = "local", .serviceUUIDs = {CBUUID::UUIDWithString("180F")}}, -70);
@@ -300,11 +300,11 @@ TEST_F(TapWorldTest, ARecordIsWrittenWithAllClocksBeforeTheKitIsCalled) {
 }
 
 TEST_F(TapWorldTest, AnAdvertisementIsRecordedAfterTheKitHasRequestedAConnection) {
-  hear(world_.peripheral("other"));
+  discover(world_.peripheral("other"));
   EXPECT_THAT(log_, ElementsAre("found other local -70"));
   log_.clear();
   kit_->connects = true;
-  hear(world_.peripheral("Zephly"));
+  discover(world_.peripheral("Zephly"));
   EXPECT_THAT(log_, ElementsAre("found Zephly local -70", "noted 1"));
   ASSERT_EQ(records_.size(), 1U);
   EXPECT_TRUE(std::get<Discovered>(records_[0].what) ==
@@ -313,18 +313,18 @@ TEST_F(TapWorldTest, AnAdvertisementIsRecordedAfterTheKitHasRequestedAConnection
 
 TEST_F(TapWorldTest, ARequestForAnotherPeripheralDoesNotRecordTheAdvertisement) {
   const auto first = world_.peripheral("first");
-  hear(first);
+  discover(first);
   kit_->connects = true;
   kit_->instead = kit_->peripherals.at(0);
-  hear(world_.peripheral("second"));
+  discover(world_.peripheral("second"));
   EXPECT_TRUE(records_.empty());
   EXPECT_THAT(world_.central->requested, ElementsAre(first));
 }
 
 TEST_F(TapWorldTest, APeripheralIsAlwaysTheSameObjectAndTheHostReceivesItsOwn) {
   const auto device = world_.peripheral("Zephly");
-  hear(device);
-  hear(device);
+  discover(device);
+  discover(device);
   host_->centralManagerDidConnectPeripheral(world_.central, device);
   ASSERT_EQ(kit_->peripherals.size(), 3U);
   EXPECT_NE(kit_->peripherals[0], device);
@@ -339,7 +339,7 @@ TEST_F(TapWorldTest, APeripheralThatTheKitHasReleasedKeepsItsDelegate) {
   host_->centralManagerDidConnectPeripheral(world_.central, device);
   kit_->peripherals.clear();
   // Others appear and disappear meanwhile.
-  for (int i = 0; i < 10; ++i) hear(world_.peripheral("other"));
+  for (int i = 0; i < 10; ++i) discover(world_.peripheral("other"));
   log_.clear();
   ASSERT_FALSE(device->delegate.expired());
   device->delegate.lock()->peripheralDidDiscoverServices(device, nullptr);
@@ -349,10 +349,10 @@ TEST_F(TapWorldTest, APeripheralThatTheKitHasReleasedKeepsItsDelegate) {
 TEST_F(TapWorldTest, APeripheralWithoutReferencesIsReleased) {
   auto device = world_.peripheral("other");
   const std::weak_ptr<fake::Peripheral> watched = device;
-  hear(device);
+  discover(device);
   device.reset();
   kit_->peripherals.clear();
-  hear(world_.peripheral("another"));
+  discover(world_.peripheral("another"));
   EXPECT_TRUE(watched.expired());
 }
 

@@ -1,4 +1,4 @@
-// The built program on a machine without Bluetooth: what it says, and how it ends.
+// The built program on a machine without Bluetooth: its messages and its end.
 
 #include <tests/support/process.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// The built program with a strap on a bluetoothd of the test's own.
+// The built program with a strap on a fake bluetoothd.
 
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
@@ -31,7 +31,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using Zephly::simulator::Stream;
 
-// As bluetoothd writes it.
+// In bluetoothd's notation.
 std::string uuidOf(Stream stream) {
   std::string uuid = Zephly::simulator::characteristicUUID(stream).UUIDString();
   std::transform(uuid.begin(), uuid.end(), uuid.begin(),
@@ -68,7 +68,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
     });
   }
 
-  // Sends what the strap measures in a second, and counts it.
+  // Sends and counts the frames of one second.
   void send() {
     for (const auto end = *strap.nextFrameTime() + 1s; *strap.nextFrameTime() < end;) {
       const Zephly::simulator::Frame frame = strap.nextFrame();

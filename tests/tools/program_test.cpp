@@ -1,4 +1,4 @@
-// The built program from outside: options, exit codes, JSON, signals.
+// The built program as a process: options, exit codes, JSON, signals.
 
 #include <tests/support/process.h>
 #include <gmock/gmock.h>
@@ -44,13 +44,13 @@ TEST_P(BadOptions, AreOneLineAndExitCode2) {
   EXPECT_THAT(run.errors, StartsWith("zephly"));
 }
 
-// Should it be started after all, it ends.
+// Ends the program if it starts despite the error.
 Arguments brief(Arguments more) {
   more.insert(more.begin(), {"--duration", "1"});
   return simulatedMonitor(std::move(more));
 }
 
-// The same where --duration itself is wrong: the file is opened before anything is started.
+// The same for an invalid --duration: the file is opened before anything is started.
 Arguments briefWithDuration(const std::string& duration) {
   return simulatedMonitor({"--duration", duration, "--diagnostics", "/nonexistent/file"});
 }
@@ -195,12 +195,12 @@ TEST(ProgramTest, DeliversTheWholePlanWithoutLoss) {
   EXPECT_THAT(summary.at("neverArrived"), IsEmpty());
   const std::map<std::string, int> counts = countsOf(events);
   for (const char* stream : {"temperature", "ecg", "battery", "respiration", "motion"}) {
-    const json& told = summary.at("streams").at(stream);
-    EXPECT_EQ(told.at("lost"), 0) << stream;
-    EXPECT_EQ(told.at("sent"), told.at("delivered")) << stream;
-    EXPECT_EQ(told.at("delivered"), counts.at(stream)) << stream;
+    const json& entry = summary.at("streams").at(stream);
+    EXPECT_EQ(entry.at("lost"), 0) << stream;
+    EXPECT_EQ(entry.at("sent"), entry.at("delivered")) << stream;
+    EXPECT_EQ(entry.at("delivered"), counts.at(stream)) << stream;
   }
-  // 32 s without the time before the first subscription and that of the lost link.
+  // 32 s minus the time before the first subscription and that of the lost link.
   EXPECT_GT(counts.at("ecg"), 15'000);
   EXPECT_LT(counts.at("ecg"), 16'000);
   EXPECT_EQ(summary.at("reconnections"), counts.at("connected") - 1);
@@ -279,7 +279,7 @@ TEST(ProgramTest, EndsQuietlyWhenItsReaderCloses) {
 TEST(ProgramTest, ASignalEndsItDespiteAStalledReader) {
   Process process(simulatedMonitor({"--speed", "1000"}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
-  // By now more has been written than a pipe holds, or will be in a moment; either way it ends.
+  // The pipe is full now or soon; the program ends in both cases.
   process.sendSignal(SIGTERM);
   EXPECT_EQ(process.finish().exitCode, 0);
 }

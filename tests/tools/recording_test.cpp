@@ -24,7 +24,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// A CSV file for the length of one test.
+// A temporary CSV file of one test.
 class File {
  public:
   explicit File(const std::string& text)
@@ -64,14 +64,14 @@ std::size_t eventCount(const Finished& run, const std::string& kind) {
 
 void expectEverySampleArrived(const Finished& run, const std::string& stream, std::size_t rows,
                               std::size_t samples) {
-  const json told = streamOf(run, stream);
-  EXPECT_EQ(told.at("recording").at("rows"), rows) << told;
-  EXPECT_EQ(told.at("recording").at("samples"), samples) << told;
-  const std::size_t filled = told.at("recording").at("filled").get<std::size_t>();
+  const json entry = streamOf(run, stream);
+  EXPECT_EQ(entry.at("recording").at("rows"), rows) << entry;
+  EXPECT_EQ(entry.at("recording").at("samples"), samples) << entry;
+  const std::size_t filled = entry.at("recording").at("filled").get<std::size_t>();
   EXPECT_LT(filled, 6U);
-  EXPECT_EQ(told.at("sent"), samples + filled);
-  EXPECT_EQ(told.at("delivered"), samples + filled);
-  EXPECT_EQ(told.at("lost"), 0);
+  EXPECT_EQ(entry.at("sent"), samples + filled);
+  EXPECT_EQ(entry.at("delivered"), samples + filled);
+  EXPECT_EQ(entry.at("lost"), 0);
   EXPECT_EQ(eventCount(run, stream), samples + filled);
 }
 

@@ -28,7 +28,7 @@ class Pipe {
     if (ends_[0] >= 0) ::close(ends_[0]);
     ends_[0] = -1;
   }
-  // What is there now, up to a limit.
+  // The available text, up to a limit.
   std::string read() const {
     std::string text(1 << 20, '\0');
     const ssize_t count = ::read(ends_[0], text.data(), text.size());

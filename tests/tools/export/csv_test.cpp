@@ -142,7 +142,7 @@ TEST(CsvTest, WritesTheKitsNumbersBitForBit) {
 TEST(CsvTest, ReportsElectrodesAtTheirSample) {
   SessionScript script;
   script.connect(1s);
-  // Still for 40 frames and a half, then swinging: contact.
+  // Flat for 40 frames and a half, then varying: contact.
   for (int frame = 1; frame <= 80; ++frame) {
     const int before = frame > 41 ? 400'000 : 0;
     const int after = frame > 40 ? 400'000 : 0;
@@ -155,7 +155,7 @@ TEST(CsvTest, ReportsElectrodesAtTheirSample) {
   for (const auto& row : rowsOf(scratch / "csv" / "events.csv")) {
     if (row[2].starts_with("electrodes")) events.push_back(row[0] + " " + row[2]);
   }
-  // At the first sample of all, and at the first that swings, after 243 still ones.
+  // At the first sample, and at the first varying one after 243 flat samples.
   EXPECT_THAT(events, ElementsAre("1.002000000 electrodes off", "1.488000000 electrodes on"));
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 [[noreturn]] void broken(const std::string& what) { throw std::runtime_error("no EDF+: " + what); }
 
-// Takes fields of fixed width out, one after the other.
+// Reads fields of fixed width in order.
 class Fields {
  public:
   explicit Fields(const std::string& bytes) : bytes_(bytes) {}
@@ -99,7 +99,7 @@ EdfReader::EdfReader(const std::filesystem::path& path) {
     for (ReadSignal& one : all) {
       const std::string content = fields.next(2 * static_cast<std::size_t>(one.perRecord));
       if (one.label == "EDF Annotations") {
-        // The first list of a record tells the record's time and nothing else.
+        // The first list of a record contains only the record's time.
         if (!timed) {
           const std::string begin = "+" + std::to_string(record) + "\x14\x14";
           if (content.compare(0, begin.size(), begin) != 0) broken("time of a record");

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Reads an EDF+ file from nothing but the text of the format (B. Kemp, J. Olivan 2003): a second
-/// opinion beside the library that wrote it.
+/// Reads an EDF+ file as specified by the format (B. Kemp, J. Olivan 2003), independently of the
+/// library that wrote it.
 ///
 ///   const EdfReader edf(path);
 ///   edf.signals[0].physical(3);
@@ -38,7 +38,7 @@ struct ReadAnnotation {
 
 class EdfReader {
  public:
-  /// Throws std::runtime_error where the file breaks the format.
+  /// Throws std::runtime_error when the file violates the format.
   explicit EdfReader(const std::filesystem::path& path);
 
   std::string patient;

@@ -180,7 +180,7 @@ TEST(EdfTest, TemperaturesAndChargeHaveTheStrapsResolution) {
     EXPECT_NEAR(skin.physical(slot), 0.02 * (15'000 + static_cast<double>(slot)) - 273.15, 1e-6);
   }
   EXPECT_EQ(skin.digital[6], -32768);
-  // Absolute zero is shown one step warmer: it is there.
+  // Absolute zero is written one step warmer, so that it is not a gap.
   EXPECT_EQ(edf.signal("Temp ambient").digital[1], -32767);
   const ReadSignal& battery = edf.signal("Battery");
   EXPECT_EQ(battery.digital[0], -1);
@@ -226,7 +226,7 @@ TEST(EdfTest, GapsAreEmptyAndAnnotated) {
                   "2.7500 1.5000 link lost", "4.2500 connected"));
 }
 
-// A slow strap has one sample twice from time to time, a fast one loses one; nothing slides.
+// Sometimes a sample of a slow strap is repeated and one of a fast strap dropped; nothing drifts.
 TEST(EdfTest, ASlowOrFastStrapIsAligned) {
   for (const int drift : {200, -200}) {  // ppm of the period
     SessionScript script;

@@ -26,7 +26,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// While it lives no file of this process and those that it starts becomes longer.
+// During its lifetime no file of this process and its children can grow.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) {
@@ -84,7 +84,7 @@ TEST(ExportProgramTest, ExportsARecordedSessionAtItsEnd) {
                   "--duration", "40", "--edf", scratch / "a.edf", "--csv", scratch / "csv"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.errors, "");
-  // 40 seconds less the lost link.
+  // 40 seconds minus the lost link.
   EXPECT_GT(columnOf(scratch / "csv" / "ecg.csv", 3).size(), 18'000U);
   EXPECT_TRUE(std::filesystem::exists(scratch / "a.edf"));
 
@@ -106,7 +106,7 @@ TEST(ExportProgramTest, DoesNotRecordWhenTheExportIsImpossible) {
   EXPECT_THAT(filesIn(scratch.path()), ElementsAre("a.edf"));
 }
 
-// Every sample as BioSig reads it, against the CSV files: in its slot, within a step.
+// Compares every sample read by BioSig with the CSV files: in its slot, within a step.
 TEST(ExportProgramTest, AnotherProgramReadsTheSameValuesAndAnnotations) {
   const ScratchDirectory scratch;
   ASSERT_EQ(runProgram({"record", scratch / "a.zcap", "--simulated", "--seed", "7", "--speed", "50",
@@ -114,15 +114,15 @@ TEST(ExportProgramTest, AnotherProgramReadsTheSameValuesAndAnnotations) {
                 .exitCode,
             0);
   const std::string edf = (scratch / "a.edf").string();
-  const Finished told = runOther(ZEPHLY_SAVE2GDF, {"-JSON", edf});
-  ASSERT_EQ(told.exitCode, 0) << told.errors;
+  const Finished converted = runOther(ZEPHLY_SAVE2GDF, {"-JSON", edf});
+  ASSERT_EQ(converted.exitCode, 0) << converted.errors;
   for (const char* text : {"\"Samplingrate\"\t: 500.000000", "\"PhysicalUnit\"\t: \"mV\"",
                            "\"Description\"\t: \"link lost\"", "\"Description\"\t: \"connected\"",
                            "\"Description\"\t: \"electrodes off\"",
                            "\"Description\"\t: \"electrodes on\"", "\"Description\"\t: \"push-up\"",
                            "\"Description\"\t: \"sit-up\"", "\"Description\"\t: \"jump\"",
                            "\"Description\"\t: \"gap: ecg\"", "\"Name\"\t: \"Zephly\""}) {
-    EXPECT_THAT(told.output, HasSubstr(text));
+    EXPECT_THAT(converted.output, HasSubstr(text));
   }
   const std::string values = (scratch / "values").string();
   ASSERT_EQ(runOther(ZEPHLY_SAVE2GDF, {"-f=ASCII", edf, values}).exitCode, 0);
@@ -193,7 +193,7 @@ TEST(ExportProgramTest, ExportsATruncatedCaptureAndReportsIt) {
   EXPECT_EQ(columnOf(scratch / "csv" / "ecg.csv", 3).size(), 2496U);
 }
 
-// Like a full disk: whichever file it is, and wherever in it.
+// Like a full disk, for each file and each position in it.
 TEST(ExportProgramTest, AtTheFileSizeLimitWritesOneLineAndNoFile) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("a.zcap", secondsOfEcg(60).bytes());

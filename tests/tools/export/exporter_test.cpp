@@ -186,7 +186,7 @@ TEST(ExporterTest, DecodesFramesOfUnusualSizesLikeTheKit) {
       for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
       script.value(time += 12ms, characteristic, bytes);
     }
-    // No value at all, and an error.
+    // No value, and an error.
     script.value(time, characteristic, {});
     std::get<Zephly::capture::Value>(script.records.back().what).bytes.reset();
     script.value(time, characteristic, {1, 2, 3});
@@ -229,7 +229,7 @@ TEST(ExporterTest, RefusesAFileThatIsNotACapture) {
   EXPECT_THAT(filesIn(scratch), ElementsAre("a.zcap"));
 }
 
-// Whatever has become of the bytes: an export or one line, never half a file.
+// Corrupted bytes give an export or one line, never an incomplete file.
 TEST(ExporterTest, ExportsOrRefusesDamagedCaptures) {
   const std::vector<std::uint8_t> bytes = fewFrames().bytes();
   std::mt19937 random(11);

@@ -29,7 +29,7 @@ SessionScript script() {
   return made;
 }
 
-// Whether nothing is there but the capture and the directory for CSV.
+// Whether only the capture and the directory for CSV exist.
 bool nothingWritten(const ScratchDirectory& scratch) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.path())) {
     if (entry.path() != scratch / "a.zcap" && entry.path() != scratch / "csv") return false;
@@ -39,7 +39,7 @@ bool nothingWritten(const ScratchDirectory& scratch) {
 
 int received = 0;
 
-// How the test's process takes a signal, until the test is over.
+// Sets the test process's handling of a signal until the end of the test.
 class Handler {
  public:
   Handler(int signal, void (*handler)(int))

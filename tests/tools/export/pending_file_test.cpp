@@ -83,7 +83,7 @@ TEST(PendingFileTest, RefusesAMissingDirectory) {
             "cannot write " + path.string() + ": No such file or directory");
 }
 
-// A file that a killed program left is not taken for one's own.
+// The leftover of a killed program is not used.
 TEST(PendingFileTest, UsesAnotherNameWhenALeftoverExists) {
   const ScratchDirectory scratch;
   const auto path = scratch / "rows.csv";

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A capture for tests, told frame by frame.
+/// Writes a capture for tests, frame by frame.
 ///
 ///   SessionScript script;
 ///   script.connect(1s);
@@ -39,7 +39,7 @@ class SessionScript {
   void value(Nanoseconds time, std::size_t characteristic, std::vector<std::uint8_t> bytes);
   void end(Nanoseconds time);
 
-  /// To be changed at will.
+  /// May be changed by the test.
   std::vector<Zephly::capture::Record> records;
   Zephly::capture::Preamble preamble;
 

@@ -13,7 +13,7 @@
 namespace Zephly::monitor {
 namespace {
 
-// Makes a terminal of the test's own the standard error.
+// Makes a new terminal the standard error.
 class TerminalAsErrors {
  public:
   TerminalAsErrors() : before_(::dup(STDERR_FILENO)) {
@@ -27,7 +27,7 @@ class TerminalAsErrors {
     for (const int descriptor : {before_, reader_, terminal_}) ::close(descriptor);
   }
 
-  // What has been shown since the last call.
+  // The text shown since the last call.
   std::string shown() const {
     std::string text;
     pollfd readable{.fd = reader_, .events = POLLIN, .revents = 0};

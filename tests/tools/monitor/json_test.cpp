@@ -59,8 +59,8 @@ TEST(JsonTextTest, AnyDiagnosticTextIsValidJson) {
   const std::string text = "quote \" backslash \\ tab \t escape \x1b umlaut \xc3\xa4";
   const json event = json::parse(jsonText(watch::Event{0s, watch::Diagnostic{text}}));
   EXPECT_EQ(event.at("text"), text);
-  const json mended = json::parse(jsonText(watch::Event{0s, watch::Diagnostic{"broken \xff"}}));
-  EXPECT_EQ(mended.at("text"), "broken \xef\xbf\xbd");
+  const json replaced = json::parse(jsonText(watch::Event{0s, watch::Diagnostic{"broken \xff"}}));
+  EXPECT_EQ(replaced.at("text"), "broken \xef\xbf\xbd");
 }
 
 TEST(JsonTextTest, NonFiniteNumbersAreStrings) {
@@ -73,7 +73,7 @@ TEST(JsonTextTest, NonFiniteNumbersAreStrings) {
   EXPECT_EQ(value(-std::numeric_limits<float>::infinity()), "-inf");
 }
 
-// A reader that knows doubles only and rounds to float gets the same bits.
+// A reader that parses doubles and rounds to float gets the same bits.
 TEST(JsonTextTest, FloatsReadBackToTheSameBits) {
   std::mt19937 random(4711);
   for (int index = 0; index < longRun(100'000, 10'000); ++index) {
@@ -115,10 +115,10 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
 TEST(JsonTextTest, TheSummaryOfARealStrapOmitsDataThatOnlyTheStrapHas) {
   watch::Summary summary;
   summary.streams = {{.stream = simulator::Stream::ecg, .delivered = 10}};
-  const json told = json::parse(jsonText(summary));
-  EXPECT_EQ(told.at("streams").at("ecg"), json({{"delivered", 10}}));
-  EXPECT_FALSE(told.at("repetitions").contains("done"));
-  EXPECT_TRUE(told.at("repetitions").contains("counted"));
+  const json parsed = json::parse(jsonText(summary));
+  EXPECT_EQ(parsed.at("streams").at("ecg"), json({{"delivered", 10}}));
+  EXPECT_FALSE(parsed.at("repetitions").contains("done"));
+  EXPECT_TRUE(parsed.at("repetitions").contains("counted"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The built program on a terminal: the screen, and what is left when it ends.
+// The built program on a terminal: the screen, and the terminal's state after its end.
 
 #include <tests/support/process.h>
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ TEST(ScreenTest, DrawsAScreenAndRestoresTheTerminal) {
   EXPECT_THAT(run.output.substr(0, end), HasSubstr("Respiration"));
   EXPECT_THAT(run.output.substr(end), AllOf(HasSubstr("Session of 8.0 s of strap time"),
                                             HasSubstr("ecg"), Not(HasSubstr("\x1b[?1049h"))));
-  // Trace lines of the kit never reach the screen as they are.
+  // Trace lines of the kit are never shown literally.
   EXPECT_THAT(run.output, Not(HasSubstr("e-05, ")));
 }
 

@@ -1,5 +1,5 @@
-// The built program from outside: recording, what is in a recording, and what comes of it when it
-// is killed, has no room or meets something else than a capture.
+// The built program as a process: recording, the content of a recording, and the result of a kill,
+// of a full disk and of other files than captures.
 
 #include <capture/codec.h>
 #include <tests/support/captures.h>
@@ -39,7 +39,7 @@ using Zephly::capture::Record;
 
 using Arguments = std::vector<std::string>;
 
-// A simulated session of `seconds`, as fast as the machine goes.
+// A simulated session of `seconds` at maximum speed.
 Arguments record(const std::filesystem::path& file, int seconds, const Arguments& more = {}) {
   Arguments arguments = {"record", file.string(), "--simulated",          "--speed",
                          "2000",   "--duration",  std::to_string(seconds)};
@@ -93,7 +93,7 @@ TEST_F(RecordProgramTest, RecordsASessionThatCanBeInspected) {
 
 TEST_F(RecordProgramTest, ShowsItsProgressOnATerminal) {
   Process process({"record", file_.string(), "--simulated"}, Process::Output::terminal);
-  // One in the place of the one before.
+  // Replaces the previous file.
   const std::regex redrawn("\r\x1B\\[K\\d:\\d\\d  connected, \\d+ records");
   EXPECT_TRUE(process.readUntil(redrawn));
   process.sendSignal(SIGINT);
@@ -149,7 +149,7 @@ TEST_F(RecordProgramTest, AnUnusableSourceLeavesNoFile) {
   EXPECT_FALSE(std::filesystem::exists(file_));
 }
 
-// The limit is inherited by the program, and taken back here.
+// The program inherits the limit; the test restores it.
 TEST_F(RecordProgramTest, KeepsACompleteFileAndTheSessionOnAFullDisk) {
   constexpr rlim_t most = 300'000;
   rlimit before{};
@@ -171,7 +171,7 @@ TEST_F(RecordProgramTest, KeepsACompleteFileAndTheSessionOnAFullDisk) {
   EXPECT_THAT(back.errors, IsEmpty());
   EXPECT_GT(back.records.size(), 1000U);
   EXPECT_LE(std::filesystem::file_size(file_), most);
-  // Nobody has ended it.
+  // It was not ended.
   const Finished inspection = runProgram({"inspect", file_.string()});
   EXPECT_EQ(inspection.exitCode, 1);
   EXPECT_THAT(inspection.errorLines(), ElementsAre(HasSubstr("ends without an end record")));
@@ -201,7 +201,7 @@ std::vector<BadFile> badFiles() {
   flipped[beginnings[3] + 40] ^= 4;
   Bytes later = whole;
   later[8] = 2;
-  // With its checksum in order: CRC-32C of the 16 bytes.
+  // With a valid checksum: CRC-32C of the 16 bytes.
   const std::uint32_t sum = Zephly::capture::checksum(std::span(later).first(16));
   for (std::size_t i = 0; i < 4; ++i) later[16 + i] = static_cast<std::uint8_t>(sum >> (8 * i));
   return {
@@ -260,7 +260,7 @@ TEST_F(RecordProgramTest, DoesNotCrashOnRandomBytes) {
         bytes[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(random());
       }
     }
-    // In half of them the clocks and the contents are wild and the checksums are right.
+    // Half of them have random clocks and contents with valid checksums.
     if (round % 2 == 0) {
       bytes = captures::captureOf(captures::randomRecords(random, 50));
     }
@@ -270,7 +270,7 @@ TEST_F(RecordProgramTest, DoesNotCrashOnRandomBytes) {
   }
 }
 
-// Wakes up whenever something was written to a file.
+// Wakes up on every write to a file.
 class FileWatch {
  public:
   explicit FileWatch(const std::filesystem::path& directory)
@@ -299,7 +299,7 @@ std::size_t longestRecord(const ReadBack& session) {
   return longest;
 }
 
-// What a record tells without the clocks of the machine.
+// A record without the clocks of the machine.
 bool alike(const Record& left, const Record& right) {
   return left.stamp.monotonic == right.stamp.monotonic && left.what == right.what;
 }
@@ -343,14 +343,14 @@ TEST_F(RecordProgramTest, AfterAKillTheFileIsReadableToItsLastCompleteRecord) {
     const ReadBack back = captures::readBack(file);
     ASSERT_TRUE(back.preamble) << back.errors.front().what();
     ASSERT_FALSE(back.ended);
-    // As far as the whole one goes without its end record.
+    // A prefix of the complete file without its end record.
     const std::size_t common = std::min(back.records.size(), whole.records.size() - 1);
     ASSERT_TRUE(std::equal(whole.records.begin(),
                            whole.records.begin() + static_cast<std::ptrdiff_t>(common),
                            back.records.begin(), alike));
     losses += countOf<Zephly::capture::Disconnected>(back.records);
     if (back.errors.empty()) continue;
-    // Only the record in flight may be cut, and less of it stands there than the whole of it.
+    // Only the record being written may be truncated.
     ASSERT_THAT(back.errors, SizeIs(1));
     ASSERT_EQ(back.errors[0].kind(), CaptureError::Kind::cut) << back.errors[0].what();
     ASSERT_LT(std::filesystem::file_size(file) - back.errors[0].offset(), longestRecord(whole));

@@ -1,4 +1,4 @@
-// `zephly replay` from outside: what it shows, exit codes, bad files, signals, readers that go.
+// `zephly replay` as a process: output, exit codes, invalid files, signals, readers that close.
 
 #include <capture/bytes.h>
 #include <capture/format.h>
@@ -59,9 +59,9 @@ std::string contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-// What two runs of the same session have in common. After the electrodes were off, filtered
-// respiration depends on the processor time that the run has used; that a replay of one and the
-// same run repeats it too is a test of its own (SameSessionTest).
+// The common part of two runs of the same session. After the electrodes were off, filtered
+// respiration depends on the processor time used by the run; that a replay of the same run repeats
+// it is tested by SameSessionTest.
 std::string common(const std::string& line) {
   const std::size_t value = line.find(R"(,"value")");
   return line.find(R"("event":"respiration")") == std::string::npos ? line : line.substr(0, value);
@@ -92,7 +92,7 @@ TEST_F(ReplayProgramTest, WritesTheEventsOfTheMonitor) {
       [](const auto& one, const auto& other) { return common(one) == common(other); });
   EXPECT_TRUE(left == expected.end()) << *left << "\n" << *right;
 
-  // The summary is the same but for what a capture does not know: what the strap has sent.
+  // The summary is the same except for the strap's counts, which a capture does not contain.
   for (const char* same : {"duration", "connections", "disconnections", "reconnections",
                            "leadOffChanges", "neverArrived"}) {
     EXPECT_EQ(was.at(same), is.at(same)) << same;
@@ -211,7 +211,7 @@ TEST_F(ReplayProgramTest, AFullDiskIsOneLineAndExitCode1) {
               ElementsAre("zephly replay: standard output: No space left on device"));
 }
 
-// One line with the file and a place in it, and exit code 1.
+// One line with the file and an offset, and exit code 1.
 void expectRefused(const std::filesystem::path& file, const std::string& reason) {
   const Finished run = replay(file, {"--fast"});
   EXPECT_EQ(run.exitCode, 1) << file;

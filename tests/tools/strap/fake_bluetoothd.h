@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The side of bluetoothd that a peripheral meets: adapters with the two managers, devices that
-/// are connected or not.
+/// A fake bluetoothd for a peripheral: adapters with the two managers, and connected or
+/// disconnected devices.
 
 #include <tests/support/fake_bluez/fake_service.h>
 
@@ -16,13 +16,13 @@ class FakeBluetoothd final : public fake_bluez::FakeService {
 
   FakeBluetoothd(Zephly::main_queue::MainQueue& queue, std::string address);
 
-  /// Takes the name, with the objects that are there.
+  /// Takes the bus name and exports its objects.
   void start() { run(); }
 
   void addAdapter(const std::string& name = "hci0", bool powered = true, bool able = true,
                   const std::string& address = adapterAddress);
   void power(bool on, const std::string& name = "hci0");
-  /// The device appears with its connection, or changes it.
+  /// Adds the device as connected, or connects it.
   void connect(const std::string& device = central);
   void disconnect(const std::string& device = central);
   using FakeService::add;
@@ -33,7 +33,7 @@ class FakeBluetoothd final : public fake_bluez::FakeService {
   std::vector<std::string> recordedCalls() const;
   void forget() { forgotten_ = log().size(); }
   bool wasCalled(const std::string& call) const;
-  /// The connection that has registered an application last; empty when there was none.
+  /// The connection that registered the latest application; empty when there was none.
   std::string applicant() const;
 
  private:

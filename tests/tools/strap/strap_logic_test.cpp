@@ -1,5 +1,5 @@
-// What `zephly strap` decides by itself, without a bus: when frames are sent, when links are lost,
-// who is connected, how it is printed.
+// The logic of `zephly strap` without a bus: when frames are sent, when links are lost, which
+// devices are connected, how all of this is printed.
 
 #include <hosts/bluez/object_tree.h>
 #include <simulator/transmitter.h>
@@ -36,7 +36,7 @@ using Zephly::simulator::Stream;
 using Zephly::simulator::TrainingPlan;
 using Zephly::simulator::Transmitter;
 
-// A battery frame every `period`, for ever, whose bytes are its number.
+// An endless sequence of battery frames, one every `period`, whose bytes are their number.
 class TickSource final : public Zephly::simulator::FrameSource {
  public:
   explicit TickSource(StrapTime period) : period_(period) {}
@@ -93,7 +93,7 @@ TEST_F(PacingTest, SendsEachFrameWhenItIsDue) {
 TEST_F(PacingTest, DelaysDoNotAccumulate) {
   StrapTime now = 0ms;
   for (int i = 0; i < 1000; ++i) now += *turnAt(now).wait + 3ms;
-  // Whatever each turn was late by, all that was due until the last one has been sent.
+  // For any delay of the turns, all frames due until the last turn have been sent.
   const auto due = static_cast<std::size_t>((now - 13ms) / 10ms + 1);
   EXPECT_GE(carrier.sent.size(), due);
   EXPECT_LE(carrier.sent.size(), due + 1);

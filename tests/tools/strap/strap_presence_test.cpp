@@ -1,4 +1,4 @@
-// The strap as a peripheral of a bluetoothd of the test's own, on a bus of the test's own.
+// The strap as a peripheral of a fake bluetoothd on a private bus.
 
 #include <hosts/bluez/bus.h>
 #include <hosts/main_queue/main_queue.h>
@@ -335,7 +335,7 @@ TEST_F(StrapPresenceTest, ALostLinkIsDisconnectedAndComesBackOnlyAfterwards) {
   EXPECT_FALSE(presence->carry({0s, Stream::ecg, {1}}));
   untilCall(disconnectCentral);
   untilCall(stopAdvertising);
-  // Long after the absence: it has not begun, because the link still stands.
+  // Long after the absence: it has not begun, because the link still exists.
   bool later = false;
   const auto timer = queue.after(50ms, [&] { later = true; });
   until([&] { return later; });

@@ -1,4 +1,4 @@
-// `zephly strap` from outside: options, exit codes, lines, signals.
+// `zephly strap` as a process: options, exit codes, lines, signals.
 
 #include <hosts/bluez/bus.h>
 #include <hosts/main_queue/main_queue.h>
@@ -31,7 +31,7 @@ using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
 
-// Where the option is accepted after all, there is no bus, and the exit code is another one.
+// If the option were accepted, the missing bus would give another exit code.
 Arguments strap(Arguments more) {
   more.insert(more.begin(), {"strap", "--bus", "unix:path=/nonexistent/bus"});
   return more;
@@ -132,7 +132,7 @@ TEST(StrapProgramTest, EndsWithASignalWhileItWaitsForTheService) {
   }
 }
 
-// The program with somebody who has subscribed to everything.
+// The program with a client that has subscribed to everything.
 class StrapOnTheAir : public testing::Test {
  protected:
   StrapOnTheAir() {
@@ -185,7 +185,7 @@ class StrapOnTheAir : public testing::Test {
   std::vector<std::string> received;
 };
 
-// "STREAM HEX" of the lines that tell a frame.
+// "STREAM HEX" of the lines that print a frame.
 std::vector<std::string> framesOf(const Finished& run) {
   std::vector<std::string> frames;
   for (const std::string& line : run.outputLines()) {

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What travels to and from the live page, written byte by byte.
+/// Writes the messages to and from the live page byte by byte.
 
 #include <initializer_list>
 #include <string>

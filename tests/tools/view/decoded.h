@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Takes the messages of the live page apart again, byte by byte.
+/// Decodes the messages of the live page byte by byte.
 
 #include <tools/view/message.h>
 
@@ -19,7 +19,7 @@ struct Samples {
   std::vector<float> values;
 };
 
-/// The message that these bytes are; a failure of the test when they are none.
+/// Decodes a message; a test failure when the bytes are invalid.
 Samples decoded(std::string_view bytes);
 
 std::vector<Samples> decodedAll(const std::vector<Message>& messages);

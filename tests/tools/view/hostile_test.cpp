@@ -1,4 +1,4 @@
-// Clients that are broken or mean harm: none takes anything from the others, or stays.
+// Broken and malicious clients: they do not affect other clients, and are disconnected.
 
 #include <tests/tools/view/bytes.h>
 #include <tests/tools/view/world.h>
@@ -21,12 +21,12 @@ namespace {
 using namespace std::chrono_literals;
 using testing::IsEmpty;
 
-// After each test a proper client is still served.
+// After each test a correct client is still served.
 class HostileTest : public testing::Test {
  protected:
   explicit HostileTest(ServerOptions options = {}) : world(std::move(options)) {}
   void TearDown() override { EXPECT_TRUE(servedInTheEnd()); }
-  // How the server answers to these bytes; it has hung up then.
+  // The server's answer to these bytes, after which it closes the connection.
   std::string statusOf(std::string bytes) {
     RawClient client(world);
     client.send(std::move(bytes));
@@ -34,7 +34,7 @@ class HostileTest : public testing::Test {
     EXPECT_TRUE(client.closedCleanly()) << "the answer may have got lost";
     return client.status();
   }
-  // A proper client is served, though perhaps not the first one that tries.
+  // A correct client is served, though perhaps not at its first attempt.
   bool servedInTheEnd() {
     bool served = false;
     return world.runUntil([&] {
@@ -115,7 +115,7 @@ TEST_F(ImpatientTest, DisconnectsASilentClient) {
 TEST_F(ImpatientTest, DisconnectsAClientThatSendsHeadersSlowly) {
   RawClient client(world);
   client.send("GET / HTTP/1.1\r\n");
-  // Always something new, never an end.
+  // More data without an end.
   boost::asio::steady_timer drip(world.context);
   std::function<void()> next = [&] {
     drip.expires_after(5ms);
@@ -134,7 +134,7 @@ TEST_F(ImpatientTest, DisconnectsAClientThatSendsHeadersSlowly) {
 TEST_F(ImpatientTest, TheTimeLimitOfARequestDoesNotEndAWebSocket) {
   LiveClient client(world);
   ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
-  // Another one comes and is given up meanwhile.
+  // Another client connects and is disconnected meanwhile.
   RawClient silent(world);
   ASSERT_TRUE(world.runUntil([&] { return silent.closed(); }));
   client.ping();
@@ -195,7 +195,7 @@ TEST_F(HostileTest, ATooLargeMessageEndsTheSocket) {
   EXPECT_EQ(client.closeCode(), 1009);
 }
 
-// Bytes under the WebSocket, and what the server closes with.
+// Raw bytes on the WebSocket, and the server's close code.
 struct Frame {
   std::string name;
   std::string bytes;
@@ -272,7 +272,7 @@ TEST_F(FewTest, ClosesConnectionsBeyondTheLimitImmediately) {
     };
     EXPECT_TRUE(world.runUntil([&] { return closed() == 1; }));
   }
-  // Those that are gone leave their place to others.
+  // Disconnected clients free their slots.
   EXPECT_TRUE(servedInTheEnd());
 }
 

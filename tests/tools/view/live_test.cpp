@@ -1,4 +1,4 @@
-// Viewers: each gets everything, and none keeps the others from it.
+// Viewers: each gets everything, and none delays the others.
 
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/message_feed.h>
@@ -60,7 +60,7 @@ TEST(LiveTest, ReportsConnectingAndDisconnectingViewers) {
                                          "Viewer 2 from 127.0.0.1 connected; 2 watching."));
     world.lines.clear();
   }
-  // They went without a word, in the middle.
+  // They disconnected without a close frame.
   ASSERT_TRUE(world.runUntil([&] {
     world.server->send(text("x"));
     return world.server->viewers() == 0;
@@ -120,7 +120,7 @@ TEST(LiveTest, AcceptsTheTokenInCookieOrAddress) {
   EXPECT_TRUE(world.runUntil([&] { return byAddress.open() && byCookie.open(); }));
 }
 
-// What one viewer has lost and got of the ECG, in order.
+// The ECG samples that one viewer lost and received, in order.
 struct Account {
   std::uint64_t lost = 0;
   std::uint64_t got = 0;
@@ -130,21 +130,21 @@ Account accountOf(const LiveClient& client) {
   Account account;
   for (const auto& message : client.messages()) {
     if (!message.binary) {
-      const json told = json::parse(message.bytes);
-      if (told.at("type") == "lost") {
-        account.lost += told.at("samples").at("ecg").get<std::uint64_t>();
+      const json parsed = json::parse(message.bytes);
+      if (parsed.at("type") == "lost") {
+        account.lost += parsed.at("samples").at("ecg").get<std::uint64_t>();
       }
       continue;
     }
     const Samples samples = decoded(message.bytes);
-    // The loss was told before, and tells exactly what is missing here.
+    // The loss was reported before, with the exact number of samples missing here.
     EXPECT_EQ(samples.index, account.lost + account.got);
     account.got += samples.count;
   }
   return account;
 }
 
-// A server whose viewers may be behind by little.
+// A server with small queues for its viewers.
 ServerOptions tight() {
   ServerOptions options;
   options.limits.queueBytes = std::size_t{64} * 1024;
@@ -173,7 +173,7 @@ TEST(SlowViewerTest, LosesTheOldestSamplesGetsTheirNumberAndDelaysNoOthers) {
   }));
   const Account account = accountOf(slow);
   EXPECT_EQ(account.got + account.lost, batches * batch);
-  // 16 MB went by; what it still got is what the queue and both sockets hold.
+  // Of 16 MB it received only the content of the queue and of both sockets.
   EXPECT_LT(account.got * sizeof(float), 1024U * 1024);
   EXPECT_GT(account.got, 0U);
   EXPECT_EQ(decoded(slow.messages()[slow.messages().size() - 2].bytes).index,
@@ -227,7 +227,7 @@ bool sameSamples(const std::vector<float>& left, const std::vector<float>& right
          std::memcmp(left.data(), right.data(), left.size() * sizeof(float)) == 0;
 }
 
-// A whole session, watched by a receiver and by viewers.
+// A whole session with a receiver and viewers.
 class SessionTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -256,7 +256,7 @@ class SessionTest : public testing::Test {
     ticks = queue.after(1ms, [this] { tick(); });
   }
 
-  // What this viewer got, and that nothing is missing in between.
+  // The samples of this viewer, without gaps.
   static std::array<std::vector<float>, 4> valuesOf(const LiveClient& client,
                                                     std::array<std::uint64_t, 4>& first) {
     std::array<std::vector<float>, 4> values;
@@ -310,8 +310,8 @@ TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndALateOneTheRest) {
   ASSERT_TRUE(world.runUntil([&] { return source->now() > 35s; }));
   LiveClient late(world);
   ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == viewers.size() + 1; }));
-  // By this clock a busy machine may have taken seconds for the handshake: the session goes on as
-  // long as it takes.
+  // On a busy machine the handshake may take seconds by this clock: the session continues until it
+  // is done.
   const simulator::StrapTime joined = source->now();
   ASSERT_TRUE(world.runUntil([&] { return source->now() > joined + 5s; }));
   const simulator::StrapTime end = source->now();
@@ -336,7 +336,7 @@ TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndALateOneTheRest) {
     EXPECT_TRUE(state.at("ended").get<bool>());
     EXPECT_EQ(state.at("streams").at("ecg").at("received"), delivered[0].size());
   }
-  // What was kept, and everything since.
+  // The history, and everything since.
   std::array<std::uint64_t, 4> first{};
   const auto values = valuesOf(late, first);
   for (const Trace trace : allTraces) {

@@ -128,7 +128,7 @@ TEST_F(MessageFeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
   for (int i = 0; i < MessageFeed::ticksPerState; ++i) feed.tick(100s);
   EXPECT_EQ(lastState().at("now"), 2);
   EXPECT_TRUE(lastState().at("ended").get<bool>());
-  // Samples are not too old for those who come later.
+  // Samples are also sent to later viewers.
   EXPECT_THAT(feed.greeting({.now = 100s}), SizeIs(4));
 }
 

@@ -1,4 +1,4 @@
-// The bytes and the JSON that go to a viewer.
+// The binary and JSON messages to a viewer.
 
 #include <tools/view/message.h>
 
@@ -134,12 +134,12 @@ TEST(TextsTest, EncodesEvents) {
   EXPECT_EQ(text(watch::Repetition{simulator::Exercise::pushUp}), plain("pushUp"));
   EXPECT_EQ(text(watch::Repetition{simulator::Exercise::sitUp}), plain("sitUp"));
   EXPECT_EQ(text(watch::Repetition{simulator::Exercise::jump}), plain("jump"));
-  json told = plain("diagnostic");
-  told["text"] = "a \"line\"";
-  EXPECT_EQ(text(watch::Diagnostic{"a \"line\""}), told);
-  told = plain("host");
-  told["text"] = "broken \xEF\xBF\xBD";
-  EXPECT_EQ(text(watch::HostLine{"broken \xFF"}), told);
+  json expected = plain("diagnostic");
+  expected["text"] = "a \"line\"";
+  EXPECT_EQ(text(watch::Diagnostic{"a \"line\""}), expected);
+  expected = plain("host");
+  expected["text"] = "broken \xEF\xBF\xBD";
+  EXPECT_EQ(text(watch::HostLine{"broken \xFF"}), expected);
 }
 
 TEST(TextsTest, LatestValuesAndSamplesAreNotEvents) {

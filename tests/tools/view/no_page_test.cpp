@@ -1,4 +1,4 @@
-// The program as it is built without Node.js.
+// The program built without Node.js.
 
 #include <tests/support/process.h>
 #include <gmock/gmock.h>

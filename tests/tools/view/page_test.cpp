@@ -1,4 +1,4 @@
-// What a browser gets that asks properly: the page, and who may have it.
+// The responses to valid requests of a browser: the page, and access to it.
 
 #include <tests/tools/view/world.h>
 #include <gmock/gmock.h>
@@ -22,7 +22,7 @@ class PageTest : public testing::Test {
  protected:
   explicit PageTest(ServerOptions options = {}) : world(std::move(options)) {}
 
-  // The complete answer to one request with these further headers.
+  // The complete response to one request with these additional headers.
   std::string answer(const std::string& requestLine, const std::string& headers = "") {
     return answerTo(requestLine + " HTTP/1.1\r\nHost: " + world.host() + "\r\n" + headers +
                     "Connection: close\r\n\r\n");

@@ -1,5 +1,4 @@
-// A small page in place of the real one, so that the program can be tested where there is no
-// Node.js.
+// A small page in place of the real one, so that the program can be tested without Node.js.
 
 #include <tools/view/assets.h>
 

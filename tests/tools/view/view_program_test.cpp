@@ -1,4 +1,4 @@
-// `zephly view` from outside: options, what it prints, exit codes, signals, the browser.
+// `zephly view` as a process: options, output, exit codes, signals, the browser.
 
 #include <tests/support/process.h>
 #include <arpa/inet.h>
@@ -41,7 +41,7 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
-// A socket that closes itself.
+// A socket that is closed on destruction.
 class Socket {
  public:
   Socket() : descriptor_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
@@ -49,7 +49,7 @@ class Socket {
   Socket& operator=(const Socket&) = delete;
   ~Socket() { ::close(descriptor_); }
 
-  // Takes a free port and gives its number.
+  // Binds a free port and returns its number.
   std::uint16_t listen() {
     sockaddr_in address = loopback(0);
     socklen_t size = sizeof address;
@@ -59,7 +59,7 @@ class Socket {
     return ntohs(address.sin_port);
   }
 
-  // All that comes back for these bytes until the other side hangs up.
+  // The complete response to these bytes until the connection is closed.
   std::string ask(std::uint16_t port, const std::string& bytes) {
     const sockaddr_in address = loopback(port);
     if (::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -154,7 +154,7 @@ TEST(ViewProgramTest, APortInUseIsOneLineAndExitCode1) {
 }
 
 TEST(ViewProgramTest, AForeignAddressIsOneLineAndExitCode1) {
-  // Set aside for documentation: no machine has it.
+  // Reserved for documentation: no machine has it.
   const Finished run = runProgram(brief({"--listen", "192.0.2.1", "--port", "0"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, IsEmpty());
@@ -221,7 +221,7 @@ TEST(ViewProgramTest, ContinuesWhenItsReaderCloses) {
   EXPECT_EQ(process.finish().exitCode, 0);
 }
 
-// A folder with an xdg-open that does what the test wants.
+// A folder with an xdg-open controlled by the test.
 class OpenTest : public testing::Test {
  public:
   ~OpenTest() override { std::filesystem::remove_all(folder_); }
@@ -239,7 +239,7 @@ class OpenTest : public testing::Test {
     std::filesystem::permissions(file, std::filesystem::perms::owner_all);
   }
   std::filesystem::path asked() const { return folder_ / "asked"; }
-  // Nothing but what the test provides is found.
+  // PATH contains only the test's folder.
   Arguments path() const { return {"PATH=" + folder_.string()}; }
 
  private:
@@ -250,7 +250,7 @@ TEST_F(OpenTest, OpensTheAddressInTheBrowser) {
   provide("echo \"$1\" >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exit 3");
   Process process(view({"--port", "0", "--open"}), Process::Output::pipe, path());
-  // It is said that it failed, so that there is something to wait for.
+  // The failure is reported, so that the test can wait for it.
   ASSERT_TRUE(process.readUntil("xdg-open found no browser: open the page yourself.\n"));
   std::string address;
   std::getline(std::ifstream(asked()) >> std::ws, address);
@@ -265,7 +265,7 @@ TEST_F(OpenTest, ReportsAMissingXdgOpen) {
 }
 
 TEST_F(OpenTest, ARunningBrowserDoesNotHoldThePort) {
-  // It lives on, and says that it does.
+  // It keeps running, and shows that it does.
   provide("/bin/echo $$ >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exec /bin/sleep 60");
   std::uint16_t port = 0;

@@ -14,7 +14,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A message of `size` bytes with a letter in front, by which it is known.
+// A message of `size` bytes that starts with an identifying letter.
 Message message(Message::Kind kind, char letter, std::size_t size = 10) {
   return textMessage(kind, letter + std::string(size - 1, '.'));
 }
@@ -31,7 +31,7 @@ Message state(char letter, std::size_t size = 10) {
   return message(Message::Kind::state, letter, size);
 }
 
-// Everything that comes out: letters, and losses as they are.
+// All messages of the queue: letters, and losses unchanged.
 std::vector<std::string> drained(ViewerQueue& queue) {
   std::vector<std::string> all;
   while (const auto next = queue.next()) {

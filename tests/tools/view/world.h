@@ -30,10 +30,10 @@ class World {
  public:
   explicit World(ServerOptions options = {});
 
-  /// Runs the server and the clients until `condition` holds; false when it does not for long.
+  /// Runs the server and the clients until `condition` holds; false after a time limit.
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition);
 
-  /// What a request's Host has to be.
+  /// The valid Host of a request.
   std::string host() const { return "127.0.0.1:" + std::to_string(server->port()); }
   boost::asio::ip::tcp::endpoint endpoint() const {
     return {boost::asio::ip::address_v4::loopback(), server->port()};
@@ -45,22 +45,22 @@ class World {
   std::unique_ptr<Server> server;
 };
 
-/// Says whatever it is told to, byte for byte.
+/// A client that sends raw bytes.
 class RawClient {
  public:
   explicit RawClient(World& world);
-  /// Hangs up.
+  /// Closes the connection.
   ~RawClient();
   RawClient(const RawClient&) = delete;
   RawClient& operator=(const RawClient&) = delete;
 
   void send(std::string text);
-  /// What came, and whether the server has hung up.
+  /// The data received, and whether the server has closed the connection.
   const std::string& received() const { return state_->received; }
   bool closed() const { return state_->closed; }
-  /// It has hung up, and has not thrown away what it was sent.
+  /// The server has closed the connection without a reset.
   bool closedCleanly() const { return state_->error == boost::asio::error::eof; }
-  /// The three digits of the first answer; empty while there is none.
+  /// The status code of the first response; empty while there is none.
   std::string status() const;
 
  private:
@@ -96,7 +96,7 @@ class LiveClient {
 
   explicit LiveClient(World& world) : LiveClient(world, Options{}) {}
   LiveClient(World& world, const Options& options);
-  /// Hangs up without a word.
+  /// Closes the connection without a close frame.
   ~LiveClient();
   LiveClient(const LiveClient&) = delete;
   LiveClient& operator=(const LiveClient&) = delete;
@@ -104,18 +104,18 @@ class LiveClient {
   bool open() const { return state_->open; }
   /// The socket has ended, or was never opened.
   bool closed() const { return state_->closed; }
-  /// The answer to the handshake, when it was not accepted.
+  /// The response to a refused handshake.
   unsigned refusal() const { return state_->refusal; }
   /// The code that the server closed with.
   std::uint16_t closeCode() const { return state_->stream.reason().code; }
   const std::vector<Received>& messages() const { return state_->messages; }
 
-  /// Begins to read, where it did not.
+  /// Starts to read, if it did not.
   void read() { read(state_); }
   void sendText(std::string text);
   void ping();
   bool ponged() const { return state_->ponged; }
-  /// Bytes under the WebSocket.
+  /// Sends raw bytes below the WebSocket protocol.
   void sendRaw(std::string bytes);
 
  private:

@@ -50,7 +50,7 @@ std::string atByte(const std::filesystem::path& file, std::uint64_t offset) {
   return file.string() + ": at byte " + std::to_string(offset) + ": ";
 }
 
-// Whether `part` is how `whole` begins.
+// Whether `part` is a prefix of `whole`.
 testing::AssertionResult beginsWith(const ReceivedSession& whole, const ReceivedSession& part) {
   ReceivedSession beginning = whole;
   if (part.events.size() > whole.events.size() || part.lines.size() > whole.lines.size()) {

@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// One session from the beginning to its end, as fast as the machine can.
+// One session from start to end at maximum speed.
 Summary watch(SimulatedOptions options) {
   main_queue::MainQueue queue;
   SessionModel model;
@@ -43,7 +43,7 @@ TEST(SimulatedSourceTest, EndsAtTheDurationWithNothingLost) {
   EXPECT_EQ(summary.connections, 1U);
 }
 
-// A machine that cannot keep up runs far beyond the end in one go.
+// On a slow machine one turn runs far beyond the end.
 TEST(SimulatedSourceTest, ItsTimeStopsAtTheEnd) {
   main_queue::MainQueue queue;
   bool ended = false;

@@ -38,7 +38,7 @@ SourceOptions parseCapture(const Arguments& arguments) {
   return options;
 }
 
-// The message of the error, or nothing when it was taken.
+// The message of the error, or empty when the options were accepted.
 template <class Parse>
 std::string refusal(const Parse& parseThem, const Arguments& arguments) {
   try {

@@ -74,7 +74,7 @@ TEST(SummaryTest, TheTextIsComplete) {
   EXPECT_THAT(text, HasSubstr("temperature: 100 rows in, 25 samples out, 0 filled, 1 beyond"));
 }
 
-// A second of a real strap, a lost link, and what came after it.
+// A second of a real strap, a lost link, and the time after it.
 Summary summaryOfARealStrap() {
   SessionModel model;
   model.take({1s, Connected{}});
