@@ -123,7 +123,7 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
   std::unique_ptr<Presence> presence;
 };
 
-TEST_F(StrapPresenceTest, RegistersTheApplicationAndThenAdvertises) {
+TEST_F(StrapPresenceTest, RegistersTheApplicationBeforeItAdvertises) {
   bluetoothd.addAdapter();
   bluetoothd.start();
   open();
@@ -133,7 +133,7 @@ TEST_F(StrapPresenceTest, RegistersTheApplicationAndThenAdvertises) {
                                  "advertising as \"Zephly\" on hci0"));
 }
 
-TEST_F(StrapPresenceTest, ShowsItsServiceAndFiveNotifyingCharacteristics) {
+TEST_F(StrapPresenceTest, ExportsItsServiceAndFiveNotifyingCharacteristics) {
   bringUp();
   const Reply reply =
       call("/org/zephly/strap", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects");
@@ -176,7 +176,7 @@ TEST_F(StrapPresenceTest, AdvertisesItsNameAndService) {
                               {"ServiceUUIDs", Strings{"44366E80-CF3A-11E1-9AB4-0002A5D5C51B"}}}));
 }
 
-TEST_F(StrapPresenceTest, ASubscriptionIsToldOnceUntilItEnds) {
+TEST_F(StrapPresenceTest, ReportsASubscriptionOnceUntilItEnds) {
   bringUp();
   EXPECT_FALSE(presence->isSubscribed(Stream::ecg));
   EXPECT_TRUE(subscribe());
@@ -214,13 +214,13 @@ TEST_F(StrapPresenceTest, EveryFrameIsOneSignalInOrder) {
   EXPECT_THAT(notifying, ElementsAre(true));
 }
 
-TEST_F(StrapPresenceTest, WithoutAnApplicationNothingCanBeCarried) {
+TEST_F(StrapPresenceTest, SendsNothingWithoutAnApplication) {
   open();
   EXPECT_FALSE(presence->isSubscribed(Stream::ecg));
   EXPECT_FALSE(presence->carry({0s, Stream::ecg, {1}}));
 }
 
-TEST_F(StrapPresenceTest, TriesAgainWhatWasRefusedAndSaysSoOnce) {
+TEST_F(StrapPresenceTest, RetriesAfterARefusalAndReportsItOnce) {
   for (int i = 0; i < 3; ++i) {
     bluetoothd.script("RegisterApplication",
                       Answer::refuse("org.bluez.Error.NotReady", "Resource Not Ready"));
@@ -240,7 +240,7 @@ TEST_F(StrapPresenceTest, TriesAgainWhatWasRefusedAndSaysSoOnce) {
                           "advertising as \"Zephly\" on hci0"));
 }
 
-TEST_F(StrapPresenceTest, WhatIsRegisteredFromBeforeIsTakenBackFirst) {
+TEST_F(StrapPresenceTest, UnregistersEarlierRegistrationsFirst) {
   bluetoothd.script("RegisterAdvertisement",
                     Answer::refuse("org.bluez.Error.AlreadyExists", "Already Exists"));
   bluetoothd.addAdapter();
@@ -251,7 +251,7 @@ TEST_F(StrapPresenceTest, WhatIsRegisteredFromBeforeIsTakenBackFirst) {
               ElementsAre(registerApplication, advertise, stopAdvertising, advertise));
 }
 
-TEST_F(StrapPresenceTest, RepliesOfTheWrongShapeDoNoHarm) {
+TEST_F(StrapPresenceTest, IgnoresRepliesOfTheWrongType) {
   for (const char* method : {"RegisterApplication", "RegisterAdvertisement"}) {
     bluetoothd.script(method, Answer::wrong([](sd_bus_message& message) {
                         fake_bluez::append(message, std::string("odd"));
@@ -271,7 +271,7 @@ TEST_F(StrapPresenceTest, RepliesOfTheWrongShapeDoNoHarm) {
   untilLine("advertising as \"Zephly\" on hci0");
 }
 
-TEST_F(StrapPresenceTest, AfterThePowerWasOffItAdvertisesAgainWithTheSameApplication) {
+TEST_F(StrapPresenceTest, AdvertisesAgainWithTheSameApplicationAfterAPowerCycle) {
   bringUp();
   bluetoothd.power(false);
   untilLine("adapter hci0 was switched off");
@@ -281,7 +281,7 @@ TEST_F(StrapPresenceTest, AfterThePowerWasOffItAdvertisesAgainWithTheSameApplica
   EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(stopAdvertising, advertise));
 }
 
-TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) {
+TEST_F(StrapPresenceTest, RegistersEverythingAgainAfterARestartOfTheService) {
   bringUp();
   subscribe();
   untilLine("subscribed ecg");
@@ -298,7 +298,7 @@ TEST_F(StrapPresenceTest, AfterARestartOfTheServiceEverythingIsRegisteredAgain) 
   EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(registerApplication, advertise));
 }
 
-TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
+TEST_F(StrapPresenceTest, UsesAnAdapterThatReturnsAtAnotherIndex) {
   options.bluetooth.adapter = "hci0";
   bringUp();
   bluetoothd.remove("/org/bluez/hci0");
@@ -310,14 +310,14 @@ TEST_F(StrapPresenceTest, AnAdapterThatComesBackUnderAnotherNumberIsUsedAgain) {
   EXPECT_THAT(bluetoothd.recordedCalls(), Not(Contains(StartsWith("hci0"))));
 }
 
-TEST_F(StrapPresenceTest, AnAdvertisementThatIsEndedByTheServiceIsBegunAgain) {
+TEST_F(StrapPresenceTest, RestartsAnAdvertisementThatTheServiceEnded) {
   bringUp();
   EXPECT_TRUE(call("/org/zephly/advertisement", "org.bluez.LEAdvertisement1", "Release"));
   untilLine("advertising as \"Zephly\" on hci0");
   EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(advertise));
 }
 
-TEST_F(StrapPresenceTest, TellsWhoIsConnected) {
+TEST_F(StrapPresenceTest, ReportsConnectedDevices) {
   bringUp();
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
@@ -325,7 +325,7 @@ TEST_F(StrapPresenceTest, TellsWhoIsConnected) {
   untilLine("disconnected AA:BB:CC:DD:EE:FF");
 }
 
-TEST_F(StrapPresenceTest, ALostLinkIsDisconnectedAndComesBackOnlyAfterwards) {
+TEST_F(StrapPresenceTest, DisconnectsForALinkLossAndAdvertisesAfterwards) {
   bringUp();
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
@@ -346,14 +346,14 @@ TEST_F(StrapPresenceTest, ALostLinkIsDisconnectedAndComesBackOnlyAfterwards) {
   EXPECT_TRUE(presence->carry({0s, Stream::ecg, {1}}));
 }
 
-TEST_F(StrapPresenceTest, WithoutALinkOnlyTheAbsenceHappens) {
+TEST_F(StrapPresenceTest, WithoutALinkOnlyStopsAdvertising) {
   bringUp();
   presence->loseLink(1ms);
   untilLine("advertising as \"Zephly\" on hci0");
   EXPECT_THAT(bluetoothd.recordedCalls(), ElementsAre(stopAdvertising, advertise));
 }
 
-TEST_F(StrapPresenceTest, ADisconnectionThatFailsIsToldAndTheStrapComesBack) {
+TEST_F(StrapPresenceTest, ReportsAFailedDisconnectionAndAdvertisesAgain) {
   bringUp();
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
@@ -363,14 +363,14 @@ TEST_F(StrapPresenceTest, ADisconnectionThatFailsIsToldAndTheStrapComesBack) {
   EXPECT_TRUE(hasLine("cannot disconnect dev_AA_BB_CC_DD_EE_FF: Not today"));
 }
 
-TEST_F(StrapPresenceTest, ALossDuringAnAbsenceBeginsItAnew) {
+TEST_F(StrapPresenceTest, ALossDuringAnAbsenceRestartsIt) {
   bringUp();
   presence->loseLink(1h);
   presence->loseLink(1ms);
   untilLine("advertising as \"Zephly\" on hci0");
 }
 
-TEST_F(StrapPresenceTest, LeavingTakesEverythingBackAndDisconnects) {
+TEST_F(StrapPresenceTest, LeavingUnregistersEverythingAndDisconnects) {
   bringUp();
   bluetoothd.connect();
   untilLine("connected AA:BB:CC:DD:EE:FF");
@@ -383,7 +383,7 @@ TEST_F(StrapPresenceTest, LeavingTakesEverythingBackAndDisconnects) {
       testing::UnorderedElementsAre(stopAdvertising, disconnectCentral, unregisterApplication));
 }
 
-TEST_F(StrapPresenceTest, AfterLeavingNothingIsDoneAnyMore) {
+TEST_F(StrapPresenceTest, DoesNothingAfterLeaving) {
   bringUp();
   presence->leave();
   untilCall(unregisterApplication);
@@ -396,7 +396,7 @@ TEST_F(StrapPresenceTest, AfterLeavingNothingIsDoneAnyMore) {
   EXPECT_THAT(bluetoothd.recordedCalls(), IsEmpty());
 }
 
-TEST_F(StrapPresenceTest, TheAliasIsSetOnRequestAndGivenBack) {
+TEST_F(StrapPresenceTest, SetsTheAliasOnRequestAndRestoresIt) {
   options.setAlias = true;
   options.name = "Zephly 2";
   bluetoothd.addAdapter();
@@ -416,7 +416,7 @@ TEST_F(StrapPresenceTest, AMissingBusIsFatal) {
   EXPECT_THAT(lines, ElementsAre(StartsWith("fatal: ")));
 }
 
-TEST_F(StrapPresenceTest, ABusThatGoesAndComesIsUsedAgain) {
+TEST_F(StrapPresenceTest, ReconnectsToARestartedBus) {
   bringUp();
   subscribe();
   untilLine("subscribed ecg");
@@ -431,7 +431,7 @@ TEST_F(StrapPresenceTest, ABusThatGoesAndComesIsUsedAgain) {
   untilLine("advertising as \"Zephly\" on hci0");
 }
 
-TEST_F(StrapPresenceTest, SaysWhatToDoWithoutTheService) {
+TEST_F(StrapPresenceTest, ReportsAMissingServiceWithInstructions) {
   open();
   until([this] { return !lines.empty(); });
   EXPECT_THAT(lines, ElementsAre(testing::AllOf(StartsWith("waiting for bluetoothd ("),
@@ -439,7 +439,7 @@ TEST_F(StrapPresenceTest, SaysWhatToDoWithoutTheService) {
                                                           "enable --now bluetooth"))));
 }
 
-TEST_F(StrapPresenceTest, SaysWhatToDoWithoutPermission) {
+TEST_F(StrapPresenceTest, ReportsMissingPermissionWithInstructions) {
   bus.stop();
   bus.allow(false);
   client.reset();
@@ -452,7 +452,7 @@ TEST_F(StrapPresenceTest, SaysWhatToDoWithoutPermission) {
                                                 HasSubstr("sudo adduser $USER bluetooth"))));
 }
 
-TEST_F(StrapPresenceTest, SaysWhenAnAdapterCannotBeAPeripheral) {
+TEST_F(StrapPresenceTest, ReportsAnAdapterWithoutThePeripheralRole) {
   bluetoothd.addAdapter("hci0", true, false);
   bluetoothd.start();
   open();

@@ -45,7 +45,7 @@ class MessageFeedTest : public testing::Test {
   MessageFeed feed{[this](const Message& message) { sent.push_back(message); }};
 };
 
-TEST_F(MessageFeedTest, SamplesWaitForTheTick) {
+TEST_F(MessageFeedTest, SendsSamplesAtTheTick) {
   feed.take({1s, watch::EcgSample{0.5F}});
   feed.take({1s, watch::RespirationSample{0.25F}});
   feed.take({1s, watch::MotionSample{0.125F, 2}});
@@ -56,7 +56,7 @@ TEST_F(MessageFeedTest, SamplesWaitForTheTick) {
   EXPECT_THAT(sent, IsEmpty());
 }
 
-TEST_F(MessageFeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
+TEST_F(MessageFeedTest, FilteredEcgIsTheWrappersResultForEachSample) {
   const auto wrapper = ::SignalProcessor::init();
   std::vector<float> expected;
   for (int i = 0; i < 600; ++i) {
@@ -69,7 +69,7 @@ TEST_F(MessageFeedTest, FilteredEcgIsWhatTheWrapperMakesOfEachSample) {
   EXPECT_EQ(decoded(*sent[1].bytes).values, expected);
 }
 
-TEST_F(MessageFeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBefore) {
+TEST_F(MessageFeedTest, ReportsChangesOfLinkAndContactImmediatelyInOrder) {
   feed.take({1s, watch::Connected{}});
   EXPECT_TRUE(lastState().at("connected").get<bool>());
   EXPECT_THAT(names(), ElementsAre("state", "connected"));
@@ -83,7 +83,7 @@ TEST_F(MessageFeedTest, ChangesOfTheLinkAndOfContactAreToldAtOnceAfterWhatCameBe
   EXPECT_THAT(names(), ElementsAre("respiration", "state", "disconnected"));
 }
 
-TEST_F(MessageFeedTest, SamplesAfterALostLinkBeginAnew) {
+TEST_F(MessageFeedTest, SamplesAfterALostLinkAreANewBatch) {
   feed.take({1s, watch::EcgSample{}});
   feed.take({1s, watch::Disconnected{}});
   feed.take({1100ms, watch::Connected{}});
@@ -95,12 +95,12 @@ TEST_F(MessageFeedTest, SamplesAfterALostLinkBeginAnew) {
   EXPECT_EQ(samples.seconds, 1.1);
 }
 
-TEST_F(MessageFeedTest, TheStateComesWithEverySixthTick) {
+TEST_F(MessageFeedTest, SendsTheStateWithEverySixthTick) {
   for (int i = 0; i < 2 * MessageFeed::ticksPerState; ++i) feed.tick(i * 33ms);
   EXPECT_THAT(names(), ElementsAre("state", "state"));
 }
 
-TEST_F(MessageFeedTest, ManySamplesDoNotWaitForTheTick) {
+TEST_F(MessageFeedTest, SendsManySamplesBeforeTheTick) {
   for (std::size_t i = 0; i < SampleTrack::largestBatch; ++i) {
     EXPECT_THAT(sent, IsEmpty());
     feed.take({i * 2ms, watch::RespirationSample{}});
@@ -119,7 +119,7 @@ TEST_F(MessageFeedTest, BodyTemperatureIsTheEnginesEstimate) {
   EXPECT_EQ(temperature.at("t"), 1);
 }
 
-TEST_F(MessageFeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
+TEST_F(MessageFeedTest, TheEndSendsTheRestAndStopsTheClock) {
   feed.take({1s, watch::EcgSample{}});
   feed.end(2s);
   EXPECT_TRUE(feed.ended());
@@ -132,7 +132,7 @@ TEST_F(MessageFeedTest, TheEndSendsWhatIsLeftAndStopsTheTime) {
   EXPECT_THAT(feed.greeting({.now = 100s}), SizeIs(4));
 }
 
-TEST_F(MessageFeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
+TEST_F(MessageFeedTest, ANewViewerGetsHelloStateHistoryAndEvents) {
   feed.take({1s, watch::Connected{}});
   feed.take({1s, watch::EcgSample{0.5F}});
   feed.take({2s, watch::Repetition{simulator::Exercise::jump}});
@@ -144,7 +144,7 @@ TEST_F(MessageFeedTest, ANewcomerGetsHelloStateHistoryAndEvents) {
   EXPECT_THAT(names(), ElementsAre("hello", "state", "ecg", "filteredEcg", "connected", "jump"));
 }
 
-TEST_F(MessageFeedTest, OfTheEventsTheLastAreKept) {
+TEST_F(MessageFeedTest, KeepsTheLatestEvents) {
   for (int i = 0; i < 1000; ++i) feed.take({1s, watch::Diagnostic{std::to_string(i)}});
   const auto greeting = feed.greeting({});
   ASSERT_THAT(greeting, SizeIs(2 + MessageFeed::keptEvents));
