@@ -3,7 +3,7 @@
     draw.py DATA PICTURES
 
 The same tables give the same bytes with the same matplotlib: no date, fixed identifiers. Each picture
-tells which tables it was drawn from (scripts/check figures reads that). The background is part of the
+names the tables it was drawn from (scripts/check figures reads that). The background is part of the
 picture, so that it reads the same on a dark page and on a light one.
 """
 

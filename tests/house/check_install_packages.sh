@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# scripts/lib/install-packages takes of several packages the one that the system offers in a version that is enough, installs
-# nothing that is there, and says in one sentence what a system lacks. Usage: check_install_packages.sh ROOT
-# The system is played by stubs: what is installed and what is offered stand in two files, what apt-get is asked in a third.
+# scripts/lib/install-packages chooses of several packages the one that the system offers in a sufficient version, installs
+# no package twice, and names in one sentence what a system lacks. Usage: check_install_packages.sh ROOT
+# Stubs replace the system: two files list the installed and the offered packages, a third records the calls of apt-get.
 set -euo pipefail
 cd "$1"
 command -v dpkg >/dev/null || { echo "SKIPPED: no dpkg to compare versions with"; exit 0; }
