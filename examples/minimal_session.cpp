@@ -1,5 +1,5 @@
 /// The smallest application: finds the strap over Bluetooth, keeps it, and prints what it says.
-/// Ctrl-C ends it: the host hears the signal and releases the strap.
+/// Ctrl-C ends it: the host handles the signal and releases the strap.
 ///
 ///     ./minimal_session
 

@@ -29,7 +29,7 @@ class Coach final : public WorkoutDelegate {
   int jumps_ = 0;
 };
 
-// The samples are somebody else's business here.
+// This example ignores the samples.
 class Silent final : public ZephlyDelegate {
  public:
   void didConnectPeripheral() override {}

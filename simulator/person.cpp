@@ -163,7 +163,7 @@ Pose Person::poseAt(StrapTime time) const {
   } else if (const auto walk = plan_.walkAt(time)) {
     pose = walkingPose(*walk, time);
   }
-  // Nobody stands quite still.
+  // A standing person sways slightly.
   const double phase = scrambledUniform(seed_, 0, 0, 2 * pi);
   pose.lean += 0.008 * std::sin(2 * pi * 0.23 * seconds(time) + phase);
   pose.roll += 0.006 * std::sin(2 * pi * 0.17 * seconds(time) + 2 * phase);

@@ -38,9 +38,9 @@ class ZEPHLY_EXPORT Pacer {
     std::function<std::chrono::steady_clock::time_point()> clock = std::chrono::steady_clock::now;
   };
 
-  /// Begins at once. `speed` is virtual time over wall time; std::invalid_argument unless it is
-  /// finite and greater than 0. Queue and scheduler must outlive the pacer, and nobody else steps
-  /// the scheduler meanwhile.
+  /// Starts immediately. `speed` is virtual time over wall time; std::invalid_argument unless it is
+  /// finite and greater than 0. Queue and scheduler must outlive the pacer, which alone may step
+  /// the scheduler.
   Pacer(main_queue::MainQueue& queue, Scheduler& scheduler, double speed);
   Pacer(main_queue::MainQueue& queue, Scheduler& scheduler, double speed, Options options);
   Pacer(const Pacer&) = delete;

@@ -119,7 +119,7 @@ TEST(ClockFitTest, FramesWithoutDelayGiveTheTimesOfTheSamples) {
   EXPECT_TRUE(walk.over());
 }
 
-// The bounds that docs/export.md tells.
+// The bounds given in docs/export.md.
 TEST(ClockFitTest, TenMinutesWithAnyDriftAreWithinFourMilliseconds) {
   for (const double drift : {-200e-6, -50e-6, 0.0, 50e-6, 200e-6}) {
     for (std::uint64_t seed = 1; seed <= longRun<std::uint64_t>(10, 2); ++seed) {

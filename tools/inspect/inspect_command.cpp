@@ -49,12 +49,13 @@ void addDamage(Inspected& inspected, const CaptureError& error) {
   if (inspected.damage.size() < longestList) inspected.damage.push_back(error);
 }
 
-// A file that ends where a record ends is whole as far as it goes, but nobody has ended it.
+// A file may end after a complete record without an end record: that is reported, unless the reader
+// has already reported how the file ends.
 void checkEnd(Inspected& inspected, const capture::Reader& reader,
               const std::filesystem::path& file) {
-  const bool told =
+  const bool reported =
       !inspected.damage.empty() && inspected.damage.back().kind() != CaptureError::Kind::damaged;
-  if (inspected.ended || told) return;
+  if (inspected.ended || reported) return;
   addDamage(inspected, CaptureError(CaptureError::Kind::cut, file, reader.offset(),
                                     "ends without an end record, " +
                                         counted(reader.wholeRecords(), "whole record") + " read"));

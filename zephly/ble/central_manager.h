@@ -38,7 +38,7 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
 
   /// Starts the scan when the radio is powered on; nothing in any other state.
   void centralManagerDidUpdateState(const std::shared_ptr<CBCentralManager>& central) override;
-  /// Remembers a device with the strap's name and asks for a connection; the scan goes on.
+  /// Keeps a device with the strap's name and requests a connection; the scan continues.
   void centralManagerDidDiscoverPeripheral(const std::shared_ptr<CBCentralManager>& central,
                                            const std::shared_ptr<CBPeripheral>& peripheral,
                                            const CBAdvertisementData& advertisementData,

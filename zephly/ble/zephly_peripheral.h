@@ -19,7 +19,7 @@
 class ZEPHLY_EXPORT ZephlyPeripheral : public NSObject, public CBPeripheralDelegate {
  public:
   /// A handler that reports to `zephlyDelegate`, which it does not own. The delegate must be alive
-  /// whenever a value is delivered: delivering to one that is gone is a fatal error.
+  /// whenever a value is delivered: delivering to a destroyed delegate is a fatal error.
   static std::shared_ptr<ZephlyPeripheral> init(
       std::weak_ptr<ZephlyPeripheralDelegate> zephlyDelegate);
 

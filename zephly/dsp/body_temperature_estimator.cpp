@@ -22,20 +22,20 @@ static_assert(std::bit_cast<std::uint32_t>(warmSlope) == 0x3C2D4BFE);
 constexpr float warmOffset = 0.805577F;
 static_assert(std::bit_cast<std::uint32_t>(warmOffset) == 0x3F4E3A4B);
 
-// Added anew at each call: a running sum would drift.
+// Summed again at each call: a running sum would drift.
 float mean(const std::vector<float>& values) {
   float sum = 0.0F;
   for (const float value : values) sum += value;
   return sum / static_cast<float>(values.size());
 }
 
-// A skin temperature that is not a number takes the second piece.
+// A NaN skin temperature selects the second piece.
 float heatTransferFactor(float skin) {
   if (skin <= kneeTemperature) return skin * coolSlope + coolOffset;
   return skin * warmSlope + warmOffset;
 }
 
-// Towards zero; what does not fit, and what is not a number, gives the smallest integer.
+// Rounds towards zero; NaN and values out of range give the smallest integer.
 std::int32_t truncated(float value) {
   constexpr float limit = 2147483648.0F;
   if (value >= -limit && value < limit) return static_cast<std::int32_t>(value);

@@ -12,8 +12,8 @@
 namespace Zephly {
 namespace {
 
-// The design frequencies are single-precision constants: the doubles that they widen to are not
-// those of the same decimals.
+// The design frequencies are single-precision constants: widened to double they differ from the
+// double constants of the same decimals.
 constexpr double tenth = static_cast<double>(0.1F);
 constexpr double twelveHundredths = static_cast<double>(0.12F);
 constexpr double fifth = static_cast<double>(0.2F);

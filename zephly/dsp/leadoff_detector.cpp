@@ -12,7 +12,7 @@ static_assert(std::bit_cast<std::uint32_t>(0.01F) == 0x3C23D70A);
 
 constexpr double saturation = 2.4;
 
-// Plain scans rather than std::max_element: that one has no defined result with a NaN.
+// Plain scans, because the result of std::max_element is undefined with a NaN.
 float largest(const std::vector<float>& samples) {
   float result = samples.front();
   for (const float sample : samples) {

@@ -31,7 +31,7 @@ void MedianFilter::pushSample(double x) {
 void MedianFilter::sortWindow() {
   double* const first = sorted.begin();
   double* const last = std::copy(window.begin(), window.end(), first);
-  // NaN has no place in an order and would let std::sort run out of the array.
+  // NaN is not ordered: with it std::sort could access memory outside the array.
   double* const numbersEnd =
       std::partition(first, last, [](double sample) { return !std::isnan(sample); });
   std::sort(first, numbersEnd);

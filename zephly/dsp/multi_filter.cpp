@@ -3,7 +3,7 @@
 #include <utility>
 
 MultiFilter::~MultiFilter() {
-  // A vector does not say in which order it destroys its elements.
+  // The order in which a vector destroys its elements is unspecified.
   for (auto& filter : filters) filter.reset();
 }
 

@@ -20,8 +20,8 @@ std::uint64_t standardClock() {
   }
 }
 
-// Empty stands for the default: it is already so when another file's static objects read the clock
-// before this one is initialised.
+// Empty means the default, so that static objects of other files may read the clock before this one
+// is initialised.
 ProcessorClock current;
 
 }  // namespace

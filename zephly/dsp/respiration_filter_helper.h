@@ -11,10 +11,10 @@
 
 namespace Zephly {
 
-/// A timer that starts when the answer of the lead-off detector falls from true to false, and goes
-/// off once, when the process has used up its time. A later fall starts it anew; a rise does not
-/// stop it. On the call on which it goes off the answer is not remembered, so the edge is measured
-/// from the answer before.
+/// A timer that starts when the answer of the lead-off detector falls from true to false, and fires
+/// once, after its time of processor use. A later fall restarts it; a rise does not stop it. The
+/// call on which it fires does not store its answer: the next edge is measured from the previous
+/// answer.
 class ZEPHLY_EXPORT RespirationFilterHelper {
  public:
   /// @param timeout  seconds of processor time (see processor_clock.h) between the fall and the

@@ -9,8 +9,8 @@
 namespace {
 
 std::unique_ptr<double[]> allocate(int count) {
-  // Thrown here because compilers disagree: some turn a negative count into a request for all of
-  // memory, which an instrumented allocator answers by ending the program.
+  // Thrown here because compilers differ: some turn a negative count into a request for all memory,
+  // on which an instrumented allocator ends the program.
   if (count < 0) throw std::bad_array_new_length();
   return std::make_unique<double[]>(static_cast<std::size_t>(count));
 }

@@ -21,7 +21,7 @@ static_assert(std::bit_cast<std::uint32_t>(sampleFullScale) == 0x401AE148);
 static_assert(std::bit_cast<std::uint32_t>(temperatureStep) == 0x3CA3D70A);
 static_assert(std::bit_cast<std::uint32_t>(absoluteZero) == 0xC3889333);
 
-// The first `size` bytes of the frame, zeros in place of those that it lacks.
+// The first `size` bytes of the frame, padded with zeros.
 template <std::size_t size>
 std::array<std::uint8_t, size> buffered(const NSData& frame) {
   std::array<std::uint8_t, size> buffer{};

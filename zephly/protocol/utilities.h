@@ -4,7 +4,7 @@
 ///
 /// The strap sends ECG and respiration samples as 24-bit two's complement and motion values as
 /// signed 32-bit fixed point (Q16.16 and Q2.30). Every conversion takes one byte per argument
-/// (0..255), the most significant first, whatever the byte order of the frame. All are pure
+/// (0..255), the most significant first, independent of the byte order of the frame. All are pure
 /// functions: no state, no allocation, no errors.
 ///
 ///   Zephly::Utilities::toU2(0xFF, 0xFF, 0xFE)       // -2
@@ -33,7 +33,7 @@ class ZEPHLY_EXPORT Utilities {
 
 }  // namespace Zephly
 
-/// The same conversions as an object that can be driven by message name ("toU2:byteB:byteC:",
+/// The same conversions as an object that can be called by message name ("toU2:byteB:byteC:",
 /// "q16tofloat:byteB:byteC:byteD:", "q30tofloat:byteB:byteC:byteD:",
 /// "q30todouble:byteB:byteC:byteD:"). Results are those of Zephly::Utilities, bit for bit.
 class ZEPHLY_EXPORT Utilities : public NSObject {

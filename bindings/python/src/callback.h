@@ -39,7 +39,7 @@ class PythonReference {
     if (!found.is_none()) found(arguments...);
   }
 
-  /// What the garbage collector is told: the object, unless others keep it by this reference too.
+  /// The object for the garbage collector; null when other copies of this reference keep it alive.
   PyObject* owned() const { return object_ && object_.use_count() == 1 ? object_->ptr() : nullptr; }
 
  private:
@@ -49,12 +49,12 @@ class PythonReference {
 /// TypeError unless `object` has at least one of the methods, which end with a null pointer.
 void requireMethods(const py::object& object, const char* what, const char* const* methods);
 
-/// The stretch of time in which a thread uses what the kit has one of in a process: the host in
-/// use, the orientation of the nine-axis fusion, the stream of diagnostics. May be nested in one
-/// thread. Made and destroyed with the GIL, which may be released in between.
+/// The scope in which a thread uses the kit's global state: the current host, the orientation of
+/// the nine-axis fusion, the stream of diagnostics. May be nested in one thread. Made and destroyed
+/// with the GIL, which may be released in between.
 class KitUse {
  public:
-  /// std::runtime_error when another thread has it.
+  /// std::runtime_error when another thread is in such a scope.
   KitUse();
   KitUse(const KitUse&) = delete;
   KitUse& operator=(const KitUse&) = delete;
@@ -64,12 +64,12 @@ class KitUse {
   std::streambuf* buffer_ = nullptr;
 };
 
-/// Whether the kit's own lines (repetitions that nobody asked for, a trace line for each motion
+/// Whether the kit's console lines (repetitions without a delegate, a trace line for each motion
 /// sample) go to standard output.
 void setConsole(bool on);
 
-/// Marks an object as being used, so that a second thread, or a callback, is refused instead of met
-/// by chance. Everything with the GIL.
+/// Marks an object as in use, so that use by a second thread or from a callback is refused.
+/// Requires the GIL.
 class Busy {
  public:
   class Use {

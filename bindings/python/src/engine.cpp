@@ -15,12 +15,12 @@ namespace zephly_python {
 
 namespace {
 
-// Calls Python from inside the processing of a motion sample. An exception must not pass through
+// Calls Python during the processing of a motion sample. An exception must not propagate through
 // the detector: it is kept until the sample has been processed.
 class Repetitions {
  public:
   template <class Call>
-  void tell(const Call& call) {
+  void callPython(const Call& call) {
     const py::gil_scoped_acquire python;
     if (failure_) return;
     try {
@@ -73,9 +73,9 @@ class EngineObject {
  public:
   EngineObject() {
     // All three from the beginning: a repetition without its callback ends the process.
-    engine_.setJumpCallback(&EngineObject::told<0>, this);
-    engine_.setSitUpCallback(&EngineObject::told<1>, this);
-    engine_.setPushUpCallback(&EngineObject::told<2>, this);
+    engine_.setJumpCallback(&EngineObject::onRepetition<0>, this);
+    engine_.setSitUpCallback(&EngineObject::onRepetition<1>, this);
+    engine_.setPushUpCallback(&EngineObject::onRepetition<2>, this);
   }
   EngineObject(const EngineObject&) = delete;
   EngineObject& operator=(const EngineObject&) = delete;
@@ -112,9 +112,9 @@ class EngineObject {
 
  private:
   template <int Which>
-  static void told(void* context) {
+  static void onRepetition(void* context) {
     auto& self = *static_cast<EngineObject*>(context);
-    self.repetitions_.tell([&] {
+    self.repetitions_.callPython([&] {
       const PythonReference callback = self.callbacks_[Which];
       if (callback) callback.get()();
     });
@@ -188,13 +188,13 @@ class WrapperObject {
 
  private:
   struct Workout final : WorkoutDelegate {
-    Workout(Repetitions& told, const py::object& delegate)
-        : repetitions(told), reference(delegate) {}
-    void didDetectPushUp() override { tell("didDetectPushUp"); }
-    void didDetectSitUp() override { tell("didDetectSitUp"); }
-    void didDetectJump() override { tell("didDetectJump"); }
-    void tell(const char* method) {
-      repetitions.tell([this, method] { reference.call(method); });
+    Workout(Repetitions& receiver, const py::object& delegate)
+        : repetitions(receiver), reference(delegate) {}
+    void didDetectPushUp() override { report("didDetectPushUp"); }
+    void didDetectSitUp() override { report("didDetectSitUp"); }
+    void didDetectJump() override { report("didDetectJump"); }
+    void report(const char* method) {
+      repetitions.callPython([this, method] { reference.call(method); });
     }
 
     Repetitions& repetitions;
@@ -263,11 +263,12 @@ The delegate is any object with some of didDetectPushUp(), didDetectSitUp() and 
       .def("processLeadoffDetection", &WrapperObject::leadoff, py::arg("samples"), leadoffText)
       .def("imu", &WrapperObject::imu, py::arg("samples"), imuText)
       .def("startWorkoutDetection", &WrapperObject::startWorkoutDetection,
-           "Does nothing: detection runs from the beginning, and tells the delegate when there is "
+           "Does nothing: detection always runs, and reports repetitions to the delegate, if there "
+           "is "
            "one.")
-      .def("delegate", &WrapperObject::delegate, "Who is told of repetitions, or None.")
+      .def("delegate", &WrapperObject::delegate, "The receiver of repetitions, or None.")
       .def("setDelegate", &WrapperObject::setDelegate, py::arg("delegate"),
-           "Tells repetitions to this object, or to nobody.");
+           "Reports repetitions to this object; None: to no object.");
 }
 
 }  // namespace zephly_python

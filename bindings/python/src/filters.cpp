@@ -330,7 +330,7 @@ void bindSinglePrecision(py::module_& module) {
 
   using Leadoff = Guarded<::Zephly::LeadoffDetector>;
   py::class_<Leadoff, std::shared_ptr<Leadoff>>(module, "LeadoffDetector",
-                                                "Tells whether the electrodes touch the skin.")
+                                                "Detects whether the electrodes touch the skin.")
       .def(py::init<>())
       .def(
           "process",

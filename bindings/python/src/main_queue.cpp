@@ -176,15 +176,15 @@ void Queue::retire(std::shared_ptr<void> object) {
 
 void bindMainQueue(py::module_& module) {
   py::class_<Timer, std::shared_ptr<Timer>>(module, "Timer",
-                                            "A callback of a main queue that comes once.")
-      .def("cancel", &Timer::cancel, "The callback does not come any more.")
-      .def("active", &Timer::active, "True while the callback may still come.");
+                                            "A callback of a main queue that is called once.")
+      .def("cancel", &Timer::cancel, "Cancels the callback.")
+      .def("active", &Timer::active, "True while the callback is pending.");
 
   py::class_<Queue, std::shared_ptr<Queue>>(module, "MainQueue",
                                             R"(The event loop on which every callback runs.
 
-No thread is started. Ctrl-C raises KeyboardInterrupt out of run() within 50 ms. What a callback raises comes out of
-run() or poll(); events that arrive meanwhile are held and told when the queue is run again.)")
+No thread is started. Ctrl-C raises KeyboardInterrupt out of run() within 50 ms. An exception of a callback is raised by
+run() or poll(); events that arrive meanwhile are held and reported when the queue is run again.)")
       .def(py::init<>())
       .def("run", &Queue::run, py::arg("seconds") = py::none(),
            "Runs callbacks for that many seconds of the wall clock, or until stop().")

@@ -1,16 +1,14 @@
 #pragma once
 /// @file
-/// The main queue as Python sees it: run from Python, with the interpreter's lock released while it
-/// waits.
+/// The main queue for Python: run from Python, with the interpreter's lock released while it waits.
 ///
 ///     auto queue = std::make_shared<Queue>();
-///     queue->run(2.0);                                             // with the GIL; raises what a
-///     callback raised queue->call([=] { delegate.call("didConnectPeripheral"); });   // how a
-///     host's callback enters Python
+///     queue->run(2.0);  // with the GIL; raises exceptions of callbacks
+///     queue->call([=] { delegate.call("didConnectPeripheral"); });  // from a host's callback
 ///
-/// Exceptions. An exception must not pass through the kit, whose hosts would be left half way. So
-/// call() keeps it, the queue stops, and run() raises it. What arrives in the meantime is held and
-/// told when the queue is run again: no event is lost by an exception.
+/// Exceptions. An exception must not propagate through the kit, because its hosts would be left in
+/// an inconsistent state. So call() keeps it, the queue stops, and run() raises it. Events that
+/// arrive in the meantime are held and reported when the queue is run again: no event is lost.
 
 #include <bindings/python/src/callback.h>
 

@@ -22,8 +22,8 @@ constexpr const char* sessionMethods[] = {"didChangeLeadoffState",   "didConnect
                                           "didReceiveECG",           "didReceiveRespiration",
                                           "didReceiveBatteryStatus", nullptr};
 
-// What both kinds of delegates share: a Python object that is told on the queue, while this object
-// lives.
+// The base of both delegates: calls a Python object on the queue during the lifetime of this
+// object.
 class Listener : public std::enable_shared_from_this<Listener> {
  public:
   Listener(std::shared_ptr<Queue> queue, py::object delegate)
@@ -36,8 +36,8 @@ class Listener : public std::enable_shared_from_this<Listener> {
 
  protected:
   template <class... Arguments>
-  void tell(const char* method, const Arguments&... arguments) {
-    // An event may be held for the next run; whoever has let go by then is not told.
+  void report(const char* method, const Arguments&... arguments) {
+    // An event may be held for the next run; it is dropped when the delegate is released before.
     queue_->call([weak = weak_from_this(), method, arguments...] {
       if (const auto self = weak.lock()) self->delegate_.call(method, arguments...);
     });
@@ -52,16 +52,16 @@ class Application final : public Listener, public ZephlyDelegate {
  public:
   using Listener::Listener;
 
-  void didChangeLeadoffState(bool leadoff) override { tell("didChangeLeadoffState", leadoff); }
-  void didConnectPeripheral() override { tell("didConnectPeripheral"); }
-  void didDisconnectPeripheral() override { tell("didDisconnectPeripheral"); }
+  void didChangeLeadoffState(bool leadoff) override { report("didChangeLeadoffState", leadoff); }
+  void didConnectPeripheral() override { report("didConnectPeripheral"); }
+  void didDisconnectPeripheral() override { report("didDisconnectPeripheral"); }
   void didReceiveTemperature(float object, float ambient, float body) override {
-    tell("didReceiveTemperature", object, ambient, body);
+    report("didReceiveTemperature", object, ambient, body);
   }
-  void didReceiveECG(float sample) override { tell("didReceiveECG", sample); }
-  void didReceiveRespiration(float sample) override { tell("didReceiveRespiration", sample); }
+  void didReceiveECG(float sample) override { report("didReceiveECG", sample); }
+  void didReceiveRespiration(float sample) override { report("didReceiveRespiration", sample); }
   void didReceiveBatteryStatus(BatteryStatus status) override {
-    tell("didReceiveBatteryStatus", status);
+    report("didReceiveBatteryStatus", status);
   }
 };
 
@@ -69,9 +69,9 @@ class Workout final : public Listener, public WorkoutDelegate {
  public:
   using Listener::Listener;
 
-  void didDetectPushUp() override { tell("didDetectPushUp"); }
-  void didDetectSitUp() override { tell("didDetectSitUp"); }
-  void didDetectJump() override { tell("didDetectJump"); }
+  void didDetectPushUp() override { report("didDetectPushUp"); }
+  void didDetectSitUp() override { report("didDetectSitUp"); }
+  void didDetectJump() override { report("didDetectJump"); }
 };
 
 class Session {
@@ -144,7 +144,8 @@ void bindSession(py::module_& module) {
       .def("__repr__", &describe);
 
   py::class_<Session, std::shared_ptr<Session>>(
-      module, "Zephly", R"(The session: finds a strap on `host`, keeps it, and tells `delegate`.
+      module, "Zephly",
+      R"(The session: finds a strap on `host`, keeps it connected, and reports to `delegate`.
 
 The delegate is any object with some of these methods; those that it does not have are not called:
 
@@ -162,8 +163,8 @@ All are called while the host's queue runs, on its thread. The session keeps del
            py::arg("host").none(false))
       .def(
           "startWorkoutDetection", &Session::startWorkoutDetection, py::arg("workoutDelegate"),
-          R"(Tells repetitions to an object with some of didDetectPushUp(), didDetectSitUp() and didDetectJump().)")
-      .def("close", &Session::close, "Lets go of the delegates: nothing is told any more.")
+          R"(Reports repetitions to an object with some of didDetectPushUp(), didDetectSitUp() and didDetectJump().)")
+      .def("close", &Session::close, "Releases the delegates: no events are reported any more.")
       .def_property_readonly("delegate", &Session::delegate, "The delegate; None after close().");
 }
 

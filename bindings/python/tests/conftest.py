@@ -1,4 +1,4 @@
-"""What the tests share. The package is found by PYTHONPATH: scripts/test bindings/python sets it."""
+"""Fixtures of the tests. The package is found by PYTHONPATH: scripts/test bindings/python sets it."""
 
 import gc
 import signal
@@ -16,13 +16,13 @@ signal.signal(signal.SIGINT, signal.default_int_handler)
 
 @pytest.fixture(autouse=True)
 def no_leftovers():
-    """Objects of one test are gone before the next, hosts above all: one is in use at a time."""
+    """Releases the objects of one test before the next, because only one host can be in use."""
     yield
     gc.collect()
 
 
 class Recorder:
-    """A delegate that writes down everything."""
+    """A delegate that records all calls."""
 
     def __init__(self):
         self.events = []
@@ -69,7 +69,7 @@ def by_hand(queue):
 
 @pytest.fixture
 def signal():
-    """Something like a heart: 4000 samples in float64."""
+    """A signal like an ECG: 4000 samples in float64."""
     random = numpy.random.RandomState(7)
     time = numpy.arange(4000) / 500
     return numpy.sin(7 * time) + 0.3 * numpy.sin(90 * time) + 0.05 * random.standard_normal(time.size)

@@ -1,4 +1,4 @@
-"""What would end a C++ program, or ask for all of memory, is an exception here."""
+"""Arguments that would end a C++ program, or allocate too much memory, raise an exception."""
 
 import math
 
@@ -52,7 +52,7 @@ def test_quality_and_resonance(value):
         zephly.ButterworthFilter(1.0, 60, zephly.Lowpass, value)
 
 
-def test_types_that_are_none():
+def test_invalid_types():
     with pytest.raises(ValueError, match="no BiquadFilterType 7"):
         zephly.BiquadFilter(zephly.BiquadFilterType(7), 0.1, 2, 1.0)
     with pytest.raises(ValueError, match="no PassType 2"):

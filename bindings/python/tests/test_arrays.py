@@ -1,4 +1,4 @@
-"""Samples from and to NumPy: same bits as sample by sample, and what is refused."""
+"""Arrays of samples: the same bits as sample by sample, and refused arguments."""
 
 import threading
 
@@ -48,7 +48,7 @@ def test_whole_array_has_the_bits_of_sample_by_sample(make, dtype, signal):
 
 
 @pytest.mark.parametrize("make, dtype", operations())
-def test_state_goes_on_from_call_to_call(make, dtype, signal):
+def test_state_continues_across_calls(make, dtype, signal):
     samples = signal.astype(dtype)
     whole = make()(samples)
     step = make()
@@ -65,7 +65,7 @@ def test_other_dtypes_are_refused(make, dtype, signal):
 
 
 @pytest.mark.parametrize("make, dtype", operations())
-def test_other_shapes_and_things_are_refused(make, dtype):
+def test_other_shapes_and_objects_are_refused(make, dtype):
     for shape in ((), (3, 4), (0, 5)):
         with pytest.raises(ValueError, match="1 dimension"):
             make()(numpy.zeros(shape, dtype))
@@ -85,7 +85,7 @@ def test_non_contiguous_and_unaligned_arrays_are_copied(signal):
     assert (zephly.Filter().process(packed["value"]) == signal).all()
 
 
-def test_input_is_left_alone_and_read_only_is_enough(signal):
+def test_input_is_not_modified_and_may_be_read_only(signal):
     before = signal.copy()
     signal.flags.writeable = False
     zephly.MedianFilter(5).process(signal)
@@ -122,8 +122,8 @@ def test_body_temperature():
         engine.processBodyTemperature(skin, 25.0)
 
 
-def test_lock_is_released_and_a_second_call_meanwhile_is_refused():
-    """A long call in one thread: this thread goes on, and is refused the same filter."""
+def test_lock_is_released_and_a_concurrent_call_is_refused():
+    """During a long call in one thread this thread continues, but cannot use the same filter."""
     median = zephly.MedianFilter(3000)
     samples = numpy.random.RandomState(1).standard_normal(16000)
     worker = threading.Thread(target=median.process, args=(samples,))

@@ -1,4 +1,4 @@
-"""The filters by themselves: what they do beyond one sample after the other."""
+"""The filters: examples, chains, lifetimes and resets."""
 
 import numpy
 
@@ -27,7 +27,7 @@ def test_chain_is_its_members_in_order(signal):
     assert chain.lastInput() == signal[-1]
 
 
-def test_member_lives_as_long_as_its_chain_and_the_other_way_round(signal):
+def test_member_and_chain_keep_each_other_alive(signal):
     chain = zephly.MultiFilter()
     chain.addFilter(zephly.MedianFilter(5))  # Python keeps nothing of it
     assert chain.process(signal).tobytes() == zephly.MedianFilter(5).process(signal).tobytes()

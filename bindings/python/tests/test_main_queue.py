@@ -16,16 +16,16 @@ import zephly
 
 
 def test_run_until_stopped_and_again(queue):
-    told = []
-    queue.post(lambda: told.append(1))
+    calls = []
+    queue.post(lambda: calls.append(1))
     queue.post(queue.stop)
     queue.run()
-    queue.after(0, lambda: (told.append(2), queue.stop()))
+    queue.after(0, lambda: (calls.append(2), queue.stop()))
     queue.run()
-    assert told == [1, 2]
+    assert calls == [1, 2]
 
 
-def test_run_for_some_seconds_returns_and_stop_before_ends_the_next(queue):
+def test_run_returns_after_its_time_and_an_earlier_stop_ends_the_next(queue):
     queue.run(0.01)
     queue.stop()
     queue.post(lambda: pytest.fail("stopped before"))
@@ -33,38 +33,38 @@ def test_run_for_some_seconds_returns_and_stop_before_ends_the_next(queue):
 
 
 def test_timers(queue):
-    told = []
-    dropped = queue.after(0, lambda: told.append("dropped"))
+    calls = []
+    dropped = queue.after(0, lambda: calls.append("dropped"))
     del dropped
-    cancelled = queue.after(0, lambda: told.append("cancelled"))
+    cancelled = queue.after(0, lambda: calls.append("cancelled"))
     assert cancelled.active()
     cancelled.cancel()
     cancelled.cancel()
     queue.after(0.001, queue.stop)
     queue.run()
-    assert told == ["dropped"] and not cancelled.active()
+    assert calls == ["dropped"] and not cancelled.active()
     del queue
     gc.collect()
     cancelled.cancel()  # outlives its queue
 
 
-def test_exception_comes_out_of_run_and_the_rest_stands(queue):
-    told = []
+def test_run_raises_an_exception_and_keeps_the_rest(queue):
+    calls = []
 
     def fails():
         raise LookupError("gone")
 
     queue.post(fails)
-    queue.post(lambda: told.append("later"))
+    queue.post(lambda: calls.append("later"))
     with pytest.raises(LookupError, match="gone"):
         queue.run()
     queue.post(queue.stop)
     queue.run()
-    assert told == ["later"]
+    assert calls == ["later"]
 
 
-def test_not_twice_and_not_from_another_thread(queue):
-    told = []
+def test_run_refuses_a_second_call_and_another_thread(queue):
+    calls = []
 
     def inside():
         for call in (lambda: queue.run(0), queue.poll):
@@ -77,8 +77,8 @@ def test_not_twice_and_not_from_another_thread(queue):
                     call()
             with pytest.raises(RuntimeError, match="another thread"):
                 zephly.MainQueue().run(0)
-            told.append("refused")
-            queue.post(lambda: told.append("posted"))
+            calls.append("refused")
+            queue.post(lambda: calls.append("posted"))
             queue.post(queue.stop)
 
         thread = threading.Thread(target=elsewhere)
@@ -87,7 +87,7 @@ def test_not_twice_and_not_from_another_thread(queue):
 
     queue.post(inside)
     queue.run()
-    assert told == ["refused", "posted"]
+    assert calls == ["refused", "posted"]
 
 
 def test_stop_from_another_thread(queue):
@@ -98,29 +98,29 @@ def test_stop_from_another_thread(queue):
 
 
 def test_inside_asyncio(queue):
-    told = []
+    calls = []
 
     async def main():
         loop = asyncio.get_running_loop()
         done = loop.create_future()
         loop.add_reader(queue.descriptor(), queue.poll)
-        queue.after(0.001, lambda: (told.append("timer"), done.set_result(None)))
+        queue.after(0.001, lambda: (calls.append("timer"), done.set_result(None)))
         await done
         loop.remove_reader(queue.descriptor())
 
     asyncio.run(main())
-    assert told == ["timer"]
+    assert calls == ["timer"]
 
 
 def test_keyboard_interrupt_ends_run(queue):
     queue.post(lambda: os.kill(os.getpid(), signal.SIGINT))
     with pytest.raises(KeyboardInterrupt):
         queue.run()
-        queue.run(30)  # the handler may have been told between the two
+        queue.run(30)  # the handler may have been called between the two
 
 
-def test_keyboard_interrupt_while_nothing_happens():
-    """The signal comes from outside while no Python code runs."""
+def test_keyboard_interrupt_ends_an_idle_run():
+    """The signal arrives while no Python code runs."""
     program = textwrap.dedent("""
         import zephly
         queue = zephly.MainQueue()
@@ -156,8 +156,8 @@ def test_keyboard_interrupt_ends_a_long_array():
         assert process.wait() == 0
 
 
-def test_objects_may_go_in_any_order(recorder):
-    """Every order of letting go of queue, host, session and delegate, and the queue run by who is left."""
+def test_objects_may_be_released_in_any_order(recorder):
+    """Releases queue, host, session and delegate in every order, and runs the queue in between."""
     import itertools
 
     for order in itertools.permutations(("queue", "host", "session", "delegate")):
@@ -171,8 +171,8 @@ def test_objects_may_go_in_any_order(recorder):
                 world["queue"].poll()
 
 
-def test_objects_may_go_inside_a_callback(queue, recorder):
-    """The host above all: its clock must not be destroyed in one of its own events."""
+def test_objects_may_be_released_in_a_callback(queue, recorder):
+    """Especially the host: its clock must not be destroyed during one of its events."""
     world = {}
 
     class Leaving(type(recorder)):
@@ -212,7 +212,7 @@ def test_cycles_are_collected(queue, by_hand, recorder):
     by_hand.advance(3)
 
 
-def test_console_is_quiet_unless_switched_on(capfd, by_hand, recorder):
+def test_console_is_quiet_by_default(capfd, by_hand, recorder):
     session = zephly.Zephly(recorder, by_hand)
     by_hand.advance(5)
     assert capfd.readouterr().out == ""

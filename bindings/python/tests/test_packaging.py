@@ -1,4 +1,4 @@
-"""The wheel, installed into a new environment; and the example, as somebody would run it."""
+"""The wheel, installed into a new environment; and the example, run as documented."""
 
 import os
 import pathlib
@@ -22,7 +22,7 @@ def wheel():
     return pathlib.Path(WHEEL)
 
 
-def test_wheel_installs_and_works_away_from_the_build_tree(wheel, tmp_path):
+def test_wheel_works_outside_the_build_tree(wheel, tmp_path):
     environment = tmp_path / "venv"
     made = run("/usr/bin/python3", "-m", "venv", "--system-site-packages", environment)
     assert made.returncode == 0, made.stdout + made.stderr
@@ -47,7 +47,7 @@ def test_wheel_installs_and_works_away_from_the_build_tree(wheel, tmp_path):
     assert run(python, "-c", "import zephly", env=clean, cwd=tmp_path).returncode != 0
 
 
-def test_wheel_holds_types_and_no_more_than_it_should(wheel):
+def test_wheel_contains_types_and_no_unexpected_files(wheel):
     names = zipfile.ZipFile(wheel).namelist()
     assert {"zephly/__init__.py", "zephly/__init__.pyi", "zephly/py.typed"} < set(names)
     assert len(names) == 7

@@ -6,7 +6,7 @@ import pytest
 import zephly
 
 
-def test_everything_that_the_strap_sends_arrives(by_hand, recorder):
+def test_delivers_everything_that_the_strap_sends(by_hand, recorder):
     session = zephly.Zephly(recorder, by_hand)
     by_hand.advance(12)
     sent = by_hand.samplesSent()
@@ -25,7 +25,7 @@ def test_everything_that_the_strap_sends_arrives(by_hand, recorder):
 
 
 def test_samples_are_floats_in_order_and_the_same_for_one_seed(recorder):
-    heard = []
+    received = []
     for _ in range(2):
         queue = zephly.MainQueue()
         host = zephly.SimulatedStrap(queue, seed=5, speed=None, plan="quiet")
@@ -33,10 +33,10 @@ def test_samples_are_floats_in_order_and_the_same_for_one_seed(recorder):
         session = zephly.Zephly(other, host)
         host.advance(4)
         session.close()
-        heard.append(other.ecg)
-    assert heard[0] == heard[1]
-    assert all(type(sample) is float for sample in heard[0])
-    assert len(set(heard[0])) > 100
+        received.append(other.ecg)
+    assert received[0] == received[1]
+    assert all(type(sample) is float for sample in received[0])
+    assert len(set(received[0])) > 100
 
 
 def test_lost_electrodes_lost_link_and_repetitions(queue, recorder):
@@ -64,20 +64,20 @@ def test_lost_electrodes_lost_link_and_repetitions(queue, recorder):
     assert all(0 < Workout.counts[kind] <= done[kind] + 1 for kind in done)
 
 
-def test_a_delegate_has_the_methods_that_it_likes(by_hand):
+def test_a_delegate_may_omit_methods(by_hand):
     class OnlyBattery:
-        heard = []
+        received = []
 
         def didReceiveBatteryStatus(self, status):
-            self.heard.append(repr(status))
+            self.received.append(repr(status))
 
     session = zephly.Zephly(OnlyBattery(), by_hand)
     by_hand.advance(3)
-    assert OnlyBattery.heard and OnlyBattery.heard[0].startswith("BatteryStatus(soc=")
-    assert session.delegate.heard is OnlyBattery.heard
+    assert OnlyBattery.received and OnlyBattery.received[0].startswith("BatteryStatus(soc=")
+    assert session.delegate.received is OnlyBattery.received
 
 
-def test_exception_comes_out_and_nothing_is_lost(by_hand, recorder):
+def test_raises_an_exception_and_loses_nothing(by_hand, recorder):
     class Fragile(type(recorder)):
         def didReceiveECG(self, sample):
             super().didReceiveECG(sample)
@@ -103,7 +103,7 @@ def test_exception_comes_out_and_nothing_is_lost(by_hand, recorder):
     other.close()
 
 
-def test_a_method_that_cannot_be_called_is_an_exception_too(by_hand):
+def test_a_method_that_is_not_callable_is_an_exception(by_hand):
     class Odd:
         didReceiveECG = 3
 
@@ -124,13 +124,13 @@ def test_stop_ends_advance(queue, by_hand, recorder):
     session.close()
 
 
-def test_after_close_nothing_is_told(by_hand, recorder):
+def test_close_ends_all_events(by_hand, recorder):
     session = zephly.Zephly(recorder, by_hand)
     by_hand.advance(4)
-    heard = len(recorder.ecg)
+    received = len(recorder.ecg)
     session.close()
     by_hand.advance(4)
-    assert len(recorder.ecg) == heard > 0
+    assert len(recorder.ecg) == received > 0
     assert session.delegate is None
     with pytest.raises(ValueError, match="closed"):
         session.startWorkoutDetection(Pusher())
@@ -141,7 +141,7 @@ class Pusher:
         pass
 
 
-def test_two_hosts_and_each_session_on_its_own(recorder):
+def test_two_hosts_have_independent_sessions(recorder):
     first_queue, second_queue = zephly.MainQueue(), zephly.MainQueue()
     first = zephly.SimulatedStrap(first_queue, seed=1, speed=None, plan="quiet")
     second = zephly.SimulatedStrap(second_queue, seed=2, speed=None, plan="quiet")
@@ -155,7 +155,7 @@ def test_two_hosts_and_each_session_on_its_own(recorder):
         session.close()
 
 
-def test_bluetooth_without_a_bus_says_so(queue, recorder):
+def test_bluetooth_reports_a_missing_bus(queue, recorder):
     lines = []
 
     def report(line):
@@ -171,35 +171,35 @@ def test_bluetooth_without_a_bus_says_so(queue, recorder):
 
 
 def test_repetitions_of_the_engine_and_the_wrapper_agree(queue):
-    """Jumps made by hand: the strap's own samples are not to be had, so gravity is thrown about."""
+    """Synthetic jumps: the test has no access to the strap's samples, so it varies gravity."""
     time = numpy.arange(3000) / 30
     samples = numpy.zeros((time.size, 7), numpy.float32)
     samples[:, 0] = 1
     samples[:, 6] = 1 + 1.5 * numpy.sin(2 * numpy.pi * 0.8 * time)
-    told = []
+    calls = []
     engine = zephly.Engine()
-    engine.setJumpCallback(lambda: told.append("jump"))
-    engine.setSitUpCallback(lambda: told.append("situp"))
-    engine.setPushUpCallback(lambda: told.append("pushup"))
+    engine.setJumpCallback(lambda: calls.append("jump"))
+    engine.setSitUpCallback(lambda: calls.append("situp"))
+    engine.setPushUpCallback(lambda: calls.append("pushup"))
     engine.imu(samples)
 
     class Workout:
-        heard = []
+        received = []
 
         def didDetectJump(self):
-            self.heard.append("jump")
+            self.received.append("jump")
 
         def didDetectSitUp(self):
-            self.heard.append("situp")
+            self.received.append("situp")
 
         def didDetectPushUp(self):
-            self.heard.append("pushup")
+            self.received.append("pushup")
 
     wrapper = zephly.SignalProcessor()
     wrapper.setDelegate(Workout())
     wrapper.imu(samples)
-    assert told == Workout.heard
-    assert len(told) > 5
+    assert calls == Workout.received
+    assert len(calls) > 5
 
     def fails():
         raise OSError("enough")

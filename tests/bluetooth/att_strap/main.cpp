@@ -65,7 +65,7 @@ class Input {
 };
 
 int run(int argc, char** argv) {
-  CLI::App program("A strap on a Bluetooth controller of its own, with faults on command.",
+  CLI::App program("A strap on a separate Bluetooth controller, with faults on command.",
                    "att_strap");
   Options options;
   std::string address;

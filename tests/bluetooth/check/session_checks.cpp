@@ -301,7 +301,7 @@ void SessionChecks::oddStraps() {
            probe_->received(simulator::Stream::respiration) > 100;
   });
   refused.passed = refused.passed && probe_->received(simulator::Stream::motion) == 0;
-  refused.note = "the others go on";
+  refused.note = "the others continue";
   report_.add(std::move(refused));
   stage_.command("strap", "refuse none");
   fault("and accepts it again", drop, patience);

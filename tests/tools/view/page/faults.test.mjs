@@ -19,9 +19,9 @@ async function shown(tab, id, level) {
   const look = ({ id, level }) => {
     const tile = document.querySelector(`#${id}`);
     const icon = document.querySelector(`#${id}-icon`).getAttribute('href');
-    const said = document.querySelector('#assertive').textContent;
+    const announced = document.querySelector('#assertive').textContent;
     const other = document.querySelector(id === 'link' ? '#electrodes' : '#link').dataset.state;
-    return tile.dataset.state === level && { text: tile.textContent, icon, said, other, title: document.title };
+    return tile.dataset.state === level && { text: tile.textContent, icon, announced, other, title: document.title };
   };
   return (await until(tab, look, { id, level })).jsonValue();
 }
@@ -42,14 +42,14 @@ test('shows a lost link and missing electrode contact prominently', async () => 
   const off = await shown(tab, 'electrodes', 'bad');
   assert.match(off.text, /Electrodes off.*no contact/s);
   assert.equal(off.icon, '#icon-bad');
-  assert.match(off.said, /Electrodes off/);
+  assert.match(off.announced, /Electrodes off/);
   assert.match(off.title, /⚠ Electrodes off/);
   assert.match((await shown(tab, 'electrodes', 'good')).text, /On the skin/);
 
   const lost = await shown(tab, 'link', 'bad');
   assert.match(lost.text, /Link lost.*searching/s);
   assert.equal(lost.icon, '#icon-bad');
-  assert.match(lost.said, /lost/);
+  assert.match(lost.announced, /lost/);
   assert.match(lost.title, /⚠ Link lost/);
   assert.equal(lost.other, 'unknown');
   await shown(tab, 'link', 'good');

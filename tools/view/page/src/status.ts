@@ -37,7 +37,7 @@ export class Status {
   private readonly rates = makeRates();
   private shownLosses = '';
   private shownEvents = 0;
-  private said = { link: '', electrodes: '' };
+  private announced = { link: '', electrodes: '' };
 
   /** `session` is null before the program's first message; `now` is its time. */
   show(session: LiveSession | null, phase: Phase, now: number): void {
@@ -65,7 +65,7 @@ export class Status {
   reset(): void {
     this.shownLosses = '';
     this.shownEvents = -1;
-    this.said = { link: '', electrodes: '' };
+    this.announced = { link: '', electrodes: '' };
   }
 
   private showProgram(phase: Phase, state: State | null): void {
@@ -126,8 +126,8 @@ export class Status {
   }
 
   private say(what: 'link' | 'electrodes', text: string, urgent: boolean): void {
-    if (this.said[what] === text) return;
-    this.said[what] = text;
+    if (this.announced[what] === text) return;
+    this.announced[what] = text;
     announce(text, urgent);
   }
 
