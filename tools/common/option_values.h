@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The values of options, as text from the command line. What cannot be accepted ends the parsing
-/// with a CLI::ValidationError of one line that says what was expected and what came.
+/// Checks the values of options. A wrong value ends the parsing with a CLI::ValidationError of one
+/// line with the expected and the given value.
 
 #include <capture/format.h>
 #include <simulator/frame.h>
@@ -22,8 +22,7 @@ class Option;
 
 namespace Zephly::tools {
 
-/// Longest time that an option takes, in seconds; beyond it a clock of nanoseconds would not hold
-/// it.
+/// Longest time that an option accepts, in seconds; a 64-bit count of nanoseconds holds it.
 inline constexpr double longestTime = capture::longestTime;
 /// Shortest value of --duration, in seconds.
 inline constexpr double shortestDuration = 1e-9;
@@ -49,7 +48,7 @@ simulator::StrapTime secondsValue(const std::string& option, const std::string& 
                                   double shortest);
 /// Rows per second of a recording.
 double rowRateValue(const std::string& option, const std::string& text);
-/// A Bluetooth adapter: "hci0", or an address as BlueZ writes it, in either case.
+/// A Bluetooth adapter: "hci0", or an address in BlueZ's form, in upper or lower case.
 std::string adapterValue(const std::string& option, const std::string& text);
 std::filesystem::path fileValue(const std::string& option, const std::string& text);
 

@@ -20,7 +20,8 @@ bool Output::flush() { return drain(patience); }
 
 bool Output::finish(std::chrono::milliseconds limit) { return drain(limit); }
 
-// A pipe that poll() calls writable takes PIPE_BUF bytes without blocking, hence the pieces.
+// A pipe that is writable for poll() accepts PIPE_BUF bytes without blocking, hence the pieces. The
+// descriptor stays in blocking mode, because other processes may share it.
 bool Output::drain(std::chrono::milliseconds limit) {
   std::size_t done = 0;
   while (state_ == State::open && done < buffer_.size()) {

@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// Where a program's own output goes: a file descriptor, buffered, never through std::cout (which
-/// belongs to the kit's diagnostic lines).
+/// The program's own output to a file descriptor, buffered. It does not use std::cout, which
+/// belongs to the kit's diagnostic lines.
 ///
 ///   Output output(STDOUT_FILENO);
 ///   output.write("one line\n");
 ///   output.flush();
 ///   if (output.state() == Output::State::closed) quitQuietly();
 ///
-/// A reader that does not read never hangs the program: each call waits a short while and keeps the
-/// rest for later, so that signals are still heard. The program must ignore SIGPIPE. Not
+/// A reader that does not read cannot block the program: each call waits a short time and keeps the
+/// rest for later, so that signals are still handled. The program must ignore SIGPIPE. Not
 /// thread-safe.
 
 #include <chrono>
@@ -23,29 +23,29 @@ class Output {
  public:
   enum class State {
     open,
-    closed,  ///< the reader has gone (`| head`); what is written is dropped
-    failed,  ///< anything else, see error(); what is written is dropped
+    closed,  ///< the reader has closed the pipe (`| head`); further output is dropped
+    failed,  ///< another error, see error(); further output is dropped
   };
 
-  /// Bytes that are kept before write() passes them on by itself.
+  /// write() flushes when this many bytes are buffered.
   static constexpr std::size_t bufferSize = 65'536;
   /// How long write() and flush() wait for a reader.
   static constexpr std::chrono::milliseconds patience{100};
 
-  /// How long the end of a command waits for one.
+  /// How long the end of a command waits for a reader.
   static constexpr std::chrono::seconds lastPatience{2};
 
   /// Does not own `descriptor`.
   explicit Output(int descriptor) : descriptor_(descriptor) {}
 
   void write(std::string_view text);
-  /// Passes on what was written. False when something is left (to be tried again later).
+  /// Writes the buffer to the descriptor. False when a part of it is left for a later call.
   bool flush();
-  /// The same with all the patience of the last chance: gives up when nothing moved for `limit`.
+  /// The same at the end of the program: gives up after `limit` without progress.
   bool finish(std::chrono::milliseconds limit = lastPatience);
 
   State state() const { return state_; }
-  /// What the system said when the state became `failed`.
+  /// The system's message for the error of the state `failed`.
   const std::string& error() const { return error_; }
   std::size_t pending() const { return buffer_.size(); }
 

@@ -9,7 +9,7 @@ namespace Zephly::tools {
 
 std::string programName() {
   const std::string number = std::to_string(ZephlyVersionNumber);
-  // At least one digit stays behind the point.
+  // At least one digit stays after the point.
   const std::size_t last = std::max(number.find_last_not_of('0'), number.find('.') + 1);
   return "zephly " + number.substr(0, last + 1);
 }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What this program calls itself.
+/// The program's name and version.
 
 #include <string>
 

@@ -34,7 +34,7 @@ class Canvas {
   /// The text ends before `endColumn`.
   void putRight(std::size_t row, std::size_t endColumn, std::string_view text,
                 Style style = Style::normal);
-  /// Gives the whole row one style, whatever it holds.
+  /// Gives the whole row one style.
   void setRowStyle(std::size_t row, Style style);
   void fill(std::size_t row, std::string_view character, Style style);
 

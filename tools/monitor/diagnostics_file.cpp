@@ -35,7 +35,7 @@ std::optional<std::string> DiagnosticsFile::finish() {
     case tools::Output::State::open:
       break;
   }
-  if (!complete) return "nobody reads it";
+  if (!complete) return "its reader does not read";
   return std::nullopt;
 }
 

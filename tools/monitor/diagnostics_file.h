@@ -18,12 +18,12 @@ namespace Zephly::monitor {
 
 class DiagnosticsFile {
  public:
-  /// Creates the file, or empties it. std::system_error when it cannot be opened.
+  /// Creates the file, or empties it. Throws std::system_error when it cannot be opened.
   explicit DiagnosticsFile(const std::filesystem::path& path);
 
   void writeLine(std::string_view line);
-  /// The last call: writes what is left. Says why the file does not hold everything; empty when it
-  /// does.
+  /// The last call: writes buffered lines. Returns why the file is incomplete; empty when it is
+  /// complete.
   std::optional<std::string> finish();
 
  private:

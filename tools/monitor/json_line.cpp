@@ -30,7 +30,7 @@ std::string jsonSeconds(simulator::StrapTime time) {
   const std::int64_t magnitude = nanoseconds < 0 ? -nanoseconds : nanoseconds;
   text += std::to_string(magnitude / second);
   if (magnitude % second == 0) return text;
-  // The leading one keeps the zeros behind the point.
+  // The leading 1 keeps the zeros after the point; substr() removes it.
   const std::string fraction = std::to_string(second + magnitude % second).substr(1);
   return text + "." + fraction.substr(0, fraction.find_last_not_of('0') + 1);
 }

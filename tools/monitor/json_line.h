@@ -6,7 +6,7 @@
 ///
 /// A float is written with the fewest digits that give exactly this float again. NaN and
 /// infinities, which JSON has no numbers for, become the strings "nan", "inf" and "-inf". Text that
-/// is not UTF-8 is mended with the replacement character.
+/// is not UTF-8 is replaced by the replacement character.
 
 #include <simulator/frame.h>
 

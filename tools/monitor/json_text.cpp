@@ -107,7 +107,7 @@ Json linkLossesJson(const watch::Summary& summary) {
   return list;
 }
 
-// Text that is not UTF-8 is mended with the replacement character.
+// Invalid UTF-8 is replaced by the replacement character.
 std::string dumped(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -15,11 +15,11 @@ namespace Zephly::monitor {
 
 namespace {
 
-// Alternate screen, no cursor, no line wrap; and back.
+// Alternate screen, no cursor, no line wrap; and the reverse.
 constexpr std::string_view enterSequence = "\x1b[?1049h\x1b[?25l\x1b[?7l\x1b[2J";
 constexpr std::string_view leaveSequence = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-// For the handler of SIGABRT, which can reach nothing else.
+// Global, because the handler of SIGABRT has no other access to them.
 bool keyboardTaken = false;
 termios keyboardBefore{};
 using Handler = void (*)(int);
@@ -31,7 +31,7 @@ void giveKeyboardBack() {
 }
 
 void takeKeyboard() {
-  // Not from the background, where the attempt would stop the program.
+  // Not in the background, where tcsetattr() would stop the program with SIGTTOU.
   if (::isatty(STDIN_FILENO) == 0 || ::tcgetpgrp(STDIN_FILENO) != ::getpgrp()) return;
   if (::tcgetattr(STDIN_FILENO, &keyboardBefore) != 0) return;
   termios quiet = keyboardBefore;
@@ -39,11 +39,11 @@ void takeKeyboard() {
   keyboardTaken = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &quiet) == 0;
 }
 
-// Only what a signal handler may call. The terminal is standard output. The signal does what it
-// would have done when this returns.
+// Only async-signal-safe calls. The terminal is standard output. abort() ends the program when this
+// returns.
 void giveTerminalBackOnAbort(int signal) {
   giveKeyboardBack();
-  // Nobody is left to hear of a failure.
+  // The program is ending: a failure cannot be reported.
   [[maybe_unused]] const auto written =
       ::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size());
   held_errors::release();
@@ -89,7 +89,7 @@ void Screen::suspend() {
 }
 
 void Screen::show(const Canvas& canvas) {
-  // A terminal that is not being read has not got the last picture yet.
+  // The terminal does not read: skip this picture until it has received the previous one.
   if (!active_ || output_.pending() > 0) {
     output_.flush();
     return;

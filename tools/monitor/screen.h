@@ -1,13 +1,13 @@
 #pragma once
 /// @file
-/// The terminal as a place to draw on: an alternate screen without a cursor, given back as it was
+/// Draws on the terminal: on the alternate screen without a cursor. The terminal is restored
 /// however the program ends.
 ///
 ///   Screen screen(output, Colors::ansi);
 ///   screen.show(canvas);     // again and again; only rows that have changed are written
 ///
-/// While it lives, keys are neither shown nor collected into lines. A fatal error (SIGABRT) gives
-/// the terminal back too. One at a time in a process.
+/// While it exists, the terminal neither echoes keys nor collects them into lines. A fatal error
+/// (SIGABRT) restores the terminal too. One at a time in a process.
 
 #include <tools/common/output.h>
 #include <tools/monitor/canvas.h>
@@ -24,12 +24,12 @@ struct TerminalSize {
   friend bool operator==(const TerminalSize&, const TerminalSize&) = default;
 };
 
-/// What the terminal behind `descriptor` says, 80 x 24 when it says nothing.
+/// The size of the terminal behind `descriptor`; 80 x 24 when it is unknown.
 TerminalSize terminalSize(int descriptor);
 
 class Screen {
  public:
-  /// Writes to `output`; takes the keyboard from standard input when that is a terminal.
+  /// Writes to `output`; changes the mode of standard input when that is a terminal.
   Screen(tools::Output& output, Colors colors);
   Screen(const Screen&) = delete;
   Screen& operator=(const Screen&) = delete;
@@ -37,10 +37,10 @@ class Screen {
 
   /// One write: the rows that differ from those shown before.
   void show(const Canvas& canvas);
-  /// Everything is written again with the next show(): after a change of size.
+  /// The next show() writes all rows: after a change of size.
   void forget() { shown_.clear(); }
 
-  /// Gives the terminal back until resume(), for a stopped job.
+  /// Restores the terminal until resume(), for a stopped job.
   void suspend();
   void resume();
 

@@ -18,7 +18,7 @@ std::string_view valueOf(const Environment& environment, const char* name) {
 }
 
 bool isUtf8(const Environment& environment) {
-  // The first that is set decides, as for the C library.
+  // The first variable that is set decides, as in the C library.
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     std::string locale(valueOf(environment, name));
     if (locale.empty()) continue;

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What can be shown on standard output.
+/// The capabilities of standard output.
 
 #include <tools/monitor/canvas.h>
 
@@ -9,8 +9,8 @@
 namespace Zephly::monitor {
 
 struct TerminalKind {
-  bool terminal = false;  ///< it is one at all
-  bool drawable = false;  ///< it moves its cursor: TERM is set and not "dumb"
+  bool terminal = false;  ///< it is a terminal
+  bool drawable = false;  ///< its cursor can be moved: TERM is set and not "dumb"
   bool unicode = false;   ///< the locale's encoding is UTF-8
   Colors colors = Colors::none;
 };

@@ -38,7 +38,7 @@ std::string grouped(std::uint64_t count) {
   return text;
 }
 
-// In lines of at most `width` cells, broken at blanks where there are any.
+// Lines of at most `width` cells, broken at spaces if possible.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines;
   std::string line;
@@ -53,7 +53,7 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   return lines;
 }
 
-// Which rows belong to what, from the top. Row 0 is the title, row 1 the state.
+// The layout: first rows of the parts. Row 0 is the title, row 1 the state.
 struct Layout {
   std::size_t ecgTop;
   std::size_t ecgHeight;
@@ -109,7 +109,7 @@ class Painter {
     canvas_.putRight(0, canvas_.width() - 1, "   " + right, Style::bold);
   }
 
-  // One row that is calm as long as everything is in order.
+  // One row, not highlighted while there is no fault.
   void state() {
     if (!model_.connected()) {
       const std::string since = model_.linkChanged()        ? "LINK LOST for "
@@ -131,7 +131,7 @@ class Painter {
     }
   }
 
-  // Where the ECG would be: what there is to do comes last in the line, so it is never cut off.
+  // In place of the ECG: the line ends with what to do, which must not be cut off.
   void hostLine(const Layout& layout) {
     if (model_.connected()) return;
     const auto rows = wrapped(model_.hostLine(), canvas_.width() - 4);
@@ -142,7 +142,7 @@ class Painter {
     }
   }
 
-  // Without a link nobody knows.
+  // Unknown without a link.
   bool electrodesOff() const { return model_.connected() && model_.leadOff().value_or(false); }
 
   std::string electrodesText() const {
@@ -228,7 +228,7 @@ class Painter {
     return decimal(battery->soc, 1) + " %";
   }
 
-  // Beside the other values where there is room, else in the row below.
+  // In the row of the other values if it fits, else in the row below.
   void repetitions(std::size_t top) {
     if (canvas_.width() >= 78) {
       for (const simulator::Exercise exercise : simulator::allExercises) {

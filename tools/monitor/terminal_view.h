@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A session as a picture: what a person sees on the terminal.
+/// Draws a session for the terminal.
 ///
 ///   Canvas canvas(80, 24);
 ///   drawSession(canvas, model, options);
@@ -19,13 +19,13 @@ inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
   simulator::StrapTime now{};       ///< since the session began
-  std::string title = {};           ///< what is being watched
-  std::string pace = {};            ///< how fast it runs; may be empty
+  std::string title = {};           ///< of the source
+  std::string pace = {};            ///< of the source; may be empty
   bool unicode = true;              ///< false: plain ASCII
   std::string command = "monitor";  ///< the subcommand that shows it
 };
 
-/// Draws on an empty canvas; on one that is too small, a line that says so.
+/// Draws on an empty canvas; if it is too small, only a message.
 void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options);
 
 /// The same in one line, for terminals that can only print: "0:12  connected  ...".

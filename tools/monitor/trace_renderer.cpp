@@ -62,7 +62,7 @@ std::vector<DotColumn> dotsOf(const std::vector<Column>& columns, TraceRange ran
     if (!columns[index]) continue;
     Span<int> span{dot(columns[index]->low), dot(columns[index]->high)};
     if (index > 0 && result[index - 1]) {
-      // Up to the neighbour, so that the line does not break.
+      // Extended to the neighbour, so that the line is continuous.
       span.low = std::min(span.low, dot(columns[index - 1]->high) + 1);
       span.high = std::max(span.high, dot(columns[index - 1]->low) - 1);
     }
@@ -126,7 +126,7 @@ TraceRange roundedRange(float low, float high) {
     step = power * factor;
     if (span / step <= 4) break;
   }
-  // What is a multiple of the step already stays where it is in spite of rounding.
+  // The tolerance keeps a bound that is a multiple of the step, in spite of rounding.
   constexpr double tolerance = 1e-6;
   return {static_cast<float>(std::floor(low / step + tolerance) * step),
           static_cast<float>(std::ceil(high / step - tolerance) * step)};

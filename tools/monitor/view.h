@@ -32,7 +32,7 @@ class View {
 
   /// The terminal has changed its size.
   virtual void resized() {}
-  /// Gives the terminal back for as long as the program is stopped.
+  /// Restores the terminal while the program is stopped.
   virtual void suspend() {}
   virtual void resume() {}
 
@@ -54,10 +54,10 @@ class JsonView final : public View {
   tools::Output& output_;
 };
 
-/// What the views for people show.
+/// The contents of the views for people.
 struct Watched {
   const watch::SessionModel& model;
-  /// The time and the title as they are now.
+  /// With the current time and title.
   std::function<ViewOptions()> options;
 };
 
@@ -81,7 +81,7 @@ class ScreenView final : public View {
   TerminalSize size_;
 };
 
-/// For terminals that cannot be drawn on: a line every second, and those of the host.
+/// For terminals without cursor movement: a line every second, and the lines of the host.
 class LineView final : public View {
  public:
   LineView(tools::Output& output, Watched watched);

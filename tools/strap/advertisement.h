@@ -1,9 +1,8 @@
 #pragma once
 /// @file
-/// What the strap advertises, as an object on the bus: connectable, with its name and, where there
-/// is room, its service.
+/// The strap's advertisement, as an object on the bus: connectable, with its name and its service.
 ///
-/// Advertising data has 31 bytes: flags and a service identifier of 128 bits take 21 of them, and
+/// Advertising data has 31 bytes: flags and a service identifier of 128 bits take 21 of them;
 /// bluetoothd puts the name into the scan response.
 
 #include <hosts/bluez/bus.h>
@@ -19,8 +18,8 @@ class Advertisement {
  public:
   static constexpr const char* path = "/org/zephly/advertisement";
 
-  /// Puts the object on the bus. `released` is told by a turn of the queue when bluetoothd has
-  /// dropped the advertisement by itself. Throws BusError.
+  /// Exports the object. `released` is called from the queue when bluetoothd has dropped the
+  /// advertisement. Throws BusError.
   Advertisement(main_queue::MainQueue& queue, bluez::Bus& bus, std::string name,
                 std::function<void()> released);
   Advertisement(const Advertisement&) = delete;

@@ -14,7 +14,7 @@ bool isTrue(const bluez::ObjectTree& tree, const std::string& path, const char* 
   return value != nullptr && *value;
 }
 
-// Its address, from "dev_AA_BB_..." when bluetoothd does not tell it.
+// The address; from the path, "dev_AA_BB_...", when the property is missing.
 std::string nameOf(const bluez::ObjectTree& tree, const std::string& path) {
   const auto* address = tree.property<std::string>(path, bluez::deviceInterface, "Address");
   if (address != nullptr) return *address;
@@ -29,21 +29,21 @@ std::string nameOf(const bluez::ObjectTree& tree, const std::string& path) {
 
 void Centrals::setAdapter(const bluez::ObjectTree& tree, const std::string& adapter) {
   if (adapter == adapter_) return;
-  for (const std::string& path : paths()) go(path);
+  for (const std::string& path : paths()) remove(path);
   adapter_ = adapter;
   if (adapter_.empty()) return;
   for (const std::string& path : tree.paths(adapter_ + "/", bluez::deviceInterface)) {
-    if (isTrue(tree, path, "Connected") && !isTrue(tree, path, "Paired")) come(tree, path);
+    if (isTrue(tree, path, "Connected") && !isTrue(tree, path, "Paired")) add(tree, path);
   }
 }
 
 void Centrals::take(const bluez::ObjectTree& tree, const bluez::ObjectChange& change,
                     bool advertising) {
   if (change.interface != bluez::deviceInterface || !isOurs(change.path)) return;
-  if (!isTrue(tree, change.path, "Connected")) return go(change.path);
+  if (!isTrue(tree, change.path, "Connected")) return remove(change.path);
   const bool connectedNow = bluez::find<bool>(change.properties, "Connected") != nullptr;
   if (connectedNow && (advertising || !isTrue(tree, change.path, "Paired"))) {
-    come(tree, change.path);
+    add(tree, change.path);
   }
 }
 
@@ -54,12 +54,12 @@ std::vector<std::string> Centrals::paths() const {
   return all;
 }
 
-void Centrals::come(const bluez::ObjectTree& tree, const std::string& path) {
+void Centrals::add(const bluez::ObjectTree& tree, const std::string& path) {
   const auto [entry, isNew] = names_.try_emplace(path, nameOf(tree, path));
   if (isNew) changed_(entry->second, true);
 }
 
-void Centrals::go(const std::string& path) {
+void Centrals::remove(const std::string& path) {
   const auto found = names_.find(path);
   if (found == names_.end()) return;
   const std::string name = found->second;

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Who is connected to the strap, as far as bluetoothd tells.
+/// The centrals connected to the strap, as far as bluetoothd reports them.
 
 #include <hosts/bluez/object_tree.h>
 
@@ -11,17 +11,17 @@
 
 namespace Zephly::peripheral {
 
-/// bluetoothd does not say which side of a link has asked for it. Taken for a central is what
-/// connects while the strap advertises, and what is connected already and not paired with this
-/// machine: a keyboard that was here before is left alone.
+/// bluetoothd does not report which side has initiated a link. A device counts as a central when it
+/// connects while the strap advertises, or is connected and not paired with this machine: so a
+/// keyboard of this machine is not disconnected.
 class Centrals {
  public:
-  /// Names the device for people, and tells whether it has come or gone.
+  /// The device's name for people, and whether it has connected or disconnected.
   using Observer = std::function<void(const std::string& name, bool connected)>;
 
   explicit Centrals(Observer changed) : changed_(std::move(changed)) {}
 
-  /// Only devices of this adapter count; another one than before has none yet.
+  /// Only devices of this adapter count. Reports the devices of the previous one as disconnected.
   void setAdapter(const bluez::ObjectTree& tree, const std::string& adapter);
   void take(const bluez::ObjectTree& tree, const bluez::ObjectChange& change, bool advertising);
 
@@ -30,8 +30,8 @@ class Centrals {
   bool contains(const std::string& path) const { return names_.count(path) != 0; }
 
  private:
-  void come(const bluez::ObjectTree& tree, const std::string& path);
-  void go(const std::string& path);
+  void add(const bluez::ObjectTree& tree, const std::string& path);
+  void remove(const std::string& path);
   bool isOurs(const std::string& path) const;
 
   Observer changed_;

@@ -46,7 +46,7 @@ void GattApplication::notify(simulator::Stream stream, bluez::Bytes value) {
 void GattApplication::unsubscribeAll() {
   for (const simulator::Stream stream : simulator::allStreams) {
     of(stream).notifying = false;
-    tell(stream);
+    report(stream);
   }
 }
 
@@ -68,18 +68,20 @@ bluez::Interface GattApplication::interfaceOf(simulator::Stream stream) {
        {"Value", "ay", [this, stream] { return bluez::Value(of(stream).value); }}}};
 }
 
-// Posted, because a method of ours is called from inside the D-Bus library; the reply goes first.
+// Called by bluetoothd from inside the D-Bus library. The report is posted: the observer may use
+// the bus, and the reply to this call must be sent first. Two changes before the post are one
+// report, or none when the second undoes the first.
 void GattApplication::setNotifying(simulator::Stream stream, bool notifying) {
   of(stream).notifying = notifying;
   queue_.post([this, weak = std::weak_ptr<void>(alive_), stream] {
-    if (!weak.expired()) tell(stream);
+    if (!weak.expired()) report(stream);
   });
 }
 
-void GattApplication::tell(simulator::Stream stream) {
+void GattApplication::report(simulator::Stream stream) {
   Characteristic& characteristic = of(stream);
-  if (characteristic.told == characteristic.notifying) return;
-  characteristic.told = characteristic.notifying;
+  if (characteristic.reported == characteristic.notifying) return;
+  characteristic.reported = characteristic.notifying;
   characteristic.object->announce(bluez::characteristicInterface, "Notifying");
   changed_(stream, characteristic.notifying);
 }

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The strap's GATT profile as objects on the bus, for bluetoothd to serve: an object manager, one
-/// service, five characteristics that notify.
+/// The strap's GATT profile, as objects on the bus that bluetoothd serves: an object manager, one
+/// service, and a characteristic with notifications for each stream.
 ///
 ///   GattApplication application(queue, *bus, [](simulator::Stream stream, bool subscribed) { ...
 ///   });
@@ -23,33 +23,34 @@ class GattApplication {
  public:
   static constexpr const char* path = "/org/zephly/strap";
 
-  /// Told by a turn of the queue, and by unsubscribeAll().
+  /// Called from the queue, and by unsubscribeAll().
   using Observer = std::function<void(simulator::Stream stream, bool subscribed)>;
 
-  /// Puts the objects on the bus, which must outlive this one or be lost. Throws BusError.
+  /// Exports the objects. The bus must outlive this object, unless its connection was lost. Throws
+  /// BusError.
   GattApplication(main_queue::MainQueue& queue, bluez::Bus& bus, Observer changed);
   GattApplication(const GattApplication&) = delete;
   GattApplication& operator=(const GattApplication&) = delete;
 
   /// Whether bluetoothd has asked for the stream's values, for any number of centrals.
   bool isSubscribed(simulator::Stream stream) const;
-  /// Announces a value. Whether anybody has subscribed is not asked.
+  /// Sends a value, independent of subscriptions.
   void notify(simulator::Stream stream, bluez::Bytes value);
-  /// The service that had asked for values has gone: subscriptions end, and the observer is told at
-  /// once. It must not destroy this object.
+  /// bluetoothd has gone, and the subscriptions with it. Calls the observer at once, which must not
+  /// destroy this object.
   void unsubscribeAll();
 
  private:
   struct Characteristic {
     bluez::Bytes value;
     bool notifying = false;
-    bool told = false;  ///< what the observer knows of it
+    bool reported = false;  ///< the state that the observer was called with
     std::unique_ptr<bluez::ExportedObject> object;
   };
 
   bluez::Interface interfaceOf(simulator::Stream stream);
   void setNotifying(simulator::Stream stream, bool notifying);
-  void tell(simulator::Stream stream);
+  void report(simulator::Stream stream);
   Characteristic& of(simulator::Stream stream);
 
   main_queue::MainQueue& queue_;

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// When the strap loses its link: at the times that were asked for, and when its training plan says
-/// so.
+/// The times at which the strap loses its link: those of the options and those of the training
+/// plan.
 
 #include <simulator/frame.h>
 #include <simulator/training_plan.h>
@@ -13,7 +13,7 @@ namespace Zephly::peripheral {
 
 class LinkLosses {
  public:
-  /// At each of `times` for `absence`, and as `plan` has it.
+  /// At each of `times` for `absence`, and those of `plan`.
   LinkLosses(std::vector<simulator::StrapTime> times, simulator::StrapTime absence,
              simulator::TrainingPlan plan);
 

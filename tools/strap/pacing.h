@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// Lets a strap run with the clock on the wall: says at each turn what has become due, sends it,
-/// and says when the next turn should be.
+/// Runs a strap in real time: each turn sends the frames that are due and returns the time until
+/// the next turn.
 ///
 ///   Pacing pacing(transmitter, std::chrono::steady_clock::now());
 ///   const Pacing::Turn turn = pacing.turn(std::chrono::steady_clock::now());
 ///   if (turn.wait) timer = queue.after(*turn.wait, again);
 ///
-/// Times are counted from the beginning, so that no delay adds up. What was missed is sent late, in
-/// one go; but when more than longestDelay was missed (the machine was busy or the process was
-/// stopped), it is dropped, and the strap goes on in the present.
+/// Times are relative to the start, so that delays do not add up. Frames that are late are sent
+/// together; when they are later than longestDelay (the machine was busy or the process was
+/// stopped), they are dropped, and the strap continues with the current ones.
 
 #include <simulator/frame.h>
 #include <simulator/transmitter.h>
@@ -25,14 +25,13 @@ class Pacing {
   using Time = std::chrono::steady_clock::time_point;
 
   static constexpr std::chrono::nanoseconds longestDelay = std::chrono::seconds(1);
-  /// Frames that one turn drops; more are left to the next one.
+  /// Frames that one turn drops at most; the next turn continues.
   static constexpr std::uint64_t skippedPerTurn = 10'000;
 
   struct Turn {
-    /// Until the next turn; empty when there is nothing to send any more until subscriptions
-    /// change.
+    /// Until the next turn; empty when there is nothing to send before subscriptions change.
     std::optional<std::chrono::nanoseconds> wait;
-    /// Frames that were dropped, told once all of them are.
+    /// Frames that were dropped, reported by the turn that drops the last of them.
     std::uint64_t skipped = 0;
   };
 
@@ -40,7 +39,7 @@ class Pacing {
   Pacing(simulator::Transmitter& transmitter, Time start)
       : transmitter_(transmitter), start_(start) {}
 
-  /// Everything up to `now`.
+  /// Sends everything up to `now`.
   Turn turn(Time now);
   simulator::StrapTime strapTime(Time now) const { return now - start_; }
 

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// The lines in which `zephly strap` says what it sends.
+/// The lines of `zephly strap` about the frames that it sends.
 
 #include <simulator/frame.h>
 #include <simulator/transmitter.h>
@@ -20,7 +20,7 @@ FrameCounts framesSent(const simulator::Transmitter& transmitter);
 /// "temperature 1, ecg 83, battery 0, respiration 83, motion 30"
 std::string countsText(const FrameCounts& counts);
 
-/// "12.003456 sent ecg 00FF..." with the time of a clock that does not jump.
+/// "12.003456 sent ecg 00FF..."; `time` is of a monotonic clock.
 std::string frameText(std::chrono::nanoseconds time, const simulator::Frame& frame);
 
 /// "2.5": seconds, to the millisecond.
