@@ -32,9 +32,9 @@ using Clock = std::chrono::steady_clock;
 // Faster than any machine: the pacer is always behind and never waits.
 constexpr double unattainableSpeed = 1e9;
 
-// What is planned never falls into the instant of a frame or of its delivery, so that it is known
-// who hears what: frames are due at whole milliseconds or thirds of them. Losses and delegates keep
-// out of each other's way too.
+// Planned operations never coincide with a frame or its delivery, so that the receivers of each
+// frame are known: frames are due at whole milliseconds or thirds of them. Losses and changes of
+// delegates do not coincide either.
 constexpr Duration delegateInstant = 1ns;
 constexpr Duration lossInstant = 2ns;
 

@@ -139,7 +139,7 @@ TEST_P(BluezSubscribing, DeliversNothingAfterAnImmediateUnsubscription) {
   recorder().peripheral_->setNotifyValue(true, find("46"));
   recorder().peripheral_->setNotifyValue(false, find("46"));
   EXPECT_EQ(takeEvents().size(), 2U) << "one answer each";
-  EXPECT_FALSE(bluez.notify(strap, ecg, {1})) << "nobody takes it";
+  EXPECT_FALSE(bluez.notify(strap, ecg, {1})) << "there is no subscriber";
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 

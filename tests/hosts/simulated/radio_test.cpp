@@ -89,7 +89,7 @@ TEST_F(RadioTest, ReportsNothingWithoutAScan) {
   const Session session({.scan = false});
   scheduler.advance(1s);
   EXPECT_EQ(session.recorder->discoveries, 0);
-  EXPECT_LE(scheduler.pending(), 0U) << "nobody listens: advertising costs nothing";
+  EXPECT_LE(scheduler.pending(), 0U) << "without a scan advertising schedules nothing";
 }
 
 TEST_F(RadioTest, AScanBeforeTheRadioIsOnDoesNothing) {
@@ -247,7 +247,7 @@ TEST_F(RadioTest, SkipsADestroyedDelegate) {
   radio.setState(CBManagerState::poweredOff);
   radio.setState(CBManagerState::poweredOn);
   scheduler.advance(1s);
-  EXPECT_FALSE(device.connected()) << "nobody asked for a connection again";
+  EXPECT_FALSE(device.connected()) << "no connection was requested again";
 }
 
 TEST_F(RadioTest, SkipsADestroyedPeripheralDelegateAndUsesItsSuccessor) {
