@@ -11,10 +11,10 @@ BareHost::BareHost() {
     characteristics_[static_cast<std::size_t>(stream)] =
         std::make_shared<BareCharacteristic>(simulator::characteristicUUID(stream));
   }
-  Host::use(this);
+  Zephly::Host::use(this);
 }
 
-BareHost::~BareHost() { Host::leave(this); }
+BareHost::~BareHost() { Zephly::Host::leave(this); }
 
 std::shared_ptr<CBCentralManager> BareHost::createCentralManager(
     std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* /*queue*/,

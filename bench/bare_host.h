@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A minimal host without behaviour. Its central does nothing, and its only device keeps the
-/// handler that the kit sets.
+/// A host without behaviour: the least that the kit can be connected to. Its central does nothing
+/// and its one device keeps the handler that the kit gives it.
 ///
 ///   BareHost host;
 ///   auto session = Zephly::Zephly::init(application);
@@ -64,8 +64,8 @@ class BareCentral : public CBCentralManager {
                          const std::optional<CBOptions>& /*options*/) override {}
 };
 
-/// The current host during its lifetime.
-class BareHost : public Host {
+/// Is the host in use while it lives.
+class BareHost : public Zephly::Host {
  public:
   BareHost();
   BareHost(const BareHost&) = delete;
@@ -76,9 +76,9 @@ class BareHost : public Host {
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) override;
 
-  /// Reports to the latest central that the device is connected.
+  /// Tells the central created last that the device is connected.
   void connect();
-  /// Notifies the handler of the latest connection of a new value of `stream`.
+  /// Tells the handler of the latest connection that `stream` has a new value.
   void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value);
 
  private:

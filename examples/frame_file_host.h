@@ -132,9 +132,9 @@ class Central final : public CBCentralManager {
 };
 
 /// In use while it lives. The queue must outlive the session.
-struct FrameFileHost final : Host {
-  explicit FrameFileHost(Queue& calls) : queue(calls) { Host::use(this); }
-  ~FrameFileHost() override { Host::leave(this); }
+struct FrameFileHost final : Zephly::Host {
+  explicit FrameFileHost(Queue& calls) : queue(calls) { Zephly::Host::use(this); }
+  ~FrameFileHost() override { Zephly::Host::leave(this); }
   std::shared_ptr<CBCentralManager> createCentralManager(std::weak_ptr<CentralDelegate> delegate,
                                                          DispatchQueue* /*queue*/,
                                                          const Options& /*options*/) override {

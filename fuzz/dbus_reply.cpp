@@ -200,7 +200,7 @@ class World {
     if ((flags_ & 2U) != 0) options.adapter = "hci0";
     options.timing.firstPause = limit(2);
     options.timing.longestPause = limit(2);
-    options.timing.heardLimit = limit(3);
+    options.timing.stalledAttemptLimit = limit(3);
     options.timing.discoveryLimit = 1h;
     options.timing.discoveryCheck = limit(4);
     options.timing.settleTime = limit(5);

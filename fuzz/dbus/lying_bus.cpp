@@ -55,7 +55,7 @@ void LyingBus::call(const Destination& destination, const Arguments& arguments,
   if (lost_) answer(calls_.size() - 1, {{}, "org.freedesktop.DBus.Error.Disconnected", {}});
 }
 
-void LyingBus::tell(const Destination& /*destination*/, const Arguments& /*arguments*/) {}
+void LyingBus::send(const Destination& /*destination*/, const Arguments& /*arguments*/) {}
 
 void LyingBus::settle(std::chrono::milliseconds /*limit*/) {}
 

@@ -49,7 +49,7 @@ class LyingBus final : public Zephly::bluez::Bus {
   void call(const Zephly::bluez::Destination& destination,
             const Zephly::bluez::Arguments& arguments, std::chrono::milliseconds timeout,
             ReplyHandler handler) override;
-  void tell(const Zephly::bluez::Destination& destination,
+  void send(const Zephly::bluez::Destination& destination,
             const Zephly::bluez::Arguments& arguments) override;
   void settle(std::chrono::milliseconds limit) override;
   Subscription onSignal(const std::string& rule, SignalHandler handler) override;

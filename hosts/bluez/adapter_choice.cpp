@@ -18,7 +18,7 @@ bool sameText(const std::string& left, const std::string& right) {
 
 }  // namespace
 
-// BlueZ before 5.51 does not tell.
+// BlueZ before 5.51 has no property Roles: the adapter is then assumed to be able.
 bool canBeCentral(const ObjectTree& tree, const std::string& adapter) {
   const auto* roles = tree.property<Strings>(adapter, adapterInterface, "Roles");
   return roles == nullptr || std::any_of(roles->begin(), roles->end(), [](const std::string& role) {
@@ -52,7 +52,7 @@ std::string AdapterChoice::choose(const ObjectTree& tree) {
                                   [&](const auto& path) { return !able_(tree, path); }),
                    candidates.end());
   if (candidates.empty()) return chosen_ = {};
-  // The one of before, then by number (hci2 before hci10); but one that is switched on before all.
+  // A powered adapter first; among those the previous choice, then by number (hci2 before hci10).
   std::stable_sort(candidates.begin(), candidates.end(), [&](const auto& a, const auto& b) {
     if ((a == chosen_) != (b == chosen_)) return a == chosen_;
     return a.size() < b.size();

@@ -7,17 +7,17 @@
 ///   auto session = Zephly::Zephly::init(application);
 ///   queue.run();
 ///
-/// It needs the service bluetoothd (Debian package bluez) and the permission to speak to it (on
-/// stricter systems, membership of the group bluetooth). What is missing is told by one line and as
-/// the radio's state, and everything begins to work by itself when it is there: bus, service,
+/// It needs the service bluetoothd (Debian package bluez) and the permission to use it (on stricter
+/// systems, membership of the group bluetooth). What is missing is reported by one line and as the
+/// state of the radio, and the host starts to work as soon as it is available: bus, service,
 /// adapter and power may come and go at any time.
 ///
-/// Scans, connection requests and links survive that as far as they can: a scan goes on with the
-/// next powered adapter, a connection request is made anew until it succeeds, a link that is lost
-/// is told once, with the reason as far as BlueZ gives one.
+/// Scans, connection requests and links survive that as far as possible: a scan continues on the
+/// next powered adapter, a connection request is repeated until it succeeds, the loss of a link is
+/// reported once, with the reason if BlueZ gives one.
 ///
-/// No thread is started, and nothing waits: all of it lives on the main queue, and belongs to the
-/// thread that runs it. (Connecting to the bus waits for the bus's greeting.)
+/// The host starts no thread and does not block, except for the handshake with the bus. Everything
+/// runs on the main queue and must be used from the thread that runs it.
 
 #include <hosts/bluez/timing.h>
 #include <hosts/main_queue/main_queue.h>
@@ -34,13 +34,13 @@
 
 namespace Zephly::bluez {
 
-/// How the values of a subscribed characteristic come from bluetoothd.
+/// How bluetoothd passes on the values of a subscribed characteristic.
 enum class Notifications {
   signals,      ///< as D-Bus signals, in one order for all characteristics
   descriptors,  ///< each characteristic through a descriptor of its own
 };
 
-/// How the host is set up; everything has a default.
+/// Options of the host; all have defaults.
 struct Options {
   /// The adapter to use: "hci0", or its address "00:1A:7D:DA:71:13". An adapter named by its number
   /// is recognised by its address when it comes back under another number. Empty: the first one
@@ -49,12 +49,13 @@ struct Options {
   /// D-Bus address of the bus; empty: the system bus.
   std::string busAddress = {};
   Notifications notifications = Notifications::signals;
-  /// Signals that end the program: the scan is stopped and the strap released before the signal
-  /// does its default. Empty for a program that handles them itself and destroys the host.
+  /// Signals that end the program: the host stops the scan and disconnects the strap, then the
+  /// signal takes its default action. Empty for a program that handles them itself and destroys the
+  /// host.
   std::vector<int> releaseOn = {SIGINT, SIGTERM};
-  /// Gets one line for people whenever the state of the radio changes, and when attempts to connect
-  /// a device that is heard lead nowhere: what is missing or does not work and what to do about it.
-  /// Without one, the lines go to console().
+  /// Gets one line for people whenever the state of the radio changes, and when a device that
+  /// advertises cannot be connected: what is missing or does not work, and a command that helps.
+  /// By default the lines go to console().
   std::function<void(std::string_view)> report = {};
   Timing timing = {};
 };
@@ -66,8 +67,8 @@ class ZEPHLY_EXPORT Bluetooth final : public Host {
   explicit Bluetooth(main_queue::MainQueue& queue, Options options = {});
   Bluetooth(const Bluetooth&) = delete;
   Bluetooth& operator=(const Bluetooth&) = delete;
-  /// Host::leave. Stops the scan and releases the devices, without waiting for either. Centrals
-  /// that outlive it report `unsupported`, do nothing and are told nothing any more.
+  /// Host::leave. Stops the scan and disconnects the devices, without waiting for either. Centrals
+  /// that outlive it report `unsupported`, do nothing and call no delegate any more.
   ~Bluetooth() override;
 
   std::shared_ptr<CBCentralManager> createCentralManager(

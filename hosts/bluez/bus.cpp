@@ -84,7 +84,7 @@ class SdBus final : public Bus {
     arm();
   }
 
-  void tell(const Destination& destination, const Arguments& arguments) override {
+  void send(const Destination& destination, const Arguments& arguments) override {
     try {
       const auto proxy =
           sdbus_version::createProxy(*connection_, destination.service, destination.path);

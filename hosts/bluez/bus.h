@@ -125,7 +125,7 @@ class Bus {
   virtual void call(const Destination& destination, const Arguments& arguments,
                     std::chrono::milliseconds timeout, ReplyHandler handler) = 0;
   /// Calls a method of whose outcome nobody wants to hear.
-  virtual void tell(const Destination& destination, const Arguments& arguments) = 0;
+  virtual void send(const Destination& destination, const Arguments& arguments) = 0;
 
   /// Waits until the bus (not those who are called) has taken over what was sent, at most that
   /// long. For the end: a bus that still has something to deliver to a connection that was closed

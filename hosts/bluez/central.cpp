@@ -48,12 +48,12 @@ void Central::scanForPeripheralsWithServices(const std::optional<std::vector<CBU
                                              const std::optional<CBOptions>& /*options*/) {
   if (radio_ == nullptr || state_ != CBManagerState::poweredOn) return;
   filter_ = serviceUUIDs;
-  const bool begins = !std::exchange(scanning_, true);
+  const bool begins = !std::exchange(scanning_, true);  // otherwise only the filter is new
   radio_->updateScan();
   if (!begins) return;
   radio_->queue().post([weak = weakSelf()] {
     const auto self = weak.lock();
-    if (self && self->radio_ != nullptr) self->radio_->hearConnected();
+    if (self && self->radio_ != nullptr) self->radio_->reportConnectedDevices();
   });
 }
 
@@ -75,6 +75,8 @@ bool Central::isLinked(const std::string& key) const {
   return found != kept_.end() && found->second->isLinked();
 }
 
+// A request or link must survive the application dropping its pointer, so the central owns the
+// peripheral meanwhile. Otherwise the application owns it, and known_ only finds it again.
 void Central::keep(const std::shared_ptr<Peripheral>& peripheral, bool kept) {
   if (kept) {
     kept_[peripheral->key()] = peripheral;
@@ -95,7 +97,7 @@ void Central::radioChangesSoon() {
 
 void Central::radioChanged() {
   const auto self = std::static_pointer_cast<Central>(shared_from_this());
-  // On another adapter the state may be the same.
+  // After a change of the adapter the state may be the same.
   const bool changed = std::exchange(state_, radio_->state()) != radio_->state();
   const auto delegate = delegate_.lock();
   if (changed && delegate) delegate->centralManagerDidUpdateState(self);
@@ -105,23 +107,18 @@ void Central::radioChanged() {
   }
 }
 
-void Central::deviceHeard(const std::string& key, const std::string& path) {
+void Central::deviceAdvertised(const std::string& key, const std::string& path) {
   const auto known = peripheral(key);
   if (known) {
     known->setName(radio_->advertisedName(path));
-    known->heard();
+    known->advertised();
   }
   const auto delegate = delegate_.lock();
   if (radio_ == nullptr || !scanning_ || state_ != CBManagerState::poweredOn || !delegate) return;
 
   const ObjectTree& tree = radio_->daemon().tree();
   const CBAdvertisementData data = advertisementOf(*radio_, tree, path);
-  const auto& offered = data.serviceUUIDs;
-  const bool wanted =
-      !filter_ || std::any_of(filter_->begin(), filter_->end(), [&](const CBUUID& uuid) {
-        return std::find(offered.begin(), offered.end(), uuid) != offered.end();
-      });
-  if (!wanted) return;
+  if (!hosts::passesAny(filter_, data.serviceUUIDs)) return;
 
   auto device = known;
   if (!device) {
@@ -131,7 +128,8 @@ void Central::deviceHeard(const std::string& key, const std::string& path) {
   delegate->centralManagerDidDiscoverPeripheral(
       std::static_pointer_cast<CBCentralManager>(shared_from_this()), device, data,
       strengthOf(tree, path));
-  // Of the many devices that pass by, those are remembered that somebody has taken hold of.
+  // Most devices in reach are of no interest. Only those are remembered whose object the delegate
+  // has kept, so that it gets the same object again.
   if (!known && device.use_count() > 1) {
     known_[key] = device;
   }

@@ -4,6 +4,7 @@
 
 #include <hosts/bluez/object_tree.h>
 #include <hosts/bluez/value.h>
+#include <hosts/foundation/uuid_filter.h>
 #include <zephly/platform/cb_central_manager.h>
 
 #include <map>
@@ -21,7 +22,7 @@ class Radio;
 /// the same on every adapter: "dev_C4_11_22_33_44_55".
 class Central final : public CBCentralManager {
  public:
-  /// Without a radio (null) it is as one whose radio has gone.
+  /// Without a radio (null) it behaves as one whose radio has been destroyed.
   Central(Radio* radio, std::weak_ptr<CBCentralManagerDelegate> delegate);
   Central(const Central&) = delete;
   Central& operator=(const Central&) = delete;
@@ -33,27 +34,27 @@ class Central final : public CBCentralManager {
   void connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
                          const std::optional<CBOptions>& options) override;
 
-  /// Null once the radio has gone.
+  /// Null after retire().
   Radio* radio() const { return radio_; }
   std::shared_ptr<CBCentralManagerDelegate> delegate() const { return delegate_.lock(); }
-  /// Whether anything here asks for devices to be found.
+  /// Whether a scan was requested, or a requested device has to be found.
   bool needsScan() const;
   /// Whether it is connected, or being connected, to the device.
   bool needs(const std::string& key) const;
   bool isLinked(const std::string& key) const;
-  /// Keeps a peripheral for as long as it has a request or a link, or lets go of it.
+  /// Owns a peripheral while it has a request or a link, or releases it.
   void keep(const std::shared_ptr<Peripheral>& peripheral, bool kept);
 
-  /// Takes the radio's state over, by a later turn.
+  /// Takes over the radio's state by a later turn.
   void radioChangesSoon();
-  /// The radio's state or adapter is another one.
+  /// The radio's state or adapter has changed.
   void radioChanged();
-  void deviceHeard(const std::string& key, const std::string& path);
+  void deviceAdvertised(const std::string& key, const std::string& path);
   void deviceChanged(const std::string& key, const ObjectChange& change);
   void serviceAdded(const std::string& key, const std::string& path);
   void valueArrived(const std::string& key, const std::string& path, const Bytes& value);
   void disconnectionExplained(const std::string& key, const std::string& reason);
-  /// The radio goes: releases the devices.
+  /// The radio is being destroyed: releases the devices.
   void retire();
 
  private:
@@ -65,11 +66,11 @@ class Central final : public CBCentralManager {
 
   Radio* radio_;
   std::weak_ptr<CBCentralManagerDelegate> delegate_;
-  CBManagerState state_;  ///< as told
+  CBManagerState state_;  ///< as last reported to the delegate
   bool scanning_ = false;
-  std::optional<std::vector<CBUUID>> filter_;
+  hosts::UUIDFilter filter_;
   std::map<std::string, std::shared_ptr<Peripheral>> kept_;
-  /// All that somebody holds.
+  /// All that the application may still hold.
   std::map<std::string, std::weak_ptr<Peripheral>> known_;
 };
 

@@ -19,6 +19,16 @@ bool concernsUs(const std::string& interface) {
 
 }  // namespace
 
+// States and what leads from one to the next:
+//
+//   unknown, noBus --openBus()--> asking for the owner --GetNameOwner, StartServiceByName or the
+//   signal NameOwnerChanged--> ownerAppeared(), load() --GetManagedObjects--> ready
+//
+//   any --ownerGone()--> noService        any --busLost()--> noBus, and openBus() after a pause
+//
+// Replies carry the owner that they were requested from, and are dropped when it is no longer the
+// present one. Every call to the listener may destroy this object: `alive` is checked after each.
+
 Daemon::Daemon(main_queue::MainQueue& queue, std::string busAddress, const Timing& timing,
                DaemonListener& listener)
     : queue_(queue),
@@ -36,7 +46,8 @@ void Daemon::call(const std::string& path, const std::string& interface, const s
                   const Arguments& arguments, std::chrono::milliseconds timeout,
                   Bus::ReplyHandler handler) {
   if (bus_ && !owner_.empty()) {
-    // To the owner and not to the name: what was meant for one service never reaches the next.
+    // To the owner, not to the name: a call meant for a service that has been replaced meanwhile
+    // must not reach its successor, whose objects have the same paths.
     bus_->call({owner_, path, interface, method}, arguments, timeout, std::move(handler));
     return;
   }
@@ -46,9 +57,9 @@ void Daemon::call(const std::string& path, const std::string& interface, const s
   });
 }
 
-void Daemon::tell(const std::string& path, const std::string& interface,
+void Daemon::send(const std::string& path, const std::string& interface,
                   const std::string& method) {
-  if (bus_ && !owner_.empty()) bus_->tell({owner_, path, interface, method}, {});
+  if (bus_ && !owner_.empty()) bus_->send({owner_, path, interface, method}, {});
 }
 
 void Daemon::settle() {
@@ -61,7 +72,7 @@ void Daemon::refresh(std::function<void(bool)> handler) {
          if (owner != owner_ || !ready()) return handler(false);
          const auto changes = reply ? tree_.replace(reply.values) : std::nullopt;
          const std::weak_ptr<void> alive = alive_;
-         if (changes) tellChanges(*changes);
+         if (changes) reportChanges(*changes);
          if (!alive.expired()) handler(changes.has_value());
        });
 }
@@ -73,7 +84,7 @@ void Daemon::refresh(const std::string& path, const std::string& interface,
          const auto* all = at<Dictionary>(reply.values, 0);
          if (owner != owner_ || !ready() || !reply || all == nullptr) return handler(false);
          const std::weak_ptr<void> alive = alive_;
-         tellChanges(tree_.refresh(path, interface, *all));
+         reportChanges(tree_.refresh(path, interface, *all));
          if (!alive.expired()) handler(true);
        });
 }
@@ -82,6 +93,7 @@ void Daemon::openBus() {
   try {
     bus_ = Bus::open(queue_, busAddress_);
     bus_->onLost([this] { busLost(); });
+    // Both matches before the owner is asked for, so that no change of it is missed.
     signals_ = bus_->onSignal("type='signal',sender='org.bluez'",
                               [this](const Signal& signal) { take(signal); });
     owners_ = bus_->onSignal(
@@ -92,18 +104,19 @@ void Daemon::openBus() {
           if (signal.sender != busName || owner == nullptr || *owner == owner_) return;
           const std::weak_ptr<void> alive = alive_;
           if (!owner_.empty() || owner->empty()) ownerGone();
-          if (!alive.expired() && !owner->empty()) ownerIs(*owner);
+          if (!alive.expired() && !owner->empty()) ownerAppeared(*owner);
         });
   } catch (const BusError& error) {
     bus_.reset();
     retry_.later([this] { openBus(); });
-    become(State::noBus, error.what());
+    setState(State::noBus, error.what());
     return;
   }
   retry_.succeeded();
   askForOwner();
 }
 
+// The state changes before the objects end, so that the listener knows why they do.
 void Daemon::busLost() {
   signals_.reset();
   owners_.reset();
@@ -112,8 +125,8 @@ void Daemon::busLost() {
   const auto changes = tree_.clear();
   owner_.clear();
   const std::weak_ptr<void> alive = alive_;
-  become(State::noBus, "the bus has closed the connection");
-  if (!alive.expired()) tellChanges(changes);
+  setState(State::noBus, "the bus has closed the connection");
+  if (!alive.expired()) reportChanges(changes);
 }
 
 void Daemon::askForOwner() {
@@ -122,7 +135,7 @@ void Daemon::askForOwner() {
                const auto* owner = at<std::string>(reply.values, 0);
                if (!owner_.empty()) return;
                if (reply && owner != nullptr && !owner->empty()) {
-                 ownerIs(*owner);
+                 ownerAppeared(*owner);
                } else {
                  startService();
                }
@@ -130,14 +143,14 @@ void Daemon::askForOwner() {
 }
 
 void Daemon::startService() {
-  // Where the bus knows how to start it. The owner is told by a signal.
+  // On success the owner follows by the signal NameOwnerChanged.
   bus_->call({busName, busPath, busName, "StartServiceByName"}, {bluezService, std::uint32_t{0}},
              timing_.callLimit, [this](const Reply& reply) {
-               if (owner_.empty() && !reply) become(State::noService, reply.errorText());
+               if (owner_.empty() && !reply) setState(State::noService, reply.errorText());
              });
 }
 
-void Daemon::ownerIs(const std::string& owner) {
+void Daemon::ownerAppeared(const std::string& owner) {
   owner_ = owner;
   load();
 }
@@ -147,8 +160,8 @@ void Daemon::ownerGone() {
   retry_.succeeded();
   const auto changes = tree_.clear();
   const std::weak_ptr<void> alive = alive_;
-  become(State::noService, "bluetoothd has stopped");
-  if (!alive.expired()) tellChanges(changes);
+  setState(State::noService, "bluetoothd has stopped");
+  if (!alive.expired()) reportChanges(changes);
 }
 
 void Daemon::load() {
@@ -159,22 +172,22 @@ void Daemon::load() {
          if (changes) {
            retry_.succeeded();
            const std::weak_ptr<void> alive = alive_;
-           become(State::ready, {});
-           if (!alive.expired()) tellChanges(*changes);
+           setState(State::ready, {});
+           if (!alive.expired()) reportChanges(*changes);
            return;
          }
          retry_.later([this] { load(); });
          if (reply.errorName == accessDenied) {
-           become(State::noPermission, reply.errorText());
+           setState(State::noPermission, reply.errorText());
          } else {
-           become(State::noService, reply ? "bluetoothd does not list its objects"
-                                          : "bluetoothd does not answer: " + reply.errorText());
+           setState(State::noService, reply ? "bluetoothd does not list its objects"
+                                            : "bluetoothd does not answer: " + reply.errorText());
          }
        });
 }
 
-void Daemon::become(State state, const std::string& message) {
-  std::string reason = hosts::oneLine(message);  // part of a line that people read
+void Daemon::setState(State state, const std::string& message) {
+  std::string reason = hosts::oneLine(message);  // becomes part of a one-line message
   if (state_ == state && reason_ == reason) return;
   state_ = state;
   reason_ = std::move(reason);
@@ -182,7 +195,8 @@ void Daemon::become(State state, const std::string& message) {
 }
 
 void Daemon::take(const Signal& signal) {
-  // The bus also delivers what others have asked for, and the last words of a service before.
+  // Signals of the previous owner may still be under way, and another subscription of this
+  // connection may match signals of other senders.
   if (signal.sender != owner_ || !ready()) return;
   if (signal.interface == propertiesInterface) {
     if (signal.member == "PropertiesChanged") takeProperties(signal);
@@ -190,14 +204,14 @@ void Daemon::take(const Signal& signal) {
     const std::weak_ptr<void> alive = alive_;
     const bool added = signal.member == "InterfacesAdded";
     if (added) {
-      tellChanges(tree_.add(signal.arguments));
+      reportChanges(tree_.add(signal.arguments));
     } else if (signal.member == "InterfacesRemoved") {
-      tellChanges(tree_.remove(signal.arguments));
+      reportChanges(tree_.remove(signal.arguments));
     }
     const auto* path = at<std::string>(signal.arguments, 0);
     if (alive.expired() || !added || path == nullptr) return;
     if (tree_.property<std::int64_t>(*path, deviceInterface, "RSSI") != nullptr) {
-      listener_.deviceHeard(*path);
+      listener_.deviceAdvertised(*path);
     }
   } else if (signal.interface == deviceInterface && signal.member == "Disconnected") {
     const auto* name = at<std::string>(signal.arguments, 0);
@@ -219,7 +233,7 @@ void Daemon::takeProperties(const Signal& signal) {
     if (const auto* value = find<Bytes>(*values, "Value")) {
       listener_.valueArrived(signal.path, *value);
     }
-    // Values are events, no state to be kept.
+    // Values are events, not state: they do not go into the object tree.
     if (alive.expired() || values->count("Value") != 0) return;
   }
   const auto changes = tree_.change(signal.path, signal.arguments);
@@ -227,12 +241,13 @@ void Daemon::takeProperties(const Signal& signal) {
     if (concernsUs(*interface)) refreshSoon();
     return;
   }
-  tellChanges(*changes);
+  reportChanges(*changes);
   if (alive.expired() || *interface != deviceInterface) return;
-  if (values->count("RSSI") != 0 || values->count("Name") != 0) listener_.deviceHeard(signal.path);
+  if (values->count("RSSI") != 0 || values->count("Name") != 0)
+    listener_.deviceAdvertised(signal.path);
 }
 
-void Daemon::tellChanges(const ObjectChanges& changes) {
+void Daemon::reportChanges(const ObjectChanges& changes) {
   const std::weak_ptr<void> alive = alive_;
   for (const ObjectChange& change : changes) {
     listener_.objectChanged(change);
@@ -240,6 +255,8 @@ void Daemon::tellChanges(const ObjectChanges& changes) {
   }
 }
 
+// A change of an object that the tree does not know: a signal was lost, so everything is read anew,
+// with growing pauses as long as that fails.
 void Daemon::refreshSoon() {
   if (refreshRetry_.waiting()) return;
   refreshRetry_.later([this] {

@@ -1,9 +1,9 @@
 #pragma once
 /// @file
-/// The service bluetoothd as it comes and goes: the bus, the owner of its name, its objects.
+/// The service bluetoothd: the bus, the owner of its name, its objects.
 ///
-/// Opens the bus and opens it again when it was lost, finds the service and finds it again when it
-/// was restarted, and tells one listener what happens there, in order.
+/// Opens the bus and reopens it when it is lost, finds the service and finds it again when it is
+/// restarted, and reports events to one listener, in order.
 
 #include <hosts/bluez/bus.h>
 #include <hosts/bluez/object_tree.h>
@@ -18,19 +18,20 @@
 
 namespace Zephly::bluez {
 
-/// Is told, always by a turn of the queue; may destroy the daemon.
+/// Receives the events, always by a turn of the queue; may destroy the daemon.
 class DaemonListener {
  public:
   virtual ~DaemonListener() = default;
 
-  /// state() is another one. When the service has gone, this comes before the end of its objects.
+  /// state() has changed. When the service has stopped, this call precedes those for the end of its
+  /// objects.
   virtual void daemonChanged() = 0;
   virtual void objectChanged(const ObjectChange& change) = 0;
-  /// One advertisement of a device, or another name of it.
-  virtual void deviceHeard(const std::string& path) = 0;
+  /// A device has advertised, or has changed its name.
+  virtual void deviceAdvertised(const std::string& path) = 0;
   /// One value of a characteristic.
   virtual void valueArrived(const std::string& path, const Bytes& value) = 0;
-  /// Why a device is about to be, or has just been, disconnected. Newer versions of BlueZ tell it.
+  /// Why a device is about to be, or has just been, disconnected; newer versions of BlueZ only.
   virtual void disconnectionExplained(const std::string& path, const std::string& reason) = 0;
 
  protected:
@@ -39,18 +40,18 @@ class DaemonListener {
   DaemonListener& operator=(const DaemonListener&) = default;
 };
 
-/// Follows the service for as long as it lives.
+/// Follows the service.
 class Daemon {
  public:
   enum class State {
-    unknown,       ///< being asked for
+    unknown,       ///< the first reply is still under way
     noBus,         ///< there is no message bus
-    noService,     ///< nobody has the name org.bluez, or it does not answer
-    noPermission,  ///< the bus does not let this program speak to it
+    noService,     ///< the name org.bluez has no owner, or the owner does not answer
+    noPermission,  ///< the bus does not let this program call the service
     ready,         ///< the objects are known
   };
 
-  /// Begins at once to look for the service; the listener is told from the queue's next turn on.
+  /// Starts to look for the service; the listener is called from the next turn of the queue on.
   Daemon(main_queue::MainQueue& queue, std::string busAddress, const Timing& timing,
          DaemonListener& listener);
   Daemon(const Daemon&) = delete;
@@ -58,7 +59,7 @@ class Daemon {
 
   State state() const { return state_; }
   bool ready() const { return state_ == State::ready; }
-  /// What the system said when the state became what it is; empty when all is well.
+  /// The system's message with which the state was entered; empty when ready.
   const std::string& reason() const { return reason_; }
   const ObjectTree& tree() const { return tree_; }
 
@@ -66,10 +67,10 @@ class Daemon {
   void call(const std::string& path, const std::string& interface, const std::string& method,
             const Arguments& arguments, std::chrono::milliseconds timeout,
             Bus::ReplyHandler handler);
-  /// The same, of whose outcome nobody wants to hear.
-  void tell(const std::string& path, const std::string& interface, const std::string& method);
+  /// Calls a method without a reply. Does nothing while there is no service.
+  void send(const std::string& path, const std::string& interface, const std::string& method);
 
-  /// Waits until the bus has taken over what was told, at most a moment. For the end.
+  /// Waits until the bus has accepted what was sent, at most Timing::leaveLimit. For the end.
   void settle();
 
   /// Reads all objects anew, then calls `handler` with whether that worked.
@@ -83,13 +84,13 @@ class Daemon {
   void busLost();
   void askForOwner();
   void startService();
-  void ownerIs(const std::string& owner);
+  void ownerAppeared(const std::string& owner);
   void ownerGone();
   void load();
-  void become(State state, const std::string& message);
+  void setState(State state, const std::string& message);
   void take(const Signal& signal);
   void takeProperties(const Signal& signal);
-  void tellChanges(const ObjectChanges& changes);
+  void reportChanges(const ObjectChanges& changes);
   void refreshSoon();
 
   main_queue::MainQueue& queue_;

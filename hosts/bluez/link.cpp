@@ -15,16 +15,12 @@ namespace Zephly::bluez {
 namespace {
 
 constexpr const char* inProgress = "org.bluez.Error.InProgress";
-// A subscription that bluetoothd is too busy for is asked for this often.
+// How often a subscription is requested that bluetoothd refuses because it is busy.
 constexpr int subscriptionAttempts = 5;
 
 std::shared_ptr<const NSError> errorOf(const Reply& reply) {
   if (reply) return nullptr;
   return hosts::Error::of(reply.errorText());
-}
-
-bool passes(const Link::Filter& filter, const CBUUID& uuid) {
-  return !filter || std::find(filter->begin(), filter->end(), uuid) != filter->end();
 }
 
 std::optional<CBUUID> uuidOf(const ObjectTree& tree, const std::string& path,
@@ -51,6 +47,8 @@ void Link::begin(bool resolved) {
   if (!resolved) waitForServices(radio_.timing().discoveryLimit);
 }
 
+// bluetoothd resolves the services by itself after each connection; discoveryLimit is for the case
+// that it never does. Every discoveryCheck the properties are read, in case the signal was lost.
 void Link::waitForServices(std::chrono::milliseconds left) {
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
@@ -60,7 +58,7 @@ void Link::waitForServices(std::chrono::milliseconds left) {
   }
   const auto pause = std::min(left, radio_.timing().discoveryCheck);
   discoveryTimer_ = radio_.queue().after(pause, [this, left, pause] {
-    // Before it is asked: the answer may end the waiting.
+    // The next check is scheduled first: the reply of this one may cancel it.
     const auto self = shared_from_this();
     waitForServices(left - pause);
     if (const auto device = peripheral_.lock()) device->verify();
@@ -77,7 +75,7 @@ void Link::serviceAdded(const std::string& path) {
   const auto uuid = uuidOf(radio_.daemon().tree(), path, serviceInterface);
   const bool missed =
       uuid && std::any_of(answered_.begin(), answered_.end(),
-                          [&](const auto& filter) { return passes(filter, *uuid); });
+                          [&](const auto& filter) { return hosts::passes(filter, *uuid); });
   const auto peripheral = peripheral_.lock();
   if (!missed || !peripheral || std::exchange(outdated_, true)) return;
   peripheral->giveUp("The services of the device have changed.");
@@ -85,52 +83,53 @@ void Link::serviceAdded(const std::string& path) {
 
 void Link::drain() {
   std::vector<std::string> paths;
-  for (const auto& [path, feed] : feeds_) paths.push_back(path);
+  for (const auto& [path, reader] : readers_) paths.push_back(path);
   for (const std::string& path : paths) {
-    if (alive_ && feeds_.count(path) != 0) takeFeed(path);
+    if (alive_ && readers_.count(path) != 0) readNotifications(path);
   }
 }
 
 void Link::unsubscribe() {
   if (!alive_) return;
   for (const auto& [path, characteristic] : characteristics_) {
-    if (!characteristic->subscribed() || feeds_.count(path) != 0) continue;
-    radio_.daemon().tell(path, characteristicInterface, "StopNotify");
+    if (!characteristic->subscribed() || readers_.count(path) != 0) continue;
+    radio_.daemon().send(path, characteristicInterface, "StopNotify");
   }
 }
 
 void Link::end() {
   alive_ = false;
   discoveryTimer_.cancel();
-  feeds_.clear();
+  readers_.clear();
   pauses_.clear();
 }
 
-void Link::discoverServices(const Filter& filter) {
+void Link::discoverServices(const hosts::UUIDFilter& filter) {
   if (!alive_) return;
-  asked_.push_back(filter);
+  pending_.push_back(filter);
   if (resolved_) answerServices();
 }
 
-// From a reading of its own: whatever signals were missed or are still under way, what is answered
-// is what there is.
+// All objects are read anew before the answer, because signals about services may have been lost or
+// may still be under way.
 void Link::answerServices() {
-  if (asked_.empty()) return;
+  if (pending_.empty()) return;
   radio_.daemon().refresh(
-      [weak = weak_from_this(), asked = std::exchange(asked_, {})](bool /*done*/) {
+      [weak = weak_from_this(), pending = std::exchange(pending_, {})](bool /*done*/) {
         const auto self = weak.lock();
         if (!self) return;
-        for (const Filter& filter : asked) {
-          if (self->alive_) self->tellServices(filter);
+        for (const hosts::UUIDFilter& filter : pending) {
+          // The delegate may end the link between two answers.
+          if (self->alive_) self->reportServices(filter);
         }
       });
 }
 
-void Link::tellServices(const Filter& filter) {
+void Link::reportServices(const hosts::UUIDFilter& filter) {
   discovered_.emplace();
   for (const std::string& path : radio_.daemon().tree().paths(path_ + "/", serviceInterface)) {
     const auto service = serviceAt(path);
-    if (service && passes(filter, service->UUID())) discovered_->push_back(service);
+    if (service && hosts::passes(filter, service->UUID())) discovered_->push_back(service);
   }
   answered_.push_back(filter);
   const auto peripheral = peripheral_.lock();
@@ -140,25 +139,27 @@ void Link::tellServices(const Filter& filter) {
   }
 }
 
-void Link::discoverCharacteristics(const Filter& filter,
+void Link::discoverCharacteristics(const hosts::UUIDFilter& filter,
                                    const std::shared_ptr<CBService>& service) {
   const auto own = std::dynamic_pointer_cast<Service>(service);
   if (!alive_ || !own || !own->belongsTo(*this)) return;
   radio_.queue().post([weak = weak_from_this(), filter, own] {
     const auto self = weak.lock();
-    if (self && self->alive_) self->tellCharacteristics(filter, own);
+    if (self && self->alive_) self->reportCharacteristics(filter, own);
   });
 }
 
-void Link::tellCharacteristics(const Filter& filter, const std::shared_ptr<Service>& service) {
+void Link::reportCharacteristics(const hosts::UUIDFilter& filter,
+                                 const std::shared_ptr<Service>& service) {
   const ObjectTree& tree = radio_.daemon().tree();
   Service::List list;
   list.emplace();
   for (const std::string& path : tree.paths(service->path() + "/", characteristicInterface)) {
     const auto characteristic = characteristicAt(path);
-    if (characteristic && passes(filter, characteristic->UUID())) list->push_back(characteristic);
+    if (characteristic && hosts::passes(filter, characteristic->UUID()))
+      list->push_back(characteristic);
   }
-  service->setDiscovered(std::move(list));
+  service->setCharacteristics(std::move(list));
   const bool gone = tree.properties(service->path(), serviceInterface) == nullptr;
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
@@ -172,7 +173,7 @@ void Link::tellCharacteristics(const Filter& filter, const std::shared_ptr<Servi
 void Link::setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>& characteristic) {
   const auto own = std::dynamic_pointer_cast<Characteristic>(characteristic);
   if (!alive_ || !own || !own->belongsTo(*this)) return;
-  // From here on, not from the confirmation on: the first values may come before it.
+  // Before the confirmation: the first values may arrive ahead of it.
   own->setSubscribed(enabled);
   if (!enabled) {
     stop(own);
@@ -183,6 +184,9 @@ void Link::setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>&
   }
 }
 
+// Subscribes by StartNotify: values arrive as signals. bluetoothd refuses it with InProgress while
+// it is busy with an earlier request, so it is tried again after a short pause, unless the kit has
+// unsubscribed meanwhile.
 void Link::start(const std::shared_ptr<Characteristic>& characteristic, int attemptsLeft) {
   call(*characteristic, "StartNotify", {},
        [characteristic, attemptsLeft](Link& link, const Reply& reply) {
@@ -194,15 +198,17 @@ void Link::start(const std::shared_ptr<Characteristic>& characteristic, int atte
            return;
          }
          if (!reply) characteristic->setSubscribed(false);
-         link.tellSubscription(characteristic, reply);
+         link.reportSubscription(characteristic, reply);
        });
 }
 
+// Subscribes by AcquireNotify: values arrive through a descriptor of their own, which bluetoothd
+// gives to one program only. Where it refuses, StartNotify is used.
 void Link::acquire(const std::shared_ptr<Characteristic>& characteristic) {
-  if (feeds_.count(characteristic->path()) != 0) {
+  if (readers_.count(characteristic->path()) != 0) {
     radio_.queue().post([weak = weak_from_this(), characteristic] {
       const auto self = weak.lock();
-      if (self && self->alive_) self->tellSubscription(characteristic, {});
+      if (self && self->alive_) self->reportSubscription(characteristic, {});
     });
     return;
   }
@@ -210,41 +216,43 @@ void Link::acquire(const std::shared_ptr<Characteristic>& characteristic) {
        [characteristic](Link& link, const Reply& reply) {
          const auto* descriptor = at<Descriptor>(reply.values, 0);
          const std::string& path = characteristic->path();
-         if (link.feeds_.count(path) != 0) {
-           // Asked twice at once: the first answer has settled it.
-           link.tellSubscription(characteristic, {});
+         if (link.readers_.count(path) != 0) {
+           // Requested twice at once: the first reply has subscribed it.
+           link.reportSubscription(characteristic, {});
            return;
          }
          if (!reply || descriptor == nullptr) {
-           // Held by another program, or nothing that this device can do.
+           // Another program holds the descriptor, or the device does not support it.
            link.start(characteristic, subscriptionAttempts);
            return;
          }
-         // Withdrawn meanwhile, it is closed again right here.
+         // If the kit has unsubscribed meanwhile, the descriptor is closed by not keeping it.
          if (characteristic->subscribed()) {
-           link.feeds_.insert_or_assign(path, Feed(link.radio_.queue(), *descriptor,
-                                                   [&link, path] { link.takeFeed(path); }));
+           link.readers_.insert_or_assign(
+               path, NotificationReader(link.radio_.queue(), *descriptor,
+                                        [&link, path] { link.readNotifications(path); }));
          }
-         link.tellSubscription(characteristic, reply);
+         link.reportSubscription(characteristic, reply);
        });
 }
 
+// Closing the descriptor is enough to unsubscribe; the confirmation still comes by a later turn.
 void Link::stop(const std::shared_ptr<Characteristic>& characteristic) {
   pauses_.erase(characteristic->path());
-  if (feeds_.erase(characteristic->path()) != 0) {
+  if (readers_.erase(characteristic->path()) != 0) {
     radio_.queue().post([weak = weak_from_this(), characteristic] {
       const auto self = weak.lock();
-      if (self && self->alive_) self->tellSubscription(characteristic, {});
+      if (self && self->alive_) self->reportSubscription(characteristic, {});
     });
     return;
   }
   call(*characteristic, "StopNotify", {}, [characteristic](Link& link, const Reply& reply) {
-    link.tellSubscription(characteristic, reply);
+    link.reportSubscription(characteristic, reply);
   });
 }
 
-void Link::tellSubscription(const std::shared_ptr<Characteristic>& characteristic,
-                            const Reply& reply) {
+void Link::reportSubscription(const std::shared_ptr<Characteristic>& characteristic,
+                              const Reply& reply) {
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
   if (const auto delegate = peripheral->delegate()) {
@@ -265,15 +273,17 @@ void Link::valueArrived(const std::string& path, const Bytes& value) {
   }
 }
 
-// The queue keeps a callback, and with it `path`, while it runs, whatever becomes of the feed.
-void Link::takeFeed(const std::string& path) {
+// `path` belongs to the callback of the reader's watch. The queue keeps a callback alive while it
+// runs, so `path` stays valid even when the reader is erased here. The reader is looked up again
+// for every value, because the delegate that receives one may unsubscribe or end the link.
+void Link::readNotifications(const std::string& path) {
   const auto self = shared_from_this();
-  for (auto feed = feeds_.find(path); feed != feeds_.end(); feed = feeds_.find(path)) {
-    const auto value = feed->second.take();
+  for (auto reader = readers_.find(path); reader != readers_.end(); reader = readers_.find(path)) {
+    const auto value = reader->second.take();
     if (!value) {
-      if (!feed->second.ended()) return;
-      feeds_.erase(feed);
-      // With the link, if the device has gone.
+      if (!reader->second.ended()) return;
+      readers_.erase(reader);
+      // bluetoothd closes the descriptor when the device disconnects: the link may have ended.
       if (const auto peripheral = peripheral_.lock()) peripheral->verify();
       return;
     }

@@ -5,9 +5,9 @@
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/bluez/bus.h>
-#include <hosts/bluez/feed.h>
 #include <hosts/bluez/gatt_objects.h>
-#include <zephly/platform/cb_peripheral.h>
+#include <hosts/bluez/notification_reader.h>
+#include <hosts/foundation/uuid_filter.h>
 
 #include <chrono>
 #include <functional>
@@ -25,31 +25,31 @@ class Radio;
 /// One connection to one device.
 class Link : public std::enable_shared_from_this<Link> {
  public:
-  using Filter = std::optional<std::vector<CBUUID>>;
   using ServiceList = std::optional<std::vector<std::shared_ptr<CBService>>>;
 
   /// To the device at `path`.
   Link(Radio& radio, std::weak_ptr<Peripheral> peripheral, std::string path);
 
   const std::string& path() const { return path_; }
-  /// From now on; `resolved` tells whether bluetoothd knows the services already.
+  /// Called once; `resolved`: bluetoothd knows the services already.
   void begin(bool resolved);
   /// bluetoothd knows the services.
   void servicesResolved();
-  /// The device has a service more. After the answer to a discovery that asked for such a one the
-  /// link is given up: whoever asked would never learn of it, and the next link shows it.
+  /// The device has got another service. If it passes the filter of a discovery that has been
+  /// answered already, the link is given up: the list was incomplete, and the next link has all.
   void serviceAdded(const std::string& path);
-  /// Delivers what has arrived and was not yet taken.
+  /// Delivers the values that have arrived and were not read yet.
   void drain();
-  /// Ends the subscriptions with bluetoothd, which would take them up again by itself with the next
-  /// connection, before anybody has asked.
+  /// Ends the subscriptions with bluetoothd. It would renew them by itself on the next connection,
+  /// before the kit has subscribed.
   void unsubscribe();
-  /// From now on nothing is answered or delivered.
+  /// From now on no reply and no value is delivered.
   void end();
 
   const ServiceList& services() const { return discovered_; }
-  void discoverServices(const Filter& filter);
-  void discoverCharacteristics(const Filter& filter, const std::shared_ptr<CBService>& service);
+  void discoverServices(const hosts::UUIDFilter& filter);
+  void discoverCharacteristics(const hosts::UUIDFilter& filter,
+                               const std::shared_ptr<CBService>& service);
   void setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>& characteristic);
 
   void valueArrived(const std::string& path, const Bytes& value);
@@ -59,13 +59,15 @@ class Link : public std::enable_shared_from_this<Link> {
 
   void waitForServices(std::chrono::milliseconds left);
   void answerServices();
-  void tellServices(const Filter& filter);
-  void tellCharacteristics(const Filter& filter, const std::shared_ptr<Service>& service);
-  void tellSubscription(const std::shared_ptr<Characteristic>& characteristic, const Reply& reply);
+  void reportServices(const hosts::UUIDFilter& filter);
+  void reportCharacteristics(const hosts::UUIDFilter& filter,
+                             const std::shared_ptr<Service>& service);
+  void reportSubscription(const std::shared_ptr<Characteristic>& characteristic,
+                          const Reply& reply);
   void start(const std::shared_ptr<Characteristic>& characteristic, int attemptsLeft);
   void acquire(const std::shared_ptr<Characteristic>& characteristic);
   void stop(const std::shared_ptr<Characteristic>& characteristic);
-  void takeFeed(const std::string& path);
+  void readNotifications(const std::string& path);
   void call(const Characteristic& characteristic, const std::string& method,
             const Arguments& arguments, ReplyHandler handler);
   std::shared_ptr<Service> serviceAt(const std::string& path);
@@ -76,15 +78,15 @@ class Link : public std::enable_shared_from_this<Link> {
   std::string path_;
   bool alive_ = true;
   bool resolved_ = false;
-  std::vector<Filter> asked_;  ///< discoveries that wait for their answer
+  std::vector<hosts::UUIDFilter> pending_;  ///< discoveries without an answer yet
   main_queue::Timer discoveryTimer_;
   ServiceList discovered_;
-  std::vector<Filter> answered_;  ///< what `discovered_` was asked with
-  bool outdated_ = false;         ///< `discovered_` lacks a service
+  std::vector<hosts::UUIDFilter> answered_;  ///< filters of the discoveries that were answered
+  bool outdated_ = false;                    ///< `discovered_` lacks a service
   // By path.
   std::map<std::string, std::shared_ptr<Service>> services_;
   std::map<std::string, std::shared_ptr<Characteristic>> characteristics_;
-  std::map<std::string, Feed> feeds_;
+  std::map<std::string, NotificationReader> readers_;
   std::map<std::string, main_queue::Timer> pauses_;
 };
 

@@ -11,12 +11,13 @@ namespace Zephly::bluez {
 
 namespace {
 
-// So many attempts in a row at a device that is heard all the time are told to people.
-constexpr int manyInVain = 3;
+// After so many stalled attempts in a row at a device that keeps advertising, the user gets a line.
+constexpr int stalledAttemptsReported = 3;
 
 constexpr const char* noReason = "The device has disconnected (BlueZ gives no reason).";
 
-// bluetoothd itself is at it; what another program has asked for is told by another name.
+// An attempt of bluetoothd itself is under way. One that another program has requested is refused
+// with another error name (InProgress).
 bool isStuck(const Reply& reply) {
   return reply.errorName == "org.bluez.Error.Failed" &&
          reply.errorMessage == "Operation already in progress";
@@ -30,48 +31,26 @@ Peripheral::Peripheral(Central& central, std::string key)
       key_(std::move(key)),
       retry_(radio_->queue(), radio_->timing()) {}
 
-void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
-  delegate_ = std::move(delegate);
-}
-
-void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) {
-  if (link_) link_->discoverServices(serviceUUIDs);
-}
-
-std::optional<std::vector<std::shared_ptr<CBService>>> Peripheral::services() const {
-  if (!link_) return std::nullopt;
-  return link_->services();
-}
-
-void Peripheral::discoverCharacteristics(
-    const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
-    const std::shared_ptr<CBService>& service) {
-  if (link_) link_->discoverCharacteristics(characteristicUUIDs, service);
-}
-
-void Peripheral::setNotifyValue(bool enabled,
-                                const std::shared_ptr<CBCharacteristic>& characteristic) {
-  if (link_) link_->setNotifyValue(enabled, characteristic);
-}
-
 void Peripheral::request() {
   if (radio_ == nullptr || requested_ || link_) return;
   requested_ = true;
   settled_ = false;
   retry_.succeeded();
   if (const auto central = central_.lock()) central->keep(self(), true);
-  // Later: the device may be connected already, and nothing is told from inside this call.
+  // By a later turn: the device may be connected already, and the delegate must not be called from
+  // inside this call.
   radio_->queue().post([weak = weakSelf()] {
     if (const auto self = weak.lock()) self->proceed();
   });
 }
 
 void Peripheral::radioChanged() {
+  // An attempt on the old adapter, or from before a restart, means nothing to the new one.
   abandonAttempt();
-  inVain_ = 0;
+  stalledAttempts_ = 0;
   settled_ = false;
   if (link_ && !radio_->isOurs(link_->path())) {
-    endLink(radio_->whyGone());
+    endLink(radio_->lossReason());
   } else {
     proceed();
   }
@@ -83,6 +62,8 @@ void Peripheral::deviceChanged(const ObjectChange& change) {
     if (link_) endLink(explanation_.empty() ? "BlueZ has forgotten the device." : explanation_);
     return;
   }
+  // `explanation_` comes from the signal Disconnected, which BlueZ sends before the change of the
+  // property; versions without it leave it empty.
   if (link_ && !isTrue("Connected")) {
     endLink(explanation_.empty() ? noReason : explanation_);
   } else if (link_) {
@@ -94,15 +75,18 @@ void Peripheral::deviceChanged(const ObjectChange& change) {
   }
 }
 
-void Peripheral::heard() {
+// Workaround: now and then an attempt of bluetoothd does not see the device and lasts until its own
+// limit of about 40 s, although the device advertises. While it advertises, an attempt gets
+// stalledAttemptLimit; then Disconnect ends it early, its failed reply arrives, and retry_ starts
+// the next one.
+void Peripheral::advertised() {
   if (link_) verify();
-  if (!calling_ || heardTimer_.active()) return;
-  heardTimer_ = radio_->queue().after(radio_->timing().heardLimit, [this] {
+  if (!calling_ || stallTimer_.active()) return;
+  stallTimer_ = radio_->queue().after(radio_->timing().stalledAttemptLimit, [this] {
     const std::string path = radio_->devicePath(key_);
     if (path.empty()) return;
-    // This ends the attempt, and its failure leads to the next one.
-    radio_->daemon().tell(path, deviceInterface, "Disconnect");
-    if (++inVain_ == manyInVain) radio_->connectsInVain(path);
+    radio_->daemon().send(path, deviceInterface, "Disconnect");
+    if (++stalledAttempts_ == stalledAttemptsReported) radio_->reportUnreachable(path);
   });
 }
 
@@ -111,7 +95,7 @@ void Peripheral::serviceAdded(const std::string& path) {
 }
 
 void Peripheral::valueArrived(const std::string& path, const Bytes& value) {
-  // Held, because its receiver may end it.
+  // Held: the delegate that receives the value may end the link.
   if (const auto link = link_) link->valueArrived(path, value);
 }
 
@@ -126,7 +110,8 @@ void Peripheral::giveUp(const std::string& reason) {
                           const auto self = weak.lock();
                           const auto ended = link.lock();
                           if (!self || !ended || !self->holds(*ended)) return;
-                          // Whatever the reply: if it is still there, nobody knows what it is.
+                          // On a failure too: a link that cannot be ended is of no use either. If
+                          // the disconnection was reported meanwhile, the link has ended already.
                           self->endLink(self->explanation_);
                         });
 }
@@ -138,6 +123,8 @@ void Peripheral::verify() {
   });
 }
 
+// The device is disconnected only when no other central of this process has a link or a request to
+// it: all centrals share bluetoothd's one connection.
 void Peripheral::retire() {
   if (radio_ == nullptr) return;
   const auto central = central_.lock();  // empty when the central is just being destroyed
@@ -149,7 +136,7 @@ void Peripheral::retire() {
   link_.reset();
   Radio* radio = std::exchange(radio_, nullptr);
   const bool shared = radio->neededByOthers(central.get(), key_);
-  if (held && !path.empty() && !shared) radio->daemon().tell(path, deviceInterface, "Disconnect");
+  if (held && !path.empty() && !shared) radio->daemon().send(path, deviceInterface, "Disconnect");
 }
 
 bool Peripheral::isTrue(const char* property) const {
@@ -158,7 +145,8 @@ bool Peripheral::isTrue(const char* property) const {
   return value != nullptr && *value;
 }
 
-// Takes the next step of a request, if there is one to take.
+// Takes the next step of a request, if one is possible now. Called after every change that may make
+// one possible; doing nothing is always correct.
 void Peripheral::proceed() {
   if (radio_ == nullptr || !requested_) return;
   const std::string path = radio_->devicePath(key_);
@@ -166,6 +154,7 @@ void Peripheral::proceed() {
   const bool connected = isTrue("Connected");
   if (connected && isTrue("ServicesResolved")) return establish();
   if (calling_ || retry_.waiting()) return;
+  // Connected by others, but its services are not known yet: see Timing::settleTime.
   if (connected && !settled_) {
     if (settleTimer_.active()) return;
     settleTimer_ = radio_->queue().after(radio_->timing().settleTime, [this] {
@@ -189,16 +178,17 @@ void Peripheral::attempt(const std::string& path) {
 }
 
 void Peripheral::attemptAnswered(const std::string& path, const Reply& reply) {
-  heardTimer_.cancel();
-  const bool hopeless = !reply && reply.errorName == "org.freedesktop.DBus.Error.UnknownObject";
-  if (hopeless) return attemptFailed();
-  // An attempt that was begun while the adapter was going off goes on until it fails after 42 s,
-  // whatever the device does: it is ended.
-  if (isStuck(reply)) radio_->daemon().tell(path, deviceInterface, "Disconnect");
+  stallTimer_.cancel();
+  const bool deviceGone = !reply && reply.errorName == "org.freedesktop.DBus.Error.UnknownObject";
+  if (deviceGone) return attemptFailed();
+  // Workaround: an attempt that began while the adapter was being switched off goes on inside
+  // bluetoothd until it fails after 42 s, and blocks every other one. Disconnect ends it.
+  if (isStuck(reply)) radio_->daemon().send(path, deviceInterface, "Disconnect");
   radio_->daemon().refresh(path, deviceInterface,
                            [weak = weakSelf(), attempt = attempt_](bool /*done*/) {
                              const auto self = weak.lock();
-                             // What the refreshed properties tell may have settled it already.
+                             // The refreshed properties have been handled before this, and may
+                             // have established the link already.
                              if (!self || self->attempt_ != attempt || self->link_) return;
                              if (self->isTrue("Connected")) {
                                self->establish();
@@ -213,19 +203,22 @@ void Peripheral::attemptFailed() {
   retry_.later([this] { proceed(); });
 }
 
+// Also resets the growing pause. The new number makes replies to the attempt come to nothing; the
+// call itself cannot be withdrawn from bluetoothd.
 void Peripheral::abandonAttempt() {
   ++attempt_;
   calling_ = false;
   retry_.succeeded();
   settleTimer_.cancel();
-  heardTimer_.cancel();
+  stallTimer_.cancel();
 }
 
+// The link exists before the delegate is called, which may use it, or destroy the session.
 void Peripheral::establish() {
   abandonAttempt();
   requested_ = false;
   settled_ = false;
-  inVain_ = 0;
+  stalledAttempts_ = 0;
   explanation_.clear();
   const std::string path = radio_->devicePath(key_);
   radio_->connected(path);
@@ -239,9 +232,10 @@ void Peripheral::establish() {
 void Peripheral::endLink(const std::string& reason) {
   const auto self = this->self();
   const auto link = link_;
-  // What has arrived before the end is delivered before it.
+  // Values that arrived before the end are delivered before it. Their receiver may retire us.
   link->drain();
   if (!holds(*link)) return;
+  // The state is idle before the delegate is called: it requests the next connection from there.
   link->unsubscribe();
   link->end();
   link_.reset();

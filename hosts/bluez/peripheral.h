@@ -3,15 +3,26 @@
 /// A device as one central sees it: its name, the request to connect to it, and the link while
 /// there is one. Internal to the host.
 ///
-/// A request is one chain of attempts. An attempt is a call of Device1.Connect; whatever its reply,
-/// what counts is whether the device is connected afterwards, which is asked for explicitly: the
-/// signal that tells it can be missing. A failed attempt is repeated after a pause; without adapter
-/// or device object the chain rests until there is one.
+/// A request is one chain of attempts. An attempt is a call of Device1.Connect. Its reply does not
+/// decide the outcome: afterwards the properties of the device are read, because the signal that
+/// reports the connection can be lost. A failed attempt is repeated after a pause. Without an
+/// adapter or a device object the chain waits until there is one.
+///
+/// States, by the members that are set:
+///
+///   idle        none
+///   requested   requested_            waits for adapter, device, pause (retry_) or settleTimer_
+///   attempting  requested_, calling_  Device1.Connect is under way
+///   linked      link_                 until endLink() or retire()
+///   retired     radio_ is null        for good
+///
+/// request() leads from idle to requested, proceed() on from there, establish() to linked,
+/// endLink() back to idle. abandonAttempt() leads from attempting back to requested.
 
 #include <hosts/bluez/link.h>
 #include <hosts/bluez/object_tree.h>
 #include <hosts/bluez/retry.h>
-#include <zephly/platform/cb_peripheral.h>
+#include <hosts/foundation/gatt_objects.h>
 
 #include <cstdint>
 #include <memory>
@@ -25,43 +36,30 @@ class Central;
 class Radio;
 
 /// A device as one central sees it.
-class Peripheral final : public CBPeripheral {
+class Peripheral final : public hosts::LinkedPeripheral<Link> {
  public:
   Peripheral(Central& central, std::string key);
 
-  std::optional<std::string> name() const override { return name_; }
-  void setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) override;
-  void discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) override;
-  std::optional<std::vector<std::shared_ptr<CBService>>> services() const override;
-  void discoverCharacteristics(const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
-                               const std::shared_ptr<CBService>& service) override;
-  void setNotifyValue(bool enabled,
-                      const std::shared_ptr<CBCharacteristic>& characteristic) override;
-
   const std::string& key() const { return key_; }
   bool isOf(const Central& central) const { return central_.lock().get() == &central; }
-  std::shared_ptr<CBPeripheralDelegate> delegate() const { return delegate_.lock(); }
   bool isRequested() const { return requested_; }
-  bool isLinked() const { return link_ != nullptr; }
-  bool holds(const Link& link) const { return link_.get() == &link; }
 
-  void setName(std::optional<std::string> name) { name_ = std::move(name); }
-
-  /// The central asks for a connection.
+  /// The central requests a connection.
   void request();
-  /// The radio has another state or another adapter.
+  /// The state of the radio or the adapter in use has changed.
   void radioChanged();
   void deviceChanged(const ObjectChange& change);
-  /// It advertises: it is not connected, whatever was told, but can be.
-  void heard();
+  /// The device advertises: it is not connected, even if BlueZ reports so, but can be reached.
+  void advertised();
   void serviceAdded(const std::string& path);
   void valueArrived(const std::string& path, const Bytes& value);
   void disconnectionExplained(const std::string& reason);
-  /// The link does not do what it should: ends it, with this text, when the device is let go.
+  /// The link does not work as it should: disconnects the device, then ends the link with this
+  /// text.
   void giveUp(const std::string& reason);
-  /// Whether the device is still connected is asked; if not, the link ends.
+  /// Reads whether the device is still connected, and ends the link if it is not.
   void verify();
-  /// The central or the radio goes: releases the device, and nothing is told any more.
+  /// The central or the radio is being destroyed: releases the device and reports nothing more.
   void retire();
 
  private:
@@ -81,19 +79,16 @@ class Peripheral final : public CBPeripheral {
   Radio* radio_;  ///< null once retired
   std::weak_ptr<Central> central_;
   std::string key_;
-  std::optional<std::string> name_;
-  std::weak_ptr<CBPeripheralDelegate> delegate_;
   bool requested_ = false;
   bool calling_ = false;       ///< an attempt is under way
-  std::uint64_t attempt_ = 0;  ///< so that answers to an earlier one are not taken for its own
-  bool settled_ = false;       ///< a connection that is not ours has had its time
-  int inVain_ = 0;             ///< attempts in a row that led nowhere although it was heard
+  std::uint64_t attempt_ = 0;  ///< number of the latest; replies to earlier ones are dropped
+  bool settled_ = false;       ///< a connection made by others has had its settleTime
+  int stalledAttempts_ = 0;    ///< attempts in a row that stalled although it advertised
   bool verifying_ = false;
   Retry retry_;
   main_queue::Timer settleTimer_;
-  main_queue::Timer heardTimer_;
-  std::string explanation_;     ///< why the link is about to end, as far as it was told
-  std::shared_ptr<Link> link_;  ///< from the connection until its end is told
+  main_queue::Timer stallTimer_;
+  std::string explanation_;  ///< why the link is about to end, as far as BlueZ has said
 };
 
 }  // namespace Zephly::bluez

@@ -31,9 +31,14 @@ Radio::Radio(main_queue::MainQueue& queue, Options options)
     : queue_(queue),
       options_(std::move(options)),
       choice_(options_.adapter, canBeCentral),
+      statusReport_(
+          queue, options_.timing.reportDelay, [this] { return status(); },
+          [this](const std::string& line) { report(line); }),
       daemon_(queue, options_.busAddress, options_.timing, *this),
       scan_(queue, daemon_, options_.timing) {}
 
+// The centrals disconnect their devices first; settle() then waits until the bus has accepted those
+// calls, which would be lost if the connection to the bus were closed at once.
 Radio::~Radio() {
   for (const auto& central : centrals()) central->retire();
   scan_.on({});
@@ -72,7 +77,7 @@ std::optional<std::string> Radio::advertisedName(const std::string& path) const 
   return name == nullptr ? std::nullopt : std::optional(*name);
 }
 
-std::string Radio::whyGone() const {
+std::string Radio::lossReason() const {
   if (!daemon_.ready()) return "The Bluetooth service has gone: " + daemon_.reason() + ".";
   if (adapter_.empty()) return "The Bluetooth adapter was removed.";
   if (state_ != CBManagerState::poweredOn) {
@@ -88,15 +93,15 @@ bool Radio::neededByOthers(const Central* central, const std::string& key) const
   });
 }
 
-void Radio::connectsInVain(const std::string& path) {
-  unreached_ = path;
-  reportSoon();
+void Radio::reportUnreachable(const std::string& path) {
+  unreachable_ = path;
+  statusReport_.soon();
 }
 
 void Radio::connected(const std::string& path) {
-  if (unreached_ != path) return;
-  unreached_.clear();
-  reportSoon();
+  if (unreachable_ != path) return;
+  unreachable_.clear();
+  statusReport_.soon();
 }
 
 void Radio::updateScan() {
@@ -106,10 +111,10 @@ void Radio::updateScan() {
   scan_.on(wanted && state_ == CBManagerState::poweredOn ? adapter_ : std::string());
 }
 
-void Radio::hearConnected() {
+void Radio::reportConnectedDevices() {
   const std::weak_ptr<void> alive = alive_;
   for (const std::string& path : daemon_.tree().paths(adapter_ + "/", deviceInterface)) {
-    if (isTrue(daemon_.tree(), path, "Connected")) deviceHeard(path);
+    if (isTrue(daemon_.tree(), path, "Connected")) deviceAdvertised(path);
     if (alive.expired()) return;
   }
 }
@@ -131,10 +136,10 @@ void Radio::objectChanged(const ObjectChange& change) {
       central->deviceChanged(key, change);
       if (alive.expired()) return;
     }
-    // Somebody else has connected it: it does not advertise, and would never be heard.
+    // Another program has connected it: it does not advertise, so it is reported here.
     const auto* connected = find<bool>(change.properties, "Connected");
     const bool gone = change.kind == ObjectChange::Kind::removed;
-    if (!gone && connected != nullptr && *connected) deviceHeard(change.path);
+    if (!gone && connected != nullptr && *connected) deviceAdvertised(change.path);
   } else if (change.interface == serviceInterface && change.kind == ObjectChange::Kind::added) {
     const std::string device = deviceOf(change.path);
     if (!isOurs(device)) return;
@@ -142,11 +147,11 @@ void Radio::objectChanged(const ObjectChange& change) {
   }
 }
 
-void Radio::deviceHeard(const std::string& path) {
+void Radio::deviceAdvertised(const std::string& path) {
   if (!isOurs(path)) return;
   const std::weak_ptr<void> alive = alive_;
   for (const auto& central : centrals()) {
-    central->deviceHeard(lastPart(path), path);
+    central->deviceAdvertised(lastPart(path), path);
     if (alive.expired()) return;
   }
 }
@@ -166,7 +171,10 @@ void Radio::disconnectionExplained(const std::string& path, const std::string& r
   for (const auto& central : centrals()) central->disconnectionExplained(lastPart(path), reason);
 }
 
-// Works out what the situation is, and tells the centrals when it is another one.
+// Derives state and adapter from the service's objects, and notifies the centrals of a change. The
+// order matters: the scan of the old adapter is dropped and the members are set before anybody is
+// called back, and the scan for the new adapter is started after the centrals have seen the state,
+// because they may request one from inside that call. Any callback may destroy the radio.
 void Radio::update() {
   using enum CBManagerState;
   const std::string adapter = daemon_.ready() ? choice_.choose(daemon_.tree()) : std::string();
@@ -174,42 +182,37 @@ void Radio::update() {
   if (daemon_.state() == Daemon::State::unknown) state = unknown;
   if (daemon_.state() == Daemon::State::noPermission) state = unauthorized;
   if (!adapter.empty()) state = isPowered(daemon_.tree(), adapter) ? poweredOn : poweredOff;
-  if (state == state_ && adapter == adapter_) return report();
-  // With the service or the power, or on another adapter, the scan is another one.
+  if (state == state_ && adapter == adapter_) return statusReport_.update(state == poweredOn);
+  // bluetoothd has ended the scan together with service, adapter or power.
   if (state != poweredOn || adapter != adapter_) scan_.lost();
   state_ = state;
   adapter_ = adapter;
-  unreached_.clear();
+  unreachable_.clear();
   const std::weak_ptr<void> alive = alive_;
-  report();
+  statusReport_.update(state == poweredOn);
   for (const auto& central : centrals()) {
     central->radioChanged();
     if (alive.expired()) return;
   }
   updateScan();
-  if (state_ == poweredOn) hearConnected();
+  if (state_ == poweredOn) reportConnectedDevices();
 }
 
-// Good news at once. What is missing only when it stays so: while bluetoothd starts, its adapters
-// come one after the other, and switched off.
-void Radio::report() {
-  if (state_ == CBManagerState::poweredOn) {
-    reportTimer_.cancel();
-    reportNow();
-  } else if (!reportTimer_.active()) {
-    reportTimer_ = queue_.after(options_.timing.reportDelay, [this] { reportNow(); });
-  }
+// The line for people.
+std::string Radio::status() const {
+  const std::string obstacle = missing(daemon_, choice_, adapter_, "central");
+  if (!obstacle.empty() || state_ != CBManagerState::poweredOn) return obstacle;
+  const std::string adapter = "Bluetooth: adapter " + lastPart(adapter_);
+  if (unreachable_.empty()) return adapter + " is ready.";
+  const auto* address =
+      daemon_.tree().property<std::string>(unreachable_, deviceInterface, "Address");
+  return adapter + " receives advertisements of " +
+         (address == nullptr ? lastPart(unreachable_) : *address) +
+         " but cannot connect to it. To restart the adapter: bluetoothctl power off; "
+         "bluetoothctl power on";
 }
 
-// By a turn of its own: whoever asks is in the middle of something.
-void Radio::reportSoon() {
-  reportTimer_ = queue_.after({}, [this] { reportNow(); });
-}
-
-void Radio::reportNow() {
-  const std::string line = situation();
-  if (line.empty() || line == reported_) return;
-  reported_ = line;
+void Radio::report(const std::string& line) const {
   if (options_.report) {
     options_.report(line);
   } else {
@@ -217,43 +220,8 @@ void Radio::reportNow() {
   }
 }
 
-std::string Radio::situation() const {
-  const std::string& reason = daemon_.reason();
-  switch (daemon_.state()) {
-    case Daemon::State::unknown:
-      return {};
-    case Daemon::State::noBus:
-      return "Bluetooth: no D-Bus system bus (" + reason +
-             "). To have one: sudo apt install dbus bluez; it starts with the system.";
-    case Daemon::State::noService:
-      return "Bluetooth: the service org.bluez is not there (" + reason +
-             "). To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth";
-    case Daemon::State::noPermission:
-      return "Bluetooth: this user may not use the service org.bluez (" + reason +
-             "). To be allowed: sudo adduser $USER bluetooth, then log in again.";
-    case Daemon::State::ready:
-      break;
-  }
-  if (adapter_.empty()) {
-    const std::string which = choice_.wanted().empty() ? "adapter" : "adapter " + choice_.wanted();
-    return "Bluetooth: no " + which +
-           ". Plug it in; what there is: bluetoothctl list; what the kernel says: dmesg";
-  }
-  const std::string adapter = "Bluetooth: adapter " + lastPart(adapter_);
-  if (state_ == CBManagerState::poweredOn && !unreached_.empty()) {
-    const auto* address =
-        daemon_.tree().property<std::string>(unreached_, deviceInterface, "Address");
-    return adapter + " hears " + (address == nullptr ? lastPart(unreached_) : *address) +
-           " but does not get through to it. To start the adapter anew: bluetoothctl power off; "
-           "bluetoothctl power on";
-  }
-  if (state_ == CBManagerState::poweredOn) return adapter + " is ready.";
-  return adapter +
-         " is switched off. To switch it on: rfkill unblock bluetooth; bluetoothctl power on";
-}
-
-// The property Name is the advertised name only as long as nobody is connected: then the name that
-// the device has written down in itself (GAP) takes its place, until it is heard again.
+// The property Name holds the advertised name only while nobody is connected. On a connection the
+// name in the device's GAP service replaces it, until the next advertisement.
 void Radio::noteName(const ObjectChange& change) {
   if (change.kind == ObjectChange::Kind::removed) {
     names_.erase(change.path);
@@ -261,7 +229,7 @@ void Radio::noteName(const ObjectChange& change) {
   }
   const bool added = change.kind == ObjectChange::Kind::added;
   if (!added && change.properties.count("Name") == 0) return;
-  // What changes together with the connection is not known to have been advertised either.
+  // A name that changes together with Connected may be that of the GAP service, too.
   const bool around = isLinked(change.path) || change.properties.count("Connected") != 0;
   if (!added && around) return;
   const auto* name = find<std::string>(change.properties, "Name");
@@ -276,6 +244,7 @@ bool Radio::isLinked(const std::string& path) const {
                      [&](const auto& central) { return central->isLinked(lastPart(path)); });
 }
 
+// The centrals are held while they are called: any of them may be destroyed by a delegate.
 std::vector<std::shared_ptr<Central>> Radio::centrals() const {
   std::vector<std::shared_ptr<Central>> live;
   for (const auto& weak : centrals_) {

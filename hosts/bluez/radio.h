@@ -6,6 +6,7 @@
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/bluez/daemon.h>
 #include <hosts/bluez/scan.h>
+#include <hosts/bluez/status.h>
 #include <zephly/platform/cb_central_manager.h>
 
 #include <map>
@@ -28,7 +29,7 @@ class Radio final : public DaemonListener {
   ~Radio() override;
 
   std::shared_ptr<Central> createCentral(std::weak_ptr<CBCentralManagerDelegate> delegate);
-  /// The central goes.
+  /// A central has been destroyed.
   void forget();
 
   main_queue::MainQueue& queue() { return queue_; }
@@ -37,38 +38,38 @@ class Radio final : public DaemonListener {
   Notifications notifications() const { return options_.notifications; }
 
   CBManagerState state() const { return state_; }
-  /// Path of the device, whose last part is `key`, on the adapter in use; empty while it is not
-  /// known there or the adapter is not switched on.
+  /// Path of the device whose last part is `key`, on the adapter in use; empty while BlueZ does not
+  /// know it there or the adapter is switched off.
   std::string devicePath(const std::string& key) const;
   /// Whether the path is below the adapter in use, which is switched on.
   bool isOurs(const std::string& path) const;
-  /// The name under which the device advertises, as far as BlueZ lets it be known.
+  /// The advertised name of the device, as far as BlueZ shows it.
   std::optional<std::string> advertisedName(const std::string& path) const;
-  /// For people: why links have ended when the radio went.
-  std::string whyGone() const;
-  /// Whether any central but this one is connected, or being connected, to the device.
+  /// Text of the error with which links end when the adapter becomes unusable.
+  std::string lossReason() const;
+  /// Whether any central other than this one is connected, or being connected, to the device.
   bool neededByOthers(const Central* central, const std::string& key) const;
-  /// Attempt after attempt at this device fails although it is heard: people are told.
-  void connectsInVain(const std::string& path);
-  /// There is a connection to this device.
+  /// Several attempts in a row to connect this device have stalled although it advertises: adds
+  /// that to the status line.
+  void reportUnreachable(const std::string& path);
+  /// This device has been connected.
   void connected(const std::string& path);
-  /// What the centrals need may have changed: begins or ends the scan.
+  /// Starts or stops the scan, after any change of what the centrals need.
   void updateScan();
-  /// Has every device that is connected already reported as heard.
-  void hearConnected();
+  /// Reports every device that is connected already as if it had advertised: connected devices do
+  /// not advertise, and a scan would never find them.
+  void reportConnectedDevices();
 
   void daemonChanged() override;
   void objectChanged(const ObjectChange& change) override;
-  void deviceHeard(const std::string& path) override;
+  void deviceAdvertised(const std::string& path) override;
   void valueArrived(const std::string& path, const Bytes& value) override;
   void disconnectionExplained(const std::string& path, const std::string& reason) override;
 
  private:
   void update();
-  void report();
-  void reportSoon();
-  void reportNow();
-  std::string situation() const;
+  std::string status() const;
+  void report(const std::string& line) const;
   void noteName(const ObjectChange& change);
   bool isLinked(const std::string& path) const;
   std::vector<std::shared_ptr<Central>> centrals() const;
@@ -78,10 +79,9 @@ class Radio final : public DaemonListener {
   std::shared_ptr<void> alive_ = std::make_shared<char>();
   AdapterChoice choice_;
   CBManagerState state_ = CBManagerState::unknown;
-  std::string adapter_;    ///< path of the adapter in use; empty when there is none
-  std::string unreached_;  ///< path of the device that is heard and cannot be connected; or empty
-  std::string reported_;   ///< the last line for people
-  main_queue::Timer reportTimer_;
+  std::string adapter_;      ///< path of the adapter in use; empty when there is none
+  std::string unreachable_;  ///< path of a device that advertises but cannot be connected; or empty
+  StatusReport statusReport_;
   /// Advertised names by path of the device.
   std::map<std::string, std::optional<std::string>> names_;
   std::vector<std::weak_ptr<Central>> centrals_;

@@ -1,7 +1,6 @@
 #pragma once
 /// @file
-/// Trying again after a pause that grows: never a busy loop, never a long wait after the first
-/// failure.
+/// Retries after a pause that grows from firstPause to longestPause.
 
 #include <hosts/bluez/timing.h>
 #include <hosts/main_queue/main_queue.h>
@@ -13,21 +12,21 @@
 
 namespace Zephly::bluez {
 
-/// One thing that is tried again and again.
+/// One operation that is retried.
 class Retry {
  public:
   Retry(main_queue::MainQueue& queue, const Timing& timing)
       : queue_(queue), first_(timing.firstPause), longest_(timing.longestPause), pause_(first_) {}
 
-  /// Calls `attempt` after the pause, in place of one that waits already.
+  /// Calls `attempt` after the pause, instead of one that is waiting already.
   void later(std::function<void()> attempt) {
     timer_ = queue_.after(pause_, std::move(attempt));
     pause_ = std::min(2 * pause_, longest_);
   }
   bool waiting() const { return timer_.active(); }
-  /// What waits is not called any more.
+  /// A waiting attempt is not called any more.
   void cancel() { timer_.cancel(); }
-  /// It worked: the next pause is a short one again.
+  /// Cancels, and makes the next pause a short one again.
   void succeeded() {
     cancel();
     pause_ = first_;

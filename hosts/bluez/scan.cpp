@@ -6,11 +6,15 @@ namespace Zephly::bluez {
 
 void Scan::on(const std::string& adapter) {
   if (adapter == adapter_) return;
-  if (!adapter_.empty()) daemon_.tell(adapter_, adapterInterface, "StopDiscovery");
+  if (!adapter_.empty()) daemon_.send(adapter_, adapterInterface, "StopDiscovery");
   lost();
   adapter_ = adapter;
   if (!adapter_.empty()) start();
 }
+
+// States: off (adapter_ is empty); starting (not running_, calls under way or retry_ waits);
+// running. Every transition increments attempt_, so that replies to calls of an earlier state are
+// ignored.
 
 void Scan::lost() {
   ++attempt_;
@@ -26,7 +30,7 @@ void Scan::discoveringIs(bool discovering) {
 void Scan::start() {
   const std::uint64_t attempt = ++attempt_;
   running_ = false;
-  // DuplicateData: a device is reported each time that it is heard.
+  // DuplicateData: every advertisement of a device is reported, not only the first.
   daemon_.call(adapter_, adapterInterface, "SetDiscoveryFilter",
                {Dictionary{{"Transport", "le"}, {"DuplicateData", true}}}, timing_.callLimit,
                [this, attempt](const Reply& filtered) {
@@ -42,7 +46,8 @@ void Scan::start() {
                });
 }
 
-// Our own scan may be going on; but the end of an earlier one may be in progress as well.
+// StartDiscovery fails with InProgress both while our scan is running and while an earlier one is
+// being stopped. Only in the first case is the adapter discovering.
 bool Scan::already(const Reply& reply) const {
   const auto* discovering =
       daemon_.tree().property<bool>(adapter_, adapterInterface, "Discovering");

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// The scan on one adapter: for LE devices of every kind, each advertisement reported, kept going
-/// for as long as it is wanted.
+/// The scan on one adapter: for LE devices of every kind, each advertisement reported, restarted
+/// whenever it ends by itself.
 
 #include <hosts/bluez/daemon.h>
 #include <hosts/bluez/retry.h>
@@ -17,11 +17,11 @@ class Scan {
   Scan(main_queue::MainQueue& queue, Daemon& daemon, const Timing& timing)
       : daemon_(daemon), timing_(timing), retry_(queue, timing) {}
 
-  /// Scans on this adapter, which is switched on, in place of any other; empty: on none.
+  /// Scans on this adapter, which must be powered, instead of the one before; empty: on none.
   void on(const std::string& adapter);
-  /// bluetoothd or the adapter has gone, and the scan with it.
+  /// bluetoothd or the adapter is gone, and the scan with it: nothing to stop.
   void lost();
-  /// bluetoothd says whether the adapter of the scan looks for devices.
+  /// The property Discovering of the scan's adapter has changed.
   void discoveringIs(bool discovering);
 
  private:
@@ -32,9 +32,9 @@ class Scan {
   Daemon& daemon_;
   Timing timing_;
   Retry retry_;
-  std::string adapter_;  ///< empty when none is wanted
+  std::string adapter_;  ///< path; empty when there is nothing to scan for
   bool running_ = false;
-  std::uint64_t attempt_ = 0;  ///< so that answers to an earlier one are not taken for its own
+  std::uint64_t attempt_ = 0;  ///< number of the latest; replies to earlier ones are dropped
 };
 
 }  // namespace Zephly::bluez

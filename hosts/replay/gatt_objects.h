@@ -3,27 +3,14 @@
 /// Recorded services and characteristics, and the requests of the kit for them. Internal to the
 /// replay's host.
 
-#include <zephly/platform/cb_peripheral.h>
-
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
+#include <hosts/foundation/gatt_objects.h>
 
 namespace Zephly::replay {
 
-/// A characteristic within one connection. May outlive it; requests then have no effect.
-class Characteristic final : public CBCharacteristic {
+/// A characteristic within one connection.
+class Characteristic final : public hosts::Characteristic {
  public:
-  Characteristic(const CBUUID& uuid, std::string description)
-      : uuid_(uuid), description_(std::move(description)) {}
-
-  CBUUID UUID() const override { return uuid_; }
-  std::shared_ptr<const NSData> value() const override { return value_; }
-  std::string description() const override { return description_; }
-
-  void setValue(std::shared_ptr<const NSData> value) { value_ = std::move(value); }
+  using hosts::Characteristic::Characteristic;
 
   /// The kit subscribes (true) or unsubscribes.
   void request(bool enabled) {
@@ -36,32 +23,20 @@ class Characteristic final : public CBCharacteristic {
   bool subscribed() const { return subscribed_; }
 
  private:
-  CBUUID uuid_;
-  std::string description_;
-  std::shared_ptr<const NSData> value_;
   bool requested_ = false;
   bool subscribed_ = false;
 };
 
-/// A service within one connection. May outlive it; requests then have no effect.
-class Service final : public CBService {
+/// A service within one connection.
+class Service final : public hosts::Service {
  public:
-  using List = std::vector<std::shared_ptr<CBCharacteristic>>;
-
-  explicit Service(const CBUUID& uuid) : uuid_(uuid) {}
-
-  CBUUID UUID() const override { return uuid_; }
-  std::optional<List> characteristics() const override { return characteristics_; }
-
-  void setCharacteristics(List characteristics) { characteristics_ = std::move(characteristics); }
+  using hosts::Service::Service;
 
   /// The kit starts the discovery of its characteristics.
   void request() { requested_ = true; }
   bool requested() const { return requested_; }
 
  private:
-  CBUUID uuid_;
-  std::optional<List> characteristics_;
   bool requested_ = false;
 };
 

@@ -40,10 +40,6 @@ CBUUID recordedUUID(const std::string& text) {
   return *uuid;
 }
 
-void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
-  delegate_ = std::move(delegate);
-}
-
 // The filters are ignored: the answers were recorded with those of the kit, which has none.
 
 void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& /*serviceUUIDs*/) {
@@ -113,7 +109,7 @@ std::shared_ptr<Service> Peripheral::listCharacteristics(ObjectId service,
     throw Contradiction(named("service", service) + " does not belong to " + text());
   }
   checkOnce("characteristic", listed);
-  Service::List characteristics;
+  std::vector<std::shared_ptr<CBCharacteristic>> characteristics;
   characteristics.reserve(listed.size());
   for (const Listed& entry : listed) characteristics.push_back(characteristicOf(service, entry));
   found->second->setCharacteristics(std::move(characteristics));

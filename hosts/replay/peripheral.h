@@ -8,7 +8,6 @@
 
 #include <capture/record.h>
 #include <hosts/replay/gatt_objects.h>
-#include <zephly/platform/cb_peripheral.h>
 
 #include <map>
 #include <memory>
@@ -19,12 +18,10 @@
 namespace Zephly::replay {
 
 /// A device of the capture.
-class Peripheral final : public CBPeripheral {
+class Peripheral final : public hosts::Peripheral {
  public:
   explicit Peripheral(capture::ObjectId id) : id_(id) {}
 
-  std::optional<std::string> name() const override { return name_; }
-  void setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) override;
   void discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) override;
   std::optional<std::vector<std::shared_ptr<CBService>>> services() const override;
   void discoverCharacteristics(const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
@@ -32,11 +29,8 @@ class Peripheral final : public CBPeripheral {
   void setNotifyValue(bool enabled,
                       const std::shared_ptr<CBCharacteristic>& characteristic) override;
 
-  std::shared_ptr<CBPeripheralDelegate> delegate() const { return delegate_.lock(); }
   /// "peripheral 1"
   std::string text() const;
-
-  void setName(std::optional<std::string> name) { name_ = std::move(name); }
 
   /// The central requests a connection.
   void request();
@@ -77,8 +71,6 @@ class Peripheral final : public CBPeripheral {
                                                    const capture::Listed& listed);
 
   const capture::ObjectId id_;
-  std::optional<std::string> name_;
-  std::weak_ptr<CBPeripheralDelegate> delegate_;
   bool requested_ = false;
   bool retired_ = false;
   std::optional<Connection> connection_;

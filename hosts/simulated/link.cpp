@@ -71,15 +71,14 @@ void Link::setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>&
 }
 
 bool Link::isSubscribed(const CBUUID& characteristic) const {
-  return std::any_of(subscribed_.begin(), subscribed_.end(), [&](const auto& subscribed) {
-    return subscribed->entry()->uuid == characteristic;
-  });
+  return std::any_of(subscribed_.begin(), subscribed_.end(),
+                     [&](const auto& subscribed) { return subscribed->UUID() == characteristic; });
 }
 
 bool Link::send(const CBUUID& characteristic, const Value& value) {
   bool accepted = false;
   for (const auto& subscribed : subscribed_) {
-    if (subscribed->entry()->uuid != characteristic) continue;
+    if (subscribed->UUID() != characteristic) continue;
     accepted = true;
     // Delivered even when the link is lost in the same instant: the end of the link is told by a
     // later event.
@@ -115,7 +114,7 @@ void Link::tellCharacteristics(const DiscoveryAnswer& answer, const Filter& filt
       if (passes(filter, characteristic->UUID())) list->push_back(characteristic);
     }
   }
-  service->setDiscovered(std::move(list));
+  service->setCharacteristics(std::move(list));
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
   if (const auto delegate = peripheral->delegate()) {

@@ -11,30 +11,6 @@ namespace Zephly::simulated {
 Peripheral::Peripheral(Device& device, std::weak_ptr<Central> central)
     : device_(&device), central_(std::move(central)) {}
 
-void Peripheral::setDelegate(std::weak_ptr<CBPeripheralDelegate> delegate) {
-  delegate_ = std::move(delegate);
-}
-
-void Peripheral::discoverServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs) {
-  if (link_) link_->discoverServices(serviceUUIDs);
-}
-
-std::optional<std::vector<std::shared_ptr<CBService>>> Peripheral::services() const {
-  if (!link_) return std::nullopt;
-  return link_->services();
-}
-
-void Peripheral::discoverCharacteristics(
-    const std::optional<std::vector<CBUUID>>& characteristicUUIDs,
-    const std::shared_ptr<CBService>& service) {
-  if (link_) link_->discoverCharacteristics(characteristicUUIDs, service);
-}
-
-void Peripheral::setNotifyValue(bool enabled,
-                                const std::shared_ptr<CBCharacteristic>& characteristic) {
-  if (link_) link_->setNotifyValue(enabled, characteristic);
-}
-
 void Peripheral::request() {
   if (device_ == nullptr || stage_ != Stage::idle) return;
   stage_ = Stage::requested;
@@ -92,20 +68,20 @@ void Peripheral::linkLost(const std::optional<std::string>& error) {
   link_->end();
   device_->linkEnded(*link_);
   device_->scheduler().after(Duration::zero(), [weak = weakSelf(), link = link_, error] {
-    if (const auto self = weak.lock()) self->tellDisconnection(link, error);
+    if (const auto self = weak.lock()) self->reportDisconnection(link, error);
   });
 }
 
-void Peripheral::tellDisconnection(const std::shared_ptr<Link>& link,
-                                   const std::optional<std::string>& error) {
+void Peripheral::reportDisconnection(const std::shared_ptr<Link>& link,
+                                     const std::optional<std::string>& error) {
   if (!holds(*link)) return;
   link_.reset();
   stage_ = Stage::idle;
   const auto central = central_.lock();
   const auto delegate = central ? central->delegate() : nullptr;
   if (!delegate) return;
-  const auto told = error ? hosts::Error::of(*error) : nullptr;
-  delegate->centralManagerDidDisconnectPeripheral(central, self(), told);
+  delegate->centralManagerDidDisconnectPeripheral(central, self(),
+                                                  error ? hosts::Error::of(*error) : nullptr);
 }
 
 void Peripheral::retire() {

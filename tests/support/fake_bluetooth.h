@@ -130,10 +130,10 @@ class Central : public CBCentralManager {
 };
 
 /// Is the host in use while it lives.
-class World : public Host {
+class World : public Zephly::Host {
  public:
-  World() { Host::use(this); }
-  ~World() override { Host::leave(this); }
+  World() { Zephly::Host::use(this); }
+  ~World() override { Zephly::Host::leave(this); }
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 

@@ -90,10 +90,10 @@ SteadyHost::SteadyHost()
     service_->list->push_back(characteristic);
   }
   peripheral_->list.emplace().push_back(service_);
-  Host::use(this);
+  Zephly::Host::use(this);
 }
 
-SteadyHost::~SteadyHost() { Host::leave(this); }
+SteadyHost::~SteadyHost() { Zephly::Host::leave(this); }
 
 std::shared_ptr<CBCentralManager> SteadyHost::createCentralManager(
     std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* /*queue*/,

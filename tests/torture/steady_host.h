@@ -24,7 +24,7 @@
 
 namespace torture {
 
-class SteadyHost : public Host {
+class SteadyHost : public Zephly::Host {
  public:
   SteadyHost();
   ~SteadyHost() override;

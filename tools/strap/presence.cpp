@@ -32,6 +32,10 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
                      .enter = "RegisterAdvertisement",
                      .withdraw = "UnregisterAdvertisement",
                      .path = Advertisement::path},
+      statusReport_(
+          queue, options_.bluetooth.timing.reportDelay,
+          [this] { return bluez::missing(daemon_, choice_, adapter_, "peripheral"); },
+          [this](const std::string& line) { message(line); }),
       retry_(queue, options_.bluetooth.timing),
       daemon_(queue, options_.bluetooth.busAddress, options_.bluetooth.timing, *this) {}
 
@@ -82,7 +86,7 @@ void Presence::leave() {
   left_ = true;
   withdraw(advertisement_);
   for (const std::string& path : centrals_.paths()) {
-    daemon_.tell(path, bluez::deviceInterface, "Disconnect");
+    daemon_.send(path, bluez::deviceInterface, "Disconnect");
   }
   restoreAlias();
   withdraw(application_);
@@ -90,7 +94,7 @@ void Presence::leave() {
   daemon_.settle();
   retry_.cancel();
   awayTimer_.cancel();
-  reportTimer_.cancel();
+  statusReport_.cancel();
 }
 
 void Presence::daemonChanged() {
@@ -114,7 +118,7 @@ void Presence::update() {
   if (left_) return;
   useAdapter(daemon_.ready() ? choice_.choose(daemon_.tree()) : std::string());
   setReady(!adapter_.empty() && bluez::isPowered(daemon_.tree(), adapter_));
-  report();
+  statusReport_.update(ready_);
   proceed();
 }
 
@@ -269,55 +273,9 @@ void Presence::restoreAlias() {
 void Presence::callWithoutReply(const std::string& path, const char* interface, const char* method,
                                 const bluez::Arguments& arguments) {
   if (!bus_ || daemon_.tree().properties(path, bluez::adapterInterface) == nullptr) return;
-  bus_->tell({bluez::bluezService, path, interface, method}, arguments);
+  bus_->send({bluez::bluezService, path, interface, method}, arguments);
 }
 
 std::string Presence::adapterName() const { return bluez::lastPart(adapter_); }
-
-// Delayed: while bluetoothd starts, its adapters appear one after the other and not powered, which
-// is not worth a message.
-void Presence::report() {
-  if (ready_) {
-    reportTimer_.cancel();
-    reported_.clear();
-  } else if (!reportTimer_.active()) {
-    reportTimer_ = queue_.after(options_.bluetooth.timing.reportDelay, [this] { reportNow(); });
-  }
-}
-
-void Presence::reportNow() {
-  const std::string line = situation();
-  if (!line.empty() && std::exchange(reported_, line) != line) message(line);
-}
-
-std::string Presence::situation() const {
-  using State = bluez::Daemon::State;
-  const std::string reason = " (" + daemon_.reason() + "); ";
-  switch (daemon_.state()) {
-    case State::unknown:
-      return {};
-    case State::noBus:
-      return "waiting for the D-Bus system bus" + reason + "it comes with the package dbus";
-    case State::noService:
-      return "waiting for bluetoothd" + reason +
-             "to have it: sudo apt install bluez; sudo systemctl enable --now bluetooth";
-    case State::noPermission:
-      return "waiting for permission to use bluetoothd" + reason +
-             "to have it: sudo adduser $USER bluetooth, then log in again";
-    case State::ready:
-      break;
-  }
-  const std::string which = choice_.wanted().empty() ? "" : " " + choice_.wanted();
-  if (ready_) return {};
-  if (!adapter_.empty()) {
-    return "waiting for adapter " + adapterName() +
-           " to be switched on: rfkill unblock bluetooth; bluetoothctl power on";
-  }
-  if (choice_.onlyUnable(daemon_.tree())) {
-    return "waiting for another adapter" + which +
-           ": what is there cannot be a Bluetooth LE peripheral";
-  }
-  return "waiting for adapter" + which + "; what there is: bluetoothctl list";
-}
 
 }  // namespace Zephly::peripheral

@@ -14,6 +14,7 @@
 #include <hosts/bluez/bus.h>
 #include <hosts/bluez/daemon.h>
 #include <hosts/bluez/retry.h>
+#include <hosts/bluez/status.h>
 #include <hosts/bluez/timing.h>
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/frame.h>
@@ -93,7 +94,7 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
 
   void daemonChanged() override;
   void objectChanged(const bluez::ObjectChange& change) override;
-  void deviceHeard(const std::string& /*path*/) override {}
+  void deviceAdvertised(const std::string& /*path*/) override {}
   void valueArrived(const std::string& /*path*/, const bluez::Bytes& /*value*/) override {}
   void disconnectionExplained(const std::string& /*path*/, const std::string& /*reason*/) override {
   }
@@ -115,9 +116,6 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
                         const bluez::Arguments& arguments);
   void message(const std::string& line) { listener_.onMessage(line); }
   std::string adapterName() const;
-  void report();
-  void reportNow();
-  std::string situation() const;
 
   main_queue::MainQueue& queue_;
   PresenceOptions options_;
@@ -139,8 +137,7 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   int disconnecting_ = 0;   ///< its pending calls of Disconnect
   main_queue::Timer awayTimer_;
 
-  std::string reported_;
-  main_queue::Timer reportTimer_;
+  bluez::StatusReport statusReport_;
   bluez::Retry retry_;
   // Destroyed in reverse: first the daemon with its pending replies, then the objects, then the bus
   // that they are exported on.

@@ -25,7 +25,7 @@ std::shared_ptr<CentralManager> CentralManager::init(
 }
 
 std::shared_ptr<CentralManager> CentralManager::init() {
-  fatalError("CentralManager.init is not available without a delegate");
+  Zephly::fatalError("CentralManager.init is not available without a delegate");
 }
 
 void CentralManager::centralManagerDidUpdateState(
@@ -58,7 +58,7 @@ void CentralManager::centralManagerDidFailToConnectPeripheral(
     const std::shared_ptr<CBCentralManager>& /*central*/,
     const std::shared_ptr<CBPeripheral>& /*failed*/,
     const std::shared_ptr<const NSError>& /*error*/) {
-  console() << "didFailToConnectPeripheral" << std::endl;
+  Zephly::console() << "didFailToConnectPeripheral" << std::endl;
 }
 
 void CentralManager::centralManagerDidDisconnectPeripheral(
@@ -70,7 +70,7 @@ void CentralManager::centralManagerDidDisconnectPeripheral(
   if (error) {
     // The host observes this call of name(), as at a discovery. The line does not depend on it.
     [[maybe_unused]] const bool expected = lost->name() == peripheralName;
-    console() << "didDisconnectPeripheral: " << error->localizedDescription() << std::endl;
+    Zephly::console() << "didDisconnectPeripheral: " << error->localizedDescription() << std::endl;
   }
 }
 
@@ -100,32 +100,34 @@ void CentralManager::didReceiveIMUValues(float qw, float qx, float qy, float qz,
 }
 
 ZephlyPeripheralDelegate& CentralManager::requireDelegate() const {
-  if (!delegate) fatalError("CentralManager.delegate is empty");
+  if (!delegate) Zephly::fatalError("CentralManager.delegate is empty");
   return *delegate;
 }
 
 CBCentralManager& CentralManager::requireCentralManager() const {
-  if (!_centralManager) fatalError("CentralManager._centralManager is empty");
+  if (!_centralManager) Zephly::fatalError("CentralManager._centralManager is empty");
   return *_centralManager;
 }
 
-const SelectorTable& CentralManager::selectors() const {
+const Zephly::SelectorTable& CentralManager::selectors() const {
   using Self = CentralManager;
-  static const SelectorTable table{
+  static const Zephly::SelectorTable table{
       "CentralManager",
-      {selector<&Self::centralManagerDidUpdateState>("centralManagerDidUpdateState:"),
-       selector<&Self::centralManagerDidDiscoverPeripheral>(
+      {Zephly::selector<&Self::centralManagerDidUpdateState>("centralManagerDidUpdateState:"),
+       Zephly::selector<&Self::centralManagerDidDiscoverPeripheral>(
            "centralManager:didDiscoverPeripheral:advertisementData:RSSI:"),
-       selector<&Self::centralManagerDidConnectPeripheral>("centralManager:didConnectPeripheral:"),
-       selector<&Self::centralManagerDidFailToConnectPeripheral>(
+       Zephly::selector<&Self::centralManagerDidConnectPeripheral>(
+           "centralManager:didConnectPeripheral:"),
+       Zephly::selector<&Self::centralManagerDidFailToConnectPeripheral>(
            "centralManager:didFailToConnectPeripheral:error:"),
-       selector<&Self::centralManagerDidDisconnectPeripheral>(
+       Zephly::selector<&Self::centralManagerDidDisconnectPeripheral>(
            "centralManager:didDisconnectPeripheral:error:"),
-       selector<&Self::didConnectPeripheral>("didConnectPeripheral"),
-       selector<&Self::didDisconnectPeripheral>("didDisconnectPeripheral"),
-       selector<&Self::didReceiveTemperature>("didReceiveTemperature:ambientTemperature:"),
-       selector<&Self::didReceiveECG>("didReceiveECG:"),
-       selector<&Self::didReceiveRespiration>("didReceiveRespiration:"),
-       selector<&Self::didReceiveIMUValues>("didReceiveIMUValuesWithQw:qx:qy:qz:ax:ay:az:")}};
+       Zephly::selector<&Self::didConnectPeripheral>("didConnectPeripheral"),
+       Zephly::selector<&Self::didDisconnectPeripheral>("didDisconnectPeripheral"),
+       Zephly::selector<&Self::didReceiveTemperature>("didReceiveTemperature:ambientTemperature:"),
+       Zephly::selector<&Self::didReceiveECG>("didReceiveECG:"),
+       Zephly::selector<&Self::didReceiveRespiration>("didReceiveRespiration:"),
+       Zephly::selector<&Self::didReceiveIMUValues>(
+           "didReceiveIMUValuesWithQw:qx:qy:qz:ax:ay:az:")}};
   return table;
 }

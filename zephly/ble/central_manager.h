@@ -70,7 +70,7 @@ class ZEPHLY_EXPORT CentralManager : public NSObject,
                            float az) override;
 
  protected:
-  const SelectorTable& selectors() const override;
+  const Zephly::SelectorTable& selectors() const override;
 
  private:
   friend struct SessionTestAccess;

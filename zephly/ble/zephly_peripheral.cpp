@@ -79,14 +79,14 @@ std::shared_ptr<ZephlyPeripheral> ZephlyPeripheral::init(
 }
 
 std::shared_ptr<ZephlyPeripheral> ZephlyPeripheral::init() {
-  fatalError("ZephlyPeripheral.init is not available without a delegate");
+  Zephly::fatalError("ZephlyPeripheral.init is not available without a delegate");
 }
 
 void ZephlyPeripheral::peripheralDidDiscoverServices(
     const std::shared_ptr<CBPeripheral>& peripheral,
     const std::shared_ptr<const NSError>& /*error*/) {
   const auto services = peripheral->services();
-  if (!services) fatalError("CBPeripheral.services is absent after service discovery");
+  if (!services) Zephly::fatalError("CBPeripheral.services is absent after service discovery");
   for (const auto& service : *services) {
     peripheral->discoverCharacteristics(std::nullopt, service);
   }
@@ -96,12 +96,14 @@ void ZephlyPeripheral::peripheralDidDiscoverCharacteristicsForService(
     const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
     const std::shared_ptr<const NSError>& error) {
   if (error) {
-    console() << "Error: Optional(" << quoted(error->localizedDescription()) << ")" << std::endl;
+    Zephly::console() << "Error: Optional(" << quoted(error->localizedDescription()) << ")"
+                      << std::endl;
   }
   const auto found = service->characteristics();
-  if (!found) fatalError("CBService.characteristics is absent after characteristic discovery");
+  if (!found)
+    Zephly::fatalError("CBService.characteristics is absent after characteristic discovery");
   for (const auto& characteristic : *found) {
-    console() << characteristic->description() << std::endl;
+    Zephly::console() << characteristic->description() << std::endl;
     if (isInProfile(characteristic->UUID())) peripheral->setNotifyValue(true, characteristic);
   }
 }
@@ -111,8 +113,9 @@ void ZephlyPeripheral::peripheralDidUpdateNotificationStateForCharacteristic(
     const std::shared_ptr<CBCharacteristic>& characteristic,
     const std::shared_ptr<const NSError>& error) {
   if (!error) return;
-  console() << characteristic->UUID().description()
-            << " Error changing notification state: " << error->localizedDescription() << std::endl;
+  Zephly::console() << characteristic->UUID().description()
+                    << " Error changing notification state: " << error->localizedDescription()
+                    << std::endl;
 }
 
 void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
@@ -120,7 +123,8 @@ void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
     const std::shared_ptr<CBCharacteristic>& characteristic,
     const std::shared_ptr<const NSError>& error) {
   if (error) {
-    console() << "Error reading characteristics: " << error->localizedDescription() << std::endl;
+    Zephly::console() << "Error reading characteristics: " << error->localizedDescription()
+                      << std::endl;
     return;
   }
   const auto value = characteristic->value();  // of this notification, even if a later one arrived
@@ -151,20 +155,21 @@ void ZephlyPeripheral::didReceiveIMU(const NSData& frame) {
 
 std::shared_ptr<ZephlyPeripheralDelegate> ZephlyPeripheral::requireDelegate() const {
   auto delegate = zephlyDelegate.lock();
-  if (!delegate) fatalError("ZephlyPeripheral.zephlyDelegate is gone while a value is delivered");
+  if (!delegate)
+    Zephly::fatalError("ZephlyPeripheral.zephlyDelegate is gone while a value is delivered");
   return delegate;
 }
 
-const SelectorTable& ZephlyPeripheral::selectors() const {
+const Zephly::SelectorTable& ZephlyPeripheral::selectors() const {
   using Self = ZephlyPeripheral;
-  static const SelectorTable table{
+  static const Zephly::SelectorTable table{
       "ZephlyPeripheral",
-      {selector<&Self::peripheralDidDiscoverCharacteristicsForService>(
+      {Zephly::selector<&Self::peripheralDidDiscoverCharacteristicsForService>(
            "peripheral:didDiscoverCharacteristicsForService:error:"),
-       selector<&Self::peripheralDidUpdateNotificationStateForCharacteristic>(
+       Zephly::selector<&Self::peripheralDidUpdateNotificationStateForCharacteristic>(
            "peripheral:didUpdateNotificationStateForCharacteristic:error:"),
-       selector<&Self::peripheralDidUpdateValueForCharacteristic>(
+       Zephly::selector<&Self::peripheralDidUpdateValueForCharacteristic>(
            "peripheral:didUpdateValueForCharacteristic:error:"),
-       selector<&Self::peripheralDidDiscoverServices>("peripheral:didDiscoverServices:")}};
+       Zephly::selector<&Self::peripheralDidDiscoverServices>("peripheral:didDiscoverServices:")}};
   return table;
 }

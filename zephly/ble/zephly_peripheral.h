@@ -52,7 +52,7 @@ class ZEPHLY_EXPORT ZephlyPeripheral : public NSObject, public CBPeripheralDeleg
       const std::shared_ptr<const NSError>& error) override;
 
  protected:
-  const SelectorTable& selectors() const override;
+  const Zephly::SelectorTable& selectors() const override;
 
  private:
   explicit ZephlyPeripheral(std::weak_ptr<ZephlyPeripheralDelegate> delegate);

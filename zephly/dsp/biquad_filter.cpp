@@ -12,7 +12,7 @@ static_assert(pi == 3.141592653589793);
 constexpr int settlingSteps = 50000;
 
 int requireSection(int order) {
-  refuseNumbers("BiquadFilter: order", order, -1, 1);
+  Zephly::refuseNumbers("BiquadFilter: order", order, -1, 1);
   return order;
 }
 

@@ -51,6 +51,6 @@ class ZEPHLY_EXPORT BiquadFilter : public Filter {
   double b2 = 0.0;
   int order;
   // State, one element for each section.
-  SampleArray z1;
-  SampleArray z2;
+  Zephly::SampleArray z1;
+  Zephly::SampleArray z2;
 };

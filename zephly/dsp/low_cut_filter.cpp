@@ -3,7 +3,7 @@
 namespace {
 
 int requireDelayLine(int delayLength) {
-  refuseNumbers("LowCutFilter: delay length", delayLength, 0, 0);
+  Zephly::refuseNumbers("LowCutFilter: delay length", delayLength, 0, 0);
   return delayLength;
 }
 

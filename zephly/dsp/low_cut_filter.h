@@ -33,7 +33,7 @@ class ZEPHLY_EXPORT LowCutFilter : public Filter {
  private:
   BiquadFilter lowPassFilter;
   int delayLength;
-  SampleArray delayLine;  // circular
+  Zephly::SampleArray delayLine;  // circular
   int readIndex = 0;
   int writeIndex;
 };

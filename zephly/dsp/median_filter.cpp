@@ -6,7 +6,7 @@
 namespace {
 
 int requireMedianWindow(int size) {
-  refuseNumbers("MedianFilter: window size", size, 0, 2);
+  Zephly::refuseNumbers("MedianFilter: window size", size, 0, 2);
   return size;
 }
 

@@ -31,8 +31,8 @@ class ZEPHLY_EXPORT MedianFilter : public Filter {
   double getMedianValue() const;
 
  private:
-  SampleArray window;  // circular
-  SampleArray sorted;
+  Zephly::SampleArray window;  // circular
+  Zephly::SampleArray sorted;
   int size;
   int index = 0;  // where the next sample goes
 };

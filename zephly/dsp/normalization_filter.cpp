@@ -6,7 +6,7 @@
 namespace {
 
 int requireNormalizationWindow(int size) {
-  refuseNumbers("NormalizationFilter: window size", size, 0, 0);
+  Zephly::refuseNumbers("NormalizationFilter: window size", size, 0, 0);
   return size;
 }
 

@@ -39,7 +39,7 @@ class ZEPHLY_EXPORT NormalizationFilter : public Filter {
 
  private:
   bool symmetric;
-  SampleArray window;  // circular
+  Zephly::SampleArray window;  // circular
   int size;
   int index = 0;  // where the next sample goes
   double min_ = 0.0;

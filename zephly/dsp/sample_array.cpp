@@ -6,6 +6,8 @@
 #include <new>
 #include <string>
 
+namespace Zephly {
+
 namespace {
 
 std::unique_ptr<double[]> allocate(int count) {
@@ -24,3 +26,5 @@ void refuseNumbers(std::string_view what, int number, int first, int last) {
   fatalError(std::string(what) + " " + std::to_string(number) + " is too small, the least is " +
              std::to_string(last + 1));
 }
+
+}  // namespace Zephly

@@ -8,6 +8,8 @@
 #include <memory>
 #include <string_view>
 
+namespace Zephly {
+
 /// Samples in double precision, 0.0 at first. Indices are not checked.
 class ZEPHLY_EXPORT SampleArray {
  public:
@@ -28,3 +30,5 @@ class ZEPHLY_EXPORT SampleArray {
 /// Fatal error, naming `what` ("MedianFilter: window size") and `number`, when `number` lies in
 /// [first, last]: the values with which a filter could be built but not run.
 ZEPHLY_EXPORT void refuseNumbers(std::string_view what, int number, int first, int last);
+
+}  // namespace Zephly

@@ -6,7 +6,7 @@
 
 IMU::IMU(std::shared_ptr<CMMotionManager> manager_, std::shared_ptr<IMUDelegate> imuDelegate_)
     : manager(std::move(manager_)), imuDelegate(std::move(imuDelegate_)) {
-  if (manager == nullptr) fatalError("IMU was given no CMMotionManager");
+  if (manager == nullptr) Zephly::fatalError("IMU was given no CMMotionManager");
 }
 
 IMU::~IMU() = default;

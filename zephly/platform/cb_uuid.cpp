@@ -46,7 +46,7 @@ std::optional<CBUUID> CBUUID::parse(std::string_view text) {
 
 CBUUID CBUUID::UUIDWithString(std::string_view text) {
   const auto parsed = parse(text);
-  if (!parsed) fatalError("\"" + std::string(text) + "\" is not a Bluetooth UUID");
+  if (!parsed) Zephly::fatalError("\"" + std::string(text) + "\" is not a Bluetooth UUID");
   return *parsed;
 }
 

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <locale>
 
+namespace Zephly {
+
 namespace {
 
 struct Console {
@@ -24,3 +26,5 @@ std::ostream& console() {
   one.stream.rdbuf(std::cout.rdbuf());  // also clears an error state left by an earlier buffer
   return one.stream;
 }
+
+}  // namespace Zephly

@@ -2,7 +2,7 @@
 /// @file
 /// Where the kit's diagnostic lines go: standard output, one line at a time, flushed.
 ///
-///   console() << "didFailToConnectPeripheral" << std::endl;
+///   Zephly::console() << "didFailToConnectPeripheral" << std::endl;
 ///
 /// The stream shares std::cout's buffer as it is at the moment of the call, so an application that
 /// replaces the buffer (std::cout.rdbuf) receives these lines too. Its formatting is independent of
@@ -14,5 +14,9 @@
 
 #include <ostream>
 
+namespace Zephly {
+
 /// The stream, ready for the next line.
 ZEPHLY_EXPORT std::ostream& console();
+
+}  // namespace Zephly

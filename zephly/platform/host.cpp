@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+namespace Zephly {
+
 namespace {
 
 Host* hostInUse = nullptr;
@@ -21,15 +23,17 @@ Host* Host::current() { return hostInUse; }
 
 std::string_view Host::available() { return ZEPHLY_HOSTS; }
 
+}  // namespace Zephly
+
 std::shared_ptr<CBCentralManager> CBCentralManager::init(
     std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
     const std::optional<CBOptions>& options) {
-  Host* host = Host::current();
+  Zephly::Host* host = Zephly::Host::current();
   if (host == nullptr) {
-    fatalError("no host is in use; choose one before creating a session (this build has: " +
-               std::string(Host::available()) + ")");
+    Zephly::fatalError("no host is in use; choose one before creating a session (this build has: " +
+                       std::string(Zephly::Host::available()) + ")");
   }
   auto central = host->createCentralManager(std::move(delegate), queue, options);
-  if (!central) fatalError("the host in use created no central manager");
+  if (!central) Zephly::fatalError("the host in use created no central manager");
   return central;
 }

@@ -3,10 +3,10 @@
 /// The environment that the kit runs in. An application chooses its host in one line, before it
 /// creates a session; a host's own constructor or `use` function calls Host::use.
 ///
-///   class MyRadio : public Host {
+///   class MyRadio : public Zephly::Host {
 ///    public:
-///     MyRadio() { Host::use(this); }
-///     ~MyRadio() override { Host::leave(this); }
+///     MyRadio() { Zephly::Host::use(this); }
+///     ~MyRadio() override { Zephly::Host::leave(this); }
 ///     std::shared_ptr<CBCentralManager> createCentralManager(...) override;
 ///   };
 ///
@@ -18,6 +18,8 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+
+namespace Zephly {
 
 /// Base class of all hosts.
 class ZEPHLY_EXPORT Host {
@@ -45,3 +47,5 @@ class ZEPHLY_EXPORT Host {
   Host(const Host&) = default;
   Host& operator=(const Host&) = default;
 };
+
+}  // namespace Zephly

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace Zephly {
+
 SelectorTable::SelectorTable(std::string_view className, std::initializer_list<Selector> selectors)
     : className_(className), selectors_(selectors) {}
 
@@ -11,6 +13,8 @@ const Selector* SelectorTable::find(std::string_view name) const {
   return found == selectors_.end() ? nullptr : &*found;
 }
 
+}  // namespace Zephly
+
 bool NSObject::respondsToSelector(std::string_view name) const {
   return selectors().find(name) != nullptr;
 }
@@ -19,21 +23,21 @@ std::string NSObject::description() const {
   return "<" + std::string(selectors().className()) + ">";
 }
 
-const SelectorTable& NSObject::selectors() const {
-  static const SelectorTable none{"NSObject", {}};
+const Zephly::SelectorTable& NSObject::selectors() const {
+  static const Zephly::SelectorTable none{"NSObject", {}};
   return none;
 }
 
-const Selector& NSObject::requireSelector(std::string_view name,
-                                          const std::type_info& signature) const {
+const Zephly::Selector& NSObject::requireSelector(std::string_view name,
+                                                  const std::type_info& signature) const {
   const std::string receiver(selectors().className());
-  const Selector* found = selectors().find(name);
+  const Zephly::Selector* found = selectors().find(name);
   if (found == nullptr) {
-    fatalError(receiver + " does not respond to selector \"" + std::string(name) + "\"");
+    Zephly::fatalError(receiver + " does not respond to selector \"" + std::string(name) + "\"");
   }
   if (*found->signature != signature) {
-    fatalError("selector \"" + std::string(name) + "\" of " + receiver +
-               " was sent with other argument or result types than it takes");
+    Zephly::fatalError("selector \"" + std::string(name) + "\" of " + receiver +
+                       " was sent with other argument or result types than it takes");
   }
   return *found;
 }

@@ -6,8 +6,9 @@
 ///    public:
 ///     void setLevel(float level);
 ///    protected:
-///     const SelectorTable& selectors() const override {
-///       static const SelectorTable table{"Lamp", {selector<&Lamp::setLevel>("setLevel:")}};
+///     const Zephly::SelectorTable& selectors() const override {
+///       static const Zephly::SelectorTable table{
+///           "Lamp", {Zephly::selector<&Lamp::setLevel>("setLevel:")}};
 ///       return table;
 ///     }
 ///   };
@@ -33,6 +34,8 @@
 
 class NSObject;
 
+namespace Zephly {
+
 /// One message of a class: its name, its signature (as the type of a function that takes every
 /// argument by value) and the function that performs it.
 struct Selector {
@@ -57,6 +60,8 @@ class ZEPHLY_EXPORT SelectorTable {
   std::vector<Selector> selectors_;
 };
 
+}  // namespace Zephly
+
 /// Reference counted; responds to the selectors of its class.
 class ZEPHLY_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
  public:
@@ -80,11 +85,14 @@ class ZEPHLY_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
   NSObject& operator=(const NSObject&) = default;
 
   /// The class's messages; the base class has none.
-  virtual const SelectorTable& selectors() const;
+  virtual const Zephly::SelectorTable& selectors() const;
 
  private:
-  const Selector& requireSelector(std::string_view name, const std::type_info& signature) const;
+  const Zephly::Selector& requireSelector(std::string_view name,
+                                          const std::type_info& signature) const;
 };
+
+namespace Zephly {
 
 /// @cond
 namespace selector_detail {
@@ -125,3 +133,5 @@ template <auto method>
 Selector selector(std::string_view name) {
   return selector_detail::Maker<method>::named(name);
 }
+
+}  // namespace Zephly

@@ -64,12 +64,12 @@ double Utilities::q30todouble(int a, int byteB, int byteC, int byteD) {
   return ::Zephly::Utilities::q30ToDouble(a, byteB, byteC, byteD);
 }
 
-const SelectorTable& Utilities::selectors() const {
-  static const SelectorTable table{
+const Zephly::SelectorTable& Utilities::selectors() const {
+  static const Zephly::SelectorTable table{
       "Utilities",
-      {selector<&Utilities::toU2>("toU2:byteB:byteC:"),
-       selector<&Utilities::q16tofloat>("q16tofloat:byteB:byteC:byteD:"),
-       selector<&Utilities::q30tofloat>("q30tofloat:byteB:byteC:byteD:"),
-       selector<&Utilities::q30todouble>("q30todouble:byteB:byteC:byteD:")}};
+      {Zephly::selector<&Utilities::toU2>("toU2:byteB:byteC:"),
+       Zephly::selector<&Utilities::q16tofloat>("q16tofloat:byteB:byteC:byteD:"),
+       Zephly::selector<&Utilities::q30tofloat>("q30tofloat:byteB:byteC:byteD:"),
+       Zephly::selector<&Utilities::q30todouble>("q30todouble:byteB:byteC:byteD:")}};
   return table;
 }

@@ -44,5 +44,5 @@ class ZEPHLY_EXPORT Utilities : public NSObject {
   double q30todouble(int a, int byteB, int byteC, int byteD);
 
  protected:
-  const SelectorTable& selectors() const override;
+  const Zephly::SelectorTable& selectors() const override;
 };

@@ -76,24 +76,25 @@ void SignalProcessor::setSignalProcessor(::Zephly::SignalProcessor* engine) {
 }
 
 ::Zephly::SignalProcessor& SignalProcessor::requireEngine() const {
-  if (_signalProcessor == nullptr) fatalError("SignalProcessor.signalProcessor is empty");
+  if (_signalProcessor == nullptr) Zephly::fatalError("SignalProcessor.signalProcessor is empty");
   return *_signalProcessor;
 }
 
-const SelectorTable& SignalProcessor::selectors() const {
+const Zephly::SelectorTable& SignalProcessor::selectors() const {
   using Self = SignalProcessor;
   using NineAxes = void (Self::*)(float, float, float, float, float, float, float, float, float);
   using SevenValues = void (Self::*)(float, float, float, float, float, float, float);
-  static const SelectorTable table{
+  static const Zephly::SelectorTable table{
       "SignalProcessor",
-      {selector<&Self::processECG>("processECG:"),
-       selector<&Self::processRespiration>("processRespiration:"),
-       selector<&Self::processLeadoffDetection>("processLeadoffDetection:"),
-       selector<static_cast<NineAxes>(&Self::imu)>("imu:gy:gz:ax:ay:az:mx:my:mz:"),
-       selector<static_cast<SevenValues>(&Self::imu)>("imu:qx:qy:qz:ax:ay:az:"),
-       selector<&Self::startWorkoutDetection>("startWorkoutDetection"),
-       selector<&Self::delegate>("delegate"), selector<&Self::setDelegate>("setDelegate:"),
-       selector<&Self::signalProcessor>("signalProcessor"),
-       selector<&Self::setSignalProcessor>("setSignalProcessor:")}};
+      {Zephly::selector<&Self::processECG>("processECG:"),
+       Zephly::selector<&Self::processRespiration>("processRespiration:"),
+       Zephly::selector<&Self::processLeadoffDetection>("processLeadoffDetection:"),
+       Zephly::selector<static_cast<NineAxes>(&Self::imu)>("imu:gy:gz:ax:ay:az:mx:my:mz:"),
+       Zephly::selector<static_cast<SevenValues>(&Self::imu)>("imu:qx:qy:qz:ax:ay:az:"),
+       Zephly::selector<&Self::startWorkoutDetection>("startWorkoutDetection"),
+       Zephly::selector<&Self::delegate>("delegate"),
+       Zephly::selector<&Self::setDelegate>("setDelegate:"),
+       Zephly::selector<&Self::signalProcessor>("signalProcessor"),
+       Zephly::selector<&Self::setSignalProcessor>("setSignalProcessor:")}};
   return table;
 }

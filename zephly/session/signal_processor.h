@@ -59,7 +59,7 @@ class ZEPHLY_EXPORT SignalProcessor : public NSObject {
   void setSignalProcessor(::Zephly::SignalProcessor* engine);
 
  protected:
-  const SelectorTable& selectors() const override;
+  const Zephly::SelectorTable& selectors() const override;
 
  private:
   SignalProcessor();

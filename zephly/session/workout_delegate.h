@@ -15,10 +15,14 @@
 class ZEPHLY_EXPORT WorkoutDelegate {
  public:
   virtual void didDetectPushUp() {
-    fatalError("WorkoutDelegate does not implement didDetectPushUp");
+    Zephly::fatalError("WorkoutDelegate does not implement didDetectPushUp");
   }
-  virtual void didDetectSitUp() { fatalError("WorkoutDelegate does not implement didDetectSitUp"); }
-  virtual void didDetectJump() { fatalError("WorkoutDelegate does not implement didDetectJump"); }
+  virtual void didDetectSitUp() {
+    Zephly::fatalError("WorkoutDelegate does not implement didDetectSitUp");
+  }
+  virtual void didDetectJump() {
+    Zephly::fatalError("WorkoutDelegate does not implement didDetectJump");
+  }
 
   virtual ~WorkoutDelegate() = default;
 };

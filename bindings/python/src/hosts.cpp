@@ -46,19 +46,19 @@ double secondsOf(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-void HostObject::open(std::shared_ptr<void> world, Host* host) {
+void HostObject::open(std::shared_ptr<void> world, Zephly::Host* host) {
   world_ = std::move(world);
   host_ = host;
 }
 
 void HostObject::use() {
   requireOpen();
-  Host::use(host_);
+  Zephly::Host::use(host_);
 }
 
 void HostObject::close() {
   if (!world_) return;
-  if (host_ != nullptr) Host::leave(host_);
+  if (host_ != nullptr) Zephly::Host::leave(host_);
   host_ = nullptr;
   queue_->retire(std::exchange(world_, nullptr));
 }

@@ -34,13 +34,13 @@ class HostObject {
  protected:
   explicit HostObject(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
   /// `world` owns `host` and all that it needs.
-  void open(std::shared_ptr<void> world, Host* host);
+  void open(std::shared_ptr<void> world, Zephly::Host* host);
   void requireOpen() const;
 
  private:
   std::shared_ptr<Queue> queue_;
   std::shared_ptr<void> world_;
-  Host* host_ = nullptr;
+  Zephly::Host* host_ = nullptr;
 };
 
 /// A radio with one strap in its reach and a wearer made of software.

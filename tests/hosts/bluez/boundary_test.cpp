@@ -42,9 +42,9 @@ TEST_F(BluezBoundary, DoesNotReportAnUnchangedState) {
 }
 
 TEST_F(BluezBoundary, IsTheCurrentHostDuringItsLifetime) {
-  EXPECT_EQ(Host::current(), world.host.get());
+  EXPECT_EQ(Zephly::Host::current(), world.host.get());
   world.host.reset();
-  EXPECT_EQ(Host::current(), nullptr);
+  EXPECT_EQ(Zephly::Host::current(), nullptr);
 }
 
 TEST_F(BluezBoundary, ACentralThatOutlivesTheHostHasNoRadio) {

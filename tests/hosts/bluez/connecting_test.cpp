@@ -146,7 +146,7 @@ TEST_F(BluezConnecting, FindsRetainedServicesAfterAReconnect) {
 
 TEST_F(BluezConnecting, RetriesAnAttemptThatMissesAPresentDevice) {
   auto options = World::options();
-  options.timing.heardLimit = 5ms;
+  options.timing.stalledAttemptLimit = 5ms;
   world.openHost(std::move(options));
   bringUp();
   strap.onConnect = {ConnectStep::hold};
@@ -168,7 +168,7 @@ class BluezUnreachable : public BluezConnecting {
  protected:
   BluezUnreachable() {
     auto options = World::options();
-    options.timing.heardLimit = 5ms;
+    options.timing.stalledAttemptLimit = 5ms;
     world.openHost(std::move(options));
     request();
     runUntil([this] { return subscribedToAll(); });
@@ -189,8 +189,8 @@ class BluezUnreachable : public BluezConnecting {
 
   const std::string ready = "Bluetooth: adapter hci0 is ready.";
   const std::string unreachable =
-      "Bluetooth: adapter hci0 hears AA:BB:CC:DD:EE:01 but does not get through to it. "
-      "To start the adapter anew: bluetoothctl power off; bluetoothctl power on";
+      "Bluetooth: adapter hci0 receives advertisements of AA:BB:CC:DD:EE:01 but cannot connect to it. "
+      "To restart the adapter: bluetoothctl power off; bluetoothctl power on";
 };
 
 TEST_F(BluezUnreachable, IsReportedOnceAfterThreeConsecutiveAttempts) {

@@ -22,7 +22,7 @@ Zephly::bluez::Timing shortPauses() {
 
 World::World() { startBus(); }
 
-World::~World() { Host::leave(host.get()); }
+World::~World() { Zephly::Host::leave(host.get()); }
 
 Zephly::bluez::Options World::options() {
   Zephly::bluez::Options options;

@@ -32,12 +32,12 @@ class RadioTest : public testing::Test {
 
 TEST(Radio, IsTheCurrentHostDuringItsLifetime) {
   Scheduler scheduler;
-  EXPECT_EQ(Host::current(), nullptr);
+  EXPECT_EQ(Zephly::Host::current(), nullptr);
   {
     Radio radio(scheduler);
-    EXPECT_EQ(Host::current(), &radio);
+    EXPECT_EQ(Zephly::Host::current(), &radio);
   }
-  EXPECT_EQ(Host::current(), nullptr);
+  EXPECT_EQ(Zephly::Host::current(), nullptr);
 }
 
 TEST_F(RadioTest, ReportsTheStateOnceAfterTheCreation) {

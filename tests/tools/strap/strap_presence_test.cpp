@@ -265,7 +265,8 @@ TEST_F(StrapPresenceTest, IgnoresRepliesOfTheWrongType) {
   bluetoothd.start();
   open();
   untilLine(
-      "waiting for adapter hci9 to be switched on: rfkill unblock bluetooth; bluetoothctl "
+      "Bluetooth: adapter hci9 is switched off. To switch it on: rfkill unblock bluetooth; "
+      "bluetoothctl "
       "power on");
   bluetoothd.addAdapter();
   untilLine("advertising as \"Zephly\" on hci0");
@@ -303,7 +304,9 @@ TEST_F(StrapPresenceTest, UsesAnAdapterThatReturnsAtAnotherIndex) {
   bringUp();
   bluetoothd.remove("/org/bluez/hci0");
   untilLine("adapter hci0 has gone");
-  untilLine("waiting for adapter hci0; what there is: bluetoothctl list");
+  untilLine(
+      "Bluetooth: no adapter hci0. Plug it in; what there is: bluetoothctl list; what the kernel "
+      "says: dmesg");
   bluetoothd.addAdapter("hci0", true, true, "00:00:00:00:00:0C");
   bluetoothd.addAdapter("hci1");
   untilLine("advertising as \"Zephly\" on hci1");
@@ -434,9 +437,10 @@ TEST_F(StrapPresenceTest, ReconnectsToARestartedBus) {
 TEST_F(StrapPresenceTest, ReportsAMissingServiceWithInstructions) {
   open();
   until([this] { return !lines.empty(); });
-  EXPECT_THAT(lines, ElementsAre(testing::AllOf(StartsWith("waiting for bluetoothd ("),
-                                                HasSubstr("sudo apt install bluez; sudo systemctl "
-                                                          "enable --now bluetooth"))));
+  EXPECT_THAT(lines, ElementsAre(testing::AllOf(
+                         StartsWith("Bluetooth: the service org.bluez is not there ("),
+                         HasSubstr("sudo apt install bluez; sudo systemctl "
+                                   "enable --now bluetooth"))));
 }
 
 TEST_F(StrapPresenceTest, ReportsMissingPermissionWithInstructions) {
@@ -448,15 +452,18 @@ TEST_F(StrapPresenceTest, ReportsMissingPermissionWithInstructions) {
   bluetoothd.start();
   open();
   until([this] { return !lines.empty(); });
-  EXPECT_THAT(lines, ElementsAre(testing::AllOf(StartsWith("waiting for permission"),
-                                                HasSubstr("sudo adduser $USER bluetooth"))));
+  EXPECT_THAT(lines, ElementsAre(testing::AllOf(
+                         StartsWith("Bluetooth: this user may not use the service org.bluez ("),
+                         HasSubstr("sudo adduser $USER bluetooth"))));
 }
 
 TEST_F(StrapPresenceTest, ReportsAnAdapterWithoutThePeripheralRole) {
   bluetoothd.addAdapter("hci0", true, false);
   bluetoothd.start();
   open();
-  untilLine("waiting for another adapter: what is there cannot be a Bluetooth LE peripheral");
+  untilLine(
+      "Bluetooth: no adapter that can be a Bluetooth LE peripheral. Plug it in; what there is: "
+      "bluetoothctl list; what the kernel says: dmesg");
 }
 
 }  // namespace

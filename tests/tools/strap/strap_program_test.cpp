@@ -123,7 +123,7 @@ TEST(StrapProgramTest, EndsWithASignalWhileItWaitsForTheService) {
     fake_bluez::PrivateBus bus;
     bus.start();
     Process process({"strap", "--bus", bus.address()});
-    EXPECT_TRUE(process.readUntil("waiting for bluetoothd"));
+    EXPECT_TRUE(process.readUntil("Bluetooth: the service org.bluez is not there"));
     process.sendSignal(signal);
     const Finished run = process.finish();
     EXPECT_EQ(run.exitCode, 0);
@@ -171,7 +171,7 @@ class StrapOnTheAir : public testing::Test {
   void subscribeToAll() {
     until([this] { return called("hci0 RegisterAdvertisement /org/zephly/advertisement {}"); });
     for (const char* stream : {"temperature", "ecg", "battery", "respiration", "motion"}) {
-      client->tell({bluetoothd.applicant(), std::string("/org/zephly/strap/service0/") + stream,
+      client->send({bluetoothd.applicant(), std::string("/org/zephly/strap/service0/") + stream,
                     "org.bluez.GattCharacteristic1", "StartNotify"},
                    {});
     }

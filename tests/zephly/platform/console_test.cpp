@@ -16,7 +16,7 @@ namespace {
 
 TEST(Console, WritesToStandardOutputsBuffer) {
   const CapturedOutput output;
-  console() << "one" << std::endl;
+  Zephly::console() << "one" << std::endl;
   EXPECT_EQ(output.text(), "one\n");
 }
 
@@ -24,10 +24,10 @@ TEST(Console, FollowsAReplacedBuffer) {
   const CapturedOutput first;
   {
     const CapturedOutput second;
-    console() << "inner" << std::endl;
+    Zephly::console() << "inner" << std::endl;
     EXPECT_EQ(second.text(), "inner\n");
   }
-  console() << "outer" << std::endl;
+  Zephly::console() << "outer" << std::endl;
   EXPECT_EQ(first.text(), "outer\n");
 }
 
@@ -36,7 +36,7 @@ TEST(Console, ItsFormattingIsIndependentOfStdCout) {
   const std::ios saved(nullptr);
   std::cout << std::hex << std::scientific << std::uppercase << std::showpos;
   std::cout.precision(12);
-  console() << 0.5f << ", " << 31 << std::endl;
+  Zephly::console() << 0.5f << ", " << 31 << std::endl;
   std::cout.unsetf(std::ios::floatfield | std::ios::showpos | std::ios::uppercase);
   std::cout << std::dec;
   std::cout.precision(6);
@@ -50,12 +50,12 @@ TEST(Console, ResetsTheFormatForEachLine) {
     char do_thousands_sep() const override { return '.'; }
     std::string do_grouping() const override { return "\3"; }
   };
-  std::ostream& stream = console();
+  std::ostream& stream = Zephly::console();
   stream << std::hex << std::scientific << std::uppercase << std::showpos << std::boolalpha
          << std::setprecision(12) << std::setfill('*') << std::left;
   stream.imbue(std::locale(std::locale::classic(), new GroupedDigits));
   stream.width(20);
-  console() << 1234567 << ", " << 0.123456789 << ", " << true << std::endl;
+  Zephly::console() << 1234567 << ", " << 0.123456789 << ", " << true << std::endl;
   EXPECT_EQ(output.text(), "1234567, 0.123457, 1\n");
 }
 
@@ -63,14 +63,14 @@ TEST(Console, ResetsTheExceptionMask) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);
-  console().exceptions(std::ios::badbit | std::ios::failbit);
-  EXPECT_NO_THROW(console() << "lost" << std::endl);
-  console().exceptions(std::ios::badbit | std::ios::failbit);
+  Zephly::console().exceptions(std::ios::badbit | std::ios::failbit);
+  EXPECT_NO_THROW(Zephly::console() << "lost" << std::endl);
+  Zephly::console().exceptions(std::ios::badbit | std::ios::failbit);
   std::cout.rdbuf(nullptr);
-  EXPECT_NO_THROW(console() << "lost" << std::endl);
+  EXPECT_NO_THROW(Zephly::console() << "lost" << std::endl);
   std::cout.rdbuf(original);
   const CapturedOutput output;
-  console() << "seen" << std::endl;
+  Zephly::console() << "seen" << std::endl;
   EXPECT_EQ(output.text(), "seen\n");
 }
 
@@ -78,16 +78,16 @@ TEST(Console, WritesAgainAfterAFailedBuffer) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);
-  console() << "lost" << std::endl;
+  Zephly::console() << "lost" << std::endl;
   std::cout.rdbuf(original);
   const CapturedOutput output;
-  console() << "seen" << std::endl;
+  Zephly::console() << "seen" << std::endl;
   EXPECT_EQ(output.text(), "seen\n");
 }
 
 TEST(FatalErrorDeathTest, WritesItsMessageToStandardErrorAndAborts) {
   // An emulator adds its own line.
-  EXPECT_EXIT(fatalError("the reason"), testing::KilledBySignal(SIGABRT),
+  EXPECT_EXIT(Zephly::fatalError("the reason"), testing::KilledBySignal(SIGABRT),
               "^zephly: fatal error: the reason\n(qemu: [^\n]*\n)?$");
 }
 

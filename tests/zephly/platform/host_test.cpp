@@ -19,30 +19,30 @@ TEST(Host, TheCurrentHostCreatesTheCentral) {
 TEST(Host, TheLatestHostIsCurrent) {
   fake::World first;
   fake::World second;
-  EXPECT_EQ(Host::current(), &second);
+  EXPECT_EQ(Zephly::Host::current(), &second);
 }
 
 TEST(Host, LeavingDoesNotAffectAnotherCurrentHost) {
   fake::World stays;
   { const fake::World goes; }
-  EXPECT_EQ(Host::current(), nullptr);
-  Host::use(&stays);
+  EXPECT_EQ(Zephly::Host::current(), nullptr);
+  Zephly::Host::use(&stays);
   const fake::World other;
-  Host::use(&stays);
-  Host::leave(&other);
-  EXPECT_EQ(Host::current(), &stays);
+  Zephly::Host::use(&stays);
+  Zephly::Host::leave(&other);
+  EXPECT_EQ(Zephly::Host::current(), &stays);
 }
 
 TEST(HostDeathTest, WithoutAHostTheErrorListsTheHostsOfTheBuild) {
-  ASSERT_EQ(Host::current(), nullptr);
+  ASSERT_EQ(Zephly::Host::current(), nullptr);
   EXPECT_DEATH(CBCentralManager::init({}, nullptr, std::nullopt),
                "no host is in use; .*this build has: " ZEPHLY_HOSTS);
 }
 
 TEST(HostDeathTest, AHostThatCreatesNoCentralIsFatal) {
-  class Empty : public Host {
+  class Empty : public Zephly::Host {
    public:
-    Empty() { Host::use(this); }
+    Empty() { Zephly::Host::use(this); }
     std::shared_ptr<CBCentralManager> createCentralManager(
         std::weak_ptr<CBCentralManagerDelegate>, DispatchQueue*,
         const std::optional<CBOptions>&) override {

@@ -21,11 +21,11 @@ class Lamp : public NSObject {
   std::unique_ptr<int> taken;
 
  protected:
-  const SelectorTable& selectors() const override {
-    static const SelectorTable table{
+  const Zephly::SelectorTable& selectors() const override {
+    static const Zephly::SelectorTable table{
         "Lamp",
-        {selector<&Lamp::setLevel>("setLevel:"), selector<&Lamp::level>("level"),
-         selector<&Lamp::join>("join:with:"), selector<&Lamp::take>("take:")}};
+        {Zephly::selector<&Lamp::setLevel>("setLevel:"), Zephly::selector<&Lamp::level>("level"),
+         Zephly::selector<&Lamp::join>("join:with:"), Zephly::selector<&Lamp::take>("take:")}};
     return table;
   }
 

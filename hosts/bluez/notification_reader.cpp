@@ -1,4 +1,4 @@
-#include <hosts/bluez/feed.h>
+#include <hosts/bluez/notification_reader.h>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -22,18 +22,19 @@ bool isClosed(int descriptor) {
 
 }  // namespace
 
-Feed::Feed(main_queue::MainQueue& queue, Descriptor descriptor, std::function<void()> ready)
+NotificationReader::NotificationReader(main_queue::MainQueue& queue, Descriptor descriptor,
+                                       std::function<void()> ready)
     : descriptor_(std::move(descriptor)),
       watch_(queue.watch(descriptor_->get(), main_queue::Interest::read, std::move(ready))) {}
 
-std::optional<Bytes> Feed::take() {
+std::optional<Bytes> NotificationReader::take() {
   if (ended_) return std::nullopt;
   std::array<std::uint8_t, longestPacket> packet{};
   ssize_t count = 0;
   do {
     count = ::recv(descriptor_->get(), packet.data(), packet.size(), MSG_DONTWAIT);
   } while (count < 0 && errno == EINTR);
-  // A value of no bytes looks like the end; only the other side's absence makes it one.
+  // recv() returns 0 for an empty value as well as at the end: only a closed peer is the end.
   const bool nothing = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
   if (nothing) return std::nullopt;
   if (count < 0 || (count == 0 && isClosed(descriptor_->get()))) {

@@ -13,14 +13,15 @@
 namespace Zephly::bluez {
 
 /// Owns the descriptor and watches it.
-class Feed {
+class NotificationReader {
  public:
-  /// `ready` is called by the queue when there is something to take.
-  Feed(main_queue::MainQueue& queue, Descriptor descriptor, std::function<void()> ready);
+  /// `ready` is called by the queue when a value can be taken.
+  NotificationReader(main_queue::MainQueue& queue, Descriptor descriptor,
+                     std::function<void()> ready);
 
   /// The next value; empty when none has arrived.
   std::optional<Bytes> take();
-  /// bluetoothd has closed it, or it is broken; nothing comes any more.
+  /// bluetoothd has closed the descriptor, or reading has failed: no more values arrive.
   bool ended() const { return ended_; }
 
  private:
