@@ -11,8 +11,8 @@
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/protocol/frame_decoders.h>
 
+#include <tests/support/strap_host.h>
 #include <bench/allocation_sites.h>
-#include <bench/bare_host.h>
 #include <bench/connected_session.h>
 #include <bench/inputs.h>
 #include <bench/null_buffer.h>
@@ -145,7 +145,7 @@ void constructionRow(const std::string& name, const std::function<void()>& const
 void constructions() {
   const bench::SilentOutput silent;
   constructionRow("engine", [] { const auto made = std::make_unique<Zephly::SignalProcessor>(); });
-  bench::BareHost host;
+  fake::StrapHost host;
   const auto application = std::make_shared<bench::CountingApplication>();
   std::shared_ptr<Zephly::Zephly> session;
   constructionRow("session", [&] { session = Zephly::Zephly::init(application); });

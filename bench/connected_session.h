@@ -11,7 +11,7 @@
 #include <simulator/frame.h>
 #include <zephly/session/zephly.h>
 
-#include <bench/bare_host.h>
+#include <tests/support/strap_host.h>
 #include <bench/counting_application.h>
 #include <bench/null_buffer.h>
 
@@ -38,7 +38,7 @@ class ConnectedSession {
 
  private:
   SilentOutput silent_;
-  BareHost host_;
+  fake::StrapHost host_;
   std::shared_ptr<CountingApplication> application_ = std::make_shared<CountingApplication>();
   std::shared_ptr<Zephly::Zephly> session_;
 };

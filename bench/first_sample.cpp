@@ -4,7 +4,7 @@
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/session/zephly.h>
 
-#include <bench/bare_host.h>
+#include <tests/support/strap_host.h>
 #include <bench/counting_application.h>
 #include <bench/inputs.h>
 #include <bench/null_buffer.h>
@@ -44,7 +44,7 @@ void measureEngineRespiration(benchmark::State& state) {
 
 void measureSession(benchmark::State& state, Zephly::simulator::Stream stream) {
   const SilentOutput silent;
-  BareHost host;
+  fake::StrapHost host;
   const auto application = std::make_shared<CountingApplication>();
   const auto value = Zephly::hosts::Data::of(framesOf(stream).front().bytes);
   std::vector<std::shared_ptr<Zephly::Zephly>> sessions;

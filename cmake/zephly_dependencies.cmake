@@ -17,6 +17,12 @@ if(ZEPHLY_BUILD_HOSTS)
     find_package(sdbus-c++ QUIET)
     zephly_need("sdbus-c++ 1.2 or newer, or 2" "for Bluetooth: -DZEPHLY_BUILD_BLUEZ=OFF does without"
       libsdbus-c++-dev "${sdbus-c++_FOUND}")
+    find_package(PkgConfig QUIET)
+    if(PkgConfig_FOUND)
+      pkg_check_modules(LIBSYSTEMD QUIET IMPORTED_TARGET GLOBAL libsystemd)
+    endif()
+    zephly_need("libsystemd and pkg-config" "for Bluetooth: -DZEPHLY_BUILD_BLUEZ=OFF does without"
+      "libsystemd-dev pkg-config" "${LIBSYSTEMD_FOUND}")
   endif()
 endif()
 if(ZEPHLY_BUILD_TOOLS)

@@ -40,7 +40,7 @@ install(FILES
 file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" ZEPHLY_PC_PREFIX "${up}")
 if(NOT BUILD_SHARED_LIBS)
-  set(ZEPHLY_PC_BLUEZ_NEEDS ", sdbus-c++")
+  set(ZEPHLY_PC_BLUEZ_NEEDS ", sdbus-c++, libsystemd")
 endif()
 set(modules zephly)
 foreach(component capture simulated bluez)

@@ -7,13 +7,11 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,6 +52,14 @@ sdbus_version::Interface declarationOf(const Interface& interface) {
 
 // The bus ----------------------------------------------------------------------------------------
 
+// Order of events: sdbus-c++ calls back from inside processPending(). Those callbacks only append
+// jobs to inbox_; turn() runs the jobs after the library has returned. So a handler may throw, call
+// any method here or destroy the bus without the library on the stack. `alive_` is checked after
+// every job for that.
+//
+// Turns come from read_ (data arrived), write_ (the library has unsent data), timer_ (a call times
+// out) and ring() (more is pending, or a call failed at once). arm() sets the three up from the
+// library's poll data, at the end of each turn and after each call that may have sent something.
 class SdBus final : public Bus {
  public:
   SdBus(main_queue::MainQueue& queue, std::unique_ptr<sdbus::IConnection> connection)
@@ -93,7 +99,7 @@ class SdBus final : public Bus {
       message.dontExpectReply();
       message.send(0);
     } catch (const sdbus::Error&) {
-      // Nobody wants to hear of it, and a lost bus is told elsewhere.
+      // Nothing to report: a lost connection is noticed by the next turn.
       return;
     }
     arm();
@@ -102,13 +108,13 @@ class SdBus final : public Bus {
   void settle(std::chrono::milliseconds limit) override {
     constexpr const char* name = "org.freedesktop.DBus";
     try {
-      // The bus reads from a connection in order: its answer to the last message answers all.
+      // The bus reads messages in order: its reply to this one means that it has read all before.
       const auto proxy = sdbus_version::createProxy(*connection_, name, "/org/freedesktop/DBus");
       const auto message = sdbus_version::createCall(*proxy, name, "GetId");
       const auto microseconds = std::chrono::microseconds(limit).count();
       static_cast<void>(message.send(static_cast<std::uint64_t>(microseconds)));
     } catch (const sdbus::Error&) {
-      // It is lost, or does not answer: then there is nothing more that could be done.
+      // The bus is lost or does not reply: nothing more can be done.
       return;
     }
     arm();
@@ -132,7 +138,7 @@ class SdBus final : public Bus {
       throw BusError(error.getName(), error.getMessage());
     }
     arm();
-    // The pointer is only a mark that is not null; the deleter is what it is about.
+    // The pointer itself is not used; its deleter unregisters the handler.
     return {this, [weak = std::weak_ptr<void>(alive_), this, id](void*) {
               if (!weak.expired()) subscriptions_.erase(id);
             }};
@@ -202,7 +208,7 @@ class SdBus final : public Bus {
     });
   }
 
-  // To be done by this turn or the next, outside the library.
+  // Runs `job` in this turn or the next, outside the library.
   void later(std::function<void()> job) {
     inbox_.push_back(std::move(job));
     ring();
@@ -218,7 +224,7 @@ class SdBus final : public Bus {
     });
   }
 
-  // Takes what has arrived, in portions that leave others on the queue their turn.
+  // Processes pending messages, at most a portion, so that other users of the queue get their turn.
   void turn() {
     constexpr int portion = 64;
     const std::weak_ptr<void> alive = alive_;
@@ -237,7 +243,7 @@ class SdBus final : public Bus {
       inTurn_ = false;
       if (more) ring();
     } catch (...) {
-      // A handler threw: nothing else is lost.
+      // A handler threw: what is left is handled by the next turn.
       if (!alive.expired()) {
         inTurn_ = false;
         ring();
@@ -266,7 +272,7 @@ class SdBus final : public Bus {
     }
   }
 
-  // Waits for what the library wants to wait for.
+  // Watches what the library needs to be watched.
   void arm() {
     if (lost_ || inTurn_) return;
     const auto data = connection_->getEventLoopPollData();
@@ -293,7 +299,7 @@ class SdBus final : public Bus {
   bool inTurn_ = false;
   bool lost_ = false;
   std::uint64_t lastId_ = 0;
-  // What belongs to the connection goes before it.
+  // Destroyed before the connection that they belong to (in reverse order).
   std::unique_ptr<sdbus::IConnection> connection_;
   std::map<std::uint64_t, Call> calls_;
   std::map<std::uint64_t, sdbus::Slot> subscriptions_;
@@ -303,35 +309,11 @@ class SdBus final : public Bus {
   main_queue::Timer timer_;
 };
 
-// The system bus at another address, while the object lives. The library's own way to open a bus at
-// an address leaks its connection when that fails (version 1.2), and opening is tried for ever.
-class SystemBusAddress {
- public:
-  explicit SystemBusAddress(const std::string& address) {
-    if (const char* before = std::getenv(variable)) before_ = before;
-    if (!address.empty()) ::setenv(variable, address.c_str(), 1);
-  }
-  SystemBusAddress(const SystemBusAddress&) = delete;
-  SystemBusAddress& operator=(const SystemBusAddress&) = delete;
-  ~SystemBusAddress() {
-    if (before_) {
-      ::setenv(variable, before_->c_str(), 1);
-    } else {
-      ::unsetenv(variable);
-    }
-  }
-
- private:
-  static constexpr const char* variable = "DBUS_SYSTEM_BUS_ADDRESS";
-  std::optional<std::string> before_;
-};
-
 }  // namespace
 
 std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& address) {
   try {
-    const SystemBusAddress used(address);
-    return std::make_unique<SdBus>(queue, sdbus::createSystemBusConnection());
+    return std::make_unique<SdBus>(queue, sdbus_version::connect(address));
   } catch (const sdbus::Error& error) {
     throw BusError(error.getName(), error.getMessage());
   }

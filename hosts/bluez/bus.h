@@ -7,12 +7,12 @@
 ///   bus->call({"org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1", "StartDiscovery"}, {}, 25s,
 ///             [](const Reply& reply) { if (!reply) complain(reply.errorText()); });
 ///
-/// Replies and signals are handed out one after the other in the order in which they arrived, each
-/// by a turn of the queue: never from inside a call of this class, and never from inside the D-Bus
-/// library, so that a handler may do anything, throw or destroy the bus included.
+/// Handlers of replies and signals are called one after the other, in the order of arrival, by
+/// turns of the queue: never from inside a call of this class, and never from inside the D-Bus
+/// library. So a handler may do anything, including to throw and to destroy the bus.
 ///
-/// No thread, no waiting: only open() waits, for the greeting of the bus, and settle(). Everything
-/// belongs to the thread that runs the queue.
+/// No thread is started. Only open() blocks, for the handshake with the bus, and settle().
+/// Everything belongs to the thread that runs the queue.
 
 #include <hosts/bluez/value.h>
 #include <hosts/main_queue/main_queue.h>
@@ -26,7 +26,7 @@
 
 namespace Zephly::bluez {
 
-/// A failure that D-Bus tells: its name ("org.bluez.Error.Failed") and a text for people.
+/// An error of D-Bus: its name ("org.bluez.Error.Failed") and a text for people.
 class BusError : public std::runtime_error {
  public:
   BusError(std::string name, const std::string& text)
@@ -37,7 +37,7 @@ class BusError : public std::runtime_error {
   std::string name_;
 };
 
-/// Whom to call.
+/// The method to call.
 struct Destination {
   std::string service;
   std::string path;
@@ -45,18 +45,18 @@ struct Destination {
   std::string method;
 };
 
-/// What became of a call.
+/// The outcome of a call.
 struct Reply {
   Arguments values;
   std::string errorName;     ///< empty when it succeeded
-  std::string errorMessage;  ///< the other side's own words, possibly none
+  std::string errorMessage;  ///< as the other side sent it; may be empty
 
   explicit operator bool() const { return errorName.empty(); }
   /// For people: the message, or the name when there is none.
   const std::string& errorText() const { return errorMessage.empty() ? errorName : errorMessage; }
 };
 
-/// Something that was announced.
+/// A signal that was received.
 struct Signal {
   std::string sender;  ///< unique name of the connection
   std::string path;
@@ -69,8 +69,8 @@ struct Signal {
 struct Method {
   std::string name;
   std::string input;   ///< D-Bus signature of the arguments
-  std::string output;  ///< D-Bus signature of what it returns
-  /// Answers at once. A BusError that it throws is the answer of a failure.
+  std::string output;  ///< D-Bus signature of the result
+  /// Returns the result. A BusError that it throws becomes an error reply.
   std::function<Arguments(const Arguments&)> answer;
 };
 
@@ -88,14 +88,14 @@ struct Interface {
   std::vector<Property> properties;
 };
 
-/// An object of ours on the bus; withdrawn when it is destroyed, at the latest with the bus.
+/// An object of ours on the bus; removed when it is destroyed, at the latest with the bus.
 class ExportedObject {
  public:
   virtual ~ExportedObject() = default;
   ExportedObject(const ExportedObject&) = delete;
   ExportedObject& operator=(const ExportedObject&) = delete;
 
-  /// Announces the present value of a property. Nothing happens on a bus that is lost.
+  /// Signals the present value of a property. Does nothing when the bus is lost.
   virtual void announce(const std::string& interface, const std::string& property) = 0;
 
  protected:
@@ -107,42 +107,40 @@ class Bus {
  public:
   using SignalHandler = std::function<void(const Signal&)>;
   using ReplyHandler = std::function<void(const Reply&)>;
-  /// Keeps a signal handler in place; ends it when the last copy goes.
+  /// Keeps a signal handler registered; the last copy that is destroyed unregisters it.
   using Subscription = std::shared_ptr<void>;
 
   /// Connects to the bus at `address` (as D-Bus writes it), to the system bus when it is empty.
-  /// Throws BusError when there is none or it does not take us. With an address, the environment
-  /// variable DBUS_SYSTEM_BUS_ADDRESS is another one during the call.
+  /// Throws BusError when there is none or it refuses the connection.
   static std::unique_ptr<Bus> open(main_queue::MainQueue& queue, const std::string& address = {});
 
   Bus(const Bus&) = delete;
   Bus& operator=(const Bus&) = delete;
-  /// Drops the handlers of what is under way.
+  /// Handlers of calls under way are not called any more.
   virtual ~Bus() = default;
 
-  /// Calls a method. `handler` gets the one reply; without an answer within `timeout` that of a
-  /// failure. It is not called after the bus was destroyed.
+  /// Calls a method. `handler` is called once, with the reply, or with an error if none arrives
+  /// within `timeout`. It is not called after the bus has been destroyed.
   virtual void call(const Destination& destination, const Arguments& arguments,
                     std::chrono::milliseconds timeout, ReplyHandler handler) = 0;
-  /// Calls a method of whose outcome nobody wants to hear.
+  /// Calls a method without a reply; errors are ignored.
   virtual void send(const Destination& destination, const Arguments& arguments) = 0;
 
-  /// Waits until the bus (not those who are called) has taken over what was sent, at most that
-  /// long. For the end: a bus that still has something to deliver to a connection that was closed
-  /// drops what it has not yet read from it.
+  /// Blocks until the bus (not the receivers) has accepted what was sent, for at most `limit`. For
+  /// the end: when a connection is closed, the bus drops messages that it has not read yet.
   virtual void settle(std::chrono::milliseconds limit) = 0;
 
-  /// `handler` gets every signal that the D-Bus match rule describes, from now on.
+  /// `handler` gets every signal that matches the D-Bus rule, from now on.
   [[nodiscard]] virtual Subscription onSignal(const std::string& rule, SignalHandler handler) = 0;
 
-  /// Shows an object of ours under `path`; as an object manager it also lists those below it.
-  /// Throws BusError when the path is taken or wrong.
+  /// Exports an object of ours at `path`; as an object manager it also lists those below it. Throws
+  /// BusError when the path is in use or invalid.
   [[nodiscard]] virtual std::unique_ptr<ExportedObject> exportObject(
       const std::string& path, const std::vector<Interface>& interfaces,
       bool objectManager = false) = 0;
 
-  /// `handler` is called once, when the bus has closed the connection. Calls under way have been
-  /// answered with failures before.
+  /// `handler` is called once, when the bus has closed the connection, after the calls under way
+  /// have got error replies.
   virtual void onLost(std::function<void()> handler) = 0;
 
  protected:

@@ -1,5 +1,6 @@
 // sdbus-c++ 2: names have types of their own, and an object is registered as a table.
 
+#include <hosts/bluez/sd_bus_at.h>
 #include <hosts/bluez/sdbus_version.h>
 
 #include <utility>
@@ -20,6 +21,13 @@ Next peek(const sdbus::Message& message) {
 
 sdbus::Error error(const std::string& name, const std::string& text) {
   return {sdbus::Error::Name(name), text};
+}
+
+std::unique_ptr<sdbus::IConnection> connect(const std::string& address) {
+  if (address.empty()) return sdbus::createSystemBusConnection();
+  OpenedBus opened = openBusAt(address);
+  if (opened.error != 0) throw sdbus::createError(opened.error, "Failed to open bus");
+  return sdbus::createBusConnection(opened.bus.release());
 }
 
 std::unique_ptr<sdbus::IProxy> createProxy(sdbus::IConnection& connection,

@@ -26,6 +26,9 @@ Next peek(const sdbus::Message& message);
 
 sdbus::Error error(const std::string& name, const std::string& text);
 
+/// Connects to the bus at `address`, to the system bus when it is empty.
+std::unique_ptr<sdbus::IConnection> connect(const std::string& address);
+
 std::unique_ptr<sdbus::IProxy> createProxy(sdbus::IConnection& connection,
                                            const std::string& service, const std::string& path);
 sdbus::MethodCall createCall(sdbus::IProxy& proxy, const std::string& interface,

@@ -46,6 +46,9 @@ class StatusReport {
     timer_ = queue_.after({}, [this] { now(); });
   }
 
+  /// Reports nothing until the next update().
+  void cancel() { timer_.cancel(); }
+
  private:
   void now() {
     const std::string line = line_();

@@ -41,13 +41,16 @@ Doorbell::Doorbell()
 }
 
 void Doorbell::ring() {
-  // Between two silences one ring is as good as many, and spares the system call.
+  // Lock-free, from any thread. Between two calls of silence() only the first ring writes: the
+  // descriptor is readable already.
   if (!rung_.exchange(true)) ::eventfd_write(event_.get(), 1);
 }
 
 void Doorbell::silence() {
-  // In this order: a ring that comes between the two lines finds rung_ still set and writes
-  // nothing, but its cause is looked at right after this call.
+  // In this order: a ring() between the two steps finds rung_ set and writes nothing, but the queue
+  // looks at its work after this call, so what was posted before that ring is found. In the other
+  // order a ring between the steps would write and be read away, and rung_ would stay set: no
+  // ring would write until the next silence().
   eventfd_t count = 0;
   ::eventfd_read(event_.get(), &count);
   rung_.exchange(false);

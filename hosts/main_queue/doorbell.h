@@ -19,7 +19,7 @@ FileDescriptor makeEpoll();
 /// std::system_error when it cannot be watched.
 void addToEpoll(const FileDescriptor& epoll, int descriptor, std::uint32_t events);
 
-/// Rung from any thread, silenced by the queue.
+/// Rung by any thread, silenced by the queue.
 class Doorbell {
  public:
   /// Rung once, so that what was there before is looked at. std::system_error when the system has
@@ -30,7 +30,7 @@ class Doorbell {
 
   /// Readable until silence(). From any thread.
   void ring();
-  /// To be called before the queue looks at what there is to do.
+  /// To be called before the queue looks at its work.
   void silence();
   /// Readable from `deadline` on; empty for never.
   void setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline);

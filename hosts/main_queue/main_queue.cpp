@@ -26,8 +26,16 @@ namespace Zephly::main_queue {
 namespace asio = boost::asio;
 using Clock = std::chrono::steady_clock;
 
-// Handlers that the io_context holds keep an entry alive, and the queue only weakly: both may be
-// gone by the time that a cancelled operation's handler comes.
+// What the queue knows about one timer, watch or signal handler.
+//
+// States: active, from the construction until cancel(), the expiry of a timer or shutDown(); then
+// inactive for good. An active entry waits in the io_context, or is about to (start(),
+// startSoon()).
+//
+// Ownership: the user's Handle and the handlers in the io_context own the entry; the queue's core
+// is held weakly. Asio calls the handler of a cancelled operation later, when the handle and the
+// queue may both be destroyed; such a handler finds the entry inactive or the core gone, and does
+// nothing.
 class Handle::Entry : public std::enable_shared_from_this<Entry> {
  public:
   explicit Entry(MainQueue::Core& core);
@@ -39,13 +47,13 @@ class Handle::Entry : public std::enable_shared_from_this<Entry> {
   void cancel();
   // Puts the first wait into the io_context.
   virtual void start(MainQueue::Core& core) = 0;
-  // The epoll descriptor that stands for what is watched, or -1.
+  // The epoll descriptor that is readable when the watched descriptor is ready, or -1.
   virtual int watched() const { return -1; }
 
  protected:
   virtual void drop(MainQueue::Core& core) = 0;
   std::shared_ptr<MainQueue::Core> core() const { return core_.lock(); }
-  // Waits (again) as soon as the queue takes new waits.
+  // Waits (again): now, or at the end of poll(), see Core::begin().
   void startSoon(MainQueue::Core& core);
 
  private:
@@ -53,6 +61,10 @@ class Handle::Entry : public std::enable_shared_from_this<Entry> {
   bool active_ = true;
 };
 
+// Threads: post() may be called from any thread. It touches posted_ (under postedMutex_),
+// pollingThread_ and doorbell_ (atomic), weak_from_this(), and the io_context, which is thread-safe
+// for asio::post. begin() reads pollingThread_ to find out whether it is on the thread that polls,
+// and touches deferred_ only then. Everything else belongs to the thread that runs the queue.
 class MainQueue::Core : public std::enable_shared_from_this<Core> {
  public:
   Core() : own_(std::make_unique<asio::io_context>()), context_(*own_) {}
@@ -72,8 +84,8 @@ class MainQueue::Core : public std::enable_shared_from_this<Core> {
   void addDeadline(Clock::time_point deadline);
   void removeDeadline(Clock::time_point deadline);
 
-  // Now, or, while poll() runs on this thread, at its end: what callbacks make ready must not keep
-  // poll() from returning.
+  // Calls `start` now; while poll() runs on this thread, at its end: what callbacks make ready must
+  // not keep poll() from returning.
   void begin(std::function<void()> start);
   void countCall() { ++called_; }
 
@@ -104,7 +116,8 @@ class MainQueue::Core : public std::enable_shared_from_this<Core> {
   std::atomic<Doorbell*> doorbell_ = nullptr;
 };
 
-// The stretch of time during which poll() runs.
+// While poll() runs. Nested calls keep the outer one's state: only the end of the outermost poll()
+// starts the deferred waits.
 class MainQueue::Core::Polling {
  public:
   explicit Polling(Core& core)
@@ -123,7 +136,7 @@ class MainQueue::Core::Polling {
   std::thread::id outer_;
 };
 
-// The stretch of time during which run() runs; ends it cleanly when a callback throws, too.
+// While run() runs. Cleans up when a callback throws, too.
 class MainQueue::Core::Running {
  public:
   explicit Running(Core& core) : core_(core) { core_.running_ = true; }
@@ -142,7 +155,7 @@ class MainQueue::Core::Running {
 std::size_t MainQueue::Core::run() {
   const std::size_t before = called_;
   const Running running(*this);
-  const auto stand = asio::make_work_guard(context_);
+  const auto guard = asio::make_work_guard(context_);  // run() waits even if nothing is scheduled
   if (context_.stopped()) context_.restart();
   if (!stopRequested_) context_.run();
   return called_ - before;
@@ -150,9 +163,10 @@ std::size_t MainQueue::Core::run() {
 
 std::size_t MainQueue::Core::poll() {
   const std::size_t before = called_;
+  // Before the work is looked at: what is posted from here on rings again.
   if (Doorbell* doorbell = doorbell_) doorbell->silence();
   {
-    const auto stand = asio::make_work_guard(context_);
+    const auto guard = asio::make_work_guard(context_);  // else poll() would stop the io_context
     const Polling polling(*this);
     if (context_.stopped()) context_.restart();
     context_.poll();
@@ -165,6 +179,8 @@ void MainQueue::Core::stop() {
   if (running_) context_.stop();
 }
 
+// From any thread. The order matters: first the callback is in posted_, then the io_context gets a
+// handler that takes it out, then the doorbell is rung. A loop that the bell wakes finds both.
 void MainQueue::Core::post(std::function<void()> callback) {
   {
     const std::lock_guard lock(postedMutex_);
@@ -178,8 +194,8 @@ void MainQueue::Core::post(std::function<void()> callback) {
   if (Doorbell* doorbell = doorbell_) doorbell->ring();
 }
 
-// One call per post, but each takes the oldest: a post that was deferred keeps its place before
-// one that came later from another thread.
+// One handler for each post, but each takes the oldest callback: a post that was deferred to the
+// end of poll() is still called before one that another thread has made later.
 void MainQueue::Core::callNextPosted() {
   std::function<void()> callback;
   {
@@ -192,7 +208,7 @@ void MainQueue::Core::callNextPosted() {
   callback();
 }
 
-// A callback that throws ends poll() with posts left that were announced already.
+// When a callback throws, poll() ends with posts left whose ring has been silenced already.
 void MainQueue::Core::announcePosted() {
   Doorbell* doorbell = doorbell_;
   const std::lock_guard lock(postedMutex_);
@@ -207,13 +223,16 @@ int MainQueue::Core::descriptor() {
     }
     doorbellOwner_ = std::move(doorbell);
     doorbell_ = doorbellOwner_.get();
-    // A post that was too early to see the bell has been made by now.
+    // A post on another thread may have read doorbell_ before it was set. It is in posted_ already,
+    // so one ring now covers it.
     doorbellOwner_->ring();
     updateDeadline();
   }
   return doorbellOwner_->descriptor();
 }
 
+// The callbacks are destroyed last, because their captures may use the queue while they are
+// destroyed: `dropped` goes after the lock.
 void MainQueue::Core::shutDown() {
   while (!entries_.empty()) (*entries_.begin())->cancel();
   deferred_.clear();
@@ -293,6 +312,7 @@ class TimerEntry final : public Handle::Entry {
   void expired() {
     const auto standing = core();
     if (!standing || !active()) return;
+    // Inactive before the call: the callback may start the timer anew by assigning to the handle.
     const auto callback = std::move(callback_);
     cancel();
     standing->countCall();
@@ -310,8 +330,8 @@ class TimerEntry final : public Handle::Entry {
   std::optional<asio::steady_timer> timer_;
 };
 
-// The descriptor stands in an epoll descriptor of its own, and Asio waits on that: the caller's
-// descriptor stays blocking if it is, and can be watched more than once.
+// Asio waits on an epoll descriptor that holds nothing but the watched descriptor. Given to Asio
+// itself, the caller's descriptor would become non-blocking, and could be watched only once.
 class WatchEntry final : public Handle::Entry {
  public:
   WatchEntry(MainQueue::Core& core, int descriptor, std::uint32_t events,
@@ -336,7 +356,7 @@ class WatchEntry final : public Handle::Entry {
   }
 
  private:
-  // After the callback, also when it throws.
+  // Waits again after the callback, also when it throws.
   struct WaitAgain {
     WatchEntry& entry;
     MainQueue::Core& core;
@@ -347,9 +367,10 @@ class WatchEntry final : public Handle::Entry {
     const auto standing = core();
     if (!standing || !active()) return;
     const WaitAgain waitAgain{*this, *standing};
-    // Another callback may have read meanwhile what made the descriptor ready.
+    // A callback that ran before this one may have read the data.
     epoll_event event{};
     if (::epoll_wait(watched(), &event, 1, 0) != 1) return;
+    // A copy of the pointer: the callback may cancel the watch, which resets callback_.
     const auto callback = callback_;
     standing->countCall();
     (*callback)();
@@ -390,6 +411,7 @@ class SignalEntry final : public Handle::Entry {
   void arrived(int signal) {
     const auto standing = core();
     if (!standing || !active()) return;
+    // Before the callback, which may throw.
     startSoon(*standing);
     const auto callback = callback_;
     standing->countCall();
@@ -417,7 +439,7 @@ std::uint32_t epollEvents(Interest interest) {
   return static_cast<std::uint32_t>(EPOLLIN) | static_cast<std::uint32_t>(EPOLLOUT);
 }
 
-// Far away in place of an overflow.
+// The latest possible time instead of an overflow.
 Clock::time_point deadlineAfter(std::chrono::nanoseconds delay) {
   const Clock::time_point now = Clock::now();
   if (delay <= std::chrono::nanoseconds::zero()) return now;
@@ -429,6 +451,7 @@ Clock::time_point deadlineAfter(std::chrono::nanoseconds delay) {
 Handle::Handle(std::shared_ptr<Entry> entry) : entry_(std::move(entry)) {}
 Handle::Handle(Handle&& other) noexcept = default;
 Handle& Handle::operator=(Handle&& other) noexcept {
+  // The previous entry is cancelled last, when this handle has the new one already.
   const Handle previous(std::exchange(entry_, std::exchange(other.entry_, nullptr)));
   return *this;
 }

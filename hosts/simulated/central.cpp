@@ -30,15 +30,18 @@ void Central::connectPeripheral(const std::shared_ptr<CBPeripheral>& peripheral,
   if (own && own->isOf(*this)) own->request();
 }
 
-void Central::stateWillBe(CBManagerState state) {
+void Central::postState(CBManagerState state) {
+  // The radio may have changed its state again, or be gone, when the event runs.
   radio_->scheduler().after(Duration::zero(), [weak = weakSelf(), state] {
     const auto self = weak.lock();
-    if (self && self->radio_ != nullptr) self->tellState(state);
+    if (self && self->radio_ != nullptr) self->reportState(state);
   });
 }
 
-void Central::tellState(CBManagerState state) {
+void Central::reportState(CBManagerState state) {
   state_ = state;
+  // Pending connection requests survive, a scan does not: the delegate requests it again. Both are
+  // settled before the delegate is called.
   if (state != CBManagerState::poweredOn) {
     scanning_ = false;
     radio_->updateAdvertising();
@@ -51,22 +54,17 @@ void Central::tellState(CBManagerState state) {
   }
 }
 
-void Central::heard(Device& device, const CBAdvertisementData& advertisement, int rssi) {
-  const auto& offered = advertisement.serviceUUIDs;
-  const bool wanted =
-      !filter_ || std::any_of(filter_->begin(), filter_->end(), [&](const CBUUID& uuid) {
-        return std::find(offered.begin(), offered.end(), uuid) != offered.end();
-      });
-  if (!scanning_ || !wanted) return;
+void Central::advertised(Device& device, const CBAdvertisementData& advertisement, int rssi) {
+  if (!scanning_ || !hosts::passesAny(filter_, advertisement.serviceUUIDs)) return;
   radio_->scheduler().after(Duration::zero(), [weak = weakSelf(), peripheral = peripheralOf(device),
                                                advertisement, rssi] {
     const auto self = weak.lock();
-    if (self && self->scanning_) self->tellDiscovery(peripheral, advertisement, rssi);
+    if (self && self->scanning_) self->reportDiscovery(peripheral, advertisement, rssi);
   });
 }
 
-void Central::tellDiscovery(const std::shared_ptr<Peripheral>& peripheral,
-                            const CBAdvertisementData& advertisement, int rssi) {
+void Central::reportDiscovery(const std::shared_ptr<Peripheral>& peripheral,
+                              const CBAdvertisementData& advertisement, int rssi) {
   peripheral->setName(advertisement.localName);
   if (const auto delegate = delegate_.lock()) {
     delegate->centralManagerDidDiscoverPeripheral(
@@ -83,6 +81,7 @@ std::shared_ptr<Peripheral> Central::peripheralOf(Device& device) {
   return peripherals_.back();
 }
 
+// Called by the radio's destructor and by our own, whichever comes first.
 void Central::retire() {
   if (radio_ == nullptr) return;
   radio_ = nullptr;

@@ -30,30 +30,30 @@ class Central final : public CBCentralManager {
 
   std::shared_ptr<CBCentralManagerDelegate> delegate() const { return delegate_.lock(); }
   bool scanning() const { return scanning_; }
-  /// In the order in which they were heard first.
+  /// In the order of their first advertisements.
   const std::vector<std::shared_ptr<Peripheral>>& peripherals() const { return peripherals_; }
 
-  /// Told by a later event, in order.
-  void stateWillBe(CBManagerState state);
-  /// The device advertised just now. Told by a later event.
-  void heard(Device& device, const CBAdvertisementData& advertisement, int rssi);
-  /// The radio goes.
+  /// Changes the state and reports it by a later event; several calls in their order.
+  void postState(CBManagerState state);
+  /// The device has advertised. Reported by a later event.
+  void advertised(Device& device, const CBAdvertisementData& advertisement, int rssi);
+  /// The radio is being destroyed.
   void retire();
 
  private:
   std::weak_ptr<Central> weakSelf() {
     return std::static_pointer_cast<Central>(shared_from_this());
   }
-  void tellState(CBManagerState state);
-  void tellDiscovery(const std::shared_ptr<Peripheral>& peripheral,
-                     const CBAdvertisementData& advertisement, int rssi);
+  void reportState(CBManagerState state);
+  void reportDiscovery(const std::shared_ptr<Peripheral>& peripheral,
+                       const CBAdvertisementData& advertisement, int rssi);
   std::shared_ptr<Peripheral> peripheralOf(Device& device);
 
-  Radio* radio_;  ///< null once it is gone
+  Radio* radio_;  ///< null after retire()
   std::weak_ptr<CBCentralManagerDelegate> delegate_;
-  CBManagerState state_ = CBManagerState::unknown;  ///< as told
+  CBManagerState state_ = CBManagerState::unknown;  ///< as last reported to the delegate
   bool scanning_ = false;
-  Filter filter_;
+  hosts::UUIDFilter filter_;
   std::vector<std::shared_ptr<Peripheral>> peripherals_;
 };
 

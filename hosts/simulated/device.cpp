@@ -77,6 +77,8 @@ void Device::setAdvertisesWhileConnected(bool advertises) {
   updateAdvertising();
 }
 
+// Called after every change of: range, links, advertisesWhileConnected_, and of whether a central
+// scans. Events are only scheduled while a central scans, so that an idle world has none.
 void Device::updateAdvertising() {
   const bool advertising = inRange_ && (links_.empty() || advertisesWhileConnected_);
   if (!advertising) {
@@ -84,14 +86,16 @@ void Device::updateAdvertising() {
   } else if (!advertisingSince_) {
     advertisingSince_ = scheduler().now();
   }
-  if (!advertising || !radio_.hears()) {
+  if (!advertising || !radio_.scanned()) {
     if (nextAdvertisement_) scheduler().cancel(*nextAdvertisement_);
     nextAdvertisement_.reset();
     return;
   }
   if (nextAdvertisement_) return;
 
-  // The device sends in its own rhythm, whether somebody listens or not.
+  // The times of advertisements are multiples of the interval since advertising began, whether a
+  // central scans or not: otherwise results would depend on when the scan was started. An
+  // advertisement that has been sent at this very time is not sent twice.
   const Duration sinceStart = scheduler().now() - *advertisingSince_;
   auto intervals = (sinceStart + advertisingInterval_ - Duration(1)) / advertisingInterval_;
   const Time next = *advertisingSince_ + intervals * advertisingInterval_;
@@ -103,7 +107,8 @@ void Device::advertise() {
   nextAdvertisement_.reset();
   lastAdvertisement_ = scheduler().now();
   const CBAdvertisementData advertisement{name_, advertisedServices_};
-  for (const auto& central : radio_.liveCentrals()) central->heard(*this, advertisement, rssi_);
+  for (const auto& central : radio_.liveCentrals())
+    central->advertised(*this, advertisement, rssi_);
   updateAdvertising();
 }
 
@@ -147,10 +152,11 @@ void Device::linkBegan(const std::shared_ptr<Link>& link) {
 }
 
 void Device::linkEnded(const Link& link) {
-  std::erase_if(links_, [&](const auto& standing) { return standing.get() == &link; });
+  std::erase_if(links_, [&](const auto& other) { return other.get() == &link; });
   updateAdvertising();
 }
 
+// A copy of the list: linkLost() removes the link from it.
 void Device::loseLink(const std::optional<std::string>& error) {
   const auto links = links_;
   for (const auto& link : links) {

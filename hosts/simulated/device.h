@@ -39,7 +39,7 @@ struct CharacteristicEntry;
 struct ServiceEntry;
 struct Value;
 
-/// What becomes of an attempt to connect.
+/// The outcome of an attempt to connect.
 struct ConnectBehaviour {
   enum class Outcome { succeeds, fails, never };
 
@@ -95,21 +95,21 @@ struct SubscriptionAnswer {
   }
 };
 
-/// One characteristic as a device lists it.
+/// One characteristic in a device's table.
 struct CharacteristicOptions {
   CBUUID uuid;
   std::string properties = "notify";  ///< as its description shows them
 };
 
-/// One service as a device lists it.
+/// One service in a device's table.
 struct ServiceOptions {
   CBUUID uuid;
   std::vector<CharacteristicOptions> characteristics = {};
 };
 
-/// What a device is when it comes into reach.
+/// The initial properties of a device.
 struct DeviceOptions {
-  /// What it advertises as its name: none, or any bytes.
+  /// Its advertised name: none, or any bytes.
   std::optional<std::string> name = std::nullopt;
   /// Between two advertisements, greater than 0 (std::invalid_argument otherwise).
   Duration advertisingInterval = std::chrono::milliseconds(100);
@@ -133,26 +133,26 @@ class ZEPHLY_EXPORT Device {
 
   // Advertising ------------------------------------------------------------------------------
 
-  /// Becomes known to a central with the next advertisement that it hears.
+  /// Takes effect with the next advertisement.
   void setName(std::optional<std::string> name);
   const std::optional<std::string>& name() const { return name_; }
   void setRssi(int rssi);
-  /// Out of range it neither advertises nor connects, and links are lost with an error. Requests
-  /// to connect stand and are taken up when it is back.
+  /// Out of range it neither advertises nor connects, and links are lost with an error. Connection
+  /// requests stay pending and are attempted when it is back.
   void setInRange(bool inRange);
   bool inRange() const { return inRange_; }
   void setAdvertisesWhileConnected(bool advertises);
 
   // Connecting -------------------------------------------------------------------------------
 
-  /// For every attempt that begins from now on. An attempt that was never to complete begins anew.
+  /// For every attempt from now on. An attempt that would never complete is restarted.
   void setConnectBehaviour(ConnectBehaviour behaviour);
-  /// For the next `count` attempts, before setConnectBehaviour's counts again. Adds to what was
-  /// said before. An attempt that was never to complete begins anew.
+  /// For the next `count` attempts, then that of setConnectBehaviour applies again. Further calls
+  /// append. An attempt that would never complete is restarted.
   void nextConnects(int count, const ConnectBehaviour& behaviour);
 
-  /// Ends every link; the other side is told, with an error of that text when there is one.
-  /// Values that were notified before still arrive before that. Does nothing without a link.
+  /// Ends every link. The loss is reported to the centrals, with an error if a text is given, after
+  /// the values that were notified before. Does nothing without a link.
   void loseLink(const std::optional<std::string>& error = std::nullopt);
 
   /// True while at least one central is connected.
@@ -169,11 +169,11 @@ class ZEPHLY_EXPORT Device {
   void setServiceDiscovery(DiscoveryAnswer answer);
   /// For the characteristics of every service.
   void setCharacteristicDiscovery(DiscoveryAnswer answer);
-  /// For one service only, before the one for all counts.
+  /// For one service only; takes precedence over the one for all.
   void setCharacteristicDiscovery(const CBUUID& service, DiscoveryAnswer answer);
   /// For every characteristic.
   void setSubscription(SubscriptionAnswer answer);
-  /// For one characteristic only, before the one for all counts.
+  /// For one characteristic only; takes precedence over the one for all.
   void setSubscription(const CBUUID& characteristic, SubscriptionAnswer answer);
 
   /// Sends a value of any length, 0 included, to every central that is subscribed. True when there

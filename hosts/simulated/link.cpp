@@ -16,29 +16,29 @@ std::shared_ptr<const NSError> errorOf(const std::optional<std::string>& text) {
   return hosts::Error::of(*text);
 }
 
-bool passes(const Filter& filter, const CBUUID& uuid) {
-  return !filter || std::find(filter->begin(), filter->end(), uuid) != filter->end();
-}
-
 }  // namespace
 
 Link::Link(Device& device, std::weak_ptr<Peripheral> peripheral)
     : device_(device), peripheral_(std::move(peripheral)) {}
 
+// Every answer is scripted by the device and given by a later event: never, once, or several times,
+// as the script says. The events hold the link weakly and check alive_, so that a request and the
+// loss of the link may cross.
+
 void Link::end() { alive_ = false; }
 
-void Link::discoverServices(const Filter& filter) {
+void Link::discoverServices(const hosts::UUIDFilter& filter) {
   if (!alive_) return;
   const DiscoveryAnswer answer = device_.serviceAnswer_;
   for (int i = 0; i < answer.times; ++i) {
     device_.scheduler().after(answer.latency, [weak = weak_from_this(), answer, filter] {
       const auto self = weak.lock();
-      if (self && self->alive_) self->tellServices(answer, filter);
+      if (self && self->alive_) self->reportServices(answer, filter);
     });
   }
 }
 
-void Link::discoverCharacteristics(const Filter& filter,
+void Link::discoverCharacteristics(const hosts::UUIDFilter& filter,
                                    const std::shared_ptr<CBService>& service) {
   const auto own = std::dynamic_pointer_cast<Service>(service);
   if (!alive_ || !own || !own->belongsTo(*this)) return;
@@ -46,7 +46,7 @@ void Link::discoverCharacteristics(const Filter& filter,
   for (int i = 0; i < answer.times; ++i) {
     device_.scheduler().after(answer.latency, [weak = weak_from_this(), answer, filter, own] {
       const auto self = weak.lock();
-      if (self && self->alive_) self->tellCharacteristics(answer, filter, own);
+      if (self && self->alive_) self->reportCharacteristics(answer, filter, own);
     });
   }
 }
@@ -65,7 +65,7 @@ void Link::setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>&
   for (int i = 0; i < answer.times; ++i) {
     device_.scheduler().after(answer.latency, [weak = weak_from_this(), answer, own] {
       const auto self = weak.lock();
-      if (self && self->alive_) self->tellSubscription(answer, own);
+      if (self && self->alive_) self->reportSubscription(answer, own);
     });
   }
 }
@@ -80,8 +80,8 @@ bool Link::send(const CBUUID& characteristic, const Value& value) {
   for (const auto& subscribed : subscribed_) {
     if (subscribed->UUID() != characteristic) continue;
     accepted = true;
-    // Delivered even when the link is lost in the same instant: the end of the link is told by a
-    // later event.
+    // By an event of its own. If the link is lost in the same instant, the value is still delivered
+    // first: the loss is reported by a later event.
     device_.scheduler().after(Duration::zero(), [weak = weak_from_this(), subscribed, value] {
       if (const auto self = weak.lock()) self->deliver(subscribed, value);
     });
@@ -89,11 +89,11 @@ bool Link::send(const CBUUID& characteristic, const Value& value) {
   return accepted;
 }
 
-void Link::tellServices(const DiscoveryAnswer& answer, const Filter& filter) {
+void Link::reportServices(const DiscoveryAnswer& answer, const hosts::UUIDFilter& filter) {
   std::vector<std::shared_ptr<CBService>> found;
   if (answer.list == DiscoveryAnswer::List::complete) {
     for (const auto& entry : device_.services_) {
-      if (passes(filter, entry->uuid)) found.push_back(serviceOf(entry));
+      if (hosts::passes(filter, entry->uuid)) found.push_back(serviceOf(entry));
     }
   }
   const bool absent = answer.list == DiscoveryAnswer::List::absent;
@@ -105,13 +105,13 @@ void Link::tellServices(const DiscoveryAnswer& answer, const Filter& filter) {
   }
 }
 
-void Link::tellCharacteristics(const DiscoveryAnswer& answer, const Filter& filter,
-                               const std::shared_ptr<Service>& service) {
+void Link::reportCharacteristics(const DiscoveryAnswer& answer, const hosts::UUIDFilter& filter,
+                                 const std::shared_ptr<Service>& service) {
   Service::List list;
   if (answer.list != DiscoveryAnswer::List::absent) list.emplace();
   if (answer.list == DiscoveryAnswer::List::complete) {
     for (const auto& characteristic : service->all()) {
-      if (passes(filter, characteristic->UUID())) list->push_back(characteristic);
+      if (hosts::passes(filter, characteristic->UUID())) list->push_back(characteristic);
     }
   }
   service->setCharacteristics(std::move(list));
@@ -123,8 +123,8 @@ void Link::tellCharacteristics(const DiscoveryAnswer& answer, const Filter& filt
   }
 }
 
-void Link::tellSubscription(const SubscriptionAnswer& answer,
-                            const std::shared_ptr<Characteristic>& characteristic) {
+void Link::reportSubscription(const SubscriptionAnswer& answer,
+                              const std::shared_ptr<Characteristic>& characteristic) {
   const auto peripheral = peripheral_.lock();
   if (!peripheral) return;
   if (const auto delegate = peripheral->delegate()) {
@@ -133,6 +133,7 @@ void Link::tellSubscription(const SubscriptionAnswer& answer,
   }
 }
 
+// Separate from the answer: a script can start the values before the confirmation.
 void Link::applySubscription(bool enabled, const std::shared_ptr<Characteristic>& characteristic) {
   const auto found = std::find(subscribed_.begin(), subscribed_.end(), characteristic);
   if (enabled == (found != subscribed_.end())) return;
@@ -147,7 +148,8 @@ void Link::applySubscription(bool enabled, const std::shared_ptr<Characteristic>
 void Link::deliver(const std::shared_ptr<Characteristic>& characteristic, const Value& value) {
   const auto peripheral = peripheral_.lock();
   if (!peripheral || !peripheral->holds(*this)) return;
-  // Each value is set by the event that announces it, so none shows a later one's bytes.
+  // Set by the event that reports it: several values may be under way, and the delegate reads the
+  // value from the characteristic.
   if (!value.error) characteristic->setValue(value.data);
   if (const auto delegate = peripheral->delegate()) {
     delegate->peripheralDidUpdateValueForCharacteristic(peripheral, characteristic, value.error);

@@ -3,6 +3,7 @@
 /// One connection between a central and a device, from its beginning to its end: what was
 /// discovered, what is subscribed, and the answers that are under way. Internal to the host.
 
+#include <hosts/foundation/uuid_filter.h>
 #include <hosts/simulated/device.h>
 #include <hosts/simulated/gatt_objects.h>
 #include <zephly/platform/cb_peripheral.h>
@@ -15,9 +16,6 @@ namespace Zephly::simulated {
 
 class Peripheral;
 
-/// Nothing to discover, or everything.
-using Filter = std::optional<std::vector<CBUUID>>;
-
 /// One connection between a central and a device, from its beginning to its end.
 class Link : public std::enable_shared_from_this<Link> {
  public:
@@ -27,13 +25,14 @@ class Link : public std::enable_shared_from_this<Link> {
 
   std::shared_ptr<Peripheral> peripheral() const { return peripheral_.lock(); }
   bool alive() const { return alive_; }
-  /// From now on it accepts and answers nothing; values under way still arrive until the
-  /// peripheral lets go of it.
+  /// From now on it ignores requests and answers none. Values under way are still delivered, until
+  /// the peripheral has reported the end of the link.
   void end();
 
   const ServiceList& services() const { return discovered_; }
-  void discoverServices(const Filter& filter);
-  void discoverCharacteristics(const Filter& filter, const std::shared_ptr<CBService>& service);
+  void discoverServices(const hosts::UUIDFilter& filter);
+  void discoverCharacteristics(const hosts::UUIDFilter& filter,
+                               const std::shared_ptr<CBService>& service);
   void setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>& characteristic);
 
   bool isSubscribed(const CBUUID& characteristic) const;
@@ -41,11 +40,11 @@ class Link : public std::enable_shared_from_this<Link> {
   bool send(const CBUUID& characteristic, const Value& value);
 
  private:
-  void tellServices(const DiscoveryAnswer& answer, const Filter& filter);
-  void tellCharacteristics(const DiscoveryAnswer& answer, const Filter& filter,
-                           const std::shared_ptr<Service>& service);
-  void tellSubscription(const SubscriptionAnswer& answer,
-                        const std::shared_ptr<Characteristic>& characteristic);
+  void reportServices(const DiscoveryAnswer& answer, const hosts::UUIDFilter& filter);
+  void reportCharacteristics(const DiscoveryAnswer& answer, const hosts::UUIDFilter& filter,
+                             const std::shared_ptr<Service>& service);
+  void reportSubscription(const SubscriptionAnswer& answer,
+                          const std::shared_ptr<Characteristic>& characteristic);
   void applySubscription(bool enabled, const std::shared_ptr<Characteristic>& characteristic);
   void deliver(const std::shared_ptr<Characteristic>& characteristic, const Value& value);
   std::shared_ptr<Service> serviceOf(const std::shared_ptr<const ServiceEntry>& entry);

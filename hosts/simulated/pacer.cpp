@@ -48,6 +48,8 @@ Pacer::Pacer(main_queue::MainQueue& queue, Scheduler& scheduler, double speed, O
   arm(std::chrono::nanoseconds::zero());
 }
 
+// The new speed counts from here: wallBase_ and virtualBase_ move to the present target, of which a
+// part may still be behind.
 void Pacer::setSpeed(double speed) {
   checkedSpeed(speed);
   const auto wall = options_.clock();
@@ -72,7 +74,8 @@ void Pacer::arm(std::chrono::nanoseconds delay) {
 }
 
 void Pacer::turn() {
-  // Armed first, so that an event that throws does not stop the clock.
+  // Before the events: one that throws must not stop the clock. If the portion is used up, the
+  // timer is replaced by one for the next turn of the queue, so that others get their turn between.
   arm(options_.period);
   const auto start = options_.clock();
   const Time until = target(start);

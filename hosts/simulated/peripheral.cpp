@@ -11,6 +11,12 @@ namespace Zephly::simulated {
 Peripheral::Peripheral(Device& device, std::weak_ptr<Central> central)
     : device_(&device), central_(std::move(central)) {}
 
+// Stages: idle --request()--> requested --attemptEnded()--> connected --reportDisconnection()-->
+// idle; a failed attempt leads from requested back to idle. Within `requested`, attempting_ says
+// whether an attempt is under way; it is interrupted while radio or device are not available, and
+// started again by resume(). outcome_ is empty during an attempt that never completes by its
+// script.
+
 void Peripheral::request() {
   if (device_ == nullptr || stage_ != Stage::idle) return;
   stage_ = Stage::requested;
@@ -40,6 +46,8 @@ void Peripheral::restartIdleAttempt() {
   resume();
 }
 
+// All members have their new values before the delegate is called: it may request the next
+// connection, or lose the link, from inside the call.
 void Peripheral::attemptEnded(const ConnectBehaviour& behaviour) {
   outcome_.reset();
   attempting_ = false;
@@ -63,6 +71,8 @@ void Peripheral::attemptEnded(const ConnectBehaviour& behaviour) {
   }
 }
 
+// The link ends at once, but stage_ and link_ change with the report of it: until then the kit sees
+// the peripheral as connected, and values sent before the loss are delivered.
 void Peripheral::linkLost(const std::optional<std::string>& error) {
   if (!link_ || !link_->alive()) return;
   link_->end();

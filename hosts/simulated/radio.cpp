@@ -21,7 +21,7 @@ std::shared_ptr<CBCentralManager> Radio::createCentralManager(
     const std::optional<CBOptions>& /*options*/) {
   auto central = std::make_shared<Central>(*this, std::move(delegate));
   centrals_.push_back(central);
-  central->stateWillBe(state_);
+  central->postState(state_);
   return central;
 }
 
@@ -29,7 +29,7 @@ void Radio::setState(CBManagerState state) {
   if (state == state_) return;
   state_ = state;
   for (const auto& central : liveCentrals()) {
-    central->stateWillBe(state);
+    central->postState(state);
     if (state == CBManagerState::poweredOn) continue;
     for (const auto& peripheral : central->peripherals()) {
       peripheral->suspend();
@@ -45,7 +45,7 @@ Device& Radio::addDevice(DeviceOptions options) {
   return *devices_.back();
 }
 
-bool Radio::hears() {
+bool Radio::scanned() {
   const auto centrals = liveCentrals();
   return state_ == CBManagerState::poweredOn &&
          std::any_of(centrals.begin(), centrals.end(),

@@ -13,9 +13,8 @@
 ///   strap.notify(batteryCharacteristicUUID(), {0x20, 0x03, 0x01});  // 80 %, charging
 ///   scheduler.advance(0s);   // delivered
 ///
-/// Everything that a delegate is told comes out of the scheduler, also what takes no time: nothing
-/// is ever called from inside the call that asked for it, nor two things at once. Use it from one
-/// thread.
+/// Delegates are only called by events of the scheduler, even for what takes no time: never from
+/// inside the call that requested it, and never two at once. Use it from one thread.
 ///
 /// Any number of centrals share the radio, each with its own scan, its own links and its own
 /// CBPeripheral for a device; a CBPeripheral stays the same object for as long as its central
@@ -37,23 +36,23 @@ class Central;
 /// The air, and the host in use while it lives.
 class ZEPHLY_EXPORT Radio final : public Host {
  public:
-  /// Becomes the host in use (Host::use). `state` is what every central is told at first; until
-  /// then its state is unknown. The scheduler must outlive the radio.
+  /// Becomes the host in use (Host::use). `state` is the first state reported to every central;
+  /// until then its state is unknown. The scheduler must outlive the radio.
   explicit Radio(Scheduler& scheduler, CBManagerState state = CBManagerState::poweredOn);
   Radio(const Radio&) = delete;
   Radio& operator=(const Radio&) = delete;
-  /// Host::leave. Devices go with the radio; centrals that outlive it report `unsupported`, do
-  /// nothing and are told nothing any more.
+  /// Host::leave. Destroys the devices; centrals that outlive the radio report `unsupported`, do
+  /// nothing and call no delegate any more.
   ~Radio() override;
 
   std::shared_ptr<CBCentralManager> createCentralManager(
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) override;
 
-  /// Changes the state; each central is told each change, once and in order. Leaving `poweredOn`
-  /// ends all scans and all links: first the state is told, then the end of each link, with an
-  /// error. Connection requests stand and are taken up again when the radio is on, those made
-  /// meanwhile too; a scan has to be asked for again. Setting the state that it has does nothing.
+  /// Changes the state and reports each change to each central, once and in order. Leaving
+  /// `poweredOn` ends all scans and all links: first the state is reported, then the end of each
+  /// link, with an error. Connection requests, also those made meanwhile, stay pending until the
+  /// radio is on again; a scan has to be requested again. Setting the present state does nothing.
   void setState(CBManagerState state);
   CBManagerState state() const { return state_; }
 
@@ -67,8 +66,8 @@ class ZEPHLY_EXPORT Radio final : public Host {
   friend class Central;
   friend class Device;
 
-  /// True when an advertisement now would reach somebody.
-  bool hears();
+  /// True when an advertisement now would reach a central.
+  bool scanned();
   void updateAdvertising();
   std::vector<std::shared_ptr<Central>> liveCentrals();
 

@@ -49,6 +49,7 @@ bool Scheduler::runNext(Time limit) {
   if (running_) throw std::logic_error("Scheduler: stepped from inside an event");
   if (events_.empty() || events_.begin()->first.time > limit) return false;
 
+  // Taken out before it runs: it may throw, cancel others or schedule more.
   const auto event = events_.extract(events_.begin());
   now_ = event.key().time;
   struct Running {

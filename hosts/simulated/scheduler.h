@@ -28,7 +28,7 @@ using Duration = std::chrono::nanoseconds;
 /// A point in virtual time: nanoseconds since the scheduler was created.
 using Time = std::chrono::nanoseconds;
 
-/// A clock that is stepped by hand, and what is to happen when.
+/// A clock that is stepped by hand, and the events scheduled on it.
 class ZEPHLY_EXPORT Scheduler {
  public:
   /// Names one scheduled event, for cancel(). Never used twice by the same scheduler; a default
@@ -61,7 +61,7 @@ class ZEPHLY_EXPORT Scheduler {
 
   /// Steps the clock by `duration` (0 or more) and runs everything that is due until then,
   /// including events that those events schedule. An exception from an event leaves the clock at
-  /// that event; the event is used up, the others stand.
+  /// that event; that event is gone, the others stay scheduled.
   void advance(Duration duration);
   /// The same up to `time`. std::invalid_argument when it is in the past, std::logic_error when
   /// called from inside an event.

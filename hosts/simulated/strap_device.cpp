@@ -38,7 +38,7 @@ void StrapDevice::loseLinksOf(simulator::TrainingPlan plan) {
   planLossAfter(strapTime());
 }
 
-// One at a time: a plan that repeats has no last one.
+// Each loss schedules the next one, because a repeated plan has no end.
 void StrapDevice::planLossAfter(simulator::StrapTime time) {
   const auto loss = plan_.nextLinkLoss(time);
   if (!loss) return;
@@ -64,6 +64,8 @@ void StrapDevice::schedule() {
   }
 }
 
+// Exactly one event is scheduled at a time, for the next frame of the transmitter. Subscriptions
+// can change which frame that is.
 void StrapDevice::sendDueFrames() {
   nextEvent_.reset();
   transmitter_.sendDue(strapTime());

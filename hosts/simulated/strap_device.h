@@ -11,9 +11,9 @@
 ///   strap.counts(simulator::Stream::ecg).samplesSent;   // what must have been delivered
 ///
 /// The strap is switched on when the object is created: strap time 0 is the scheduler's time then.
-/// Every frame is taken out of the source at its time, and sent when somebody is subscribed to its
-/// stream; a frame that nobody listens to is lost, as on a real strap. Each frame is one event of
-/// the scheduler and one notification.
+/// Every frame is taken out of the source at its time, and sent if a central is subscribed to its
+/// stream; otherwise it is lost, as on a real strap. Each frame is one event of the scheduler and
+/// one notification.
 
 #include <hosts/simulated/device.h>
 #include <hosts/simulated/scheduler.h>
@@ -44,9 +44,9 @@ class ZEPHLY_EXPORT StrapDevice : private simulator::Carrier {
   /// Since the strap was switched on.
   simulator::StrapTime strapTime() const;
 
-  /// Plans a loss of the link at `time`: told with an error of that text when there is one, and
-  /// the device is out of range for `absence`. Without a link at that time only the absence
-  /// happens. May be called any number of times; a time that has passed means now.
+  /// Plans a loss of the link at `time`: reported with an error if a text is given, and the device
+  /// is out of range for `absence`. Without a link at that time only the absence happens. May be
+  /// called any number of times; a time that has passed means now.
   void loseLinkAt(simulator::StrapTime time, std::optional<std::string> error = std::nullopt,
                   Duration absence = Duration{});
 

@@ -17,7 +17,7 @@ kit_packages=(g++ 'cmake>=3.25' ninja-build libgtest-dev libgmock-dev)
 
 # To build the kit, the hosts and the program.
 build_packages=(g++ 'cmake>=3.25' ninja-build 'libboost-dev>=1.81|libboost1.81-dev' libcli11-dev nlohmann-json3-dev
-  'libsdbus-c++-dev>=1.2' libedf-dev)
+  'libsdbus-c++-dev>=1.2' libsystemd-dev pkg-config libedf-dev)
 
 # To build the page of `zephly view`: Node.js 18 or newer, and npm. Where they were installed from elsewhere, Debian's
 # packages would conflict with them.
@@ -30,8 +30,7 @@ fi
 browser_packages=(chromium)
 
 # To build the programs of the tests, and what they run: a message bus for tests.
-program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev libsystemd-dev pkg-config dbus-daemon
-  biosig-tools)
+program_packages=("${build_packages[@]}" libgtest-dev libgmock-dev dbus-daemon biosig-tools)
 
 # The second compiler and its sanitizers.
 clang_packages=(clang "libclang-rt-$clang-dev" "llvm-$clang")

@@ -27,7 +27,7 @@ declare -A allowed=(
   [tools/replay]="$watching tools/common/ tools/watch/ tools/monitor/"
   [tools/strap]="$watching tools/common/"
   [bindings]="$watching" [examples]="$watching"
-  [bench]="$watching tools/" [fuzz]="$watching tools/ tests/support/" [docs/figures]="zephly/"
+  [bench]="$watching tools/ tests/support/" [fuzz]="$watching tools/ tests/support/" [docs/figures]="zephly/"
   [tests]="$watching tools/ bench/ examples/ fuzz/ docs/")
 
 failures=0

@@ -7,8 +7,8 @@
 #include <simulator/strap.h>
 #include <tests/support/fake_processor_clock.h>
 #include <tests/support/session_test_access.h>
+#include <tests/support/strap_host.h>
 #include <tests/torture/out_of_memory.h>
-#include <tests/torture/steady_host.h>
 #include <zephly/session/zephly.h>
 
 #include <bench/null_buffer.h>
@@ -70,13 +70,13 @@ class Listener : public ZephlyDelegate, public WorkoutDelegate {
   }
 };
 
-using Step = std::function<void(SteadyHost&)>;
+using Step = std::function<void(fake::StrapHost&)>;
 
 void addConnection(std::vector<Step>& steps) {
-  steps.emplace_back([](SteadyHost& host) { host.connect(); });
-  steps.emplace_back([](SteadyHost& host) { host.discoverServices(); });
-  steps.emplace_back([](SteadyHost& host) { host.discoverCharacteristics(); });
-  steps.emplace_back([](SteadyHost& host) { host.refuseSubscription(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.connect(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.discoverServices(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.discoverCharacteristics(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.refuseSubscription(); });
 }
 
 // From the radio's start through ten seconds with jumps, electrodes off and a lost link.
@@ -87,32 +87,32 @@ std::vector<Step> tenSeconds() {
   simulator::Strap source({.seed = 5, .plan = plan});
 
   std::vector<Step> steps;
-  steps.emplace_back([](SteadyHost& host) { host.turnOn(); });
-  steps.emplace_back([](SteadyHost& host) { host.discover(); });
-  steps.emplace_back([](SteadyHost& host) { host.failToConnect(); });
-  steps.emplace_back([](SteadyHost& host) { host.discover(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.turnOn(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.discover(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.failToConnect(); });
+  steps.emplace_back([](fake::StrapHost& host) { host.discover(); });
   addConnection(steps);
   bool lost = false;
   while (*source.nextFrameTime() < 10s) {
     const simulator::Frame frame = source.nextFrame();
     if (!lost && frame.time >= 8s) {
       lost = true;
-      steps.emplace_back([](SteadyHost& host) { host.disconnect("timed out"); });
+      steps.emplace_back([](fake::StrapHost& host) { host.disconnect("timed out"); });
       addConnection(steps);
     }
     steps.emplace_back([stream = frame.stream, value = Data::of(frame.bytes),
-                        time = frame.time](SteadyHost& host) {
+                        time = frame.time](fake::StrapHost& host) {
       FakeProcessorClock::now = static_cast<std::uint64_t>(time / 1us);
       host.deliver(stream, value);
     });
   }
-  steps.emplace_back([](SteadyHost& host) { host.deliverError(simulator::Stream::ecg); });
+  steps.emplace_back([](fake::StrapHost& host) { host.deliverError(simulator::Stream::ecg); });
   return steps;
 }
 
 struct Outcome {
   std::vector<Call> calls;
-  SteadyHost::Requests requests;
+  fake::StrapHost::Requests requests;
   std::size_t failures = 0;
   std::ptrdiff_t kept = 0;
 };
@@ -125,7 +125,7 @@ Outcome take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
   const auto listener = std::make_shared<Listener>();
   const std::size_t before = liveAllocationCount();
   {
-    SteadyHost host;
+    fake::StrapHost host;
     const auto session = ::Zephly::Zephly::init(listener);
     session->startWorkoutDetection(listener);
     for (const Step& step : steps) {
@@ -187,7 +187,7 @@ TEST_P(OutOfMemoryInASession, EveryFailedCallbackCanBeRepeated) {
 TEST(OutOfMemoryAtADisconnection, KeepsTheDisconnectionWhenTheErrorTextCannotBeCopied) {
   const bench::SilentOutput silent;
   const auto listener = std::make_shared<Listener>();
-  SteadyHost host;
+  fake::StrapHost host;
   const auto session = ::Zephly::Zephly::init(listener);
   host.discover();
   host.connect();

@@ -1,17 +1,21 @@
 #pragma once
 /// @file
-/// A host that allocates nothing while a session runs, except lists and texts that it returns by
-/// value: allocations that fail are the kit's.
+/// A host without a world: a central, and one strap with the five characteristics, which do nothing
+/// by themselves. Each call is one callback of the kit, made by the test or benchmark; what the kit
+/// throws comes out of it.
 ///
-///   SteadyHost host;
+///   fake::StrapHost host;
 ///   auto session = Zephly::Zephly::init(application);
 ///   host.turnOn();
 ///   host.connect();
 ///   host.deliver(Stream::ecg, value);
 ///
-/// Each call makes one callback to the kit; exceptions of the kit propagate to the test.
+/// While a session runs, it allocates only the lists and texts that it has to return by value: what
+/// is measured, or runs out of memory, is the kit. tests/support/fake_bluetooth.h, in contrast,
+/// records every request as text.
 
 #include <hosts/foundation/error.h>
+#include <hosts/foundation/gatt_objects.h>
 #include <simulator/frame.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
@@ -20,17 +24,18 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
-namespace torture {
+namespace fake {
 
-class SteadyHost : public Zephly::Host {
+/// The host in use while it lives.
+class StrapHost : public Zephly::Host {
  public:
-  SteadyHost();
-  ~SteadyHost() override;
-  SteadyHost(const SteadyHost&) = delete;
-  SteadyHost& operator=(const SteadyHost&) = delete;
+  StrapHost();
+  ~StrapHost() override;
+  StrapHost(const StrapHost&) = delete;
+  StrapHost& operator=(const StrapHost&) = delete;
 
+  /// Callbacks go to the session that was created last.
   std::shared_ptr<CBCentralManager> createCentralManager(
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) override;
@@ -48,7 +53,7 @@ class SteadyHost : public Zephly::Host {
   void deliver(Zephly::simulator::Stream stream, const std::shared_ptr<const NSData>& value);
   void deliverError(Zephly::simulator::Stream stream);
 
-  /// The session's requests so far.
+  /// The number of requests of each kind so far.
   struct Requests {
     int scans = 0;
     int connections = 0;
@@ -60,22 +65,18 @@ class SteadyHost : public Zephly::Host {
 
  private:
   class Central;
-  class Characteristic;
   class Peripheral;
-  class Service;
-
-  std::shared_ptr<CBPeripheralDelegate> handler() const;
 
   Requests requests_;
   std::weak_ptr<CBCentralManagerDelegate> delegate_;
   std::shared_ptr<Central> central_;
   std::shared_ptr<Peripheral> peripheral_;
-  std::shared_ptr<Service> service_;
-  std::array<std::shared_ptr<Characteristic>, Zephly::simulator::allStreams.size()>
+  std::shared_ptr<Zephly::hosts::Service> service_;
+  std::array<std::shared_ptr<Zephly::hosts::Characteristic>, Zephly::simulator::allStreams.size()>
       characteristics_;
   CBAdvertisementData advertisement_;
   std::shared_ptr<const NSError> error_ =
       Zephly::hosts::Error::of("The connection \"has timed out\" unexpectedly.\n");
 };
 
-}  // namespace torture
+}  // namespace fake
