@@ -14,6 +14,7 @@
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/record_order.h>
 #include <hosts/replay/replay_host.h>
+#include <tests/support/every_call.h>
 #include <tests/support/raw_record.h>
 #include <tests/support/session_test_access.h>
 #include <tools/inspect/contents.h>
@@ -211,16 +212,6 @@ void inspectAll(const std::filesystem::path& path, std::size_t fileSize) {
           "contents as JSON");
 }
 
-struct Application : ZephlyDelegate {
-  void didChangeLeadoffState(bool) override {}
-  void didConnectPeripheral() override {}
-  void didDisconnectPeripheral() override {}
-  void didReceiveTemperature(float, float, float) override {}
-  void didReceiveECG(float) override {}
-  void didReceiveRespiration(float) override {}
-  void didReceiveBatteryStatus(BatteryStatus) override {}
-};
-
 class Replay {
  public:
   explicit Replay(std::filesystem::path path) : records_(std::move(path)) {
@@ -251,7 +242,7 @@ class Replay {
   fuzz::Quiet quiet_;
   Zephly::replay::RecordOrder records_;
   Zephly::replay::ReplayHost host_;
-  std::shared_ptr<Application> application_ = std::make_shared<Application>();
+  std::shared_ptr<recorded::Indifferent> application_ = std::make_shared<recorded::Indifferent>();
   std::shared_ptr<Zephly::Zephly> session_;
 };
 

@@ -6,6 +6,7 @@
 // without callbacks, a wrapper without an engine. Orders and windows are limited to 64 and
 // 2000: larger ones use the same code.
 
+#include <tests/support/every_call.h>
 #include <tests/support/fake_processor_clock.h>
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/body_temperature_estimator.h>
@@ -17,7 +18,6 @@
 #include <zephly/dsp/multi_filter.h>
 #include <zephly/dsp/normalization_filter.h>
 #include <zephly/session/signal_processor.h>
-#include <zephly/session/workout_delegate.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/quiet.h>
 #include <fuzz/support/reclaim.h>
@@ -203,13 +203,6 @@ void runBodyTemperature(Input& input) {
   }
 }
 
-class Counting : public WorkoutDelegate {
- public:
-  void didDetectPushUp() override {}
-  void didDetectSitUp() override {}
-  void didDetectJump() override {}
-};
-
 // Several samples in a row, each of them expensive.
 void runChains(Input& input, SignalProcessor& wrapper) {
   bool finite = true;
@@ -259,7 +252,7 @@ void runEngine(Input& input) {
   const fuzz::Quiet quiet;
   const FakeProcessorClock clock;
   const auto wrapper = reclaim.during([] { return SignalProcessor::init(); });
-  const auto workout = std::make_shared<Counting>();
+  const auto workout = std::make_shared<recorded::Indifferent>();
   wrapper->startWorkoutDetection();
   if (input.coin()) wrapper->setDelegate(workout);
   runChains(input, *wrapper);

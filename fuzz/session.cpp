@@ -143,7 +143,8 @@ class Session {
     for (const CBUUID& uuid : identifiers()) {
       characteristics_.push_back(std::make_shared<fake::Characteristic>(uuid));
     }
-    service_->list.emplace(characteristics_.begin(), characteristics_.end());
+    service_->setCharacteristics(
+        fake::Service::List(std::in_place, characteristics_.begin(), characteristics_.end()));
     session_ = reclaim_.during([this] { return Zephly::Zephly::init(application_); });
     manager_ = world_.delegate.lock();
     require(manager_ != nullptr, "a central manager");
@@ -251,13 +252,14 @@ class Session {
   void answerCharacteristics(Input& input) {
     const auto device = anyDevice(input);
     const auto service = std::make_shared<fake::Service>("180A");
-    service->list.emplace();
+    fake::Service::List list(std::in_place);
     unsigned known = 0;
     for (unsigned count = input.below(9); count > 0; --count) {
       const auto one = anyCharacteristic(input);
       if (one != characteristics_.back()) ++known;
-      service->list->push_back(one);
+      list->push_back(one);
     }
+    service->setCharacteristics(std::move(list));
     if (const auto handler = device->delegate.lock()) {
       handler->peripheralDidDiscoverCharacteristicsForService(device, service, anyError(input));
       require(world_.log.size() == known, "the strap's characteristics are subscribed to");
@@ -279,12 +281,12 @@ class Session {
     if (characteristic == characteristics_.at(1) && respirationFrames_-- <= 0) return;
     const std::uint8_t flags = input.byte();
     const auto error = flags % 16 == 0 ? anyError(input) : nullptr;
-    characteristic->current = flags % 16 == 1 ? nullptr : Data::of(input.bytes(24));
+    characteristic->setValue(flags % 16 == 1 ? nullptr : Data::of(input.bytes(24)));
     const auto handler = device->delegate.lock();
     if (!handler) return;
     const Received before = received_;
     const bool leaves = application_ != nullptr && application_->leavesAt.has_value();
-    const bool delivered = application_ != nullptr && !error && characteristic->current;
+    const bool delivered = application_ != nullptr && !error && characteristic->value();
     handler->peripheralDidUpdateValueForCharacteristic(device, characteristic, error);
     const auto is = [&](std::size_t index) { return characteristic == characteristics_.at(index); };
     if (leaves) return;
@@ -303,7 +305,7 @@ class Session {
     const auto& characteristic = characteristics_.at(4);
     const auto bytes = input.bytes(24);
     for (unsigned times = input.below(32); handler && times > 0; --times) {
-      characteristic->current = Data::of(bytes);
+      characteristic->setValue(Data::of(bytes));
       handler->peripheralDidUpdateValueForCharacteristic(device, characteristic, nullptr);
     }
   }

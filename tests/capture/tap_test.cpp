@@ -378,7 +378,7 @@ TEST_F(TapWorldTest, DiscoveredObjectsAreRecordedAndValuesReferToThem) {
   const auto service = std::make_shared<fake::Service>("180F");
   const auto characteristic = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
   device->list = {{service}};
-  service->list = {{characteristic}};
+  service->setCharacteristics({{characteristic}});
   log_.clear();
   records_.clear();
 
@@ -387,7 +387,7 @@ TEST_F(TapWorldTest, DiscoveredObjectsAreRecordedAndValuesReferToThem) {
   tapped->peripheralDidUpdateNotificationStateForCharacteristic(device, characteristic, nullptr);
   tapped->peripheralDidUpdateValueForCharacteristic(device, characteristic,
                                                     hosts::Error::of("lost"));
-  characteristic->current = hosts::Data::of({1, 2, 3});
+  characteristic->setValue(hosts::Data::of({1, 2, 3}));
   tapped->peripheralDidUpdateValueForCharacteristic(device, characteristic, nullptr);
 
   EXPECT_THAT(log_,

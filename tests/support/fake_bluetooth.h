@@ -6,6 +6,7 @@
 
 #include <hosts/foundation/data.h>
 #include <hosts/foundation/error.h>
+#include <hosts/foundation/gatt_objects.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
 
@@ -37,33 +38,15 @@ class RawError : public NSError {
 /// What happened, in order, one short text each.
 using Log = std::vector<std::string>;
 
-class Characteristic : public CBCharacteristic {
+class Characteristic : public Zephly::hosts::Characteristic {
  public:
-  explicit Characteristic(CBUUID uuid) : uuid_(uuid) {}
-
-  CBUUID UUID() const override { return uuid_; }
-  std::shared_ptr<const NSData> value() const override { return current; }
-  std::string description() const override { return "characteristic " + uuid_.UUIDString(); }
-
-  std::shared_ptr<const NSData> current;
-
- private:
-  CBUUID uuid_;
+  explicit Characteristic(const CBUUID& uuid)
+      : Zephly::hosts::Characteristic(uuid, "characteristic " + uuid.UUIDString()) {}
 };
 
-class Service : public CBService {
+class Service : public Zephly::hosts::Service {
  public:
-  explicit Service(std::string_view uuid) : uuid_(CBUUID::UUIDWithString(uuid)) {}
-
-  CBUUID UUID() const override { return uuid_; }
-  std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> characteristics() const override {
-    return list;
-  }
-
-  std::optional<std::vector<std::shared_ptr<CBCharacteristic>>> list;
-
- private:
-  CBUUID uuid_;
+  explicit Service(std::string_view uuid) : Zephly::hosts::Service(CBUUID::UUIDWithString(uuid)) {}
 };
 
 class Peripheral : public CBPeripheral {

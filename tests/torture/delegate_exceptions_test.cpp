@@ -4,6 +4,7 @@
 #include <hosts/main_queue/main_queue.h>
 #include <hosts/simulated/pacer.h>
 #include <hosts/simulated/radio.h>
+#include <tests/support/every_call.h>
 #include <tests/support/session_test_access.h>
 #include <tests/whole_path/counted_frames.h>
 #include <zephly/ble/gatt_profile.h>
@@ -12,11 +13,13 @@
 #include <bench/null_buffer.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace torture {
@@ -31,27 +34,19 @@ class Refusal : public std::runtime_error {
 };
 
 // Throws from the call with the given number, counted from 1, after recording it.
-class ThrowingDelegate : public ZephlyDelegate {
+class ThrowingDelegate : public recorded::EveryCall {
  public:
   explicit ThrowingDelegate(std::size_t refused) : refused_(refused) {}
-
-  void didChangeLeadoffState(bool /*off*/) override { note("leadoff"); }
-  void didConnectPeripheral() override { note("connected"); }
-  void didDisconnectPeripheral() override { note("disconnected"); }
-  void didReceiveTemperature(float /*object*/, float /*ambient*/, float /*body*/) override {
-    note("temperature");
-  }
-  void didReceiveECG(float sample) override {
-    note("ecg " + std::to_string(counted::count(sample)));
-  }
-  void didReceiveRespiration(float /*sample*/) override { note("respiration"); }
-  void didReceiveBatteryStatus(BatteryStatus /*status*/) override { note("battery"); }
 
   std::vector<std::string> received;
 
  private:
-  void note(const std::string& call) {
-    received.push_back(call);
+  void called(const recorded::Call& call) override {
+    std::string text(call.name);
+    if (text == "ecg") {
+      text += " " + std::to_string(counted::count(std::bit_cast<float>(call.bits[0])));
+    }
+    received.push_back(std::move(text));
     if (received.size() == refused_) throw Refusal();
   }
 

@@ -5,6 +5,7 @@
 
 #include <hosts/foundation/data.h>
 #include <simulator/strap.h>
+#include <tests/support/every_call.h>
 #include <tests/support/fake_processor_clock.h>
 #include <tests/support/session_test_access.h>
 #include <tests/support/strap_host.h>
@@ -23,6 +24,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -33,41 +35,17 @@ using namespace std::chrono_literals;
 using Zephly::hosts::Data;
 namespace simulator = Zephly::simulator;
 
-// One call of the delegate: a letter for its kind, and the bits of its values.
-struct Call {
-  char call = ' ';
-  std::array<std::uint32_t, 3> values{};
-  friend bool operator==(const Call&, const Call&) = default;
-};
+using recorded::Call;
 
 // Records calls without allocating.
-class Listener : public ZephlyDelegate, public WorkoutDelegate {
+class Listener : public recorded::EveryCall {
  public:
   Listener() { calls.reserve(20000); }
-
-  void didChangeLeadoffState(bool off) override { note('l', off ? 1.0F : 0.0F); }
-  void didConnectPeripheral() override { note('c'); }
-  void didDisconnectPeripheral() override { note('d'); }
-  void didReceiveTemperature(float object, float ambient, float body) override {
-    note('t', object, ambient, body);
-  }
-  void didReceiveECG(float sample) override { note('e', sample); }
-  void didReceiveRespiration(float sample) override { note('r', sample); }
-  void didReceiveBatteryStatus(BatteryStatus status) override {
-    note('b', status.soc, status.inCharge ? 1.0F : 0.0F);
-  }
-  void didDetectPushUp() override { note('p'); }
-  void didDetectSitUp() override { note('s'); }
-  void didDetectJump() override { note('j'); }
 
   std::vector<Call> calls;
 
  private:
-  void note(char call, float first = 0, float second = 0, float third = 0) {
-    calls.push_back({call,
-                     {std::bit_cast<std::uint32_t>(first), std::bit_cast<std::uint32_t>(second),
-                      std::bit_cast<std::uint32_t>(third)}});
-  }
+  void called(const Call& call) override { calls.push_back(call); }
 };
 
 using Step = std::function<void(fake::StrapHost&)>;
@@ -145,9 +123,9 @@ Outcome take(const std::vector<Step>& steps, std::optional<Shortage> shortage) {
   return course;
 }
 
-std::size_t count(const std::vector<Call>& calls, char call) {
+std::size_t count(const std::vector<Call>& calls, std::string_view name) {
   std::size_t number = 0;
-  for (const Call& one : calls) number += one.call == call ? 1 : 0;
+  for (const Call& one : calls) number += one.name == name ? 1 : 0;
   return number;
 }
 
@@ -163,13 +141,13 @@ TEST_P(OutOfMemoryInASession, EveryFailedCallbackCanBeRepeated) {
   const Outcome tortured = take(steps, GetParam());
 
   // The events of the ten seconds.
-  EXPECT_EQ(count(calm.calls, 'c'), 2U);
-  EXPECT_EQ(count(calm.calls, 'd'), 1U);
-  EXPECT_GE(count(calm.calls, 'l'), 3U);
-  EXPECT_GE(count(calm.calls, 'j'), 1U);
-  EXPECT_EQ(count(calm.calls, 'e'), 833U * 6);
-  EXPECT_EQ(count(calm.calls, 'r'), 833U * 6);
-  EXPECT_EQ(count(calm.calls, 't'), 10U);
+  EXPECT_EQ(count(calm.calls, "connected"), 2U);
+  EXPECT_EQ(count(calm.calls, "disconnected"), 1U);
+  EXPECT_GE(count(calm.calls, "leadoff"), 3U);
+  EXPECT_GE(count(calm.calls, "jump"), 1U);
+  EXPECT_EQ(count(calm.calls, "ecg"), 833U * 6);
+  EXPECT_EQ(count(calm.calls, "respiration"), 833U * 6);
+  EXPECT_EQ(count(calm.calls, "temperature"), 10U);
 
   // An ECG or respiration frame makes one allocation, a connection several.
   EXPECT_GT(tortured.failures, 2 * 833U);
@@ -201,7 +179,7 @@ TEST(OutOfMemoryAtADisconnection, KeepsTheDisconnectionWhenTheErrorTextCannotBeC
     failed = attempt(Shortage::once, number, [&] { host.disconnect(text); }).failed;
   }
   EXPECT_TRUE(failed);
-  EXPECT_EQ(count(listener->calls, 'd'), 1U);
+  EXPECT_EQ(count(listener->calls, "disconnected"), 1U);
   EXPECT_EQ(host.requests().connections, connectionsBefore + 1);
   SessionTestAccess::release(*session);
 }

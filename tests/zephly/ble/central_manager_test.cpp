@@ -225,7 +225,7 @@ TEST_F(CentralManagerTest, TheHandlerReportsToTheManager) {
   connect(strap);
   world.log.clear();
   const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
-  battery->current = Zephly::hosts::Data::of({0xE8, 0x03, 1});
+  battery->setValue(Zephly::hosts::Data::of({0xE8, 0x03, 1}));
   strap->delegate.lock()->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError);
   EXPECT_THAT(world.log, ElementsAre("didReceiveBatteryStatus 100 true"));
 }
@@ -243,7 +243,7 @@ TEST_F(CentralManagerDeathTest, TheManagerIsTheHandlersDelegate) {
   connect(strap);
   const auto handler = strap->delegate.lock();
   const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
-  battery->current = Zephly::hosts::Data::of({0xE8, 0x03, 1});
+  battery->setValue(Zephly::hosts::Data::of({0xE8, 0x03, 1}));
   manager.reset();
   ASSERT_NE(session, nullptr);  // alive, but unknown to the handler
   EXPECT_DEATH(handler->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError),

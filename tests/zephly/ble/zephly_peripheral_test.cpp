@@ -18,6 +18,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,7 +33,7 @@ class ZephlyPeripheralTest : public testing::Test {
   std::shared_ptr<fake::Characteristic> characteristic(const CBUUID& uuid,
                                                        std::vector<std::uint8_t> bytes = {}) {
     auto created = std::make_shared<fake::Characteristic>(uuid);
-    created->current = Data::of(std::move(bytes));
+    created->setValue(Data::of(std::move(bytes)));
     return created;
   }
 
@@ -95,12 +96,12 @@ TEST_F(ZephlyPeripheralDeathTest, AnAbsentServiceListIsFatal) {
 
 TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsAll) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {{characteristic(motionCharacteristicUUID()),
-                    characteristic(ecgCharacteristicUUID()),
-                    characteristic(CBUUID::UUIDWithString("2A19")),
-                    characteristic(temperatureCharacteristicUUID()),
-                    characteristic(respirationCharacteristicUUID()),
-                    characteristic(batteryCharacteristicUUID())}};
+  service->setCharacteristics(
+      {{characteristic(motionCharacteristicUUID()), characteristic(ecgCharacteristicUUID()),
+        characteristic(CBUUID::UUIDWithString("2A19")),
+        characteristic(temperatureCharacteristicUUID()),
+        characteristic(respirationCharacteristicUUID()),
+        characteristic(batteryCharacteristicUUID())}});
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   EXPECT_THAT(asked, ElementsAre("subscribe 49366E80", "subscribe 46366E80", "subscribe 45366E80",
                                  "subscribe 48366E80", "subscribe 47366E80"));
@@ -115,16 +116,16 @@ TEST_F(ZephlyPeripheralTest, SubscribesToTheProfileInThePlatformsOrderAndPrintsA
 
 TEST_F(ZephlyPeripheralTest, SubscribesToEveryCharacteristicOfAnIdentifier) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {{characteristic(ecgCharacteristicUUID()),
-                    characteristic(batteryCharacteristicUUID()),
-                    characteristic(ecgCharacteristicUUID())}};
+  service->setCharacteristics(
+      {{characteristic(ecgCharacteristicUUID()), characteristic(batteryCharacteristicUUID()),
+        characteristic(ecgCharacteristicUUID())}});
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   EXPECT_THAT(asked, ElementsAre("subscribe 46366E80", "subscribe 47366E80", "subscribe 46366E80"));
 }
 
 TEST_F(ZephlyPeripheralTest, HandlesEveryAnswerOfCharacteristics) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {{characteristic(ecgCharacteristicUUID())}};
+  service->setCharacteristics({{characteristic(ecgCharacteristicUUID())}});
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, fake::noError);
   EXPECT_THAT(asked, ElementsAre("subscribe 46366E80", "subscribe 46366E80"));
@@ -135,8 +136,8 @@ TEST_F(ZephlyPeripheralTest, HandlesEveryAnswerOfCharacteristics) {
 
 TEST_F(ZephlyPeripheralTest, PrintsEachCharacteristicBeforeItSubscribesToIt) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {
-      {characteristic(ecgCharacteristicUUID()), characteristic(batteryCharacteristicUUID())}};
+  service->setCharacteristics(
+      {{characteristic(ecgCharacteristicUUID()), characteristic(batteryCharacteristicUUID())}});
   std::vector<std::ptrdiff_t> linesBefore;
   peripheral->whenSubscribing = [&] {
     const std::string text = output.text();
@@ -148,7 +149,7 @@ TEST_F(ZephlyPeripheralTest, PrintsEachCharacteristicBeforeItSubscribesToIt) {
 
 TEST_F(ZephlyPeripheralTest, SubscribesAlsoAfterAnErrorOfCharacteristicDiscovery) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {{characteristic(ecgCharacteristicUUID())}};
+  service->setCharacteristics({{characteristic(ecgCharacteristicUUID())}});
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of("half"));
   EXPECT_THAT(asked, ElementsAre("subscribe 46366E80"));
   EXPECT_EQ(output.text(),
@@ -158,7 +159,7 @@ TEST_F(ZephlyPeripheralTest, SubscribesAlsoAfterAnErrorOfCharacteristicDiscovery
 
 TEST_F(ZephlyPeripheralTest, WritesTheErrorOfCharacteristicDiscoveryAsALiteral) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list.emplace();
+  service->setCharacteristics(fake::Service::List(std::in_place));
   handler->peripheralDidDiscoverCharacteristicsForService(
       peripheral, service, fake::RawError::of("say \"no\" to C:\\\n\r\t\x01\x7F, Zürich"));
   EXPECT_EQ(output.text(),
@@ -167,7 +168,7 @@ TEST_F(ZephlyPeripheralTest, WritesTheErrorOfCharacteristicDiscoveryAsALiteral) 
 
 TEST_F(ZephlyPeripheralTest, EscapesEveryControlCharacterOfTheLiteralAndNothingElse) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list.emplace();
+  service->setCharacteristics(fake::Service::List(std::in_place));
   // Two-byte characters: all from U+0080 to U+00FF, and some whose second byte is one of 80 to 9F.
   for (unsigned code = 0x80; code <= 0xFF; ++code) {
     const std::string text = {static_cast<char>(0xC0 | code >> 6),
@@ -190,7 +191,7 @@ TEST_F(ZephlyPeripheralTest, EscapesEveryControlCharacterOfTheLiteralAndNothingE
 
 TEST_F(ZephlyPeripheralTest, AnErrorWithAnEmptyTextIsPrintedToo) {
   auto service = std::make_shared<fake::Service>("0001");
-  service->list.emplace();
+  service->setCharacteristics(fake::Service::List(std::in_place));
   const auto ecg = characteristic(ecgCharacteristicUUID());
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of(""));
   handler->peripheralDidUpdateNotificationStateForCharacteristic(peripheral, ecg, Error::of(""));
@@ -247,7 +248,7 @@ TEST_F(ZephlyPeripheralTest, DropsAValueWithAnErrorAndPrintsIt) {
 
 TEST_F(ZephlyPeripheralTest, IgnoresAnAbsentValue) {
   const auto silent = characteristic(ecgCharacteristicUUID());
-  silent->current = nullptr;
+  silent->setValue(nullptr);
   handler->peripheralDidUpdateValueForCharacteristic(peripheral, silent, fake::noError);
   EXPECT_EQ(output.text(), "");
   EXPECT_THAT(calls, IsEmpty());
@@ -316,7 +317,7 @@ TEST_F(ZephlyPeripheralTest, ADestroyedDelegateIsIgnoredWhileNothingIsDelivered)
   delegate.reset();
   const auto ecg = characteristic(ecgCharacteristicUUID());
   auto service = std::make_shared<fake::Service>("0001");
-  service->list = {{ecg}};
+  service->setCharacteristics({{ecg}});
   peripheral->list = {{service}};
   handler->peripheralDidDiscoverServices(peripheral, fake::noError);
   handler->peripheralDidDiscoverCharacteristicsForService(peripheral, service, Error::of("half"));
@@ -382,7 +383,7 @@ TEST_F(ZephlyPeripheralTest, HandlesDiscoveryAndFailuresSentByName) {
   const auto device = std::shared_ptr<CBPeripheral>(peripheral);
   const std::shared_ptr<const NSError> failure = Error::of("broken");
   const auto service = std::make_shared<fake::Service>("0001");
-  service->list.emplace();
+  service->setCharacteristics(fake::Service::List(std::in_place));
   peripheral->list = {{service}};
   handler->performSelector("peripheral:didDiscoverServices:", device, fake::noError);
   EXPECT_THAT(asked, ElementsAre("discoverCharacteristics 0001"));
