@@ -189,7 +189,8 @@ class BluezUnreachable : public BluezConnecting {
 
   const std::string ready = "Bluetooth: adapter hci0 is ready.";
   const std::string unreachable =
-      "Bluetooth: adapter hci0 receives advertisements of AA:BB:CC:DD:EE:01 but cannot connect to it. "
+      "Bluetooth: adapter hci0 receives advertisements of AA:BB:CC:DD:EE:01 but cannot connect to "
+      "it. "
       "To restart the adapter: bluetoothctl power off; bluetoothctl power on";
 };
 
