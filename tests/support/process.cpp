@@ -22,9 +22,12 @@ namespace {
 
 constexpr int patienceInMilliseconds = 60'000;
 
-// The arguments begin with the program's path.
+// The arguments begin with the program's path. The program begins with the default dispositions of
+// the signals that end it, as from a terminal: the tests may run as a background job, which has
+// SIGINT and SIGQUIT ignored, or under nohup.
 [[noreturn]] void become(std::vector<std::string>& arguments,
                          const std::vector<std::string>& environment) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) ::signal(signal, SIG_DFL);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());

@@ -3,6 +3,7 @@
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
 #include <simulator/transmitter.h>
+#include <tools/common/end_signals.h>
 #include <tools/common/output.h>
 #include <tools/strap/link_losses.h>
 #include <tools/strap/options.h>
@@ -22,6 +23,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace Zephly::peripheral {
 
@@ -63,7 +65,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   }
 
   int run() {
-    endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { end(); });
+    endSignals_ = tools::watchEndSignals(queue_, [this] { end(); });
     lossSignal_ = queue_.onSignal(
         {SIGUSR1}, [this](int) { loseLink(options_.absence.value_or(Options::usualAbsence)); });
     if (options_.duration) endTimer_ = queue_.after(*options_.duration, [this] { end(); });
@@ -201,7 +203,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   main_queue::Timer lossTimer_;
   main_queue::Timer rateTimer_;
   main_queue::Timer endTimer_;
-  main_queue::SignalWatch endSignals_;
+  std::vector<main_queue::SignalWatch> endSignals_;
   main_queue::SignalWatch lossSignal_;
 };
 

@@ -1,9 +1,9 @@
 #include <tools/watch/session_runner.h>
 
 #include <tools/common/command.h>
+#include <tools/common/end_signals.h>
 #include <zephly/session/zephly.h>
 
-#include <csignal>
 #include <iostream>
 #include <utility>
 
@@ -36,7 +36,7 @@ SessionRunner::~SessionRunner() = default;
 void SessionRunner::run() {
   session_ = ::Zephly::Zephly::init(receiver_);
   session_->startWorkoutDetection(receiver_);
-  endSignals_ = queue_.onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { handler_.onEndSignal(); });
+  endSignals_ = tools::watchEndSignals(queue_, [this] { handler_.onEndSignal(); });
   handler_.onReady();
   source_->start();
   refresh();

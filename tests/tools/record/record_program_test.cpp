@@ -112,6 +112,18 @@ TEST_F(RecordProgramTest, SignalsEndItCleanly) {
   }
 }
 
+TEST_F(RecordProgramTest, KeepsRecordingAtSignalsThatWereIgnoredAtItsStart) {
+  Process process({"-c", "trap '' HUP INT; exec \"$0\" \"$@\"", ZEPHLY_PROGRAM, "record",
+                   file_.string(), "--simulated", "--duration", "3"},
+                  Process::Output::pipe, {}, "/bin/sh");
+  ASSERT_TRUE(process.readUntil("connected"));
+  process.sendSignal(SIGHUP);
+  process.sendSignal(SIGINT);
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("Recorded 0:03"));
+}
+
 TEST_F(RecordProgramTest, KeepsRecordingWhenItsReaderCloses) {
   Process process(record(file_, 40));
   process.closeOutput();
