@@ -9,8 +9,9 @@ stage() {
   local limit=$1 begin=$SECONDS status=0
   shift
   echo "== $*"
+  # In the foreground, so that Ctrl-C reaches the command.
   timeout --foreground --kill-after=30 "$limit" "$@" || status=$?
-  stage_rows+=("$((SECONDS - begin)) s | $*")
+  stage_rows+=("$((SECONDS - begin)) s | $*$([ $status -eq 0 ] || echo ": failed")")
   [ $status -ne 124 ] || echo "error: $* did not end within $limit" >&2
   [ $status -eq 0 ] || {
     stage_table
