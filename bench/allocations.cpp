@@ -33,7 +33,7 @@ namespace {
 namespace simulator = Zephly::simulator;
 using namespace std::chrono_literals;
 using bench::AllocationReport;
-using simulator::Stream;
+using Zephly::Stream;
 using Zephly::hosts::Data;
 
 constexpr std::size_t settled = 1000;  // calls before the count, and in the count
@@ -119,9 +119,9 @@ void decoders() {
 
 void session() {
   bench::ConnectedSession connected;
-  for (const Stream stream : simulator::allStreams) {
+  for (const Stream stream : Zephly::allStreams) {
     const auto value = Data::of(bench::framesOf(stream).front().bytes);
-    row("session, a frame of " + std::string(simulator::streamName(stream)),
+    row("session, a frame of " + std::string(streamInfo(stream).name),
         [&] { connected.deliver(stream, value); });
   }
 }
@@ -130,7 +130,7 @@ void radio() {
   bench::SimulatedSession simulated;
   const auto frame = bench::framesOf(Stream::ecg).front();
   row("simulated radio and session, a frame of ecg", [&] {
-    simulated.device().notify(simulator::characteristicUUID(Stream::ecg), frame.bytes);
+    simulated.device().notify(Zephly::characteristicUUID(Stream::ecg), frame.bytes);
     simulated.scheduler().advance(0s);
   });
 }

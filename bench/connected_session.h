@@ -8,7 +8,6 @@
 ///
 /// A session is never freed: it and its central manager own each other. Create few.
 
-#include <simulator/frame.h>
 #include <zephly/session/zephly.h>
 
 #include <tests/support/strap_host.h>
@@ -30,7 +29,7 @@ class ConnectedSession {
   ConnectedSession(const ConnectedSession&) = delete;
   ConnectedSession& operator=(const ConnectedSession&) = delete;
 
-  void deliver(Zephly::simulator::Stream stream, std::shared_ptr<const NSData> value) {
+  void deliver(Zephly::Stream stream, std::shared_ptr<const NSData> value) {
     host_.deliver(stream, std::move(value));
   }
   /// The calls that the application received.

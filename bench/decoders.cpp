@@ -3,6 +3,7 @@
 #include <hosts/foundation/data.h>
 #include <zephly/protocol/frame_decoders.h>
 
+#include <zephly/protocol/streams.h>
 #include <bench/inputs.h>
 #include <bench/suite.h>
 
@@ -12,8 +13,8 @@
 namespace bench {
 namespace {
 
+using Zephly::Stream;
 using Zephly::hosts::Data;
-using Zephly::simulator::Stream;
 
 constexpr const char* decodersSection = "Decoders";
 

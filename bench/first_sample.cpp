@@ -42,7 +42,7 @@ void measureEngineRespiration(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-void measureSession(benchmark::State& state, Zephly::simulator::Stream stream) {
+void measureSession(benchmark::State& state, Zephly::Stream stream) {
   const SilentOutput silent;
   fake::StrapHost host;
   const auto application = std::make_shared<CountingApplication>();
@@ -70,12 +70,12 @@ void addFirstSample(Suite& suite) {
             measureEngineRespiration, constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first ECG frame"},
-      [](benchmark::State& state) { measureSession(state, Zephly::simulator::Stream::ecg); },
+      [](benchmark::State& state) { measureSession(state, Zephly::Stream::ecg); },
       constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first respiration frame"},
       [](benchmark::State& state) {
-        measureSession(state, Zephly::simulator::Stream::respiration);
+        measureSession(state, Zephly::Stream::respiration);
       },
       constructions);
 }

@@ -2,6 +2,7 @@
 
 #include <hosts/foundation/data.h>
 #include <simulator/strap.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 #include <limits>
@@ -13,14 +14,14 @@ namespace {
 namespace simulator = Zephly::simulator;
 using Zephly::hosts::Data;
 
-std::vector<simulator::Frame> framesUntil(simulator::StrapTime end, simulator::TrainingPlan plan) {
+std::vector<simulator::Frame> framesUntil(Zephly::StrapTime end, simulator::TrainingPlan plan) {
   simulator::Strap source({.seed = 1, .plan = std::move(plan)});
   std::vector<simulator::Frame> frames;
   while (*source.nextFrameTime() < end) frames.push_back(source.nextFrame());
   return frames;
 }
 
-std::vector<float> waveform(simulator::Stream stream) {
+std::vector<float> waveform(Zephly::Stream stream) {
   // A second more than needed: the last frame of the minute is sent when it is full.
   std::vector<float> samples;
   for (const auto& frame :
@@ -76,7 +77,7 @@ const std::vector<std::vector<simulator::Frame>>& strapSeconds() {
   return list;
 }
 
-std::vector<simulator::Frame> framesOf(simulator::Stream stream) {
+std::vector<simulator::Frame> framesOf(Zephly::Stream stream) {
   std::vector<simulator::Frame> frames;
   for (const auto& second : strapSeconds()) {
     for (const auto& frame : second) {
@@ -87,19 +88,19 @@ std::vector<simulator::Frame> framesOf(simulator::Stream stream) {
 }
 
 const std::vector<float>& ecgSamples() {
-  static const std::vector<float> samples = waveform(simulator::Stream::ecg);
+  static const std::vector<float> samples = waveform(Zephly::Stream::ecg);
   return samples;
 }
 
 const std::vector<float>& respirationSamples() {
-  static const std::vector<float> samples = waveform(simulator::Stream::respiration);
+  static const std::vector<float> samples = waveform(Zephly::Stream::respiration);
   return samples;
 }
 
 const std::vector<FrameDecoders::Motion>& motionSamples() {
   static const std::vector<FrameDecoders::Motion> samples = [] {
     std::vector<FrameDecoders::Motion> decoded;
-    for (const auto& frame : framesOf(simulator::Stream::motion)) {
+    for (const auto& frame : framesOf(Zephly::Stream::motion)) {
       decoded.push_back(FrameDecoders::calculateMotionValue(Data(frame.bytes)));
     }
     return decoded;

@@ -5,6 +5,7 @@
 
 #include <simulator/frame.h>
 #include <zephly/protocol/frame_decoders.h>
+#include <zephly/protocol/streams.h>
 
 #include <cstddef>
 #include <string>
@@ -20,7 +21,7 @@ inline constexpr std::size_t waveformSamples = seconds * waveformRate;
 const std::vector<std::vector<Zephly::simulator::Frame>>& strapSeconds();
 
 /// The frames of one stream of that minute.
-std::vector<Zephly::simulator::Frame> framesOf(Zephly::simulator::Stream stream);
+std::vector<Zephly::simulator::Frame> framesOf(Zephly::Stream stream);
 
 /// waveformSamples samples, full scale +-2.42, as decoded; electrodes on all the time.
 const std::vector<float>& ecgSamples();

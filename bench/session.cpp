@@ -4,6 +4,8 @@
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 #include <bench/connected_session.h>
 #include <bench/inputs.h>
 #include <bench/simulated_session.h>
@@ -20,7 +22,7 @@ namespace {
 
 namespace simulator = Zephly::simulator;
 using namespace std::chrono_literals;
-using simulator::Stream;
+using Zephly::Stream;
 using Zephly::hosts::Data;
 
 constexpr const char* frameSection = "Frame to delegate";
@@ -79,7 +81,7 @@ void measureRadio(benchmark::State& state) {
   std::size_t next = 0;
   for ([[maybe_unused]] auto _ : state) {
     for (const auto& frame : strapSeconds()[next]) {
-      session.device().notify(simulator::characteristicUUID(frame.stream), frame.bytes);
+      session.device().notify(Zephly::characteristicUUID(frame.stream), frame.bytes);
       session.scheduler().advance(0s);
     }
     next = (next + 1) % strapSeconds().size();

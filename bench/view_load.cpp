@@ -7,9 +7,10 @@
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/feed.h>
 #include <tools/view/server.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/session/zephly.h>
 #include <bench/audience.h>
 
@@ -118,8 +119,7 @@ class Run {
     receiver_ = std::make_shared<Zephly::watch::Receiver>(
         [this] { return source_->now(); },
         [this](const Zephly::watch::Event& event) { take(event); });
-    const Zephly::watch::DiagnosticsCatcher catcher(
-        [this](std::string_view line) { receiver_->diagnosticLine(line); });
+    const Zephly::watch::Observation observation(*receiver_);
     const auto session = Zephly::Zephly::init(receiver_);
     session->startWorkoutDetection(receiver_);
     audience_.watch(server_->port());
@@ -189,7 +189,7 @@ class Run {
     ticks_.cancel();
     source_->finish();
     feed_.end(source_->now());
-    figures_.samples = feed_.model().received(Zephly::simulator::Stream::ecg);
+    figures_.samples = feed_.model().received(Zephly::Stream::ecg);
     if (audience_.size() > 0) audience_.resume(0);
     server_->close([this] { account(); });
   }

@@ -3,7 +3,7 @@
 /// Records between the host in use and the kit: every report of the host is passed to the sink as a
 /// Record first, and then to the kit unchanged.
 ///
-///   const LivingStrap strap(queue);  // or any other host
+///   const SimulatedStrap strap(queue);  // or any other host
 ///   TapHost tap({.now = [&] { return sinceTheSessionBegan(); },
 ///                .sink = [&](const Record& record) { writer.append(record); }});
 ///   const auto session = Zephly::Zephly::init(application);  // on the tap, and so on the host

@@ -5,9 +5,9 @@
 ///     ./asio_loop            # a strap made of software, in real time, until Ctrl-C
 ///     ./asio_loop 100        # a hundred times as fast
 ///
-/// For a real strap put Zephly::bluez::Bluetooth in the place of LivingStrap.
+/// For a real strap put Zephly::bluez::Bluetooth in the place of SimulatedStrap.
 
-#include <hosts/simulated/living_strap.h>
+#include <hosts/simulated/simulated_strap.h>
 #include <zephly/zephly.h>
 
 #include <boost/asio.hpp>
@@ -56,7 +56,7 @@ int run(double speed) {
       [&](const boost::system::error_code& /*error*/, int /*signal*/) { context.stop(); });
 
   Zephly::main_queue::MainQueue queue(context);
-  const Zephly::simulated::LivingStrap strap(queue, {}, speed);
+  const Zephly::simulated::SimulatedStrap strap(queue, {}, speed);
   const auto application = std::make_shared<Application>(context);
   const auto session = Zephly::Zephly::init(application);
   context.run();

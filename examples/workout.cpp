@@ -5,7 +5,7 @@
 ///     ./workout              # half a minute
 ///     ./workout 20           # 20 times as fast
 
-#include <hosts/simulated/living_strap.h>
+#include <hosts/simulated/simulated_strap.h>
 #include <zephly/zephly.h>
 
 #include <chrono>
@@ -43,7 +43,7 @@ class Silent final : public ZephlyDelegate {
 
 int run(double speed) {
   Zephly::main_queue::MainQueue queue;
-  const Zephly::simulated::LivingStrap strap(queue, {}, speed);
+  const Zephly::simulated::SimulatedStrap strap(queue, {}, speed);
   const auto application = std::make_shared<Silent>();
   const auto coach = std::make_shared<Coach>();
   const auto session = Zephly::Zephly::init(application);

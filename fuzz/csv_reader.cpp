@@ -1,9 +1,9 @@
 // Recordings as CSV: any text at any rate. Refused text is reported by a RecordingError with its
 // position; accepted text has as many numbers in each column as there are rows, and can be played.
 
-#include <simulator/frame.h>
 #include <simulator/playback.h>
 #include <simulator/recording.h>
+#include <zephly/protocol/streams.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
 #include <fuzz/support/target.h>
@@ -41,9 +41,10 @@ void checkColumn(const Recording& recording, const std::vector<double>& values, 
 }
 
 void check(const Recording& recording) {
-  using Zephly::simulator::Stream;
+  using Zephly::Stream;
   require(recording.rows() > 0, "a row at least");
-  require(!recording.has(Stream::battery), "no battery");
+  require(!std::ranges::all_of(Zephly::allStreams, [&](Stream one) { return recording.has(one); }),
+          "never every stream");
   checkColumn(recording, recording.ecg(), recording.has(Stream::ecg));
   checkColumn(recording, recording.respiration(), recording.has(Stream::respiration));
   checkColumn(recording, recording.skinTemperature(), recording.has(Stream::temperature));
@@ -58,7 +59,7 @@ void check(const Recording& recording) {
 void play(const Recording& recording) {
   if (static_cast<double>(recording.rows()) > longestPlayed * recording.rowsPerSecond()) return;
   bool any = false;
-  for (const auto stream : Zephly::simulator::allStreams) {
+  for (const auto stream : Zephly::allStreams) {
     if (!recording.has(stream)) continue;
     any = true;
     const auto playback = Zephly::simulator::playBack(recording, stream, 1);

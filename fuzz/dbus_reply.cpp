@@ -154,13 +154,11 @@ class Service {
 
  private:
   static std::string identifierOf(const std::string& path) {
-    const std::array<CBUUID, 5> all = {temperatureCharacteristicUUID(), ecgCharacteristicUUID(),
-                                       batteryCharacteristicUUID(), respirationCharacteristicUUID(),
-                                       motionCharacteristicUUID()};
     for (std::size_t i = 0; i < suffixes.size(); ++i) {
-      if (path.ends_with(suffixes.at(i))) return all.at(i).UUIDString();
+      if (path.ends_with(suffixes.at(i)))
+        return Zephly::characteristicUUID(Zephly::allStreams.at(i)).UUIDString();
     }
-    return all.front().UUIDString();
+    return Zephly::characteristicUUID(Zephly::allStreams.front()).UUIDString();
   }
 };
 

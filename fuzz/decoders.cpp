@@ -3,6 +3,7 @@
 #include <hosts/foundation/data.h>
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/protocol/frame_decoders.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/protocol/utilities.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/require.h>
@@ -17,6 +18,8 @@ namespace {
 
 using fuzz::require;
 using Bytes = std::vector<std::uint8_t>;
+using Zephly::Stream;
+using Zephly::streamInfo;
 using Zephly::hosts::Data;
 
 bool same(float left, float right) {
@@ -27,9 +30,9 @@ bool within(float value, double least, double most) {
   return static_cast<double>(value) >= least && static_cast<double>(value) <= most;
 }
 
-// Truncated or padded with zeros to `size` bytes.
-Data exact(Bytes bytes, std::size_t size) {
-  bytes.resize(size);
+// Truncated or padded with zeros to the size of the stream's frames.
+Data exact(Bytes bytes, Stream stream) {
+  bytes.resize(streamInfo(stream).bytesPerFrame);
   return Data(std::move(bytes));
 }
 
@@ -45,7 +48,7 @@ long long sampleOf(const Bytes& frame, std::size_t index) {
 
 void decodeSamples(const Bytes& bytes, const Data& frame) {
   const auto samples = FrameDecoders::calculateECGValue(frame);
-  require(samples.size() == FrameDecoders::samplesPerECGFrame, "six samples a frame");
+  require(samples.size() == 6, "six samples a frame");
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const float expected = static_cast<float>(sampleOf(bytes, i)) * 0x1p-23F * 2.42F;
     require(same(samples[i], expected), "a sample is its 24 bits");
@@ -58,8 +61,7 @@ void decodeTemperature(const Bytes& bytes, const Data& frame) {
   for (const float degrees : {reading.objectTemperature, reading.ambientTemperature}) {
     require(within(degrees, -273.151, 1037.56), "a temperature within its range");
   }
-  const auto again =
-      FrameDecoders::calculateTemperatureValue(exact(bytes, FrameDecoders::temperatureFrameSize));
+  const auto again = FrameDecoders::calculateTemperatureValue(exact(bytes, Stream::temperature));
   require(same(reading.objectTemperature, again.objectTemperature) &&
               same(reading.ambientTemperature, again.ambientTemperature),
           "the length of a temperature frame does not matter");
@@ -69,8 +71,7 @@ void decodeBattery(const Bytes& bytes, const Data& frame) {
   const auto status = FrameDecoders::calculateBatterySOCValue(frame);
   require(within(status.soc, 0, 6553.5), "a charge within its range");
   require(status.inCharge == (bytes.size() > 2 && bytes[2] != 0), "the third byte is the flag");
-  require(status == FrameDecoders::calculateBatterySOCValue(
-                        exact(bytes, FrameDecoders::batteryFrameSize)),
+  require(status == FrameDecoders::calculateBatterySOCValue(exact(bytes, Stream::battery)),
           "the length of a battery frame does not matter");
 }
 
@@ -82,8 +83,7 @@ void decodeMotion(const Bytes& bytes, const Data& frame) {
   for (const float part : {motion.ax, motion.ay, motion.az}) {
     require(within(part, -32768, 32768), "an acceleration within its range");
   }
-  const auto again =
-      FrameDecoders::calculateMotionValue(exact(bytes, FrameDecoders::motionFrameSize));
+  const auto again = FrameDecoders::calculateMotionValue(exact(bytes, Stream::motion));
   require(same(motion.qw, again.qw) && same(motion.az, again.az),
           "the length of a motion frame does not matter");
 }

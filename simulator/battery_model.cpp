@@ -27,7 +27,7 @@ BatteryReport BatteryModel::next() {
   do {
     advance();
   } while (upcoming_.percent == report.percent && upcoming_.charging == report.charging &&
-           upcoming_.time < report.time + batteryInterval);
+           upcoming_.time < report.time + frameInterval(Stream::battery));
   return report;
 }
 

@@ -19,7 +19,7 @@ struct BatteryReport {
 };
 
 /// Reports at time 0, then whenever tenths or charger change (looked at once a second), and no
-/// later than batteryInterval after the report before.
+/// later than its longest interval after the report before.
 class BatteryModel {
  public:
   /// Starts with a charge of 70 to 95 %.

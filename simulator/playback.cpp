@@ -116,7 +116,7 @@ void playMotion(Playback& playback, const Recording& recording) {
 
 Playback playBack(const Recording& recording, Stream stream, std::uint64_t seed) {
   if (!recording.has(stream))
-    fatalError("the recording has no stream " + std::string(streamName(stream)));
+    fatalError("the recording has no stream " + std::string(streamInfo(stream).name));
   Playback playback;
   playback.counts.rows = recording.rows();
   if (stream == Stream::ecg) playEcg(playback, recording);

@@ -279,10 +279,9 @@ bool Recording::has(Stream stream) const {
       return !skinTemperature_.empty();
     case Stream::motion:
       return !acceleration_[0].empty();
-    case Stream::battery:
-      break;
+    default:
+      return false;
   }
-  return false;
 }
 
 }  // namespace Zephly::simulator

@@ -65,7 +65,7 @@ class ZEPHLY_EXPORT Recording {
 
   double rowsPerSecond() const { return rowsPerSecond_; }
   std::size_t rows() const { return rows_; }  ///< 1 or more
-  /// Whether the recording has that stream; it has at least one, and never the battery.
+  /// Whether the recording has that stream; it has at least one, but never all.
   bool has(Stream stream) const;
 
   /// One value a row as it stands in the file; empty when the stream is absent.

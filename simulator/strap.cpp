@@ -211,7 +211,7 @@ class Strap::Implementation {
     if (!time) fatalError("the strap has no next frame");
     const Stream stream = nextStream();
     lastTaken_ = *time;
-    return {*time, stream, channels_.at(static_cast<std::size_t>(stream))->take()};
+    return {*time, stream, channels_[stream]->take()};
   }
 
   bool finished() const {
@@ -224,9 +224,7 @@ class Strap::Implementation {
     return any;
   }
 
-  const RecordedChannel* recorded(Stream stream) const {
-    return recorded_.at(static_cast<std::size_t>(stream));
-  }
+  const RecordedChannel* recorded(Stream stream) const { return recorded_[stream]; }
 
   const TrainingPlan& plan() const { return plan_; }
 
@@ -245,8 +243,8 @@ class Strap::Implementation {
     for (const Stream stream : allStreams) {
       if (!recording.has(stream)) continue;
       auto channel = std::make_unique<RecordedChannel>(playBack(recording, stream, seed),
-                                                       samplesPerFrame(stream));
-      recorded_.at(static_cast<std::size_t>(stream)) = channel.get();
+                                                       streamInfo(stream).samplesPerFrame);
+      recorded_[stream] = channel.get();
       set(stream, std::move(channel));
     }
     if (recording.has(Stream::ecg)) body_->dropEcg();
@@ -254,15 +252,16 @@ class Strap::Implementation {
   }
 
   void set(Stream stream, std::unique_ptr<Channel> channel) {
-    channels_.at(static_cast<std::size_t>(stream)) = std::move(channel);
+    channels_[stream] = std::move(channel);
   }
 
-  // Of streams due at the same time the first; the battery is always due at some time.
+  // Of streams due at the same time the first. Some stream is always due: no recording has them
+  // all.
   Stream nextStream() const {
-    Stream next = Stream::battery;
+    Stream next = allStreams.front();
     std::optional<StrapTime> earliest;
     for (const Stream stream : allStreams) {
-      const auto due = channels_.at(static_cast<std::size_t>(stream))->due();
+      const auto due = channels_[stream]->due();
       if (!due || (earliest && *due >= *earliest)) continue;
       earliest = due;
       next = stream;
@@ -272,8 +271,8 @@ class Strap::Implementation {
 
   TrainingPlan plan_;
   std::shared_ptr<HeartAndLungs> body_;
-  std::array<std::unique_ptr<Channel>, allStreams.size()> channels_;
-  std::array<RecordedChannel*, allStreams.size()> recorded_{};
+  PerStream<std::unique_ptr<Channel>> channels_;
+  PerStream<RecordedChannel*> recorded_{};
   bool begun_ = false;
   StrapTime lastTaken_{0};
 };
@@ -283,7 +282,7 @@ Strap::Strap(const StrapOptions& options)
 
 Strap::~Strap() = default;
 
-void Strap::listenerReady(StrapTime now) { implementation_->begin(now); }
+void Strap::allSubscribed(StrapTime now) { implementation_->begin(now); }
 
 std::optional<StrapTime> Strap::nextFrameTime() const { return implementation_->nextTime(); }
 

@@ -8,7 +8,7 @@
 /// All five streams come in order of time (streams of one instant in the order of allStreams), at
 /// the rates of rates.h, and one seed gives the same bytes again in every strap of one build.
 ///
-/// With a recording, the streams that it holds are played, once, from listenerReady on; the other
+/// With a recording, the streams that it holds are played, once, from allSubscribed on; the other
 /// streams are those of the modelled person, who stands at rest with everything in order: the plan
 /// is then TrainingPlan::quiet(). When the recorded streams have ended, all have.
 ///
@@ -53,7 +53,7 @@ class ZEPHLY_EXPORT Strap : public FrameSource {
 
   /// A recording begins at `now`, or with the last frame taken if that is later. So the next frame
   /// may come earlier than the time told before: ask again. Without a recording it means nothing.
-  void listenerReady(StrapTime now) override;
+  void allSubscribed(StrapTime now) override;
   std::optional<StrapTime> nextFrameTime() const override;
   Frame nextFrame() override;
 

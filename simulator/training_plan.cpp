@@ -91,18 +91,6 @@ double effortLeft(StrapTime start, StrapTime end, StrapTime time) {
 
 }  // namespace
 
-std::string_view exerciseName(Exercise exercise) {
-  switch (exercise) {
-    case Exercise::pushUp:
-      return "push-up";
-    case Exercise::sitUp:
-      return "sit-up";
-    case Exercise::jump:
-      return "jump";
-  }
-  fatalError("a person knows three exercises; this is none of them");
-}
-
 ExerciseTimes exerciseTimes(Exercise exercise) {
   switch (exercise) {
     case Exercise::pushUp:
@@ -123,23 +111,6 @@ StrapTime ExerciseSet::duration() const {
 StrapTime ExerciseSet::repetitionStart(int index) const {
   const ExerciseTimes times = exerciseTimes(kind);
   return start + times.gettingReady + index * times.repetition;
-}
-
-int& Repetitions::of(Exercise exercise) {
-  switch (exercise) {
-    case Exercise::pushUp:
-      return pushUps;
-    case Exercise::sitUp:
-      return sitUps;
-    case Exercise::jump:
-      return jumps;
-  }
-  fatalError("a person knows three exercises; this is none of them");
-}
-
-int Repetitions::of(Exercise exercise) const {
-  Repetitions copy = *this;
-  return copy.of(exercise);
 }
 
 TrainingPlan TrainingPlan::standard() {

@@ -7,28 +7,19 @@
 ///   plan.electrodesOff = {{20s, 4s}};
 ///   Strap strap({.plan = plan});
 ///
-/// A plan is data. The strap acts on all of it but the link losses, which are the business of
-/// whoever carries its frames (see nextLinkLoss). All times are times of the strap; with a `cycle`
-/// the whole plan repeats with that period for ever. Free of state, safe from any thread.
+/// A plan is data. The strap acts on all of it except the link losses, on which the carrier of its
+/// frames acts (see nextLinkLoss). All times are times of the strap; with a `cycle` the whole plan
+/// repeats with that period without end. Free of state, safe from any thread.
 
-#include <simulator/frame.h>
+#include <zephly/motion/exercise.h>
 #include <zephly/platform/export.h>
+#include <zephly/protocol/strap_time.h>
 
-#include <array>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Zephly::simulator {
-
-enum class Exercise { pushUp, sitUp, jump };
-
-inline constexpr std::array<Exercise, 3> allExercises = {Exercise::pushUp, Exercise::sitUp,
-                                                         Exercise::jump};
-
-/// "push-up", "sit-up", "jump".
-ZEPHLY_EXPORT std::string_view exerciseName(Exercise exercise);
 
 /// How long a person takes for one set. Getting ready begins and getting up ends standing still.
 struct ExerciseTimes {
@@ -62,25 +53,14 @@ struct Interval {
 };
 
 /// The link breaks at `time` and the strap cannot be reached for `absence`. Without a reason the
-/// disconnection is told without an error.
+/// disconnection is reported without an error.
 struct LinkLoss {
   StrapTime time;
   std::optional<std::string> reason;
   StrapTime absence;
 };
 
-/// Repetitions by kind.
-struct ZEPHLY_EXPORT Repetitions {
-  int pushUps = 0;
-  int sitUps = 0;
-  int jumps = 0;
-
-  int& of(Exercise exercise);
-  int of(Exercise exercise) const;
-  friend bool operator==(const Repetitions&, const Repetitions&) = default;
-};
-
-/// What happens when; empty: the person stands at rest.
+/// What happens when. Empty: the person is standing at rest.
 struct ZEPHLY_EXPORT TrainingPlan {
   std::vector<ExerciseSet> exercises;   ///< in order of time, not overlapping
   std::vector<Interval> walks;          ///< calm walking; elsewhere the person stands
@@ -89,8 +69,8 @@ struct ZEPHLY_EXPORT TrainingPlan {
   std::vector<LinkLoss> linkLosses;     ///< in order of time
   std::optional<StrapTime> cycle;       ///< period of repetition; without one, it happens once
 
-  /// Everything within 30 s, for ever: jumps, push-ups, sit-ups, a walk, electrodes off and on,
-  /// charger in and out, and one lost link while the person stands still.
+  /// Everything within 30 s, repeated without end: jumps, push-ups, sit-ups, a walk, electrodes off
+  /// and on, charger in and out, and one lost link while the person stands still.
   static TrainingPlan standard();
   /// Standing at rest with everything in order.
   static TrainingPlan quiet();

@@ -7,16 +7,17 @@
 namespace Zephly::simulator {
 
 void Transmitter::sendDue(StrapTime now) {
-  // Asked anew each time: what carries a frame may change the subscriptions.
+  // The time is read again after each frame: carrying one may change the subscriptions, and with
+  // them when the source begins.
   for (auto time = source_.nextFrameTime(); time && *time <= now; time = source_.nextFrameTime()) {
     Frame frame = source_.nextFrame();
     const Stream stream = frame.stream;
-    Counts& counts = counts_.at(static_cast<std::size_t>(stream));
+    Counts& counts = counts_[stream];
     if (carrier_.isSubscribed(stream) && carrier_.carry(std::move(frame))) {
       ++counts.framesSent;
-      counts.samplesSent += static_cast<std::uint64_t>(samplesPerFrame(stream));
+      counts.samplesSent += static_cast<std::uint64_t>(streamInfo(stream).samplesPerFrame);
     } else {
-      ++counts.framesUnheard;
+      ++counts.framesUnsubscribed;
     }
   }
 }
@@ -33,23 +34,22 @@ std::uint64_t Transmitter::skip(StrapTime until, std::uint64_t limit) {
 }
 
 bool Transmitter::subscriptionsChanged(StrapTime now) {
-  if (listenerWasReady_) return false;
-  listenerWasReady_ = std::all_of(allStreams.begin(), allStreams.end(),
-                                  [this](Stream stream) { return carrier_.isSubscribed(stream); });
-  if (listenerWasReady_) source_.listenerReady(now);
-  return listenerWasReady_;
+  if (wasFullySubscribed_) return false;
+  wasFullySubscribed_ = std::all_of(allStreams.begin(), allStreams.end(), [this](Stream stream) {
+    return carrier_.isSubscribed(stream);
+  });
+  if (wasFullySubscribed_) source_.allSubscribed(now);
+  return wasFullySubscribed_;
 }
 
-const Transmitter::Counts& Transmitter::counts(Stream stream) const {
-  return counts_.at(static_cast<std::size_t>(stream));
-}
+const Transmitter::Counts& Transmitter::counts(Stream stream) const { return counts_[stream]; }
 
 Transmitter::Counts Transmitter::totals() const {
   Counts totals;
   for (const Counts& counts : counts_) {
     totals.framesSent += counts.framesSent;
     totals.samplesSent += counts.samplesSent;
-    totals.framesUnheard += counts.framesUnheard;
+    totals.framesUnsubscribed += counts.framesUnsubscribed;
   }
   return totals;
 }

@@ -10,7 +10,6 @@
 #include <simulator/frame.h>
 #include <zephly/platform/export.h>
 
-#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -36,9 +35,9 @@ class ZEPHLY_EXPORT Transmitter {
  public:
   /// What became of the frames of one stream.
   struct Counts {
-    std::uint64_t framesSent = 0;     ///< notified to a subscriber
-    std::uint64_t samplesSent = 0;    ///< measured values in them (samplesPerFrame)
-    std::uint64_t framesUnheard = 0;  ///< nobody was subscribed
+    std::uint64_t framesSent = 0;          ///< notified to a subscriber
+    std::uint64_t samplesSent = 0;         ///< measured values in them (samplesPerFrame)
+    std::uint64_t framesUnsubscribed = 0;  ///< nobody was subscribed
     friend bool operator==(const Counts&, const Counts&) = default;
   };
 
@@ -59,13 +58,13 @@ class ZEPHLY_EXPORT Transmitter {
   /// All streams together.
   Counts totals() const;
   /// True from the moment when all five streams were subscribed to for the first time.
-  bool listenerWasReady() const { return listenerWasReady_; }
+  bool wasFullySubscribed() const { return wasFullySubscribed_; }
 
  private:
   FrameSource& source_;
   Carrier& carrier_;
-  bool listenerWasReady_ = false;
-  std::array<Counts, allStreams.size()> counts_{};
+  bool wasFullySubscribed_ = false;
+  PerStream<Counts> counts_{};
 };
 
 }  // namespace Zephly::simulator

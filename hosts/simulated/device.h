@@ -250,8 +250,8 @@ class ZEPHLY_EXPORT Device {
 /// The service that addStrapProfile adds; the kit does not look at service identifiers.
 ZEPHLY_EXPORT const CBUUID& strapServiceUUID();
 
-/// Adds one service with the strap's five characteristics, in the order given; by default battery,
-/// motion, temperature, respiration, ECG, which is not the order of the profile.
+/// Adds one service with the strap's characteristics, in the order given; by default in one that is
+/// not the order of the profile.
 ZEPHLY_EXPORT void addStrapProfile(Device& device);
 ZEPHLY_EXPORT void addStrapProfile(Device& device, const std::vector<CBUUID>& order);
 

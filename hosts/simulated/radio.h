@@ -10,7 +10,7 @@
 ///   addStrapProfile(strap);
 ///   auto session = Zephly::Zephly::init(application);
 ///   scheduler.advance(1s);   // found, connected, subscribed
-///   strap.notify(batteryCharacteristicUUID(), {0x20, 0x03, 0x01});  // 80 %, charging
+///   strap.notify(temperatureCharacteristicUUID(), {0x43, 0x3A, 0, 0});
 ///   scheduler.advance(0s);   // delivered
 ///
 /// Delegates are only called by events of the scheduler, even for what takes no time: never from

@@ -1,4 +1,6 @@
 #include <hosts/simulated/strap_device.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <utility>
@@ -17,12 +19,9 @@ StrapDevice::~StrapDevice() {
   for (const auto& planned : planned_) device_.scheduler().cancel(planned);
 }
 
-simulator::StrapTime StrapDevice::strapTime() const {
-  return device_.scheduler().now() - switchedOn_;
-}
+StrapTime StrapDevice::strapTime() const { return device_.scheduler().now() - switchedOn_; }
 
-void StrapDevice::loseLinkAt(simulator::StrapTime time, std::optional<std::string> error,
-                             Duration absence) {
+void StrapDevice::loseLinkAt(StrapTime time, std::optional<std::string> error, Duration absence) {
   Scheduler& scheduler = device_.scheduler();
   const Time begin = std::max(switchedOn_ + time, scheduler.now());
   planned_.push_back(scheduler.at(begin, [this, error = std::move(error), absence] {
@@ -39,7 +38,7 @@ void StrapDevice::loseLinksOf(simulator::TrainingPlan plan) {
 }
 
 // Each loss schedules the next one, because a repeated plan has no end.
-void StrapDevice::planLossAfter(simulator::StrapTime time) {
+void StrapDevice::planLossAfter(StrapTime time) {
   const auto loss = plan_.nextLinkLoss(time);
   if (!loss) return;
   loseLinkAt(loss->time, loss->reason, loss->absence);
@@ -47,12 +46,12 @@ void StrapDevice::planLossAfter(simulator::StrapTime time) {
                                             [this, at = loss->time] { planLossAfter(at); }));
 }
 
-bool StrapDevice::isSubscribed(simulator::Stream stream) const {
-  return device_.isSubscribed(simulator::characteristicUUID(stream));
+bool StrapDevice::isSubscribed(Stream stream) const {
+  return device_.isSubscribed(characteristicUUID(stream));
 }
 
 bool StrapDevice::carry(simulator::Frame frame) {
-  return device_.notify(simulator::characteristicUUID(frame.stream), std::move(frame.bytes));
+  return device_.notify(characteristicUUID(frame.stream), std::move(frame.bytes));
 }
 
 void StrapDevice::schedule() {

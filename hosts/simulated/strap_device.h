@@ -8,7 +8,7 @@
 ///   StrapDevice strap(device, source);
 ///   strap.loseLinkAt(30s, "The connection has timed out unexpectedly.", 5s);
 ///   scheduler.advance(1min);
-///   strap.counts(simulator::Stream::ecg).samplesSent;   // what must have been delivered
+///   strap.counts(Stream::ecg).samplesSent;   // what must have been delivered
 ///
 /// The strap is switched on when the object is created: strap time 0 is the scheduler's time then.
 /// Every frame is taken out of the source at its time, and sent if a central is subscribed to its
@@ -21,6 +21,7 @@
 #include <simulator/training_plan.h>
 #include <simulator/transmitter.h>
 #include <zephly/platform/export.h>
+#include <zephly/protocol/streams.h>
 
 #include <optional>
 #include <string>
@@ -42,27 +43,27 @@ class ZEPHLY_EXPORT StrapDevice : private simulator::Carrier {
   ~StrapDevice() override;
 
   /// Since the strap was switched on.
-  simulator::StrapTime strapTime() const;
+  StrapTime strapTime() const;
 
   /// Plans a loss of the link at `time`: reported with an error if a text is given, and the device
   /// is out of range for `absence`. Without a link at that time only the absence happens. May be
   /// called any number of times; a time that has passed means now.
-  void loseLinkAt(simulator::StrapTime time, std::optional<std::string> error = std::nullopt,
+  void loseLinkAt(StrapTime time, std::optional<std::string> error = std::nullopt,
                   Duration absence = Duration{});
 
   /// Plans every loss of the link that the plan names, for as long as this object lives. Once.
   void loseLinksOf(simulator::TrainingPlan plan);
 
-  const Counts& counts(simulator::Stream stream) const { return transmitter_.counts(stream); }
+  const Counts& counts(Stream stream) const { return transmitter_.counts(stream); }
   /// All streams together.
   Counts totals() const { return transmitter_.totals(); }
   /// True from the moment when all five streams were subscribed to for the first time.
-  bool listenerWasReady() const { return transmitter_.listenerWasReady(); }
+  bool wasFullySubscribed() const { return transmitter_.wasFullySubscribed(); }
 
  private:
-  bool isSubscribed(simulator::Stream stream) const override;
+  bool isSubscribed(Stream stream) const override;
   bool carry(simulator::Frame frame) override;
-  void planLossAfter(simulator::StrapTime time);
+  void planLossAfter(StrapTime time);
   void schedule();
   void sendDueFrames();
   void subscriptionChanged();

@@ -5,7 +5,7 @@
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 #include <tests/support/fake_bluetooth.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/processor_clock.h>
@@ -101,8 +101,7 @@ Training train(bool tapped) {
   const auto receiver = std::make_shared<watch::Receiver>(
       [&] { return scheduler.now(); },
       [&](const watch::Event& event) { run.events.push_back(lineOf(event)); });
-  const watch::DiagnosticsCatcher catcher(
-      [&](std::string_view line) { receiver->diagnosticLine(line); });
+  const watch::Observation observation(*receiver);
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
   scheduler.advance(91s);

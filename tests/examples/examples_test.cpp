@@ -9,6 +9,7 @@
 #include <tests/support/process.h>
 #include <tests/support/turn_until.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/session/signal_processor.h>
 
 #include <gmock/gmock.h>
@@ -130,7 +131,7 @@ TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
   // Slow enough for a slow machine: the example ends at a wall-clock time.
   const Finished run = Process(example("workout", "5")).finish();
   EXPECT_EQ(run.exitCode, 0);
-  const Zephly::simulator::Repetitions done = Zephly::simulator::Strap().repetitionsDone(32s);
+  const Zephly::Repetitions done = Zephly::simulator::Strap().repetitionsDone(32s);
   ASSERT_GT(done.pushUps, 0);
   const auto last = [](const std::string& kind, int count) {
     return kind + " " + std::to_string(count);
@@ -153,9 +154,9 @@ TEST(FrameFileExample, PlaysTheFramesOfAStrap) {
   int samples = 0;
   for (int i = 0; i < 400; ++i) {
     const Zephly::simulator::Frame frame = strap.nextFrame();
-    if (frame.stream == Zephly::simulator::Stream::ecg) samples += 6;
-    input << (i % 2 == 0 ? "12.5 sent " : "sent ") << Zephly::simulator::streamName(frame.stream)
-          << ' ' << hex(frame.bytes) << '\n';
+    if (frame.stream == Zephly::Stream::ecg) samples += 6;
+    input << (i % 2 == 0 ? "12.5 sent " : "sent ") << Zephly::streamInfo(frame.stream).name << ' '
+          << hex(frame.bytes) << '\n';
   }
   ASSERT_GT(samples, 0);
   const Finished run = runOn("frame_file_session", input.str());

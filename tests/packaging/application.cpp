@@ -6,7 +6,7 @@
 #include <capture/reader.h>
 #include <capture/tap_host.h>
 #include <capture/writer.h>
-#include <hosts/simulated/living_strap.h>
+#include <hosts/simulated/simulated_strap.h>
 #include <simulator/recording.h>
 #include <zephly/zephly.h>
 
@@ -110,7 +110,7 @@ int notificationsIn(const std::filesystem::path& file) {
 int main() {
   Zephly::main_queue::MainQueue queue;
   const ScratchFile file;
-  const Zephly::simulated::LivingStrap strap(queue, {}, 1000);
+  const Zephly::simulated::SimulatedStrap strap(queue, {}, 1000);
   Zephly::capture::Writer writer(file.path(), {.program = "application", .source = "simulated"});
   Zephly::capture::TapHost tap(
       {.now = steadyTime,

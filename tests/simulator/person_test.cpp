@@ -4,6 +4,8 @@
 #include <simulator/rates.h>
 #include <tests/simulator/literal_decoding.h>
 #include <zephly/dsp/signal_processor.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,13 +18,15 @@
 #include <streambuf>
 #include <vector>
 
-namespace Zephly::simulator {
+namespace Zephly {
 
 // Used by gtest to print counts.
 static void PrintTo(const Repetitions& repetitions, std::ostream* out) {
   *out << repetitions.pushUps << " push-ups, " << repetitions.sitUps << " sit-ups, "
        << repetitions.jumps << " jumps";
 }
+
+namespace simulator {
 
 namespace {
 
@@ -294,4 +298,5 @@ TEST(PersonTest, SteppingUpAndDownCountsAsAJump) {
 }
 
 }  // namespace
-}  // namespace Zephly::simulator
+}  // namespace simulator
+}  // namespace Zephly

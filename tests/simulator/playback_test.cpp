@@ -6,6 +6,7 @@
 #include <tests/simulator/literal_decoding.h>
 #include <tests/support/recording.h>
 #include <zephly/dsp/leadoff_detector.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

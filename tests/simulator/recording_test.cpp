@@ -1,4 +1,5 @@
 #include <simulator/recording.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,6 +3,8 @@
 #include <simulator/rates.h>
 #include <tests/simulator/literal_decoding.h>
 #include <zephly/dsp/leadoff_detector.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,7 +63,7 @@ TEST(StrapTest, AFrameIsDueWhenItsLastSampleIsTaken) {
   for (const Stream stream : {Stream::ecg, Stream::respiration}) {
     const std::vector<Frame> waveform = only(stream, frames);
     for (std::size_t k = 0; k < waveform.size(); ++k)
-      ASSERT_EQ(waveform[k].time, 10ms + k * 12ms) << streamName(stream);
+      ASSERT_EQ(waveform[k].time, 10ms + k * 12ms) << streamInfo(stream).name;
   }
   const std::vector<Frame> motion = only(Stream::motion, frames);
   for (std::size_t k = 0; k < motion.size(); ++k)
@@ -100,14 +102,14 @@ TEST(StrapTest, AnotherSeedGivesOtherBytesInEveryStream) {
   const std::vector<Frame> frames = framesUntil(first, 10s);
   const std::vector<Frame> others = framesUntil(second, 10s);
   for (const Stream stream : allStreams)
-    EXPECT_NE(only(stream, frames), only(stream, others)) << streamName(stream);
+    EXPECT_NE(only(stream, frames), only(stream, others)) << streamInfo(stream).name;
 }
 
 TEST(StrapTest, TheListenerChangesNothingForAModelledStrap) {
   Strap listened({.seed = 3});
   Strap ignored({.seed = 3});
   std::vector<Frame> frames = framesUntil(listened, 1s);
-  listened.listenerReady(1s);
+  listened.allSubscribed(1s);
   std::ranges::copy(framesUntil(listened, 5s), std::back_inserter(frames));
   EXPECT_EQ(frames, framesUntil(ignored, 5s));
   EXPECT_FALSE(listened.finished());
@@ -173,7 +175,7 @@ TEST(RecordedStrapTest, RecordedStreamsWaitForTheListener) {
   EXPECT_TRUE(only(Stream::ecg, before).empty());
   EXPECT_FALSE(only(Stream::respiration, before).empty());
   EXPECT_FALSE(only(Stream::motion, before).empty());
-  strap.listenerReady(5s);
+  strap.allSubscribed(5s);
   EXPECT_FALSE(strap.finished());
   const std::vector<Frame> played = only(Stream::ecg, framesUntil(strap, 100s));
   ASSERT_EQ(played.size(), 84U);  // 500 samples, six at a time
@@ -185,16 +187,16 @@ TEST(RecordedStrapTest, RecordedStreamsWaitForTheListener) {
 
 TEST(RecordedStrapTest, StartsRecordedStreamsOnlyOnce) {
   Strap strap({.recording = recordingOf("ECG", 100, 100)});
-  strap.listenerReady(1s);
+  strap.allSubscribed(1s);
   framesUntil(strap, 1500ms);
-  strap.listenerReady(100s);
+  strap.allSubscribed(100s);
   EXPECT_LT(*strap.nextFrameTime(), 2s);
 }
 
 TEST(RecordedStrapTest, NeverSendsIntoThePast) {
   Strap strap({.recording = recordingOf("ECG", 100, 100)});
   const std::vector<Frame> before = framesUntil(strap, 5s);
-  strap.listenerReady(1s);
+  strap.allSubscribed(1s);
   EXPECT_GE(*strap.nextFrameTime(), before.back().time);
   const std::vector<Frame> played = only(Stream::ecg, framesUntil(strap, 100s));
   EXPECT_EQ(played.front().time, before.back().time + 10ms);
@@ -206,7 +208,7 @@ TEST(RecordedStrapTest, EndsWhenTheLongestRecordedStreamHasEnded) {
                    "RSP,Accelerometer X,Accelerometer Y,Accelerometer Z,Gyroscope X,Gyroscope Y,"
                    "Gyroscope Z,Skin temperature",
                    100, 100)});
-  strap.listenerReady(0s);
+  strap.allSubscribed(0s);
   const std::vector<Frame> frames = framesUntil(strap, 100s);
   EXPECT_EQ(only(Stream::respiration, frames).size(), 84U);
   EXPECT_EQ(only(Stream::motion, frames).size(), 30U);
@@ -232,8 +234,8 @@ TEST(RecordedStrapTest, TheSameRecordingGivesTheSameBytes) {
   const auto recording = recordingOf("ECG,Skin temperature", 1000, 100);
   Strap first({.seed = 4, .recording = recording});
   Strap second({.seed = 4, .recording = recording});
-  first.listenerReady(0s);
-  second.listenerReady(0s);
+  first.allSubscribed(0s);
+  second.allSubscribed(0s);
   const std::vector<Frame> frames = framesUntil(first, 20s);
   EXPECT_GT(frames.size(), 1000U);
   EXPECT_EQ(frames, framesUntil(second, 20s));
@@ -241,7 +243,7 @@ TEST(RecordedStrapTest, TheSameRecordingGivesTheSameBytes) {
 
 TEST(StrapDeathTest, TakingAnAbsentFrameIsAFatalError) {
   Strap strap({.recording = recordingOf("ECG", 1, 100)});
-  strap.listenerReady(0s);
+  strap.allSubscribed(0s);
   framesUntil(strap, 1s);
   ASSERT_TRUE(strap.finished());
   EXPECT_DEATH(strap.nextFrame(), "no next frame");

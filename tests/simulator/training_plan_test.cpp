@@ -1,4 +1,6 @@
 #include <simulator/training_plan.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #include <simulator/transmitter.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,19 +17,19 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Zephly::simulator::allStreams;
+using Zephly::allStreams;
+using Zephly::StrapTime;
+using Zephly::Stream;
 using Zephly::simulator::Carrier;
 using Zephly::simulator::Frame;
 using Zephly::simulator::FrameSource;
-using Zephly::simulator::StrapTime;
-using Zephly::simulator::Stream;
 using Zephly::simulator::Transmitter;
 
 class ListSource final : public FrameSource {
  public:
   explicit ListSource(std::deque<Frame> frames) : frames_(std::move(frames)) {}
 
-  void listenerReady(StrapTime now) override { readyAt.push_back(now); }
+  void allSubscribed(StrapTime now) override { readyAt.push_back(now); }
   std::optional<StrapTime> nextFrameTime() const override {
     return frames_.empty() ? std::nullopt : std::optional(frames_.front().time);
   }
@@ -138,11 +139,11 @@ TEST(TransmitterTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
   Transmitter transmitter(source, carrier);
   for (const Stream stream : allStreams) {
     EXPECT_FALSE(transmitter.subscriptionsChanged(1s));
-    EXPECT_FALSE(transmitter.listenerWasReady());
+    EXPECT_FALSE(transmitter.wasFullySubscribed());
     carrier.subscribed.insert(stream);
   }
   EXPECT_TRUE(transmitter.subscriptionsChanged(2s));
-  EXPECT_TRUE(transmitter.listenerWasReady());
+  EXPECT_TRUE(transmitter.wasFullySubscribed());
   carrier.subscribed.clear();
   EXPECT_FALSE(transmitter.subscriptionsChanged(3s));
   carrier.subscribed = {allStreams.begin(), allStreams.end()};

@@ -1,6 +1,7 @@
 #include <tests/soak/application.h>
 
 #include <tests/support/session_test_access.h>
+#include <zephly/motion/exercise.h>
 
 namespace soak {
 
@@ -45,12 +46,12 @@ class Application::Trainer : public WorkoutDelegate {
  public:
   explicit Trainer(Application& owner) : owner_(owner) {}
 
-  void didDetectPushUp() override { detected(simulator::Exercise::pushUp); }
-  void didDetectSitUp() override { detected(simulator::Exercise::sitUp); }
-  void didDetectJump() override { detected(simulator::Exercise::jump); }
+  void didDetectPushUp() override { detected(Zephly::Exercise::pushUp); }
+  void didDetectSitUp() override { detected(Zephly::Exercise::sitUp); }
+  void didDetectJump() override { detected(Zephly::Exercise::jump); }
 
  private:
-  void detected(simulator::Exercise exercise) {
+  void detected(Zephly::Exercise exercise) {
     owner_.ledger_.repetition(exercise);
     owner_.countTrainerCall();
   }

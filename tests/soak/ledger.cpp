@@ -12,8 +12,8 @@ std::uint64_t processorTime = 0;
 
 namespace {
 
-using simulator::Exercise;
-using simulator::Stream;
+using Zephly::Exercise;
+using Zephly::Stream;
 using Bytes = std::array<std::uint8_t, 20>;
 
 // The bytes of a frame, written down a second time.
@@ -54,7 +54,7 @@ bool sameBits(float left, float right) {
   return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right);
 }
 
-std::uint64_t microseconds(simulator::StrapTime time) {
+std::uint64_t microseconds(Zephly::StrapTime time) {
   return static_cast<std::uint64_t>(
       std::chrono::duration_cast<std::chrono::microseconds>(time).count());
 }
@@ -79,7 +79,7 @@ void Ledger::sent(const simulator::Frame& frame) {
   if (frame.bytes.size() > entry.bytes.size()) fail("a frame of more than 20 bytes was sent");
   std::copy(frame.bytes.begin(), frame.bytes.end(), entry.bytes.begin());
   ++framesSent_;
-  accountOf(entry).sent += static_cast<std::uint64_t>(simulator::samplesPerFrame(frame.stream));
+  accountOf(entry).sent += static_cast<std::uint64_t>(streamInfo(frame.stream).samplesPerFrame);
   log_.push_back(entry);
   passSilentOnes();
 }
@@ -168,7 +168,7 @@ bool Ledger::passSilentStep() {
 }
 
 void Ledger::finishStep() {
-  finishSample(static_cast<std::size_t>(simulator::samplesPerFrame(*log_.front().stream)));
+  finishSample(static_cast<std::size_t>(streamInfo(*log_.front().stream).samplesPerFrame));
 }
 
 void Ledger::finishSample(std::size_t samples) {
@@ -298,7 +298,7 @@ std::string Ledger::expected() const {
     text << "the end of the link";
   } else {
     text << "what follows from value " << sample_ + 1 << " of the frame of "
-         << simulator::streamName(*entry.stream) << " sent at "
+         << streamInfo(*entry.stream).name << " sent at "
          << std::chrono::duration<double>(entry.time).count() << " s";
   }
   text << " (and " << log_.size() - 1 << " later)";

@@ -16,10 +16,11 @@
 /// The first difference throws soak::Wrong.
 
 #include <simulator/frame.h>
-#include <simulator/training_plan.h>
 #include <tests/soak/breathing_model.h>
 #include <zephly/dsp/signal_processor.h>
+#include <zephly/motion/exercise.h>
 #include <zephly/protocol/battery_status.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <cstddef>
@@ -79,12 +80,12 @@ class Ledger {
   void respiration(float sample);
   void temperature(float object, float ambient, float body);
   void battery(BatteryStatus status);
-  void repetition(simulator::Exercise exercise);
+  void repetition(Zephly::Exercise exercise);
 
   /// Everything sent has been received or was sent without a delegate.
   void settle() const;
 
-  const Account& account(simulator::Stream stream) const {
+  const Account& account(Zephly::Stream stream) const {
     return accounts_.at(static_cast<std::size_t>(stream));
   }
   std::uint64_t framesSent() const { return framesSent_; }
@@ -97,8 +98,8 @@ class Ledger {
 
  private:
   struct Entry {
-    simulator::StrapTime time{};
-    std::optional<simulator::Stream> stream;  // empty: the link was lost
+    Zephly::StrapTime time{};
+    std::optional<Zephly::Stream> stream;  // empty: the link was lost
     std::array<std::uint8_t, 20> bytes{};
   };
   // What comes next out of the entry in front.
@@ -111,14 +112,14 @@ class Ledger {
   void finishSample(std::size_t samples);
   void openRespirationSample();
   void openMotion();
-  Entry& expect(const char* what, simulator::Stream stream, Step step);
+  Entry& expect(const char* what, Zephly::Stream stream, Step step);
   [[noreturn]] void fail(const std::string& what) const;
   std::string expected() const;
 
   std::deque<Entry> log_;
   Step step_ = Step::unknown;
-  std::size_t sample_ = 0;                          // in the entry in front
-  std::deque<simulator::Exercise> dueRepetitions_;  // of the motion frame in front
+  std::size_t sample_ = 0;                       // in the entry in front
+  std::deque<Zephly::Exercise> dueRepetitions_;  // of the motion frame in front
 
   bool application_ = false;
   bool trainer_ = false;
@@ -128,7 +129,7 @@ class Ledger {
   BreathingModel breathing_;
   ::Zephly::SignalProcessor motion_;  // an engine of its own, for exercises only
 
-  std::array<Account, simulator::allStreams.size()> accounts_{};
+  std::array<Account, Zephly::allStreams.size()> accounts_{};
   Account repetitions_;
   Account leadoffChanges_;
   Account linkLosses_;

@@ -1,4 +1,6 @@
 #include <tests/soak/logged_strap.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <fcntl.h>
 
@@ -45,12 +47,12 @@ void LoggedStrap::loseLink(simulated::Duration absence) {
 }
 
 bool LoggedStrap::subscribed() const {
-  return std::all_of(simulator::allStreams.begin(), simulator::allStreams.end(),
-                     [this](simulator::Stream stream) { return isSubscribed(stream); });
+  return std::all_of(Zephly::allStreams.begin(), Zephly::allStreams.end(),
+                     [this](Zephly::Stream stream) { return isSubscribed(stream); });
 }
 
-bool LoggedStrap::isSubscribed(simulator::Stream stream) const {
-  return device_.isSubscribed(simulator::characteristicUUID(stream));
+bool LoggedStrap::isSubscribed(Zephly::Stream stream) const {
+  return device_.isSubscribed(Zephly::characteristicUUID(stream));
 }
 
 bool LoggedStrap::carry(simulator::Frame frame) {
@@ -63,7 +65,7 @@ bool LoggedStrap::carry(simulator::Frame frame) {
     doWrong(frame);
   }
   const bool carried =
-      device_.notify(simulator::characteristicUUID(frame.stream), std::move(frame.bytes));
+      device_.notify(Zephly::characteristicUUID(frame.stream), std::move(frame.bytes));
   if (!carried) throw Wrong("a frame was refused although it was subscribed to");
   if (lossWithFrame_) loseLink(*std::exchange(lossWithFrame_, std::nullopt));
   return carried;
@@ -71,7 +73,7 @@ bool LoggedStrap::carry(simulator::Frame frame) {
 
 void LoggedStrap::doWrong(const simulator::Frame& frame) {
   if (fault_ == Fault::repeatFrame) {
-    device_.notify(simulator::characteristicUUID(frame.stream), frame.bytes);
+    device_.notify(Zephly::characteristicUUID(frame.stream), frame.bytes);
   } else if (fault_ == Fault::leakMemory) {
     static std::list<simulator::Frame> kept;  // to the end of the process
     kept.push_back(frame);

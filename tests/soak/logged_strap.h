@@ -11,6 +11,7 @@
 #include <simulator/frame.h>
 #include <simulator/transmitter.h>
 #include <tests/soak/ledger.h>
+#include <zephly/protocol/streams.h>
 
 #include <cstdint>
 #include <optional>
@@ -42,10 +43,10 @@ class LoggedStrap : private simulator::Carrier {
   bool subscribed() const;
   bool connected() const { return device_.connected(); }
   std::uint64_t connections() const { return device_.connections(); }
-  std::uint64_t framesUnheard() const { return transmitter_.totals().framesUnheard; }
+  std::uint64_t framesUnsubscribed() const { return transmitter_.totals().framesUnsubscribed; }
 
  private:
-  bool isSubscribed(simulator::Stream stream) const override;
+  bool isSubscribed(Zephly::Stream stream) const override;
   bool carry(simulator::Frame frame) override;
   void doWrong(const simulator::Frame& frame);
   void schedule();

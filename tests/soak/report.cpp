@@ -1,5 +1,7 @@
 #include <tests/soak/report.h>
 
+#include <zephly/protocol/streams.h>
+
 #include <cmath>
 #include <string>
 
@@ -47,8 +49,8 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
          << "| verdict | " << (outcome.wrong.empty() ? "as it must be" : "WRONG") << " |\n\n";
 
   output << "| | sent | received | without a delegate |\n|---|--:|--:|--:|\n";
-  for (const simulator::Stream stream : simulator::allStreams) {
-    accountRow(output, std::string(simulator::streamName(stream)) + ", values",
+  for (const Zephly::Stream stream : Zephly::allStreams) {
+    accountRow(output, std::string(streamInfo(stream).name) + ", values",
                outcome.streams.at(static_cast<std::size_t>(stream)));
   }
   accountRow(output, "repetitions in them", outcome.repetitions);
@@ -60,7 +62,7 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
 
   output << "\n| | |\n|---|--:|\n"
          << "| frames sent to the session | " << grouped(outcome.framesSent) << " |\n"
-         << "| frames lost without a link | " << grouped(outcome.framesUnheard) << " |\n"
+         << "| frames lost without a link | " << grouped(outcome.framesUnsubscribed) << " |\n"
          << "| electrodes off, planned | " << options.electrodeLosses << " |\n"
          << "| contact lost, as the session found | " << grouped(outcome.contactsLost) << " |\n"
          << "| delegates of the session | " << grouped(outcome.delegates) << " |\n"

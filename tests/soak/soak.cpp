@@ -9,6 +9,8 @@
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/processor_clock.h>
 
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 #include <bench/null_buffer.h>
 
 #include <algorithm>
@@ -62,9 +64,9 @@ Options checked(const Options& options) {
 // One loss of the electrodes, three sets and a walk, again and again.
 simulator::TrainingPlan planOf(const Options& options, simulator::Random& random) {
   simulator::TrainingPlan plan;
-  plan.exercises = {{simulator::Exercise::jump, 5s, 5},
-                    {simulator::Exercise::pushUp, 20s, 10},
-                    {simulator::Exercise::sitUp, 50s, 5}};
+  plan.exercises = {{Zephly::Exercise::jump, 5s, 5},
+                    {Zephly::Exercise::pushUp, 20s, 10},
+                    {Zephly::Exercise::sitUp, 50s, 5}};
   plan.walks = {{70s, 10s}};
   plan.charging = {{40s, 30s}};
   const Duration cycle = seconds(options.hours * 3600 / options.electrodeLosses);
@@ -292,11 +294,11 @@ void Soak::progress(int hour) const {
 // The verdict ------------------------------------------------------------------------------------
 
 void Soak::judge(Outcome& outcome) const {
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Zephly::Stream stream : Zephly::allStreams) {
     outcome.streams.at(static_cast<std::size_t>(stream)) = ledger_.account(stream);
   }
   outcome.framesSent = ledger_.framesSent();
-  outcome.framesUnheard = strap_.framesUnheard();
+  outcome.framesUnsubscribed = strap_.framesUnsubscribed();
   outcome.repetitions = ledger_.repetitions();
   outcome.leadoffChanges = ledger_.leadoffChanges();
   outcome.linkLosses = ledger_.linkLosses();
@@ -319,8 +321,8 @@ void Soak::judge(Outcome& outcome) const {
     check(account.sent == account.received + account.withoutDelegate && account.received > 0,
           what + ": received and without a delegate do not add up to sent");
   };
-  for (const simulator::Stream stream : simulator::allStreams) {
-    balance(ledger_.account(stream), std::string(simulator::streamName(stream)));
+  for (const Zephly::Stream stream : Zephly::allStreams) {
+    balance(ledger_.account(stream), std::string(streamInfo(stream).name));
   }
   balance(outcome.repetitions, "repetitions");
   balance(outcome.leadoffChanges, "changes of contact");

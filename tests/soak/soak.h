@@ -12,6 +12,7 @@
 #include <tests/soak/ledger.h>
 #include <tests/soak/logged_strap.h>
 #include <tests/soak/process_state.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <cstddef>
@@ -37,9 +38,9 @@ struct Tolerance {
 };
 
 struct Outcome {
-  std::array<Account, simulator::allStreams.size()> streams{};
+  std::array<Account, Zephly::allStreams.size()> streams{};
   std::uint64_t framesSent = 0;
-  std::uint64_t framesUnheard = 0;  ///< without a subscriber
+  std::uint64_t framesUnsubscribed = 0;  ///< without a subscriber
   Account repetitions;
   Account leadoffChanges;
   Account linkLosses;

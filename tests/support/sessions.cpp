@@ -55,10 +55,7 @@ Listener::Listener(watch::Receiver::Clock clock, bool workout)
     : receiver_(std::make_shared<watch::Receiver>(
           std::move(clock),
           [this](const watch::Event& event) { received_.events.push_back(eventBits(event)); })),
-      catcher_([this](std::string_view line) {
-        received_.lines.emplace_back(line);
-        receiver_->diagnosticLine(line);
-      }),
+      observation_(*receiver_, &console_),
       session_(::Zephly::Zephly::init(receiver_)) {
   if (workout) session_->startWorkoutDetection(receiver_);
 }
@@ -79,7 +76,7 @@ std::vector<capture::Record> LiveWorld::end() {
 }
 
 Replayed replay(const std::filesystem::path& file, std::optional<double> speed,
-                std::optional<simulator::StrapTime> duration) {
+                std::optional<StrapTime> duration) {
   main_queue::MainQueue queue;
   watch::ReplaySource source(queue, {.file = file, .speed = speed, .duration = duration},
                              [&] { queue.stop(); });

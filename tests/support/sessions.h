@@ -13,9 +13,11 @@
 #include <hosts/simulated/scheduler.h>
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tests/support/console_lines.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/source.h>
+#include <zephly/protocol/strap_time.h>
 #include <zephly/session/zephly.h>
 
 #include <gtest/gtest.h>
@@ -52,7 +54,8 @@ class Listener {
  private:
   ReceivedSession received_;
   std::shared_ptr<Zephly::watch::Receiver> receiver_;
-  Zephly::watch::DiagnosticsCatcher catcher_;
+  ConsoleLines console_{received_.lines};
+  Zephly::watch::Observation observation_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
@@ -84,6 +87,6 @@ struct Replayed {
 
 /// The whole file; without a speed as fast as the machine goes.
 Replayed replay(const std::filesystem::path& file, std::optional<double> speed = std::nullopt,
-                std::optional<Zephly::simulator::StrapTime> duration = std::nullopt);
+                std::optional<Zephly::StrapTime> duration = std::nullopt);
 
 }  // namespace sessions

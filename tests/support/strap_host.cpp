@@ -59,8 +59,8 @@ StrapHost::StrapHost()
     : service_(std::make_shared<Zephly::hosts::Service>(simulator::serviceUUID())),
       advertisement_{std::string(peripheralName), {}} {
   Zephly::hosts::Service::List list(std::in_place);
-  for (const simulator::Stream stream : simulator::allStreams) {
-    const CBUUID& uuid = simulator::characteristicUUID(stream);
+  for (const Zephly::Stream stream : Zephly::allStreams) {
+    const CBUUID& uuid = Zephly::characteristicUUID(stream);
     auto& characteristic = characteristics_.at(static_cast<std::size_t>(stream));
     characteristic = std::make_shared<Zephly::hosts::Characteristic>(
         uuid, "characteristic " + uuid.UUIDString());
@@ -116,14 +116,14 @@ void StrapHost::refuseSubscription() {
       peripheral_, characteristics_.front(), error_);
 }
 
-void StrapHost::deliver(simulator::Stream stream, const std::shared_ptr<const NSData>& value) {
+void StrapHost::deliver(Zephly::Stream stream, const std::shared_ptr<const NSData>& value) {
   const auto& characteristic = characteristics_.at(static_cast<std::size_t>(stream));
   characteristic->setValue(value);
   peripheral_->delegate()->peripheralDidUpdateValueForCharacteristic(peripheral_, characteristic,
                                                                      nullptr);
 }
 
-void StrapHost::deliverError(simulator::Stream stream) {
+void StrapHost::deliverError(Zephly::Stream stream) {
   peripheral_->delegate()->peripheralDidUpdateValueForCharacteristic(
       peripheral_, characteristics_.at(static_cast<std::size_t>(stream)), error_);
 }

@@ -19,6 +19,7 @@
 #include <simulator/frame.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/platform/host.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <memory>
@@ -50,8 +51,8 @@ class StrapHost : public Zephly::Host {
   void discoverCharacteristics();
   /// The answer to a subscription, with an error.
   void refuseSubscription();
-  void deliver(Zephly::simulator::Stream stream, const std::shared_ptr<const NSData>& value);
-  void deliverError(Zephly::simulator::Stream stream);
+  void deliver(Zephly::Stream stream, const std::shared_ptr<const NSData>& value);
+  void deliverError(Zephly::Stream stream);
 
   /// The number of requests of each kind so far.
   struct Requests {
@@ -72,7 +73,7 @@ class StrapHost : public Zephly::Host {
   std::shared_ptr<Central> central_;
   std::shared_ptr<Peripheral> peripheral_;
   std::shared_ptr<Zephly::hosts::Service> service_;
-  std::array<std::shared_ptr<Zephly::hosts::Characteristic>, Zephly::simulator::allStreams.size()>
+  std::array<std::shared_ptr<Zephly::hosts::Characteristic>, Zephly::allStreams.size()>
       characteristics_;
   CBAdvertisementData advertisement_;
   std::shared_ptr<const NSError> error_ =

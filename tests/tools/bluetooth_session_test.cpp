@@ -5,6 +5,8 @@
 #include <tests/support/fake_bluez/fake_bluez.h>
 #include <tests/support/fake_bluez/private_bus.h>
 #include <tests/support/process.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,11 +31,11 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using Zephly::simulator::Stream;
+using Zephly::Stream;
 
 // In bluetoothd's notation.
 std::string uuidOf(Stream stream) {
-  std::string uuid = Zephly::simulator::characteristicUUID(stream).UUIDString();
+  std::string uuid = Zephly::characteristicUUID(stream).UUIDString();
   std::transform(uuid.begin(), uuid.end(), uuid.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return uuid;
@@ -63,7 +65,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
     turnUntil(process, [this] { return bluez.advertise(device); });
     turnUntil(process, [this] {
       return std::all_of(
-          Zephly::simulator::allStreams.begin(), Zephly::simulator::allStreams.end(),
+          Zephly::allStreams.begin(), Zephly::allStreams.end(),
           [this](Stream stream) { return FakeBluez::subscribed(device, uuidOf(stream)); });
     });
   }
@@ -73,7 +75,7 @@ class BluetoothSessionTest : public testing::TestWithParam<std::string> {
     for (const auto end = *strap.nextFrameTime() + 1s; *strap.nextFrameTime() < end;) {
       const Zephly::simulator::Frame frame = strap.nextFrame();
       ASSERT_TRUE(bluez.notify(device, uuidOf(frame.stream), frame.bytes));
-      sent[frame.stream] += Zephly::simulator::samplesPerFrame(frame.stream);
+      sent[frame.stream] += Zephly::streamInfo(frame.stream).samplesPerFrame;
     }
   }
 
@@ -119,8 +121,8 @@ TEST_P(BluetoothSessionTest, DeliversEverythingReportsLossesAndReleasesTheStrap)
   EXPECT_THAT(run.output, HasSubstr("Bluetooth: adapter hci0 is ready."));
 
   const json summary = json::parse(run.outputLines().back());
-  for (const Stream stream : Zephly::simulator::allStreams) {
-    const std::string name(Zephly::simulator::streamName(stream));
+  for (const Stream stream : Zephly::allStreams) {
+    const std::string name(Zephly::streamInfo(stream).name);
     EXPECT_EQ(summary.at("streams").at(name).at("delivered"), sent[stream]) << name;
     EXPECT_TRUE(summary.at("streams").at(name).contains("longestGap")) << name;
   }

@@ -12,6 +12,8 @@
 #include <tests/torture/out_of_memory.h>
 #include <zephly/session/zephly.h>
 
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 #include <bench/null_buffer.h>
 #include <gtest/gtest.h>
 
@@ -60,7 +62,7 @@ void addConnection(std::vector<Step>& steps) {
 // From the radio's start through ten seconds with jumps, electrodes off and a lost link.
 std::vector<Step> tenSeconds() {
   simulator::TrainingPlan plan;
-  plan.exercises = {{simulator::Exercise::jump, 1s, 3}};
+  plan.exercises = {{Zephly::Exercise::jump, 1s, 3}};
   plan.electrodesOff = {{2s, 1s}};
   simulator::Strap source({.seed = 5, .plan = plan});
 
@@ -84,7 +86,7 @@ std::vector<Step> tenSeconds() {
       host.deliver(stream, value);
     });
   }
-  steps.emplace_back([](fake::StrapHost& host) { host.deliverError(simulator::Stream::ecg); });
+  steps.emplace_back([](fake::StrapHost& host) { host.deliverError(Zephly::Stream::ecg); });
   return steps;
 }
 

@@ -12,7 +12,9 @@
 #include <tests/support/session_test_access.h>
 #include <tests/whole_path/counted_frames.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/motion/exercise.h>
 #include <zephly/protocol/frame_decoders.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/zephly.h>
 
 #include <gmock/gmock.h>
@@ -212,18 +214,17 @@ TEST_F(WholePathDeathTest, AnAbsentCharacteristicListEndsTheProgram) {
 
 // A simulated strap that sends by itself.
 
-class LivingStrapTest : public WholePathTest {
+class SimulatedStrapTest : public WholePathTest {
  protected:
   void wear(const simulator::StrapOptions& options, simulated::Duration time) {
     simulator::Strap source(options);
     simulated::StrapDevice carrier(device, source);
     carrier.loseLinksOf(source.plan());
     scheduler.advance(time);
-    for (const auto stream : simulator::allStreams)
-      sent.push_back(carrier.counts(stream).samplesSent);
+    for (const auto stream : Zephly::allStreams) sent.push_back(carrier.counts(stream).samplesSent);
     done = source.repetitionsDone(time);
   }
-  std::uint64_t sentOn(simulator::Stream stream) const {
+  std::uint64_t sentOn(Zephly::Stream stream) const {
     return sent[static_cast<std::size_t>(stream)];
   }
   std::ptrdiff_t eventCount(const std::string& event) const {
@@ -233,17 +234,17 @@ class LivingStrapTest : public WholePathTest {
   }
 
   std::vector<std::uint64_t> sent;
-  simulator::Repetitions done;
+  Zephly::Repetitions done;
 };
 
-TEST_F(LivingStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
+TEST_F(SimulatedStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   wear({}, 32s);
-  EXPECT_EQ(application->ecg.size(), sentOn(simulator::Stream::ecg));
-  EXPECT_EQ(application->respiration.size(), sentOn(simulator::Stream::respiration));
-  EXPECT_EQ(eventCount("didReceiveTemperature"), sentOn(simulator::Stream::temperature));
-  EXPECT_EQ(eventCount("didReceiveBatteryStatus"), sentOn(simulator::Stream::battery));
+  EXPECT_EQ(application->ecg.size(), sentOn(Zephly::Stream::ecg));
+  EXPECT_EQ(application->respiration.size(), sentOn(Zephly::Stream::respiration));
+  EXPECT_EQ(eventCount("didReceiveTemperature"), sentOn(Zephly::Stream::temperature));
+  EXPECT_EQ(eventCount("didReceiveBatteryStatus"), sentOn(Zephly::Stream::battery));
   EXPECT_GT(application->ecg.size(), 25u * 500);
   EXPECT_GE(eventCount("didReceiveBatteryStatus"), 3);
   EXPECT_EQ(eventCount("didConnectPeripheral"), 2);
@@ -256,7 +257,7 @@ TEST_F(LivingStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
   EXPECT_EQ(eventCount("didDetectJump"), done.jumps);
 }
 
-TEST_F(LivingStrapTest, DeliversTheStrapsNumbersBitForBit) {
+TEST_F(SimulatedStrapTest, DeliversTheStrapsNumbersBitForBit) {
   wear({.seed = 5, .plan = simulator::TrainingPlan::quiet()}, 10s);
   // The same strap again, decoded by hand, from its first delivered frame on.
   simulator::Strap again({.seed = 5, .plan = simulator::TrainingPlan::quiet()});
@@ -264,10 +265,10 @@ TEST_F(LivingStrapTest, DeliversTheStrapsNumbersBitForBit) {
   std::vector<float> respiration;
   while (*again.nextFrameTime() <= 10s) {
     const auto frame = again.nextFrame();
-    if (frame.stream != simulator::Stream::ecg && frame.stream != simulator::Stream::respiration)
+    if (frame.stream != Zephly::Stream::ecg && frame.stream != Zephly::Stream::respiration)
       continue;
     const ::Zephly::hosts::Data data(frame.bytes);
-    auto& samples = frame.stream == simulator::Stream::ecg ? ecg : respiration;
+    auto& samples = frame.stream == Zephly::Stream::ecg ? ecg : respiration;
     for (const float sample : FrameDecoders::calculateECGValue(data)) samples.push_back(sample);
   }
   ASSERT_GT(application->ecg.size(), 9u * 500);
@@ -284,19 +285,19 @@ TEST_F(LivingStrapTest, DeliversTheStrapsNumbersBitForBit) {
   }
 }
 
-TEST_F(LivingStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
+TEST_F(SimulatedStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
   const std::string name = "resting_5min_100hz.csv";
   const auto recording = std::make_shared<const simulator::Recording>(
       simulator::Recording::load(recordingPath(name), 100));
   wear({.recording = recording}, 310s);
   EXPECT_EQ(recording->rows(), 30000u);
-  EXPECT_EQ(sentOn(simulator::Stream::ecg), 150000u);
+  EXPECT_EQ(sentOn(Zephly::Stream::ecg), 150000u);
   EXPECT_EQ(application->ecg.size(), 150000u);
   EXPECT_EQ(application->respiration.size(), 150000u);
   EXPECT_THAT(log, testing::Not(testing::Contains("didDisconnectPeripheral")));
 }
 
-TEST_F(LivingStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues) {
+TEST_F(SimulatedStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues) {
   simulator::Strap source;
   const simulated::StrapDevice carrier(device, source);
   scheduler.advance(5s);
@@ -307,7 +308,7 @@ TEST_F(LivingStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues)
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(LivingStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) {
+TEST_F(SimulatedStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) {
   recorded::Log otherLog;
   const auto other = std::make_shared<recorded::Application>(otherLog);
   const auto second = ::Zephly::Zephly::init(other);

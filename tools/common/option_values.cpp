@@ -1,6 +1,7 @@
 #include <tools/common/option_values.h>
 
 #include <simulator/recording.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <CLI/CLI.hpp>
 
@@ -58,15 +59,14 @@ std::uint64_t seedValue(const std::string& option, const std::string& text) {
   return *number;
 }
 
-simulator::StrapTime secondsValue(const std::string& option, const std::string& text,
-                                  double shortest) {
+StrapTime secondsValue(const std::string& option, const std::string& text, double shortest) {
   const auto number = parseNumber<double>(text);
   // NaN fails both comparisons.
   if (!number || !(*number >= shortest && *number <= longestTime)) {
     rejectValue(option, "a number of seconds from " + plain(shortest) + " to " + plain(longestTime),
                 text);
   }
-  return std::chrono::duration_cast<simulator::StrapTime>(std::chrono::duration<double>(*number));
+  return std::chrono::duration_cast<StrapTime>(std::chrono::duration<double>(*number));
 }
 
 double rowRateValue(const std::string& option, const std::string& text) {

@@ -4,7 +4,7 @@
 /// line with the expected and the given value.
 
 #include <capture/format.h>
-#include <simulator/frame.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <charconv>
 #include <cstdint>
@@ -44,8 +44,7 @@ inline constexpr const char* exactlyOneValue = "expected exactly one value, and 
 
 std::uint64_t seedValue(const std::string& option, const std::string& text);
 /// Seconds from `shortest` (at most 9 decimals) to longestTime.
-simulator::StrapTime secondsValue(const std::string& option, const std::string& text,
-                                  double shortest);
+StrapTime secondsValue(const std::string& option, const std::string& text, double shortest);
 /// Rows per second of a recording.
 double rowRateValue(const std::string& option, const std::string& text);
 /// A Bluetooth adapter: "hci0", or an address in BlueZ's form, in upper or lower case.

@@ -4,7 +4,7 @@
 #include <hosts/foundation/data.h>
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/replay_host.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <zephly/session/zephly.h>
 
@@ -23,7 +23,7 @@ class Listening {
   Listening()
       : receiver_(std::make_shared<watch::Receiver>(
             [this] { return played_.time; }, [this](const watch::Event& event) { take(event); })),
-        catcher_([this](std::string_view line) { receiver_->diagnosticLine(line); }),
+        observation_(*receiver_),
         session_(::Zephly::Zephly::init(receiver_)) {
     session_->startWorkoutDetection(receiver_);
   }
@@ -75,7 +75,7 @@ class Listening {
   const capture::Value* value_ = nullptr;
   std::vector<float> raw_;  // of a respiration frame, when it has been decoded
   std::shared_ptr<watch::Receiver> receiver_;
-  watch::DiagnosticsCatcher catcher_;
+  watch::Observation observation_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 

@@ -12,8 +12,8 @@
 /// session does.
 
 #include <hosts/replay/record_order.h>
-#include <simulator/training_plan.h>
 #include <tools/watch/event.h>
+#include <zephly/motion/exercise.h>
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/frame_decoders.h>
 
@@ -51,7 +51,7 @@ struct PlayedRecord {
   std::optional<watch::Temperature> temperature;
   std::optional<BatteryStatus> battery;
   std::optional<FrameDecoders::Motion> motion;
-  std::vector<simulator::Exercise> repetitions;  ///< counted with this motion reading
+  std::vector<Exercise> repetitions;  ///< counted with this motion reading
 
   /// Empties it for the next record.
   void clear();

@@ -12,16 +12,22 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::array<std::string_view, allTracks.size()> headers = {
-    "time_s,date_utc,gap_s,ecg_mV",
-    "time_s,date_utc,gap_s,raw,processed",
-    "time_s,date_utc,gap_s,skin_degC,ambient_degC,body_degC",
-    "time_s,date_utc,gap_s,qw,qx,qy,qz,ax_g,ay_g,az_g",
-};
-constexpr std::string_view batteryHeader = "time_s,date_utc,gap_s,charge_percent,charging";
+// The columns of one stream: its channels, and what the kit makes of them.
+std::string headerOf(Stream stream) {
+  std::string header = "time_s,date_utc,gap_s";
+  if (stream == Stream::respiration) return header + ",raw,processed";
+  for (const Channel& channel : streamInfo(stream).channels) {
+    header += ',';
+    header += channel.name;
+    if (!channel.unit.empty()) header += '_';
+    header += channel.unit;
+  }
+  if (stream == Stream::temperature) header += ",body_degC";
+  return header;
+}
+
 constexpr std::string_view eventsHeader = "time_s,date_utc,event,stream,duration_s";
 
-constexpr const char* batteryName = "battery";
 constexpr const char* eventsName = "events";
 
 constexpr std::size_t rowsAtOnce = 65'536;  // bytes
@@ -143,12 +149,10 @@ CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
   const auto create = [&](const std::string& name, std::string_view header) {
     return std::make_unique<CsvFile>(pathIn(directory, name), existing, header, began);
   };
-  for (const Track track : allTracks) {
-    const auto index = static_cast<std::size_t>(track);
-    streams_[index] = create(trackName(track), headers[index]);
-    walks_.emplace_back(timeline.clocks[index]);
+  for (const Stream stream : exportOrder) {
+    streams_[stream] = create(std::string(streamInfo(stream).name), headerOf(stream));
   }
-  battery_ = create(batteryName, batteryHeader);
+  for (const timing::StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
   events_ = create(eventsName, eventsHeader);
   writeAnnotations(timeline);
 }
@@ -158,39 +162,39 @@ void CsvFiles::check(const std::filesystem::path& directory, Existing existing) 
   const auto probe = [&](const std::string& name) {
     const PendingFile file(pathIn(directory, name), existing);
   };
-  for (const Track track : allTracks) probe(trackName(track));
-  for (const char* name : {batteryName, eventsName}) probe(name);
+  for (const Stream stream : exportOrder) probe(std::string(streamInfo(stream).name));
+  probe(eventsName);
 }
 
-CsvFile& CsvFiles::row(Track track) {
-  const timing::SampleTime sample = walks_[static_cast<std::size_t>(track)].next();
-  CsvFile& stream = file(track);
-  stream.begin(sample.time);
-  stream.gap(sample.gap);
-  return stream;
+CsvFile& CsvFiles::row(Stream stream) {
+  const timing::SampleTime sample = walks_[static_cast<std::size_t>(stream)].next();
+  CsvFile& rows = file(stream);
+  rows.begin(sample.time);
+  rows.gap(sample.gap);
+  return rows;
 }
 
 void CsvFiles::take(const PlayedRecord& record) {
   for (const float value : record.ecg) {
-    CsvFile& ecg = row(Track::ecg);
+    CsvFile& ecg = row(Stream::ecg);
     ecg.number(value);
     ecg.endRow();
   }
   for (const RespirationSample& sample : record.respiration) {
-    CsvFile& respiration = row(Track::respiration);
+    CsvFile& respiration = row(Stream::respiration);
     respiration.number(sample.raw);
     respiration.number(sample.processed);
     respiration.endRow();
   }
   if (const auto& reading = record.temperature) {
-    CsvFile& temperature = row(Track::temperature);
+    CsvFile& temperature = row(Stream::temperature);
     for (const float value : {reading->object, reading->ambient, reading->body}) {
       temperature.number(value);
     }
     temperature.endRow();
   }
   if (const auto& m = record.motion) {
-    CsvFile& motion = row(Track::motion);
+    CsvFile& motion = row(Stream::motion);
     for (const float value : {m->qw, m->qx, m->qy, m->qz, m->ax, m->ay, m->az}) {
       motion.number(value);
     }
@@ -202,23 +206,24 @@ void CsvFiles::take(const PlayedRecord& record) {
 }
 
 void CsvFiles::takeBattery(timing::Nanoseconds time, const BatteryStatus& status) {
-  // Two in one record still come one after the other.
+  // Times rise from row to row, also when two reports arrived at once.
+  CsvFile& battery = file(Stream::battery);
   lastBattery_ = std::max(time, lastBattery_ + 1ns);
-  battery_->begin(lastBattery_);
-  battery_->gap(withoutBatterySince_ < timing::Nanoseconds::zero()
-                    ? timing::Nanoseconds::zero()
-                    : lastBattery_ - withoutBatterySince_);
+  battery.begin(lastBattery_);
+  battery.gap(withoutBatterySince_ < timing::Nanoseconds::zero()
+                  ? timing::Nanoseconds::zero()
+                  : lastBattery_ - withoutBatterySince_);
   withoutBatterySince_ = -1ns;
-  battery_->number(status.soc);
-  battery_->text(status.inCharge ? "1" : "0");
-  battery_->endRow();
+  battery.number(status.soc);
+  battery.text(status.inCharge ? "1" : "0");
+  battery.endRow();
 }
 
 void CsvFiles::writeAnnotations(const Timeline& timeline) {
   for (const Annotation& annotation : timeline.annotations) {
     events_->begin(annotation.time);
     events_->text(annotationName(annotation.kind));
-    events_->text(annotation.track ? trackName(*annotation.track) : "");
+    events_->text(annotation.stream ? streamInfo(*annotation.stream).name : "");
     if (annotation.duration) {
       events_->duration(*annotation.duration);
     } else {
@@ -229,7 +234,7 @@ void CsvFiles::writeAnnotations(const Timeline& timeline) {
 }
 
 void CsvFiles::publish() {
-  std::vector<CsvFile*> all = {battery_.get(), events_.get()};
+  std::vector<CsvFile*> all = {events_.get()};
   for (const auto& stream : streams_) all.push_back(stream.get());
   for (CsvFile* file : all) file->finish();
   for (CsvFile* file : all) file->publish();

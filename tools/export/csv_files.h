@@ -71,15 +71,14 @@ class CsvFiles {
   void publish();
 
  private:
-  CsvFile& file(Track track) { return *streams_[static_cast<std::size_t>(track)]; }
+  CsvFile& file(Stream stream) { return *streams_[stream]; }
   /// Begins a row for the next sample of a stream.
-  CsvFile& row(Track track);
+  CsvFile& row(Stream stream);
   void takeBattery(timing::Nanoseconds time, const BatteryStatus& status);
   void writeAnnotations(const Timeline& timeline);
 
-  std::array<std::unique_ptr<CsvFile>, allTracks.size()> streams_;
+  PerStream<std::unique_ptr<CsvFile>> streams_;
   std::vector<timing::ClockWalk> walks_;
-  std::unique_ptr<CsvFile> battery_;
   std::unique_ptr<CsvFile> events_;
   timing::Nanoseconds withoutBatterySince_{};  // negative while its charge is known
   timing::Nanoseconds lastBattery_{-1};

@@ -1,6 +1,6 @@
 #include <tools/export/edf_file.h>
-
-#include <simulator/rates.h>
+#include <zephly/protocol/strap_time.h>
+#include <zephly/protocol/streams.h>
 
 #include <edflib.h>
 
@@ -20,21 +20,22 @@ using namespace std::chrono_literals;
 // The digital minimum is kept for slots without a sample, so the physical minimum lies a little
 // below the least value that there is.
 constexpr std::array<EdfKind, edfChannels> kinds = {{
-    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, simulator::waveformRate},
-    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767, simulator::waveformRate},
+    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, streamInfo(Stream::ecg).rate},
+    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767,
+     streamInfo(Stream::respiration).rate},
     {"Resp processed", "chest strap", "", "N:50Hz N:125Hz HP:0.04Hz LP:2Hz", -0.0001, 1, -32768,
-     32767, simulator::waveformRate},
+     32767, streamInfo(Stream::respiration).rate},
     // The strap's own steps of 0.02 K, from absolute zero, which no sample has.
     {"Temp skin", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
-     simulator::temperatureRate},
+     streamInfo(Stream::temperature).rate},
     {"Temp ambient", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
-     simulator::temperatureRate},
+     streamInfo(Stream::temperature).rate},
     // The strap's own steps of 0.1 %.
     {"Battery", "chest strap", "%", "", -0.1, 100, -1, 1000, 1},
 }};
 
-// The strap sends the charge every ten seconds at least.
-constexpr timing::Nanoseconds chargeHolds = 3 * simulator::batteryInterval;
+// A charge holds until the next report, unless several of them are missing.
+constexpr timing::Nanoseconds chargeHolds = 3 * frameInterval(Stream::battery);
 
 constexpr int mostAnnotationSignals = 64;  // of EDFlib
 
@@ -76,12 +77,12 @@ std::int64_t secondsFrom(timing::Nanoseconds begin, timing::Nanoseconds end) {
 // "gap: ecg"
 std::string annotationText(const Annotation& annotation) {
   std::string text = annotationName(annotation.kind);
-  if (annotation.track) text += std::string(": ") + trackName(*annotation.track);
+  if (annotation.stream) text += ": " + std::string(streamInfo(*annotation.stream).name);
   return text;
 }
 
 // Motion is not in the file.
-bool isAnnotated(const Annotation& annotation) { return annotation.track != Track::motion; }
+bool isAnnotated(const Annotation& annotation) { return annotation.stream != Stream::motion; }
 
 std::string edfError(int code) {
   switch (code) {
@@ -217,14 +218,14 @@ void EdfFile::takeSamples(const PlayedRecord& record) {
   const auto put = [this](EdfChannel channel, const timing::SampleTime& time, float value) {
     signal(channel).put(time.from, time.to, value);
   };
-  for (const float value : record.ecg) put(EdfChannel::ecg, walk(Track::ecg).next(), value);
+  for (const float value : record.ecg) put(EdfChannel::ecg, walk(Stream::ecg).next(), value);
   for (const RespirationSample& sample : record.respiration) {
-    const timing::SampleTime time = walk(Track::respiration).next();
+    const timing::SampleTime time = walk(Stream::respiration).next();
     put(EdfChannel::respiration, time, sample.raw);
     put(EdfChannel::processedRespiration, time, sample.processed);
   }
   if (record.temperature) {
-    const timing::SampleTime time = walk(Track::temperature).next();
+    const timing::SampleTime time = walk(Stream::temperature).next();
     put(EdfChannel::skin, time, record.temperature->object);
     put(EdfChannel::ambient, time, record.temperature->ambient);
   }
@@ -236,19 +237,19 @@ void EdfFile::holdCharge(timing::Nanoseconds time) {
   battery.skip(time);
 }
 
-timing::Nanoseconds EdfFile::horizon(Track track) {
-  const timing::ClockWalk& samples = walk(track);
+timing::Nanoseconds EdfFile::horizon(Stream stream) {
+  const timing::ClockWalk& samples = walk(stream);
   return samples.over() ? begin_ + std::chrono::seconds(seconds_) : samples.peek().from;
 }
 
 void EdfFile::pump() {
   for (const EdfChannel channel : {EdfChannel::respiration, EdfChannel::processedRespiration}) {
-    signal(channel).skip(horizon(Track::respiration));
+    signal(channel).skip(horizon(Stream::respiration));
   }
   for (const EdfChannel channel : {EdfChannel::skin, EdfChannel::ambient}) {
-    signal(channel).skip(horizon(Track::temperature));
+    signal(channel).skip(horizon(Stream::temperature));
   }
-  signal(EdfChannel::ecg).skip(horizon(Track::ecg));
+  signal(EdfChannel::ecg).skip(horizon(Stream::ecg));
   const auto ready = [](const EdfSignal& one) { return one.secondIsReady(); };
   while (secondsWritten_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
     for (EdfSignal& one : signals_) {

@@ -68,9 +68,9 @@ class EdfFile {
   [[noreturn]] void fail() const;
 
   EdfSignal& signal(EdfChannel channel) { return signals_[static_cast<std::size_t>(channel)]; }
-  timing::ClockWalk& walk(Track track) { return walks_[static_cast<std::size_t>(track)]; }
-  /// Where the samples of the track's next frame begin, or the end of the session.
-  timing::Nanoseconds horizon(Track track);
+  timing::ClockWalk& walk(Stream stream) { return walks_[static_cast<std::size_t>(stream)]; }
+  /// Where the samples of the stream's next frame begin, or the end of the session.
+  timing::Nanoseconds horizon(Stream stream);
 
   PendingFile file_;
   const Timeline& timeline_;

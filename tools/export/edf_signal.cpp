@@ -1,6 +1,5 @@
 #include <tools/export/edf_signal.h>
-
-#include <simulator/rates.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <algorithm>
 #include <cmath>
@@ -25,7 +24,7 @@ void EdfSignal::skip(timing::Nanoseconds until) {
 }
 
 void EdfSignal::fill(timing::Nanoseconds until, std::int16_t digital) {
-  while (begin_ + simulator::sampleTime(filled_, kind_.perSecond) < until) {
+  while (begin_ + sampleTime(filled_, kind_.perSecond) < until) {
     slots_.push_back(digital);
     ++filled_;
   }

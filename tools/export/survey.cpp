@@ -1,6 +1,6 @@
 #include <tools/export/survey.h>
-
-#include <simulator/rates.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <array>
@@ -13,37 +13,29 @@ using namespace std::chrono_literals;
 using Kind = Annotation::Kind;
 
 // A Bluetooth link holds back frames for a second or two where the radio is busy, and delivers them
-// all.
-constexpr std::array<timing::StreamRate, allTracks.size()> rates = {{
-    {simulator::waveformRate, simulator::samplesPerWaveformFrame, 2s},
-    {simulator::waveformRate, simulator::samplesPerWaveformFrame, 2s},
-    {simulator::temperatureRate, 1, 5s},
-    {simulator::motionRate, 1, 2s},
-}};
+// all. Five frames missing in a row are a gap even of a slow stream.
+timing::StreamRate rateOf(Stream stream) {
+  const StreamInfo& info = streamInfo(stream);
+  return {info.rate, info.samplesPerFrame, std::max<StrapTime>(2s, 5 * frameInterval(stream))};
+}
 
-Kind kindOf(simulator::Exercise exercise) {
+Kind kindOf(Exercise exercise) {
   switch (exercise) {
-    case simulator::Exercise::pushUp:
+    case Exercise::pushUp:
       return Kind::pushUp;
-    case simulator::Exercise::sitUp:
+    case Exercise::sitUp:
       return Kind::sitUp;
-    case simulator::Exercise::jump:
+    case Exercise::jump:
       break;
   }
   return Kind::jump;
 }
 
-Annotation gap(Track track, timing::Nanoseconds from, timing::Nanoseconds to) {
-  return {.kind = Kind::gap, .time = from, .duration = to - from, .track = track};
+Annotation gap(Stream stream, timing::Nanoseconds from, timing::Nanoseconds to) {
+  return {.kind = Kind::gap, .time = from, .duration = to - from, .stream = stream};
 }
 
 }  // namespace
-
-const char* trackName(Track track) {
-  constexpr std::array<const char*, allTracks.size()> names = {"ecg", "respiration", "temperature",
-                                                               "motion"};
-  return names[static_cast<std::size_t>(track)];
-}
 
 const char* annotationName(Annotation::Kind kind) {
   constexpr std::array<const char*, 8> names = {"connected",     "link lost", "electrodes off",
@@ -52,22 +44,24 @@ const char* annotationName(Annotation::Kind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-Survey::Survey() : fits_(rates.begin(), rates.end()) {}
+Survey::Survey() {
+  for (const Stream stream : allStreams) fits_.emplace_back(rateOf(stream));
+}
 
 void Survey::take(const PlayedRecord& record) {
   if (record.connected || record.disconnected) takeLink(record);
   for (const Contact& contact : record.contacts) {
     atSamples_.push_back(
-        {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Track::respiration,
-         fit(Track::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
+        {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Stream::respiration,
+         fit(Stream::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
   }
-  for (const simulator::Exercise exercise : record.repetitions) {
-    atSamples_.push_back({kindOf(exercise), Track::motion, fit(Track::motion).samples()});
+  for (const Exercise exercise : record.repetitions) {
+    atSamples_.push_back({kindOf(exercise), Stream::motion, fit(Stream::motion).samples()});
   }
-  if (!record.ecg.empty()) fit(Track::ecg).frame(record.time);
-  if (!record.respiration.empty()) fit(Track::respiration).frame(record.time);
-  if (record.temperature) fit(Track::temperature).frame(record.time);
-  if (record.motion) fit(Track::motion).frame(record.time);
+  if (!record.ecg.empty()) fit(Stream::ecg).frame(record.time);
+  if (!record.respiration.empty()) fit(Stream::respiration).frame(record.time);
+  if (record.temperature) fit(Stream::temperature).frame(record.time);
+  if (record.motion) fit(Stream::motion).frame(record.time);
 }
 
 void Survey::takeLink(const PlayedRecord& record) {
@@ -76,7 +70,7 @@ void Survey::takeLink(const PlayedRecord& record) {
       links_.back().duration = record.time - links_.back().time;
     }
     links_.push_back({.kind = Kind::connected, .time = record.time});
-    for (const Track track : allTracks) fit(track).beginLink(record.time);
+    for (timing::ClockFit& fit : fits_) fit.beginLink(record.time);
   }
   if (record.disconnected) links_.push_back({.kind = Kind::linkLost, .time = record.time});
 }
@@ -84,9 +78,10 @@ void Survey::takeLink(const PlayedRecord& record) {
 Timeline Survey::finish(timing::Nanoseconds duration) const {
   Timeline timeline;
   timeline.end = duration;
-  for (const Track track : allTracks) {
-    timing::StreamClock& clock = timeline.clocks[static_cast<std::size_t>(track)];
-    clock = fits_[static_cast<std::size_t>(track)].finish();
+  for (const Stream stream : exportOrder) {
+    if (!isMeasured(stream)) continue;
+    timing::StreamClock& clock = timeline.clocks[stream];
+    clock = fits_[static_cast<std::size_t>(stream)].finish();
     timeline.end = std::max(timeline.end, clock.end());
   }
   timeline.annotations = links_;
@@ -106,10 +101,10 @@ void Survey::addAtSamples(Timeline& timeline) const {
     std::size_t segment = 0;
     std::int64_t before = 0;  // samples of the segments that have been passed
   };
-  std::array<Place, allTracks.size()> places;
+  PerStream<Place> places;
   for (const AtSample& at : atSamples_) {
-    const std::vector<timing::Segment>& segments = timeline.clock(at.track).segments;
-    Place& place = places[static_cast<std::size_t>(at.track)];
+    const std::vector<timing::Segment>& segments = timeline.clock(at.stream).segments;
+    Place& place = places[at.stream];
     while (at.sample - place.before >= segments[place.segment].samples) {
       place.before += segments[place.segment++].samples;
     }
@@ -119,16 +114,17 @@ void Survey::addAtSamples(Timeline& timeline) const {
 }
 
 void Survey::addGaps(Timeline& timeline) const {
-  for (const Track track : allTracks) {
-    const timing::StreamClock& clock = timeline.clock(track);
+  for (const Stream stream : exportOrder) {
+    if (!isMeasured(stream)) continue;
+    const timing::StreamClock& clock = timeline.clock(stream);
     for (const timing::Segment& segment : clock.segments) {
       if (segment.gap > timing::Nanoseconds{}) {
-        timeline.annotations.push_back(gap(track, segment.begin - segment.gap, segment.begin));
+        timeline.annotations.push_back(gap(stream, segment.begin - segment.gap, segment.begin));
       }
     }
     // What the last frames took to arrive is none.
     if (timeline.end - clock.end() >= clock.rate.silence) {
-      timeline.annotations.push_back(gap(track, clock.end(), timeline.end));
+      timeline.annotations.push_back(gap(stream, clock.end(), timeline.end));
     }
   }
 }

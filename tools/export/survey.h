@@ -12,6 +12,7 @@
 #include <timing/clock_fit.h>
 #include <timing/stream_clock.h>
 #include <tools/export/capture_player.h>
+#include <zephly/protocol/streams.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -20,14 +21,13 @@
 
 namespace Zephly::exporting {
 
-/// The streams with a fixed sample rate. The battery reports changes.
-enum class Track { ecg, respiration, temperature, motion };
+/// Whether the stream measures at a rate, so that its samples can be placed in time. Others report
+/// when a value changes.
+constexpr bool isMeasured(Stream stream) { return streamInfo(stream).rate > 0; }
 
-inline constexpr std::array<Track, 4> allTracks = {Track::ecg, Track::respiration,
-                                                   Track::temperature, Track::motion};
-
-/// "ecg"
-const char* trackName(Track track);
+/// Every stream, in the order in which files are written and simultaneous events listed.
+inline constexpr std::array<Stream, allStreams.size()> exportOrder = {
+    Stream::ecg, Stream::respiration, Stream::temperature, Stream::motion, Stream::battery};
 
 /// An event of the session, or a gap.
 struct Annotation {
@@ -36,7 +36,7 @@ struct Annotation {
   Kind kind;
   timing::Nanoseconds time{};                        ///< since the session began
   std::optional<timing::Nanoseconds> duration = {};  ///< of a gap, or until the next link
-  std::optional<Track> track = {};                   ///< that has the gap
+  std::optional<Stream> stream = {};                 ///< that has the gap
 };
 
 /// "link lost"
@@ -44,13 +44,11 @@ const char* annotationName(Annotation::Kind kind);
 
 /// The result of the first pass.
 struct Timeline {
-  std::array<timing::StreamClock, allTracks.size()> clocks;
-  std::vector<Annotation> annotations;  ///< in order of time
-  timing::Nanoseconds end{};            ///< of the session: nothing is later
+  PerStream<timing::StreamClock> clocks;  ///< of measured streams; of others empty
+  std::vector<Annotation> annotations;      ///< in order of time
+  timing::Nanoseconds end{};              ///< of the session: nothing is later
 
-  const timing::StreamClock& clock(Track track) const {
-    return clocks[static_cast<std::size_t>(track)];
-  }
+  const timing::StreamClock& clock(Stream stream) const { return clocks[stream]; }
 };
 
 class Survey {
@@ -66,11 +64,11 @@ class Survey {
   // An event at a sample whose time is not known before finish().
   struct AtSample {
     Annotation::Kind kind;
-    Track track;
+    Stream stream;
     std::int64_t sample;  // of the stream
   };
 
-  timing::ClockFit& fit(Track track) { return fits_[static_cast<std::size_t>(track)]; }
+  timing::ClockFit& fit(Stream stream) { return fits_[static_cast<std::size_t>(stream)]; }
   void takeLink(const PlayedRecord& record);
   void addGaps(Timeline& timeline) const;
   void addAtSamples(Timeline& timeline) const;

@@ -1,6 +1,6 @@
 #include <tools/inspect/contents.h>
-
-#include <simulator/rates.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <chrono>
@@ -13,60 +13,30 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Bytes of a whole notification, as docs/streams.md has them.
-std::size_t frameSize(simulator::Stream stream) {
-  switch (stream) {
-    case simulator::Stream::temperature:
-      return 4;
-    case simulator::Stream::battery:
-      return 3;
-    case simulator::Stream::motion:
-      return 20;
-    case simulator::Stream::ecg:
-    case simulator::Stream::respiration:
-      break;
-  }
-  return 18;
-}
-
 template <class Entry>
 void add(std::vector<Entry>& list, std::uint64_t& count, Entry entry) {
   ++count;
   if (list.size() < longestList) list.push_back(std::move(entry));
 }
 
-std::size_t indexOf(simulator::Stream stream) { return static_cast<std::size_t>(stream); }
-
 }  // namespace
 
-simulator::StrapTime gapLimit(simulator::Stream stream) {
-  switch (stream) {
-    case simulator::Stream::temperature:
-      return 2500ms;
-    case simulator::Stream::battery:
-      return simulator::batteryInterval * 5 / 2;
-    case simulator::Stream::motion:
-    case simulator::Stream::ecg:
-    case simulator::Stream::respiration:
-      break;
-  }
-  return 500ms;
+StrapTime gapLimit(Stream stream) {
+  return std::max<StrapTime>(500ms, frameInterval(stream) * 5 / 2);
 }
 
-const StreamContents& Contents::of(simulator::Stream stream) const {
-  return streams_[indexOf(stream)];
-}
+const StreamContents& Contents::of(Stream stream) const { return streams_[stream]; }
 
 void Contents::take(const capture::Record& record) {
   ++records_;
-  // Whatever a file says: time does not run backwards.
-  now_ = std::max(now_, std::chrono::duration_cast<simulator::StrapTime>(record.stamp.monotonic));
+  // A file may hold times that run backwards.
+  now_ = std::max(now_, std::chrono::duration_cast<StrapTime>(record.stamp.monotonic));
   std::visit([this](const auto& what) { note(what); }, record.what);
 }
 
 void Contents::finish() {
-  for (const simulator::Stream stream : simulator::allStreams) {
-    streams_[indexOf(stream)].arrivals.stop(now_);
+  for (const Stream stream : allStreams) {
+    streams_[stream].arrivals.stop(now_);
     endSilence(stream, std::nullopt);
   }
 }
@@ -91,9 +61,9 @@ void Contents::note(const capture::FailedToConnect& what) {
 void Contents::note(const capture::Disconnected& what) {
   connected_ = false;
   add(linkLosses_, linkLossCount_, LinkLoss{now_, what.error, std::nullopt});
-  for (const simulator::Stream stream : simulator::allStreams) {
-    streams_[indexOf(stream)].arrivals.stop(now_);
-    if (auto& silence = silences_[indexOf(stream)]) silence->linkLost = true;
+  for (const Stream stream : allStreams) {
+    streams_[stream].arrivals.stop(now_);
+    if (auto& silence = silences_[stream]) silence->linkLost = true;
   }
 }
 
@@ -105,8 +75,8 @@ void Contents::note(const capture::CharacteristicsDiscovered& what) {
   fail("discovery of characteristics", what.error);
   for (const capture::Listed& one : what.characteristics) {
     const auto uuid = CBUUID::parse(one.UUID);
-    for (const simulator::Stream stream : simulator::allStreams) {
-      if (uuid == simulator::characteristicUUID(stream)) characteristics_[one.id] = stream;
+    for (const Stream stream : allStreams) {
+      if (uuid == characteristicUUID(stream)) characteristics_[one.id] = stream;
     }
   }
 }
@@ -128,20 +98,20 @@ void Contents::fail(const char* what, const capture::ErrorText& error) {
   if (error) add(failures_, failureCount_, Failure{now_, what, *error});
 }
 
-void Contents::count(simulator::Stream stream, std::size_t bytes) {
-  StreamContents& contents = streams_[indexOf(stream)];
+void Contents::count(Stream stream, std::size_t bytes) {
+  StreamContents& contents = streams_[stream];
   ++contents.notifications;
-  if (bytes != frameSize(stream)) ++contents.unusualSize;
-  for (int i = 0; i < simulator::samplesPerFrame(stream); ++i) {
+  if (bytes != streamInfo(stream).bytesPerFrame) ++contents.unusualSize;
+  for (int i = 0; i < streamInfo(stream).samplesPerFrame; ++i) {
     ++contents.samples;
     contents.arrivals.count(now_);
   }
   endSilence(stream, now_);
-  silences_[indexOf(stream)] = Silence{now_, false};
+  silences_[stream] = Silence{now_, false};
 }
 
-void Contents::endSilence(simulator::Stream stream, std::optional<simulator::StrapTime> to) {
-  const auto silence = std::exchange(silences_[indexOf(stream)], std::nullopt);
+void Contents::endSilence(Stream stream, std::optional<StrapTime> to) {
+  const auto silence = std::exchange(silences_[stream], std::nullopt);
   if (!silence || to.value_or(now_) - silence->since <= gapLimit(stream)) return;
   add(gaps_, gapCount_, Gap{stream, silence->since, to, silence->linkLost});
 }

@@ -5,14 +5,14 @@
 ///   Contents contents;
 ///   for (...) contents.take(record);
 ///   contents.finish();
-///   contents.of(simulator::Stream::ecg).samples;
+///   contents.of(Stream::ecg).samples;
 ///
 /// Needs memory for what is listed only, and of each list keeps the first entries; the counts go
 /// on.
 
 #include <capture/record.h>
-#include <simulator/frame.h>
 #include <tools/watch/arrival_meter.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <cstddef>
@@ -28,7 +28,7 @@ namespace Zephly::inspect {
 inline constexpr std::size_t longestList = 1000;
 
 /// Silence after which a stream has a gap: many times the interval at which the strap sends.
-simulator::StrapTime gapLimit(simulator::Stream stream);
+StrapTime gapLimit(Stream stream);
 
 struct StreamContents {
   std::uint64_t notifications = 0;  ///< with a value
@@ -39,21 +39,21 @@ struct StreamContents {
 
 /// A silence between two notifications of a stream that is longer than gapLimit().
 struct Gap {
-  simulator::Stream stream{};
-  simulator::StrapTime from{};               ///< the last notification before it
-  std::optional<simulator::StrapTime> to{};  ///< the first one after it; empty: there is none
-  bool linkLost = false;                     ///< the link was lost meanwhile
+  Stream stream{};
+  StrapTime from{};               ///< the last notification before it
+  std::optional<StrapTime> to{};  ///< the first one after it; empty: there is none
+  bool linkLost = false;          ///< the link was lost meanwhile
 };
 
 struct LinkLoss {
-  simulator::StrapTime time{};
+  StrapTime time{};
   std::optional<std::string> reason{};
-  std::optional<simulator::StrapTime> recovery{};  ///< the next connection; empty: there is none
+  std::optional<StrapTime> recovery{};  ///< the next connection; empty: there is none
 };
 
 /// An error that the host told with something else than the end of a link.
 struct Failure {
-  simulator::StrapTime time{};
+  StrapTime time{};
   std::string what;  ///< which answer it came with
   std::string text;
 };
@@ -66,13 +66,13 @@ class Contents {
 
   std::uint64_t records() const { return records_; }
   /// When the last record was told.
-  simulator::StrapTime duration() const { return now_; }
+  StrapTime duration() const { return now_; }
   bool connected() const { return connected_; }
-  const StreamContents& of(simulator::Stream stream) const;
-  /// Notifications of characteristics that are none of the strap's five.
+  const StreamContents& of(Stream stream) const;
+  /// Notifications of characteristics that carry no stream.
   std::uint64_t otherNotifications() const { return otherNotifications_; }
 
-  const std::vector<simulator::StrapTime>& connections() const { return connections_; }
+  const std::vector<StrapTime>& connections() const { return connections_; }
   std::uint64_t connectionCount() const { return connectionCount_; }
   const std::vector<LinkLoss>& linkLosses() const { return linkLosses_; }
   std::uint64_t linkLossCount() const { return linkLossCount_; }
@@ -83,7 +83,7 @@ class Contents {
 
  private:
   struct Silence {
-    simulator::StrapTime since{};
+    StrapTime since{};
     bool linkLost = false;
   };
 
@@ -98,17 +98,17 @@ class Contents {
   void note(const capture::Value& what);
   void note(const capture::Ended& what);
   void fail(const char* what, const capture::ErrorText& error);
-  void count(simulator::Stream stream, std::size_t bytes);
-  void endSilence(simulator::Stream stream, std::optional<simulator::StrapTime> to);
+  void count(Stream stream, std::size_t bytes);
+  void endSilence(Stream stream, std::optional<StrapTime> to);
 
   std::uint64_t records_ = 0;
-  simulator::StrapTime now_{};
+  StrapTime now_{};
   bool connected_ = false;
-  std::array<StreamContents, simulator::allStreams.size()> streams_;
-  std::array<std::optional<Silence>, simulator::allStreams.size()> silences_;
+  PerStream<StreamContents> streams_;
+  PerStream<std::optional<Silence>> silences_;
   std::uint64_t otherNotifications_ = 0;
-  std::map<capture::ObjectId, simulator::Stream> characteristics_;
-  std::vector<simulator::StrapTime> connections_;
+  std::map<capture::ObjectId, Stream> characteristics_;
+  std::vector<StrapTime> connections_;
   std::uint64_t connectionCount_ = 0;
   std::vector<LinkLoss> linkLosses_;
   std::uint64_t linkLossCount_ = 0;

@@ -1,6 +1,7 @@
 #include <tools/inspect/contents_text.h>
 
 #include <capture/text.h>
+#include <zephly/protocol/streams.h>
 
 #include <nlohmann/json.hpp>
 
@@ -19,13 +20,11 @@ using nlohmann::ordered_json;
 // Lines of one list; the rest is in the JSON text.
 constexpr std::size_t screenful = 20;
 
-using simulator::seconds;
-
 void writeStreams(std::ostream& text, const Contents& contents) {
   text << "  stream      notifications     samples   per second   longest gap\n";
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     const StreamContents& found = contents.of(stream);
-    text << "  " << std::left << std::setw(11) << simulator::streamName(stream) << std::right
+    text << "  " << std::left << std::setw(11) << streamInfo(stream).name << std::right
          << std::setw(14) << found.notifications << std::setw(12) << found.samples;
     if (const auto rate = found.arrivals.perSecond()) {
       text << std::setw(13) << std::setprecision(1) << *rate;
@@ -54,7 +53,7 @@ void writeList(std::ostream& text, const std::vector<Entry>& list, std::uint64_t
 
 void writeGap(std::ostream& text, const Gap& gap) {
   text << "  gap          at " << capture::clockText(gap.from) << ", "
-       << simulator::streamName(gap.stream);
+       << streamInfo(gap.stream).name;
   if (gap.to) {
     text << ", " << std::setprecision(3) << seconds(*gap.to - gap.from) << " s";
   } else {
@@ -74,13 +73,13 @@ void writeLinkLoss(std::ostream& text, const LinkLoss& loss) {
   text << '\n';
 }
 
-ordered_json optionalSeconds(const std::optional<simulator::StrapTime>& time) {
+ordered_json optionalSeconds(const std::optional<StrapTime>& time) {
   return time ? ordered_json(seconds(*time)) : ordered_json();
 }
 
-ordered_json streamJson(simulator::Stream stream, const StreamContents& found) {
+ordered_json streamJson(Stream stream, const StreamContents& found) {
   const auto rate = found.arrivals.perSecond();
-  return {{"stream", simulator::streamName(stream)},
+  return {{"stream", streamInfo(stream).name},
           {"notifications", found.notifications},
           {"samples", found.samples},
           {"unusualSize", found.unusualSize},
@@ -117,7 +116,7 @@ ordered_json contentsJson(const Contents& contents) {
   json["duration"] = seconds(contents.duration());
   json["records"] = contents.records();
   json["streams"] = ordered_json::array();
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     json["streams"].push_back(streamJson(stream, contents.of(stream)));
   }
   json["otherNotifications"] = contents.otherNotifications();
@@ -134,7 +133,7 @@ ordered_json contentsJson(const Contents& contents) {
   json["gapCount"] = contents.gapCount();
   json["gaps"] = ordered_json::array();
   for (const Gap& gap : contents.gaps()) {
-    json["gaps"].push_back({{"stream", simulator::streamName(gap.stream)},
+    json["gaps"].push_back({{"stream", streamInfo(gap.stream).name},
                             {"from", seconds(gap.from)},
                             {"to", optionalSeconds(gap.to)},
                             {"linkLost", gap.linkLost}});

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <system_error>
 
 namespace Zephly::monitor {
@@ -23,6 +24,19 @@ DiagnosticsFile::DiagnosticsFile(const std::filesystem::path& path)
 void DiagnosticsFile::writeLine(std::string_view line) {
   output_.write(line);
   output_.write("\n");
+}
+
+DiagnosticsFile::int_type DiagnosticsFile::overflow(int_type character) {
+  if (!traits_type::eq_int_type(character, traits_type::eof())) {
+    const char single = traits_type::to_char_type(character);
+    output_.write({&single, 1});
+  }
+  return traits_type::not_eof(character);
+}
+
+std::streamsize DiagnosticsFile::xsputn(const char* text, std::streamsize count) {
+  output_.write({text, static_cast<std::size_t>(count)});
+  return count;
 }
 
 std::optional<std::string> DiagnosticsFile::finish() {

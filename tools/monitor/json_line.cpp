@@ -23,7 +23,7 @@ std::string nonFinite(float value) {
 
 }  // namespace
 
-std::string jsonSeconds(simulator::StrapTime time) {
+std::string jsonSeconds(StrapTime time) {
   constexpr std::int64_t second = 1'000'000'000;
   const std::int64_t nanoseconds = time.count();
   std::string text = nanoseconds < 0 ? "-" : "";
@@ -35,8 +35,7 @@ std::string jsonSeconds(simulator::StrapTime time) {
   return text + "." + fraction.substr(0, fraction.find_last_not_of('0') + 1);
 }
 
-JsonLine::JsonLine(simulator::StrapTime time, std::string_view event)
-    : text_("{\"t\":" + jsonSeconds(time)) {
+JsonLine::JsonLine(StrapTime time, std::string_view event) : text_("{\"t\":" + jsonSeconds(time)) {
   raw("event", "\"" + std::string(event) + "\"");
 }
 

@@ -8,7 +8,7 @@
 /// infinities, which JSON has no numbers for, become the strings "nan", "inf" and "-inf". Text that
 /// is not UTF-8 is replaced by the replacement character.
 
-#include <simulator/frame.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <string>
 #include <string_view>
@@ -17,7 +17,7 @@ namespace Zephly::monitor {
 
 class JsonLine {
  public:
-  JsonLine(simulator::StrapTime time, std::string_view event);
+  JsonLine(StrapTime time, std::string_view event);
 
   JsonLine& number(std::string_view key, float value);
   JsonLine& boolean(std::string_view key, bool value);
@@ -33,6 +33,6 @@ class JsonLine {
 };
 
 /// Seconds, exact to the nanosecond, without superfluous zeros: "1.012", "30".
-std::string jsonSeconds(simulator::StrapTime time);
+std::string jsonSeconds(StrapTime time);
 
 }  // namespace Zephly::monitor

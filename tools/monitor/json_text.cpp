@@ -1,11 +1,15 @@
 #include <tools/monitor/json_text.h>
 
 #include <tools/monitor/json_line.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <charconv>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -15,13 +19,23 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// In the order of simulator::allExercises.
+// In the order of allExercises.
 constexpr std::array<std::string_view, 3> exerciseEvents = {"pushUp", "sitUp", "jump"};
 constexpr std::array<const char*, 3> exerciseCounts = {"pushUps", "sitUps", "jumps"};
 
+// Motion values have the six significant digits that the kit writes.
+float withSixDigits(float value) {
+  std::array<char, 32> text{};
+  const auto written =
+      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 6);
+  const auto read = std::from_chars(text.data(), written.ptr, value);
+  // The digits of a number below the smallest float round to none.
+  return read.ec == std::errc::result_out_of_range ? 0.0F : value;
+}
+
 class Writer {
  public:
-  explicit Writer(simulator::StrapTime time) : time_(time) {}
+  explicit Writer(StrapTime time) : time_(time) {}
 
   std::string operator()(const watch::Connected& /*connected*/) const {
     return line("connected").text();
@@ -56,8 +70,8 @@ class Writer {
   }
   std::string operator()(const watch::MotionSample& sample) const {
     return line("motion")
-        .number("highPassed", sample.highPassed)
-        .number("displacement", sample.displacement)
+        .number("highPassed", withSixDigits(sample.highPassed))
+        .number("displacement", withSixDigits(sample.displacement))
         .text();
   }
   std::string operator()(const watch::Diagnostic& diagnostic) const {
@@ -70,11 +84,11 @@ class Writer {
  private:
   JsonLine line(std::string_view event) const { return {time_, event}; }
 
-  simulator::StrapTime time_;
+  StrapTime time_;
 };
 
 // The same number as jsonSeconds() writes.
-double seconds(simulator::StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
+double seconds(StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
 
 Json streamJson(const watch::StreamSummary& stream) {
   Json json = Json::object();
@@ -112,9 +126,9 @@ std::string dumped(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-Json repetitionsJson(const simulator::Repetitions& repetitions) {
+Json repetitionsJson(const Repetitions& repetitions) {
   Json json = Json::object();
-  for (const simulator::Exercise exercise : simulator::allExercises) {
+  for (const Exercise exercise : allExercises) {
     json[exerciseCounts[static_cast<std::size_t>(exercise)]] = repetitions.of(exercise);
   }
   return json;
@@ -129,7 +143,7 @@ std::string jsonText(const watch::Event& event) {
 std::string jsonText(const watch::Summary& summary) {
   Json streams = Json::object();
   for (const watch::StreamSummary& stream : summary.streams) {
-    streams[std::string(simulator::streamName(stream.stream))] = streamJson(stream);
+    streams[std::string(streamInfo(stream.stream).name)] = streamJson(stream);
   }
   Json repetitions = Json::object();
   if (summary.repetitionsDone) repetitions["done"] = repetitionsJson(*summary.repetitionsDone);

@@ -1,8 +1,9 @@
 #include <tools/monitor/terminal_view.h>
 
 #include <capture/text.h>
-#include <simulator/rates.h>
 #include <tools/monitor/trace_renderer.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +17,8 @@
 namespace Zephly::monitor {
 
 namespace {
+
+constexpr int waveformRate = streamInfo(Stream::ecg).rate;  // respiration has the same
 
 constexpr std::size_t ecgSeconds = 6;
 constexpr std::size_t respirationSeconds = 24;
@@ -53,7 +56,17 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   return lines;
 }
 
-// The layout: first rows of the parts. Row 0 is the title, row 1 the state.
+// Streams with many samples a second are shown with their rate, the others as numbers of reports.
+bool isFast(Stream stream) { return streamInfo(stream).rate > 1; }
+
+// "Respiration"
+std::string capitalised(std::string_view title) {
+  std::string text(title);
+  if (text.front() >= 'a' && text.front() <= 'z') text.front() += 'A' - 'a';
+  return text;
+}
+
+// Which rows belong to what, from the top. Row 0 is the title, row 1 the state.
 struct Layout {
   std::size_t ecgTop;
   std::size_t ecgHeight;
@@ -115,7 +128,7 @@ class Painter {
       const std::string since = model_.linkChanged()        ? "LINK LOST for "
                                 : model_.hostLine().empty() ? "searching for "
                                                             : "waiting for ";
-      const auto time = options_.now - model_.linkChanged().value_or(simulator::StrapTime{});
+      const auto time = options_.now - model_.linkChanged().value_or(StrapTime{});
       const double seconds = std::chrono::duration<double>(time).count();
       canvas_.put(1, 1, since + decimal(seconds, 1) + " s");
     } else {
@@ -163,14 +176,13 @@ class Painter {
                          .braille = options_.unicode,
                          .least = least};
     const std::size_t columns = options.width * dotColumns(options.braille);
-    const std::size_t wanted = seconds * static_cast<std::size_t>(simulator::waveformRate);
+    const std::size_t wanted = seconds * static_cast<std::size_t>(waveformRate);
     options.samplesPerDot = std::max<std::size_t>(1, (wanted + columns - 1) / columns);
     const Trace picture = renderTrace(samples, options);
     canvas_.fill(top, glyph("─", "-"), Style::dim);
     std::size_t column = canvas_.put(top, 1, " " + std::string(name) + " ", Style::bold);
     if (electrodesOff()) canvas_.put(top, column, " no contact ", Style::alarm);
-    const double shown =
-        static_cast<double>(columns * options.samplesPerDot) / simulator::waveformRate;
+    const double shown = static_cast<double>(columns * options.samplesPerDot) / waveformRate;
     canvas_.putRight(top, canvas_.width() - 1,
                      " " + decimal(picture.range.low, 2) + std::string(glyph(" … ", " .. ")) +
                          decimal(picture.range.high, 2) + "   " + decimal(shown, 0) + " s ",
@@ -182,27 +194,24 @@ class Painter {
 
   void streams(std::size_t top) {
     canvas_.fill(top, glyph("─", "-"), Style::dim);
-    struct Row {
-      std::string_view name;
-      simulator::Stream stream;
-    };
-    constexpr std::array<Row, 3> rows = {{{"ECG", simulator::Stream::ecg},
-                                          {"Respiration", simulator::Stream::respiration},
-                                          {"Motion", simulator::Stream::motion}}};
     canvas_.put(top, 1, " samples ", Style::bold);
     canvas_.putRight(top, 22, " per s ", Style::dim);
     canvas_.putRight(top, 34, " received ", Style::dim);
-    for (std::size_t index = 0; index < rows.size(); ++index) {
-      const std::size_t row = top + 1 + index;
-      const double rate = model_.perSecond(rows[index].stream, options_.now);
-      canvas_.put(row, 2, rows[index].name);
-      canvas_.putRight(row, 21, decimal(rate, 0), Style::bold);
-      canvas_.putRight(row, 33, grouped(model_.received(rows[index].stream)));
+    std::size_t row = top;
+    std::string reports;
+    for (const Stream stream : allStreams) {
+      const StreamInfo& info = streamInfo(stream);
+      const std::string received = grouped(model_.received(stream));
+      if (!isFast(stream)) {
+        reports += (reports.empty() ? "" : ", ") + std::string(info.title) + " " + received;
+        continue;
+      }
+      canvas_.put(++row, 2, capitalised(info.title));
+      canvas_.putRight(row, 21, decimal(model_.perSecond(stream, options_.now), 0), Style::bold);
+      canvas_.putRight(row, 33, received);
     }
     canvas_.put(top + 4, 2, "Reports");
-    canvas_.put(top + 4, 15,
-                "temperature " + grouped(model_.received(simulator::Stream::temperature)) +
-                    ", battery " + grouped(model_.received(simulator::Stream::battery)));
+    canvas_.put(top + 4, 15, reports);
   }
 
   void values(std::size_t top) {
@@ -231,17 +240,17 @@ class Painter {
   // In the row of the other values if it fits, else in the row below.
   void repetitions(std::size_t top) {
     if (canvas_.width() >= 78) {
-      for (const simulator::Exercise exercise : simulator::allExercises) {
+      for (const Exercise exercise : allExercises) {
         const std::size_t row = top + 1 + static_cast<std::size_t>(exercise);
-        canvas_.put(row, 63, std::string(simulator::exerciseName(exercise)) + "s");
+        canvas_.put(row, 63, std::string(exerciseName(exercise)) + "s");
         canvas_.putRight(row, 77, std::to_string(model_.repetitions().of(exercise)), Style::bold);
       }
       return;
     }
     std::string text;
-    for (const simulator::Exercise exercise : simulator::allExercises) {
+    for (const Exercise exercise : allExercises) {
       text += text.empty() ? "" : ", ";
-      text += std::string(simulator::exerciseName(exercise)) + "s " +
+      text += std::string(exerciseName(exercise)) + "s " +
               std::to_string(model_.repetitions().of(exercise));
     }
     canvas_.fill(top + 4, " ", Style::normal);
@@ -281,19 +290,19 @@ void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOpt
   Painter(canvas, model, options).draw();
 }
 
-std::string statusLine(const watch::SessionModel& model, simulator::StrapTime now) {
+std::string statusLine(const watch::SessionModel& model, StrapTime now) {
   std::string text = capture::clockText(now);
   text += model.connected() ? "  connected" : "  NOT CONNECTED";
   if (model.connected() && model.leadOff()) {
     text += *model.leadOff() ? "  ELECTRODES OFF" : "  electrodes on skin";
   }
-  for (const simulator::Stream stream :
-       {simulator::Stream::ecg, simulator::Stream::respiration, simulator::Stream::motion}) {
-    text += "  " + std::string(simulator::streamName(stream)) + " " +
+  for (const Stream stream : allStreams) {
+    if (!isFast(stream)) continue;
+    text += "  " + std::string(streamInfo(stream).name) + " " +
             decimal(model.perSecond(stream, now), 0) + "/s";
   }
-  for (const simulator::Exercise exercise : simulator::allExercises) {
-    text += "  " + std::string(simulator::exerciseName(exercise)) + "s " +
+  for (const Exercise exercise : allExercises) {
+    text += "  " + std::string(exerciseName(exercise)) + "s " +
             std::to_string(model.repetitions().of(exercise));
   }
   return text;

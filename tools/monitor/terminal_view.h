@@ -7,6 +7,7 @@
 
 #include <tools/monitor/canvas.h>
 #include <tools/watch/session_model.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <cstddef>
 #include <string>
@@ -18,7 +19,7 @@ inline constexpr std::size_t smallestWidth = 60;
 inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
-  simulator::StrapTime now{};       ///< since the session began
+  StrapTime now{};       ///< since the session began
   std::string title = {};           ///< of the source
   std::string pace = {};            ///< of the source; may be empty
   bool unicode = true;              ///< false: plain ASCII
@@ -29,6 +30,6 @@ struct ViewOptions {
 void drawSession(Canvas& canvas, const watch::SessionModel& model, const ViewOptions& options);
 
 /// The same in one line, for terminals that can only print: "0:12  connected  ...".
-std::string statusLine(const watch::SessionModel& model, simulator::StrapTime now);
+std::string statusLine(const watch::SessionModel& model, StrapTime now);
 
 }  // namespace Zephly::monitor

@@ -46,7 +46,8 @@ class Monitor final : private watch::SessionHandler {
       : command_(command),
         options_(options),
         diagnosticsFile_(openDiagnostics(options)),
-        runner_(command, queue_, source, *this, View::refreshInterval) {}
+        runner_(command, queue_, source, *this, View::refreshInterval,
+                diagnosticsFile_ ? &*diagnosticsFile_ : nullptr) {}
 
   int run() {
     view_ = makeView();
@@ -79,10 +80,6 @@ class Monitor final : private watch::SessionHandler {
   void onEvent(const watch::Event& event) override {
     model_.take(event);
     view_->take(event);
-  }
-
-  void onDiagnosticLine(std::string_view line) override {
-    if (diagnosticsFile_) diagnosticsFile_->writeLine(line);
   }
 
   void onHostLine(std::string_view line) override {

@@ -115,12 +115,12 @@ void RecordingSession::checkWritten() {
 std::vector<std::string> RecordingSession::complaintsAbout(const watch::SourceReport& report) {
   std::vector<std::string> complaints;
   if (report.strap && !writeFailed_) {
-    for (const simulator::Stream stream : simulator::allStreams) {
-      const std::uint64_t sent = report.strap->streams[static_cast<std::size_t>(stream)].sent;
+    for (const Stream stream : allStreams) {
+      const std::uint64_t sent = report.strap->streams[stream].sent;
       const std::uint64_t recorded = contents_.of(stream).samples;
       if (sent == recorded) continue;
       complaints.push_back("recorded " + std::to_string(recorded) + " of " + std::to_string(sent) +
-                           " samples of the stream " + std::string(simulator::streamName(stream)));
+                           " samples of the stream " + std::string(streamInfo(stream).name));
     }
   }
   if (output_.state() == tools::Output::State::failed) {

@@ -3,14 +3,14 @@
 /// The strap's GATT profile, as objects on the bus that bluetoothd serves: an object manager, one
 /// service, and a characteristic with notifications for each stream.
 ///
-///   GattApplication application(queue, *bus, [](simulator::Stream stream, bool subscribed) { ...
+///   GattApplication application(queue, *bus, [](Stream stream, bool subscribed) { ...
 ///   });
 ///   // RegisterApplication(GattApplication::path)
-///   application.notify(simulator::Stream::battery, bytes);
+///   application.notify(Stream::ecg, bytes);
 
 #include <hosts/bluez/bus.h>
 #include <hosts/main_queue/main_queue.h>
-#include <simulator/frame.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <functional>
@@ -24,7 +24,7 @@ class GattApplication {
   static constexpr const char* path = "/org/zephly/strap";
 
   /// Called from the queue, and by unsubscribeAll().
-  using Observer = std::function<void(simulator::Stream stream, bool subscribed)>;
+  using Observer = std::function<void(Stream stream, bool subscribed)>;
 
   /// Exports the objects. The bus must outlive this object, unless its connection was lost. Throws
   /// BusError.
@@ -33,9 +33,9 @@ class GattApplication {
   GattApplication& operator=(const GattApplication&) = delete;
 
   /// Whether bluetoothd has asked for the stream's values, for any number of centrals.
-  bool isSubscribed(simulator::Stream stream) const;
+  bool isSubscribed(Stream stream) const;
   /// Sends a value, independent of subscriptions.
-  void notify(simulator::Stream stream, bluez::Bytes value);
+  void notify(Stream stream, bluez::Bytes value);
   /// bluetoothd has gone, and the subscriptions with it. Calls the observer at once, which must not
   /// destroy this object.
   void unsubscribeAll();
@@ -48,15 +48,15 @@ class GattApplication {
     std::unique_ptr<bluez::ExportedObject> object;
   };
 
-  bluez::Interface interfaceOf(simulator::Stream stream);
-  void setNotifying(simulator::Stream stream, bool notifying);
-  void report(simulator::Stream stream);
-  Characteristic& of(simulator::Stream stream);
+  bluez::Interface interfaceOf(Stream stream);
+  void setNotifying(Stream stream, bool notifying);
+  void report(Stream stream);
+  Characteristic& of(Stream stream);
 
   main_queue::MainQueue& queue_;
   Observer changed_;
   std::shared_ptr<void> alive_ = std::make_shared<char>();
-  std::array<Characteristic, simulator::allStreams.size()> characteristics_;
+  std::array<Characteristic, allStreams.size()> characteristics_;
   std::unique_ptr<bluez::ExportedObject> service_;
   std::unique_ptr<bluez::ExportedObject> root_;
 };

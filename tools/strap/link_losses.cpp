@@ -5,13 +5,13 @@
 
 namespace Zephly::peripheral {
 
-LinkLosses::LinkLosses(std::vector<simulator::StrapTime> times, simulator::StrapTime absence,
+LinkLosses::LinkLosses(std::vector<StrapTime> times, StrapTime absence,
                        simulator::TrainingPlan plan)
     : times_(std::move(times)), absence_(absence), plan_(std::move(plan)) {
   std::sort(times_.begin(), times_.end());
 }
 
-std::optional<simulator::LinkLoss> LinkLosses::next(simulator::StrapTime after) const {
+std::optional<simulator::LinkLoss> LinkLosses::next(StrapTime after) const {
   auto planned = plan_.nextLinkLoss(after);
   const auto wanted = std::upper_bound(times_.begin(), times_.end(), after);
   if (wanted == times_.end()) return planned;

@@ -3,8 +3,8 @@
 /// The times at which the strap loses its link: those of the options and those of the training
 /// plan.
 
-#include <simulator/frame.h>
 #include <simulator/training_plan.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <optional>
 #include <vector>
@@ -14,15 +14,15 @@ namespace Zephly::peripheral {
 class LinkLosses {
  public:
   /// At each of `times` for `absence`, and those of `plan`.
-  LinkLosses(std::vector<simulator::StrapTime> times, simulator::StrapTime absence,
+  LinkLosses(std::vector<StrapTime> times, StrapTime absence,
              simulator::TrainingPlan plan);
 
   /// The first one later than `after`; of several at that time the one with the longest absence.
-  std::optional<simulator::LinkLoss> next(simulator::StrapTime after) const;
+  std::optional<simulator::LinkLoss> next(StrapTime after) const;
 
  private:
-  std::vector<simulator::StrapTime> times_;  ///< in order
-  simulator::StrapTime absence_;
+  std::vector<StrapTime> times_;  ///< in order
+  StrapTime absence_;
   simulator::TrainingPlan plan_;
 };
 

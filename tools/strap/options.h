@@ -3,8 +3,8 @@
 /// The options of `zephly strap`.
 
 #include <hosts/bluez/bluetooth.h>
-#include <simulator/frame.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <chrono>
 #include <cstddef>
@@ -31,12 +31,12 @@ struct Options {
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
   bool training = false;                ///< the wearer trains; otherwise is at rest
-  std::vector<simulator::StrapTime> lossTimes;
-  std::optional<simulator::StrapTime> absence;  ///< after each of lossTimes
-  std::optional<simulator::StrapTime> duration;
+  std::vector<StrapTime> lossTimes;
+  std::optional<StrapTime> absence;  ///< after each of lossTimes
+  std::optional<StrapTime> duration;
   bool frames = false;  ///< prints every frame
 
-  static constexpr simulator::StrapTime usualAbsence = std::chrono::seconds(1);
+  static constexpr StrapTime usualAbsence = std::chrono::seconds(1);
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.

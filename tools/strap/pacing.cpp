@@ -6,7 +6,7 @@
 namespace Zephly::peripheral {
 
 Pacing::Turn Pacing::turn(Time now) {
-  const simulator::StrapTime present = strapTime(now);
+  const StrapTime present = strapTime(now);
   const auto oldest = transmitter_.nextFrameTime();
   if (oldest && present - *oldest > longestDelay) skipUntil_ = present;
   if (skipUntil_) {

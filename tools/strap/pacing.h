@@ -11,8 +11,8 @@
 /// together; when they are later than longestDelay (the machine was busy or the process was
 /// stopped), they are dropped, and the strap continues with the current ones.
 
-#include <simulator/frame.h>
 #include <simulator/transmitter.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <chrono>
 #include <cstdint>
@@ -41,12 +41,12 @@ class Pacing {
 
   /// Sends everything up to `now`.
   Turn turn(Time now);
-  simulator::StrapTime strapTime(Time now) const { return now - start_; }
+  StrapTime strapTime(Time now) const { return now - start_; }
 
  private:
   simulator::Transmitter& transmitter_;
   Time start_;
-  std::optional<simulator::StrapTime> skipUntil_;  ///< while frames are being dropped
+  std::optional<StrapTime> skipUntil_;  ///< while frames are being dropped
   std::uint64_t skipped_ = 0;
 };
 

@@ -39,9 +39,7 @@ Presence::Presence(main_queue::MainQueue& queue, PresenceOptions options,
       retry_(queue, options_.bluetooth.timing),
       daemon_(queue, options_.bluetooth.busAddress, options_.bluetooth.timing, *this) {}
 
-bool Presence::isSubscribed(simulator::Stream stream) const {
-  return gatt_ && gatt_->isSubscribed(stream);
-}
+bool Presence::isSubscribed(Stream stream) const { return gatt_ && gatt_->isSubscribed(stream); }
 
 bool Presence::carry(simulator::Frame frame) {
   if (!gatt_ || away_ || left_) return false;
@@ -172,7 +170,7 @@ bool Presence::openBus() {
     bus_ = bluez::Bus::open(queue_, options_.bluetooth.busAddress);
     bus_->onLost([this] { busLost(); });
     gatt_ = std::make_unique<GattApplication>(queue_, *bus_,
-                                              [this](simulator::Stream stream, bool subscribed) {
+                                              [this](Stream stream, bool subscribed) {
                                                 listener_.onSubscription(stream, subscribed);
                                               });
     advert_ = std::make_unique<Advertisement>(queue_, *bus_, options_.name, [this] {

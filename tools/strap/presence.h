@@ -22,6 +22,7 @@
 #include <tools/strap/advertisement.h>
 #include <tools/strap/centrals.h>
 #include <tools/strap/gatt_application.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 #include <cstdint>
@@ -45,7 +46,7 @@ class PresenceListener {
 
   /// One line for people: a change of state or an error.
   virtual void onMessage(std::string_view line) = 0;
-  virtual void onSubscription(simulator::Stream stream, bool subscribed) = 0;
+  virtual void onSubscription(Stream stream, bool subscribed) = 0;
   virtual void onCentral(const std::string& name, bool connected) = 0;
   /// There has been no D-Bus bus since the start. Presence keeps trying; a program ends.
   virtual void onFatal(const std::string& reason) = 0;
@@ -63,7 +64,7 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   Presence(const Presence&) = delete;
   Presence& operator=(const Presence&) = delete;
 
-  bool isSubscribed(simulator::Stream stream) const override;
+  bool isSubscribed(Stream stream) const override;
   /// False while the strap is away.
   bool carry(simulator::Frame frame) override;
 

@@ -20,7 +20,7 @@ std::string fixedSeconds(std::chrono::nanoseconds time, std::size_t digits) {
 
 FrameCounts framesSent(const simulator::Transmitter& transmitter) {
   FrameCounts counts{};
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     counts.at(static_cast<std::size_t>(stream)) = transmitter.counts(stream).framesSent;
   }
   return counts;
@@ -28,9 +28,9 @@ FrameCounts framesSent(const simulator::Transmitter& transmitter) {
 
 std::string countsText(const FrameCounts& counts) {
   std::string text;
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     if (!text.empty()) text += ", ";
-    text += simulator::streamName(stream);
+    text += streamInfo(stream).name;
     text += " " + std::to_string(counts.at(static_cast<std::size_t>(stream)));
   }
   return text;
@@ -40,7 +40,7 @@ std::string frameText(std::chrono::nanoseconds time, const simulator::Frame& fra
   constexpr std::size_t microseconds = 6;
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text = fixedSeconds(time, microseconds) + " sent ";
-  text += simulator::streamName(frame.stream);
+  text += streamInfo(frame.stream).name;
   text += ' ';
   for (const std::uint8_t byte : frame.bytes) {
     text += digits[byte >> 4U];

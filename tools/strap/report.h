@@ -4,6 +4,7 @@
 
 #include <simulator/frame.h>
 #include <simulator/transmitter.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <chrono>
@@ -12,12 +13,12 @@
 
 namespace Zephly::peripheral {
 
-/// Frames by stream, in the order of simulator::allStreams.
-using FrameCounts = std::array<std::uint64_t, simulator::allStreams.size()>;
+/// Frames by stream, in the order of allStreams.
+using FrameCounts = std::array<std::uint64_t, allStreams.size()>;
 
 FrameCounts framesSent(const simulator::Transmitter& transmitter);
 
-/// "temperature 1, ecg 83, battery 0, respiration 83, motion 30"
+/// "temperature 1, ecg 83, ...", in the order of the table.
 std::string countsText(const FrameCounts& counts);
 
 /// "12.003456 sent ecg 00FF..."; `time` is of a monotonic clock.

@@ -10,6 +10,7 @@
 #include <tools/strap/pacing.h>
 #include <tools/strap/presence.h>
 #include <tools/strap/report.h>
+#include <zephly/protocol/streams.h>
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
@@ -78,9 +79,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   }
 
  private:
-  bool isSubscribed(simulator::Stream stream) const override {
-    return presence_.isSubscribed(stream);
-  }
+  bool isSubscribed(Stream stream) const override { return presence_.isSubscribed(stream); }
 
   bool carry(simulator::Frame frame) override {
     std::string line;
@@ -95,9 +94,9 @@ class Program final : private PresenceListener, private simulator::Carrier {
     flush();
   }
 
-  void onSubscription(simulator::Stream stream, bool subscribed) override {
+  void onSubscription(Stream stream, bool subscribed) override {
     onMessage((subscribed ? "subscribed " : "unsubscribed ") +
-              std::string(simulator::streamName(stream)));
+              std::string(streamInfo(stream).name));
     if (transmitter_.subscriptionsChanged(now())) turn();
   }
 
@@ -111,7 +110,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
     queue_.stop();
   }
 
-  simulator::StrapTime now() const { return pacing_.strapTime(Clock::now()); }
+  StrapTime now() const { return pacing_.strapTime(Clock::now()); }
 
   void turn() {
     const Pacing::Turn turn = pacing_.turn(Clock::now());
@@ -128,7 +127,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   }
 
   // Losses that are more than a second overdue are skipped.
-  void planLoss(simulator::StrapTime after) {
+  void planLoss(StrapTime after) {
     const auto loss = losses_.next(after);
     if (!loss) return;
     lossTimer_ = queue_.after(loss->time - now(), [this, loss = *loss] {
@@ -137,7 +136,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
     });
   }
 
-  void loseLink(simulator::StrapTime absence) {
+  void loseLink(StrapTime absence) {
     onMessage("link loss, away for " + secondsText(absence) + " s");
     ++lossCount_;
     presence_.loseLink(absence);
@@ -156,9 +155,8 @@ class Program final : private PresenceListener, private simulator::Carrier {
     std::transform(counts.begin(), counts.end(), reportedCounts_.begin(), news.begin(),
                    std::minus<>());
     reportedCounts_ = counts;
-    const bool subscribed =
-        std::any_of(simulator::allStreams.begin(), simulator::allStreams.end(),
-                    [this](simulator::Stream stream) { return isSubscribed(stream); });
+    const bool subscribed = std::any_of(allStreams.begin(), allStreams.end(),
+                                        [this](Stream stream) { return isSubscribed(stream); });
     if (subscribed || news != FrameCounts{}) onMessage("sent " + countsText(news));
   }
 
@@ -175,7 +173,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   int finish() {
     onMessage("end after " + secondsText(now()) + " s: sent " +
               countsText(framesSent(transmitter_)) + "; unheard " +
-              std::to_string(transmitter_.totals().framesUnheard) + ", skipped " +
+              std::to_string(transmitter_.totals().framesUnsubscribed) + ", skipped " +
               std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
               ", link losses " + std::to_string(lossCount_));
     output_.finish(1s);

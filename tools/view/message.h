@@ -7,7 +7,7 @@
 ///
 /// docs/view-protocol.md describes the bytes.
 
-#include <simulator/rates.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <cstddef>
@@ -25,20 +25,28 @@ enum class Trace : std::uint8_t { ecg, filteredEcg, respiration, motion };
 inline constexpr std::array<Trace, 4> allTraces = {Trace::ecg, Trace::filteredEcg,
                                                    Trace::respiration, Trace::motion};
 
-/// The curve's name in the protocol.
-constexpr std::string_view traceName(Trace trace) {
-  constexpr std::array<std::string_view, allTraces.size()> names = {"ecg", "filteredEcg",
-                                                                    "respiration", "motion"};
-  return names[static_cast<std::size_t>(trace)];
+/// What a curve shows, in the order of the enumeration.
+struct TraceInfo {
+  std::string_view name;        ///< in the protocol
+  Stream stream;                ///< that it is computed from, sample by sample
+  std::size_t valuesPerSample;  ///< of motion the high-passed velocity and the displacement
+};
+
+inline constexpr std::array<TraceInfo, 4> traceTable = {{{"ecg", Stream::ecg, 1},
+                                                         {"filteredEcg", Stream::ecg, 1},
+                                                         {"respiration", Stream::respiration, 1},
+                                                         {"motion", Stream::motion, 2}}};
+
+constexpr const TraceInfo& traceInfo(Trace trace) {
+  return traceTable[static_cast<std::size_t>(trace)];
 }
+
+constexpr std::string_view traceName(Trace trace) { return traceInfo(trace).name; }
 
 /// Samples per second.
-constexpr int traceRate(Trace trace) {
-  return trace == Trace::motion ? simulator::motionRate : simulator::waveformRate;
-}
+constexpr int traceRate(Trace trace) { return streamInfo(traceInfo(trace).stream).rate; }
 
-/// Values in one sample: 1, or for motion 2, the high-passed acceleration and the displacement.
-constexpr std::size_t valuesPerSample(Trace trace) { return trace == Trace::motion ? 2 : 1; }
+constexpr std::size_t valuesPerSample(Trace trace) { return traceInfo(trace).valuesPerSample; }
 
 /// One message; cheap to copy.
 struct Message {

@@ -1,5 +1,7 @@
 #include <tools/view/message_feed.h>
 
+#include <zephly/protocol/strap_time.h>
+
 #include <utility>
 #include <variant>
 
@@ -19,40 +21,40 @@ void MessageFeed::take(const watch::Event& event) {
   send_(events_.back());
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::Connected& /*connected*/) {
+void MessageFeed::note(StrapTime time, const watch::Connected& /*connected*/) {
   interrupt();
   sendState(time);
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::Disconnected& /*disconnected*/) {
+void MessageFeed::note(StrapTime time, const watch::Disconnected& /*disconnected*/) {
   interrupt();
   sendState(time);
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::LeadOff& /*leadOff*/) {
+void MessageFeed::note(StrapTime time, const watch::LeadOff& /*leadOff*/) {
   sendState(time);
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::Temperature& temperature) {
+void MessageFeed::note(StrapTime time, const watch::Temperature& temperature) {
   const float body = processor_->signalProcessor()->processBodyTemperature(temperature.object,
                                                                            temperature.ambient);
   temperature_ = TemperatureReading{temperature.object, temperature.ambient, body, time};
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::EcgSample& sample) {
+void MessageFeed::note(StrapTime time, const watch::EcgSample& sample) {
   append(Trace::ecg, time, std::array{sample.value});
   append(Trace::filteredEcg, time, std::array{processor_->processECG(sample.value)});
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::RespirationSample& sample) {
+void MessageFeed::note(StrapTime time, const watch::RespirationSample& sample) {
   append(Trace::respiration, time, std::array{sample.value});
 }
 
-void MessageFeed::note(simulator::StrapTime time, const watch::MotionSample& sample) {
+void MessageFeed::note(StrapTime time, const watch::MotionSample& sample) {
   append(Trace::motion, time, std::array{sample.highPassed, sample.displacement});
 }
 
-void MessageFeed::append(Trace trace, simulator::StrapTime time, std::span<const float> sample) {
+void MessageFeed::append(Trace trace, StrapTime time, std::span<const float> sample) {
   track(trace).append(time, sample);
   // At a high speed many samples arrive between two ticks.
   if (track(trace).pending() >= SampleTrack::largestBatch) sendSamples(time);
@@ -62,31 +64,31 @@ void MessageFeed::interrupt() {
   for (SampleTrack& track : tracks_) track.interrupt();
 }
 
-void MessageFeed::sendSamples(simulator::StrapTime now) {
+void MessageFeed::sendSamples(StrapTime now) {
   for (SampleTrack& track : tracks_) {
     for (const Message& message : track.take(now)) send_(message);
   }
 }
 
 // Samples from before the change are sent before it.
-void MessageFeed::sendState(simulator::StrapTime now) {
+void MessageFeed::sendState(StrapTime now) {
   sendSamples(now);
   send_(state(now));
 }
 
-Message MessageFeed::state(simulator::StrapTime now) const {
+Message MessageFeed::state(StrapTime now) const {
   return textMessage(Message::Kind::state, stateText({.model = model_,
                                                       .now = ended_.value_or(now),
                                                       .temperature = temperature_,
                                                       .ended = ended_.has_value()}));
 }
 
-void MessageFeed::tick(simulator::StrapTime now) {
+void MessageFeed::tick(StrapTime now) {
   sendSamples(ended_.value_or(now));
   if (++ticks_ % ticksPerState == 0) send_(state(now));
 }
 
-void MessageFeed::end(simulator::StrapTime now) {
+void MessageFeed::end(StrapTime now) {
   if (ended_) return;
   ended_ = now;
   sendState(now);

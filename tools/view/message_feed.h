@@ -16,6 +16,7 @@
 #include <tools/view/texts.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
+#include <zephly/protocol/strap_time.h>
 #include <zephly/session/signal_processor.h>
 
 #include <array>
@@ -46,9 +47,9 @@ class MessageFeed {
 
   void take(const watch::Event& event);
   /// Sends the samples since the last call. `now` is the session's time.
-  void tick(simulator::StrapTime now);
+  void tick(StrapTime now);
   /// The source has ended at `now`; sends the last samples and the state.
-  void end(simulator::StrapTime now);
+  void end(StrapTime now);
   bool ended() const { return ended_.has_value(); }
 
   /// The first messages for a new viewer: hello, the state, samples and events.
@@ -58,21 +59,21 @@ class MessageFeed {
 
  private:
   template <class What>
-  void note(simulator::StrapTime /*time*/, const What& /*what*/) {}
-  void note(simulator::StrapTime time, const watch::Connected& connected);
-  void note(simulator::StrapTime time, const watch::Disconnected& disconnected);
-  void note(simulator::StrapTime time, const watch::LeadOff& leadOff);
-  void note(simulator::StrapTime time, const watch::Temperature& temperature);
-  void note(simulator::StrapTime time, const watch::EcgSample& sample);
-  void note(simulator::StrapTime time, const watch::RespirationSample& sample);
-  void note(simulator::StrapTime time, const watch::MotionSample& sample);
+  void note(StrapTime /*time*/, const What& /*what*/) {}
+  void note(StrapTime time, const watch::Connected& connected);
+  void note(StrapTime time, const watch::Disconnected& disconnected);
+  void note(StrapTime time, const watch::LeadOff& leadOff);
+  void note(StrapTime time, const watch::Temperature& temperature);
+  void note(StrapTime time, const watch::EcgSample& sample);
+  void note(StrapTime time, const watch::RespirationSample& sample);
+  void note(StrapTime time, const watch::MotionSample& sample);
 
   SampleTrack& track(Trace trace) { return tracks_[static_cast<std::size_t>(trace)]; }
-  void append(Trace trace, simulator::StrapTime time, std::span<const float> sample);
+  void append(Trace trace, StrapTime time, std::span<const float> sample);
   void interrupt();
-  void sendSamples(simulator::StrapTime now);
-  void sendState(simulator::StrapTime now);
-  Message state(simulator::StrapTime now) const;
+  void sendSamples(StrapTime now);
+  void sendState(StrapTime now);
+  Message state(StrapTime now) const;
 
   Send send_;
   watch::SessionModel model_;
@@ -82,7 +83,7 @@ class MessageFeed {
       SampleTrack(Trace::motion)};
   std::optional<TemperatureReading> temperature_;
   std::deque<Message> events_;
-  std::optional<simulator::StrapTime> ended_;
+  std::optional<StrapTime> ended_;
   int ticks_ = 0;
 };
 

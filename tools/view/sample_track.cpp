@@ -4,7 +4,7 @@
 
 namespace Zephly::view {
 
-void SampleTrack::append(simulator::StrapTime arrival, std::span<const float> sample) {
+void SampleTrack::append(StrapTime arrival, std::span<const float> sample) {
   if (interrupted_) {
     // Times never decrease.
     dropAnchor(anchors_.empty() ? arrival : std::max(arrival, timeOf(anchors_.back(), end_)));
@@ -15,8 +15,8 @@ void SampleTrack::append(simulator::StrapTime arrival, std::span<const float> sa
   ++end_;
 }
 
-bool SampleTrack::axisIsWrong(simulator::StrapTime arrival) {
-  const simulator::StrapTime late = arrival - timeOf(anchors_.back(), end_);
+bool SampleTrack::axisIsWrong(StrapTime arrival) {
+  const StrapTime late = arrival - timeOf(anchors_.back(), end_);
   if (late <= tolerance) {
     lateSince_.reset();
     return late < -tolerance;
@@ -25,25 +25,25 @@ bool SampleTrack::axisIsWrong(simulator::StrapTime arrival) {
   return late > latestStalled || arrival - *lateSince_ >= longestStall;
 }
 
-simulator::StrapTime SampleTrack::timeOf(const Anchor& anchor, std::uint64_t index) const {
+StrapTime SampleTrack::timeOf(const Anchor& anchor, std::uint64_t index) const {
   return anchor.time +
-         simulator::sampleTime(static_cast<std::int64_t>(index - anchor.index), traceRate(trace_));
+         sampleTime(static_cast<std::int64_t>(index - anchor.index), traceRate(trace_));
 }
 
-void SampleTrack::dropAnchor(simulator::StrapTime time) {
+void SampleTrack::dropAnchor(StrapTime time) {
   interrupted_ = false;
   lateSince_.reset();
   anchors_.push_back({end_, time});
 }
 
-std::vector<Message> SampleTrack::take(simulator::StrapTime now) {
+std::vector<Message> SampleTrack::take(StrapTime now) {
   std::vector<Message> taken = messages(taken_, end_);
   taken_ = end_;
   forget(now - historyTime);
   return taken;
 }
 
-void SampleTrack::forget(simulator::StrapTime before) {
+void SampleTrack::forget(StrapTime before) {
   const std::uint64_t oldBegin = begin_;
   while (begin_ < taken_) {
     while (anchors_.size() > 1 && anchors_[1].index <= begin_) anchors_.pop_front();
@@ -64,8 +64,7 @@ std::vector<Message> SampleTrack::messages(std::uint64_t from, std::uint64_t to)
       const std::uint64_t count = std::min<std::uint64_t>(end - from, largestBatch);
       const auto first = values_.begin() + static_cast<std::ptrdiff_t>((from - begin_) * width);
       const std::vector<float> batch(first, first + static_cast<std::ptrdiff_t>(count * width));
-      result.push_back(
-          samplesMessage(trace_, from, simulator::seconds(timeOf(*anchor, from)), batch));
+      result.push_back(samplesMessage(trace_, from, seconds(timeOf(*anchor, from)), batch));
       from += count;
     }
   }

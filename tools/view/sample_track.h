@@ -17,8 +17,8 @@
 /// - More than a quarter of a second early: the strap's clock is faster than ours. The next sample
 ///   overlaps earlier ones in time.
 
-#include <simulator/frame.h>
 #include <tools/view/message.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <chrono>
 #include <cstddef>
@@ -45,7 +45,7 @@ class SampleTrack {
   explicit SampleTrack(Trace trace) : trace_(trace) {}
 
   /// One sample of valuesPerSample() numbers; arrivals never decrease.
-  void append(simulator::StrapTime arrival, std::span<const float> sample);
+  void append(StrapTime arrival, std::span<const float> sample);
   /// The link was lost: the next sample sets a new anchor.
   void interrupt() { interrupted_ = true; }
 
@@ -55,20 +55,20 @@ class SampleTrack {
   std::size_t pending() const { return static_cast<std::size_t>(end_ - taken_); }
 
   /// The samples since the last call, in order. Discards those older than historyTime before `now`.
-  std::vector<Message> take(simulator::StrapTime now);
+  std::vector<Message> take(StrapTime now);
   /// The samples that take() has returned and that are not too old.
   std::vector<Message> kept() const { return messages(begin_, taken_); }
 
  private:
   struct Anchor {
     std::uint64_t index;  // of the first sample placed from it
-    simulator::StrapTime time;
+    StrapTime time;
   };
 
-  bool axisIsWrong(simulator::StrapTime arrival);
-  simulator::StrapTime timeOf(const Anchor& anchor, std::uint64_t index) const;
-  void dropAnchor(simulator::StrapTime time);
-  void forget(simulator::StrapTime before);
+  bool axisIsWrong(StrapTime arrival);
+  StrapTime timeOf(const Anchor& anchor, std::uint64_t index) const;
+  void dropAnchor(StrapTime time);
+  void forget(StrapTime before);
   std::vector<Message> messages(std::uint64_t from, std::uint64_t to) const;
 
   Trace trace_;
@@ -78,7 +78,7 @@ class SampleTrack {
   std::uint64_t taken_ = 0;
   std::uint64_t end_ = 0;
   bool interrupted_ = true;
-  std::optional<simulator::StrapTime> lateSince_;
+  std::optional<StrapTime> lateSince_;
 };
 
 }  // namespace Zephly::view

@@ -1,12 +1,15 @@
 #include <tools/view/texts.h>
 
-#include <simulator/rates.h>
 #include <tools/view/sample_track.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <functional>
 #include <variant>
 
 namespace Zephly::view {
@@ -20,11 +23,7 @@ constexpr double ecgFullScale = 2.42;
 
 constexpr std::size_t shownLinkLosses = 20;
 
-using simulator::seconds;
-
-Json orNull(const std::optional<simulator::StrapTime>& time) {
-  return time ? Json(seconds(*time)) : Json();
-}
+Json orNull(const std::optional<StrapTime>& time) { return time ? Json(seconds(*time)) : Json(); }
 
 std::string dump(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -55,15 +54,27 @@ Json battery(const std::optional<BatteryStatus>& status) {
   return {{"soc", status->soc}, {"inCharge", status->inCharge}};
 }
 
-Json streams(const watch::SessionModel& model, simulator::StrapTime now) {
+Json streams(const watch::SessionModel& model, StrapTime now) {
   Json all = Json::object();
-  for (const simulator::Stream stream : simulator::allStreams) {
-    all[std::string(simulator::streamName(stream))] = {
+  for (const Stream stream : allStreams) {
+    all[std::string(streamInfo(stream).name)] = {
         {"received", model.received(stream)},
         {"perSecond", model.perSecond(stream, now)},
         {"longestGap", orNull(model.arrivals(stream).longestGap())}};
   }
   return all;
+}
+
+// The streams whose samples are counted, the fastest first.
+Json countedStreams() {
+  std::array<Stream, allStreams.size()> ordered = allStreams;
+  std::ranges::stable_sort(ordered, std::ranges::greater{},
+                           [](Stream stream) { return streamInfo(stream).rate; });
+  Json list = Json::array();
+  for (const Stream stream : ordered) {
+    list.push_back({{"name", streamInfo(stream).name}, {"title", streamInfo(stream).title}});
+  }
+  return list;
 }
 
 // The name of an event in the protocol, and its text if it has one.
@@ -84,11 +95,11 @@ struct EventNamer {
   }
   std::optional<EventName> operator()(const watch::Repetition& what) const {
     switch (what.exercise) {
-      case simulator::Exercise::pushUp:
+      case Exercise::pushUp:
         return EventName{"pushUp"};
-      case simulator::Exercise::sitUp:
+      case Exercise::sitUp:
         return EventName{"sitUp"};
-      case simulator::Exercise::jump:
+      case Exercise::jump:
         break;
     }
     return EventName{"jump"};
@@ -108,11 +119,16 @@ struct EventNamer {
 }  // namespace
 
 std::string helloText(const Greeting& greeting) {
-  const Json streams = {
-      {"ecg", {{"rate", simulator::waveformRate}, {"low", -ecgFullScale}, {"high", ecgFullScale}}},
-      {"filteredEcg", {{"rate", simulator::waveformRate}, {"low", 0}, {"high", 1}}},
-      {"respiration", {{"rate", simulator::waveformRate}, {"low", 0}, {"high", 1}}},
-      {"motion", {{"rate", simulator::motionRate}}}};
+  Json traces = Json::object();
+  for (const Trace trace : allTraces) {
+    Json& description = traces[std::string(traceName(trace))];
+    description["rate"] = traceRate(trace);
+    if (trace == Trace::ecg) {
+      description.update({{"low", -ecgFullScale}, {"high", ecgFullScale}});
+    } else if (trace != Trace::motion) {  // normalised by the engine
+      description.update({{"low", 0}, {"high", 1}});
+    }
+  }
   return dump({{"type", "hello"},
                {"protocol", protocolVersion},
                {"program", greeting.program},
@@ -121,13 +137,14 @@ std::string helloText(const Greeting& greeting) {
                {"session", greeting.session},
                {"now", seconds(greeting.now)},
                {"historySeconds", SampleTrack::historyTime.count()},
-               {"streams", streams}});
+               {"streams", traces},
+               {"counted", countedStreams()}});
 }
 
 std::string stateText(const State& state) {
   const watch::SessionModel& model = state.model;
   const auto off = model.leadOff();
-  const simulator::Repetitions& repetitions = model.repetitions();
+  const Repetitions& repetitions = model.repetitions();
   return dump({{"type", "state"},
                {"now", seconds(state.now)},
                {"connected", model.connected()},

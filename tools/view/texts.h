@@ -7,10 +7,10 @@
 /// docs/view-protocol.md describes them. Numbers that are not finite become null; invalid UTF-8 is
 /// replaced.
 
-#include <simulator/frame.h>
 #include <tools/view/message.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <array>
 #include <cstdint>
@@ -28,7 +28,7 @@ struct Greeting {
   std::string title = {};    ///< of the source
   std::string pace = {};     ///< of the source; empty: real time
   std::string session = {};  ///< different for every run of the program
-  simulator::StrapTime now{};
+  StrapTime now{};
 };
 
 /// The latest reading of the thermometers, in degrees Celsius.
@@ -36,13 +36,13 @@ struct TemperatureReading {
   float object;
   float ambient;
   float body;  ///< the engine's estimate from the other two
-  simulator::StrapTime time;
+  StrapTime time;
 };
 
 /// The contents of a state message.
 struct State {
   const watch::SessionModel& model;
-  simulator::StrapTime now;
+  StrapTime now;
   const std::optional<TemperatureReading>& temperature;
   bool ended;  ///< the source has ended, the state is final
 };

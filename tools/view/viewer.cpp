@@ -1,6 +1,7 @@
 #include <tools/view/viewer.h>
 
 #include <capture/text.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
@@ -129,7 +130,7 @@ void Viewer::drop() {
 
 void Viewer::leave() {
   if (shared().viewers.erase(this) == 0) return;
-  const auto stayed = std::chrono::duration_cast<simulator::StrapTime>(Clock::now() - connected_);
+  const auto stayed = std::chrono::duration_cast<StrapTime>(Clock::now() - connected_);
   std::string line = "Viewer " + std::to_string(number_) + " disconnected after " +
                      capture::clockText(stayed) + "; " + watching(shared().viewers.size());
   if (queue_.dropped() > 0) {

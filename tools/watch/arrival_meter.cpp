@@ -5,7 +5,7 @@
 
 namespace Zephly::watch {
 
-void ArrivalMeter::count(simulator::StrapTime time) {
+void ArrivalMeter::count(StrapTime time) {
   if (!run_) {
     run_ = Run{time, time, 0};
   } else {
@@ -15,7 +15,7 @@ void ArrivalMeter::count(simulator::StrapTime time) {
   ++run_->samples;
 }
 
-void ArrivalMeter::stop(simulator::StrapTime time) {
+void ArrivalMeter::stop(StrapTime time) {
   if (!run_) return;
   silentUntil(time);
   expected_ += time - run_->first;
@@ -23,8 +23,8 @@ void ArrivalMeter::stop(simulator::StrapTime time) {
   run_.reset();
 }
 
-void ArrivalMeter::silentUntil(simulator::StrapTime time) {
-  longestGap_ = std::max(longestGap_.value_or(simulator::StrapTime{}), time - run_->last);
+void ArrivalMeter::silentUntil(StrapTime time) {
+  longestGap_ = std::max(longestGap_.value_or(StrapTime{}), time - run_->last);
 }
 
 std::optional<double> ArrivalMeter::perSecond() const {

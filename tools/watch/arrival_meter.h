@@ -11,7 +11,7 @@
 ///   meter.longestGap();  // 2 s
 ///   meter.perSecond();   // 2 samples in 3 s
 
-#include <simulator/frame.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <cstdint>
 #include <optional>
@@ -21,28 +21,28 @@ namespace Zephly::watch {
 class ArrivalMeter {
  public:
   /// One sample; times never decrease.
-  void count(simulator::StrapTime time);
+  void count(StrapTime time);
   /// The link is gone, or the session has ended: nothing is expected until the next sample.
-  void stop(simulator::StrapTime time);
+  void stop(StrapTime time);
 
   /// Of what stop() has closed; empty before there is anything.
-  std::optional<simulator::StrapTime> longestGap() const { return longestGap_; }
+  std::optional<StrapTime> longestGap() const { return longestGap_; }
   /// The same; empty while no time has passed.
   std::optional<double> perSecond() const;
 
  private:
-  void silentUntil(simulator::StrapTime time);
+  void silentUntil(StrapTime time);
 
   struct Run {
-    simulator::StrapTime first;
-    simulator::StrapTime last;
+    StrapTime first;
+    StrapTime last;
     std::uint64_t samples;
   };
 
   std::optional<Run> run_;
-  std::optional<simulator::StrapTime> longestGap_;
-  simulator::StrapTime expected_{};  // how long samples were to come
-  std::uint64_t samples_ = 0;        // that came in this time
+  std::optional<StrapTime> longestGap_;
+  StrapTime expected_{};       // how long samples were to come
+  std::uint64_t samples_ = 0;  // that came in this time
 };
 
 }  // namespace Zephly::watch

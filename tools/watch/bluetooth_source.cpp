@@ -1,11 +1,13 @@
 #include <tools/watch/bluetooth_source.h>
 
+#include <zephly/protocol/strap_time.h>
+
 #include <utility>
 
 namespace Zephly::watch {
 
 BluetoothSource::BluetoothSource(main_queue::MainQueue& queue, bluez::Options options,
-                                 std::optional<simulator::StrapTime> duration,
+                                 std::optional<StrapTime> duration,
                                  std::function<void()> ended)
     : queue_(queue), adapter_(options.adapter), duration_(duration), ended_(std::move(ended)) {
   bluetooth_.emplace(queue, std::move(options));
@@ -20,7 +22,7 @@ void BluetoothSource::start() {
   if (duration_) end_ = queue_.after(*duration_, [this] { ended_(); });
 }
 
-simulator::StrapTime BluetoothSource::now() const {
+StrapTime BluetoothSource::now() const {
   if (!started_) return {};
   // The arrival of a notification is not known more exactly.
   return std::chrono::floor<std::chrono::microseconds>(Clock::now() - *started_);

@@ -9,6 +9,7 @@
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/watch/source.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <chrono>
 #include <functional>
@@ -22,12 +23,12 @@ class BluetoothSource final : public Source {
   /// `ended` is called once, on the queue, when `duration` is over, measured from start() in real
   /// time.
   BluetoothSource(main_queue::MainQueue& queue, bluez::Options options,
-                  std::optional<simulator::StrapTime> duration, std::function<void()> ended);
+                  std::optional<StrapTime> duration, std::function<void()> ended);
 
   std::string title() const override;
   std::string pace() const override { return {}; }
   void start() override;
-  simulator::StrapTime now() const override;
+  StrapTime now() const override;
   SourceReport finish() override;
 
  private:
@@ -35,7 +36,7 @@ class BluetoothSource final : public Source {
 
   main_queue::MainQueue& queue_;
   std::string adapter_;
-  std::optional<simulator::StrapTime> duration_;
+  std::optional<StrapTime> duration_;
   std::function<void()> ended_;
   std::optional<Clock::time_point> started_;
   main_queue::Timer end_;

@@ -1,12 +1,13 @@
 #pragma once
 /// @file
-/// What a session reports while it is watched: one value per callback or diagnostic line of the
-/// kit, and per line of the host that it runs on.
+/// What a session reports: one value per callback or observed fact of the kit, and per line of the
+/// host that it runs on.
 
-#include <simulator/frame.h>
-#include <simulator/training_plan.h>
+#include <zephly/motion/exercise.h>
 #include <zephly/protocol/battery_status.h>
+#include <zephly/protocol/strap_time.h>
 
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -34,9 +35,9 @@ struct RespirationSample {
   float value;  ///< 0..1
 };
 struct Repetition {
-  simulator::Exercise exercise;
+  Exercise exercise;
 };
-/// A motion sample, as the trace line of the exercise detector shows it.
+/// A motion sample, as the exercise detector traces it.
 struct MotionSample {
   float highPassed;    ///< vertical velocity without its slow part, g s
   float displacement;  ///< the measure of vertical movement that decides on up and down
@@ -44,6 +45,8 @@ struct MotionSample {
 /// Any other line of the kit.
 struct Diagnostic {
   std::string text;
+  /// Of the line about a lost link: why it was lost.
+  std::optional<std::string> linkLossReason = std::nullopt;
 };
 /// What the host says about itself, for people: what is missing, and when nothing is.
 struct HostLine {
@@ -51,7 +54,7 @@ struct HostLine {
 };
 
 struct Event {
-  simulator::StrapTime time;  ///< since the session began
+  StrapTime time;  ///< since the session began
   std::variant<Connected, Disconnected, LeadOff, Temperature, Battery, EcgSample, RespirationSample,
                Repetition, MotionSample, Diagnostic, HostLine>
       what;

@@ -13,7 +13,7 @@ constexpr std::chrono::seconds noticeable{1};
 
 }  // namespace
 
-std::string paceText(double speed, simulator::StrapTime behind) {
+std::string paceText(double speed, StrapTime behind) {
   std::ostringstream text;
   text.imbue(std::locale::classic());
   if (speed != 1) text << "speed " << speed;

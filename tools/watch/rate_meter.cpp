@@ -4,7 +4,7 @@
 
 namespace Zephly::watch {
 
-void RateMeter::count(simulator::StrapTime time) {
+void RateMeter::count(StrapTime time) {
   const std::int64_t index = std::max(time / step, current_);
   const auto size = static_cast<std::int64_t>(counts_.size());
   for (std::int64_t skipped = std::max(current_ + 1, index - size + 1); skipped <= index;
@@ -15,7 +15,7 @@ void RateMeter::count(simulator::StrapTime time) {
   ++counts_[static_cast<std::size_t>(index % size)];
 }
 
-double RateMeter::perSecond(simulator::StrapTime now) const {
+double RateMeter::perSecond(StrapTime now) const {
   const std::int64_t end = now / step;  // the step that is still going on
   const auto size = static_cast<std::int64_t>(counts_.size());
   std::uint64_t total = 0;

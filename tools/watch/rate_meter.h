@@ -2,7 +2,7 @@
 /// @file
 /// How many things happened per second lately.
 
-#include <simulator/frame.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <array>
 #include <chrono>
@@ -18,9 +18,9 @@ class RateMeter {
   static constexpr std::chrono::milliseconds step{100};
 
   /// Times never decrease.
-  void count(simulator::StrapTime time);
+  void count(StrapTime time);
   /// Over the last complete steps of the window.
-  double perSecond(simulator::StrapTime now) const;
+  double perSecond(StrapTime now) const;
 
  private:
   static constexpr std::size_t steps = window / step;

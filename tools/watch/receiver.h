@@ -1,13 +1,15 @@
 #pragma once
 /// @file
-/// The watching end of the kit: turns every callback and every diagnostic line into an Event.
+/// The watching end of the kit: turns every callback and every observed fact into an Event.
 ///
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });
 ///   auto session = ::Zephly::Zephly::init(receiver);
 ///   session->startWorkoutDetection(receiver);
-///   DiagnosticsCatcher catcher([&](std::string_view line) { receiver->diagnosticLine(line); });
+///   const Observation observation(*receiver);
 
 #include <tools/watch/event.h>
+#include <zephly/platform/observer.h>
+#include <zephly/protocol/strap_time.h>
 #include <zephly/session/workout_delegate.h>
 #include <zephly/session/zephly_delegate.h>
 
@@ -17,20 +19,17 @@
 
 namespace Zephly::watch {
 
-class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
+class Receiver final : public ZephlyDelegate, public WorkoutDelegate, public Observer {
  public:
-  using Clock = std::function<simulator::StrapTime()>;
+  using Clock = std::function<StrapTime()>;
   using Listener = std::function<void(const Event&)>;
 
-  /// `clock` tells the time that events are stamped with.
+  /// `clock` gives the time stamps of events.
   Receiver(Clock clock, Listener listener);
 
   /// Events later than `end` are dropped.
-  void endAt(simulator::StrapTime end) { end_ = end; }
+  void endAt(StrapTime end) { end_ = end; }
 
-  /// One line without its end. The trace lines of the exercise detector ("0.25, -0.01") become
-  /// motion samples.
-  void diagnosticLine(std::string_view line);
   /// One line of the host about itself, without its end.
   void hostLine(std::string_view line);
 
@@ -47,16 +46,21 @@ class Receiver final : public ZephlyDelegate, public WorkoutDelegate {
   void didDetectSitUp() override;
   void didDetectJump() override;
 
+  void didTraceMotion(const MotionTrace& fact) override;
+  void didFailToConnect(const ConnectionFailure& fact) override;
+  void didLoseLink(const LinkLoss& fact) override;
+  void didFailToDiscover(const DiscoveryFailure& fact) override;
+  void didFindCharacteristic(const CharacteristicFound& fact) override;
+  void didFailToSubscribe(const SubscriptionFailure& fact) override;
+  void didFailToRead(const ReadFailure& fact) override;
+
  private:
   template <class What>
-  void tell(What&& what);
+  void emit(What&& what);
 
   Clock clock_;
   Listener listener_;
-  std::optional<simulator::StrapTime> end_;
+  std::optional<StrapTime> end_;
 };
-
-/// The two numbers of a trace line; empty for any other line.
-std::optional<MotionSample> parseTraceLine(std::string_view line);
 
 }  // namespace Zephly::watch

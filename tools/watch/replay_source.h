@@ -19,6 +19,7 @@
 #include <hosts/simulated/pacer.h>
 #include <hosts/simulated/scheduler.h>
 #include <tools/watch/source.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <filesystem>
 #include <functional>
@@ -31,7 +32,7 @@ struct ReplayOptions {
   std::filesystem::path file;
   /// Recorded time over wall time, > 0, finite; empty: as fast as the machine goes.
   std::optional<double> speed = 1;
-  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< of recorded time
+  std::optional<StrapTime> duration = std::nullopt;  ///< of recorded time
 };
 
 class ReplaySource final : public Source {
@@ -45,7 +46,7 @@ class ReplaySource final : public Source {
 
   void start() override;
   /// Recorded time: that of the record which is being told.
-  simulator::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
+  StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   SourceReport finish() override;
 
@@ -62,7 +63,7 @@ class ReplaySource final : public Source {
   replay::ReplayHost host_;
   simulated::Scheduler scheduler_;
   std::optional<simulated::Pacer> pacer_;
-  std::optional<simulator::StrapTime> over_;  // when it ended
+  std::optional<StrapTime> over_;  // when it ended
   SourceReport report_;
 };
 

@@ -1,6 +1,6 @@
 #include <tools/watch/session_model.h>
-
-#include <simulator/rates.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 #include <variant>
@@ -9,11 +9,13 @@ namespace Zephly::watch {
 
 namespace {
 
-constexpr std::size_t waveformSamples =
-    SessionModel::waveformSeconds * static_cast<std::size_t>(simulator::waveformRate);
+constexpr int waveformRate = streamInfo(Stream::ecg).rate;  // respiration has the same
 
-std::uint64_t waveformSamplesIn(simulator::StrapTime duration) {
-  return static_cast<std::uint64_t>(duration / simulator::sampleTime(1, simulator::waveformRate));
+constexpr std::size_t waveformSamples =
+    SessionModel::waveformSeconds * static_cast<std::size_t>(waveformRate);
+
+std::uint64_t waveformSamplesIn(StrapTime duration) {
+  return static_cast<std::uint64_t>(duration / sampleTime(1, waveformRate));
 }
 
 }  // namespace
@@ -24,25 +26,21 @@ void SessionModel::take(const Event& event) {
   std::visit([&](const auto& what) { note(event.time, what); }, event.what);
 }
 
-std::uint64_t SessionModel::received(simulator::Stream stream) const {
-  return received_[static_cast<std::size_t>(stream)];
+std::uint64_t SessionModel::received(Stream stream) const { return received_[stream]; }
+
+double SessionModel::perSecond(Stream stream, StrapTime now) const {
+  return rates_[stream].perSecond(now);
 }
 
-double SessionModel::perSecond(simulator::Stream stream, simulator::StrapTime now) const {
-  return rates_[static_cast<std::size_t>(stream)].perSecond(now);
+const ArrivalMeter& SessionModel::arrivals(Stream stream) const { return arrivals_[stream]; }
+
+void SessionModel::count(Stream stream, StrapTime time) {
+  ++received_[stream];
+  rates_[stream].count(time);
+  arrivals_[stream].count(time);
 }
 
-const ArrivalMeter& SessionModel::arrivals(simulator::Stream stream) const {
-  return arrivals_[static_cast<std::size_t>(stream)];
-}
-
-void SessionModel::count(simulator::Stream stream, simulator::StrapTime time) {
-  ++received_[static_cast<std::size_t>(stream)];
-  rates_[static_cast<std::size_t>(stream)].count(time);
-  arrivals_[static_cast<std::size_t>(stream)].count(time);
-}
-
-void SessionModel::note(simulator::StrapTime time, const Connected& /*connected*/) {
+void SessionModel::note(StrapTime time, const Connected& /*connected*/) {
   // The waveforms show how long nothing came.
   if (connections_ > 0 && linkChanged_) {
     const std::uint64_t gap = waveformSamplesIn(time - *linkChanged_);
@@ -55,7 +53,7 @@ void SessionModel::note(simulator::StrapTime time, const Connected& /*connected*
   ++connections_;
 }
 
-void SessionModel::note(simulator::StrapTime time, const Disconnected& /*disconnected*/) {
+void SessionModel::note(StrapTime time, const Disconnected& /*disconnected*/) {
   connected_ = false;
   linkChanged_ = time;
   ++disconnections_;
@@ -64,61 +62,58 @@ void SessionModel::note(simulator::StrapTime time, const Disconnected& /*disconn
   for (ArrivalMeter& meter : arrivals_) meter.stop(time);
 }
 
-void SessionModel::note(simulator::StrapTime /*time*/, const LeadOff& leadOff) {
+void SessionModel::note(StrapTime /*time*/, const LeadOff& leadOff) {
   leadOff_ = leadOff.off;
   ++leadOffReports_;
   (leadOff.off ? seenElectrodesOff_ : seenElectrodesOn_) = true;
 }
 
-void SessionModel::note(simulator::StrapTime time, const Temperature& temperature) {
+void SessionModel::note(StrapTime time, const Temperature& temperature) {
   temperature_ = temperature;
-  count(simulator::Stream::temperature, time);
+  count(Stream::temperature, time);
 }
 
-void SessionModel::note(simulator::StrapTime time, const Battery& battery) {
+void SessionModel::note(StrapTime time, const Battery& battery) {
   battery_ = battery.status;
-  count(simulator::Stream::battery, time);
+  count(Stream::battery, time);
 }
 
-void SessionModel::note(simulator::StrapTime time, const EcgSample& sample) {
+void SessionModel::note(StrapTime time, const EcgSample& sample) {
   ecg_.append(sample.value);
-  count(simulator::Stream::ecg, time);
+  count(Stream::ecg, time);
 }
 
-void SessionModel::note(simulator::StrapTime time, const RespirationSample& sample) {
+void SessionModel::note(StrapTime time, const RespirationSample& sample) {
   respiration_.append(sample.value);
-  count(simulator::Stream::respiration, time);
+  count(Stream::respiration, time);
 }
 
-void SessionModel::note(simulator::StrapTime /*time*/, const Repetition& repetition) {
+void SessionModel::note(StrapTime /*time*/, const Repetition& repetition) {
   ++repetitions_.of(repetition.exercise);
 }
 
-void SessionModel::note(simulator::StrapTime time, const MotionSample& /*sample*/) {
-  count(simulator::Stream::motion, time);
+void SessionModel::note(StrapTime time, const MotionSample& /*sample*/) {
+  count(Stream::motion, time);
 }
 
-void SessionModel::note(simulator::StrapTime time, const Diagnostic& diagnostic) {
+void SessionModel::note(StrapTime time, const Diagnostic& diagnostic) {
   keep(time, diagnostic.text);
-  explainLinkLoss(diagnostic.text);
+  explainLinkLoss(diagnostic.linkLossReason);
 }
 
-void SessionModel::note(simulator::StrapTime time, const HostLine& line) {
+void SessionModel::note(StrapTime time, const HostLine& line) {
   keep(time, line.text);
   hostLine_ = line.text;
 }
 
-void SessionModel::keep(simulator::StrapTime time, const std::string& text) {
+void SessionModel::keep(StrapTime time, const std::string& text) {
   diagnostics_.push_back({time, text});
   if (diagnostics_.size() > keptDiagnostics) diagnostics_.pop_front();
 }
 
-// The kit writes the reason right after it has told the loss.
-void SessionModel::explainLinkLoss(std::string_view diagnostic) {
-  constexpr std::string_view beginning = "didDisconnectPeripheral: ";
-  if (connected_ || linkLosses_.empty() || linkLosses_.back().reason) return;
-  if (diagnostic.substr(0, beginning.size()) != beginning) return;
-  linkLosses_.back().reason = diagnostic.substr(beginning.size());
+// The kit reports the reason right after the loss.
+void SessionModel::explainLinkLoss(const std::optional<std::string>& reason) {
+  if (reason && !connected_ && !linkLosses_.empty()) linkLosses_.back().reason = reason;
 }
 
 std::vector<std::string> SessionModel::neverArrived() const {
@@ -130,12 +125,12 @@ std::vector<std::string> SessionModel::neverArrived() const {
   require(disconnections_ > 0, "disconnect");
   require(seenElectrodesOff_, "electrodes off the skin");
   require(seenElectrodesOn_, "electrodes on the skin");
-  require(received(simulator::Stream::temperature) > 0, "temperature");
-  require(received(simulator::Stream::battery) > 0, "battery");
-  require(received(simulator::Stream::ecg) > 0, "ECG");
-  require(received(simulator::Stream::respiration) > 0, "respiration");
-  for (const simulator::Exercise exercise : simulator::allExercises) {
-    if (repetitions_.of(exercise) == 0) names.emplace_back(simulator::exerciseName(exercise));
+  for (const Stream stream : subscriptionOrder) {
+    const StreamInfo& info = streamInfo(stream);
+    if (info.delivered && received(stream) == 0) names.push_back(std::string(info.title));
+  }
+  for (const Exercise exercise : allExercises) {
+    if (repetitions_.of(exercise) == 0) names.push_back(std::string(exerciseName(exercise)));
   }
   return names;
 }

@@ -13,13 +13,14 @@
 #include <tools/watch/event.h>
 #include <tools/watch/rate_meter.h>
 #include <tools/watch/sample_window.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Zephly::watch {
@@ -31,14 +32,14 @@ class SessionModel {
   static constexpr std::size_t keptLinkLosses = 100;
 
   struct DiagnosticLine {
-    simulator::StrapTime time;
+    StrapTime time;
     std::string text;
   };
 
   struct LinkLoss {
-    simulator::StrapTime time;
+    StrapTime time;
     std::optional<std::string> reason;  ///< the kit's text; empty when there was no error
-    std::optional<simulator::StrapTime> recovery;  ///< until the next connection; empty: none yet
+    std::optional<StrapTime> recovery;  ///< until the next connection; empty: none yet
   };
 
   SessionModel();
@@ -47,7 +48,7 @@ class SessionModel {
 
   bool connected() const { return connected_; }
   /// When the link came or went last; empty before the first connection.
-  std::optional<simulator::StrapTime> linkChanged() const { return linkChanged_; }
+  std::optional<StrapTime> linkChanged() const { return linkChanged_; }
   std::uint64_t connections() const { return connections_; }
   std::uint64_t disconnections() const { return disconnections_; }
   /// Connections after the first.
@@ -63,14 +64,14 @@ class SessionModel {
 
   const std::optional<Temperature>& temperature() const { return temperature_; }
   const std::optional<BatteryStatus>& battery() const { return battery_; }
-  const simulator::Repetitions& repetitions() const { return repetitions_; }
+  const Repetitions& repetitions() const { return repetitions_; }
 
-  /// ECG and respiration: samples; motion, temperature, battery: readings.
-  std::uint64_t received(simulator::Stream stream) const;
+  /// Samples.
+  std::uint64_t received(Stream stream) const;
   /// The same per second, averaged over RateMeter::window.
-  double perSecond(simulator::Stream stream, simulator::StrapTime now) const;
+  double perSecond(Stream stream, StrapTime now) const;
 
-  const ArrivalMeter& arrivals(simulator::Stream stream) const;
+  const ArrivalMeter& arrivals(Stream stream) const;
 
   const SampleWindow& ecg() const { return ecg_; }
   const SampleWindow& respiration() const { return respiration_; }
@@ -82,23 +83,23 @@ class SessionModel {
   std::vector<std::string> neverArrived() const;
 
  private:
-  void note(simulator::StrapTime time, const Connected& connected);
-  void note(simulator::StrapTime time, const Disconnected& disconnected);
-  void note(simulator::StrapTime time, const LeadOff& leadOff);
-  void note(simulator::StrapTime time, const Temperature& temperature);
-  void note(simulator::StrapTime time, const Battery& battery);
-  void note(simulator::StrapTime time, const EcgSample& sample);
-  void note(simulator::StrapTime time, const RespirationSample& sample);
-  void note(simulator::StrapTime time, const Repetition& repetition);
-  void note(simulator::StrapTime time, const MotionSample& sample);
-  void note(simulator::StrapTime time, const Diagnostic& diagnostic);
-  void note(simulator::StrapTime time, const HostLine& line);
-  void keep(simulator::StrapTime time, const std::string& text);
-  void explainLinkLoss(std::string_view diagnostic);
-  void count(simulator::Stream stream, simulator::StrapTime time);
+  void note(StrapTime time, const Connected& connected);
+  void note(StrapTime time, const Disconnected& disconnected);
+  void note(StrapTime time, const LeadOff& leadOff);
+  void note(StrapTime time, const Temperature& temperature);
+  void note(StrapTime time, const Battery& battery);
+  void note(StrapTime time, const EcgSample& sample);
+  void note(StrapTime time, const RespirationSample& sample);
+  void note(StrapTime time, const Repetition& repetition);
+  void note(StrapTime time, const MotionSample& sample);
+  void note(StrapTime time, const Diagnostic& diagnostic);
+  void note(StrapTime time, const HostLine& line);
+  void keep(StrapTime time, const std::string& text);
+  void explainLinkLoss(const std::optional<std::string>& reason);
+  void count(Stream stream, StrapTime time);
 
   bool connected_ = false;
-  std::optional<simulator::StrapTime> linkChanged_;
+  std::optional<StrapTime> linkChanged_;
   std::uint64_t connections_ = 0;
   std::uint64_t disconnections_ = 0;
   std::deque<LinkLoss> linkLosses_;
@@ -109,10 +110,10 @@ class SessionModel {
   bool seenElectrodesOn_ = false;
   std::optional<Temperature> temperature_;
   std::optional<BatteryStatus> battery_;
-  simulator::Repetitions repetitions_;
-  std::array<std::uint64_t, simulator::allStreams.size()> received_{};
-  std::array<RateMeter, simulator::allStreams.size()> rates_;
-  std::array<ArrivalMeter, simulator::allStreams.size()> arrivals_;
+  Repetitions repetitions_;
+  PerStream<std::uint64_t> received_{};
+  PerStream<RateMeter> rates_;
+  PerStream<ArrivalMeter> arrivals_;
   SampleWindow ecg_;
   SampleWindow respiration_;
   std::deque<DiagnosticLine> diagnostics_;

@@ -11,7 +11,7 @@ namespace Zephly::watch {
 
 SessionRunner::SessionRunner(std::string command, main_queue::MainQueue& queue,
                              const SourceOptions& options, SessionHandler& handler,
-                             std::chrono::milliseconds refreshInterval)
+                             std::chrono::milliseconds refreshInterval, std::streambuf* console)
     : command_(std::move(command)),
       queue_(queue),
       handler_(handler),
@@ -26,10 +26,7 @@ SessionRunner::SessionRunner(std::string command, main_queue::MainQueue& queue,
       receiver_(
           std::make_shared<Receiver>([this] { return source_->now(); },
                                      [this](const Event& event) { handler_.onEvent(event); })),
-      catcher_([this](std::string_view line) {
-        handler_.onDiagnosticLine(line);
-        receiver_->diagnosticLine(line);
-      }) {}
+      observation_(*receiver_, console) {}
 
 SessionRunner::~SessionRunner() = default;
 

@@ -14,15 +14,17 @@
 ///   };
 
 #include <hosts/main_queue/main_queue.h>
-#include <tools/watch/diagnostics_catcher.h>
 #include <tools/watch/event.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/source.h>
 #include <tools/watch/source_options.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,8 +42,6 @@ class SessionHandler {
 
   /// Everything that the session reports, in order.
   virtual void onEvent(const Event& event) = 0;
-  /// One line of the kit, without its end; the event for it follows.
-  virtual void onDiagnosticLine(std::string_view /*line*/) {}
   /// One line of the host for people, without its end; the event for it follows.
   virtual void onHostLine(std::string_view /*line*/) {}
   /// The session exists; the source starts after this.
@@ -65,16 +65,18 @@ class SessionHandler {
 class SessionRunner {
  public:
   /// `command` prefixes the messages of exitCode(). `handler` and `queue` must outlive it; what the
-  /// handler's functions use must be declared before it. Throws as makeSource() does.
+  /// handler's functions use must be declared before it. `console` receives the lines that the kit
+  /// writes on its console (null: they are not formatted). Throws as makeSource() does.
   SessionRunner(std::string command, main_queue::MainQueue& queue, const SourceOptions& options,
-                SessionHandler& handler, std::chrono::milliseconds refreshInterval);
+                SessionHandler& handler, std::chrono::milliseconds refreshInterval,
+                std::streambuf* console = nullptr);
   SessionRunner(const SessionRunner&) = delete;
   SessionRunner& operator=(const SessionRunner&) = delete;
   ~SessionRunner();
 
   const Source& source() const { return *source_; }
   /// Time since the start; constant after stopClock().
-  simulator::StrapTime now() const { return ended_.value_or(source_->now()); }
+  StrapTime now() const { return ended_.value_or(source_->now()); }
 
   /// Starts the session and runs the queue until end(). Once.
   void run();
@@ -96,14 +98,14 @@ class SessionRunner {
   main_queue::MainQueue& queue_;
   SessionHandler& handler_;
   std::chrono::milliseconds refreshInterval_;
-  std::optional<simulator::StrapTime> ended_;
+  std::optional<StrapTime> ended_;
   std::optional<SourceReport> report_;
   std::unique_ptr<Source> source_;
   std::shared_ptr<Receiver> receiver_;
   std::shared_ptr<::Zephly::Zephly> session_;
   main_queue::Timer refreshTimer_;
-  std::vector<main_queue::SignalWatch> endSignals_;
-  DiagnosticsCatcher catcher_;
+  main_queue::SignalWatch endSignals_;
+  Observation observation_;
 };
 
 }  // namespace Zephly::watch

@@ -2,6 +2,7 @@
 
 #include <tools/watch/pace.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 #include <string>
@@ -73,12 +74,12 @@ void SimulatedSource::stopSending() {
   report_.duration = now();
   StrapReport& report = report_.strap.emplace();
   report.repetitionsDone = strap_.repetitionsDone(now());
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     const simulated::StrapDevice::Counts& counts = device_->counts(stream);
-    StreamSent& sent = report.streams[static_cast<std::size_t>(stream)];
+    StreamSent& sent = report.streams[stream];
     sent.sent = counts.samplesSent;
     sent.unheard =
-        counts.framesUnheard * static_cast<std::uint64_t>(simulator::samplesPerFrame(stream));
+        counts.framesUnsubscribed * static_cast<std::uint64_t>(streamInfo(stream).samplesPerFrame);
     sent.recording = strap_.playback(stream);
   }
   device_.reset();

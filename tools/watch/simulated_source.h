@@ -19,6 +19,7 @@
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 #include <tools/watch/source.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <cstdint>
 #include <functional>
@@ -30,8 +31,8 @@ namespace Zephly::watch {
 
 struct SimulatedOptions {
   std::uint64_t seed = 1;
-  double speed = 1;                                             ///< > 0, finite
-  std::optional<simulator::StrapTime> duration = std::nullopt;  ///< of strap time
+  double speed = 1;                                  ///< > 0, finite
+  std::optional<StrapTime> duration = std::nullopt;  ///< of strap time
   std::shared_ptr<const simulator::Recording> recording =
       nullptr;                     ///< null: everything is modelled
   std::string recordingName = {};  ///< for people
@@ -49,7 +50,7 @@ class SimulatedSource final : public Source {
 
   void start() override;
   /// Strap time, which is the session's time too.
-  simulator::StrapTime now() const override { return over_.value_or(scheduler_.now()); }
+  StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did.
   SourceReport finish() override;
@@ -67,7 +68,7 @@ class SimulatedSource final : public Source {
   simulator::Strap strap_;
   std::optional<simulated::StrapDevice> device_;
   std::optional<simulated::Pacer> pacer_;
-  std::optional<simulator::StrapTime> over_;  // when it ended
+  std::optional<StrapTime> over_;  // when it ended
   SourceReport report_;
 };
 

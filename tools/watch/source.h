@@ -9,8 +9,8 @@
 ///   queue.run();
 ///   const SourceReport report = source->finish();
 
-#include <simulator/frame.h>
 #include <tools/watch/summary.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <string>
 
@@ -33,7 +33,7 @@ class Source {
   virtual void start() = 0;
   /// Time since start(). Stands still from the source's own end on, also where time goes on behind
   /// it.
-  virtual simulator::StrapTime now() const = 0;
+  virtual StrapTime now() const = 0;
   /// Ends what still goes on, and tells what is known of it. Once, and not from inside a callback
   /// of the session.
   virtual SourceReport finish() = 0;

@@ -10,8 +10,8 @@
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
-#include <simulator/frame.h>
 #include <tools/watch/source.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -33,7 +33,7 @@ struct SourceOptions {
   std::optional<double> speed;  ///< strap time or recorded time over wall time; empty: 1
   std::optional<std::filesystem::path> replay;   ///< a capture
   bool fast = false;                             ///< plays the capture as fast as possible
-  std::optional<simulator::StrapTime> duration;  ///< empty: until it is ended
+  std::optional<StrapTime> duration;  ///< empty: until it is ended
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
   bluez::Options bluetooth;             ///< of a real strap

@@ -13,8 +13,6 @@ namespace Zephly::watch {
 
 namespace {
 
-using simulator::seconds;
-
 // "1 change", "2 changes"
 std::string counted(std::uint64_t count, std::string_view thing) {
   return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
@@ -23,7 +21,7 @@ std::string counted(std::uint64_t count, std::string_view thing) {
 void writeStreams(std::ostream& text, const Summary& summary) {
   text << "  stream        delivered   per second   longest gap\n";
   for (const StreamSummary& stream : summary.streams) {
-    text << "  " << std::left << std::setw(11) << simulator::streamName(stream.stream) << std::right
+    text << "  " << std::left << std::setw(11) << streamInfo(stream.stream).name << std::right
          << std::setw(12) << stream.delivered;
     if (stream.perSecond) text << std::setw(13) << std::setprecision(1) << *stream.perSecond;
     if (stream.longestGap) {
@@ -36,7 +34,7 @@ void writeStreams(std::ostream& text, const Summary& summary) {
 void writeStreamsWithStrap(std::ostream& text, const Summary& summary) {
   text << "  stream             sent   delivered        lost     unheard\n";
   for (const StreamSummary& stream : summary.streams) {
-    text << "  " << std::left << std::setw(11) << simulator::streamName(stream.stream) << std::right
+    text << "  " << std::left << std::setw(11) << streamInfo(stream.stream).name << std::right
          << std::setw(12) << stream.strap->sent << std::setw(12) << stream.delivered
          << std::setw(12) << *stream.lost() << std::setw(12) << stream.strap->unheard << "\n";
   }
@@ -46,16 +44,16 @@ void writeRecording(std::ostream& text, const Summary& summary) {
   for (const StreamSummary& stream : summary.streams) {
     const auto& played = stream.strap->recording;
     if (!played) continue;
-    text << "  recording    " << simulator::streamName(stream.stream) << ": " << played->rows
+    text << "  recording    " << streamInfo(stream.stream).name << ": " << played->rows
          << " rows in, " << played->samples << " samples out, " << played->filled << " filled, "
          << played->saturated << " beyond the range\n";
   }
 }
 
 void writeRepetitions(std::ostream& text, const Summary& summary) {
-  for (const simulator::Exercise exercise : simulator::allExercises) {
-    text << "  " << std::left << std::setw(13)
-         << std::string(simulator::exerciseName(exercise)) + "s" << std::right;
+  for (const Exercise exercise : allExercises) {
+    text << "  " << std::left << std::setw(13) << std::string(exerciseName(exercise)) + "s"
+         << std::right;
     if (summary.repetitionsDone) text << summary.repetitionsDone->of(exercise) << " done, ";
     text << summary.repetitionsCounted.of(exercise) << " counted\n";
   }
@@ -84,13 +82,13 @@ bool Summary::anythingLost() const {
 Summary summarize(const SourceReport& source, const SessionModel& received) {
   Summary summary;
   summary.duration = source.duration;
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     ArrivalMeter arrivals = received.arrivals(stream);
     arrivals.stop(source.duration);
     StreamSummary told{.stream = stream, .delivered = received.received(stream)};
     told.perSecond = arrivals.perSecond();
     told.longestGap = arrivals.longestGap();
-    if (source.strap) told.strap = source.strap->streams[static_cast<std::size_t>(stream)];
+    if (source.strap) told.strap = source.strap->streams[stream];
     summary.streams.push_back(told);
   }
   if (source.strap) summary.repetitionsDone = source.strap->repetitionsDone;
@@ -133,7 +131,7 @@ std::vector<std::string> losses(const Summary& summary) {
     if (stream.lost().value_or(0) == 0) continue;
     lines.push_back("lost: " + std::to_string(*stream.lost()) + " of " +
                     std::to_string(stream.strap->sent) + " samples of the stream " +
-                    std::string(simulator::streamName(stream.stream)));
+                    std::string(streamInfo(stream.stream).name));
   }
   return lines;
 }

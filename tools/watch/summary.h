@@ -2,12 +2,11 @@
 /// @file
 /// What a session has come to: what arrived, and where the strap tells what it sent, what was lost.
 
-#include <simulator/frame.h>
 #include <simulator/strap.h>
-#include <simulator/training_plan.h>
 #include <tools/watch/session_model.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,7 +14,7 @@
 
 namespace Zephly::watch {
 
-/// The strap's side of one stream, in samples (for motion, temperature and battery: readings).
+/// The strap's side of one stream, in samples.
 struct StreamSent {
   std::uint64_t sent = 0;     ///< to a subscriber
   std::uint64_t unheard = 0;  ///< measured while nobody was subscribed
@@ -25,13 +24,13 @@ struct StreamSent {
 
 /// What the strap's side knows when a session ends.
 struct StrapReport {
-  std::array<StreamSent, simulator::allStreams.size()> streams;  ///< in the order of allStreams
-  simulator::Repetitions repetitionsDone;
+  PerStream<StreamSent> streams;  ///< in the order of allStreams
+  Repetitions repetitionsDone;
 };
 
 /// What is known of a session apart from what arrived.
 struct SourceReport {
-  simulator::StrapTime duration{};
+  StrapTime duration{};
   /// Empty when nobody tells: the strap is a real one, or what came of it is replayed.
   std::optional<StrapReport> strap = std::nullopt;
   /// What went wrong with the source itself, one line each.
@@ -39,11 +38,11 @@ struct SourceReport {
 };
 
 struct StreamSummary {
-  simulator::Stream stream{};
+  Stream stream{};
   std::optional<StreamSent> strap = std::nullopt;
   std::uint64_t delivered = 0;
-  std::optional<double> perSecond = std::nullopt;                 ///< see ArrivalMeter
-  std::optional<simulator::StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
+  std::optional<double> perSecond = std::nullopt;      ///< see ArrivalMeter
+  std::optional<StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
 
   /// Sent and not delivered; anything but 0 is a defect. Empty when the strap does not tell.
   std::optional<std::int64_t> lost() const {
@@ -53,10 +52,10 @@ struct StreamSummary {
 };
 
 struct Summary {
-  simulator::StrapTime duration{};
-  std::vector<StreamSummary> streams;                     ///< in the order of allStreams
-  std::optional<simulator::Repetitions> repetitionsDone;  ///< by the strap's wearer
-  simulator::Repetitions repetitionsCounted;
+  StrapTime duration{};
+  std::vector<StreamSummary> streams;          ///< in the order of allStreams
+  std::optional<Repetitions> repetitionsDone;  ///< by the strap's wearer
+  Repetitions repetitionsCounted;
   std::uint64_t connections = 0;
   std::uint64_t disconnections = 0;
   std::uint64_t reconnections = 0;

@@ -1,10 +1,14 @@
 #include <zephly/ble/central_manager.h>
 
 #include <zephly/ble/gatt_profile.h>
-#include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
+#include <zephly/platform/report.h>
 
+#include <string>
 #include <utility>
+
+using Zephly::Observer;
+using Zephly::report;
 
 // A device of the strap's name goes round in this cycle; the central manager keeps no state of it:
 //
@@ -58,7 +62,7 @@ void CentralManager::centralManagerDidFailToConnectPeripheral(
     const std::shared_ptr<CBCentralManager>& /*central*/,
     const std::shared_ptr<CBPeripheral>& /*failed*/,
     const std::shared_ptr<const NSError>& /*error*/) {
-  Zephly::console() << "didFailToConnectPeripheral" << std::endl;
+  report(Zephly::ConnectionFailure{}, &Observer::didFailToConnect);
 }
 
 void CentralManager::centralManagerDidDisconnectPeripheral(
@@ -70,7 +74,8 @@ void CentralManager::centralManagerDidDisconnectPeripheral(
   if (error) {
     // The host observes this call of name(), as at a discovery. The line does not depend on it.
     [[maybe_unused]] const bool expected = lost->name() == peripheralName;
-    Zephly::console() << "didDisconnectPeripheral: " << error->localizedDescription() << std::endl;
+    const std::string reason = error->localizedDescription();
+    report(Zephly::LinkLoss{reason}, &Observer::didLoseLink);
   }
 }
 

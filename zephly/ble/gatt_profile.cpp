@@ -1,33 +1,38 @@
 #include <zephly/ble/gatt_profile.h>
 
-const CBUUID& temperatureCharacteristicUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("45366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
+#include <cstddef>
+
+using Zephly::characteristicUUID;
+using Zephly::Stream;
+
+const CBUUID& Zephly::characteristicUUID(Stream stream) {
+  static const std::vector<CBUUID> uuids = [] {
+    std::vector<CBUUID> list;
+    for (const StreamInfo& info : streamTable) {
+      list.push_back(CBUUID::UUIDWithString(info.characteristic));
+    }
+    return list;
+  }();
+  return uuids[static_cast<std::size_t>(stream)];
 }
 
-const CBUUID& ecgCharacteristicUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("46366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
-}
+const CBUUID& temperatureCharacteristicUUID() { return characteristicUUID(Stream::temperature); }
 
-const CBUUID& batteryCharacteristicUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
-}
+const CBUUID& ecgCharacteristicUUID() { return characteristicUUID(Stream::ecg); }
 
-const CBUUID& respirationCharacteristicUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("48366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
-}
+const CBUUID& batteryCharacteristicUUID() { return characteristicUUID(Stream::battery); }
 
-const CBUUID& motionCharacteristicUUID() {
-  static const CBUUID uuid = CBUUID::UUIDWithString("49366E80-CF3A-11E1-9AB4-0002A5D5C51B");
-  return uuid;
-}
+const CBUUID& respirationCharacteristicUUID() { return characteristicUUID(Stream::respiration); }
+
+const CBUUID& motionCharacteristicUUID() { return characteristicUUID(Stream::motion); }
 
 const std::vector<CBUUID>& characteristics() {
-  static const std::vector<CBUUID> list = {
-      temperatureCharacteristicUUID(), batteryCharacteristicUUID(), ecgCharacteristicUUID(),
-      respirationCharacteristicUUID(), motionCharacteristicUUID()};
+  static const std::vector<CBUUID> list = [] {
+    std::vector<CBUUID> uuids;
+    for (const Stream stream : Zephly::subscriptionOrder) {
+      uuids.push_back(characteristicUUID(stream));
+    }
+    return uuids;
+  }();
   return list;
 }

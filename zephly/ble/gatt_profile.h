@@ -7,6 +7,7 @@
 
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/platform/export.h>
+#include <zephly/protocol/streams.h>
 
 #include <string_view>
 #include <vector>
@@ -14,17 +15,19 @@
 /// The only advertised name that is accepted, compared character for character.
 inline constexpr std::string_view peripheralName = "Zephly";
 
-/// Object and ambient temperature, 4 bytes.
+namespace Zephly {
+
+/// The characteristic that carries `stream`.
+ZEPHLY_EXPORT const CBUUID& characteristicUUID(Stream stream);
+
+}  // namespace Zephly
+
+/// The same, one by one.
 ZEPHLY_EXPORT const CBUUID& temperatureCharacteristicUUID();
-/// Six ECG samples, 18 bytes.
 ZEPHLY_EXPORT const CBUUID& ecgCharacteristicUUID();
-/// Charge and charger, 3 bytes.
 ZEPHLY_EXPORT const CBUUID& batteryCharacteristicUUID();
-/// Six respiration samples, 18 bytes.
 ZEPHLY_EXPORT const CBUUID& respirationCharacteristicUUID();
-/// Orientation and acceleration, 20 bytes.
 ZEPHLY_EXPORT const CBUUID& motionCharacteristicUUID();
 
-/// All five, in the order temperature, battery, ECG, respiration, motion: what the kit subscribes
-/// to.
+/// All of them, in the order in which the kit subscribes to them (subscriptionOrder).
 ZEPHLY_EXPORT const std::vector<CBUUID>& characteristics();

@@ -1,60 +1,18 @@
 #include <zephly/ble/zephly_peripheral.h>
 
 #include <zephly/ble/gatt_profile.h>
-#include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
+#include <zephly/platform/report.h>
 #include <zephly/protocol/frame_decoders.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace {
 
-// Zero past the end.
-unsigned char byteAt(std::string_view text, std::size_t index) {
-  return index < text.size() ? static_cast<unsigned char>(text[index]) : '\0';
-}
-
-bool isC0Control(unsigned char code) { return code < 0x20 || code == 0x7F; }
-
-bool isC1Control(unsigned char code) { return code >= 0x80 && code <= 0x9F; }
-
-std::string escape(unsigned char code) {
-  constexpr std::string_view hexDigits = "0123456789ABCDEF";
-  return {'\\', 'u', '{', hexDigits[code >> 4], hexDigits[code & 0xF], '}'};
-}
-
-// `text`, UTF-8, as a string literal in double quotes. Control characters are escaped, so that the
-// result is always one line.
-std::string quoted(std::string_view text) {
-  std::string literal = "\"";
-  for (std::size_t index = 0; index < text.size(); ++index) {
-    const char character = text[index];
-    const unsigned char code = byteAt(text, index);
-    const unsigned char next = byteAt(text, index + 1);
-    if (character == '"' || character == '\\') {
-      literal += '\\';
-      literal += character;
-    } else if (character == '\n') {
-      literal += "\\n";
-    } else if (character == '\r') {
-      literal += "\\r";
-    } else if (character == '\t') {
-      literal += "\\t";
-    } else if (isC0Control(code)) {
-      literal += escape(code);
-    } else if (code == 0xC2 && isC1Control(next)) {  // U+0080 to U+009F in two bytes
-      literal += escape(next);
-      ++index;
-    } else {
-      literal += character;
-    }
-  }
-  return literal + "\"";
-}
+using Zephly::Observer;
+using Zephly::report;
 
 bool isInProfile(const CBUUID& uuid) {
   return std::any_of(characteristics().begin(), characteristics().end(),
@@ -96,14 +54,16 @@ void ZephlyPeripheral::peripheralDidDiscoverCharacteristicsForService(
     const std::shared_ptr<CBPeripheral>& peripheral, const std::shared_ptr<CBService>& service,
     const std::shared_ptr<const NSError>& error) {
   if (error) {
-    Zephly::console() << "Error: Optional(" << quoted(error->localizedDescription()) << ")"
-                      << std::endl;
+    const std::string reason = error->localizedDescription();
+    report(Zephly::DiscoveryFailure{reason}, &Observer::didFailToDiscover);
   }
   const auto found = service->characteristics();
   if (!found)
     Zephly::fatalError("CBService.characteristics is absent after characteristic discovery");
   for (const auto& characteristic : *found) {
-    Zephly::console() << characteristic->description() << std::endl;
+    const std::string description = characteristic->description();
+    report(Zephly::CharacteristicFound{*characteristic, description},
+           &Observer::didFindCharacteristic);
     if (isInProfile(characteristic->UUID())) peripheral->setNotifyValue(true, characteristic);
   }
 }
@@ -113,9 +73,8 @@ void ZephlyPeripheral::peripheralDidUpdateNotificationStateForCharacteristic(
     const std::shared_ptr<CBCharacteristic>& characteristic,
     const std::shared_ptr<const NSError>& error) {
   if (!error) return;
-  Zephly::console() << characteristic->UUID().description()
-                    << " Error changing notification state: " << error->localizedDescription()
-                    << std::endl;
+  const std::string reason = error->localizedDescription();
+  report(Zephly::SubscriptionFailure{*characteristic, reason}, &Observer::didFailToSubscribe);
 }
 
 void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
@@ -123,8 +82,8 @@ void ZephlyPeripheral::peripheralDidUpdateValueForCharacteristic(
     const std::shared_ptr<CBCharacteristic>& characteristic,
     const std::shared_ptr<const NSError>& error) {
   if (error) {
-    Zephly::console() << "Error reading characteristics: " << error->localizedDescription()
-                      << std::endl;
+    const std::string reason = error->localizedDescription();
+    report(Zephly::ReadFailure{reason}, &Observer::didFailToRead);
     return;
   }
   const auto value = characteristic->value();  // of this notification, even if a later one arrived

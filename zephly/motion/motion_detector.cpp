@@ -1,7 +1,7 @@
 #include <zephly/motion/motion_detector.h>
 
-#include <zephly/platform/console.h>
 #include <zephly/platform/fatal_error.h>
+#include <zephly/platform/report.h>
 
 namespace Zephly {
 
@@ -76,7 +76,7 @@ int MotionDetector::determineVerticalHeading(float acceleration, float rate) {
   const float highPassed = velocityHighPass->process(velocity);
   position = position + highPassed / rate;
   const float displacement = position - positionLowPass->process(position);
-  console() << highPassed << ", " << displacement << std::endl;
+  report(MotionTrace{highPassed, displacement}, &Observer::didTraceMotion);
 
   // In double, so that the float nearest to 0.01 lies inside the dead band.
   const double wide = displacement;

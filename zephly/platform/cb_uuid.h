@@ -4,7 +4,7 @@
 /// identifier is the same sixteen bytes on every host, and the profile's constants exist before any
 /// host is chosen.
 ///
-///   CBUUID battery = CBUUID::UUIDWithString("47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+///   CBUUID ecg = CBUUID::UUIDWithString("46366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 
 #include <zephly/platform/export.h>
 

@@ -1,10 +1,12 @@
 #include <zephly/protocol/frame_decoders.h>
 
+#include <zephly/protocol/streams.h>
 #include <zephly/protocol/utilities.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace FrameDecoders {
@@ -21,9 +23,17 @@ static_assert(std::bit_cast<std::uint32_t>(sampleFullScale) == 0x401AE148);
 static_assert(std::bit_cast<std::uint32_t>(temperatureStep) == 0x3CA3D70A);
 static_assert(std::bit_cast<std::uint32_t>(absoluteZero) == 0xC3889333);
 
-// The first `size` bytes of the frame, padded with zeros.
-template <std::size_t size>
-std::array<std::uint8_t, size> buffered(const NSData& frame) {
+using Zephly::Stream;
+using Zephly::streamInfo;
+
+// Respiration frames have the same layout.
+static_assert(streamInfo(Stream::ecg).bytesPerFrame ==
+              streamInfo(Stream::respiration).bytesPerFrame);
+
+// The first bytes of the frame, as many as the stream's frames have; zeros replace missing ones.
+template <Stream stream>
+auto buffered(const NSData& frame) {
+  constexpr std::size_t size = streamInfo(stream).bytesPerFrame;
   std::array<std::uint8_t, size> buffer{};
   frame.getBytes(buffer.data(), std::min(frame.length(), size));
   return buffer;
@@ -39,11 +49,11 @@ float celsius(std::uint8_t low, std::uint8_t high) {
 }  // namespace
 
 std::vector<float> calculateECGValue(const NSData& frame) {
-  const auto bytes = buffered<ecgFrameSize>(frame);
+  const auto bytes = buffered<Stream::ecg>(frame);
   ::Utilities utilities;
   std::vector<float> samples;
-  samples.reserve(samplesPerECGFrame);
-  for (std::size_t first = 0; first < ecgFrameSize; first += 3) {
+  samples.reserve(bytes.size() / 3);
+  for (std::size_t first = 0; first < bytes.size(); first += 3) {
     const int raw = utilities.toU2(bytes[first + 2], bytes[first + 1], bytes[first]);
     const float fraction = static_cast<float>(raw) * sampleScale;
     samples.push_back(fraction * sampleFullScale);
@@ -52,17 +62,17 @@ std::vector<float> calculateECGValue(const NSData& frame) {
 }
 
 Temperature calculateTemperatureValue(const NSData& frame) {
-  const auto bytes = buffered<temperatureFrameSize>(frame);
+  const auto bytes = buffered<Stream::temperature>(frame);
   return {celsius(bytes[0], bytes[1]), celsius(bytes[2], bytes[3])};
 }
 
 BatteryStatus calculateBatterySOCValue(const NSData& frame) {
-  const auto bytes = buffered<batteryFrameSize>(frame);
+  const auto bytes = buffered<Stream::battery>(frame);
   return {static_cast<float>(unsigned16(bytes[0], bytes[1])) / 10.0f, bytes[2] != 0};
 }
 
 Motion calculateMotionValue(const NSData& frame) {
-  const auto bytes = buffered<motionFrameSize>(frame);
+  const auto bytes = buffered<Stream::motion>(frame);
   ::Utilities utilities;
   // The strap sends the 16 upper bits of a Q2.30 number.
   const auto component = [&](std::size_t first) {

@@ -1,12 +1,12 @@
 #pragma once
 /// @file
-/// The strap's notification frames: five layouts of bytes to physical values.
+/// The strap's notification frames: bytes to physical values.
 ///
-/// A frame is never rejected. It is copied into a buffer of its kind's size first, so a frame that
-/// is too short decodes as if its missing bytes were zero, and of a frame that is too long the
+/// A frame is never rejected. It is copied into a buffer of its stream's size first, so a frame
+/// that is too short decodes as if its missing bytes were zero, and of a frame that is too long the
 /// first bytes count. Nothing is kept between frames.
 ///
-/// Kinds and their bytes:
+/// Streams and their bytes (their sizes are in streams.h too):
 ///
 /// - ECG and respiration, 18: six samples of 24 bits in two's complement, least significant byte
 ///   first.
@@ -20,16 +20,9 @@
 #include <zephly/platform/ns_data.h>
 #include <zephly/protocol/battery_status.h>
 
-#include <cstddef>
 #include <vector>
 
 namespace FrameDecoders {
-
-inline constexpr std::size_t ecgFrameSize = 18;         ///< bytes; respiration frames alike
-inline constexpr std::size_t temperatureFrameSize = 4;  ///< bytes
-inline constexpr std::size_t batteryFrameSize = 3;      ///< bytes
-inline constexpr std::size_t motionFrameSize = 20;      ///< bytes
-inline constexpr std::size_t samplesPerECGFrame = 6;
 
 /// Degrees Celsius, 0.02 K steps, -273.15..1037.55.
 struct Temperature {

@@ -7,6 +7,8 @@
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <cmath>
@@ -113,21 +115,17 @@ double SimulatedStrap::strapTime() const { return secondsOf(world().device.strap
 
 py::dict SimulatedStrap::samplesSent() const {
   const World& mine = world();
-  const auto sent = [&](simulator::Stream stream) {
-    return mine.device.counts(stream).samplesSent;
-  };
   py::dict counts;
-  counts["temperature"] = sent(simulator::Stream::temperature);
-  counts["ecg"] = sent(simulator::Stream::ecg);
-  counts["battery"] = sent(simulator::Stream::battery);
-  counts["respiration"] = sent(simulator::Stream::respiration);
-  counts["motion"] = sent(simulator::Stream::motion);
+  for (const Zephly::StreamInfo& info : Zephly::streamTable) {
+    counts[py::str(info.name.data(), info.name.size())] =
+        mine.device.counts(info.stream).samplesSent;
+  }
   return counts;
 }
 
 py::dict SimulatedStrap::repetitionsDone() const {
   const World& mine = world();
-  const simulator::Repetitions done = mine.strap.repetitionsDone(mine.device.strapTime());
+  const Zephly::Repetitions done = mine.strap.repetitionsDone(mine.device.strapTime());
   py::dict counts;
   counts["pushUps"] = done.pushUps;
   counts["sitUps"] = done.sitUps;

@@ -20,13 +20,13 @@ std::string addressText(BytesView address) {
 
 std::string hexByte(std::uint8_t byte) { return toHex(BytesView(&byte, 1)); }
 
-std::size_t lengthOf(simulator::Stream stream) {
+std::size_t lengthOf(Stream stream) {
   switch (stream) {
-    case simulator::Stream::temperature:
+    case Stream::temperature:
       return 4;
-    case simulator::Stream::battery:
+    case Stream::battery:
       return 3;
-    case simulator::Stream::motion:
+    case Stream::motion:
       return 20;
     default:
       return 18;
@@ -42,7 +42,7 @@ AttStrap::AttStrap(main_queue::MainQueue& queue, EventLog& log, Options options)
       profile_(options_.gapName),
       server_(profile_.table, options_.mtu),
       streamer_(queue, options_.seed,
-                [this](simulator::Stream stream, const Bytes& value) {
+                [this](Stream stream, const Bytes& value) {
                   return link_ != nullptr && server_.isSubscribed(profile_.handleOf(stream)) &&
                          notify(stream, value);
                 }),
@@ -272,15 +272,15 @@ void AttStrap::subscriptionChanged(AttributeHandle value, bool subscribed) {
     for (int i = 0; i < 5; ++i) notify(*stream, Bytes(lengthOf(*stream), ++earlyNumber_));
   }
   log_.event(std::string(subscribed ? "subscribed " : "unsubscribed ") +
-             std::string(simulator::streamName(*stream)));
+             std::string(streamInfo(*stream).name));
 }
 
-bool AttStrap::notify(simulator::Stream stream, const Bytes& value) {
+bool AttStrap::notify(Stream stream, const Bytes& value) {
   if (away_) return false;
   ++framesWaiting_;
   const bool queued = link_->send(
       channel::attributes, AttServer::notification(profile_.handleOf(stream), value),
-      [this, line = "sent " + std::string(simulator::streamName(stream)) + ' ' + toHex(value)] {
+      [this, line = "sent " + std::string(streamInfo(stream).name) + ' ' + toHex(value)] {
         --framesWaiting_;
         ++framesSent_;
         log_.frame(line);
@@ -291,11 +291,11 @@ bool AttStrap::notify(simulator::Stream stream, const Bytes& value) {
   return false;
 }
 
-bool AttStrap::notifyRaw(simulator::Stream stream, const Bytes& value) {
+bool AttStrap::notifyRaw(Stream stream, const Bytes& value) {
   return link_ && value.size() <= server_.longestNotification() && notify(stream, value);
 }
 
-void AttStrap::refuse(std::optional<simulator::Stream> stream, std::uint8_t error) {
+void AttStrap::refuse(std::optional<Stream> stream, std::uint8_t error) {
   if (stream) {
     server_.refuseSubscription(profile_.handleOf(*stream), error);
   } else {

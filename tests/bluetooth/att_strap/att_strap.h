@@ -4,7 +4,6 @@
 /// it do things that a Bluetooth service would never do.
 
 #include <hosts/main_queue/main_queue.h>
-#include <simulator/frame.h>
 #include <tests/bluetooth/att_strap/advertiser.h>
 #include <tests/bluetooth/att_strap/att_server.h>
 #include <tests/bluetooth/att_strap/controller.h>
@@ -13,6 +12,7 @@
 #include <tests/bluetooth/att_strap/link.h>
 #include <tests/bluetooth/att_strap/profile.h>
 #include <tests/bluetooth/att_strap/streamer.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <chrono>
@@ -49,10 +49,10 @@ class AttStrap {
   void setAdvertisedName(std::optional<std::string> name);
   void setGapName(const std::string& name);
   /// One notification now; false without a link or when it is longer than the link allows.
-  bool notifyRaw(simulator::Stream stream, const Bytes& value);
+  bool notifyRaw(Stream stream, const Bytes& value);
   /// Sends five values before the response to each subscription.
   void setEarly(bool early) { early_ = early; }
-  void refuse(std::optional<simulator::Stream> stream, std::uint8_t error);
+  void refuse(std::optional<Stream> stream, std::uint8_t error);
 
   FaultScript& faults() { return faults_; }
   Streamer& streamer() { return streamer_; }
@@ -71,7 +71,7 @@ class AttStrap {
   void handleAttributes(BytesView pdu);
   Step stepOf(BytesView pdu) const;
   void subscriptionChanged(AttributeHandle value, bool subscribed);
-  bool notify(simulator::Stream stream, const Bytes& value);
+  bool notify(Stream stream, const Bytes& value);
   void updateAdvertising();
 
   main_queue::MainQueue& queue_;

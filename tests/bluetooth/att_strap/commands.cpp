@@ -1,5 +1,7 @@
 #include <tests/bluetooth/att_strap/commands.h>
 
+#include <zephly/protocol/streams.h>
+
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -27,9 +29,9 @@ std::optional<bool> switchIn(const std::string& text) {
   return std::nullopt;
 }
 
-std::optional<simulator::Stream> streamIn(const std::string& text) {
-  for (const simulator::Stream stream : simulator::allStreams) {
-    if (simulator::streamName(stream) == text) return stream;
+std::optional<Stream> streamIn(const std::string& text) {
+  for (const Stream stream : allStreams) {
+    if (streamInfo(stream).name == text) return stream;
   }
   return std::nullopt;
 }
@@ -101,9 +103,8 @@ void Commands::addFaults() {
                          }
                          if (words.size() != 3) return false;
                          const auto code = numberIn<std::uint8_t>(words[2], 16);
-                         return code && with(streamIn(words[1]), [&](simulator::Stream stream) {
-                                  strap_.refuse(stream, *code);
-                                });
+                         return code && with(streamIn(words[1]),
+                                             [&](Stream stream) { strap_.refuse(stream, *code); });
                        }});
   commands_.push_back({"early", "on|off", [this](const Words& words) {
                          return words.size() == 2 &&

@@ -1,5 +1,7 @@
 #include <tests/bluetooth/att_strap/profile.h>
 
+#include <zephly/ble/gatt_profile.h>
+
 #include <initializer_list>
 #include <string_view>
 
@@ -23,11 +25,10 @@ void addAssigned(AttributeTable& table) {
 }  // namespace
 
 Profile::Profile(const std::string& name) {
-  using simulator::Stream;
   const auto add = [this](std::initializer_list<Stream> streams) {
     for (const Stream stream : streams) {
       values.at(static_cast<std::size_t>(stream)) =
-          table.addCharacteristic(Uuid(simulator::characteristicUUID(stream)), property::notify);
+          table.addCharacteristic(Uuid(characteristicUUID(stream)), property::notify);
     }
   };
   table.addService(Uuid(0x1800));  // generic access
@@ -43,8 +44,8 @@ Profile::Profile(const std::string& name) {
   add({Stream::battery, Stream::temperature});
 }
 
-std::optional<simulator::Stream> Profile::streamOf(AttributeHandle value) const {
-  for (const simulator::Stream stream : simulator::allStreams) {
+std::optional<Stream> Profile::streamOf(AttributeHandle value) const {
+  for (const Stream stream : allStreams) {
     if (handleOf(stream) == value) return stream;
   }
   return std::nullopt;

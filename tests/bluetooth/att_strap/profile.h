@@ -2,8 +2,8 @@
 /// @file
 /// The attributes of a strap.
 
-#include <simulator/frame.h>
 #include <tests/bluetooth/att_strap/attribute_table.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <optional>
@@ -17,14 +17,14 @@ struct Profile {
   /// the advertised name.
   explicit Profile(const std::string& gapName);
 
-  AttributeHandle handleOf(simulator::Stream stream) const {
+  AttributeHandle handleOf(Stream stream) const {
     return values.at(static_cast<std::size_t>(stream));
   }
-  std::optional<simulator::Stream> streamOf(AttributeHandle value) const;
+  std::optional<Stream> streamOf(AttributeHandle value) const;
 
   AttributeTable table;
   AttributeHandle gapName = 0;
-  std::array<AttributeHandle, simulator::allStreams.size()> values{};  ///< by stream
+  std::array<AttributeHandle, allStreams.size()> values{};  ///< by stream
 };
 
 }  // namespace Zephly::att_strap

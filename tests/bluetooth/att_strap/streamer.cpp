@@ -1,5 +1,7 @@
 #include <tests/bluetooth/att_strap/streamer.h>
 
+#include <zephly/protocol/streams.h>
+
 #include <utility>
 
 namespace Zephly::att_strap {
@@ -20,7 +22,7 @@ void Streamer::plan() {
 }
 
 void Streamer::tick() {
-  const simulator::StrapTime now = Clock::now() - switchedOn_;
+  const StrapTime now = Clock::now() - switchedOn_;
   for (auto time = strap_.nextFrameTime(); time && *time <= now; time = strap_.nextFrameTime()) {
     const simulator::Frame frame = strap_.nextFrame();
     if (on_) take_(frame.stream, frame.bytes);
@@ -40,7 +42,7 @@ void Streamer::measureTick() {
     return running.begin + number * std::chrono::nanoseconds(1s) / running.perSecond;
   };
   while (running.done < running.count && dueAt(running.done) <= Clock::now()) {
-    if (!take_(simulator::Stream::ecg, measuredValue())) break;
+    if (!take_(Stream::ecg, measuredValue())) break;
     ++running.done;
   }
   if (running.done < running.count) measureTimer_ = queue_.after(1ms, [this] { measureTick(); });

@@ -6,6 +6,7 @@
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
 #include <tests/bluetooth/att_strap/bytes.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 #include <cstddef>
@@ -18,7 +19,7 @@ namespace Zephly::att_strap {
 class Streamer {
  public:
   /// False when the value was not accepted; it is then lost.
-  using Take = std::function<bool(simulator::Stream stream, const Bytes& value)>;
+  using Take = std::function<bool(Stream stream, const Bytes& value)>;
 
   Streamer(main_queue::MainQueue& queue, std::uint64_t seed, Take take);
 

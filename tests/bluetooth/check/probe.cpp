@@ -3,6 +3,7 @@
 #include <hosts/simulated/radio.h>
 #include <hosts/simulated/scheduler.h>
 #include <zephly/platform/host.h>
+#include <zephly/protocol/streams.h>
 
 #include <chrono>
 
@@ -36,7 +37,7 @@ std::shared_ptr<Probe> Probe::start() {
   return probe;
 }
 
-std::size_t Probe::received(simulator::Stream stream) const {
+std::size_t Probe::received(Stream stream) const {
   if (!connected()) return 0;
   const auto found = links_.back().received.find(stream);
   return found == links_.back().received.end() ? 0 : found->second.size();
@@ -66,32 +67,32 @@ void Probe::didDisconnectPeripheral() {
 }
 
 void Probe::didReceiveTemperature(float objectTemperature, float ambientTemperature) {
-  take(simulator::Stream::temperature, {objectTemperature, ambientTemperature});
+  take(Stream::temperature, {objectTemperature, ambientTemperature});
   session_->didReceiveTemperature(objectTemperature, ambientTemperature);
 }
 
 void Probe::didReceiveECG(const std::vector<float>& samples) {
-  take(simulator::Stream::ecg, samples);
+  take(Stream::ecg, samples);
   session_->didReceiveECG(samples);
 }
 
 void Probe::didReceiveRespiration(const std::vector<float>& samples) {
-  take(simulator::Stream::respiration, samples);
+  take(Stream::respiration, samples);
   session_->didReceiveRespiration(samples);
 }
 
 void Probe::didReceiveBatteryStatus(BatteryStatus status) {
-  take(simulator::Stream::battery, {status.soc, status.inCharge ? 1.0F : 0.0F});
+  take(Stream::battery, {status.soc, status.inCharge ? 1.0F : 0.0F});
   session_->didReceiveBatteryStatus(status);
 }
 
 void Probe::didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
                                 float az) {
-  take(simulator::Stream::motion, {qw, qx, qy, qz, ax, ay, az});
+  take(Stream::motion, {qw, qx, qy, qz, ax, ay, az});
   session_->didReceiveIMUValues(qw, qx, qy, qz, ax, ay, az);
 }
 
-void Probe::take(simulator::Stream stream, const std::vector<float>& values) {
+void Probe::take(Stream stream, const std::vector<float>& values) {
   // A value without a connection is counted as one that was not sent.
   if (!connected()) ++unmatched_;
   if (links_.empty()) return;

@@ -7,6 +7,7 @@
 /// application is tested.
 
 #include <tests/bluetooth/check/strap_log.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/session/zephly.h>
 
 #include <cstddef>
@@ -55,7 +56,7 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
   const std::vector<SeenLink>& links() const { return links_; }
   bool connected() const { return !links_.empty() && !links_.back().ended; }
   /// Values of the current link, 0 without one.
-  std::size_t received(simulator::Stream stream) const;
+  std::size_t received(Stream stream) const;
   std::size_t disconnections() const { return disconnections_; }
   /// Disconnections reported without a connection.
   std::size_t unmatched() const { return unmatched_; }
@@ -74,7 +75,7 @@ class Probe final : public ZephlyPeripheralDelegate, public std::enable_shared_f
 
  private:
   Probe() = default;
-  void take(simulator::Stream stream, const std::vector<float>& values);
+  void take(Stream stream, const std::vector<float>& values);
 
   std::vector<SeenLink> links_;
   std::size_t disconnections_ = 0;

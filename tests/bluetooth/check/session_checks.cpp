@@ -1,5 +1,7 @@
 #include <tests/bluetooth/check/session_checks.h>
 
+#include <zephly/protocol/streams.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -60,7 +62,7 @@ SessionChecks::SessionChecks(Stage& stage, Report& report, StrapControl strap,
 
 bool SessionChecks::allStreams() {
   if (!probe_->connected()) return false;
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : ::Zephly::allStreams) {
     if (probe_->received(stream) == 0) return false;
   }
   return true;
@@ -71,7 +73,7 @@ bool SessionChecks::recover(Seconds limit, Row& row) {
   const Seconds begin = stage_.now();
   bool nudged = false;
   const bool recovered = stage_.until(limit, [&] {
-    if (!nudged && probe_->connected() && probe_->received(simulator::Stream::motion) > 0) {
+    if (!nudged && probe_->connected() && probe_->received(Stream::motion) > 0) {
       log_.refresh();
       if (!log_.links().empty() && log_.links().back().subscribed.size() == 5) {
         strap_.nudge();
@@ -89,7 +91,7 @@ void SessionChecks::drain() {
   strap_.silence();
   const auto received = [this] {
     std::size_t all = 0;
-    for (const simulator::Stream stream : simulator::allStreams) all += probe_->received(stream);
+    for (const Stream stream : ::Zephly::allStreams) all += probe_->received(stream);
     return all;
   };
   std::size_t before = 0;
@@ -144,7 +146,7 @@ std::string SessionChecks::latency() const {
   const StrapLink& sent = log_.links().back();
   const SeenLink& seen = probe_->links().back();
   std::vector<double> latencies;
-  for (const simulator::Stream stream : {simulator::Stream::ecg, simulator::Stream::respiration}) {
+  for (const Stream stream : {Stream::ecg, Stream::respiration}) {
     const auto& from = sent.sentAt.at(stream);
     const auto& to = seen.receivedAt.at(stream);
     for (std::size_t i = 0; i < std::min(from.size(), to.size()); ++i) {
@@ -181,12 +183,12 @@ void SessionChecks::fullRate(Seconds time) {
   const double cpu = (used.processor - usedBefore.processor).count() * 1e6 /
                      static_cast<double>(std::max<std::size_t>(values, 1));
   const Application& application = probe_->application();
-  const std::size_t ecg = probe_->received(simulator::Stream::ecg);
-  const std::size_t respiration = probe_->received(simulator::Stream::respiration);
-  const bool through =
-      application.ecgSamples == 6 * ecg && application.respirationSamples == 6 * respiration &&
-      application.temperatures == probe_->received(simulator::Stream::temperature) &&
-      application.batteries == probe_->received(simulator::Stream::battery);
+  const std::size_t ecg = probe_->received(Stream::ecg);
+  const std::size_t respiration = probe_->received(Stream::respiration);
+  const bool through = application.ecgSamples == 6 * ecg &&
+                       application.respirationSamples == 6 * respiration &&
+                       application.temperatures == probe_->received(Stream::temperature) &&
+                       application.batteries == probe_->received(Stream::battery);
   if (row.tally->received == 0 || row.tally->sent == 0) return report_.add(std::move(row));
   row.note = fixed(perSecond, 0) + " values/s, " + latency() + ", " + fixed(cpu, 0) +
              " ms of processor per 1000 values" +
@@ -297,10 +299,9 @@ void SessionChecks::oddStraps() {
   drop();
   stage_.until(patience, [&] { return !probe_->connected(); });
   refused.passed = stage_.until(patience, [&] {
-    return probe_->received(simulator::Stream::ecg) > 100 &&
-           probe_->received(simulator::Stream::respiration) > 100;
+    return probe_->received(Stream::ecg) > 100 && probe_->received(Stream::respiration) > 100;
   });
-  refused.passed = refused.passed && probe_->received(simulator::Stream::motion) == 0;
+  refused.passed = refused.passed && probe_->received(Stream::motion) == 0;
   refused.note = "the others continue";
   report_.add(std::move(refused));
   stage_.command("strap", "refuse none");
@@ -320,14 +321,14 @@ void SessionChecks::oddStraps() {
 void SessionChecks::oddSizes(const std::vector<std::size_t>& sizes) {
   Row row{.what = "values of"};
   drain();
-  const std::size_t before = probe_->received(simulator::Stream::ecg);
+  const std::size_t before = probe_->received(Stream::ecg);
   for (const std::size_t size : sizes) {
     stage_.command("strap", "raw ecg " + std::string(2 * size, '1'));
     row.what += ' ' + std::to_string(size);
   }
   row.what += " bytes";
-  row.passed = stage_.until(
-      10s, [&] { return probe_->received(simulator::Stream::ecg) == before + sizes.size(); });
+  row.passed =
+      stage_.until(10s, [&] { return probe_->received(Stream::ecg) == before + sizes.size(); });
   row.tally = tallyOfLinks();
   row.passed = row.passed && row.tally->inOrder();
   report_.add(std::move(row));

@@ -15,9 +15,9 @@ namespace Zephly::bluetooth_check {
 
 namespace {
 
-std::optional<simulator::Stream> streamNamed(std::string_view name) {
-  for (const simulator::Stream stream : simulator::allStreams) {
-    if (simulator::streamName(stream) == name) return stream;
+std::optional<Stream> streamNamed(std::string_view name) {
+  for (const Stream stream : allStreams) {
+    if (streamInfo(stream).name == name) return stream;
   }
   return std::nullopt;
 }
@@ -38,21 +38,21 @@ Reading readingOf(const std::vector<float>& values) {
   return reading;
 }
 
-Reading readingOf(simulator::Stream stream, const std::vector<std::uint8_t>& frame) {
+Reading readingOf(Stream stream, const std::vector<std::uint8_t>& frame) {
   const hosts::Data data(frame);
   switch (stream) {
-    case simulator::Stream::ecg:
-    case simulator::Stream::respiration:
+    case Stream::ecg:
+    case Stream::respiration:
       return readingOf(FrameDecoders::calculateECGValue(data));
-    case simulator::Stream::temperature: {
+    case Stream::temperature: {
       const auto value = FrameDecoders::calculateTemperatureValue(data);
       return readingOf({value.objectTemperature, value.ambientTemperature});
     }
-    case simulator::Stream::battery: {
+    case Stream::battery: {
       const auto value = FrameDecoders::calculateBatterySOCValue(data);
       return readingOf({value.soc, value.inCharge ? 1.0F : 0.0F});
     }
-    case simulator::Stream::motion: {
+    case Stream::motion: {
       const auto value = FrameDecoders::calculateMotionValue(data);
       return readingOf({value.qw, value.qx, value.qy, value.qz, value.ax, value.ay, value.az});
     }

@@ -8,7 +8,7 @@
 ///   12.412345 sent ecg 0a1b...
 ///   15.000000 disconnected 13
 
-#include <simulator/frame.h>
+#include <zephly/protocol/streams.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -23,14 +23,14 @@ namespace Zephly::bluetooth_check {
 
 /// One value as the bits of its floats, so that NaN equals itself and -0 differs from 0.
 using Reading = std::vector<std::uint32_t>;
-using Readings = std::map<simulator::Stream, std::vector<Reading>>;
+using Readings = std::map<Stream, std::vector<Reading>>;
 
 /// The kit's decoding of one frame.
-Reading readingOf(simulator::Stream stream, const std::vector<std::uint8_t>& frame);
+Reading readingOf(Stream stream, const std::vector<std::uint8_t>& frame);
 Reading readingOf(const std::vector<float>& values);
 
 /// The time of each value in seconds of the monotonic clock.
-using Times = std::map<simulator::Stream, std::vector<double>>;
+using Times = std::map<Stream, std::vector<double>>;
 
 /// One connection in the strap's log.
 struct StrapLink {

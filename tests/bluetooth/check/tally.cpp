@@ -1,5 +1,7 @@
 #include <tests/bluetooth/check/tally.h>
 
+#include <zephly/protocol/streams.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -31,7 +33,7 @@ Tally compareStream(const std::vector<Reading>& sent, const std::vector<Reading>
   return tally;
 }
 
-std::vector<Reading> of(const Readings& readings, simulator::Stream stream) {
+std::vector<Reading> of(const Readings& readings, Stream stream) {
   const auto found = readings.find(stream);
   return found == readings.end() ? std::vector<Reading>() : found->second;
 }
@@ -51,7 +53,7 @@ Tally& Tally::operator+=(const Tally& other) {
 
 Tally compare(const Readings& sent, const Readings& received) {
   Tally total;
-  for (const simulator::Stream stream : simulator::allStreams) {
+  for (const Stream stream : allStreams) {
     total += compareStream(of(sent, stream), of(received, stream));
   }
   return total;

@@ -2,6 +2,7 @@
 
 #include <tests/bluetooth/check/strap_log.h>
 #include <tests/bluetooth/check/tally.h>
+#include <zephly/protocol/streams.h>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@
 namespace {
 
 using namespace Zephly::bluetooth_check;
-using Zephly::simulator::Stream;
+using Zephly::Stream;
 
 Readings ecgOf(const std::vector<std::uint32_t>& values) {
   Readings readings;

@@ -3,6 +3,8 @@
 #include <hosts/simulated/radio.h>
 #include <tests/support/boundary_recorder.h>
 #include <tests/support/long_run.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 
 #include <gtest/gtest.h>
 
@@ -15,13 +17,14 @@ using namespace std::chrono_literals;
 using namespace Zephly::simulated;
 namespace simulator = Zephly::simulator;
 using boundary::Session;
-using simulator::StrapTime;
-using simulator::Stream;
+using Zephly::allStreams;
+using Zephly::StrapTime;
+using Zephly::Stream;
 
 // Frames from a list; those of a recording start when all streams are subscribed.
 class ListSource final : public simulator::FrameSource {
  public:
-  void listenerReady(StrapTime now) override {
+  void allSubscribed(StrapTime now) override {
     readyAt.push_back(now);
     for (auto& frame : recording) {
       frame.time += now;
@@ -47,13 +50,13 @@ class ListSource final : public simulator::FrameSource {
 class SteadySource final : public simulator::FrameSource {
  public:
   explicit SteadySource(Duration every) : period(every) {}
-  void listenerReady(StrapTime now) override { readyAt = now; }
+  void allSubscribed(StrapTime now) override { readyAt = now; }
   std::optional<StrapTime> nextFrameTime() const override { return period * count; }
   simulator::Frame nextFrame() override {
     const auto number = static_cast<std::uint64_t>(count);
     simulator::Frame frame{
         period * count,
-        simulator::allStreams.at(static_cast<std::size_t>(number % 5)),
+        allStreams.at(static_cast<std::size_t>(number % 5)),
         {static_cast<std::uint8_t>(number >> 8U), static_cast<std::uint8_t>(number)}};
     ++count;
     return frame;
@@ -117,11 +120,11 @@ TEST_F(StrapDeviceTest, CountsUnsubscribedFrames) {
 }
 
 TEST_F(StrapDeviceTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
-  device.setSubscription(simulator::characteristicUUID(Stream::ecg), {.latency = 3s});
+  device.setSubscription(characteristicUUID(Stream::ecg), {.latency = 3s});
   scheduler.advance(500ms);
   ListSource source;
   StrapDevice strapDevice(device, source);
-  EXPECT_FALSE(strapDevice.listenerWasReady());
+  EXPECT_FALSE(strapDevice.wasFullySubscribed());
   scheduler.advance(2s);
   EXPECT_TRUE(source.readyAt.empty());
   scheduler.advance(2s);
@@ -132,7 +135,7 @@ TEST_F(StrapDeviceTest, NotifiesTheSourceOnceWhenAllFiveAreSubscribed) {
   scheduler.advance(10s);
   EXPECT_EQ(device.connections(), 2U);
   EXPECT_EQ(source.readyAt.size(), 1U);
-  EXPECT_TRUE(strapDevice.listenerWasReady());
+  EXPECT_TRUE(strapDevice.wasFullySubscribed());
 }
 
 TEST_F(StrapDeviceTest, ARecordingStartsWithItsListener) {
@@ -159,8 +162,10 @@ TEST_F(StrapDeviceTest, LosesTheLinkAsPlannedAndCountsUnsubscribedFrames) {
   EXPECT_EQ(device.connections(), 3U);
   const auto after = strapDevice.totals();
   EXPECT_EQ(after.framesSent - before.framesSent, values()) << "sent is delivered";
-  EXPECT_EQ(after.framesSent + after.framesUnheard, 1001U) << "and every frame is one or the other";
-  EXPECT_GE(after.framesUnheard - before.framesUnheard, 300U) << "three seconds of absence";
+  EXPECT_EQ(after.framesSent + after.framesUnsubscribed, 1001U)
+      << "and every frame is one or the other";
+  EXPECT_GE(after.framesUnsubscribed - before.framesUnsubscribed, 300U)
+      << "three seconds of absence";
 }
 
 TEST_F(StrapDeviceTest, IsAbsentForAsLongAsPlanned) {
@@ -196,9 +201,8 @@ TEST_F(StrapDeviceTest, ALongTimeArrivesCompletely) {
   scheduler.advance(std::chrono::seconds(seconds));
   EXPECT_EQ(values(), strapDevice.totals().framesSent);
   EXPECT_GT(strapDevice.totals().framesSent, seconds * 200 - 100);
-  for (const Stream stream : simulator::allStreams) {
-    EXPECT_EQ(device.sent(simulator::characteristicUUID(stream)),
-              strapDevice.counts(stream).framesSent);
+  for (const Stream stream : allStreams) {
+    EXPECT_EQ(device.sent(characteristicUUID(stream)), strapDevice.counts(stream).framesSent);
   }
 }
 

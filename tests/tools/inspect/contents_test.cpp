@@ -1,6 +1,8 @@
 #include <tools/inspect/contents.h>
 
 #include <tools/inspect/contents_text.h>
+#include <zephly/ble/gatt_profile.h>
+#include <zephly/protocol/streams.h>
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -13,7 +15,6 @@ namespace Zephly::inspect {
 namespace {
 
 using namespace std::chrono_literals;
-using simulator::Stream;
 
 class ContentsTest : public testing::Test {
  protected:
@@ -24,9 +25,8 @@ class ContentsTest : public testing::Test {
   void connectAt(std::chrono::nanoseconds time) {
     at(time, capture::Connected{1});
     capture::CharacteristicsDiscovered found{.peripheral = 1, .service = 2};
-    for (const Stream stream : simulator::allStreams) {
-      found.characteristics.push_back(
-          {idOf(stream), simulator::characteristicUUID(stream).UUIDString(), ""});
+    for (const Stream stream : allStreams) {
+      found.characteristics.push_back({idOf(stream), characteristicUUID(stream).UUIDString(), ""});
     }
     at(time, found);
   }
@@ -53,7 +53,7 @@ TEST_F(ContentsTest, CountsNotificationsSamplesAndRates) {
   EXPECT_EQ(contents_.of(Stream::temperature).samples, 1U);
   EXPECT_EQ(contents_.of(Stream::motion).notifications, 0U);
   EXPECT_EQ(contents_.duration(), 3200ms);
-  EXPECT_EQ(contents_.connections(), std::vector<simulator::StrapTime>{1s});
+  EXPECT_EQ(contents_.connections(), std::vector<StrapTime>{1s});
   EXPECT_EQ(contents_.gapCount(), 0U);
 }
 

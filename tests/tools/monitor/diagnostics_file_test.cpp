@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <system_error>
 
@@ -25,6 +26,21 @@ TEST(DiagnosticsFileTest, HoldsEveryLineAndNoneOfAPreviousFile) {
   const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
   std::filesystem::remove(path);
   EXPECT_EQ(text, "one\n\nthree\n");
+}
+
+TEST(DiagnosticsFileTest, HoldsWhatIsWrittenToItAsAStreamBuffer) {
+  const std::filesystem::path path =
+      std::filesystem::path(testing::TempDir()) / ("stream-" + std::to_string(::getpid()));
+  DiagnosticsFile file(path);
+  std::ostream console(&file);
+  console << "one " << 0.5F << std::endl;
+  file.writeLine("two");
+  console << 't' << "hree\n";
+  EXPECT_FALSE(file.finish());
+  std::ifstream stream(path);
+  const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::filesystem::remove(path);
+  EXPECT_EQ(text, "one 0.5\ntwo\nthree\n");
 }
 
 TEST(DiagnosticsFileTest, ReportsWhyItCannotBeOpened) {

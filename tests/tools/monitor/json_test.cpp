@@ -2,6 +2,8 @@
 #include <tests/support/long_run.h>
 #include <tools/monitor/json_line.h>
 #include <tools/monitor/json_text.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,13 +43,21 @@ TEST(JsonTextTest, EveryEventIsOneLine) {
   EXPECT_EQ(text(watch::EcgSample{0.1F}), "{\"t\":1.5,\"event\":\"ecg\",\"value\":0.1}\n");
   EXPECT_EQ(text(watch::RespirationSample{1}),
             "{\"t\":1.5,\"event\":\"respiration\",\"value\":1}\n");
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::pushUp}),
-            "{\"t\":1.5,\"event\":\"pushUp\"}\n");
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::sitUp}),
-            "{\"t\":1.5,\"event\":\"sitUp\"}\n");
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::jump}), "{\"t\":1.5,\"event\":\"jump\"}\n");
+  EXPECT_EQ(text(watch::Repetition{Exercise::pushUp}), "{\"t\":1.5,\"event\":\"pushUp\"}\n");
+  EXPECT_EQ(text(watch::Repetition{Exercise::sitUp}), "{\"t\":1.5,\"event\":\"sitUp\"}\n");
+  EXPECT_EQ(text(watch::Repetition{Exercise::jump}), "{\"t\":1.5,\"event\":\"jump\"}\n");
   EXPECT_EQ(text(watch::MotionSample{0.5F, -0.125F}),
             "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
+}
+
+TEST(JsonTextTest, MotionHasTheSixDigitsOfTheTraceLine) {
+  const auto text = [](float value) {
+    return jsonText(watch::Event{0s, watch::MotionSample{value, 0}});
+  };
+  EXPECT_THAT(text(0.123456789F), testing::HasSubstr("\"highPassed\":0.123457,"));
+  EXPECT_THAT(text(-1234567.0F), testing::HasSubstr("\"highPassed\":-1234570,"));
+  EXPECT_THAT(text(std::numeric_limits<float>::quiet_NaN()),
+              testing::HasSubstr("\"highPassed\":\"nan\","));
 }
 
 TEST(JsonTextTest, AHostLineIsASeparateEvent) {
@@ -89,8 +99,8 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
   summary.duration = 2500ms;
   watch::StreamSent played{
       .sent = 12, .unheard = 6, .recording = simulator::PlaybackCounts{3, 11, 1, 2}};
-  summary.streams = {{simulator::Stream::ecg, played, 10, 499.5, 1250us}};
-  summary.repetitionsDone = simulator::Repetitions{1, 2, 3};
+  summary.streams = {{Stream::ecg, played, 10, 499.5, 1250us}};
+  summary.repetitionsDone = Repetitions{1, 2, 3};
   summary.repetitionsCounted = {4, 5, 6};
   summary.connections = 7;
   summary.disconnections = 8;
@@ -114,7 +124,7 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
 
 TEST(JsonTextTest, TheSummaryOfARealStrapOmitsDataThatOnlyTheStrapHas) {
   watch::Summary summary;
-  summary.streams = {{.stream = simulator::Stream::ecg, .delivered = 10}};
+  summary.streams = {{.stream = Stream::ecg, .delivered = 10}};
   const json parsed = json::parse(jsonText(summary));
   EXPECT_EQ(parsed.at("streams").at("ecg"), json({{"delivered", 10}}));
   EXPECT_FALSE(parsed.at("repetitions").contains("done"));

@@ -1,6 +1,8 @@
 #include <tools/monitor/terminal_view.h>
 
 #include <tests/support/long_run.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +24,7 @@ using testing::StartsWith;
 class TerminalViewTest : public testing::Test {
  protected:
   template <class What>
-  void take(simulator::StrapTime time, What what) {
+  void take(StrapTime time, What what) {
     model_.take(watch::Event{time, what});
   }
 
@@ -30,7 +32,7 @@ class TerminalViewTest : public testing::Test {
     take(0s, watch::Connected{});
     take(0s, watch::LeadOff{false});
     for (int frame = 0; frame < 500; ++frame) {
-      const simulator::StrapTime time = frame * 12ms;
+      const StrapTime time = frame * 12ms;
       for (int sample = 0; sample < 6; ++sample) {
         const auto phase = static_cast<float>(frame * 6 + sample) * 0.02F;
         take(time, watch::EcgSample{std::sin(phase)});
@@ -39,7 +41,7 @@ class TerminalViewTest : public testing::Test {
     }
     take(6s, watch::Temperature{33.14F, 22.58F, 0});
     take(6s, watch::Battery{{73.8F, false}});
-    take(6s, watch::Repetition{simulator::Exercise::pushUp});
+    take(6s, watch::Repetition{Exercise::pushUp});
     take(6s, watch::Diagnostic{"didFailToConnectPeripheral"});
   }
 

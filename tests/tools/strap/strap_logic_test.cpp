@@ -8,6 +8,7 @@
 #include <tools/strap/options.h>
 #include <tools/strap/pacing.h>
 #include <tools/strap/report.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,6 +25,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Zephly::StrapTime;
+using Zephly::Stream;
 using Zephly::bluez::Dictionary;
 using Zephly::bluez::ObjectChange;
 using Zephly::bluez::ObjectTree;
@@ -31,8 +34,6 @@ using Zephly::peripheral::Centrals;
 using Zephly::peripheral::LinkLosses;
 using Zephly::peripheral::Pacing;
 using Zephly::simulator::Frame;
-using Zephly::simulator::StrapTime;
-using Zephly::simulator::Stream;
 using Zephly::simulator::TrainingPlan;
 using Zephly::simulator::Transmitter;
 
@@ -41,7 +42,7 @@ class TickSource final : public Zephly::simulator::FrameSource {
  public:
   explicit TickSource(StrapTime period) : period_(period) {}
 
-  void listenerReady(StrapTime /*now*/) override {}
+  void allSubscribed(StrapTime /*now*/) override {}
   std::optional<StrapTime> nextFrameTime() const override {
     if (ended) return std::nullopt;
     return period_ * next;
@@ -154,7 +155,7 @@ TEST_F(PacingTest, SendsOnlySubscribedStreams) {
   carrier.subscribed = true;
   turnAt(100ms);
   EXPECT_THAT(carrier.sent, ElementsAre(100ms));
-  EXPECT_EQ(transmitter.totals().framesUnheard, 10U);
+  EXPECT_EQ(transmitter.totals().framesUnsubscribed, 10U);
 }
 
 TEST_F(PacingTest, HasNoNextTimeWithoutFrames) {

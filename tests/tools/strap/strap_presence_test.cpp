@@ -6,6 +6,7 @@
 #include <tests/support/turn_until.h>
 #include <tests/tools/strap/fake_bluetoothd.h>
 #include <tools/strap/presence.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,6 +30,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using Zephly::Stream;
 using Zephly::bluez::Arguments;
 using Zephly::bluez::Bus;
 using Zephly::bluez::Bytes;
@@ -39,7 +41,6 @@ using Zephly::bluez::Strings;
 using Zephly::peripheral::Presence;
 using Zephly::peripheral::PresenceListener;
 using Zephly::peripheral::PresenceOptions;
-using Zephly::simulator::Stream;
 
 constexpr const char* registerApplication = "hci0 RegisterApplication /org/zephly/strap {}";
 constexpr const char* unregisterApplication = "hci0 UnregisterApplication /org/zephly/strap";
@@ -64,7 +65,7 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
   void onMessage(std::string_view line) override { lines.emplace_back(line); }
   void onSubscription(Stream stream, bool subscribed) override {
     lines.push_back((subscribed ? "subscribed " : "unsubscribed ") +
-                    std::string(Zephly::simulator::streamName(stream)));
+                    std::string(Zephly::streamInfo(stream).name));
   }
   void onCentral(const std::string& name, bool connected) override {
     lines.push_back((connected ? "connected " : "disconnected ") + name);

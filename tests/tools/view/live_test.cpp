@@ -2,7 +2,7 @@
 
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/message_feed.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
 #include <zephly/session/zephly.h>
@@ -292,8 +292,7 @@ class SessionTest : public testing::Test {
   std::unique_ptr<watch::SimulatedSource> source;
   std::shared_ptr<watch::Receiver> receiver = std::make_shared<watch::Receiver>(
       [this] { return source->now(); }, [this](const watch::Event& event) { take(event); });
-  watch::DiagnosticsCatcher catcher{
-      [this](std::string_view line) { receiver->diagnosticLine(line); }};
+  watch::Observation observation{*receiver};
   std::shared_ptr<::SignalProcessor> filter = ::SignalProcessor::init();
   std::array<std::vector<float>, 4> delivered;  // by trace
   main_queue::Timer ticks;
@@ -312,9 +311,9 @@ TEST_F(SessionTest, TwentyViewersGetEverySampleBitForBitAndALateOneTheRest) {
   ASSERT_TRUE(world.runUntil([&] { return world.server->viewers() == viewers.size() + 1; }));
   // On a busy machine the handshake may take seconds by this clock: the session continues until it
   // is done.
-  const simulator::StrapTime joined = source->now();
+  const StrapTime joined = source->now();
   ASSERT_TRUE(world.runUntil([&] { return source->now() > joined + 5s; }));
-  const simulator::StrapTime end = source->now();
+  const StrapTime end = source->now();
   source->finish();
   feed.end(end);
   bool closed = false;

@@ -1,6 +1,7 @@
 #include <tools/view/message_feed.h>
 
 #include <tests/tools/view/decoded.h>
+#include <zephly/motion/exercise.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -135,7 +136,7 @@ TEST_F(MessageFeedTest, TheEndSendsTheRestAndStopsTheClock) {
 TEST_F(MessageFeedTest, ANewViewerGetsHelloStateHistoryAndEvents) {
   feed.take({1s, watch::Connected{}});
   feed.take({1s, watch::EcgSample{0.5F}});
-  feed.take({2s, watch::Repetition{simulator::Exercise::jump}});
+  feed.take({2s, watch::Repetition{Exercise::jump}});
   feed.take({2s, watch::EcgSample{}});  // goes to everybody with the next tick
   sent = feed.greeting({.title = "a strap", .now = 3s});
   EXPECT_EQ(json::parse(*sent.front().bytes).at("title"), "a strap");

@@ -4,6 +4,8 @@
 
 #include <tests/tools/view/bytes.h>
 #include <tools/view/texts.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -55,10 +57,13 @@ TEST(TextsTest, HelloDescribesTheSource) {
     "title":"a strap","pace":"speed 50","session":"0a","now":12.345,"historySeconds":30,
     "streams":{"ecg":{"rate":500,"low":-2.42,"high":2.42},
       "filteredEcg":{"rate":500,"low":0,"high":1},
-      "respiration":{"rate":500,"low":0,"high":1},"motion":{"rate":30}}})"));
+      "respiration":{"rate":500,"low":0,"high":1},"motion":{"rate":30}},
+    "counted":[{"name":"ecg","title":"ECG"},{"name":"respiration","title":"respiration"},
+      {"name":"motion","title":"motion"},{"name":"temperature","title":"temperature"},
+      {"name":"battery","title":"battery"}]})"));
 }
 
-json state(const watch::SessionModel& model, simulator::StrapTime now,
+json state(const watch::SessionModel& model, StrapTime now,
            const std::optional<TemperatureReading>& temperature = std::nullopt) {
   return json::parse(
       stateText({.model = model, .now = now, .temperature = temperature, .ended = false}));
@@ -82,9 +87,9 @@ TEST(TextsTest, TheStateIsTheModels) {
   model.take({2s, watch::EcgSample{1}});
   model.take({2500ms, watch::EcgSample{1}});
   model.take({3s, watch::Battery{{.soc = 80.5F, .inCharge = true}}});
-  model.take({4s, watch::Repetition{simulator::Exercise::jump}});
+  model.take({4s, watch::Repetition{Exercise::jump}});
   model.take({5s, watch::Disconnected{}});
-  model.take({5s, watch::Diagnostic{"didDisconnectPeripheral: too far"}});
+  model.take({5s, watch::Diagnostic{"didDisconnectPeripheral: too far", "too far"}});
   model.take({6s, watch::HostLine{"Bluetooth: ready."}});
   const json now = state(model, 6s, TemperatureReading{33.5F, 22.25F, 36.5F, 4s});
   EXPECT_EQ(now.at("connected"), false);
@@ -131,9 +136,9 @@ TEST(TextsTest, EncodesEvents) {
   EXPECT_EQ(text(watch::Disconnected{}), plain("disconnected"));
   EXPECT_EQ(text(watch::LeadOff{true}), plain("electrodesOff"));
   EXPECT_EQ(text(watch::LeadOff{false}), plain("electrodesOn"));
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::pushUp}), plain("pushUp"));
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::sitUp}), plain("sitUp"));
-  EXPECT_EQ(text(watch::Repetition{simulator::Exercise::jump}), plain("jump"));
+  EXPECT_EQ(text(watch::Repetition{Exercise::pushUp}), plain("pushUp"));
+  EXPECT_EQ(text(watch::Repetition{Exercise::sitUp}), plain("sitUp"));
+  EXPECT_EQ(text(watch::Repetition{Exercise::jump}), plain("jump"));
   json expected = plain("diagnostic");
   expected["text"] = "a \"line\"";
   EXPECT_EQ(text(watch::Diagnostic{"a \"line\""}), expected);

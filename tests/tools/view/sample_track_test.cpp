@@ -1,6 +1,7 @@
 #include <tools/view/sample_track.h>
 
 #include <tests/tools/view/decoded.h>
+#include <zephly/protocol/strap_time.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,12 +20,12 @@ using testing::SizeIs;
 // Frames of six samples, 12 ms apart, as a strap sends them; values count up.
 class SampleTrackTest : public testing::Test {
  protected:
-  void frames(simulator::StrapTime first, int count, simulator::StrapTime apart = 12ms) {
+  void frames(StrapTime first, int count, StrapTime apart = 12ms) {
     for (int frame = 0; frame < count; ++frame) {
       for (int i = 0; i < 6; ++i) track.append(first + frame * apart, std::array{value_++});
     }
   }
-  std::vector<Samples> take(simulator::StrapTime now = 0s) { return decodedAll(track.take(now)); }
+  std::vector<Samples> take(StrapTime now = 0s) { return decodedAll(track.take(now)); }
 
   SampleTrack track{Trace::ecg};
 
@@ -180,10 +181,10 @@ TEST_F(SampleTrackTest, HistoryKeepsItsGapsAndForgetsOldOnes) {
 TEST_F(SampleTrackTest, MotionSamplesHaveTwoValuesAndTheirRate) {
   SampleTrack motion(Trace::motion);
   for (int i = 0; i < 31; ++i) {
-    motion.append(simulator::sampleTime(i, 30), std::array{static_cast<float>(i), -1.0F});
+    motion.append(sampleTime(i, 30), std::array{static_cast<float>(i), -1.0F});
   }
   motion.take(0s);
-  motion.append(simulator::sampleTime(31, 30), std::array{31.0F, 0.5F});
+  motion.append(sampleTime(31, 30), std::array{31.0F, 0.5F});
   const auto taken = decodedAll(motion.take(0s));
   ASSERT_THAT(taken, SizeIs(1));
   EXPECT_EQ(taken[0].count, 1U);

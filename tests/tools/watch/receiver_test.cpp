@@ -1,10 +1,12 @@
 #include <tools/watch/receiver.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cmath>
+#include <optional>
 #include <variant>
 #include <vector>
 
@@ -20,7 +22,7 @@ class ReceiverTest : public testing::Test {
     return std::get<What>(events_.back().what);
   }
 
-  simulator::StrapTime now_ = 1s;
+  StrapTime now_ = 1s;
   std::vector<Event> events_;
   Receiver receiver_{[this] { return now_; },
                      [this](const Event& event) { events_.push_back(event); }};
@@ -47,11 +49,11 @@ TEST_F(ReceiverTest, TurnsEveryCallbackIntoOneEventWithItsTime) {
   receiver_.didReceiveRespiration(0.25F);
   EXPECT_EQ(last<RespirationSample>().value, 0.25F);
   receiver_.didDetectPushUp();
-  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::pushUp);
+  EXPECT_EQ(last<Repetition>().exercise, Exercise::pushUp);
   receiver_.didDetectSitUp();
-  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::sitUp);
+  EXPECT_EQ(last<Repetition>().exercise, Exercise::sitUp);
   receiver_.didDetectJump();
-  EXPECT_EQ(last<Repetition>().exercise, simulator::Exercise::jump);
+  EXPECT_EQ(last<Repetition>().exercise, Exercise::jump);
   EXPECT_EQ(events_.size(), 10U);
 }
 
@@ -61,12 +63,21 @@ TEST_F(ReceiverTest, AHostLineIsASeparateEvent) {
   EXPECT_EQ(events_.back().time, 1s);
 }
 
-TEST_F(ReceiverTest, TraceLinesAreMotionSamplesAndOtherLinesAreDiagnostics) {
-  receiver_.diagnosticLine("0.5, -1.5e-05");
-  EXPECT_EQ(last<MotionSample>().highPassed, 0.5F);
+TEST_F(ReceiverTest, TracesAreMotionSamplesAndOtherFactsAreDiagnostics) {
+  receiver_.didTraceMotion({0.123456789F, -1.5e-05F});
+  EXPECT_EQ(last<MotionSample>().highPassed, 0.123456789F);
   EXPECT_EQ(last<MotionSample>().displacement, -1.5e-05F);
-  receiver_.diagnosticLine("didFailToConnectPeripheral");
+  receiver_.didFailToConnect({});
   EXPECT_EQ(last<Diagnostic>().text, "didFailToConnectPeripheral");
+  EXPECT_EQ(last<Diagnostic>().linkLossReason, std::nullopt);
+  receiver_.didLoseLink({"1, 2"});
+  EXPECT_EQ(last<Diagnostic>().text, "didDisconnectPeripheral: 1, 2");
+  EXPECT_EQ(last<Diagnostic>().linkLossReason, "1, 2");
+  receiver_.didFailToDiscover({"a \"b\""});
+  EXPECT_EQ(last<Diagnostic>().text, "Error: Optional(\"a \\\"b\\\"\")");
+  receiver_.didFailToRead({"no value"});
+  EXPECT_EQ(last<Diagnostic>().text, "Error reading characteristics: no value");
+  EXPECT_EQ(events_.size(), 5U);
 }
 
 TEST_F(ReceiverTest, DropsEventsAfterTheEnd) {
@@ -76,21 +87,6 @@ TEST_F(ReceiverTest, DropsEventsAfterTheEnd) {
   now_ += 1ns;
   receiver_.didReceiveECG(1);
   EXPECT_EQ(events_.size(), 1U);
-}
-
-TEST(TraceLineTest, ParsesTheFormatOfAStream) {
-  EXPECT_TRUE(parseTraceLine("0, 0"));
-  EXPECT_TRUE(parseTraceLine("-1.23457e+06, 7"));
-  EXPECT_TRUE(std::isnan(parseTraceLine("nan, -nan")->highPassed));
-  EXPECT_TRUE(std::isinf(parseTraceLine("inf, -inf")->displacement));
-  EXPECT_TRUE(parseTraceLine("1e-45, 1e-46"));
-}
-
-TEST(TraceLineTest, RefusesOtherText) {
-  for (const char* line : {"", ", ", "1", "1,2", "1, ", ", 1", "1, 2, 3", "1, 2 ", " 1, 2",
-                           "one, two", "1;2", "PushUp!", "Error: Optional(\"1, 2\")"}) {
-    EXPECT_FALSE(parseTraceLine(line)) << line;
-  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <hosts/main_queue/main_queue.h>
 #include <tests/support/captures.h>
 #include <tests/support/sessions.h>
+#include <zephly/protocol/strap_time.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,7 +40,7 @@ struct Session {
   ReceivedSession received;
 };
 
-Session session(simulator::StrapTime duration) {
+Session session(StrapTime duration) {
   LiveWorld world;
   world.scheduler.advance(duration);
   std::vector<Record> records = world.end();

@@ -1,4 +1,6 @@
 #include <tools/watch/session_model.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,15 +13,14 @@ namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
-using simulator::Stream;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(RateMeterTest, IsStationaryForEachStreamOfTheStrap) {
   RateMeter waveform;
   RateMeter motion;
-  simulator::StrapTime nextMotion{};
-  for (simulator::StrapTime now{}; now < 20s; now += 12ms) {
+  StrapTime nextMotion{};
+  for (StrapTime now{}; now < 20s; now += 12ms) {
     for (int sample = 0; sample < 6; ++sample) waveform.count(now);
     for (; nextMotion <= now; nextMotion += 33'333'333ns) motion.count(now);
     if (now < 4s) continue;
@@ -66,7 +67,7 @@ TEST(SampleWindowTest, IncludesGapsOfAnyLength) {
 class SessionModelTest : public testing::Test {
  protected:
   template <class What>
-  void take(simulator::StrapTime time, What what) {
+  void take(StrapTime time, What what) {
     model_.take(Event{time, what});
   }
 
@@ -130,10 +131,10 @@ TEST_F(SessionModelTest, CountsEveryStreamSeparately) {
 }
 
 TEST_F(SessionModelTest, CountsRepetitionsByKind) {
-  take(1s, Repetition{simulator::Exercise::jump});
-  take(1s, Repetition{simulator::Exercise::jump});
-  take(1s, Repetition{simulator::Exercise::sitUp});
-  EXPECT_EQ(model_.repetitions(), (simulator::Repetitions{0, 1, 2}));
+  take(1s, Repetition{Exercise::jump});
+  take(1s, Repetition{Exercise::jump});
+  take(1s, Repetition{Exercise::sitUp});
+  EXPECT_EQ(model_.repetitions(), (Repetitions{0, 1, 2}));
 }
 
 TEST_F(SessionModelTest, KeepsTheLastDiagnosticLines) {
@@ -154,14 +155,14 @@ TEST_F(SessionModelTest, HasNoMissingStreamsWhenAllHaveArrived) {
   take(1s, Battery{});
   take(1s, EcgSample{});
   take(1s, RespirationSample{});
-  for (const auto exercise : simulator::allExercises) take(1s, Repetition{exercise});
+  for (const auto exercise : allExercises) take(1s, Repetition{exercise});
   EXPECT_THAT(model_.neverArrived(), IsEmpty());
 }
 
 TEST_F(SessionModelTest, KeepsReasonAndDurationOfALinkLoss) {
   take(1s, Connected{});
   take(2s, Disconnected{});
-  take(2s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  take(2s, Diagnostic{"didDisconnectPeripheral: Page timeout", "Page timeout"});
   take(5s, Connected{});
   take(6s, Disconnected{});
   take(6s, Diagnostic{"didFailToConnectPeripheral"});
@@ -184,7 +185,7 @@ TEST_F(SessionModelTest, KeepsTheLastLinkLossesOnly) {
 }
 
 TEST_F(SessionModelTest, AReasonWithoutALossIsOnlyALine) {
-  take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout"});
+  take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout", "Page timeout"});
   EXPECT_TRUE(model_.linkLosses().empty());
   EXPECT_EQ(model_.diagnostics().back().text, "didDisconnectPeripheral: Page timeout");
 }

@@ -2,6 +2,8 @@
 
 #include <tools/common/command.h>
 
+#include <tests/support/console_lines.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -36,7 +38,6 @@ class SessionRunnerTest : public testing::Test, protected SessionHandler {
     note("event");
     events.push_back(event);
   }
-  void onDiagnosticLine(std::string_view line) override { lines.emplace_back(line); }
   void onReady() override {
     note("ready");
     ready();
@@ -61,7 +62,8 @@ class SessionRunnerTest : public testing::Test, protected SessionHandler {
   std::vector<Event> events;
   std::vector<std::string> lines;
   std::function<void()> ready = [] {};
-  SessionRunner runner{"test", queue, options(), *this, 1ms};
+  ConsoleLines console{lines};
+  SessionRunner runner{"test", queue, options(), *this, 1ms, &console};
 };
 
 TEST_F(SessionRunnerTest, RunsFromReadyToTheEndOfTheSource) {
@@ -75,7 +77,7 @@ TEST_F(SessionRunnerTest, RunsFromReadyToTheEndOfTheSource) {
     return std::holds_alternative<EcgSample>(event.what);
   });
   EXPECT_GT(received, 0);
-  EXPECT_EQ(report.strap->streams[static_cast<std::size_t>(simulator::Stream::ecg)].sent,
+  EXPECT_EQ(report.strap->streams[Stream::ecg].sent,
             static_cast<std::uint64_t>(received));
 }
 
@@ -101,7 +103,7 @@ TEST_F(SessionRunnerTest, TheClockStops) {
   for (const Event& event : events) EXPECT_EQ(event.time, 0s);
 }
 
-TEST_F(SessionRunnerTest, LinesOfTheKitComeBeforeTheirEvents) {
+TEST_F(SessionRunnerTest, LinesOfTheKitGoToTheConsole) {
   runner.run();
   ASSERT_FALSE(lines.empty());
   const auto diagnostic = std::find_if(events.begin(), events.end(), [](const Event& event) {

@@ -1,8 +1,9 @@
 #include <tools/watch/simulated_source.h>
 
 #include <tests/support/turn_until.h>
-#include <tools/watch/diagnostics_catcher.h>
+#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/session/zephly.h>
 
 #include <gmock/gmock.h>
@@ -27,7 +28,7 @@ Summary watch(SimulatedOptions options) {
   SimulatedSource source(queue, std::move(options), [&] { queue.stop(); });
   const auto receiver = std::make_shared<Receiver>([&] { return source.now(); },
                                                    [&](const Event& event) { model.take(event); });
-  const DiagnosticsCatcher catcher([&](std::string_view line) { receiver->diagnosticLine(line); });
+  const Observation observation(*receiver);
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
   source.start();
@@ -39,7 +40,7 @@ TEST(SimulatedSourceTest, EndsAtTheDurationWithNothingLost) {
   const Summary summary = watch({.seed = 3, .duration = 5s});
   EXPECT_EQ(summary.duration, 5s);
   EXPECT_FALSE(summary.anythingLost());
-  EXPECT_GT(summary.streams.at(static_cast<std::size_t>(simulator::Stream::ecg)).delivered, 2000U);
+  EXPECT_GT(summary.streams.at(static_cast<std::size_t>(Stream::ecg)).delivered, 2000U);
   EXPECT_EQ(summary.connections, 1U);
 }
 
@@ -79,7 +80,7 @@ TEST(SimulatedSourceTest, EndsWithTheRecording) {
   for (int row = 0; row < 50; ++row) text += std::to_string(row % 5) + "\n";
   const Summary summary = watch({.recording = std::make_shared<const simulator::Recording>(
                                      simulator::Recording::parse(text, "test", 50))});
-  const StreamSummary& ecg = summary.streams.at(static_cast<std::size_t>(simulator::Stream::ecg));
+  const StreamSummary& ecg = summary.streams.at(static_cast<std::size_t>(Stream::ecg));
   ASSERT_TRUE(ecg.strap && ecg.strap->recording);
   EXPECT_EQ(ecg.strap->recording->rows, 50U);
   EXPECT_EQ(ecg.strap->recording->samples, 500U);

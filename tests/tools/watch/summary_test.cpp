@@ -1,4 +1,6 @@
 #include <tools/watch/summary.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +14,6 @@ namespace Zephly::watch {
 namespace {
 
 using namespace std::chrono_literals;
-using simulator::Stream;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -21,15 +22,15 @@ using testing::StartsWith;
 // Six ECG samples sent, `delivered` of them received.
 Summary summaryWith(int delivered) {
   StrapReport strap;
-  strap.streams[static_cast<std::size_t>(Stream::ecg)].sent = 6;
-  strap.streams[static_cast<std::size_t>(Stream::ecg)].unheard = 12;
+  strap.streams[Stream::ecg].sent = 6;
+  strap.streams[Stream::ecg].unheard = 12;
   strap.repetitionsDone = {3, 2, 1};
   SessionModel model;
   model.take({0s, Connected{}});
   for (int sample = 0; sample < delivered; ++sample) model.take({1s, EcgSample{0}});
   model.take({1s, LeadOff{true}});
   model.take({1s, LeadOff{false}});
-  model.take({1s, Repetition{simulator::Exercise::pushUp}});
+  model.take({1s, Repetition{Exercise::pushUp}});
   return summarize({12'340ms, strap}, model);
 }
 
@@ -80,7 +81,7 @@ Summary summaryOfARealStrap() {
   model.take({1s, Connected{}});
   for (int frame = 0; frame < 10; ++frame) model.take({2s + frame * 100ms, EcgSample{0}});
   model.take({3s, Disconnected{}});
-  model.take({3s, Diagnostic{"didDisconnectPeripheral: Out of \x1b range."}});
+  model.take({3s, Diagnostic{"didDisconnectPeripheral: Out of \x1b range.", "Out of \x1b range."}});
   model.take({5500ms, Connected{}});
   model.take({6s, EcgSample{0}});
   model.take({8s, Disconnected{}});

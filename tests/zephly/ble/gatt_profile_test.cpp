@@ -5,12 +5,23 @@
 
 namespace {
 
+using Zephly::characteristicUUID;
+using Zephly::Stream;
+
 TEST(GATTProfile, CharacteristicIdentifiers) {
   EXPECT_EQ(temperatureCharacteristicUUID().UUIDString(), "45366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(ecgCharacteristicUUID().UUIDString(), "46366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(batteryCharacteristicUUID().UUIDString(), "47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(respirationCharacteristicUUID().UUIDString(), "48366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(motionCharacteristicUUID().UUIDString(), "49366E80-CF3A-11E1-9AB4-0002A5D5C51B");
+}
+
+TEST(GATTProfile, EachStreamHasItsCharacteristic) {
+  for (const Stream stream : Zephly::allStreams) {
+    EXPECT_EQ(characteristicUUID(stream).UUIDString(), Zephly::streamInfo(stream).characteristic);
+  }
+  EXPECT_EQ(ecgCharacteristicUUID(), characteristicUUID(Stream::ecg));
+  EXPECT_EQ(batteryCharacteristicUUID(), characteristicUUID(Stream::battery));
 }
 
 TEST(GATTProfile, ListsTheFiveCharacteristicsInOrder) {

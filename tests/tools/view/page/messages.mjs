@@ -1,5 +1,10 @@
 // Builds messages of the program.
 
+const COUNTED = [
+  { name: 'ecg', title: 'ECG' },
+  { name: 'temperature', title: 'temperature' },
+];
+
 const NUMBERS = { ecg: 0, filteredEcg: 1, respiration: 2, motion: 3 };
 
 export function hello(changes = {}) {
@@ -18,6 +23,7 @@ export function hello(changes = {}) {
       respiration: { rate: 500, low: 0, high: 1 },
       motion: { rate: 30 },
     },
+    counted: COUNTED,
     ...changes,
   };
 }
@@ -36,7 +42,7 @@ export function state(changes = {}) {
     temperature: null,
     battery: null,
     repetitions: { pushUps: 0, sitUps: 0, jumps: 0 },
-    streams: { ecg: stream, respiration: stream, motion: stream, temperature: stream, battery: stream },
+    streams: Object.fromEntries(COUNTED.map(({ name }) => [name, stream])),
     hostLine: '',
     ended: false,
     ...changes,

@@ -31,6 +31,8 @@ export interface Hello {
   now: number;
   historySeconds: number;
   streams: Record<StreamName, StreamDescription>;
+  /** The strap's streams whose samples are counted in every state, in the order in which to show them. */
+  counted: { name: string; title: string }[];
 }
 
 export interface LinkLoss {
@@ -46,9 +48,6 @@ export interface Temperature {
   body: number | null;
   t: number;
 }
-
-export const COUNTED = ['ecg', 'respiration', 'motion', 'temperature', 'battery'] as const;
-export type CountedName = (typeof COUNTED)[number];
 
 export interface StreamCount {
   received: number;
@@ -68,7 +67,7 @@ export interface State {
   temperature: Temperature | null;
   battery: { soc: number | null; inCharge: boolean } | null;
   repetitions: { pushUps: number; sitUps: number; jumps: number };
-  streams: Partial<Record<CountedName, StreamCount>>;
+  streams: Record<string, StreamCount | undefined>;
   hostLine: string;
   ended: boolean;
 }

@@ -3,7 +3,7 @@
 import type { Phase } from './connection';
 import { announce, byId, element, setData, setText } from './dom';
 import type { LiveSession, LogLine } from './live_session';
-import { COUNTED, type State, type StreamName, STREAMS } from './protocol';
+import { type Hello, type State, type StreamName, STREAMS } from './protocol';
 import { brief, clockTime, count, duration, fixed, several } from './words';
 
 type Level = 'good' | 'bad' | 'unknown';
@@ -12,14 +12,6 @@ type Level = 'good' | 'bad' | 'unknown';
 const READINGS_TO_SETTLE = 20;
 /** Temperatures arrive once a second; beyond this age in seconds they are shown as old. */
 const FRESH = 3;
-
-const NAMES: Readonly<Record<(typeof COUNTED)[number], string>> = {
-  ecg: 'ECG',
-  respiration: 'respiration',
-  motion: 'motion',
-  temperature: 'temperature',
-  battery: 'battery',
-};
 
 const EVENTS: Readonly<Record<LogLine['event'], string>> = {
   connected: 'connected',
@@ -34,7 +26,8 @@ const EVENTS: Readonly<Record<LogLine['event'], string>> = {
 };
 
 export class Status {
-  private readonly rates = makeRates();
+  private rates: Rate[] = [];
+  private ratesOf: Hello | null = null;
   private shownLosses = '';
   private shownEvents = 0;
   private announced = { link: '', electrodes: '' };
@@ -132,9 +125,12 @@ export class Status {
   }
 
   private showRates(session: LiveSession, state: State): void {
-    for (const name of COUNTED) {
+    if (this.ratesOf !== session.hello) {
+      this.ratesOf = session.hello;
+      this.rates = makeRates(session.hello);
+    }
+    for (const { name, cells } of this.rates) {
       const counted = state.streams[name];
-      const cells = this.rates[name];
       if (counted === undefined) continue;
       setText(cells[0], counted.perSecond === null ? '–' : counted.perSecond.toFixed(counted.perSecond < 10 ? 2 : 0));
       setText(cells[1], counted.longestGap === null ? '–' : gap(counted.longestGap));
@@ -258,11 +254,19 @@ function row(texts: string[]): HTMLTableRowElement {
   return element('tr', {}, ...texts.map((text) => element('td', { textContent: text })));
 }
 
-function makeRates(): Record<(typeof COUNTED)[number], HTMLTableCellElement[]> {
-  const entries = COUNTED.map((name) => {
+/** One row of the table of streams. */
+interface Rate {
+  name: string;
+  cells: HTMLTableCellElement[];
+}
+
+function makeRates(hello: Hello): Rate[] {
+  const rates = hello.counted.map(({ name, title }) => {
     const cells = Array.from({ length: 4 }, () => element('td', { className: 'figure', textContent: '–' }));
-    byId('rates').append(element('tr', {}, element('th', { scope: 'row', textContent: NAMES[name] }), ...cells));
-    return [name, cells] as const;
+    return { name, title, cells };
   });
-  return Object.fromEntries(entries) as Record<(typeof COUNTED)[number], HTMLTableCellElement[]>;
+  byId('rates').replaceChildren(
+    ...rates.map(({ title, cells }) => element('tr', {}, element('th', { scope: 'row', textContent: title }), ...cells)),
+  );
+  return rates;
 }

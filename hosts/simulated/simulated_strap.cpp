@@ -1,4 +1,4 @@
-#include <hosts/simulated/living_strap.h>
+#include <hosts/simulated/simulated_strap.h>
 
 #include <zephly/ble/gatt_profile.h>
 
@@ -16,8 +16,8 @@ Device& addStrap(Radio& radio) {
 
 }  // namespace
 
-LivingStrap::LivingStrap(main_queue::MainQueue& queue, const simulator::StrapOptions& options,
-                         double speed)
+SimulatedStrap::SimulatedStrap(main_queue::MainQueue& queue, const simulator::StrapOptions& options,
+                               double speed)
     : radio_(scheduler_),
       strap_(options),
       device_(addStrap(radio_), strap_),

@@ -1,10 +1,10 @@
 #pragma once
 /// @file
-/// Everything that a first application needs in place of a strap: a radio with one living strap in
-/// its reach, in real time, as the host in use.
+/// All that a first application needs in place of a strap: the host in use, a radio with one strap
+/// in range, in real time.
 ///
 ///   Zephly::main_queue::MainQueue queue;
-///   Zephly::simulated::LivingStrap strap(queue);
+///   Zephly::simulated::SimulatedStrap strap(queue);
 ///   auto session = Zephly::Zephly::init(application);
 ///   queue.run();
 
@@ -19,12 +19,12 @@
 namespace Zephly::simulated {
 
 /// One radio, one strap, one wearer; switched off when it is destroyed.
-class ZEPHLY_EXPORT LivingStrap {
+class ZEPHLY_EXPORT SimulatedStrap {
  public:
   /// On `queue`, which must outlive it, at `speed` times real time (see Pacer). Throws
   /// std::invalid_argument for a speed or a plan that cannot be.
-  explicit LivingStrap(main_queue::MainQueue& queue, const simulator::StrapOptions& options = {},
-                       double speed = 1);
+  explicit SimulatedStrap(main_queue::MainQueue& queue, const simulator::StrapOptions& options = {},
+                          double speed = 1);
 
   /// Where more devices can be added.
   Radio& radio() { return radio_; }
