@@ -104,7 +104,7 @@ class SessionRunner {
   std::shared_ptr<Receiver> receiver_;
   std::shared_ptr<::Zephly::Zephly> session_;
   main_queue::Timer refreshTimer_;
-  main_queue::SignalWatch endSignals_;
+  std::vector<main_queue::SignalWatch> endSignals_;
   Observation observation_;
 };
 
