@@ -12,6 +12,7 @@
 #include <zephly/protocol/frame_decoders.h>
 
 #include <tests/support/strap_host.h>
+#include <zephly/ble/gatt_profile.h>
 #include <bench/allocation_sites.h>
 #include <bench/connected_session.h>
 #include <bench/inputs.h>
