@@ -17,7 +17,7 @@ declare -A allowed=(
   [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
   [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
-  [hosts/replay]="zephly/ $foundation capture/"
+  [hosts/replay]="zephly/ $foundation capture/ timing/"
   [tools]="$watching tools/"  # main.cpp; what its folders share is in tools/common
   [tools/common]="$watching" [tools/licenses]=""
   [tools/watch]="$watching tools/common/"

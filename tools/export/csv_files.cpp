@@ -1,9 +1,12 @@
 #include <tools/export/csv_files.h>
 
+#include <hosts/replay/samples.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <span>
 #include <system_error>
 
 namespace Zephly::exporting {
@@ -12,17 +15,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The columns of one stream: its channels, and what the kit makes of them.
 std::string headerOf(Stream stream) {
   std::string header = "time_s,date_utc,gap_s";
-  if (stream == Stream::respiration) return header + ",raw,processed";
-  for (const Channel& channel : streamInfo(stream).channels) {
-    header += ',';
-    header += channel.name;
-    if (!channel.unit.empty()) header += '_';
-    header += channel.unit;
-  }
-  if (stream == Stream::temperature) header += ",body_degC";
+  for (const std::string& column : replay::columnsOf(stream)) header += ',' + column;
   return header;
 }
 
@@ -144,12 +139,12 @@ void CsvFile::finish() {
 }
 
 CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
-                   const Timeline& timeline, timing::Nanoseconds began) {
+                   const replay::Timeline& timeline, timing::Nanoseconds began) {
   makeDirectory(directory);
   const auto create = [&](const std::string& name, std::string_view header) {
     return std::make_unique<CsvFile>(pathIn(directory, name), existing, header, began);
   };
-  for (const Stream stream : exportOrder) {
+  for (const Stream stream : replay::exportOrder) {
     streams_[stream] = create(std::string(streamInfo(stream).name), headerOf(stream));
   }
   for (const timing::StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
@@ -162,67 +157,27 @@ void CsvFiles::check(const std::filesystem::path& directory, Existing existing) 
   const auto probe = [&](const std::string& name) {
     const PendingFile file(pathIn(directory, name), existing);
   };
-  for (const Stream stream : exportOrder) probe(std::string(streamInfo(stream).name));
+  for (const Stream stream : replay::exportOrder) probe(std::string(streamInfo(stream).name));
   probe(eventsName);
 }
 
-CsvFile& CsvFiles::row(Stream stream) {
-  const timing::SampleTime sample = walks_[static_cast<std::size_t>(stream)].next();
-  CsvFile& rows = file(stream);
-  rows.begin(sample.time);
-  rows.gap(sample.gap);
-  return rows;
+void CsvFiles::take(const replay::PlayedRecord& record) {
+  const auto batteryTime = batteryTimes_.take(record);
+  replay::forEachSample(record, [&](Stream stream, std::span<const float> values) {
+    const timing::SampleTime time =
+        replay::isMeasured(stream) ? walks_[static_cast<std::size_t>(stream)].next() : *batteryTime;
+    CsvFile& rows = *streams_[stream];
+    rows.begin(time.time);
+    rows.gap(time.gap);
+    for (const float value : values) rows.number(value);
+    rows.endRow();
+  });
 }
 
-void CsvFiles::take(const PlayedRecord& record) {
-  for (const float value : record.ecg) {
-    CsvFile& ecg = row(Stream::ecg);
-    ecg.number(value);
-    ecg.endRow();
-  }
-  for (const RespirationSample& sample : record.respiration) {
-    CsvFile& respiration = row(Stream::respiration);
-    respiration.number(sample.raw);
-    respiration.number(sample.processed);
-    respiration.endRow();
-  }
-  if (const auto& reading = record.temperature) {
-    CsvFile& temperature = row(Stream::temperature);
-    for (const float value : {reading->object, reading->ambient, reading->body}) {
-      temperature.number(value);
-    }
-    temperature.endRow();
-  }
-  if (const auto& m = record.motion) {
-    CsvFile& motion = row(Stream::motion);
-    for (const float value : {m->qw, m->qx, m->qy, m->qz, m->ax, m->ay, m->az}) {
-      motion.number(value);
-    }
-    motion.endRow();
-  }
-  if (record.disconnected && withoutBatterySince_ < timing::Nanoseconds::zero())
-    withoutBatterySince_ = record.time;
-  if (record.battery) takeBattery(record.time, *record.battery);
-}
-
-void CsvFiles::takeBattery(timing::Nanoseconds time, const BatteryStatus& status) {
-  // Times rise from row to row, also when two reports arrived at once.
-  CsvFile& battery = file(Stream::battery);
-  lastBattery_ = std::max(time, lastBattery_ + 1ns);
-  battery.begin(lastBattery_);
-  battery.gap(withoutBatterySince_ < timing::Nanoseconds::zero()
-                  ? timing::Nanoseconds::zero()
-                  : lastBattery_ - withoutBatterySince_);
-  withoutBatterySince_ = -1ns;
-  battery.number(status.soc);
-  battery.text(status.inCharge ? "1" : "0");
-  battery.endRow();
-}
-
-void CsvFiles::writeAnnotations(const Timeline& timeline) {
-  for (const Annotation& annotation : timeline.annotations) {
+void CsvFiles::writeAnnotations(const replay::Timeline& timeline) {
+  for (const replay::Annotation& annotation : timeline.annotations) {
     events_->begin(annotation.time);
-    events_->text(annotationName(annotation.kind));
+    events_->text(replay::annotationName(annotation.kind));
     events_->text(annotation.stream ? streamInfo(*annotation.stream).name : "");
     if (annotation.duration) {
       events_->duration(*annotation.duration);

@@ -4,13 +4,13 @@
 /// docs/export.md describes the columns.
 ///
 ///   CsvFiles files("walk", Existing::refused, timeline, preamble.began);
-///   player.play([&](const PlayedRecord& record) { files.take(record); });
+///   player.play([&](const replay::PlayedRecord& record) { files.take(record); });
 ///   files.publish();  // otherwise the destructor removes the files, not the directory
 ///
 /// Holds no samples. `timeline` must outlive it and belong to the same records.
 
+#include <hosts/replay/survey.h>
 #include <tools/export/pending_file.h>
-#include <tools/export/survey.h>
 
 #include <array>
 #include <filesystem>
@@ -60,28 +60,25 @@ class CsvFile {
 class CsvFiles {
  public:
   /// Creates the directory if there is none, and unfinished files in it. Throws std::runtime_error.
-  CsvFiles(const std::filesystem::path& directory, Existing existing, const Timeline& timeline,
-           timing::Nanoseconds began);
+  CsvFiles(const std::filesystem::path& directory, Existing existing,
+           const replay::Timeline& timeline, timing::Nanoseconds began);
 
   /// Throws as the constructor does, and leaves nothing but the directory.
   static void check(const std::filesystem::path& directory, Existing existing);
 
-  void take(const PlayedRecord& record);
+  void take(const replay::PlayedRecord& record);
   /// Completes all files, then gives them their names. Throws std::runtime_error.
   void publish();
 
  private:
-  CsvFile& file(Stream stream) { return *streams_[stream]; }
-  /// Begins a row for the next sample of a stream.
-  CsvFile& row(Stream stream);
-  void takeBattery(timing::Nanoseconds time, const BatteryStatus& status);
-  void writeAnnotations(const Timeline& timeline);
+  void writeAnnotations(const replay::Timeline& timeline);
 
   PerStream<std::unique_ptr<CsvFile>> streams_;
   std::vector<timing::ClockWalk> walks_;
   std::unique_ptr<CsvFile> events_;
-  timing::Nanoseconds withoutBatterySince_{};  // negative while its charge is known
-  timing::Nanoseconds lastBattery_{-1};
+  replay::BatteryTimes batteryTimes_;
+};  // negative while its charge is known
+timing::Nanoseconds lastBattery_{-1};
 };
 
 }  // namespace Zephly::exporting

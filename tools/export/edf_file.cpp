@@ -75,14 +75,16 @@ std::int64_t secondsFrom(timing::Nanoseconds begin, timing::Nanoseconds end) {
 }
 
 // "gap: ecg"
-std::string annotationText(const Annotation& annotation) {
-  std::string text = annotationName(annotation.kind);
+std::string annotationText(const replay::Annotation& annotation) {
+  std::string text = replay::annotationName(annotation.kind);
   if (annotation.stream) text += ": " + std::string(streamInfo(*annotation.stream).name);
   return text;
 }
 
 // Motion is not in the file.
-bool isAnnotated(const Annotation& annotation) { return annotation.stream != Stream::motion; }
+bool isAnnotated(const replay::Annotation& annotation) {
+  return annotation.stream != Stream::motion;
+}
 
 std::string edfError(int code) {
   switch (code) {
@@ -102,8 +104,8 @@ std::string edfError(int code) {
 
 const EdfKind& edfKind(EdfChannel channel) { return kinds[static_cast<std::size_t>(channel)]; }
 
-EdfFile::EdfFile(const std::filesystem::path& path, Existing existing, const Timeline& timeline,
-                 const capture::Preamble& preamble)
+EdfFile::EdfFile(const std::filesystem::path& path, Existing existing,
+                 const replay::Timeline& timeline, const capture::Preamble& preamble)
     : file_(path, existing),
       timeline_(timeline),
       begin_(secondOf(preamble).time_since_epoch() - preamble.began),
@@ -195,7 +197,7 @@ void EdfFile::annotate() {
   const auto units = [](timing::Nanoseconds time) {
     return std::llround(static_cast<double>(time.count()) / 100'000);  // 0.1 ms
   };
-  for (const Annotation& annotation : all) {
+  for (const replay::Annotation& annotation : all) {
     if (!isAnnotated(annotation)) continue;
     check(writeAnnotation(handle_, units(annotation.time - begin_),
                           annotation.duration ? units(*annotation.duration) : -1,
@@ -203,7 +205,7 @@ void EdfFile::annotate() {
   }
 }
 
-void EdfFile::take(const PlayedRecord& record) {
+void EdfFile::take(const replay::PlayedRecord& record) {
   takeSamples(record);
   holdCharge(record.time);
   if (record.disconnected) charge_.reset();
@@ -214,12 +216,12 @@ void EdfFile::take(const PlayedRecord& record) {
   pump();
 }
 
-void EdfFile::takeSamples(const PlayedRecord& record) {
+void EdfFile::takeSamples(const replay::PlayedRecord& record) {
   const auto put = [this](EdfChannel channel, const timing::SampleTime& time, float value) {
     signal(channel).put(time.from, time.to, value);
   };
   for (const float value : record.ecg) put(EdfChannel::ecg, walk(Stream::ecg).next(), value);
-  for (const RespirationSample& sample : record.respiration) {
+  for (const replay::RespirationSample& sample : record.respiration) {
     const timing::SampleTime time = walk(Stream::respiration).next();
     put(EdfChannel::respiration, time, sample.raw);
     put(EdfChannel::processedRespiration, time, sample.processed);

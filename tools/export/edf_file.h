@@ -5,7 +5,7 @@
 /// continuous, one data record a second. Signals, ranges and annotations: docs/export.md.
 ///
 ///   EdfFile file("walk.edf", Existing::refused, timeline, preamble);
-///   player.play([&](const PlayedRecord& record) { file.take(record); });
+///   player.play([&](const replay::PlayedRecord& record) { file.take(record); });
 ///   file.publish();  // otherwise the destructor removes it
 ///
 /// Holds some seconds of samples, until those of the other signals have arrived. `timeline` must
@@ -13,9 +13,9 @@
 /// thread may write EDF+ files.
 
 #include <capture/record.h>
+#include <hosts/replay/survey.h>
 #include <tools/export/edf_signal.h>
 #include <tools/export/pending_file.h>
-#include <tools/export/survey.h>
 
 #include <array>
 #include <cstddef>
@@ -40,7 +40,7 @@ class EdfFile {
  public:
   /// Throws std::runtime_error when the file cannot be written, or the session does not fit: it is
   /// too long or too much has happened in it.
-  EdfFile(const std::filesystem::path& path, Existing existing, const Timeline& timeline,
+  EdfFile(const std::filesystem::path& path, Existing existing, const replay::Timeline& timeline,
           const capture::Preamble& preamble);
   EdfFile(const EdfFile&) = delete;
   EdfFile& operator=(const EdfFile&) = delete;
@@ -49,7 +49,7 @@ class EdfFile {
   /// Whether the header has the session's date: EDF+ has dates from 1985 to 2084.
   bool isDated() const { return dated_; }
 
-  void take(const PlayedRecord& record);
+  void take(const replay::PlayedRecord& record);
   /// Completes the file, reads it again to check that it is complete, and gives it its name. Throws
   /// std::runtime_error.
   void publish();
@@ -57,7 +57,7 @@ class EdfFile {
  private:
   void describe(const capture::Preamble& preamble);
   void annotate();
-  void takeSamples(const PlayedRecord& record);
+  void takeSamples(const replay::PlayedRecord& record);
   /// Battery: until `time` the charge is the last one received.
   void holdCharge(timing::Nanoseconds time);
   void pump();
@@ -73,7 +73,7 @@ class EdfFile {
   timing::Nanoseconds horizon(Stream stream);
 
   PendingFile file_;
-  const Timeline& timeline_;
+  const replay::Timeline& timeline_;
   timing::Nanoseconds begin_;  // of the file: the whole second before the session
   bool dated_;
   std::int64_t seconds_;  // of the file

@@ -1,10 +1,10 @@
 #include <tools/export/exporter.h>
 
 #include <capture/text.h>
-#include <tools/export/capture_player.h>
+#include <hosts/replay/capture_player.h>
+#include <hosts/replay/survey.h>
 #include <tools/export/csv_files.h>
 #include <tools/export/edf_file.h>
-#include <tools/export/survey.h>
 
 #include <stdexcept>
 #include <system_error>
@@ -46,23 +46,23 @@ void checkTargets(const ExportOptions& options) {
 
 std::vector<std::string> exportCapture(const ExportOptions& options) {
   checkTargets(options);
-  CapturePlayer first(options.capture);
+  replay::CapturePlayer first(options.capture);
   const capture::Preamble preamble = first.preamble();
   checkBegin(options, preamble);
-  Survey survey;
-  Played played = first.play([&](const PlayedRecord& record) {
+  replay::Survey survey;
+  replay::Played played = first.play([&](const replay::PlayedRecord& record) {
     checkInterruption(options);
     survey.take(record);
   });
-  const Timeline timeline = survey.finish(played.duration);
+  const replay::Timeline timeline = survey.finish(played.duration);
 
   std::optional<EdfFile> edf;
   if (options.edf) edf.emplace(*options.edf, options.existing, timeline, preamble);
   std::optional<CsvFiles> csv;
   if (options.csv) csv.emplace(*options.csv, options.existing, timeline, preamble.began);
-  CapturePlayer second(options.capture);
-  const Played again = second.play(
-      [&](const PlayedRecord& record) {
+  replay::CapturePlayer second(options.capture);
+  const replay::Played again = second.play(
+      [&](const replay::PlayedRecord& record) {
         checkInterruption(options);
         if (edf) edf->take(record);
         if (csv) csv->take(record);

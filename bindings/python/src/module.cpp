@@ -1,3 +1,4 @@
+#include <bindings/python/src/capture.h>
 #include <bindings/python/src/engine.h>
 #include <bindings/python/src/filters.h>
 #include <bindings/python/src/hosts.h>
@@ -14,5 +15,6 @@ PYBIND11_MODULE(_zephly, module) {
   zephly_python::bindSession(module);
   zephly_python::bindEngine(module);
   zephly_python::bindFilters(module);
+  zephly_python::bindCapture(module);
   module.attr("__name__") = "zephly._zephly";
 }

@@ -1,5 +1,6 @@
 #include <tools/export/csv_files.h>
 
+#include <hosts/replay/capture_player.h>
 #include <tests/support/captures.h>
 #include <tests/support/text_of.h>
 #include <tests/tools/export/session_script.h>
@@ -20,6 +21,7 @@
 namespace {
 
 using namespace Zephly::exporting;
+using namespace Zephly::replay;
 using namespace std::chrono_literals;
 using captures::ScratchDirectory;
 using exporting_test::SessionScript;

@@ -1,5 +1,6 @@
 #include <tools/export/edf_file.h>
 
+#include <hosts/replay/capture_player.h>
 #include <tests/support/captures.h>
 #include <tests/support/long_run.h>
 #include <tests/tools/export/edf_reader.h>
@@ -21,6 +22,7 @@
 namespace {
 
 using namespace Zephly::exporting;
+using namespace Zephly::replay;
 using namespace std::chrono_literals;
 using captures::ScratchDirectory;
 using exporting_test::EdfReader;

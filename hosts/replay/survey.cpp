@@ -1,19 +1,20 @@
-#include <tools/export/survey.h>
+#include <hosts/replay/survey.h>
+
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/streams.h>
 
 #include <algorithm>
 #include <array>
 
-namespace Zephly::exporting {
+namespace Zephly::replay {
 
 namespace {
 
 using namespace std::chrono_literals;
 using Kind = Annotation::Kind;
 
-// A Bluetooth link holds back frames for a second or two where the radio is busy, and delivers them
-// all. Five frames missing in a row are a gap even of a slow stream.
+// A Bluetooth link can delay frames by a second or two while the radio is busy, without losing any.
+// Five frames missing in a row are a gap even of a slow stream.
 timing::StreamRate rateOf(Stream stream) {
   const StreamInfo& info = streamInfo(stream);
   return {info.rate, info.samplesPerFrame, std::max<StrapTime>(2s, 5 * frameInterval(stream))};
@@ -50,7 +51,7 @@ Survey::Survey() {
 
 void Survey::take(const PlayedRecord& record) {
   if (record.connected || record.disconnected) takeLink(record);
-  for (const Contact& contact : record.contacts) {
+  for (const ContactChange& contact : record.contacts) {
     atSamples_.push_back(
         {contact.off ? Kind::electrodesOff : Kind::electrodesOn, Stream::respiration,
          fit(Stream::respiration).samples() + static_cast<std::int64_t>(contact.sample)});
@@ -96,7 +97,8 @@ Timeline Survey::finish(timing::Nanoseconds duration) const {
 }
 
 void Survey::addAtSamples(Timeline& timeline) const {
-  // The samples of each stream come in order: one walk along its segments.
+  // The events of each stream are in the order of its samples, so one pass over its segments is
+  // enough.
   struct Place {
     std::size_t segment = 0;
     std::int64_t before = 0;  // samples of the segments that have been passed
@@ -122,11 +124,20 @@ void Survey::addGaps(Timeline& timeline) const {
         timeline.annotations.push_back(gap(stream, segment.begin - segment.gap, segment.begin));
       }
     }
-    // What the last frames took to arrive is none.
+    // A shorter rest is the delay of the last frames.
     if (timeline.end - clock.end() >= clock.rate.silence) {
       timeline.annotations.push_back(gap(stream, clock.end(), timeline.end));
     }
   }
 }
 
-}  // namespace Zephly::exporting
+std::optional<timing::SampleTime> BatteryTimes::take(const PlayedRecord& record) {
+  if (record.disconnected && !unknownSince_) unknownSince_ = record.time;
+  if (!record.battery) return std::nullopt;
+  last_ = std::max(record.time, last_ + 1ns);
+  const timing::Nanoseconds gap = unknownSince_ ? last_ - *unknownSince_ : timing::Nanoseconds{};
+  unknownSince_.reset();
+  return timing::SampleTime{.time = last_, .gap = gap};
+}
+
+}  // namespace Zephly::replay

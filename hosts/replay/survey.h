@@ -1,35 +1,36 @@
 #pragma once
 /// @file
-/// The first pass over a capture finds what must be known before the first sample can be written:
-/// when each sample was taken, the annotations, and the gaps.
+/// The times of a played capture: when each sample was taken, what happened when, and where samples
+/// are missing. They are known only after the whole capture has been played.
 ///
 ///   Survey survey;
 ///   const Played played = player.play([&](const PlayedRecord& record) { survey.take(record); });
 ///   const Timeline timeline = survey.finish(played.duration);
 ///
-/// Memory: the annotations and the hulls of the clocks. None for samples.
+/// Holds annotations and the hulls of the clocks, no samples. Not thread-safe.
 
+#include <hosts/replay/capture_player.h>
 #include <timing/clock_fit.h>
 #include <timing/stream_clock.h>
-#include <tools/export/capture_player.h>
 #include <zephly/protocol/streams.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace Zephly::exporting {
+namespace Zephly::replay {
 
-/// Whether the stream measures at a rate, so that its samples can be placed in time. Others report
-/// when a value changes.
+/// Whether the stream measures at a rate, so that the time of each sample can be computed. Other
+/// streams report when a value changes.
 constexpr bool isMeasured(Stream stream) { return streamInfo(stream).rate > 0; }
 
-/// Every stream, in the order in which files are written and simultaneous events listed.
+/// Every stream, in the order of exported files and of simultaneous annotations.
 inline constexpr std::array<Stream, allStreams.size()> exportOrder = {
     Stream::ecg, Stream::respiration, Stream::temperature, Stream::motion, Stream::battery};
 
-/// An event of the session, or a gap.
+/// An event of the session, beside the samples.
 struct Annotation {
   enum class Kind { connected, linkLost, electrodesOff, electrodesOn, pushUp, sitUp, jump, gap };
 
@@ -42,15 +43,16 @@ struct Annotation {
 /// "link lost"
 const char* annotationName(Annotation::Kind kind);
 
-/// The result of the first pass.
+/// The result of a survey.
 struct Timeline {
   PerStream<timing::StreamClock> clocks;  ///< of measured streams; of others empty
-  std::vector<Annotation> annotations;      ///< in order of time
+  std::vector<Annotation> annotations;    ///< in order of time
   timing::Nanoseconds end{};              ///< of the session: nothing is later
 
   const timing::StreamClock& clock(Stream stream) const { return clocks[stream]; }
 };
 
+/// Of a whole capture.
 class Survey {
  public:
   Survey();
@@ -61,7 +63,7 @@ class Survey {
   Timeline finish(timing::Nanoseconds duration) const;
 
  private:
-  // An event at a sample whose time is not known before finish().
+  // An event at a sample, whose time is not known yet.
   struct AtSample {
     Annotation::Kind kind;
     Stream stream;
@@ -73,9 +75,22 @@ class Survey {
   void addGaps(Timeline& timeline) const;
   void addAtSamples(Timeline& timeline) const;
 
-  std::vector<timing::ClockFit> fits_;
+  std::vector<timing::ClockFit> fits_;  // in the order of allStreams
   std::vector<Annotation> links_;
   std::vector<AtSample> atSamples_;
 };
 
-}  // namespace Zephly::exporting
+/// The times of battery reports. The strap reports a change of its charge, so a report has the time
+/// of its arrival, and a gap is the time without a link before it.
+class BatteryTimes {
+ public:
+  /// Records must come in order of time. The time and the gap of the record's report; empty when it
+  /// has none. Times rise from report to report, also when two arrive at once.
+  std::optional<timing::SampleTime> take(const PlayedRecord& record);
+
+ private:
+  std::optional<timing::Nanoseconds> unknownSince_ = timing::Nanoseconds{};
+  timing::Nanoseconds last_{-1};
+};
+
+}  // namespace Zephly::replay

@@ -1,0 +1,90 @@
+#pragma once
+/// @file
+/// Plays a capture to a session of the kit as fast as possible, and reports for each record what
+/// the strap sent and what the session made of it.
+///
+///   CapturePlayer player("walk.zcap");
+///   const Played played = player.play([&](const PlayedRecord& record) { use(record.ecg); });
+///   for (const std::string& complaint : played.complaints) report(complaint);
+///
+/// On the main queue's thread, one at a time in a process. While it plays, its host is the one in
+/// use, and the kit's diagnostic lines are discarded. Its session is never destroyed, as no session
+/// is.
+
+#include <hosts/replay/record_order.h>
+#include <zephly/motion/exercise.h>
+#include <zephly/protocol/battery_status.h>
+#include <zephly/protocol/frame_decoders.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Zephly::replay {
+
+struct RespirationSample {
+  float raw;        ///< as the strap sent it; full scale is +-2.42
+  float processed;  ///< the session's value, 0..1
+};
+
+/// A change of the electrodes' contact.
+struct ContactChange {
+  std::size_t sample;  ///< of the respiration frame with which it was reported
+  bool off;            ///< the electrodes have no contact
+};
+
+/// Degrees Celsius, as the session reports them.
+struct TemperatureSample {
+  float object;
+  float ambient;
+  float body;
+};
+
+/// The results of one record. Records of most kinds have none.
+struct PlayedRecord {
+  std::chrono::nanoseconds time{};  ///< of arrival, since the session began
+  bool connected = false;
+  bool disconnected = false;
+  std::vector<float> ecg = {};  ///< the samples of one frame; full scale is +-2.42
+  std::vector<RespirationSample> respiration = {};
+  std::vector<ContactChange> contacts = {};
+  std::optional<TemperatureSample> temperature = {};
+  std::optional<BatteryStatus> battery = {};
+  std::optional<FrameDecoders::Motion> motion = {};
+  std::vector<Exercise> repetitions = {};  ///< completed by this motion reading
+
+  /// Empties it for the next record.
+  void clear();
+};
+
+struct Played {
+  std::uint64_t records = 0;
+  std::chrono::nanoseconds duration{};  ///< the time of the last record
+  /// The errors of the capture, one line each with the file's name. Everything before them has been
+  /// played.
+  std::vector<std::string> complaints;
+};
+
+class CapturePlayer {
+ public:
+  /// Throws capture::CaptureError when the file is not a capture.
+  explicit CapturePlayer(const std::filesystem::path& file);
+
+  const capture::Preamble& preamble() const { return records_.preamble(); }
+
+  /// Plays to the end, to the first damage, or until `limit` records have been played. To be called
+  /// once. Exceptions of the listener end it.
+  Played play(const std::function<void(const PlayedRecord&)>& listener,
+              std::uint64_t limit = std::numeric_limits<std::uint64_t>::max());
+
+ private:
+  RecordOrder records_;
+};
+
+}  // namespace Zephly::replay
