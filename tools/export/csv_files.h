@@ -77,8 +77,6 @@ class CsvFiles {
   std::vector<timing::ClockWalk> walks_;
   std::unique_ptr<CsvFile> events_;
   replay::BatteryTimes batteryTimes_;
-};  // negative while its charge is known
-timing::Nanoseconds lastBattery_{-1};
 };
 
 }  // namespace Zephly::exporting
