@@ -4,12 +4,11 @@
 #include <hosts/foundation/data.h>
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/replay_host.h>
-#include <zephly/ble/gatt_profile.h>
+#include <zephly/platform/observer.h>
 #include <zephly/session/zephly.h>
 
 #include <iostream>
 #include <memory>
-#include <set>
 #include <streambuf>
 #include <utility>
 #include <variant>
@@ -18,20 +17,9 @@ namespace Zephly::replay {
 
 namespace {
 
-// The kit's lines use the buffer of std::cout: without one, nothing is formatted or written.
-class QuietConsole {
- public:
-  QuietConsole() : buffer_(std::cout.rdbuf(nullptr)) {}
-  QuietConsole(const QuietConsole&) = delete;
-  QuietConsole& operator=(const QuietConsole&) = delete;
-  ~QuietConsole() { std::cout.rdbuf(buffer_); }
-
- private:
-  std::streambuf* buffer_;
-};
-
-// The application of the played session. The callbacks of one record are collected in `record`.
-class Application final : public ZephlyDelegate, public WorkoutDelegate {
+// The application and the observer of the played session. The callbacks of one record are collected
+// in `record`.
+class Application final : public ZephlyDelegate, public WorkoutDelegate, public Observer {
  public:
   void didConnectPeripheral() override { record.connected = true; }
   void didDisconnectPeripheral() override { record.disconnected = true; }
@@ -47,6 +35,10 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate {
   void didReceiveRespiration(float sample) override {
     if (rawRespiration_.empty()) rawRespiration_ = FrameDecoders::calculateECGValue(*frame_);
     record.respiration.push_back({rawRespiration_[record.respiration.size()], sample});
+  }
+  // The session reports no motion readings to an application, but to the observer.
+  void didTraceMotion(const MotionTrace& /*fact*/) override {
+    record.motion = FrameDecoders::calculateMotionValue(*frame_);
   }
   void didDetectPushUp() override { record.repetitions.push_back(Exercise::pushUp); }
   void didDetectSitUp() override { record.repetitions.push_back(Exercise::sitUp); }
@@ -67,6 +59,24 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate {
   std::vector<float> rawRespiration_;  // of the frame, once it has been decoded
 };
 
+// Installs the observer. The kit's lines use the buffer of std::cout: without one, nothing is
+// formatted or written.
+class Observation {
+ public:
+  explicit Observation(Observer& observer)
+      : observerBefore_(setObserver(&observer)), consoleBefore_(std::cout.rdbuf(nullptr)) {}
+  Observation(const Observation&) = delete;
+  Observation& operator=(const Observation&) = delete;
+  ~Observation() {
+    std::cout.rdbuf(consoleBefore_);
+    setObserver(observerBefore_);
+  }
+
+ private:
+  Observer* observerBefore_;
+  std::streambuf* consoleBefore_;
+};
+
 // A session on the replay host.
 class PlayedSession {
  public:
@@ -75,37 +85,20 @@ class PlayedSession {
   }
 
   const PlayedRecord& deliver(const capture::Record& record) {
-    noteCharacteristics(record);
     const auto* value = std::get_if<capture::Value>(&record.what);
-    const auto frame = value != nullptr && value->bytes ? hosts::Data::of(*value->bytes) : nullptr;
-    application_->begin(record.stamp.monotonic, frame);
-    const bool received = host_.deliver(record);
-    // The kit reports no motion readings to an application: they are those that it received.
-    if (received && frame && !value->error && motion_.contains(value->characteristic)) {
-      application_->record.motion = FrameDecoders::calculateMotionValue(*frame);
-    }
+    application_->begin(record.stamp.monotonic, value != nullptr && value->bytes
+                                                    ? hosts::Data::of(*value->bytes)
+                                                    : nullptr);
+    host_.deliver(record);
     return application_->record;
   }
 
   const Divergences& divergences() const { return host_.divergences(); }
 
  private:
-  void noteCharacteristics(const capture::Record& record) {
-    const auto* discovered = std::get_if<capture::CharacteristicsDiscovered>(&record.what);
-    if (discovered == nullptr) return;
-    for (const capture::Listed& listed : discovered->characteristics) {
-      if (CBUUID::parse(listed.UUID) == motionCharacteristicUUID()) {
-        motion_.insert(listed.id);
-      } else {
-        motion_.erase(listed.id);
-      }
-    }
-  }
-
-  const QuietConsole quiet_;
   ReplayHost host_;
-  std::set<capture::ObjectId> motion_;
   std::shared_ptr<Application> application_ = std::make_shared<Application>();
+  const Observation observation_{*application_};
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 

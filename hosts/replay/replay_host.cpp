@@ -36,27 +36,27 @@ std::shared_ptr<CBCentralManager> ReplayHost::createCentralManager(
   return central;
 }
 
-bool ReplayHost::deliver(const capture::Record& record) {
+void ReplayHost::deliver(const capture::Record& record) {
   time_ = record.stamp.monotonic;
   diverged_ = false;
   processorTime_ = record.stamp.processor;
-  return std::visit([this](const auto& what) { return report(what); }, record.what);
+  std::visit([this](const auto& what) { report(what); }, record.what);
 }
 
 // The order of each report: first the checks that throw and the changes of the objects' state, then
 // the count of a record without a request, and the call of the kit last, because it may make
 // requests.
 
-bool ReplayHost::report(const capture::StateChanged& what) {
+void ReplayHost::report(const capture::StateChanged& what) {
   if (what.state < CBManagerState::unknown || what.state > CBManagerState::poweredOn) {
     throw Contradiction("an invalid state of the radio");
   }
   if (const auto central = central_.lock()) central->setState(what.state);
-  return callCentral(
+  callCentral(
       [](auto& delegate, const auto& central) { delegate.centralManagerDidUpdateState(central); });
 }
 
-bool ReplayHost::report(const capture::Discovered& what) {
+void ReplayHost::report(const capture::Discovered& what) {
   CBAdvertisementData advertisement{.localName = what.localName, .serviceUUIDs = {}};
   for (const std::string& uuid : what.serviceUUIDs) {
     advertisement.serviceUUIDs.push_back(recordedUUID(uuid));
@@ -68,102 +68,93 @@ bool ReplayHost::report(const capture::Discovered& what) {
   if (const auto central = central_.lock()) {
     if (!central->scanning()) diverge("an advertisement of " + found->text() + " without a scan");
   }
-  return callCentral([&](auto& delegate, const auto& central) {
+  callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidDiscoverPeripheral(central, found, advertisement, what.RSSI);
   });
 }
 
-bool ReplayHost::report(const capture::Connected& what) {
+void ReplayHost::report(const capture::Connected& what) {
   const auto connected = peripheral(what.peripheral);
   const bool requested = connected->requested();
   connected->connect();
   if (!requested) diverge("a connection to " + connected->text() + " without a request");
-  return callCentral([&](auto& delegate, const auto& central) {
+  callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidConnectPeripheral(central, connected);
   });
 }
 
-bool ReplayHost::report(const capture::FailedToConnect& what) {
+void ReplayHost::report(const capture::FailedToConnect& what) {
   const auto failed = peripheral(what.peripheral);
   const bool requested = failed->requested();
   failed->failToConnect();
   if (!requested) diverge("a failed connection to " + failed->text() + " without a request");
-  return callCentral([&](auto& delegate, const auto& central) {
+  callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidFailToConnectPeripheral(central, failed, errorOf(what.error));
   });
 }
 
-bool ReplayHost::report(const capture::Disconnected& what) {
+void ReplayHost::report(const capture::Disconnected& what) {
   const auto lost = peripheral(what.peripheral);
   lost->disconnect();
-  return callCentral([&](auto& delegate, const auto& central) {
+  callCentral([&](auto& delegate, const auto& central) {
     delegate.centralManagerDidDisconnectPeripheral(central, lost, errorOf(what.error));
   });
 }
 
-bool ReplayHost::report(const capture::ServicesDiscovered& what) {
+void ReplayHost::report(const capture::ServicesDiscovered& what) {
   const auto owner = peripheral(what.peripheral);
   owner->listServices(what.services);
   if (!owner->servicesRequested()) diverge("services of " + owner->text() + " without a discovery");
-  const auto delegate = owner->delegate();
-  if (delegate) {
+  if (const auto delegate = owner->delegate()) {
     delegate->peripheralDidDiscoverServices(owner, errorOf(what.error));
   }
-  return delegate != nullptr;
 }
 
-bool ReplayHost::report(const capture::CharacteristicsDiscovered& what) {
+void ReplayHost::report(const capture::CharacteristicsDiscovered& what) {
   const auto owner = peripheral(what.peripheral);
   const auto service = owner->listCharacteristics(what.service, what.characteristics);
   if (!service->requested()) {
     diverge("characteristics of service " + std::to_string(what.service) + " of " + owner->text() +
             " without a discovery");
   }
-  const auto delegate = owner->delegate();
-  if (delegate) {
+  if (const auto delegate = owner->delegate()) {
     delegate->peripheralDidDiscoverCharacteristicsForService(owner, service, errorOf(what.error));
   }
-  return delegate != nullptr;
 }
 
-bool ReplayHost::report(const capture::SubscriptionChanged& what) {
+void ReplayHost::report(const capture::SubscriptionChanged& what) {
   const auto owner = peripheral(what.peripheral);
   const auto changed = owner->characteristic(what.characteristic);
   if (!changed->requested()) {
     diverge("the answer to a subscription to " + changed->UUID().UUIDString() +
             " without a request");
   }
-  const auto delegate = owner->delegate();
-  if (delegate) {
+  if (const auto delegate = owner->delegate()) {
     delegate->peripheralDidUpdateNotificationStateForCharacteristic(owner, changed,
                                                                     errorOf(what.error));
   }
-  return delegate != nullptr;
 }
 
-bool ReplayHost::report(const capture::Value& what) {
+void ReplayHost::report(const capture::Value& what) {
   const auto owner = peripheral(what.peripheral);
   const auto sender = owner->characteristic(what.characteristic);
   sender->setValue(what.bytes ? hosts::Data::of(*what.bytes) : nullptr);
   if (!sender->subscribed()) {
     diverge("a value of " + sender->UUID().UUIDString() + " without a subscription");
   }
-  const auto delegate = owner->delegate();
-  if (delegate) {
+  if (const auto delegate = owner->delegate()) {
     delegate->peripheralDidUpdateValueForCharacteristic(owner, sender, errorOf(what.error));
   }
-  return delegate != nullptr;
 }
 
-bool ReplayHost::report(const capture::Ended& /*what*/) { return false; }
+void ReplayHost::report(const capture::Ended& /*what*/) {}
 
 template <class Call>
-bool ReplayHost::callCentral(const Call& call) {
+void ReplayHost::callCentral(const Call& call) {
   const auto central = central_.lock();
   if (!central) diverge("a report of a central that was not created");
   const auto delegate = central ? central->delegate() : nullptr;
   if (delegate) call(*delegate, central);
-  return delegate != nullptr;
 }
 
 std::shared_ptr<Peripheral> ReplayHost::peripheral(capture::ObjectId id) const {

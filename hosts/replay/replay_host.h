@@ -51,30 +51,30 @@ class ReplayHost final : public Host {
       std::weak_ptr<CBCentralManagerDelegate> delegate, DispatchQueue* queue,
       const std::optional<CBOptions>& options) override;
 
-  /// Makes the call of the kit that the record describes. Returns whether an object of the kit
-  /// received it. Must not be called from inside a call of the kit or of a delegate.
+  /// Makes the call of the kit that the record describes. Must not be called from inside a call of
+  /// the kit or of a delegate.
   ///
   /// Throws Contradiction, and calls nothing, when the record contradicts those before it: it
   /// refers to an object that was never reported, or to a connection that does not exist. A record
   /// that the kit has not requested is delivered and counted.
-  bool deliver(const capture::Record& record);
+  void deliver(const capture::Record& record);
 
   const Divergences& divergences() const { return divergences_; }
 
  private:
-  bool report(const capture::StateChanged& what);
-  bool report(const capture::Discovered& what);
-  bool report(const capture::Connected& what);
-  bool report(const capture::FailedToConnect& what);
-  bool report(const capture::Disconnected& what);
-  bool report(const capture::ServicesDiscovered& what);
-  bool report(const capture::CharacteristicsDiscovered& what);
-  bool report(const capture::SubscriptionChanged& what);
-  bool report(const capture::Value& what);
-  bool report(const capture::Ended& what);
+  void report(const capture::StateChanged& what);
+  void report(const capture::Discovered& what);
+  void report(const capture::Connected& what);
+  void report(const capture::FailedToConnect& what);
+  void report(const capture::Disconnected& what);
+  void report(const capture::ServicesDiscovered& what);
+  void report(const capture::CharacteristicsDiscovered& what);
+  void report(const capture::SubscriptionChanged& what);
+  void report(const capture::Value& what);
+  void report(const capture::Ended& what);
 
   template <class Call>
-  bool callCentral(const Call& call);
+  void callCentral(const Call& call);
   std::shared_ptr<Peripheral> peripheral(capture::ObjectId id) const;
   void diverge(const std::string& what);
 
