@@ -24,7 +24,7 @@ using UUIDs = std::optional<std::vector<CBUUID>>;
 using Options = std::optional<CBOptions>;
 using CentralDelegate = CBCentralManagerDelegate;
 
-/// The main queue: what the kit is told, it is told from here, never from inside its own calls.
+/// The main queue: every callback of the host runs from here, never from inside a call of the kit.
 using Queue = std::deque<std::function<void()>>;
 
 /// Makes all calls, those too that they lead to.
@@ -60,17 +60,17 @@ class Strap final : public CBPeripheral {
   List<CBService> services() const override { return {{service_}}; }
   void setDelegate(std::weak_ptr<CBPeripheralDelegate> to) override { delegate_ = std::move(to); }
   void discoverServices(const UUIDs& /*uuids*/) override {
-    tell([self = self()](auto& to) { to.peripheralDidDiscoverServices(self, nullptr); });
+    post([self = self()](auto& to) { to.peripheralDidDiscoverServices(self, nullptr); });
   }
   void discoverCharacteristics(const UUIDs& /*uuids*/,
                                const std::shared_ptr<CBService>& service) override {
-    tell([self = self(), service](auto& to) {
+    post([self = self(), service](auto& to) {
       to.peripheralDidDiscoverCharacteristicsForService(self, service, nullptr);
     });
   }
   void setNotifyValue(bool enabled, const std::shared_ptr<CBCharacteristic>& which) override {
     std::static_pointer_cast<Characteristic>(which)->subscribed = enabled;
-    tell([self = self(), which](auto& to) {
+    post([self = self(), which](auto& to) {
       to.peripheralDidUpdateNotificationStateForCharacteristic(self, which, nullptr);
     });
   }
@@ -79,7 +79,7 @@ class Strap final : public CBPeripheral {
     for (const auto& one : service_->list) {
       const auto own = std::static_pointer_cast<Characteristic>(one);
       if (own->uuid != uuid || !own->subscribed) continue;
-      tell([self = self(), own, data = Zephly::hosts::Data::of(bytes)](auto& to) {
+      post([self = self(), own, data = Zephly::hosts::Data::of(bytes)](auto& to) {
         own->current = data;  // inside the call, value() is the one that it announces
         to.peripheralDidUpdateValueForCharacteristic(self, own, nullptr);
       });
@@ -88,7 +88,7 @@ class Strap final : public CBPeripheral {
 
  private:
   std::shared_ptr<Strap> self() { return std::static_pointer_cast<Strap>(shared_from_this()); }
-  void tell(const std::function<void(CBPeripheralDelegate&)>& what) {
+  void post(const std::function<void(CBPeripheralDelegate&)>& what) {
     queue_.push_back([self = self(), what] {
       if (const auto to = self->delegate_.lock()) what(*to);
     });
@@ -98,29 +98,29 @@ class Strap final : public CBPeripheral {
   std::weak_ptr<CBPeripheralDelegate> delegate_;
 };
 
-/// The radio. Its first word is its state; asked to scan, it has heard the strap.
+/// The radio. It reports its state first; when asked to scan it reports the strap.
 class Central final : public CBCentralManager {
  public:
   Central(Queue& queue, std::shared_ptr<Strap> strap, std::weak_ptr<CentralDelegate> delegate)
       : queue_(queue), strap_(std::move(strap)), delegate_(std::move(delegate)) {}
   CBManagerState state() const override { return CBManagerState::poweredOn; }
   void begin() {
-    tell([self = self()](auto& to) { to.centralManagerDidUpdateState(self); });
+    post([self = self()](auto& to) { to.centralManagerDidUpdateState(self); });
   }
   void scanForPeripheralsWithServices(const UUIDs& /*uuids*/, const Options& /*options*/) override {
-    tell([self = self()](auto& to) {
+    post([self = self()](auto& to) {
       to.centralManagerDidDiscoverPeripheral(self, self->strap_, {self->strap_->name(), {}}, -50);
     });
   }
   void connectPeripheral(const std::shared_ptr<CBPeripheral>& which,
                          const Options& /*options*/) override {
-    if (std::exchange(connected_, true)) return;  // it is, and is not told again
-    tell([self = self(), which](auto& to) { to.centralManagerDidConnectPeripheral(self, which); });
+    if (std::exchange(connected_, true)) return;  // connected already: no second callback
+    post([self = self(), which](auto& to) { to.centralManagerDidConnectPeripheral(self, which); });
   }
 
  private:
   std::shared_ptr<Central> self() { return std::static_pointer_cast<Central>(shared_from_this()); }
-  void tell(const std::function<void(CentralDelegate&)>& what) {
+  void post(const std::function<void(CentralDelegate&)>& what) {
     queue_.push_back([self = self(), what] {
       if (const auto to = self->delegate_.lock()) what(*to);
     });

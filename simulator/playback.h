@@ -10,8 +10,8 @@
 ///   that is added as the model has it (mainsPickUp at 50 Hz): without it the slow signal would be
 ///   as still between two breaths as that of electrodes in the air. It is added to a flat recording
 ///   too.
-/// - Skin temperature: as it stands, beside a modelled ambient temperature.
-/// - Motion: acceleration as it stands, orientation by OrientationFilter at the strap's rate.
+/// - Skin temperature: unchanged, with a modelled ambient temperature.
+/// - Motion: acceleration unchanged, orientation by OrientationFilter at the strap's rate.
 /// A waveform without any swing is played as 0.
 
 #include <simulator/recording.h>

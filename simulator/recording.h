@@ -60,7 +60,7 @@ class ZEPHLY_EXPORT Recording {
 
   /// Reads a file whose rows were taken `rowsPerSecond` a second. Throws RecordingError.
   static Recording load(const std::filesystem::path& file, double rowsPerSecond);
-  /// The same for text in memory; `name` stands for the file in errors.
+  /// The same for text in memory; errors name `name` as the file.
   static Recording parse(std::string_view text, const std::string& name, double rowsPerSecond);
 
   double rowsPerSecond() const { return rowsPerSecond_; }
@@ -68,7 +68,7 @@ class ZEPHLY_EXPORT Recording {
   /// Whether the recording has that stream; it has at least one, but never all.
   bool has(Stream stream) const;
 
-  /// One value a row as it stands in the file; empty when the stream is absent.
+  /// One value a row unchanged from the file; empty when the stream is absent.
   const std::vector<double>& ecg() const { return ecg_; }
   const std::vector<double>& respiration() const { return respiration_; }
   const std::vector<double>& skinTemperature() const { return skinTemperature_; }  ///< deg C

@@ -52,7 +52,8 @@ class ZEPHLY_EXPORT Strap : public FrameSource {
   Strap& operator=(const Strap&) = delete;
 
   /// A recording begins at `now`, or with the last frame taken if that is later. So the next frame
-  /// may come earlier than the time told before: ask again. Without a recording it means nothing.
+  /// may come earlier than the time returned before: ask again. Without a recording it means
+  /// nothing.
   void allSubscribed(StrapTime now) override;
   std::optional<StrapTime> nextFrameTime() const override;
   Frame nextFrame() override;

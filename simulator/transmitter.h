@@ -37,7 +37,7 @@ class ZEPHLY_EXPORT Transmitter {
   struct Counts {
     std::uint64_t framesSent = 0;          ///< notified to a subscriber
     std::uint64_t samplesSent = 0;         ///< measured values in them (samplesPerFrame)
-    std::uint64_t framesUnsubscribed = 0;  ///< nobody was subscribed
+    std::uint64_t framesUnsubscribed = 0;  ///< sent without a subscriber
     friend bool operator==(const Counts&, const Counts&) = default;
   };
 
@@ -45,12 +45,12 @@ class ZEPHLY_EXPORT Transmitter {
 
   /// When there is something to do next; empty while there is nothing to send.
   std::optional<StrapTime> nextFrameTime() const { return source_.nextFrameTime(); }
-  /// Sends every frame that is due at `now`; those that nobody listens to are lost.
+  /// Sends every frame that is due at `now`; those without a subscriber are lost.
   void sendDue(StrapTime now);
   /// Takes the frames before `until` out unsent, at most `limit` of them, and returns their number.
   /// They are not among the counts.
   std::uint64_t skip(StrapTime until, std::uint64_t limit);
-  /// To be called when a subscription has changed. Tells the source when all five streams are
+  /// To be called when a subscription has changed. Notifies the source when all five streams are
   /// subscribed to for the first time; true in that case, when nextFrameTime() may be another one.
   bool subscriptionsChanged(StrapTime now);
 

@@ -220,8 +220,8 @@ void Radio::report(const std::string& line) const {
   }
 }
 
-// The property Name holds the advertised name only while nobody is connected. On a connection the
-// name in the device's GAP service replaces it, until the next advertisement.
+// The property Name holds the advertised name only while no device is connected. On a connection
+// the name in the device's GAP service replaces it, until the next advertisement.
 void Radio::noteName(const ObjectChange& change) {
   if (change.kind == ObjectChange::Kind::removed) {
     names_.erase(change.path);

@@ -23,7 +23,7 @@ struct Value;
 
 using Bytes = std::vector<std::uint8_t>;
 using Strings = std::vector<std::string>;
-/// Names (or object paths) to values. Values of D-Bus variants stand in it without their wrapping.
+/// Names (or object paths) to values. Values of D-Bus variants are stored unwrapped.
 using Dictionary = std::map<std::string, Value>;
 /// A file descriptor that came with a message, closed with the last copy of the value.
 using Descriptor = std::shared_ptr<main_queue::FileDescriptor>;
@@ -35,7 +35,7 @@ struct ObjectPath {
   friend bool operator==(const ObjectPath&, const ObjectPath&) = default;
 };
 
-/// A value to be sent as a D-Bus variant; one that is received stands without its wrapping.
+/// A value to be sent as a D-Bus variant; a received one is stored unwrapped.
 struct Variant {
   std::shared_ptr<const Value> value;
 

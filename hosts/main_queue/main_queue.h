@@ -90,8 +90,8 @@ class ZEPHLY_EXPORT MainQueue {
  public:
   /// On an io_context of its own.
   MainQueue();
-  /// On the application's, which must outlive the queue. The queue keeps it busy only with what
-  /// stands: timers, watches, signal handlers, posts.
+  /// On the application's, which must outlive the queue. Only pending timers, watches, signal handlers
+  /// and posts keep it busy.
   explicit MainQueue(boost::asio::io_context& context);
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;

@@ -23,7 +23,7 @@
 
 namespace Zephly::simulated {
 
-/// Steps one scheduler; stands still when it is destroyed.
+/// Steps one scheduler; stops when it is destroyed.
 class ZEPHLY_EXPORT Pacer {
  public:
   /// How a pacer shares the queue with others.
@@ -45,7 +45,7 @@ class ZEPHLY_EXPORT Pacer {
   Pacer(main_queue::MainQueue& queue, Scheduler& scheduler, double speed, Options options);
   Pacer(const Pacer&) = delete;
   Pacer& operator=(const Pacer&) = delete;
-  /// The clock stands still from then on. Not from inside an event of the scheduler.
+  /// The clock stops. Not from inside an event of the scheduler.
   ~Pacer() = default;
 
   double speed() const { return speed_; }

@@ -7,7 +7,7 @@
 ///   scheduler.after(10s, [] { std::puts("ten seconds later"); });
 ///   scheduler.advance(1h);  // prints at once
 ///
-/// Time stands still unless advance() or advanceTo() is called, by a test itself or by a Pacer.
+/// Time is constant unless advance() or advanceTo() is called, by a test itself or by a Pacer.
 /// Events are called from nowhere else, so nothing that is scheduled is ever called from inside
 /// the call that scheduled it. Use it from one thread.
 

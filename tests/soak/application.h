@@ -28,7 +28,7 @@ class Application {
   void attach(::Zephly::Zephly& session, bool linkIsUp);
   /// The one for a session to be.
   std::shared_ptr<ZephlyDelegate> first();
-  /// Lets go of the delegate.
+  /// Releases the delegate.
   void drop();
   /// The same, from inside a call: the last of the next `calls`.
   void dropAfter(std::uint64_t calls) { callsLeft_ = calls; }

@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// A processor clock that stands still until a test moves it, and counts how often it is read.
+/// A processor clock that moves only when a test moves it, and counts how often it is read.
 
 #include <zephly/dsp/processor_clock.h>
 

@@ -55,7 +55,8 @@ void Contents::note(const capture::Connected& /*what*/) {
 }
 
 void Contents::note(const capture::FailedToConnect& what) {
-  add(failures_, failureCount_, Failure{now_, "connection", what.error.value_or("no reason told")});
+  add(failures_, failureCount_,
+      Failure{now_, "connection", what.error.value_or("no reason given")});
 }
 
 void Contents::note(const capture::Disconnected& what) {

@@ -51,7 +51,7 @@ struct LinkLoss {
   std::optional<StrapTime> recovery{};  ///< the next connection; empty: there is none
 };
 
-/// An error that the host told with something else than the end of a link.
+/// An error that the host reported with anything but the end of a link.
 struct Failure {
   StrapTime time{};
   std::string what;  ///< which answer it came with
@@ -65,7 +65,7 @@ class Contents {
   void finish();
 
   std::uint64_t records() const { return records_; }
-  /// When the last record was told.
+  /// Time of the last record.
   StrapTime duration() const { return now_; }
   bool connected() const { return connected_; }
   const StreamContents& of(Stream stream) const;

@@ -13,7 +13,7 @@ namespace Zephly::watch {
 
 class RateMeter {
  public:
-  /// A whole number of periods of each of the strap's streams, so that the rate stands still.
+  /// A whole number of periods of each of the strap's streams, so that the rate is steady.
   static constexpr std::chrono::seconds window{3};
   static constexpr std::chrono::milliseconds step{100};
 

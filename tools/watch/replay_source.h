@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// A capture that is played again: the kit is told what it was told when the capture was made, in
-/// the same order and with the same processor clock.
+/// A capture that is played again: the kit gets the same calls as in the recorded session, in the
+/// same order and with the same processor clock.
 ///
 ///   ReplaySource source(queue, {.file = "walk.zcap", .speed = 4}, [&] { queue.stop(); });
 ///   auto session = ::Zephly::Zephly::init(receiver);   // the source is the host in use
@@ -9,8 +9,8 @@
 ///   queue.run();
 ///   const SourceReport report = source.finish();       // with what was wrong with the capture
 ///
-/// The file is read while it is played, one record ahead. Damage ends the replay: what stands
-/// before it has been played.
+/// The file is read while it is played, one record ahead. Damage ends the replay; what
+/// precedes it has been played.
 
 #include <capture/record.h>
 #include <hosts/main_queue/main_queue.h>
@@ -45,7 +45,7 @@ class ReplaySource final : public Source {
   std::string pace() const override;
 
   void start() override;
-  /// Recorded time: that of the record which is being told.
+  /// Recorded time of the record that is being delivered.
   StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
   SourceReport finish() override;

@@ -52,7 +52,7 @@ class SimulatedSource final : public Source {
   /// Strap time, which is the session's time too.
   StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
-  /// Stops the strap if it has not ended, lets what it has sent arrive, and tells what it did.
+  /// Stops the strap if it has not ended, lets what it has sent arrive, and returns what it did.
   SourceReport finish() override;
 
  private:

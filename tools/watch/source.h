@@ -31,11 +31,10 @@ class Source {
 
   /// Time runs from now on.
   virtual void start() = 0;
-  /// Time since start(). Stands still from the source's own end on, also where time goes on behind
-  /// it.
+  /// Time since start(). Constant once the source has ended.
   virtual StrapTime now() const = 0;
-  /// Ends what still goes on, and tells what is known of it. Once, and not from inside a callback
-  /// of the session.
+  /// Ends the source and returns what it knows of the session. Call it once, and not from inside a
+  /// callback of the session.
   virtual SourceReport finish() = 0;
 };
 

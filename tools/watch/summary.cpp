@@ -85,11 +85,11 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
   for (const Stream stream : allStreams) {
     ArrivalMeter arrivals = received.arrivals(stream);
     arrivals.stop(source.duration);
-    StreamSummary told{.stream = stream, .delivered = received.received(stream)};
-    told.perSecond = arrivals.perSecond();
-    told.longestGap = arrivals.longestGap();
-    if (source.strap) told.strap = source.strap->streams[stream];
-    summary.streams.push_back(told);
+    StreamSummary counts{.stream = stream, .delivered = received.received(stream)};
+    counts.perSecond = arrivals.perSecond();
+    counts.longestGap = arrivals.longestGap();
+    if (source.strap) counts.strap = source.strap->streams[stream];
+    summary.streams.push_back(counts);
   }
   if (source.strap) summary.repetitionsDone = source.strap->repetitionsDone;
   summary.repetitionsCounted = received.repetitions();
@@ -97,7 +97,7 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
   summary.disconnections = received.disconnections();
   summary.reconnections = received.reconnections();
   summary.linkLosses.assign(received.linkLosses().begin(), received.linkLosses().end());
-  // The first report of a session tells a state, not a change.
+  // The first report of a session is a state, not a change.
   summary.leadOffChanges = received.leadOffReports() > 0 ? received.leadOffReports() - 1 : 0;
   summary.neverArrived = received.neverArrived();
   return summary;

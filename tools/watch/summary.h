@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// What a session has come to: what arrived, and where the strap tells what it sent, what was lost.
+/// The result of a session: what arrived and, where the strap reports what it sent, what was lost.
 
 #include <simulator/strap.h>
 #include <tools/watch/session_model.h>
@@ -17,7 +17,7 @@ namespace Zephly::watch {
 /// The strap's side of one stream, in samples.
 struct StreamSent {
   std::uint64_t sent = 0;     ///< to a subscriber
-  std::uint64_t unheard = 0;  ///< measured while nobody was subscribed
+  std::uint64_t unheard = 0;  ///< measured without a subscription
   std::optional<simulator::PlaybackCounts> recording =
       std::nullopt;  ///< when it was played from a recording
 };
@@ -31,7 +31,7 @@ struct StrapReport {
 /// What is known of a session apart from what arrived.
 struct SourceReport {
   StrapTime duration{};
-  /// Empty when nobody tells: the strap is a real one, or what came of it is replayed.
+  /// Empty for a real strap and for a replay: neither reports what was sent.
   std::optional<StrapReport> strap = std::nullopt;
   /// What went wrong with the source itself, one line each.
   std::vector<std::string> complaints = {};
@@ -44,7 +44,8 @@ struct StreamSummary {
   std::optional<double> perSecond = std::nullopt;      ///< see ArrivalMeter
   std::optional<StrapTime> longestGap = std::nullopt;  ///< see ArrivalMeter
 
-  /// Sent and not delivered; anything but 0 is a defect. Empty when the strap does not tell.
+  /// Sent and not delivered; anything but 0 is a defect. Empty when the strap does not report what
+  /// it sent.
   std::optional<std::int64_t> lost() const {
     if (!strap) return std::nullopt;
     return static_cast<std::int64_t>(strap->sent) - static_cast<std::int64_t>(delivered);

@@ -195,7 +195,7 @@ advance() steps it. `plan` is 'standard' (exercises, lost electrodes, a lost lin
       .def("samplesSent", &SimulatedStrap::samplesSent,
            "How many samples of each stream the strap has sent.")
       .def("repetitionsDone", &SimulatedStrap::repetitionsDone,
-           "What the wearer has done, to compare with what was told.");
+           "What the wearer has done, to compare with the callbacks.");
 
   py::class_<Bluetooth, HostObject, std::shared_ptr<Bluetooth>>(
       module, "Bluetooth", R"(The Bluetooth of a Linux machine, by BlueZ.

@@ -78,7 +78,7 @@ TEST_F(LinkTest, EveryConnectionHasNewObjectsAndNoSubscriptions) {
 TEST_F(LinkTest, NewServicesAreFoundByTheNextDiscovery) {
   bringUp();
   device.setServices({{serviceB, {{foreign}}}});
-  EXPECT_TRUE(device.isSubscribed(battery)) << "what was subscribed stands";
+  EXPECT_TRUE(device.isSubscribed(battery)) << "the subscription remains";
   recorder().peripheral_->discoverServices(std::nullopt);
   scheduler.advance(1s);
   EXPECT_EQ(recorder().lastServices[0]->UUID(), serviceB);
