@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bench/allocation_sites.h>
 
 #include <cxxabi.h>

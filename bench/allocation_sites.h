@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Counts what a program allocates with `new`, and where. A program that uses it lists

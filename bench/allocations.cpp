@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counts heap allocations, per sample and per frame, and names the functions that make them. Writes
 // a Markdown table on standard output.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bench/audience.h>
 
 #include <boost/asio/io_context.hpp>

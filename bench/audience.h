@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Viewers of a live page, each in a separate process, like browsers.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The processing of ECG, respiration and temperature: both chains, lead-off, body temperature.
 
 #include <zephly/dsp/body_temperature_estimator.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A session with a connected strap on a minimal host: values are passed directly to the peripheral

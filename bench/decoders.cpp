@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bytes to numbers.
 
 #include <hosts/foundation/data.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The loop that measures a function from one sample to one result.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every filter by itself.
 
 #include <zephly/dsp/biquad_filter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The start-up times of an application.
 
 #include <hosts/foundation/data.h>
@@ -70,13 +71,10 @@ void addFirstSample(Suite& suite) {
             measureEngineRespiration, constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first ECG frame"},
-      [](benchmark::State& state) { measureSession(state, Zephly::Stream::ecg); },
-      constructions);
+      [](benchmark::State& state) { measureSession(state, Zephly::Stream::ecg); }, constructions);
   suite.add(
       {.section = firstSampleSection, .row = "session, connection, first respiration frame"},
-      [](benchmark::State& state) {
-        measureSession(state, Zephly::Stream::respiration);
-      },
+      [](benchmark::State& state) { measureSession(state, Zephly::Stream::respiration); },
       constructions);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bench/inputs.h>
 
 #include <hosts/foundation/data.h>

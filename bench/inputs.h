@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The inputs of the benchmarks: a minute of a strap worn by a modelled person, and signals known

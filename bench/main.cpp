@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Measures the kit's run times and writes Markdown tables to standard output. Takes the options
 // of Google Benchmark (--benchmark_filter=..., --benchmark_repetitions=...). Exits with 1 when a
 // measurement could not be made.

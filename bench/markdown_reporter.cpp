@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bench/markdown_reporter.h>
 
 #include <algorithm>

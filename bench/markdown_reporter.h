@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Writes the figures of a suite as Markdown tables to standard output, when all are complete.

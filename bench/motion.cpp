@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Both motion paths. Each sample writes a trace line; its destination is part of the row.
 
 #include <zephly/dsp/signal_processor.h>

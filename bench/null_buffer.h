@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Replaces the buffer of standard output temporarily, so that printing costs only the formatting.

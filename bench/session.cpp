@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The whole path from the value of a characteristic to the application's delegate.
 
 #include <hosts/foundation/data.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bench/simulated_session.h>
 
 #include <zephly/ble/gatt_profile.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Measures whether viewers of the live page delay the session: a simulated strap at many times real
 // time, without viewers and with twenty, one of which is stopped. Measures the delay of every
 // callback, and the memory and processor time of the process.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/bytes.h>
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Numbers and texts in the encoding of a capture: little-endian, a text preceded by its length.

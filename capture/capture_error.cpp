@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/capture_error.h>
 
 #include <capture/text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/capture_file.h>
 
 #include <capture/capture_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/codec.h>
 
 #include <capture/bytes.h>

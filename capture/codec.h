@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Preambles and records to bytes of a file, and back. Internal to the room.

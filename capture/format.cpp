@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/format.h>
 
 #include <boost/crc.hpp>

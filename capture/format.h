@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The constants of the capture format, which docs/capture-format.md describes. Internal to the

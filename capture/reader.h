@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Reads a capture from beginning to end, also when the file is cut or damaged.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The contents of a capture: every report of a host to the kit, in order, with the time of each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/tap_host.h>
 
 #include <capture/tap_central.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Records between the host in use and the kit: every report of the host is passed to the sink as a

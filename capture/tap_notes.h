@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What the parts of a tap share: the clocks, the numbers of the objects, and the sink of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/tap_peripheral.h>
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A peripheral between the host's and the kit. Internal to the tap.

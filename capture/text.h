@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Text for messages: times, and text from outside that may hold control characters, such as paths

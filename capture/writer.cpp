@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/writer.h>
 
 #include <capture/codec.h>

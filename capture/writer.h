@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Writes a capture while the session runs. After a crash of the program the file holds every

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Toolchain: 64-bit ARM by Debian's cross compiler; programs run in qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)

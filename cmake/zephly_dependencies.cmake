@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Finds the dependencies of this configuration in one place: the error lists everything that is missing, each with
 # Debian's package and the option that makes it unnecessary.
 set(zephly_missing "")

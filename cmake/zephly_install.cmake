@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The three components of `cmake --install`:
 #   runtime      the shared libraries, when there are any
 #   development  headers, files for CMake and pkg-config, static libraries

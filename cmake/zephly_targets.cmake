@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # How every target of this tree is compiled.
 
 # The version in the names of the shared libraries: changes when an exported symbol changes or is removed.

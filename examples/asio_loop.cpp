@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// A session inside an application that runs its own Boost.Asio loop: the main queue takes its
 /// turns on the application's io_context, beside the application's timers and signals. No thread,
 /// no lock.

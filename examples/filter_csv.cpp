@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// The engine without a session: filters ECG samples from standard input, one number a line
 /// (anything behind a comma is not used), and writes the filtered ones, 0 to 1, to standard output.
 /// Needs the kit only: no host, no Bluetooth, no main queue.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A host written from scratch: a radio that is always on, and one strap in its reach that sends

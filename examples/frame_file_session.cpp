@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// A session on a host written from scratch (frame_file_host.h, under 150 lines): plays frames from
 /// standard input through the kit, as fast as it takes them, and counts what comes out. A line is
 /// "sent STREAM HEX", with a time before it or not, as `zephly strap --frames` prints it; other

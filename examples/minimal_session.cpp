@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// The smallest application: finds the strap over Bluetooth, keeps it, and prints what it says.
 /// Ctrl-C ends it: the host handles the signal and releases the strap.
 ///

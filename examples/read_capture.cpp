@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// Reads a capture of `zephly record` without a session: prints where it comes from, counts the
 /// notifications of each characteristic and gives the range of the ECG. Damage is reported with its
 /// position, and reading goes on behind it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// Counted exercises: an own WorkoutDelegate, beside the session's delegate. The strap is one made
 /// of software whose wearer jumps, does push-ups and sit-ups within 30 s; after that the program
 /// ends.

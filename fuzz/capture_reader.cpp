@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Captures: any file is read to its end, inspected, and replayed to a session as by `zephly
 // replay`.
 //

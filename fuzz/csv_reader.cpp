@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recordings as CSV: any text at any rate. Refused text is reported by a RecordingError with its
 // position; accepted text has as many numbers in each column as there are rows, and can be played.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arbitrary messages of a bluetoothd to the host on BlueZ: object trees and properties of any
 // shape, expected and unexpected answers, signals in any order, services and buses that appear and
 // disappear. The whole host runs (daemon, radio, scan, peripheral, link, feed) on a fake bus behind

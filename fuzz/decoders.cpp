@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The strap's frames, and identifiers as text: any bytes of any length.
 
 #include <hosts/foundation/data.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filters, the chains made of them, lead-off, body temperature, the engine and its wrapper: any
 // valid parameters, any samples, NaN and infinities included.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The path of a motion sample: fusion, gravity compensation, exercise detection, and the vectors
 // and quaternions that they are made of, with any floats.
 //

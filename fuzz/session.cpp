@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A whole session, from the host boundary to the application, with all callbacks of a host in any
 // order: for any device, connected or not, requested or not, and with delegates that are replaced
 // and released at any time, also from within their own calls.

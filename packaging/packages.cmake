@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages, by CPack: which installed files each one holds, and its control fields. Used by scripts/package,
 # which sets the compiler options.
 if(NOT BUILD_SHARED_LIBS OR NOT ZEPHLY_BUILD_BLUEZ OR NOT ZEPHLY_HAS_PAGE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run by CPack before it packs: files made during the build get the time of the last commit, so that the same
 # sources give the same packages.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The strap's battery: 0.1 % less every 20 s (five and a half hours from full to empty), 0.1 %

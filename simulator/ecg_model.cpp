@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/ecg_model.h>
 
 #include <simulator/rates.h>

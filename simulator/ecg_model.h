@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The electrocardiogram of a moving person, 500 samples a second, in millivolt: an R wave of about

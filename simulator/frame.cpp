@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/frame.h>
 
 namespace Zephly::simulator {

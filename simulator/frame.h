@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What a strap sends: one notification of one of its streams, and where such frames come from.

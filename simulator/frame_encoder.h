@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Measured values to notification frames: the inverse of the kit's frame decoders, for whoever

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The orientation that a strap with an accelerometer and a gyroscope reports: the explicit

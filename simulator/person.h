@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The body that wears the strap: how it moves, and what a motion sensor on its chest reads.

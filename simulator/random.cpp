@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/random.h>
 
 #include <cmath>

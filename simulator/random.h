@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Random numbers that are the same with every compiler and library: the bits of std::mt19937_64

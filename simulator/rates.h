@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The rates at which the models of the simulated strap measure, from the table of streams.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A recording for the strap to play: named columns of a text file, one row per sampling instant.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/resampler.h>
 
 #include <algorithm>

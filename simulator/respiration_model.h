@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Breathing as the strap's electrodes see it: the impedance of the chest, 500 samples a second.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Turns of a body in space, in double precision: the strap's own arithmetic, which shares nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/temperature_model.h>
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Temperature of the skin under the strap and of the air around it, once a second.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/training_plan.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What happens to a strap and when: exercises, walks, electrodes off, charger in, link lost.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/transmitter.h>
 
 #include <algorithm>

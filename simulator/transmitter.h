@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Takes the frames of a strap out at their time, hands those that somebody listens to over to what

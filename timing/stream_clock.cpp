@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <timing/stream_clock.h>
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// The program `zephly`: finds the subcommand and runs it.
 
 #include <tools/common/command.h>

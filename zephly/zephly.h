@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// All that an application needs: the session and its delegates, the processing wrapper, the number

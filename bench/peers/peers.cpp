@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// @file
 /// Compares the kit's filters with those of C libraries: the same samples; results are compared,
 /// then both are timed alternately. Prints rows of a Markdown table, and writes the samples for the

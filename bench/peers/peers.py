@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The chains and filters beside SciPy, bottleneck and pandas: the same samples, results compared, then timed in turn.
 
     peers.py SAMPLES_FILE

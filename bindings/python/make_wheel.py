@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes the wheel of the built package: a zip archive with metadata (PEP 427), with Python's own library only.
 
     make_wheel.py --package build/bindings/python/zephly --version 1.0 --output dist

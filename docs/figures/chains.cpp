@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <docs/figures/chains.h>
 
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>

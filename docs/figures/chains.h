@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The ECG and respiration chains stage by stage. The kit's chains end in a normalisation,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Are the committed numbers those of the present kit, and the pictures drawn from them?
 
     check.py COMPUTED COMMITTED PICTURES

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Draws the pictures of docs/streams from the tables that zephly_figures has written.
 
     draw.py DATA PICTURES

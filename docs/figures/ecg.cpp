@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <docs/figures/figures.h>
 
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>

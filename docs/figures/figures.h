@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The data of the figures, one function for each page. Each writes its CSV files into

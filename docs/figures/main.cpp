@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes the data of the figures in docs/streams: zephly_figures FOLDER
 
 #include <docs/figures/chains.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <docs/figures/response.h>
 
 #include <algorithm>

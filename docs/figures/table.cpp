@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <docs/figures/table.h>
 
 #include <cmath>

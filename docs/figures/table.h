@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A table of numbers in a CSV file, six significant digits each, the same text on every machine.

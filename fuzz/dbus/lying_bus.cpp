@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <fuzz/dbus/lying_bus.h>
 
 #include <utility>

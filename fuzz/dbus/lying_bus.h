@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A fake message bus. It replaces the only class that uses D-Bus (its Bus::open is linked instead

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The bytes of one fuzzing input, consumed from the front: every operation consumes the bytes that

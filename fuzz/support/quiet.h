@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Discards the kit's output to standard output during its lifetime: a run would print millions of

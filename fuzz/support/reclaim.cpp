@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <fuzz/support/reclaim.h>
 
 #include <algorithm>

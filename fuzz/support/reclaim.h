@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Frees memory that the kit keeps until the process ends. An engine's filter chains are never

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Checks a condition that must hold for every input. Ends the program when it does not, which is a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a fuzz target on files without a fuzzer: the seeds and earlier findings, as a test for any
 // compiler. Usage: PROGRAM FILE_OR_FOLDER...; a folder without files is an error.
 

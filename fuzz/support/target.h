@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The function that every target defines. Called by libFuzzer or by the program that runs files.

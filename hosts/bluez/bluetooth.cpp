@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/bluetooth.h>
 
 #include <hosts/bluez/central.h>

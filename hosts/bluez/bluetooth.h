@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The Bluetooth of a Linux machine: the host on BlueZ (`org.bluez` on the D-Bus system bus).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/bus.h>
 
 #include <hosts/bluez/bus_message.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/bus_message.h>
 
 #include <hosts/bluez/sdbus_version.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The values of D-Bus messages, read and written with sdbus-c++. For bus.cpp only.

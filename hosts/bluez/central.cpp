@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/central.h>
 
 #include <hosts/bluez/names.h>

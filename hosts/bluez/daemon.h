@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The service bluetoothd: the bus, the owner of its name, its objects.

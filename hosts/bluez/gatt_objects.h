@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The services and characteristics of a device, as the kit sees them. Internal to the host.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/notification_reader.h>
 
 #include <poll.h>

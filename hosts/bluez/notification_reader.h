@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The descriptor through which bluetoothd passes the values of one characteristic, each value as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The objects of bluetoothd as far as they are known here: paths, their interfaces and properties.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/peripheral.h>
 
 #include <hosts/bluez/central.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/radio.h>
 
 #include <hosts/bluez/central.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The adapter in use, its scan, and the centrals on it. Internal to the host.

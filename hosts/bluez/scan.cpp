@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/scan.h>
 
 #include <hosts/bluez/names.h>

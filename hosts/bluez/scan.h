@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The scan on one adapter: for LE devices of every kind, each advertisement reported, restarted

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Opens the bus at an address with sd-bus, the library below sdbus-c++. For sdbus_1.cpp and

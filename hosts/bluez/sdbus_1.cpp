@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // sdbus-c++ 1: names are plain strings, and an object is registered piece by piece.
 
 #include <hosts/bluez/sd_bus_at.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // sdbus-c++ 2: names have types of their own, and an object is registered as a table.
 
 #include <hosts/bluez/sd_bus_at.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What differs between sdbus-c++ 1 (1.2 and later) and sdbus-c++ 2. One of sdbus_1.cpp and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/bluez/status.h>
 
 namespace Zephly::bluez {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What keeps Bluetooth from working on this machine, as one line for people. The host on BlueZ and

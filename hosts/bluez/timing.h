@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The pauses and time limits of the host. The defaults suit BlueZ; tests shorten them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Values as they travel over D-Bus, in the few shapes that BlueZ needs.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A byte buffer of its own bytes: what every host hands to the kit as the value of a

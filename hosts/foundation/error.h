@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// An error that is nothing but its text: what every host reports to the kit when something failed.

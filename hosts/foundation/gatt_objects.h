@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The base of the objects in which a host shows a device to the kit: characteristics, services and

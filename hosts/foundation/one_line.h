@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Text from outside (a daemon, a file, the network) made fit for one line of a log or a terminal.

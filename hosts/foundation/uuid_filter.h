@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The filters of scans and discoveries: a list of identifiers, or none, which everything passes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/main_queue/doorbell.h>
 
 #include <sys/epoll.h>

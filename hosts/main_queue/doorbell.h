@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The descriptor by which another event loop learns that the main queue has something to do: an

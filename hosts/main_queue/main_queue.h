@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The main queue: the one event loop on which every callback of a host runs, so that an
@@ -90,8 +91,8 @@ class ZEPHLY_EXPORT MainQueue {
  public:
   /// On an io_context of its own.
   MainQueue();
-  /// On the application's, which must outlive the queue. Only pending timers, watches, signal handlers
-  /// and posts keep it busy.
+  /// On the application's, which must outlive the queue. Only pending timers, watches, signal
+  /// handlers and posts keep it busy.
   explicit MainQueue(boost::asio::io_context& context);
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/capture_player.h>
 
 #include <capture/capture_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Plays a capture to a session of the kit as fast as possible, and reports for each record what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The central of a replay: holds the recorded state and the requests of the kit. Internal to the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Recorded services and characteristics, and the requests of the kit for them. Internal to the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/peripheral.h>
 
 #include <hosts/foundation/one_line.h>

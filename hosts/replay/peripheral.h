@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A recorded device: its state after the records so far, and the requests of the kit. Internal to

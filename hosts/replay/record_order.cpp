@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/record_order.h>
 
 #include <capture/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Reads the records of a capture strictly: every error of the file, a time that runs backwards and

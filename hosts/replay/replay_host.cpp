@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/replay_host.h>
 
 #include <hosts/foundation/data.h>

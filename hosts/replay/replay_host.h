@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The host that reports the records of a capture to the kit, one by one, and nothing else.

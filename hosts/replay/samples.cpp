@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/samples.h>
 
 #include <utility>

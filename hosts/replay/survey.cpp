@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/replay/survey.h>
 
 #include <zephly/motion/exercise.h>

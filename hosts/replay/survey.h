@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The times of a played capture: when each sample was taken, what happened when, and where samples

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/central.h>
 
 #include <hosts/simulated/radio.h>

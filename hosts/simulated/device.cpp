@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/device.h>
 
 #include <hosts/foundation/data.h>

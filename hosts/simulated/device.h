@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A device in the reach of the simulated radio: an advertiser and a GATT server whose every answer

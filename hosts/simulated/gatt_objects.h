@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The services and characteristics of a simulated device: as its table lists them, and as the kit

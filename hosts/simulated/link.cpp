@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/link.h>
 
 #include <hosts/foundation/error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// One connection between a central and a device, from its beginning to its end: what was

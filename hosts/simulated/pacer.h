@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Lets a scheduler's clock run with the wall clock, on the main queue.

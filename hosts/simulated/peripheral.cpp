@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/peripheral.h>
 
 #include <hosts/foundation/error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A device as one central sees it: its name, the request to connect to it, and the link while

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A Bluetooth radio inside the process, with any number of devices in its reach: the host for

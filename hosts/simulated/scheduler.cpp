@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/scheduler.h>
 
 #include <algorithm>

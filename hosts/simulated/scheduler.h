@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Virtual time for the simulated world: events in order of time, run when somebody steps the

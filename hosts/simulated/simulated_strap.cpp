@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/simulated_strap.h>
 
 #include <zephly/ble/gatt_profile.h>

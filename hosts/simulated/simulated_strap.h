@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// All that a first application needs in place of a strap: the host in use, a radio with one strap

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/strap_device.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/protocol/streams.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A strap made of software on the air: carries the frames of a simulator::FrameSource over a

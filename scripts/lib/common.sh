@@ -1,10 +1,11 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Sourced first by every script. Goes to the top of the tree; `script` is the file whose first comment is the usage.
 script=$(realpath "$0")
 cd "$(dirname "${BASH_SOURCE[0]}")/../.." || exit 1
 
 # usage: the comment at the head of the script, or of the part of it that `script` was set to.
-usage() { sed -nE '/^#!|^# shellcheck /d; /^#/!q; s/^# ?//p' "$script"; }
+usage() { sed -nE '/^#!|^# (shellcheck|SPDX-License-Identifier:) /d; /^#/!q; s/^# ?//p' "$script"; }
 
 fail() {
   echo "error: $*" >&2

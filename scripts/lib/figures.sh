@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The numbers behind the pictures of docs/streams: sourced by scripts/pictures and scripts/check.
 

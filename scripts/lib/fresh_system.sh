@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Fresh Debian systems to try things in: sourced by scripts that run as root.
 #   make_system RELEASE FOLDER       a minimal system of the release (bookworm, trixie) in FOLDER, in place of what was

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Results as tables in Markdown: sourced by the scripts that measure.
 

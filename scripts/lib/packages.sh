@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Which Debian packages each job needs, for scripts/lib/install-packages. Sourced by the scripts.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The comparison with other libraries: sourced by scripts/bench.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The tests of the Python module, in a build folder of their own: it is built for Debian's Python.
 

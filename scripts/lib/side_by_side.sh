@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Stages, one after the other or side by side, with a table of their times: sourced by .ci/run and scripts/check.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Tries Debian packages in a fresh Debian that has nothing but its minimum: sourced by scripts/package.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bits/digest.h>
 #include <tests/bits/signal.h>
 #include <zephly/dsp/biquad_filter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bits/digest.h>
 #include <tests/bits/signal.h>
 #include <tests/support/captured_output.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/foundation/data.h>
 #include <tests/bits/digest.h>
 #include <zephly/protocol/frame_decoders.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Input for digests: the same numbers on every machine, generated without functions of the C

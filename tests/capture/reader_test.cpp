@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/reader.h>
 
 #include <capture/bytes.h>

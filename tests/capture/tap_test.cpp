@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/tap_host.h>
 
 #include <hosts/simulated/radio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <capture/writer.h>
 
 #include <tests/support/captures.h>

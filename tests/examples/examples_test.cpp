@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The example programs, run as described in their first lines.
 
 #include <capture/record.h>

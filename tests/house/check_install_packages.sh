@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # scripts/lib/install-packages chooses of several packages the one that the system offers in a sufficient version, installs
 # no package twice, and names in one sentence what a system lacks. Usage: check_install_packages.sh ROOT
 # Stubs replace the system: two files list the installed and the offered packages, a third records the calls of apt-get.

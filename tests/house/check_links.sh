@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Every relative link in a Markdown file leads to a file, a picture or a heading, and every script that a Markdown file
 # names exists, with the part of scripts/check that it names. Usage: check_links.sh ROOT
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Every source file names its licence: `SPDX-License-Identifier: MIT` in one of its first five lines. Usage: check_spdx.sh ROOT
 set -euo pipefail
 cd "$1"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # docs/troubleshooting.md has every message that the programs can print about Bluetooth, with the words of the sources.
 # Usage: check_troubleshooting.sh ROOT [PAGE]
 set -euo pipefail

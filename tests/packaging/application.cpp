@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// A small application of the installed kit: three seconds of a session on the simulated host,
 /// recorded and read back. Prints the number of ECG samples and a digest of their bits; the exit
 /// code is 1 when a check fails.

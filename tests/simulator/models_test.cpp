@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The body under the strap: heart, lungs, skin; and the strap's battery.
 
 #include <simulator/battery_model.h>

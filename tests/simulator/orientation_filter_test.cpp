@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/orientation_filter.h>
 
 #include <simulator/random.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/person.h>
 
 #include <simulator/random.h>

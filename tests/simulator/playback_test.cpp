@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/playback.h>
 
 #include <simulator/frame_encoder.h>

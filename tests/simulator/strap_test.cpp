@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/strap.h>
 
 #include <simulator/rates.h>

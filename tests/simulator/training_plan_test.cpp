@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <simulator/training_plan.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/strap_time.h>

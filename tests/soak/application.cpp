@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/application.h>
 
 #include <tests/support/session_test_access.h>

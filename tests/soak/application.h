@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The application of a soak run: delegates that pass their calls to the ledger, and come

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/breathing_model.h>
 
 #include <algorithm>

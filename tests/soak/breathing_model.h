@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The respiration chain written down a second time, for comparison bit by bit: median and largest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/ledger.h>
 
 #include <algorithm>

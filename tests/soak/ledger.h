@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Compares the strap's frames with the application's calls: everything once, in order, bit

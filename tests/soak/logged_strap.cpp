@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/logged_strap.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/protocol/streams.h>

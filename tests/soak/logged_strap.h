@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A simulated strap that records its frames in a ledger, and loses its link on request.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a session for hours of strap time and compares all that it says with what the strap sent.
 // Tables in Markdown on standard output, a line for each strap hour on standard error. Ends with 1
 // when something is wrong, 2 when the options are.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/process_state.h>
 
 #include <tests/support/allocation_count.h>

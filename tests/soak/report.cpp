@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/report.h>
 
 #include <zephly/protocol/streams.h>

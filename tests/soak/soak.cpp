@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/soak/soak.h>
 
 #include <hosts/main_queue/main_queue.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A day in the life of a session: a strap, losses of its link and of its electrodes, delegates

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Counts what a test program allocates with `new`. A program that uses it lists

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A delegate of central and peripherals that records its calls, one short line per call,

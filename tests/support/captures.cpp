@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/captures.h>
 
 #include <capture/codec.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Captures for tests: records of every kind, files in a temporary directory, and reading a file to

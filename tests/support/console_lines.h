@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A stream buffer that collects what is written to it as lines, without their ends.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program that aborts writes no coverage data, so code reached by death tests would be missed.
 // Linked into the tests when they are built for coverage.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A delegate of session and workout for tests that treat all calls alike: count, compare or refuse

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A Bluetooth world without behaviour: objects of the host boundary that write down what the kit

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A processor clock that moves only when a test moves it, and counts how often it is read.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Puts the process-wide orientation of the fusion back to the identity when a test begins and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What a host owes the kit, checked: a delegate that wants everything, believes nothing, and holds

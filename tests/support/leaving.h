@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A delegate whose last owner drops it in the middle of a call: whoever makes the call has to keep

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// How long the long runs are: whole in the optimised build, a part of it where sanitizers watch.

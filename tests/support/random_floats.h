@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Seeded random input for comparisons bit for bit; the same numbers on every machine.

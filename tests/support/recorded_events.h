@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Delegates that write down every call, in order, as short texts: one log for all of them, so that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The shortest motion that the exercise detector takes for one repetition of each kind: crude, but

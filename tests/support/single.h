@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Single-precision arithmetic spelled out, for restating a rule in a test.

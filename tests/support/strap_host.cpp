@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/strap_host.h>
 
 #include <zephly/ble/gatt_profile.h>

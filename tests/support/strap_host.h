@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A host without a world: a central, and one strap with the five characteristics, which do nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Turns a main queue until what a test waits for has happened: it sleeps in between until

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <timing/clock_fit.h>
 
 #include <tests/support/long_run.h>

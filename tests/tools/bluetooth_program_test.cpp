@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program on a machine without Bluetooth: its messages and its end.
 
 #include <tests/support/process.h>

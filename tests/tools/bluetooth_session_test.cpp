@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program with a strap on a fake bluetoothd.
 
 #include <hosts/main_queue/main_queue.h>

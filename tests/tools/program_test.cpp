@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program as a process: options, exit codes, JSON, signals.
 
 #include <tests/support/process.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program playing recordings.
 
 #include <tests/support/process.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tests of the replaced operators on which the other tests of this program rely.
 
 #include <tests/torture/out_of_memory.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory runs out while an object of the kit is constructed: the failure reaches the caller, and no
 // memory is leaked. Intended leaks (the stages of complete chains, see RespirationFilter and
 // ECGMultiBandpassFilter) are counted exactly.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An application whose callback throws, on the main queue: the exception leaves run() unchanged,
 // the rest of that one frame is lost, and when the queue is run again the session continues.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operations of the kit that allocate: the failure propagates, the object keeps its state, and the
 // same call succeeds when it is repeated.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Runs a function with its first, second, third ... allocation failing, until it succeeds.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ten seconds of a session in which every allocation fails once. Each callback of the host is
 // repeated, with its first, second ... allocation failing, until it passes; in the end the
 // application must have received exactly the calls that it receives when memory never runs out. So

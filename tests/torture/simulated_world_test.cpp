@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ten seconds of a session on the simulated host in which one allocation fails, in the kit, the
 // radio, the strap or the scheduler. The host then guarantees little: the exception leaves the
 // scheduler's step, the event that threw is consumed, and the strap may stop sending (when it could

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Random sequences of radio and strap events: the session never ends the program, reports
 // connections and disconnections alternately, and delivers samples in order, without duplicates and
 // without samples that were not sent over the link.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// ECG and respiration frames whose samples are a running count, so that a test detects missing,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The observer of the kit beside its console, for whole sessions on the simulated radio.
 
 #include <hosts/simulated/device.h>

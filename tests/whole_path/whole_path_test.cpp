@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames written to a simulated strap's characteristics are delivered to the application's
 // delegate.
 

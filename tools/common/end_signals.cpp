@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/common/end_signals.h>
 
 #include <csignal>

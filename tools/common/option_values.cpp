@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/common/option_values.h>
 
 #include <simulator/recording.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Checks the values of options. A wrong value ends the parsing with a CLI::ValidationError of one

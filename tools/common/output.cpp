@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/common/output.h>
 
 #include <poll.h>

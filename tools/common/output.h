@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The program's own output to a file descriptor, buffered. It does not use std::cout, which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/common/version_text.h>
 
 #include <zephly/session/version.h>

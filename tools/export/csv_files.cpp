@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/csv_files.h>
 
 #include <hosts/replay/samples.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/edf_file.h>
 #include <zephly/protocol/strap_time.h>
 #include <zephly/protocol/streams.h>

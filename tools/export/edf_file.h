@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A session as an EDF+ file (B. Kemp, J. Olivan: European data format 'plus' (EDF+), an EDF alike

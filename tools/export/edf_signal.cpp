@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/edf_signal.h>
 #include <zephly/protocol/strap_time.h>
 

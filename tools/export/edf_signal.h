@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// One signal of an EDF+ file: converts its values to 16-bit numbers and assigns samples to slots.

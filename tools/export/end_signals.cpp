@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/end_signals.h>
 
 namespace Zephly::exporting {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Ctrl-C for a program that computes without an event loop: the work checks from time to time

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/export_command.h>
 
 #include <tools/common/option_values.h>

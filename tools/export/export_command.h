@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly export`: writes a capture as EDF+ and as CSV. `zephly record` shares its options.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A file that appears complete or not at all: written under a temporary name in the same directory

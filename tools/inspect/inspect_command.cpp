@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/inspect/inspect_command.h>
 
 #include <capture/capture_error.h>

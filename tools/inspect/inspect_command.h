@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly inspect`: what is in a capture, and what is wrong with it.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Writes the licenses of the program and of the libraries in it as a text and as C++ (tools/licenses/licenses.h):
 #   cmake -DOWN=LICENSE -DCOMPONENTS=... -DTEXT=... -DSOURCE=... -P collect_licenses.cmake
 # COMPONENTS has a line for each library: NAME|URL|FILE|PARAGRAPH (see CMakeLists.txt). A missing FILE is a warning:

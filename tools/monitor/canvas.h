@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A picture made of characters: what is to be seen on the terminal, before it gets there.

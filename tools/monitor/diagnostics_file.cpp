@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/diagnostics_file.h>
 
 #include <fcntl.h>

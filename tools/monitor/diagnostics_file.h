@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The file that receives every diagnostic line of a session: those that the kit writes on its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Holds back standard error while a screen is on the same terminal, and writes it when the screen

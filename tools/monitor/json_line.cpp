@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/json_line.h>
 
 #include <nlohmann/json.hpp>

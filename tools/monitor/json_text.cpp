@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/json_text.h>
 
 #include <tools/monitor/json_line.h>

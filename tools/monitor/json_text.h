@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A session as JSON, one object a line per event, for programs. docs/monitor-json.md describes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/monitor.h>
 
 #include <tools/monitor/options.h>

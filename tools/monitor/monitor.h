@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly monitor`: watches one strap and shows everything that the kit reports of it.

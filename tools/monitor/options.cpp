@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/options.h>
 
 #include <tools/common/option_values.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Draws on the terminal: on the alternate screen without a cursor. The terminal is restored

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Draws a session for the terminal.
@@ -19,7 +20,7 @@ inline constexpr std::size_t smallestWidth = 60;
 inline constexpr std::size_t smallestHeight = 20;
 
 struct ViewOptions {
-  StrapTime now{};       ///< since the session began
+  StrapTime now{};                  ///< since the session began
   std::string title = {};           ///< of the source
   std::string pace = {};            ///< of the source; may be empty
   bool unicode = true;              ///< false: plain ASCII

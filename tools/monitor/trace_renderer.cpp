@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/trace_renderer.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The ways in which the monitor shows a session: JSON lines, a screen that is redrawn, or plain

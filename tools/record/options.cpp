@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/record/options.h>
 
 #include <tools/common/option_values.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/record/progress.h>
 
 namespace Zephly::record {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The output of `zephly record` while it records: a line for each event of the connection, and on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/record/record_command.h>
 
 #include <tools/export/export_command.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/record/recording_session.h>
 
 #include <capture/text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/replay/replay_command.h>
 
 #include <tools/monitor/options.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly replay`: plays a capture and shows everything that the kit reports of it, as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/advertisement.h>
 
 #include <hosts/bluez/names.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The strap's advertisement, as an object on the bus: connectable, with its name and its service.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/centrals.h>
 
 #include <hosts/bluez/adapter_choice.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The centrals connected to the strap, as far as bluetoothd reports them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/gatt_application.h>
 
 #include <hosts/bluez/names.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The strap's GATT profile, as objects on the bus that bluetoothd serves: an object manager, one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/link_losses.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The times at which the strap loses its link: those of the options and those of the training
@@ -14,8 +15,7 @@ namespace Zephly::peripheral {
 class LinkLosses {
  public:
   /// At each of `times` for `absence`, and those of `plan`.
-  LinkLosses(std::vector<StrapTime> times, StrapTime absence,
-             simulator::TrainingPlan plan);
+  LinkLosses(std::vector<StrapTime> times, StrapTime absence, simulator::TrainingPlan plan);
 
   /// The first one later than `after`; of several at that time the one with the longest absence.
   std::optional<simulator::LinkLoss> next(StrapTime after) const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/options.h>
 
 #include <tools/common/bluetooth_options.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Runs a strap in real time: each turn sends the frames that are due and returns the time until

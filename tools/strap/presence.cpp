@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/presence.h>
 
 #include <hosts/bluez/adapter_choice.h>
@@ -169,10 +170,9 @@ bool Presence::openBus() {
   try {
     bus_ = bluez::Bus::open(queue_, options_.bluetooth.busAddress);
     bus_->onLost([this] { busLost(); });
-    gatt_ = std::make_unique<GattApplication>(queue_, *bus_,
-                                              [this](Stream stream, bool subscribed) {
-                                                listener_.onSubscription(stream, subscribed);
-                                              });
+    gatt_ = std::make_unique<GattApplication>(
+        queue_, *bus_,
+        [this](Stream stream, bool subscribed) { listener_.onSubscription(stream, subscribed); });
     advert_ = std::make_unique<Advertisement>(queue_, *bus_, options_.name, [this] {
       if (left_ || advertisement_.state != Registration::State::done) return;
       ++advertisement_.attempt;

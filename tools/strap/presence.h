@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Keeps the strap's GATT application and advertisement registered with bluetoothd, on the chosen

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/strap/strap_command.h>
 
 #include <hosts/main_queue/main_queue.h>

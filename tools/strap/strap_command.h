@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly strap`: makes this machine a strap, through one of its Bluetooth adapters.

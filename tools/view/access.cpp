@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/access.h>
 
 #include <tools/common/option_values.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/browser.h>
 
 #include <fcntl.h>

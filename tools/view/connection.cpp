@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/connection.h>
 
 #include <tools/view/responses.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A connection that speaks HTTP: one request after the other, until one opens a WebSocket.

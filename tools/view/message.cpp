@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/message.h>
 
 #include <boost/endian/conversion.hpp>

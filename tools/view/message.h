@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// One WebSocket message to viewers, serialised once and shared by all of them.

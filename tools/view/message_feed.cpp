@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/message_feed.h>
 
 #include <zephly/protocol/strap_time.h>
@@ -31,9 +32,7 @@ void MessageFeed::note(StrapTime time, const watch::Disconnected& /*disconnected
   sendState(time);
 }
 
-void MessageFeed::note(StrapTime time, const watch::LeadOff& /*leadOff*/) {
-  sendState(time);
-}
+void MessageFeed::note(StrapTime time, const watch::LeadOff& /*leadOff*/) { sendState(time); }
 
 void MessageFeed::note(StrapTime time, const watch::Temperature& temperature) {
   const float body = processor_->signalProcessor()->processBodyTemperature(temperature.object,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Replaces the embedded page when it cannot be built.
 
 #include <tools/view/assets.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Zephly::tools_view_page: the page, embedded. It provides assets() of tools/view/assets.h.
 #
 # With Node.js 18 or newer and npm the page is built, in ZEPHLY_PAGE_DIR, which several build folders share.

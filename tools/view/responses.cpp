@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/responses.h>
 
 #include <boost/beast/http/empty_body.hpp>

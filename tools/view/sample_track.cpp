@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/sample_track.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The samples of one curve on an even time axis: numbered since the session began, batched into

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/server.h>
 
 #include <tools/view/connection.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The server of the live page: HTTP for the page, WebSocket for its data.

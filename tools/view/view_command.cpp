@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/view_command.h>
 
 #include <capture/text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// `zephly view`: shows a strap on a live page in the browser, until it is ended.

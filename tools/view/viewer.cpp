@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/viewer.h>
 
 #include <capture/text.h>

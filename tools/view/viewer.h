@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A viewer: a browser that shows the live page, connected by a WebSocket.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The messages that wait for one viewer, with a limit of their bytes: a viewer that is too slow

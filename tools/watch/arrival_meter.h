@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// How steadily a stream has come: its rate and its longest silence. Both count from the first

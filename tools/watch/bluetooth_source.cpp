@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/bluetooth_source.h>
 
 #include <zephly/protocol/strap_time.h>
@@ -7,8 +8,7 @@
 namespace Zephly::watch {
 
 BluetoothSource::BluetoothSource(main_queue::MainQueue& queue, bluez::Options options,
-                                 std::optional<StrapTime> duration,
-                                 std::function<void()> ended)
+                                 std::optional<StrapTime> duration, std::function<void()> ended)
     : queue_(queue), adapter_(options.adapter), duration_(duration), ended_(std::move(ended)) {
   bluetooth_.emplace(queue, std::move(options));
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A real strap on this machine's Bluetooth: the source without --simulated.

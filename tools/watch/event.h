@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What a session reports: one value per callback or observed fact of the kit, and per line of the

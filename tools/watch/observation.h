@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Observes the sessions of the process while the object lives, and takes the console from the kit.

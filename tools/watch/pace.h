@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// How fast a source runs whose time is not that of the clock on the wall, for people.

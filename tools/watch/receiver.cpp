@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/receiver.h>
 
 #include <zephly/motion/exercise.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The watching end of the kit: turns every callback and every observed fact into an Event.

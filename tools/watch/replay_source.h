@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A capture that is played again: the kit gets the same calls as in the recorded session, in the

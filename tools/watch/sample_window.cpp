@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/sample_window.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The newest samples of a waveform, addressed by their number since the beginning.

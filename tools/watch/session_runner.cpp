@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/session_runner.h>
 
 #include <tools/common/command.h>

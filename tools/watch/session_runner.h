@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Runs one session with workout detection on a source, from its start to its exit code. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/simulated_source.h>
 
 #include <tools/watch/pace.h>

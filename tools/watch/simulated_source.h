@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A simulated strap in simulated company, running with the clock on the wall: what is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The options that choose the source of a session: a strap, a simulation or a capture.
@@ -31,9 +32,9 @@ struct SourceOptions {
   bool simulated = false;
   std::uint64_t seed = 1;
   std::optional<double> speed;  ///< strap time or recorded time over wall time; empty: 1
-  std::optional<std::filesystem::path> replay;   ///< a capture
-  bool fast = false;                             ///< plays the capture as fast as possible
-  std::optional<StrapTime> duration;  ///< empty: until it is ended
+  std::optional<std::filesystem::path> replay;  ///< a capture
+  bool fast = false;                            ///< plays the capture as fast as possible
+  std::optional<StrapTime> duration;            ///< empty: until it is ended
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;  ///< of the recording
   bluez::Options bluetooth;             ///< of a real strap

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/summary.h>
 
 #include <capture/text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The result of a session: what arrived and, where the strap reports what it sent, what was lost.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/ble/gatt_profile.h>
 
 #include <cstddef>

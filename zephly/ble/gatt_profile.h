@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The strap's GATT profile: the name under which it advertises and the characteristics that it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/ble/zephly_peripheral.h>
 
 #include <zephly/ble/gatt_profile.h>

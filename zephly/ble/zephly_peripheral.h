@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The handler of one connected strap: discovers its characteristics, subscribes to those of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Second-order recursive filters: low-pass, high-pass, band-pass and notch.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/body_temperature_estimator.h>
 
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/butterworth_filter.h>
 
 #include <cmath>

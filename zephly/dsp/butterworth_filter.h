@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A second-order recursive filter in single precision, designed from a cut-off in hertz.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/cyclic_buffer.h>
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/ecg_multi_bandpass_filter.h>
 
 #include <zephly/dsp/biquad_filter.h>

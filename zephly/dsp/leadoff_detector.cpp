@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/normalization_filter.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Scales a signal to 0..1 by the extremes of its recent past.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The clock of the respiration reset timers: processor time, with a seam for tests.

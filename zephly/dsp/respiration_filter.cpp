@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/respiration_filter.h>
 
 #include <zephly/dsp/median_filter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Turns the raw respiration signal of the strap into a slow waveform in 0..1.

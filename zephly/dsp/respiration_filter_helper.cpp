@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/respiration_filter_helper.h>
 
 #include <zephly/dsp/processor_clock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/sample_array.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The windows, delay lines and states of the filters: arrays whose length is given once, as an

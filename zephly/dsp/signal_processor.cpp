@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/signal_processor.h>
 
 #include <zephly/motion/gravity_compensation.h>

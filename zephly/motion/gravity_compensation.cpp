@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/motion/gravity_compensation.h>
 
 namespace Zephly {

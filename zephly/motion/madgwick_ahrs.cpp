@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/motion/madgwick_ahrs.h>
 
 #include <zephly/motion/vector3.h>

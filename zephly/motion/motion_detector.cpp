@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/motion/motion_detector.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Counts repetitions of three body-weight exercises from the strap's motion samples.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Three single-precision components: an acceleration, a rotation rate, three angles in degrees.

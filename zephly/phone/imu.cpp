@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/phone/imu.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The central role of Bluetooth Low Energy, as a host offers it to the kit: radio state, scanning,

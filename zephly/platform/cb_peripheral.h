@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A remote device, its services and its characteristics, as a host offers them to the kit.

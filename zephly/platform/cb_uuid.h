@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A 128-bit Bluetooth identifier. The only class of the host boundary that is not abstract: an

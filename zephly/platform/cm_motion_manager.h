@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The phone's own motion sensors. The kit holds such an object (see phone/imu.h) and calls nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Where the kit's diagnostic lines go: standard output, one line at a time, flushed.

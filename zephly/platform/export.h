@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Marks the symbols that a shared library of this kit exports. All others are hidden and may

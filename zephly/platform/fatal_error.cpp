@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/fatal_error.h>
 
 #include <cstdlib>

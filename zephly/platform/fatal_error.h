@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Ends the program when the kit cannot continue, with one line on standard error.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The part of the host boundary that is independent of Bluetooth: the root object class, byte

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/host.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The environment that the kit runs in. An application chooses its host in one line, before it

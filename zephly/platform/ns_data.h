@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A byte buffer that a host hands to the kit: the value of a characteristic.

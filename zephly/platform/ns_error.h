@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// An error that a host reports with one of its callbacks. The kit prints its text and does nothing

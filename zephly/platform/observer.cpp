@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/observer.h>
 
 #include <zephly/platform/cb_peripheral.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// What the kit writes on its console, as values: a program that watches a session installs an

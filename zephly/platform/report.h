@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// How the kit reports a fact: its line on the console first, then its observer's call.

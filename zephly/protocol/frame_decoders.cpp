@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/protocol/frame_decoders.h>
 
 #include <zephly/protocol/streams.h>

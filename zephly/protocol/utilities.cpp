@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/protocol/utilities.h>
 
 #include <bit>

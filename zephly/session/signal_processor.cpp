@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/session/signal_processor.h>
 
 #include <zephly/platform/fatal_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The engine as an object: one sample in, one result out; exercise repetitions are reported to a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/session/version.h>
 
 // Kept in the library even when nothing refers to them.

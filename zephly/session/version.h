@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Which version of the kit this is: as constants, and as text that `what` and `strings` find in

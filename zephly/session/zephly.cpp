@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/session/zephly.h>
 
 #include <zephly/platform/console.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Filters a recording with the engine and draws it, raw and filtered.
 
     filter_recording.py picture.png                        ten seconds of the simulated strap

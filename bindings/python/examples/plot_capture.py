@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Draws a capture of `zephly record`: its last seconds of ECG, and respiration, temperature, gaps and repetitions.
 
     plot_capture.py walk.zcap picture.png

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Samples from and to NumPy: a number, or a whole array in one call with the interpreter's lock

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/callback.h>
 
 #include <iostream>

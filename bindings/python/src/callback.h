@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Python objects in the hands of C++ that runs without the interpreter's lock (the GIL), and who

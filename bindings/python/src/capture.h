@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Captures as NumPy arrays: the values and times that `zephly export --csv` writes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/filters.h>
 
 #include <bindings/python/src/arrays.h>

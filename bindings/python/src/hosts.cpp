@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/hosts.h>
 
 #include <hosts/bluez/bluetooth.h>

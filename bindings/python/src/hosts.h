@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The hosts as Python sees them: a radio and a strap inside the process, and Linux's own

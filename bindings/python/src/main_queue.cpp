@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/main_queue.h>
 
 #include <stdexcept>

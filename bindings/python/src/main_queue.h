@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The main queue for Python: run from Python, with the interpreter's lock released while it waits.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/capture.h>
 #include <bindings/python/src/engine.h>
 #include <bindings/python/src/filters.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <bindings/python/src/session.h>
 
 #include <bindings/python/src/hosts.h>

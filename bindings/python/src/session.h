@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The session as Python sees it, and how the kit's delegates reach Python's.

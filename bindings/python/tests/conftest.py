@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Fixtures of the tests. The package is found by PYTHONPATH: scripts/test bindings/python sets it."""
 
 import gc

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Arguments that would end a C++ program, or allocate too much memory, raise an exception."""
 
 import math

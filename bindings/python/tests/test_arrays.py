@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Arrays of samples: the same bits as sample by sample, and refused arguments."""
 
 import threading

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Captures as arrays: the values are those of `zephly export --csv`, whatever state the file is in."""
 
 import csv

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The same bits as the C++ program tests/bits over the same long input."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The filters: examples, chains, lifetimes and resets."""
 
 import numpy

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The main queue run from Python."""
 
 import asyncio

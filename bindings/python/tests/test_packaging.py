@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The wheel, installed into a new environment; and the example, run as documented."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The session on the simulated host, whose clock is stepped by hand."""
 
 import numpy

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The stub and the module name the same things, with the same parameters; everything has a docstring."""
 
 import ast

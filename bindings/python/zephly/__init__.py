@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The Zephly chest strap: its session, and its signal processing on NumPy arrays.
 
     import zephly

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Builds the kit and its unit tests for coverage, runs them, and prints how much of zephly/ they reach. Fails below
 # 95 % of the lines or 90 % of the branches. The pages are in build/coverage/report/index.html.

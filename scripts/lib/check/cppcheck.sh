@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Cppcheck over everything but the tests; half a minute. The tolerated findings are in cmake/cppcheck.suppressions,
 # each with its reason.

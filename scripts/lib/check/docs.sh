@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Builds the documentation site into build/docs/html: the pages of docs and the reference of the headers.
 # A dead link in a Markdown file, a class without a description, and anything that Doxygen does not

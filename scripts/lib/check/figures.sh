@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Are the numbers behind the pictures of docs/streams still those of the kit, and the pictures drawn from them?
 # `scripts/pictures streams` draws them again.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Format and static analysis: no finding is tolerated.
 #   scripts/check lint           clang-format, clang-tidy and cppcheck over all: about an hour on two processors

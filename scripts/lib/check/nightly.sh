@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # What .ci/run leaves out, one after the other. CONTRIBUTING.md gives the reason for each.
 source scripts/lib/side_by_side.sh

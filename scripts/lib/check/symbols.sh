@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # What the shared libraries export: one list for each in packaging/symbols, demangled and sorted.
 #   scripts/check symbols PREFIX           compares with the libraries installed in PREFIX; prints what is new or missing

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Whether the project builds and passes its tests on systems other than this one: in a fresh chroot of each, which has
 # nothing but Debian's minimum, git, sudo and a user. Needs root or sudo. The last commit is used.

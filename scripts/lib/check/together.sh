@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The quick parts of scripts/check, side by side: none of them measures time. What they need is installed first, because
 # two installations cannot run at a time.

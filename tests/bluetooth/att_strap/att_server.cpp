@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/att_strap/att_server.h>
 
 #include <algorithm>

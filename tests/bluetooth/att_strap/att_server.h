@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The strap's side of the attribute protocol (Bluetooth Core, volume 3, part F): takes a request,

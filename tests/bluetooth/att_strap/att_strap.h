@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A strap with its own Bluetooth stack. It drives a controller directly, so that a test can make

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/att_strap/bytes.h>
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The commands that a running strap takes: one line each, answered in the log with "ok" or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A Bluetooth controller used by this program alone: one of the emulator's, reached through its

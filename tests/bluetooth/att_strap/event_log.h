@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The log of the strap's actions: one line each, "SECONDS.MICROS WHAT", in the time of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/att_strap/fault_script.h>
 
 namespace Zephly::att_strap {

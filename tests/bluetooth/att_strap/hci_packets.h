@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Packets between a Bluetooth host and its controller (Bluetooth Core, volume 4, parts A and E),

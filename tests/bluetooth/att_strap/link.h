@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// One connection: joins and splits the packets of its channels, and never sends the controller

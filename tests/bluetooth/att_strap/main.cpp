@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// The program `att_strap`: a strap on a separate Bluetooth controller, with faults on command.
 
 #include <hosts/main_queue/main_queue.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/att_strap/profile.h>
 
 #include <zephly/ble/gatt_profile.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/att_strap/streamer.h>
 
 #include <zephly/protocol/streams.h>

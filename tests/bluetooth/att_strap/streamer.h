@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The source of values: the modelled person in real time and, for measurements, values at any

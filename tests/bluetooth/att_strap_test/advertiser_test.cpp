@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The strap's advertising, on a controller that accepts every command.
 //
 // The emulator reports an advertiser once each time that it is switched on, and reports legacy

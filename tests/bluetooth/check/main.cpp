@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// The program `bluetooth_check`: a session on the machine's Bluetooth against straps that follow
 /// commands. Runs in the guest of scripts/test-bluetooth; prints a table, and exits with 0 when
 /// every check has passed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/check/probe.h>
 
 #include <hosts/simulated/radio.h>

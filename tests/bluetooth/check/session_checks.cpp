@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/check/session_checks.h>
 
 #include <zephly/protocol/streams.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/check/stage.h>
 
 #include <fcntl.h>

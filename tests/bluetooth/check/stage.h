@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The environment of the checks: the main queue, which keeps running while a check waits, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/check/strap_log.h>
 
 #include <hosts/foundation/data.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Reads a strap's log: that of att_strap, or the output of `zephly strap --frames` (in which only

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/bluetooth/check/tally.h>
 
 #include <zephly/protocol/streams.h>

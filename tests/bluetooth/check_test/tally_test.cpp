@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The comparison used by the checks of the guest detects each kind of fault.
 
 #include <tests/bluetooth/check/strap_log.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Functions of the scripts in this folder. Sourced with $work set to the working folder.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The choice of the machine's adapter, and when it changes.
 
 #include <hosts/bluez/adapter_choice.h>

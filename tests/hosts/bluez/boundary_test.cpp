@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The contract of the host boundary, tested on this host.
 
 #include <tests/hosts/bluez/world.h>

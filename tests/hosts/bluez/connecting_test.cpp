@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How connections are made, and what is requested from the device.
 //
 // Observations of BlueZ 5.66, by topic, and their tests:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Changes of bus, bluetoothd, adapters and power.
 
 #include <tests/hosts/bluez/world.h>

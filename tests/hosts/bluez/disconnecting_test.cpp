@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The end of connections, and their release by the host.
 
 #include <tests/hosts/bluez/world.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults of other Bluetooth libraries, reported from the field.
 
 #include <tests/hosts/bluez/world.h>

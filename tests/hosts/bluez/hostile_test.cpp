@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A daemon that sends any answers and signals in any order. The host does not crash, keeps its
 // contract, and recovers when the daemon does.
 

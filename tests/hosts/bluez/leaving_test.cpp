@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The end of a program, normally or by a signal, stops the scan and releases the strap.
 
 #include <tests/hosts/bluez/world.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names of devices, and when advertisements are reported.
 
 #include <tests/hosts/bluez/world.h>

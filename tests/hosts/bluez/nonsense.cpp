@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/hosts/bluez/nonsense.h>
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Random messages: bodies of every type that D-Bus can carry, from a seeded generator.

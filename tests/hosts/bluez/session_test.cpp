@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The whole kit on the BlueZ host: the strap's notifications reach the application's delegate.
 
 #include <tests/hosts/bluez/world.h>

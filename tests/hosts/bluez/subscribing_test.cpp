@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subscriptions and values, over signals and over descriptors.
 
 #include <tests/hosts/bluez/world.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Differences between BlueZ 5.82 and 5.66 that must not affect a session.
 
 #include <tests/hosts/bluez/world.h>

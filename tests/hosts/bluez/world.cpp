@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/hosts/bluez/world.h>
 
 #include <tests/support/turn_until.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A bus, a fake daemon on it and, optionally, the host under test with a session: all on one main

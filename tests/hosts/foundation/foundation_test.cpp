@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/foundation/data.h>
 #include <hosts/foundation/error.h>
 #include <hosts/foundation/one_line.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/main_queue/main_queue.h>
 
 #include <tests/hosts/main_queue/pipe.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The three ways to run the main queue, as documented in its header.
 
 #include <hosts/main_queue/main_queue.h>

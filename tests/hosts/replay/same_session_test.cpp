@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recorded and replayed session gives the same callbacks, bit for bit.
 
 #include <hosts/replay/replay_host.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Random operations on the radio, its devices and its centrals: the calls of the delegates keep the
 // contract of the host boundary.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A scheduler, a radio with one device in range, and a session that requests everything: the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/hosts/simulated/device_fixture.h>
 
 #include <gmock/gmock.h>

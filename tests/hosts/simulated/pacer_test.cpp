@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/pacer.h>
 
 #include <tests/support/special_floats.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/scheduler.h>
 
 #include <gtest/gtest.h>

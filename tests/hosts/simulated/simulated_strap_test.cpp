@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/simulated_strap.h>
 
 #include <tests/support/boundary_recorder.h>

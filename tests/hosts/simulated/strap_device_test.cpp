@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <hosts/simulated/strap_device.h>
 
 #include <hosts/simulated/radio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The names of BlueZ's D-Bus interfaces for the fake. They are not shared with the host, so that a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/fake_bluez/bus_connection.h>
 
 #include <gtest/gtest.h>

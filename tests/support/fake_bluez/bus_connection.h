@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A connection to a private bus, for the fake service and for tests that inspect the bus. It runs

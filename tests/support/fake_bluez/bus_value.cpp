@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/fake_bluez/bus_value.h>
 
 #include <system_error>

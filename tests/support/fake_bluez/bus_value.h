@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Values that the fake service sends, valid and invalid ones, and received messages as text.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/fake_bluez/fake_bluez.h>
 
 #include <tests/support/fake_bluez/bluez_interfaces.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A fake `org.bluez`: adapters, devices and GATT objects that behave like BlueZ 5.66 was observed

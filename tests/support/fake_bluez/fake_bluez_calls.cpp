@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The answers of the fake org.bluez to calls.
 
 #include <tests/support/fake_bluez/fake_bluez.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tests the fake org.bluez through a minimal client.
 
 #include <tests/support/fake_bluez/bus_connection.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// The base of fake D-Bus services with an object manager. A script can replace the answer to each

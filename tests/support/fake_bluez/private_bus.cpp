@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/fake_bluez/private_bus.h>
 
 #include <hosts/main_queue/file_descriptor.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A dbus-daemon of the test's own, in a directory of its own: a child process that ends with the

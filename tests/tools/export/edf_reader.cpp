@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/tools/export/edf_reader.h>
 
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Reads an EDF+ file as specified by the format (B. Kemp, J. Olivan 2003), independently of the

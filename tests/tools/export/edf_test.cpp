@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/edf_file.h>
 
 #include <hosts/replay/capture_player.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/captures.h>
 #include <tests/support/process.h>
 #include <tests/support/text_of.h>

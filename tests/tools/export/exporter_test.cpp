@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/exporter.h>
 
 #include <capture/capture_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/captures.h>
 #include <tests/tools/export/session_script.h>
 #include <tools/export/end_signals.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/export/pending_file.h>
 
 #include <tests/support/captures.h>

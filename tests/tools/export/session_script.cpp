@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/tools/export/session_script.h>
 
 #include <capture/codec.h>

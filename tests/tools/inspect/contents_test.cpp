@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/inspect/contents.h>
 
 #include <tools/inspect/contents_text.h>

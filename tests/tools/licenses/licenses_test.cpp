@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `zephly --licenses`: the license of the program and those of the libraries in it.
 
 #include <tests/support/process.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/canvas.h>
 
 #include <gmock/gmock.h>

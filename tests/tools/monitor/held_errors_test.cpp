@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/held_errors.h>
 
 #include <gmock/gmock.h>

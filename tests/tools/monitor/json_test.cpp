@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/support/bits.h>
 #include <tests/support/long_run.h>
 #include <tools/monitor/json_line.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program on a terminal: the screen, and the terminal's state after its end.
 
 #include <tests/support/process.h>

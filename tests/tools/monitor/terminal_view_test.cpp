@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/monitor/terminal_view.h>
 
 #include <tests/support/long_run.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built program as a process: recording, the content of a recording, and the result of a kill,
 // of a full disk and of other files than captures.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `zephly replay` as a process: output, exit codes, invalid files, signals, readers that close.
 
 #include <capture/bytes.h>

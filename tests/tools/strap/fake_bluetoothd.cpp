@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/tools/strap/fake_bluetoothd.h>
 
 #include <algorithm>

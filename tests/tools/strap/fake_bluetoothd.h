@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// A fake bluetoothd for a peripheral: adapters with the two managers, and connected or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The logic of `zephly strap` without a bus: when frames are sent, when links are lost, which
 // devices are connected, how all of this is printed.
 

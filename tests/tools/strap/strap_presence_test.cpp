@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The strap as a peripheral of a fake bluetoothd on a private bus.
 
 #include <hosts/bluez/bus.h>

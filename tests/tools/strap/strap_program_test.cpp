@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `zephly strap` as a process: options, exit codes, lines, signals.
 
 #include <hosts/bluez/bus.h>

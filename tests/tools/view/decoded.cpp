@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/tools/view/decoded.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Broken and malicious clients: they do not affect other clients, and are disconnected.
 
 #include <tests/tools/view/bytes.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Viewers: each gets everything, and none delays the others.
 
 #include <hosts/main_queue/main_queue.h>

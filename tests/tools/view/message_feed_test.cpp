@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/message_feed.h>
 
 #include <tests/tools/view/decoded.h>

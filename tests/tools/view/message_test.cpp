@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The binary and JSON messages to a viewer.
 
 #include <tools/view/message.h>

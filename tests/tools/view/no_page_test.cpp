@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The program built without Node.js.
 
 #include <tests/support/process.h>

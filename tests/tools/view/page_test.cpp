@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The responses to valid requests of a browser: the page, and access to it.
 
 #include <tests/tools/view/world.h>

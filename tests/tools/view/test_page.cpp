@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A small page in place of the real one, so that the program can be tested without Node.js.
 
 #include <tools/view/assets.h>

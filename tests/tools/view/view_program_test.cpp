@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `zephly view` as a process: options, output, exit codes, signals, the browser.
 
 #include <tests/support/process.h>

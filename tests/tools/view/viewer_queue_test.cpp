@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/view/viewer_queue.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/tools/view/world.h>
 
 #include <boost/asio/write.hpp>

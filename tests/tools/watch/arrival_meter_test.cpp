@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/arrival_meter.h>
 
 #include <gtest/gtest.h>

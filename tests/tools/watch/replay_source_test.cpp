@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/replay_source.h>
 
 #include <capture/capture_error.h>

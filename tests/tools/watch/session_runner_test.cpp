@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/session_runner.h>
 
 #include <tools/common/command.h>
@@ -77,8 +78,7 @@ TEST_F(SessionRunnerTest, RunsFromReadyToTheEndOfTheSource) {
     return std::holds_alternative<EcgSample>(event.what);
   });
   EXPECT_GT(received, 0);
-  EXPECT_EQ(report.strap->streams[Stream::ecg].sent,
-            static_cast<std::uint64_t>(received));
+  EXPECT_EQ(report.strap->streams[Stream::ecg].sent, static_cast<std::uint64_t>(received));
 }
 
 TEST_F(SessionRunnerTest, AnEndSignalIsLeftToTheHandler) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/simulated_source.h>
 
 #include <tests/support/turn_until.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The options of commands that can play a capture.
 
 #include <tools/watch/source_options.h>

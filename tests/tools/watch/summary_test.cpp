@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tools/watch/summary.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/streams.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/ble/central_manager.h>
 
 #include <hosts/foundation/data.h>

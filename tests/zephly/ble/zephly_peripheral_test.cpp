@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/ble/zephly_peripheral.h>
 
 #include <hosts/foundation/data.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/biquad_filter.h>
 
 #include <tests/support/bits.h>

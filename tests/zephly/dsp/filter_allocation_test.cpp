@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filters run for days: processing a sample must not allocate. When memory runs out during
 // construction, nothing may leak.
 #include <tests/support/allocation_count.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Slow reference implementations of the filters that share no code with them. The order of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/filter.h>
 
 #include <tests/support/bits.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <tests/support/random_floats.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/multi_filter.h>
 
 #include <tests/support/bits.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The assumptions of every result of the kit: each operation is rounded once to its own type, to
 // nearest, and nothing is reassociated, fused or flushed. A build with other flags fails here.
 

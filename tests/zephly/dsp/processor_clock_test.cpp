@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/processor_clock.h>
 
 #include <tests/support/fake_processor_clock.h>

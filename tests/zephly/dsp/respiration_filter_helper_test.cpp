@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/respiration_filter_helper.h>
 
 #include <tests/support/fake_processor_clock.h>

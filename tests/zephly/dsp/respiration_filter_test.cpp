@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/respiration_filter.h>
 
 #include <tests/support/bits.h>

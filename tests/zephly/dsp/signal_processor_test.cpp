@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/dsp/signal_processor.h>
 
 #include <tests/support/allocation_count.h>

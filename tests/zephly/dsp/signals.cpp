@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tests/zephly/dsp/signals.h>
 
 #include <tests/support/recording.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Inputs for the tests of filters: generated from a fixed seed or read from a recording.

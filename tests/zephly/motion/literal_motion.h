@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 /// @file
 /// Slow, literal reference implementations of the motion rules. They share no code with the kit:

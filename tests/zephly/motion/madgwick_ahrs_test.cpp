@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/motion/madgwick_ahrs.h>
 
 #include <tests/support/bits.h>

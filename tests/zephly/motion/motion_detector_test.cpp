@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/motion/motion_detector.h>
 
 #include <tests/support/bits.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/cb_uuid.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/console.h>
 
 #include <tests/support/captured_output.h>

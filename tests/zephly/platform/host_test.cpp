@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/host.h>
 
 #include <tests/support/fake_bluetooth.h>

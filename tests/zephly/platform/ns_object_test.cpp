@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/platform/ns_object.h>
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/protocol/streams.h>
 
 #include <gmock/gmock.h>

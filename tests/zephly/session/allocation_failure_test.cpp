@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory runs out while a wrapper or a session is created: the failure reaches the caller, and the
 // parts already created are destroyed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The order of operations in the virtual tables, and the default of an operation that is not
 // implemented.
 

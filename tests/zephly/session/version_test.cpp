@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <zephly/session/version.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Motion and exercise in a session: who is notified of a repetition, and what is printed.
 
 #include <zephly/session/zephly.h>

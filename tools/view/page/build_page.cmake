@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Builds the page into WORK and writes it as C++ to OUTPUT:
 #   cmake -DSOURCE=... -DWORK=... -DOUTPUT=... -DNODE=... -DNPM=... -P build_page.cmake
 # WORK is shared by several build folders, which may come here at once: whoever is first does the work, and

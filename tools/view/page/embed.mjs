@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes the built page as C++: node embed.mjs DIST OUTPUT. The result provides assets() of tools/view/assets.h.
 import { readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { extname, join } from 'node:path';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ten minutes of a session at high speed: the page's memory stays bounded.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server in this process that sends any messages to the page: for faults that the real program does not
 // produce on command.
 import { createServer } from 'node:http';

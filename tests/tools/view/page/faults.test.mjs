@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page shows faults and recovers from them: strap, electrodes, program, slow viewer.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filters ECG samples through the engine as an application does: one number a line on standard
 // input, one on standard output, each with the digits that give exactly this float again. For
 // comparison with what the page has received.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Builds messages of the program.
 
 const COUNTED = [

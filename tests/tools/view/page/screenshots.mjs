@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes the documentation's screenshots with the real program: node screenshots.mjs FOLDER [all]
 // "all" also makes those of faults and single states, for review.
 import { mkdirSync } from 'node:fs';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared by the tests of the page: a browser, the program under test, and functions that wait.
 //
 // From the environment: ZEPHLY_PROGRAM, ZEPHLY_PAGE_DIR (where the page was built: node_modules and dist),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Use of the page: keys, wheel, focus, themes, small screens.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** The four charts with their headers: content, units, gain, and the value under the pointer. */
 
 import { element, setText } from './dom';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The WebSocket to the program. It reconnects automatically after a loss: at once when the page becomes
  * visible, otherwise after increasing delays.

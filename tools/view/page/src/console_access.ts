@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * `window.zephly`: the data that this page has received, for tests and for the browser's console. All results
  * are copies.

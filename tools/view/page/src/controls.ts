@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Input by keys, buttons, wheel and touch, mapped to a few common commands. */
 
 import type { Chart } from './charts';

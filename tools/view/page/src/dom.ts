@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Helpers for the document. Text is written only when it changes, because a change costs layout. */
 
 export function byId<T extends HTMLElement = HTMLElement>(id: string): T {

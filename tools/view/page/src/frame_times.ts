@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Intervals and drawing times of the frames of the last few seconds, in milliseconds. */
 
 const KEPT = 600;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The range of values that a chart shows: chosen by the user as a gain over the full scale, or automatically
  * ("auto") from the visible values.

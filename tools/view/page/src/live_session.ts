@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The data of the session: the samples of the last half minute, the latest state, and the times without link
  * and without electrode contact.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** The page of `zephly view`: connects its parts and draws a frame when the browser requests one. */
 
 import 'uplot/dist/uPlot.min.css';

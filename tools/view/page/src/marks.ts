@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Everything that is drawn on a chart besides traces: grid, hatched spans without data, repetitions. */
 
 import type uPlot from 'uplot';

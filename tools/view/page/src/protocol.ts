@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The program's messages: JSON for latest values, events and counts, and binary messages for samples. An
  * invalid message is an error with a text for people.

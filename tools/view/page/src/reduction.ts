@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The samples of a span of time, reduced to the resolution of a chart: of each group of neighbours the
  * smallest and the largest, in order, at their times. Groups depend on the samples' indexes, not on pixels,

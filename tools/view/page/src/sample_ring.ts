@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The latest samples of one stream: value, index and time of each, and whether a gap precedes it. Memory is
  * allocated once. A sample whose index is known is not added again, so the history can be sent again after a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * The current time of the session, estimated from the program's messages: the right edge of the charts must
  * move evenly although messages arrive unevenly, at any speed of the session.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Everything on the page that is not a chart: states, numbers, tables, and announcements. */
 
 import type { Phase } from './connection';

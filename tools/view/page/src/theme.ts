@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Dark, light, or the system's theme ("auto"); stored in the browser. */
 
 export const THEMES = ['auto', 'dark', 'light'] as const;

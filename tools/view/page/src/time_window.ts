@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** The span of time of the charts: its length, and whether it runs or is paused. */
 
 export const SPANS = [2, 5, 10, 30];

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** One chart: a stream's samples over time, with a gain. */
 
 import uPlot from 'uplot';

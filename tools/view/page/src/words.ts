@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** Formats numbers for people. */
 
 /** 75.2 as "1:15", for the time of a session. */

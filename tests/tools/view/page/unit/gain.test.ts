@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import { Gain, GAINS } from '../../../../../tools/view/page/src/gain';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the tests of the page's parts that need no browser: bundles them, as Node.js does not read TypeScript.
 import { spawnSync } from 'node:child_process';
 import { mkdtempSync, readdirSync, rmSync } from 'node:fs';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import type { Samples, StreamName } from '../../../../../tools/view/page/src/protocol';
