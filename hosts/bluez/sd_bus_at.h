@@ -11,6 +11,7 @@
 
 namespace Zephly::bluez {
 
+/// Sends what is queued and closes the connection.
 struct CloseBus {
   void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
 };

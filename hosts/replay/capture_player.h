@@ -29,6 +29,7 @@
 
 namespace Zephly::replay {
 
+/// One respiration sample, before and after the filter.
 struct RespirationSample {
   float raw;        ///< as the strap sent it; full scale is +-2.42
   float processed;  ///< the session's value, 0..1
@@ -64,6 +65,7 @@ struct PlayedRecord {
   void clear();
 };
 
+/// The result of a whole play.
 struct Played {
   std::uint64_t records = 0;
   std::chrono::nanoseconds duration{};  ///< the time of the last record
@@ -72,6 +74,7 @@ struct Played {
   std::vector<std::string> complaints;
 };
 
+/// Runs a session on a capture and hands over its results, record by record.
 class CapturePlayer {
  public:
   /// Throws capture::CaptureError when the file is not a capture.

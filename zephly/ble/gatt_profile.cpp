@@ -9,6 +9,7 @@ using Zephly::Stream;
 const CBUUID& Zephly::characteristicUUID(Stream stream) {
   static const std::vector<CBUUID> uuids = [] {
     std::vector<CBUUID> list;
+    list.reserve(streamTable.size());
     for (const StreamInfo& info : streamTable) {
       list.push_back(CBUUID::UUIDWithString(info.characteristic));
     }
@@ -30,6 +31,7 @@ const CBUUID& motionCharacteristicUUID() { return characteristicUUID(Stream::mot
 const std::vector<CBUUID>& characteristics() {
   static const std::vector<CBUUID> list = [] {
     std::vector<CBUUID> uuids;
+    uuids.reserve(Zephly::subscriptionOrder.size());
     for (const Stream stream : Zephly::subscriptionOrder) {
       uuids.push_back(characteristicUUID(stream));
     }

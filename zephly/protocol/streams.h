@@ -114,12 +114,28 @@ inline constexpr std::array<StreamInfo, 5> streamTable = {{
      .delivered = false},
 }};
 
-/// Every stream, in the order of the table.
-inline constexpr std::array<Stream, streamTable.size()> allStreams = [] {
+namespace streams_detail {
+
+constexpr std::array<Stream, streamTable.size()> streamsOfTable() {
   std::array<Stream, streamTable.size()> all{};
   for (std::size_t i = 0; i < streamTable.size(); ++i) all[i] = streamTable[i].stream;
   return all;
-}();
+}
+
+constexpr bool rowsAreInOrder() {
+  for (std::size_t i = 0; i < streamTable.size(); ++i) {
+    if (static_cast<std::size_t>(streamTable[i].stream) != i) return false;
+  }
+  return true;
+}
+
+}  // namespace streams_detail
+
+static_assert(streams_detail::rowsAreInOrder(), "the rows are in the order of the enumeration");
+
+/// Every stream, in the order of the table.
+inline constexpr std::array<Stream, streamTable.size()> allStreams =
+    streams_detail::streamsOfTable();
 
 /// Every stream, in the order in which a session subscribes to them.
 inline constexpr std::array<Stream, streamTable.size()> subscriptionOrder = {
@@ -129,15 +145,6 @@ inline constexpr std::array<Stream, streamTable.size()> subscriptionOrder = {
 constexpr const StreamInfo& streamInfo(Stream stream) {
   return streamTable[static_cast<std::size_t>(stream)];
 }
-
-static_assert(
-    [] {
-      for (std::size_t i = 0; i < streamTable.size(); ++i) {
-        if (static_cast<std::size_t>(streamTable[i].stream) != i) return false;
-      }
-      return true;
-    }(),
-    "the rows are in the order of the enumeration");
 
 /// The stream with that name; empty when there is none.
 constexpr std::optional<Stream> streamNamed(std::string_view name) {
