@@ -13,6 +13,7 @@ namespace Zephly::bluez {
 
 namespace {
 
+// dBm. BlueZ has no RSSI for a device that it has not received an advertisement of.
 constexpr int unknownStrength = 127;
 
 CBAdvertisementData advertisementOf(const Radio& radio, const ObjectTree& tree,
@@ -52,6 +53,8 @@ void Central::scanForPeripheralsWithServices(const std::optional<std::vector<CBU
   const bool begins = !std::exchange(scanning_, true);  // otherwise only the filter is new
   radio_->updateScan();
   if (!begins) return;
+  // A device that is still connected from an earlier run does not advertise. It is reported like an
+  // advertisement, in a later turn: nothing calls back from inside a request of the kit.
   radio_->queue().post([weak = weakSelf()] {
     const auto self = weak.lock();
     if (self && self->radio_ != nullptr) self->radio_->reportConnectedDevices();
@@ -87,6 +90,8 @@ void Central::keep(const std::shared_ptr<Peripheral>& peripheral, bool kept) {
   if (radio_ != nullptr) radio_->updateScan();
 }
 
+// For a central that is created while the radio has a state already: the first report comes from
+// the queue, because the kit is not ready for it before the central's creation has returned.
 void Central::radioChangesSoon() {
   radio_->queue().post([weak = weakSelf()] {
     const auto self = weak.lock();
@@ -103,7 +108,7 @@ void Central::radioChanged() {
   const auto delegate = delegate_.lock();
   if (changed && delegate) delegate->centralManagerDidUpdateState(self);
   for (const auto& peripheral : keptOnes()) {
-    if (radio_ == nullptr) return;
+    if (radio_ == nullptr) return;  // a callback has removed the radio
     peripheral->radioChanged();
   }
 }
@@ -114,6 +119,7 @@ void Central::deviceAdvertised(const std::string& key, const std::string& path) 
     known->setName(radio_->advertisedName(path));
     known->advertised();
   }
+  // advertised() may have called the kit, which may have stopped the scan or removed the radio.
   const auto delegate = delegate_.lock();
   if (radio_ == nullptr || !scanning_ || state_ != CBManagerState::poweredOn || !delegate) return;
 
@@ -152,7 +158,7 @@ void Central::serviceAdded(const std::string& key, const std::string& path) {
 void Central::valueArrived(const std::string& key, const std::string& path, const Bytes& value) {
   const auto found = kept_.find(key);
   if (found == kept_.end()) return;
-  const auto peripheral = found->second;
+  const auto peripheral = found->second;  // the callback may erase it from kept_
   peripheral->valueArrived(path, value);
 }
 
@@ -161,6 +167,8 @@ void Central::disconnectionExplained(const std::string& key, const std::string& 
   if (found != kept_.end()) found->second->disconnectionExplained(reason);
 }
 
+// The radio is being destroyed while the application still holds the central: every object stays
+// valid, does nothing any more and reports nothing.
 void Central::retire() {
   if (radio_ == nullptr) return;
   for (const auto& peripheral : keptOnes()) peripheral->retire();
@@ -181,6 +189,7 @@ std::shared_ptr<Peripheral> Central::peripheral(const std::string& key) const {
   return known == known_.end() ? nullptr : known->second.lock();
 }
 
+// A copy, because callbacks change kept_ during a loop over it.
 std::vector<std::shared_ptr<Peripheral>> Central::keptOnes() const {
   std::vector<std::shared_ptr<Peripheral>> all;
   for (const auto& [key, peripheral] : kept_) all.push_back(peripheral);

@@ -45,6 +45,8 @@ std::vector<std::string> ObjectTree::paths(const std::string& prefix,
   return found;
 }
 
+// The reply to GetManagedObjects: becomes the tree. Removals come first in the result, so that a
+// listener never sees an object of the old list beside one of the new list.
 std::optional<ObjectChanges> ObjectTree::replace(const Arguments& reply) {
   const auto* objects = at<Dictionary>(reply, 0);
   if (objects == nullptr) return std::nullopt;
@@ -67,6 +69,9 @@ std::optional<ObjectChanges> ObjectTree::replace(const Arguments& reply) {
   }
   return changes;
 }
+
+// The signals InterfacesAdded, InterfacesRemoved and PropertiesChanged. Their arguments come from
+// outside: one of an unexpected type changes nothing.
 
 ObjectChanges ObjectTree::add(const Arguments& arguments) {
   ObjectChanges changes;
@@ -93,6 +98,7 @@ std::optional<ObjectChanges> ObjectTree::change(const std::string& path,
   const auto* interface = at<std::string>(arguments, 0);
   const auto* values = at<Dictionary>(arguments, 1);
   if (interface == nullptr || values == nullptr) return ObjectChanges();
+  // Values of an interface that is not in the tree: the caller has to read the object anew.
   const Dictionary* known = properties(path, *interface);
   if (known == nullptr) return std::nullopt;
   Dictionary all = *known;
@@ -121,6 +127,7 @@ ObjectChanges ObjectTree::clear() {
   return changes;
 }
 
+// A repeated value is not a change: bluetoothd sends some properties again without a change.
 void ObjectTree::put(const std::string& path, const std::string& interface, const Dictionary& all,
                      ObjectChanges& changes) {
   Interfaces& interfaces = objects_[path];

@@ -67,6 +67,10 @@ void Peripheral::setNotifyValue(bool enabled,
 
 std::string Peripheral::text() const { return named("peripheral", id_); }
 
+// The states: idle, requested, connected. connect(), failToConnect() and disconnect() follow the
+// capture and throw when it contradicts itself; request() and the calls above follow the kit and
+// never throw.
+
 void Peripheral::request() {
   if (!retired_ && !connection_) requested_ = true;
 }
@@ -131,6 +135,7 @@ Peripheral::Connection& Peripheral::requireConnection() {
   return *connection_;
 }
 
+// One object for each number within a connection, so that the kit recognises it in a later list.
 std::shared_ptr<Service> Peripheral::serviceOf(const Listed& listed) {
   const CBUUID uuid = recordedUUID(listed.UUID);
   auto& known = connection_->services[listed.id];

@@ -22,6 +22,7 @@ ReplayHost::ReplayHost() : clockBefore_(setProcessorClock([this] { return proces
   Host::use(this);
 }
 
+// The kit may outlive the host: its objects get the states of a radio that is gone.
 ReplayHost::~ReplayHost() {
   Host::leave(this);
   setProcessorClock(clockBefore_);
@@ -38,6 +39,8 @@ std::shared_ptr<CBCentralManager> ReplayHost::createCentralManager(
 }
 
 void ReplayHost::deliver(const capture::Record& record) {
+  // The kit reads the processor clock during the call below: its reset timers must see the recorded
+  // time.
   time_ = record.stamp.monotonic;
   diverged_ = false;
   processorTime_ = record.stamp.processor;
@@ -164,6 +167,8 @@ std::shared_ptr<Peripheral> ReplayHost::peripheral(capture::ObjectId id) const {
   throw Contradiction("peripheral " + std::to_string(id) + " was never discovered");
 }
 
+// Only the first divergence of a record is counted, and only the first one of all is kept as text:
+// the following ones are usually its consequences.
 void ReplayHost::diverge(const std::string& what) {
   if (std::exchange(diverged_, true)) return;
   if (divergences_.count++ > 0) return;

@@ -59,6 +59,8 @@ RecordingSession::RecordingSession(const Options& options)
 
 int RecordingSession::run() {
   runner_.run();
+  // The order: finish() still delivers frames through the tap; tap_.end() writes the Ended record;
+  // only then is the file closed and its last error known.
   const watch::SourceReport& report = runner_.finish();
   tap_.end();
   static_cast<void>(writer_.close());
@@ -90,6 +92,7 @@ void RecordingSession::onRefresh() {
   output_.flush();
 }
 
+// The contents count only what is in the file, so that the summary agrees with `zephly inspect`.
 void RecordingSession::take(const capture::Record& record) {
   if (writer_.append(record)) contents_.take(record);
   checkWritten();

@@ -80,6 +80,9 @@ void Presence::beAway() {
   });
 }
 
+// The order: stop advertising before the centrals are disconnected, or they reconnect at once;
+// restore the alias and withdraw the application while the bus is still there; settle() gives the
+// messages time to leave.
 void Presence::leave() {
   if (left_) return;
   left_ = true;
@@ -232,6 +235,7 @@ void Presence::entered(Registration& registration) {
   proceed();
 }
 
+// A reply that is still to come belongs to an earlier attempt and is ignored.
 void Presence::withdraw(Registration& registration) {
   if (std::exchange(registration.state, Registration::State::none) == Registration::State::none) {
     return;
@@ -242,6 +246,7 @@ void Presence::withdraw(Registration& registration) {
   if (&registration == &application_ && gatt_) gatt_->unsubscribeAll();
 }
 
+// Reports a failure once, however often it repeats, and tries again later.
 void Presence::failed(const std::string& what, const std::string& reason) {
   const std::string line =
       "cannot " + what + (ready_ ? " on " + adapterName() : "") + ": " + reason + "; trying again";

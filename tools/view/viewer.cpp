@@ -26,6 +26,10 @@ std::string watching(std::size_t viewers) { return std::to_string(viewers) + " w
 
 }  // namespace
 
+// The states of a viewer: handshake (number_ is 0), open, closing (closing_ is set: nothing more is
+// written), gone (not in shared().viewers). All of it runs on the queue's thread. At most one write
+// is in flight (busy_); written() starts the next one, so messages leave in order.
+
 Viewer::Viewer(beast::tcp_stream stream, std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
       stream_(std::move(stream)),
@@ -76,6 +80,8 @@ void Viewer::refuse() {
                       [self = shared_from_this()](Error) { self->drop(); });
 }
 
+// A browser that takes nothing for limits.stalled is disconnected. One that is merely slow loses
+// messages in the queue, never the session's time.
 void Viewer::push(const Message& message) {
   if (busy_ && Clock::now() - lastProgress_ > shared().limits.stalled) {
     drop();
@@ -113,6 +119,7 @@ void Viewer::written(Error error) {
   }
 }
 
+// Sends what is queued, then closes: sendNext() closes once the queue is empty.
 void Viewer::end() {
   ending_ = true;
   // Before the handshake there are no messages to send.
@@ -123,6 +130,7 @@ void Viewer::end() {
   }
 }
 
+// May be called more than once; a pending read or write then completes with an error.
 void Viewer::drop() {
   closing_ = true;
   stream_.next_layer().close();

@@ -42,7 +42,7 @@ void SessionModel::count(Stream stream, StrapTime time) {
 }
 
 void SessionModel::note(StrapTime time, const Connected& /*connected*/) {
-  // The waveforms show how long nothing came.
+  // The waveforms show the time without a link as a gap.
   if (connections_ > 0 && linkChanged_) {
     const std::uint64_t gap = waveformSamplesIn(time - *linkChanged_);
     ecg_.appendGap(gap);
@@ -54,6 +54,7 @@ void SessionModel::note(StrapTime time, const Connected& /*connected*/) {
   ++connections_;
 }
 
+// Time without a link is not a gap between arrivals: the meters stop until the next sample.
 void SessionModel::note(StrapTime time, const Disconnected& /*disconnected*/) {
   connected_ = false;
   linkChanged_ = time;
@@ -117,6 +118,7 @@ void SessionModel::explainLinkLoss(const std::optional<std::string>& reason) {
   if (reason && !connected_ && !linkLosses_.empty()) linkLosses_.back().reason = reason;
 }
 
+// The names are those of --require-all and of the JSON summary.
 std::vector<std::string> SessionModel::neverArrived() const {
   std::vector<std::string> names;
   const auto require = [&](bool arrived, const char* name) {
