@@ -5,10 +5,10 @@
 //
 //   zephly_view_load [SPEED SECONDS ROUNDS]
 
+#include <hosts/foundation/observation.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/feed.h>
 #include <tools/view/server.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
 #include <zephly/protocol/streams.h>
@@ -120,7 +120,7 @@ class Run {
     receiver_ = std::make_shared<Zephly::watch::Receiver>(
         [this] { return source_->now(); },
         [this](const Zephly::watch::Event& event) { take(event); });
-    const Zephly::watch::Observation observation(*receiver_);
+    const Zephly::hosts::Observation observation(*receiver_);
     const auto session = Zephly::Zephly::init(receiver_);
     session->startWorkoutDetection(receiver_);
     audience_.watch(server_->port());

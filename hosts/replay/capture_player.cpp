@@ -3,14 +3,13 @@
 
 #include <capture/capture_error.h>
 #include <hosts/foundation/data.h>
+#include <hosts/foundation/observation.h>
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/replay_host.h>
 #include <zephly/platform/observer.h>
 #include <zephly/session/zephly.h>
 
-#include <iostream>
 #include <memory>
-#include <streambuf>
 #include <utility>
 #include <variant>
 
@@ -60,24 +59,6 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate, public 
   std::vector<float> rawRespiration_;  // of the frame, once it has been decoded
 };
 
-// Installs the observer. The kit's lines use the buffer of std::cout: without one, nothing is
-// formatted or written.
-class Observation {
- public:
-  explicit Observation(Observer& observer)
-      : observerBefore_(setObserver(&observer)), consoleBefore_(std::cout.rdbuf(nullptr)) {}
-  Observation(const Observation&) = delete;
-  Observation& operator=(const Observation&) = delete;
-  ~Observation() {
-    std::cout.rdbuf(consoleBefore_);
-    setObserver(observerBefore_);
-  }
-
- private:
-  Observer* observerBefore_;
-  std::streambuf* consoleBefore_;
-};
-
 // A session on the replay host.
 class PlayedSession {
  public:
@@ -99,7 +80,7 @@ class PlayedSession {
  private:
   ReplayHost host_;
   std::shared_ptr<Application> application_ = std::make_shared<Application>();
-  const Observation observation_{*application_};
+  const hosts::Observation observation_{*application_};
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <capture/tap_host.h>
 
+#include <hosts/foundation/observation.h>
 #include <hosts/simulated/radio.h>
 #include <hosts/simulated/scheduler.h>
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 #include <tests/support/fake_bluetooth.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/processor_clock.h>
@@ -102,7 +102,7 @@ Training train(bool tapped) {
   const auto receiver = std::make_shared<watch::Receiver>(
       [&] { return scheduler.now(); },
       [&](const watch::Event& event) { run.events.push_back(lineOf(event)); });
-  const watch::Observation observation(*receiver);
+  const hosts::Observation observation(*receiver);
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
   scheduler.advance(91s);

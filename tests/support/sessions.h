@@ -10,12 +10,12 @@
 
 #include <capture/record.h>
 #include <capture/tap_host.h>
+#include <hosts/foundation/observation.h>
 #include <hosts/simulated/radio.h>
 #include <hosts/simulated/scheduler.h>
 #include <hosts/simulated/strap_device.h>
 #include <simulator/strap.h>
 #include <tests/support/console_lines.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/source.h>
 #include <zephly/protocol/strap_time.h>
@@ -56,7 +56,7 @@ class Listener {
   ReceivedSession received_;
   std::shared_ptr<Zephly::watch::Receiver> receiver_;
   ConsoleLines console_{received_.lines};
-  Zephly::watch::Observation observation_;
+  Zephly::hosts::Observation observation_;
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 

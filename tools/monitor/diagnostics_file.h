@@ -5,7 +5,7 @@
 /// console, by taking the console's place, and those of the host.
 ///
 ///   DiagnosticsFile file("lines.txt");
-///   const watch::Observation observation(*receiver, &file);
+///   const hosts::Observation observation(*receiver, &file);
 ///   file.writeLine("Bluetooth: adapter hci0 is ready.");
 ///   if (const auto error = file.finish()) complain(*error);
 

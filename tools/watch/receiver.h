@@ -6,7 +6,7 @@
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });
 ///   auto session = ::Zephly::Zephly::init(receiver);
 ///   session->startWorkoutDetection(receiver);
-///   const Observation observation(*receiver);
+///   const hosts::Observation observation(*receiver);
 
 #include <tools/watch/event.h>
 #include <zephly/platform/observer.h>

@@ -14,9 +14,9 @@
 ///     SessionRunner runner_{"print", queue_, options_, *this, 100ms};
 ///   };
 
+#include <hosts/foundation/observation.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/watch/event.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/source.h>
 #include <tools/watch/source_options.h>
@@ -106,7 +106,7 @@ class SessionRunner {
   std::shared_ptr<::Zephly::Zephly> session_;
   main_queue::Timer refreshTimer_;
   std::vector<main_queue::SignalWatch> endSignals_;
-  Observation observation_;
+  hosts::Observation observation_;
 };
 
 }  // namespace Zephly::watch

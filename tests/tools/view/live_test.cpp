@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Viewers: each gets everything, and none delays the others.
 
+#include <hosts/foundation/observation.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/message_feed.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
 #include <zephly/session/zephly.h>
@@ -293,7 +293,7 @@ class SessionTest : public testing::Test {
   std::unique_ptr<watch::SimulatedSource> source;
   std::shared_ptr<watch::Receiver> receiver = std::make_shared<watch::Receiver>(
       [this] { return source->now(); }, [this](const watch::Event& event) { take(event); });
-  watch::Observation observation{*receiver};
+  hosts::Observation observation{*receiver};
   std::shared_ptr<::SignalProcessor> filter = ::SignalProcessor::init();
   std::array<std::vector<float>, 4> delivered;  // by trace
   main_queue::Timer ticks;

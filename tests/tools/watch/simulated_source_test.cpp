@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tools/watch/simulated_source.h>
 
+#include <hosts/foundation/observation.h>
 #include <tests/support/turn_until.h>
-#include <tools/watch/observation.h>
 #include <tools/watch/receiver.h>
 #include <zephly/protocol/streams.h>
 #include <zephly/session/zephly.h>
@@ -29,7 +29,7 @@ Summary watch(SimulatedOptions options) {
   SimulatedSource source(queue, std::move(options), [&] { queue.stop(); });
   const auto receiver = std::make_shared<Receiver>([&] { return source.now(); },
                                                    [&](const Event& event) { model.take(event); });
-  const Observation observation(*receiver);
+  const hosts::Observation observation(*receiver);
   const auto session = ::Zephly::Zephly::init(receiver);
   session->startWorkoutDetection(receiver);
   source.start();

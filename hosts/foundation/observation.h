@@ -8,23 +8,28 @@
 
 #include <zephly/platform/observer.h>
 
+#include <iostream>
 #include <streambuf>
 
-namespace Zephly::watch {
+namespace Zephly::hosts {
 
+/// Installs an observer; its end restores the observer and the buffer of before.
 class Observation {
  public:
   /// `observer` receives the facts. `console` takes the place of std::cout's buffer, which the
   /// kit's lines follow. Both must outlive this object.
-  explicit Observation(Observer& observer, std::streambuf* console = nullptr);
+  explicit Observation(Observer& observer, std::streambuf* console = nullptr)
+      : observerBefore_(setObserver(&observer)), consoleBefore_(std::cout.rdbuf(console)) {}
   Observation(const Observation&) = delete;
   Observation& operator=(const Observation&) = delete;
-  /// Restores the observer and the buffer of before.
-  ~Observation();
+  ~Observation() {
+    std::cout.rdbuf(consoleBefore_);
+    setObserver(observerBefore_);
+  }
 
  private:
   Observer* observerBefore_;
   std::streambuf* consoleBefore_;
 };
 
-}  // namespace Zephly::watch
+}  // namespace Zephly::hosts

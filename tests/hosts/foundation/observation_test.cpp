@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <tools/watch/observation.h>
+#include <hosts/foundation/observation.h>
 
 #include <zephly/platform/report.h>
 
@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-namespace Zephly::watch {
+namespace Zephly::hosts {
 namespace {
 
 struct Reasons final : Observer {
@@ -58,4 +58,4 @@ TEST(ObservationTest, OneInsideAnotherGivesBackTheOuterOne) {
 }
 
 }  // namespace
-}  // namespace Zephly::watch
+}  // namespace Zephly::hosts
