@@ -51,7 +51,8 @@ def test_wheel_works_outside_the_build_tree(wheel, tmp_path):
 def test_wheel_contains_types_and_no_unexpected_files(wheel):
     names = zipfile.ZipFile(wheel).namelist()
     assert {"zephly/__init__.py", "zephly/__init__.pyi", "zephly/py.typed"} < set(names)
-    assert len(names) == 7
+    assert "zephly-1.0.dist-info/LICENSE" in names
+    assert len(names) == 8
 
 
 def png_size(path):
