@@ -70,7 +70,7 @@ std::string hex(const std::vector<std::uint8_t>& bytes) {
   return text.str();
 }
 
-TEST(FilterCsvExample, GivesTheBitsOfTheEngine) {
+TEST(FilterCsvExampleTest, GivesTheBitsOfTheEngine) {
   std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
   std::uniform_real_distribution<float> value(-2.42F, 2.42F);
   const auto processor = SignalProcessor::init();
@@ -93,13 +93,13 @@ TEST(FilterCsvExample, GivesTheBitsOfTheEngine) {
   }
 }
 
-TEST(FilterCsvExample, ReportsTheLineThatIsNotANumber) {
+TEST(FilterCsvExampleTest, ReportsTheLineThatIsNotANumber) {
   const Finished run = runOn("filter_csv", "0.5\n0.25 volts\n");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.outputLines(), Contains("filter_csv: line 2: expected a number"));
 }
 
-TEST(FilterCsvExample, ReportsThatItCannotWrite) {
+TEST(FilterCsvExampleTest, ReportsThatItCannotWrite) {
   const TemporaryFile file("0.5\n");
   const Finished run = Process({"sh", "-c", "exec \"$0\" " + file.asInput() + " > /dev/full",
                                 std::string(ZEPHLY_EXAMPLES) + "/filter_csv"})
@@ -108,7 +108,7 @@ TEST(FilterCsvExample, ReportsThatItCannotWrite) {
   EXPECT_THAT(run.errors, HasSubstr("cannot write"));
 }
 
-TEST(AsioLoopExample, RunsATimerBesideTheSessionAndEndsOnASignal) {
+TEST(AsioLoopExampleTest, RunsATimerBesideTheSessionAndEndsOnASignal) {
   Process process(example("asio_loop", "100"));
   ASSERT_TRUE(process.readUntil("connected\n"));
   // The example's timer: by then samples have arrived on the same loop.
@@ -120,7 +120,7 @@ TEST(AsioLoopExample, RunsATimerBesideTheSessionAndEndsOnASignal) {
   EXPECT_THAT(run.outputLines(), Not(Contains("0 ECG samples")));
 }
 
-TEST(AsioLoopExample, RefusesAnImpossibleSpeed) {
+TEST(AsioLoopExampleTest, RefusesAnImpossibleSpeed) {
   for (const std::string speed : {"0", "-1", "fast"}) {
     const Finished run = Process(example("asio_loop", speed)).finish();
     EXPECT_EQ(run.exitCode, 2) << speed;
@@ -128,7 +128,7 @@ TEST(AsioLoopExample, RefusesAnImpossibleSpeed) {
   }
 }
 
-TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
+TEST(WorkoutExampleTest, CountsEachRepetitionOfThePlan) {
   // Slow enough for a slow machine: the example ends at a wall-clock time.
   const Finished run = Process(example("workout", "5")).finish();
   EXPECT_EQ(run.exitCode, 0);
@@ -144,11 +144,11 @@ TEST(WorkoutExample, CountsEachRepetitionOfThePlan) {
   EXPECT_THAT(lines, Not(Contains(last("push-up", done.pushUps + 1))));
 }
 
-TEST(WorkoutExample, RefusesAnImpossibleSpeed) {
+TEST(WorkoutExampleTest, RefusesAnImpossibleSpeed) {
   EXPECT_EQ(Process(example("workout", "0")).finish().exitCode, 2);
 }
 
-TEST(FrameFileExample, PlaysTheFramesOfAStrap) {
+TEST(FrameFileExampleTest, PlaysTheFramesOfAStrap) {
   Zephly::simulator::Strap strap;
   std::ostringstream input;
   input << "advertising, 30 frames so far\n";
@@ -167,7 +167,7 @@ TEST(FrameFileExample, PlaysTheFramesOfAStrap) {
   EXPECT_THAT(run.output, HasSubstr(std::to_string(samples) + " ECG samples"));
 }
 
-TEST(FrameFileExample, ReportsTheLineWithInvalidBytes) {
+TEST(FrameFileExampleTest, ReportsTheLineWithInvalidBytes) {
   const Finished run =
       runOn("frame_file_session", "1 sent battery 840300\n1 sent battery 8403x0\n");
   EXPECT_EQ(run.exitCode, 1);
@@ -203,7 +203,7 @@ Finished readCapture(const captures::Bytes& bytes) {
   return Process(example("read_capture", "'" + file.string() + "'")).finish();
 }
 
-TEST(ReadCaptureExample, CountsNotificationsAndDecodesTheEcg) {
+TEST(ReadCaptureExampleTest, CountsNotificationsAndDecodesTheEcg) {
   const Finished run = readCapture(captures::captureOf(captureWithEcg()));
   EXPECT_EQ(run.exitCode, 0) << run.output;
   EXPECT_THAT(run.outputLines(), Contains("1:05, connected 1 time(s)"));
@@ -213,7 +213,7 @@ TEST(ReadCaptureExample, CountsNotificationsAndDecodesTheEcg) {
   EXPECT_THAT(run.output, Not(HasSubstr("read_capture:")));
 }
 
-TEST(ReadCaptureExample, ReportsDamageAndReadsTheRest) {
+TEST(ReadCaptureExampleTest, ReportsDamageAndReadsTheRest) {
   const std::vector<Zephly::capture::Record> records = captureWithEcg();
   captures::Bytes bytes = captures::captureOf(records);
   const std::size_t damaged = captures::beginningsOf(records).at(2) + 30;
@@ -225,7 +225,7 @@ TEST(ReadCaptureExample, ReportsDamageAndReadsTheRest) {
   EXPECT_THAT(run.output, HasSubstr("6 ECG samples from 0 to 0\n"));
 }
 
-TEST(ReadCaptureExample, ACutCaptureFailsWithWhatIsBeforeTheCut) {
+TEST(ReadCaptureExampleTest, ACutCaptureFailsWithWhatIsBeforeTheCut) {
   const std::vector<Zephly::capture::Record> records = captureWithEcg();
   captures::Bytes bytes = captures::captureOf(records);
   bytes.resize(captures::beginningsOf(records).at(4) + 1);
@@ -239,14 +239,14 @@ TEST(ReadCaptureExample, ACutCaptureFailsWithWhatIsBeforeTheCut) {
   EXPECT_THAT(run.outputLines(), Contains("read_capture: the end of the capture is missing"));
 }
 
-TEST(ReadCaptureExample, RefusesAFileThatIsNotACapture) {
+TEST(ReadCaptureExampleTest, RefusesAFileThatIsNotACapture) {
   const Finished run = readCapture({'t', 'e', 'x', 't'});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, HasSubstr("walk.zcap: at byte 0: not a capture\n"));
   EXPECT_EQ(Process(example("read_capture")).finish().exitCode, 2);
 }
 
-TEST(MinimalSessionExample, FindsTheStrapPrintsAndReleasesIt) {
+TEST(MinimalSessionExampleTest, FindsTheStrapPrintsAndReleasesIt) {
   Zephly::main_queue::MainQueue queue;
   fake_bluez::PrivateBus bus;
   fake_bluez::FakeBluez bluez(queue, bus.address());
@@ -268,9 +268,9 @@ TEST(MinimalSessionExample, FindsTheStrapPrintsAndReleasesIt) {
 }
 
 // The code of the pages: each is a session on a simulated strap that runs until it is killed.
-class PageExample : public testing::TestWithParam<const char*> {};
+class PageExampleTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(PageExample, ConnectsAndPrintsSamples) {
+TEST_P(PageExampleTest, ConnectsAndPrintsSamples) {
   const std::string program = std::string(ZEPHLY_PAGE_EXAMPLES) + "/" + GetParam();
   Process process({"sh", "-c", "exec \"$0\" 2>&1", program});
   EXPECT_TRUE(process.readUntil("connected\n"));
@@ -279,7 +279,7 @@ TEST_P(PageExample, ConnectsAndPrintsSamples) {
   process.finish();
 }
 
-INSTANTIATE_TEST_SUITE_P(Pages, PageExample, testing::Values("readme_example", "start_example"),
+INSTANTIATE_TEST_SUITE_P(Pages, PageExampleTest, testing::Values("readme_example", "start_example"),
                          [](const auto& page) { return std::string(page.param); });
 
 }  // namespace

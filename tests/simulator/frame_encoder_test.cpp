@@ -19,14 +19,14 @@ namespace {
 using literal::Bytes;
 using testing::ElementsAre;
 
-TEST(EncodeWaveformTest, WritesSamplesLeastSignificantByteFirst) {
+TEST(FrameEncoderWaveformTest, WritesSamplesLeastSignificantByteFirst) {
   const Bytes bytes = encodeWaveform({literal::sampleOf(1), literal::sampleOf(-1), -2.42F, 2.42F,
                                       0.0F, literal::sampleOf(0x123456)});
   EXPECT_THAT(bytes, ElementsAre(1, 0, 0, 0xFF, 0xFF, 0xFF, 0, 0, 0x80, 0xFF, 0xFF, 0x7F, 0, 0, 0,
                                  0x56, 0x34, 0x12));
 }
 
-TEST(EncodeWaveformTest, ReproducesEveryRawSample) {
+TEST(FrameEncoderWaveformTest, ReproducesEveryRawSample) {
   // All 2^24 of them, six to a frame.
   for (std::int64_t raw = -8388608; raw <= 8388607; raw += longRun(6, 66)) {
     std::array<float, 6> values{};
@@ -40,7 +40,7 @@ TEST(EncodeWaveformTest, ReproducesEveryRawSample) {
   }
 }
 
-TEST(EncodeWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
+TEST(FrameEncoderWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
   Random random(1);
   const double step = static_cast<double>(2.42F) / 8388608;
   for (int i = 0; i < 100'000; ++i) {
@@ -54,19 +54,19 @@ TEST(EncodeWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
   }
 }
 
-TEST(EncodeWaveformTest, SaturatesAndNeverWraps) {
+TEST(FrameEncoderWaveformTest, SaturatesAndNeverWraps) {
   const Bytes bytes = encodeWaveform({2.5F, -2.5F, infinity, -infinity, 3.4e38F, -3.4e38F});
   for (std::size_t i = 0; i < 6; ++i)
     EXPECT_EQ(literal::rawSample(bytes, i), i % 2 == 0 ? 8388607 : -8388608) << i;
 }
 
-TEST(EncodeWaveformTest, EncodesNanAsZero) {
+TEST(FrameEncoderWaveformTest, EncodesNanAsZero) {
   const Bytes bytes = encodeWaveform({notANumber, 1, 1, 1, 1, 1});
   EXPECT_EQ(literal::rawSample(bytes, 0), 0);
   EXPECT_NE(literal::rawSample(bytes, 1), 0);
 }
 
-TEST(EncodeWaveformTest, ReportsWhetherASampleSaturates) {
+TEST(FrameEncoderWaveformTest, ReportsWhetherASampleSaturates) {
   EXPECT_FALSE(waveformSaturates(-2.42F));
   EXPECT_FALSE(waveformSaturates(literal::sampleOf(8388607)));
   EXPECT_TRUE(waveformSaturates(2.42F));  // one step too many
@@ -75,7 +75,7 @@ TEST(EncodeWaveformTest, ReportsWhetherASampleSaturates) {
   EXPECT_TRUE(waveformSaturates(-infinity));
 }
 
-TEST(EncodeTemperatureTest, ReproducesEveryRawTemperature) {
+TEST(FrameEncoderTemperatureTest, ReproducesEveryRawTemperature) {
   for (std::uint64_t raw = 0; raw <= 65535; ++raw) {
     const std::uint64_t other = 65535 - raw;
     const Bytes bytes = encodeTemperature(static_cast<double>(literal::celsiusOf(raw)),
@@ -86,7 +86,7 @@ TEST(EncodeTemperatureTest, ReproducesEveryRawTemperature) {
   }
 }
 
-TEST(EncodeTemperatureTest, IsWithinHalfAStep) {
+TEST(FrameEncoderTemperatureTest, IsWithinHalfAStep) {
   Random random(2);
   for (int i = 0; i < 100'000; ++i) {
     const double skin = random.uniform(-273, 1037);
@@ -99,7 +99,7 @@ TEST(EncodeTemperatureTest, IsWithinHalfAStep) {
   }
 }
 
-TEST(EncodeTemperatureTest, SaturatesAndNeverWraps) {
+TEST(FrameEncoderTemperatureTest, SaturatesAndNeverWraps) {
   EXPECT_THAT(encodeTemperature(-300, 1100), ElementsAre(0, 0, 0xFF, 0xFF));
   EXPECT_THAT(encodeTemperature(infinity, -infinity), ElementsAre(0xFF, 0xFF, 0, 0));
   EXPECT_THAT(encodeTemperature(notANumber, 25.15), ElementsAre(0, 0, 0x43, 0x3A));
@@ -110,7 +110,7 @@ TEST(EncodeTemperatureTest, SaturatesAndNeverWraps) {
   EXPECT_FALSE(temperatureSaturates(1037.55));
 }
 
-TEST(EncodeBatteryTest, ReproducesEveryRawCharge) {
+TEST(FrameEncoderBatteryTest, ReproducesEveryRawCharge) {
   for (std::uint64_t raw = 0; raw <= 65535; ++raw) {
     const Bytes bytes = encodeBattery(static_cast<double>(literal::percentOf(raw)), raw % 2 == 1);
     ASSERT_EQ(bytes.size(), 3U);
@@ -119,7 +119,7 @@ TEST(EncodeBatteryTest, ReproducesEveryRawCharge) {
   }
 }
 
-TEST(EncodeBatteryTest, RoundsToTenthsAndSaturates) {
+TEST(FrameEncoderBatteryTest, RoundsToTenthsAndSaturates) {
   EXPECT_THAT(encodeBattery(100, false), ElementsAre(0xE8, 3, 0));
   EXPECT_THAT(encodeBattery(87.64, true), ElementsAre(0x6C, 3, 1));
   EXPECT_THAT(encodeBattery(-1, true), ElementsAre(0, 0, 1));
@@ -127,13 +127,13 @@ TEST(EncodeBatteryTest, RoundsToTenthsAndSaturates) {
   EXPECT_THAT(encodeBattery(notANumber, false), ElementsAre(0, 0, 0));
 }
 
-TEST(EncodeMotionTest, WritesValuesMostSignificantByteFirst) {
+TEST(FrameEncoderMotionTest, WritesValuesMostSignificantByteFirst) {
   EXPECT_THAT(encodeMotion({{1, 0, -0.5, 0.25}, {1, -0x1p-16, 0x1.2345678p8}}),
               ElementsAre(0x40, 0, 0, 0, 0xE0, 0, 0x10, 0, 0, 1, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1,
                           0x23, 0x45, 0x68));
 }
 
-TEST(EncodeMotionTest, ReproducesEveryRawOrientation) {
+TEST(FrameEncoderMotionTest, ReproducesEveryRawOrientation) {
   for (std::int64_t raw = -32768; raw <= 32767; ++raw) {
     const double value = static_cast<double>(raw) / 16384;
     const Bytes bytes = encodeMotion({{value, -value, 0, value}, {0, 0, 0}});
@@ -144,7 +144,7 @@ TEST(EncodeMotionTest, ReproducesEveryRawOrientation) {
   }
 }
 
-TEST(EncodeMotionTest, ReproducesRawAccelerations) {
+TEST(FrameEncoderMotionTest, ReproducesRawAccelerations) {
   Random random(3);
   std::vector<std::int64_t> raws = {-2147483648, -2147483647, -1, 0, 1, 2147483646, 2147483647};
   for (int i = 0; i < 100'000; ++i)
@@ -157,7 +157,7 @@ TEST(EncodeMotionTest, ReproducesRawAccelerations) {
   }
 }
 
-TEST(EncodeMotionTest, IsWithinHalfAStep) {
+TEST(FrameEncoderMotionTest, IsWithinHalfAStep) {
   Random random(4);
   for (int i = 0; i < 100'000; ++i) {
     MotionReading reading{};
@@ -171,7 +171,7 @@ TEST(EncodeMotionTest, IsWithinHalfAStep) {
   }
 }
 
-TEST(EncodeMotionTest, SaturatesAndNeverWraps) {
+TEST(FrameEncoderMotionTest, SaturatesAndNeverWraps) {
   EXPECT_THAT(encodeMotion({{2, -3, infinity, notANumber}, {32768, -infinity, notANumber}}),
               ElementsAre(0x7F, 0xFF, 0x80, 0, 0x7F, 0xFF, 0, 0, 0x7F, 0xFF, 0xFF, 0xFF, 0x80, 0, 0,
                           0, 0, 0, 0, 0));

@@ -35,9 +35,9 @@ struct BadOption {
 
 void PrintTo(const BadOption& option, std::ostream* stream) { *stream << option.name; }
 
-class BadOptions : public testing::TestWithParam<BadOption> {};
+class ProgramBadOptionsTest : public testing::TestWithParam<BadOption> {};
 
-TEST_P(BadOptions, AreOneLineAndExitCode2) {
+TEST_P(ProgramBadOptionsTest, AreOneLineAndExitCode2) {
   const Finished run = runProgram(GetParam().arguments);
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.output, IsEmpty());
@@ -62,7 +62,7 @@ Arguments bluetooth(Arguments more) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Program, BadOptions,
+    Program, ProgramBadOptionsTest,
     testing::Values(
         BadOption{"NoSubcommand", {}, "A subcommand (monitor, "},
         BadOption{"UnknownSubcommand", {"dance"}, "not expected: dance"},
@@ -248,9 +248,9 @@ TEST(ProgramTest, WritesDiagnosticLinesToAFileUnchanged) {
   EXPECT_THAT(lines, testing::Contains(HasSubstr("47366E80")));
 }
 
-class SignalTest : public testing::TestWithParam<int> {};
+class ProgramSignalTest : public testing::TestWithParam<int> {};
 
-TEST_P(SignalTest, EndsTheSessionCleanly) {
+TEST_P(ProgramSignalTest, EndsTheSessionCleanly) {
   Process process(simulatedMonitor({}));
   ASSERT_TRUE(process.readUntil("\"ecg\""));
   process.sendSignal(GetParam());
@@ -263,7 +263,7 @@ TEST_P(SignalTest, EndsTheSessionCleanly) {
   EXPECT_EQ(events.back().at("streams").at("ecg").at("lost"), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Program, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP),
+INSTANTIATE_TEST_SUITE_P(Program, ProgramSignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& instance) {
                            return "Signal" + std::to_string(instance.param);
                          });

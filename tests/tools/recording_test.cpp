@@ -122,9 +122,9 @@ struct Malformed {
 
 void PrintTo(const Malformed& malformed, std::ostream* stream) { *stream << malformed.name; }
 
-class MalformedRecording : public testing::TestWithParam<Malformed> {};
+class RecordingMalformedTest : public testing::TestWithParam<Malformed> {};
 
-TEST_P(MalformedRecording, IsOneLineWithItsPositionAndExitCode1) {
+TEST_P(RecordingMalformedTest, IsOneLineWithItsPositionAndExitCode1) {
   const File file(GetParam().text);
   const Finished run = play(file.path(), "100");
   EXPECT_EQ(run.exitCode, 1);
@@ -133,7 +133,7 @@ TEST_P(MalformedRecording, IsOneLineWithItsPositionAndExitCode1) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Program, MalformedRecording,
+    Program, RecordingMalformedTest,
     testing::Values(Malformed{"Empty", "", ":1:1: "}, Malformed{"NoRows", "ECG\n", ":2:1: "},
                     Malformed{"NoKnownColumn", "PPG,Time\n1,2\n", ":1:1: "},
                     Malformed{"TextInANumber", "ECG,RSP\n1,2\n3,four\n", ":3:3: "},

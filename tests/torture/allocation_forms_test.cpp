@@ -24,7 +24,7 @@ struct alignas(64) Wide {
   char bytes[64];
 };
 
-TEST(AllocationForms, EachFormIsCountedFailsAndIsFreed) {
+TEST(AllocationFormsTest, EachFormIsCountedFailsAndIsFreed) {
   const auto every = [] {
     ::operator delete(::operator new(1));
     ::operator delete (::operator new(1), std::size_t{1});
@@ -40,7 +40,7 @@ TEST(AllocationForms, EachFormIsCountedFailsAndIsFreed) {
   EXPECT_EQ(sweep.passed.kept, 0);
 }
 
-TEST(AllocationForms, NothrowFormsReturnNull) {
+TEST(AllocationFormsTest, NothrowFormsReturnNull) {
   failAllocationsFrom(1);
   void* const plain = ::operator new(1, std::nothrow);
   void* const array = ::operator new[](1, std::nothrow);
@@ -53,7 +53,7 @@ TEST(AllocationForms, NothrowFormsReturnNull) {
   EXPECT_EQ(alignedArray, nullptr);
 }
 
-TEST(AllocationForms, AlignmentIsKept) {
+TEST(AllocationFormsTest, AlignmentIsKept) {
   const Attempt made = attempt(Shortage::once, 0, [] {
     const auto* const one = new Wide;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(one) % 64, 0U);
@@ -63,7 +63,7 @@ TEST(AllocationForms, AlignmentIsKept) {
   EXPECT_EQ(made.kept, 0);
 }
 
-TEST(AllocationForms, APermanentShortageLastsUntilItIsEnded) {
+TEST(AllocationFormsTest, APermanentShortageLastsUntilItIsEnded) {
   int failures = 0;
   failAllocationsFrom(2);
   for (int i = 0; i < 4; ++i) {

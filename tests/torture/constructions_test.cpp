@@ -39,7 +39,7 @@ namespace {
 
 class MotionService : public CMMotionManager {};
 
-class OutOfMemory : public testing::TestWithParam<Shortage> {
+class ConstructionsTest : public testing::TestWithParam<Shortage> {
  protected:
   // Constructs the object with each allocation failing in turn. `allocations` is the minimum number
   // of its allocations, so that the test fails when a construction no longer allocates.
@@ -55,10 +55,10 @@ class OutOfMemory : public testing::TestWithParam<Shortage> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemory, testing::Values(Shortage::once, Shortage::forGood),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Shortages, ConstructionsTest,
+                         testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemory, LeaksNothingOfAFilter) {
+TEST_P(ConstructionsTest, LeaksNothingOfAFilter) {
   expectNothingLeft("Filter", 0, [] { Filter filter; });
   expectNothingLeft("BiquadFilter", 2, [] { BiquadFilter filter(BiquadNotch, 0.1, 8, 5.0); });
   expectNothingLeft("MedianFilter", 2, [] { MedianFilter filter(300); });
@@ -74,7 +74,7 @@ TEST_P(OutOfMemory, LeaksNothingOfAFilter) {
   });
 }
 
-TEST_P(OutOfMemory, LeaksNothingOfADetector) {
+TEST_P(ConstructionsTest, LeaksNothingOfADetector) {
   expectNothingLeft("LeadoffDetector", 1, [] { Zephly::LeadoffDetector detector; });
   expectNothingLeft("RespirationFilterHelper", 0,
                     [] { Zephly::RespirationFilterHelper helper(4.0F); });
@@ -96,7 +96,7 @@ struct HostsHold {
   }
 };
 
-TEST_P(OutOfMemory, LeaksNothingOfTheObjectsOfAConnection) {
+TEST_P(ConstructionsTest, LeaksNothingOfTheObjectsOfAConnection) {
   fake::World world;
   world.log.reserve(1000);
   recorded::Log log;
@@ -127,7 +127,7 @@ void expectNothingLeftUnlessComplete(Shortage shortage) {
   EXPECT_GT(sweep.passed.kept, 14) << "a complete chain lives on";
 }
 
-TEST_P(OutOfMemory, LeaksNothingOfAnIncompleteChain) {
+TEST_P(ConstructionsTest, LeaksNothingOfAnIncompleteChain) {
   expectNothingLeftUnlessComplete<Zephly::ECGMultiBandpassFilter>(GetParam());
   expectNothingLeftUnlessComplete<Zephly::RespirationFilter>(GetParam());
 }
@@ -153,13 +153,13 @@ std::ptrdiff_t keptByChains() {
   return whole<Zephly::RespirationFilter>().kept + whole<Zephly::ECGMultiBandpassFilter>().kept;
 }
 
-TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfAnEngine) {
+TEST_P(ConstructionsTest, KeepsOnlyCompleteChainsOfAnEngine) {
   const Sweep sweep = failEach(GetParam(), [] { Zephly::SignalProcessor engine; });
   EXPECT_EQ(sweep.kept, keptByAnEngine());
   EXPECT_EQ(sweep.passed.kept, keptByChains());
 }
 
-TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfAWrapper) {
+TEST_P(ConstructionsTest, KeepsOnlyCompleteChainsOfAWrapper) {
   const Sweep sweep = failEach(GetParam(), [] { const auto wrapper = ::SignalProcessor::init(); });
   std::vector<std::ptrdiff_t> expected = keptByAnEngine();
   expected.insert(expected.begin(), 2, 0);  // the wrapper, the engine's own block
@@ -184,7 +184,7 @@ class OneSession {
   std::shared_ptr<::Zephly::Zephly> session_;
 };
 
-TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfASession) {
+TEST_P(ConstructionsTest, KeepsOnlyCompleteChainsOfASession) {
   fake::World world;
   world.log.reserve(1000);
   recorded::Log log;
@@ -203,7 +203,7 @@ TEST_P(OutOfMemory, KeepsOnlyCompleteChainsOfASession) {
   EXPECT_EQ(whole.kept, keptByChains());
 }
 
-TEST_P(OutOfMemory, DoesNotAffectTheNextSession) {
+TEST_P(ConstructionsTest, DoesNotAffectTheNextSession) {
   fake::World world;
   recorded::Log log;
   const auto application = std::make_shared<recorded::Application>(log);

@@ -110,7 +110,7 @@ std::vector<std::vector<std::string>> frames() {
           ecg(18, 23)};
 }
 
-TEST(ThrowingApplication, LosesOnlyTheRestOfTheFrame) {
+TEST(DelegateExceptionsTest, LosesOnlyTheRestOfTheFrame) {
   std::vector<std::string> all;
   for (const auto& frame : frames()) all.insert(all.end(), frame.begin(), frame.end());
   ASSERT_EQ(take(0).received, all);

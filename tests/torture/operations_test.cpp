@@ -21,12 +21,12 @@
 namespace torture {
 namespace {
 
-class OutOfMemoryInAnOperation : public testing::TestWithParam<Shortage> {};
+class OperationsTest : public testing::TestWithParam<Shortage> {};
 
-INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInAnOperation,
+INSTANTIATE_TEST_SUITE_P(Shortages, OperationsTest,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemoryInAnOperation, DecodingAFrame) {
+TEST_P(OperationsTest, DecodingAFrame) {
   const Zephly::hosts::Data frame(std::vector<std::uint8_t>(18, 0x40));
   std::vector<float> samples;
   const Sweep sweep =
@@ -36,7 +36,7 @@ TEST_P(OutOfMemoryInAnOperation, DecodingAFrame) {
   EXPECT_EQ(samples.size(), 6U);
 }
 
-TEST_P(OutOfMemoryInAnOperation, DetectingSaturation) {
+TEST_P(OperationsTest, DetectingSaturation) {
   const Zephly::LeadoffDetector detector;
   const std::vector<float> samples(70, 2.41F);
   bool saturated = false;
@@ -48,7 +48,7 @@ TEST_P(OutOfMemoryInAnOperation, DetectingSaturation) {
 }
 
 // The chain takes ownership of a filter even when it cannot store it, and keeps its other members.
-TEST_P(OutOfMemoryInAnOperation, AddingAFilter) {
+TEST_P(OperationsTest, AddingAFilter) {
   MultiFilter chain;
   std::size_t failures = 0;
   for (int i = 0; i < 20; ++i) {
@@ -66,7 +66,7 @@ TEST_P(OutOfMemoryInAnOperation, AddingAFilter) {
 
 // Tables and identifiers that are created on first use: after a failed use the next one creates
 // them.
-TEST_P(OutOfMemoryInAnOperation, FirstUseOfTables) {
+TEST_P(OperationsTest, FirstUseOfTables) {
   std::size_t listed = 0;
   failEach(GetParam(), [&] { listed = characteristics().size(); });
   EXPECT_EQ(listed, 5U);
@@ -83,7 +83,7 @@ TEST_P(OutOfMemoryInAnOperation, FirstUseOfTables) {
   EXPECT_TRUE(responds);
 }
 
-TEST_P(OutOfMemoryInAnOperation, WritingAnIdentifier) {
+TEST_P(OperationsTest, WritingAnIdentifier) {
   std::string text;
   const Sweep sweep = failEach(GetParam(), [&] { text = ecgCharacteristicUUID().description(); });
   EXPECT_GE(sweep.failures, 1U);

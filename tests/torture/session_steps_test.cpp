@@ -132,12 +132,12 @@ std::size_t count(const std::vector<Call>& calls, std::string_view name) {
   return number;
 }
 
-class OutOfMemoryInASession : public testing::TestWithParam<Shortage> {};
+class SessionStepsTest : public testing::TestWithParam<Shortage> {};
 
-INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInASession,
+INSTANTIATE_TEST_SUITE_P(Shortages, SessionStepsTest,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemoryInASession, EveryFailedCallbackCanBeRepeated) {
+TEST_P(SessionStepsTest, EveryFailedCallbackCanBeRepeated) {
   const std::vector<Step> steps = tenSeconds();
   take(steps, std::nullopt);  // objects created once per process
   const Outcome calm = take(steps, std::nullopt);
@@ -165,7 +165,7 @@ TEST_P(OutOfMemoryInASession, EveryFailedCallbackCanBeRepeated) {
 
 // The application is notified and the connection is requested before the line is printed. A failure
 // to print the line undoes neither, and the callback must not be repeated.
-TEST(OutOfMemoryAtADisconnection, KeepsTheDisconnectionWhenTheErrorTextCannotBeCopied) {
+TEST(SessionStepsDisconnectionTest, KeepsTheDisconnectionWhenTheErrorTextCannotBeCopied) {
   const bench::SilentOutput silent;
   const auto listener = std::make_shared<Listener>();
   fake::StrapHost host;

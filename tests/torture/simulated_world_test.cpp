@@ -99,16 +99,16 @@ Visit take(Shortage shortage, std::size_t number) {
   return visit;
 }
 
-class OutOfMemoryInAWorld : public testing::TestWithParam<Shortage> {
+class SimulatedWorldTest : public testing::TestWithParam<Shortage> {
  protected:
   const bench::SilentOutput silent_;
   const FakeProcessorClock clock_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Shortages, OutOfMemoryInAWorld,
+INSTANTIATE_TEST_SUITE_P(Shortages, SimulatedWorldTest,
                          testing::Values(Shortage::once, Shortage::forGood), nameOf);
 
-TEST_P(OutOfMemoryInAWorld, EverythingCanBeDestroyed) {
+TEST_P(SimulatedWorldTest, EverythingCanBeDestroyed) {
   take(GetParam(), 0);  // objects created once per process
   const Visit calm = take(GetParam(), 0);
   EXPECT_GT(calm.calls, 8000U);

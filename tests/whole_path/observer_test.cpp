@@ -77,7 +77,7 @@ class FactLog final : public Zephly::Observer {
   Zephly::Observer* before_;
 };
 
-class ObservedSessionTest : public testing::Test {
+class WholePathObserverTest : public testing::Test {
  protected:
   Device& addStrap() {
     Device& added = radio.addDevice({.name = "Zephly"});
@@ -97,7 +97,7 @@ class ObservedSessionTest : public testing::Test {
   std::shared_ptr<::Zephly::Zephly> session = ::Zephly::Zephly::init(application);
 };
 
-TEST_F(ObservedSessionTest, TheFactsOfATrainingAreTheLinesOfTheConsole) {
+TEST_F(WholePathObserverTest, TheFactsOfATrainingAreTheLinesOfTheConsole) {
   session->startWorkoutDetection(workout);
   StrapDevice strap(device, wearer);
   strap.loseLinksOf(wearer.plan());
@@ -109,7 +109,7 @@ TEST_F(ObservedSessionTest, TheFactsOfATrainingAreTheLinesOfTheConsole) {
   EXPECT_EQ(facts.characteristics, 15) << "five in each of three connections";
 }
 
-TEST_F(ObservedSessionTest, TheFactsOfFailuresAreTheLinesOfTheConsole) {
+TEST_F(WholePathObserverTest, TheFactsOfFailuresAreTheLinesOfTheConsole) {
   device.nextConnects(2, ConnectBehaviour::fails("busy"));
   device.setSubscription(characteristicUUID(Stream::battery),
                          SubscriptionAnswer::refuses("Not permitted."));

@@ -215,7 +215,7 @@ TEST_F(WholePathDeathTest, AnAbsentCharacteristicListEndsTheProgram) {
 
 // A simulated strap that sends by itself.
 
-class SimulatedStrapTest : public WholePathTest {
+class WholePathSimulatedStrapTest : public WholePathTest {
  protected:
   void wear(const simulator::StrapOptions& options, simulated::Duration time) {
     simulator::Strap source(options);
@@ -238,7 +238,7 @@ class SimulatedStrapTest : public WholePathTest {
   Zephly::Repetitions done;
 };
 
-TEST_F(SimulatedStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
+TEST_F(WholePathSimulatedStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   wear({}, 32s);
@@ -258,7 +258,7 @@ TEST_F(SimulatedStrapTest, ReportsEveryKindOfEventInHalfAMinuteOfTraining) {
   EXPECT_EQ(eventCount("didDetectJump"), done.jumps);
 }
 
-TEST_F(SimulatedStrapTest, DeliversTheStrapsNumbersBitForBit) {
+TEST_F(WholePathSimulatedStrapTest, DeliversTheStrapsNumbersBitForBit) {
   wear({.seed = 5, .plan = simulator::TrainingPlan::quiet()}, 10s);
   // The same strap again, decoded by hand, from its first delivered frame on.
   simulator::Strap again({.seed = 5, .plan = simulator::TrainingPlan::quiet()});
@@ -286,7 +286,7 @@ TEST_F(SimulatedStrapTest, DeliversTheStrapsNumbersBitForBit) {
   }
 }
 
-TEST_F(SimulatedStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
+TEST_F(WholePathSimulatedStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
   const std::string name = "resting_5min_100hz.csv";
   const auto recording = std::make_shared<const simulator::Recording>(
       simulator::Recording::load(recordingPath(name), 100));
@@ -298,7 +298,7 @@ TEST_F(SimulatedStrapTest, PlaysARecordingThroughTheWholePathSampleBySample) {
   EXPECT_THAT(log, testing::Not(testing::Contains("didDisconnectPeripheral")));
 }
 
-TEST_F(SimulatedStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues) {
+TEST_F(WholePathSimulatedStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinues) {
   simulator::Strap source;
   const simulated::StrapDevice carrier(device, source);
   scheduler.advance(5s);
@@ -309,7 +309,7 @@ TEST_F(SimulatedStrapTest, ADestroyedApplicationGetsNoEventsAndTheSessionContinu
   EXPECT_TRUE(device.connected());
 }
 
-TEST_F(SimulatedStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) {
+TEST_F(WholePathSimulatedStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) {
   recorded::Log otherLog;
   const auto other = std::make_shared<recorded::Application>(otherLog);
   const auto second = ::Zephly::Zephly::init(other);

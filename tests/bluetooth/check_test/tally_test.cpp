@@ -23,46 +23,46 @@ Readings ecgOf(const std::vector<std::uint32_t>& values) {
   return readings;
 }
 
-TEST(Tally, CountsValuesThatArrivedOnceAndInOrder) {
+TEST(TallyTest, CountsValuesThatArrivedOnceAndInOrder) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1, 2, 3}));
   EXPECT_EQ(tally.sent, 3U);
   EXPECT_EQ(tally.received, 3U);
   EXPECT_TRUE(tally.complete());
 }
 
-TEST(Tally, CountsALossInTheMiddle) {
+TEST(TallyTest, CountsALossInTheMiddle) {
   const Tally tally = compare(ecgOf({1, 2, 3, 4}), ecgOf({1, 4}));
   EXPECT_EQ(tally.lost, 2U);
   EXPECT_FALSE(tally.inOrder());
 }
 
-TEST(Tally, CountsALossAtTheBeginning) {
+TEST(TallyTest, CountsALossAtTheBeginning) {
   EXPECT_EQ(compare(ecgOf({1, 2, 3}), ecgOf({2, 3})).lost, 1U);
 }
 
-TEST(Tally, CountsAMissingEndSeparatelyFromALoss) {
+TEST(TallyTest, CountsAMissingEndSeparatelyFromALoss) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1}));
   EXPECT_EQ(tally.missing, 2U);
   EXPECT_TRUE(tally.inOrder());
   EXPECT_FALSE(tally.complete());
 }
 
-TEST(Tally, CountsDuplicates) {
+TEST(TallyTest, CountsDuplicates) {
   EXPECT_EQ(compare(ecgOf({1, 2, 3}), ecgOf({1, 2, 2, 3})).twice, 1U);
 }
 
-TEST(Tally, CountsValuesOutOfOrder) {
+TEST(TallyTest, CountsValuesOutOfOrder) {
   const Tally tally = compare(ecgOf({1, 2, 3}), ecgOf({1, 3, 2}));
   EXPECT_EQ(tally.lost, 1U);
   EXPECT_EQ(tally.twice, 1U);
 }
 
-TEST(Tally, CountsValuesThatWereNotSent) {
+TEST(TallyTest, CountsValuesThatWereNotSent) {
   EXPECT_EQ(compare(ecgOf({1, 2}), ecgOf({1, 9, 2})).foreign, 1U);
   EXPECT_EQ(compare(ecgOf({}), ecgOf({9})).foreign, 1U);
 }
 
-TEST(Tally, ComparesEachStreamSeparately) {
+TEST(TallyTest, ComparesEachStreamSeparately) {
   Readings sent = ecgOf({1});
   sent[Stream::motion] = {{2}};
   Readings received = ecgOf({2});

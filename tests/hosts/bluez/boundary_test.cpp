@@ -19,14 +19,14 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class BluezBoundary : public BluezTest {
+class BluezBoundaryTest : public BluezTest {
  protected:
   std::shared_ptr<CBService> firstService() { return recorder().lastServices.front(); }
 };
 
 // Central.
 
-TEST_F(BluezBoundary, ReportsTheStateToEachCentralAfterItsCreation) {
+TEST_F(BluezBoundaryTest, ReportsTheStateToEachCentralAfterItsCreation) {
   openSession();
   EXPECT_THAT(takeEvents(), ElementsAre("state 5"));
   const Session second;
@@ -35,20 +35,20 @@ TEST_F(BluezBoundary, ReportsTheStateToEachCentralAfterItsCreation) {
   EXPECT_EQ(second.recorder->log.front(), "state 5");
 }
 
-TEST_F(BluezBoundary, DoesNotReportAnUnchangedState) {
+TEST_F(BluezBoundaryTest, DoesNotReportAnUnchangedState) {
   openSession();
   takeEvents();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1", {{"Powered", true}});
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezBoundary, IsTheCurrentHostDuringItsLifetime) {
+TEST_F(BluezBoundaryTest, IsTheCurrentHostDuringItsLifetime) {
   EXPECT_EQ(Zephly::Host::current(), world.host.get());
   world.host.reset();
   EXPECT_EQ(Zephly::Host::current(), nullptr);
 }
 
-TEST_F(BluezBoundary, ACentralThatOutlivesTheHostHasNoRadio) {
+TEST_F(BluezBoundaryTest, ACentralThatOutlivesTheHostHasNoRadio) {
   bringUp();
   const auto central = session->central;
   const auto peripheral = recorder().peripheral_;
@@ -62,7 +62,7 @@ TEST_F(BluezBoundary, ACentralThatOutlivesTheHostHasNoRadio) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezBoundary, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
+TEST_F(BluezBoundaryTest, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
   const CBUUID heartRate = CBUUID::UUIDWithString("180D");
   openSession({.connect = false, .logDiscoveries = true});
   recorder().script.scan = false;
@@ -80,7 +80,7 @@ TEST_F(BluezBoundary, AFilterReportsOnlyDevicesThatAdvertiseOneOfTheServices) {
   EXPECT_THAT(recorder().lastAdvertisement.serviceUUIDs, ElementsAre(heartRate));
 }
 
-TEST_F(BluezBoundary, NeverCallsBackFromWithinACall) {
+TEST_F(BluezBoundaryTest, NeverCallsBackFromWithinACall) {
   openSession({.connect = false});
   bluez.advertise(strap);
   takeEvents();
@@ -93,7 +93,7 @@ TEST_F(BluezBoundary, NeverCallsBackFromWithinACall) {
   EXPECT_THAT(recorder().log, IsEmpty());
 }
 
-TEST_F(BluezBoundary, ASecondRequestChangesNothing) {
+TEST_F(BluezBoundaryTest, ASecondRequestChangesNothing) {
   openSession({.connect = false});
   bluez.advertise(strap);
   takeEvents();
@@ -107,7 +107,7 @@ TEST_F(BluezBoundary, ASecondRequestChangesNothing) {
   EXPECT_EQ(bluez.calls("Connect"), 1);
 }
 
-TEST_F(BluezBoundary, APeripheralOfAnotherCentralIsNotConnected) {
+TEST_F(BluezBoundaryTest, APeripheralOfAnotherCentralIsNotConnected) {
   openSession({.connect = false});
   bluez.advertise(strap);
   takeEvents();
@@ -118,7 +118,7 @@ TEST_F(BluezBoundary, APeripheralOfAnotherCentralIsNotConnected) {
   EXPECT_EQ(bluez.calls("Connect"), 0);
 }
 
-TEST_F(BluezBoundary, DropsEventsOfADestroyedDelegate) {
+TEST_F(BluezBoundaryTest, DropsEventsOfADestroyedDelegate) {
   bringUp();
   recorder().peripheralDelegate.reset();
   const auto keeper = recorder().peripheral_;
@@ -129,7 +129,7 @@ TEST_F(BluezBoundary, DropsEventsOfADestroyedDelegate) {
   EXPECT_FALSE(strap.connected) << "the connection was not requested again";
 }
 
-TEST_F(BluezBoundary, TwoDevicesOfOneNameAreTwoPeripherals) {
+TEST_F(BluezBoundaryTest, TwoDevicesOfOneNameAreTwoPeripherals) {
   FakeDevice& second = bluez.addDevice({.address = "AA:BB:CC:DD:EE:02"});
   openSession();
   bluez.advertise(strap);
@@ -142,7 +142,7 @@ TEST_F(BluezBoundary, TwoDevicesOfOneNameAreTwoPeripherals) {
 
 // Peripheral.
 
-TEST_F(BluezBoundary, OneDeviceIsOnePeripheralOverReconnects) {
+TEST_F(BluezBoundaryTest, OneDeviceIsOnePeripheralOverReconnects) {
   bringUp();
   const auto before = recorder().peripheral_;
   bluez.dropLink(strap);
@@ -150,7 +150,7 @@ TEST_F(BluezBoundary, OneDeviceIsOnePeripheralOverReconnects) {
   EXPECT_EQ(recorder().peripheral_, before);
 }
 
-TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
+TEST_F(BluezBoundaryTest, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
   bringUp({.discover = true});
   const auto services = recorder().lastServices;
   const auto list = services[1]->characteristics();
@@ -165,7 +165,7 @@ TEST_F(BluezBoundary, ADiscoveryIsAnsweredOncePerCallWithTheSameObjects) {
   EXPECT_EQ(services[1]->characteristics(), list);
 }
 
-TEST_F(BluezBoundary, ALinkLostDuringACallbackGivesNoFurtherAnswers) {
+TEST_F(BluezBoundaryTest, ALinkLostDuringACallbackGivesNoFurtherAnswers) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::objects, ConnectStep::resolved};
   openSession({.discover = false});
@@ -179,7 +179,7 @@ TEST_F(BluezBoundary, ALinkLostDuringACallbackGivesNoFurtherAnswers) {
   EXPECT_FALSE(strap.connected);
 }
 
-TEST_F(BluezBoundary, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
+TEST_F(BluezBoundaryTest, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
   bringUp();
   EXPECT_EQ(recorder().lastServices[0]->UUID(),
             CBUUID::UUIDWithString("45366e70-cf3a-11e1-9ab4-0002a5d5c51b"));
@@ -191,7 +191,7 @@ TEST_F(BluezBoundary, ServicesAndCharacteristicsAreInTheOrderOfTheDevice) {
   EXPECT_THAT(names, ElementsAre("45", "46", "47", "48", "49", "00"));
 }
 
-TEST_F(BluezBoundary, AFilteredDiscoveryFindsTheRequestedServices) {
+TEST_F(BluezBoundaryTest, AFilteredDiscoveryFindsTheRequestedServices) {
   bringUp();
   recorder().script.discover = false;
   recorder().script.subscribe = false;
@@ -206,7 +206,7 @@ TEST_F(BluezBoundary, AFilteredDiscoveryFindsTheRequestedServices) {
   EXPECT_THAT(takeEvents(), ElementsAre("characteristics 0"));
 }
 
-TEST_F(BluezBoundary, ListsAreAbsentUntilADiscoveryHasEnded) {
+TEST_F(BluezBoundaryTest, ListsAreAbsentUntilADiscoveryHasEnded) {
   openSession({.discover = false});
   bluez.advertise(strap);
   takeEvents();
@@ -217,7 +217,7 @@ TEST_F(BluezBoundary, ListsAreAbsentUntilADiscoveryHasEnded) {
   EXPECT_FALSE(recorder().peripheral_->services()->front()->characteristics().has_value());
 }
 
-TEST_F(BluezBoundary, AnswersNothingWithoutAConnection) {
+TEST_F(BluezBoundaryTest, AnswersNothingWithoutAConnection) {
   bringUp({.reconnect = false});
   const auto service = firstService();
   const auto characteristic = recorder().lastCharacteristics.front();
@@ -231,7 +231,7 @@ TEST_F(BluezBoundary, AnswersNothingWithoutAConnection) {
   EXPECT_EQ(bluez.calls("StartNotify"), calls);
 }
 
-TEST_F(BluezBoundary, ObjectsOfAnEarlierConnectionAreHarmless) {
+TEST_F(BluezBoundaryTest, ObjectsOfAnEarlierConnectionAreHarmless) {
   bringUp();
   const auto service = firstService();
   const auto characteristic = (*service->characteristics())[1];
@@ -245,7 +245,7 @@ TEST_F(BluezBoundary, ObjectsOfAnEarlierConnectionAreHarmless) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezBoundary, TheValueDuringACallbackIsTheNotifiedOne) {
+TEST_F(BluezBoundaryTest, TheValueDuringACallbackIsTheNotifiedOne) {
   bringUp();
   const auto characteristic = (*firstService()->characteristics())[1];
   std::vector<std::string> seen;
@@ -257,7 +257,7 @@ TEST_F(BluezBoundary, TheValueDuringACallbackIsTheNotifiedOne) {
   EXPECT_THAT(seen, ElementsAre("01", "02"));
 }
 
-TEST_F(BluezBoundary, ANewDelegateReplacesThePreviousOneImmediately) {
+TEST_F(BluezBoundaryTest, ANewDelegateReplacesThePreviousOneImmediately) {
   bringUp();
   const auto other = std::make_shared<Recorder>();
   other->script.subscribe = false;
@@ -268,13 +268,13 @@ TEST_F(BluezBoundary, ANewDelegateReplacesThePreviousOneImmediately) {
   EXPECT_THAT(other->log, ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezBoundary, ADescriptionIdentifiesTheCharacteristic) {
+TEST_F(BluezBoundaryTest, ADescriptionIdentifiesTheCharacteristic) {
   bringUp();
   EXPECT_EQ(recorder().lastCharacteristics.front()->description(),
             "<CBCharacteristic: 48366E80-CF3A-11E1-9AB4-0002A5D5C51B, properties = notify>");
 }
 
-TEST_F(BluezBoundary, ADelegateMayReleaseEverythingDuringItsCalls) {
+TEST_F(BluezBoundaryTest, ADelegateMayReleaseEverythingDuringItsCalls) {
   bringUp();
   recorder().onValue = [this] {
     world.host.reset();

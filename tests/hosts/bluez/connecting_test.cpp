@@ -3,20 +3,19 @@
 //
 // Observations of BlueZ 5.66, by topic, and their tests:
 //
-//   order of signals and reply; services are not added again   BluezConnecting.*Order*, *Reconnect*
-//   Connected=true may be missing                              BluezConnecting.*ReplyAlone
-//   failed attempts while the device advertises                BluezUnreachable
-//   a silent device fails after 42 s, or connects late         BluezConnecting.*GivesUp, *Silent*
-//   already connected; adapter off                             BluezConnecting.*Immediately, *Off
-//   the device stops answering: no services, then the end      BluezConnecting.*StopsAnswering
-//   a drop during discovery                                    BluezConnecting.*DuringDiscovery*
-//   a drop in one signal; our Disconnect in any order          BluezDisconnecting
-//   subscriptions that bluetoothd retains                      BluezSubscribing
-//   adapter off; SIGTERM, SIGKILL; restart; removal            BluezDaemon
-//   names from the cache and from GAP; objects that expire     BluezNames
-//   repeated advertisements                                    BluezNames.*EveryAdvertisement
-//   faults that were reported from the field                   BluezFieldFaults
-//   differences of BlueZ 5.82                                  Bluez582
+//   order of signals and reply; services are not added again   BluezConnectingTest.*Order*,
+//   *Reconnect* Connected=true may be missing BluezConnectingTest.*ReplyAlone failed attempts while
+//   the device advertises                BluezConnectingUnreachableTest a silent device fails after
+//   42 s, or connects late         BluezConnectingTest.*GivesUp, *Silent* already connected;
+//   adapter off                             BluezConnectingTest.*Immediately, *Off the device stops
+//   answering: no services, then the end      BluezConnectingTest.*StopsAnswering a drop during
+//   discovery                                    BluezConnectingTest.*DuringDiscovery* a drop in
+//   one signal; our Disconnect in any order          BluezDisconnectingTest subscriptions that
+//   bluetoothd retains                      BluezSubscribingTest adapter off; SIGTERM, SIGKILL;
+//   restart; removal            BluezDaemonTest names from the cache and from GAP; objects that
+//   expire     BluezNamesTest repeated advertisements BluezNamesTest.*EveryAdvertisement faults
+//   that were reported from the field                   BluezFieldFaultsTest differences of
+//   BlueZ 5.82                                  BluezVersionsTest
 
 #include <tests/hosts/bluez/world.h>
 
@@ -51,7 +50,7 @@ std::vector<std::string> everythingAfter(const std::string& first) {
   return all;
 }
 
-class BluezConnecting : public BluezTest {
+class BluezConnectingTest : public BluezTest {
  protected:
   // Advertised, with a pending connection request.
   void request() {
@@ -61,13 +60,13 @@ class BluezConnecting : public BluezTest {
   }
 };
 
-TEST_F(BluezConnecting, LeadsToServicesCharacteristicsAndSubscriptions) {
+TEST_F(BluezConnectingTest, LeadsToServicesCharacteristicsAndSubscriptions) {
   request();
   EXPECT_EQ(takeEvents(), everything);
   EXPECT_TRUE(subscribedToAll());
 }
 
-TEST_F(BluezConnecting, SendsNothingToTheDeviceBeforeItsServicesAreResolved) {
+TEST_F(BluezConnectingTest, SendsNothingToTheDeviceBeforeItsServicesAreResolved) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
                      ConnectStep::hold, ConnectStep::resolved};
   request();
@@ -76,7 +75,7 @@ TEST_F(BluezConnecting, SendsNothingToTheDeviceBeforeItsServicesAreResolved) {
   EXPECT_EQ(takeEvents().size(), everything.size() - 1);
 }
 
-TEST_F(BluezConnecting, EveryOrderOfSignalsReplyAndObjectsGivesTheSameEvents) {
+TEST_F(BluezConnectingTest, EveryOrderOfSignalsReplyAndObjectsGivesTheSameEvents) {
   using enum ConnectStep;
   std::vector<ConnectStep> order = {connected, reply, objects, resolved};
   std::sort(order.begin(), order.end());
@@ -97,26 +96,26 @@ TEST_F(BluezConnecting, EveryOrderOfSignalsReplyAndObjectsGivesTheSameEvents) {
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST_F(BluezConnecting, DetectsAConnectionByItsReplyAlone) {
+TEST_F(BluezConnectingTest, DetectsAConnectionByItsReplyAlone) {
   strap.onConnect = {ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
   request();
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, DetectsAConnectionByItsSignalsAlone) {
+TEST_F(BluezConnectingTest, DetectsAConnectionByItsSignalsAlone) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::objects, ConnectStep::resolved};
   request();
   runUntil([this] { return subscribedToAll(); });
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, IgnoresRepeatedSignals) {
+TEST_F(BluezConnectingTest, IgnoresRepeatedSignals) {
   bluez.fate = [](const std::string&, const std::string&) { return Fate::twice; };
   request();
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, FindsServicesWithoutTheirSignal) {
+TEST_F(BluezConnectingTest, FindsServicesWithoutTheirSignal) {
   bluez.fate = [](const std::string& path, const std::string& member) {
     const bool resolving = path.find("/dev_") != std::string::npos && member != "InterfacesAdded";
     return resolving ? Fate::lost : Fate::once;
@@ -129,7 +128,7 @@ TEST_F(BluezConnecting, FindsServicesWithoutTheirSignal) {
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, FindsServiceObjectsWithoutTheirSignals) {
+TEST_F(BluezConnectingTest, FindsServiceObjectsWithoutTheirSignals) {
   request();
   bluez.fate = [](const std::string&, const std::string& member) {
     return member == "InterfacesAdded" ? Fate::lost : Fate::once;
@@ -137,7 +136,7 @@ TEST_F(BluezConnecting, FindsServiceObjectsWithoutTheirSignals) {
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, FindsRetainedServicesAfterAReconnect) {
+TEST_F(BluezConnectingTest, FindsRetainedServicesAfterAReconnect) {
   request();
   takeEvents();
   bluez.dropLink(strap);
@@ -145,7 +144,7 @@ TEST_F(BluezConnecting, FindsRetainedServicesAfterAReconnect) {
   EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, RetriesAnAttemptThatMissesAPresentDevice) {
+TEST_F(BluezConnectingTest, RetriesAnAttemptThatMissesAPresentDevice) {
   auto options = World::options();
   options.timing.stalledAttemptLimit = 5ms;
   world.openHost(std::move(options));
@@ -165,9 +164,9 @@ TEST_F(BluezConnecting, RetriesAnAttemptThatMissesAPresentDevice) {
 }
 
 // As when the kernel lost track of an attempt that the controller refused: all attempts fail.
-class BluezUnreachable : public BluezConnecting {
+class BluezConnectingUnreachableTest : public BluezConnectingTest {
  protected:
-  BluezUnreachable() {
+  BluezConnectingUnreachableTest() {
     auto options = World::options();
     options.timing.stalledAttemptLimit = 5ms;
     world.openHost(std::move(options));
@@ -195,7 +194,7 @@ class BluezUnreachable : public BluezConnecting {
       "To restart the adapter: bluetoothctl power off; bluetoothctl power on";
 };
 
-TEST_F(BluezUnreachable, IsReportedOnceAfterThreeConsecutiveAttempts) {
+TEST_F(BluezConnectingUnreachableTest, IsReportedOnceAfterThreeConsecutiveAttempts) {
   const int before = bluez.calls("Disconnect");
   advertiseUntilReported();
   settle();
@@ -204,7 +203,7 @@ TEST_F(BluezUnreachable, IsReportedOnceAfterThreeConsecutiveAttempts) {
   EXPECT_THAT(world.lines, ElementsAre(unreachable));
 }
 
-TEST_F(BluezUnreachable, EndsWithAConnection) {
+TEST_F(BluezConnectingUnreachableTest, EndsWithAConnection) {
   advertiseUntilReported();
   strap.onConnect = fake_bluez::usualConnection;
   // At most one more advertisement: on a slow machine the short limit could end a good attempt.
@@ -214,7 +213,7 @@ TEST_F(BluezUnreachable, EndsWithAConnection) {
   EXPECT_THAT(world.lines, ElementsAre(unreachable, ready));
 }
 
-TEST_F(BluezUnreachable, RestartsCountingWhenTheAdapterHasBeenOff) {
+TEST_F(BluezConnectingUnreachableTest, RestartsCountingWhenTheAdapterHasBeenOff) {
   advertiseUntilReported();
   bluez.power("hci0", false);
   settle();
@@ -228,7 +227,7 @@ TEST_F(BluezUnreachable, RestartsCountingWhenTheAdapterHasBeenOff) {
   EXPECT_THAT(world.lines, ElementsAre(unreachable));
 }
 
-TEST_F(BluezConnecting, EndsAStuckAttemptBeforeTheNext) {
+TEST_F(BluezConnectingTest, EndsAStuckAttemptBeforeTheNext) {
   bluez.script("Connect",
                Answer::refuse("org.bluez.Error.Failed", "Operation already in progress"));
   request();
@@ -237,7 +236,7 @@ TEST_F(BluezConnecting, EndsAStuckAttemptBeforeTheNext) {
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
-TEST_F(BluezConnecting, RetriesWhenBlueZGivesUp) {
+TEST_F(BluezConnectingTest, RetriesWhenBlueZGivesUp) {
   strap.inRange = false;
   request();
   for (int attempt = 1; attempt <= 3; ++attempt) {
@@ -250,7 +249,7 @@ TEST_F(BluezConnecting, RetriesWhenBlueZGivesUp) {
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ConnectsToASilentDeviceThatStartsToAdvertise) {
+TEST_F(BluezConnectingTest, ConnectsToASilentDeviceThatStartsToAdvertise) {
   strap.inRange = false;
   request();
   takeEvents();
@@ -259,13 +258,13 @@ TEST_F(BluezConnecting, ConnectsToASilentDeviceThatStartsToAdvertise) {
   EXPECT_EQ(bluez.calls("Connect"), 1);
 }
 
-TEST_F(BluezConnecting, TheTimeLimitOfAnAttemptIsLongerThanBlueZs) {
+TEST_F(BluezConnectingTest, TheTimeLimitOfAnAttemptIsLongerThanBlueZs) {
   EXPECT_GT(Zephly::bluez::Timing().connectLimit, 42s);
   EXPECT_GT(Zephly::bluez::Timing().discoveryLimit, 32s);
   EXPECT_GT(Zephly::bluez::Timing().subscribeLimit, 30s);
 }
 
-TEST_F(BluezConnecting, RetriesAnUnansweredAttemptAfterItsTimeLimit) {
+TEST_F(BluezConnectingTest, RetriesAnUnansweredAttemptAfterItsTimeLimit) {
   auto options = World::options();
   options.timing.connectLimit = 10ms;
   world.openHost(std::move(options));
@@ -276,7 +275,7 @@ TEST_F(BluezConnecting, RetriesAnUnansweredAttemptAfterItsTimeLimit) {
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
-TEST_F(BluezConnecting, PausesBetweenAttemptsGrow) {
+TEST_F(BluezConnectingTest, PausesBetweenAttemptsGrow) {
   auto options = World::options();
   options.timing.firstPause = 1ms;
   options.timing.longestPause = 60s;
@@ -290,7 +289,7 @@ TEST_F(BluezConnecting, PausesBetweenAttemptsGrow) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezConnecting, ReportsAConnectedDeviceImmediately) {
+TEST_F(BluezConnectingTest, ReportsAConnectedDeviceImmediately) {
   request();
   takeEvents();
   session.reset();
@@ -303,7 +302,7 @@ TEST_F(BluezConnecting, ReportsAConnectedDeviceImmediately) {
   EXPECT_EQ(bluez.calls("Connect"), before);
 }
 
-TEST_F(BluezConnecting, RequestsAConnectionThatOnlyAppearsToExist) {
+TEST_F(BluezConnectingTest, RequestsAConnectionThatOnlyAppearsToExist) {
   strap.onConnect = {ConnectStep::connected};
   bluez.connectByItself(strap);
   strap.onConnect = {ConnectStep::reply, ConnectStep::objects, ConnectStep::resolved};
@@ -312,7 +311,7 @@ TEST_F(BluezConnecting, RequestsAConnectionThatOnlyAppearsToExist) {
   EXPECT_THAT(takeEvents(), Contains("connected")) << "Connect while connected succeeds at once";
 }
 
-TEST_F(BluezConnecting, KeepsTheRequestPendingWhileTheAdapterIsOff) {
+TEST_F(BluezConnectingTest, KeepsTheRequestPendingWhileTheAdapterIsOff) {
   strap.inRange = false;
   request();
   takeEvents();
@@ -325,14 +324,14 @@ TEST_F(BluezConnecting, KeepsTheRequestPendingWhileTheAdapterIsOff) {
   EXPECT_EQ(takeEvents(), everythingAfter("state 5"));
 }
 
-TEST_F(BluezConnecting, RetriesAfterAnInputOutputError) {
+TEST_F(BluezConnectingTest, RetriesAfterAnInputOutputError) {
   bluez.script("Connect", Answer::refuse("org.bluez.Error.Failed", "Input/output error"), 2);
   request();
   runUntil([this] { return subscribedToAll(); });
   EXPECT_EQ(takeEvents(), everything);
 }
 
-TEST_F(BluezConnecting, ReportsOneLossOfADeviceThatStopsAnswering) {
+TEST_F(BluezConnectingTest, ReportsOneLossOfADeviceThatStopsAnswering) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,
                      ConnectStep::resolvedEmpty};
   request();
@@ -345,7 +344,7 @@ TEST_F(BluezConnecting, ReportsOneLossOfADeviceThatStopsAnswering) {
   EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, ReportsADropDuringDiscoveryOnceAndReconnects) {
+TEST_F(BluezConnectingTest, ReportsADropDuringDiscoveryOnceAndReconnects) {
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::objects,
                      ConnectStep::hold};
   request();
@@ -356,7 +355,7 @@ TEST_F(BluezConnecting, ReportsADropDuringDiscoveryOnceAndReconnects) {
   EXPECT_EQ(takeEvents(), everythingAfter(lost));
 }
 
-TEST_F(BluezConnecting, EndsAConnectionWhoseServicesAreNeverResolved) {
+TEST_F(BluezConnectingTest, EndsAConnectionWhoseServicesAreNeverResolved) {
   auto options = World::options();
   options.timing.discoveryLimit = 10ms;
   options.timing.discoveryCheck = 3ms;
@@ -376,7 +375,7 @@ TEST_F(BluezConnecting, EndsAConnectionWhoseServicesAreNeverResolved) {
           1);
 }
 
-TEST_F(BluezConnecting, ConnectsToARemovedDeviceWhenItReturns) {
+TEST_F(BluezConnectingTest, ConnectsToARemovedDeviceWhenItReturns) {
   strap.inRange = false;
   request();
   takeEvents();

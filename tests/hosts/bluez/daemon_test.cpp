@@ -20,7 +20,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-class BluezDaemon : public BluezTest {
+class BluezDaemonTest : public BluezTest {
  protected:
   void openHostThatReportsSoon() {
     world.lines.clear();
@@ -46,7 +46,7 @@ class BluezDaemon : public BluezTest {
   }
 };
 
-TEST_F(BluezDaemon, ReportsPoweredOnForAnAdapterThatIsOn) {
+TEST_F(BluezDaemonTest, ReportsPoweredOnForAnAdapterThatIsOn) {
   session = std::make_unique<Session>();
   EXPECT_EQ(session->central->state(), CBManagerState::unknown) << "nothing from inside init";
   EXPECT_THAT(recorder().log, IsEmpty());
@@ -54,7 +54,7 @@ TEST_F(BluezDaemon, ReportsPoweredOnForAnAdapterThatIsOn) {
   EXPECT_THAT(world.lines, ElementsAre("Bluetooth: adapter hci0 is ready."));
 }
 
-TEST_F(BluezDaemon, ScansForAllLEDevicesAndAllAdvertisements) {
+TEST_F(BluezDaemonTest, ScansForAllLEDevicesAndAllAdvertisements) {
   openSession();
   EXPECT_EQ(bluez.lastCall("SetDiscoveryFilter")->arguments, "{DuplicateData=true Transport=le}");
   EXPECT_EQ(bluez.calls("StartDiscovery"), 1);
@@ -62,7 +62,7 @@ TEST_F(BluezDaemon, ScansForAllLEDevicesAndAllAdvertisements) {
 
 // Adapter off and on.
 
-TEST_F(BluezDaemon, ReportsOneLossWhenTheAdapterIsSwitchedOffAndReconnects) {
+TEST_F(BluezDaemonTest, ReportsOneLossWhenTheAdapterIsSwitchedOffAndReconnects) {
   bringUp();
   bluez.power("hci0", false);
   EXPECT_THAT(takeEvents(), ElementsAre(StartsWith("disconnected: "), "state 4"));
@@ -80,7 +80,7 @@ TEST_F(BluezDaemon, ReportsOneLossWhenTheAdapterIsSwitchedOffAndReconnects) {
   EXPECT_EQ(times(log, "connected"), 1);
 }
 
-TEST_F(BluezDaemon, EndsTheConnectionWhenOnlyTheAdapterReportsPowerOff) {
+TEST_F(BluezDaemonTest, EndsTheConnectionWhenOnlyTheAdapterReportsPowerOff) {
   bringUp();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1",
                     {{"Powered", false}, {"Discovering", false}});
@@ -88,7 +88,7 @@ TEST_F(BluezDaemon, EndsTheConnectionWhenOnlyTheAdapterReportsPowerOff) {
               ElementsAre("state 4", "disconnected: The Bluetooth adapter hci0 was switched off."));
 }
 
-TEST_F(BluezDaemon, IgnoresAScanRequestWhileTheAdapterIsOff) {
+TEST_F(BluezDaemonTest, IgnoresAScanRequestWhileTheAdapterIsOff) {
   bluez.power("hci0", false);
   session = std::make_unique<Session>(Recorder::Script{.scan = false});
   EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
@@ -102,7 +102,7 @@ TEST_F(BluezDaemon, IgnoresAScanRequestWhileTheAdapterIsOff) {
   EXPECT_TRUE(bluez.discovering());
 }
 
-TEST_F(BluezDaemon, ResumesTheScanWhenTheAdapterIsOnAgain) {
+TEST_F(BluezDaemonTest, ResumesTheScanWhenTheAdapterIsOnAgain) {
   openSession();
   takeEvents();
   recorder().script.scan = false;
@@ -114,14 +114,14 @@ TEST_F(BluezDaemon, ResumesTheScanWhenTheAdapterIsOnAgain) {
   EXPECT_THAT(takeEvents(), Contains("connected"));
 }
 
-TEST_F(BluezDaemon, RestartsAScanThatAnotherProgramStopped) {
+TEST_F(BluezDaemonTest, RestartsAScanThatAnotherProgramStopped) {
   openSession();
   takeEvents();
   bluez.emitChanged("/org/bluez/hci0", "org.bluez.Adapter1", {{"Discovering", false}});
   runUntil([this] { return bluez.calls("StartDiscovery") == 2; });
 }
 
-TEST_F(BluezDaemon, RetriesARefusedScan) {
+TEST_F(BluezDaemonTest, RetriesARefusedScan) {
   bluez.script("StartDiscovery", Answer::refuse("org.bluez.Error.NotReady", "Resource Not Ready"),
                3);
   bluez.script("SetDiscoveryFilter", Answer::refuse("org.bluez.Error.NotReady", "Not Ready"), 1);
@@ -131,7 +131,7 @@ TEST_F(BluezDaemon, RetriesARefusedScan) {
 
 // The daemon ends and starts.
 
-TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTerminated) {
+TEST_F(BluezDaemonTest, ReportsOneLossAndRecoversWhenTerminated) {
   bringUp();
   bluez.terminate();
   runUntilState(CBManagerState::unsupported);
@@ -145,7 +145,7 @@ TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTerminated) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenKilled) {
+TEST_F(BluezDaemonTest, ReportsOneLossAndRecoversWhenKilled) {
   bringUp();
   bluez.kill();
   runUntilState(CBManagerState::unsupported);
@@ -160,7 +160,7 @@ TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenKilled) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, DetectsAnImmediateReplacement) {
+TEST_F(BluezDaemonTest, DetectsAnImmediateReplacement) {
   bringUp();
   bluez.kill();
   bluez.start();
@@ -171,7 +171,7 @@ TEST_F(BluezDaemon, DetectsAnImmediateReplacement) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ManyRestartsInARow) {
+TEST_F(BluezDaemonTest, ManyRestartsInARow) {
   bringUp();
   for (int i = 0; i < 10; ++i) {
     if (i % 2 == 0) {
@@ -184,7 +184,7 @@ TEST_F(BluezDaemon, ManyRestartsInARow) {
   }
 }
 
-TEST_F(BluezDaemon, SendsNothingBeforeTheAdapterIsOn) {
+TEST_F(BluezDaemonTest, SendsNothingBeforeTheAdapterIsOn) {
   bluez.kill();
   bluez.start(false);
   session = std::make_unique<Session>();
@@ -192,7 +192,7 @@ TEST_F(BluezDaemon, SendsNothingBeforeTheAdapterIsOn) {
   EXPECT_EQ(bluez.calls("StartDiscovery") + bluez.calls("SetDiscoveryFilter"), 0);
 }
 
-TEST_F(BluezDaemon, DoesNotReportATransientConnectionOfANewDaemon) {
+TEST_F(BluezDaemonTest, DoesNotReportATransientConnectionOfANewDaemon) {
   bringUp();
   bluez.kill();
   runUntilState(CBManagerState::unsupported);
@@ -210,7 +210,7 @@ TEST_F(BluezDaemon, DoesNotReportATransientConnectionOfANewDaemon) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, IgnoresAnswersOfThePreviousDaemon) {
+TEST_F(BluezDaemonTest, IgnoresAnswersOfThePreviousDaemon) {
   bluez.script("GetManagedObjects", Answer::hold(), 1);
   world.openHost();
   session = std::make_unique<Session>();
@@ -220,7 +220,7 @@ TEST_F(BluezDaemon, IgnoresAnswersOfThePreviousDaemon) {
   EXPECT_THAT(takeEvents(), Contains("state 5"));
 }
 
-TEST_F(BluezDaemon, RetriesListingTheObjects) {
+TEST_F(BluezDaemonTest, RetriesListingTheObjects) {
   bluez.script("GetManagedObjects", Answer::refuse("org.bluez.Error.Failed", "Starting"), 1);
   bluez.script("GetManagedObjects", Answer::wrong(), 1);
   world.openHost();
@@ -231,7 +231,7 @@ TEST_F(BluezDaemon, RetriesListingTheObjects) {
 
 // Missing daemon, bus, permission, adapter.
 
-TEST_F(BluezDaemon, ReportsUnsupportedWithInstructionsWithoutADaemon) {
+TEST_F(BluezDaemonTest, ReportsUnsupportedWithInstructionsWithoutADaemon) {
   bluez.kill();
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
@@ -246,7 +246,7 @@ TEST_F(BluezDaemon, ReportsUnsupportedWithInstructionsWithoutADaemon) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsAMultiLineReasonAsOneLine) {
+TEST_F(BluezDaemonTest, ReportsAMultiLineReasonAsOneLine) {
   bluez.script("GetManagedObjects",
                Answer::refuse("org.bluez.Error.Failed", "Not yet:\nstill\u0085starting.\n"), 5);
   openHostThatReportsSoon();
@@ -254,7 +254,7 @@ TEST_F(BluezDaemon, ReportsAMultiLineReasonAsOneLine) {
   EXPECT_THAT(world.lines.front(), HasSubstr("does not answer: Not yet: still starting.)"));
 }
 
-TEST_F(BluezDaemon, ReportsUnsupportedWithoutABusAndStartsWithTheBus) {
+TEST_F(BluezDaemonTest, ReportsUnsupportedWithoutABusAndStartsWithTheBus) {
   world.stopBus();
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
@@ -267,7 +267,7 @@ TEST_F(BluezDaemon, ReportsUnsupportedWithoutABusAndStartsWithTheBus) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTheBusRestarts) {
+TEST_F(BluezDaemonTest, ReportsOneLossAndRecoversWhenTheBusRestarts) {
   bringUp();
   world.stopBus();
   runUntilState(CBManagerState::unsupported);
@@ -277,7 +277,7 @@ TEST_F(BluezDaemon, ReportsOneLossAndRecoversWhenTheBusRestarts) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsUnauthorizedUntilPermissionIsGranted) {
+TEST_F(BluezDaemonTest, ReportsUnauthorizedUntilPermissionIsGranted) {
   world.bus.allow(false);
   world.bus.reload();
   openHostThatReportsSoon();
@@ -291,7 +291,7 @@ TEST_F(BluezDaemon, ReportsUnauthorizedUntilPermissionIsGranted) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsUnsupportedUntilThereIsAnAdapter) {
+TEST_F(BluezDaemonTest, ReportsUnsupportedUntilThereIsAnAdapter) {
   bluez.removeAdapter("hci0");
   openHostThatReportsSoon();
   session = std::make_unique<Session>();
@@ -304,7 +304,7 @@ TEST_F(BluezDaemon, ReportsUnsupportedUntilThereIsAnAdapter) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, ReportsAnAdapterThatIsOffWithInstructions) {
+TEST_F(BluezDaemonTest, ReportsAnAdapterThatIsOffWithInstructions) {
   bluez.power("hci0", false);
   openHostThatReportsSoon();
   runUntil([this] { return !world.lines.empty(); });
@@ -313,7 +313,7 @@ TEST_F(BluezDaemon, ReportsAnAdapterThatIsOffWithInstructions) {
 
 // Adapters that are removed and return.
 
-TEST_F(BluezDaemon, ReportsOneLossOfARemovedAdapterAndReconnectsUnderANewIndex) {
+TEST_F(BluezDaemonTest, ReportsOneLossOfARemovedAdapterAndReconnectsUnderANewIndex) {
   auto options = World::options();
   options.adapter = "hci0";
   world.openHost(std::move(options));
@@ -328,14 +328,14 @@ TEST_F(BluezDaemon, ReportsOneLossOfARemovedAdapterAndReconnectsUnderANewIndex) 
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, DetectsARemovalReportedForTheAdapterAlone) {
+TEST_F(BluezDaemonTest, DetectsARemovalReportedForTheAdapterAlone) {
   bringUp();
   bluez.emitRemoved("/org/bluez/hci0", {"org.bluez.Adapter1"});
   EXPECT_THAT(takeEvents(),
               ElementsAre("state 2", "disconnected: The Bluetooth adapter was removed."));
 }
 
-TEST_F(BluezDaemon, DoesNotUseAnotherAdapterAtTheSameIndex) {
+TEST_F(BluezDaemonTest, DoesNotUseAnotherAdapterAtTheSameIndex) {
   auto options = World::options();
   options.adapter = "hci0";
   world.openHost(std::move(options));
@@ -346,7 +346,7 @@ TEST_F(BluezDaemon, DoesNotUseAnotherAdapterAtTheSameIndex) {
   EXPECT_THAT(takeEvents(), ElementsAre("state 2"));
 }
 
-TEST_F(BluezDaemon, UsesTheFirstAdapterThatIsOn) {
+TEST_F(BluezDaemonTest, UsesTheFirstAdapterThatIsOn) {
   bluez.power("hci0", false);
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   session = std::make_unique<Session>();
@@ -354,7 +354,7 @@ TEST_F(BluezDaemon, UsesTheFirstAdapterThatIsOn) {
   EXPECT_TRUE(bluez.discovering("hci1"));
 }
 
-TEST_F(BluezDaemon, SwitchesToTheNextAdapterWhenTheFirstIsSwitchedOff) {
+TEST_F(BluezDaemonTest, SwitchesToTheNextAdapterWhenTheFirstIsSwitchedOff) {
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   bringUp();
   bluez.power("hci0", false);
@@ -364,7 +364,7 @@ TEST_F(BluezDaemon, SwitchesToTheNextAdapterWhenTheFirstIsSwitchedOff) {
   expectRecovery();
 }
 
-TEST_F(BluezDaemon, UsesAnAdapterGivenByItsAddressAtAnyIndex) {
+TEST_F(BluezDaemonTest, UsesAnAdapterGivenByItsAddressAtAnyIndex) {
   bluez.addAdapter("hci1", "00:AA:01:00:00:43");
   auto options = World::options();
   options.adapter = "00:aa:01:00:00:43";
@@ -375,7 +375,7 @@ TEST_F(BluezDaemon, UsesAnAdapterGivenByItsAddressAtAnyIndex) {
   EXPECT_FALSE(bluez.discovering("hci0"));
 }
 
-TEST_F(BluezDaemon, WaitsForAnAbsentAdapter) {
+TEST_F(BluezDaemonTest, WaitsForAnAbsentAdapter) {
   auto options = World::options();
   options.adapter = "hci7";
   world.openHost(std::move(options));

@@ -17,12 +17,12 @@ using testing::IsEmpty;
 constexpr const char* plainEnd =
     "disconnected: The device has disconnected (BlueZ gives no reason).";
 
-class BluezDisconnecting : public BluezTest {
+class BluezDisconnectingTest : public BluezTest {
  protected:
-  BluezDisconnecting() { bringUp({.reconnect = false}); }
+  BluezDisconnectingTest() { bringUp({.reconnect = false}); }
 };
 
-TEST_F(BluezDisconnecting, ReportsADropByThePeripheralOnceWithAnError) {
+TEST_F(BluezDisconnectingTest, ReportsADropByThePeripheralOnceWithAnError) {
   bluez.dropLink(strap);
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
   bluez.emitChanged(strap.path(), "org.bluez.Device1",
@@ -30,26 +30,26 @@ TEST_F(BluezDisconnecting, ReportsADropByThePeripheralOnceWithAnError) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezDisconnecting, ReportsAnEndInTwoSignalsOnce) {
+TEST_F(BluezDisconnectingTest, ReportsAnEndInTwoSignalsOnce) {
   bluez.emitChanged(strap.path(), "org.bluez.Device1", {{"ServicesResolved", false}});
   EXPECT_THAT(takeEvents(), IsEmpty());
   bluez.dropLink(strap);
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, ReportsTheReasonOfNewerVersions) {
+TEST_F(BluezDisconnectingTest, ReportsTheReasonOfNewerVersions) {
   bluez.dropLink(strap, "org.bluez.Reason.Timeout");
   EXPECT_THAT(takeEvents(),
               ElementsAre("disconnected: Connection ended: org.bluez.Reason.Timeout"));
 }
 
-TEST_F(BluezDisconnecting, ReportsAMultiLineReasonAsOneLine) {
+TEST_F(BluezDisconnectingTest, ReportsAMultiLineReasonAsOneLine) {
   bluez.dropLink(strap, "Timeout,\r\n\tsays the \x1B[1mcontroller\n");
   EXPECT_THAT(takeEvents(),
               ElementsAre("disconnected: Connection ended: Timeout, says the [1mcontroller"));
 }
 
-TEST_F(BluezDisconnecting, DoesNotReportAnEarlierReason) {
+TEST_F(BluezDisconnectingTest, DoesNotReportAnEarlierReason) {
   bluez.dropLink(strap, "org.bluez.Reason.Timeout");
   takeEvents();
   recorder().script.connect = true;
@@ -60,7 +60,7 @@ TEST_F(BluezDisconnecting, DoesNotReportAnEarlierReason) {
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, AReasonAloneIsNotAnEnd) {
+TEST_F(BluezDisconnectingTest, AReasonAloneIsNotAnEnd) {
   bluez.emit(strap.path(), "org.bluez.Device1", "Disconnected", [](sd_bus_message& message) {
     append(message, std::string("org.bluez.Reason.Local"));
     append(message, std::string("gone"));
@@ -68,25 +68,25 @@ TEST_F(BluezDisconnecting, AReasonAloneIsNotAnEnd) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezDisconnecting, ReportsALossWhenTheDeviceObjectIsRemoved) {
+TEST_F(BluezDisconnectingTest, ReportsALossWhenTheDeviceObjectIsRemoved) {
   bluez.forget(strap);
   EXPECT_THAT(takeEvents(), ElementsAre("disconnected: BlueZ has forgotten the device."));
 }
 
-TEST_F(BluezDisconnecting, DeliversEarlierValuesBeforeTheEnd) {
+TEST_F(BluezDisconnectingTest, DeliversEarlierValuesBeforeTheEnd) {
   bluez.notify(strap, ecg, {1});
   bluez.notify(strap, ecg, {2});
   bluez.dropLink(strap);
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01", "value 46 02", plainEnd));
 }
 
-TEST_F(BluezDisconnecting, DropsValuesOfAnEndedConnection) {
+TEST_F(BluezDisconnectingTest, DropsValuesOfAnEndedConnection) {
   bluez.dropLink(strap);
   bluez.emitValue(strap, ecg, {1});
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, DetectsAnUnsignalledLossByTheNextAdvertisement) {
+TEST_F(BluezDisconnectingTest, DetectsAnUnsignalledLossByTheNextAdvertisement) {
   bluez.fate = [](const std::string&, const std::string&) { return Fate::lost; };
   bluez.dropLink(strap);
   EXPECT_THAT(takeEvents(), IsEmpty());
@@ -95,7 +95,7 @@ TEST_F(BluezDisconnecting, DetectsAnUnsignalledLossByTheNextAdvertisement) {
   EXPECT_THAT(takeEvents(), ElementsAre(plainEnd));
 }
 
-TEST_F(BluezDisconnecting, DestroyingTheCentralReleasesTheDeviceAndEndsTheScan) {
+TEST_F(BluezDisconnectingTest, DestroyingTheCentralReleasesTheDeviceAndEndsTheScan) {
   session.reset();
   settle();
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
@@ -104,7 +104,7 @@ TEST_F(BluezDisconnecting, DestroyingTheCentralReleasesTheDeviceAndEndsTheScan) 
   EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
 }
 
-TEST_F(BluezDisconnecting, AcceptsSignalAndReplyOfOurDisconnectInEitherOrder) {
+TEST_F(BluezDisconnectingTest, AcceptsSignalAndReplyOfOurDisconnectInEitherOrder) {
   strap.onDisconnect = {DisconnectStep::reply, DisconnectStep::signal};
   session.reset();
   settle();
@@ -114,7 +114,7 @@ TEST_F(BluezDisconnecting, AcceptsSignalAndReplyOfOurDisconnectInEitherOrder) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezDisconnecting, WaitsForASlowDisconnect) {
+TEST_F(BluezDisconnectingTest, WaitsForASlowDisconnect) {
   strap.onDisconnect = {DisconnectStep::hold, DisconnectStep::signal, DisconnectStep::reply};
   session.reset();
   openSession({.reconnect = false});
@@ -125,7 +125,7 @@ TEST_F(BluezDisconnecting, WaitsForASlowDisconnect) {
   runUntil([this] { return strap.connected && subscribedToAll(); });
 }
 
-TEST_F(BluezDisconnecting, KeepsADeviceThatAnotherCentralUses) {
+TEST_F(BluezDisconnectingTest, KeepsADeviceThatAnotherCentralUses) {
   const Session other({.reconnect = false});
   runUntil([&] { return other.recorder->log.size() > 1; });
   ASSERT_THAT(other.recorder->take(), Contains("connected"));
@@ -139,11 +139,11 @@ TEST_F(BluezDisconnecting, KeepsADeviceThatAnotherCentralUses) {
 
 // A killed bluetoothd that also serves the strap: its link can exist before the program that
 // exports the services.
-class BluezLateServices : public BluezTest {
+class BluezLateServicesTest : public BluezTest {
  protected:
   static constexpr const char* changed = "disconnected: The services of the device have changed.";
 
-  BluezLateServices() {
+  BluezLateServicesTest() {
     strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::resolvedEmpty,
                        ConnectStep::hold, ConnectStep::objects};
   }
@@ -154,7 +154,7 @@ class BluezLateServices : public BluezTest {
   }
 };
 
-TEST_F(BluezLateServices, AreFoundByTheNextConnection) {
+TEST_F(BluezLateServicesTest, AreFoundByTheNextConnection) {
   connectWithoutServices({});
   ASSERT_THAT(takeEvents(), Contains("services 0"));
   strap.onConnect = fake_bluez::usualConnection;
@@ -165,7 +165,7 @@ TEST_F(BluezLateServices, AreFoundByTheNextConnection) {
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 1);
 }
 
-TEST_F(BluezLateServices, AreIgnoredWhenNotRequested) {
+TEST_F(BluezLateServicesTest, AreIgnoredWhenNotRequested) {
   connectWithoutServices({.discover = false});
   const CBUUID other = *CBUUID::parse("180F");
   recorder().peripheral_->discoverServices(std::vector{other});
@@ -175,7 +175,7 @@ TEST_F(BluezLateServices, AreIgnoredWhenNotRequested) {
   EXPECT_EQ(bluez.calls("Disconnect", strap.path()), 0);
 }
 
-TEST_F(BluezLateServices, AreFoundWhenTheyChangeBeforeTheDiscovery) {
+TEST_F(BluezLateServicesTest, AreFoundWhenTheyChangeBeforeTheDiscovery) {
   connectWithoutServices({.discover = false});
   bluez.proceed(strap);
   settle();

@@ -17,7 +17,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class BluezFieldFaults : public BluezTest {
+class BluezFieldFaultsTest : public BluezTest {
  protected:
   std::size_t values(const std::vector<std::string>& log) {
     return static_cast<std::size_t>(std::count_if(
@@ -25,7 +25,7 @@ class BluezFieldFaults : public BluezTest {
   }
 };
 
-TEST_F(BluezFieldFaults, DeliversNotificationsBeforeTheAnswerToTheSubscription) {
+TEST_F(BluezFieldFaultsTest, DeliversNotificationsBeforeTheAnswerToTheSubscription) {
   openSession();
   takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
@@ -37,7 +37,7 @@ TEST_F(BluezFieldFaults, DeliversNotificationsBeforeTheAnswerToTheSubscription) 
   EXPECT_EQ(values(takeEvents()), 0U) << "once";
 }
 
-TEST_F(BluezFieldFaults, DeliversTheFirstNotificationsAfterTheSubscription) {
+TEST_F(BluezFieldFaultsTest, DeliversTheFirstNotificationsAfterTheSubscription) {
   openSession();
   takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
@@ -52,7 +52,7 @@ TEST_F(BluezFieldFaults, DeliversTheFirstNotificationsAfterTheSubscription) {
   EXPECT_EQ(values(takeEvents()), 5U);
 }
 
-TEST_F(BluezFieldFaults, DeliversNoDuplicatesAfterReconnects) {
+TEST_F(BluezFieldFaultsTest, DeliversNoDuplicatesAfterReconnects) {
   bringUp();
   for (int i = 0; i < 20; ++i) {
     bluez.dropLink(strap);
@@ -63,7 +63,7 @@ TEST_F(BluezFieldFaults, DeliversNoDuplicatesAfterReconnects) {
   }
 }
 
-TEST_F(BluezFieldFaults, RestoresEverySubscriptionAfterALinkLoss) {
+TEST_F(BluezFieldFaultsTest, RestoresEverySubscriptionAfterALinkLoss) {
   bringUp();
   bluez.dropLink(strap);
   runUntil([this] { return subscribedToAll(); });
@@ -75,7 +75,7 @@ TEST_F(BluezFieldFaults, RestoresEverySubscriptionAfterALinkLoss) {
                                         "value 49 01"));
 }
 
-TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForADeadLink) {
+TEST_F(BluezFieldFaultsTest, CleaningUpDoesNotWaitForADeadLink) {
   bringUp();
   for (const char* method : {"Disconnect", "StopDiscovery", "StopNotify"}) {
     bluez.script(method, Answer::never(), -1);
@@ -88,7 +88,7 @@ TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForADeadLink) {
   EXPECT_EQ(bluez.calls("StopDiscovery"), 1);
 }
 
-TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForAStuckBus) {
+TEST_F(BluezFieldFaultsTest, CleaningUpDoesNotWaitForAStuckBus) {
   bringUp();
   world.bus.freeze(true);
   session.reset();
@@ -97,7 +97,7 @@ TEST_F(BluezFieldFaults, CleaningUpDoesNotWaitForAStuckBus) {
   runUntil([this] { return !strap.connected && !bluez.discovering(); });
 }
 
-TEST_F(BluezFieldFaults, RestartsTheScanAfterADaemonRestart) {
+TEST_F(BluezFieldFaultsTest, RestartsTheScanAfterADaemonRestart) {
   openSession();
   takeEvents();
   bluez.kill();
@@ -109,7 +109,7 @@ TEST_F(BluezFieldFaults, RestartsTheScanAfterADaemonRestart) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezFieldFaults, DoesNotUseObjectsOfThePreviousDaemon) {
+TEST_F(BluezFieldFaultsTest, DoesNotUseObjectsOfThePreviousDaemon) {
   bringUp();
   bluez.kill();
   bluez.start();
@@ -123,7 +123,7 @@ TEST_F(BluezFieldFaults, DoesNotUseObjectsOfThePreviousDaemon) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_F(BluezFieldFaults, UsesAnAdapterThatReturnsUnderAnotherName) {
+TEST_F(BluezFieldFaultsTest, UsesAnAdapterThatReturnsUnderAnotherName) {
   bringUp();
   const auto before = recorder().peripheral_;
   bluez.removeAdapter("hci0");
@@ -135,7 +135,7 @@ TEST_F(BluezFieldFaults, UsesAnAdapterThatReturnsUnderAnotherName) {
   EXPECT_EQ(recorder().peripheral_, before);
 }
 
-TEST_F(BluezFieldFaults, ASessionStartedWhileTheRadioIsOffScansWhenItIsOn) {
+TEST_F(BluezFieldFaultsTest, ASessionStartedWhileTheRadioIsOffScansWhenItIsOn) {
   bluez.power("hci0", false);
   session = std::make_unique<Session>();
   settle();
@@ -144,7 +144,7 @@ TEST_F(BluezFieldFaults, ASessionStartedWhileTheRadioIsOffScansWhenItIsOn) {
   runUntil([this] { return bluez.discovering(); });
 }
 
-TEST_F(BluezFieldFaults, IgnoresALateReplyOfAnEarlierAttempt) {
+TEST_F(BluezFieldFaultsTest, IgnoresALateReplyOfAnEarlierAttempt) {
   openSession();
   takeEvents();
   strap.inRange = false;
@@ -164,7 +164,7 @@ TEST_F(BluezFieldFaults, IgnoresALateReplyOfAnEarlierAttempt) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezFieldFaults, DropsASubscriptionReplyOfThePreviousConnection) {
+TEST_F(BluezFieldFaultsTest, DropsASubscriptionReplyOfThePreviousConnection) {
   openSession();
   takeEvents();
   bluez.script("StartNotify", Answer::hold(), 6);
@@ -177,7 +177,7 @@ TEST_F(BluezFieldFaults, DropsASubscriptionReplyOfThePreviousConnection) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezFieldFaults, DropsADiscoveryReplyOfThePreviousConnection) {
+TEST_F(BluezFieldFaultsTest, DropsADiscoveryReplyOfThePreviousConnection) {
   openSession({.subscribe = false});
   takeEvents();
   strap.onConnect = {ConnectStep::connected, ConnectStep::reply, ConnectStep::hold,

@@ -253,11 +253,11 @@ class Storm {
   int connections_ = 0;
 };
 
-class BluezHostile : public testing::TestWithParam<unsigned> {};
+class BluezHostileTest : public testing::TestWithParam<unsigned> {};
 
-INSTANTIATE_TEST_SUITE_P(Seeds, BluezHostile, testing::Range(1U, 25U));
+INSTANTIATE_TEST_SUITE_P(Seeds, BluezHostileTest, testing::Range(1U, 25U));
 
-TEST_P(BluezHostile, KeepsTheContractAndTheSessionRecovers) {
+TEST_P(BluezHostileTest, KeepsTheContractAndTheSessionRecovers) {
   Storm storm(GetParam());
   int connections = 0;
   for (int round = 0; round < 4 && !HasFailure(); ++round) {

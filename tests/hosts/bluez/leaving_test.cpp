@@ -16,7 +16,7 @@ namespace {
 
 using namespace bluez_test;
 
-class BluezLeaving : public BluezTest {
+class BluezLeavingTest : public BluezTest {
  protected:
   // Runs a program with a session in a separate process until its strap sends.
   pid_t startProgram() {
@@ -53,7 +53,7 @@ class BluezLeaving : public BluezTest {
   }
 };
 
-TEST_F(BluezLeaving, ByATerminationSignal) {
+TEST_F(BluezLeavingTest, ByATerminationSignal) {
   const pid_t child = startProgram();
   kill(child, SIGTERM);
   const int status = statusOf(child);
@@ -62,7 +62,7 @@ TEST_F(BluezLeaving, ByATerminationSignal) {
   expectReleased();
 }
 
-TEST_F(BluezLeaving, ByAnInterruptFromTheKeyboard) {
+TEST_F(BluezLeavingTest, ByAnInterruptFromTheKeyboard) {
   const pid_t child = startProgram();
   kill(child, SIGINT);
   const int status = statusOf(child);
@@ -71,7 +71,7 @@ TEST_F(BluezLeaving, ByAnInterruptFromTheKeyboard) {
   expectReleased();
 }
 
-TEST_F(BluezLeaving, WaitsForAStalledBus) {
+TEST_F(BluezLeavingTest, WaitsForAStalledBus) {
   const pid_t child = startProgram();
   world.bus.freeze(true);
   kill(child, SIGTERM);
@@ -82,19 +82,19 @@ TEST_F(BluezLeaving, WaitsForAStalledBus) {
   expectReleased();
 }
 
-TEST_F(BluezLeaving, TheEndOfTheHostReleasesEverything) {
+TEST_F(BluezLeavingTest, TheEndOfTheHostReleasesEverything) {
   bringUp();
   world.host.reset();
   expectReleased();
 }
 
-TEST_F(BluezLeaving, TheEndOfTheCentralReleasesEverything) {
+TEST_F(BluezLeavingTest, TheEndOfTheCentralReleasesEverything) {
   bringUp();
   session.reset();
   expectReleased();
 }
 
-TEST_F(BluezLeaving, CancelsAPendingRequest) {
+TEST_F(BluezLeavingTest, CancelsAPendingRequest) {
   strap.inRange = false;
   openSession();
   bluez.advertise(strap);
@@ -105,7 +105,7 @@ TEST_F(BluezLeaving, CancelsAPendingRequest) {
   EXPECT_TRUE(strap.waiting.empty());
 }
 
-TEST_F(BluezLeaving, DoesNotInterfereWithAProgramsSignalHandlers) {
+TEST_F(BluezLeavingTest, DoesNotInterfereWithAProgramsSignalHandlers) {
   bringUp();
   int seen = 0;
   const auto watch = world.queue.onSignal({SIGTERM}, [&](int) { ++seen; });
@@ -118,7 +118,7 @@ TEST_F(BluezLeaving, DoesNotInterfereWithAProgramsSignalHandlers) {
   EXPECT_TRUE(strap.connected);
 }
 
-TEST_F(BluezLeaving, ReleasesNothingWithoutAConnection) {
+TEST_F(BluezLeavingTest, ReleasesNothingWithoutAConnection) {
   openSession();
   session.reset();
   settle();

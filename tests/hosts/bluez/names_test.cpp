@@ -13,7 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class BluezNames : public BluezTest {
+class BluezNamesTest : public BluezTest {
  protected:
   void listen() {
     openSession({.connect = false, .logDiscoveries = true});
@@ -21,7 +21,7 @@ class BluezNames : public BluezTest {
   }
 };
 
-TEST_F(BluezNames, TheAdvertisedNameIsTheDevicesName) {
+TEST_F(BluezNamesTest, TheAdvertisedNameIsTheDevicesName) {
   listen();
   bluez.advertise(strap);
   EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
@@ -29,7 +29,7 @@ TEST_F(BluezNames, TheAdvertisedNameIsTheDevicesName) {
   EXPECT_EQ(recorder().peripheral_->name(), "Zephly");
 }
 
-TEST_F(BluezNames, DoesNotUseTheAliasAsTheName) {
+TEST_F(BluezNamesTest, DoesNotUseTheAliasAsTheName) {
   strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
@@ -37,7 +37,7 @@ TEST_F(BluezNames, DoesNotUseTheAliasAsTheName) {
   EXPECT_EQ(recorder().lastAdvertisement.localName, std::nullopt);
 }
 
-TEST_F(BluezNames, ReportsANameThatArrivesLater) {
+TEST_F(BluezNamesTest, ReportsANameThatArrivesLater) {
   strap.traits.name = std::nullopt;
   listen();
   bluez.advertise(strap);
@@ -46,14 +46,14 @@ TEST_F(BluezNames, ReportsANameThatArrivesLater) {
   EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, FindsTheStrapByACachedName) {
+TEST_F(BluezNamesTest, FindsTheStrapByACachedName) {
   listen();
   bluez.show(strap);
   bluez.advertise(strap);
   EXPECT_THAT(takeEvents(), Contains("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, TheGapNameDoesNotReplaceTheAdvertisedName) {
+TEST_F(BluezNamesTest, TheGapNameDoesNotReplaceTheAdvertisedName) {
   bringUp({.reconnect = false});
   bluez.gapName(strap, "Strap 0815");
   settle();
@@ -66,7 +66,7 @@ TEST_F(BluezNames, TheGapNameDoesNotReplaceTheAdvertisedName) {
   EXPECT_THAT(takeEvents(), ElementsAre("discovered Zephly -60"));
 }
 
-TEST_F(BluezNames, TheGapNameOfAForeignDeviceIsNotItsName) {
+TEST_F(BluezNamesTest, TheGapNameOfAForeignDeviceIsNotItsName) {
   FakeDevice& stranger = bluez.addDevice({.address = "AA:BB:CC:DD:EE:99", .name = std::nullopt});
   listen();
   bluez.advertise(stranger);
@@ -79,7 +79,7 @@ TEST_F(BluezNames, TheGapNameOfAForeignDeviceIsNotItsName) {
   EXPECT_THAT(takeEvents(), ElementsAre("discovered (none) -60"));
 }
 
-TEST_F(BluezNames, ReportsARenamedDeviceUnderItsNewName) {
+TEST_F(BluezNamesTest, ReportsARenamedDeviceUnderItsNewName) {
   listen();
   bluez.advertise(strap);
   bluez.gapName(strap, "Other");
@@ -88,7 +88,7 @@ TEST_F(BluezNames, ReportsARenamedDeviceUnderItsNewName) {
   EXPECT_THAT(takeEvents(), ElementsAre("discovered Other -60"));
 }
 
-TEST_F(BluezNames, ReportsEveryAdvertisement) {
+TEST_F(BluezNamesTest, ReportsEveryAdvertisement) {
   listen();
   for (int i = 0; i < 5; ++i) bluez.advertise(strap);
   takeEvents();
@@ -98,7 +98,7 @@ TEST_F(BluezNames, ReportsEveryAdvertisement) {
   EXPECT_EQ(recorder().discoveries, before + 5);
 }
 
-TEST_F(BluezNames, ReportsTheSignalStrengthOfTheAdvertisement) {
+TEST_F(BluezNamesTest, ReportsTheSignalStrengthOfTheAdvertisement) {
   listen();
   bluez.advertise(strap);
   takeEvents();
@@ -107,7 +107,7 @@ TEST_F(BluezNames, ReportsTheSignalStrengthOfTheAdvertisement) {
   EXPECT_THAT(takeEvents(), ElementsAre("discovered Zephly -42"));
 }
 
-TEST_F(BluezNames, ReportsAnUnknownSignalStrengthAs127) {
+TEST_F(BluezNamesTest, ReportsAnUnknownSignalStrengthAs127) {
   listen();
   bluez.tamper = [](const std::string&, const std::string&, fake_bluez::Properties& all) {
     if (all.contains("RSSI")) all["RSSI"] = "loud";
@@ -116,7 +116,7 @@ TEST_F(BluezNames, ReportsAnUnknownSignalStrengthAs127) {
   EXPECT_THAT(takeEvents(), Contains("discovered Zephly 127"));
 }
 
-TEST_F(BluezNames, ARemovedObjectReturnsAsTheSamePeripheral) {
+TEST_F(BluezNamesTest, ARemovedObjectReturnsAsTheSamePeripheral) {
   listen();
   bluez.advertise(strap);
   takeEvents();
@@ -128,7 +128,7 @@ TEST_F(BluezNames, ARemovedObjectReturnsAsTheSamePeripheral) {
   EXPECT_EQ(recorder().peripheral_, before);
 }
 
-TEST_F(BluezNames, ARemovedObjectCanBeConnectedWhenItReturns) {
+TEST_F(BluezNamesTest, ARemovedObjectCanBeConnectedWhenItReturns) {
   listen();
   bluez.advertise(strap);
   takeEvents();
@@ -140,7 +140,7 @@ TEST_F(BluezNames, ARemovedObjectCanBeConnectedWhenItReturns) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(BluezNames, DoesNotReportCachedDevicesWithoutAnAdvertisement) {
+TEST_F(BluezNamesTest, DoesNotReportCachedDevicesWithoutAnAdvertisement) {
   listen();
   bluez.tamper = [](const std::string&, const std::string&, fake_bluez::Properties& all) {
     all.erase("RSSI");

@@ -20,9 +20,9 @@ using namespace bluez_test;
 using testing::ElementsAre;
 using Zephly::bluez::Notifications;
 
-class BluezSession : public BluezTest, public testing::WithParamInterface<Notifications> {
+class BluezSessionTest : public BluezTest, public testing::WithParamInterface<Notifications> {
  protected:
-  BluezSession() {
+  BluezSessionTest() {
     auto options = World::options();
     options.notifications = GetParam();
     world.openHost(std::move(options));
@@ -55,18 +55,18 @@ class BluezSession : public BluezTest, public testing::WithParamInterface<Notifi
   std::uint32_t next = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, BluezSession,
+INSTANTIATE_TEST_SUITE_P(Ways, BluezSessionTest,
                          testing::Values(Notifications::signals, Notifications::descriptors),
                          [](const auto& way) {
                            return way.param == Notifications::signals ? "Signals" : "Descriptors";
                          });
 
-TEST_P(BluezSession, FindsConnectsAndSubscribes) {
+TEST_P(BluezSessionTest, FindsConnectsAndSubscribes) {
   connect();
   EXPECT_THAT(log, ElementsAre("didConnectPeripheral"));
 }
 
-TEST_P(BluezSession, AllSamplesArriveOnceAndInOrderOverTwentyLinkLosses) {
+TEST_P(BluezSessionTest, AllSamplesArriveOnceAndInOrderOverTwentyLinkLosses) {
   connect();
   for (int loss = 0; loss < 20; ++loss) {
     send(50);
@@ -83,7 +83,7 @@ TEST_P(BluezSession, AllSamplesArriveOnceAndInOrderOverTwentyLinkLosses) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "didDisconnectPeripheral"), 20);
 }
 
-TEST_P(BluezSession, RecoversFromAllFaultsOfBluetoothd) {
+TEST_P(BluezSessionTest, RecoversFromAllFaultsOfBluetoothd) {
   connect();
   send(5);
   settle();
@@ -113,7 +113,7 @@ TEST_P(BluezSession, RecoversFromAllFaultsOfBluetoothd) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "didDisconnectPeripheral"), 4);
 }
 
-TEST_P(BluezSession, NeverConnectsToForeignDevices) {
+TEST_P(BluezSessionTest, NeverConnectsToForeignDevices) {
   FakeDevice& otherName = bluez.addDevice({.address = "AA:BB:CC:DD:EE:02", .name = "Zephl"});
   FakeDevice& otherCase = bluez.addDevice({.address = "AA:BB:CC:DD:EE:03", .name = "ZEPHLY"});
   FakeDevice& nameless = bluez.addDevice({.address = "AA:BB:CC:DD:EE:04", .name = std::nullopt});
@@ -123,7 +123,7 @@ TEST_P(BluezSession, NeverConnectsToForeignDevices) {
   EXPECT_EQ(bluez.calls("Connect"), 1);
 }
 
-TEST_P(BluezSession, TheStrapIsFoundAgainUnderAnotherNameOfItsOwn) {
+TEST_P(BluezSessionTest, TheStrapIsFoundAgainUnderAnotherNameOfItsOwn) {
   connect();
   bluez.gapName(strap, "Strap of Ann");
   bluez.dropLink(strap);

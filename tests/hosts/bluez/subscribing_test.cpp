@@ -25,9 +25,9 @@ using testing::Not;
 using testing::StartsWith;
 using Zephly::bluez::Notifications;
 
-class BluezSubscribing : public BluezTest, public testing::WithParamInterface<Notifications> {
+class BluezSubscribingTest : public BluezTest, public testing::WithParamInterface<Notifications> {
  protected:
-  BluezSubscribing() {
+  BluezSubscribingTest() {
     auto options = World::options();
     options.notifications = GetParam();
     world.openHost(std::move(options));
@@ -53,13 +53,13 @@ class BluezSubscribing : public BluezTest, public testing::WithParamInterface<No
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, BluezSubscribing,
+INSTANTIATE_TEST_SUITE_P(Ways, BluezSubscribingTest,
                          testing::Values(Notifications::signals, Notifications::descriptors),
                          [](const auto& way) {
                            return way.param == Notifications::signals ? "Signals" : "Descriptors";
                          });
 
-TEST_P(BluezSubscribing, ValuesArriveOnceAndInOrder) {
+TEST_P(BluezSubscribingTest, ValuesArriveOnceAndInOrder) {
   bringUp();
   std::vector<std::string> expected;
   for (std::uint8_t i = 0; i < 100; ++i) {
@@ -70,7 +70,7 @@ TEST_P(BluezSubscribing, ValuesArriveOnceAndInOrder) {
   EXPECT_EQ(takeEvents(), expected);
 }
 
-TEST_P(BluezSubscribing, ValuesOfEveryLengthArriveUnchanged) {
+TEST_P(BluezSubscribingTest, ValuesOfEveryLengthArriveUnchanged) {
   bringUp();
   for (const std::size_t length : {0U, 1U, 19U, 20U, 512U}) {
     Bytes bytes(length);
@@ -87,13 +87,13 @@ TEST_P(BluezSubscribing, ValuesOfEveryLengthArriveUnchanged) {
   }
 }
 
-TEST_P(BluezSubscribing, DeliversEqualValuesSeparately) {
+TEST_P(BluezSubscribingTest, DeliversEqualValuesSeparately) {
   bringUp();
   for (int i = 0; i < 3; ++i) bluez.notify(strap, battery, {5});
   EXPECT_THAT(takeEvents(), ElementsAre("value 47 05", "value 47 05", "value 47 05"));
 }
 
-TEST_P(BluezSubscribing, TheFiveStreamsDoNotMix) {
+TEST_P(BluezSubscribingTest, TheFiveStreamsDoNotMix) {
   bringUp();
   const std::vector<std::string> uuids = {temperature, ecg, battery, respiration, motion};
   for (std::uint8_t i = 0; i < 5; ++i) bluez.notify(strap, uuids[i], {i});
@@ -103,7 +103,7 @@ TEST_P(BluezSubscribing, TheFiveStreamsDoNotMix) {
       log, ElementsAre("value 45 00", "value 46 01", "value 47 02", "value 48 03", "value 49 04"));
 }
 
-TEST_P(BluezSubscribing, AllFiveResumeAfterEveryReconnectWithoutDuplicates) {
+TEST_P(BluezSubscribingTest, AllFiveResumeAfterEveryReconnectWithoutDuplicates) {
   bringUp();
   for (int loss = 0; loss < 20; ++loss) {
     reconnect();
@@ -118,7 +118,7 @@ TEST_P(BluezSubscribing, AllFiveResumeAfterEveryReconnectWithoutDuplicates) {
   }
 }
 
-TEST_P(BluezSubscribing, AnswersASecondSubscriptionWithoutDuplicates) {
+TEST_P(BluezSubscribingTest, AnswersASecondSubscriptionWithoutDuplicates) {
   bringUp();
   recorder().peripheral_->setNotifyValue(true, find("46"));
   EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46"));
@@ -126,7 +126,7 @@ TEST_P(BluezSubscribing, AnswersASecondSubscriptionWithoutDuplicates) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_P(BluezSubscribing, AnswersTwoSimultaneousSubscriptionsWithoutDuplicates) {
+TEST_P(BluezSubscribingTest, AnswersTwoSimultaneousSubscriptionsWithoutDuplicates) {
   bringUpUnsubscribed();
   recorder().peripheral_->setNotifyValue(true, find("46"));
   recorder().peripheral_->setNotifyValue(true, find("46"));
@@ -135,7 +135,7 @@ TEST_P(BluezSubscribing, AnswersTwoSimultaneousSubscriptionsWithoutDuplicates) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-TEST_P(BluezSubscribing, DeliversNothingAfterAnImmediateUnsubscription) {
+TEST_P(BluezSubscribingTest, DeliversNothingAfterAnImmediateUnsubscription) {
   bringUpUnsubscribed();
   recorder().peripheral_->setNotifyValue(true, find("46"));
   recorder().peripheral_->setNotifyValue(false, find("46"));
@@ -144,7 +144,7 @@ TEST_P(BluezSubscribing, DeliversNothingAfterAnImmediateUnsubscription) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_P(BluezSubscribing, DeliversNothingWithoutASubscription) {
+TEST_P(BluezSubscribingTest, DeliversNothingWithoutASubscription) {
   bringUp();
   recorder().peripheral_->setNotifyValue(false, find("46"));
   EXPECT_THAT(takeEvents(), ElementsAre("subscribed 46"));
@@ -156,7 +156,7 @@ TEST_P(BluezSubscribing, DeliversNothingWithoutASubscription) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 02"));
 }
 
-TEST_P(BluezSubscribing, ReportsARefusedSubscriptionWithBlueZsText) {
+TEST_P(BluezSubscribingTest, ReportsARefusedSubscriptionWithBlueZsText) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.Failed", "Not today"), -1);
   bluez.script("AcquireNotify", Answer::refuse("org.bluez.Error.Failed", "Not today"), -1);
   openSession();
@@ -172,7 +172,7 @@ TEST_P(BluezSubscribing, ReportsARefusedSubscriptionWithBlueZsText) {
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_P(BluezSubscribing, IgnoresLateRepliesOfAnEarlierConnection) {
+TEST_P(BluezSubscribingTest, IgnoresLateRepliesOfAnEarlierConnection) {
   openSession();
   takeEvents();
   bluez.script(method(), Answer::hold(), 5);
@@ -190,9 +190,9 @@ TEST_P(BluezSubscribing, IgnoresLateRepliesOfAnEarlierConnection) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01"));
 }
 
-using BluezSignals = BluezTest;
+using BluezSubscribingSignalsTest = BluezTest;
 
-TEST_F(BluezSignals, DeliversValuesBeforeTheSubscriptionIsConfirmed) {
+TEST_F(BluezSubscribingSignalsTest, DeliversValuesBeforeTheSubscriptionIsConfirmed) {
   openSession();
   takeEvents();
   bluez.script("StartNotify", Answer::hold(), -1);
@@ -209,13 +209,13 @@ TEST_F(BluezSignals, DeliversValuesBeforeTheSubscriptionIsConfirmed) {
   EXPECT_THAT(log, Each(StartsWith("subscribed")));
 }
 
-TEST_F(BluezSignals, DoesNotDeliverUnrequestedValues) {
+TEST_F(BluezSubscribingSignalsTest, DoesNotDeliverUnrequestedValues) {
   bringUpUnsubscribed();
   bluez.emitValue(strap, ecg, {1});
   EXPECT_THAT(takeEvents(), IsEmpty());
 }
 
-TEST_F(BluezSignals, ASubscriptionRetainedByBlueZDeliversNoDuplicates) {
+TEST_F(BluezSubscribingSignalsTest, ASubscriptionRetainedByBlueZDeliversNoDuplicates) {
   bluez.script("StopNotify", Answer::never(), -1);
   bringUp({.reconnect = false});
   bluez.dropLink(strap);
@@ -232,7 +232,7 @@ TEST_F(BluezSignals, ASubscriptionRetainedByBlueZDeliversNoDuplicates) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 02"));
 }
 
-TEST_F(BluezSignals, EndsSubscriptionsThatBlueZWouldRetainWithTheConnection) {
+TEST_F(BluezSubscribingSignalsTest, EndsSubscriptionsThatBlueZWouldRetainWithTheConnection) {
   bringUp({.reconnect = false});
   bluez.dropLink(strap);
   settle();
@@ -240,14 +240,14 @@ TEST_F(BluezSignals, EndsSubscriptionsThatBlueZWouldRetainWithTheConnection) {
   for (const auto& one : strap.characteristics) EXPECT_THAT(one.subscribers, IsEmpty());
 }
 
-TEST_F(BluezSignals, RetriesWhenBlueZIsBusy) {
+TEST_F(BluezSubscribingSignalsTest, RetriesWhenBlueZIsBusy) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.InProgress", "In progress"), 2);
   bringUp();
   bluez.notify(strap, temperature, {1});
   EXPECT_THAT(takeEvents(), ElementsAre("value 45 01"));
 }
 
-TEST_F(BluezSignals, ReportsAnErrorWhenBlueZStaysBusy) {
+TEST_F(BluezSubscribingSignalsTest, ReportsAnErrorWhenBlueZStaysBusy) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.InProgress", "In progress"), -1);
   openSession();
   bluez.advertise(strap);
@@ -257,7 +257,7 @@ TEST_F(BluezSignals, ReportsAnErrorWhenBlueZStaysBusy) {
   });
 }
 
-TEST_F(BluezSignals, ReportsAMultiLineRefusalAsOneLine) {
+TEST_F(BluezSubscribingSignalsTest, ReportsAMultiLineRefusalAsOneLine) {
   bluez.script("StartNotify", Answer::refuse("org.bluez.Error.Failed", "Not\npermitted.\n"), -1);
   openSession();
   bluez.advertise(strap);
@@ -267,16 +267,16 @@ TEST_F(BluezSignals, ReportsAMultiLineRefusalAsOneLine) {
   });
 }
 
-class BluezDescriptors : public BluezTest {
+class BluezSubscribingDescriptorsTest : public BluezTest {
  protected:
-  BluezDescriptors() {
+  BluezSubscribingDescriptorsTest() {
     auto options = World::options();
     options.notifications = Notifications::descriptors;
     world.openHost(std::move(options));
   }
 };
 
-TEST_F(BluezDescriptors, FallsBackToSignalsWithoutADescriptor) {
+TEST_F(BluezSubscribingDescriptorsTest, FallsBackToSignalsWithoutADescriptor) {
   bluez.script("AcquireNotify",
                Answer::refuse("org.bluez.Error.InProgress", "Operation already in progress"), 1);
   bringUp();
@@ -288,7 +288,7 @@ TEST_F(BluezDescriptors, FallsBackToSignalsWithoutADescriptor) {
   EXPECT_THAT(log, ElementsAre("value 45 01", "value 46 02"));
 }
 
-TEST_F(BluezDescriptors, IgnoresAReplyWithoutADescriptor) {
+TEST_F(BluezSubscribingDescriptorsTest, IgnoresAReplyWithoutADescriptor) {
   bluez.script("AcquireNotify", Answer::wrong([](sd_bus_message& message) {
                  append(message, std::string("here you are"));
                }),
@@ -300,7 +300,7 @@ TEST_F(BluezDescriptors, IgnoresAReplyWithoutADescriptor) {
   EXPECT_THAT(log, Contains("subscribed 45: Notify acquired"));
 }
 
-TEST_F(BluezDescriptors, DeliversValuesInTheDescriptorBeforeTheEnd) {
+TEST_F(BluezSubscribingDescriptorsTest, DeliversValuesInTheDescriptorBeforeTheEnd) {
   bringUp({.reconnect = false});
   for (std::uint8_t i = 0; i < 3; ++i) bluez.notify(strap, ecg, {i});
   bluez.dropLink(strap);
@@ -308,7 +308,7 @@ TEST_F(BluezDescriptors, DeliversValuesInTheDescriptorBeforeTheEnd) {
               ElementsAre("value 46 00", "value 46 01", "value 46 02", StartsWith("disconnected")));
 }
 
-TEST_F(BluezDescriptors, DeliversUnreadValuesInTheDescriptorBeforeTheEnd) {
+TEST_F(BluezSubscribingDescriptorsTest, DeliversUnreadValuesInTheDescriptorBeforeTheEnd) {
   bringUp({.reconnect = false});
   const auto ours = std::move(FakeBluez::characteristic(strap, ecg)->descriptor);
   bluez.dropLink(strap);
@@ -317,7 +317,7 @@ TEST_F(BluezDescriptors, DeliversUnreadValuesInTheDescriptorBeforeTheEnd) {
   EXPECT_THAT(takeEvents(), ElementsAre("value 46 01", "value 46 02", StartsWith("disconnected")));
 }
 
-TEST_F(BluezDescriptors, AcceptsADescriptorThatClosesBeforeTheLink) {
+TEST_F(BluezSubscribingDescriptorsTest, AcceptsADescriptorThatClosesBeforeTheLink) {
   bringUp({.reconnect = false});
   FakeBluez::characteristic(strap, ecg)->descriptor = {};
   EXPECT_THAT(takeEvents(), IsEmpty());

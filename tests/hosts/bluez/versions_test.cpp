@@ -13,9 +13,9 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class Bluez582 : public BluezTest {
+class BluezVersionsTest : public BluezTest {
  protected:
-  Bluez582() { bluez.behaveAs(FakeBluez::Version::v5_82); }
+  BluezVersionsTest() { bluez.behaveAs(FakeBluez::Version::v5_82); }
 
   // Discovered, with a pending connection attempt that waits for the device.
   void requestSilentDevice() {
@@ -27,7 +27,7 @@ class Bluez582 : public BluezTest {
   }
 };
 
-TEST_F(Bluez582, ReportsOneLossWhenTheAdapterIsOffBeforeItsLinksEnd) {
+TEST_F(BluezVersionsTest, ReportsOneLossWhenTheAdapterIsOffBeforeItsLinksEnd) {
   bringUp();
   bluez.terminate();
   runUntil([this] { return session->central->state() == CBManagerState::unsupported; });
@@ -40,7 +40,7 @@ TEST_F(Bluez582, ReportsOneLossWhenTheAdapterIsOffBeforeItsLinksEnd) {
   runUntil([this] { return subscribedToAll(); });
 }
 
-TEST_F(Bluez582, RetriesAnUnansweredAttemptAtTheNextAdvertisement) {
+TEST_F(BluezVersionsTest, RetriesAnUnansweredAttemptAtTheNextAdvertisement) {
   requestSilentDevice();
   bluez.power("hci0", false);
   EXPECT_THAT(takeEvents(), ElementsAre("state 4"));
@@ -52,7 +52,7 @@ TEST_F(Bluez582, RetriesAnUnansweredAttemptAtTheNextAdvertisement) {
   EXPECT_EQ(bluez.calls("Connect"), 2);
 }
 
-TEST_F(Bluez582, RetriesARemovedDeviceAtItsNextAdvertisement) {
+TEST_F(BluezVersionsTest, RetriesARemovedDeviceAtItsNextAdvertisement) {
   requestSilentDevice();
   bluez.failConnect(strap);
   EXPECT_THAT(takeEvents(), IsEmpty());

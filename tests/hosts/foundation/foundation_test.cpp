@@ -14,7 +14,7 @@ using Zephly::hosts::Data;
 using Zephly::hosts::Error;
 using Zephly::hosts::oneLine;
 
-TEST(Data, CopiesNoMoreThanItHas) {
+TEST(DataTest, CopiesNoMoreThanItHas) {
   const auto data = Data::of({1, 2, 3});
   std::array<std::uint8_t, 5> buffer{9, 9, 9, 9, 9};
   data->getBytes(buffer.data(), buffer.size());
@@ -22,14 +22,14 @@ TEST(Data, CopiesNoMoreThanItHas) {
   EXPECT_EQ(buffer, (std::array<std::uint8_t, 5>{1, 2, 3, 9, 9}));
 }
 
-TEST(Data, CopiesNoMoreThanRequested) {
+TEST(DataTest, CopiesNoMoreThanRequested) {
   const auto data = Data::of({1, 2, 3});
   std::array<std::uint8_t, 3> buffer{9, 9, 9};
   data->getBytes(buffer.data(), 2);
   EXPECT_EQ(buffer, (std::array<std::uint8_t, 3>{1, 2, 9}));
 }
 
-TEST(Data, MayBeEmpty) {
+TEST(DataTest, MayBeEmpty) {
   const auto data = Data::of({});
   std::uint8_t byte = 9;
   data->getBytes(&byte, 1);
@@ -37,36 +37,36 @@ TEST(Data, MayBeEmpty) {
   EXPECT_EQ(byte, 9);
 }
 
-TEST(Error, IsItsText) {
+TEST(ErrorTest, IsItsText) {
   EXPECT_EQ(Error::of("The device is gone.")->localizedDescription(), "The device is gone.");
 }
 
-TEST(Error, IsOneLine) {
+TEST(ErrorTest, IsOneLine) {
   EXPECT_EQ(Error::of("Out of\r\nreach.\n")->localizedDescription(), "Out of reach.");
 }
 
-TEST(OneLine, LeavesOtherTextUnchanged) {
+TEST(OneLineTest, LeavesOtherTextUnchanged) {
   for (const char* text :
        {"", " two  blanks ", "Zürich, ł, А, €, 🫀", "\xC2", "\xE2\x80", "\xFF"}) {
     EXPECT_EQ(oneLine(text), text);
   }
 }
 
-TEST(OneLine, ReplacesARunOfControlCharactersByOneBlank) {
+TEST(OneLineTest, ReplacesARunOfControlCharactersByOneBlank) {
   EXPECT_EQ(oneLine("a\n\n\t\x1B\x7F\r\nb"), "a b");
   EXPECT_EQ(oneLine(std::string("a\0b", 3)), "a b");
 }
 
-TEST(OneLine, AddsNoSecondBlankBesideARun) {
+TEST(OneLineTest, AddsNoSecondBlankBesideARun) {
   EXPECT_EQ(oneLine("a \x1B[1mb\n c \n d"), "a [1mb c  d");
 }
 
-TEST(OneLine, RemovesControlCharactersAtTheEnds) {
+TEST(OneLineTest, RemovesControlCharactersAtTheEnds) {
   EXPECT_EQ(oneLine("\n\ta\n"), "a");
   EXPECT_EQ(oneLine("\n\u0085\u2028"), "");
 }
 
-TEST(OneLine, RecognisesEveryControlCharacterAndLineBreakOfUnicode) {
+TEST(OneLineTest, RecognisesEveryControlCharacterAndLineBreakOfUnicode) {
   for (unsigned code = 0; code <= 0xFF; ++code) {
     const std::string text = code < 0x80 ? std::string(1, static_cast<char>(code))
                                          : std::string{static_cast<char>(0xC0 | code >> 6),

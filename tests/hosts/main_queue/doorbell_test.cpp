@@ -20,12 +20,12 @@ bool readable(int descriptor, int milliseconds = 0) {
   return ::poll(&entry, 1, milliseconds) == 1;
 }
 
-TEST(Doorbell, IsInitiallySignalled) {
+TEST(DoorbellTest, IsInitiallySignalled) {
   const Doorbell bell;
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, StaysSignalledUntilSilenced) {
+TEST(DoorbellTest, StaysSignalledUntilSilenced) {
   Doorbell bell;
   EXPECT_TRUE(readable(bell.descriptor()));
   EXPECT_TRUE(readable(bell.descriptor()));
@@ -33,7 +33,7 @@ TEST(Doorbell, StaysSignalledUntilSilenced) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, CanBeSignalledAgainAfterSilencing) {
+TEST(DoorbellTest, CanBeSignalledAgainAfterSilencing) {
   Doorbell bell;
   for (int i = 0; i < 3; ++i) {
     bell.silence();
@@ -44,7 +44,7 @@ TEST(Doorbell, CanBeSignalledAgainAfterSilencing) {
   }
 }
 
-TEST(Doorbell, SilencingTwiceIsHarmless) {
+TEST(DoorbellTest, SilencingTwiceIsHarmless) {
   Doorbell bell;
   bell.silence();
   bell.silence();
@@ -52,7 +52,7 @@ TEST(Doorbell, SilencingTwiceIsHarmless) {
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, IsReadableFromItsDeadline) {
+TEST(DoorbellTest, IsReadableFromItsDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::now() + 1h);
@@ -62,14 +62,14 @@ TEST(Doorbell, IsReadableFromItsDeadline) {
   EXPECT_TRUE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, IsReadableImmediatelyAfterAPastDeadline) {
+TEST(DoorbellTest, IsReadableImmediatelyAfterAPastDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point{});
   EXPECT_TRUE(readable(bell.descriptor(), 60000));
 }
 
-TEST(Doorbell, IsSilentAgainWithoutADeadline) {
+TEST(DoorbellTest, IsSilentAgainWithoutADeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point{});
@@ -78,14 +78,14 @@ TEST(Doorbell, IsSilentAgainWithoutADeadline) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, AcceptsTheLatestPossibleDeadline) {
+TEST(DoorbellTest, AcceptsTheLatestPossibleDeadline) {
   Doorbell bell;
   bell.silence();
   bell.setDeadline(Clock::time_point::max());
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, FollowsAWatchedDescriptorLevelTriggered) {
+TEST(DoorbellTest, FollowsAWatchedDescriptorLevelTriggered) {
   const Pipe pipe;
   Doorbell bell;
   bell.silence();
@@ -98,7 +98,7 @@ TEST(Doorbell, FollowsAWatchedDescriptorLevelTriggered) {
   EXPECT_FALSE(readable(bell.descriptor()));
 }
 
-TEST(Doorbell, RefusesToWatchAClosedDescriptor) {
+TEST(DoorbellTest, RefusesToWatchAClosedDescriptor) {
   Doorbell bell;
   EXPECT_THROW(bell.watch(-1), std::system_error);
 }

@@ -24,7 +24,7 @@ using Zephly::main_queue::Watch;
 
 // Posts ---------------------------------------------------------------------------------------
 
-TEST(MainQueuePost, RunsInOrderAndNotInsideThePost) {
+TEST(MainQueuePostTest, RunsInOrderAndNotInsideThePost) {
   MainQueue queue;
   std::string order;
   for (const char letter : {'a', 'b', 'c'}) {
@@ -36,7 +36,7 @@ TEST(MainQueuePost, RunsInOrderAndNotInsideThePost) {
   EXPECT_EQ(queue.poll(), 0U);
 }
 
-TEST(MainQueuePost, FromACallbackWaitsForTheNextPoll) {
+TEST(MainQueuePostTest, FromACallbackWaitsForTheNextPoll) {
   MainQueue queue;
   int calls = 0;
   std::function<void()> again = [&] {
@@ -50,7 +50,7 @@ TEST(MainQueuePost, FromACallbackWaitsForTheNextPoll) {
   }
 }
 
-TEST(MainQueuePost, FromACallbackRunsBeforeALaterOneOfAnotherThread) {
+TEST(MainQueuePostTest, FromACallbackRunsBeforeALaterOneOfAnotherThread) {
   MainQueue queue;
   std::string order;
   queue.post([&] {
@@ -62,7 +62,7 @@ TEST(MainQueuePost, FromACallbackRunsBeforeALaterOneOfAnotherThread) {
   EXPECT_EQ(order, "12");
 }
 
-TEST(MainQueuePost, FromManyThreadsKeepsAllCallbacksAndEachThreadsOrder) {
+TEST(MainQueuePostTest, FromManyThreadsKeepsAllCallbacksAndEachThreadsOrder) {
   constexpr int threads = 4;
   constexpr int posts = 2000;
   MainQueue queue;
@@ -87,7 +87,7 @@ TEST(MainQueuePost, FromManyThreadsKeepsAllCallbacksAndEachThreadsOrder) {
   for (const auto& list : received) EXPECT_EQ(list, expected);
 }
 
-TEST(MainQueuePost, IsDroppedWithTheQueue) {
+TEST(MainQueuePostTest, IsDroppedWithTheQueue) {
   boost::asio::io_context context;
   bool called = false;
   const auto captured = std::make_shared<int>();
@@ -102,7 +102,7 @@ TEST(MainQueuePost, IsDroppedWithTheQueue) {
 
 // run, poll, stop -----------------------------------------------------------------------------
 
-TEST(MainQueueRun, RunsUntilStopAndCanRunAgain) {
+TEST(MainQueueRunTest, RunsUntilStopAndCanRunAgain) {
   MainQueue queue;
   for (int round = 0; round < 2; ++round) {
     const auto timer = queue.after(1ms, [&] { queue.stop(); });
@@ -110,7 +110,7 @@ TEST(MainQueueRun, RunsUntilStopAndCanRunAgain) {
   }
 }
 
-TEST(MainQueueRun, StopsAfterTheCallbackThatStops) {
+TEST(MainQueueRunTest, StopsAfterTheCallbackThatStops) {
   MainQueue queue;
   std::string order;
   queue.post([&] {
@@ -124,7 +124,7 @@ TEST(MainQueueRun, StopsAfterTheCallbackThatStops) {
   EXPECT_EQ(order, "ab");
 }
 
-TEST(MainQueueRun, AnEarlierStopEndsOnlyTheNextRun) {
+TEST(MainQueueRunTest, AnEarlierStopEndsOnlyTheNextRun) {
   MainQueue queue;
   bool called = false;
   queue.post([&] {
@@ -138,21 +138,21 @@ TEST(MainQueueRun, AnEarlierStopEndsOnlyTheNextRun) {
   EXPECT_TRUE(called);
 }
 
-TEST(MainQueueRun, IsStoppedFromAnotherThreadByAPost) {
+TEST(MainQueueRunTest, IsStoppedFromAnotherThreadByAPost) {
   MainQueue queue;
   std::thread other([&] { queue.post([&] { queue.stop(); }); });
   EXPECT_EQ(queue.run(), 1U);
   other.join();
 }
 
-TEST(MainQueuePoll, DoesNotWait) {
+TEST(MainQueuePollTest, DoesNotWait) {
   MainQueue queue;
   const auto timer = queue.after(1h, [] { FAIL(); });
   EXPECT_EQ(queue.poll(), 0U);
   EXPECT_TRUE(timer.active());
 }
 
-TEST(MainQueuePoll, ContinuesAfterAStop) {
+TEST(MainQueuePollTest, ContinuesAfterAStop) {
   MainQueue queue;
   int calls = 0;
   queue.post([&] {
@@ -166,7 +166,7 @@ TEST(MainQueuePoll, ContinuesAfterAStop) {
 
 // Exceptions ----------------------------------------------------------------------------------
 
-TEST(MainQueueException, LeavesRunAndTheQueueContinues) {
+TEST(MainQueueExceptionTest, LeavesRunAndTheQueueContinues) {
   MainQueue queue;
   std::string order;
   queue.post([] { throw std::runtime_error("first"); });
@@ -182,7 +182,7 @@ TEST(MainQueueException, LeavesRunAndTheQueueContinues) {
   EXPECT_EQ(order, "second");
 }
 
-TEST(MainQueueException, LeavesPollWithoutLosingDeferredCallbacks) {
+TEST(MainQueueExceptionTest, LeavesPollWithoutLosingDeferredCallbacks) {
   MainQueue queue;
   std::string order;
   queue.post([&] {
@@ -194,7 +194,7 @@ TEST(MainQueueException, LeavesPollWithoutLosingDeferredCallbacks) {
   EXPECT_EQ(order, "deferred");
 }
 
-TEST(MainQueueException, OfATimerConsumesTheTimer) {
+TEST(MainQueueExceptionTest, OfATimerConsumesTheTimer) {
   MainQueue queue;
   const auto timer = queue.after(0ns, [] { throw std::runtime_error("timer"); });
   EXPECT_THROW(queue.run(), std::runtime_error);
@@ -202,7 +202,7 @@ TEST(MainQueueException, OfATimerConsumesTheTimer) {
   EXPECT_EQ(queue.poll(), 0U);
 }
 
-TEST(MainQueueException, KeepsWatchesAndSignalHandlers) {
+TEST(MainQueueExceptionTest, KeepsWatchesAndSignalHandlers) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [&] {
@@ -218,7 +218,7 @@ TEST(MainQueueException, KeepsWatchesAndSignalHandlers) {
   }
 }
 
-TEST(MainQueueException, AfterAStopDoesNotStopTheNextRun) {
+TEST(MainQueueExceptionTest, AfterAStopDoesNotStopTheNextRun) {
   MainQueue queue;
   queue.post([&] {
     queue.stop();

@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using Zephly::main_queue::MainQueue;
 
-TEST(MainQueueSignal, IsCalledOnTheQueueWithTheNumber) {
+TEST(MainQueueSignalTest, IsCalledOnTheQueueWithTheNumber) {
   MainQueue queue;
   std::vector<int> signals;
   const auto handler = queue.onSignal({SIGUSR1, SIGUSR2}, [&](int signal) {
@@ -30,7 +30,7 @@ TEST(MainQueueSignal, IsCalledOnTheQueueWithTheNumber) {
   EXPECT_EQ(signals, (std::vector<int>{SIGUSR1, SIGUSR2, SIGUSR1}));
 }
 
-TEST(MainQueueSignal, InterruptionsDoNotDisturbRun) {
+TEST(MainQueueSignalTest, InterruptionsDoNotDisturbRun) {
   MainQueue queue;
   int alarms = 0;
   const auto handler = queue.onSignal({SIGALRM}, [&](int) {
@@ -58,7 +58,7 @@ TEST(MainQueueSignalDeathTest, RestoresTheDefaultActionWhenCancelled) {
       testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST(MainQueueSignal, RefusesASignalThatCannotBeCaught) {
+TEST(MainQueueSignalTest, RefusesASignalThatCannotBeCaught) {
   MainQueue queue;
   EXPECT_THROW((void)queue.onSignal({SIGKILL}, [](int) {}), std::system_error);
 }

@@ -20,7 +20,7 @@ using Zephly::main_queue::Interest;
 using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Timer;
 
-TEST(ThreeWays, RunsAlone) {
+TEST(MainQueueThreeWaysTest, RunsAlone) {
   MainQueue queue;
   std::string order;
   auto quit = queue.onSignal({SIGINT, SIGTERM}, [&](int) {
@@ -35,7 +35,7 @@ TEST(ThreeWays, RunsAlone) {
   EXPECT_EQ(order, "tick quit");
 }
 
-TEST(ThreeWays, RunsOnTheApplicationsContext) {
+TEST(MainQueueThreeWaysTest, RunsOnTheApplicationsContext) {
   boost::asio::io_context context;
   MainQueue queue(context);
   EXPECT_EQ(&queue.context(), &context);
@@ -47,7 +47,7 @@ TEST(ThreeWays, RunsOnTheApplicationsContext) {
   EXPECT_EQ(order, "application queue tick");
 }
 
-TEST(ThreeWays, RunsTheApplicationsContext) {
+TEST(MainQueueThreeWaysTest, RunsTheApplicationsContext) {
   boost::asio::io_context context;
   context.run();  // without work it stops
   ASSERT_TRUE(context.stopped());
@@ -59,7 +59,7 @@ TEST(ThreeWays, RunsTheApplicationsContext) {
 
 // Inside another event loop -----------------------------------------------------------------------
 
-class InsideAnotherLoop : public testing::Test {
+class MainQueueInsideAnotherLoopTest : public testing::Test {
  protected:
   // Waits up to a minute: true as soon as the descriptor is readable.
   bool wanted(int milliseconds = 60000) {
@@ -75,7 +75,7 @@ class InsideAnotherLoop : public testing::Test {
   MainQueue queue;
 };
 
-TEST_F(InsideAnotherLoop, RunsEverythingThroughOneDescriptor) {
+TEST_F(MainQueueInsideAnotherLoopTest, RunsEverythingThroughOneDescriptor) {
   const Pipe pipe;
   bool done = false;
   std::string order;
@@ -100,18 +100,18 @@ TEST_F(InsideAnotherLoop, RunsEverythingThroughOneDescriptor) {
   EXPECT_EQ(order, "tick read done");
 }
 
-TEST_F(InsideAnotherLoop, IsTheSameDescriptorAtEachCall) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsTheSameDescriptorAtEachCall) {
   EXPECT_EQ(queue.descriptor(), queue.descriptor());
 }
 
-TEST_F(InsideAnotherLoop, IsNotReadableWhenIdle) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsNotReadableWhenIdle) {
   settle();
   EXPECT_FALSE(wantedNow());
   const auto later = queue.after(1h, [] {});
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, IsReadableAfterAnEarlierPost) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsReadableAfterAnEarlierPost) {
   bool called = false;
   queue.post([&] { called = true; });
   ASSERT_TRUE(wanted());
@@ -120,7 +120,7 @@ TEST_F(InsideAnotherLoop, IsReadableAfterAnEarlierPost) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, IsWokenByAPostOfAnotherThread) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsWokenByAPostOfAnotherThread) {
   settle();
   bool called = false;
   std::thread other([&] { queue.post([&] { called = true; }); });
@@ -130,7 +130,7 @@ TEST_F(InsideAnotherLoop, IsWokenByAPostOfAnotherThread) {
   EXPECT_TRUE(called);
 }
 
-TEST_F(InsideAnotherLoop, LosesNoPostWhilePolling) {
+TEST_F(MainQueueInsideAnotherLoopTest, LosesNoPostWhilePolling) {
   constexpr int posts = 20000;
   int received = 0;
   std::thread other([&] {
@@ -144,7 +144,7 @@ TEST_F(InsideAnotherLoop, LosesNoPostWhilePolling) {
   EXPECT_EQ(received, posts);
 }
 
-TEST_F(InsideAnotherLoop, IsWokenByTimersSetBeforeOrAfter) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsWokenByTimersSetBeforeOrAfter) {
   int calls = 0;
   const auto before = queue.after(1ms, [&] { ++calls; });
   settle();
@@ -157,7 +157,7 @@ TEST_F(InsideAnotherLoop, IsWokenByTimersSetBeforeOrAfter) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, FollowsTheEarliestTimer) {
+TEST_F(MainQueueInsideAnotherLoopTest, FollowsTheEarliestTimer) {
   settle();
   std::string order;
   const auto late = queue.after(1h, [] { FAIL(); });
@@ -173,7 +173,7 @@ TEST_F(InsideAnotherLoop, FollowsTheEarliestTimer) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, IsSilentAfterTheLastTimerIsCancelled) {
+TEST_F(MainQueueInsideAnotherLoopTest, IsSilentAfterTheLastTimerIsCancelled) {
   settle();
   auto timer = queue.after(0ns, [] { FAIL(); });
   ASSERT_TRUE(wanted());
@@ -182,7 +182,7 @@ TEST_F(InsideAnotherLoop, IsSilentAfterTheLastTimerIsCancelled) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, StaysReadableWhileAWatchedDescriptorIsReady) {
+TEST_F(MainQueueInsideAnotherLoopTest, StaysReadableWhileAWatchedDescriptorIsReady) {
   const Pipe pipe;
   int calls = 0;
   const auto before = queue.watch(pipe.reading(), Interest::read, [&] { ++calls; });
@@ -197,7 +197,7 @@ TEST_F(InsideAnotherLoop, StaysReadableWhileAWatchedDescriptorIsReady) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, FollowsNewWatchesAndForgetsEndedOnes) {
+TEST_F(MainQueueInsideAnotherLoopTest, FollowsNewWatchesAndForgetsEndedOnes) {
   settle();
   const Pipe pipe;
   pipe.put('x');
@@ -209,7 +209,7 @@ TEST_F(InsideAnotherLoop, FollowsNewWatchesAndForgetsEndedOnes) {
   EXPECT_FALSE(wantedNow());
 }
 
-TEST_F(InsideAnotherLoop, StaysReadableAfterAPollThatThrows) {
+TEST_F(MainQueueInsideAnotherLoopTest, StaysReadableAfterAPollThatThrows) {
   settle();
   queue.post([] { throw std::runtime_error("first"); });
   bool called = false;

@@ -16,7 +16,7 @@ using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Timer;
 using Clock = std::chrono::steady_clock;
 
-TEST(MainQueueTimer, FiresOnceAndNotBeforeItsTime) {
+TEST(MainQueueTimerTest, FiresOnceAndNotBeforeItsTime) {
   MainQueue queue;
   const auto start = Clock::now();
   int calls = 0;
@@ -31,7 +31,7 @@ TEST(MainQueueTimer, FiresOnceAndNotBeforeItsTime) {
   EXPECT_FALSE(timer.active());
 }
 
-TEST(MainQueueTimer, FireInTheOrderOfTheirTimes) {
+TEST(MainQueueTimerTest, FireInTheOrderOfTheirTimes) {
   MainQueue queue;
   std::string order;
   const auto last = queue.after(6ms, [&] {
@@ -44,7 +44,7 @@ TEST(MainQueueTimer, FireInTheOrderOfTheirTimes) {
   EXPECT_EQ(order, "abc");
 }
 
-TEST(MainQueueTimer, ZeroAndNegativeDelaysFireOnTheQueue) {
+TEST(MainQueueTimerTest, ZeroAndNegativeDelaysFireOnTheQueue) {
   MainQueue queue;
   int calls = 0;
   const auto zero = queue.after(0ns, [&] { ++calls; });
@@ -57,14 +57,14 @@ TEST(MainQueueTimer, ZeroAndNegativeDelaysFireOnTheQueue) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(MainQueueTimer, AcceptsTheLongestDelay) {
+TEST(MainQueueTimerTest, AcceptsTheLongestDelay) {
   MainQueue queue;
   const auto timer = queue.after(std::chrono::nanoseconds::max(), [] { FAIL(); });
   EXPECT_EQ(queue.poll(), 0U);
   EXPECT_TRUE(timer.active());
 }
 
-TEST(MainQueueTimer, DestroyingTheHandleCancels) {
+TEST(MainQueueTimerTest, DestroyingTheHandleCancels) {
   MainQueue queue;
   const auto captured = std::make_shared<int>();
   {
@@ -75,7 +75,7 @@ TEST(MainQueueTimer, DestroyingTheHandleCancels) {
   queue.run();
 }
 
-TEST(MainQueueTimer, RepeatedCancelAndCancelOfAnEmptyHandleDoNothing) {
+TEST(MainQueueTimerTest, RepeatedCancelAndCancelOfAnEmptyHandleDoNothing) {
   MainQueue queue;
   Timer timer = queue.after(0ns, [] { FAIL(); });
   timer.cancel();
@@ -85,7 +85,7 @@ TEST(MainQueueTimer, RepeatedCancelAndCancelOfAnEmptyHandleDoNothing) {
   EXPECT_FALSE(Timer().active());
 }
 
-TEST(MainQueueTimer, CanBeCancelledByACallbackOfTheSameTurn) {
+TEST(MainQueueTimerTest, CanBeCancelledByACallbackOfTheSameTurn) {
   MainQueue queue;
   Timer first;
   Timer second;
@@ -103,7 +103,7 @@ TEST(MainQueueTimer, CanBeCancelledByACallbackOfTheSameTurn) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(MainQueueTimer, CanReplaceItselfFromItsOwnCallback) {
+TEST(MainQueueTimerTest, CanReplaceItselfFromItsOwnCallback) {
   MainQueue queue;
   int calls = 0;
   Timer timer;
@@ -119,7 +119,7 @@ TEST(MainQueueTimer, CanReplaceItselfFromItsOwnCallback) {
   EXPECT_EQ(calls, 3);
 }
 
-TEST(MainQueueTimer, MovedHandlesKeepTheTimer) {
+TEST(MainQueueTimerTest, MovedHandlesKeepTheTimer) {
   MainQueue queue;
   bool called = false;
   Timer first = queue.after(0ns, [&] {
@@ -131,7 +131,7 @@ TEST(MainQueueTimer, MovedHandlesKeepTheTimer) {
   EXPECT_TRUE(called);
 }
 
-TEST(MainQueueTimer, AHandleMayOutliveTheQueue) {
+TEST(MainQueueTimerTest, AHandleMayOutliveTheQueue) {
   Timer timer;
   const auto captured = std::make_shared<int>();
   {
@@ -143,7 +143,7 @@ TEST(MainQueueTimer, AHandleMayOutliveTheQueue) {
   timer.cancel();
 }
 
-TEST(MainQueueTimer, IsDestroyedWithTheQueueOnTheApplicationsContext) {
+TEST(MainQueueTimerTest, IsDestroyedWithTheQueueOnTheApplicationsContext) {
   boost::asio::io_context context;
   Timer timer;
   {

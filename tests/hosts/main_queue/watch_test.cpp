@@ -16,7 +16,7 @@ using Zephly::main_queue::Interest;
 using Zephly::main_queue::MainQueue;
 using Zephly::main_queue::Watch;
 
-TEST(MainQueueWatch, CallsWhileTheDescriptorIsReadable) {
+TEST(MainQueueWatchTest, CallsWhileTheDescriptorIsReadable) {
   const Pipe pipe;
   MainQueue queue;
   std::string read;
@@ -30,7 +30,7 @@ TEST(MainQueueWatch, CallsWhileTheDescriptorIsReadable) {
   EXPECT_EQ(read, "ab");
 }
 
-TEST(MainQueueWatch, ACallbackThatReadsNothingIsRepeatedInTheNextPoll) {
+TEST(MainQueueWatchTest, ACallbackThatReadsNothingIsRepeatedInTheNextPoll) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [] {});
@@ -39,7 +39,7 @@ TEST(MainQueueWatch, ACallbackThatReadsNothingIsRepeatedInTheNextPoll) {
   EXPECT_EQ(queue.poll(), 1U);
 }
 
-TEST(MainQueueWatch, WorksInRunToo) {
+TEST(MainQueueWatchTest, WorksInRunToo) {
   const Pipe pipe;
   MainQueue queue;
   std::string read;
@@ -52,7 +52,7 @@ TEST(MainQueueWatch, WorksInRunToo) {
   EXPECT_EQ(read, "xyz");
 }
 
-TEST(MainQueueWatch, OfTwoWatchesOfOneDescriptorTheSecondIsNotCalledForReadData) {
+TEST(MainQueueWatchTest, OfTwoWatchesOfOneDescriptorTheSecondIsNotCalledForReadData) {
   const Pipe pipe;  // blocking: a call too many would never return
   MainQueue queue;
   std::string read;
@@ -64,7 +64,7 @@ TEST(MainQueueWatch, OfTwoWatchesOfOneDescriptorTheSecondIsNotCalledForReadData)
   EXPECT_EQ(read, "a");
 }
 
-TEST(MainQueueWatch, WaitsForWriting) {
+TEST(MainQueueWatchTest, WaitsForWriting) {
   const Pipe pipe;
   MainQueue queue;
   int calls = 0;
@@ -74,7 +74,7 @@ TEST(MainQueueWatch, WaitsForWriting) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(MainQueueWatch, ReportsAHangUp) {
+TEST(MainQueueWatchTest, ReportsAHangUp) {
   auto pipe = std::make_unique<Pipe>();
   const int reading = ::dup(pipe->reading());
   const Zephly::main_queue::FileDescriptor owner(reading);
@@ -86,7 +86,7 @@ TEST(MainQueueWatch, ReportsAHangUp) {
   EXPECT_EQ(queue.poll(), 1U);
 }
 
-TEST(MainQueueWatch, DoesNotMakeTheDescriptorNonBlocking) {
+TEST(MainQueueWatchTest, DoesNotMakeTheDescriptorNonBlocking) {
   const Pipe pipe;
   MainQueue queue;
   const Watch watch = queue.watch(pipe.reading(), Interest::read, [&] { pipe.take(); });
@@ -95,7 +95,7 @@ TEST(MainQueueWatch, DoesNotMakeTheDescriptorNonBlocking) {
   EXPECT_EQ(::fcntl(pipe.reading(), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(MainQueueWatch, EndsWithItsHandleAlsoDuringItsCallback) {
+TEST(MainQueueWatchTest, EndsWithItsHandleAlsoDuringItsCallback) {
   const Pipe pipe;
   MainQueue queue;
   int calls = 0;
@@ -113,7 +113,7 @@ TEST(MainQueueWatch, EndsWithItsHandleAlsoDuringItsCallback) {
   EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST(MainQueueWatch, RefusesDescriptorsThatCannotBeWatched) {
+TEST(MainQueueWatchTest, RefusesDescriptorsThatCannotBeWatched) {
   MainQueue queue;
   EXPECT_THROW((void)queue.watch(-1, Interest::read, [] {}), std::system_error);
   const Zephly::main_queue::FileDescriptor file(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));

@@ -70,15 +70,16 @@ TEST(SameSessionTest, ReplaysTheMotionTraceCharacterByCharacter) {
   EXPECT_EQ(again.received.lines, world.received().lines);
 }
 
-class SameSessionAtSpeed : public testing::TestWithParam<double> {};
+class SameSessionAtSpeedTest : public testing::TestWithParam<double> {};
 
-TEST_P(SameSessionAtSpeed, GivesTheSame) {
+TEST_P(SameSessionAtSpeedTest, GivesTheSame) {
   LiveWorld world({.seed = 9});
   world.scheduler.advance(GetParam() < 100 ? 1s : 32s);
   expectSame(world, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(SameSessionTest, SameSessionAtSpeed, testing::Values(1, 7.5, 400, 1e9));
+INSTANTIATE_TEST_SUITE_P(SameSessionTest, SameSessionAtSpeedTest,
+                         testing::Values(1, 7.5, 400, 1e9));
 
 // Contact is lost for 30 s of a session in which the processor clock jumps: both reset timers fire.
 std::vector<capture::Record> sessionWithResets(ReceivedSession& received) {

@@ -151,7 +151,7 @@ class World {
   std::vector<std::uint32_t> accepted_;
 };
 
-TEST(Contract, HoldsForRandomSequences) {
+TEST(ContractTest, HoldsForRandomSequences) {
   std::size_t values = 0;
   int connections = 0;
   for (unsigned seed = 1; seed <= 200 && !testing::Test::HasFailure(); ++seed) {

@@ -31,7 +31,7 @@ class RadioTest : public testing::Test {
   Radio radio{scheduler};
 };
 
-TEST(Radio, IsTheCurrentHostDuringItsLifetime) {
+TEST(RadioLifetimeTest, IsTheCurrentHostDuringItsLifetime) {
   Scheduler scheduler;
   EXPECT_EQ(Zephly::Host::current(), nullptr);
   {
@@ -50,7 +50,7 @@ TEST_F(RadioTest, ReportsTheStateOnceAfterTheCreation) {
   EXPECT_EQ(session.central->state(), CBManagerState::poweredOn);
 }
 
-TEST(Radio, StartsInAnyState) {
+TEST(RadioLifetimeTest, StartsInAnyState) {
   for (const auto state : {CBManagerState::unsupported, CBManagerState::unauthorized,
                            CBManagerState::poweredOff, CBManagerState::resetting}) {
     Scheduler scheduler;
@@ -267,7 +267,7 @@ TEST_F(RadioTest, SkipsADestroyedPeripheralDelegateAndUsesItsSuccessor) {
   EXPECT_THAT(session.recorder->take(), IsEmpty());
 }
 
-TEST(Radio, ACentralThatOutlivesItIsInert) {
+TEST(RadioLifetimeTest, ACentralThatOutlivesItIsInert) {
   Scheduler scheduler;
   auto radio = std::make_unique<Radio>(scheduler);
   Device& device = radio->addDevice({.name = "Zephly", .services = {{serviceA, {{battery}}}}});
@@ -289,7 +289,7 @@ TEST(Radio, ACentralThatOutlivesItIsInert) {
   EXPECT_EQ(session.recorder->peripheral_->services(), std::nullopt);
 }
 
-TEST(Radio, MayBeDestroyedDuringAConnectionAttempt) {
+TEST(RadioLifetimeTest, MayBeDestroyedDuringAConnectionAttempt) {
   Scheduler scheduler;
   auto radio = std::make_unique<Radio>(scheduler);
   radio->addDevice({.name = "Zephly", .connect = ConnectBehaviour::succeeds(1s)});

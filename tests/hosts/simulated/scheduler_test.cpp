@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 using Zephly::simulated::Scheduler;
 using Zephly::simulated::Time;
 
-TEST(Scheduler, AdvancesOnlyByStepping) {
+TEST(SchedulerTest, AdvancesOnlyByStepping) {
   Scheduler scheduler;
   bool called = false;
   scheduler.after(0s, [&] { called = true; });
@@ -26,7 +26,7 @@ TEST(Scheduler, AdvancesOnlyByStepping) {
   EXPECT_EQ(scheduler.now(), 0s);
 }
 
-TEST(Scheduler, RunsEventsInOrderOfTimeThenOfScheduling) {
+TEST(SchedulerTest, RunsEventsInOrderOfTimeThenOfScheduling) {
   Scheduler scheduler;
   std::string order;
   scheduler.at(2s, [&] { order += "c"; });
@@ -37,7 +37,7 @@ TEST(Scheduler, RunsEventsInOrderOfTimeThenOfScheduling) {
   EXPECT_EQ(order, "abcd");
 }
 
-TEST(Scheduler, NowIsTheTimeOfTheEvent) {
+TEST(SchedulerTest, NowIsTheTimeOfTheEvent) {
   Scheduler scheduler;
   std::vector<Time> times;
   for (const Time time : {3s, 1s, 2s}) {
@@ -48,7 +48,7 @@ TEST(Scheduler, NowIsTheTimeOfTheEvent) {
   EXPECT_EQ(scheduler.now(), 10s);
 }
 
-TEST(Scheduler, RunsEventsUpToTheEndOfTheStepInclusive) {
+TEST(SchedulerTest, RunsEventsUpToTheEndOfTheStepInclusive) {
   Scheduler scheduler;
   int calls = 0;
   scheduler.at(1s, [&] { ++calls; });
@@ -59,7 +59,7 @@ TEST(Scheduler, RunsEventsUpToTheEndOfTheStepInclusive) {
   EXPECT_EQ(scheduler.pending(), 1U);
 }
 
-TEST(Scheduler, RunsEventsThatEventsSchedule) {
+TEST(SchedulerTest, RunsEventsThatEventsSchedule) {
   Scheduler scheduler;
   std::vector<Time> times;
   std::function<void()> tick = [&] {
@@ -71,7 +71,7 @@ TEST(Scheduler, RunsEventsThatEventsSchedule) {
   EXPECT_EQ(times, (std::vector<Time>{1s, 2s, 3s}));
 }
 
-TEST(Scheduler, RunsPastEventsNow) {
+TEST(SchedulerTest, RunsPastEventsNow) {
   Scheduler scheduler;
   scheduler.advance(5s);
   std::vector<Time> times;
@@ -81,7 +81,7 @@ TEST(Scheduler, RunsPastEventsNow) {
   EXPECT_EQ(times, (std::vector<Time>{5s, 5s}));
 }
 
-TEST(Scheduler, CancelsOnce) {
+TEST(SchedulerTest, CancelsOnce) {
   Scheduler scheduler;
   const auto id = scheduler.after(1s, [] { FAIL(); });
   EXPECT_TRUE(scheduler.cancel(id));
@@ -90,7 +90,7 @@ TEST(Scheduler, CancelsOnce) {
   scheduler.advance(2s);
 }
 
-TEST(Scheduler, AnEventThatRanCannotBeCancelled) {
+TEST(SchedulerTest, AnEventThatRanCannotBeCancelled) {
   Scheduler scheduler;
   Scheduler::EventId id;
   bool cancelled = true;
@@ -100,7 +100,7 @@ TEST(Scheduler, AnEventThatRanCannotBeCancelled) {
   EXPECT_FALSE(scheduler.cancel(id));
 }
 
-TEST(Scheduler, AnEventCancelsAnotherOfTheSameTime) {
+TEST(SchedulerTest, AnEventCancelsAnotherOfTheSameTime) {
   Scheduler scheduler;
   Scheduler::EventId second;
   scheduler.at(1s, [&] { scheduler.cancel(second); });
@@ -108,7 +108,7 @@ TEST(Scheduler, AnEventCancelsAnotherOfTheSameTime) {
   scheduler.advance(1s);
 }
 
-TEST(Scheduler, DoesNotStepBackwards) {
+TEST(SchedulerTest, DoesNotStepBackwards) {
   Scheduler scheduler;
   scheduler.advance(2s);
   EXPECT_THROW(scheduler.advance(-1ns), std::invalid_argument);
@@ -116,14 +116,14 @@ TEST(Scheduler, DoesNotStepBackwards) {
   EXPECT_EQ(scheduler.now(), 2s);
 }
 
-TEST(Scheduler, RefusesToStepWithinAnEvent) {
+TEST(SchedulerTest, RefusesToStepWithinAnEvent) {
   Scheduler scheduler;
   scheduler.after(1s, [&] { EXPECT_THROW(scheduler.advance(1s), std::logic_error); });
   scheduler.advance(1s);
   EXPECT_EQ(scheduler.now(), 1s);
 }
 
-TEST(Scheduler, AnExceptionConsumesOnlyItsEvent) {
+TEST(SchedulerTest, AnExceptionConsumesOnlyItsEvent) {
   Scheduler scheduler;
   int calls = 0;
   scheduler.at(1s, [] { throw std::runtime_error("out"); });
@@ -134,7 +134,7 @@ TEST(Scheduler, AnExceptionConsumesOnlyItsEvent) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(Scheduler, RunNextRunsOneEventWithinTheLimit) {
+TEST(SchedulerTest, RunNextRunsOneEventWithinTheLimit) {
   Scheduler scheduler;
   std::string order;
   scheduler.at(1s, [&] { order += "a"; });
@@ -145,7 +145,7 @@ TEST(Scheduler, RunNextRunsOneEventWithinTheLimit) {
   EXPECT_EQ(scheduler.now(), 1s);
 }
 
-TEST(Scheduler, FarAwayDoesNotOverflow) {
+TEST(SchedulerTest, FarAwayDoesNotOverflow) {
   Scheduler scheduler;
   scheduler.advance(1s);
   scheduler.after(Time::max(), [] {});
@@ -153,7 +153,7 @@ TEST(Scheduler, FarAwayDoesNotOverflow) {
 }
 
 // Compared with a list that is searched linearly for every step.
-TEST(Scheduler, RandomSequencesMatchASortedList) {
+TEST(SchedulerTest, RandomSequencesMatchASortedList) {
   std::mt19937 random(7);
   for (int round = 0; round < 50; ++round) {
     Scheduler scheduler;

@@ -22,7 +22,7 @@ void runFor(MainQueue& queue, const SimulatedStrap& strap, Zephly::StrapTime tim
   while (strap.device().strapTime() < time) queue.poll();
 }
 
-TEST(SimulatedStrap, IsFoundAndSubscribedTo) {
+TEST(SimulatedStrapTest, IsFoundAndSubscribedTo) {
   MainQueue queue;
   const SimulatedStrap strap(queue, {}, 2000);
   const Session session;
@@ -31,7 +31,7 @@ TEST(SimulatedStrap, IsFoundAndSubscribedTo) {
   EXPECT_GT(strap.device().counts(Zephly::Stream::ecg).samplesSent, 9U * 500);
 }
 
-TEST(SimulatedStrap, LosesItsLinkAsPlanned) {
+TEST(SimulatedStrapTest, LosesItsLinkAsPlanned) {
   MainQueue queue;
   const SimulatedStrap strap(queue, {}, 2000);
   const Session session;
@@ -40,7 +40,7 @@ TEST(SimulatedStrap, LosesItsLinkAsPlanned) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "connected"), 4);
 }
 
-TEST(SimulatedStrap, RefusesAnImpossibleSpeed) {
+TEST(SimulatedStrapTest, RefusesAnImpossibleSpeed) {
   MainQueue queue;
   EXPECT_THROW(SimulatedStrap(queue, {}, 0), std::invalid_argument);
 }

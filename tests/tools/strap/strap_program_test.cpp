@@ -46,9 +46,9 @@ struct BadStrapOption {
 
 void PrintTo(const BadStrapOption& option, std::ostream* stream) { *stream << option.name; }
 
-class BadStrapOptions : public testing::TestWithParam<BadStrapOption> {};
+class StrapProgramBadOptionsTest : public testing::TestWithParam<BadStrapOption> {};
 
-TEST_P(BadStrapOptions, AreOneLineAndExitCode2) {
+TEST_P(StrapProgramBadOptionsTest, AreOneLineAndExitCode2) {
   const Finished run = runProgram(strap(GetParam().arguments));
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.output, IsEmpty());
@@ -57,7 +57,7 @@ TEST_P(BadStrapOptions, AreOneLineAndExitCode2) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    StrapProgram, BadStrapOptions,
+    StrapProgram, StrapProgramBadOptionsTest,
     testing::Values(
         BadStrapOption{"Unknown", {"--loud"}, "not expected: --loud"},
         BadStrapOption{"ExtraArgument", {"extra"}, "not expected: extra"},
@@ -134,9 +134,9 @@ TEST(StrapProgramTest, EndsWithASignalWhileItWaitsForTheService) {
 }
 
 // The program with a client that has subscribed to everything.
-class StrapOnTheAir : public testing::Test {
+class StrapProgramOnTheAirTest : public testing::Test {
  protected:
-  StrapOnTheAir() {
+  StrapProgramOnTheAirTest() {
     bus.start();
     bluetoothd.addAdapter();
     bluetoothd.start();
@@ -198,7 +198,7 @@ std::vector<std::string> framesOf(const Finished& run) {
   return frames;
 }
 
-TEST_F(StrapOnTheAir, EveryPrintedFrameArrivesInOrder) {
+TEST_F(StrapProgramOnTheAirTest, EveryPrintedFrameArrivesInOrder) {
   Process process({"strap", "--bus", bus.address(), "--frames", "--seed", "7"});
   subscribeToAll();
   until([this] { return received.size() > 200; });
@@ -224,7 +224,7 @@ TEST_F(StrapOnTheAir, EveryPrintedFrameArrivesInOrder) {
                            "connections 0, link losses 0"));
 }
 
-TEST_F(StrapOnTheAir, LosesItsLinkAtTheGivenTimesAndAdvertisesAgain) {
+TEST_F(StrapProgramOnTheAirTest, LosesItsLinkAtTheGivenTimesAndAdvertisesAgain) {
   bluetoothd.connect();
   Process process({"strap", "--bus", bus.address(), "--lose-link-at", "0.5", "--absence", "0.1",
                    "--name", "Zephly 2"});
@@ -241,7 +241,7 @@ TEST_F(StrapOnTheAir, LosesItsLinkAtTheGivenTimesAndAdvertisesAgain) {
   EXPECT_THAT(run.outputLines().back(), HasSubstr("connections 1, link losses 1"));
 }
 
-TEST_F(StrapOnTheAir, LosesItsLinkOnASignal) {
+TEST_F(StrapProgramOnTheAirTest, LosesItsLinkOnASignal) {
   bluetoothd.connect();
   Process process({"strap", "--bus", bus.address(), "--duration", "60"});
   until([this] { return bluetoothd.calls("RegisterAdvertisement") == 1; });
@@ -255,7 +255,7 @@ TEST_F(StrapOnTheAir, LosesItsLinkOnASignal) {
   EXPECT_THAT(run.outputLines().back(), HasSubstr("link losses 1"));
 }
 
-TEST_F(StrapOnTheAir, EndsAfterItsDuration) {
+TEST_F(StrapProgramOnTheAirTest, EndsAfterItsDuration) {
   Process process({"strap", "--bus", bus.address(), "--duration", "0.3"});
   until([&] { return process.hasWritten("end after "); });
   const Finished run = process.finish();

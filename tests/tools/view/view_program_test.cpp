@@ -100,9 +100,9 @@ struct BadOption {
 
 void PrintTo(const BadOption& option, std::ostream* stream) { *stream << option.name; }
 
-class BadViewOptions : public testing::TestWithParam<BadOption> {};
+class ViewProgramBadOptionsTest : public testing::TestWithParam<BadOption> {};
 
-TEST_P(BadViewOptions, AreOneLineAndExitCode2) {
+TEST_P(ViewProgramBadOptionsTest, AreOneLineAndExitCode2) {
   const Finished run = runProgram(GetParam().arguments);
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.output, IsEmpty());
@@ -116,7 +116,7 @@ Arguments brief(Arguments more) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    View, BadViewOptions,
+    View, ViewProgramBadOptionsTest,
     testing::Values(
         BadOption{"PortTooLarge", brief({"--port", "65536"}), "a number from 0 to 65535"},
         BadOption{"PortNegative", brief({"--port=-1"}), "a number from 0 to 65535"},
@@ -223,12 +223,12 @@ TEST(ViewProgramTest, ContinuesWhenItsReaderCloses) {
 }
 
 // A folder with an xdg-open controlled by the test.
-class OpenTest : public testing::Test {
+class ViewProgramOpenTest : public testing::Test {
  public:
-  ~OpenTest() override { std::filesystem::remove_all(folder_); }
+  ~ViewProgramOpenTest() override { std::filesystem::remove_all(folder_); }
 
  protected:
-  OpenTest()
+  ViewProgramOpenTest()
       : folder_(std::filesystem::path(testing::TempDir()) /
                 ("view-open-" + std::to_string(::getpid()))) {
     std::filesystem::create_directories(folder_);
@@ -247,7 +247,7 @@ class OpenTest : public testing::Test {
   std::filesystem::path folder_;
 };
 
-TEST_F(OpenTest, OpensTheAddressInTheBrowser) {
+TEST_F(ViewProgramOpenTest, OpensTheAddressInTheBrowser) {
   provide("echo \"$1\" >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exit 3");
   Process process(view({"--port", "0", "--open"}), Process::Output::pipe, path());
@@ -258,14 +258,14 @@ TEST_F(OpenTest, OpensTheAddressInTheBrowser) {
   EXPECT_EQ("Live page: " + address, linesOf(process.outputSoFar()).front());
 }
 
-TEST_F(OpenTest, ReportsAMissingXdgOpen) {
+TEST_F(ViewProgramOpenTest, ReportsAMissingXdgOpen) {
   Process process(view({"--port", "0", "--open"}), Process::Output::pipe, path());
   ASSERT_TRUE(process.readUntil(
       "There is no xdg-open on this machine: open the page in a browser yourself.\n"));
   EXPECT_THAT(get(portOf(process), "/"), StartsWith("HTTP/1.1 200 "));
 }
 
-TEST_F(OpenTest, ARunningBrowserDoesNotHoldThePort) {
+TEST_F(ViewProgramOpenTest, ARunningBrowserDoesNotHoldThePort) {
   // It keeps running, and shows that it does.
   provide("/bin/echo $$ >" + asked().string() + ".new; /bin/mv " + asked().string() + ".new " +
           asked().string() + "; exec /bin/sleep 60");

@@ -9,7 +9,7 @@ namespace {
 using Zephly::characteristicUUID;
 using Zephly::Stream;
 
-TEST(GATTProfile, CharacteristicIdentifiers) {
+TEST(GATTProfileTest, CharacteristicIdentifiers) {
   EXPECT_EQ(temperatureCharacteristicUUID().UUIDString(), "45366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(ecgCharacteristicUUID().UUIDString(), "46366E80-CF3A-11E1-9AB4-0002A5D5C51B");
   EXPECT_EQ(batteryCharacteristicUUID().UUIDString(), "47366E80-CF3A-11E1-9AB4-0002A5D5C51B");
@@ -17,7 +17,7 @@ TEST(GATTProfile, CharacteristicIdentifiers) {
   EXPECT_EQ(motionCharacteristicUUID().UUIDString(), "49366E80-CF3A-11E1-9AB4-0002A5D5C51B");
 }
 
-TEST(GATTProfile, EachStreamHasItsCharacteristic) {
+TEST(GATTProfileTest, EachStreamHasItsCharacteristic) {
   for (const Stream stream : Zephly::allStreams) {
     EXPECT_EQ(characteristicUUID(stream).UUIDString(), Zephly::streamInfo(stream).characteristic);
   }
@@ -25,16 +25,16 @@ TEST(GATTProfile, EachStreamHasItsCharacteristic) {
   EXPECT_EQ(batteryCharacteristicUUID(), characteristicUUID(Stream::battery));
 }
 
-TEST(GATTProfile, ListsTheFiveCharacteristicsInOrder) {
+TEST(GATTProfileTest, ListsTheFiveCharacteristicsInOrder) {
   EXPECT_THAT(characteristics(),
               testing::ElementsAre(temperatureCharacteristicUUID(), batteryCharacteristicUUID(),
                                    ecgCharacteristicUUID(), respirationCharacteristicUUID(),
                                    motionCharacteristicUUID()));
 }
 
-TEST(GATTProfile, AcceptedName) { EXPECT_EQ(peripheralName, "Zephly"); }
+TEST(GATTProfileTest, AcceptedName) { EXPECT_EQ(peripheralName, "Zephly"); }
 
-TEST(GATTProfile, EachConstantIsCreatedOnce) {
+TEST(GATTProfileTest, EachConstantIsCreatedOnce) {
   EXPECT_EQ(&ecgCharacteristicUUID(), &ecgCharacteristicUUID());
   EXPECT_EQ(&characteristics(), &characteristics());
 }

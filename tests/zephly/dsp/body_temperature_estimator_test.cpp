@@ -57,22 +57,22 @@ float first(float object, float ambient) {
   return BodyTemperatureEstimator().process(object, ambient);
 }
 
-TEST(BodyTemperatureEstimator, TheFirstReadingsAreAveragedAlone) {
+TEST(BodyTemperatureEstimatorTest, TheFirstReadingsAreAveragedAlone) {
   EXPECT_THAT(first(34.0F, 25.0F), SameBits(36.8F));
 }
 
-TEST(BodyTemperatureEstimator, AWarmSkinTakesTheSecondPiece) {
+TEST(BodyTemperatureEstimatorTest, AWarmSkinTakesTheSecondPiece) {
   EXPECT_THAT(first(36.0F, 25.0F), SameBits(38.0F));
 }
 
-TEST(BodyTemperatureEstimator, ConstantReadingsGiveAConstantEstimate) {
+TEST(BodyTemperatureEstimatorTest, ConstantReadingsGiveAConstantEstimate) {
   BodyTemperatureEstimator estimator;
   for (int i = 0; i < 100; ++i) ASSERT_THAT(estimator.process(34.0F, 25.0F), SameBits(36.8F));
 }
 
 // Ambient temperatures so different that the two pieces, which nearly meet here, give different
 // tenths.
-TEST(BodyTemperatureEstimator, TheKneeItselfBelongsToTheFirstPiece) {
+TEST(BodyTemperatureEstimatorTest, TheKneeItselfBelongsToTheFirstPiece) {
   const float knee = 35.833332F;
   const float ambient = -1e6F;
   const auto estimate = [&](float slope, float offset) {
@@ -87,20 +87,20 @@ TEST(BodyTemperatureEstimator, TheKneeItselfBelongsToTheFirstPiece) {
   EXPECT_THAT(first(knee, ambient), SameBits(firstPiece));
 }
 
-TEST(BodyTemperatureEstimator, JustAboveTheKneeIsTheSecondPiece) {
+TEST(BodyTemperatureEstimatorTest, JustAboveTheKneeIsTheSecondPiece) {
   const float above = std::nextafter(35.833332F, 40.0F);
   Estimate expected;
   EXPECT_THAT(first(above, -1e6F), SameBits(expected.process(above, -1e6F)));
 }
 
 // With equal temperatures the estimate is the temperature, for every factor.
-TEST(BodyTemperatureEstimator, EqualTemperaturesAreTheEstimate) {
+TEST(BodyTemperatureEstimatorTest, EqualTemperaturesAreTheEstimate) {
   for (const float temperature : {-40.0F, 0.0F, 20.5F, 35.0F, 36.5F, 42.0F}) {
     EXPECT_THAT(first(temperature, temperature), SameBits(temperature));
   }
 }
 
-TEST(BodyTemperatureEstimator, TruncatesTowardsZero) {
+TEST(BodyTemperatureEstimatorTest, TruncatesTowardsZero) {
   EXPECT_THAT(first(36.89F, 36.89F), SameBits(36.8F));
   EXPECT_THAT(first(-1.27F, -1.27F), SameBits(-1.2F));
   EXPECT_THAT(first(0.09F, 0.09F), SameBits(0.0F));
@@ -108,7 +108,7 @@ TEST(BodyTemperatureEstimator, TruncatesTowardsZero) {
 }
 
 // Only the readings in the windows are equal to each other.
-TEST(BodyTemperatureEstimator, TheSkinIsAveragedOverFiveReadingsAndTheSurroundingsOverTwenty) {
+TEST(BodyTemperatureEstimatorTest, TheSkinIsAveragedOverFiveReadingsAndTheSurroundingsOverTwenty) {
   BodyTemperatureEstimator estimator;
   Estimate expected;
   float result = 0.0F;
@@ -122,7 +122,7 @@ TEST(BodyTemperatureEstimator, TheSkinIsAveragedOverFiveReadingsAndTheSurroundin
   EXPECT_THAT(result, SameBits(20.0F));
 }
 
-TEST(BodyTemperatureEstimator, WindowsEndAfterTheirLastReading) {
+TEST(BodyTemperatureEstimatorTest, WindowsEndAfterTheirLastReading) {
   BodyTemperatureEstimator estimator;
   estimator.process(100.0F, 20.0F);
   for (int i = 0; i < 4; ++i) EXPECT_NE(estimator.process(20.0F, 20.0F), 20.0F) << i;
@@ -132,7 +132,7 @@ TEST(BodyTemperatureEstimator, WindowsEndAfterTheirLastReading) {
   EXPECT_EQ(estimator.process(20.0F, 20.0F), 20.0F);
 }
 
-TEST(BodyTemperatureEstimator, GivesTheSmallestIntegerForAnUnrepresentableEstimate) {
+TEST(BodyTemperatureEstimatorTest, GivesTheSmallestIntegerForAnUnrepresentableEstimate) {
   EXPECT_THAT(first(notANumber, 25.0F), SameBits(beyondIntegers));
   EXPECT_THAT(first(34.0F, notANumber), SameBits(beyondIntegers));
   EXPECT_THAT(first(infinity, 25.0F), SameBits(beyondIntegers));
@@ -141,14 +141,14 @@ TEST(BodyTemperatureEstimator, GivesTheSmallestIntegerForAnUnrepresentableEstima
   EXPECT_THAT(first(2e8F, 2e8F), SameBits(2e8F));
 }
 
-TEST(BodyTemperatureEstimator, ANanReadingSpoilsTheEstimateWhileItIsInItsWindow) {
+TEST(BodyTemperatureEstimatorTest, ANanReadingSpoilsTheEstimateWhileItIsInItsWindow) {
   BodyTemperatureEstimator estimator;
   estimator.process(notANumber, 25.0F);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(estimator.process(34.0F, 25.0F), beyondIntegers) << i;
   EXPECT_THAT(estimator.process(34.0F, 25.0F), SameBits(36.8F));
 }
 
-TEST(BodyTemperatureEstimator, HasTheBitsOfTheRule) {
+TEST(BodyTemperatureEstimatorTest, HasTheBitsOfTheRule) {
   RandomFloats random(47);
   BodyTemperatureEstimator estimator;
   Estimate expected;
@@ -159,7 +159,7 @@ TEST(BodyTemperatureEstimator, HasTheBitsOfTheRule) {
   }
 }
 
-TEST(BodyTemperatureEstimator, HasTheBitsOfTheRuleForAnyReadings) {
+TEST(BodyTemperatureEstimatorTest, HasTheBitsOfTheRuleForAnyReadings) {
   RandomFloats random(48);
   BodyTemperatureEstimator estimator;
   Estimate expected;
@@ -170,7 +170,7 @@ TEST(BodyTemperatureEstimator, HasTheBitsOfTheRuleForAnyReadings) {
   }
 }
 
-TEST(BodyTemperatureEstimator, HasTheBitsOfTheRuleOverARecording) {
+TEST(BodyTemperatureEstimatorTest, HasTheBitsOfTheRuleOverARecording) {
   const auto rows = readRecording("skin_temperature_4hz.csv");
   BodyTemperatureEstimator estimator;
   Estimate expected;

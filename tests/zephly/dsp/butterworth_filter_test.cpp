@@ -26,30 +26,30 @@ float settled(ButterworthFilter filter, float input) {
   return output;
 }
 
-TEST(ButterworthFilter, PassTypesAreIntegersInOrder) {
+TEST(ButterworthFilterTest, PassTypesAreIntegersInOrder) {
   static_assert(std::is_same_v<std::underlying_type_t<PassType>, int>);
   EXPECT_EQ(static_cast<int>(Highpass), 0);
   EXPECT_EQ(static_cast<int>(Lowpass), 1);
 }
 
-TEST(ButterworthFilter, IsFifteenFieldsOf32BitsWithoutVirtualOperations) {
+TEST(ButterworthFilterTest, IsFifteenFieldsOf32BitsWithoutVirtualOperations) {
   static_assert(sizeof(ButterworthFilter) == 15 * sizeof(float));
   static_assert(!std::is_polymorphic_v<ButterworthFilter>);
   static_assert(std::is_trivially_copyable_v<ButterworthFilter>);
 }
 
-TEST(ButterworthFilter, ALowPassConvergesToAConstantInput) {
+TEST(ButterworthFilterTest, ALowPassConvergesToAConstantInput) {
   EXPECT_NEAR(settled(ButterworthFilter(1, 60, Lowpass, 2), 3.5F), 3.5, 1e-4);
   EXPECT_NEAR(settled(ButterworthFilter(5, 100, Lowpass, 1.4F), -2), -2, 1e-5);
 }
 
-TEST(ButterworthFilter, AHighPassConvergesToZero) {
+TEST(ButterworthFilterTest, AHighPassConvergesToZero) {
   EXPECT_NEAR(settled(ButterworthFilter(1, 500, Highpass, 2), 3.5F), 0, 1e-4);
   EXPECT_NEAR(settled(ButterworthFilter(5, 100, Highpass, 1.4F), -2), 0, 1e-5);
 }
 
 // Without feedback of the last output, so that outputs can be checked by hand.
-TEST(ButterworthFilter, AQuarterOfTheSampleRateIsTheSameForBothTypesUpToSigns) {
+TEST(ButterworthFilterTest, AQuarterOfTheSampleRateIsTheSameForBothTypesUpToSigns) {
   ButterworthFilter high(15, 60, Highpass, 2);
   ButterworthFilter low(15, 60, Lowpass, 2);
   EXPECT_EQ(high.process(4), 1);
@@ -62,7 +62,7 @@ TEST(ButterworthFilter, AQuarterOfTheSampleRateIsTheSameForBothTypesUpToSigns) {
   EXPECT_EQ(low.process(0), 0);
 }
 
-TEST(ButterworthFilter, TheFirstOutputIsTheFirstCoefficientTimesTheInput) {
+TEST(ButterworthFilterTest, TheFirstOutputIsTheFirstCoefficientTimesTheInput) {
   for (const bool highPass : {true, false}) {
     ButterworthFilter filter(1, 60, highPass ? Highpass : Lowpass, 2);
     const literal::TwoPole expected(1, 60, highPass, 2);
@@ -70,7 +70,7 @@ TEST(ButterworthFilter, TheFirstOutputIsTheFirstCoefficientTimesTheInput) {
   }
 }
 
-TEST(ButterworthFilter, MoreResonanceTermDampsMore) {
+TEST(ButterworthFilterTest, MoreResonanceTermDampsMore) {
   ButterworthFilter damped(5, 100, Lowpass, 2);
   ButterworthFilter resonant(5, 100, Lowpass, 0.2F);
   float dampedPeak = 0.0F;
@@ -83,17 +83,17 @@ TEST(ButterworthFilter, MoreResonanceTermDampsMore) {
   EXPECT_GT(resonantPeak, 1.5F);
 }
 
-TEST(ButterworthFilter, AnUnknownPassTypeGivesZero) {
+TEST(ButterworthFilterTest, AnUnknownPassTypeGivesZero) {
   ButterworthFilter filter(1, 60, static_cast<PassType>(2), 2);
   for (int i = 0; i < 5; ++i) EXPECT_THAT(filter.process(1), SameBits(0.0F));
 }
 
-TEST(ButterworthFilter, ASampleRateOfZeroGivesNan) {
+TEST(ButterworthFilterTest, ASampleRateOfZeroGivesNan) {
   ButterworthFilter filter(1, 0, Lowpass, 2);
   EXPECT_TRUE(std::isnan(filter.process(1)));
 }
 
-TEST(ButterworthFilter, HasTheBitsOfTheDesignForAnyParameters) {
+TEST(ButterworthFilterTest, HasTheBitsOfTheDesignForAnyParameters) {
   RandomFloats random(41);
   const int rates[] = {60, 500, 30, 100, 1, 44100, -60, 0, std::numeric_limits<int>::max()};
   for (int i = 0; i < 3000; ++i) {
@@ -111,7 +111,7 @@ TEST(ButterworthFilter, HasTheBitsOfTheDesignForAnyParameters) {
   }
 }
 
-TEST(ButterworthFilter, HasTheBitsOfTheRecursionOverALongSignal) {
+TEST(ButterworthFilterTest, HasTheBitsOfTheRecursionOverALongSignal) {
   RandomFloats random(42);
   for (const bool highPass : {true, false}) {
     ButterworthFilter filter(1, highPass ? 500 : 60, highPass ? Highpass : Lowpass, 2);
@@ -124,7 +124,7 @@ TEST(ButterworthFilter, HasTheBitsOfTheRecursionOverALongSignal) {
   }
 }
 
-TEST(ButterworthFilter, HasTheBitsOfTheRecursionForAnyInput) {
+TEST(ButterworthFilterTest, HasTheBitsOfTheRecursionForAnyInput) {
   RandomFloats random(43);
   for (int run = 0; run < 500; ++run) {
     ButterworthFilter filter(1, 60, Lowpass, 2);

@@ -36,12 +36,12 @@ void expectFollowsTheRule(const std::vector<float>& samples) {
   }
 }
 
-TEST(LeadoffDetector, TheFirstSampleIsFlat) {
+TEST(LeadoffDetectorTest, TheFirstSampleIsFlat) {
   LeadoffDetector detector;
   EXPECT_FALSE(detector.process(2.0F));
 }
 
-TEST(LeadoffDetector, AnAmplitudeOfExactlyTheThresholdIsFlat) {
+TEST(LeadoffDetectorTest, AnAmplitudeOfExactlyTheThresholdIsFlat) {
   LeadoffDetector detector;
   detector.process(0.0F);
   EXPECT_FALSE(detector.process(0.01F));
@@ -50,21 +50,21 @@ TEST(LeadoffDetector, AnAmplitudeOfExactlyTheThresholdIsFlat) {
   EXPECT_TRUE(other.process(0.0101F));
 }
 
-TEST(LeadoffDetector, TheNextFloatAboveTheThresholdIsContact) {
+TEST(LeadoffDetectorTest, TheNextFloatAboveTheThresholdIsContact) {
   const LeadoffDetector detector;
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection({0.01F, 0.0F}));
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection({std::nextafter(0.01F, 1.0F), 0.0F}));
 }
 
 // In double precision these differ by more than the threshold; rounded to float they do not.
-TEST(LeadoffDetector, TheAmplitudeIsRoundedToSinglePrecision) {
+TEST(LeadoffDetectorTest, TheAmplitudeIsRoundedToSinglePrecision) {
   const float largest = 0.01F;
   const float smallest = -1e-12F;
   ASSERT_GT(static_cast<double>(largest) - smallest, static_cast<double>(0.01F));
   EXPECT_FALSE(LeadoffDetector().leadoffAmpltiudeDetection({smallest, largest}));
 }
 
-TEST(LeadoffDetector, ASpikeCountsUntilSeventyLaterSamplesHavePushedItOut) {
+TEST(LeadoffDetectorTest, ASpikeCountsUntilSeventyLaterSamplesHavePushedItOut) {
   LeadoffDetector detector;
   for (int i = 0; i < 100; ++i) detector.process(0.5F);
   EXPECT_TRUE(detector.process(1.0F));
@@ -72,14 +72,14 @@ TEST(LeadoffDetector, ASpikeCountsUntilSeventyLaterSamplesHavePushedItOut) {
   EXPECT_FALSE(detector.process(0.5F));
 }
 
-TEST(LeadoffDetector, ASpikeAsTheFirstSampleLeavesTheWindowToo) {
+TEST(LeadoffDetectorTest, ASpikeAsTheFirstSampleLeavesTheWindowToo) {
   LeadoffDetector detector;
   detector.process(1.0F);
   for (int call = 1; call < 70; ++call) EXPECT_TRUE(detector.process(0.5F)) << call;
   EXPECT_FALSE(detector.process(0.5F));
 }
 
-TEST(LeadoffDetector, TheWindowNeverGrowsBeyondSeventy) {
+TEST(LeadoffDetectorTest, TheWindowNeverGrowsBeyondSeventy) {
   LeadoffDetector detector;
   for (int round = 0; round < 50; ++round) {
     EXPECT_TRUE(detector.process(1.0F) || round == 0);
@@ -89,12 +89,12 @@ TEST(LeadoffDetector, TheWindowNeverGrowsBeyondSeventy) {
   }
 }
 
-TEST(LeadoffDetector, AFlatSignalIsLeadOffWhateverItsLevel) {
+TEST(LeadoffDetectorTest, AFlatSignalIsLeadOffWhateverItsLevel) {
   LeadoffDetector detector;
   for (int i = 0; i < 200; ++i) EXPECT_FALSE(detector.process(2.42F));
 }
 
-TEST(LeadoffDetector, AmplitudeLooksAtAllOfALongVector) {
+TEST(LeadoffDetectorTest, AmplitudeLooksAtAllOfALongVector) {
   std::vector<float> samples(500, 1.0F);
   const LeadoffDetector detector;
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection(samples));
@@ -102,30 +102,30 @@ TEST(LeadoffDetector, AmplitudeLooksAtAllOfALongVector) {
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection(samples));
 }
 
-TEST(LeadoffDetector, AnEmptyVectorHasNoAmplitude) {
+TEST(LeadoffDetectorTest, AnEmptyVectorHasNoAmplitude) {
   EXPECT_FALSE(LeadoffDetector().leadoffAmpltiudeDetection({}));
 }
 
-TEST(LeadoffDetector, IgnoresNanUnlessItComesFirst) {
+TEST(LeadoffDetectorTest, IgnoresNanUnlessItComesFirst) {
   const LeadoffDetector detector;
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection({0.0F, notANumber, 1.0F, notANumber}));
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection({0.0F, notANumber}));
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection({notANumber, 0.0F, 1.0F}));
 }
 
-TEST(LeadoffDetector, InfinitiesHaveAmplitudeExceptAmongThemselves) {
+TEST(LeadoffDetectorTest, InfinitiesHaveAmplitudeExceptAmongThemselves) {
   const LeadoffDetector detector;
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection({0.0F, infinity}));
   EXPECT_TRUE(detector.leadoffAmpltiudeDetection({infinity, -infinity}));
   EXPECT_FALSE(detector.leadoffAmpltiudeDetection({infinity, infinity}));
 }
 
-TEST(LeadoffDetector, FollowsTheRuleOverABreathingPersonWithLooseElectrodes) {
+TEST(LeadoffDetectorTest, FollowsTheRuleOverABreathingPersonWithLooseElectrodes) {
   const std::vector<double> signal = respirationLike(20000, 44);
   expectFollowsTheRule(std::vector<float>(signal.begin(), signal.end()));
 }
 
-TEST(LeadoffDetector, FollowsTheRuleNearTheThreshold) {
+TEST(LeadoffDetectorTest, FollowsTheRuleNearTheThreshold) {
   RandomFloats random(45);
   std::vector<float> samples;
   samples.reserve(20000);
@@ -135,7 +135,7 @@ TEST(LeadoffDetector, FollowsTheRuleNearTheThreshold) {
   expectFollowsTheRule(samples);
 }
 
-TEST(LeadoffDetector, FollowsTheRuleForAnySamples) {
+TEST(LeadoffDetectorTest, FollowsTheRuleForAnySamples) {
   RandomFloats random(46);
   std::vector<float> samples;
   samples.reserve(20000);
@@ -143,17 +143,17 @@ TEST(LeadoffDetector, FollowsTheRuleForAnySamples) {
   expectFollowsTheRule(samples);
 }
 
-TEST(LeadoffDetector, AnEmptyVectorIsNotSaturated) {
+TEST(LeadoffDetectorTest, AnEmptyVectorIsNotSaturated) {
   EXPECT_FALSE(LeadoffDetector().leadoffSaturationDetection({}));
 }
 
-TEST(LeadoffDetector, SaturationIsComparedInDoublePrecision) {
+TEST(LeadoffDetectorTest, SaturationIsComparedInDoublePrecision) {
   const LeadoffDetector detector;
   EXPECT_TRUE(detector.leadoffSaturationDetection({2.4F}));
   EXPECT_FALSE(detector.leadoffSaturationDetection({std::nextafter(2.4F, 0.0F)}));
 }
 
-TEST(LeadoffDetector, SaturationIsThatOfTheLargestSample) {
+TEST(LeadoffDetectorTest, SaturationIsThatOfTheLargestSample) {
   const LeadoffDetector detector;
   EXPECT_TRUE(detector.leadoffSaturationDetection({0.0F, 2.41F, -1.0F}));
   EXPECT_FALSE(detector.leadoffSaturationDetection({0.0F, 2.39F, -3.0F}));

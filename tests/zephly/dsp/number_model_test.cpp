@@ -18,16 +18,16 @@ Number opaque(Number value) {
   return hidden;
 }
 
-TEST(NumberModel, FloatsAreTheIeeeFormats) {
+TEST(NumberModelTest, FloatsAreTheIeeeFormats) {
   static_assert(std::numeric_limits<float>::is_iec559 && sizeof(float) == 4);
   static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
   static_assert(FLT_RADIX == 2 && FLT_MANT_DIG == 24 && DBL_MANT_DIG == 53);
   EXPECT_EQ(std::fegetround(), FE_TONEAREST);
 }
 
-TEST(NumberModel, ExpressionsAreEvaluatedInTheirOwnType) { EXPECT_EQ(FLT_EVAL_METHOD, 0); }
+TEST(NumberModelTest, ExpressionsAreEvaluatedInTheirOwnType) { EXPECT_EQ(FLT_EVAL_METHOD, 0); }
 
-TEST(NumberModel, NoFastMathIsDeclared) {
+TEST(NumberModelTest, NoFastMathIsDeclared) {
 #if defined(__FAST_MATH__) || (defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__ != 0)
   FAIL() << "compiled with a fast-math option";
 #endif
@@ -45,24 +45,24 @@ void expectTwoRoundings(Number a, Number minusProduct) {
   EXPECT_NE(std::fma(x, y, c), Number(0));  // the result of a fused build
 }
 
-TEST(NumberModel, ASumOfAProductIsRoundedTwice) {
+TEST(NumberModelTest, ASumOfAProductIsRoundedTwice) {
   expectTwoRoundings<float>(1.0F + 0x1p-12F, -(1.0F + 0x1p-11F));
   expectTwoRoundings<double>(1.0 + 0x1p-27, -(1.0 + 0x1p-26));
 }
 
-TEST(NumberModel, IntermediateResultsHaveNoLargerRange) {
+TEST(NumberModelTest, IntermediateResultsHaveNoLargerRange) {
   const float large = opaque(FLT_MAX);
   EXPECT_TRUE(std::isinf(large * opaque(2.0F) * opaque(0.5F)));
   const double huge = opaque(DBL_MAX);
   EXPECT_TRUE(std::isinf(huge * opaque(2.0) * opaque(0.5)));
 }
 
-TEST(NumberModel, IntermediateResultsHaveNoMoreDigits) {
+TEST(NumberModelTest, IntermediateResultsHaveNoMoreDigits) {
   EXPECT_EQ(opaque(16777216.0F) + opaque(1.0F) - opaque(16777216.0F), 0.0F);
   EXPECT_EQ(opaque(9007199254740992.0) + opaque(1.0) - opaque(9007199254740992.0), 0.0);
 }
 
-TEST(NumberModel, SumsAreNotReassociated) {
+TEST(NumberModelTest, SumsAreNotReassociated) {
   const float a = opaque(1.0e8F);
   const float b = opaque(1.0F);
   EXPECT_EQ((a + b) - a, 0.0F);
@@ -71,25 +71,25 @@ TEST(NumberModel, SumsAreNotReassociated) {
   EXPECT_EQ((c + d) - c, 0.0);
 }
 
-TEST(NumberModel, NotANumberIsUnequalToItself) {
+TEST(NumberModelTest, NotANumberIsUnequalToItself) {
   const float x = opaque(std::numeric_limits<float>::quiet_NaN());
   EXPECT_TRUE(x != x);  // NOLINT(misc-redundant-expression): this very comparison is meant
   EXPECT_FALSE(x <= 0.0F || x > 0.0F);
 }
 
-TEST(NumberModel, ZeroKeepsItsSign) {
+TEST(NumberModelTest, ZeroKeepsItsSign) {
   const float x = opaque(-0.0F);
   EXPECT_FALSE(std::signbit(x + 0.0F));
   EXPECT_TRUE(std::signbit(x - 0.0F));
 }
 
-TEST(NumberModel, SubnormalNumbersAreKept) {
+TEST(NumberModelTest, SubnormalNumbersAreKept) {
   EXPECT_GT(opaque(FLT_MIN) / opaque(2.0F), 0.0F);
   EXPECT_GT(opaque(std::numeric_limits<float>::denorm_min()) * opaque(2.0F), 0.0F);
   EXPECT_GT(opaque(DBL_MIN) / opaque(2.0), 0.0);
 }
 
-TEST(NumberModel, QuotientsAndRootsAreRoundedCorrectly) {
+TEST(NumberModelTest, QuotientsAndRootsAreRoundedCorrectly) {
   for (int divisor = 1; divisor < 2000; ++divisor) {
     const float x = opaque(static_cast<float>(divisor));
     ASSERT_EQ(7.0F / x, static_cast<float>(7.0 / static_cast<double>(divisor)));

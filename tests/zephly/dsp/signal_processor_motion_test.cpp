@@ -23,12 +23,15 @@ namespace {
 using Engine = Zephly::SignalProcessor;
 
 // Motion through the engine; repetitions are recorded as letters.
-class Motion : public testing::Test {
+class SignalProcessorMotionTest : public testing::Test {
  public:
-  Motion() {
-    engine.setJumpCallback([](void* self) { static_cast<Motion*>(self)->events += 'J'; }, this);
-    engine.setSitUpCallback([](void* self) { static_cast<Motion*>(self)->events += 'S'; }, this);
-    engine.setPushUpCallback([](void* self) { static_cast<Motion*>(self)->events += 'P'; }, this);
+  SignalProcessorMotionTest() {
+    engine.setJumpCallback(
+        [](void* self) { static_cast<SignalProcessorMotionTest*>(self)->events += 'J'; }, this);
+    engine.setSitUpCallback(
+        [](void* self) { static_cast<SignalProcessorMotionTest*>(self)->events += 'S'; }, this);
+    engine.setPushUpCallback(
+        [](void* self) { static_cast<SignalProcessorMotionTest*>(self)->events += 'P'; }, this);
   }
 
   // The diagnostic lines since the last call.
@@ -63,13 +66,13 @@ class Motion : public testing::Test {
   std::size_t seen = 0;
 };
 
-TEST_F(Motion, ALevelDeviceAtRestHasNoAcceleration) {
+TEST_F(SignalProcessorMotionTest, ALevelDeviceAtRestHasNoAcceleration) {
   engine.imu(1, 0, 0, 0, 0, 0, 1);
   EXPECT_EQ(lines(), "0, 0\n");
   EXPECT_EQ(events, "");
 }
 
-TEST_F(Motion, SevenValuesDoNotAdvanceTheFusion) {
+TEST_F(SignalProcessorMotionTest, SevenValuesDoNotAdvanceTheFusion) {
   q0 = 0.1F;
   q1 = 0.2F;
   q2 = 0.3F;
@@ -82,12 +85,12 @@ TEST_F(Motion, SevenValuesDoNotAdvanceTheFusion) {
   expectRule({0.0F, 0.0F, 0.0F, 1.0F}, {0.0F, 0.0F, 2.0F});  // and they were not counted
 }
 
-TEST_F(Motion, SevenValuesStartWithTheScalar) {
+TEST_F(SignalProcessorMotionTest, SevenValuesStartWithTheScalar) {
   engine.imu(0.5F, 0.6F, 0.1F, -0.2F, 0.3F, 0.7F, -0.4F);
   expectRule({0.6F, 0.1F, -0.2F, 0.5F}, {0.3F, 0.7F, -0.4F});
 }
 
-TEST_F(Motion, SevenValuesFollowTheRule) {
+TEST_F(SignalProcessorMotionTest, SevenValuesFollowTheRule) {
   RandomFloats random(35);
   std::string all;
   for (int i = 0; i < 20000; ++i) {
@@ -102,7 +105,7 @@ TEST_F(Motion, SevenValuesFollowTheRule) {
   for (const char kind : {'P', 'J', 'S'}) EXPECT_NE(all.find(kind), std::string::npos) << kind;
 }
 
-TEST_F(Motion, NineValuesUseTheUpdatedOrientation) {
+TEST_F(SignalProcessorMotionTest, NineValuesUseTheUpdatedOrientation) {
   // A rate so large that the orientation leaves the upright band with this one sample.
   engine.imu(60, 0, 0, 0.2F, 0.1F, 0.9F, 0, 0, 0);
   literal::Fusion fusion;
@@ -112,7 +115,7 @@ TEST_F(Motion, NineValuesUseTheUpdatedOrientation) {
   expectRule(after, {0.2F, 0.1F, 0.9F});
 }
 
-TEST_F(Motion, NineValuesAdvanceTheOrientationOfTheProcess) {
+TEST_F(SignalProcessorMotionTest, NineValuesAdvanceTheOrientationOfTheProcess) {
   Engine other;
   engine.imu(0.3F, -0.2F, 0.1F, 0.1F, 0.2F, 0.9F, 20, 3, -40);
   other.imu(0.1F, 0.2F, -0.4F, 0.2F, 0.1F, 0.8F, 19, 2, -41);
@@ -125,7 +128,7 @@ TEST_F(Motion, NineValuesAdvanceTheOrientationOfTheProcess) {
   EXPECT_SAME_BITS(q3, fusion.q[3].value());
 }
 
-TEST_F(Motion, NineValuesFollowTheRuleOverARecording) {
+TEST_F(SignalProcessorMotionTest, NineValuesFollowTheRuleOverARecording) {
   const auto rows = readRecording("imu_135s_100hz.csv");
   literal::Fusion fusion;
   for (const auto& row : rows) {
@@ -139,7 +142,7 @@ TEST_F(Motion, NineValuesFollowTheRuleOverARecording) {
 }
 
 // At another rate the same movement would give other velocities.
-TEST_F(Motion, TheRateIsThirty) {
+TEST_F(SignalProcessorMotionTest, TheRateIsThirty) {
   engine.imu(1, 0, 0, 0, 0, 0, 2);
   literal::Detector faster;
   const literal::Detection other =
@@ -149,7 +152,7 @@ TEST_F(Motion, TheRateIsThirty) {
   EXPECT_EQ(line, rule.process({0.0F, 0.0F, 0.0F, 1.0F}, {0.0F, 0.0F, 1.0F}, 30.0F).line);
 }
 
-TEST_F(Motion, RepetitionsReachTheirOwnCallbacks) {
+TEST_F(SignalProcessorMotionTest, RepetitionsReachTheirOwnCallbacks) {
   repetitions::pushUp(sink());
   EXPECT_EQ(events, "P");
   events.clear();
@@ -157,12 +160,12 @@ TEST_F(Motion, RepetitionsReachTheirOwnCallbacks) {
   EXPECT_EQ(events, "S");
 }
 
-TEST_F(Motion, AJumpReachesItsCallback) {
+TEST_F(SignalProcessorMotionTest, AJumpReachesItsCallback) {
   repetitions::jump(sink());
   EXPECT_EQ(events, "J");
 }
 
-TEST_F(Motion, TheLatestContextAppliesToAllCallbacks) {
+TEST_F(SignalProcessorMotionTest, TheLatestContextAppliesToAllCallbacks) {
   static std::vector<void*> contexts;
   contexts.clear();
   const auto note = [](void* context) { contexts.push_back(context); };
@@ -182,13 +185,15 @@ TEST_F(Motion, TheLatestContextAppliesToAllCallbacks) {
 }
 
 // Each setter alone, called before every sample of a movement, changes nothing in its detection.
-TEST_F(Motion, SettingACallbackDuringAMovementResetsNothing) {
+TEST_F(SignalProcessorMotionTest, SettingACallbackDuringAMovementResetsNothing) {
   using Setter = void (Engine::*)(void (*)(void*), void*);
   using Perform = void (*)(const repetitions::Sink&);
   constexpr Setter setters[] = {&Engine::setJumpCallback, &Engine::setSitUpCallback,
                                 &Engine::setPushUpCallback};
   constexpr Perform movements[] = {repetitions::jump, repetitions::sitUp, repetitions::pushUp};
-  const auto count = [](void* self) { static_cast<Motion*>(self)->events += 'x'; };
+  const auto count = [](void* self) {
+    static_cast<SignalProcessorMotionTest*>(self)->events += 'x';
+  };
   for (const Perform perform : movements) {
     Engine undisturbed;
     for (const Setter set : setters) (undisturbed.*set)(count, this);
@@ -213,9 +218,9 @@ TEST_F(Motion, SettingACallbackDuringAMovementResetsNothing) {
   }
 }
 
-using MotionDeathTest = Motion;
+using SignalProcessorMotionDeathTest = SignalProcessorMotionTest;
 
-TEST_F(MotionDeathTest, ARepetitionWithoutItsCallbackIsFatal) {
+TEST_F(SignalProcessorMotionDeathTest, ARepetitionWithoutItsCallbackIsFatal) {
   Engine bare;
   const repetitions::Sink bareSink = [&](float qw, float qx, float qy, float qz, float ax, float ay,
                                          float az) { bare.imu(qw, qx, qy, qz, ax, ay, az); };
@@ -224,7 +229,7 @@ TEST_F(MotionDeathTest, ARepetitionWithoutItsCallbackIsFatal) {
   EXPECT_DEATH(repetitions::jump(bareSink), "jumpCallback");
 }
 
-TEST_F(MotionDeathTest, ANullCallbackIsFatal) {
+TEST_F(SignalProcessorMotionDeathTest, ANullCallbackIsFatal) {
   engine.setPushUpCallback(nullptr, this);
   engine.setSitUpCallback(nullptr, this);
   engine.setJumpCallback(nullptr, this);

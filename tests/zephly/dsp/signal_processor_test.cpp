@@ -54,7 +54,7 @@ class Electrodes {
 
 // An engine with loose electrodes, and a separate respiration chain that gets the same samples, for
 // comparison. A test advances the clock by hand.
-class LeadOff : public testing::Test {
+class SignalProcessorLeadoffTest : public testing::Test {
  protected:
   // Feeds one sample; whether there is contact.
   bool feed(bool contact) {
@@ -96,12 +96,12 @@ class LeadOff : public testing::Test {
   std::vector<float> expected;
 };
 
-TEST(SignalProcessor, CannotBeCopied) {
+TEST(SignalProcessorTest, CannotBeCopied) {
   static_assert(!std::is_copy_constructible_v<Engine> && !std::is_copy_assignable_v<Engine>);
   static_assert(!std::is_polymorphic_v<Engine>);
 }
 
-TEST(SignalProcessor, ItsEcgMatchesAFreshChain) {
+TEST(SignalProcessorTest, ItsEcgMatchesAFreshChain) {
   Engine engine;
   Zephly::ECGMultiBandpassFilter chain;
   for (const double sample : ecgLike(3000, 31)) {
@@ -111,7 +111,7 @@ TEST(SignalProcessor, ItsEcgMatchesAFreshChain) {
   }
 }
 
-TEST(SignalProcessor, ItsRespirationMatchesAFreshChain) {
+TEST(SignalProcessorTest, ItsRespirationMatchesAFreshChain) {
   Engine engine;
   Zephly::RespirationFilter chain;
   for (const double sample : respirationLike(3000, 32)) {
@@ -121,7 +121,7 @@ TEST(SignalProcessor, ItsRespirationMatchesAFreshChain) {
   }
 }
 
-TEST(SignalProcessor, ItsBodyTemperatureMatchesAFreshEstimator) {
+TEST(SignalProcessorTest, ItsBodyTemperatureMatchesAFreshEstimator) {
   Engine engine;
   Zephly::BodyTemperatureEstimator estimator;
   EXPECT_SAME_BITS(Engine().processBodyTemperature(34.0F, 25.0F), 36.8F);
@@ -134,7 +134,7 @@ TEST(SignalProcessor, ItsBodyTemperatureMatchesAFreshEstimator) {
   }
 }
 
-TEST(SignalProcessor, ItsLeadOffMatchesAFreshDetector) {
+TEST(SignalProcessorTest, ItsLeadOffMatchesAFreshDetector) {
   Engine engine;
   Zephly::LeadoffDetector detector;
   int contact = 0;
@@ -148,7 +148,7 @@ TEST(SignalProcessor, ItsLeadOffMatchesAFreshDetector) {
   EXPECT_LT(contact, 20000);
 }
 
-TEST(SignalProcessor, EnginesAreIndependent) {
+TEST(SignalProcessorTest, EnginesAreIndependent) {
   Engine first;
   Engine second;
   const float before = first.processECG(0.5F);
@@ -156,7 +156,7 @@ TEST(SignalProcessor, EnginesAreIndependent) {
   EXPECT_SAME_BITS(second.processECG(0.5F), before);
 }
 
-TEST(SignalProcessor, AllocatesNothingAfterConstruction) {
+TEST(SignalProcessorTest, AllocatesNothingAfterConstruction) {
   const DiscardedOutput discarded;
   const FusionGuard guard;
   Engine engine;
@@ -174,13 +174,13 @@ TEST(SignalProcessor, AllocatesNothingAfterConstruction) {
   EXPECT_EQ(allocationCount(), before);
 }
 
-TEST_F(LeadOff, AnswersFalseFirstAndThenWhetherThereIsContact) {
+TEST_F(SignalProcessorLeadoffTest, AnswersFalseFirstAndThenWhetherThereIsContact) {
   EXPECT_FALSE(feed(true));
   EXPECT_TRUE(feed(true));
   loseContact();
 }
 
-TEST_F(LeadOff, NothingIsResetUpToFourSecondsAfterTheFall) {
+TEST_F(SignalProcessorLeadoffTest, NothingIsResetUpToFourSecondsAfterTheFall) {
   loseContact();
   FakeProcessorClock::now += 4000000;
   feed(false);
@@ -188,7 +188,7 @@ TEST_F(LeadOff, NothingIsResetUpToFourSecondsAfterTheFall) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, TheHighPassIsResetOnTheFirstCallAfterFourSeconds) {
+TEST_F(SignalProcessorLeadoffTest, TheHighPassIsResetOnTheFirstCallAfterFourSeconds) {
   loseContact();
   EXPECT_TRUE(outputsAgree());
   FakeProcessorClock::now += 4000001;
@@ -196,7 +196,7 @@ TEST_F(LeadOff, TheHighPassIsResetOnTheFirstCallAfterFourSeconds) {
   EXPECT_FALSE(agreesFor(400));
 }
 
-TEST_F(LeadOff, TheHighPassResetAffectsOnlyTheFifthStage) {
+TEST_F(SignalProcessorLeadoffTest, TheHighPassResetAffectsOnlyTheFifthStage) {
   loseContact();
   FakeProcessorClock::now += 4000001;
   twin.highPass->reset();
@@ -204,7 +204,7 @@ TEST_F(LeadOff, TheHighPassResetAffectsOnlyTheFifthStage) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, TheNormalisationIsResetOnTheFirstCallAfterFourPointOneSeconds) {
+TEST_F(SignalProcessorLeadoffTest, TheNormalisationIsResetOnTheFirstCallAfterFourPointOneSeconds) {
   loseContact();
   FakeProcessorClock::now += 4000001;
   twin.highPass->reset();
@@ -218,7 +218,7 @@ TEST_F(LeadOff, TheNormalisationIsResetOnTheFirstCallAfterFourPointOneSeconds) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, WithoutItsResetTheNormalisationWouldDiffer) {
+TEST_F(SignalProcessorLeadoffTest, WithoutItsResetTheNormalisationWouldDiffer) {
   loseContact();
   FakeProcessorClock::now += 4100001;
   twin.highPass->reset();
@@ -226,7 +226,7 @@ TEST_F(LeadOff, WithoutItsResetTheNormalisationWouldDiffer) {
   EXPECT_FALSE(agreesFor(500));
 }
 
-TEST_F(LeadOff, BothResetsMayHappenInOneCall) {
+TEST_F(SignalProcessorLeadoffTest, BothResetsMayHappenInOneCall) {
   loseContact();
   FakeProcessorClock::now += 10000000;
   twin.highPass->reset();
@@ -235,7 +235,7 @@ TEST_F(LeadOff, BothResetsMayHappenInOneCall) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, ResetsDoNotRepeatWhileTheElectrodesStayOff) {
+TEST_F(SignalProcessorLeadoffTest, ResetsDoNotRepeatWhileTheElectrodesStayOff) {
   loseContact();
   FakeProcessorClock::now += 10000000;
   twin.highPass->reset();
@@ -248,7 +248,7 @@ TEST_F(LeadOff, ResetsDoNotRepeatWhileTheElectrodesStayOff) {
   EXPECT_TRUE(agreesFor(400));
 }
 
-TEST_F(LeadOff, ResetsRepeatAfterTheNextFall) {
+TEST_F(SignalProcessorLeadoffTest, ResetsRepeatAfterTheNextFall) {
   loseContact();
   FakeProcessorClock::now += 10000000;
   twin.highPass->reset();
@@ -262,7 +262,7 @@ TEST_F(LeadOff, ResetsRepeatAfterTheNextFall) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, ReturningContactDoesNotStopTheResets) {
+TEST_F(SignalProcessorLeadoffTest, ReturningContactDoesNotStopTheResets) {
   loseContact();
   for (int i = 0; i < 10; ++i) feed(true);
   FakeProcessorClock::now += 10000000;
@@ -272,7 +272,7 @@ TEST_F(LeadOff, ReturningContactDoesNotStopTheResets) {
   EXPECT_TRUE(agreesFor(500));
 }
 
-TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndTwiceAtTheFall) {
+TEST_F(SignalProcessorLeadoffTest, BothTimersReadTheClockOnEveryCallAndTwiceAtTheFall) {
   for (int i = 0; i < 10; ++i) feed(true);
   const int before = FakeProcessorClock::reads;
   feed(true);
@@ -285,7 +285,7 @@ TEST_F(LeadOff, BothTimersReadTheClockOnEveryCallAndTwiceAtTheFall) {
 
 // With a clock that advances by 0.2 seconds at each reading, the timer that reads 4.0 seconds is
 // not due, and the timer that reads 4.2 is.
-TEST_F(LeadOff, ChecksTheTimerOfTheHighPassFirst) {
+TEST_F(SignalProcessorLeadoffTest, ChecksTheTimerOfTheHighPassFirst) {
   loseContact();
   FakeProcessorClock::now += 4000000;
   const std::uint64_t firstReading = FakeProcessorClock::now;

@@ -9,14 +9,14 @@
 
 namespace {
 
-TEST(GravityCompensate, IsZeroForALevelDeviceAtRest) {
+TEST(GravityCompensationTest, IsZeroForALevelDeviceAtRest) {
   const Vector3 rest = Zephly::gravityCompensate(Quaternion(0, 0, 0, 1), Vector3(0, 0, 1));
   EXPECT_THAT(rest.x, SameBits(0.0F));
   EXPECT_THAT(rest.y, SameBits(0.0F));
   EXPECT_THAT(rest.z, SameBits(0.0F));
 }
 
-TEST(GravityCompensate, KeepsAccelerationOtherThanGravity) {
+TEST(GravityCompensationTest, KeepsAccelerationOtherThanGravity) {
   const Vector3 moved = Zephly::gravityCompensate(Quaternion(0, 0, 0, 1), Vector3(0.5F, 0, 1));
   EXPECT_THAT(moved.x, SameBits(0.5F));
   EXPECT_THAT(moved.y, SameBits(0.0F));
@@ -24,7 +24,7 @@ TEST(GravityCompensate, KeepsAccelerationOtherThanGravity) {
 }
 
 // In these orientations the sensor's x, y and -z axis point up.
-TEST(GravityCompensate, FollowsTheOrientation) {
+TEST(GravityCompensationTest, FollowsTheOrientation) {
   const float h = 0.7071068F;
   const Vector3 x = Zephly::gravityCompensate(Quaternion(0, -h, 0, h), Vector3(1, 0, 0));
   EXPECT_NEAR(x.x, 0, 1e-6);
@@ -36,7 +36,7 @@ TEST(GravityCompensate, FollowsTheOrientation) {
   EXPECT_EQ(z.z, 0);
 }
 
-TEST(GravityCompensate, HasTheBitsOfItsFormula) {
+TEST(GravityCompensationTest, HasTheBitsOfItsFormula) {
   RandomFloats random(56);
   for (int i = 0; i < 200000; ++i) {
     float n[7];

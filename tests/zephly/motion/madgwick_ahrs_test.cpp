@@ -16,12 +16,12 @@ namespace {
 constexpr float invSqrtOfOne = 1.0001187F;
 
 // The orientation is global: every test starts from the identity and restores it.
-class MadgwickAHRS : public testing::Test {
+class MadgwickAHRSTest : public testing::Test {
  public:
-  MadgwickAHRS() { setOrientation(1, 0, 0, 0); }
-  ~MadgwickAHRS() override { setOrientation(1, 0, 0, 0); }
-  MadgwickAHRS(const MadgwickAHRS&) = delete;
-  MadgwickAHRS& operator=(const MadgwickAHRS&) = delete;
+  MadgwickAHRSTest() { setOrientation(1, 0, 0, 0); }
+  ~MadgwickAHRSTest() override { setOrientation(1, 0, 0, 0); }
+  MadgwickAHRSTest(const MadgwickAHRSTest&) = delete;
+  MadgwickAHRSTest& operator=(const MadgwickAHRSTest&) = delete;
 
   static void setOrientation(float w, float x, float y, float z) {
     q0 = w;
@@ -43,7 +43,7 @@ class MadgwickAHRS : public testing::Test {
 const float initialGain = beta;
 const float initialOrientation[] = {q0, q1, q2, q3};
 
-TEST_F(MadgwickAHRS, StartsAtTheIdentityWithAGainOfOneFifth) {
+TEST_F(MadgwickAHRSTest, StartsAtTheIdentityWithAGainOfOneFifth) {
   EXPECT_EQ(bitsOf(initialGain), 0x3E4CCCCDU);
   EXPECT_THAT(initialOrientation[0], SameBits(1.0F));
   EXPECT_THAT(initialOrientation[1], SameBits(0.0F));
@@ -51,11 +51,11 @@ TEST_F(MadgwickAHRS, StartsAtTheIdentityWithAGainOfOneFifth) {
   EXPECT_THAT(initialOrientation[3], SameBits(0.0F));
 }
 
-TEST_F(MadgwickAHRS, InvSqrtOfOneIsApproximate) {
+TEST_F(MadgwickAHRSTest, InvSqrtOfOneIsApproximate) {
   EXPECT_THAT(invSqrt(1.0F), SameBits(invSqrtOfOne));
 }
 
-TEST_F(MadgwickAHRS, InvSqrtHasTheBitsOfItsFormula) {
+TEST_F(MadgwickAHRSTest, InvSqrtHasTheBitsOfItsFormula) {
   RandomFloats random(57);
   for (int i = 0; i < 500000; ++i) {
     const float x = random.anything();
@@ -66,7 +66,7 @@ TEST_F(MadgwickAHRS, InvSqrtHasTheBitsOfItsFormula) {
   }
 }
 
-TEST_F(MadgwickAHRS, InvSqrtIsCloseForAllNormalNumbers) {
+TEST_F(MadgwickAHRSTest, InvSqrtIsCloseForAllNormalNumbers) {
   float x = 1.2e-38F;
   while (x < 3.0e38F) {
     const double relative = static_cast<double>(invSqrt(x)) * std::sqrt(static_cast<double>(x));
@@ -75,7 +75,7 @@ TEST_F(MadgwickAHRS, InvSqrtIsCloseForAllNormalNumbers) {
   }
 }
 
-TEST_F(MadgwickAHRS, GravityOnZOnlyNormalisesTheIdentity) {
+TEST_F(MadgwickAHRSTest, GravityOnZOnlyNormalisesTheIdentity) {
   MadgwickAHRSupdateIMU(0, 0, 0, 0, 0, 1);
   EXPECT_THAT(q0, SameBits(invSqrtOfOne));
   EXPECT_EQ(q1, 0);
@@ -83,7 +83,7 @@ TEST_F(MadgwickAHRS, GravityOnZOnlyNormalisesTheIdentity) {
   EXPECT_EQ(q3, 0);
 }
 
-TEST_F(MadgwickAHRS, WithoutAccelerometerOnlyTheGyroscopeCounts) {
+TEST_F(MadgwickAHRSTest, WithoutAccelerometerOnlyTheGyroscopeCounts) {
   beta = NAN;  // would spoil all results if it were used
   MadgwickAHRSupdateIMU(0, 0, 0.3F, 0, 0, 0);
   EXPECT_NEAR(q3, 0.005, 1e-5);
@@ -93,7 +93,7 @@ TEST_F(MadgwickAHRS, WithoutAccelerometerOnlyTheGyroscopeCounts) {
   EXPECT_EQ(q2, 0);
 }
 
-TEST_F(MadgwickAHRS, ARateAboutZTurnsByRateTimesPeriod) {
+TEST_F(MadgwickAHRSTest, ARateAboutZTurnsByRateTimesPeriod) {
   MadgwickAHRSupdateIMU(0, 0, 0.3F, 0, 0, 0);
   EXPECT_NEAR(2 * std::atan2(q3, q0), 0.01, 1e-6);
   // Half the rate for a thirtieth of a second, then the normalisation.
@@ -102,7 +102,7 @@ TEST_F(MadgwickAHRS, ARateAboutZTurnsByRateTimesPeriod) {
   EXPECT_SAME_BITS(q3, (half * factor).value());
 }
 
-TEST_F(MadgwickAHRS, TheGainScalesTheCorrection) {
+TEST_F(MadgwickAHRSTest, TheGainScalesTheCorrection) {
   MadgwickAHRSupdateIMU(0, 0, 0, 0, 1, 0);
   const float corrected = q1;
   setOrientation(1, 0, 0, 0);
@@ -112,7 +112,7 @@ TEST_F(MadgwickAHRS, TheGainScalesTheCorrection) {
   EXPECT_NEAR(q1 / corrected, 2, 1e-3);
 }
 
-TEST_F(MadgwickAHRS, AZeroMagnetometerIsTheSixAxisUpdate) {
+TEST_F(MadgwickAHRSTest, AZeroMagnetometerIsTheSixAxisUpdate) {
   RandomFloats random(58);
   for (int i = 0; i < 2000; ++i) {
     const float start[] = {random.within(1), random.within(1), random.within(1), random.within(1)};
@@ -130,7 +130,7 @@ TEST_F(MadgwickAHRS, AZeroMagnetometerIsTheSixAxisUpdate) {
   }
 }
 
-TEST_F(MadgwickAHRS, ReadingsWithOneZeroComponentAreUsed) {
+TEST_F(MadgwickAHRSTest, ReadingsWithOneZeroComponentAreUsed) {
   literal::Fusion expected;
   MadgwickAHRSupdate(0, 0, 0, 0, 0.5F, 0, 0, 0, 0.3F);
   expected.update({0.0F, 0.0F, 0.0F}, {0.0F, 0.5F, 0.0F}, {0.0F, 0.0F, 0.3F});
@@ -138,7 +138,7 @@ TEST_F(MadgwickAHRS, ReadingsWithOneZeroComponentAreUsed) {
   EXPECT_NE(q1, 0);
 }
 
-TEST_F(MadgwickAHRS, SixAxesHaveTheBitsOfTheAlgorithm) {
+TEST_F(MadgwickAHRSTest, SixAxesHaveTheBitsOfTheAlgorithm) {
   RandomFloats random(59);
   literal::Fusion expected;
   for (int i = 0; i < 50000; ++i) {
@@ -152,7 +152,7 @@ TEST_F(MadgwickAHRS, SixAxesHaveTheBitsOfTheAlgorithm) {
   EXPECT_FALSE(std::isnan(q0));
 }
 
-TEST_F(MadgwickAHRS, NineAxesHaveTheBitsOfTheAlgorithm) {
+TEST_F(MadgwickAHRSTest, NineAxesHaveTheBitsOfTheAlgorithm) {
   RandomFloats random(60);
   literal::Fusion expected;
   for (int i = 0; i < 50000; ++i) {
@@ -168,7 +168,7 @@ TEST_F(MadgwickAHRS, NineAxesHaveTheBitsOfTheAlgorithm) {
   EXPECT_FALSE(std::isnan(q0));
 }
 
-TEST_F(MadgwickAHRS, HasTheBitsOfTheAlgorithmFromAnyStateAndForAnyReading) {
+TEST_F(MadgwickAHRSTest, HasTheBitsOfTheAlgorithmFromAnyStateAndForAnyReading) {
   RandomFloats random(61);
   for (int i = 0; i < 50000; ++i) {
     float n[13];
@@ -198,7 +198,7 @@ struct AtRest {
 };
 
 // The purpose of the filter: a wrong sign in one term of the gradient fails here.
-TEST_F(MadgwickAHRS, NineAxesFindTheOrientationOfASensorAtRest) {
+TEST_F(MadgwickAHRSTest, NineAxesFindTheOrientationOfASensorAtRest) {
   const AtRest truth{0.8, 0.2, -0.4, 0.4};
   const Vector3 a = truth.seen(0, 1);
   const Vector3 m = truth.seen(20, -40);
@@ -207,7 +207,7 @@ TEST_F(MadgwickAHRS, NineAxesFindTheOrientationOfASensorAtRest) {
   EXPECT_NEAR(std::abs(cosine), 1, 2e-3);
 }
 
-TEST_F(MadgwickAHRS, SixAxesFindTheTiltOfASensorAtRest) {
+TEST_F(MadgwickAHRSTest, SixAxesFindTheTiltOfASensorAtRest) {
   const AtRest truth{0.8, 0.2, -0.4, 0.4};
   const Vector3 a = truth.seen(0, 1);
   for (int i = 0; i < 3000; ++i) MadgwickAHRSupdateIMU(0, 0, 0, a.x, a.y, a.z);
@@ -217,7 +217,7 @@ TEST_F(MadgwickAHRS, SixAxesFindTheTiltOfASensorAtRest) {
   EXPECT_NEAR(found.z, a.z, 0.01);
 }
 
-TEST_F(MadgwickAHRS, ARecordingHasTheBitsOfTheAlgorithmAndKeepsTheOrientationNormal) {
+TEST_F(MadgwickAHRSTest, ARecordingHasTheBitsOfTheAlgorithmAndKeepsTheOrientationNormal) {
   const auto rows = readRecording("imu_135s_100hz.csv");
   ASSERT_EQ(rows.size(), 13514U);
   const float radians = std::numbers::pi_v<float> / 180.0F;

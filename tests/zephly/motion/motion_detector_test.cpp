@@ -40,13 +40,19 @@ Vector3 accelerationAlong(int band, float vertical) {
 literal::Vector vector(const Vector3& v) { return {v.x, v.y, v.z}; }
 
 // A detector whose repetitions are recorded as letters, and the reference implementation.
-class MotionDetector : public testing::Test {
+class MotionDetectorTest : public testing::Test {
  public:
-  MotionDetector() {
+  MotionDetectorTest() {
     detector.context = this;
-    detector.pushUpCallback = [](void* self) { static_cast<MotionDetector*>(self)->events += 'P'; };
-    detector.jumpCallback = [](void* self) { static_cast<MotionDetector*>(self)->events += 'J'; };
-    detector.sitUpCallback = [](void* self) { static_cast<MotionDetector*>(self)->events += 'S'; };
+    detector.pushUpCallback = [](void* self) {
+      static_cast<MotionDetectorTest*>(self)->events += 'P';
+    };
+    detector.jumpCallback = [](void* self) {
+      static_cast<MotionDetectorTest*>(self)->events += 'J';
+    };
+    detector.sitUpCallback = [](void* self) {
+      static_cast<MotionDetectorTest*>(self)->events += 'S';
+    };
   }
 
   // Feeds one sample in `band` after which the heading is `heading`. Returns the completed
@@ -86,21 +92,21 @@ class MotionDetector : public testing::Test {
   std::size_t seen = 0;
 };
 
-TEST_F(MotionDetector, TakesTheBandFromTheUpVector) {
+TEST_F(MotionDetectorTest, TakesTheBandFromTheUpVector) {
   EXPECT_EQ(detector.determineVerticalOrientation(orientationIn(0)), 0);
   EXPECT_EQ(detector.determineVerticalOrientation(orientationIn(1)), 1);
   EXPECT_EQ(detector.determineVerticalOrientation(orientationIn(2)), 2);
 }
 
 // For (x, 0, 0, w) the up vector's z is w^2 - x^2, which is exact here.
-TEST_F(MotionDetector, BandLimitsBelongToTheOuterBands) {
+TEST_F(MotionDetectorTest, BandLimitsBelongToTheOuterBands) {
   EXPECT_EQ(Quaternion(0.25F, 0, 0, 0.75F).normalVectorToUp().z, 0.5F);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(0.25F, 0, 0, 0.75F)), 2);
   EXPECT_EQ(Quaternion(0.75F, 0, 0, 0.25F).normalVectorToUp().z, -0.5F);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(0.75F, 0, 0, 0.25F)), 0);
 }
 
-TEST_F(MotionDetector, JustInsideTheLimitsIsHorizontal) {
+TEST_F(MotionDetectorTest, JustInsideTheLimitsIsHorizontal) {
   const float root = std::sqrt(0.4999F);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(0, 0, 0, root)), 1);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(root, 0, 0, 0)), 1);
@@ -111,12 +117,12 @@ TEST_F(MotionDetector, JustInsideTheLimitsIsHorizontal) {
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(closest, 0, 0, 0)), 1);
 }
 
-TEST_F(MotionDetector, ANanOrientationIsHorizontal) {
+TEST_F(MotionDetectorTest, ANanOrientationIsHorizontal) {
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion(0, 0, 0, notANumber)), 1);
   EXPECT_EQ(detector.determineVerticalOrientation(Quaternion()), 1);
 }
 
-TEST_F(MotionDetector, BandsFollowTheRuleForAnyOrientation) {
+TEST_F(MotionDetectorTest, BandsFollowTheRuleForAnyOrientation) {
   RandomFloats random(62);
   for (int i = 0; i < 100000; ++i) {
     float n[4];
@@ -127,7 +133,7 @@ TEST_F(MotionDetector, BandsFollowTheRuleForAnyOrientation) {
   }
 }
 
-TEST_F(MotionDetector, AStillDeviceReportsNothing) {
+TEST_F(MotionDetectorTest, AStillDeviceReportsNothing) {
   for (const int band : {2, 0, 2, 1, 2, 0}) {
     for (int i = 0; i < 50; ++i) {
       ASSERT_EQ(process(orientationIn(band), Vector3(0, 0, 0), 30.0F), "");
@@ -136,7 +142,7 @@ TEST_F(MotionDetector, AStillDeviceReportsNothing) {
   }
 }
 
-TEST_F(MotionDetector, CountsAPushUpAtTheTurnFromDownToUp) {
+TEST_F(MotionDetectorTest, CountsAPushUpAtTheTurnFromDownToUp) {
   EXPECT_EQ(move(2, down), "");
   EXPECT_EQ(move(2, still), "");
   EXPECT_EQ(move(2, still), "");
@@ -148,19 +154,19 @@ TEST_F(MotionDetector, CountsAPushUpAtTheTurnFromDownToUp) {
   EXPECT_EQ(move(2, up), "P");
 }
 
-TEST_F(MotionDetector, CountsPushUpsOnlyWhileUpPointsUp) {
+TEST_F(MotionDetectorTest, CountsPushUpsOnlyWhileUpPointsUp) {
   for (const int band : {0, 1}) {
     move(band, down);
     EXPECT_EQ(move(band, up), "") << band;
   }
 }
 
-TEST_F(MotionDetector, ADownwardMovementInAnotherBandStillBeginsAPushUp) {
+TEST_F(MotionDetectorTest, ADownwardMovementInAnotherBandStillBeginsAPushUp) {
   EXPECT_EQ(move(0, down), "");
   EXPECT_EQ(move(2, up), "P");
 }
 
-TEST_F(MotionDetector, CountsAJumpAtTheTurnFromUpToDown) {
+TEST_F(MotionDetectorTest, CountsAJumpAtTheTurnFromUpToDown) {
   EXPECT_EQ(move(1, up), "");
   EXPECT_EQ(move(1, still), "");
   EXPECT_EQ(move(1, down), "J");
@@ -170,20 +176,20 @@ TEST_F(MotionDetector, CountsAJumpAtTheTurnFromUpToDown) {
   EXPECT_EQ(move(1, down), "J");
 }
 
-TEST_F(MotionDetector, CountsJumpsOnlyInTheHorizontalBand) {
+TEST_F(MotionDetectorTest, CountsJumpsOnlyInTheHorizontalBand) {
   for (const int band : {0, 2}) {
     move(band, up);
     EXPECT_EQ(move(band, down), "") << band;
   }
 }
 
-TEST_F(MotionDetector, TheFirstMovementReportsNothing) {
+TEST_F(MotionDetectorTest, TheFirstMovementReportsNothing) {
   EXPECT_EQ(move(2, up), "");
   Zephly::MotionDetector other;
   other.process(orientationIn(1), accelerationAlong(1, -100.0F), 30.0F);
 }
 
-TEST_F(MotionDetector, CountsASitUpOnReturnToTheHorizontalBand) {
+TEST_F(MotionDetectorTest, CountsASitUpOnReturnToTheHorizontalBand) {
   EXPECT_EQ(move(1, still), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(0, still), "");
@@ -193,31 +199,31 @@ TEST_F(MotionDetector, CountsASitUpOnReturnToTheHorizontalBand) {
   EXPECT_EQ(move(1, still), "S");
 }
 
-TEST_F(MotionDetector, CountsNoSitUpWhenTheStayBeganFromUpright) {
+TEST_F(MotionDetectorTest, CountsNoSitUpWhenTheStayBeganFromUpright) {
   EXPECT_EQ(move(2, still), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(1, still), "");
 }
 
-TEST_F(MotionDetector, CountsNoSitUpWhenTheStayEndsUpright) {
+TEST_F(MotionDetectorTest, CountsNoSitUpWhenTheStayEndsUpright) {
   EXPECT_EQ(move(1, still), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(2, still), "");
   EXPECT_EQ(move(1, still), "");
 }
 
-TEST_F(MotionDetector, TheFirstSamplesCountNoSitUpWhateverTheirBand) {
+TEST_F(MotionDetectorTest, TheFirstSamplesCountNoSitUpWhateverTheirBand) {
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(1, still), "");
 }
 
-TEST_F(MotionDetector, OneSampleCompletesAJumpAndThenASitUp) {
+TEST_F(MotionDetectorTest, OneSampleCompletesAJumpAndThenASitUp) {
   EXPECT_EQ(move(1, still), "");
   EXPECT_EQ(move(0, up), "");
   EXPECT_EQ(move(1, down), "JS");
 }
 
-TEST_F(MotionDetector, PassesItsContextToEveryCallback) {
+TEST_F(MotionDetectorTest, PassesItsContextToEveryCallback) {
   std::vector<void*> contexts;
   detector.context = &contexts;
   const auto note = [](void* context) {
@@ -233,18 +239,19 @@ TEST_F(MotionDetector, PassesItsContextToEveryCallback) {
   EXPECT_EQ(contexts, std::vector<void*>(3, &contexts));
 }
 
-TEST_F(MotionDetector, WritesOneLineBeforeItsCallbacks) {
+TEST_F(MotionDetectorTest, WritesOneLineBeforeItsCallbacks) {
   move(1, up);
   lines();
   detector.jumpCallback = [](void* self) {
-    static_cast<MotionDetector*>(self)->events = static_cast<MotionDetector*>(self)->lines();
+    static_cast<MotionDetectorTest*>(self)->events =
+        static_cast<MotionDetectorTest*>(self)->lines();
   };
   const std::string written = move(1, down);
   EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 1);
   EXPECT_EQ(lines(), "");
 }
 
-TEST_F(MotionDetector, WritesTheLineOfEverySample) {
+TEST_F(MotionDetectorTest, WritesTheLineOfEverySample) {
   const literal::Detection expected =
       rule.process(literal::rotation(orientationIn(2)), {0.0F, 0.0F, 1.0F}, 30.0F);
   process(orientationIn(2), Vector3(0, 0, 1), 30.0F);
@@ -267,7 +274,7 @@ class FlushedText : public std::stringbuf {
   }
 };
 
-TEST_F(MotionDetector, FlushesTheLineOfEverySample) {
+TEST_F(MotionDetectorTest, FlushesTheLineOfEverySample) {
   FlushedText flushed;
   std::streambuf* const before = std::cout.rdbuf(&flushed);
   std::string expected;
@@ -281,7 +288,7 @@ TEST_F(MotionDetector, FlushesTheLineOfEverySample) {
   std::cout.rdbuf(before);
 }
 
-TEST_F(MotionDetector, ItsLinesAreIndependentOfTheFormatOfStandardOutput) {
+TEST_F(MotionDetectorTest, ItsLinesAreIndependentOfTheFormatOfStandardOutput) {
   struct Comma : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
   };
@@ -298,7 +305,7 @@ TEST_F(MotionDetector, ItsLinesAreIndependentOfTheFormatOfStandardOutput) {
 }
 
 // The largest displacement inside the dead band is the float nearest to 0.01, which lies below it.
-TEST_F(MotionDetector, TheDeadBandEndsBetweenTwoFloats) {
+TEST_F(MotionDetectorTest, TheDeadBandEndsBetweenTwoFloats) {
   const float inside = 0.01F;
   const float outside = std::nextafter(inside, 1.0F);
   bool sawInside = false;
@@ -319,12 +326,12 @@ TEST_F(MotionDetector, TheDeadBandEndsBetweenTwoFloats) {
   EXPECT_TRUE(sawOutside);
 }
 
-TEST_F(MotionDetector, ANanDisplacementIsStillAndStaysNan) {
+TEST_F(MotionDetectorTest, ANanDisplacementIsStillAndStaysNan) {
   EXPECT_EQ(detector.determineVerticalHeading(notANumber, 30.0F), still);
   EXPECT_EQ(detector.determineVerticalHeading(100.0F, 30.0F), still);
 }
 
-TEST_F(MotionDetector, RecoversFromANanOrientationButNotFromANanAcceleration) {
+TEST_F(MotionDetectorTest, RecoversFromANanOrientationButNotFromANanAcceleration) {
   EXPECT_EQ(process(Quaternion(0, 0, 0, notANumber), Vector3(0, 0, 0), 30.0F), "");
   EXPECT_EQ(move(0, still), "");
   EXPECT_EQ(move(1, still), "S");  // the unknown orientation counted as horizontal
@@ -333,7 +340,7 @@ TEST_F(MotionDetector, RecoversFromANanOrientationButNotFromANanAcceleration) {
   EXPECT_EQ(process(orientationIn(2), Vector3(0, 0, 100), 30.0F), "");
 }
 
-TEST_F(MotionDetector, FollowsTheRuleThroughAnySequenceOfBandsAndHeadings) {
+TEST_F(MotionDetectorTest, FollowsTheRuleThroughAnySequenceOfBandsAndHeadings) {
   RandomFloats random(63);
   std::string all;
   int band = 2;
@@ -353,7 +360,7 @@ TEST_F(MotionDetector, FollowsTheRuleThroughAnySequenceOfBandsAndHeadings) {
   for (const char kind : {'P', 'J', 'S'}) EXPECT_GT(std::count(all.begin(), all.end(), kind), 50);
 }
 
-TEST_F(MotionDetector, FollowsTheRuleForAnyInputAndRate) {
+TEST_F(MotionDetectorTest, FollowsTheRuleForAnyInputAndRate) {
   RandomFloats random(64);
   for (int run = 0; run < 200; ++run) {
     Zephly::MotionDetector fresh;
@@ -382,7 +389,7 @@ TEST_F(MotionDetector, FollowsTheRuleForAnyInputAndRate) {
   }
 }
 
-using MotionDetectorDeathTest = MotionDetector;
+using MotionDetectorDeathTest = MotionDetectorTest;
 
 TEST_F(MotionDetectorDeathTest, APushUpWithoutItsCallbackIsFatal) {
   detector.pushUpCallback = Zephly::MotionDetector().pushUpCallback;

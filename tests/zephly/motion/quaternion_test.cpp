@@ -67,7 +67,7 @@ float inDegrees(float radians) {
   return angle;
 }
 
-TEST(Quaternion, IsFourFloatsWithTheScalarLast) {
+TEST(QuaternionTest, IsFourFloatsWithTheScalarLast) {
   static_assert(std::is_trivially_copyable_v<Quaternion> && std::is_standard_layout_v<Quaternion>);
   static_assert(sizeof(Quaternion) == 4 * sizeof(float));
   static_assert(!std::is_polymorphic_v<Quaternion>);
@@ -81,11 +81,11 @@ TEST(Quaternion, IsFourFloatsWithTheScalarLast) {
   EXPECT_LT(&q.z, &q.w);
 }
 
-TEST(Quaternion, IsZeroByDefaultAndNotTheIdentity) {
+TEST(QuaternionTest, IsZeroByDefaultAndNotTheIdentity) {
   expectSame(Quaternion(), literal::Rotation{});
 }
 
-TEST(Quaternion, MultipliesTheBasisByHamiltonsRules) {
+TEST(QuaternionTest, MultipliesTheBasisByHamiltonsRules) {
   const Quaternion i(1, 0, 0, 0);
   const Quaternion j(0, 1, 0, 0);
   const Quaternion k(0, 0, 1, 0);
@@ -106,7 +106,7 @@ TEST(Quaternion, MultipliesTheBasisByHamiltonsRules) {
   EXPECT_EQ(product.w, -1);  // ii = -1
 }
 
-TEST(Quaternion, ProductHasTheBitsOfItsFormula) {
+TEST(QuaternionTest, ProductHasTheBitsOfItsFormula) {
   RandomFloats random(53);
   for (int i = 0; i < 100000; ++i) {
     const Quaternion p = randomQuaternion(random, i);
@@ -118,14 +118,14 @@ TEST(Quaternion, ProductHasTheBitsOfItsFormula) {
   }
 }
 
-TEST(Quaternion, MultipliesByItself) {
+TEST(QuaternionTest, MultipliesByItself) {
   Quaternion q(0.1F, 0.2F, 0.3F, 0.4F);
   const literal::Rotation before = literal::rotation(q);
   q.multiplyWithRight(q);
   expectSame(q, literal::product(before, before));
 }
 
-TEST(Quaternion, TheIdentityDoesNotRotateUpAndIsOverwritten) {
+TEST(QuaternionTest, TheIdentityDoesNotRotateUpAndIsOverwritten) {
   Quaternion q(0, 0, 0, 1);
   const Vector3 turnedUp = q.normalVectorToUp();
   EXPECT_EQ(turnedUp.x, 0);
@@ -137,13 +137,13 @@ TEST(Quaternion, TheIdentityDoesNotRotateUpAndIsOverwritten) {
   EXPECT_EQ(q.w, 0);
 }
 
-TEST(Quaternion, AQuarterTurnAboutXRotatesUpToMinusY) {
+TEST(QuaternionTest, AQuarterTurnAboutXRotatesUpToMinusY) {
   const Vector3 turnedUp = Quaternion(halfRoot, 0, 0, halfRoot).normalVectorToUp();
   EXPECT_FLOAT_EQ(turnedUp.y, -1);
   EXPECT_NEAR(turnedUp.z, 0, 1e-6);
 }
 
-TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndOverwritesTheQuaternion) {
+TEST(QuaternionTest, RotatedUpHasTheBitsOfItsProductsAndOverwritesTheQuaternion) {
   RandomFloats random(54);
   for (int i = 0; i < 100000; ++i) {
     Quaternion q = randomQuaternion(random, i);
@@ -155,14 +155,14 @@ TEST(Quaternion, RotatedUpHasTheBitsOfItsProductsAndOverwritesTheQuaternion) {
   }
 }
 
-TEST(Quaternion, IdentityHasNoAngles) {
+TEST(QuaternionTest, IdentityHasNoAngles) {
   const Vector3 angles = Quaternion(0, 0, 0, 1).FromQ2();
   EXPECT_EQ(angles.x, 0);
   EXPECT_EQ(angles.y, 0);
   EXPECT_EQ(angles.z, 0);
 }
 
-TEST(Quaternion, QuarterTurnsAboutXAreExactlyRightAngles) {
+TEST(QuaternionTest, QuarterTurnsAboutXAreExactlyRightAngles) {
   const Vector3 forward = Quaternion(halfRoot, 0, 0, halfRoot).FromQ2();
   EXPECT_EQ(forward.x, 90);
   EXPECT_EQ(forward.y, 0);
@@ -172,7 +172,7 @@ TEST(Quaternion, QuarterTurnsAboutXAreExactlyRightAngles) {
   EXPECT_EQ(backward.z, 0);
 }
 
-TEST(Quaternion, QuarterTurnsAboutYAndZAppearInTheirOwnAngle) {
+TEST(QuaternionTest, QuarterTurnsAboutYAndZAppearInTheirOwnAngle) {
   const Vector3 aboutY = Quaternion(0, halfRoot, 0, halfRoot).FromQ2();
   EXPECT_EQ(aboutY.x, 0);
   EXPECT_NEAR(aboutY.y, 90, 1e-4);
@@ -184,7 +184,7 @@ TEST(Quaternion, QuarterTurnsAboutYAndZAppearInTheirOwnAngle) {
 }
 
 // Equality must not count as aligned: 0 on both sides, and infinity on both sides.
-TEST(Quaternion, TheGeneralFormulasApplyExactlyAtTheLimit) {
+TEST(QuaternionTest, TheGeneralFormulasApplyExactlyAtTheLimit) {
   const Vector3 nothing = Quaternion(0, 0, 0, 0).FromQ2();
   EXPECT_EQ(nothing.x, 0);
   EXPECT_EQ(nothing.y, 0);
@@ -194,7 +194,7 @@ TEST(Quaternion, TheGeneralFormulasApplyExactlyAtTheLimit) {
 }
 
 // Squares to 1 with test = 0.4995 as nearly as floats come, from either side.
-TEST(Quaternion, TheLimitLiesBetweenNeighbouringRotations) {
+TEST(QuaternionTest, TheLimitLiesBetweenNeighbouringRotations) {
   const double half = std::asin(2 * 0.4995) / 2;
   const auto about = [](double angle) {
     return Quaternion(narrowed(std::sin(angle)), 0, 0, narrowed(std::cos(angle))).FromQ2().x;
@@ -205,13 +205,13 @@ TEST(Quaternion, TheLimitLiesBetweenNeighbouringRotations) {
   EXPECT_GT(about(-half + 1e-4), 272);
 }
 
-TEST(Quaternion, DetectsAlignedAxesWithoutNormalising) {
+TEST(QuaternionTest, DetectsAlignedAxesWithoutNormalising) {
   EXPECT_EQ(Quaternion(50 * halfRoot, 0, 0, 50 * halfRoot).FromQ2().x, 90);
   EXPECT_EQ(Quaternion(halfRoot / 50, 0, 0, halfRoot / 50).FromQ2().x, 90);
 }
 
 // So close to the limit that the order of adding the squares decides between the formulas.
-TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
+TEST(QuaternionTest, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
   RandomFloats random(65);
   for (int i = 0; i < 20000; ++i) {
     const double x = 0.7 + 0.2 * static_cast<double>(random.within(1));
@@ -233,7 +233,7 @@ TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
   }
 }
 
-TEST(Quaternion, AnglesHaveTheBitsOfTheirFormulas) {
+TEST(QuaternionTest, AnglesHaveTheBitsOfTheirFormulas) {
   RandomFloats random(55);
   int aligned = 0;
   int general = 0;

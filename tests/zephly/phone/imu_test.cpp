@@ -25,14 +25,14 @@ struct ValueReceiver : IMUDelegate {
   std::shared_ptr<int> copies = std::make_shared<int>(0);
 };
 
-TEST(IMU, IsAnObjectWithIdentityButNoMessages) {
+TEST(IMUTest, IsAnObjectWithIdentityButNoMessages) {
   static_assert(!std::is_base_of_v<NSObject, IMU>);
   static_assert(!std::is_copy_constructible_v<IMU>);
   static_assert(!std::is_copy_assignable_v<IMU>);
   static_assert(!std::is_polymorphic_v<IMU>);
 }
 
-TEST(IMU, HoldsItsManagerUntilDestruction) {
+TEST(IMUTest, HoldsItsManagerUntilDestruction) {
   auto manager = std::make_shared<Sensors>();
   const std::weak_ptr<Sensors> watch = manager;
   auto imu = std::make_shared<IMU>(std::move(manager));
@@ -41,7 +41,7 @@ TEST(IMU, HoldsItsManagerUntilDestruction) {
   EXPECT_FALSE(watch.expired());
 }
 
-TEST(IMU, ReleasesItsManagerWithoutADelegate) {
+TEST(IMUTest, ReleasesItsManagerWithoutADelegate) {
   auto manager = std::make_shared<Sensors>();
   const std::weak_ptr<Sensors> watch = manager;
   auto imu = std::make_shared<IMU>(std::move(manager));
@@ -49,7 +49,7 @@ TEST(IMU, ReleasesItsManagerWithoutADelegate) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(IMU, OwnsItsDelegateAndReleasesItWithoutCallingIt) {
+TEST(IMUTest, OwnsItsDelegateAndReleasesItWithoutCallingIt) {
   auto receiver = std::make_shared<testing::StrictMock<Receiver>>();
   EXPECT_CALL(*receiver, didReceiveIMUValues).Times(0);
   const std::weak_ptr<IMUDelegate> watch = receiver;
@@ -59,7 +59,7 @@ TEST(IMU, OwnsItsDelegateAndReleasesItWithoutCallingIt) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(IMU, ItsDelegateMayBeACopyOfAValue) {
+TEST(IMUTest, ItsDelegateMayBeACopyOfAValue) {
   const ValueReceiver value;
   auto imu =
       std::make_shared<IMU>(std::make_shared<Sensors>(), std::make_shared<ValueReceiver>(value));
@@ -68,7 +68,7 @@ TEST(IMU, ItsDelegateMayBeACopyOfAValue) {
   EXPECT_EQ(value.copies.use_count(), 1);
 }
 
-TEST(IMU, DoesNotDestroyASharedManager) {
+TEST(IMUTest, DoesNotDestroyASharedManager) {
   const auto manager = std::make_shared<Sensors>();
   auto imu = std::make_shared<IMU>(manager);
   EXPECT_EQ(manager.use_count(), 2);

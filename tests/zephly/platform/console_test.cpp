@@ -15,13 +15,13 @@
 
 namespace {
 
-TEST(Console, WritesToStandardOutputsBuffer) {
+TEST(ConsoleTest, WritesToStandardOutputsBuffer) {
   const CapturedOutput output;
   Zephly::console() << "one" << std::endl;
   EXPECT_EQ(output.text(), "one\n");
 }
 
-TEST(Console, FollowsAReplacedBuffer) {
+TEST(ConsoleTest, FollowsAReplacedBuffer) {
   const CapturedOutput first;
   {
     const CapturedOutput second;
@@ -32,7 +32,7 @@ TEST(Console, FollowsAReplacedBuffer) {
   EXPECT_EQ(first.text(), "outer\n");
 }
 
-TEST(Console, ItsFormattingIsIndependentOfStdCout) {
+TEST(ConsoleTest, ItsFormattingIsIndependentOfStdCout) {
   const CapturedOutput output;
   const std::ios saved(nullptr);
   std::cout << std::hex << std::scientific << std::uppercase << std::showpos;
@@ -44,7 +44,7 @@ TEST(Console, ItsFormattingIsIndependentOfStdCout) {
   EXPECT_EQ(output.text(), "0.5, 31\n");
 }
 
-TEST(Console, ResetsTheFormatForEachLine) {
+TEST(ConsoleTest, ResetsTheFormatForEachLine) {
   const CapturedOutput output;
   struct GroupedDigits : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
@@ -60,7 +60,7 @@ TEST(Console, ResetsTheFormatForEachLine) {
   EXPECT_EQ(output.text(), "1234567, 0.123457, 1\n");
 }
 
-TEST(Console, ResetsTheExceptionMask) {
+TEST(ConsoleTest, ResetsTheExceptionMask) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);
@@ -75,7 +75,7 @@ TEST(Console, ResetsTheExceptionMask) {
   EXPECT_EQ(output.text(), "seen\n");
 }
 
-TEST(Console, WritesAgainAfterAFailedBuffer) {
+TEST(ConsoleTest, WritesAgainAfterAFailedBuffer) {
   class Broken : public std::streambuf {};  // accepts nothing
   Broken broken;
   auto* original = std::cout.rdbuf(&broken);

@@ -10,20 +10,20 @@
 
 namespace {
 
-TEST(Host, TheCurrentHostCreatesTheCentral) {
+TEST(HostTest, TheCurrentHostCreatesTheCentral) {
   fake::World world;
   const auto central = CBCentralManager::init({}, nullptr, std::nullopt);
   EXPECT_EQ(central, world.central);
   EXPECT_EQ(world.log, fake::Log{"create central"});
 }
 
-TEST(Host, TheLatestHostIsCurrent) {
+TEST(HostTest, TheLatestHostIsCurrent) {
   fake::World first;
   fake::World second;
   EXPECT_EQ(Zephly::Host::current(), &second);
 }
 
-TEST(Host, LeavingDoesNotAffectAnotherCurrentHost) {
+TEST(HostTest, LeavingDoesNotAffectAnotherCurrentHost) {
   fake::World stays;
   { const fake::World goes; }
   EXPECT_EQ(Zephly::Host::current(), nullptr);

@@ -36,7 +36,7 @@ class Lamp : public NSObject {
 
 class Plain : public NSObject {};
 
-TEST(NSObject, RespondsToTheSelectorsOfItsTableOnly) {
+TEST(NSObjectTest, RespondsToTheSelectorsOfItsTableOnly) {
   const Lamp lamp;
   EXPECT_TRUE(lamp.respondsToSelector("setLevel:"));
   EXPECT_TRUE(lamp.respondsToSelector("level"));
@@ -45,32 +45,32 @@ TEST(NSObject, RespondsToTheSelectorsOfItsTableOnly) {
   EXPECT_FALSE(lamp.respondsToSelector(""));
 }
 
-TEST(NSObject, RespondsToNothingWithoutATable) {
+TEST(NSObjectTest, RespondsToNothingWithoutATable) {
   EXPECT_FALSE(Plain().respondsToSelector("level"));
 }
 
-TEST(NSObject, PerformsWithArgumentsAndResult) {
+TEST(NSObjectTest, PerformsWithArgumentsAndResult) {
   Lamp lamp;
   lamp.performSelector("setLevel:", 0.5f);
   EXPECT_EQ(lamp.level(), 0.5f);
   EXPECT_EQ(lamp.performSelector<float>("level"), 0.5f);
 }
 
-TEST(NSObject, PassesReferenceParametersByValue) {
+TEST(NSObjectTest, PassesReferenceParametersByValue) {
   Lamp lamp;
   EXPECT_EQ(
       lamp.performSelector<std::string>("join:with:", std::string("a"), std::vector<int>{1, 2}),
       "a2");
 }
 
-TEST(NSObject, MovesArgumentsThatCannotBeCopied) {
+TEST(NSObjectTest, MovesArgumentsThatCannotBeCopied) {
   Lamp lamp;
   lamp.performSelector("take:", std::make_unique<int>(7));
   ASSERT_NE(lamp.taken, nullptr);
   EXPECT_EQ(*lamp.taken, 7);
 }
 
-TEST(NSObject, DescribesItselfByClassName) { EXPECT_EQ(Lamp().description(), "<Lamp>"); }
+TEST(NSObjectTest, DescribesItselfByClassName) { EXPECT_EQ(Lamp().description(), "<Lamp>"); }
 
 TEST(NSObjectDeathTest, ReportsClassAndNameOfAnUnknownSelector) {
   Lamp lamp;

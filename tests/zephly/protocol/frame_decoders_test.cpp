@@ -21,7 +21,7 @@ using FrameDecoders::calculateTemperatureValue;
 using Bytes = std::vector<std::uint8_t>;
 using Zephly::hosts::Data;
 
-TEST(ECGFrame, Example) {
+TEST(FrameDecodersECGTest, Example) {
   const Data frame({0x01, 0, 0, 0xFF, 0xFF, 0xFF, 0, 0, 0x80, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0, 0, 0});
   EXPECT_THAT(calculateECGValue(frame),
               testing::ElementsAre(SameBits(0.00000028848649f), SameBits(-0.00000028848649f),
@@ -29,18 +29,18 @@ TEST(ECGFrame, Example) {
                                    SameBits(0.0f)));
 }
 
-TEST(ECGFrame, NineBytesStillGiveSixSamples) {
+TEST(FrameDecodersECGTest, NineBytesStillGiveSixSamples) {
   const Data frame({0, 0, 0x40, 0, 0, 0x40, 0, 0, 0x40});
   EXPECT_THAT(calculateECGValue(frame),
               testing::ElementsAre(SameBits(1.21f), SameBits(1.21f), SameBits(1.21f),
                                    SameBits(0.0f), SameBits(0.0f), SameBits(0.0f)));
 }
 
-TEST(ECGFrame, ATruncatedSampleKeepsItsLowBytes) {
+TEST(FrameDecodersECGTest, ATruncatedSampleKeepsItsLowBytes) {
   EXPECT_SAME_BITS(calculateECGValue(Data({0x00, 0x01}))[0], 256.0f / 8388608.0f * 2.42f);
 }
 
-TEST(TemperatureFrame, Examples) {
+TEST(FrameDecodersTemperatureTest, Examples) {
   const auto reading = calculateTemperatureValue(Data({0x43, 0x3A, 0, 0}));
   EXPECT_SAME_BITS(reading.objectTemperature, 25.149994f);
   EXPECT_SAME_BITS(reading.ambientTemperature, -273.15f);
@@ -48,7 +48,7 @@ TEST(TemperatureFrame, Examples) {
                    1037.5499f);
 }
 
-TEST(TemperatureFrame, EveryCountIsOneProductAndOneSum) {
+TEST(FrameDecodersTemperatureTest, EveryCountIsOneProductAndOneSum) {
   for (int raw = 0; raw <= 0xFFFF; ++raw) {
     const auto low = static_cast<std::uint8_t>(raw & 0xFF);
     const auto high = static_cast<std::uint8_t>(raw >> 8);
@@ -60,20 +60,20 @@ TEST(TemperatureFrame, EveryCountIsOneProductAndOneSum) {
   }
 }
 
-TEST(BatteryFrame, Examples) {
+TEST(FrameDecodersBatteryTest, Examples) {
   EXPECT_EQ(calculateBatterySOCValue(Data({0xE8, 0x03, 0})), (BatteryStatus{100.0f, false}));
   EXPECT_EQ(calculateBatterySOCValue(Data({0xE8, 0x03, 2})), (BatteryStatus{100.0f, true}));
   EXPECT_EQ(calculateBatterySOCValue(Data({0xFF, 0xFF, 1})), (BatteryStatus{6553.5f, true}));
 }
 
-TEST(BatteryFrame, AnyNonZeroFlagMeansCharging) {
+TEST(FrameDecodersBatteryTest, AnyNonZeroFlagMeansCharging) {
   for (int flag = 0; flag <= 0xFF; ++flag) {
     const Data frame({0, 0, static_cast<std::uint8_t>(flag)});
     EXPECT_EQ(calculateBatterySOCValue(frame).inCharge, flag != 0) << flag;
   }
 }
 
-TEST(MotionFrame, Examples) {
+TEST(FrameDecodersMotionTest, Examples) {
   const auto unit = calculateMotionValue(Data({0x40, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0}));
   EXPECT_SAME_BITS(unit.qw, 1.0f);
   EXPECT_SAME_BITS(unit.qx, 0.0f);
@@ -85,7 +85,7 @@ TEST(MotionFrame, Examples) {
   EXPECT_SAME_BITS(smallest.ax, -0.0000152587890625f);
 }
 
-TEST(MotionFrame, EachFieldHasItsOffset) {
+TEST(FrameDecodersMotionTest, EachFieldHasItsOffset) {
   const Data frame(
       {0x00, 0x01, 0x00, 0x02, 0x00, 0x03, 0x00, 0x04, 0, 5, 0, 0, 0, 6, 0, 0, 0, 7, 0, 0});
   const auto motion = calculateMotionValue(frame);
@@ -161,7 +161,7 @@ void expectDecodedAsRestated(const Bytes& bytes) {
   EXPECT_SAME_BITS(motion.az, restated::acceleration(bytes, 16));
 }
 
-TEST(AnyFrame, OfAnyLengthAndContentDecodes) {
+TEST(FrameDecodersTest, OfAnyLengthAndContentDecodes) {
   std::mt19937 random(42);
   std::uniform_int_distribution<int> byte(0, 255);
   for (std::size_t length = 0; length <= 512; ++length) {
@@ -174,7 +174,7 @@ TEST(AnyFrame, OfAnyLengthAndContentDecodes) {
   }
 }
 
-TEST(AnyFrame, TheEmptyFrameIsAllZero) {
+TEST(FrameDecodersTest, TheEmptyFrameIsAllZero) {
   const Data frame({});
   EXPECT_THAT(calculateECGValue(frame), testing::Each(SameBits(0.0f)));
   EXPECT_SAME_BITS(calculateTemperatureValue(frame).objectTemperature, -273.15f);
@@ -182,7 +182,7 @@ TEST(AnyFrame, TheEmptyFrameIsAllZero) {
   EXPECT_SAME_BITS(calculateMotionValue(frame).az, 0.0f);
 }
 
-TEST(AnyFrame, BytesBeyondTheLayoutAreIgnored) {
+TEST(FrameDecodersTest, BytesBeyondTheLayoutAreIgnored) {
   Bytes bytes(512, 0xAB);
   Bytes cut(bytes.begin(), bytes.begin() + 20);
   for (std::size_t offset = 20; offset < bytes.size(); ++offset) bytes[offset] = 0x55;

@@ -13,23 +13,25 @@ namespace {
 
 using Engine = ::Zephly::Utilities;
 
-TEST(ToU2, Extremes) {
+TEST(UtilitiesToU2Test, Extremes) {
   EXPECT_EQ(Engine::toU2(0xFF, 0xFF, 0xFF), -1);
   EXPECT_EQ(Engine::toU2(0x80, 0, 0), -8388608);
   EXPECT_EQ(Engine::toU2(0x7F, 0xFF, 0xFF), 8388607);
   EXPECT_EQ(Engine::toU2(0, 0, 0), 0);
 }
 
-TEST(ToU2, TheMiddleArgumentIsNotMasked) { EXPECT_EQ(Engine::toU2(0, 0x100, 0), 65536); }
+TEST(UtilitiesToU2Test, TheMiddleArgumentIsNotMasked) {
+  EXPECT_EQ(Engine::toU2(0, 0x100, 0), 65536);
+}
 
-TEST(ToU2, TheLastArgumentIsNotMasked) { EXPECT_EQ(Engine::toU2(0, 0, 0x100), 256); }
+TEST(UtilitiesToU2Test, TheLastArgumentIsNotMasked) { EXPECT_EQ(Engine::toU2(0, 0, 0x100), 256); }
 
-TEST(ToU2, OnlySevenBitsAndTheSignOfTheFirstArgumentCount) {
+TEST(UtilitiesToU2Test, OnlySevenBitsAndTheSignOfTheFirstArgumentCount) {
   EXPECT_EQ(Engine::toU2(0x17F, 0, 0), 0x7F0000);
   EXPECT_EQ(Engine::toU2(0x180, 0, 0), -8388608);
 }
 
-TEST(ToU2, EveryValueOf24BitsReadsBack) {
+TEST(UtilitiesToU2Test, EveryValueOf24BitsReadsBack) {
   for (int value = -8388608; value <= 8388607; ++value) {
     const auto pattern = static_cast<std::uint32_t>(value);
     const int decoded =
@@ -39,26 +41,26 @@ TEST(ToU2, EveryValueOf24BitsReadsBack) {
   }
 }
 
-TEST(Q16ToFloat, Examples) {
+TEST(UtilitiesQ16ToFloatTest, Examples) {
   EXPECT_SAME_BITS(Engine::q16ToFloat(0, 1, 0, 0), 1.0f);
   EXPECT_SAME_BITS(Engine::q16ToFloat(0xFF, 0xFF, 0xFF, 0xFF), -0.0000152587890625f);
   EXPECT_SAME_BITS(Engine::q16ToFloat(0x80, 0, 0, 0), -32768.0f);
   EXPECT_SAME_BITS(Engine::q16ToFloat(0x7F, 0xFF, 0xFF, 0xFF), 32768.0f);
 }
 
-TEST(Q30ToFloat, Examples) {
+TEST(UtilitiesQ30ToFloatTest, Examples) {
   EXPECT_SAME_BITS(Engine::q30ToFloat(0x40, 0, 0, 0), 1.0f);
   EXPECT_SAME_BITS(Engine::q30ToFloat(0xC0, 0, 0, 0), -1.0f);
   EXPECT_SAME_BITS(Engine::q30ToFloat(0xFF, 0xFF, 0, 0), -0.00006103515625f);
   EXPECT_SAME_BITS(Engine::q30ToFloat(0x7F, 0xFF, 0, 0), 1.99993896484375f);
 }
 
-TEST(Q30ToFloat, LosesTheLowestBitThatQ30ToDoubleKeeps) {
+TEST(UtilitiesQ30ToFloatTest, LosesTheLowestBitThatQ30ToDoubleKeeps) {
   EXPECT_SAME_BITS(Engine::q30ToFloat(0x40, 0, 0, 1), 1.0f);
   EXPECT_SAME_BITS(Engine::q30ToDouble(0x40, 0, 0, 1), 1.0000000009313226);
 }
 
-TEST(Q30ToFloat, WithTwoZeroBytesIsA16BitFraction) {
+TEST(UtilitiesQ30ToFloatTest, WithTwoZeroBytesIsA16BitFraction) {
   for (int value = -32768; value <= 32767; ++value) {
     const auto pattern = static_cast<std::uint16_t>(value);
     ASSERT_SAME_BITS(Engine::q30ToFloat(pattern >> 8, pattern & 0xFF, 0, 0),
@@ -88,7 +90,7 @@ class Arguments {
   std::uniform_int_distribution<int> any_;
 };
 
-TEST(FixedPoint, RandomArgumentsMatchTheirDefinition) {
+TEST(UtilitiesFixedPointTest, RandomArgumentsMatchTheirDefinition) {
   Arguments arguments;
   for (int round = 0; round < 200000; ++round) {
     const int bytes[4] = {arguments.next(), arguments.next(), arguments.next(), arguments.next()};
@@ -100,7 +102,7 @@ TEST(FixedPoint, RandomArgumentsMatchTheirDefinition) {
   }
 }
 
-TEST(UtilitiesWrapper, ReturnsTheEnginesResultsBitForBit) {
+TEST(UtilitiesWrapperTest, ReturnsTheEnginesResultsBitForBit) {
   Arguments arguments;
   ::Utilities wrapper;
   for (int round = 0; round < 50000; ++round) {
@@ -115,7 +117,7 @@ TEST(UtilitiesWrapper, ReturnsTheEnginesResultsBitForBit) {
   }
 }
 
-TEST(UtilitiesWrapper, RespondsToItsFourMessageNames) {
+TEST(UtilitiesWrapperTest, RespondsToItsFourMessageNames) {
   ::Utilities wrapper;
   EXPECT_EQ(wrapper.performSelector<int>("toU2:byteB:byteC:", 0, 1, 2), 258);
   EXPECT_SAME_BITS(wrapper.performSelector<float>("q16tofloat:byteB:byteC:byteD:", 0, 1, 0x80, 0),

@@ -32,14 +32,14 @@ std::size_t failEachAllocationOnce(Create create) {
   }
 }
 
-TEST(AllocationFailure, ReachesTheCallerOfTheWrappersInit) {
+TEST(AllocationFailureTest, ReachesTheCallerOfTheWrappersInit) {
   std::shared_ptr<::SignalProcessor> created;
   EXPECT_GT(failEachAllocationOnce([&created] { created = ::SignalProcessor::init(); }), 20u);
   ASSERT_NE(created, nullptr);
   EXPECT_FALSE(created->processLeadoffDetection(0));
 }
 
-TEST(AllocationFailure, ReachesTheCallerOfTheSessionsInit) {
+TEST(AllocationFailureTest, ReachesTheCallerOfTheSessionsInit) {
   fake::World world;
   recorded::Log log;
   const auto application = std::make_shared<recorded::Application>(log);

@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST(EventInterfaces, SlotsOfZephlyPeripheralDelegate) {
+TEST(EventInterfacesTest, SlotsOfZephlyPeripheralDelegate) {
   EXPECT_EQ(virtualSlot(&ZephlyPeripheralDelegate::didConnectPeripheral), 0);
   EXPECT_EQ(virtualSlot(&ZephlyPeripheralDelegate::didDisconnectPeripheral), 1);
   EXPECT_EQ(virtualSlot(&ZephlyPeripheralDelegate::didReceiveTemperature), 2);
@@ -24,7 +24,7 @@ TEST(EventInterfaces, SlotsOfZephlyPeripheralDelegate) {
   EXPECT_EQ(virtualSlot(&ZephlyPeripheralDelegate::didReceiveIMUValues), 6);
 }
 
-TEST(EventInterfaces, SlotsOfZephlyDelegate) {
+TEST(EventInterfacesTest, SlotsOfZephlyDelegate) {
   EXPECT_EQ(virtualSlot(&ZephlyDelegate::didChangeLeadoffState), 0);
   EXPECT_EQ(virtualSlot(&ZephlyDelegate::didConnectPeripheral), 1);
   EXPECT_EQ(virtualSlot(&ZephlyDelegate::didDisconnectPeripheral), 2);
@@ -34,13 +34,13 @@ TEST(EventInterfaces, SlotsOfZephlyDelegate) {
   EXPECT_EQ(virtualSlot(&ZephlyDelegate::didReceiveBatteryStatus), 6);
 }
 
-TEST(EventInterfaces, SlotsOfWorkoutDelegate) {
+TEST(EventInterfacesTest, SlotsOfWorkoutDelegate) {
   EXPECT_EQ(virtualSlot(&WorkoutDelegate::didDetectPushUp), 0);
   EXPECT_EQ(virtualSlot(&WorkoutDelegate::didDetectSitUp), 1);
   EXPECT_EQ(virtualSlot(&WorkoutDelegate::didDetectJump), 2);
 }
 
-TEST(EventInterfaces, SlotOfIMUDelegate) {
+TEST(EventInterfacesTest, SlotOfIMUDelegate) {
   EXPECT_EQ(virtualSlot(&IMUDelegate::didReceiveIMUValues), 0);
 }
 
@@ -52,7 +52,7 @@ TEST(EventInterfacesDeathTest, AnExerciseThatTheReceiverDoesNotImplementIsFatal)
   EXPECT_DEATH(receiver.didDetectJump(), "does not implement didDetectJump");
 }
 
-TEST(EventInterfaces, AValueMayImplementIMUDelegate) {
+TEST(EventInterfacesTest, AValueMayImplementIMUDelegate) {
   struct Value : IMUDelegate {
     explicit Value(int* calls) : calls_(calls) {}
     void didReceiveIMUValues(float, float, float, float, float, float, float, float,

@@ -7,9 +7,9 @@
 
 namespace {
 
-TEST(Version, Number) { EXPECT_EQ(ZephlyVersionNumber, 1.0); }
+TEST(VersionTest, Number) { EXPECT_EQ(ZephlyVersionNumber, 1.0); }
 
-TEST(Version, StringHasTheWhatMarkerTwoBlanksAndANewline) {
+TEST(VersionTest, StringHasTheWhatMarkerTwoBlanksAndANewline) {
   EXPECT_EQ(std::string(ZephlyVersionString), "@(#)PROGRAM:Zephly  PROJECT:Zephly-SDK-1\n");
 }
 

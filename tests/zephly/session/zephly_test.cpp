@@ -39,7 +39,7 @@ using ZephlyDeathTest = ZephlyTest;
 
 // Construction.
 
-TEST(ZephlyConstruction, CreatesThePlatformCentralBeforeTheWrapperAndTheDelegate) {
+TEST(ZephlyConstructionTest, CreatesThePlatformCentralBeforeTheWrapperAndTheDelegate) {
   fake::World world;
   bool seen = false;
   world.whenCreating = [&] {

@@ -23,7 +23,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(ZephlyTest, WithoutAnApplicationMotionIsProcessedAndRepetitionsAreCounted) {
+class ZephlyWorkoutTest : public ZephlyTest {};
+
+TEST_F(ZephlyWorkoutTest, WithoutAnApplicationMotionIsProcessedAndRepetitionsAreCounted) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   application.reset();
@@ -32,20 +34,20 @@ TEST_F(ZephlyTest, WithoutAnApplicationMotionIsProcessedAndRepetitionsAreCounted
   EXPECT_EQ(linesWithoutTrace(), "");
 }
 
-TEST_F(ZephlyTest, WithoutAnApplicationTheSessionPrintsRepetitions) {
+TEST_F(ZephlyWorkoutTest, WithoutAnApplicationTheSessionPrintsRepetitions) {
   application.reset();
   repetitions::jump(motion());
   EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
 }
 
-TEST_F(ZephlyTest, WithoutAnApplicationPhoneValuesReachTheEngine) {
+TEST_F(ZephlyWorkoutTest, WithoutAnApplicationPhoneValuesReachTheEngine) {
   const FusionGuard guard;
   application.reset();
   phoneEvents(*session).didReceiveIMUValues(0.5f, 0, 0, 0, 0, 1, 0, 0, 0);
   EXPECT_NE(q1, 0.0f);
 }
 
-TEST_F(ZephlyTest, NonFiniteMotionValuesReachTheEngine) {
+TEST_F(ZephlyWorkoutTest, NonFiniteMotionValuesReachTheEngine) {
   const CapturedOutput trace;
   strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, notANumber);
   EXPECT_EQ(trace.text(), "nan, nan\n");
@@ -54,7 +56,7 @@ TEST_F(ZephlyTest, NonFiniteMotionValuesReachTheEngine) {
   EXPECT_TRUE(std::isnan(q0));
 }
 
-TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegate) {
+TEST_F(ZephlyWorkoutTest, EachStartOfWorkoutDetectionReplacesTheDelegate) {
   recorded::Log otherLog;
   const auto first = std::make_shared<recorded::Workout>(log);
   const auto second = std::make_shared<recorded::Workout>(otherLog);
@@ -69,7 +71,7 @@ TEST_F(ZephlyTest, EachStartOfWorkoutDetectionReplacesTheDelegate) {
 }
 
 // The wrapper replaces callbacks that were set in the engine before.
-TEST_F(ZephlyTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
+TEST_F(ZephlyWorkoutTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   auto* const engine = Access::wrapper(*session)->signalProcessor();
   const auto foreign = [](void* context) { ++*static_cast<int*>(context); };
@@ -86,7 +88,7 @@ TEST_F(ZephlyTest, EachStartOfWorkoutDetectionRegistersWithTheEngine) {
   EXPECT_EQ(foreignCalls, 0);
 }
 
-TEST_F(ZephlyTest, RepetitionsForADestroyedWorkoutDelegateAreDropped) {
+TEST_F(ZephlyWorkoutTest, RepetitionsForADestroyedWorkoutDelegateAreDropped) {
   auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   workout.reset();
@@ -97,26 +99,26 @@ TEST_F(ZephlyTest, RepetitionsForADestroyedWorkoutDelegateAreDropped) {
   EXPECT_EQ(linesWithoutTrace(), "");
 }
 
-TEST_F(ZephlyTest, ARepetitionBeforeWorkoutDetectionStartsIsOnlyPrinted) {
+TEST_F(ZephlyWorkoutTest, ARepetitionBeforeWorkoutDetectionStartsIsOnlyPrinted) {
   repetitions::pushUp(motion());
   EXPECT_EQ(linesWithoutTrace(), "PushUp!\n");
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(ZephlyTest, TheSessionsWorkoutOperationsPrintOneLineEach) {
+TEST_F(ZephlyWorkoutTest, TheSessionsWorkoutOperationsPrintOneLineEach) {
   workoutEvents(*session).didDetectPushUp();
   workoutEvents(*session).didDetectSitUp();
   workoutEvents(*session).didDetectJump();
   EXPECT_EQ(output.text(), "PushUp!\nSitUp!\nJump!\n");
 }
 
-TEST_F(ZephlyTest, AJumpIsPrinted) {
+TEST_F(ZephlyWorkoutTest, AJumpIsPrinted) {
   repetitions::jump(motion());
   EXPECT_EQ(linesWithoutTrace(), "Jump!\n");
   EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
+TEST_F(ZephlyWorkoutTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
   const auto workout = std::make_shared<recorded::Workout>(log);
   session->startWorkoutDetection(workout);
   EXPECT_EQ(workout.use_count(), 1);
@@ -125,13 +127,13 @@ TEST_F(ZephlyTest, RepetitionsGoToTheWorkoutDelegateDuringTheMotionCall) {
   EXPECT_EQ(linesWithoutTrace(), "");
 }
 
-TEST_F(ZephlyTest, MotionIsNotReportedToTheApplication) {
+TEST_F(ZephlyWorkoutTest, MotionIsNotReportedToTheApplication) {
   strapEvents(*session).didReceiveIMUValues(1, 0, 0, 0, 0, 0, 1);
   EXPECT_THAT(log, IsEmpty());
   EXPECT_EQ(output.text(), "0, 0\n");
 }
 
-TEST_F(ZephlyTest, SevenMotionValuesReachTheEngineInTheirOrder) {
+TEST_F(ZephlyWorkoutTest, SevenMotionValuesReachTheEngineInTheirOrder) {
   ::Zephly::SignalProcessor engine;
   const auto ignore = [](void*) {};
   engine.setJumpCallback(ignore, nullptr);
@@ -151,7 +153,7 @@ TEST_F(ZephlyTest, SevenMotionValuesReachTheEngineInTheirOrder) {
   }
 }
 
-TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
+TEST_F(ZephlyWorkoutTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
   const FusionGuard guard;
   ::Zephly::SignalProcessor engine;
   const auto orientation = [] { return std::vector<float>{q0, q1, q2, q3}; };
@@ -164,7 +166,7 @@ TEST_F(ZephlyTest, NinePhoneValuesReachTheNineAxisPathInTheirOrder) {
 }
 
 // The phone's samples would move the process-wide orientation.
-TEST_F(ZephlyTest, TheStrapsSamplesNeverReachThePhonesPath) {
+TEST_F(ZephlyWorkoutTest, TheStrapsSamplesNeverReachThePhonesPath) {
   const FusionGuard guard;
   strapEvents(*session).didConnectPeripheral();
   strapEvents(*session).didReceiveTemperature(36, 20);

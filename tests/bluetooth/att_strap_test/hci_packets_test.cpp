@@ -23,7 +23,7 @@ TEST(BytesTest, AreWrittenAndReadAsPairsOfDigits) {
   EXPECT_EQ(fromHex("-1"), std::nullopt);
 }
 
-TEST(PacketReaderTest, SeparatesEventsFromData) {
+TEST(HciPacketsReaderTest, SeparatesEventsFromData) {
   PacketReader reader;
   reader.take(Bytes{0x04, 0x05, 1, 9, 0x02, 0x40, 0x00, 2, 0, 7, 8});
   EXPECT_THAT(reader.next(), Optional(Bytes{0x04, 0x05, 1, 9}));
@@ -31,7 +31,7 @@ TEST(PacketReaderTest, SeparatesEventsFromData) {
   EXPECT_EQ(reader.next(), std::nullopt);
 }
 
-TEST(PacketReaderTest, WaitsForTheRestAfterEveryByte) {
+TEST(HciPacketsReaderTest, WaitsForTheRestAfterEveryByte) {
   PacketReader reader;
   const Bytes packet = {0x02, 0x40, 0x00, 2, 0, 7, 8};
   for (const std::uint8_t byte : packet) {
@@ -41,25 +41,25 @@ TEST(PacketReaderTest, WaitsForTheRestAfterEveryByte) {
   EXPECT_THAT(reader.next(), Optional(packet));
 }
 
-TEST(PacketReaderTest, StopsAtAnUnknownPacket) {
+TEST(HciPacketsReaderTest, StopsAtAnUnknownPacket) {
   PacketReader reader;
   reader.take(Bytes{0x77, 0x04, 0x05, 0});
   EXPECT_EQ(reader.next(), std::nullopt);
   EXPECT_TRUE(reader.lost());
 }
 
-TEST(AdvertisingDataTest, HoldsFlagsAndTheWholeName) {
+TEST(HciPacketsAdvertisingDataTest, HoldsFlagsAndTheWholeName) {
   const Bytes data = advertisingData("Zephly");
   ASSERT_EQ(data.size(), 32U);
   EXPECT_EQ(Bytes(data.begin(), data.begin() + 12),
             (Bytes{11, 2, 0x01, 0x06, 7, 0x09, 'Z', 'e', 'p', 'h', 'l', 'y'}));
 }
 
-TEST(AdvertisingDataTest, HoldsNoNameWithoutAName) {
+TEST(HciPacketsAdvertisingDataTest, HoldsNoNameWithoutAName) {
   EXPECT_EQ(advertisingData(std::nullopt)[0], 3);
 }
 
-TEST(AdvertisingDataTest, TruncatesALongName) {
+TEST(HciPacketsAdvertisingDataTest, TruncatesALongName) {
   const Bytes data = advertisingData(std::string(40, 'x'));
   ASSERT_EQ(data.size(), 32U);
   EXPECT_EQ(data[0], 31);
