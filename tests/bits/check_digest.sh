@@ -12,7 +12,7 @@ complain() {
   failures=$((failures + 1))
 }
 
-# Classes without a line: an interface, memory, results of a decoder, counters, and the table of streams.
+# Classes without a digest: an interface, memory, results of a decoder, counters, and the table of streams.
 elsewhere=" Filter SampleArray BatteryStatus Temperature Motion Repetitions Channel StreamInfo PerStream "
 classes=0
 while read -r name; do

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// Prints one digest per numeric class over long seeded input. Two builds of the kit are compared
-/// by comparing the output of this program: the results are the same bits for every compiler,
-/// optimisation and machine.
+/// Prints one digest per numeric class over long seeded input. The results have the same bits with
+/// every compiler, optimisation and machine, so two builds of the kit must give the same output.
 
 #include <tests/bits/digest.h>
 

@@ -25,7 +25,7 @@ void add(Digest& digest, const Quaternion& quaternion) {
 
 void countRepetition(void* digest) { static_cast<Digest*>(digest)->add(1.0); }
 
-// Both motion paths; the detector's trace line of each sample is part of the digest.
+// Both motion paths. The digest includes the detector's trace line of each sample.
 void digestEngine() {
   Zephly::SignalProcessor engine;
   Digest digest;

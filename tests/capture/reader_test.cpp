@@ -61,7 +61,7 @@ class ReaderTest : public testing::Test {
  protected:
   ReadBack read(const Bytes& bytes) const { return readBack(scratch_.file("c.zcap", bytes)); }
 
-  // The only error of a file that is refused.
+  // The error of a rejected file, which has no other.
   CaptureError refusal(const std::filesystem::path& file) const {
     const ReadBack back = readBack(file);
     EXPECT_FALSE(back.preamble);
@@ -173,7 +173,7 @@ TEST_F(ReaderTest, RandomBytesAreRefused) {
     Bytes bytes(random() % 400 + 1);
     for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
     ASSERT_FALSE(read(bytes).preamble);
-    // The same behind a valid head.
+    // The same bytes after a valid head.
     ASSERT_TRUE(read(captures::captureOf({}) + bytes).records.empty());
   }
 }

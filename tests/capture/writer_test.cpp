@@ -116,7 +116,7 @@ TEST_F(WriterTest, RemovesAFileWhoseHeaderCannotBeWritten) {
   EXPECT_FALSE(std::filesystem::exists(file_));
 }
 
-// The disk takes `room` bytes more, in pieces, and then fails.
+// The disk accepts `room` more bytes, in pieces, and then fails.
 FileCalls fillingUp(std::size_t room, int errorNumber) {
   FileCalls calls = FileCalls::system();
   calls.synchronize = [](int) { return 0; };

@@ -111,7 +111,7 @@ TEST(FilterCsvExampleTest, ReportsThatItCannotWrite) {
 TEST(AsioLoopExampleTest, RunsATimerBesideTheSessionAndEndsOnASignal) {
   Process process(example("asio_loop", "100"));
   ASSERT_TRUE(process.readUntil("connected\n"));
-  // The example's timer: by then samples have arrived on the same loop.
+  // The example's timer expires after samples have arrived on the same loop.
   ASSERT_TRUE(process.readUntil(" ECG samples\n"));
   ASSERT_TRUE(process.readUntil("gone, reconnecting\n"));
   process.sendSignal(SIGINT);
@@ -129,7 +129,7 @@ TEST(AsioLoopExampleTest, RefusesAnImpossibleSpeed) {
 }
 
 TEST(WorkoutExampleTest, CountsEachRepetitionOfThePlan) {
-  // Slow enough for a slow machine: the example ends at a wall-clock time.
+  // The speed is low because the example ends at a wall-clock time, also on a slow machine.
   const Finished run = Process(example("workout", "5")).finish();
   EXPECT_EQ(run.exitCode, 0);
   const Zephly::Repetitions done = Zephly::simulator::Strap().repetitionsDone(32s);
@@ -267,7 +267,7 @@ TEST(MinimalSessionExampleTest, FindsTheStrapPrintsAndReleasesIt) {
   EXPECT_THAT(run.outputLines(), Contains("connected"));
 }
 
-// The code of the pages: each is a session on a simulated strap that runs until it is killed.
+// The code of the pages. Each program runs a session on a simulated strap until it is killed.
 class PageExampleTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(PageExampleTest, ConnectsAndPrintsSamples) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# The direction of the includes: which room may look into which. Usage: check_includes.sh ROOT
+# The direction of the includes: which room may include which. Usage: check_includes.sh ROOT
 set -euo pipefail
 cd "$1"
 

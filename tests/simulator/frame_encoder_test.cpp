@@ -27,7 +27,7 @@ TEST(FrameEncoderWaveformTest, WritesSamplesLeastSignificantByteFirst) {
 }
 
 TEST(FrameEncoderWaveformTest, ReproducesEveryRawSample) {
-  // All 2^24 of them, six to a frame.
+  // All 2^24 values, six per frame.
   for (std::int64_t raw = -8388608; raw <= 8388607; raw += longRun(6, 66)) {
     std::array<float, 6> values{};
     for (std::int64_t i = 0; i < 6; ++i)
@@ -48,7 +48,7 @@ TEST(FrameEncoderWaveformTest, IsWithinHalfAStepOfAnySampleInRange) {
     const auto raw = literal::rawSample(encodeWaveform({sample, 0, 0, 0, 0, 0}), 0);
     ASSERT_NEAR(static_cast<double>(raw) * step, static_cast<double>(sample),
                 step / 2 * (1 + 1e-9));
-    // Plus the decoder's rounding to float.
+    // Half a step plus the decoder's rounding to float.
     ASSERT_NEAR(static_cast<double>(literal::sampleOf(raw)), static_cast<double>(sample),
                 step / 2 + 0x1p-23);
   }

@@ -97,7 +97,7 @@ TEST(EcgModelTest, HeartRateVariesInTheBandsOfBloodPressureAndBreathing) {
   const std::vector<double> beats = beatsIn(ecgOf(2, 60, 600));
   ASSERT_GT(beats.size(), 500U);
   std::vector<float> intervals;
-  // Sampled four times a second, from the interval around each time.
+  // Four values per second: the interval between beats that contains each time.
   std::size_t beat = 1;
   for (int quarter = 0; beats.front() + 0.25 * quarter < beats.back(); ++quarter) {
     const double time = beats.front() + 0.25 * quarter;

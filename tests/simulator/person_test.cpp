@@ -149,7 +149,7 @@ TEST(PersonTest, EveryRepetitionIsCountedWhenItEnds) {
     Counter counter;
     int repetition = 0;
     for (std::int64_t i = 0; repetition <= 20; ++i) {
-      // The filter of the sensor is one reading late.
+      // The sensor's filter delays its output by one reading.
       if (sampleTime(i, motionRate) > plan.exercises[0].repetitionStart(repetition) + 40ms) {
         ASSERT_EQ(counter.counted().of(exercise), repetition) << exerciseName(exercise);
         ++repetition;

@@ -71,7 +71,7 @@ TEST(PlaybackTest, CountsRowsSamplesAndThePaddingOfTheLastFrame) {
   EXPECT_EQ(playback.counts.samples, 505U);
   EXPECT_EQ(playback.counts.filled, 5U);
   EXPECT_EQ(playback.frames.size(), 85U);
-  // Held: the five samples of padding equal the last one.
+  // The five samples of padding repeat the last one.
   const auto last = literal::samples(playback.frames.back());
   for (const float sample : last) EXPECT_EQ(sample, last[0]);
 }
@@ -181,7 +181,7 @@ TEST(RealRecordingTest, ARestingPersonIsPlayedInFull) {
   EXPECT_EQ(ecg.counts.samples, 150'000U);
   EXPECT_EQ(ecg.frames.size(), 25'000U);
   EXPECT_EQ(ecg.counts.filled, 0U);
-  // Only the early artefact.
+  // Only the artefact at the beginning saturates.
   EXPECT_GT(ecg.counts.saturated, 0U);
   EXPECT_LT(ecg.counts.saturated, 1500U);
   const std::vector<float> respiration = samplesOf(playBack(recording, Stream::respiration, 1));
@@ -211,8 +211,8 @@ TEST(RealRecordingTest, ASensorTurnedByHandIsFollowed) {
 TEST(RealRecordingTest, SkinTemperatureIsFoundByItsName) {
   std::ifstream lines(recordingPath("skin_temperature_4hz.csv"));
   std::string line;
-  std::getline(lines, line);  // when it began
-  std::getline(lines, line);  // its rate
+  std::getline(lines, line);  // start time
+  std::getline(lines, line);  // sampling rate
   std::ostringstream named;
   named << "Skin temperature\n" << lines.rdbuf();
   const Recording recording = Recording::parse(named.str(), "skin", 4);

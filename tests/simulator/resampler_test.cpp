@@ -92,7 +92,7 @@ TEST(ResamplerTest, DoesNotDelayASlowSine) {
 }
 
 TEST(ResamplerTest, AttenuatesFrequenciesAboveTheLowerRate) {
-  // 47 Hz would come out as 13 Hz at 30 a second.
+  // Without the filter, 47 Hz would alias to 13 Hz at 30 samples per second.
   double most = 0;
   for (const double output : resample(sine(47, 500, 5000), 500, 30))
     most = std::max(most, std::abs(output));

@@ -75,7 +75,7 @@ void Application::attach(::Zephly::Zephly& session, bool linkIsUp) {
   ++delegates_;
 }
 
-// The ledger first: what is still under way goes nowhere from here on.
+// The ledger first, because samples in transit have no receiver from now on.
 void Application::drop() {
   if (!delegate_) return;
   ledger_.detachApplication();

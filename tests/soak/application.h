@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The application of a soak run: delegates that pass their calls to the ledger, and come
-/// and go.
+/// The application of a soak run: delegates that pass their calls to the ledger. They are replaced
+/// during the run.
 ///
 ///   Application application(ledger);
 ///   application.attach(session, linkIsUp);
 ///   application.dropAfter(40);            // from inside its 40th call from now
 ///
-/// A session holds its delegate weakly and takes one only when it is created. Another one is put
-/// into it with the tests' access to its fields.
+/// A session owns no delegate, and accepts one only in its constructor. Later ones are set through
+/// the tests' access to its private members.
 
 #include <tests/soak/ledger.h>
 #include <zephly/session/zephly.h>
@@ -25,17 +25,17 @@ class Application {
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
 
-  /// A new delegate, in place of one before.
+  /// Creates a delegate that replaces the previous one.
   void attach(::Zephly::Zephly& session, bool linkIsUp);
-  /// The one for a session to be.
+  /// The delegate for the constructor of a session.
   std::shared_ptr<ZephlyDelegate> first();
   /// Releases the delegate.
   void drop();
-  /// The same, from inside a call: the last of the next `calls`.
+  /// Releases the delegate from within a call, the last of the next `calls`.
   void dropAfter(std::uint64_t calls) { callsLeft_ = calls; }
   bool attached() const { return delegate_ != nullptr; }
 
-  /// The same for the receiver of repetitions.
+  // The same for the delegate that receives repetitions.
   void attachTrainer(::Zephly::Zephly& session);
   void dropTrainer();
   void dropTrainerAfter(std::uint64_t calls) { trainerCallsLeft_ = calls; }
@@ -54,7 +54,7 @@ class Application {
   Ledger& ledger_;
   std::shared_ptr<Delegate> delegate_;
   std::shared_ptr<Trainer> trainer_;
-  std::uint64_t callsLeft_ = 0;  // 0: stays
+  std::uint64_t callsLeft_ = 0;  // 0: the delegate is not released
   std::uint64_t trainerCallsLeft_ = 0;
   std::uint64_t delegates_ = 0;
   std::uint64_t trainers_ = 0;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The respiration chain written down a second time, for comparison bit by bit: median and largest
-/// magnitude are kept up to date instead of being looked for anew with each sample, so that a day
+/// A second implementation of the respiration chain, for comparison bit by bit. It updates the
+/// median and the largest magnitude with each sample instead of searching the window, so that a day
 /// of samples takes minutes.
 ///
 ///   soak::BreathingModel model;
 ///   const bool contact = model.contact(sample);    // first, as the session does
-///   const float breath = model.breath(sample);     // only while somebody listens
+///   const float breath = model.breath(sample);     // only while a delegate is attached
 
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/leadoff_detector.h>
@@ -38,7 +38,7 @@ class SlidingMedian {
 class SlidingMagnitude {
  public:
   double next(double sample);
-  /// All zeros again.
+  /// Sets all numbers to zero.
   void clear() { candidates_.clear(); }
 
  private:

@@ -17,7 +17,7 @@ using Zephly::Exercise;
 using Zephly::Stream;
 using Bytes = std::array<std::uint8_t, 20>;
 
-// The bytes of a frame, written down a second time.
+// A second implementation of the decoding of a frame.
 
 std::uint32_t littleEndian(const Bytes& bytes, std::size_t first, std::size_t width) {
   std::uint32_t value = 0;
@@ -91,7 +91,7 @@ void Ledger::linkLost() {
   passSilentOnes();
 }
 
-// Who listens ------------------------------------------------------------------------------------
+// The delegates ----------------------------------------------------------------------------------
 
 void Ledger::attachApplication(bool linkIsUp) {
   settle();
@@ -217,7 +217,7 @@ Ledger::Entry& Ledger::expect(const char* what, Stream stream, Step step) {
 void Ledger::connected() {
   if (!application_ || !log_.empty() || linkIsUp_) fail("a connection was reported");
   linkIsUp_ = true;
-  ++connectsTold_;
+  ++connectsReported_;
 }
 
 void Ledger::disconnected() {
@@ -285,7 +285,7 @@ void Ledger::repetition(Exercise exercise) {
   passSilentOnes();
 }
 
-// What is wrong ----------------------------------------------------------------------------------
+// Errors -----------------------------------------------------------------------------------------
 
 Account& Ledger::accountOf(const Entry& entry) {
   return accounts_.at(static_cast<std::size_t>(*entry.stream));

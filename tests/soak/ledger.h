@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Compares the strap's frames with the application's calls: everything once, in order, bit
-/// for bit.
+/// Compares the strap's frames with the application's calls. Every sample must arrive once, in
+/// order, bit for bit.
 ///
 ///   Ledger ledger;
 ///   ledger.attachApplication(false);   // an application is attached, the link is down
 ///   ledger.sent(frame);                // the strap: this frame will arrive
 ///   ledger.ecg(sample);                // called by the application
-///   ledger.settle();                   // nothing is in transit any more
+///   ledger.settle();                   // nothing is in transit
 ///
 /// Without an application frames are counted separately. The session's lead-off detection and
 /// its exercise detection continue, and so do the ledger's. The respiration chain then stops: it
@@ -35,7 +35,7 @@ namespace soak {
 
 namespace simulator = ::Zephly::simulator;
 
-/// What was wrong, in one line.
+/// A difference, described in one line.
 class Wrong : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -60,12 +60,12 @@ class Ledger {
 
   // The strap's side.
 
-  /// The frame is under way to a subscriber.
+  /// The frame is in transit to a subscriber.
   void sent(const simulator::Frame& frame);
-  /// The link was lost after everything that was sent so far.
+  /// The link was lost after the frames sent so far.
   void linkLost();
 
-  // The application's side: who listens. Attaching, only while nothing is under way.
+  // The application's side. Attach only while nothing is in transit.
 
   void attachApplication(bool linkIsUp);
   void detachApplication();
@@ -92,9 +92,9 @@ class Ledger {
   std::uint64_t framesSent() const { return framesSent_; }
   const Account& repetitions() const { return repetitions_; }
   const Account& leadoffChanges() const { return leadoffChanges_; }
-  /// Of those, how often contact was lost.
+  /// The part of these changes in which contact was lost.
   std::uint64_t contactsLost() const { return contactsLost_; }
-  std::uint64_t connectsTold() const { return connectsTold_; }
+  std::uint64_t connectsReported() const { return connectsReported_; }
   const Account& linkLosses() const { return linkLosses_; }
 
  private:
@@ -103,7 +103,7 @@ class Ledger {
     std::optional<Zephly::Stream> stream;  // empty: the link was lost
     std::array<std::uint8_t, 20> bytes{};
   };
-  // What comes next out of the entry in front.
+  // The next call that the front entry leads to.
   enum class Step { unknown, value, leadoff, respiration, repetitions };
 
   Account& accountOf(const Entry& entry);
@@ -119,16 +119,16 @@ class Ledger {
 
   std::deque<Entry> log_;
   Step step_ = Step::unknown;
-  std::size_t sample_ = 0;                       // in the entry in front
-  std::deque<Zephly::Exercise> dueRepetitions_;  // of the motion frame in front
+  std::size_t sample_ = 0;                       // in the front entry
+  std::deque<Zephly::Exercise> dueRepetitions_;  // of the motion frame at the front
 
   bool application_ = false;
   bool trainer_ = false;
   bool linkIsUp_ = false;
-  bool offNext_ = false;         // what the lead-off report says that is due
+  bool offNext_ = false;         // the argument of the next lead-off report
   std::optional<bool> contact_;  // after the last respiration sample
   BreathingModel breathing_;
-  ::Zephly::SignalProcessor motion_;  // an engine of its own, for exercises only
+  ::Zephly::SignalProcessor motion_;  // a separate engine, used for exercises only
 
   std::array<Account, Zephly::allStreams.size()> accounts_{};
   Account repetitions_;
@@ -136,7 +136,7 @@ class Ledger {
   Account linkLosses_;
   std::uint64_t framesSent_ = 0;
   std::uint64_t contactsLost_ = 0;
-  std::uint64_t connectsTold_ = 0;
+  std::uint64_t connectsReported_ = 0;
 };
 
 }  // namespace soak

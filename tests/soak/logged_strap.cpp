@@ -14,7 +14,7 @@ namespace soak {
 
 namespace {
 
-// Every so many frames a fault shows.
+// The number of frames between two faults.
 constexpr std::uint64_t faultyFrame = 2000;
 
 }  // namespace
@@ -76,7 +76,7 @@ void LoggedStrap::doWrong(const simulator::Frame& frame) {
   if (fault_ == Fault::repeatFrame) {
     device_.notify(Zephly::characteristicUUID(frame.stream), frame.bytes);
   } else if (fault_ == Fault::leakMemory) {
-    static std::list<simulator::Frame> kept;  // to the end of the process
+    static std::list<simulator::Frame> kept;  // until the process exits
     kept.push_back(frame);
   } else if (fault_ == Fault::leakDescriptor) {
     ::open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -5,7 +5,7 @@
 ///
 ///   LoggedStrap strap(device, source, ledger);
 ///   strap.loseLink(3s);                  // now, for three seconds
-///   strap.loseLinkWithNextFrame(0s);     // in the instant in which a frame was sent
+///   strap.loseLinkWithNextFrame(0s);     // at the moment at which a frame was sent
 
 #include <hosts/simulated/device.h>
 #include <hosts/simulated/scheduler.h>
@@ -21,23 +21,23 @@ namespace soak {
 
 namespace simulated = ::Zephly::simulated;
 
-/// What can be made to go wrong on purpose, to see that it is found.
+/// Faults that are caused on purpose, to check that the soak test detects them.
 enum class Fault { none, dropFrame, repeatFrame, leakMemory, leakDescriptor };
 
 class LoggedStrap : private simulator::Carrier {
  public:
-  /// All of them must outlive it. Switched on at the scheduler's time 0.
+  /// Refers to all its arguments. The strap is switched on at the scheduler's time 0.
   LoggedStrap(simulated::Device& device, simulator::FrameSource& source, Ledger& ledger,
               Fault fault);
   LoggedStrap(const LoggedStrap&) = delete;
   LoggedStrap& operator=(const LoggedStrap&) = delete;
   ~LoggedStrap() override;
 
-  /// Ends the link; out of range for `absence`.
+  /// Ends the link. The strap is out of range for `absence`.
   void loseLink(simulated::Duration absence);
-  /// The same, with the next frame under way.
+  /// The same, while the next frame is in transit.
   void loseLinkWithNextFrame(simulated::Duration absence) { lossWithFrame_ = absence; }
-  /// Sends nothing any more.
+  /// Stops sending.
   void switchOff();
 
   /// All five streams are subscribed to.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Runs a session for hours of strap time and compares all that it says with what the strap sent.
-// Tables in Markdown on standard output, a line for each strap hour on standard error. Ends with 1
-// when something is wrong, 2 when the options are.
+// Runs a session for hours of strap time and compares its calls with the frames of the strap.
+// Prints tables in Markdown on standard output, and a line for each strap hour on standard error.
+// The exit code is 1 after a difference, and 2 for wrong options.
 
 #include <tests/soak/report.h>
 #include <tests/soak/soak.h>

@@ -59,7 +59,7 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
   accountRow(output, "lost links", outcome.linkLosses);
   accountRow(
       output, "connections",
-      {outcome.connections, outcome.connectsTold, outcome.connections - outcome.connectsTold});
+      {outcome.connections, outcome.connectsReported, outcome.connections - outcome.connectsReported});
 
   output << "\n| | |\n|---|--:|\n"
          << "| frames sent to the session | " << grouped(outcome.framesSent) << " |\n"

@@ -32,7 +32,7 @@ using simulated::Duration;
 using simulated::Time;
 using Clock = std::chrono::steady_clock;
 
-// Faster than any machine: the pacer is always behind and never waits.
+// No machine reaches this speed, so the pacer never waits.
 constexpr double unattainableSpeed = 1e9;
 
 // Planned operations never coincide with a frame or its delivery, so that the receivers of each
@@ -62,7 +62,7 @@ Options checked(const Options& options) {
   return options;
 }
 
-// One loss of the electrodes, three sets and a walk, again and again.
+// A cycle of one loss of the electrodes, three sets and a walk, repeated.
 simulator::TrainingPlan planOf(const Options& options, simulator::Random& random) {
   simulator::TrainingPlan plan;
   plan.exercises = {{Zephly::Exercise::jump, 5s, 5},
@@ -88,7 +88,7 @@ std::size_t difference(std::size_t left, std::size_t right) {
   return std::max(left, right) - std::min(left, right);
 }
 
-// The processor clock of the engines, for as long as it lives.
+// The processor clock of the engines during its lifetime.
 class StrapClock {
  public:
   StrapClock() : before_(::Zephly::setProcessorClock([] { return processorTime; })) {}
@@ -181,7 +181,7 @@ Outcome Soak::run() {
 
 // The link ---------------------------------------------------------------------------------------
 
-// One loss in each part of the run, never near its edges.
+// The run is divided into as many parts as there are losses. Each part has one, away from its ends.
 void Soak::planLoss(int index) {
   if (index == options_.losses) return;
   const double part = inSeconds(length_) / options_.losses;
@@ -274,7 +274,7 @@ void Soak::finish() {
     ledger_.settle();
     end_ = processState();
     strapSeconds_ = inSeconds(scheduler_.now());
-    // The turn that is running may go on for a while.
+    // The current turn may still run further events.
     strap_.switchOff();
     scheduler_.cancel(nextChange_);
     queue_.stop();
@@ -292,7 +292,7 @@ void Soak::progress(int hour) const {
             << " times real time" << std::endl;
 }
 
-// The verdict ------------------------------------------------------------------------------------
+// The result -------------------------------------------------------------------------------------
 
 void Soak::judge(Outcome& outcome) const {
   for (const Zephly::Stream stream : Zephly::allStreams) {
@@ -305,7 +305,7 @@ void Soak::judge(Outcome& outcome) const {
   outcome.linkLosses = ledger_.linkLosses();
   outcome.contactsLost = ledger_.contactsLost();
   outcome.connections = strap_.connections();
-  outcome.connectsTold = ledger_.connectsTold();
+  outcome.connectsReported = ledger_.connectsReported();
   outcome.delegates = application_.delegates();
   outcome.trainers = application_.trainers();
   outcome.start = start_;

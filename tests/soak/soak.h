@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A day in the life of a session: a strap, losses of its link and of its electrodes, delegates
-/// that come and go, on the simulated host, as fast as the machine can.
+/// A session over a day of strap time on the simulated host, as fast as possible: a strap, losses
+/// of its link and of its electrodes, and delegates that are replaced.
 ///
 ///   const Outcome outcome = soak::run({.hours = 1, .losses = 42, .electrodeLosses = 8});
 ///   for (const std::string& wrong : outcome.wrong) std::cerr << wrong << '\n';
 ///
-/// The scheduler's clock is driven by a pacer on the main queue, as in an application. What happens
-/// depends on the seed alone.
+/// A pacer on the main queue drives the scheduler's clock, as in an application. The run depends on
+/// the seed alone.
 
 #include <tests/soak/ledger.h>
 #include <tests/soak/logged_strap.h>
@@ -31,7 +31,8 @@ struct Options {
   Fault fault = Fault::none;
 };
 
-/// What the process may hold more, or less, at the end than after the warm-up.
+/// The permitted change of the process's resources from the end of the warm-up to the end of the
+/// run.
 struct Tolerance {
   static constexpr std::size_t blocks = 16;
   static constexpr std::size_t heapBytes = std::size_t{16} * 1024;
@@ -47,7 +48,7 @@ struct Outcome {
   Account linkLosses;
   std::uint64_t contactsLost = 0;
   std::uint64_t connections = 0;
-  std::uint64_t connectsTold = 0;
+  std::uint64_t connectsReported = 0;
   std::uint64_t delegates = 0;
   std::uint64_t trainers = 0;
   ProcessState start;  ///< at the first connection
@@ -55,7 +56,7 @@ struct Outcome {
   ProcessState end;
   double strapSeconds = 0;
   double wallSeconds = 0;
-  std::vector<std::string> wrong;  ///< one line each; empty: all is well
+  std::vector<std::string> wrong;  ///< differences, one line each
 };
 
 /// Writes a line on standard error for each strap hour. std::invalid_argument for options that

@@ -10,8 +10,8 @@ namespace {
 
 std::atomic<std::size_t> allocations{0};
 std::atomic<std::size_t> live{0};
-std::atomic<std::size_t> failing{0};      // the number of the first that fails; 0: none does
-std::atomic<std::size_t> lastFailing{0};  // and of the last
+std::atomic<std::size_t> failing{0};      // number of the first allocation that fails; 0: none
+std::atomic<std::size_t> lastFailing{0};  // number of the last allocation that fails
 
 bool failsNow() {
   const std::size_t number = ++allocations;
@@ -29,7 +29,7 @@ void* countedAllocation(std::size_t size) noexcept {
 
 void* countedAllocation(std::size_t size, std::align_val_t alignment) noexcept {
   const auto boundary = static_cast<std::size_t>(alignment);
-  // aligned_alloc takes whole multiples of the boundary.
+  // aligned_alloc requires a size that is a multiple of the boundary.
   const std::size_t whole = (size + boundary - 1) / boundary * boundary;
   return failsNow() ? nullptr
                     : counted(std::aligned_alloc(boundary, whole == 0 ? boundary : whole));
@@ -63,8 +63,9 @@ void failAllocationsFrom(std::size_t number) {
   failing = number == 0 ? 0 : allocations + number;
 }
 
-// All forms are replaced, not only the two that the others default to: an instrumented runtime
-// brings its own of each and checks that a pair belongs together.
+// Every form is replaced, not only the two that the others call by default: an instrumented runtime
+// replaces each of them, and checks that memory is freed by the form that belongs to its
+// allocation.
 void* operator new(std::size_t size) { return countedAllocationOrThrow(size); }
 void* operator new[](std::size_t size) { return countedAllocationOrThrow(size); }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
@@ -80,7 +81,7 @@ void operator delete[](void* memory, std::size_t /*size*/) noexcept { release(me
 void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
 void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { release(memory); }
 
-// For types that want more than the default alignment.
+// For types that need more than the default alignment.
 
 void* operator new(std::size_t size, std::align_val_t alignment) {
   return countedAllocationOrThrow(size, alignment);

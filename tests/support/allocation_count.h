@@ -19,6 +19,6 @@ std::size_t liveAllocationCount();
 /// Makes one allocation fail: the next (1), the one after it (2), and so on; 0: none.
 void failAllocation(std::size_t number);
 
-/// Makes that one and every later one fail, as when memory has run out for good. failAllocation(0)
+/// Makes this allocation and every later one fail, as when no memory is left. failAllocation(0)
 /// ends it.
 void failAllocationsFrom(std::size_t number);

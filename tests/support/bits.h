@@ -6,9 +6,8 @@
 ///   EXPECT_THAT(filter.process(1.0), SameBits(0.25));
 ///   EXPECT_SAME_BITS(filter.process(input[i]), expected) << "sample " << i;
 ///
-/// 0.0 and -0.0 differ. Any two NaN are the same: their sign and payload depend on the machine and
-/// on the order in which a compiler puts the operands of a sum, and no result is promised down to
-/// them.
+/// 0.0 and -0.0 differ. Any two NaN are equal: their sign and payload depend on the machine and on
+/// the order in which a compiler adds, so no result promises them.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

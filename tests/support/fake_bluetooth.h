@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A Bluetooth world without behaviour: objects of the host boundary that write down what the kit
-/// asks of them, in one log, and answer nothing by themselves. Tests call the kit's delegates by
-/// hand.
+/// A Bluetooth host without behaviour. Its objects record the kit's requests in one log and answer
+/// nothing. A test calls the kit's delegates itself.
 
 #include <hosts/foundation/data.h>
 #include <hosts/foundation/error.h>
@@ -22,8 +21,8 @@ namespace fake {
 
 inline const std::shared_ptr<const NSError> noError;
 
-/// An error whose text is whatever the test says, control characters included: the hosts of this
-/// project clean theirs, other people's need not.
+/// An error with any text, also with control characters. The hosts of this project remove them;
+/// other hosts may not.
 class RawError : public NSError {
  public:
   explicit RawError(std::string text) : text_(std::move(text)) {}
@@ -36,7 +35,7 @@ class RawError : public NSError {
   std::string text_;
 };
 
-/// What happened, in order, one short text each.
+/// The events in order, as short texts.
 using Log = std::vector<std::string>;
 
 class Characteristic : public Zephly::hosts::Characteristic {
@@ -113,7 +112,7 @@ class Central : public CBCentralManager {
   Log& log_;
 };
 
-/// Is the host in use while it lives.
+/// The current host during its lifetime.
 class World : public Zephly::Host {
  public:
   World() { Zephly::Host::use(this); }

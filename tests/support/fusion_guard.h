@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Puts the process-wide orientation of the fusion back to the identity when a test begins and
-/// ends.
+/// Resets the process-wide orientation of the fusion to the identity when a test begins and ends.
 
 #include <zephly/motion/madgwick_ahrs.h>
 

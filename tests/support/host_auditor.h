@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What a host owes the kit, checked: a delegate that wants everything, believes nothing, and holds
-/// each call against what it requested and what was reported before. Texts must be one line.
+/// Checks that a host keeps the contract of the boundary. The auditor is a delegate that requests
+/// everything, and compares each call with its requests and with the calls before it. Texts must be
+/// one line.
 ///
 ///   const auto auditor = std::make_shared<HostAuditor>();
 ///   auditor->self = auditor;
@@ -162,7 +163,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     seen_[peripheral].requested = true;
     central.connectPeripheral(peripheral, std::nullopt);
   }
-  /// Those discovered so far that are not connected.
+  /// The discovered peripherals that are not connected.
   std::vector<std::shared_ptr<CBPeripheral>> apart() const {
     std::vector<std::shared_ptr<CBPeripheral>> list;
     for (const auto& [peripheral, seen] : seen_) {
@@ -176,10 +177,10 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
   int values = 0;
 
  protected:
-  /// What differs from test to test. Called with what has passed the checks.
+  // The part that differs between tests. Called with arguments that have passed the checks.
   virtual bool wantsConnection() { return true; }
   virtual void didEnd(const std::shared_ptr<const NSError>& /*error*/) {}
-  /// So many different ones on this link.
+  /// The number of different services and characteristics on this link.
   virtual void didFind(std::size_t /*services*/, std::size_t /*characteristics*/) {}
   virtual void didReceive(const std::shared_ptr<CBPeripheral>& /*peripheral*/,
                           const std::shared_ptr<CBCharacteristic>& /*characteristic*/) {}
@@ -205,7 +206,7 @@ class HostAuditor : public CBCentralManagerDelegate, public CBPeripheralDelegate
     std::map<std::shared_ptr<CBCharacteristic>, int> subscriptionsAsked;
   };
 
-  // The kit prints it as part of one line.
+  // The kit prints the text as part of one line.
   static void checkText(const std::shared_ptr<const NSError>& error) {
     if (error) {
       EXPECT_TRUE(isOneLine(error->localizedDescription())) << error->localizedDescription();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A delegate whose last owner drops it in the middle of a call: whoever makes the call has to keep
-/// it alive until the end.
+/// A delegate whose last owner releases it during a call. The caller has to own it until the call
+/// returns.
 ///
 ///   class Application : public Leaving<ZephlyDelegate> {
 ///     using Leaving::Leaving;
@@ -32,7 +32,7 @@ class Leaving : public Delegate {
     recorded::Log& log = log_;  // outlives this object
     owner_.reset();
     log.emplace_back("still in the call");
-    ++touched_;  // a use after free where the caller holds nothing
+    ++touched_;  // a use after free if the caller does not own this object
   }
 
  private:

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// How long the long runs are: whole in the optimised build, a part of it where sanitizers watch.
-/// They make a run five to ten times as much work, and find in the rest of it what they have found
-/// in its beginning.
+/// The length of long test runs: the whole run in the optimised build, and a part of it in a build
+/// with sanitizers. These make a run five to ten times as slow, and rarely find anything late in a
+/// run that they do not find early.
 ///
 ///   for (int i = 0; i < longRun(100'000, 20'000); ++i) ...
 
@@ -19,7 +19,7 @@ inline constexpr bool sanitized = false;
 inline constexpr bool sanitized = false;
 #endif
 
-/// `whole`, or `part` where sanitizers watch.
+/// `whole`, or `part` in a build with sanitizers.
 template <class Number>
 constexpr Number longRun(Number whole, Number part) {
   return sanitized ? part : whole;

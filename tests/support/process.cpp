@@ -116,7 +116,8 @@ Process::~Process() {
 }
 
 bool Process::readSome() {
-  // Our own hand keeps a terminal open, so its end is that of the process.
+  // A terminal does not report its end, because this program has it open, too. So the process is
+  // checked in between.
   const int step = terminal_ >= 0 ? 50 : patienceInMilliseconds;
   for (int waited = 0; waited < patienceInMilliseconds; waited += step) {
     pollfd readable{.fd = output_descriptor_, .events = POLLIN, .revents = 0};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Runs the built program as a process of its own.
+/// Runs the built program as a separate process.
 ///
 ///   const Finished run = runProgram({"monitor", "--speed", "0"});
 ///   EXPECT_EQ(run.exitCode, 2);
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// How a process ended and what it wrote.
+/// The exit code and the output of a process.
 struct Finished {
   int exitCode = -1;  ///< 128 + the signal's number when a signal ended it
   std::string output;
@@ -24,37 +24,37 @@ struct Finished {
   std::vector<std::string> errorLines() const;
 };
 
-/// A running process with its standard output on a pipe or on a terminal of its own.
+/// A running process with its standard output on a pipe or on a separate terminal.
 class Process {
  public:
   enum class Output {
     pipe,
     terminal,
-    full,  ///< a device that has no space left
+    full,  ///< a device without free space
   };
 
-  /// @param program  the path of another than the built one
+  /// @param program  path of another program than the built one
   explicit Process(std::vector<std::string> arguments, Output output = Output::pipe,
                    const std::vector<std::string>& environment = {},
                    const std::string& program = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
-  /// Ends it if it still runs.
+  /// Ends the process if it is running.
   ~Process();
 
-  /// Reads until `text` has come; false when the output has ended (or 60 s have passed) before.
+  /// Reads until the output contains `text`. False when the output ends, or 60 s pass, before that.
   bool readUntil(const std::string& text);
   bool readUntil(const std::regex& pattern);
-  /// Reads what has come, without waiting; says whether `text` is in it.
+  /// Reads without waiting. Returns whether the output contains `text`.
   bool hasWritten(const std::string& text);
-  /// Readable when there is something to read.
+  /// Readable when there is output.
   int descriptor() const { return output_descriptor_; }
   const std::string& outputSoFar() const { return output_; }
   void sendSignal(int signal) const;
-  /// Types on its terminal.
+  /// Types on the terminal of the process.
   void type(const std::string& keys) const;
   void resizeTerminal(unsigned short columns, unsigned short rows) const;
-  /// Whether its terminal shows what is typed.
+  /// Whether the terminal echoes input.
   bool echoes() const;
   /// Stops reading, as `| head` does.
   void closeOutput();
@@ -68,17 +68,17 @@ class Process {
   pid_t pid_ = -1;
   int output_descriptor_ = -1;
   int errors_ = -1;    // a file in memory: reading it cannot block
-  int terminal_ = -1;  // our hand on the terminal, so that it outlives the process
+  int terminal_ = -1;  // keeps the terminal open after the end of the process
   std::string output_;
 };
 
-/// What a test sets for a terminal that can do everything but colours.
+/// The environment of a terminal that has every feature except colours.
 inline const std::vector<std::string> goodTerminal = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="};
 
-/// The arguments of a monitor on the simulated strap, and more.
+/// The arguments of `monitor` on the simulated strap, followed by `more`.
 std::vector<std::string> simulatedMonitor(std::vector<std::string> more);
 
-/// Runs the program to its end.
+/// Runs the program until it exits.
 Finished runProgram(const std::vector<std::string>& arguments);
 
 /// Runs another program, by its path.

@@ -23,11 +23,11 @@ class RandomFloats {
     return static_cast<float>((static_cast<double>(bits()) - half) / half) * limit;
   }
 
-  /// Any pattern of bits: all magnitudes, and now and then infinities, NaN and subnormal numbers.
+  /// Any bit pattern: all magnitudes, and sometimes infinities, NaN and subnormal numbers.
   float anything() { return std::bit_cast<float>(bits()); }
 
-  /// Mostly within +-limit, one in `rarity` an awkward number: zeros, infinities, NaN, the
-  /// smallest and the largest floats.
+  /// Mostly within +-limit. One in `rarity` is a special value: zero, infinity, NaN, the smallest
+  /// or the largest float.
   float awkward(float limit, std::size_t rarity) {
     if (below(rarity) != 0) return within(limit);
     using Limits = std::numeric_limits<float>;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Records as a writer would never make them: for tests of readers.
+/// Records that no writer produces, for tests of readers.
 
 #include <capture/bytes.h>
 #include <capture/format.h>
@@ -11,7 +11,7 @@
 
 namespace captures {
 
-/// A record with this content, in order as far as its frame and its checksums go.
+/// A record with this content. Its frame and its checksums are valid.
 inline std::vector<std::uint8_t> recordOf(std::uint32_t type,
                                           const std::vector<std::uint8_t>& payload,
                                           std::uint64_t sequence) {

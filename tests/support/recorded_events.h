@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Delegates that write down every call, in order, as short texts: one log for all of them, so that
-/// the order between interfaces can be checked too.
+/// Delegates that record every call as a short text. They share one log, so that tests can check
+/// the order of calls across interfaces.
 
 #include <zephly/session/imu_delegate.h>
 #include <zephly/session/workout_delegate.h>
@@ -17,7 +17,7 @@ namespace recorded {
 
 using Log = std::vector<std::string>;
 
-/// "name 1 0.5 true": what a call looks like in the log.
+/// A call as text: "name 1 0.5 true".
 template <class... Values>
 std::string call(const char* name, const Values&... values) {
   std::ostringstream text;

@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-/// Where the build has found tests/data.
+/// The path of a file in tests/data.
 inline std::string recordingPath(const std::string& name) {
   return std::string(ZEPHLY_RECORDINGS) + "/" + name;
 }
 
-/// The rows of numbers of a file of comma-separated values; lines that do not begin with a number
-/// (a heading) are passed over. Throws std::runtime_error when there are none, or no such file.
+/// The rows of numbers in a CSV file. Lines that do not begin with a number, such as a heading, are
+/// skipped. Throws std::runtime_error when the file does not exist or has no rows.
 inline std::vector<std::vector<float>> readRecording(const std::string& name) {
   std::vector<std::vector<float>> rows;
   std::ifstream file(recordingPath(name));

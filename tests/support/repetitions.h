@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The shortest motion that the exercise detector takes for one repetition of each kind: crude, but
-/// enough where a test needs a repetition and does not care for the movement.
+/// The shortest motion that the exercise detector counts as one repetition, for each kind. For
+/// tests that need a repetition, but no realistic movement.
 
 #include <cmath>
 #include <functional>
@@ -14,7 +14,7 @@ namespace repetitions {
 using Sink = std::function<void(float, float, float, float, float, float, float)>;
 
 /// One sample of a strap that is tilted by `tilt` radians about its x axis (0: band 2, a quarter
-/// turn: band 1, a half turn: band 0) and accelerated by (x, z) g beside gravity.
+/// turn: band 1, a half turn: band 0), with an acceleration of (x, z) g in addition to gravity.
 inline void sample(const Sink& sink, double tilt, float x = 0, float z = 0) {
   sink(static_cast<float>(std::cos(tilt / 2)), static_cast<float>(std::sin(tilt / 2)), 0, 0, x,
        static_cast<float>(std::sin(tilt)), static_cast<float>(std::cos(tilt)) + z);

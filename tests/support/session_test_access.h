@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Looks at, and changes, what the session's classes hold privately.
+/// Reads and changes private members of the session's classes.
 
 #include <zephly/ble/central_manager.h>
 #include <zephly/session/zephly.h>
@@ -31,7 +31,8 @@ struct SessionTestAccess {
   static std::shared_ptr<::SignalProcessor>& wrapper(Session& session) { return session.sp; }
   static std::optional<bool>& leadoff(Session& session) { return session.leadoff; }
 
-  /// Breaks the cycle between session and central manager, which nothing else does.
+  /// Breaks the cycle of ownership between session and central manager. Otherwise neither is ever
+  /// destroyed.
   static void release(Session& session) { session.centralManager->delegate.reset(); }
 };
 

@@ -65,7 +65,7 @@ class LiveWorld {
  public:
   explicit LiveWorld(const Zephly::simulator::StrapOptions& options = {.seed = 5});
 
-  /// What happened up to now, with the Ended record. The last call.
+  /// Everything recorded up to now, with the Ended record. Must be the last call.
   std::vector<Zephly::capture::Record> end();
   const ReceivedSession& received() const { return listener_->received(); }
 
@@ -86,7 +86,7 @@ struct Replayed {
   Zephly::watch::SourceReport report;
 };
 
-/// The whole file; without a speed as fast as the machine goes.
+/// Replays the whole file; without a speed, as fast as possible.
 Replayed replay(const std::filesystem::path& file, std::optional<double> speed = std::nullopt,
                 std::optional<Zephly::StrapTime> duration = std::nullopt);
 

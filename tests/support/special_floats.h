@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The floats that are no numbers to compute with.
+/// Floats that are not finite numbers.
 
 #include <limits>
 

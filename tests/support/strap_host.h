@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A host without a world: a central, and one strap with the five characteristics, which do nothing
-/// by themselves. Each call is one callback of the kit, made by the test or benchmark; what the kit
-/// throws comes out of it.
+/// A host without behaviour: a central, and one strap with the five characteristics. Each function
+/// makes one callback to the kit, and propagates the kit's exceptions.
 ///
 ///   fake::StrapHost host;
 ///   auto session = Zephly::Zephly::init(application);
@@ -11,9 +10,9 @@
 ///   host.connect();
 ///   host.deliver(Stream::ecg, value);
 ///
-/// While a session runs, it allocates only the lists and texts that it has to return by value: what
-/// is measured, or runs out of memory, is the kit. tests/support/fake_bluetooth.h, in contrast,
-/// records every request as text.
+/// While a session runs, this host allocates only the lists and texts that it has to return by
+/// value, so that allocations and their failures are those of the kit. In contrast,
+/// tests/support/fake_bluetooth.h records every request as text.
 
 #include <hosts/foundation/error.h>
 #include <hosts/foundation/gatt_objects.h>
@@ -29,7 +28,7 @@
 
 namespace fake {
 
-/// The host in use while it lives.
+/// The current host during its lifetime.
 class StrapHost : public Zephly::Host {
  public:
   StrapHost();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The bytes of a file, for tests of what was written.
+/// The bytes of a file, for tests of written files.
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Turns a main queue until what a test waits for has happened: it sleeps in between until
-/// something is ready, at most a second, so that a condition outside the queue is seen, too.
+/// Runs a main queue until a condition holds. Between turns it waits until the queue has work, for
+/// a second at most, so that a condition that does not depend on the queue is checked, too.
 
 #include <hosts/main_queue/main_queue.h>
 
@@ -11,7 +11,7 @@
 #include <chrono>
 #include <functional>
 
-/// False when `condition` did not come true within `limit`.
+/// False when `condition` does not hold within `limit`.
 [[nodiscard]] inline bool turnUntil(Zephly::main_queue::MainQueue& queue,
                                     const std::function<bool()>& condition,
                                     std::chrono::seconds limit = std::chrono::seconds(20)) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Which slot of its class's virtual table a virtual operation holds.
+/// The slot of a virtual operation in the virtual table of its class.
 ///
 ///   EXPECT_EQ(virtualSlot(&ZephlyDelegate::didReceiveECG), 4);
 ///
-/// Reads the representation of pointers to members that the Itanium C++ ABI gives (1 + 8 * slot for
-/// a virtual function on 64-bit x86; on ARM the mark is kept elsewhere): what g++ and clang++ use
-/// on Linux.
+/// Reads the representation of a pointer to a member function in the Itanium C++ ABI, which g++ and
+/// clang++ use on Linux: 1 + 8 * slot for a virtual function on 64-bit x86. On ARM the lowest bit
+/// is in another word.
 
 #include <array>
 #include <cstddef>

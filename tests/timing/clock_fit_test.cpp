@@ -17,15 +17,15 @@ using namespace std::chrono_literals;
 
 constexpr StreamRate waveform{.perSecond = 500, .samplesPerFrame = 6, .silence = 2s};
 
-// How frames come over a radio: each later than its last sample, by connection intervals, noise,
-// stalls that end in a burst, and a slow beginning.
+// The arrival times of frames over a radio. Each frame arrives later than its last sample. The
+// delay has four causes: connection intervals, noise, stalls that end in a burst, and a slow start.
 struct Radio {
   double drift = 0;           // of the strap's period: 200e-6 is slow by 200 ppm
   double noise = 0.008;       // mean, seconds, exponential
   double interval = 0.030;    // of the connection, seconds
   double stallEvery = 20;     // mean, seconds
   double longestStall = 1.5;  // seconds
-  double slowStart = 0.5;     // seconds later at first, less and less over two seconds
+  double slowStart = 0.5;     // seconds; extra delay at the start, decreasing over two seconds
 };
 
 struct Arrivals {
@@ -60,7 +60,7 @@ Arrivals arrivals(const Radio& radio, double begin, double length, std::uint64_t
     }
     if (sent > stallBegin) sent = stallEnd;
     sent = std::ceil(sent / radio.interval) * radio.interval;
-    last = std::max(last, sent);  // a link keeps the order
+    last = std::max(last, sent);  // a link preserves the order
     result.frames.push_back(nanoseconds(last));
   }
   return result;
@@ -91,7 +91,7 @@ void expectRising(const StreamClock& clock) {
   for (ClockWalk walk(clock); !walk.over();) {
     const SampleTime sample = walk.next();
     ASSERT_GT(sample.time, last);
-    ASSERT_GE(sample.from + 1us, edge);  // periods of neighbours differ a little
+    ASSERT_GE(sample.from + 1us, edge);  // the periods of adjacent samples differ slightly
     ASSERT_GT(sample.to, sample.from);
     last = sample.time;
     edge = sample.to;
@@ -180,7 +180,7 @@ TEST(ClockFitTest, AShortLinkTakesItsRateFromTheLongOne) {
   expectRising(clock);
 }
 
-// Everything that was held back comes: nothing is missing.
+// All delayed frames arrive, so none is missing.
 TEST(ClockFitTest, ALongStallWithoutLossIsNotAGap) {
   Arrivals arrived = arrivals({}, 3, 120, 1);
   for (Nanoseconds& frame : arrived.frames) {

@@ -176,7 +176,7 @@ TEST(SessionStepsDisconnectionTest, KeepsTheDisconnectionWhenTheErrorTextCannotB
   host.disconnect(text);  // objects created once per process
   listener->calls.clear();
   const int connectionsBefore = host.requests().connections;
-  // The first two are the host's own copies of the text, in the error that it makes.
+  // The first two allocations are the host's copies of the text, for its error object.
   bool failed = false;
   for (std::size_t number = 1; listener->calls.empty(); ++number) {
     failed = attempt(Shortage::once, number, [&] { host.disconnect(text); }).failed;

@@ -69,7 +69,7 @@ void Controller::sendData(std::uint16_t handleAndFlags, BytesView payload) {
   send(bytes);
 }
 
-// Waits while the controller is busy, which is always short.
+// Blocks while the buffer of the socket is full, which is brief.
 void Controller::send(BytesView packet) {
   while (!packet.empty() && !gone_) {
     const ssize_t sent = ::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL);

@@ -25,8 +25,8 @@ libraries_of() {
     awk '$3 ~ /^\// { print $3 }'
 }
 
-# pack < NAMES: a compressed archive, as the kernel unpacks it, of the files whose names come separated
-# by zeros. With PACK_FOLLOW symbolic links are followed.
+# pack < NAMES: a compressed archive, in the format that the kernel unpacks, of the files whose names are read,
+# separated by zeros. With PACK_FOLLOW symbolic links are followed.
 pack() {
   in_sysroot cpio usr/bin/cpio --null --create --format=newc --owner=0:0 --quiet ${PACK_FOLLOW:+--dereference} |
     gzip -1

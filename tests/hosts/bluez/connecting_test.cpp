@@ -1,21 +1,22 @@
 // SPDX-License-Identifier: MIT
 // How connections are made, and what is requested from the device.
 //
-// Observations of BlueZ 5.66, by topic, and their tests:
+// Observations of BlueZ 5.66, by topic, with their tests as patterns for `ctest -R`:
 //
-//   order of signals and reply; services are not added again   BluezConnectingTest.*Order*,
-//   *Reconnect* Connected=true may be missing BluezConnectingTest.*ReplyAlone failed attempts while
-//   the device advertises                BluezConnectingUnreachableTest a silent device fails after
-//   42 s, or connects late         BluezConnectingTest.*GivesUp, *Silent* already connected;
-//   adapter off                             BluezConnectingTest.*Immediately, *Off the device stops
-//   answering: no services, then the end      BluezConnectingTest.*StopsAnswering a drop during
-//   discovery                                    BluezConnectingTest.*DuringDiscovery* a drop in
-//   one signal; our Disconnect in any order          BluezDisconnectingTest subscriptions that
-//   bluetoothd retains                      BluezSubscribingTest adapter off; SIGTERM, SIGKILL;
-//   restart; removal            BluezDaemonTest names from the cache and from GAP; objects that
-//   expire     BluezNamesTest repeated advertisements BluezNamesTest.*EveryAdvertisement faults
-//   that were reported from the field                   BluezFieldFaultsTest differences of
-//   BlueZ 5.82                                  BluezVersionsTest
+//   order of signals and reply; services are not added again   BluezConnecting.*(Order|Reconnect)
+//   Connected=true may be missing                              BluezConnecting.*ReplyAlone
+//   failed attempts while the device advertises                BluezConnectingUnreachable
+//   a silent device fails after 42 s, or connects late         BluezConnecting.*(GivesUp|Silent)
+//   already connected; adapter off                             BluezConnecting.*(Immediately|Off)
+//   the device stops answering: no services, then the end      BluezConnecting.*StopsAnswering
+//   a drop during discovery                                    BluezConnecting.*DuringDiscovery
+//   a drop in one signal; our Disconnect in any order          BluezDisconnecting
+//   subscriptions that bluetoothd retains                      BluezSubscribing
+//   adapter off; SIGTERM, SIGKILL; restart; removal            BluezDaemon
+//   names from the cache and from GAP; objects that expire     BluezNames
+//   repeated advertisements                                    BluezNames.*EveryAdvertisement
+//   faults that were reported from the field                   BluezFieldFaults
+//   differences of BlueZ 5.82                                  BluezVersions
 
 #include <tests/hosts/bluez/world.h>
 
@@ -152,7 +153,7 @@ TEST_F(BluezConnectingTest, RetriesAnAttemptThatMissesAPresentDevice) {
   strap.onConnect = {ConnectStep::hold};
   bluez.dropLink(strap);
   runUntil([this] { return !strap.waiting.empty(); });
-  // Counted from here: a slow machine may have met the short limit before.
+  // Earlier calls do not count: on a slow machine the short limit may have expired before.
   const int attempts = bluez.calls("Connect");
   const int ends = bluez.calls("Disconnect");
   world.turnFor(50ms);
@@ -206,7 +207,8 @@ TEST_F(BluezConnectingUnreachableTest, IsReportedOnceAfterThreeConsecutiveAttemp
 TEST_F(BluezConnectingUnreachableTest, EndsWithAConnection) {
   advertiseUntilReported();
   strap.onConnect = fake_bluez::usualConnection;
-  // At most one more advertisement: on a slow machine the short limit could end a good attempt.
+  // At most one more advertisement, because on a slow machine the short limit could end a
+  // successful attempt.
   runUntil([this] { return !strap.waiting.empty() || subscribedToAll(); });
   bluez.advertise(strap);
   runUntil([this] { return world.lines.size() > 1 && subscribedToAll(); });

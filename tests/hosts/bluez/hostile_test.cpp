@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A daemon that sends any answers and signals in any order. The host does not crash, keeps its
-// contract, and recovers when the daemon does.
+// A daemon that sends random answers and signals in random order. The host must not crash, must
+// keep its contract, and must recover when the daemon does.
 
 #include <tests/hosts/bluez/nonsense.h>
 #include <tests/hosts/bluez/world.h>
@@ -69,8 +69,8 @@ class Storm {
       const bool listened = bluez_.notify(strap_, ecg, {1});
       world_.settle();
       if (auditor_->values > values) return testing::AssertionSuccess();
-      // On a stalled machine one of the short time limits may have expired, also that of a
-      // subscription: it is repeated on the next link.
+      // On a stalled machine a short time limit may have expired, for example that of a
+      // subscription. The host repeats the subscription on the next link.
       const bool stoodStill = std::chrono::steady_clock::now() - begin >= shortestLimit;
       if (!stoodStill || attempt == 20) {
         return testing::AssertionFailure() << (listened ? "no value arrives" : "no subscriber");

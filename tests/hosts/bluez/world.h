@@ -33,7 +33,7 @@ using fake_bluez::FakeBluez;
 using fake_bluez::FakeDevice;
 using fake_bluez::Fate;
 
-/// Short pauses; the time limits are the defaults.
+/// Short pauses between attempts, and the default time limits.
 Zephly::bluez::Timing shortPauses();
 
 // In bluetoothd's notation.

@@ -61,7 +61,7 @@ TEST(MainQueueThreeWaysTest, RunsTheApplicationsContext) {
 
 class MainQueueInsideAnotherLoopTest : public testing::Test {
  protected:
-  // Waits up to a minute: true as soon as the descriptor is readable.
+  // Waits up to a minute. Returns true as soon as the descriptor is readable.
   bool wanted(int milliseconds = 60000) {
     pollfd mine{.fd = queue.descriptor(), .events = POLLIN, .revents = 0};
     return ::poll(&mine, 1, milliseconds) == 1;

@@ -53,7 +53,7 @@ TEST(MainQueueWatchTest, WorksInRunToo) {
 }
 
 TEST(MainQueueWatchTest, OfTwoWatchesOfOneDescriptorTheSecondIsNotCalledForReadData) {
-  const Pipe pipe;  // blocking: a call too many would never return
+  const Pipe pipe;  // blocking, so a read too many would never return
   MainQueue queue;
   std::string read;
   const Watch first = queue.watch(pipe.reading(), Interest::read, [&] { read += pipe.take(); });

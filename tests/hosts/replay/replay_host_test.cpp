@@ -103,7 +103,7 @@ TEST(ReplayHostTest, AFailureAndAnAbsentValueAreReportedAsSuch) {
   const Session session;
   deliver(host, {on, found, FailedToConnect{1, "Busy."}, FailedToConnect{1}});
   EXPECT_THAT(session.recorder->take(), ElementsAre("state 5", "failed: Busy.", "failed"));
-  EXPECT_EQ(host.divergences().count, 1U);  // without a second request
+  EXPECT_EQ(host.divergences().count, 1U);  // the second failure has no request
   deliver(host, {found, Connected{1}, services, characteristics, Value{1, 3, std::nullopt, "No."},
                  Value{1, 3, std::vector<std::uint8_t>{}}});
   EXPECT_EQ(session.recorder->log.back(), "value " + ecgUUID.substr(0, 2) + " ");
@@ -218,14 +218,14 @@ TEST(ReplayHostTest, ObjectsOfAnotherHostAreIgnored) {
   EXPECT_EQ(host.divergences().count, 0U);
 }
 
-// A record that the kit has not requested, and its description.
+// A record that answers no request of the kit, and its description.
 struct Divergence {
   std::string name;
   Recorder::Script script;
   Script records;
   std::uint64_t count;
   std::string first;
-  std::string lastCall;  // it was delivered
+  std::string lastCall;  // the call that delivered the record
 };
 
 void PrintTo(const Divergence& divergence, std::ostream* stream) { *stream << divergence.name; }

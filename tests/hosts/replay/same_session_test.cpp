@@ -37,7 +37,7 @@ using testing::IsEmpty;
 template <class What>
 constexpr std::size_t kind = watch::Event{{}, What{}}.what.index();
 
-// Records it, replays it from a file, and compares.
+// Records the session, replays it from a file, and compares the two.
 Replayed expectSame(LiveWorld& world, std::optional<double> speed = std::nullopt) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("session.zcap", captures::captureOf(world.end()));

@@ -21,7 +21,7 @@ const CBUUID serviceUUID = CBUUID::UUIDWithString("180D");
 const std::vector<CBUUID> uuids = {CBUUID::UUIDWithString("2A01"), CBUUID::UUIDWithString("2A02"),
                                    CBUUID::UUIDWithString("2A03")};
 
-// Requests some connections, and sometimes acts from within a callback.
+// Requests some of the possible connections, and sometimes makes requests from within a callback.
 class Auditor final : public HostAuditor {
  public:
   explicit Auditor(std::mt19937& random) : random_(random) {}

@@ -158,7 +158,7 @@ TEST_F(PacerTest, ATurnEndsAfterItsMaximumOfTime) {
   slowMachine.workPerTurn = 10ms;
   const Pacer pacer(queue, scheduler, 1000, slowMachine);
   int calls = 0;
-  std::function<void()> tick = [&] {  // takes a hundred times as long as it has
+  std::function<void()> tick = [&] {  // takes a hundred times its period
     ++calls;
     wall += 1ms;
     scheduler.after(10ms, tick);

@@ -17,7 +17,8 @@ using Zephly::main_queue::MainQueue;
 using Zephly::simulated::SimulatedStrap;
 namespace simulator = Zephly::simulator;
 
-// Without a sleep: polls until the strap has lived so long, which at this speed takes milliseconds.
+// Polls the queue, without a sleep, until the strap's clock shows `time`. At this speed it takes
+// milliseconds.
 void runFor(MainQueue& queue, const SimulatedStrap& strap, Zephly::StrapTime time) {
   while (strap.device().strapTime() < time) queue.poll();
 }

@@ -48,7 +48,7 @@ struct DeviceTraits {
 /// The steps of a connection, in order.
 enum class ConnectStep {
   connected,      ///< the signal Connected=true
-  reply,          ///< to Connect(), if it is still owed
+  reply,          ///< the reply to Connect(), if it is pending
   objects,        ///< services and characteristics appear, unless they are there
   resolved,       ///< the signal with UUIDs and ServicesResolved=true
   resolvedEmpty,  ///< the same with no services

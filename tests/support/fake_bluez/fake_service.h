@@ -39,7 +39,7 @@ struct Answer {
     wrong,   ///< done, but the reply has another body
     hold,    ///< handled when the test says release()
     delay,   ///< handled after a while
-    never,   ///< nothing is done, nothing comes back
+    never,   ///< nothing is done, and there is no reply
   };
 
   Kind kind = Kind::normal;

@@ -24,9 +24,9 @@ namespace {
 
 using Zephly::main_queue::FileDescriptor;
 
-// What it has to say for itself goes to a file.
+// Replaces the child process by dbus-daemon, whose messages go to a file.
 [[noreturn]] void becomeDaemon(const std::string& directory, int addressDescriptor) {
-  // Signals that the test handles are not the daemon's affair.
+  // The test may have blocked signals, and a child process inherits the mask.
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -66,7 +66,8 @@ void PrivateBus::start() {
   check(process_ < 0 ? -errno : 0, "start dbus-daemon");
   if (process_ == 0) becomeDaemon(directory_, writeEnd.get());
   writeEnd = FileDescriptor();
-  // The address comes when it listens; its end without one, when it cannot.
+  // The daemon writes its address when it listens. If it cannot listen, it closes the pipe without
+  // writing.
   std::array<char, 256> line{};
   const ssize_t length = read(readEnd.get(), line.data(), line.size());
   if (length <= 0) {

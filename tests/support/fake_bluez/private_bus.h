@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A dbus-daemon of the test's own, in a directory of its own: a child process that ends with the
-/// test, however the test ends.
+/// A private dbus-daemon for one test, in a temporary directory: a child process that ends with the
+/// test, also when the test crashes.
 ///
 ///   PrivateBus bus;
 ///   bus.start();
@@ -18,23 +18,23 @@ namespace fake_bluez {
 
 class PrivateBus {
  public:
-  /// Makes the directory; nothing listens at the address yet.
+  /// Creates the directory. The daemon does not run yet.
   PrivateBus();
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus();
 
-  /// Returns when it listens.
+  /// Starts the daemon, and returns when it listens.
   void start();
-  /// Kills it.
+  /// Kills the daemon.
   void stop();
-  /// It does nothing any more, until it does.
+  /// Suspends the daemon, and lets it continue.
   void freeze(bool frozen);
   bool running() const { return process_ > 0; }
 
-  /// Whether calls to org.bluez are let through. Counts from the next start() or reload on.
+  /// Whether the bus permits calls to org.bluez. Takes effect at the next start() or reload.
   void allow(bool allowed);
-  /// Makes a running daemon read its configuration again. Returns when it has.
+  /// Makes a running daemon read its configuration again, and returns when it has.
   void reload();
 
   std::string address() const { return "unix:path=" + directory_ + "/bus"; }

@@ -206,7 +206,7 @@ TEST_F(CentralManagerTest, TreatsDiscoveriesWhileConnectedLikeOthers) {
 TEST_F(CentralManagerTest, RequestsAConnectionAtEveryMatchingDiscoveryAndKeepsTheLatestDevice) {
   const auto second = world.peripheral("Zephly");
   discover(strap);
-  EXPECT_EQ(strap.use_count(), 3);  // here, in the manager, in the request
+  EXPECT_EQ(strap.use_count(), 3);  // owned by this test, by the manager and by the request
   discover(second);
   EXPECT_THAT(world.log, ElementsAre("connect", "connect"));
   EXPECT_THAT(world.central->requested, ElementsAre(strap, second));
@@ -246,7 +246,7 @@ TEST_F(CentralManagerDeathTest, TheManagerIsTheHandlersDelegate) {
   const auto battery = std::make_shared<fake::Characteristic>(batteryCharacteristicUUID());
   battery->setValue(Zephly::hosts::Data::of({0xE8, 0x03, 1}));
   manager.reset();
-  ASSERT_NE(session, nullptr);  // alive, but unknown to the handler
+  ASSERT_NE(session, nullptr);  // still exists, but the handler does not know it
   EXPECT_DEATH(handler->peripheralDidUpdateValueForCharacteristic(strap, battery, fake::noError),
                "ZephlyPeripheral.zephlyDelegate is gone");
 }
@@ -295,7 +295,7 @@ TEST_F(CentralManagerTest, AFailedConnectionOnlyPrintsAFixedLine) {
   fail(strap);
   EXPECT_EQ(output.text(), "didFailToConnectPeripheral\ndidFailToConnectPeripheral\n");
   EXPECT_THAT(world.log, IsEmpty());
-  discover(strap);  // the next advertisement leads to the next attempt
+  discover(strap);  // the next advertisement starts the next attempt
   EXPECT_THAT(world.log, ElementsAre("connect"));
 }
 

@@ -70,8 +70,8 @@ TEST(BodyTemperatureEstimatorTest, ConstantReadingsGiveAConstantEstimate) {
   for (int i = 0; i < 100; ++i) ASSERT_THAT(estimator.process(34.0F, 25.0F), SameBits(36.8F));
 }
 
-// Ambient temperatures so different that the two pieces, which nearly meet here, give different
-// tenths.
+// The two pieces of the function nearly meet at the knee. With an ambient temperature this extreme
+// their results differ by more than the rounding to tenths.
 TEST(BodyTemperatureEstimatorTest, TheKneeItselfBelongsToTheFirstPiece) {
   const float knee = 35.833332F;
   const float ambient = -1e6F;

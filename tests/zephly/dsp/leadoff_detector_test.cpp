@@ -16,7 +16,7 @@ namespace {
 
 using Zephly::LeadoffDetector;
 
-// Whether the last 70 of `all` samples, the newest at `newest`, span more than the threshold.
+// Whether the range of the 70 samples of `all` that end at `newest` exceeds the threshold.
 bool spans(const std::vector<float>& all, std::size_t newest) {
   const std::size_t oldest = newest < 69 ? 0 : newest - 69;
   float largest = all[oldest];

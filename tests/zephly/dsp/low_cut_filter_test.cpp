@@ -52,7 +52,7 @@ TEST(LowCutFilterTest, LowPassCanBeRunAlone) {
   expectSameRun<double>(
       noisySine(100, 23), [&](double x) { return filter.lowPass(x); },
       [&](double x) { return lowPass.step(x); });
-  EXPECT_SAME_BITS(filter.process(5.0), 0.0 - lowPass.step(5.0));  // nothing went into the line
+  EXPECT_SAME_BITS(filter.process(5.0), 0.0 - lowPass.step(5.0));  // the delay line is still empty
 }
 
 TEST(LowCutFilterTest, ShiftMovesTheDelayLineByOneSample) {
@@ -61,7 +61,7 @@ TEST(LowCutFilterTest, ShiftMovesTheDelayLineByOneSample) {
   filter.process(7.0);
   lowPass.step(7.0);
   filter.delayLineShift();
-  EXPECT_SAME_BITS(filter.process(1.0), 7.0 - lowPass.step(1.0));  // one sample early
+  EXPECT_SAME_BITS(filter.process(1.0), 7.0 - lowPass.step(1.0));  // the 7 leaves one sample early
 }
 
 TEST(LowCutFilterTest, DoesNotRememberItsLastInput) {

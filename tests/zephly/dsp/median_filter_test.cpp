@@ -43,7 +43,7 @@ TEST(MedianFilterTest, WindowOfFourGivesTheMeanOfTheTwoLargest) {
 TEST(MedianFilterTest, WindowOfThreeGivesTheLargest) {
   MedianFilter filter(3);
   EXPECT_SAME_BITS(lastOf(filter, {9, 1, 2}), 9.0);
-  EXPECT_SAME_BITS(filter.process(3), 3.0);  // the 9 has left
+  EXPECT_SAME_BITS(filter.process(3), 3.0);  // the 9 has left the window
 }
 
 TEST(MedianFilterTest, FirstSampleOfAFreshLongWindowGivesZero) {
@@ -60,7 +60,7 @@ TEST(MedianFilterTest, WindowOfThreeHundredGivesTheMeanOfThe151stAnd152ndSmalles
 TEST(MedianFilterTest, TheMedianIsZeroUntilHalfTheWindowIsFilled) {
   MedianFilter filter(300);
   for (int i = 1; i <= 148; ++i) EXPECT_SAME_BITS(filter.process(7.0), 0.0) << i;
-  EXPECT_SAME_BITS(filter.process(7.0), 3.5);  // one of the two in the middle
+  EXPECT_SAME_BITS(filter.process(7.0), 3.5);  // the mean of the two values in the middle, 0 and 7
   EXPECT_SAME_BITS(filter.process(7.0), 7.0);
 }
 
@@ -74,13 +74,13 @@ TEST(MedianFilterTest, TheMedianOfNegativeSamplesIsZeroForLonger) {
 TEST(MedianFilterTest, StepsCanBeTakenOneByOne) {
   MedianFilter filter(5);
   for (const double x : {5.0, 1.0, 4.0, 2.0, 3.0}) filter.pushSample(x);
-  EXPECT_SAME_BITS(filter.getMedianValue(), 0.0);  // nothing sorted yet
+  EXPECT_SAME_BITS(filter.getMedianValue(), 0.0);  // before the first sort
   filter.sortWindow();
   EXPECT_SAME_BITS(filter.getMedianValue(), 4.0);
   filter.pushSample(9.0);  // replaces the 5
   filter.sortWindow();
   EXPECT_SAME_BITS(filter.getMedianValue(), 4.0);
-  EXPECT_SAME_BITS(filter.lastInput(), 0.0);  // only process sets it
+  EXPECT_SAME_BITS(filter.lastInput(), 0.0);  // only process() sets it
 }
 
 TEST(MedianFilterTest, RemembersItsLastInput) {
@@ -93,7 +93,7 @@ TEST(MedianFilterTest, ResetDoesNotClearTheWindow) {
   MedianFilter filter(5);
   lastOf(filter, {1, 2, 3, 4, 5});
   filter.reset();
-  EXPECT_SAME_BITS(filter.process(5.0), 5.0);  // of 2 3 4 5 5
+  EXPECT_SAME_BITS(filter.process(5.0), 5.0);  // the window is 2 3 4 5 5
 }
 
 TEST(MedianFilterTest, NanSortsAfterEveryNumber) {

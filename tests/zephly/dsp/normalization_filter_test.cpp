@@ -70,14 +70,14 @@ TEST(NormalizationFilterTest, PlainRangeIsFromTheSmallestToTheLargestOfTheWindow
   EXPECT_SAME_BITS(filter.process(1.0), 1.0);
   EXPECT_SAME_BITS(filter.min(), -2.0);
   EXPECT_SAME_BITS(filter.max(), 1.0);
-  EXPECT_SAME_BITS(filter.process(0.0), 0.0);  // the -2 has left
+  EXPECT_SAME_BITS(filter.process(0.0), 0.0);  // the -2 has left the window
 }
 
 TEST(NormalizationFilterTest, StepsCanBeTakenOneByOne) {
   NormalizationFilter filter(3, false);
   filter.pushSample(4.0);
   filter.pushSample(-1.0);
-  EXPECT_SAME_BITS(filter.max(), 1.0);  // not searched yet
+  EXPECT_SAME_BITS(filter.max(), 1.0);  // before the search
   filter.findMinMax();
   EXPECT_SAME_BITS(filter.min(), -1.0);
   EXPECT_SAME_BITS(filter.max(), 4.0);

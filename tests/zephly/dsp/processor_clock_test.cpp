@@ -12,12 +12,13 @@ namespace {
 std::uint64_t seven() { return 7; }
 std::uint64_t eight() { return 8; }
 
-// Microseconds; exact on the platforms that count in them, within the unit elsewhere.
+// The standard library's processor clock in microseconds. Exact where CLOCKS_PER_SEC is a million,
+// and accurate to one tick elsewhere.
 double standardMicroseconds() {
   return static_cast<double>(std::clock()) * (1e6 / static_cast<double>(CLOCKS_PER_SEC));
 }
 
-// Puts the source back that was installed when it was made.
+// Restores the clock that was installed before the test.
 class ProcessorClockTest : public testing::Test {
  protected:
   ~ProcessorClockTest() override { Zephly::setProcessorClock(before_); }
@@ -61,7 +62,7 @@ TEST_F(ProcessorClockTest, EmptyRestoresTheStandardSource) {
 TEST_F(ProcessorClockTest, ReturnsTheStandardSourceWhenItIsReplaced) {
   const Zephly::ProcessorClock standard = Zephly::setProcessorClock(&seven);
   ASSERT_TRUE(standard);
-  // In this order: the arguments of EXPECT_LE are evaluated in any order.
+  // Read one after the other, because the arguments of a macro are evaluated in any order.
   const double before = standardMicroseconds();
   const auto reading = static_cast<double>(standard());
   EXPECT_GE(reading, before - 1.0);

@@ -22,7 +22,8 @@ class RespirationFilterHelperTest : public testing::Test {
     FakeProcessorClock::now = microseconds;
     return helper.shouldResetRespiration(leadoff);
   }
-  // A fall from true to false at `microseconds`.
+  // A call with true, then one with false, at `microseconds`. The change from true to false is a
+  // fall.
   void fallAt(std::uint64_t microseconds) {
     EXPECT_FALSE(callAt(microseconds, true));
     EXPECT_FALSE(callAt(microseconds, false));
@@ -54,7 +55,7 @@ TEST_F(RespirationFilterHelperTest, FiresOnTheFirstCallAfterTheTimeoutCountedFro
   EXPECT_FALSE(callAt(0, true));
   EXPECT_FALSE(callAt(10 * second, false));
   EXPECT_FALSE(callAt(13 * second, false));
-  EXPECT_FALSE(callAt(14 * second, false));  // exactly at the timeout is not due
+  EXPECT_FALSE(callAt(14 * second, false));  // a reset is due after the timeout, not at it
   EXPECT_TRUE(callAt(14 * second + 1, false));
 }
 
@@ -86,7 +87,8 @@ TEST_F(RespirationFilterHelperTest, ASecondFallRestartsTheTimer) {
 TEST_F(RespirationFilterHelperTest, AnswerOnTheFiringCallIsNotRemembered) {
   fallAt(0);
   EXPECT_TRUE(callAt(5 * second, true));
-  EXPECT_FALSE(callAt(6 * second, false));  // no fall: the true before was not remembered
+  EXPECT_FALSE(
+      callAt(6 * second, false));  // not a fall: the firing call does not store its argument
   EXPECT_FALSE(callAt(60 * second, false));
 }
 
@@ -107,23 +109,25 @@ TEST_F(RespirationFilterHelperTest, ReadsTheClockTwiceOnAnArmingCallAndOnceOnEve
   EXPECT_EQ(readsOf(0, false), 1);
   EXPECT_EQ(readsOf(0, true), 1);
   EXPECT_EQ(readsOf(0, true), 1);
-  EXPECT_EQ(readsOf(0, false), 2);           // arms
-  EXPECT_EQ(readsOf(second, false), 1);      // pending
-  EXPECT_EQ(readsOf(second, true), 1);       // pending
-  EXPECT_EQ(readsOf(2 * second, false), 2);  // arms anew
-  EXPECT_EQ(readsOf(9 * second, false), 1);  // fires
+  EXPECT_EQ(readsOf(0, false), 2);           // a fall starts the timer
+  EXPECT_EQ(readsOf(second, false), 1);      // the timer runs
+  EXPECT_EQ(readsOf(second, true), 1);       // the timer runs
+  EXPECT_EQ(readsOf(2 * second, false), 2);  // a fall restarts the timer
+  EXPECT_EQ(readsOf(9 * second, false), 1);  // the reset is due
   EXPECT_EQ(readsOf(9 * second, false), 1);
 }
 
 TEST_F(RespirationFilterHelperTest, StartIsTheFirstOfTheTwoReadings) {
-  // A clock that advances by five seconds at each reading: due on the arming call itself.
+  // The clock advances by five seconds at each reading, so the reset is due in the call that starts
+  // the timer.
   const Zephly::ProcessorClock before = Zephly::setProcessorClock([] {
     FakeProcessorClock::now += 5 * second;
     return FakeProcessorClock::now;
   });
   EXPECT_FALSE(helper.shouldResetRespiration(true));
   EXPECT_TRUE(helper.shouldResetRespiration(false));
-  // The true is still the answer remembered, so a second false is a fall again.
+  // A call that returns true does not store its argument. The stored answer is still true, so this
+  // false is a fall too.
   EXPECT_TRUE(helper.shouldResetRespiration(false));
   Zephly::setProcessorClock(before);
 }
@@ -131,7 +135,7 @@ TEST_F(RespirationFilterHelperTest, StartIsTheFirstOfTheTwoReadings) {
 TEST_F(RespirationFilterHelperTest, TimeoutsAreComparedInSinglePrecision) {
   helper = RespirationFilterHelper(4.1F);
   fallAt(0);
-  // 4.1 as a float is less than 4.1: in double precision this call would be due.
+  // The float nearest to 4.1 is less than 4.1. In double precision a reset would be due here.
   EXPECT_FALSE(callAt(4100000, false));
   EXPECT_TRUE(callAt(4100001, false));
 }
@@ -139,7 +143,7 @@ TEST_F(RespirationFilterHelperTest, TimeoutsAreComparedInSinglePrecision) {
 TEST_F(RespirationFilterHelperTest, ElapsedTimeIsRoundedToSinglePrecisionBeforeTheDivision) {
   helper = RespirationFilterHelper(20.0F);
   fallAt(0);
-  EXPECT_FALSE(callAt(20000001, false));  // rounds to 20,000,000
+  EXPECT_FALSE(callAt(20000001, false));  // the elapsed time rounds to 20,000,000
   EXPECT_TRUE(callAt(20000002, false));
 }
 

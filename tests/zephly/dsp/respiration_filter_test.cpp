@@ -22,7 +22,7 @@ void expectMatchesRespirationChain(const std::vector<double>& input) {
       input, [&](float x) { return filter.process(x); }, [&](float x) { return expected.step(x); });
 }
 
-// Fills the median's window so that the stages after it get a signal.
+// Fills the median's window so that the stages after it receive a signal.
 std::vector<double> firstSecondsOf(double level) { return constantSignal(200, level); }
 
 TEST(RespirationFilterTest, FirstSamplesGiveZeroBecauseTheFreshMedianDoes) {
@@ -46,7 +46,7 @@ TEST(RespirationFilterTest, TheFirstNegativeValueAtTheNormalisationGivesZero) {
   for (const double x : firstSecondsOf(-2.0)) {
     EXPECT_SAME_BITS(filter.process(static_cast<float>(x)), 0.0F);
   }
-  EXPECT_LT(filter.normalization->min(), 0.0);  // it did reach it
+  EXPECT_LT(filter.normalization->min(), 0.0);  // the signal reached the normalisation
 }
 
 TEST(RespirationFilterTest, MatchesTheReferenceChainBitForBit) {

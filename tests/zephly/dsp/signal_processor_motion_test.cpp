@@ -82,7 +82,8 @@ TEST_F(SignalProcessorMotionTest, SevenValuesDoNotAdvanceTheFusion) {
   EXPECT_EQ(q1, 0.2F);
   EXPECT_EQ(q2, 0.3F);
   EXPECT_EQ(q3, 0.4F);
-  expectRule({0.0F, 0.0F, 0.0F, 1.0F}, {0.0F, 0.0F, 2.0F});  // and they were not counted
+  expectRule({0.0F, 0.0F, 0.0F, 1.0F},
+             {0.0F, 0.0F, 2.0F});  // the detector did not count those samples
 }
 
 TEST_F(SignalProcessorMotionTest, SevenValuesStartWithTheScalar) {
@@ -141,7 +142,7 @@ TEST_F(SignalProcessorMotionTest, NineValuesFollowTheRuleOverARecording) {
   }
 }
 
-// At another rate the same movement would give other velocities.
+// The velocities of a movement depend on the sampling rate.
 TEST_F(SignalProcessorMotionTest, TheRateIsThirty) {
   engine.imu(1, 0, 0, 0, 0, 0, 2);
   literal::Detector faster;
@@ -184,7 +185,8 @@ TEST_F(SignalProcessorMotionTest, TheLatestContextAppliesToAllCallbacks) {
   EXPECT_EQ(contexts.back(), &b);
 }
 
-// Each setter alone, called before every sample of a movement, changes nothing in its detection.
+// Calls one setter before every sample of a movement. The movement must be detected as without
+// these calls.
 TEST_F(SignalProcessorMotionTest, SettingACallbackDuringAMovementResetsNothing) {
   using Setter = void (Engine::*)(void (*)(void*), void*);
   using Perform = void (*)(const repetitions::Sink&);

@@ -56,7 +56,7 @@ class Electrodes {
 // comparison. A test advances the clock by hand.
 class SignalProcessorLeadoffTest : public testing::Test {
  protected:
-  // Feeds one sample; whether there is contact.
+  // Feeds one sample. Returns whether there is contact.
   bool feed(bool contact) {
     const float sample = electrodes.next(contact);
     const bool answer = engine.processLeadoffDetection(sample);
@@ -73,7 +73,7 @@ class SignalProcessorLeadoffTest : public testing::Test {
     ASSERT_FALSE(feed(false));
   }
 
-  // Whether the engine's chain gave the same results as the other since the last call.
+  // Whether the engine's chain and the separate chain gave the same results since the last call.
   bool outputsAgree() {
     bool agree = true;
     for (std::size_t i = 0; i < outputs.size(); ++i) agree &= sameBits(outputs[i], expected[i]);

@@ -84,7 +84,7 @@ TEST_F(MadgwickAHRSTest, GravityOnZOnlyNormalisesTheIdentity) {
 }
 
 TEST_F(MadgwickAHRSTest, WithoutAccelerometerOnlyTheGyroscopeCounts) {
-  beta = NAN;  // would spoil all results if it were used
+  beta = NAN;  // if it were used, every result would be NaN
   MadgwickAHRSupdateIMU(0, 0, 0.3F, 0, 0, 0);
   EXPECT_NEAR(q3, 0.005, 1e-5);
   MadgwickAHRSupdate(0, 0, 0.3F, 0, 0, 0, 20, 0, -40);
@@ -183,8 +183,8 @@ TEST_F(MadgwickAHRSTest, HasTheBitsOfTheAlgorithmFromAnyStateAndForAnyReading) {
   }
 }
 
-// Readings of a sensor at rest in orientation (w, x, y, z): gravity along z, the field along x and
-// -z, both seen from the sensor.
+// Readings of a sensor at rest in the orientation (w, x, y, z). In the world's frame gravity points
+// along z, and the magnetic field along x and -z.
 struct AtRest {
   double w, x, y, z;
 

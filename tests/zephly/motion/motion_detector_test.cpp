@@ -55,8 +55,7 @@ class MotionDetectorTest : public testing::Test {
     };
   }
 
-  // Feeds one sample in `band` after which the heading is `heading`. Returns the completed
-  // repetitions.
+  // Feeds one sample in `band` that makes the heading `heading`. Returns the completed repetitions.
   std::string move(int band, int heading) {
     const float targets[] = {-0.05F, 0.05F, 0.0F};
     const float vertical = rule.accelerationFor(targets[heading], 30.0F);
@@ -304,7 +303,8 @@ TEST_F(MotionDetectorTest, ItsLinesAreIndependentOfTheFormatOfStandardOutput) {
   EXPECT_EQ(line.find('+'), std::string::npos);
 }
 
-// The largest displacement inside the dead band is the float nearest to 0.01, which lies below it.
+// The largest displacement inside the dead band is the float nearest to 0.01, which is less than
+// 0.01.
 TEST_F(MotionDetectorTest, TheDeadBandEndsBetweenTwoFloats) {
   const float inside = 0.01F;
   const float outside = std::nextafter(inside, 1.0F);

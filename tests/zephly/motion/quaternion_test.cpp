@@ -193,7 +193,7 @@ TEST(QuaternionTest, TheGeneralFormulasApplyExactlyAtTheLimit) {
   EXPECT_TRUE(std::isnan(Quaternion(-1e20F, 0, 0, 1e20F).FromQ2().x));
 }
 
-// Squares to 1 with test = 0.4995 as nearly as floats come, from either side.
+// Unit quaternions with `test` as close to 0.4995 as floats allow, on either side.
 TEST(QuaternionTest, TheLimitLiesBetweenNeighbouringRotations) {
   const double half = std::asin(2 * 0.4995) / 2;
   const auto about = [](double angle) {
@@ -210,7 +210,8 @@ TEST(QuaternionTest, DetectsAlignedAxesWithoutNormalising) {
   EXPECT_EQ(Quaternion(halfRoot / 50, 0, 0, halfRoot / 50).FromQ2().x, 90);
 }
 
-// So close to the limit that the order of adding the squares decides between the formulas.
+// The rotations are so close to the limit that the order in which the squares are added decides
+// between the formulas.
 TEST(QuaternionTest, AnglesHaveTheBitsOfTheirFormulasNextToTheLimit) {
   RandomFloats random(65);
   for (int i = 0; i < 20000; ++i) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-// The angle rule step by step; ends only for magnitudes up to 2^33.
+// The angle rule, one turn at a time. Above a magnitude of 2^33 the loop does not end.
 float stepByStep(float angle) {
   while (angle > 360.0F) angle = static_cast<float>(static_cast<double>(angle) - 360.0);
   while (angle < 0.0F) angle = static_cast<float>(static_cast<double>(angle) + 360.0);

@@ -25,7 +25,7 @@ std::string lineOf(const Fact& fact) {
   return line.str();
 }
 
-// Installed while it lives. Notes what the console held at each call.
+// An observer that is installed during its lifetime. It records the console's text at each call.
 class Watch final : public Observer {
  public:
   explicit Watch(const CapturedOutput& output) : output_(output), before_(setObserver(this)) {}

@@ -91,8 +91,8 @@ TEST_F(SignalProcessorWrapperTest, PassesNineMotionValuesInTheirOrder) {
   EXPECT_EQ(byWrapper, orientation());
 }
 
-// A special value at any of the seven places permanently changes the trace of an engine, so a
-// sample that the wrapper dropped changes every later line.
+// A special value in any of the seven places changes an engine's trace permanently. If the wrapper
+// dropped such a sample, every later line would differ.
 TEST_F(SignalProcessorWrapperTest, PassesSevenNonFiniteMotionValues) {
   for (const float special : {notANumber, infinity, -infinity}) {
     for (std::size_t place = 0; place < 7; ++place) {
@@ -293,9 +293,10 @@ TEST_F(SignalProcessorWrapperTest, UsesAReplacedEngineWithoutOwningIt) {
   EXPECT_EQ(wrapper->signalProcessor(), engine.get());
   EXPECT_FALSE(wrapper->processLeadoffDetection(0));
   EXPECT_TRUE(wrapper->processLeadoffDetection(1));
-  EXPECT_FALSE(created->processLeadoffDetection(1));  // alive, but not in use
+  EXPECT_FALSE(
+      created->processLeadoffDetection(1));  // still exists, but the wrapper does not use it
   wrapper.reset();
-  EXPECT_TRUE(engine->processLeadoffDetection(0));  // alive
+  EXPECT_TRUE(engine->processLeadoffDetection(0));  // still exists
 }
 
 TEST_F(SignalProcessorWrapperDeathTest, UsingAWrapperWithoutAnEngineIsFatal) {

@@ -235,7 +235,8 @@ TEST_F(ZephlyTest, ThreeSamplesWithAnswersTrueTrueFalse) {
   respiration(std::vector<float>(67, high));
   Access::leadoff(*session).reset();  // as before the first sample of a session
   log.clear();
-  // The window holds 68 samples, the flat one the oldest: the third sample pushes it out.
+  // The window contains 68 samples, and the flat one is the oldest. The third sample from now
+  // replaces it.
   respiration({high, high, high});
   EXPECT_THAT(log, ElementsAre("didChangeLeadoffState false", "didReceiveRespiration",
                                "didReceiveRespiration", "didChangeLeadoffState true",
