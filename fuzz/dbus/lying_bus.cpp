@@ -14,7 +14,10 @@ bool refused = false;
 
 }  // namespace
 
-LyingBus::LyingBus(Zephly::main_queue::MainQueue& queue) : queue_(queue) { opened = this; }
+LyingBus::LyingBus(Zephly::main_queue::MainQueue& queue, std::vector<std::string> rules)
+    : queue_(queue), rules_(std::move(rules)) {
+  opened = this;
+}
 
 LyingBus::~LyingBus() {
   if (opened == this) opened = nullptr;
@@ -31,10 +34,10 @@ void LyingBus::answer(std::size_t index, Reply reply) {
 }
 
 void LyingBus::say(const Signal& signal, const std::string& senderName) {
-  for (const auto& [id, subscriber] : subscribers_) {
-    if (subscriber.rule.find("sender='" + senderName + "'") == std::string::npos) continue;
-    later([this, number = id, handler = subscriber.handler, signal] {
-      if (subscribers_.count(number) != 0) (*handler)(signal);
+  for (const std::string& rule : rules_) {
+    if (rule.find("sender='" + senderName + "'") == std::string::npos) continue;
+    later([this, signal] {
+      if (const auto handler = signalHandler_) (*handler)(signal);
     });
   }
 }
@@ -60,12 +63,8 @@ void LyingBus::send(const Destination& /*destination*/, const Arguments& /*argum
 
 void LyingBus::settle(std::chrono::milliseconds /*limit*/) {}
 
-Bus::Subscription LyingBus::onSignal(const std::string& rule, SignalHandler handler) {
-  const std::uint64_t id = ++lastId_;
-  subscribers_[id] = {rule, std::make_shared<const SignalHandler>(std::move(handler))};
-  return {this, [weak = std::weak_ptr<void>(alive_), this, id](void*) {
-            if (!weak.expired()) subscribers_.erase(id);
-          }};
+void LyingBus::onSignal(SignalHandler handler) {
+  signalHandler_ = std::make_shared<const SignalHandler>(std::move(handler));
 }
 
 std::unique_ptr<ExportedObject> LyingBus::exportObject(const std::string& path,
@@ -86,9 +85,19 @@ void LyingBus::later(std::function<void()> job) {
 
 namespace Zephly::bluez {
 
-std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& /*address*/) {
-  if (fuzz::refused) throw BusError("org.freedesktop.DBus.Error.FileNotFound", "there is no bus");
-  return std::make_unique<fuzz::LyingBus>(queue);
+Bus::Opening Bus::open(main_queue::MainQueue& queue, BusTarget target, OpenHandler handler) {
+  auto opening = std::make_shared<char>();
+  queue.post([&queue, weak = std::weak_ptr<char>(opening), rules = std::move(target.rules),
+              handler = std::move(handler)] {
+    const auto own = weak.lock();
+    if (!own) return;
+    if (fuzz::refused) {
+      const BusError error("org.freedesktop.DBus.Error.FileNotFound", "there is no bus");
+      return handler(nullptr, &error);
+    }
+    handler(std::make_unique<fuzz::LyingBus>(queue, rules), nullptr);
+  });
+  return opening;
 }
 
 }  // namespace Zephly::bluez

@@ -13,12 +13,11 @@
 #include <hosts/main_queue/main_queue.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace fuzz {
 
@@ -30,7 +29,7 @@ class LyingBus final : public Zephly::bluez::Bus {
     ReplyHandler handler;
   };
 
-  explicit LyingBus(Zephly::main_queue::MainQueue& queue);
+  LyingBus(Zephly::main_queue::MainQueue& queue, std::vector<std::string> rules);
   ~LyingBus() override;
 
   /// The open bus, or null.
@@ -42,7 +41,7 @@ class LyingBus final : public Zephly::bluez::Bus {
   const std::deque<Call>& calls() const { return calls_; }
   /// Answers the call at `index`, which is below calls().size().
   void answer(std::size_t index, Zephly::bluez::Reply reply);
-  /// Delivers a signal to all subscriptions to its sender.
+  /// Delivers a signal once for each rule with its sender.
   void say(const Zephly::bluez::Signal& signal, const std::string& senderName);
   /// Closes the connection: unanswered calls fail.
   void lose();
@@ -53,25 +52,20 @@ class LyingBus final : public Zephly::bluez::Bus {
   void send(const Zephly::bluez::Destination& destination,
             const Zephly::bluez::Arguments& arguments) override;
   void settle(std::chrono::milliseconds limit) override;
-  Subscription onSignal(const std::string& rule, SignalHandler handler) override;
+  void onSignal(SignalHandler handler) override;
   std::unique_ptr<Zephly::bluez::ExportedObject> exportObject(
       const std::string& path, const std::vector<Zephly::bluez::Interface>& interfaces,
       bool objectManager) override;
   void onLost(std::function<void()> handler) override;
 
  private:
-  struct Subscriber {
-    std::string rule;
-    std::shared_ptr<const SignalHandler> handler;
-  };
-
   void later(std::function<void()> job);
 
   Zephly::main_queue::MainQueue& queue_;
   std::shared_ptr<void> alive_ = std::make_shared<char>();
   std::deque<Call> calls_;
-  std::uint64_t lastId_ = 0;
-  std::map<std::uint64_t, Subscriber> subscribers_;
+  std::vector<std::string> rules_;
+  std::shared_ptr<const SignalHandler> signalHandler_;
   std::function<void()> lostHandler_;
   bool lost_ = false;
 };

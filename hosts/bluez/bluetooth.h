@@ -17,7 +17,8 @@
 /// next powered adapter, a connection request is repeated until it succeeds, the loss of a link is
 /// reported once, with the reason if BlueZ gives one.
 ///
-/// The host starts no thread and does not block, except for the handshake with the bus. Everything
+/// The host does not block, except at its end, for at most Timing::leaveLimit. A short-lived thread
+/// connects to the bus, so that a bus that does not answer delays nothing. Everything else
 /// runs on the main queue and must be used from the thread that runs it.
 
 #include <hosts/bluez/timing.h>

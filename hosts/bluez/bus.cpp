@@ -5,15 +5,20 @@
 #include <hosts/bluez/sdbus_version.h>
 
 #include <poll.h>
+#include <pthread.h>
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -51,6 +56,17 @@ sdbus_version::Interface declarationOf(const Interface& interface) {
   return declaration;
 }
 
+// A new connection with its match rules. Their callbacks pass each message to `receiver`, which is
+// empty until there is a bus; until then sd-bus keeps the messages.
+struct Connected {
+  using Receiver = std::function<void(sdbus::Message&)>;
+
+  std::shared_ptr<Receiver> receiver = std::make_shared<Receiver>();
+  // Destroyed after the slots, which belong to it.
+  std::unique_ptr<sdbus::IConnection> connection;
+  std::vector<sdbus::Slot> slots;
+};
+
 // The bus ----------------------------------------------------------------------------------------
 
 // Order of events: sdbus-c++ calls back from inside processPending(). Those callbacks only append
@@ -63,10 +79,11 @@ sdbus_version::Interface declarationOf(const Interface& interface) {
 // library's poll data, at the end of each turn and after each call that may have sent something.
 class SdBus final : public Bus {
  public:
-  SdBus(main_queue::MainQueue& queue, std::unique_ptr<sdbus::IConnection> connection)
-      : queue_(queue), connection_(std::move(connection)) {
-    read_ = queue_.watch(connection_->getEventLoopPollData().fd, main_queue::Interest::read,
-                         [this] { turn(); });
+  SdBus(main_queue::MainQueue& queue, Connected connected)
+      : queue_(queue), connected_(std::move(connected)) {
+    *connected_.receiver = [this](sdbus::Message& message) { received(message); };
+    read_ = queue_.watch(connected_.connection->getEventLoopPollData().fd,
+                         main_queue::Interest::read, [this] { turn(); });
     arm();
   }
 
@@ -76,7 +93,8 @@ class SdBus final : public Bus {
     Call& call = calls_[id];
     call.handler = std::move(handler);
     try {
-      call.proxy = sdbus_version::createProxy(*connection_, destination.service, destination.path);
+      call.proxy =
+          sdbus_version::createProxy(*connected_.connection, destination.service, destination.path);
       auto message =
           sdbus_version::createCall(*call.proxy, destination.interface, destination.method);
       writeAll(message, arguments);
@@ -94,7 +112,7 @@ class SdBus final : public Bus {
   void send(const Destination& destination, const Arguments& arguments) override {
     try {
       const auto proxy =
-          sdbus_version::createProxy(*connection_, destination.service, destination.path);
+          sdbus_version::createProxy(*connected_.connection, destination.service, destination.path);
       auto message = sdbus_version::createCall(*proxy, destination.interface, destination.method);
       writeAll(message, arguments);
       message.dontExpectReply();
@@ -110,7 +128,8 @@ class SdBus final : public Bus {
     constexpr const char* name = "org.freedesktop.DBus";
     try {
       // The bus reads messages in order: its reply to this one means that it has read all before.
-      const auto proxy = sdbus_version::createProxy(*connection_, name, "/org/freedesktop/DBus");
+      const auto proxy =
+          sdbus_version::createProxy(*connected_.connection, name, "/org/freedesktop/DBus");
       const auto message = sdbus_version::createCall(*proxy, name, "GetId");
       const auto microseconds = std::chrono::microseconds(limit).count();
       static_cast<void>(message.send(static_cast<std::uint64_t>(microseconds)));
@@ -121,28 +140,8 @@ class SdBus final : public Bus {
     arm();
   }
 
-  Subscription onSignal(const std::string& rule, SignalHandler handler) override {
-    const std::uint64_t id = ++lastId_;
-    const auto shared = std::make_shared<const SignalHandler>(std::move(handler));
-    try {
-      const auto take = [this, id, shared](sdbus::Message& message) {
-        const auto origin = sdbus_version::originOf(message);
-        Signal signal{origin.sender, origin.path, origin.interface, origin.member,
-                      readAll(message)};
-        later([this, id, shared, signal = std::move(signal)] {
-          if (subscriptions_.count(id) != 0) (*shared)(signal);
-        });
-      };
-      subscriptions_[id] = sdbus_version::addMatch(*connection_, rule, take);
-    } catch (const sdbus::Error& error) {
-      subscriptions_.erase(id);
-      throw BusError(error.getName(), error.getMessage());
-    }
-    arm();
-    // The pointer itself is not used; its deleter unregisters the handler.
-    return {this, [weak = std::weak_ptr<void>(alive_), this, id](void*) {
-              if (!weak.expired()) subscriptions_.erase(id);
-            }};
+  void onSignal(SignalHandler handler) override {
+    signalHandler_ = std::make_shared<const SignalHandler>(std::move(handler));
   }
 
   std::unique_ptr<ExportedObject> exportObject(const std::string& path,
@@ -153,7 +152,7 @@ class SdBus final : public Bus {
       std::vector<sdbus_version::Interface> declarations;
       declarations.reserve(interfaces.size());
       for (const Interface& one : interfaces) declarations.push_back(declarationOf(one));
-      auto object = sdbus_version::createObject(*connection_, path, declarations);
+      auto object = sdbus_version::createObject(*connected_.connection, path, declarations);
       if (objectManager) object->addObjectManager();
       objects_[id] = std::move(object);
     } catch (const sdbus::Error& error) {
@@ -206,6 +205,15 @@ class SdBus final : public Bus {
       const ReplyHandler handler = std::move(call->second.handler);
       calls_.erase(call);
       handler(reply);
+    });
+  }
+
+  void received(sdbus::Message& message) {
+    const auto origin = sdbus_version::originOf(message);
+    Signal signal{origin.sender, origin.path, origin.interface, origin.member, readAll(message)};
+    // A copy of the pointer: the handler may destroy the bus.
+    later([this, signal = std::move(signal)] {
+      if (const auto handler = signalHandler_) (*handler)(signal);
     });
   }
 
@@ -263,7 +271,7 @@ class SdBus final : public Bus {
   bool process() {
     if (lost_) return false;
     try {
-      return sdbus_version::processPending(*connection_);
+      return sdbus_version::processPending(*connected_.connection);
     } catch (const sdbus::Error&) {
       lost_ = true;
       read_.cancel();
@@ -276,7 +284,7 @@ class SdBus final : public Bus {
   // Watches what the library needs to be watched.
   void arm() {
     if (lost_ || inTurn_) return;
-    const auto data = connection_->getEventLoopPollData();
+    const auto data = connected_.connection->getEventLoopPollData();
     if ((data.events & POLLOUT) == 0) {
       write_.cancel();
     } else if (!write_.active()) {
@@ -300,24 +308,146 @@ class SdBus final : public Bus {
   bool inTurn_ = false;
   bool lost_ = false;
   std::uint64_t lastId_ = 0;
-  // Destroyed before the connection that they belong to (in reverse order).
-  std::unique_ptr<sdbus::IConnection> connection_;
+  std::shared_ptr<const SignalHandler> signalHandler_;
+  // Calls and objects are destroyed before the connection that they belong to (in reverse order).
+  Connected connected_;
   std::map<std::uint64_t, Call> calls_;
-  std::map<std::uint64_t, sdbus::Slot> subscriptions_;
   std::map<std::uint64_t, std::unique_ptr<sdbus::IObject>> objects_;
   main_queue::Watch read_;
   main_queue::Watch write_;
   main_queue::Timer timer_;
 };
 
+// Opening ----------------------------------------------------------------------------------------
+
+// sdbus-c++ connects and adds match rules by calls that block (version 1 has no others). A bus that
+// accepts connections and never answers would hold them for 90 s, and the main queue with them. So
+// a thread makes these calls, and the queue waits for its result for a limited time. Afterwards the
+// thread is abandoned: it throws its result away and ends when its call returns.
+//
+// States of an attempt: waited for while `queue` is set, then over: after the result, after the
+// limit, or when the BusOpening is destroyed.
+class BusOpening;
+
+struct Attempt {
+  std::mutex mutex;  // guards the members; the thread posts to the queue under it
+  main_queue::MainQueue* queue = nullptr;  // null when nobody waits: the queue may be destroyed
+  std::weak_ptr<BusOpening> opening;
+  std::optional<Connected> connected;
+  std::optional<BusError> error;
+};
+
+class BusOpening : public std::enable_shared_from_this<BusOpening> {
+ public:
+  BusOpening(main_queue::MainQueue& queue, Bus::OpenHandler handler)
+      : queue_(queue), handler_(std::move(handler)) {}
+  BusOpening(const BusOpening&) = delete;
+  BusOpening& operator=(const BusOpening&) = delete;
+  ~BusOpening() { abandon(); }
+
+  void start(BusTarget target) {
+    timer_ = queue_.after(target.limit, [this] {
+      const auto self = shared_from_this();
+      finish(std::nullopt, BusError(busTimedOut, "the bus does not answer"));
+    });
+    attempt_->queue = &queue_;
+    attempt_->opening = weak_from_this();
+    // The thread inherits a mask that blocks all signals: they are delivered to the other threads.
+    sigset_t all{};
+    sigset_t before{};
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+      std::thread(&BusOpening::connect, attempt_, std::move(target)).detach();
+    } catch (const std::exception& error) {
+      report(*attempt_, std::nullopt, BusError(busFailed, error.what()));
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+
+ private:
+  static constexpr const char* busFailed = "org.freedesktop.DBus.Error.Failed";
+
+  // On the thread.
+  static void connect(const std::shared_ptr<Attempt>& attempt, const BusTarget& target) {
+    try {
+      Connected connected;
+      connected.connection = sdbus_version::connect(target.address, target.limit);
+      for (const std::string& rule : target.rules) {
+        connected.slots.push_back(sdbus_version::addMatch(
+            *connected.connection, rule, [receiver = connected.receiver](sdbus::Message& message) {
+              if (*receiver) (*receiver)(message);
+            }));
+      }
+      report(*attempt, std::move(connected), std::nullopt);
+    } catch (const sdbus::Error& error) {
+      report(*attempt, std::nullopt, BusError(error.getName(), error.getMessage()));
+    } catch (const std::exception& error) {
+      report(*attempt, std::nullopt, BusError(busFailed, error.what()));
+    }
+  }
+
+  // On either thread. A connection that is not waited for any more is closed by the caller, which
+  // does not hold the lock then.
+  static void report(Attempt& attempt, std::optional<Connected>&& connected,
+                     std::optional<BusError> error) {
+    const std::lock_guard lock(attempt.mutex);
+    if (attempt.queue == nullptr) return;
+    attempt.connected = std::move(connected);
+    attempt.error = std::move(error);
+    try {
+      attempt.queue->post([weak = attempt.opening] {
+        if (const auto self = weak.lock()) self->take();
+      });
+    } catch (const std::exception&) {
+      // Without memory for the post: the time limit ends the attempt.
+      return;
+    }
+  }
+
+  void take() {
+    std::optional<Connected> connected;
+    std::optional<BusError> error;
+    {
+      const std::lock_guard lock(attempt_->mutex);
+      connected = std::exchange(attempt_->connected, std::nullopt);
+      error = std::exchange(attempt_->error, std::nullopt);
+    }
+    finish(std::move(connected), std::move(error));
+  }
+
+  // The handler may destroy this object; the callers own it until they return.
+  void finish(std::optional<Connected> connected, std::optional<BusError> error) {
+    timer_.cancel();
+    abandon();
+    const auto handler = std::exchange(handler_, nullptr);
+    if (!handler) return;
+    std::unique_ptr<Bus> bus;
+    try {
+      if (connected) bus = std::make_unique<SdBus>(queue_, std::move(*connected));
+    } catch (const std::exception& failure) {
+      error = BusError(busFailed, failure.what());
+    }
+    handler(std::move(bus), error ? &*error : nullptr);
+  }
+
+  void abandon() {
+    const std::lock_guard lock(attempt_->mutex);
+    attempt_->queue = nullptr;
+  }
+
+  main_queue::MainQueue& queue_;
+  Bus::OpenHandler handler_;
+  std::shared_ptr<Attempt> attempt_ = std::make_shared<Attempt>();
+  main_queue::Timer timer_;
+};
+
 }  // namespace
 
-std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& address) {
-  try {
-    return std::make_unique<SdBus>(queue, sdbus_version::connect(address));
-  } catch (const sdbus::Error& error) {
-    throw BusError(error.getName(), error.getMessage());
-  }
+Bus::Opening Bus::open(main_queue::MainQueue& queue, BusTarget target, OpenHandler handler) {
+  auto opening = std::make_shared<BusOpening>(queue, std::move(handler));
+  opening->start(std::move(target));
+  return opening;
 }
 
 }  // namespace Zephly::bluez

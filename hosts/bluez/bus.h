@@ -3,8 +3,9 @@
 /// @file
 /// A connection to a D-Bus message bus that lives on the main queue.
 ///
-///   auto bus = Bus::open(queue);
-///   auto handle = bus->onSignal("type='signal',sender='org.bluez'", [](const Signal& s) { ... });
+///   opening = Bus::open(queue, {.rules = {"type='signal',sender='org.bluez'"}},
+///                       [](std::unique_ptr<Bus> bus, const BusError* error) { ... });
+///   bus->onSignal([](const Signal& signal) { ... });
 ///   bus->call({"org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1", "StartDiscovery"}, {}, 25s,
 ///             [](const Reply& reply) { if (!reply) complain(reply.errorText()); });
 ///
@@ -12,8 +13,8 @@
 /// turns of the queue: never from inside a call of this class, and never from inside the D-Bus
 /// library. So a handler may do anything, including to throw and to destroy the bus.
 ///
-/// No thread is started. Only open() blocks, for the handshake with the bus, and settle().
-/// Everything belongs to the thread that runs the queue.
+/// Only settle() blocks. open() starts a thread, because sdbus-c++ connects by blocking calls; the
+/// thread ends when it is connected. Everything else belongs to the thread that runs the queue.
 
 #include <hosts/bluez/value.h>
 #include <hosts/main_queue/main_queue.h>
@@ -103,17 +104,31 @@ class ExportedObject {
   ExportedObject() = default;
 };
 
+/// The bus to connect to.
+struct BusTarget {
+  std::string address = {};             ///< as D-Bus writes it; empty: the system bus
+  std::vector<std::string> rules = {};  ///< D-Bus match rules of the signals to receive
+  std::chrono::milliseconds limit{5'000};
+};
+
+/// The name of the error when the bus accepts a connection and does not answer within the limit.
+inline constexpr const char* busTimedOut = "org.freedesktop.DBus.Error.Timeout";
+
 /// One connection.
 class Bus {
  public:
   using SignalHandler = std::function<void(const Signal&)>;
   using ReplyHandler = std::function<void(const Reply&)>;
-  /// Keeps a signal handler registered; the last copy that is destroyed unregisters it.
-  using Subscription = std::shared_ptr<void>;
+  /// Gets the bus, or the error (null on success) when there is none, it refuses the connection or
+  /// it does not answer.
+  using OpenHandler = std::function<void(std::unique_ptr<Bus> bus, const BusError* error)>;
+  /// A bus that is being opened. `handler` is not called after this has been destroyed.
+  using Opening = std::shared_ptr<void>;
 
-  /// Connects to the bus at `address` (as D-Bus writes it), to the system bus when it is empty.
-  /// Throws BusError when there is none or it refuses the connection.
-  static std::unique_ptr<Bus> open(main_queue::MainQueue& queue, const std::string& address = {});
+  /// Connects to a bus. `handler` is called once, by a turn of the queue, `target.limit` after this
+  /// call at the latest. It may destroy the Opening.
+  [[nodiscard]] static Opening open(main_queue::MainQueue& queue, BusTarget target,
+                                    OpenHandler handler);
 
   Bus(const Bus&) = delete;
   Bus& operator=(const Bus&) = delete;
@@ -131,8 +146,9 @@ class Bus {
   /// the end: when a connection is closed, the bus drops messages that it has not read yet.
   virtual void settle(std::chrono::milliseconds limit) = 0;
 
-  /// `handler` gets every signal that matches the D-Bus rule, from now on.
-  [[nodiscard]] virtual Subscription onSignal(const std::string& rule, SignalHandler handler) = 0;
+  /// `handler` gets every signal that matches one of BusTarget::rules, once for each of them. To be
+  /// called before the next turn of the queue, or the first signals are lost.
+  virtual void onSignal(SignalHandler handler) = 0;
 
   /// Exports an object of ours at `path`; as an object manager it also lists those below it. Throws
   /// BusError when the path is in use or invalid.

@@ -22,10 +22,12 @@ bool concernsUs(const std::string& interface) {
 
 // States and what leads from one to the next:
 //
-//   unknown, noBus --openBus()--> asking for the owner --GetNameOwner, StartServiceByName or the
-//   signal NameOwnerChanged--> ownerAppeared(), load() --GetManagedObjects--> ready
+//   unknown, noBus, silentBus --openBus(), busOpened()--> asking for the owner --GetNameOwner,
+//   StartServiceByName or the signal NameOwnerChanged--> ownerAppeared(), load()
+//   --GetManagedObjects--> ready
 //
 //   any --ownerGone()--> noService        any --busLost()--> noBus, and openBus() after a pause
+//   busOpened() with an error: noBus or silentBus, and openBus() after a pause
 //
 // Replies carry the owner that they were requested from, and are dropped when it is no longer the
 // present one. Every call to the listener may destroy this object: `alive` is checked after each.
@@ -91,36 +93,39 @@ void Daemon::refresh(const std::string& path, const std::string& interface,
 }
 
 void Daemon::openBus() {
-  try {
-    bus_ = Bus::open(queue_, busAddress_);
-    bus_->onLost([this] { busLost(); });
-    // Both matches before the owner is asked for, so that no change of it is missed.
-    signals_ = bus_->onSignal("type='signal',sender='org.bluez'",
-                              [this](const Signal& signal) { take(signal); });
-    owners_ = bus_->onSignal(
-        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-        "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.bluez'",
-        [this](const Signal& signal) {
-          const auto* owner = at<std::string>(signal.arguments, 2);
-          if (signal.sender != busName || owner == nullptr || *owner == owner_) return;
-          const std::weak_ptr<void> alive = alive_;
-          if (!owner_.empty() || owner->empty()) ownerGone();
-          if (!alive.expired() && !owner->empty()) ownerAppeared(*owner);
-        });
-  } catch (const BusError& error) {
-    bus_.reset();
+  BusTarget target{.address = busAddress_, .rules = {}, .limit = timing_.busLimit};
+  // The rules are part of opening the bus, so no change of the owner is missed.
+  target.rules = {"type='signal',sender='org.bluez'",
+                  "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+                  "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.bluez'"};
+  opening_ =
+      Bus::open(queue_, std::move(target), [this](std::unique_ptr<Bus> bus, const BusError* error) {
+        busOpened(std::move(bus), error);
+      });
+}
+
+void Daemon::busOpened(std::unique_ptr<Bus> bus, const BusError* error) {
+  opening_.reset();
+  if (error != nullptr) {
     retry_.later([this] { openBus(); });
-    setState(State::noBus, error.what());
+    setState(error->name() == busTimedOut ? State::silentBus : State::noBus, error->what());
     return;
   }
+  bus_ = std::move(bus);
+  bus_->onLost([this] { busLost(); });
+  bus_->onSignal([this](const Signal& signal) {
+    if (signal.sender == busName) {
+      ownerChanged(signal);
+    } else {
+      take(signal);
+    }
+  });
   retry_.succeeded();
   askForOwner();
 }
 
 // The state changes before the objects end, so that the listener knows why they do.
 void Daemon::busLost() {
-  signals_.reset();
-  owners_.reset();
   bus_.reset();
   retry_.later([this] { openBus(); });
   const auto changes = tree_.clear();
@@ -149,6 +154,14 @@ void Daemon::startService() {
              timing_.callLimit, [this](const Reply& reply) {
                if (owner_.empty() && !reply) setState(State::noService, reply.errorText());
              });
+}
+
+void Daemon::ownerChanged(const Signal& signal) {
+  const auto* owner = at<std::string>(signal.arguments, 2);
+  if (signal.member != "NameOwnerChanged" || owner == nullptr || *owner == owner_) return;
+  const std::weak_ptr<void> alive = alive_;
+  if (!owner_.empty() || owner->empty()) ownerGone();
+  if (!alive.expired() && !owner->empty()) ownerAppeared(*owner);
 }
 
 void Daemon::ownerAppeared(const std::string& owner) {
@@ -196,8 +209,7 @@ void Daemon::setState(State state, const std::string& message) {
 }
 
 void Daemon::take(const Signal& signal) {
-  // Signals of the previous owner may still be under way, and another subscription of this
-  // connection may match signals of other senders.
+  // Signals of the previous owner may still arrive.
   if (signal.sender != owner_ || !ready()) return;
   if (signal.interface == propertiesInterface) {
     if (signal.member == "PropertiesChanged") takeProperties(signal);

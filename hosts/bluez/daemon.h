@@ -3,7 +3,7 @@
 /// @file
 /// The service bluetoothd: the bus, the owner of its name, its objects.
 ///
-/// Opens the bus and reopens it when it is lost, finds the service and finds it again when it is
+/// Opens the bus, reopens it when it is lost, finds the service and finds it again when it is
 /// restarted, and reports events to one listener, in order.
 
 #include <hosts/bluez/bus.h>
@@ -47,6 +47,7 @@ class Daemon {
   enum class State {
     unknown,       ///< the first reply is still under way
     noBus,         ///< there is no message bus
+    silentBus,     ///< the bus accepts connections and does not answer
     noService,     ///< the name org.bluez has no owner, or the owner does not answer
     noPermission,  ///< the bus does not let this program call the service
     ready,         ///< the objects are known
@@ -82,9 +83,11 @@ class Daemon {
 
  private:
   void openBus();
+  void busOpened(std::unique_ptr<Bus> bus, const BusError* error);
   void busLost();
   void askForOwner();
   void startService();
+  void ownerChanged(const Signal& signal);
   void ownerAppeared(const std::string& owner);
   void ownerGone();
   void load();
@@ -105,9 +108,8 @@ class Daemon {
   std::string owner_;  ///< unique name of the service's connection; empty when there is none
   Retry retry_;
   Retry refreshRetry_;
+  Bus::Opening opening_;  ///< set while the bus is being opened
   std::unique_ptr<Bus> bus_;
-  Bus::Subscription signals_;
-  Bus::Subscription owners_;
 };
 
 }  // namespace Zephly::bluez

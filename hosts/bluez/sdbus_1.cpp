@@ -17,15 +17,16 @@ Next peek(const sdbus::Message& message) {
 
 sdbus::Error error(const std::string& name, const std::string& text) { return {name, text}; }
 
-// Workaround: the library's own function for an address leaks its connection when it fails (version
-// 1.2), and the host tries again for as long as there is no bus. So it is only called when a first
-// connection, which is closed at once, has shown that there is one.
-std::unique_ptr<sdbus::IConnection> connect(const std::string& address) {
-  if (address.empty()) return sdbus::createSystemBusConnection();
-  if (const int error = openBusAt(address).error; error != 0) {
+// Workaround: the library's own functions wait up to 90 s for a bus that does not answer, and the
+// one for an address leaks its connection when it fails (version 1.2). So they are only called when
+// a first connection, which is closed at once, has shown that the bus answers.
+std::unique_ptr<sdbus::IConnection> connect(const std::string& address,
+                                            std::chrono::milliseconds limit) {
+  if (const int error = openBusAt(address, limit).error; error != 0) {
     throw sdbus::createError(error, "Failed to open bus");
   }
-  return sdbus::createSessionBusConnectionWithAddress(address);
+  return address.empty() ? sdbus::createSystemBusConnection()
+                         : sdbus::createSessionBusConnectionWithAddress(address);
 }
 
 std::unique_ptr<sdbus::IProxy> createProxy(sdbus::IConnection& connection,

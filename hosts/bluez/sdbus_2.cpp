@@ -24,9 +24,9 @@ sdbus::Error error(const std::string& name, const std::string& text) {
   return {sdbus::Error::Name(name), text};
 }
 
-std::unique_ptr<sdbus::IConnection> connect(const std::string& address) {
-  if (address.empty()) return sdbus::createSystemBusConnection();
-  OpenedBus opened = openBusAt(address);
+std::unique_ptr<sdbus::IConnection> connect(const std::string& address,
+                                            std::chrono::milliseconds limit) {
+  OpenedBus opened = openBusAt(address, limit);
   if (opened.error != 0) throw sdbus::createError(opened.error, "Failed to open bus");
   return sdbus::createBusConnection(opened.bus.release());
 }

@@ -27,8 +27,11 @@ Next peek(const sdbus::Message& message);
 
 sdbus::Error error(const std::string& name, const std::string& text);
 
-/// Connects to the bus at `address`, to the system bus when it is empty.
-std::unique_ptr<sdbus::IConnection> connect(const std::string& address);
+/// Connects to the bus at `address`, to the system bus when it is empty. Blocks: for at most
+/// `limit` if the bus does not answer, unless it stops answering in the middle (sdbus-c++ 1
+/// connects twice).
+std::unique_ptr<sdbus::IConnection> connect(const std::string& address,
+                                            std::chrono::milliseconds limit);
 
 std::unique_ptr<sdbus::IProxy> createProxy(sdbus::IConnection& connection,
                                            const std::string& service, const std::string& path);
@@ -40,7 +43,8 @@ using ReplyHandler = std::function<void(sdbus::MethodReply& reply, const sdbus::
 void send(sdbus::IProxy& proxy, const sdbus::MethodCall& call, std::chrono::microseconds timeout,
           ReplyHandler handler);
 
-/// `handler` gets every message that matches `rule`, as long as the slot lives.
+/// `handler` gets every message that matches `rule`, as long as the slot lives. Blocks until the
+/// bus has confirmed the rule.
 sdbus::Slot addMatch(sdbus::IConnection& connection, const std::string& rule,
                      std::function<void(sdbus::Message&)> handler);
 

@@ -12,6 +12,8 @@ std::string missing(const Daemon& daemon, const AdapterChoice& choice, const std
     case Daemon::State::noBus:
       return "Bluetooth: no D-Bus system bus (" + reason +
              "). To have one: sudo apt install dbus bluez; it starts with the system.";
+    case Daemon::State::silentBus:
+      return "Bluetooth: the system bus does not answer. To look at it: systemctl status dbus";
     case Daemon::State::noService:
       return "Bluetooth: the service org.bluez is not there (" + reason +
              "). To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth";

@@ -13,6 +13,8 @@ struct Timing {
   std::chrono::milliseconds firstPause{100};
   /// The pause grows no longer than this.
   std::chrono::milliseconds longestPause{5'000};
+  /// For the bus to accept a connection and the rules of the signals.
+  std::chrono::milliseconds busLimit{5'000};
   /// For the reply to an ordinary call.
   std::chrono::milliseconds callLimit{30'000};
   /// For the reply to a connection attempt. bluetoothd gives up on a silent device after 42 s.

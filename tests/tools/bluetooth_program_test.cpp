@@ -2,6 +2,8 @@
 // The built program on a machine without Bluetooth: its messages and its end.
 
 #include <tests/support/process.h>
+#include <tests/support/silent_bus.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -86,6 +88,20 @@ TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {
     EXPECT_THAT(run.errors, IsEmpty());
     EXPECT_THAT(eventsOf(run, "summary"), SizeIs(1));
   }
+}
+
+// A bus that accepts connections and never answers.
+TEST(BluetoothProgramTest, ASilentBusDelaysNeitherTheDurationNorASignal) {
+  const SilentBus bus(std::filesystem::path(testing::TempDir()) /
+                      ("silent-" + std::to_string(::getpid())));
+  const Finished timed = runProgram({"monitor", "--bus", bus.address(), "--duration", "0.1"});
+  EXPECT_THAT(eventsOf(timed, "summary"), SizeIs(1));
+  Process process({"monitor", "--bus", bus.address()});
+  ASSERT_TRUE(process.readUntil("the system bus does not answer"));
+  process.sendSignal(SIGTERM);
+  const Finished run = process.finish();
+  EXPECT_THAT(run.errors, IsEmpty());
+  EXPECT_THAT(eventsOf(run, "summary"), SizeIs(1));
 }
 
 TEST(BluetoothProgramTest, EndsQuietlyWhenItsReaderCloses) {

@@ -94,6 +94,7 @@ void Presence::leave() {
   withdraw(application_);
   if (bus_) bus_->settle(options_.bluetooth.timing.leaveLimit);
   daemon_.settle();
+  opening_.reset();
   retry_.cancel();
   awayTimer_.cancel();
   statusReport_.cancel();
@@ -159,7 +160,8 @@ void Presence::setReady(bool ready) {
 // change of bluetoothd, the adapter, the absence and the retry timer.
 void Presence::proceed() {
   using enum Registration::State;
-  if (left_ || !ready_ || retry_.waiting() || !openBus()) return;
+  if (left_ || !ready_ || retry_.waiting()) return;
+  if (!bus_) return openBus();
   if (options_.setAlias && !aliasBefore_) setAlias();
   if (application_.state == none) {
     enter(application_);
@@ -168,11 +170,24 @@ void Presence::proceed() {
   }
 }
 
-bool Presence::openBus() {
-  if (bus_) return true;
+void Presence::openBus() {
+  if (opening_) return;
+  opening_ =
+      bluez::Bus::open(queue_,
+                       {.address = options_.bluetooth.busAddress,
+                        .rules = {},
+                        .limit = options_.bluetooth.timing.busLimit},
+                       [this](std::unique_ptr<bluez::Bus> bus, const bluez::BusError* error) {
+                         opening_.reset();
+                         busOpened(std::move(bus), error);
+                       });
+}
+
+void Presence::busOpened(std::unique_ptr<bluez::Bus> bus, const bluez::BusError* error) {
+  if (error != nullptr) return failed("open the bus", error->what());
+  bus_ = std::move(bus);
+  bus_->onLost([this] { busLost(); });
   try {
-    bus_ = bluez::Bus::open(queue_, options_.bluetooth.busAddress);
-    bus_->onLost([this] { busLost(); });
     gatt_ = std::make_unique<GattApplication>(
         queue_, *bus_,
         [this](Stream stream, bool subscribed) { listener_.onSubscription(stream, subscribed); });
@@ -182,12 +197,11 @@ bool Presence::openBus() {
       advertisement_.state = Registration::State::none;
       failed("continue advertising", "bluetoothd has ended it");
     });
-  } catch (const bluez::BusError& error) {
+  } catch (const bluez::BusError& refusal) {
     busLost();
-    failed("open the bus", error.what());
-    return false;
+    return failed("open the bus", refusal.what());
   }
-  return true;
+  proceed();
 }
 
 // The registrations end with the connection. The bus is destroyed last and after the members are

@@ -12,6 +12,7 @@
 /// to a few seconds.
 
 #include <hosts/bluez/adapter_choice.h>
+#include <hosts/bluez/bluetooth.h>
 #include <hosts/bluez/bus.h>
 #include <hosts/bluez/daemon.h>
 #include <hosts/bluez/retry.h>
@@ -105,7 +106,8 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
   void useAdapter(const std::string& adapter);
   void setReady(bool ready);
   void proceed();
-  bool openBus();
+  void openBus();
+  void busOpened(std::unique_ptr<bluez::Bus> bus, const bluez::BusError* error);
   void busLost();
   void enter(Registration& registration);
   void entered(Registration& registration);
@@ -141,6 +143,7 @@ class Presence final : public simulator::Carrier, private bluez::DaemonListener 
 
   bluez::StatusReport statusReport_;
   bluez::Retry retry_;
+  bluez::Bus::Opening opening_;  ///< set while the bus is being opened
   // Destroyed in reverse: first the daemon with its pending replies, then the objects, then the bus
   // that they are exported on.
   std::unique_ptr<bluez::Bus> bus_;

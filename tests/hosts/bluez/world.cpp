@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 namespace bluez_test {
@@ -74,10 +77,25 @@ void World::settle() {
       return;
     }
     const std::uint64_t before = bluez.activity();
+    awaitOpening();
     if (observer_) pingEverybody();
     drain();
     quiet = bluez.activity() == before ? quiet + 1 : 0;
   }
+}
+
+// The host connects to the bus on a thread, which is the only one besides this.
+void World::awaitOpening() {
+  drain();
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  while (threads() > 1) {
+    drain();
+    std::this_thread::yield();
+  }
+  drain();
 }
 
 void World::drain() {

@@ -73,6 +73,7 @@ class World {
   std::unique_ptr<Zephly::bluez::Bluetooth> host;
 
  private:
+  void awaitOpening();
   void pingEverybody();
   bool observe(sd_bus_message& message);
   void drain();

@@ -4,7 +4,9 @@
 #include <hosts/bluez/bus.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tests/support/fake_bluez/private_bus.h>
+#include <tests/support/silent_bus.h>
 #include <tests/support/turn_until.h>
+#include <tests/tools/strap/bus_client.h>
 #include <tests/tools/strap/fake_bluetoothd.h>
 #include <tools/strap/presence.h>
 #include <zephly/protocol/streams.h>
@@ -60,7 +62,9 @@ class StrapPresenceTest : public testing::Test, public PresenceListener {
     options.bluetooth.timing.longestPause = 20ms;
     options.bluetooth.timing.reportDelay = 20ms;
     bus.start();
-    client = Bus::open(queue, bus.address());
+    client = openBus(queue, {.address = bus.address(),
+                             .rules = {"type='signal',member='PropertiesChanged',path='" +
+                                       std::string(ecgPath) + "'"}});
   }
 
   void onMessage(std::string_view line) override { lines.emplace_back(line); }
@@ -195,18 +199,16 @@ TEST_F(StrapPresenceTest, EveryFrameIsOneSignalInOrder) {
   bringUp();
   std::vector<Bytes> values;
   std::vector<bool> notifying;
-  const auto subscription = client->onSignal(
-      "type='signal',member='PropertiesChanged',path='" + std::string(ecgPath) + "'",
-      [&](const Signal& signal) {
-        const auto* changed = Zephly::bluez::at<Dictionary>(signal.arguments, 1);
-        ASSERT_NE(changed, nullptr);
-        if (const auto* value = Zephly::bluez::find<Bytes>(*changed, "Value")) {
-          values.push_back(*value);
-        }
-        if (const auto* flag = Zephly::bluez::find<bool>(*changed, "Notifying")) {
-          notifying.push_back(*flag);
-        }
-      });
+  client->onSignal([&](const Signal& signal) {
+    const auto* changed = Zephly::bluez::at<Dictionary>(signal.arguments, 1);
+    ASSERT_NE(changed, nullptr);
+    if (const auto* value = Zephly::bluez::find<Bytes>(*changed, "Value")) {
+      values.push_back(*value);
+    }
+    if (const auto* flag = Zephly::bluez::find<bool>(*changed, "Notifying")) {
+      notifying.push_back(*flag);
+    }
+  });
   EXPECT_TRUE(subscribe());
   EXPECT_TRUE(presence->carry({0s, Stream::ecg, {1}}));
   EXPECT_TRUE(presence->carry({0s, Stream::ecg, {1}}));
@@ -419,6 +421,21 @@ TEST_F(StrapPresenceTest, AMissingBusIsFatal) {
   open();
   until([this] { return !lines.empty(); });
   EXPECT_THAT(lines, ElementsAre(StartsWith("fatal: ")));
+}
+
+TEST_F(StrapPresenceTest, ReportsASilentBusAndRetries) {
+  client.reset();
+  bus.stop();
+  options.bluetooth.timing.busLimit = 500ms;
+  {
+    const SilentBus silent(bus.address().substr(std::string("unix:path=").size()));
+    open();
+    untilLine("Bluetooth: the system bus does not answer. To look at it: systemctl status dbus");
+  }
+  bus.start();
+  bluetoothd.addAdapter();
+  bluetoothd.start();
+  untilLine("advertising as \"Zephly\" on hci0");
 }
 
 TEST_F(StrapPresenceTest, ReconnectsToARestartedBus) {

@@ -6,6 +6,7 @@
 #include <tests/support/fake_bluez/private_bus.h>
 #include <tests/support/process.h>
 #include <tests/support/turn_until.h>
+#include <tests/tools/strap/bus_client.h>
 #include <tests/tools/strap/fake_bluetoothd.h>
 
 #include <gmock/gmock.h>
@@ -140,10 +141,10 @@ class StrapProgramOnTheAirTest : public testing::Test {
     bus.start();
     bluetoothd.addAdapter();
     bluetoothd.start();
-    client = Zephly::bluez::Bus::open(queue, bus.address());
-    values = client->onSignal(
-        "type='signal',member='PropertiesChanged',path_namespace='/org/zephly/strap'",
-        [this](const Zephly::bluez::Signal& signal) { take(signal); });
+    client = openBus(queue, {.address = bus.address(),
+                             .rules = {"type='signal',member='PropertiesChanged',"
+                                       "path_namespace='/org/zephly/strap'"}});
+    client->onSignal([this](const Zephly::bluez::Signal& signal) { take(signal); });
   }
 
   void take(const Zephly::bluez::Signal& signal) {
@@ -182,7 +183,6 @@ class StrapProgramOnTheAirTest : public testing::Test {
   fake_bluez::PrivateBus bus;
   FakeBluetoothd bluetoothd{queue, bus.address()};
   std::unique_ptr<Zephly::bluez::Bus> client;
-  Zephly::bluez::Bus::Subscription values;
   std::vector<std::string> received;
 };
 
