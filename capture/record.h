@@ -10,7 +10,7 @@
 /// Peripherals, services and characteristics are identified by numbers. A number is assigned when
 /// the object is first reported and never used for another object in the same capture.
 ///
-/// Plain values: copies are independent, and different threads may use different ones.
+/// Plain values: copies are independent, and different threads may use different objects.
 
 #include <zephly/platform/cb_central_manager.h>
 

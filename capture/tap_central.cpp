@@ -16,7 +16,7 @@ std::shared_ptr<CBCentralManager> TapCentral::create(
   const auto central =
       std::shared_ptr<TapCentral>(new TapCentral(std::move(notes), std::move(delegate)));
   central->inner_ = host.createCentralManager(central, queue, options);
-  // A host may create none. The kit must then see the same as without a tap.
+  // A host may return no central. The kit must then see the same as without a tap.
   return central->inner_ ? central : nullptr;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What the parts of a tap share: the clocks, the numbers of the objects, and the sink of the
-/// records. Internal to the tap.
+/// The state shared by the parts of a tap: the clocks, the numbers of the objects, and the sink of
+/// the records. Internal to the tap.
 
 #include <capture/record.h>
 #include <capture/tap_host.h>
@@ -24,12 +24,12 @@ class TapNotes {
   TapNotes(const TapNotes&) = delete;
   TapNotes& operator=(const TapNotes&) = delete;
 
-  /// Installs the clock before again. To be called once, before this object is destroyed.
+  /// Restores the previous clock. To be called once, before this object is destroyed.
   void restoreProcessorClock() { setProcessorClock(processor_); }
 
   /// Stamps the report, freezes the processor clock at that time, and passes the record on.
   void note(Report report);
-  /// No record is passed on from now on.
+  /// Stops passing records on.
   void close() { open_ = false; }
 
   /// A new number for a peripheral.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Text for messages: times, and text from outside that may hold control characters, such as paths
-/// and the names in a capture. Thread-safe.
+/// Text for messages: times, and text from outside that may contain control characters, such as
+/// paths and the names in a capture. Thread-safe.
 
 #include <zephly/platform/export.h>
 
@@ -16,8 +16,8 @@ namespace Zephly::capture {
 /// "0:07", "12:30", "1:02:03"
 ZEPHLY_EXPORT std::string clockText(std::chrono::nanoseconds time);
 
-/// The number of bytes of the first character of UTF-8 `text`, which must not be empty. Of a
-/// character that is cut off, the bytes that are there; 1 for a byte that begins none.
+/// The number of bytes of the first character of UTF-8 `text`, which must not be empty. For a
+/// truncated character, the number of bytes present; 1 for a byte that begins no character.
 ZEPHLY_EXPORT std::size_t characterLength(std::string_view text);
 
 /// One character, or '?' for a control character and for invalid UTF-8.

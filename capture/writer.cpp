@@ -130,7 +130,7 @@ bool Writer::writeWhole(const std::vector<std::uint8_t>& bytes) {
   return true;
 }
 
-// The reader would skip the rest of a record. The file is truncated for the sake of other readers.
+// Our reader would skip the incomplete record. It is removed for other readers.
 void Writer::cutBack() {
   if (options_.calls.truncate(descriptor_, static_cast<off_t>(bytes_)) == 0) return;
   const std::string reason = system(errno);

@@ -12,7 +12,7 @@
 
 namespace Zephly::simulator {
 
-/// What one battery frame says.
+/// The contents of a battery frame.
 struct BatteryReport {
   StrapTime time;
   double percent;  ///< a whole number of tenths
@@ -27,7 +27,7 @@ class BatteryModel {
   BatteryModel(TrainingPlan plan, std::uint64_t seed);
 
   const BatteryReport& upcoming() const { return upcoming_; }
-  /// Takes the upcoming report, and makes the next one the upcoming.
+  /// Returns the next report and computes the one after it.
   BatteryReport next();
 
  private:

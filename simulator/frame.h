@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What a strap sends: one notification of one of its streams, and where such frames come from.
+/// The frames that a strap sends, each one notification of a stream, and their source.
 ///
-/// A strap made of software is a FrameSource. What carries its frames (the simulated radio, a
-/// Bluetooth adapter) takes them out in order of time and sends those that have a subscriber.
+/// A simulated strap is a FrameSource. Its carrier (the simulated radio, a Bluetooth adapter) takes
+/// the frames in order of time and sends those that have a subscriber.
 
 #include <zephly/platform/cb_uuid.h>
 #include <zephly/platform/export.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The body that wears the strap: how it moves, and what a motion sensor on its chest reads.
+/// The movements of the strap's wearer, and the readings of a motion sensor on the chest.
 ///
 ///   Person person(plan, seed);
 ///   frame.bytes = encodeMotion(person.next());   // 30 times a second
@@ -16,8 +16,8 @@
 /// difference is the mean acceleration under a triangle of that width: the sensor's anti-alias
 /// filter, by which integrating the readings gives the path back.
 ///
-/// How they are made so that a detector which follows the vertical axis of the band of tilt (prone,
-/// upright, on the back) counts every repetition once and nothing else:
+/// The movements are chosen so that a detector that follows the vertical axis of the band of tilt
+/// (prone, upright, on the back) counts every repetition once, and counts nothing else:
 /// - The trunk turns about the chest; the hips give way.
 /// - The way down to the floor leads along the trunk's own axis while it leans forward by 45
 ///   degrees, as in a deep squat that goes down and back.
@@ -25,9 +25,9 @@
 /// - A jump starts from knees bent by 0.06 m and flies for about 0.42 s; landing gives as much.
 /// - A sit-up rolls the trunk back by 70 degrees about a pivot 2 cm below the sensor.
 /// - Calm walking moves the chest by 0.025 m, 1.8 steps a second.
-/// A person who does otherwise is counted otherwise: about 0.1 m of height within half a second are
-/// a movement, so running is a row of jumps, and so is stepping up and down again; swinging up from
-/// the floor about fixed hips can end as one more push-up.
+/// Other movements have other counts. A change of height of about 0.1 m within half a second is a
+/// movement, so running, or stepping up and down, counts as jumps. Getting up from the floor about
+/// fixed hips can count as one more push-up.
 
 #include <simulator/frame_encoder.h>
 #include <simulator/random.h>
@@ -38,7 +38,7 @@
 
 namespace Zephly::simulator {
 
-/// Where the chest is, and how it is turned.
+/// The position and the orientation of the chest.
 struct Pose {
   double lean = 0;     ///< radians: 0 upright, pi/2 prone, -pi/2 on the back
   double roll = 0;     ///< radians, about the trunk's axis

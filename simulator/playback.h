@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A recording as the frames that a strap makes of it.
+/// Converts a recording to the frames of a strap.
 ///
 /// Every stream is resampled to the strap's rate (resampler.h) and then turned into frames:
 /// - ECG: less its median, and scaled so that 99.5 % of the samples lie within +-1, like the
 ///   millivolt of the modelled ECG. An artefact beyond 2.42 is cut off there, and counted.
 /// - Respiration: less its median, and scaled so that 95 % of the samples lie within +-0.3, like
-///   the modelled breath. A chest band does not record what electrodes pick up from the mains, so
-///   that is added as the model has it (mainsPickUp at 50 Hz): without it the slow signal would be
-///   as still between two breaths as that of electrodes in the air. It is added to a flat recording
-///   too.
+///   the modelled breath. A chest band does not record the mains interference that electrodes pick
+///   up, so it is added as in the model (mainsPickUp at 50 Hz), also to a flat recording. Without
+///   it the signal between two breaths would be as flat as that of electrodes without contact.
 /// - Skin temperature: unchanged, with a modelled ambient temperature.
 /// - Motion: acceleration unchanged, orientation by OrientationFilter at the strap's rate.
-/// A waveform without any swing is played as 0.
+/// A constant waveform is played as 0.
 
 #include <simulator/recording.h>
 #include <simulator/strap.h>

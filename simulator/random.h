@@ -12,7 +12,7 @@ namespace Zephly::simulator {
 /// One stream of random numbers.
 class Random {
  public:
-  /// Generators of one seed but different `purpose` have nothing to do with each other.
+  /// Generators with the same seed and different values of `purpose` are independent.
   explicit Random(std::uint64_t seed, std::uint64_t purpose = 0);
 
   std::uint64_t bits() { return engine_(); }

@@ -18,8 +18,8 @@
 /// | Accelerometer X, Y, Z   | g     | motion, together with the gyroscope               |
 /// | Gyroscope X, Y, Z       | deg/s | motion                                            |
 ///
-/// Accelerometer and gyroscope come all six or not at all. Other columns are not used, but their
-/// cells must be numbers too, with a point for the decimals and at most 1e30 in size.
+/// The six columns of accelerometer and gyroscope are all present or all absent. Other columns are
+/// not used, but their cells must be numbers, too, with a decimal point and at most 1e30 in size.
 
 #include <simulator/frame.h>
 #include <zephly/platform/export.h>
@@ -66,7 +66,7 @@ class ZEPHLY_EXPORT Recording {
 
   double rowsPerSecond() const { return rowsPerSecond_; }
   std::size_t rows() const { return rows_; }  ///< 1 or more
-  /// Whether the recording has that stream; it has at least one, but never all.
+  /// Whether the recording has that stream. It has at least one stream, and never all.
   bool has(Stream stream) const;
 
   /// One value a row unchanged from the file; empty when the stream is absent.

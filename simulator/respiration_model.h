@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Breathing as the strap's electrodes see it: the impedance of the chest, 500 samples a second.
+/// The respiration signal of the strap's electrodes: the impedance of the chest, 500 samples a
+/// second.
 ///
 /// A breath swings the signal by about 0.6 of the +-2.42 full scale (an arbitrary unit), with a
 /// quicker in-breath than out-breath and a depth that varies a little from breath to breath. On

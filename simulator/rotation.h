@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Turns of a body in space, in double precision: the strap's own arithmetic, which shares nothing
-/// with that of the kit it is to exercise.
+/// Rotations of a body in space, in double precision. Shares no code with the kit's arithmetic,
+/// which the simulated strap tests.
 
 #include <array>
 #include <cmath>

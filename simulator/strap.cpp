@@ -51,8 +51,8 @@ StrapTime waveformFrameTime(std::int64_t frame) {
   return sampleTime(frame * samplesPerWaveformFrame + samplesPerWaveformFrame - 1, waveformRate);
 }
 
-// Heart and lungs, which depend on each other: their frames are made together, and the one that is
-// not asked for yet waits.
+// Heart and lungs, which depend on each other. Their frames are computed together, and the frame of
+// the other stream is kept until it is requested.
 class HeartAndLungs {
  public:
   HeartAndLungs(TrainingPlan plan, std::uint64_t seed)

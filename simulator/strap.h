@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A strap made of software, worn by a person made of software.
+/// A simulated strap on a simulated person.
 ///
 ///   Strap strap({.seed = 7});
 ///   while (*strap.nextFrameTime() < 60s) send(strap.nextFrame());
@@ -27,7 +27,7 @@
 
 namespace Zephly::simulator {
 
-/// Who wears the strap, and what it plays.
+/// The wearer of the strap, and the recording that it plays.
 struct StrapOptions {
   std::uint64_t seed = 1;
   TrainingPlan plan = TrainingPlan::standard();
@@ -59,13 +59,13 @@ class ZEPHLY_EXPORT Strap : public FrameSource {
   std::optional<StrapTime> nextFrameTime() const override;
   Frame nextFrame() override;
 
-  /// Whether a recording has been played to its end; nothing comes any more.
+  /// Whether a recording has been played to its end. No frame follows.
   bool finished() const;
   /// Empty when the stream is modelled.
   std::optional<PlaybackCounts> playback(Stream stream) const;
 
-  /// What is true of the wearer, for comparison with what the kit makes of the frames. `time` is
-  /// any time from 0 on.
+  /// The true values of the wearer, for comparison with the kit's results. `time` is any time from
+  /// 0 on.
   const TrainingPlan& plan() const;
   Repetitions repetitionsDone(StrapTime time) const;
   bool electrodesOn(StrapTime time) const;

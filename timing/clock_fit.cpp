@@ -8,11 +8,11 @@ namespace Zephly::timing {
 
 namespace {
 
-// A break shorter than this many frames is no gap: a lost frame leaves at least one whole frame
-// period, and the fitted line is not more exact than half of one.
+// A break shorter than this number of frames is not a gap: a lost frame leaves at least one frame
+// period, and the error of the fitted line is up to half a period.
 constexpr double smallestGap = 1.5;
 
-// Frames were lost in a silence when the delay after it is larger by this part of the silence.
+// Frames were lost in a silence if the delay after it has grown by this fraction of the silence.
 constexpr double smallestLoss = 0.1;
 
 }  // namespace

@@ -19,7 +19,7 @@ bool sameText(const std::string& left, const std::string& right) {
 
 }  // namespace
 
-// BlueZ before 5.51 has no property Roles: the adapter is then assumed to be able.
+// BlueZ before 5.51 has no property Roles. The adapter is then assumed to have the role.
 bool canBeCentral(const ObjectTree& tree, const std::string& adapter) {
   const auto* roles = tree.property<Strings>(adapter, adapterInterface, "Roles");
   return roles == nullptr || std::any_of(roles->begin(), roles->end(), [](const std::string& role) {

@@ -10,8 +10,8 @@
 ///
 /// It needs the service bluetoothd (Debian package bluez) and the permission to use it (on stricter
 /// systems, membership of the group bluetooth). What is missing is reported by one line and as the
-/// state of the radio, and the host starts to work as soon as it is available: bus, service,
-/// adapter and power may come and go at any time.
+/// state of the radio. The host works as soon as it is available: bus, service, adapter and power
+/// may appear and disappear at any time.
 ///
 /// Scans, connection requests and links survive that as far as possible: a scan continues on the
 /// next powered adapter, a connection request is repeated until it succeeds, the loss of a link is
@@ -39,7 +39,7 @@ namespace Zephly::bluez {
 /// How bluetoothd passes on the values of a subscribed characteristic.
 enum class Notifications {
   signals,      ///< as D-Bus signals, in one order for all characteristics
-  descriptors,  ///< each characteristic through a descriptor of its own
+  descriptors,  ///< through one descriptor for each characteristic
 };
 
 /// Options of the host; all have defaults.

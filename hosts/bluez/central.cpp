@@ -13,7 +13,7 @@ namespace Zephly::bluez {
 
 namespace {
 
-// dBm. BlueZ has no RSSI for a device that it has not received an advertisement of.
+// dBm. BlueZ has no RSSI of a device before its first advertisement.
 constexpr int unknownStrength = 127;
 
 CBAdvertisementData advertisementOf(const Radio& radio, const ObjectTree& tree,

@@ -45,7 +45,7 @@ class DaemonListener {
 class Daemon {
  public:
   enum class State {
-    unknown,       ///< the first reply is still under way
+    unknown,       ///< before the first reply
     noBus,         ///< there is no message bus
     silentBus,     ///< the bus accepts connections and does not answer
     noService,     ///< the name org.bluez has no owner, or the owner does not answer

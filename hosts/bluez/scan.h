@@ -18,7 +18,7 @@ class Scan {
   Scan(main_queue::MainQueue& queue, Daemon& daemon, const Timing& timing)
       : daemon_(daemon), timing_(timing), retry_(queue, timing) {}
 
-  /// Scans on this adapter, which must be powered, instead of the one before; empty: on none.
+  /// Scans on this adapter, which must be powered, instead of the previous one. Empty: stops.
   void on(const std::string& adapter);
   /// bluetoothd or the adapter is gone, and the scan with it: nothing to stop.
   void lost();

@@ -48,7 +48,7 @@ void send(sdbus::IProxy& proxy, const sdbus::MethodCall& call, std::chrono::micr
 sdbus::Slot addMatch(sdbus::IConnection& connection, const std::string& rule,
                      std::function<void(sdbus::Message&)> handler);
 
-/// Where a message comes from and what it is about; empty what it does not say.
+/// The header of a message; empty where the message has no such field.
 struct Origin {
   std::string sender;
   std::string path;
@@ -86,7 +86,7 @@ void announceChange(sdbus::IObject& object, const std::string& interface,
 /// Processes one event that is pending; true when there may be more.
 bool processPending(sdbus::IConnection& connection);
 
-/// From now until the connection wants its next turn; empty when it waits for messages only.
+/// The time until the connection needs its next turn; empty when it waits for messages only.
 std::optional<std::chrono::microseconds> timeLeft(const sdbus::IConnection::PollData& data);
 
 }  // namespace Zephly::bluez::sdbus_version

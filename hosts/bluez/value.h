@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Values as they travel over D-Bus, in the few shapes that BlueZ needs.
+/// Values of D-Bus messages, in the few types that BlueZ uses.
 ///
 /// Whoever reads one asks for the shape that it expects and gets nothing when the other side sent
 /// another: no message of a broken service can do more than be ignored.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// An error that is nothing but its text: what every host reports to the kit when something failed.
+/// An error that consists of its text. Every host reports its errors to the kit in this form.
 ///
 ///   std::shared_ptr<const NSError> error = Zephly::hosts::Error::of("The device is gone.");
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The main queue: the one event loop on which every callback of a host runs, so that an
-/// application never needs a lock. No thread is started by it.
+/// The main queue: the event loop on which every callback of a host runs, so that an application
+/// needs no lock. It starts no thread.
 ///
 /// Built on Boost.Asio. There are three ways to run it.
 ///
-/// 1. On its own, for a program that has no event loop:
+/// 1. Alone, in a program that has no event loop:
 ///
 ///   Zephly::main_queue::MainQueue queue;
 ///   auto quit = queue.onSignal({SIGINT, SIGTERM}, [&](int) { queue.stop(); });
@@ -96,7 +96,7 @@ class ZEPHLY_EXPORT MainQueue {
   explicit MainQueue(boost::asio::io_context& context);
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;
-  /// Drops what was not called yet.
+  /// Discards callbacks that were not called.
   ~MainQueue();
 
   /// Calls what becomes ready until stop(), also when there is nothing to wait for. May be called

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The host that reports the records of a capture to the kit, one by one, and nothing else.
+/// The host that reports the records of a capture to the kit, one by one.
 ///
 ///   ReplayHost host;                                  // from now on the host in use
 ///   auto session = Zephly::Zephly::init(application);

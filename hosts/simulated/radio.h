@@ -34,7 +34,7 @@ namespace Zephly::simulated {
 
 class Central;
 
-/// The air, and the host in use while it lives.
+/// The radio, which is the current host during its lifetime.
 class ZEPHLY_EXPORT Radio final : public Host {
  public:
   /// Becomes the host in use (Host::use). `state` is the first state reported to every central;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Virtual time for the simulated world: events in order of time, run when somebody steps the
-/// clock.
+/// Virtual time for the simulated world: events in order of time, which run when the clock is
+/// stepped.
 ///
 ///   Zephly::simulated::Scheduler scheduler;
 ///   scheduler.after(10s, [] { std::puts("ten seconds later"); });

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// All that a first application needs in place of a strap: the host in use, a radio with one strap
-/// in range, in real time.
+/// Replaces a strap for a first application: the current host, a radio with one strap in range, in
+/// real time.
 ///
 ///   Zephly::main_queue::MainQueue queue;
 ///   Zephly::simulated::SimulatedStrap strap(queue);
@@ -29,9 +29,9 @@ class ZEPHLY_EXPORT SimulatedStrap {
 
   /// Where more devices can be added.
   Radio& radio() { return radio_; }
-  /// The strap on the air, and what it has sent.
+  /// The strap, and its counts of sent samples.
   const StrapDevice& device() const { return device_; }
-  /// What is true of the wearer.
+  /// The simulated wearer, with the true values.
   const simulator::Strap& strap() const { return strap_; }
 
  private:

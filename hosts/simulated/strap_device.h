@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A strap made of software on the air: carries the frames of a simulator::FrameSource over a
+/// A simulated strap on the simulated radio: sends the frames of a simulator::FrameSource through a
 /// simulated device.
 ///
 ///   Device& device = radio.addDevice({.name = peripheralName});
