@@ -36,7 +36,7 @@ bool EdfSignal::secondIsReady() const {
 }
 
 const std::int16_t* EdfSignal::takeSecond() {
-  // What has been taken goes when it is most of what is there, so that a slot is moved once.
+  // Taken slots are erased when they are the larger part, so that each slot is moved once at most.
   if (taken_ > slots_.size() / 2) {
     slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(taken_));
     taken_ = 0;

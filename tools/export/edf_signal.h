@@ -49,7 +49,7 @@ class EdfSignal {
 
   /// `value` holds from `from` until just before `to`. Times must not decrease.
   void put(timing::Nanoseconds from, timing::Nanoseconds to, float value);
-  /// No more samples come for the time before `until`.
+  /// No sample follows for the time before `until`.
   void skip(timing::Nanoseconds until);
 
   /// Whether one second of slots is complete and has not been taken.

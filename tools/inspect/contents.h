@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What is in a capture: counted while its records go by, written or read.
+/// The contents of a capture, counted while its records are written or read.
 ///
 ///   Contents contents;
 ///   for (...) contents.take(record);
 ///   contents.finish();
 ///   contents.of(Stream::ecg).samples;
 ///
-/// Needs memory for what is listed only, and of each list keeps the first entries; the counts go
-/// on.
+/// Memory is needed for the lists only, which keep their first entries. The counts have no limit.
 
 #include <capture/record.h>
 #include <tools/watch/arrival_meter.h>
@@ -62,7 +61,7 @@ struct Failure {
 class Contents {
  public:
   void take(const capture::Record& record);
-  /// Nothing follows: what still goes on ends with the last record.
+  /// No record follows: open links and gaps end with the last record.
   void finish();
 
   std::uint64_t records() const { return records_; }

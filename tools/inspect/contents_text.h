@@ -13,8 +13,8 @@
 
 namespace Zephly::inspect {
 
-/// Streams, links, gaps and errors, several lines; lists are cut after a screenful. What came from
-/// outside holds nothing that could drive a terminal.
+/// Streams, links, gaps and errors in several lines. Lists are truncated after a screenful. Control
+/// characters of texts from the file are replaced.
 std::string contentsText(const Contents& contents);
 
 /// The members that docs/capture-format.md describes for `zephly inspect --json`; times in seconds.

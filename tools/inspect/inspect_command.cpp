@@ -82,7 +82,7 @@ Inspected inspect(const std::filesystem::path& file) {
   return inspected;
 }
 
-// "2026-11-21T19:18:01Z"; what no calendar holds as the number that it is.
+// "2026-11-21T19:18:01Z"; a time outside the calendar as a number.
 std::string timeText(std::chrono::nanoseconds sinceEpoch) {
   const auto whole = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
   const std::time_t time = whole.count();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// `zephly inspect`: what is in a capture, and what is wrong with it.
+/// `zephly inspect`: the contents of a capture, and its defects.
 
 #include <tools/common/command.h>
 

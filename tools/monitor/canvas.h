@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A picture made of characters: what is to be seen on the terminal, before it gets there.
+/// A picture made of characters, for the terminal.
 ///
 ///   Canvas canvas(80, 24);
 ///   canvas.put(0, 2, "ECG", Style::bold);

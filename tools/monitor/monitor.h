@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// `zephly monitor`: watches one strap and shows everything that the kit reports of it.
+/// `zephly monitor`: shows everything that the kit reports of one strap.
 
 #include <tools/common/command.h>
 

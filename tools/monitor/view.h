@@ -24,7 +24,7 @@ class View {
   /// Wall time between two refreshes.
   static constexpr std::chrono::milliseconds refreshInterval{100};
 
-  /// Every event, as it comes.
+  /// Receives every event.
   virtual void take(const watch::Event& event) = 0;
   /// Every refreshInterval.
   virtual void refresh() = 0;

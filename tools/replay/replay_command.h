@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// `zephly replay`: plays a capture and shows everything that the kit reports of it, as
-/// `zephly monitor` does of a strap.
+/// `zephly replay`: plays a capture and shows everything that the kit reports, like `zephly
+/// monitor`.
 
 #include <tools/common/command.h>
 

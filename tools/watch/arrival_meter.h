@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// How steadily a stream has come: its rate and its longest silence. Both count from the first
-/// sample after a link came about until that link is gone, so that neither searching nor a lost
-/// link makes them worse.
+/// The rate of a stream and its longest gap. Both are measured from the first sample of a link to
+/// the end of that link, so that neither the search nor a lost link affects them.
 ///
 ///   ArrivalMeter meter;
 ///   meter.count(1s);
@@ -23,7 +22,7 @@ class ArrivalMeter {
  public:
   /// One sample; times never decrease.
   void count(StrapTime time);
-  /// The link is gone, or the session has ended: nothing is expected until the next sample.
+  /// The link was lost, or the session has ended. No sample is expected until the next one.
   void stop(StrapTime time);
 
   /// Of what stop() has closed; empty before there is anything.

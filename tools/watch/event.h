@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What a session reports: one value per callback or observed fact of the kit, and per line of the
-/// host that it runs on.
+/// The events of a session: one value for each callback, each observed fact of the kit, and each
+/// line of the host.
 
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/battery_status.h>
@@ -46,10 +46,10 @@ struct MotionSample {
 /// Any other line of the kit.
 struct Diagnostic {
   std::string text;
-  /// Of the line about a lost link: why it was lost.
+  /// The reason in the line about a lost link.
   std::optional<std::string> linkLossReason = std::nullopt;
 };
-/// What the host says about itself, for people: what is missing, and when nothing is.
+/// A status line of the host for people: what is missing, or that nothing is.
 struct HostLine {
   std::string text;
 };

@@ -9,7 +9,7 @@ namespace Zephly::watch {
 
 namespace {
 
-// What the machine may be behind, by the clock on the wall, before it is said.
+// The lag behind real time from which it is reported.
 constexpr std::chrono::seconds noticeable{1};
 
 }  // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// How fast a source runs whose time is not that of the clock on the wall, for people.
+/// The speed of a source that does not run in real time, as text.
 ///
 ///   paceText(1, {});       // ""
 ///   paceText(0.5, {});     // "speed 0.5"
@@ -13,7 +13,7 @@
 
 namespace Zephly::watch {
 
-/// `behind`: the source's own time by which it lags behind that speed.
+/// `behind`: the lag behind that speed, in the source's time.
 std::string paceText(double speed, StrapTime behind);
 
 }  // namespace Zephly::watch

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// How many things happened per second lately.
+/// The number of events per second within a sliding window.
 
 #include <zephly/protocol/strap_time.h>
 

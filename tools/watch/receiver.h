@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The watching end of the kit: turns every callback and every observed fact into an Event.
+/// Converts every callback and every observed fact of the kit to an Event.
 ///
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });
 ///   auto session = ::Zephly::Zephly::init(receiver);

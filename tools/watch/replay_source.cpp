@@ -12,7 +12,7 @@ namespace Zephly::watch {
 
 namespace {
 
-// Faster than any machine: everything is due at once, and the pacer shares the queue.
+// No machine reaches this speed, so everything is due at once, and the pacer shares the queue.
 constexpr double unlimited = 1e18;
 
 }  // namespace

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A capture that is played again: the kit gets the same calls as in the recorded session, in the
-/// same order and with the same processor clock.
+/// Plays a capture: the kit receives the same calls as in the recorded session, in the same order
+/// and with the same processor clock.
 ///
 ///   ReplaySource source(queue, {.file = "walk.zcap", .speed = 4}, [&] { queue.stop(); });
 ///   auto session = ::Zephly::Zephly::init(receiver);   // the source is the host in use
@@ -38,8 +38,8 @@ struct ReplayOptions {
 
 class ReplaySource final : public Source {
  public:
-  /// Throws capture::CaptureError when the file is no capture. `ended` is called once, on the
-  /// queue, when the capture or the duration is over.
+  /// Throws capture::CaptureError when the file is not a capture. `ended` is called once, on the
+  /// queue, at the end of the capture or of the duration.
   ReplaySource(main_queue::MainQueue& queue, ReplayOptions options, std::function<void()> ended);
 
   std::string title() const override;

@@ -7,7 +7,7 @@
 namespace Zephly::watch {
 
 void SampleWindow::appendGap(std::uint64_t count) {
-  // What would be pushed out at once need not be written, but it counts.
+  // Samples that later ones would replace at once are counted, but not written.
   const std::uint64_t written = std::min<std::uint64_t>(count, samples_.size());
   end_ += count - written;
   for (std::uint64_t index = 0; index < written; ++index) {

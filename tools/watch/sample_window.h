@@ -22,13 +22,13 @@ class SampleWindow {
     samples_[static_cast<std::size_t>(end_ % samples_.size())] = sample;
     ++end_;
   }
-  /// Marks `count` samples that never came; they are NaN.
+  /// Marks `count` missing samples, whose value is NaN.
   void appendGap(std::uint64_t count);
 
   std::size_t capacity() const { return samples_.size(); }
   /// Number of the oldest sample that is held.
   std::uint64_t begin() const { return end_ > samples_.size() ? end_ - samples_.size() : 0; }
-  /// Number of the next sample to come: how many there were, gaps included.
+  /// Number of the next sample: the count of all samples so far, with those in gaps.
   std::uint64_t end() const { return end_; }
   /// begin() <= index < end().
   float at(std::uint64_t index) const {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What a session has reported so far: all that a view shows.
+/// The state of a session, from its events so far, as the views show it.
 ///
 ///   SessionModel model;
 ///   model.take(event);            // every event, in order
@@ -48,7 +48,7 @@ class SessionModel {
   void take(const Event& event);
 
   bool connected() const { return connected_; }
-  /// When the link came or went last; empty before the first connection.
+  /// Time of the latest connection or loss; empty before the first connection.
   std::optional<StrapTime> linkChanged() const { return linkChanged_; }
   std::uint64_t connections() const { return connections_; }
   std::uint64_t disconnections() const { return disconnections_; }
@@ -56,7 +56,7 @@ class SessionModel {
   std::uint64_t reconnections() const { return connections_ > 0 ? connections_ - 1 : 0; }
   /// The last ones, oldest first.
   const std::deque<LinkLoss>& linkLosses() const { return linkLosses_; }
-  /// What the host has said last about itself; empty before it said anything.
+  /// The latest status line of the host; empty before the first one.
   const std::string& hostLine() const { return hostLine_; }
 
   /// True: the electrodes are off. Empty before the first report.
@@ -80,7 +80,7 @@ class SessionModel {
   /// Lines of the kit and of the host, oldest first.
   const std::deque<DiagnosticLine>& diagnostics() const { return diagnostics_; }
 
-  /// The kinds of callback that have never come, by name, in a fixed order.
+  /// The kinds of callback that were never called, by name, in a fixed order.
   std::vector<std::string> neverArrived() const;
 
  private:

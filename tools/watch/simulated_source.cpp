@@ -15,10 +15,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How often it is looked whether a recording has been played.
+// Interval at which the end of a recording is checked.
 constexpr simulated::Duration recordingInterval = 100ms;
 
-// What else is in the air wherever somebody wears a strap.
+// Other devices that advertise in range, as in any real environment.
 void addCompany(simulated::Radio& radio) {
   radio.addDevice({.name = std::nullopt, .advertisingInterval = 370ms, .rssi = -88});
   radio.addDevice({.name = "Kitchen scale", .advertisingInterval = 1100ms, .rssi = -75});

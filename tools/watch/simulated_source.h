@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// A simulated strap in simulated company, running with the clock on the wall: what is
-/// watched with --simulated.
+/// The source for --simulated: a simulated strap and other simulated devices, in real time unless a
+/// speed is given.
 ///
 ///   MainQueue queue;
 ///   SimulatedSource source(queue, {.seed = 7, .speed = 10, .duration = 30s}, [&] { queue.stop();
@@ -11,7 +11,7 @@
 ///   queue.run();
 ///   const SourceReport report = source.finish();
 ///
-/// The strap loses its link when its training plan says so.
+/// The strap loses its link at the times of its training plan.
 
 #include <hosts/main_queue/main_queue.h>
 #include <hosts/simulated/pacer.h>
@@ -53,7 +53,8 @@ class SimulatedSource final : public Source {
   /// Strap time, which is the session's time too.
   StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 
-  /// Stops the strap if it has not ended, lets what it has sent arrive, and returns what it did.
+  /// Stops the strap if it has not ended, delivers the frames in transit, and returns the strap's
+  /// report.
   SourceReport finish() override;
 
  private:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// What is watched: the host that the session runs on, and the clock that its events are
-/// stamped with.
+/// The source of a session: the host that the session runs on, and the clock for the times of its
+/// events.
 ///
 ///   const std::unique_ptr<Source> source = ...;  // its host is in use from now on
 ///   auto session = ::Zephly::Zephly::init(receiver);
@@ -22,19 +22,19 @@ class Source {
   Source() = default;
   Source(const Source&) = delete;
   Source& operator=(const Source&) = delete;
-  /// Its host is in use no more.
+  /// Afterwards its host is not the current one.
   virtual ~Source() = default;
 
-  /// For people: what is being watched.
+  /// The source as text.
   virtual std::string title() const = 0;
-  /// For people: how fast it runs; empty when it runs with the clock on the wall.
+  /// The speed as text; empty in real time.
   virtual std::string pace() const = 0;
 
   /// Time runs from now on.
   virtual void start() = 0;
   /// Time since start(). Constant once the source has ended.
   virtual StrapTime now() const = 0;
-  /// Ends the source and returns what it knows of the session. Call it once, and not from inside a
+  /// Ends the source and returns its report of the session. Call it once, and not from inside a
   /// callback of the session.
   virtual SourceReport finish() = 0;
 };

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The result of a session: what arrived and, where the strap reports what it sent, what was lost.
+/// The result of a session: the received samples and, where the strap reports its counts, the
+/// losses.
 
 #include <simulator/strap.h>
 #include <tools/watch/session_model.h>
@@ -23,18 +24,18 @@ struct StreamSent {
       std::nullopt;  ///< when it was played from a recording
 };
 
-/// What the strap's side knows when a session ends.
+/// The strap's counts at the end of a session.
 struct StrapReport {
   PerStream<StreamSent> streams;  ///< in the order of allStreams
   Repetitions repetitionsDone;
 };
 
-/// What is known of a session apart from what arrived.
+/// The data of a session's source, beside the events.
 struct SourceReport {
   StrapTime duration{};
   /// Empty for a real strap and for a replay: neither reports what was sent.
   std::optional<StrapReport> strap = std::nullopt;
-  /// What went wrong with the source itself, one line each.
+  /// Errors of the source, one line each.
   std::vector<std::string> complaints = {};
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Filters ECG samples through the engine as an application does: one number a line on standard
-// input, one on standard output, each with the digits that give exactly this float again. For
-// comparison with what the page has received.
+// Filters ECG samples with the engine, like an application: reads one number per line from standard
+// input and writes one per line to standard output, with enough digits to read back the same float.
+// The tests compare its output with the samples that the page has received.
 
 #include <zephly/session/signal_processor.h>
 
