@@ -79,6 +79,10 @@ void visit(Fields& fields, Value& what) {
 template <class Fields>
 void visit(Fields& /*fields*/, Ended& /*what*/) {}
 
+// Writing and Reading have the same functions, one for each type of member; visit() calls them.
+// Neither reports errors: a ByteSource remembers that bytes were missing or invalid, and the caller
+// checks whole() at the end.
+
 class Writing {
  public:
   explicit Writing(ByteSink& sink) : sink_(sink) {}
@@ -132,7 +136,7 @@ class Reading {
     bytes.emplace(raw.begin(), raw.end());
   }
   void uuids(std::vector<std::string>& list) {
-    list.resize(source_.count(16));
+    list.resize(source_.count(16));  // bytes of a UUID
     for (std::string& one : list) one = source_.uuid();
   }
   void list(std::vector<Listed>& list) {
@@ -151,6 +155,8 @@ class Reading {
 
 // The alternatives of Report are in the order of RecordType, which begins with 1.
 
+// Creates the alternative with the index `wanted` and reads its members. An index that does not
+// exist changes nothing: callers pass known types only.
 template <std::size_t index = 0>
 void readReport(std::size_t wanted, Reading& fields, Report& report) {
   if constexpr (index < std::variant_size_v<Report>) {
@@ -176,6 +182,7 @@ static_assert(holds<RecordType::subscriptionChanged, SubscriptionChanged>);
 static_assert(holds<RecordType::value, Value>);
 static_assert(holds<RecordType::ended, Ended>);
 
+// Appends the checksum of everything before it.
 std::vector<std::uint8_t> closed(ByteSink& sink) {
   sink.number(checksum(sink.bytes()));
   return sink.take();
@@ -234,6 +241,7 @@ bool beginsLikeCapture(std::span<const std::uint8_t> bytes) {
                     magic.begin());
 }
 
+// The magic has been compared by beginsLikeCapture(); the checksum covers it, too.
 std::optional<Head> decodeHead(std::span<const std::uint8_t> bytes) {
   ByteSource source(bytes.subspan(magic.size()));
   Head head;
@@ -266,6 +274,7 @@ std::optional<RecordHeader> decodeRecordHeader(std::span<const std::uint8_t> byt
   header.sequence = source.number<std::uint64_t>();
   const auto stated = source.number<std::uint32_t>();
   if (stated != checksum(bytes.first(recordHeaderSize - checksumSize))) return std::nullopt;
+  // The checksum is valid, but no writer of this format makes such a record.
   if (header.length > longestPayload) return std::nullopt;
   return header;
 }

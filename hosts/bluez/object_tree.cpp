@@ -51,7 +51,7 @@ std::optional<ObjectChanges> ObjectTree::replace(const Arguments& reply) {
   const auto* objects = at<Dictionary>(reply, 0);
   if (objects == nullptr) return std::nullopt;
   ObjectChanges changes;
-  const auto before = objects_;
+  const auto before = objects_;  // a copy, because drop() erases
   for (const auto& [path, interfaces] : before) {
     const auto* now = find<Dictionary>(*objects, path);
     for (const auto& [interface, properties] : interfaces) {
@@ -103,12 +103,14 @@ std::optional<ObjectChanges> ObjectTree::change(const std::string& path,
   if (known == nullptr) return std::nullopt;
   Dictionary all = *known;
   for (const auto& [name, value] : *values) all[name] = value;
+  // These have changed, but the signal does not contain their values.
   if (const auto* invalidated = at<Strings>(arguments, 2)) {
     for (const std::string& name : *invalidated) all.erase(name);
   }
   return refresh(path, *interface, all);
 }
 
+// Does not add: the reply may arrive after the object was removed.
 ObjectChanges ObjectTree::refresh(const std::string& path, const std::string& interface,
                                   const Dictionary& all) {
   ObjectChanges changes;

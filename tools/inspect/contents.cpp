@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tools/inspect/contents.h>
+
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/protocol/streams.h>
 
@@ -14,6 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Counts the entry, and keeps it if the list has room.
 template <class Entry>
 void add(std::vector<Entry>& list, std::uint64_t& count, Entry entry) {
   ++count;
@@ -49,6 +51,7 @@ void Contents::note(const capture::Ended& /*what*/) {}
 void Contents::note(const capture::Connected& /*what*/) {
   connected_ = true;
   add(connections_, connectionCount_, now_);
+  // Ends the latest loss, unless that is one beyond the end of the list.
   if (!linkLosses_.empty() && linkLosses_.size() == linkLossCount_ &&
       !linkLosses_.back().recovery) {
     linkLosses_.back().recovery = now_;
@@ -100,6 +103,7 @@ void Contents::fail(const char* what, const capture::ErrorText& error) {
   if (error) add(failures_, failureCount_, Failure{now_, what, *error});
 }
 
+// Each notification ends the silence before it and begins the next one.
 void Contents::count(Stream stream, std::size_t bytes) {
   StreamContents& contents = streams_[stream];
   ++contents.notifications;
@@ -112,6 +116,7 @@ void Contents::count(Stream stream, std::size_t bytes) {
   silences_[stream] = Silence{now_, false};
 }
 
+// A silence longer than the limit becomes a gap. `to` is empty at the end of the capture.
 void Contents::endSilence(Stream stream, std::optional<StrapTime> to) {
   const auto silence = std::exchange(silences_[stream], std::nullopt);
   if (!silence || to.value_or(now_) - silence->since <= gapLimit(stream)) return;

@@ -44,6 +44,7 @@ void writeStreams(std::ostream& text, const Contents& contents) {
   }
 }
 
+// `count` may be larger than the list, which has its first entries only.
 template <class Entry, class Write>
 void writeList(std::ostream& text, const std::vector<Entry>& list, std::uint64_t count,
                const Write& write) {
@@ -96,7 +97,7 @@ std::string counted(std::uint64_t count, const std::string& thing) {
 
 std::string contentsText(const Contents& contents) {
   std::ostringstream text;
-  text.imbue(std::locale::classic());
+  text.imbue(std::locale::classic());  // no separators of thousands
   text << std::fixed;
   writeStreams(text, contents);
   text << "  link         " << counted(contents.connectionCount(), "connection") << ", "

@@ -54,6 +54,15 @@ PresenceOptions presenceOptions(const Options& options) {
   return made;
 }
 
+// Everything runs on the queue, from three timers, the signals and the callbacks of presence_:
+//
+//   turnTimer_  sends the frames that are due, and is set to the next one by pacing_. It is not set
+//               while nothing can be sent; onSubscription() then starts the turns again.
+//   lossTimer_  the next planned loss of the link
+//   rateTimer_  the counts of the last second, at each whole second of strap time
+//
+// end() may be called from any of them, and more than once. It leaves bluetoothd and stops the
+// queue; run() then prints the totals.
 class Program final : private PresenceListener, private simulator::Carrier {
  public:
   explicit Program(const Options& options)
@@ -72,7 +81,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
         {SIGUSR1}, [this](int) { loseLink(options_.absence.value_or(Options::usualAbsence)); });
     if (options_.duration) endTimer_ = queue_.after(*options_.duration, [this] { end(); });
     turn();
-    planLoss(-1ns);
+    planLoss(-1ns);  // with one at time 0
     planRates();
     queue_.run();
     if (!fatal_.empty()) throw std::runtime_error(fatal_);
@@ -82,6 +91,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
  private:
   bool isSubscribed(Stream stream) const override { return presence_.isSubscribed(stream); }
 
+  // The line is made first, because presence_ takes the bytes, and printed only for a sent frame.
   bool carry(simulator::Frame frame) override {
     std::string line;
     if (options_.frames) line = frameText(Clock::now().time_since_epoch(), frame) + "\n";
@@ -127,7 +137,8 @@ class Program final : private PresenceListener, private simulator::Carrier {
     if (turn.wait) turnTimer_ = queue_.after(*turn.wait, [this] { this->turn(); });
   }
 
-  // Losses that are more than a second overdue are skipped.
+  // Plans the first loss later than `after`. Losses that are more than a second overdue, because
+  // the program was stopped, are skipped.
   void planLoss(StrapTime after) {
     const auto loss = losses_.next(after);
     if (!loss) return;
@@ -152,7 +163,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
 
   void reportRates() {
     const FrameCounts counts = framesSent(transmitter_);
-    FrameCounts news{};
+    FrameCounts news{};  // since the last report
     std::transform(counts.begin(), counts.end(), reportedCounts_.begin(), news.begin(),
                    std::minus<>());
     reportedCounts_ = counts;
@@ -161,6 +172,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
     if (subscribed || news != FrameCounts{}) onMessage("sent " + countsText(news));
   }
 
+  // The reader has closed the pipe, or the disk is full: the strap ends. finish() reports an error.
   void flush() {
     output_.flush();
     if (output_.state() != tools::Output::State::open) end();
@@ -188,7 +200,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};
   simulator::Strap strap_;
-  Presence presence_;
+  Presence presence_;  // calls back by turns of the queue only, so after the construction
   simulator::Transmitter transmitter_;
   Clock::time_point start_;
   Pacing pacing_;
