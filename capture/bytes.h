@@ -35,7 +35,7 @@ class ByteSink {
     auto rest = static_cast<std::make_unsigned_t<Number>>(value);
     for (std::size_t i = 0; i < sizeof(Number); ++i) {
       bytes_.push_back(static_cast<std::uint8_t>(rest & 0xFFU));
-      // In two steps: to shift a byte by all of its eight bits at once is undefined.
+      // In two steps, because a shift by the full width of the type is undefined.
       rest = static_cast<std::make_unsigned_t<Number>>((rest >> 4U) >> 4U);
     }
   }

@@ -24,7 +24,7 @@ class ZEPHLY_EXPORT CaptureError : public std::runtime_error {
   enum class Kind {
     unusable,  ///< not a capture, or of a version that cannot be read
     cut,       ///< the file ends too early: every record before has been read
-    damaged,   ///< bytes were changed or are missing: the next call of next() goes on behind them
+    damaged,   ///< bytes were changed or are missing: the next call of next() continues after them
   };
 
   /// Control characters in the name of the file are replaced by '?'.

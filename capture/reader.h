@@ -11,7 +11,7 @@
 ///       if (!record) break;
 ///       use(*record);
 ///     } catch (const CaptureError& error) {
-///       report(error);  // position and reason; next() goes on behind the damage
+///       report(error);  // position and reason; next() continues after the damage
 ///     }
 ///   }
 ///

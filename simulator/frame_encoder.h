@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Measured values to notification frames: the inverse of the kit's frame decoders, for whoever
-/// plays the strap.
+/// Encodes measured values as notification frames: the inverse of the kit's frame decoders, for
+/// simulated straps.
 ///
 ///   frame.bytes = encodeTemperature(33.2, 22.5);
 ///
-/// A value is rounded to the nearest step, halves away from zero. One that is out of range becomes
-/// the end of the range nearest to it, never anything wrapped around. NaN becomes raw 0: level zero
-/// for a sample, a quaternion component, an acceleration or a charge, -273.15 for a temperature.
+/// A value is rounded to the nearest step, halves away from zero. A value out of range becomes the
+/// nearest end of the range; nothing wraps around. NaN becomes raw 0: level zero for a sample, a
+/// quaternion component, an acceleration or a charge, -273.15 for a temperature.
 
 #include <zephly/platform/export.h>
 

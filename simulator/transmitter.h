@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Takes the frames of a strap out at their time, hands those that somebody listens to over to what
-/// carries them, and counts what became of each.
+/// Takes the frames of a strap at their times, passes those with a subscriber to the carrier, and
+/// counts sent and lost frames.
 ///
 ///   Transmitter transmitter(strap, carrier);
 ///   transmitter.sendDue(now);
@@ -16,7 +16,7 @@
 
 namespace Zephly::simulator {
 
-/// What brings notifications to whoever has subscribed: a simulated device, a Bluetooth adapter.
+/// Delivers notifications to the subscribers: a simulated device, or a Bluetooth adapter.
 class ZEPHLY_EXPORT Carrier {
  public:
   virtual ~Carrier() = default;

@@ -14,7 +14,7 @@ namespace Zephly::bluez {
 /// Remembers what was chosen, so that the choice stays the same while it can.
 class AdapterChoice {
  public:
-  /// Says whether the adapter with that path can do what it is needed for.
+  /// Whether the adapter with that path has the required role.
   using Ability = std::function<bool(const ObjectTree&, const std::string& adapter)>;
 
   /// `wanted` as Options::adapter has it: "hci0", an address, or empty. Adapters that are not

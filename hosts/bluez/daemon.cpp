@@ -268,8 +268,8 @@ void Daemon::reportChanges(const ObjectChanges& changes) {
   }
 }
 
-// A change of an object that the tree does not know: a signal was lost, so everything is read anew,
-// with growing pauses as long as that fails.
+// A change of an object that is not in the tree: a signal was lost, so everything is read again,
+// with growing pauses while that fails.
 void Daemon::refreshSoon() {
   if (refreshRetry_.waiting()) return;
   refreshRetry_.later([this] {

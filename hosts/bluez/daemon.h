@@ -75,9 +75,9 @@ class Daemon {
   /// Waits until the bus has accepted what was sent, at most Timing::leaveLimit. For the end.
   void settle();
 
-  /// Reads all objects anew, then calls `handler` with whether that worked.
+  /// Reads all objects again, then calls `handler` with whether that succeeded.
   void refresh(std::function<void(bool)> handler);
-  /// Reads one interface of an object anew, then calls `handler` with whether that worked.
+  /// Reads one interface of an object again, then calls `handler` with whether that succeeded.
   void refresh(const std::string& path, const std::string& interface,
                std::function<void(bool)> handler);
 

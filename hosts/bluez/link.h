@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// One connection between a central and a device, from its beginning to its end: what was
-/// discovered and what is subscribed. Internal to the host.
+/// One connection between a central and a device, from its beginning to its end, with the
+/// discovered services and the subscriptions. Internal to the host.
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/bluez/bus.h>

@@ -23,8 +23,9 @@ namespace Zephly::bluez {
 std::string missing(const Daemon& daemon, const AdapterChoice& choice, const std::string& adapter,
                     std::string_view role);
 
-/// Reports a line when it has changed: good news at once, what is missing only when it stays so for
-/// `delay`. While bluetoothd starts, its adapters appear one after the other, and switched off.
+/// Reports a line when it has changed: at once when nothing is missing, otherwise when the state
+/// has lasted for `delay`. When bluetoothd starts, its adapters appear one by one, and switched
+/// off.
 class StatusReport {
  public:
   /// `line` gives the present line, or an empty text for nothing to report; `report` gets it by a

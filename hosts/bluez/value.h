@@ -3,8 +3,8 @@
 /// @file
 /// Values of D-Bus messages, in the few types that BlueZ uses.
 ///
-/// Whoever reads one asks for the shape that it expects and gets nothing when the other side sent
-/// another: no message of a broken service can do more than be ignored.
+/// A reader requests the type that it expects, and gets null when the other side has sent another
+/// one. So an invalid message of a broken service is ignored.
 ///
 ///   if (const bool* powered = find<bool>(properties, "Powered")) ...
 

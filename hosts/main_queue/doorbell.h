@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The descriptor by which another event loop learns that the main queue has something to do: an
-/// epoll descriptor over an eventfd (posts), a timerfd (the earliest timer) and whatever is
-/// watched.
+/// The descriptor that is readable when the main queue has work, for another event loop: an epoll
+/// descriptor over an eventfd (posts), a timerfd (the earliest timer) and the watched
+/// descriptors.
 
 #include <hosts/main_queue/file_descriptor.h>
 

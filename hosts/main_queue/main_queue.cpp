@@ -331,8 +331,8 @@ class TimerEntry final : public Handle::Entry {
   std::optional<asio::steady_timer> timer_;
 };
 
-// Asio waits on an epoll descriptor that holds nothing but the watched descriptor. Given to Asio
-// itself, the caller's descriptor would become non-blocking, and could be watched only once.
+// Asio waits on an epoll descriptor that contains only the watched descriptor. Asio would make the
+// caller's descriptor non-blocking, and could watch it only once.
 class WatchEntry final : public Handle::Entry {
  public:
   WatchEntry(MainQueue::Core& core, int descriptor, std::uint32_t events,

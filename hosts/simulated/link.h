@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// One connection between a central and a device, from its beginning to its end: what was
-/// discovered, what is subscribed, and the answers that are under way. Internal to the host.
+/// One connection between a central and a device, from its beginning to its end, with the
+/// discovered services, the subscriptions and the pending answers. Internal to the host.
 
 #include <hosts/foundation/uuid_filter.h>
 #include <hosts/simulated/device.h>

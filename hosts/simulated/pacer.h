@@ -8,11 +8,11 @@
 ///   Zephly::simulated::Pacer pacer(queue, scheduler, 100);  // an hour in 36 seconds
 ///   queue.run();
 ///
-/// Every turn runs what has become due since the turn before. What happens, and in which order, is
-/// the scheduler's doing alone; the wall clock decides only when. A machine that cannot keep up
-/// falls behind (see behind()) and goes on: a turn ends after Options::workPerTurn or
-/// Options::eventsPerTurn, whatever comes first, and everything else on the queue has its turn
-/// before the next one.
+/// Every turn runs the events that have become due since the previous turn. The events and their
+/// order depend on the scheduler alone; the wall clock decides only when they run. On a machine
+/// that cannot keep up, virtual time falls behind (see behind()): a turn ends after
+/// Options::workPerTurn or after Options::eventsPerTurn, and everything else on the queue has its
+/// turn before the next one.
 
 #include <hosts/main_queue/main_queue.h>
 #include <hosts/simulated/scheduler.h>

@@ -59,7 +59,7 @@ while IFS=: read -r file _ line; do
     [[ $header == "$pattern"* ]] && ok=yes
   done
   [[ $header == zephly/session/*_delegate.h && $room == zephly/* ]] && ok=yes
-  # Only Bluetooth rooms may know of Bluetooth.
+  # Only rooms for Bluetooth may include its classes.
   case $room in
     zephly/protocol | zephly/dsp | zephly/motion)
       [[ $header == zephly/platform/cb_* || $header == zephly/platform/core_bluetooth.h ]] && ok=no ;;
@@ -69,7 +69,7 @@ while IFS=: read -r file _ line; do
 done < <(git ls-files -z '*.h' '*.cpp' | xargs -0 \
   grep -nE '^#include <(zephly|hosts|simulator|capture|timing|tools|tests|bench|bindings|examples|fuzz|docs)/' || true)
 
-# The kit needs nothing but the standard library: names without a dot or slash, or its own.
+# The kit includes only the standard library, whose names have no dot or slash, and itself.
 while IFS=: read -r file _ line; do
   echo "$file: the kit includes only the standard library and itself: $line"
   failures=$((failures + 1))

@@ -267,7 +267,7 @@ void EdfFile::pump() {
 void EdfFile::publish() {
   holdCharge(begin_ + std::chrono::seconds(seconds_));
   pump();
-  // Closing writes the annotations and what is still buffered, and does not report when that fails.
+  // Closing writes the annotations and the buffered samples, without reporting a failure.
   const int closed = written([&] { return edfclose_file(std::exchange(handle_, -1)); });
   if (closed < 0 || !isComplete()) fail();
   file_.publish();

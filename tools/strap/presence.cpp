@@ -48,8 +48,8 @@ bool Presence::carry(simulator::Frame frame) {
   return true;
 }
 
-// The absence begins when all centrals are disconnected. A loss during a loss starts again: `loss_`
-// makes the replies of the earlier one count no more.
+// The absence begins when all centrals are disconnected. A loss during a loss starts again: replies
+// that belong to an earlier value of `loss_` are ignored.
 void Presence::loseLink(std::chrono::nanoseconds absence) {
   if (left_) return;
   away_ = true;

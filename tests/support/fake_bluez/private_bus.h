@@ -7,7 +7,7 @@
 ///   PrivateBus bus;
 ///   bus.start();
 ///   connectTo(bus.address());
-///   bus.stop();   // as when it dies
+///   bus.stop();   // kills it
 ///   bus.start();  // again, at the same address
 
 #include <sys/types.h>

@@ -118,7 +118,7 @@ TEST_F(ReplayProgramTest, WritesTheSameDiagnosticLinesToAFile) {
 TEST_F(ReplayProgramTest, HostLinesAreNotReplayed) {
   const auto file = scratch_ / "waiting.zcap";
   Process recording({"record", file.string(), "--bus", "unix:path=/nonexistent"});
-  ASSERT_TRUE(recording.readUntil("no D-Bus system bus"));  // the host has said what is missing
+  ASSERT_TRUE(recording.readUntil("no D-Bus system bus"));  // the host's line
   recording.sendSignal(SIGTERM);
   ASSERT_EQ(recording.finish().exitCode, 0);
   const Finished run = replay(file, {"--fast"});

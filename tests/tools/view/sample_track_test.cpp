@@ -113,7 +113,7 @@ TEST_F(SampleTrackTest, AStallWithoutLossIsNotAGap) {
 
 TEST_F(SampleTrackTest, SamplesThatStayLateAreAGap) {
   frames(1s, 1);
-  frames(1512ms, 42);  // half a second late until 2.004 s: what is missing does not come
+  frames(1512ms, 42);  // half a second late until 2.004 s: the missing samples do not arrive
   EXPECT_THAT(take(), SizeIs(1));
   frames(1512ms + 42 * 12ms, 1);
   const auto taken = take();
