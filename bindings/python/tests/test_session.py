@@ -1,6 +1,9 @@
 # SPDX-License-Identifier: MIT
 """The session on the simulated host, whose clock is stepped by hand."""
 
+import socket
+import time
+
 import numpy
 import pytest
 
@@ -171,12 +174,27 @@ def test_bluetooth_reports_a_missing_bus(queue, recorder):
     host.close()
 
 
+def test_a_bus_that_does_not_answer_does_not_block_the_queue(queue, recorder, tmp_path):
+    """The system accepts connections to a listening socket, and nothing answers them."""
+    path = str(tmp_path / "bus")
+    with socket.socket(socket.AF_UNIX) as bus:
+        bus.bind(path)
+        bus.listen(16)
+        host = zephly.Bluetooth(queue, busAddress="unix:path=" + path, report=lambda line: pytest.fail(line))
+        session = zephly.Zephly(recorder, host)
+        begin = time.monotonic()
+        queue.run(0.1)
+        assert time.monotonic() - begin < 5  # the host's limit for the bus
+        session.close()
+        host.close()
+
+
 def test_repetitions_of_the_engine_and_the_wrapper_agree(queue):
     """Synthetic jumps: the test has no access to the strap's samples, so it varies gravity."""
-    time = numpy.arange(3000) / 30
-    samples = numpy.zeros((time.size, 7), numpy.float32)
+    seconds = numpy.arange(3000) / 30
+    samples = numpy.zeros((seconds.size, 7), numpy.float32)
     samples[:, 0] = 1
-    samples[:, 6] = 1 + 1.5 * numpy.sin(2 * numpy.pi * 0.8 * time)
+    samples[:, 6] = 1 + 1.5 * numpy.sin(2 * numpy.pi * 0.8 * seconds)
     calls = []
     engine = zephly.Engine()
     engine.setJumpCallback(lambda: calls.append("jump"))
