@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Every relative link in a Markdown file leads to a file, a picture or a heading, and every script that a Markdown file
-# names exists, with the part of scripts/check that it names. Usage: check_links.sh ROOT
+# Every relative link in a Markdown file leads to a file, a picture or a heading. Every file or folder of the tree, every
+# script and every part of scripts/check that a Markdown file names exists. Usage: check_links.sh ROOT
 set -euo pipefail
 cd "$1"
 
@@ -14,6 +14,7 @@ headings() {
     tr '[:upper:]' '[:lower:]' | sed -E 's/[^[:alnum:] _-]//g; s/ /-/g'
 }
 
+folders='zephly|hosts|simulator|capture|timing|tools|bindings|examples|tests|bench|fuzz|docs|packaging|cmake'
 failures=0
 links=0
 while IFS= read -r file; do
@@ -31,6 +32,14 @@ while IFS= read -r file; do
       failures=$((failures + 1))
     fi
   done < <(prose "$file" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\((.*)\)$/\1/' || true)
+  # In `code`: zephly/ble, tests/support/bits.h. A word in capital letters is a placeholder.
+  while IFS= read -r path; do
+    links=$((links + 1))
+    if [ ! -e "$path" ]; then
+      echo "$file: no file $path"
+      failures=$((failures + 1))
+    fi
+  done < <(grep -ohE "\`($folders)/[A-Za-z0-9_./-]+\`" "$file" | tr -d '`' | grep -vE '/[A-Z]+$' || true)
   while read -r script part; do
     links=$((links + 1))
     if [ ! -e "$script" ] || { [ "$script" = scripts/check ] && [ -n "$part" ] && [ ! -e "scripts/lib/check/$part.sh" ]; }; then
