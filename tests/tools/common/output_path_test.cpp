@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <tools/common/output_path.h>
+
+#include <tests/support/captures.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace Zephly::tools {
+namespace {
+
+using captures::ScratchDirectory;
+using testing::HasSubstr;
+
+std::string messageOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+class OutputPathTest : public testing::Test {
+ protected:
+  const ScratchDirectory scratch_;
+  // In a path without links of its own.
+  std::filesystem::path folder_ = std::filesystem::canonical(scratch_.path());
+  std::filesystem::path file_ = scratch_.file("walk.zcap", {'a'});
+};
+
+TEST_F(OutputPathTest, AFileOrANewNameIsItself) {
+  EXPECT_EQ(outputTarget(file_), file_);
+  EXPECT_EQ(outputTarget("new.zcap"), "new.zcap");
+  EXPECT_EQ(outputTarget(folder_ / "no/such/folder"), folder_ / "no/such/folder");
+}
+
+TEST_F(OutputPathTest, LinksAreFollowedToTheLastTarget) {
+  std::filesystem::create_symlink("walk.zcap", folder_ / "one");
+  std::filesystem::create_symlink("one", folder_ / "two");
+  EXPECT_EQ(outputTarget(folder_ / "two"), folder_ / "walk.zcap");
+}
+
+TEST_F(OutputPathTest, ALinkThatLeadsNowhereIsRefused) {
+  std::filesystem::create_symlink("gone", folder_ / "broken");
+  EXPECT_THAT(messageOf([&] { outputTarget(folder_ / "broken"); }),
+              HasSubstr("broken: a symbolic link to a file that does not exist"));
+  std::filesystem::create_symlink("circle", folder_ / "circle");
+  EXPECT_THAT(messageOf([&] { outputTarget(folder_ / "circle"); }),
+              HasSubstr("circle: Too many levels of symbolic links"));
+}
+
+TEST_F(OutputPathTest, AnInputIsRefusedByEveryName) {
+  std::filesystem::create_symlink(file_, folder_ / "symbolic");
+  std::filesystem::create_hard_link(file_, folder_ / "hard");
+  for (const auto& name : {file_, folder_ / "symbolic", folder_ / "hard"}) {
+    EXPECT_THAT(messageOf([&] { refuseInput(name, file_); }), HasSubstr("it is the input "))
+        << name;
+  }
+  EXPECT_EQ(messageOf([&] { refuseInput(folder_ / "new", file_); }), "");
+  EXPECT_EQ(messageOf([&] { refuseInput(file_, folder_ / "new"); }), "");
+}
+
+}  // namespace
+}  // namespace Zephly::tools

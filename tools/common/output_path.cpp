@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#include <tools/common/output_path.h>
+
+#include <capture/text.h>
+
+#include <system_error>
+
+namespace Zephly::tools {
+
+std::runtime_error cannotWrite(const std::filesystem::path& file, const std::string& reason) {
+  return std::runtime_error("cannot write " + capture::printable(file.string()) + ": " + reason);
+}
+
+std::runtime_error cannotWrite(const std::filesystem::path& file, int errorNumber) {
+  return cannotWrite(file, std::generic_category().message(errorNumber));
+}
+
+std::filesystem::path outputTarget(const std::filesystem::path& path) {
+  std::error_code error;
+  // An error of symlink_status is left to whoever creates the file.
+  if (!std::filesystem::is_symlink(std::filesystem::symlink_status(path, error))) return path;
+  std::filesystem::path target = std::filesystem::canonical(path, error);
+  if (error == std::errc::no_such_file_or_directory) {
+    throw cannotWrite(path, "a symbolic link to a file that does not exist");
+  }
+  if (error) throw cannotWrite(path, error.message());
+  return target;
+}
+
+void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input) {
+  std::error_code absent;
+  if (!std::filesystem::equivalent(output, input, absent)) return;
+  throw cannotWrite(output, "it is the input " + capture::printable(input.string()));
+}
+
+}  // namespace Zephly::tools
