@@ -25,6 +25,13 @@ constexpr std::size_t pieceSize = 65'536;
                      what + ": " + std::generic_category().message(errorNumber));
 }
 
+// A capture is read at any offset, which a pipe does not allow.
+const char* unfitFor(mode_t mode) {
+  if (S_ISDIR(mode)) return "a directory, not a capture";
+  if (S_ISFIFO(mode)) return "a pipe, not a regular file: save the capture to a file first";
+  return "not a regular file, so not a capture";
+}
+
 }  // namespace
 
 CaptureFile::CaptureFile(const std::filesystem::path& path)
@@ -37,9 +44,7 @@ CaptureFile::CaptureFile(const std::filesystem::path& path)
   if (failed == 0 && S_ISREG(status.st_mode)) return;
   ::close(descriptor_);
   if (failed != 0) fail(path, 0, "cannot be opened", failed);
-  throw CaptureError(CaptureError::Kind::unusable, path, 0,
-                     S_ISDIR(status.st_mode) ? "a directory, not a capture"
-                                             : "not a regular file, so not a capture");
+  throw CaptureError(CaptureError::Kind::unusable, path, 0, unfitFor(status.st_mode));
 }
 
 CaptureFile::~CaptureFile() { ::close(descriptor_); }

@@ -344,7 +344,8 @@ TEST_F(ReaderTest, RefusesAnotherMajorVersionAndReadsALaterMinorOne) {
 TEST_F(ReaderTest, RefusesAPipeImmediately) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_THAT(refusal(pipe).what(), HasSubstr("not a regular file"));
+  EXPECT_THAT(refusal(pipe).what(),
+              HasSubstr("a pipe, not a regular file: save the capture to a file first"));
 }
 
 TEST_F(ReaderTest, TheMessageIsOneLineForAnyFileName) {

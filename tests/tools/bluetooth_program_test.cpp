@@ -34,6 +34,9 @@ Arguments monitorWithoutBluetooth(Arguments more) {
   return more;
 }
 
+constexpr const char* noStrap =
+    "zephly monitor: no strap was connected at any time (see docs/troubleshooting.md)";
+
 std::vector<json> eventsOf(const Finished& run, const std::string& kind) {
   std::vector<json> events;
   for (const std::string& line : run.outputLines()) {
@@ -46,8 +49,8 @@ std::vector<json> eventsOf(const Finished& run, const std::string& kind) {
 
 TEST(BluetoothProgramTest, ReportsMissingPrerequisitesOnceAndEndsAfterTheDuration) {
   const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "2"}));
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_THAT(run.errors, IsEmpty());
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre(noStrap));
   const std::vector<json> lines = eventsOf(run, "host");
   ASSERT_THAT(lines, SizeIs(1));
   EXPECT_THAT(lines.front().at("text").get<std::string>(),
@@ -84,8 +87,8 @@ TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {
     ASSERT_TRUE(process.readUntil("\"host\""));
     process.sendSignal(signal);
     const Finished run = process.finish();
-    EXPECT_EQ(run.exitCode, 0) << signal;
-    EXPECT_THAT(run.errors, IsEmpty());
+    EXPECT_EQ(run.exitCode, 1) << signal;
+    EXPECT_THAT(run.errorLines(), ElementsAre(noStrap));
     EXPECT_THAT(eventsOf(run, "summary"), SizeIs(1));
   }
 }
@@ -117,7 +120,7 @@ TEST(BluetoothProgramTest, WritesHostLinesToTheDiagnosticsToo) {
       std::filesystem::path(testing::TempDir()) / ("host-lines-" + std::to_string(::getpid()));
   EXPECT_EQ(runProgram(monitorWithoutBluetooth({"--duration", "2", "--diagnostics", path.string()}))
                 .exitCode,
-            0);
+            1);
   std::ifstream stream(path);
   const std::vector<std::string> lines =
       linesOf({std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
@@ -131,7 +134,8 @@ TEST(BluetoothProgramTest, TheScreenShowsTheMissingPrerequisite) {
   ASSERT_TRUE(process.readUntil("waiting for "));
   process.type("q");
   const Finished run = process.finish();
-  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre(noStrap));
   EXPECT_THAT(run.output, AllOf(HasSubstr("strap over Bluetooth, adapter hci7"),
                                 HasSubstr("no D-Bus system bus"), HasSubstr("delivered"),
                                 Not(HasSubstr("of strap time"))));
@@ -141,7 +145,7 @@ TEST(BluetoothProgramTest, ADumbTerminalGetsALine) {
   Process process(monitorWithoutBluetooth({}), Process::Output::terminal, {"TERM=dumb"});
   ASSERT_TRUE(process.readUntil("0:01  Bluetooth: no D-Bus system bus"));
   process.sendSignal(SIGINT);
-  EXPECT_EQ(process.finish().exitCode, 0);
+  EXPECT_EQ(process.finish().exitCode, 1);
 }
 
 }  // namespace

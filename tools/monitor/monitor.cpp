@@ -22,8 +22,9 @@ tools::Command addMonitorCommand(CLI::App& program) {
       "and continues automatically when that is available.\n"
       "On a terminal it shows a screen; q or Ctrl-C ends it. Otherwise it writes one JSON object\n"
       "per line (see docs/monitor-json.md). The last output is a summary.\n"
-      "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when something was\n"
-      "lost, is missing with --require-all, or a file cannot be used; 2 for wrong options.");
+      "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when no strap was\n"
+      "connected, something was lost, is missing with --require-all, or a file cannot be used;\n"
+      "2 for wrong options.");
   const auto source = std::make_shared<watch::SourceOptions>();
   const auto output = std::make_shared<OutputOptions>();
   watch::addSourceOptions(*command, *source);

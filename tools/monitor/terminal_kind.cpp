@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tools/monitor/terminal_kind.h>
 
+#include <tools/common/terminal.h>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,8 +41,7 @@ TerminalKind terminalKind(int descriptor) {
 
 TerminalKind terminalKind(bool terminal, const Environment& environment) {
   if (!terminal) return {};
-  const std::string_view type = valueOf(environment, "TERM");
-  const bool drawable = !type.empty() && type != "dumb";
+  const bool drawable = tools::isDrawable(environment("TERM"));
   const bool colors = drawable && valueOf(environment, "NO_COLOR").empty();
   return {true, drawable, isUtf8(environment), colors ? Colors::ansi : Colors::none};
 }

@@ -46,6 +46,7 @@ class Monitor final : private watch::SessionHandler {
           const OutputOptions& options)
       : command_(command),
         options_(options),
+        replayed_(source.replay.has_value()),
         diagnosticsFile_(openDiagnostics(options)),
         runner_(command, queue_, source, *this, View::refreshInterval,
                 diagnosticsFile_ ? &*diagnosticsFile_ : nullptr) {}
@@ -130,6 +131,10 @@ class Monitor final : private watch::SessionHandler {
                                       const watch::Summary& summary) {
     std::vector<std::string> complaints = report.complaints;
     for (std::string& loss : watch::losses(summary)) complaints.push_back(std::move(loss));
+    // Not of a capture, which is played completely all the same, and not to `| head`.
+    if (!replayed_ && summary.connections == 0 && output_.state() != tools::Output::State::closed) {
+      complaints.emplace_back(watch::noStrapConnected);
+    }
     if (options_.requireAll) {
       for (const std::string& kind : summary.neverArrived) {
         complaints.push_back("never arrived: " + kind);
@@ -146,6 +151,7 @@ class Monitor final : private watch::SessionHandler {
 
   const std::string& command_;
   const OutputOptions& options_;
+  const bool replayed_;
   std::optional<DiagnosticsFile> diagnosticsFile_;
   main_queue::MainQueue queue_;
   tools::Output output_{STDOUT_FILENO};

@@ -17,6 +17,7 @@ namespace Zephly::record {
 struct Options {
   std::filesystem::path file;
   bool overwrite = false;
+  bool requireAll = false;  ///< every stream of the strap
   watch::SourceOptions source;
   exporting::ExportOptions exports;  ///< of the complete recording
 };

@@ -10,7 +10,7 @@ void Progress::line(const std::string& text) {
 }
 
 void Progress::status(const std::string& text) {
-  if (!terminal_) return;
+  if (!drawable_) return;
   wipe();
   output_.write(text);
   shown_ = true;

@@ -4,7 +4,7 @@
 /// The output of `zephly record` while it records: a line for each event of the connection, and on
 /// a terminal a status line below them.
 ///
-///   Progress progress(output, terminal);
+///   Progress progress(output, drawable);
 ///   progress.line("0:12 connected");
 ///   progress.status("0:13  6 512 records");  // each second
 ///   progress.end();
@@ -17,8 +17,8 @@ namespace Zephly::record {
 
 class Progress {
  public:
-  /// Without a terminal there is no status.
-  Progress(tools::Output& output, bool terminal) : output_(output), terminal_(terminal) {}
+  /// `drawable`: the output is a terminal whose cursor can be moved. Otherwise there is no status.
+  Progress(tools::Output& output, bool drawable) : output_(output), drawable_(drawable) {}
 
   /// A permanent line; `text` has no line end.
   void line(const std::string& text);
@@ -31,7 +31,7 @@ class Progress {
   void wipe();
 
   tools::Output& output_;
-  bool terminal_;
+  bool drawable_;
   bool shown_ = false;
 };
 

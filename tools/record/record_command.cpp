@@ -37,8 +37,8 @@ tools::Command addRecordCommand(CLI::App& program) {
       "Ends with --duration, Ctrl-C or SIGTERM. After a write error the session continues without\n"
       "recording, and the file stays readable. --edf and --csv work as in zephly export, when the\n"
       "recording has ended.\n"
-      "Exit code: 0 when everything was recorded; 1 when something was not, or the file cannot\n"
-      "be created; 2 for wrong options.");
+      "Exit code: 0 when everything was recorded; 1 when something was not, no strap was connected,\n"
+      "a stream is missing with --require-all, or the file cannot be created; 2 for wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {

@@ -3,8 +3,10 @@
 
 #include <capture/text.h>
 #include <tools/common/command.h>
+#include <tools/common/terminal.h>
 #include <tools/common/version_text.h>
 #include <tools/inspect/contents_text.h>
+#include <tools/watch/summary.h>
 
 #include <unistd.h>
 
@@ -49,7 +51,7 @@ std::string eventText(const capture::Record& record) {
 RecordingSession::RecordingSession(const Options& options)
     : options_(options),
       output_(STDOUT_FILENO),
-      progress_(output_, ::isatty(STDOUT_FILENO) != 0),
+      progress_(output_, tools::isDrawableTerminal(STDOUT_FILENO)),
       runner_("record", queue_, options.source, *this, refreshInterval),
       writer_(options.file, preambleOf(runner_.source(), options),
               {.overwrite = options.overwrite}),
@@ -118,6 +120,13 @@ void RecordingSession::checkWritten() {
 // A simulated strap counts what it has sent: all of it must be in the file.
 std::vector<std::string> RecordingSession::complaintsAbout(const watch::SourceReport& report) {
   std::vector<std::string> complaints;
+  if (contents_.connectionCount() == 0) complaints.emplace_back(watch::noStrapConnected);
+  if (options_.requireAll) {
+    for (const Stream stream : allStreams) {
+      if (contents_.of(stream).samples > 0) continue;
+      complaints.push_back("never recorded: " + std::string(streamInfo(stream).title));
+    }
+  }
   if (report.strap && !writeFailed_) {
     for (const Stream stream : allStreams) {
       const std::uint64_t sent = report.strap->streams[stream].sent;

@@ -17,6 +17,7 @@ SessionRunner::SessionRunner(std::string command, main_queue::MainQueue& queue,
       queue_(queue),
       handler_(handler),
       refreshInterval_(refreshInterval),
+      endSignals_(tools::watchEndSignals(queue_, [this] { handler_.onEndSignal(); })),
       source_(makeSource(
           queue_, options,
           [this](std::string_view line) {
@@ -34,7 +35,6 @@ SessionRunner::~SessionRunner() = default;
 void SessionRunner::run() {
   session_ = ::Zephly::Zephly::init(receiver_);
   session_->startWorkoutDetection(receiver_);
-  endSignals_ = tools::watchEndSignals(queue_, [this] { handler_.onEndSignal(); });
   handler_.onReady();
   source_->start();
   refresh();

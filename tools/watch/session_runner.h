@@ -52,7 +52,7 @@ class SessionHandler {
   /// The source has ended. Called from inside the source: finish() must wait for a later turn of
   /// the queue.
   virtual void onSourceEnd() = 0;
-  /// SIGINT, SIGTERM or SIGHUP.
+  /// SIGINT, SIGTERM or SIGHUP, also one that came after the construction and before run().
   virtual void onEndSignal() = 0;
 
  protected:
@@ -99,13 +99,15 @@ class SessionRunner {
   main_queue::MainQueue& queue_;
   SessionHandler& handler_;
   std::chrono::milliseconds refreshInterval_;
+  // Before the source, and so before the handler opens its files: a signal must not end the program
+  // while one of them is incomplete.
+  std::vector<main_queue::SignalWatch> endSignals_;
   std::optional<StrapTime> ended_;
   std::optional<SourceReport> report_;
   std::unique_ptr<Source> source_;
   std::shared_ptr<Receiver> receiver_;
   std::shared_ptr<::Zephly::Zephly> session_;
   main_queue::Timer refreshTimer_;
-  std::vector<main_queue::SignalWatch> endSignals_;
   hosts::Observation observation_;
 };
 

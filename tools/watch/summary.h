@@ -39,6 +39,10 @@ struct SourceReport {
   std::vector<std::string> complaints = {};
 };
 
+/// The complaint about a session that never had a link.
+inline constexpr const char* noStrapConnected =
+    "no strap was connected at any time (see docs/troubleshooting.md)";
+
 struct StreamSummary {
   Stream stream{};
   std::optional<StreamSent> strap = std::nullopt;

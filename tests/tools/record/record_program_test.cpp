@@ -33,6 +33,7 @@ using captures::ScratchDirectory;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using Zephly::capture::CaptureError;
@@ -57,6 +58,26 @@ std::ptrdiff_t countOf(const std::vector<Record>& records) {
   return std::count_if(records.begin(), records.end(),
                        [](const Record& one) { return std::holds_alternative<Kind>(one.what); });
 }
+
+// Wakes up on every write to a file of the directory, or on another event of it.
+class FileWatch {
+ public:
+  explicit FileWatch(const std::filesystem::path& directory, std::uint32_t event = IN_MODIFY)
+      : descriptor_(::inotify_init1(IN_CLOEXEC)) {
+    ::inotify_add_watch(descriptor_, directory.c_str(), event);
+  }
+  ~FileWatch() { ::close(descriptor_); }
+  FileWatch(const FileWatch&) = delete;
+  FileWatch& operator=(const FileWatch&) = delete;
+
+  void wait() const {
+    std::array<char, 4096> events{};
+    ASSERT_GT(::read(descriptor_, events.data(), events.size()), 0);
+  }
+
+ private:
+  int descriptor_;
+};
 
 class RecordProgramTest : public testing::Test {
  protected:
@@ -101,6 +122,66 @@ TEST_F(RecordProgramTest, ShowsItsProgressOnATerminal) {
   const Finished run = process.finish();
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.output, HasSubstr("Recorded 0:"));
+}
+
+TEST_F(RecordProgramTest, WritesNoEscapeSequencesToADumbTerminal) {
+  for (const std::string type : {"TERM=dumb", "TERM="}) {
+    Process process({"record", file_.string(), "--simulated", "--duration", "2.5", "--force"},
+                    Process::Output::terminal, {type});
+    const Finished run = process.finish();
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("Recorded 0:02"));
+    EXPECT_THAT(run.output, Not(HasSubstr("\x1B"))) << type;
+  }
+}
+
+// No message bus is at this address, so no strap can be found.
+Arguments recordWithoutBluetooth(const std::filesystem::path& file) {
+  return {"record", file.string(), "--bus", "unix:path=/nonexistent", "--duration", "0.2"};
+}
+
+TEST_F(RecordProgramTest, ASessionWithoutAStrapIsOneLineAndExitCode1) {
+  const Finished run = runProgram(recordWithoutBluetooth(file_));
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, HasSubstr("Recorded 0:00: "));
+  EXPECT_THAT(run.errorLines(), ElementsAre("zephly record: no strap was connected at any time "
+                                            "(see docs/troubleshooting.md)"));
+}
+
+TEST_F(RecordProgramTest, OnRequestAStreamWithoutASampleIsAnError) {
+  EXPECT_EQ(runProgram(record(file_, 1)).exitCode, 0);
+  const Finished some = runProgram(record(file_, 1, {"--require-all", "--force"}));
+  EXPECT_EQ(some.exitCode, 1);
+  EXPECT_THAT(some.errorLines(), ElementsAre("zephly record: never recorded: temperature",
+                                             "zephly record: never recorded: battery"));
+  const Finished all = runProgram(record(file_, 60, {"--require-all", "--force"}));
+  EXPECT_EQ(all.exitCode, 0) << all.errors;
+}
+
+TEST_F(RecordProgramTest, StandardOutputIsNoCapture) {
+  const Finished run = runProgram(record("-", 1));
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.errorLines(),
+              ElementsAre("zephly record: FILE: expected the name of a file, because a pipe cannot "
+                          "hold a capture, got \"-\""));
+  EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST_F(RecordProgramTest, ASignalInTheFirstMomentEndsItCleanly) {
+  constexpr int rounds = longRun(40, 10);
+  for (int i = 0; i < rounds; ++i) {
+    std::filesystem::create_directory(scratch_ / "early");
+    const FileWatch watch(scratch_ / "early", IN_CREATE);
+    const auto file = scratch_ / "early/walk.zcap";
+    Process process({"record", file.string(), "--simulated"});
+    watch.wait();
+    process.sendSignal(SIGTERM);
+    const Finished run = process.finish();
+    // Whether the strap was connected before is a matter of time.
+    ASSERT_LT(run.exitCode, 2) << run.errors;
+    ASSERT_TRUE(captures::readBack(file).ended);
+    std::filesystem::remove_all(scratch_ / "early");
+  }
 }
 
 TEST_F(RecordProgramTest, SignalsEndItCleanly) {
@@ -254,7 +335,7 @@ TEST_F(RecordProgramTest, RefusesDirectoriesAndPipesImmediately) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_THAT(runProgram({"inspect", pipe.string()}).errorLines(),
-              ElementsAre(HasSubstr("pipe: at byte 0: not a regular file")));
+              ElementsAre(HasSubstr("pipe: at byte 0: a pipe, not a regular file: save the")));
   const Finished run = runProgram({"inspect", scratch_.path().string()});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("at byte 0: a directory")));
@@ -282,26 +363,6 @@ TEST_F(RecordProgramTest, DoesNotCrashOnRandomBytes) {
     ASSERT_THAT(run.errorLines(), SizeIs(1)) << "round " << round;
   }
 }
-
-// Wakes up on every write to a file.
-class FileWatch {
- public:
-  explicit FileWatch(const std::filesystem::path& directory)
-      : descriptor_(::inotify_init1(IN_CLOEXEC)) {
-    ::inotify_add_watch(descriptor_, directory.c_str(), IN_MODIFY);
-  }
-  ~FileWatch() { ::close(descriptor_); }
-  FileWatch(const FileWatch&) = delete;
-  FileWatch& operator=(const FileWatch&) = delete;
-
-  void wait() const {
-    std::array<char, 4096> events{};
-    ASSERT_GT(::read(descriptor_, events.data(), events.size()), 0);
-  }
-
- private:
-  int descriptor_;
-};
 
 // Bytes of the longest record of a session.
 std::size_t longestRecord(const ReadBack& session) {

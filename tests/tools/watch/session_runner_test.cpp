@@ -89,6 +89,14 @@ TEST_F(SessionRunnerTest, AnEndSignalIsLeftToTheHandler) {
   EXPECT_LT(runner.finish().duration, 3s);
 }
 
+TEST_F(SessionRunnerTest, AnEndSignalBeforeTheStartEndsTheSessionInOrder) {
+  static_cast<void>(std::raise(SIGTERM));
+  runner.run();
+  EXPECT_THAT(calls, Contains("signal"));
+  EXPECT_THAT(calls, testing::Not(Contains("source end")));
+  EXPECT_TRUE(runner.finish().strap);
+}
+
 TEST_F(SessionRunnerTest, TheReportIsTheSameInEachCall) {
   runner.run();
   const SourceReport* first = &runner.finish();
