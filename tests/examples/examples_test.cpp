@@ -246,40 +246,49 @@ TEST(ReadCaptureExampleTest, RefusesAFileThatIsNotACapture) {
   EXPECT_EQ(Process(example("read_capture")).finish().exitCode, 2);
 }
 
-TEST(MinimalSessionExampleTest, FindsTheStrapPrintsAndReleasesIt) {
+// Runs a program for a real strap against a fake Bluetooth service until it has printed `battery`,
+// and ends it with a signal.
+Finished runOnFakeBluetooth(const std::vector<std::string>& program, const std::string& battery) {
   Zephly::main_queue::MainQueue queue;
   fake_bluez::PrivateBus bus;
   fake_bluez::FakeBluez bluez(queue, bus.address());
   bus.start();
   bluez.start();
   fake_bluez::FakeDevice& strap = bluez.addDevice();
-  Process process(example("minimal_session"), Process::Output::pipe,
-                  {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()});
-  ASSERT_TRUE(turnUntil(queue, [&] { return bluez.advertise(strap); }));
-  const std::string battery = "47366e80-cf3a-11e1-9ab4-0002a5d5c51b";
-  ASSERT_TRUE(turnUntil(queue, [&] { return fake_bluez::FakeBluez::subscribed(strap, battery); }));
-  ASSERT_TRUE(bluez.notify(strap, battery, {0x84, 0x03, 0x00}));
-  ASSERT_TRUE(turnUntil(queue, [&] { return process.hasWritten("battery 90 %\n"); }));
+  Process process(program, Process::Output::pipe, {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()});
+  const std::string uuid = "47366e80-cf3a-11e1-9ab4-0002a5d5c51b";
+  EXPECT_TRUE(turnUntil(queue, [&] { return bluez.advertise(strap); }));
+  EXPECT_TRUE(turnUntil(queue, [&] { return fake_bluez::FakeBluez::subscribed(strap, uuid); }));
+  EXPECT_TRUE(bluez.notify(strap, uuid, {0x84, 0x03, 0x00}));
+  EXPECT_TRUE(turnUntil(queue, [&] { return process.hasWritten(battery); }));
   process.sendSignal(SIGTERM);
-  ASSERT_TRUE(turnUntil(queue, [&] { return !strap.connected; }));
-  const Finished run = process.finish();
+  EXPECT_TRUE(turnUntil(queue, [&] { return !strap.connected; })) << "not released";
+  return process.finish();
+}
+
+TEST(MinimalSessionExampleTest, FindsTheStrapPrintsAndReleasesIt) {
+  const Finished run = runOnFakeBluetooth(example("minimal_session"), "battery 90 %\n");
   EXPECT_EQ(run.exitCode, 128 + SIGTERM);
   EXPECT_THAT(run.outputLines(), Contains("connected"));
 }
 
-// The code of the pages. Each program runs a session on a simulated strap until it is killed.
-class PageExampleTest : public testing::TestWithParam<const char*> {};
+// The code of a page. Both programs run until they are ended.
+std::vector<std::string> pageExample(const std::string& name) {
+  return {"sh", "-c", "exec \"$0\" 2>&1", std::string(ZEPHLY_PAGE_EXAMPLES) + "/" + name};
+}
 
-TEST_P(PageExampleTest, ConnectsAndPrintsSamples) {
-  const std::string program = std::string(ZEPHLY_PAGE_EXAMPLES) + "/" + GetParam();
-  Process process({"sh", "-c", "exec \"$0\" 2>&1", program});
+TEST(ReadmeExampleTest, FindsTheStrapPrintsAndReleasesIt) {
+  const Finished run = runOnFakeBluetooth(pageExample("readme_example"), "battery 90 %\n");
+  EXPECT_EQ(run.exitCode, 128 + SIGTERM);
+  EXPECT_THAT(run.outputLines(), Contains("connected"));
+}
+
+TEST(StartExampleTest, ConnectsAndPrintsSamples) {
+  Process process(pageExample("start_example"));
   EXPECT_TRUE(process.readUntil("connected\n"));
   EXPECT_TRUE(process.readUntil("ECG "));
   process.sendSignal(SIGKILL);
   process.finish();
 }
-
-INSTANTIATE_TEST_SUITE_P(Pages, PageExampleTest, testing::Values("readme_example", "start_example"),
-                         [](const auto& page) { return std::string(page.param); });
 
 }  // namespace

@@ -321,4 +321,25 @@ TEST_F(WholePathSimulatedStrapTest, TwoSessionsOnOneRadioBothReceiveEverything) 
   SessionTestAccess::release(*second);
 }
 
+// What docs/faq.md promises of stopping and starting again.
+TEST_F(SimulatedStrapTest, ASecondSessionOnANewHostFollowsTheFirst) {
+  scheduler.advance(1s);
+  application.reset();
+  radio.setState(CBManagerState::unsupported);
+  log.clear();
+
+  simulated::Radio otherRadio(scheduler);
+  simulated::Device& otherDevice = otherRadio.addDevice({.name = "Zephly"});
+  addStrapProfile(otherDevice);
+  recorded::Log otherLog;
+  const auto other = std::make_shared<recorded::Application>(otherLog);
+  const auto second = ::Zephly::Zephly::init(other);
+  scheduler.advance(1s);
+  otherDevice.notify(ecgCharacteristicUUID(), counted::frame(0));
+  scheduler.advance(1s);
+  EXPECT_EQ(other->ecg.size(), 6U);
+  EXPECT_THAT(log, IsEmpty());
+  SessionTestAccess::release(*second);
+}
+
 }  // namespace
