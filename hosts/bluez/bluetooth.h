@@ -69,8 +69,9 @@ class ZEPHLY_EXPORT Bluetooth final : public Host {
   explicit Bluetooth(main_queue::MainQueue& queue, Options options = {});
   Bluetooth(const Bluetooth&) = delete;
   Bluetooth& operator=(const Bluetooth&) = delete;
-  /// Host::leave. Stops the scan and disconnects the devices, without waiting for either. Centrals
-  /// that outlive it report `unsupported`, do nothing and call no delegate any more.
+  /// Host::leave. Stops the scan and disconnects the devices. Waits until the bus has read these
+  /// requests, at most 3 s, but not until bluetoothd has acted on them. Centrals that outlive it
+  /// report `unsupported`, do nothing and call no delegate any more.
   ~Bluetooth() override;
 
   std::shared_ptr<CBCentralManager> createCentralManager(

@@ -38,7 +38,7 @@ class CsvFile {
   /// One more column.
   void text(std::string_view text);
   void number(float value);
-  /// In seconds, to the nanosecond.
+  /// In seconds, with nine digits after the point.
   void duration(timing::Nanoseconds value);
   /// A duration, empty when it is 0.
   void gap(timing::Nanoseconds value);

@@ -3,7 +3,7 @@
 /// @file
 /// Takes the slow wander of the baseline out of a signal.
 ///
-///     LowCutFilter lowCut(110, 0.004, 4);
+///     LowCutFilter lowCut(110, 0.004, 4);  // the delay line has 110 samples: a delay of 109
 ///     const double level = lowCut.process(sample);
 
 #include <zephly/dsp/biquad_filter.h>
@@ -16,9 +16,9 @@
 /// maintain lastInput().
 class ZEPHLY_EXPORT LowCutFilter : public Filter {
  public:
-  /// @param delayLength  delay in samples plus 1, 1 or more; best near the delay of the low-pass.
-  ///                     0 is a fatal error; a negative one fails in allocation
-  ///                     (std::bad_array_new_length).
+  /// @param delayLength  length of the delay line: the delay in samples plus 1, 1 or more; best
+  ///                     near the delay of the low-pass. 0 is a fatal error; a negative one fails
+  ///                     in allocation (std::bad_array_new_length).
   /// @param Fc           corner of the low-pass as a fraction of the sample rate.
   /// @param order        order of the low-pass, as BiquadFilter has it; its Q is 0.707.
   LowCutFilter(int delayLength, double Fc, int order);
