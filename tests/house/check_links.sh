@@ -21,9 +21,13 @@ while IFS= read -r file; do
   while IFS= read -r target; do
     case $target in *://* | mailto:*) continue ;; esac
     links=$((links + 1))
+    if [[ $target == '#'* ]]; then
+      echo "$file: $target lacks the name of the page, without which Doxygen does not find it"
+      failures=$((failures + 1))
+      continue
+    fi
     path=${target%%#*} anchor=${target#"${target%%#*}"}
-    full=$file
-    [ -z "$path" ] || full=$(dirname "$file")/$path
+    full=$(dirname "$file")/$path
     if [ ! -e "$full" ]; then
       echo "$file: nothing at $target"
       failures=$((failures + 1))
