@@ -337,7 +337,7 @@ std::size_t samplesOfASession(std::vector<std::shared_ptr<::Zephly::Zephly>>& se
 }
 
 // What docs/faq.md promises of stopping and starting again.
-TEST(OneSessionAfterAnother, WorksOnANewHost) {
+TEST(OneSessionAfterAnotherTest, WorksOnANewHost) {
   const CapturedOutput output;
   std::vector<std::shared_ptr<::Zephly::Zephly>> sessions;
   EXPECT_EQ(samplesOfASession(sessions), 6U);
