@@ -12,6 +12,7 @@ namespace Zephly::bluez {
 namespace {
 
 constexpr const char* accessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+constexpr const char* noReply = "org.freedesktop.DBus.Error.NoReply";
 
 bool concernsUs(const std::string& interface) {
   return interface == adapterInterface || interface == deviceInterface ||
@@ -149,10 +150,17 @@ void Daemon::askForOwner() {
 }
 
 void Daemon::startService() {
-  // On success the owner follows by the signal NameOwnerChanged.
+  // On success the owner follows by the signal NameOwnerChanged, unless the service was running
+  // already and only the reply about its owner was lost: then the owner is asked for again.
   bus_->call({busName, busPath, busName, "StartServiceByName"}, {bluezService, std::uint32_t{0}},
              timing_.callLimit, [this](const Reply& reply) {
-               if (owner_.empty() && !reply) setState(State::noService, reply.errorText());
+               if (!owner_.empty()) return;
+               if (reply || reply.errorName == noReply) {
+                 retry_.later([this] {
+                   if (bus_ && owner_.empty()) askForOwner();
+                 });
+               }
+               if (!reply) setState(State::noService, reply.errorText());
              });
 }
 

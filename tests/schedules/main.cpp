@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: MIT
+/// Schedules of the whole system: a session, `zephly record` and `zephly monitor` on a simulated
+/// bluetoothd, in simulated time, with everything going wrong that a seed says.
+///
+///   zephly_schedules --seeds 1000          # the seeds 1 to 1000
+///   zephly_schedules --seed 17             # one, with its steps
+///   zephly_schedules --seed 17 --shrink    # the fewest steps that still fail
+///   zephly_schedules --seed 17 --trace     # and every message on the bus
+///
+/// Each schedule runs in a process of its own. Exit code 1 when a rule was broken.
+
+#include <tests/schedules/run.h>
+#include <tests/schedules/schedule.h>
+#include <tests/schedules/simulated_bus.h>
+
+#include <CLI/CLI.hpp>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using schedules::Figures;
+using schedules::Schedule;
+
+// What a child leaves to its parent.
+struct Shared {
+  Figures figures;
+  bool done = false;
+  std::array<char, 400> verdict{};
+};
+
+// Real time; a schedule takes milliseconds.
+constexpr unsigned watchdog = 60;
+
+class Child {
+ public:
+  Child(const Schedule& schedule, const std::filesystem::path& folder, bool quiet)
+      : shared_(static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                            MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+    if (shared_ == MAP_FAILED) throw std::bad_alloc();
+    std::cout.flush();
+    pid_ = ::fork();
+    if (pid_ == 0) execute(schedule, folder, quiet);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() { ::munmap(shared_, sizeof(Shared)); }
+
+  pid_t pid() const { return pid_; }
+  const Figures& figures() const { return shared_->figures; }
+
+  std::string verdict(int status) const {
+    if (WIFSIGNALED(status)) {
+      return WTERMSIG(status) == SIGALRM ? "the program is blocked"
+                                         : "ended by signal " + std::to_string(WTERMSIG(status));
+    }
+    if (WEXITSTATUS(status) == schedules::exitOfLimit) return "the program does not end in time";
+    if (!shared_->done) return "exit code " + std::to_string(WEXITSTATUS(status));
+    return shared_->verdict.data();
+  }
+
+ private:
+  [[noreturn]] void execute(const Schedule& schedule, const std::filesystem::path& folder,
+                            bool quiet) {
+    ::alarm(watchdog);
+    std::filesystem::create_directories(folder);
+    if (quiet) std::freopen("/dev/null", "w", stdout);
+    const std::string verdict = schedules::run(schedule, folder, shared_->figures);
+    std::strncpy(shared_->verdict.data(), verdict.c_str(), shared_->verdict.size() - 1);
+    shared_->done = true;
+    // Without the destructors of static objects: the session of an application lives until here.
+    std::cout.flush();
+    ::_exit(0);
+  }
+
+  Shared* shared_;
+  pid_t pid_ = -1;
+};
+
+class Runner {
+ public:
+  explicit Runner(unsigned jobs)
+      : jobs_(jobs),
+        folder_(std::filesystem::temp_directory_path() /
+                ("schedules-" + std::to_string(::getpid()))) {}
+  Runner(const Runner&) = delete;
+  Runner& operator=(const Runner&) = delete;
+  ~Runner() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  std::string one(const Schedule& schedule) {
+    const auto folder = folder_ / "one";
+    std::filesystem::remove_all(folder);
+    const Child child(schedule, folder, true);
+    int status = 0;
+    ::waitpid(child.pid(), &status, 0);
+    return child.verdict(status);
+  }
+
+  int all(std::uint64_t first, std::uint64_t count) {
+    std::uint64_t next = first;
+    while (next < first + count || !children_.empty()) {
+      while (next < first + count && children_.size() < jobs_) begin(next++);
+      reap();
+    }
+    std::cout << count << " schedules: " << total_.links << " links, " << total_.values
+              << " values, " << total_.calls << " calls; " << failed_ << " failed\n";
+    return failed_ == 0 ? 0 : 1;
+  }
+
+  std::string shrink(Schedule& schedule) {
+    std::string verdict = one(schedule);
+    for (std::size_t i = 0; !verdict.empty() && i < schedule.steps.size();) {
+      std::vector<std::size_t> kept(schedule.steps.size());
+      std::iota(kept.begin(), kept.end(), std::size_t{0});
+      kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(i));
+      const Schedule shorter = schedule.with(kept);
+      const std::string again = one(shorter);
+      if (again.empty()) {
+        ++i;
+      } else {
+        schedule = shorter;
+        verdict = again;
+      }
+    }
+    return verdict;
+  }
+
+ private:
+  struct Running {
+    std::unique_ptr<Child> child;
+    std::uint64_t seed;
+  };
+
+  void begin(std::uint64_t seed) {
+    auto child =
+        std::make_unique<Child>(Schedule::ofSeed(seed), folder_ / std::to_string(seed), true);
+    const pid_t pid = child->pid();
+    children_[pid] = {std::move(child), seed};
+  }
+
+  void reap() {
+    int status = 0;
+    const auto found = children_.find(::wait(&status));
+    if (found == children_.end()) return;
+    const Running running = std::move(found->second);
+    children_.erase(found);
+    const Figures& figures = running.child->figures();
+    total_.links += figures.links;
+    total_.values += figures.values;
+    total_.calls += figures.calls;
+    const std::string verdict = running.child->verdict(status);
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_ / std::to_string(running.seed), ignored);
+    if (verdict.empty()) return;
+    ++failed_;
+    std::cout << "seed " << running.seed << ": " << verdict << std::endl;
+  }
+
+  unsigned jobs_;
+  std::filesystem::path folder_;
+  std::map<pid_t, Running> children_;
+  Figures total_;
+  int failed_ = 0;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App program("Schedules of the whole system in simulated time.", "zephly_schedules");
+  std::uint64_t count = 0;
+  std::uint64_t first = 1;
+  std::uint64_t seed = 0;
+  bool shrink = false;
+  bool trace = false;
+  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  program.add_option("--seeds", count, "Run so many seeds");
+  program.add_option("--first", first, "The first of them");
+  program.add_option("--seed", seed, "Run one seed and print its steps");
+  program.add_flag("--shrink", shrink, "Remove steps as long as it fails");
+  program.add_flag("--trace", trace, "Print the messages on the bus");
+  program.add_option("--jobs", jobs, "Schedules at a time");
+  CLI11_PARSE(program, argc, argv);
+  Runner runner(std::max(1U, jobs));
+  if (seed == 0) return runner.all(first, count);
+  Schedule schedule = Schedule::ofSeed(seed);
+  std::string verdict = shrink ? runner.shrink(schedule) : runner.one(schedule);
+  if (trace) {
+    std::ofstream terminal("/dev/fd/1");
+    schedules::BusService::trace = &terminal;
+    verdict = runner.one(schedule);
+  }
+  std::cout << schedule.text() << (verdict.empty() ? "as it must be" : verdict) << '\n';
+  return verdict.empty() ? 0 : 1;
+}

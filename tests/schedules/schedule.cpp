@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#include <tests/schedules/schedule.h>
+
+#include <simulator/random.h>
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+
+namespace schedules {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Zephly::simulator::Random;
+
+struct Name {
+  Action action;
+  std::string_view name;
+};
+
+constexpr std::array<Name, 19> names = {{
+    {Action::linkLoss, "the link is lost"},
+    {Action::cutAtNextStep, "the link is cut at a step of the next connection"},
+    {Action::powerOff, "the adapter is switched off"},
+    {Action::adapterGone, "the adapter is unplugged"},
+    {Action::serviceKilled, "bluetoothd is killed"},
+    {Action::busLost, "the bus is lost"},
+    {Action::slow, "messages are slow"},
+    {Action::stalled, "messages are held back"},
+    {Action::silent, "calls are ignored"},
+    {Action::replyLost, "replies are lost"},
+    {Action::refused, "calls are refused"},
+    {Action::signalsTwice, "changes are signalled twice"},
+    {Action::strapSilent, "the strap is silent"},
+    {Action::wallClockStep, "the wall clock is set"},
+    {Action::diskFull, "the disk is full"},
+    {Action::diskInterrupted, "system calls are interrupted"},
+    {Action::diskShort, "writes are short"},
+    {Action::readerStalls, "the reader of the output stalls"},
+    {Action::endSignal, "SIGTERM"},
+}};
+
+Duration milliseconds(double count) {
+  return std::chrono::milliseconds(static_cast<std::int64_t>(count));
+}
+
+bool concernsFiles(Action action) {
+  return action == Action::diskFull || action == Action::diskInterrupted ||
+         action == Action::diskShort;
+}
+
+bool applies(Action action, Command command) {
+  if (action == Action::endSignal) return command != Command::application;
+  if (concernsFiles(action)) return command == Command::record;
+  if (action == Action::readerStalls) return command == Command::monitor;
+  return true;
+}
+
+// Most disturbances are short, some last as long as a time limit of the host.
+Duration lengthOf(Random& random) {
+  switch (random.below(8)) {
+    case 0:
+      return milliseconds(random.uniform(5'000, 20'000));
+    case 1:
+    case 2:
+      return milliseconds(random.uniform(1'000, 5'000));
+    default:
+      return milliseconds(random.uniform(1, 1'000));
+  }
+}
+
+Step anyStep(Random& random, Command command) {
+  Step step;
+  do {
+    step.action = names.at(random.below(names.size())).action;
+  } while (!applies(step.action, command) ||
+           (step.action == Action::endSignal && random.below(3) != 0));
+  step.length = lengthOf(random);
+  switch (step.action) {
+    case Action::cutAtNextStep:
+      step.value = static_cast<int>(random.below(14));
+      break;
+    case Action::slow:
+      step.value = static_cast<int>(random.below(4) == 0 ? random.below(3'000) : random.below(200));
+      break;
+    case Action::refused:
+      step.value = static_cast<int>(random.below(4));
+      break;
+    case Action::wallClockStep:
+      step.value = static_cast<int>(random.below(20'000)) - 10'000;
+      break;
+    case Action::diskInterrupted:
+    case Action::diskShort:
+      step.value = 1 + static_cast<int>(random.below(4));
+      break;
+    default:
+      break;
+  }
+  return step;
+}
+
+// The host may wait for the longest of its limits when a reply never comes: 90 s for a connection,
+// and 60 s for what follows. Otherwise its longest pause and the slowest message decide.
+Duration calmAfter(const Schedule& schedule) {
+  const bool unanswered = schedule.has(Action::silent) || schedule.has(Action::replyLost) ||
+                          schedule.has(Action::cutAtNextStep);
+  return unanswered ? Duration(200s) : Duration(40s);
+}
+
+}  // namespace
+
+Schedule Schedule::ofSeed(std::uint64_t seed) {
+  Random random(seed, 0x5C4ED);
+  Schedule schedule;
+  schedule.seed = seed;
+  schedule.command = static_cast<Command>(random.below(3));
+  schedule.descriptors = random.below(4) == 0;
+  const std::size_t count = 1 + random.below(10);
+  Duration at = milliseconds(random.uniform(0, 3'000));
+  for (std::size_t i = 0; i < count; ++i) {
+    Step step = anyStep(random, schedule.command);
+    step.at = at;
+    schedule.steps.push_back(step);
+    if (step.action == Action::endSignal) break;
+    // Close together as often as far apart, so that a step falls into what the last one caused.
+    at += milliseconds(random.below(2) == 0 ? random.uniform(0, 300) : random.uniform(300, 6'000));
+  }
+  schedule.close();
+  return schedule;
+}
+
+void Schedule::close() {
+  Duration end = 3s;
+  for (const Step& step : steps) end = std::max(end, step.at + step.length);
+  calm = calmAfter(*this);
+  // Whole milliseconds: --duration takes no more.
+  duration = end + calm;
+}
+
+Schedule Schedule::with(const std::vector<std::size_t>& kept) const {
+  Schedule result = *this;
+  result.steps.clear();
+  for (const std::size_t index : kept) result.steps.push_back(steps.at(index));
+  result.close();
+  return result;
+}
+
+bool Schedule::diskIsGood() const { return !has(Action::diskFull); }
+
+bool Schedule::has(Action action) const {
+  return std::any_of(steps.begin(), steps.end(),
+                     [&](const Step& step) { return step.action == action; });
+}
+
+std::string Schedule::text() const {
+  std::ostringstream text;
+  const auto seconds = [](Duration time) { return std::chrono::duration<double>(time).count(); };
+  text << "seed " << seed << ": " << nameOf(command) << (descriptors ? ", by descriptors" : "")
+       << ", " << seconds(duration) << " s\n";
+  for (const Step& step : steps) {
+    text << "  at " << seconds(step.at) << " s: " << nameOf(step.action) << " (for "
+         << seconds(step.length) << " s, value " << step.value << ")\n";
+  }
+  return text.str();
+}
+
+std::string_view nameOf(Action action) {
+  const auto* found = std::find_if(names.begin(), names.end(),
+                                   [&](const Name& name) { return name.action == action; });
+  return found->name;
+}
+
+std::string_view nameOf(Command command) {
+  switch (command) {
+    case Command::application:
+      return "an application";
+    case Command::record:
+      return "zephly record";
+    case Command::monitor:
+      break;
+  }
+  return "zephly monitor --json";
+}
+
+}  // namespace schedules
