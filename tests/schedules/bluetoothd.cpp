@@ -100,6 +100,7 @@ void Bluetoothd::apply(const Step& step) {
     case Action::refused:
       refusal_ = step.value;
       [[fallthrough]];
+    case Action::busSilent:
     case Action::silent:
     case Action::replyLost:
     case Action::signalsTwice:
@@ -167,7 +168,7 @@ void Bluetoothd::signal(const std::string& path, const char* interface, const ch
     toProgram(
         [signal = Signal{sender, path, interface, member, arguments}, before](SimulatedBus& bus) {
           if (before) before();
-          bus.deliver(signal, bluezService);
+          bus.deliver(signal);
         });
   }
 }
@@ -181,20 +182,20 @@ void Bluetoothd::changed(const std::string& path, const char* interface, Diction
 void Bluetoothd::ownerChanged(const std::string& before, const std::string& now) {
   toProgram([this, before, now](SimulatedBus& bus) {
     if (now.empty()) programLosesLink();
-    bus.deliver({busName, busPath, busName, "NameOwnerChanged", {bluezService, before, now}},
-                busName);
+    bus.deliver({busName, busPath, busName, "NameOwnerChanged", {bluezService, before, now}});
   });
 }
 
 void Bluetoothd::programLosesLink() {
   listening_.clear();
   failed_.clear();
+  requested_.clear();
   witness_.linkEnds();
 }
 
 // The service ------------------------------------------------------------------------------------
 
-void Bluetoothd::opening(Zephly::main_queue::MainQueue& queue) {
+BusService::Opening Bluetoothd::opening(Zephly::main_queue::MainQueue& queue) {
   if (queue_ == nullptr) {
     queue_ = &queue;
     later(advertisingInterval, [this] { advertise(); });
@@ -205,7 +206,8 @@ void Bluetoothd::opening(Zephly::main_queue::MainQueue& queue) {
     }
     begun(queue);
   }
-  if (!busExists_) throw BusError("org.freedesktop.DBus.Error.FileNotFound", "no bus");
+  if (active_[Action::busSilent] > 0) return Opening::ignored;
+  return busExists_ ? Opening::accepted : Opening::refused;
 }
 
 void Bluetoothd::opened(SimulatedBus& bus) {

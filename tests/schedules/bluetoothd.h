@@ -58,7 +58,7 @@ class Bluetoothd final : public BusService {
   std::uint64_t links() const { return links_; }
   std::uint64_t calls() const { return callCount_; }
 
-  void opening(Zephly::main_queue::MainQueue& queue) override;
+  Opening opening(Zephly::main_queue::MainQueue& queue) override;
   void opened(SimulatedBus& bus) override;
   void closed(SimulatedBus& bus) override;
   void called(SimulatedBus& bus, BusCall call) override;
@@ -99,6 +99,7 @@ class Bluetoothd final : public BusService {
   void performOnAdapter(const BusCall& call);
   void connect(const BusCall& call);
   void disconnect(const BusCall& call);
+  void notSubscribed(Zephly::Stream stream, std::uint64_t call);
   void performOnCharacteristic(const BusCall& call, Zephly::Stream stream);
   Zephly::bluez::Dictionary properties(const std::string& path, const std::string& interface) const;
   Zephly::bluez::Dictionary tree() const;
@@ -162,6 +163,7 @@ class Bluetoothd final : public BusService {
   // The program's view.
   std::set<Zephly::Stream> listening_;
   std::set<Zephly::Stream> failed_;
+  std::map<Zephly::Stream, std::uint64_t> requested_;  // the latest StartNotify
 };
 
 }  // namespace schedules

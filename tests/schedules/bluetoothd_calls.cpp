@@ -34,6 +34,7 @@ void Bluetoothd::called(SimulatedBus& /*bus*/, BusCall call) {
   if (stream && method == "StartNotify") {
     listening_.insert(*stream);
     failed_.erase(*stream);
+    requested_[*stream] = call.number;
   }
   if (stream && method == "StopNotify") listening_.erase(*stream);
   if (method == "Disconnect") programLosesLink();
@@ -44,9 +45,14 @@ void Bluetoothd::called(SimulatedBus& /*bus*/, BusCall call) {
 
 void Bluetoothd::abandoned(const BusCall& call) {
   const std::optional<Stream> stream = streamAt(call.destination.path);
-  if (!stream || call.destination.method != "StartNotify") return;
-  listening_.erase(*stream);
-  failed_.insert(*stream);
+  if (stream && call.destination.method == "StartNotify") notSubscribed(*stream, call.number);
+}
+
+// The reply to an earlier request, for a link that has ended, means nothing.
+void Bluetoothd::notSubscribed(Stream stream, std::uint64_t call) {
+  if (requested_[stream] != call) return;
+  listening_.erase(stream);
+  failed_.insert(stream);
 }
 
 void Bluetoothd::reply(const BusCall& call, Arguments values) {
@@ -65,10 +71,7 @@ void Bluetoothd::refuse(const BusCall& call, const std::string& name, const std:
   const std::optional<Stream> stream = streamAt(call.destination.path);
   const bool subscription = stream && call.destination.method == "StartNotify";
   toProgram([this, number = call.number, name, text, subscription, stream](SimulatedBus& bus) {
-    if (subscription) {
-      listening_.erase(*stream);
-      failed_.insert(*stream);
-    }
+    if (subscription) notSubscribed(*stream, number);
     bus.reply(number, {{}, name, text});
   });
 }

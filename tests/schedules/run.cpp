@@ -50,7 +50,7 @@ class Log : public Witness {
   }
   void linkEnds() override {
     if (ledger == nullptr) return;
-    const bool up = ledger->connectsTold() > ledger->linkLosses().received;
+    const bool up = ledger->connectsReported() > ledger->linkLosses().received;
     if (up && ledger->linkLosses().sent == ledger->linkLosses().received) ledger->linkLost();
   }
 

@@ -19,13 +19,14 @@ struct Name {
   std::string_view name;
 };
 
-constexpr std::array<Name, 19> names = {{
+constexpr std::array<Name, 20> names = {{
     {Action::linkLoss, "the link is lost"},
     {Action::cutAtNextStep, "the link is cut at a step of the next connection"},
     {Action::powerOff, "the adapter is switched off"},
     {Action::adapterGone, "the adapter is unplugged"},
     {Action::serviceKilled, "bluetoothd is killed"},
     {Action::busLost, "the bus is lost"},
+    {Action::busSilent, "the bus is silent"},
     {Action::slow, "messages are slow"},
     {Action::stalled, "messages are held back"},
     {Action::silent, "calls are ignored"},

@@ -25,6 +25,7 @@ enum class Action {
   adapterGone,      ///< the adapter is unplugged
   serviceKilled,    ///< bluetoothd is not running
   busLost,          ///< the bus closes the connection and cannot be opened
+  busSilent,        ///< the bus accepts connections and does not answer
   slow,             ///< messages take up to `value` ms in each direction
   stalled,          ///< nothing is passed on, then everything at once
   silent,           ///< calls are neither performed nor answered

@@ -64,23 +64,10 @@ void SimulatedBus::expire(std::uint64_t number) {
   reply(number, {{}, noReply, "Did not receive a reply in time."});
 }
 
-void SimulatedBus::deliver(const Signal& signal, const std::string& senderName) {
+void SimulatedBus::deliver(const Signal& signal) {
   trace("signal ", signal.member, " of ", signal.path, " ", textOf(signal.arguments));
-  // A handler may destroy the bus.
-  const std::weak_ptr<void> alive = alive_;
-  std::vector<std::uint64_t> numbers;
-  for (const auto& [number, subscriber] : subscribers_) {
-    if (subscriber.rule.find("sender='" + senderName + "'") != std::string::npos) {
-      numbers.push_back(number);
-    }
-  }
-  for (const std::uint64_t number : numbers) {
-    if (alive.expired()) return;
-    const auto found = subscribers_.find(number);
-    if (found == subscribers_.end()) continue;
-    const auto handler = found->second.handler;
-    (*handler)(signal);
-  }
+  // The handler may destroy the bus.
+  if (const auto handler = signalHandler_) (*handler)(signal);
 }
 
 void SimulatedBus::lose(const std::function<void()>& lost) {
@@ -123,12 +110,8 @@ void SimulatedBus::settle(std::chrono::milliseconds limit) {
   VirtualTime::pass(std::min<std::chrono::nanoseconds>(limit, service_.backlog()));
 }
 
-Bus::Subscription SimulatedBus::onSignal(const std::string& rule, SignalHandler handler) {
-  const std::uint64_t number = ++lastSubscriber_;
-  subscribers_[number] = {rule, std::make_shared<const SignalHandler>(std::move(handler))};
-  return {this, [weak = std::weak_ptr<void>(alive_), this, number](void*) {
-            if (!weak.expired()) subscribers_.erase(number);
-          }};
+void SimulatedBus::onSignal(SignalHandler handler) {
+  signalHandler_ = std::make_shared<const SignalHandler>(std::move(handler));
 }
 
 std::unique_ptr<ExportedObject> SimulatedBus::exportObject(
@@ -142,9 +125,23 @@ void SimulatedBus::onLost(std::function<void()> handler) { lostHandler_ = std::m
 
 namespace Zephly::bluez {
 
-std::unique_ptr<Bus> Bus::open(main_queue::MainQueue& queue, const std::string& /*address*/) {
-  schedules::BusService::inUse->opening(queue);
-  return std::make_unique<schedules::SimulatedBus>(queue, *schedules::BusService::inUse);
+Bus::Opening Bus::open(main_queue::MainQueue& queue, BusTarget target, OpenHandler handler) {
+  using schedules::BusService;
+  const BusService::Opening outcome = BusService::inUse->opening(queue);
+  const std::chrono::milliseconds time =
+      outcome == BusService::Opening::ignored ? target.limit : std::chrono::milliseconds(2);
+  // The timer is what the caller keeps; it is cancelled when that is destroyed.
+  auto opening = std::make_shared<main_queue::Timer>();
+  *opening = queue.after(time, [&queue, outcome, handler = std::move(handler)] {
+    if (outcome == BusService::Opening::accepted) {
+      return handler(std::make_unique<schedules::SimulatedBus>(queue, *BusService::inUse), nullptr);
+    }
+    const BusError error = outcome == BusService::Opening::refused
+                               ? BusError("org.freedesktop.DBus.Error.FileNotFound", "no bus")
+                               : BusError(busTimedOut, "no answer");
+    handler(nullptr, &error);
+  });
+  return opening;
 }
 
 }  // namespace Zephly::bluez

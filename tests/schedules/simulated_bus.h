@@ -36,8 +36,9 @@ class BusService {
   BusService& operator=(const BusService&) = delete;
   virtual ~BusService() { inUse = nullptr; }
 
-  /// A program wants to connect; throws BusError when there is no bus.
-  virtual void opening(Zephly::main_queue::MainQueue& queue) = 0;
+  enum class Opening { accepted, refused, ignored };
+  /// A program wants to connect.
+  virtual Opening opening(Zephly::main_queue::MainQueue& queue) = 0;
   virtual void opened(SimulatedBus& bus) = 0;
   virtual void closed(SimulatedBus& bus) = 0;
   virtual void called(SimulatedBus& bus, BusCall call) = 0;
@@ -58,7 +59,7 @@ class SimulatedBus final : public Zephly::bluez::Bus {
 
   /// Called by turns of the queue: the handlers of the program run inside these.
   void reply(std::uint64_t call, const Zephly::bluez::Reply& reply);
-  void deliver(const Zephly::bluez::Signal& signal, const std::string& senderName);
+  void deliver(const Zephly::bluez::Signal& signal);
   /// Fails the calls under way, then calls `lost`, then the program's handler.
   void lose(const std::function<void()>& lost);
 
@@ -68,7 +69,7 @@ class SimulatedBus final : public Zephly::bluez::Bus {
   void send(const Zephly::bluez::Destination& destination,
             const Zephly::bluez::Arguments& arguments) override;
   void settle(std::chrono::milliseconds limit) override;
-  Subscription onSignal(const std::string& rule, SignalHandler handler) override;
+  void onSignal(SignalHandler handler) override;
   std::unique_ptr<Zephly::bluez::ExportedObject> exportObject(
       const std::string& path, const std::vector<Zephly::bluez::Interface>& interfaces,
       bool objectManager) override;
@@ -80,10 +81,6 @@ class SimulatedBus final : public Zephly::bluez::Bus {
     ReplyHandler handler;
     Zephly::main_queue::Timer limit;
   };
-  struct Subscriber {
-    std::string rule;
-    std::shared_ptr<const SignalHandler> handler;
-  };
 
   void expire(std::uint64_t number);
 
@@ -91,9 +88,8 @@ class SimulatedBus final : public Zephly::bluez::Bus {
   BusService& service_;
   std::shared_ptr<void> alive_ = std::make_shared<char>();
   std::uint64_t lastCall_ = 0;
-  std::uint64_t lastSubscriber_ = 0;
   std::map<std::uint64_t, Pending> pending_;
-  std::map<std::uint64_t, Subscriber> subscribers_;
+  std::shared_ptr<const SignalHandler> signalHandler_;
   std::function<void()> lostHandler_;
   bool lost_ = false;
 };
