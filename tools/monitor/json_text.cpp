@@ -97,7 +97,7 @@ Json streamJson(const watch::StreamSummary& stream) {
   json["delivered"] = stream.delivered;
   if (stream.strap) {
     json["lost"] = *stream.lost();
-    json["unheard"] = stream.strap->unheard;
+    json["notSubscribed"] = stream.strap->notSubscribed;
   }
   if (stream.perSecond) json["perSecond"] = *stream.perSecond;
   if (stream.longestGap) json["longestGap"] = seconds(*stream.longestGap);

@@ -185,7 +185,7 @@ class Program final : private PresenceListener, private simulator::Carrier {
 
   int finish() {
     onMessage("end after " + secondsText(now()) + " s: sent " +
-              countsText(framesSent(transmitter_)) + "; unheard " +
+              countsText(framesSent(transmitter_)) + "; not subscribed " +
               std::to_string(transmitter_.totals().framesUnsubscribed) + ", skipped " +
               std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
               ", link losses " + std::to_string(lossCount_));

@@ -79,7 +79,7 @@ void SimulatedSource::stopSending() {
     const simulated::StrapDevice::Counts& counts = device_->counts(stream);
     StreamSent& sent = report.streams[stream];
     sent.sent = counts.samplesSent;
-    sent.unheard =
+    sent.notSubscribed =
         counts.framesUnsubscribed * static_cast<std::uint64_t>(streamInfo(stream).samplesPerFrame);
     sent.recording = strap_.playback(stream);
   }

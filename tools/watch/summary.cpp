@@ -33,11 +33,11 @@ void writeStreams(std::ostream& text, const Summary& summary) {
 }
 
 void writeStreamsWithStrap(std::ostream& text, const Summary& summary) {
-  text << "  stream             sent   delivered        lost     unheard\n";
+  text << "  stream             sent   delivered        lost  not subscribed\n";
   for (const StreamSummary& stream : summary.streams) {
     text << "  " << std::left << std::setw(11) << streamInfo(stream.stream).name << std::right
          << std::setw(12) << stream.strap->sent << std::setw(12) << stream.delivered
-         << std::setw(12) << *stream.lost() << std::setw(12) << stream.strap->unheard << "\n";
+         << std::setw(12) << *stream.lost() << std::setw(16) << stream.strap->notSubscribed << "\n";
   }
 }
 

@@ -18,8 +18,8 @@ namespace Zephly::watch {
 
 /// The strap's side of one stream, in samples.
 struct StreamSent {
-  std::uint64_t sent = 0;     ///< to a subscriber
-  std::uint64_t unheard = 0;  ///< measured without a subscription
+  std::uint64_t sent = 0;           ///< to a subscriber
+  std::uint64_t notSubscribed = 0;  ///< measured while the kit was not subscribed
   std::optional<simulator::PlaybackCounts> recording =
       std::nullopt;  ///< when it was played from a recording
 };

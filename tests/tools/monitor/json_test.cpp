@@ -99,7 +99,7 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
   watch::Summary summary;
   summary.duration = 2500ms;
   watch::StreamSent played{
-      .sent = 12, .unheard = 6, .recording = simulator::PlaybackCounts{3, 11, 1, 2}};
+      .sent = 12, .notSubscribed = 6, .recording = simulator::PlaybackCounts{3, 11, 1, 2}};
   summary.streams = {{Stream::ecg, played, 10, 499.5, 1250us}};
   summary.repetitionsDone = Repetitions{1, 2, 3};
   summary.repetitionsCounted = {4, 5, 6};
@@ -111,7 +111,7 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
   summary.neverArrived = {"jump"};
   const json expected = json::parse(R"({
     "t": 2.5, "event": "summary", "duration": 2.5,
-    "streams": {"ecg": {"sent": 12, "delivered": 10, "lost": 2, "unheard": 6,
+    "streams": {"ecg": {"sent": 12, "delivered": 10, "lost": 2, "notSubscribed": 6,
                 "perSecond": 499.5, "longestGap": 0.00125,
                 "recording": {"rows": 3, "samples": 11, "filled": 1, "saturated": 2}}},
     "repetitions": {"done": {"pushUps": 1, "sitUps": 2, "jumps": 3},

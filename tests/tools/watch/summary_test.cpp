@@ -24,7 +24,7 @@ using testing::StartsWith;
 Summary summaryWith(int delivered) {
   StrapReport strap;
   strap.streams[Stream::ecg].sent = 6;
-  strap.streams[Stream::ecg].unheard = 12;
+  strap.streams[Stream::ecg].notSubscribed = 12;
   strap.repetitionsDone = {3, 2, 1};
   SessionModel model;
   model.take({0s, Connected{}});
@@ -68,7 +68,10 @@ TEST(SummaryTest, TheTextIsComplete) {
   summary.streams[0].strap->recording = simulator::PlaybackCounts{100, 25, 0, 1};
   const std::string text = summaryText(summary);
   EXPECT_THAT(text, HasSubstr("Session of 12.3 s of strap time\n"));
-  EXPECT_THAT(text, HasSubstr("  ecg                   6           4           2          12\n"));
+  EXPECT_THAT(text,
+              HasSubstr("  stream             sent   delivered        lost  not subscribed\n"));
+  EXPECT_THAT(text,
+              HasSubstr("  ecg                   6           4           2              12\n"));
   EXPECT_THAT(text, HasSubstr("  push-ups     3 done, 1 counted\n"));
   EXPECT_THAT(text, HasSubstr("  jumps        1 done, 0 counted\n"));
   EXPECT_THAT(text, HasSubstr("1 connection, 0 disconnections, 0 reconnections\n"));
