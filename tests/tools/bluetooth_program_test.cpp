@@ -77,8 +77,8 @@ TEST(BluetoothProgramTest, TheSummaryOmitsDataThatOnlyTheStrapHas) {
 TEST(BluetoothProgramTest, ReportsStreamsThatNeverArrivedOnRequest) {
   const Finished run = runProgram(monitorWithoutBluetooth({"--duration", "0.01", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(), AllOf(Contains("zephly monitor: never arrived: connect"),
-                                      Contains("zephly monitor: never arrived: ECG")));
+  EXPECT_THAT(run.errorLines(), AllOf(Contains("zephly monitor: never arrived: connected"),
+                                      Contains("zephly monitor: never arrived: ecg")));
 }
 
 TEST(BluetoothProgramTest, ASignalEndsItWithASummary) {

@@ -226,9 +226,9 @@ TEST(ProgramTest, WritesOneLinePerMissingStreamAndExitsWithCode1) {
   const Finished run =
       runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000", "--require-all"}));
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: never arrived: disconnect",
-                                            "zephly monitor: never arrived: push-up",
-                                            "zephly monitor: never arrived: sit-up",
+  EXPECT_THAT(run.errorLines(), ElementsAre("zephly monitor: never arrived: disconnected",
+                                            "zephly monitor: never arrived: pushUp",
+                                            "zephly monitor: never arrived: sitUp",
                                             "zephly monitor: never arrived: jump"));
   EXPECT_EQ(runProgram(simulatedMonitor({"--duration", "2", "--speed", "1000"})).exitCode, 0);
 }

@@ -13,8 +13,6 @@ namespace Zephly::inspect {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 // Counts the entry, and keeps it if the list has room.
 template <class Entry>
 void add(std::vector<Entry>& list, std::uint64_t& count, Entry entry) {
@@ -24,8 +22,10 @@ void add(std::vector<Entry>& list, std::uint64_t& count, Entry entry) {
 
 }  // namespace
 
-StrapTime gapLimit(Stream stream) {
-  return std::max<StrapTime>(500ms, frameInterval(stream) * 5 / 2);
+Contents::Contents() {
+  for (const Stream stream : allStreams) {
+    streams_[stream].gaps = watch::GapMeter(watch::gapLimit(stream));
+  }
 }
 
 const StreamContents& Contents::of(Stream stream) const { return streams_[stream]; }
@@ -112,6 +112,7 @@ void Contents::count(Stream stream, std::size_t bytes) {
     ++contents.samples;
     contents.arrivals.count(now_);
   }
+  contents.gaps.count(now_);
   endSilence(stream, now_);
   silences_[stream] = Silence{now_, false};
 }
@@ -119,7 +120,7 @@ void Contents::count(Stream stream, std::size_t bytes) {
 // A silence longer than the limit becomes a gap. `to` is empty at the end of the capture.
 void Contents::endSilence(Stream stream, std::optional<StrapTime> to) {
   const auto silence = std::exchange(silences_[stream], std::nullopt);
-  if (!silence || to.value_or(now_) - silence->since <= gapLimit(stream)) return;
+  if (!silence || to.value_or(now_) - silence->since <= watch::gapLimit(stream)) return;
   add(gaps_, gapCount_, Gap{stream, silence->since, to, silence->linkLost});
 }
 

@@ -12,6 +12,7 @@
 
 #include <capture/record.h>
 #include <tools/watch/arrival_meter.h>
+#include <tools/watch/gap_meter.h>
 #include <zephly/protocol/streams.h>
 
 #include <array>
@@ -27,17 +28,15 @@ namespace Zephly::inspect {
 /// Entries of each list, of which there may be more.
 inline constexpr std::size_t longestList = 1000;
 
-/// Silence after which a stream has a gap: many times the interval at which the strap sends.
-StrapTime gapLimit(Stream stream);
-
 struct StreamContents {
   std::uint64_t notifications = 0;  ///< with a value
   std::uint64_t samples = 0;        ///< in these
   std::uint64_t unusualSize = 0;    ///< of these, those that are not as long as the stream's are
   watch::ArrivalMeter arrivals;     ///< of samples, while there was a link
+  watch::GapMeter gaps;             ///< with a link or without
 };
 
-/// A silence between two notifications of a stream that is longer than gapLimit().
+/// A silence between two notifications of a stream that is longer than watch::gapLimit().
 struct Gap {
   Stream stream{};
   StrapTime from{};               ///< the last notification before it
@@ -60,6 +59,8 @@ struct Failure {
 
 class Contents {
  public:
+  Contents();
+
   void take(const capture::Record& record);
   /// No record follows: open links and gaps end with the last record.
   void finish();

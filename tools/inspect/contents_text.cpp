@@ -2,6 +2,7 @@
 #include <tools/inspect/contents_text.h>
 
 #include <capture/text.h>
+#include <tools/watch/summary.h>
 #include <zephly/protocol/streams.h>
 
 #include <nlohmann/json.hpp>
@@ -22,16 +23,21 @@ using nlohmann::ordered_json;
 constexpr std::size_t screenful = 20;
 
 void writeStreams(std::ostream& text, const Contents& contents) {
-  text << "  stream      notifications     samples   per second   longest gap\n";
+  text << "                                                 longest gap\n"
+          "  stream     notifications  samples per second within a link             missing\n";
   for (const Stream stream : allStreams) {
     const StreamContents& found = contents.of(stream);
     text << "  " << std::left << std::setw(11) << streamInfo(stream).name << std::right
-         << std::setw(14) << found.notifications << std::setw(12) << found.samples;
-    if (const auto rate = found.arrivals.perSecond()) {
-      text << std::setw(13) << std::setprecision(1) << *rate;
-    }
+         << std::setw(13) << found.notifications << std::setw(9) << found.samples << std::setw(11)
+         << watch::rateText(stream, found.arrivals.perSecond());
     if (const auto gap = found.arrivals.longestGap()) {
       text << std::setw(12) << std::setprecision(3) << seconds(*gap) << " s";
+    }
+    const auto missing = found.gaps.missing(contents.duration());
+    const auto share = found.gaps.share(contents.duration());
+    if (missing && share) {
+      text << std::setw(10) << std::setprecision(3) << seconds(*missing) << " s" << std::setw(6)
+           << std::setprecision(1) << *share * 100 << " %";
     }
     text << '\n';
     if (found.unusualSize > 0) {
@@ -79,14 +85,17 @@ ordered_json optionalSeconds(const std::optional<StrapTime>& time) {
   return time ? ordered_json(seconds(*time)) : ordered_json();
 }
 
-ordered_json streamJson(Stream stream, const StreamContents& found) {
+ordered_json streamJson(Stream stream, const StreamContents& found, StrapTime duration) {
   const auto rate = found.arrivals.perSecond();
+  const auto share = found.gaps.share(duration);
   return {{"stream", streamInfo(stream).name},
           {"notifications", found.notifications},
           {"samples", found.samples},
           {"unusualSize", found.unusualSize},
           {"perSecond", rate ? ordered_json(*rate) : ordered_json()},
-          {"longestGap", optionalSeconds(found.arrivals.longestGap())}};
+          {"longestGap", optionalSeconds(found.arrivals.longestGap())},
+          {"missing", optionalSeconds(found.gaps.missing(duration))},
+          {"missingPercent", share ? ordered_json(*share * 100) : ordered_json()}};
 }
 
 }  // namespace
@@ -119,7 +128,7 @@ ordered_json contentsJson(const Contents& contents) {
   json["records"] = contents.records();
   json["streams"] = ordered_json::array();
   for (const Stream stream : allStreams) {
-    json["streams"].push_back(streamJson(stream, contents.of(stream)));
+    json["streams"].push_back(streamJson(stream, contents.of(stream), contents.duration()));
   }
   json["otherNotifications"] = contents.otherNotifications();
   json["connectionCount"] = contents.connectionCount();

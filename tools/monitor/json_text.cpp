@@ -21,7 +21,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // In the order of allExercises.
-constexpr std::array<std::string_view, 3> exerciseEvents = {"pushUp", "sitUp", "jump"};
 constexpr std::array<const char*, 3> exerciseCounts = {"pushUps", "sitUps", "jumps"};
 
 // Motion values have the six significant digits that the kit writes.
@@ -67,7 +66,7 @@ class Writer {
     return line("respiration").number("value", sample.value).text();
   }
   std::string operator()(const watch::Repetition& repetition) const {
-    return line(exerciseEvents[static_cast<std::size_t>(repetition.exercise)]).text();
+    return line(watch::eventName(repetition.exercise)).text();
   }
   std::string operator()(const watch::MotionSample& sample) const {
     return line("motion")

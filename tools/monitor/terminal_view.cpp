@@ -10,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -30,6 +31,11 @@ std::string decimal(double value, int decimals) {
   std::array<char, 64> text{};
   static_cast<void>(std::snprintf(text.data(), text.size(), "%.*f", decimals, value));
   return text.data();
+}
+
+// "-" while it is unknown.
+std::string rateText(std::optional<double> perSecond) {
+  return perSecond ? decimal(*perSecond, 0) : "-";
 }
 
 // "12 345"
@@ -74,19 +80,19 @@ struct Layout {
   std::size_t respirationTop;
   std::size_t respirationHeight;
   std::size_t tableTop;
-  std::size_t diagnosticsTop;
-  std::size_t diagnosticsHeight;
+  std::size_t messagesTop;
+  std::size_t messagesHeight;
 
   explicit Layout(std::size_t height) {
-    // Title, state, two captions, the table and the caption of the diagnostics.
+    // Title, state, two captions, the table and the caption of the messages.
     const std::size_t room = height - (2 + 2 + tableRows + 1);
-    diagnosticsHeight = std::min<std::size_t>(room / 4, 10);
-    respirationHeight = (room - diagnosticsHeight) * 2 / 5;
-    ecgHeight = room - diagnosticsHeight - respirationHeight;
+    messagesHeight = std::min<std::size_t>(room / 4, 10);
+    respirationHeight = (room - messagesHeight) * 2 / 5;
+    ecgHeight = room - messagesHeight - respirationHeight;
     ecgTop = 2;
     respirationTop = ecgTop + 1 + ecgHeight;
     tableTop = respirationTop + 1 + respirationHeight;
-    diagnosticsTop = tableTop + tableRows;
+    messagesTop = tableTop + tableRows;
   }
 };
 
@@ -106,7 +112,7 @@ class Painter {
           respirationSeconds, {0, 1}, Style::respiration);
     streams(layout.tableTop);
     values(layout.tableTop);
-    diagnostics(layout);
+    messages(layout);
   }
 
  private:
@@ -208,7 +214,7 @@ class Painter {
         continue;
       }
       canvas_.put(++row, 2, capitalised(info.title));
-      canvas_.putRight(row, 21, decimal(model_.perSecond(stream, options_.now), 0), Style::bold);
+      canvas_.putRight(row, 21, rateText(model_.perSecond(stream, options_.now)), Style::bold);
       canvas_.putRight(row, 33, received);
     }
     canvas_.put(top + 4, 2, "Reports");
@@ -258,15 +264,15 @@ class Painter {
     canvas_.put(top + 4, 2, text);
   }
 
-  void diagnostics(const Layout& layout) {
-    canvas_.fill(layout.diagnosticsTop, glyph("─", "-"), Style::dim);
-    canvas_.put(layout.diagnosticsTop, 1, " diagnostic lines ", Style::bold);
-    canvas_.putRight(layout.diagnosticsTop, canvas_.width() - 1, " q or Ctrl-C ends ", Style::dim);
-    const auto& lines = model_.diagnostics();
-    const std::size_t count = std::min(layout.diagnosticsHeight, lines.size());
+  void messages(const Layout& layout) {
+    canvas_.fill(layout.messagesTop, glyph("─", "-"), Style::dim);
+    canvas_.put(layout.messagesTop, 1, " messages ", Style::bold);
+    canvas_.putRight(layout.messagesTop, canvas_.width() - 1, " q or Ctrl-C ends ", Style::dim);
+    const auto& lines = model_.messages();
+    const std::size_t count = std::min(layout.messagesHeight, lines.size());
     for (std::size_t index = 0; index < count; ++index) {
       const auto& line = lines[lines.size() - count + index];
-      const std::size_t row = layout.diagnosticsTop + 1 + index;
+      const std::size_t row = layout.messagesTop + 1 + index;
       canvas_.putRight(row, 8, capture::clockText(line.time), Style::dim);
       canvas_.put(row, 10, line.text);
     }
@@ -300,7 +306,7 @@ std::string statusLine(const watch::SessionModel& model, StrapTime now) {
   for (const Stream stream : allStreams) {
     if (!isFast(stream)) continue;
     text += "  " + std::string(streamInfo(stream).name) + " " +
-            decimal(model.perSecond(stream, now), 0) + "/s";
+            rateText(model.perSecond(stream, now)) + "/s";
   }
   for (const Exercise exercise : allExercises) {
     text += "  " + std::string(exerciseName(exercise)) + "s " +

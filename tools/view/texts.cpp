@@ -58,9 +58,10 @@ Json battery(const std::optional<BatteryStatus>& status) {
 Json streams(const watch::SessionModel& model, StrapTime now) {
   Json all = Json::object();
   for (const Stream stream : allStreams) {
+    const auto rate = model.perSecond(stream, now);
     all[std::string(streamInfo(stream).name)] = {
         {"received", model.received(stream)},
-        {"perSecond", model.perSecond(stream, now)},
+        {"perSecond", rate ? Json(*rate) : Json()},
         {"longestGap", orNull(model.arrivals(stream).longestGap())}};
   }
   return all;

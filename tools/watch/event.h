@@ -8,8 +8,11 @@
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/strap_time.h>
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace Zephly::watch {
@@ -45,14 +48,22 @@ struct MotionSample {
 };
 /// Any other line of the kit.
 struct Diagnostic {
-  std::string text;
+  std::string text;  ///< as on the kit's console
   /// The reason in the line about a lost link.
   std::optional<std::string> linkLossReason = std::nullopt;
+  /// What failed, for people; empty when nothing did.
+  std::string message = {};
 };
 /// A status line of the host for people: what is missing, or that nothing is.
 struct HostLine {
   std::string text;
 };
+
+/// The name of a repetition's event in JSON.
+constexpr std::string_view eventName(Exercise exercise) {
+  constexpr std::array<std::string_view, 3> names = {"pushUp", "sitUp", "jump"};
+  return names[static_cast<std::size_t>(exercise)];
+}
 
 struct Event {
   StrapTime time;  ///< since the session began

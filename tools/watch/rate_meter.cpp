@@ -5,6 +5,11 @@
 
 namespace Zephly::watch {
 
+void RateMeter::restart(StrapTime time) {
+  begin_ = time / step;
+  any_ = false;
+}
+
 void RateMeter::count(StrapTime time) {
   const std::int64_t index = std::max(time / step, current_);
   const auto size = static_cast<std::int64_t>(counts_.size());
@@ -14,19 +19,26 @@ void RateMeter::count(StrapTime time) {
   }
   current_ = index;
   ++counts_[static_cast<std::size_t>(index % size)];
+  // The step of the first sample is incomplete.
+  if (!any_) begin_ = index + 1;
+  any_ = true;
 }
 
-double RateMeter::perSecond(StrapTime now) const {
-  const std::int64_t end = now / step;  // the step that is still going on
+std::optional<double> RateMeter::perSecond(StrapTime now) const {
+  constexpr std::int64_t stepsPerSecond = std::chrono::seconds(1) / step;
+  if (!begin_) return std::nullopt;
+  const std::int64_t end = now / step;  // the present step
+  const std::int64_t seconds =
+      std::min<std::int64_t>((end - *begin_) / stepsPerSecond, window.count());
+  if (seconds < (any_ ? 1 : window.count())) return std::nullopt;
   const auto size = static_cast<std::int64_t>(counts_.size());
   std::uint64_t total = 0;
-  for (std::int64_t index = std::max<std::int64_t>(0, end - static_cast<std::int64_t>(steps));
-       index < end; ++index) {
-    if (index <= current_ && index > current_ - size) {
+  for (std::int64_t index = end - seconds * stepsPerSecond; index < end; ++index) {
+    if (any_ && index <= current_ && index > current_ - size) {
       total += counts_[static_cast<std::size_t>(index % size)];
     }
   }
-  return static_cast<double>(total) / static_cast<double>(window.count());
+  return static_cast<double>(total) / static_cast<double>(seconds);
 }
 
 }  // namespace Zephly::watch

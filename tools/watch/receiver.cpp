@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <tools/watch/receiver.h>
 
+#include <zephly/ble/gatt_profile.h>
 #include <zephly/motion/exercise.h>
+#include <zephly/platform/core_bluetooth.h>
 #include <zephly/protocol/strap_time.h>
+#include <zephly/protocol/streams.h>
 
 #include <locale>
 #include <sstream>
@@ -20,6 +23,16 @@ std::string lineOf(const Fact& fact) {
   line.imbue(std::locale::classic());
   line << fact;
   return line.str();
+}
+
+// "ECG"; the identifier of a characteristic that carries no stream.
+std::string titleOf(const CBCharacteristic& characteristic) {
+  for (const Stream stream : allStreams) {
+    if (characteristic.UUID() == characteristicUUID(stream)) {
+      return std::string(streamInfo(stream).title);
+    }
+  }
+  return characteristic.UUID().UUIDString();
 }
 
 }  // namespace
@@ -54,17 +67,27 @@ void Receiver::didDetectJump() { emit(Repetition{Exercise::jump}); }
 void Receiver::didTraceMotion(const MotionTrace& fact) {
   emit(MotionSample{fact.highPassed, fact.displacement});
 }
-void Receiver::didFailToConnect(const ConnectionFailure& fact) { emit(Diagnostic{lineOf(fact)}); }
+void Receiver::didFailToConnect(const ConnectionFailure& fact) {
+  emit(Diagnostic{lineOf(fact), std::nullopt, "the connection failed"});
+}
 void Receiver::didLoseLink(const LinkLoss& fact) {
   emit(Diagnostic{lineOf(fact), std::string(fact.reason)});
 }
-void Receiver::didFailToDiscover(const DiscoveryFailure& fact) { emit(Diagnostic{lineOf(fact)}); }
+void Receiver::didFailToDiscover(const DiscoveryFailure& fact) {
+  emit(Diagnostic{lineOf(fact), std::nullopt,
+                  "cannot read the strap's services: " + std::string(fact.reason)});
+}
 void Receiver::didFindCharacteristic(const CharacteristicFound& fact) {
   emit(Diagnostic{lineOf(fact)});
 }
 void Receiver::didFailToSubscribe(const SubscriptionFailure& fact) {
-  emit(Diagnostic{lineOf(fact)});
+  emit(Diagnostic{
+      lineOf(fact), std::nullopt,
+      "cannot subscribe to " + titleOf(fact.characteristic) + ": " + std::string(fact.reason)});
 }
-void Receiver::didFailToRead(const ReadFailure& fact) { emit(Diagnostic{lineOf(fact)}); }
+void Receiver::didFailToRead(const ReadFailure& fact) {
+  emit(Diagnostic{lineOf(fact), std::nullopt,
+                  "cannot read a notification: " + std::string(fact.reason)});
+}
 
 }  // namespace Zephly::watch

@@ -4,6 +4,7 @@
 #include <zephly/protocol/streams.h>
 
 #include <chrono>
+#include <string_view>
 #include <variant>
 
 namespace Zephly::watch {
@@ -19,9 +20,14 @@ std::uint64_t waveformSamplesIn(StrapTime duration) {
   return static_cast<std::uint64_t>(duration / sampleTime(1, waveformRate));
 }
 
+// What the message of a lost link begins with.
+constexpr std::string_view linkLostText = "link lost";
+
 }  // namespace
 
-SessionModel::SessionModel() : ecg_(waveformSamples), respiration_(waveformSamples) {}
+SessionModel::SessionModel() : ecg_(waveformSamples), respiration_(waveformSamples) {
+  for (const Stream stream : allStreams) gaps_[stream] = GapMeter(gapLimit(stream));
+}
 
 void SessionModel::take(const Event& event) {
   std::visit([&](const auto& what) { note(event.time, what); }, event.what);
@@ -29,16 +35,20 @@ void SessionModel::take(const Event& event) {
 
 std::uint64_t SessionModel::received(Stream stream) const { return received_[stream]; }
 
-double SessionModel::perSecond(Stream stream, StrapTime now) const {
+std::optional<double> SessionModel::perSecond(Stream stream, StrapTime now) const {
+  if (streamInfo(stream).rate == 0) return std::nullopt;
   return rates_[stream].perSecond(now);
 }
 
 const ArrivalMeter& SessionModel::arrivals(Stream stream) const { return arrivals_[stream]; }
 
+const GapMeter& SessionModel::gaps(Stream stream) const { return gaps_[stream]; }
+
 void SessionModel::count(Stream stream, StrapTime time) {
   ++received_[stream];
   rates_[stream].count(time);
   arrivals_[stream].count(time);
+  gaps_[stream].count(time);
 }
 
 void SessionModel::note(StrapTime time, const Connected& /*connected*/) {
@@ -49,6 +59,8 @@ void SessionModel::note(StrapTime time, const Connected& /*connected*/) {
     respiration_.appendGap(gap);
   }
   if (!linkLosses_.empty() && !connected_) linkLosses_.back().recovery = time - *linkChanged_;
+  for (RateMeter& meter : rates_) meter.restart(time);
+  keep(time, connections_ > 0 ? "reconnected" : "connected");
   connected_ = true;
   linkChanged_ = time;
   ++connections_;
@@ -62,9 +74,11 @@ void SessionModel::note(StrapTime time, const Disconnected& /*disconnected*/) {
   linkLosses_.push_back({time, std::nullopt, std::nullopt});
   if (linkLosses_.size() > keptLinkLosses) linkLosses_.pop_front();
   for (ArrivalMeter& meter : arrivals_) meter.stop(time);
+  keep(time, std::string(linkLostText));
 }
 
-void SessionModel::note(StrapTime /*time*/, const LeadOff& leadOff) {
+void SessionModel::note(StrapTime time, const LeadOff& leadOff) {
+  keep(time, leadOff.off ? "electrodes off" : "electrodes on");
   leadOff_ = leadOff.off;
   ++leadOffReports_;
   (leadOff.off ? seenElectrodesOff_ : seenElectrodesOn_) = true;
@@ -99,8 +113,11 @@ void SessionModel::note(StrapTime time, const MotionSample& /*sample*/) {
 }
 
 void SessionModel::note(StrapTime time, const Diagnostic& diagnostic) {
-  keep(time, diagnostic.text);
-  explainLinkLoss(diagnostic.linkLossReason);
+  if (diagnostic.linkLossReason) {
+    explainLinkLoss(time, *diagnostic.linkLossReason);
+  } else if (!diagnostic.message.empty()) {
+    keep(time, diagnostic.message);
+  }
 }
 
 void SessionModel::note(StrapTime time, const HostLine& line) {
@@ -109,31 +126,32 @@ void SessionModel::note(StrapTime time, const HostLine& line) {
 }
 
 void SessionModel::keep(StrapTime time, const std::string& text) {
-  diagnostics_.push_back({time, text});
-  if (diagnostics_.size() > keptDiagnostics) diagnostics_.pop_front();
+  messages_.push_back({time, text});
+  if (messages_.size() > keptMessages) messages_.pop_front();
 }
 
-// The kit reports the reason right after the loss.
-void SessionModel::explainLinkLoss(const std::optional<std::string>& reason) {
-  if (reason && !connected_ && !linkLosses_.empty()) linkLosses_.back().reason = reason;
+// The kit reports the reason right after the loss, whose message it completes.
+void SessionModel::explainLinkLoss(StrapTime time, const std::string& reason) {
+  if (!connected_ && !linkLosses_.empty()) linkLosses_.back().reason = reason;
+  if (!messages_.empty() && messages_.back().text == linkLostText) messages_.pop_back();
+  keep(time, std::string(linkLostText) + ": " + reason);
 }
 
-// The names are those of --require-all and of the JSON summary.
 std::vector<std::string> SessionModel::neverArrived() const {
   std::vector<std::string> names;
   const auto require = [&](bool arrived, const char* name) {
     if (!arrived) names.emplace_back(name);
   };
-  require(connections_ > 0, "connect");
-  require(disconnections_ > 0, "disconnect");
-  require(seenElectrodesOff_, "electrodes off the skin");
-  require(seenElectrodesOn_, "electrodes on the skin");
+  require(connections_ > 0, "connected");
+  require(disconnections_ > 0, "disconnected");
+  require(seenElectrodesOff_, "leadoff true");
+  require(seenElectrodesOn_, "leadoff false");
   for (const Stream stream : subscriptionOrder) {
     const StreamInfo& info = streamInfo(stream);
-    if (info.delivered && received(stream) == 0) names.push_back(std::string(info.title));
+    if (info.delivered && received(stream) == 0) names.emplace_back(info.name);
   }
   for (const Exercise exercise : allExercises) {
-    if (repetitions_.of(exercise) == 0) names.push_back(std::string(exerciseName(exercise)));
+    if (repetitions_.of(exercise) == 0) names.emplace_back(eventName(exercise));
   }
   return names;
 }

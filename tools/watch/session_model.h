@@ -7,11 +7,12 @@
 ///   model.take(event);            // every event, in order
 ///   model.received(Stream::ecg);  // samples
 ///
-/// Holds a few seconds of both waveforms and the last diagnostic lines; everything else is the
-/// latest value or a count.
+/// Holds a few seconds of both waveforms and the last messages; everything else is the latest value
+/// or a count.
 
 #include <tools/watch/arrival_meter.h>
 #include <tools/watch/event.h>
+#include <tools/watch/gap_meter.h>
 #include <tools/watch/rate_meter.h>
 #include <tools/watch/sample_window.h>
 #include <zephly/motion/exercise.h>
@@ -29,10 +30,10 @@ namespace Zephly::watch {
 class SessionModel {
  public:
   static constexpr std::size_t waveformSeconds = 30;
-  static constexpr std::size_t keptDiagnostics = 50;
+  static constexpr std::size_t keptMessages = 50;
   static constexpr std::size_t keptLinkLosses = 100;
 
-  struct DiagnosticLine {
+  struct Message {
     StrapTime time;
     std::string text;
   };
@@ -69,18 +70,20 @@ class SessionModel {
 
   /// Samples.
   std::uint64_t received(Stream stream) const;
-  /// The same per second, averaged over RateMeter::window.
-  double perSecond(Stream stream, StrapTime now) const;
+  /// The same per second, see RateMeter. Always empty for a stream without a rate, the battery.
+  std::optional<double> perSecond(Stream stream, StrapTime now) const;
 
   const ArrivalMeter& arrivals(Stream stream) const;
+  const GapMeter& gaps(Stream stream) const;
 
   const SampleWindow& ecg() const { return ecg_; }
   const SampleWindow& respiration() const { return respiration_; }
 
-  /// Lines of the kit and of the host, oldest first.
-  const std::deque<DiagnosticLine>& diagnostics() const { return diagnostics_; }
+  /// For people, oldest first: the link, the electrodes, what failed, and the lines of the host.
+  const std::deque<Message>& messages() const { return messages_; }
 
-  /// The kinds of callback that were never called, by name, in a fixed order.
+  /// The events that have never arrived, by their names in JSON and in a fixed order. `leadoff
+  /// true` and `leadoff false` count separately.
   std::vector<std::string> neverArrived() const;
 
  private:
@@ -96,7 +99,7 @@ class SessionModel {
   void note(StrapTime time, const Diagnostic& diagnostic);
   void note(StrapTime time, const HostLine& line);
   void keep(StrapTime time, const std::string& text);
-  void explainLinkLoss(const std::optional<std::string>& reason);
+  void explainLinkLoss(StrapTime time, const std::string& reason);
   void count(Stream stream, StrapTime time);
 
   bool connected_ = false;
@@ -115,9 +118,10 @@ class SessionModel {
   PerStream<std::uint64_t> received_{};
   PerStream<RateMeter> rates_;
   PerStream<ArrivalMeter> arrivals_;
+  PerStream<GapMeter> gaps_;
   SampleWindow ecg_;
   SampleWindow respiration_;
-  std::deque<DiagnosticLine> diagnostics_;
+  std::deque<Message> messages_;
 };
 
 }  // namespace Zephly::watch

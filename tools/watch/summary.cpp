@@ -20,13 +20,14 @@ std::string counted(std::uint64_t count, std::string_view thing) {
 }
 
 void writeStreams(std::ostream& text, const Summary& summary) {
-  text << "  stream        delivered   per second   longest gap\n";
+  text << "                                        longest gap\n"
+          "  stream        delivered   per second  within a link\n";
   for (const StreamSummary& stream : summary.streams) {
     text << "  " << std::left << std::setw(11) << streamInfo(stream.stream).name << std::right
-         << std::setw(12) << stream.delivered;
-    if (stream.perSecond) text << std::setw(13) << std::setprecision(1) << *stream.perSecond;
+         << std::setw(12) << stream.delivered << std::setw(13)
+         << rateText(stream.stream, stream.perSecond);
     if (stream.longestGap) {
-      text << std::setw(12) << std::setprecision(3) << seconds(*stream.longestGap) << " s";
+      text << std::setw(13) << std::setprecision(3) << seconds(*stream.longestGap) << " s";
     }
     text << "\n";
   }
@@ -104,12 +105,20 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
   return summary;
 }
 
+std::string rateText(Stream stream, const std::optional<double>& perSecond) {
+  if (!perSecond || streamInfo(stream).rate == 0) return "-";
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::fixed << std::setprecision(1) << *perSecond;
+  return text.str();
+}
+
 std::string summaryText(const Summary& summary) {
   std::ostringstream text;
   text.imbue(std::locale::classic());
   text << "Session of " << std::fixed << std::setprecision(1) << seconds(summary.duration) << " s";
-  const bool strapTells = summary.repetitionsDone.has_value();
-  if (strapTells) {
+  const bool strapReports = summary.repetitionsDone.has_value();
+  if (strapReports) {
     text << " of strap time\n";
     writeStreamsWithStrap(text, summary);
     writeRecording(text, summary);
@@ -121,7 +130,7 @@ std::string summaryText(const Summary& summary) {
   text << "  link         " << counted(summary.connections, "connection") << ", "
        << counted(summary.disconnections, "disconnection") << ", "
        << counted(summary.reconnections, "reconnection") << "\n";
-  if (!strapTells) writeLinkLosses(text, summary);
+  if (!strapReports) writeLinkLosses(text, summary);
   text << "  electrodes   " << counted(summary.leadOffChanges, "change") << " of contact\n";
   return text.str();
 }

@@ -4,11 +4,13 @@
 #include <tools/inspect/contents_text.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/protocol/streams.h>
-#include <gtest/gtest.h>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -61,14 +63,14 @@ TEST_F(ContentsTest, CountsNotificationsSamplesAndRates) {
 TEST_F(ContentsTest, ASilenceLongerThanTheStreamsLimitIsAGap) {
   connectAt(0s);
   valueAt(1s, Stream::ecg, 18);
-  valueAt(1s + gapLimit(Stream::ecg), Stream::ecg, 18);
+  valueAt(1s + watch::gapLimit(Stream::ecg), Stream::ecg, 18);
   EXPECT_EQ(contents_.gapCount(), 0U);
-  valueAt(1s + 2 * gapLimit(Stream::ecg) + 1ns, Stream::ecg, 18);
+  valueAt(1s + 2 * watch::gapLimit(Stream::ecg) + 1ns, Stream::ecg, 18);
   ASSERT_EQ(contents_.gapCount(), 1U);
   const Gap& gap = contents_.gaps().at(0);
   EXPECT_EQ(gap.stream, Stream::ecg);
-  EXPECT_EQ(gap.from, 1s + gapLimit(Stream::ecg));
-  EXPECT_EQ(gap.to, 1s + 2 * gapLimit(Stream::ecg) + 1ns);
+  EXPECT_EQ(gap.from, 1s + watch::gapLimit(Stream::ecg));
+  EXPECT_EQ(gap.to, 1s + 2 * watch::gapLimit(Stream::ecg) + 1ns);
   EXPECT_FALSE(gap.linkLost);
 }
 
@@ -137,6 +139,46 @@ TEST_F(ContentsTest, TextContainsNoControlCharacters) {
   const std::string text = contentsText(contents_);
   EXPECT_EQ(text.find('\x1B'), std::string::npos);
   EXPECT_NE(text.find("link lost    at 0:01 to the end: ?[2J?"), std::string::npos) << text;
+}
+
+// 30 s of ECG without the ones from 10 s to 11.548 s, in which the link was lost, and from 20 s to
+// 21 s; and a motion stream that ends after 5 s.
+TEST_F(ContentsTest, WhatIsMissingIsTheSumOfTheGaps) {
+  connectAt(0s);
+  for (auto time = 0ms; time <= 30s; time += 12ms) {
+    if (time == 10'008ms) at(time, capture::Disconnected{1, "gone"});
+    if (time == 11'100ms) connectAt(time);
+    if (time <= 5s) valueAt(time, Stream::motion, 20);
+    if ((time > 10s && time < 11'540ms) || (time > 20s && time < 21s)) continue;
+    valueAt(time, Stream::ecg, 18);
+  }
+  contents_.finish();
+  const auto json = contentsJson(contents_);
+  EXPECT_DOUBLE_EQ(json["streams"][1]["longestGap"], 1.008);
+  EXPECT_DOUBLE_EQ(json["streams"][1]["missing"], 1.548 + 1.008);
+  EXPECT_DOUBLE_EQ(json["streams"][1]["missingPercent"], (1.548 + 1.008) / 30 * 100);
+  EXPECT_DOUBLE_EQ(json["streams"][4]["missing"], 30 - 4.992);
+  EXPECT_TRUE(json["streams"][0]["missing"].is_null());
+  EXPECT_TRUE(json["streams"][0]["missingPercent"].is_null());
+  EXPECT_THAT(
+      contentsText(contents_),
+      testing::StartsWith(
+          "                                                 longest gap\n"
+          "  stream     notifications  samples per second within a link             missing\n"
+          "  temperature            0        0          -\n"
+          "  ecg                 2290    13740      482.7       1.008 s     2.556 s   8.5 %\n"));
+}
+
+TEST_F(ContentsTest, TheTableFitsAnEightyColumnTerminal) {
+  connectAt(0s);
+  for (const auto time : {0h, 20h}) {
+    for (const Stream stream : allStreams) {
+      for (int i = 0; i < 100; ++i) valueAt(time, stream, streamInfo(stream).bytesPerFrame);
+    }
+  }
+  contents_.finish();
+  std::istringstream text(contentsText(contents_));
+  for (std::string line; std::getline(text, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
 TEST_F(ContentsTest, JsonHasTheSameContent) {

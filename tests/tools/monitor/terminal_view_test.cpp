@@ -43,7 +43,8 @@ class TerminalViewTest : public testing::Test {
     take(6s, watch::Temperature{33.14F, 22.58F, 0});
     take(6s, watch::Battery{{73.8F, false}});
     take(6s, watch::Repetition{Exercise::pushUp});
-    take(6s, watch::Diagnostic{"didFailToConnectPeripheral"});
+    take(6s, watch::Diagnostic{"<CBCharacteristic: 0x1>"});
+    take(6s, watch::Diagnostic{"didFailToConnectPeripheral", std::nullopt, "the connection failed"});
   }
 
   Canvas canvasOf(std::size_t width, std::size_t height) const {
@@ -79,7 +80,8 @@ TEST_F(TerminalViewTest, ShowsEverythingInOrder) {
                           HasSubstr("Respiration     500       3 000     Ambient       22.6 °C"),
                           HasSubstr("Battery        73.8 %"), HasSubstr("push-ups     1"),
                           HasSubstr("sit-ups      0"), HasSubstr("jumps        0")));
-  EXPECT_THAT(text, HasSubstr("    0:06  didFailToConnectPeripheral"));
+  EXPECT_THAT(text, HasSubstr("    0:06  the connection failed"));
+  EXPECT_THAT(text, Not(HasSubstr("CBCharacteristic")));
   EXPECT_THAT(text, HasSubstr("-1.00 … 1.00   6 s"));
   EXPECT_THAT(text, HasSubstr("0.00 … 1.00   24 s"));
 }
@@ -174,7 +176,7 @@ TEST_F(TerminalViewTest, FitsEverySizeFromTheSmallestOn) {
       const std::string text = textOf(width, height);
       ASSERT_THAT(text, AllOf(HasSubstr("connected "), HasSubstr(" ● electrodes on skin "),
                               HasSubstr(" reconnects 0\n"), HasSubstr("Battery"),
-                              HasSubstr("push-ups"), HasSubstr("didFailToConnect")))
+                              HasSubstr("push-ups"), HasSubstr("the connection failed")))
           << width << " x " << height;
     }
   }
@@ -196,14 +198,14 @@ TEST_F(TerminalViewTest, UsesPlainAsciiWithoutUtf8) {
   EXPECT_THAT(text, AllOf(HasSubstr("connected"), HasSubstr("33.1 C"), HasSubstr("|")));
 }
 
-TEST_F(TerminalViewTest, DiagnosticLinesCannotControlTheTerminal) {
-  take(1s, watch::Diagnostic{"\x1b[2Jgone"});
+TEST_F(TerminalViewTest, MessagesCannotControlTheTerminal) {
+  take(1s, watch::HostLine{"\x1b[2Jgone"});
   EXPECT_THAT(textOf(80, 24), HasSubstr("?[2Jgone"));
 }
 
 TEST_F(TerminalViewTest, WritesOneLineOnTerminalsWithoutAScreen) {
   EXPECT_EQ(statusLine(model_, 0s),
-            "0:00  NOT CONNECTED  ecg 0/s  respiration 0/s  motion 0/s  "
+            "0:00  NOT CONNECTED  ecg -/s  respiration -/s  motion -/s  "
             "push-ups 0  sit-ups 0  jumps 0");
   fillModel();
   EXPECT_EQ(statusLine(model_, 6s),

@@ -131,9 +131,9 @@ TEST_F(ReplayProgramTest, ReportsStreamsThatNeverArrivedOnRequest) {
   EXPECT_EQ(replay(file, {"--fast"}).exitCode, 0);
   const Finished run = replay(file, {"--fast", "--require-all"});
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(), ElementsAre("zephly replay: never arrived: disconnect",
-                                            "zephly replay: never arrived: push-up",
-                                            "zephly replay: never arrived: sit-up",
+  EXPECT_THAT(run.errorLines(), ElementsAre("zephly replay: never arrived: disconnected",
+                                            "zephly replay: never arrived: pushUp",
+                                            "zephly replay: never arrived: sitUp",
                                             "zephly replay: never arrived: jump"));
 }
 

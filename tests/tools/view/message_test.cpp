@@ -71,7 +71,7 @@ json state(const watch::SessionModel& model, StrapTime now,
 }
 
 TEST(TextsTest, TheInitialState) {
-  const std::string stream = R"({"received":0,"perSecond":0.0,"longestGap":null})";
+  const std::string stream = R"({"received":0,"perSecond":null,"longestGap":null})";
   EXPECT_EQ(state(watch::SessionModel(), 0s),
             json::parse(R"({"type":"state","now":0.0,"connected":false,"linkChanged":null,
     "connections":0,"disconnections":0,"linkLosses":[],"electrodesOff":null,"temperature":null,

@@ -71,13 +71,16 @@ TEST_F(ReceiverTest, TracesAreMotionSamplesAndOtherFactsAreDiagnostics) {
   receiver_.didFailToConnect({});
   EXPECT_EQ(last<Diagnostic>().text, "didFailToConnectPeripheral");
   EXPECT_EQ(last<Diagnostic>().linkLossReason, std::nullopt);
+  EXPECT_EQ(last<Diagnostic>().message, "the connection failed");
   receiver_.didLoseLink({"1, 2"});
   EXPECT_EQ(last<Diagnostic>().text, "didDisconnectPeripheral: 1, 2");
   EXPECT_EQ(last<Diagnostic>().linkLossReason, "1, 2");
   receiver_.didFailToDiscover({"a \"b\""});
   EXPECT_EQ(last<Diagnostic>().text, "Error: Optional(\"a \\\"b\\\"\")");
+  EXPECT_EQ(last<Diagnostic>().message, "cannot read the strap's services: a \"b\"");
   receiver_.didFailToRead({"no value"});
   EXPECT_EQ(last<Diagnostic>().text, "Error reading characteristics: no value");
+  EXPECT_EQ(last<Diagnostic>().message, "cannot read a notification: no value");
   EXPECT_EQ(events_.size(), 5U);
 }
 

@@ -8,7 +8,9 @@
 
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace Zephly::watch {
 namespace {
@@ -16,31 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-TEST(RateMeterTest, IsStationaryForEachStreamOfTheStrap) {
-  RateMeter waveform;
-  RateMeter motion;
-  StrapTime nextMotion{};
-  for (StrapTime now{}; now < 20s; now += 12ms) {
-    for (int sample = 0; sample < 6; ++sample) waveform.count(now);
-    for (; nextMotion <= now; nextMotion += 33'333'333ns) motion.count(now);
-    if (now < 4s) continue;
-    ASSERT_EQ(waveform.perSecond(now), 500) << now.count();
-    ASSERT_NEAR(motion.perSecond(now), 30, 0.4) << now.count();
-  }
-}
-
-TEST(RateMeterTest, FallsToZeroWithinItsWindow) {
-  RateMeter meter;
-  meter.count(1s);
-  EXPECT_EQ(meter.perSecond(1050ms), 0) << "the step is still going on";
-  EXPECT_GT(meter.perSecond(1100ms), 0);
-  EXPECT_GT(meter.perSecond(3999ms), 0);
-  EXPECT_EQ(meter.perSecond(4100ms), 0);
-  EXPECT_EQ(meter.perSecond(1000h), 0);
-  meter.count(1000h);
-  EXPECT_GT(meter.perSecond(1000h + 200ms), 0);
-}
 
 TEST(SampleWindowTest, HoldsTheNewest) {
   SampleWindow window(3);
@@ -82,10 +59,9 @@ TEST_F(SessionModelTest, IsInitiallyEmpty) {
   EXPECT_FALSE(model_.temperature());
   EXPECT_FALSE(model_.battery());
   EXPECT_EQ(model_.reconnections(), 0U);
-  EXPECT_THAT(
-      model_.neverArrived(),
-      ElementsAre("connect", "disconnect", "electrodes off the skin", "electrodes on the skin",
-                  "temperature", "battery", "ECG", "respiration", "push-up", "sit-up", "jump"));
+  EXPECT_THAT(model_.neverArrived(), ElementsAre("connected", "disconnected", "leadoff true",
+                                                 "leadoff false", "temperature", "battery", "ecg",
+                                                 "respiration", "pushUp", "sitUp", "jump"));
 }
 
 TEST_F(SessionModelTest, FollowsTheLink) {
@@ -138,19 +114,66 @@ TEST_F(SessionModelTest, CountsRepetitionsByKind) {
   EXPECT_EQ(model_.repetitions(), (Repetitions{0, 1, 2}));
 }
 
-TEST_F(SessionModelTest, KeepsTheLastDiagnosticLines) {
-  for (int line = 0; line < 60; ++line) take(1s, Diagnostic{std::to_string(line)});
-  EXPECT_EQ(model_.diagnostics().size(), SessionModel::keptDiagnostics);
-  EXPECT_EQ(model_.diagnostics().front().text, "10");
-  EXPECT_EQ(model_.diagnostics().back().text, "59");
+TEST_F(SessionModelTest, KeepsTheLastMessages) {
+  for (int line = 0; line < 60; ++line) take(1s, HostLine{std::to_string(line)});
+  EXPECT_EQ(model_.messages().size(), SessionModel::keptMessages);
+  EXPECT_EQ(model_.messages().front().text, "10");
+  EXPECT_EQ(model_.messages().back().text, "59");
+}
+
+TEST_F(SessionModelTest, MessagesAreForPeople) {
+  take(1s, Diagnostic{"<CBCharacteristic: 0x1>"});
+  take(1s, Connected{});
+  take(2s, LeadOff{true});
+  take(3s, LeadOff{false});
+  take(4s, Disconnected{});
+  take(4s, Diagnostic{"didDisconnectPeripheral: Page timeout", "Page timeout"});
+  take(5s, Diagnostic{"didFailToConnectPeripheral", std::nullopt, "the connection failed"});
+  take(6s, Connected{});
+  take(7s, Disconnected{});
+  std::vector<std::string> texts;
+  for (const auto& message : model_.messages()) texts.push_back(message.text);
+  EXPECT_THAT(texts,
+              ElementsAre("connected", "electrodes off", "electrodes on", "link lost: Page timeout",
+                          "the connection failed", "reconnected", "link lost"));
+  EXPECT_EQ(model_.messages()[3].time, 4s);
+}
+
+TEST_F(SessionModelTest, RatesAreRightFromTheFirstSecondOfEachLink) {
+  EXPECT_FALSE(model_.perSecond(Stream::ecg, 10s)) << "no link yet";
+  for (StrapTime now = 10s; now < 40s; now += 12ms) {
+    const bool link = now < 20s || now >= 25s;
+    if (link && !model_.connected()) take(now, Connected{});
+    if (!link && model_.connected()) take(now, Disconnected{});
+    // The subscriptions come half a second later.
+    if (link && now - *model_.linkChanged() >= 500ms) {
+      for (int sample = 0; sample < 6; ++sample) take(now, EcgSample{0});
+    }
+    const auto rate = model_.perSecond(Stream::ecg, now);
+    const bool settled = link && now - *model_.linkChanged() > 1700ms;
+    ASSERT_TRUE(rate || !settled) << now.count();
+    ASSERT_NEAR(link ? rate.value_or(500) : 500, 500, 10) << now.count();
+  }
+}
+
+TEST_F(SessionModelTest, AStreamThatStaysSilentOnALinkHasTheRateZero) {
+  take(1s, Connected{});
+  EXPECT_FALSE(model_.perSecond(Stream::ecg, 3900ms));
+  EXPECT_EQ(model_.perSecond(Stream::ecg, 4s), 0);
+}
+
+TEST_F(SessionModelTest, TheBatteryHasNoRate) {
+  take(1s, Connected{});
+  for (auto time = 1s; time < 60s; time += 1s) take(time, Battery{});
+  EXPECT_FALSE(model_.perSecond(Stream::battery, 60s));
 }
 
 TEST_F(SessionModelTest, HasNoMissingStreamsWhenAllHaveArrived) {
   take(1s, Connected{});
   take(1s, Disconnected{});
   take(1s, LeadOff{true});
-  EXPECT_THAT(model_.neverArrived(), testing::Not(testing::Contains("electrodes off the skin")));
-  EXPECT_THAT(model_.neverArrived(), testing::Contains("electrodes on the skin"));
+  EXPECT_THAT(model_.neverArrived(), testing::Not(testing::Contains("leadoff true")));
+  EXPECT_THAT(model_.neverArrived(), testing::Contains("leadoff false"));
   take(1s, LeadOff{false});
   take(1s, Temperature{});
   take(1s, Battery{});
@@ -185,10 +208,10 @@ TEST_F(SessionModelTest, KeepsTheLastLinkLossesOnly) {
   EXPECT_EQ(model_.linkLosses().front().time, 5s);
 }
 
-TEST_F(SessionModelTest, AReasonWithoutALossIsOnlyALine) {
+TEST_F(SessionModelTest, AReasonWithoutALossIsOnlyAMessage) {
   take(0s, Diagnostic{"didDisconnectPeripheral: Page timeout", "Page timeout"});
   EXPECT_TRUE(model_.linkLosses().empty());
-  EXPECT_EQ(model_.diagnostics().back().text, "didDisconnectPeripheral: Page timeout");
+  EXPECT_EQ(model_.messages().back().text, "link lost: Page timeout");
 }
 
 TEST_F(SessionModelTest, KeepsTheLatestHostLine) {
@@ -196,8 +219,8 @@ TEST_F(SessionModelTest, KeepsTheLatestHostLine) {
   take(1s, HostLine{"no adapter"});
   take(2s, HostLine{"adapter hci0 is ready"});
   EXPECT_EQ(model_.hostLine(), "adapter hci0 is ready");
-  ASSERT_EQ(model_.diagnostics().size(), 2U);
-  EXPECT_EQ(model_.diagnostics().front().text, "no adapter");
+  ASSERT_EQ(model_.messages().size(), 2U);
+  EXPECT_EQ(model_.messages().front().text, "no adapter");
 }
 
 }  // namespace

@@ -117,9 +117,10 @@ TEST(SummaryTest, IncludesSilenceUntilTheEndOfTheSession) {
 TEST(SummaryTest, TheTextOfARealStrapHasAllKnownData) {
   const std::string text = summaryText(summaryOfARealStrap());
   EXPECT_THAT(text, StartsWith("Session of 9.0 s\n"
-                               "  stream        delivered   per second   longest gap\n"
-                               "  temperature           0\n"
-                               "  ecg                  11          3.7       2.000 s\n"));
+                               "                                        longest gap\n"
+                               "  stream        delivered   per second  within a link\n"
+                               "  temperature           0            -\n"
+                               "  ecg                  11          3.7        2.000 s\n"));
   EXPECT_THAT(text, HasSubstr("  jumps        0 counted\n"));
   EXPECT_THAT(text, HasSubstr("  link         2 connections, 2 disconnections, 1 reconnection\n"
                               "  link lost    at 0:03 for 2.5 s: Out of ? range.\n"
