@@ -5,7 +5,8 @@
     filter_recording.py picture.png                        ten seconds of the simulated strap
     filter_recording.py picture.png --csv walk/ecg.csv     what `zephly export --csv walk` has written
 
-Of a CSV file the column --column is taken, ECG in the strap's own scale at 500 samples a second.
+Of a CSV file the column --column is taken, ECG in the strap's own scale at 500 samples a second. Times are those of the
+column time_s, and a sample with a number in the column gap_s follows a gap: nothing is drawn there.
 """
 
 import argparse
@@ -42,25 +43,45 @@ def recorded(seconds):
 
 
 def read_csv(path, column):
+    """The times and values of a column, and whether a gap is before each sample."""
     with open(path, newline="") as file:
         rows = csv.DictReader(file)
         if column not in (rows.fieldnames or []):
             raise ValueError(f"no column {column}, there are: {', '.join(rows.fieldnames or [])}")
-        samples = numpy.array([float(row[column]) for row in rows], numpy.float32)
-    if samples.size == 0:
+        table = [(row.get("time_s"), row[column], bool(row.get("gap_s"))) for row in rows]
+    if not table:
         raise ValueError("no samples")
-    return samples
+    times, samples, gaps = zip(*table)
+    if times[0] is None:
+        return even_times(len(table)), numpy.array(samples, numpy.float32), numpy.array(gaps)
+    return numpy.array(times, float), numpy.array(samples, numpy.float32), numpy.array(gaps)
 
 
-def draw(path, raw, filtered):
-    time = numpy.arange(raw.size) / RATE
+def even_times(count):
+    return numpy.arange(count) / RATE
+
+
+def broken_line(time, values, gaps):
+    """The same with a NaN in each gap, where a line is interrupted."""
+    places = numpy.flatnonzero(gaps)
+    return numpy.insert(time, places, numpy.nan), numpy.insert(values, places, numpy.nan)
+
+
+def filtered_line(time, raw, gaps):
+    """The engine continues after a gap, as in a session. Each result has the time of the sample that it shows."""
+    filtered = zephly.Engine().processECG(raw)
+    count = max(raw.size - DELAY, 0)
+    return broken_line(time[:count], filtered[DELAY:], gaps[:count])
+
+
+def draw(path, time, raw, gaps):
     figure, (above, below) = pyplot.subplots(2, sharex=True, figsize=(10, 5), constrained_layout=True)
-    above.plot(time, raw, linewidth=0.8)
+    above.plot(*broken_line(time, raw, gaps), linewidth=0.8)
     above.set_ylabel("raw (full scale ±2.42)")
-    below.plot(time - DELAY / RATE, filtered, linewidth=0.8, color="tab:green")
+    below.plot(*filtered_line(time, raw, gaps), linewidth=0.8, color="tab:green")
     below.set_ylabel("filtered, 0 to 1")
     below.set_ylim(0, 1)
-    below.set_xlim(0, time[-1])
+    below.set_xlim(time[0], time[-1] + 1 / RATE)
     below.set_xlabel("time (s)")
     figure.savefig(path, dpi=100)
 
@@ -72,12 +93,17 @@ def main():
     parser.add_argument("--column", default="ecg_mV", help="its column with the raw samples (default: %(default)s)")
     arguments = parser.parse_args()
     try:
-        raw = read_csv(arguments.csv, arguments.column) if arguments.csv else recorded(seconds=10)
-        filtered = zephly.Engine().processECG(raw)
-        draw(arguments.picture, raw, filtered)
+        if arguments.csv:
+            time, raw, gaps = read_csv(arguments.csv, arguments.column)
+        else:
+            raw = recorded(seconds=10)
+            time, gaps = even_times(raw.size), numpy.zeros(raw.size, bool)
+        draw(arguments.picture, time, raw, gaps)
     except (OSError, ValueError) as error:
         sys.exit(f"filter_recording: {error}")
-    print(f"{raw.size} samples, {raw.size / RATE:g} s, drawn to {arguments.picture}")
+    count = int(gaps.sum())
+    interrupted = f", {count} gap{'s' if count > 1 else ''}" if count else ""
+    print(f"{raw.size} samples, {raw.size / RATE:g} s{interrupted}, drawn to {arguments.picture}")
 
 
 if __name__ == "__main__":

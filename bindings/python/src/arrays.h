@@ -14,6 +14,7 @@
 /// been processed, and their results are lost.
 
 #include <bindings/python/src/callback.h>
+#include <bindings/python/src/ending.h>
 
 #include <pybind11/numpy.h>
 
@@ -21,6 +22,8 @@
 #include <string>
 
 namespace zephly_python {
+
+inline bool isAnything(PyObject* /*object*/) { return true; }
 
 inline std::string nameOf(const py::object& object) { return std::string(py::str(object)); }
 
@@ -63,7 +66,7 @@ void inPieces(py::ssize_t count, Step step) {
   for (py::ssize_t first = 0; first < count; first += piece) {
     const py::ssize_t end = std::min(count, first + piece);
     {
-      const py::gil_scoped_release others;
+      const Unlocked others;
       for (py::ssize_t index = first; index < end; ++index) step(index);
     }
     if (PyErr_CheckSignals() != 0) throw py::error_already_set();
@@ -84,3 +87,9 @@ py::object processed(Busy& busy, const py::object& samples, Step step) {
 }
 
 }  // namespace zephly_python
+
+ZEPHLY_PYTHON_TYPE(Samples32, py::object, isAnything, "float | numpy.ndarray[numpy.float32]");
+ZEPHLY_PYTHON_TYPE(Samples64, py::object, isAnything, "float | numpy.ndarray[numpy.float64]");
+ZEPHLY_PYTHON_TYPE(Contacts, py::object, isAnything, "bool | numpy.ndarray[numpy.bool_]");
+ZEPHLY_PYTHON_TYPE(MotionSamples, py::object, isAnything, "numpy.ndarray[numpy.float32]");
+ZEPHLY_PYTHON_TYPE(Integer, py::object, isAnything, "int");

@@ -32,15 +32,6 @@ PythonReference::PythonReference(py::object object)
         delete kept;
       }) {}
 
-void requireMethods(const py::object& object, const char* what, const char* const* methods) {
-  std::string names;
-  for (; *methods != nullptr; ++methods) {
-    if (py::hasattr(object, *methods)) return;
-    names += (names.empty() ? "" : ", ") + std::string(*methods);
-  }
-  throw py::type_error(std::string(what) + " has none of the methods " + names);
-}
-
 KitUse::KitUse() {
   Kit& state = kit();
   if (state.depth > 0 && state.user != std::this_thread::get_id()) {

@@ -47,9 +47,6 @@ class PythonReference {
   std::shared_ptr<py::object> object_;
 };
 
-/// TypeError unless `object` has at least one of the methods, which end with a null pointer.
-void requireMethods(const py::object& object, const char* what, const char* const* methods);
-
 /// The scope in which a thread uses the kit's global state: the current host, the orientation of
 /// the nine-axis fusion, the stream of diagnostics. May be nested in one thread. Made and destroyed
 /// with the GIL, which may be released in between.
@@ -114,3 +111,18 @@ py::custom_type_setup collectable() {
 }
 
 }  // namespace zephly_python
+
+// An argument or a result. The text is its type in the signature with which a docstring begins.
+#define ZEPHLY_PYTHON_TYPE(Type, Base, check, text)                \
+  namespace zephly_python {                                        \
+  struct Type : Base {                                             \
+    PYBIND11_OBJECT_DEFAULT(Type, Base, check)                     \
+  };                                                               \
+  }                                                                \
+  template <>                                                      \
+  struct pybind11::detail::handle_type_name<zephly_python::Type> { \
+    static constexpr auto name = const_name(text);                 \
+  }
+
+ZEPHLY_PYTHON_TYPE(Callback, py::function, PyCallable_Check, "Callable[[], Any]");
+ZEPHLY_PYTHON_TYPE(LineCallback, py::function, PyCallable_Check, "Callable[[str], Any]");

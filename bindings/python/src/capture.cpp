@@ -59,9 +59,10 @@ struct Contents {
   std::vector<std::string> damage;
 };
 
-// What Ctrl-C raises comes out. Called without the GIL.
+// Raises what Ctrl-C raises, and when the interpreter is ending. Without the GIL.
 void checkSignals() {
   const py::gil_scoped_acquire python;
+  checkEnding();
   if (PyErr_CheckSignals() != 0) throw py::error_already_set();
 }
 
@@ -136,7 +137,7 @@ class Capture {
   explicit Capture(const std::filesystem::path& path) {
     const KitUse use;
     const Contents contents = [&] {
-      const py::gil_scoped_release others;
+      const Unlocked others;
       return readContents(path);
     }();
     preamble_ = contents.preamble;

@@ -81,23 +81,23 @@ class EngineObject {
   EngineObject(const EngineObject&) = delete;
   EngineObject& operator=(const EngineObject&) = delete;
 
-  py::object ecg(const py::object& samples) {
+  Samples32 ecg(const Samples32& samples) {
     return processed<float, float>(busy_, samples,
                                    [this](float sample) { return engine_.processECG(sample); });
   }
-  py::object respiration(const py::object& samples) {
+  Samples32 respiration(const Samples32& samples) {
     return processed<float, float>(
         busy_, samples, [this](float sample) { return engine_.processRespiration(sample); });
   }
-  py::object leadoff(const py::object& samples) {
+  Contacts leadoff(const Samples32& samples) {
     return processed<float, bool>(
         busy_, samples, [this](float sample) { return engine_.processLeadoffDetection(sample); });
   }
-  py::object temperature(const py::object& object, const py::object& ambient);
-  void imu(const py::object& samples) { processMotion(engine_, busy_, repetitions_, samples); }
+  Samples32 temperature(const Samples32& object, const Samples32& ambient);
+  void imu(const MotionSamples& samples) { processMotion(engine_, busy_, repetitions_, samples); }
 
   template <int Which>
-  void setCallback(const std::optional<py::function>& callback) {
+  void setCallback(const std::optional<Callback>& callback) {
     const Busy::Use use(busy_);
     callbacks_[Which] = callback ? PythonReference(*callback) : PythonReference();
   }
@@ -127,7 +127,7 @@ class EngineObject {
   std::array<PythonReference, 3> callbacks_;
 };
 
-py::object EngineObject::temperature(const py::object& object, const py::object& ambient) {
+Samples32 EngineObject::temperature(const Samples32& object, const Samples32& ambient) {
   const Busy::Use use(busy_);
   const bool arrays = py::isinstance<py::array>(object);
   if (arrays != py::isinstance<py::array>(ambient))
@@ -158,25 +158,25 @@ class WrapperObject {
     wrapper_->startWorkoutDetection();
   }
 
-  py::object ecg(const py::object& samples) {
+  Samples32 ecg(const Samples32& samples) {
     return processed<float, float>(busy_, samples,
                                    [this](float sample) { return wrapper_->processECG(sample); });
   }
-  py::object respiration(const py::object& samples) {
+  Samples32 respiration(const Samples32& samples) {
     return processed<float, float>(
         busy_, samples, [this](float sample) { return wrapper_->processRespiration(sample); });
   }
-  py::object leadoff(const py::object& samples) {
+  Contacts leadoff(const Samples32& samples) {
     return processed<float, bool>(
         busy_, samples, [this](float sample) { return wrapper_->processLeadoffDetection(sample); });
   }
-  void imu(const py::object& samples) { processMotion(*wrapper_, busy_, repetitions_, samples); }
+  void imu(const MotionSamples& samples) { processMotion(*wrapper_, busy_, repetitions_, samples); }
   // Nothing is left to do: see the constructor.
   void startWorkoutDetection() {}
 
   py::object delegate() const { return workout_ ? workout_->reference.orNone() : py::none(); }
   void setDelegate(const py::object& delegate) {
-    if (!delegate.is_none()) requireMethods(delegate, "the workout delegate", workoutMethods);
+    if (!delegate.is_none()) requireDelegate(delegate, "the workout delegate", workoutMethods);
     workout_ = delegate.is_none() ? nullptr : std::make_shared<Workout>(repetitions_, delegate);
     wrapper_->setDelegate(workout_);
   }
@@ -242,8 +242,11 @@ behind when it goes: its chains live as long as the process.)",
       .def("processLeadoffDetection", &EngineObject::leadoff, py::arg("samples"), leadoffText)
       .def("processBodyTemperature", &EngineObject::temperature, py::arg("object"),
            py::arg("ambient"),
-           "Core body temperature from skin (object) and ambient temperature, all in degrees "
-           "Celsius, float32.")
+           "An estimate of the core body temperature from skin (object) and ambient temperature, "
+           "all "
+           "in degrees Celsius, float32. The session does not compute it. Settled after 20 "
+           "readings; "
+           "not validated.")
       .def("imu", &EngineObject::imu, py::arg("samples"), imuText)
       .def("setJumpCallback", &EngineObject::setCallback<0>, py::arg("callback"),
            "Called once a jump, inside imu(); or None.")

@@ -56,14 +56,14 @@ class FilterObject {
   FilterObject& operator=(const FilterObject&) = delete;
   virtual ~FilterObject() = default;
 
-  py::object process(const py::object& samples) {
+  Samples64 process(const Samples64& samples) {
     return processed<double, double>(*busy_, samples,
                                      [this](double sample) { return filter_->process(sample); });
   }
   void reset() {
     const auto busy = busy_;
     const Busy::Use use(*busy);
-    const py::gil_scoped_release others;
+    const Unlocked others;
     filter_->reset();
   }
   double lastInput() const { return filter_->lastInput(); }
@@ -285,7 +285,7 @@ void bindSinglePrecision(py::module_& module) {
            py::arg("sampleRate"), py::arg("passType"), py::arg("resonance"))
       .def(
           "process",
-          [](Butterworth& self, const py::object& samples) {
+          [](Butterworth& self, const Samples32& samples) -> Samples32 {
             return processed<float, float>(
                 self.busy, samples, [&](float sample) { return self.filter.process(sample); });
           },
@@ -297,7 +297,7 @@ void bindSinglePrecision(py::module_& module) {
       .def(py::init<>())
       .def(
           "process",
-          [](Ecg& self, const py::object& samples) {
+          [](Ecg& self, const Samples32& samples) -> Samples32 {
             return processed<float, float>(
                 self.busy, samples, [&](float sample) { return self.processor.process(sample); });
           },
@@ -309,7 +309,7 @@ void bindSinglePrecision(py::module_& module) {
       .def(py::init<>())
       .def(
           "process",
-          [](Respiration& self, const py::object& samples) {
+          [](Respiration& self, const Samples32& samples) -> Samples32 {
             return processed<float, float>(
                 *self.busy, samples, [&](float sample) { return self.chain.process(sample); });
           },
@@ -335,7 +335,7 @@ void bindSinglePrecision(py::module_& module) {
       .def(py::init<>())
       .def(
           "process",
-          [](Leadoff& self, const py::object& samples) {
+          [](Leadoff& self, const Samples32& samples) -> Contacts {
             return processed<float, bool>(
                 self.busy, samples, [&](float sample) { return self.processor.process(sample); });
           },

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -37,6 +38,15 @@ std::optional<double> checkedSpeed(std::optional<double> speed) {
   return speed;
 }
 
+std::uint64_t seedOf(const py::object& seed) {
+  const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(seed.ptr()));
+  if (!number) throw py::error_already_set();
+  const std::uint64_t value = PyLong_AsUnsignedLongLong(number.ptr());
+  if (PyErr_Occurred() == nullptr) return value;
+  PyErr_Clear();
+  throw py::value_error("seed must be 0 to 18446744073709551615, not " + nameOf(number));
+}
+
 simulated::Device& addStrap(simulated::Radio& radio) {
   simulated::Device& device = radio.addDevice({.name = std::string(peripheralName)});
   simulated::addStrapProfile(device);
@@ -49,8 +59,9 @@ double secondsOf(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-void HostObject::open(std::shared_ptr<void> world, Zephly::Host* host) {
+void HostObject::setWorld(std::shared_ptr<void> world, Zephly::Host* host) {
   world_ = std::move(world);
+  *open_ = true;
   host_ = host;
 }
 
@@ -60,7 +71,13 @@ void HostObject::use() {
 }
 
 void HostObject::close() {
+  queue_->requireThread();
+  switchOff();
+}
+
+void HostObject::switchOff() {
   if (!world_) return;
+  *open_ = false;
   if (host_ != nullptr) Zephly::Host::leave(host_);
   host_ = nullptr;
   queue_->retire(std::exchange(world_, nullptr));
@@ -83,14 +100,14 @@ struct SimulatedStrap::World {
   std::optional<simulated::Pacer> pacer;
 };
 
-SimulatedStrap::SimulatedStrap(std::shared_ptr<Queue> queue, std::uint64_t seed,
+SimulatedStrap::SimulatedStrap(std::shared_ptr<Queue> queue, const Integer& seed,
                                std::optional<double> speed, const std::string& plan)
     : HostObject(std::move(queue)) {
   checkedSpeed(speed);
   HostObject::queue()->requireThread();
-  const auto world = std::make_shared<World>(seed, planNamed(plan));
+  const auto world = std::make_shared<World>(seedOf(seed), planNamed(plan));
   if (speed) world->pacer.emplace(HostObject::queue()->mainQueue(), world->scheduler, *speed);
-  open(world, &world->radio);
+  setWorld(world, &world->radio);
   world_ = world;
 }
 
@@ -107,8 +124,10 @@ void SimulatedStrap::advance(double seconds) {
     throw py::value_error("the strap runs at a speed of its own: advance() needs speed=None");
   const simulated::Time until = mine.scheduler.now() + span;
   queue()->turn([&] {
-    while (!queue()->stopWanted() && mine.scheduler.runNext(until)) queue()->checkSignals();
-    if (!queue()->stopWanted()) mine.scheduler.advanceTo(until);
+    // A callback may close the host, which then lives until the end of the turn.
+    const auto going = [this] { return !queue()->stopWanted() && !closed(); };
+    while (going() && mine.scheduler.runNext(until)) queue()->checkSignals();
+    if (going()) mine.scheduler.advanceTo(until);
   });
 }
 
@@ -136,7 +155,7 @@ py::dict SimulatedStrap::repetitionsDone() const {
 
 namespace {
 
-void tellStandardError(const std::string& line) {
+void writeStandardError(const std::string& line) {
   const py::object stream = py::module_::import("sys").attr("stderr");
   if (!stream.is_none()) stream.attr("write")(line + "\n");
 }
@@ -144,7 +163,7 @@ void tellStandardError(const std::string& line) {
 class Bluetooth final : public HostObject {
  public:
   Bluetooth(std::shared_ptr<Queue> queue, const std::string& adapter, const std::string& busAddress,
-            const std::string& notifications, const py::object& report)
+            const std::string& notifications, const std::optional<LineCallback>& report)
       : HostObject(std::move(queue)) {
     HostObject::queue()->requireThread();
     ::Zephly::bluez::Options options{.adapter = adapter, .busAddress = busAddress};
@@ -156,17 +175,17 @@ class Bluetooth final : public HostObject {
     }
     options.releaseOn.clear();  // signals are Python's
     options.report = [weak = std::weak_ptr(HostObject::queue()),
-                      listener = report.is_none() ? PythonReference() : PythonReference(report)](
-                         std::string_view line) {
+                      listener = report ? PythonReference(*report)
+                                        : PythonReference()](std::string_view line) {
       const auto living = weak.lock();
       if (!living) return;
       living->call([listener, text = std::string(line)] {
-        listener ? static_cast<void>(listener.get()(text)) : tellStandardError(text);
+        listener ? static_cast<void>(listener.get()(text)) : writeStandardError(text);
       });
     };
     const auto bluetooth = std::make_shared<::Zephly::bluez::Bluetooth>(
         HostObject::queue()->mainQueue(), std::move(options));
-    open(bluetooth, bluetooth.get());
+    setWorld(bluetooth, bluetooth.get());
   }
 };
 
@@ -176,7 +195,8 @@ void bindHosts(py::module_& module) {
   py::class_<HostObject, std::shared_ptr<HostObject>>(module, "Host",
                                                       "Where a session finds straps.")
       .def("close", &HostObject::close,
-           "Switches the host off: sessions on it hear nothing any more.")
+           "Switches the host off. From this call on no events of its sessions are reported, also "
+           "when a callback closes it. RuntimeError when another thread runs the queue.")
       .def_property_readonly("closed", &HostObject::closed, "Whether close() was called.");
 
   py::class_<SimulatedStrap, HostObject, std::shared_ptr<SimulatedStrap>>(
@@ -185,7 +205,7 @@ void bindHosts(py::module_& module) {
 
 One seed gives the same samples again. `speed` is virtual time over real time; with None the clock stands until
 advance() steps it. `plan` is 'standard' (exercises, lost electrodes, a lost link) or 'quiet' (at rest).)")
-      .def(py::init<std::shared_ptr<Queue>, std::uint64_t, std::optional<double>, std::string>(),
+      .def(py::init<std::shared_ptr<Queue>, Integer, std::optional<double>, std::string>(),
            py::arg("queue").none(false), py::kw_only(), py::arg("seed") = 1, py::arg("speed") = 1.0,
            py::arg("plan") = "standard")
       .def("advance", &SimulatedStrap::advance, py::arg("seconds"),
@@ -204,7 +224,8 @@ advance() steps it. `plan` is 'standard' (exercises, lost electrodes, a lost lin
 `adapter` is a name ('hci0') or an address, '' the first one that is powered; `busAddress` a D-Bus address, '' the
 system bus; `notifications` 'signals' or 'descriptors'. `report(line)` gets a line for people whenever the state of the
 radio changes; without one the lines go to sys.stderr.)")
-      .def(py::init<std::shared_ptr<Queue>, std::string, std::string, std::string, py::object>(),
+      .def(py::init<std::shared_ptr<Queue>, std::string, std::string, std::string,
+                    std::optional<LineCallback>>(),
            py::arg("queue").none(false), py::kw_only(), py::arg("adapter") = "",
            py::arg("busAddress") = "", py::arg("notifications") = "signals",
            py::arg("report") = py::none());

@@ -7,11 +7,11 @@
 ///     auto host = std::make_shared<SimulatedStrap>(queue, 1, 10.0, "standard");
 ///     auto session = Zephly::Zephly::init(application);   // after host->use()
 
+#include <bindings/python/src/arrays.h>
 #include <bindings/python/src/main_queue.h>
 
 #include <zephly/platform/host.h>
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,23 +23,29 @@ class HostObject {
  public:
   HostObject(const HostObject&) = delete;
   HostObject& operator=(const HostObject&) = delete;
-  virtual ~HostObject() { close(); }
+  virtual ~HostObject() { switchOff(); }
 
   /// Makes it the host in use; std::invalid_argument (ValueError) when it is closed.
   void use();
-  /// Switches it off: sessions on it hear nothing any more. Again, it does nothing.
+  /// Switches it off: no more events of its sessions are reported, from this call on, also inside a
+  /// callback. Again, it does nothing. std::runtime_error when another thread runs the queue.
   void close();
-  bool closed() const { return world_ == nullptr; }
+  bool closed() const { return !*open_; }
+  /// Becomes false when the host is closed. Outlives it. Guarded by the GIL.
+  std::shared_ptr<const bool> open() const { return open_; }
   const std::shared_ptr<Queue>& queue() const { return queue_; }
 
  protected:
   explicit HostObject(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
   /// `world` owns `host` and all that it needs.
-  void open(std::shared_ptr<void> world, Zephly::Host* host);
+  void setWorld(std::shared_ptr<void> world, Zephly::Host* host);
   void requireOpen() const;
 
  private:
+  void switchOff();
+
   std::shared_ptr<Queue> queue_;
+  std::shared_ptr<bool> open_ = std::make_shared<bool>(false);
   std::shared_ptr<void> world_;
   Zephly::Host* host_ = nullptr;
 };
@@ -48,7 +54,7 @@ class HostObject {
 class SimulatedStrap final : public HostObject {
  public:
   /// @param speed  virtual time over real time; empty: the clock is stepped by advance().
-  SimulatedStrap(std::shared_ptr<Queue> queue, std::uint64_t seed, std::optional<double> speed,
+  SimulatedStrap(std::shared_ptr<Queue> queue, const Integer& seed, std::optional<double> speed,
                  const std::string& plan);
 
   void advance(double seconds);

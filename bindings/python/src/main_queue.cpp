@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <bindings/python/src/main_queue.h>
 
+#include <bindings/python/src/ending.h>
+
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -51,6 +53,7 @@ void Queue::turn(const std::function<void()>& work) {
     const KitUse use;
     thread_ = std::this_thread::get_id();
     ++turns_;
+    turning().push_back(this);
     try {
       while (!held_.empty() && !failure_) {
         const auto python = std::move(held_.front());
@@ -59,7 +62,7 @@ void Queue::turn(const std::function<void()>& work) {
       }
       if (!failure_ && !stopWanted_) {
         signalsSeen_ = std::chrono::steady_clock::now();
-        const py::gil_scoped_release waiting;
+        const Unlocked waiting;
         work();
       }
     } catch (...) {
@@ -67,10 +70,10 @@ void Queue::turn(const std::function<void()>& work) {
     }
     running_ = false;
     stopWanted_ = false;
+    std::erase(turning(), this);
     thread_.reset();
   }
-  // May call Python, and so anything.
-  const auto retired = std::exchange(retired_, {});
+  destroyRetired();
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
@@ -128,13 +131,13 @@ void Queue::endWait() {
   if (running_) queue_.stop();  // otherwise it would end the next run
 }
 
-void Queue::post(py::function callback) {
+void Queue::post(Callback callback) {
   queue_.post([this, reference = PythonReference(std::move(callback))] {
     call([reference] { reference.get()(); });
   });
 }
 
-std::shared_ptr<Timer> Queue::after(double seconds, py::function callback) {
+std::shared_ptr<Timer> Queue::after(double seconds, Callback callback) {
   requireThread();
   const std::uint64_t id = ++lastTimer_;
   timers_[id] = queue_.after(spanOf(seconds, "seconds"),
@@ -172,7 +175,26 @@ void Queue::callNow(const std::function<void()>& python) {
 }
 
 void Queue::retire(std::shared_ptr<void> object) {
-  if (thread_) retired_.push_back(std::move(object));
+  if (!thread_) return;
+  retired_.push_back(std::move(object));
+  queue_.post([this] {
+    const py::gil_scoped_acquire python;
+    destroyRetired();
+  });
+}
+
+void Queue::destroyRetired() {
+  // May call Python, and so anything.
+  const auto retired = std::exchange(retired_, {});
+}
+
+std::vector<Queue*>& Queue::turning() {
+  static std::vector<Queue*> queues;
+  return queues;
+}
+
+void Queue::stopAll() {
+  for (Queue* queue : turning()) queue->stop();
 }
 
 void bindMainQueue(py::module_& module) {
@@ -184,7 +206,8 @@ void bindMainQueue(py::module_& module) {
   py::class_<Queue, std::shared_ptr<Queue>>(module, "MainQueue",
                                             R"(The event loop on which every callback runs.
 
-No thread is started. Ctrl-C raises KeyboardInterrupt out of run() within 50 ms. An exception of a callback is raised by
+No thread is started. When the interpreter ends, a queue that a daemon thread runs is stopped, and the end waits for it,
+5 s at most. Ctrl-C raises KeyboardInterrupt out of run() within 50 ms. An exception of a callback is raised by
 run() or poll(); events that arrive meanwhile are held and reported when the queue is run again.)")
       .def(py::init<>())
       .def("run", &Queue::run, py::arg("seconds") = py::none(),
@@ -200,6 +223,8 @@ run() or poll(); events that arrive meanwhile are held and reported when the que
       .def("descriptor", &Queue::descriptor,
            "A file descriptor that is readable whenever poll() should be called: for another event "
            "loop.");
+
+  waitAtTheEnd(&Queue::stopAll);
 
   module.def("setConsole", &setConsole, py::arg("on"),
              R"(Whether the kit's own lines go to standard output.

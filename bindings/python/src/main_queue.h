@@ -55,8 +55,8 @@ class Queue : public std::enable_shared_from_this<Queue> {
   /// Ends run() or a turn that looks at stopWanted(); before it, the next one. From any thread.
   void stop();
   /// From any thread.
-  void post(py::function callback);
-  std::shared_ptr<Timer> after(double seconds, py::function callback);
+  void post(Callback callback);
+  std::shared_ptr<Timer> after(double seconds, Callback callback);
   int descriptor();
 
   /// Runs `work` without the GIL as a part of the queue's life: run() and poll() do, and a
@@ -70,15 +70,23 @@ class Queue : public std::enable_shared_from_this<Queue> {
   /// Runs `python` with the GIL, or holds it while an exception is on its way.
   void call(std::function<void()> python);
 
-  /// Destroys `object` now, or at the end of the turn: never from inside an event of its own.
+  /// Destroys `object` now, or in a turn after the present event: never from inside an event of its
+  /// own.
   void retire(std::shared_ptr<void> object);
   /// std::runtime_error when another thread runs the queue.
   void requireThread() const;
 
   Zephly::main_queue::MainQueue& mainQueue() { return queue_; }
 
+  /// Ends the turns of all queues.
+  static void stopAll();
+
  private:
   friend class Timer;
+
+  // Those in a turn. Guarded by the GIL.
+  static std::vector<Queue*>& turning();
+  void destroyRetired();
 
   void callNow(const std::function<void()>& python);
   void watchSignals(Zephly::main_queue::Timer& timer);

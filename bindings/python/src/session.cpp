@@ -23,12 +23,49 @@ constexpr const char* sessionMethods[] = {"didChangeLeadoffState",   "didConnect
                                           "didReceiveECG",           "didReceiveRespiration",
                                           "didReceiveBatteryStatus", nullptr};
 
-// The base of both delegates: calls a Python object on the queue during the lifetime of this
-// object.
+// All methods of both delegates: one object may be both.
+py::list knownMethods() {
+  py::list known;
+  for (const char* const* methods : {sessionMethods, workoutMethods}) {
+    for (; *methods != nullptr; ++methods) known.append(*methods);
+  }
+  return known;
+}
+
+// The method that `name` may be a slip for; empty when it resembles none.
+std::string meantBy(const py::str& name, const py::list& known) {
+  std::string start = std::string(name).substr(0, 3);
+  for (char& letter : start) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+  }
+  const double similarity = start == "did" ? 0.6 : 0.8;
+  const py::list matches =
+      py::module_::import("difflib").attr("get_close_matches")(name, known, 1, similarity);
+  return matches.empty() ? std::string() : std::string(py::str(matches[0]));
+}
+
+void warnOfSlips(const py::object& delegate, const char* what) {
+  const py::list known = knownMethods();
+  const auto names = py::reinterpret_steal<py::object>(PyObject_Dir(delegate.ptr()));
+  if (!names) throw py::error_already_set();
+  for (const py::handle item : names) {
+    const py::str name(item);
+    if (known.contains(name)) continue;
+    const std::string meant = meantBy(name, known);
+    if (meant.empty()) continue;
+    if (PyCallable_Check(py::getattr(delegate, name, py::none()).ptr()) == 0) continue;
+    const std::string text = std::string(what) + "'s method " + std::string(name) +
+                             " is never called by the kit; did you mean " + meant + "?";
+    if (PyErr_WarnEx(PyExc_UserWarning, text.c_str(), 1) != 0) throw py::error_already_set();
+  }
+}
+
+// The base of both delegates: calls a Python object on the queue during the lifetime of this object
+// and while its host is open.
 class Listener : public std::enable_shared_from_this<Listener> {
  public:
-  Listener(std::shared_ptr<Queue> queue, py::object delegate)
-      : queue_(std::move(queue)), delegate_(std::move(delegate)) {}
+  Listener(const HostObject& host, py::object delegate)
+      : queue_(host.queue()), hostOpen_(host.open()), delegate_(std::move(delegate)) {}
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
   virtual ~Listener() = default;
@@ -38,14 +75,17 @@ class Listener : public std::enable_shared_from_this<Listener> {
  protected:
   template <class... Arguments>
   void report(const char* method, const Arguments&... arguments) {
-    // An event may be held for the next run; it is dropped when the delegate is released before.
+    // An event may be held for the next run; it is dropped when the delegate is released or the
+    // host closed before.
     queue_->call([weak = weak_from_this(), method, arguments...] {
-      if (const auto self = weak.lock()) self->delegate_.call(method, arguments...);
+      const auto self = weak.lock();
+      if (self && *self->hostOpen_) self->delegate_.call(method, arguments...);
     });
   }
 
  private:
   std::shared_ptr<Queue> queue_;
+  std::shared_ptr<const bool> hostOpen_;
   PythonReference delegate_;
 };
 
@@ -78,19 +118,19 @@ class Workout final : public Listener, public WorkoutDelegate {
 class Session {
  public:
   Session(py::object delegate, std::shared_ptr<HostObject> host) : host_(std::move(host)) {
-    requireMethods(delegate, "the delegate", sessionMethods);
+    requireDelegate(delegate, "the delegate", sessionMethods);
     host_->queue()->requireThread();
     host_->use();
     const KitUse use;
-    application_ = std::make_shared<Application>(host_->queue(), std::move(delegate));
+    application_ = std::make_shared<Application>(*host_, std::move(delegate));
     session_ = ::Zephly::Zephly::init(application_);
   }
 
   void startWorkoutDetection(py::object delegate) {
-    requireMethods(delegate, "the workout delegate", workoutMethods);
+    requireDelegate(delegate, "the workout delegate", workoutMethods);
     if (!application_) throw py::value_error("the session is closed");
     host_->queue()->requireThread();
-    workout_ = std::make_shared<Workout>(host_->queue(), std::move(delegate));
+    workout_ = std::make_shared<Workout>(*host_, std::move(delegate));
     session_->startWorkoutDetection(workout_);
   }
 
@@ -99,8 +139,8 @@ class Session {
   }
 
   void close() {
-    application_.reset();
-    workout_.reset();
+    host_->queue()->requireThread();
+    clear();
   }
 
   int visit(visitproc visitor, void* context) const {
@@ -112,7 +152,11 @@ class Session {
     }
     return 0;
   }
-  void clear() { close(); }
+  // The garbage collector's, from any thread.
+  void clear() {
+    application_.reset();
+    workout_.reset();
+  }
 
  private:
   std::shared_ptr<HostObject> host_;
@@ -129,6 +173,16 @@ std::string describe(const BatteryStatus& status) {
 }
 
 }  // namespace
+
+void requireDelegate(const py::object& delegate, const char* what, const char* const* methods) {
+  warnOfSlips(delegate, what);
+  std::string names;
+  for (; *methods != nullptr; ++methods) {
+    if (py::hasattr(delegate, *methods)) return;
+    names += (names.empty() ? "" : ", ") + std::string(*methods);
+  }
+  throw py::type_error(std::string(what) + " has none of the methods " + names);
+}
 
 void bindSession(py::module_& module) {
   py::class_<BatteryStatus>(module, "BatteryStatus", "One report of the strap's battery.")
@@ -155,10 +209,13 @@ The delegate is any object with some of these methods; those that it does not ha
   didReceiveECG(sample)                500 a second, unfiltered; full scale is +-2.42
   didReceiveRespiration(sample)        500 a second, filtered, 0..1
   didReceiveTemperature(objectTemperature, ambientTemperature, bodyTemperature)
-                                       degrees Celsius, one a second; bodyTemperature is always 0
+                                       degrees Celsius, one a second: skin and ambient as the strap
+                                       sent them; bodyTemperature is what the kit passes, always
+                                       0.0: Engine.processBodyTemperature() computes an estimate
   didReceiveBatteryStatus(status)      a BatteryStatus
 
-All are called while the host's queue runs, on its thread. The session keeps delegate and host alive until close().)",
+A method whose name resembles one of these, like didRecieveECG, is a UserWarning. All are called while the host's queue
+runs, on its thread. The session keeps delegate and host alive until close().)",
       collectable<Session>())
       .def(py::init<py::object, std::shared_ptr<HostObject>>(), py::arg("delegate"),
            py::arg("host").none(false))

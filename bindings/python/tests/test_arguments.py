@@ -98,6 +98,67 @@ def test_speed(queue, speed):
         zephly.SimulatedStrap(queue, speed=speed)
 
 
+@pytest.mark.parametrize("seed", (-1, 2**64, -(10**30)))
+def test_seed(queue, seed):
+    with pytest.raises(ValueError, match=f"^seed must be 0 to 18446744073709551615, not {seed}$"):
+        zephly.SimulatedStrap(queue, seed=seed)
+
+
+def test_seed_of_any_integer_type(queue):
+    with pytest.raises(TypeError, match="integer"):
+        zephly.SimulatedStrap(queue, seed=1.5)
+    zephly.SimulatedStrap(queue, seed=2**64 - 1, speed=None).close()
+    zephly.SimulatedStrap(queue, seed=numpy.uint8(3), speed=None).close()
+
+
+class Slips:
+    def didReceiveBatteryStatus(self, status):
+        pass
+
+    def didDetectJump(self):
+        pass
+
+    didRecieveECG = didReceiveEcg = didConnect = didreceiverespiration = print
+    dodDisconnectPeripheral = print
+    connect = receive = print
+    didReceiveTemperatures = "not a method"
+
+
+def test_slips_in_the_names_of_methods(by_hand):
+    """A method beside good ones whose name resembles one of a delegate is reported, with the name that is meant."""
+    meant = {
+        "didRecieveECG": "didReceiveECG",
+        "didReceiveEcg": "didReceiveECG",
+        "didConnect": "didConnectPeripheral",
+        "didreceiverespiration": "didReceiveRespiration",
+        "dodDisconnectPeripheral": "didDisconnectPeripheral",
+    }
+    with pytest.warns(UserWarning) as caught:
+        session = zephly.Zephly(Slips(), by_hand)
+    assert sorted(str(warning.message) for warning in caught) == sorted(
+        f"the delegate's method {name} is never called by the kit; did you mean {known}?" for name, known in meant.items()
+    )
+    with pytest.warns(UserWarning, match="^the workout delegate's method didRecieveECG "):
+        session.startWorkoutDetection(Slips())
+    with pytest.warns(UserWarning, match="didRecieveECG"):
+        zephly.SignalProcessor().setDelegate(Slips())
+    session.close()
+
+
+def test_no_warning_without_a_slip(by_hand, recorder, recwarn):
+    class Both(type(recorder)):
+        def didDetectPushUp(self):
+            pass
+
+        def helper(self):
+            pass
+
+    session = zephly.Zephly(Both(), by_hand)
+    session.startWorkoutDetection(Both())
+    session.close()
+    assert not recwarn.list
+
+
 def test_hosts(queue):
     with pytest.raises(ValueError, match="plan must be"):
         zephly.SimulatedStrap(queue, plan="lazy")

@@ -157,6 +157,44 @@ def test_keyboard_interrupt_ends_a_long_array():
         assert process.wait() == 0
 
 
+# What a daemon thread does while the interpreter ends.
+BUSY = {
+    "runs a queue": "queue.run()",
+    "runs a queue again and again": "while True: queue.run(0.001)",
+    "steps a strap": "by_hand.advance(1e9)",
+    "filters an array": "zephly.MedianFilter(300).process(numpy.zeros(10**9))",
+    "sleeps in a callback": "queue.post(lambda: time.sleep(1000)); queue.run()",
+}
+
+
+@pytest.mark.parametrize("busy", BUSY)
+def test_interpreter_ends_while_a_daemon_thread(busy):
+    program = textwrap.dedent(f"""
+        import numpy, threading, time, zephly
+
+        class Application:
+            def didReceiveECG(self, sample):
+                pass
+
+        queue = zephly.MainQueue()
+        strap = zephly.SimulatedStrap(queue, speed=1000, plan="quiet")
+        session = zephly.Zephly(Application(), strap)
+        other = zephly.MainQueue()
+        by_hand = zephly.SimulatedStrap(other, speed=None, plan="quiet")
+        second = zephly.Zephly(Application(), by_hand)
+
+        def work():
+            {BUSY[busy]}
+
+        threading.Thread(target=work, daemon=True).start()
+        time.sleep(0.05)
+    """)
+    for _ in range(2 if "sleeps" in busy else 8):
+        done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+        assert done.returncode == 0, done.stderr
+        assert "terminate" not in done.stderr and "Fatal" not in done.stderr
+
+
 def test_objects_may_be_released_in_any_order(recorder):
     """Releases queue, host, session and delegate in every order, and runs the queue in between."""
     import itertools

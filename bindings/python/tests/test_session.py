@@ -2,6 +2,7 @@
 """The session on the simulated host, whose clock is stepped by hand."""
 
 import socket
+import threading
 import time
 
 import numpy
@@ -138,6 +139,51 @@ def test_close_ends_all_events(by_hand, recorder):
     assert session.delegate is None
     with pytest.raises(ValueError, match="closed"):
         session.startWorkoutDetection(Pusher())
+
+
+def test_close_of_the_host_in_a_callback_ends_all_events(queue, recorder):
+    for speed in (1000, None):
+        host = zephly.SimulatedStrap(queue, speed=speed, plan="quiet")
+
+        class Leaving(type(recorder)):
+            def didReceiveECG(self, sample):
+                super().didReceiveECG(sample)
+                if len(self.ecg) == 100:
+                    host.close()
+                    self.respiration.clear()
+
+        leaving = Leaving()
+        session = zephly.Zephly(leaving, host)
+        host.advance(60) if speed is None else queue.run(0.2)
+        assert host.closed
+        assert len(leaving.ecg) == 100 and not leaving.respiration
+        session.close()
+
+
+def test_close_from_another_thread_is_refused(queue, recorder):
+    host = zephly.SimulatedStrap(queue, speed=1000, plan="quiet")
+    session = zephly.Zephly(recorder, host)
+    refused = []
+
+    def elsewhere():
+        for close in (host.close, session.close):
+            try:
+                close()
+            except RuntimeError as error:
+                refused.append(str(error))
+
+    def inside():
+        thread = threading.Thread(target=elsewhere)
+        thread.start()
+        thread.join()
+        queue.stop()
+
+    queue.post(inside)
+    queue.run(30)
+    assert refused == ["another thread runs this main queue; use post()"] * 2
+    assert not host.closed and session.delegate is recorder
+    session.close()
+    host.close()
 
 
 class Pusher:

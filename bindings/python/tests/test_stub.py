@@ -82,6 +82,26 @@ def test_everything_says_what_it_is():
                     assert isinstance(content, property) or len(lines) > 1, f"{name}.{member}"
 
 
+# Any object may be a delegate.
+DELEGATES = ("Zephly.__init__", "Zephly.startWorkoutDetection", "SignalProcessor.delegate", "SignalProcessor.setDelegate")
+
+
+def test_signatures_have_types():
+    """The first line of a docstring names types, not `object`, and none of C++."""
+    signatures = {}
+    for name, value in vars(zephly).items():
+        if name.startswith("_") or not inspect.isclass(value) or hasattr(value, "__members__"):
+            continue
+        for member, content in vars(value).items():
+            if callable(content) and (not member.startswith("_") or member == "__init__"):
+                signatures[f"{name}.{member}"] = content.__doc__.splitlines()[0]
+    assert "samples: float | numpy.ndarray[numpy.float32]" in signatures["Engine.processECG"]
+    for name, signature in signatures.items():
+        assert "::" not in signature and "function" not in signature, signature
+        if name not in DELEGATES:
+            assert ": object" not in signature and "-> object" not in signature, signature
+
+
 def test_stub_is_accepted_by_a_type_checker(tmp_path):
     use = tmp_path / "use.py"
     use.write_text(textwrap.dedent("""
