@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -46,71 +47,126 @@ void normalize(std::vector<double>& values, double share, double swing) {
   for (double& value : values) value = spread > 0 ? value / spread * swing : 0;
 }
 
-void fillWaveform(Playback& playback, const std::vector<double>& samples) {
-  playback.rate = waveformRate;
-  playback.counts.samples = samples.size();
-  for (std::size_t start = 0; start < samples.size(); start += samplesPerWaveformFrame) {
-    std::array<float, samplesPerWaveformFrame> frame{};
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-      // Held at the end.
-      const std::size_t place = std::min(start + i, samples.size() - 1);
-      frame.at(i) = static_cast<float>(samples[place]);
-      if (place != start + i) ++playback.counts.filled;
-      if (place == start + i && waveformSaturates(frame.at(i))) ++playback.counts.saturated;
-    }
-    playback.frames.push_back(encodeWaveform(frame));
+// A column at the strap's rate: the samples of all stretches, and where each stretch ends.
+struct Resampled {
+  std::vector<double> samples;
+  std::vector<std::size_t> ends;
+};
+
+Resampled resampled(const Recording& recording, const std::vector<double>& rows, int rate) {
+  Resampled result;
+  const auto add = [&](std::size_t begin, std::size_t end) {
+    const auto first = rows.begin();
+    const std::vector<double> part(first + static_cast<std::ptrdiff_t>(begin),
+                                   first + static_cast<std::ptrdiff_t>(end));
+    const std::vector<double> samples = resample(part, recording.rowsPerSecond(), rate);
+    result.samples.insert(result.samples.end(), samples.begin(), samples.end());
+    result.ends.push_back(result.samples.size());
+  };
+  std::size_t begin = 0;
+  for (const Recording::Gap& gap : recording.gaps()) {
+    add(begin, gap.row);
+    begin = gap.row;
   }
+  add(begin, rows.size());
+  return result;
+}
+
+// When each stretch begins.
+std::vector<StrapTime> startsOf(const Recording& recording) {
+  std::vector<StrapTime> starts(1);
+  double gaps = 0;
+  for (const Recording::Gap& gap : recording.gaps()) {
+    gaps += gap.seconds;
+    const double rows = static_cast<double>(gap.row) / recording.rowsPerSecond();
+    starts.push_back(std::chrono::round<StrapTime>(std::chrono::duration<double>(rows + gaps)));
+  }
+  return starts;
+}
+
+// Calls `makeFrame(first sample, end of the stretch)` for each frame.
+template <class MakeFrame>
+void fill(Playback& playback, const Recording& recording, const std::vector<std::size_t>& ends,
+          int samplesPerFrame, const MakeFrame& makeFrame) {
+  playback.counts.samples = ends.back();
+  const std::vector<StrapTime> starts = startsOf(recording);
+  std::size_t sample = 0;
+  StrapTime free{};  // the end of the stretch before, whose last frame may reach into the gap
+  for (std::size_t stretch = 0; stretch < ends.size(); ++stretch) {
+    const std::size_t firstFrame = playback.frames.size();
+    const StrapTime start = std::max(starts[stretch], free);
+    playback.stretches.push_back({firstFrame, start});
+    for (; sample < ends[stretch]; sample += static_cast<std::size_t>(samplesPerFrame)) {
+      playback.frames.push_back(makeFrame(sample, ends[stretch]));
+    }
+    sample = ends[stretch];
+    const auto frames = static_cast<std::int64_t>(playback.frames.size() - firstFrame);
+    free = start + sampleTime(frames * samplesPerFrame, playback.rate);
+  }
+}
+
+void fillWaveform(Playback& playback, const Recording& recording, const Resampled& waveform) {
+  playback.rate = waveformRate;
+  fill(playback, recording, waveform.ends, samplesPerWaveformFrame,
+       [&](std::size_t start, std::size_t end) {
+         std::array<float, samplesPerWaveformFrame> frame{};
+         for (std::size_t i = 0; i < frame.size(); ++i) {
+           // Held at the end.
+           const std::size_t place = std::min(start + i, end - 1);
+           frame.at(i) = static_cast<float>(waveform.samples[place]);
+           if (place != start + i) ++playback.counts.filled;
+           if (place == start + i && waveformSaturates(frame.at(i))) ++playback.counts.saturated;
+         }
+         return encodeWaveform(frame);
+       });
 }
 
 void playEcg(Playback& playback, const Recording& recording) {
-  std::vector<double> samples = resample(recording.ecg(), recording.rowsPerSecond(), waveformRate);
-  normalize(samples, ecgShare, ecgSwing);
-  fillWaveform(playback, samples);
+  Resampled waveform = resampled(recording, recording.ecg(), waveformRate);
+  normalize(waveform.samples, ecgShare, ecgSwing);
+  fillWaveform(playback, recording, waveform);
 }
 
 void playRespiration(Playback& playback, const Recording& recording) {
-  std::vector<double> samples =
-      resample(recording.respiration(), recording.rowsPerSecond(), waveformRate);
-  normalize(samples, breathShare, breathSwing);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
+  Resampled waveform = resampled(recording, recording.respiration(), waveformRate);
+  normalize(waveform.samples, breathShare, breathSwing);
+  for (std::size_t i = 0; i < waveform.samples.size(); ++i) {
     const double cycles = std::fmod(static_cast<double>(i) * mainsFrequency / waveformRate, 1.0);
-    samples[i] += mainsPickUp * std::sin(2 * pi * cycles);
+    waveform.samples[i] += mainsPickUp * std::sin(2 * pi * cycles);
   }
-  fillWaveform(playback, samples);
+  fillWaveform(playback, recording, waveform);
 }
 
 void playTemperature(Playback& playback, const Recording& recording, std::uint64_t seed) {
   TemperatureModel air(seed);
   playback.rate = temperatureRate;
-  for (const double skin :
-       resample(recording.skinTemperature(), recording.rowsPerSecond(), temperatureRate)) {
-    playback.frames.push_back(encodeTemperature(skin, air.next(0, true).ambient));
-    if (temperatureSaturates(skin)) ++playback.counts.saturated;
-  }
-  playback.counts.samples = playback.frames.size();
+  const Resampled skin = resampled(recording, recording.skinTemperature(), temperatureRate);
+  fill(playback, recording, skin.ends, 1, [&](std::size_t reading, std::size_t /*end*/) {
+    if (temperatureSaturates(skin.samples[reading])) ++playback.counts.saturated;
+    return encodeTemperature(skin.samples[reading], air.next(0, true).ambient);
+  });
 }
 
 void playMotion(Playback& playback, const Recording& recording) {
-  std::array<std::vector<double>, 3> acceleration;
-  std::array<std::vector<double>, 3> rotation;
+  std::array<Resampled, 3> acceleration;
+  std::array<Resampled, 3> rotation;
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    acceleration.at(axis) =
-        resample(recording.acceleration().at(axis), recording.rowsPerSecond(), motionRate);
-    rotation.at(axis) =
-        resample(recording.rotation().at(axis), recording.rowsPerSecond(), motionRate);
+    acceleration.at(axis) = resampled(recording, recording.acceleration().at(axis), motionRate);
+    rotation.at(axis) = resampled(recording, recording.rotation().at(axis), motionRate);
   }
   playback.rate = motionRate;
-  playback.counts.samples = acceleration[0].size();
   OrientationFilter filter;
-  for (std::size_t i = 0; i < playback.counts.samples; ++i) {
-    const Vector felt = {acceleration[0][i], acceleration[1][i], acceleration[2][i]};
-    const Vector angularRate = {rotation[0][i] * pi / 180, rotation[1][i] * pi / 180,
-                                rotation[2][i] * pi / 180};
+  fill(playback, recording, acceleration[0].ends, 1, [&](std::size_t i, std::size_t /*end*/) {
+    const Vector felt = {acceleration[0].samples[i], acceleration[1].samples[i],
+                         acceleration[2].samples[i]};
+    const Vector angularRate = {rotation[0].samples[i] * pi / 180,
+                                rotation[1].samples[i] * pi / 180,
+                                rotation[2].samples[i] * pi / 180};
     const Rotation turned = filter.next(angularRate, felt, 1.0 / motionRate);
     const MotionReading reading{{turned.w, turned.x, turned.y, turned.z}, felt};
     if (motionSaturates(reading)) ++playback.counts.saturated;
-    playback.frames.push_back(encodeMotion(reading));
-  }
+    return encodeMotion(reading);
+  });
 }
 
 }  // namespace

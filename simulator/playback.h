@@ -13,6 +13,9 @@
 /// - Skin temperature: unchanged, with a modelled ambient temperature.
 /// - Motion: acceleration unchanged, orientation by OrientationFilter at the strap's rate.
 /// A constant waveform is played as 0.
+///
+/// During a gap of the recording nothing is sent. Each stretch between two gaps is resampled on its
+/// own, and its last frame is completed; medians and swings are those of the whole recording.
 
 #include <simulator/recording.h>
 #include <simulator/strap.h>
@@ -23,11 +26,18 @@
 
 namespace Zephly::simulator {
 
+/// Frames without a gap between them.
+struct PlaybackStretch {
+  std::size_t firstFrame;
+  StrapTime start;  ///< of its first sample, since the beginning of the recording
+};
+
 /// One recorded stream, ready to be sent.
 struct Playback {
   int rate = 1;  ///< samples (or readings) per second
   PlaybackCounts counts;
   std::vector<std::vector<std::uint8_t>> frames;
+  std::vector<PlaybackStretch> stretches;  ///< in order; none overlaps the next
 };
 
 /// For a stream that the recording has; a fatal error for any other.

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -146,10 +147,12 @@ class RecordingParser {
   }
 
   void checkLength() const {
-    const double seconds = static_cast<double>(recording_.rows_) / recording_.rowsPerSecond_;
+    double seconds = static_cast<double>(recording_.rows_) / recording_.rowsPerSecond_;
+    for (const Recording::Gap& gap : recording_.gaps_) seconds += gap.seconds;
     if (seconds > Recording::longestTime)
       fail(1, "at most 24 hours expected, found " + std::to_string(recording_.rows_) +
-                  " rows that take longer at this rate");
+                  (recording_.gaps_.empty() ? " rows that take longer at this rate"
+                                            : " rows that take longer with their gaps"));
   }
 
   // Moves on to the next line; false at the end of the file. Empty lines that end it are no rows.
@@ -174,6 +177,11 @@ class RecordingParser {
   void readNames() {
     const std::vector<std::string_view> cells = split(current_, ',');
     destinations_.assign(cells.size(), nullptr);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      const std::string name = lowerCase(trimmed(cells[i]));
+      if (name == "gap_s") gapCell_ = i;
+      if (name == "date_utc") dateCell_ = i;
+    }
     for (std::size_t i = 0; i < cells.size(); ++i) readName(cells[i], destinations_[i]);
     checkMotionColumns();
     if (std::ranges::none_of(found_, [](bool found) { return found; }))
@@ -185,7 +193,7 @@ class RecordingParser {
 
   void readName(std::string_view cell, std::vector<double>*& destination) {
     const auto parenthesis = cell.find('(');
-    const std::string name = lowerCase(trimmed(cell.substr(0, parenthesis)));
+    const std::string name = playedName(lowerCase(trimmed(cell.substr(0, parenthesis))));
     for (std::size_t column = 0; column < columnCount; ++column) {
       if (name != lowerCase(columnNames.at(column)) &&
           !(column == respirationColumn && name == "respiration"))
@@ -196,6 +204,14 @@ class RecordingParser {
              "one column " + std::string(columnNames.at(column)) + " expected, found another one");
       destination = &valuesOf(column);
     }
+  }
+
+  // A column of `zephly export` under the name of the column that is played.
+  std::string playedName(const std::string& name) const {
+    if (name == "ecg_mv") return "ecg";
+    if (name == "skin_degc") return "skin temperature";
+    if (name == "raw" && gapCell_) return "rsp";
+    return name;
   }
 
   void checkUnit(std::size_t column, std::string_view cell, std::size_t parenthesis) const {
@@ -227,6 +243,11 @@ class RecordingParser {
     const std::vector<std::string_view> cells = split(current_, ',');
     const std::size_t common = std::min(cells.size(), destinations_.size());
     for (std::size_t i = 0; i < common; ++i) {
+      if (i == dateCell_) continue;
+      if (i == gapCell_) {
+        readGap(cells[i]);
+        continue;
+      }
       const double value = readNumber(cells[i]);
       if (destinations_[i] != nullptr) destinations_[i]->push_back(value);
     }
@@ -235,6 +256,14 @@ class RecordingParser {
            std::to_string(destinations_.size()) + " cells expected, found " +
                std::to_string(cells.size()));
     ++recording_.rows_;
+  }
+
+  void readGap(std::string_view cell) {
+    if (trimmed(cell).empty()) return;
+    const double gap = readNumber(cell);
+    if (gap < 0 || gap > Recording::longestTime)
+      fail(columnOf(cell), "a gap of 0 to 86400 seconds expected, found " + quoted(trimmed(cell)));
+    if (gap > 0 && recording_.rows_ > 0) recording_.gaps_.push_back({recording_.rows_, gap});
   }
 
   double readNumber(std::string_view cell) const {
@@ -258,6 +287,8 @@ class RecordingParser {
   std::size_t line_ = 0;
   std::string_view current_;
   std::array<bool, columnCount> found_{};
+  std::optional<std::size_t> gapCell_;              // of each row
+  std::optional<std::size_t> dateCell_;             // likewise
   std::vector<std::vector<double>*> destinations_;  // by cell; null for a column that is not played
   Recording recording_;
 };

@@ -20,6 +20,10 @@
 ///
 /// The six columns of accelerometer and gyroscope are all present or all absent. Other columns are
 /// not used, but their cells must be numbers, too, with a decimal point and at most 1e30 in size.
+///
+/// The files ecg.csv, respiration.csv and temperature.csv of `zephly export` are accepted: ecg_mV,
+/// skin_degC and, in a file with gap_s, raw are the columns ECG, Skin temperature and RSP; date_utc
+/// may be any text; a number in gap_s is a gap of that many seconds before the row.
 
 #include <simulator/frame.h>
 #include <zephly/platform/export.h>
@@ -64,10 +68,19 @@ class ZEPHLY_EXPORT Recording {
   /// The same for text in memory; errors name `name` as the file.
   static Recording parse(std::string_view text, const std::string& name, double rowsPerSecond);
 
+  /// A time without rows.
+  struct Gap {
+    std::size_t row;  ///< the one after it; not the first row
+    double seconds;   ///< more than 0
+  };
+
   double rowsPerSecond() const { return rowsPerSecond_; }
   std::size_t rows() const { return rows_; }  ///< 1 or more
   /// Whether the recording has that stream. It has at least one stream, and never all.
   bool has(Stream stream) const;
+
+  /// In the order of the rows.
+  const std::vector<Gap>& gaps() const { return gaps_; }
 
   /// One value a row unchanged from the file; empty when the stream is absent.
   const std::vector<double>& ecg() const { return ecg_; }
@@ -84,6 +97,7 @@ class ZEPHLY_EXPORT Recording {
 
   double rowsPerSecond_ = 0;
   std::size_t rows_ = 0;
+  std::vector<Gap> gaps_;
   std::vector<double> ecg_;
   std::vector<double> respiration_;
   std::vector<double> skinTemperature_;

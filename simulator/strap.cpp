@@ -173,16 +173,26 @@ class RecordedChannel : public Channel {
 
   std::optional<StrapTime> due() const override {
     if (!beginning_ || ended()) return std::nullopt;
-    const auto last = static_cast<std::int64_t>(frame_ + 1) * samplesInFrame_ - 1;
-    return *beginning_ + sampleTime(last, playback_.rate);
+    const PlaybackStretch& stretch = playback_.stretches[stretch_];
+    const auto last =
+        static_cast<std::int64_t>(frame_ - stretch.firstFrame + 1) * samplesInFrame_ - 1;
+    return *beginning_ + stretch.start + sampleTime(last, playback_.rate);
   }
-  Bytes take() override { return std::move(playback_.frames[frame_++]); }
+  Bytes take() override {
+    Bytes frame = std::move(playback_.frames[frame_++]);
+    const std::size_t next = stretch_ + 1;
+    if (next < playback_.stretches.size() && playback_.stretches[next].firstFrame == frame_) {
+      stretch_ = next;
+    }
+    return frame;
+  }
 
  private:
   Playback playback_;
   int samplesInFrame_;
   std::optional<StrapTime> beginning_;
   std::size_t frame_ = 0;
+  std::size_t stretch_ = 0;  // of the frame
 };
 
 }  // namespace

@@ -31,8 +31,10 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 // Runs the example in a shell, with both outputs combined. `rest` is shell text.
 std::vector<std::string> example(const std::string& name, const std::string& rest = {}) {
@@ -76,31 +78,67 @@ TEST(FilterCsvExampleTest, GivesTheBitsOfTheEngine) {
   const auto processor = SignalProcessor::init();
   std::ostringstream input;
   input.precision(9);
-  input << "ECG,comment\r\n";
+  // As `zephly export` writes it: with times, dates, and a gap before some samples.
+  input << "time_s,date_utc,gap_s,ecg_mV\n";
   std::vector<float> expected;
   for (int i = 0; i < 2000; ++i) {
     const float sample = value(random);
-    input << sample << (i % 2 == 0 ? ",more\r\n" : "\n");
+    input << i * 0.002 << ",2026-11-21T19:18:01.000000000Z," << (i == 1000 ? "1.548" : "") << ','
+          << sample << '\n';
     expected.push_back(processor->processECG(sample));
   }
   const Finished run = runOn("filter_csv", input.str());
   EXPECT_EQ(run.exitCode, 0);
   const std::vector<std::string> lines = run.outputLines();
   ASSERT_EQ(lines.size(), expected.size() + 1);
-  EXPECT_THAT(lines.front(), HasSubstr("ECG,comment"));
+  EXPECT_EQ(lines.front(), "time_s,date_utc,gap_s,ecg_mV,filtered");
+  EXPECT_THAT(lines[1001], StartsWith("2,2026-11-21T19:18:01.000000000Z,1.548,"));
   for (std::size_t i = 0; i < expected.size(); ++i) {
-    EXPECT_EQ(std::stof(lines[i + 1]), expected[i]) << "sample " << i;
+    const std::string& line = lines[i + 1];
+    EXPECT_EQ(std::stof(line.substr(line.rfind(',') + 1)), expected[i]) << "sample " << i;
   }
 }
 
+TEST(FilterCsvExampleTest, TakesAnotherColumnByItsName) {
+  const TemporaryFile file("\xEF\xBB\xBF\"comment\", \"ECG (mV)\"\r\nfirst,0.5\r\n\n");
+  const Finished run = Process({"sh", "-c", "exec \"$0\" --column 'ECG (mV)' " + file.asInput(),
+                                std::string(ZEPHLY_EXAMPLES) + "/filter_csv"})
+                           .finish();
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.outputLines(), ElementsAre(EndsWith(",filtered"), StartsWith("first,0.5,")));
+}
+
+TEST(FilterCsvExampleTest, RefusesAFileWithoutTheColumn) {
+  const auto refused = [](const std::string& input, const std::string& reason) {
+    const Finished run = runOn("filter_csv", input);
+    EXPECT_EQ(run.exitCode, 1) << input;
+    EXPECT_THAT(run.outputLines(), ElementsAre("filter_csv: " + reason)) << input;
+  };
+  refused(
+      "0.5\n0.25\n",
+      "line 1 has no column names; add a first line that names them (ecg_mV, or --column NAME)");
+  refused("time_s,raw\n0,1\n",
+          "there is no column ecg_mV in: time_s,raw; choose one with --column NAME");
+  refused("", "standard input is empty; give it a CSV file: < ecg.csv");
+}
+
 TEST(FilterCsvExampleTest, ReportsTheLineThatIsNotANumber) {
-  const Finished run = runOn("filter_csv", "0.5\n0.25 volts\n");
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.outputLines(), Contains("filter_csv: line 2: expected a number"));
+  for (const std::string line : {"1,0.25 volts", "1,", "1", ""}) {
+    const Finished run = runOn("filter_csv", "time_s,ecg_mV\n0,0.5\n" + line + "\n2,0.5\n");
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.outputLines(),
+                Contains("filter_csv: line 3: expected a number in the column ecg_mV"));
+  }
+}
+
+TEST(FilterCsvExampleTest, ReportsWrongOptions) {
+  const Finished run = Process(example("filter_csv", "ecg.csv")).finish();
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.errors, HasSubstr("usage: filter_csv"));
 }
 
 TEST(FilterCsvExampleTest, ReportsThatItCannotWrite) {
-  const TemporaryFile file("0.5\n");
+  const TemporaryFile file("ecg_mV\n0.5\n");
   const Finished run = Process({"sh", "-c", "exec \"$0\" " + file.asInput() + " > /dev/full",
                                 std::string(ZEPHLY_EXAMPLES) + "/filter_csv"})
                            .finish();

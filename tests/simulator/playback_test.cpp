@@ -4,6 +4,7 @@
 #include <simulator/frame_encoder.h>
 #include <simulator/random.h>
 #include <simulator/rates.h>
+#include <simulator/strap.h>
 #include <tests/simulator/literal_decoding.h>
 #include <tests/support/recording.h>
 #include <zephly/dsp/leadoff_detector.h>
@@ -13,9 +14,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <complex>
 #include <fstream>
+#include <memory>
 #include <numbers>
 #include <sstream>
 #include <string>
@@ -24,6 +27,7 @@
 namespace Zephly::simulator {
 namespace {
 
+using namespace std::chrono_literals;
 using std::numbers::pi;
 
 Recording columns(const std::string& names, int rows, double rate,
@@ -82,6 +86,43 @@ TEST(PlaybackTest, PadsNothingWhenSamplesFillTheirFrames) {
   EXPECT_EQ(playback.counts.samples, 6U);
   EXPECT_EQ(playback.counts.filled, 0U);
   EXPECT_EQ(playback.frames.size(), 1U);
+}
+
+// 10 rows, a gap of a second, 2 rows, a gap of 4 ms, 6 rows.
+TEST(PlaybackTest, KeepsGaps) {
+  std::string text = "gap_s,ECG\n";
+  for (int row = 0; row < 18; ++row) {
+    text += row == 10 ? "1" : row == 12 ? "0.004" : "";
+    text += "," + std::to_string(row % 4) + "\n";
+  }
+  const Playback playback = playBack(Recording::parse(text, "test", 500), Stream::ecg, 1);
+  EXPECT_EQ(playback.counts.samples, 18U);
+  EXPECT_EQ(playback.counts.filled, 2U + 4U);
+  ASSERT_EQ(playback.frames.size(), 4U);
+  ASSERT_EQ(playback.stretches.size(), 3U);
+  EXPECT_EQ(playback.stretches[0].firstFrame, 0U);
+  EXPECT_EQ(playback.stretches[0].start, 0s);
+  EXPECT_EQ(playback.stretches[1].firstFrame, 2U);
+  EXPECT_EQ(playback.stretches[1].start, 1020ms);
+  EXPECT_EQ(playback.stretches[2].firstFrame, 3U);
+  EXPECT_EQ(playback.stretches[2].start, 1032ms) << "after the frame before, not at 1028 ms";
+  const std::vector<float> samples = samplesOf(playback);
+  EXPECT_EQ(samples[9], samples[11]) << "held to the end of the frame";
+  EXPECT_EQ(samples[12], samples[2]) << "no sample of the stretch before is in this one";
+}
+
+TEST(PlaybackTest, TheStrapSendsNothingDuringAGap) {
+  std::string text = "gap_s,ECG\n";
+  for (int row = 0; row < 12; ++row) text += std::string(row == 6 ? "2.5" : "") + ",1\n";
+  Strap strap(
+      {.recording = std::make_shared<const Recording>(Recording::parse(text, "test", 500))});
+  strap.allSubscribed(10s);
+  std::vector<StrapTime> times;
+  while (strap.nextFrameTime()) {
+    const Frame frame = strap.nextFrame();
+    if (frame.stream == Stream::ecg) times.push_back(frame.time);
+  }
+  EXPECT_THAT(times, testing::ElementsAre(10'010ms, 12'522ms));
 }
 
 TEST(PlaybackTest, ScalesAnEcgOfAnyUnitByItsSwing) {

@@ -96,6 +96,35 @@ TEST(RecordingTest, TheLastLineEndIsOptionalAndEmptyLinesAtTheEndAreIgnored) {
   EXPECT_EQ(parse("ECG\n1\n2\n\r\n\n").rows(), 2U);
 }
 
+TEST(RecordingTest, ReadsTheFilesOfTheExportWithTheirGaps) {
+  const Recording ecg = parse(
+      "time_s,date_utc,gap_s,ecg_mV\n"
+      "0.012,2026-11-21T19:18:01.012000000Z,0.5,0.25\n"
+      "0.014,2026-11-21T19:18:01.014000000Z,,-1\n"
+      "1.564,2026-11-21T19:18:02.564000000Z,1.548,2\n"
+      "1.566,2026-11-21T19:18:02.566000000Z,0,3\n");
+  EXPECT_THAT(ecg.ecg(), ElementsAre(0.25, -1, 2, 3));
+  ASSERT_EQ(ecg.gaps().size(), 1U) << "none before the first row, and none of 0 s";
+  EXPECT_EQ(ecg.gaps()[0].row, 2U);
+  EXPECT_EQ(ecg.gaps()[0].seconds, 1.548);
+  const Recording respiration = parse("time_s,date_utc,gap_s,raw,processed\n0,Z,,1,0.5\n");
+  EXPECT_THAT(respiration.respiration(), ElementsAre(1));
+  const Recording temperature = parse("time_s,date_utc,gap_s,skin_degC\n0,Z,,33.5\n");
+  EXPECT_THAT(temperature.skinTemperature(), ElementsAre(33.5));
+  EXPECT_FALSE(parse("ECG,raw\n1,2\n").has(Stream::respiration)) << "not a file of the export";
+}
+
+TEST(RecordingErrorTest, GapsThatAreNoTime) {
+  for (const std::string cell : {"-1", "86401"}) {
+    EXPECT_EQ(errorOf("gap_s,ECG\n,1\n" + cell + ",2\n"),
+              "file.csv:3:1: a gap of 0 to 86400 seconds expected, found \"" + cell + "\"");
+  }
+  EXPECT_EQ(errorOf("gap_s,ECG\nlong,1\n"), "file.csv:2:1: a number expected, found \"long\"");
+  EXPECT_THAT(
+      errorOf("gap_s,ECG\n,1\n50000,2\n50000,3\n"),
+      HasSubstr("at most 24 hours expected, found 3 rows that take longer with their gaps"));
+}
+
 TEST(RecordingErrorTest, EmptyFiles) {
   EXPECT_EQ(errorOf(""), "file.csv:1:1: column names expected, found an empty file");
   EXPECT_EQ(errorOf("\xEF\xBB\xBF"), "file.csv:1:1: column names expected, found an empty file");

@@ -103,6 +103,32 @@ TEST(RecordingTest, EverySampleOfFiveMinutesArrives) {
   expectEverySampleArrived(run, "respiration", rows, rows * 5);
 }
 
+// The standard session loses its link for two seconds.
+TEST(RecordingTest, PlaysTheFilesOfAnExportWithTheirGaps) {
+  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) /
+                                       ("recording-export-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  const std::string capture = (folder / "walk.zcap").string();
+  const std::string csv = (folder / "csv").string();
+  ASSERT_EQ(runProgram({"record", capture, "--simulated", "--speed", "1000", "--duration", "32"})
+                .exitCode,
+            0);
+  ASSERT_EQ(runProgram({"export", capture, "--csv", csv}).exitCode, 0);
+  const Finished ecg = play(csv + "/ecg.csv", "500");
+  EXPECT_EQ(ecg.exitCode, 0) << ecg.errors;
+  const json entry = streamOf(ecg, "ecg");
+  EXPECT_EQ(entry.at("lost"), 0);
+  EXPECT_GT(entry.at("recording").at("rows"), 14'000);
+  EXPECT_GT(entry.at("longestGap"), 1.4) << "the stretch without a link";
+  const Finished respiration = play(csv + "/respiration.csv", "500");
+  EXPECT_EQ(respiration.exitCode, 0) << respiration.errors;
+  EXPECT_GT(streamOf(respiration, "respiration").at("longestGap"), 1.4);
+  const Finished temperature = play(csv + "/temperature.csv", "1");
+  EXPECT_EQ(temperature.exitCode, 0) << temperature.errors;
+  EXPECT_GT(streamOf(temperature, "temperature").at("recording").at("rows"), 25);
+  std::filesystem::remove_all(folder);
+}
+
 TEST(RecordingTest, EndsAtAnEarlierDuration) {
   std::string text = "ECG\n";
   for (int row = 0; row < 1000; ++row) text += std::to_string(row % 7) + "\n";
