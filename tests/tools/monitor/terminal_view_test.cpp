@@ -44,7 +44,8 @@ class TerminalViewTest : public testing::Test {
     take(6s, watch::Battery{{73.8F, false}});
     take(6s, watch::Repetition{Exercise::pushUp});
     take(6s, watch::Diagnostic{"<CBCharacteristic: 0x1>"});
-    take(6s, watch::Diagnostic{"didFailToConnectPeripheral", std::nullopt, "the connection failed"});
+    take(6s,
+         watch::Diagnostic{"didFailToConnectPeripheral", std::nullopt, "the connection failed"});
   }
 
   Canvas canvasOf(std::size_t width, std::size_t height) const {
