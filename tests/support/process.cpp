@@ -13,11 +13,13 @@
 #include <utmp.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -72,7 +74,13 @@ Process::Process(std::vector<std::string> arguments, Output output,
     winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
     int descriptor = -1;
     int terminal = -1;
-    EXPECT_EQ(::openpty(&descriptor, &terminal, nullptr, nullptr, &size), 0);
+    // Without it every readUntil() would wait to its limit.
+    if (::openpty(&descriptor, &terminal, nullptr, nullptr, &size) != 0) {
+      const int reason = errno;
+      ::close(errors_);
+      throw std::system_error(reason, std::generic_category(),
+                              "no pseudo-terminal (is devpts mounted on /dev/pts?)");
+    }
     pid_ = ::fork();
     if (pid_ == 0) {
       ::close(descriptor);
@@ -128,9 +136,7 @@ bool Process::readSome() {
       output_.append(part.data(), static_cast<std::size_t>(count));
       return true;
     }
-    siginfo_t ended{};
-    if (::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-        ended.si_pid != 0) {
+    if (hasEnded()) {
       return ::poll(&readable, 1, 0) > 0 && readSome();
     }
   }
@@ -183,6 +189,21 @@ bool Process::echoes() const {
 void Process::closeOutput() {
   if (output_descriptor_ >= 0) ::close(output_descriptor_);
   output_descriptor_ = -1;
+}
+
+bool Process::hasEnded() const {
+  siginfo_t ended{};
+  return ::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+         ended.si_pid != 0;
+}
+
+bool Process::waitForEnd(std::chrono::seconds limit) const {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!hasEnded()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    ::poll(nullptr, 0, 20);
+  }
+  return true;
 }
 
 Finished Process::finish() {

@@ -29,8 +29,8 @@ class Process {
  public:
   enum class Output {
     pipe,
-    terminal,
-    full,  ///< a device without free space
+    terminal,  ///< a pseudo-terminal; std::system_error where the system gives none
+    full,      ///< a device without free space
   };
 
   /// @param program  path of another program than the built one
@@ -58,12 +58,15 @@ class Process {
   bool echoes() const;
   /// Stops reading, as `| head` does.
   void closeOutput();
+  /// Waits for the end without reading; false when it still runs after `limit`.
+  bool waitForEnd(std::chrono::seconds limit) const;
   /// Reads the rest and waits for the end.
   Finished finish();
 
  private:
   bool readUntil(const std::function<bool(const std::string&)>& satisfied);
   bool readSome();
+  bool hasEnded() const;
 
   pid_t pid_ = -1;
   int output_descriptor_ = -1;

@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <string>
+#include <system_error>
 
 namespace Zephly::monitor {
 namespace {
@@ -18,7 +20,9 @@ namespace {
 class TerminalAsErrors {
  public:
   TerminalAsErrors() : before_(::dup(STDERR_FILENO)) {
-    EXPECT_EQ(::openpty(&reader_, &terminal_, nullptr, nullptr, nullptr), 0);
+    if (::openpty(&reader_, &terminal_, nullptr, nullptr, nullptr) != 0) {
+      throw std::system_error(errno, std::generic_category(), "no pseudo-terminal");
+    }
     ::dup2(terminal_, STDERR_FILENO);
   }
   TerminalAsErrors(const TerminalAsErrors&) = delete;

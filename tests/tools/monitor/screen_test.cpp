@@ -4,10 +4,12 @@
 #include <tests/support/process.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <csignal>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -17,6 +19,15 @@ using testing::HasSubstr;
 using testing::Not;
 
 const std::string leave = "\x1b[?25h\x1b[?1049l";
+
+TEST(ProcessTest, FailsAtOnceWhereThereIsNoPseudoTerminal) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_THROW(Process(simulatedMonitor({}), Process::Output::terminal), std::system_error);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+}
 
 TEST(ScreenTest, DrawsAScreenAndRestoresTheTerminal) {
   Process process(simulatedMonitor({"--speed", "20", "--duration", "8"}), Process::Output::terminal,
