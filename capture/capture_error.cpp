@@ -13,4 +13,10 @@ CaptureError::CaptureError(Kind kind, const std::filesystem::path& file, std::ui
       offset_(offset),
       reason_(what) {}
 
+CaptureError::CaptureError(const std::filesystem::path& file, const std::string& what)
+    : std::runtime_error(printable(file.string()) + ": " + what),
+      kind_(Kind::unusable),
+      offset_(0),
+      reason_(what) {}
+
 }  // namespace Zephly::capture

@@ -30,6 +30,8 @@ class ZEPHLY_EXPORT CaptureError : public std::runtime_error {
   /// Control characters in the name of the file are replaced by '?'.
   CaptureError(Kind kind, const std::filesystem::path& file, std::uint64_t offset,
                const std::string& what);
+  /// Of a file that cannot be opened: `unusable`, with offset 0, which is not in the message.
+  CaptureError(const std::filesystem::path& file, const std::string& what);
 
   Kind kind() const { return kind_; }
   /// Bytes from the beginning of the file.

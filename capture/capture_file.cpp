@@ -19,17 +19,17 @@ namespace {
 // Read at least at once: records are small, and each system call costs.
 constexpr std::size_t pieceSize = 65'536;
 
-[[noreturn]] void fail(const std::filesystem::path& path, std::uint64_t offset,
-                       const std::string& what, int errorNumber) {
-  throw CaptureError(CaptureError::Kind::unusable, path, offset,
-                     what + ": " + std::generic_category().message(errorNumber));
+std::string textOf(int errorNumber) { return std::generic_category().message(errorNumber); }
+
+[[noreturn]] void cannotOpen(const std::filesystem::path& path, int errorNumber) {
+  throw CaptureError(path, errorNumber == ENOENT ? "no such file" : textOf(errorNumber));
 }
 
 // A capture is read at any offset, which a pipe does not allow.
 const char* unfitFor(mode_t mode) {
-  if (S_ISDIR(mode)) return "a directory, not a capture";
-  if (S_ISFIFO(mode)) return "a pipe, not a regular file: save the capture to a file first";
-  return "not a regular file, so not a capture";
+  if (S_ISDIR(mode)) return "is a directory, not a capture";
+  if (S_ISFIFO(mode)) return "is a pipe, not a regular file: save the capture to a file first";
+  return "is not a regular file, so not a capture";
 }
 
 }  // namespace
@@ -38,13 +38,13 @@ CaptureFile::CaptureFile(const std::filesystem::path& path)
     // O_NONBLOCK: to open a pipe without a writer would wait. O_NOCTTY: a terminal must not become
     // the controlling one.
     : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
-  if (descriptor_ < 0) fail(path, 0, "cannot be opened", errno);
+  if (descriptor_ < 0) cannotOpen(path, errno);
   struct stat status {};
   const int failed = ::fstat(descriptor_, &status) < 0 ? errno : 0;
   if (failed == 0 && S_ISREG(status.st_mode)) return;
   ::close(descriptor_);
-  if (failed != 0) fail(path, 0, "cannot be opened", failed);
-  throw CaptureError(CaptureError::Kind::unusable, path, 0, unfitFor(status.st_mode));
+  if (failed != 0) cannotOpen(path, failed);
+  throw CaptureError(path, unfitFor(status.st_mode));
 }
 
 CaptureFile::~CaptureFile() { ::close(descriptor_); }
@@ -69,7 +69,8 @@ std::span<const std::uint8_t> CaptureFile::at(std::uint64_t offset, std::size_t 
       const int errorNumber = errno;
       failed_ = true;
       held_.clear();
-      fail(path_, offset + filled, "cannot be read", errorNumber);
+      throw CaptureError(CaptureError::Kind::unusable, path_, offset + filled,
+                         "cannot be read: " + textOf(errorNumber));
     }
     if (got == 0) break;
     filled += static_cast<std::size_t>(got);

@@ -2,6 +2,7 @@
 #include <simulator/recording.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -81,22 +82,26 @@ std::vector<std::string_view> unitsOf(std::size_t column) {
   return {};
 }
 
+std::string reasonOf(int errorNumber) {
+  if (errorNumber == ENOENT) return "no such file";
+  return errorNumber == 0 ? "cannot be read" : std::generic_category().message(errorNumber);
+}
+
 std::string fileText(const std::filesystem::path& path) {
   const std::string name = path.string();
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw RecordingError(name, 1, 1, "a file expected, found a directory");
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) throw RecordingError(name, "is a directory");
+  errno = 0;
   std::ifstream file(path, std::ios::binary);
-  if (!file) throw RecordingError(name, 1, 1, "a readable file expected, found none");
+  if (!file) throw RecordingError(name, reasonOf(errno));
   std::string text;
   std::vector<char> piece(1U << 16U);
   while (file) {
     file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
     text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-    if (text.size() > Recording::largestFile)
-      throw RecordingError(name, 1, 1, "a file of at most 1 GiB expected, found a larger one");
+    if (text.size() > Recording::largestFile) throw RecordingError(name, "larger than 1 GiB");
   }
-  if (file.bad()) throw RecordingError(name, 1, 1, "a readable file expected, found a broken one");
+  if (file.bad()) throw RecordingError(name, "cannot be read: " + reasonOf(errno));
   return text;
 }
 
@@ -108,6 +113,9 @@ RecordingError::RecordingError(const std::string& file, std::size_t line, std::s
                          what),
       line_(line),
       column_(column) {}
+
+RecordingError::RecordingError(const std::string& file, const std::string& what)
+    : std::runtime_error(file + ": " + what), line_(0), column_(0) {}
 
 /// Goes through the text once, line by line.
 class RecordingParser {

@@ -39,11 +39,13 @@
 namespace Zephly::simulator {
 
 /// A file that cannot be played. what() is "FILE:LINE:COLUMN: what was expected and found"; line
-/// and column count from 1, the column in characters.
+/// and column count from 1, the column in characters. Of a file that cannot be read, what() is
+/// "FILE: REASON", and line and column are 0.
 class ZEPHLY_EXPORT RecordingError : public std::runtime_error {
  public:
   RecordingError(const std::string& file, std::size_t line, std::size_t column,
                  const std::string& what);
+  RecordingError(const std::string& file, const std::string& what);
 
   std::size_t line() const { return line_; }
   std::size_t column() const { return column_; }
