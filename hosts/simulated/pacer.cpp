@@ -75,8 +75,9 @@ void Pacer::arm(std::chrono::nanoseconds delay) {
 }
 
 void Pacer::turn() {
-  // Before the events: one that throws must not stop the clock. If the portion is used up, the
+  // The timer first: an event that throws must not stop the clock. If the portion is used up, the
   // timer is replaced by one for the next turn of the queue, so that others get their turn between.
+  if (options_.held && options_.held()) return arm(options_.heldPeriod);
   arm(options_.period);
   const auto start = options_.clock();
   const Time until = target(start);

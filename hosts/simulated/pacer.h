@@ -35,6 +35,11 @@ class ZEPHLY_EXPORT Pacer {
     std::chrono::nanoseconds workPerTurn = std::chrono::milliseconds(10);
     /// Events after which a turn ends although more is due; at least 1.
     std::size_t eventsPerTurn = 10000;
+    /// While it returns true, no event runs and the scheduler falls behind. Asked before each turn;
+    /// empty: never.
+    std::function<bool()> held = {};
+    /// Wall time until it is asked again.
+    std::chrono::nanoseconds heldPeriod = std::chrono::milliseconds(2);
     /// The wall clock.
     std::function<std::chrono::steady_clock::time_point()> clock = std::chrono::steady_clock::now;
   };

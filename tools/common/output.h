@@ -1,20 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The program's own output to a file descriptor, buffered. It does not use std::cout, which
-/// belongs to the kit's diagnostic lines.
+/// Buffered output to a descriptor, which waits for its reader only when it is asked to.
 ///
 ///   Output output(STDOUT_FILENO);
 ///   output.write("one line\n");
-///   output.flush();
-///   if (output.state() == Output::State::closed) quitQuietly();
+///   output.finish();
+///   if (const auto failure = output.failure()) complain("standard output: " + *failure);
 ///
-/// A reader that does not read cannot block the program: each call waits a short time and keeps the
-/// rest for later, so that signals are still handled. The program must ignore SIGPIPE. Not
-/// thread-safe.
+/// What the reader has not taken is kept in a queue. When that is full, whole texts are dropped and
+/// their lines counted until half of the queue is free, so that a reader that does not read can
+/// neither hold up the main queue nor fill the memory. The program must ignore SIGPIPE and SIGXFSZ.
+/// Not thread-safe.
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,36 +30,56 @@ class Output {
     failed,  ///< another error, see error(); further output is dropped
   };
 
-  /// write() flushes when this many bytes are buffered.
+  /// write() flushes when this many bytes are pending.
   static constexpr std::size_t bufferSize = 65'536;
-  /// How long write() and flush() wait for a reader.
-  static constexpr std::chrono::milliseconds patience{100};
-
+  /// Most bytes in the queue: a minute of a session as JSON lines.
+  static constexpr std::size_t usualCapacity = 4UL * 1024 * 1024;
   /// How long the end of a command waits for a reader.
   static constexpr std::chrono::seconds lastPatience{2};
 
   /// Does not own `descriptor`.
-  explicit Output(int descriptor) : descriptor_(descriptor) {}
+  explicit Output(int descriptor, std::size_t capacity = usualCapacity)
+      : descriptor_(descriptor), capacity_(capacity) {}
 
+  /// Takes the whole text, or drops it when the queue is full. Never waits.
   void write(std::string_view text);
-  /// Writes the buffer to the descriptor. False when a part of it is left for a later call.
-  bool flush();
-  /// The same at the end of the program: gives up after `limit` without progress.
+  /// Whether write() drops texts now. Never waits.
+  bool isFull();
+  /// The same for the last text of a command, which is taken even if the queue is full.
+  void writeLast(std::string_view text);
+  /// Writes the queue to the descriptor until the reader takes nothing for `patience`. True when
+  /// nothing is left.
+  bool flush(std::chrono::milliseconds patience = std::chrono::milliseconds::zero());
+  /// The last call: gives up when the reader has taken nothing for `limit`, and counts what is left
+  /// as dropped. True when nothing was left.
   bool finish(std::chrono::milliseconds limit = lastPatience);
 
   State state() const { return state_; }
-  /// The system's message for the error of the state `failed`.
+  /// The reason of the state `failed`.
   const std::string& error() const { return error_; }
-  std::size_t pending() const { return buffer_.size(); }
+  std::size_t pending() const { return queue_.size() - taken_; }
+  /// How long the reader has taken nothing of what is pending.
+  std::chrono::steady_clock::duration stalledFor() const;
+  /// Lines that were dropped because the reader did not take them.
+  std::uint64_t droppedLines() const { return droppedLines_; }
+  /// Why output is missing, in words; empty when nothing is, and when the reader closed the pipe.
+  std::optional<std::string> failure() const;
 
  private:
-  bool drain(std::chrono::milliseconds limit);
+  void append(std::string_view text);
+  std::size_t nextPiece() const;
   void end(int errorNumber);
 
   int descriptor_;
-  std::string buffer_;
+  std::size_t capacity_;
+  std::string queue_;
+  std::size_t taken_ = 0;  // bytes at the front of queue_ that have been written
+  bool dropping_ = false;  // from a full queue until it is half empty
+  // When the reader last took something, or the queue was last empty.
+  std::chrono::steady_clock::time_point lastTaken_ = std::chrono::steady_clock::now();
   State state_ = State::open;
   std::string error_;
+  std::uint64_t droppedLines_ = 0;
 };
 
 }  // namespace Zephly::tools

@@ -140,6 +140,10 @@ std::string jsonText(const watch::Event& event) {
   return std::visit(Writer(event.time), event.what);
 }
 
+std::string droppedJsonText(StrapTime time, std::uint64_t lines) {
+  return JsonLine(time, "dropped").raw("lines", std::to_string(lines)).text();
+}
+
 std::string jsonText(const watch::Summary& summary) {
   Json streams = Json::object();
   for (const watch::StreamSummary& stream : summary.streams) {

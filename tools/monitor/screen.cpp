@@ -83,7 +83,7 @@ void Screen::suspend() {
   if (!active_) return;
   active_ = false;
   output_.write(leaveSequence);
-  output_.finish(std::chrono::seconds(1));
+  output_.flush(std::chrono::seconds(1));
   giveKeyboardBack();
   held_errors::release();
   static_cast<void>(std::signal(SIGABRT, abortHandlerBefore));

@@ -9,12 +9,31 @@
 
 namespace Zephly::monitor {
 
-void JsonView::take(const watch::Event& event) { output_.write(jsonText(event)); }
+void JsonView::take(const watch::Event& event) {
+  reportDropped(event.time);
+  output_.write(jsonText(event));
+}
+
+bool JsonView::holdsSource() {
+  if (output_.pending() >= tools::Output::bufferSize) output_.flush();
+  return output_.pending() >= tools::Output::bufferSize && output_.stalledFor() < patience_;
+}
+
+// In place of the lines that are missing.
+void JsonView::reportDropped(StrapTime time) {
+  const std::uint64_t dropped = output_.droppedLines();
+  if (dropped == reportedDropped_) return;
+  if (output_.isFull()) return;
+  output_.write(droppedJsonText(time, dropped - reportedDropped_));
+  reportedDropped_ = dropped;
+}
 
 void JsonView::refresh() { output_.flush(); }
 
 void JsonView::finish(const watch::Summary& summary) {
-  output_.write(jsonText(summary));
+  const std::uint64_t dropped = output_.droppedLines() - reportedDropped_;
+  if (dropped > 0) output_.writeLast(droppedJsonText(summary.duration, dropped));
+  output_.writeLast(jsonText(summary));
   output_.finish();
 }
 

@@ -12,6 +12,7 @@
 #include <tools/watch/summary.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -28,6 +29,8 @@ class View {
   virtual void take(const watch::Event& event) = 0;
   /// Every refreshInterval.
   virtual void refresh() = 0;
+  /// Whether the source shall wait because the reader of the output is slower.
+  virtual bool holdsSource() { return false; }
   /// The last call.
   virtual void finish(const watch::Summary& summary) = 0;
 
@@ -45,14 +48,21 @@ class View {
 
 class JsonView final : public View {
  public:
-  explicit JsonView(tools::Output& output) : output_(output) {}
+  /// `patience`: how long the source is held up for a reader that takes nothing.
+  JsonView(tools::Output& output, std::chrono::milliseconds patience)
+      : output_(output), patience_(patience) {}
 
   void take(const watch::Event& event) override;
   void refresh() override;
+  bool holdsSource() override;
   void finish(const watch::Summary& summary) override;
 
  private:
+  void reportDropped(StrapTime time);
+
   tools::Output& output_;
+  std::chrono::milliseconds patience_;
+  std::uint64_t reportedDropped_ = 0;
 };
 
 /// The contents of the views for people.

@@ -17,7 +17,7 @@ std::string BluetoothSource::title() const {
   return "strap over Bluetooth" + (adapter_.empty() ? "" : ", adapter " + adapter_);
 }
 
-void BluetoothSource::start() {
+void BluetoothSource::start(std::function<bool()> /*held*/) {
   started_ = Clock::now();
   if (duration_) end_ = queue_.after(*duration_, [this] { ended_(); });
 }

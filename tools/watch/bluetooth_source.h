@@ -28,7 +28,8 @@ class BluetoothSource final : public Source {
 
   std::string title() const override;
   std::string pace() const override { return {}; }
-  void start() override;
+  using Source::start;
+  void start(std::function<bool()> held) override;
   StrapTime now() const override;
   SourceReport finish() override;
 

@@ -36,9 +36,10 @@ std::string ReplaySource::pace() const {
   return paceText(*options_.speed, pacer_ ? pacer_->behind() : simulated::Duration{});
 }
 
-void ReplaySource::start() {
+void ReplaySource::start(std::function<bool()> held) {
   scheduler_.after({}, [this] { readOn(); });
-  pacer_.emplace(queue_, scheduler_, options_.speed.value_or(unlimited));
+  pacer_.emplace(queue_, scheduler_, options_.speed.value_or(unlimited),
+                 simulated::Pacer::Options{.held = std::move(held)});
 }
 
 void ReplaySource::readOn() {

@@ -45,7 +45,8 @@ class ReplaySource final : public Source {
   std::string title() const override;
   std::string pace() const override;
 
-  void start() override;
+  using Source::start;
+  void start(std::function<bool()> held) override;
   /// Recorded time of the record that is being delivered.
   StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 

@@ -36,7 +36,7 @@ void SessionRunner::run() {
   session_ = ::Zephly::Zephly::init(receiver_);
   session_->startWorkoutDetection(receiver_);
   handler_.onReady();
-  source_->start();
+  source_->start([this] { return handler_.holdsSource(); });
   refresh();
   queue_.run();
 }

@@ -49,6 +49,8 @@ class SessionHandler {
   virtual void onReady() {}
   /// Once after the start, then at every refresh interval.
   virtual void onRefresh() = 0;
+  /// Whether a source that can wait shall wait. Asked again after a few milliseconds.
+  virtual bool holdsSource() { return false; }
   /// The source has ended. Called from inside the source: finish() must wait for a later turn of
   /// the queue.
   virtual void onSourceEnd() = 0;

@@ -44,7 +44,10 @@ SimulatedSource::SimulatedSource(main_queue::MainQueue& queue, SimulatedOptions 
   if (options_.recording) watchRecording();
 }
 
-void SimulatedSource::start() { pacer_.emplace(queue_, scheduler_, options_.speed); }
+void SimulatedSource::start(std::function<bool()> held) {
+  pacer_.emplace(queue_, scheduler_, options_.speed,
+                 simulated::Pacer::Options{.held = std::move(held)});
+}
 
 std::string SimulatedSource::title() const {
   if (options_.recording) return "simulated strap plays " + options_.recordingName;

@@ -49,7 +49,8 @@ class SimulatedSource final : public Source {
   std::string title() const override;
   std::string pace() const override;
 
-  void start() override;
+  using Source::start;
+  void start(std::function<bool()> held) override;
   /// Strap time, which is the session's time too.
   StrapTime now() const override { return over_.value_or(scheduler_.now()); }
 

@@ -13,6 +13,7 @@
 #include <tools/watch/summary.h>
 #include <zephly/protocol/strap_time.h>
 
+#include <functional>
 #include <string>
 
 namespace Zephly::watch {
@@ -30,8 +31,10 @@ class Source {
   /// The speed as text; empty in real time.
   virtual std::string pace() const = 0;
 
-  /// Time runs from now on.
-  virtual void start() = 0;
+  /// Time runs from now on. While `held` returns true, a source that can wait does: a simulated
+  /// strap and a replay, not a real strap. An empty `held` never holds.
+  virtual void start(std::function<bool()> held) = 0;
+  void start() { start({}); }
   /// Time since start(). Constant once the source has ended.
   virtual StrapTime now() const = 0;
   /// Ends the source and returns its report of the session. Call it once, and not from inside a

@@ -38,19 +38,17 @@ CLI::Option* addSpeed(CLI::App& command, SourceOptions& options, const std::stri
 }
 
 CLI::Option* addFast(CLI::App& command, SourceOptions& options, CLI::Option* speedOption) {
-  return addFlag(command, "--fast", options.fast, "Play it as fast as possible")
+  return addFlag(command, "--fast", options.fast, "Play as fast as possible")
       ->excludes(speedOption);
 }
 
 void addSimulatedOptions(CLI::App& command, SourceOptions& options, CLI::Option* simulated) {
   addValue(command, "--seed", "N",
-           "The simulated strap's seed: same seed, same session (default 1)",
+           "The seed of the simulation: same seed, same session (default 1)",
            [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); })
       ->needs(simulated);
   addValue(
-      command, "--recording", "FILE",
-      "Let the simulated strap play a CSV file (columns ECG, RSP, skin temperature, "
-      "accelerometer and gyroscope); ends with it",
+      command, "--recording", "FILE", "Play the signals of a CSV file, then end; needs --rate",
       [&](const std::string& text) { options.recording = tools::fileValue("--recording", text); })
       ->needs(simulated);
   addValue(
@@ -107,7 +105,7 @@ void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captur
   std::vector<CLI::Option*> others = {simulated};
   addSimulatedOptions(command, options, simulated);
   if (captures == Captures::refused) {
-    addSpeed(command, options, "How much faster than real time the simulation runs (default 1)")
+    addSpeed(command, options, "Simulate X times as fast as real time (default 1)")
         ->needs(simulated);
   } else {
     CLI::Option* replay =
@@ -116,17 +114,16 @@ void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captur
             ->excludes(simulated);
     // It goes with either; checkTogether() checks that one of them is given.
     CLI::Option* speed =
-        addSpeed(command, options,
-                 "How much faster than real time a simulation or a replay runs (default 1)");
+        addSpeed(command, options, "Simulate or play X times as fast as real time (default 1)");
     addFast(command, options, speed)->needs(replay);
     others.push_back(replay);
   }
   addBluetoothSourceOptions(command, options, others);
-  addValue(command, "--duration", "S",
-           "End after S seconds (of strap time when it is simulated" +
+  addValue(command, "--duration", "TIME",
+           "End after TIME: 90, 10m, 1h30m or 1:30:00 (strap time when it is simulated" +
                std::string(captures == Captures::offered ? " or replayed)" : ")"),
            [&](const std::string& text) {
-             options.duration = tools::secondsValue("--duration", text, tools::shortestDuration);
+             options.duration = tools::timeValue("--duration", text, tools::shortestDuration);
            });
 }
 
@@ -134,8 +131,7 @@ void addCaptureOptions(CLI::App& command, SourceOptions& options) {
   addValue(command, "FILE", "", "The capture (.zcap)", [&](const std::string& text) {
     takeCapture(options, "FILE", text);
   })->required();
-  CLI::Option* speed =
-      addSpeed(command, options, "How much faster than recorded it is played (default 1)");
+  CLI::Option* speed = addSpeed(command, options, "Play X times as fast as recorded (default 1)");
   addFast(command, options, speed);
 }
 

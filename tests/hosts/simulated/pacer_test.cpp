@@ -41,6 +41,26 @@ class PacerTest : public testing::Test {
   Scheduler scheduler;
 };
 
+TEST_F(PacerTest, RunsNothingWhileItIsHeldAndCatchesUpAfterwards) {
+  bool held = true;
+  Pacer::Options options = this->options();
+  options.held = [&] { return held; };
+  options.heldPeriod = 1ns;
+  const Pacer pacer(queue, scheduler, 1, options);
+  int runs = 0;
+  scheduler.at(10ms, [&] { ++runs; });
+  wall += 30ms;
+  turn();
+  turn();
+  EXPECT_EQ(runs, 0);
+  EXPECT_EQ(scheduler.now(), 0s);
+  EXPECT_EQ(pacer.behind(), 30ms);
+  held = false;
+  turn();
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(scheduler.now(), 30ms);
+}
+
 TEST_F(PacerTest, FollowsTheWallClock) {
   const Pacer pacer(queue, scheduler, 1, options());
   turn();

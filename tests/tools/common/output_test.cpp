@@ -60,6 +60,69 @@ TEST(OutputTest, FlushesAFullBuffer) {
   EXPECT_EQ(pipe.read().size(), Output::bufferSize);
 }
 
+// Lines "0\n", "1\n" and so on, of 100 bytes.
+std::string numbered(int number) {
+  std::string line = std::to_string(number);
+  line.resize(99, ' ');
+  return line + "\n";
+}
+
+TEST(OutputTest, DropsWholeLinesWhenTheQueueIsFullAndTakesThemAgainWhenHalfOfItIsFree) {
+  const Pipe pipe;
+  Output output(pipe.writer(), 100'000);
+  int count = 0;
+  while (!output.isFull()) output.write(numbered(count++));
+  EXPECT_GT(output.pending(), 90'000U);
+  EXPECT_EQ(output.droppedLines(), 0U);
+  output.write(numbered(count));
+  output.write(numbered(count));
+  EXPECT_EQ(output.droppedLines(), 2U);
+  EXPECT_EQ(output.failure(), "2 lines were lost because the reader is too slow");
+
+  std::string received = pipe.read();
+  EXPECT_FALSE(output.isFull());
+  output.write("after the gap\n");
+  while (output.pending() > 0) {
+    output.flush();
+    received += pipe.read();
+  }
+  std::string expected;
+  for (int i = 0; i < count; ++i) expected += numbered(i);
+  EXPECT_EQ(received, expected + "after the gap\n");
+  EXPECT_EQ(output.droppedLines(), 2U);
+}
+
+TEST(OutputTest, GivesUpAtTheEndWithWholeLinesAndCountsTheRest) {
+  const Pipe pipe;
+  Output output(pipe.writer());
+  constexpr int count = 2'000;
+  for (int i = 0; i < count; ++i) output.write(numbered(i));
+  EXPECT_FALSE(output.finish(std::chrono::milliseconds(1)));
+  EXPECT_EQ(output.pending(), 0U);
+  const std::string received = pipe.read();
+  EXPECT_EQ(received.size() % 100, 0U);
+  EXPECT_EQ(received.back(), '\n');
+  EXPECT_EQ(output.droppedLines(), count - received.size() / 100);
+}
+
+TEST(OutputTest, TakesTheLastTextEvenIfTheQueueIsFull) {
+  const Pipe pipe;
+  Output output(pipe.writer(), 1'000);
+  while (!output.isFull()) output.write(numbered(0));
+  const std::size_t before = output.pending();
+  output.writeLast("summary\n");
+  EXPECT_EQ(output.pending(), before + 8);
+}
+
+TEST(OutputTest, MeasuresHowLongTheReaderTakesNothing) {
+  const Pipe pipe;
+  Output output(pipe.writer());
+  EXPECT_EQ(output.stalledFor().count(), 0);
+  output.write(std::string(300'000, 'x'));
+  output.flush(std::chrono::milliseconds(20));
+  EXPECT_GE(output.stalledFor(), std::chrono::milliseconds(20));
+}
+
 TEST(OutputTest, DoesNotBlockOnAStalledReaderAndLosesNothing) {
   const Pipe pipe;
   Output output(pipe.writer());
@@ -88,6 +151,16 @@ TEST(OutputTest, IsClosedWhenTheReaderCloses) {
   output.write("dropped");
   EXPECT_EQ(output.pending(), 0U);
   EXPECT_TRUE(output.finish(std::chrono::milliseconds(1)));
+}
+
+TEST(OutputTest, ReportsADescriptorThatIsClosed) {
+  const int unwritable = ::open("/dev/null", O_RDONLY);
+  ASSERT_GE(unwritable, 0);
+  Output output(unwritable);
+  output.write("text");
+  output.flush();
+  ::close(unwritable);
+  EXPECT_EQ(output.failure(), "it is closed");
 }
 
 TEST(OutputTest, ReportsTheReasonOfAFailure) {
