@@ -1,56 +1,92 @@
 // SPDX-License-Identifier: MIT
 #include <tools/monitor/diagnostics_file.h>
 
+#include <tools/common/output_path.h>
+
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
-#include <system_error>
+#include <cstdio>
 
 namespace Zephly::monitor {
 
 namespace {
 
-int openFile(const std::filesystem::path& path) {
-  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category());
-  return descriptor;
+bool existsAsFile(const std::filesystem::path& target) {
+  struct stat status {};
+  if (::lstat(target.c_str(), &status) < 0) {
+    if (errno == ENOENT) return false;
+    throw tools::cannotWrite(target, errno);
+  }
+  // Opening a pipe would wait for its reader.
+  if (!S_ISREG(status.st_mode)) throw tools::cannotWrite(target, "not a regular file");
+  return true;
 }
 
 }  // namespace
 
-DiagnosticsFile::DiagnosticsFile(const std::filesystem::path& path)
-    : file_(openFile(path)), output_(file_.get()) {}
+DiagnosticsFile::DiagnosticsFile(const std::filesystem::path& path,
+                                 const DiagnosticsOptions& options)
+    : target_(tools::outputTarget(path)), place_(target_) {
+  for (const std::filesystem::path& input : options.inputs) tools::refuseInput(target_, input);
+  const bool exists = existsAsFile(target_);
+  if (exists && !options.overwrite) {
+    throw tools::cannotWrite(target_, "it exists already (see --force)");
+  }
+  if (exists) {
+    lock_ = capture::FileLock::take(target_);
+    if (!lock_) throw tools::cannotWrite(target_, "another program is recording to it");
+    place_ += ".part-" + std::to_string(::getpid());
+  }
+  file_ = main_queue::FileDescriptor(
+      ::open(place_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (file_.get() < 0) throw tools::cannotWrite(target_, errno);
+  output_.emplace(file_.get());
+}
+
+DiagnosticsFile::~DiagnosticsFile() {
+  if (!published_) ::unlink(place_.c_str());
+}
 
 void DiagnosticsFile::writeLine(std::string_view line) {
-  output_.write(line);
-  output_.write("\n");
+  output_->write(line);
+  output_->write("\n");
 }
 
 DiagnosticsFile::int_type DiagnosticsFile::overflow(int_type character) {
   if (!traits_type::eq_int_type(character, traits_type::eof())) {
     const char single = traits_type::to_char_type(character);
-    output_.write({&single, 1});
+    output_->write({&single, 1});
   }
   return traits_type::not_eof(character);
 }
 
 std::streamsize DiagnosticsFile::xsputn(const char* text, std::streamsize count) {
-  output_.write({text, static_cast<std::size_t>(count)});
+  output_->write({text, static_cast<std::size_t>(count)});
   return count;
 }
 
+void DiagnosticsFile::flush() {
+  if (output_->pending() == 0 || !output_->flush()) return;
+  publish();
+}
+
+void DiagnosticsFile::publish() {
+  if (published_ || output_->state() != tools::Output::State::open) return;
+  published_ = true;
+  if (place_ == target_ || std::rename(place_.c_str(), target_.c_str()) == 0) return;
+  renameError_ = tools::cannotWrite(target_, errno).what();
+  ::unlink(place_.c_str());
+}
+
 std::optional<std::string> DiagnosticsFile::finish() {
-  const bool complete = output_.finish();
-  switch (output_.state()) {
-    case tools::Output::State::failed:
-      return output_.error();
-    case tools::Output::State::closed:
-      return std::generic_category().message(EPIPE);
-    case tools::Output::State::open:
-      break;
-  }
-  if (!complete) return "its reader does not read";
+  output_->finish();
+  publish();
+  if (renameError_) return renameError_;
+  if (const auto failure = output_->failure()) return tools::cannotWrite(target_, *failure).what();
   return std::nullopt;
 }
 

@@ -14,13 +14,15 @@ using tools::addValue;
 
 void addOutputOptions(CLI::App& command, OutputOptions& options) {
   addFlag(command, "--json", options.json,
-          "Write one JSON object per line (the default when standard output is not a terminal)");
-  addValue(command, "--diagnostics", "FILE", "Write the kit's own diagnostic lines to a file",
+          "Write JSON lines (default unless standard output is a terminal)");
+  addValue(command, "--diagnostics", "FILE",
+           "Write the diagnostic lines of the kit and of Bluetooth to a file",
            [&](const std::string& text) {
              options.diagnostics = tools::fileValue("--diagnostics", text);
            });
+  addFlag(command, "--force", options.overwrite, "Replace an existing file");
   addFlag(command, "--require-all", options.requireAll,
-          "Exit with 1 unless every kind of callback arrived and nothing was lost");
+          "Exit with 1 unless every kind of callback was called");
 }
 
 }  // namespace Zephly::monitor

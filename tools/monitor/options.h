@@ -16,6 +16,7 @@ namespace Zephly::monitor {
 struct OutputOptions {
   bool json = false;
   std::optional<std::filesystem::path> diagnostics;  ///< gets every diagnostic line
+  bool overwrite = false;                            ///< replaces an existing file
   bool requireAll = false;
 };
 

@@ -10,16 +10,15 @@
 #include <tools/watch/session_runner.h>
 #include <tools/watch/summary.h>
 
-#include <CLI/Error.hpp>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -27,17 +26,23 @@ namespace Zephly::monitor {
 
 namespace {
 
-std::string cannotWrite(const OutputOptions& options, const std::string& reason) {
-  return "cannot write " + options.diagnostics->string() + ": " + reason;
+// How long the source waits for a reader of JSON lines that takes nothing. A replay waits as long
+// as the reader likes, which may be a pager. A simulation faster than real time waits for a slow
+// reader, but ends in time when the reader stops. A real strap cannot wait, and a simulated one in
+// real time behaves like it.
+std::chrono::milliseconds patienceFor(const watch::SourceOptions& source) {
+  if (source.replay) return std::chrono::hours(1'000'000);
+  return std::chrono::milliseconds(source.speed.value_or(1) > 1 ? 500 : 0);
 }
 
-std::optional<DiagnosticsFile> openDiagnostics(const OutputOptions& options) {
+std::optional<DiagnosticsFile> openDiagnostics(const watch::SourceOptions& source,
+                                               const OutputOptions& options) {
   if (!options.diagnostics) return std::nullopt;
-  try {
-    return std::optional<DiagnosticsFile>(std::in_place, *options.diagnostics);
-  } catch (const std::system_error& error) {
-    throw CLI::ValidationError("--diagnostics", cannotWrite(options, error.code().message()));
+  DiagnosticsOptions diagnostics{.overwrite = options.overwrite};
+  for (const auto& input : {source.replay, source.recording}) {
+    if (input) diagnostics.inputs.push_back(*input);
   }
+  return std::optional<DiagnosticsFile>(std::in_place, *options.diagnostics, diagnostics);
 }
 
 class Monitor final : private watch::SessionHandler {
@@ -46,8 +51,9 @@ class Monitor final : private watch::SessionHandler {
           const OutputOptions& options)
       : command_(command),
         options_(options),
+        patience_(patienceFor(source)),
         replayed_(source.replay.has_value()),
-        diagnosticsFile_(openDiagnostics(options)),
+        diagnosticsFile_(openDiagnostics(source, options)),
         runner_(command, queue_, source, *this, View::refreshInterval,
                 diagnosticsFile_ ? &*diagnosticsFile_ : nullptr) {}
 
@@ -63,7 +69,7 @@ class Monitor final : private watch::SessionHandler {
  private:
   std::unique_ptr<View> makeView() {
     const TerminalKind kind = terminalKind(STDOUT_FILENO);
-    if (options_.json || !kind.terminal) return std::make_unique<JsonView>(output_);
+    if (options_.json || !kind.terminal) return std::make_unique<JsonView>(output_, patience_);
     Watched watched{model_, [this, unicode = kind.unicode] { return viewOptions(unicode); }};
     if (!kind.drawable) return std::make_unique<LineView>(output_, std::move(watched));
     return std::make_unique<ScreenView>(output_, STDOUT_FILENO, kind.colors, std::move(watched));
@@ -95,9 +101,11 @@ class Monitor final : private watch::SessionHandler {
 
   void onRefresh() override {
     view_->refresh();
+    if (diagnosticsFile_) diagnosticsFile_->flush();
     if (output_.state() != tools::Output::State::open) runner_.end();
   }
 
+  bool holdsSource() override { return view_->holdsSource(); }
   void onSourceEnd() override { runner_.end(); }
   void onEndSignal() override { runner_.end(); }
 
@@ -131,8 +139,9 @@ class Monitor final : private watch::SessionHandler {
                                       const watch::Summary& summary) {
     std::vector<std::string> complaints = report.complaints;
     for (std::string& loss : watch::losses(summary)) complaints.push_back(std::move(loss));
-    // Not of a capture, which is played completely all the same, and not to `| head`.
-    if (!replayed_ && summary.connections == 0 && output_.state() != tools::Output::State::closed) {
+    // Not of a capture, which is played completely all the same, and not where the output ended the
+    // session.
+    if (!replayed_ && summary.connections == 0 && output_.state() == tools::Output::State::open) {
       complaints.emplace_back(watch::noStrapConnected);
     }
     if (options_.requireAll) {
@@ -140,17 +149,18 @@ class Monitor final : private watch::SessionHandler {
         complaints.push_back("never arrived: " + kind);
       }
     }
-    if (output_.state() == tools::Output::State::failed) {
-      complaints.push_back("standard output: " + output_.error());
+    if (const auto failure = output_.failure()) {
+      complaints.push_back("standard output: " + *failure);
     }
     if (const auto reason = diagnosticsFile_ ? diagnosticsFile_->finish() : std::nullopt) {
-      complaints.push_back("--diagnostics: " + cannotWrite(options_, *reason));
+      complaints.push_back("--diagnostics: " + *reason);
     }
     return complaints;
   }
 
   const std::string& command_;
   const OutputOptions& options_;
+  const std::chrono::milliseconds patience_;
   const bool replayed_;
   std::optional<DiagnosticsFile> diagnosticsFile_;
   main_queue::MainQueue queue_;
@@ -167,8 +177,6 @@ class Monitor final : private watch::SessionHandler {
 
 int watchSession(const std::string& command, const watch::SourceOptions& source,
                  const OutputOptions& output) {
-  // Output reports a reader that has gone.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   return Monitor(command, source, output).run();
 }
 

@@ -13,9 +13,8 @@
 namespace Zephly::monitor {
 
 /// Runs the session and shows it as the options say and the terminal allows; returns the exit code.
-/// Errors are lines on standard error, prefixed with the subcommand `command`. Ignores SIGPIPE from
-/// then on. Throws CLI::ValidationError when the file for the diagnostic lines cannot be opened,
-/// and as watch::makeSource() does.
+/// Errors are lines on standard error, prefixed with the subcommand `command`. The program must
+/// ignore SIGPIPE and SIGXFSZ. Throws as DiagnosticsFile and watch::makeSource() do.
 int watchSession(const std::string& command, const watch::SourceOptions& source,
                  const OutputOptions& output);
 

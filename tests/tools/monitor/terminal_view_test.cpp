@@ -125,7 +125,8 @@ TEST_F(TerminalViewTest, ShowsScanningBeforeTheFirstConnection) {
 TEST_F(TerminalViewTest, ShowsTheHostLineCompletelyAtEveryWidth) {
   take(1s, watch::HostLine{
                "Bluetooth: the service org.bluez is not there (The name is not activatable). "
-               "To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth"});
+               "Install and start it with: sudo apt install bluez; sudo systemctl enable --now "
+               "bluetooth"});
   EXPECT_THAT(stateRow(), AllOf(StartsWith(warning), HasSubstr("waiting for 6.0 s")));
   const Canvas wide = canvasOf(100, 24);
   EXPECT_THAT(wide.ansiRow(3, Colors::ansi), StartsWith("  \x1b[1mBluetooth: the service"));
@@ -137,8 +138,8 @@ TEST_F(TerminalViewTest, ShowsTheHostLineCompletelyAtEveryWidth) {
                             [](char a, char b) { return a == ' ' && b == ' '; }),
                 words.end());
     ASSERT_THAT(words, StartsWith(" Bluetooth: the service org.bluez is not there (The name is not "
-                                  "activatable). To have it: sudo apt install bluez; sudo "
-                                  "systemctl enable --now bluetooth "))
+                                  "activatable). Install and start it with: sudo apt install "
+                                  "bluez; sudo systemctl enable --now bluetooth "))
         << width;
   }
 }
