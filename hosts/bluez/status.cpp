@@ -11,15 +11,16 @@ std::string missing(const Daemon& daemon, const AdapterChoice& choice, const std
       return {};
     case Daemon::State::noBus:
       return "Bluetooth: no D-Bus system bus (" + reason +
-             "). To have one: sudo apt install dbus bluez; it starts with the system.";
+             "). Install it with: sudo apt install dbus bluez";
     case Daemon::State::silentBus:
       return "Bluetooth: the system bus does not answer. To look at it: systemctl status dbus";
     case Daemon::State::noService:
       return "Bluetooth: the service org.bluez is not there (" + reason +
-             "). To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth";
+             "). Install and start it with: sudo apt install bluez; sudo systemctl enable --now "
+             "bluetooth";
     case Daemon::State::noPermission:
       return "Bluetooth: this user may not use the service org.bluez (" + reason +
-             "). To be allowed: sudo adduser $USER bluetooth, then log in again.";
+             "). Allow it with: sudo adduser $USER bluetooth, then log in again.";
     case Daemon::State::ready:
       break;
   }
@@ -29,7 +30,7 @@ std::string missing(const Daemon& daemon, const AdapterChoice& choice, const std
                                  ? " that can be a Bluetooth LE " + std::string(role)
                                  : std::string();
     return "Bluetooth: no " + which + able +
-           ". Plug it in; what there is: bluetoothctl list; what the kernel says: dmesg";
+           ". Plug it in. To list adapters: bluetoothctl list; kernel messages: dmesg";
   }
   if (isPowered(daemon.tree(), adapter)) return {};
   return "Bluetooth: adapter " + lastPart(adapter) +

@@ -26,7 +26,7 @@ CLI::Option* addBluetoothOptions(CLI::App& command, bluez::Options& options) {
       ->group("");
   return addValue(
       command, "--adapter", "hciN|ADDRESS",
-      "The Bluetooth adapter (default: the first one that is powered)",
+      "The Bluetooth adapter (default: the first powered one)",
       [&](const std::string& text) { options.adapter = adapterValue("--adapter", text); });
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <cctype>
 #include <chrono>
+#include <cmath>
 #include <utility>
 
 namespace Zephly::tools {
@@ -28,6 +29,43 @@ std::string plain(double number) {
     if (text.back() == '.') text.pop_back();
   }
   return text;
+}
+
+constexpr double minute = 60;
+constexpr double hour = 3600;
+
+// Seconds: "90", "10m", "1h30m". Each unit once, the largest first.
+std::optional<double> unitTime(std::string_view text) {
+  if (const auto seconds = parseNumber<double>(text)) return seconds;
+  constexpr std::array<std::pair<char, double>, 3> units = {{{'h', hour}, {'m', minute}, {'s', 1}}};
+  double sum = 0;
+  for (const auto& [letter, seconds] : units) {
+    const std::size_t end = text.find(letter);
+    if (end == std::string_view::npos) continue;
+    const auto number = parseNumber<double>(text.substr(0, end));
+    if (!number || *number < 0) return std::nullopt;
+    sum += *number * seconds;
+    text.remove_prefix(end + 1);
+    if (text.empty()) return sum;
+  }
+  return std::nullopt;
+}
+
+// Seconds: "0:30", "1:30:00.5". Every part but the first is less than 60.
+std::optional<double> clockTime(std::string_view text) {
+  double sum = 0;
+  for (int parts = 1; parts <= 3; ++parts) {
+    const std::size_t end = text.find(':');
+    const std::string_view part = text.substr(0, end);
+    const bool last = end == std::string_view::npos;
+    std::optional<double> number = parseNumber<std::uint32_t>(part);
+    if (last) number = parseNumber<double>(part);
+    if (!number || !(*number >= 0) || (parts > 1 && *number >= minute)) return std::nullopt;
+    sum = sum * minute + *number;
+    if (last) return sum;
+    text.remove_prefix(end + 1);
+  }
+  return std::nullopt;
 }
 
 bool isAdapterNumber(std::string_view text) {
@@ -60,14 +98,14 @@ std::uint64_t seedValue(const std::string& option, const std::string& text) {
   return *number;
 }
 
-StrapTime secondsValue(const std::string& option, const std::string& text, double shortest) {
-  const auto number = parseNumber<double>(text);
-  // NaN fails both comparisons.
-  if (!number || !(*number >= shortest && *number <= longestTime)) {
-    rejectValue(option, "a number of seconds from " + plain(shortest) + " to " + plain(longestTime),
-                text);
+StrapTime timeValue(const std::string& option, const std::string& text, double shortest) {
+  const auto seconds = text.find(':') == std::string::npos ? unitTime(text) : clockTime(text);
+  if (!seconds || !std::isfinite(*seconds) || *seconds < 0) {
+    rejectValue(option, "a time like 90, 10m, 1h30m or 1:30:00", text);
   }
-  return std::chrono::duration_cast<StrapTime>(std::chrono::duration<double>(*number));
+  if (*seconds < shortest) rejectValue(option, "a time greater than 0", text);
+  if (*seconds > longestTime) rejectValue(option, "a time of at most 31 years", text);
+  return std::chrono::duration_cast<StrapTime>(std::chrono::duration<double>(*seconds));
 }
 
 double rowRateValue(const std::string& option, const std::string& text) {

@@ -44,8 +44,9 @@ inline constexpr const char* exactlyOneValue = "expected exactly one value, and 
                               const std::string& text);
 
 std::uint64_t seedValue(const std::string& option, const std::string& text);
-/// Seconds from `shortest` (at most 9 decimals) to longestTime.
-StrapTime secondsValue(const std::string& option, const std::string& text, double shortest);
+/// A time from `shortest` to longestTime, both in seconds: "90", "1.5", "10m", "1h30m", "0:30" (a
+/// minute has 60 s, so this is 30 s) or "1:30:00".
+StrapTime timeValue(const std::string& option, const std::string& text, double shortest);
 /// Rows per second of a recording.
 double rowRateValue(const std::string& option, const std::string& text);
 /// A Bluetooth adapter: "hci0", or an address in BlueZ's form, in upper or lower case.

@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -17,15 +16,12 @@ namespace Zephly::exporting {
 void addTargets(CLI::App& command, ExportOptions& options) {
   tools::addValue(command, "--edf", "FILE", "Write an EDF+ file (see docs/export.md)",
                   [&](const std::string& text) { options.edf = tools::fileValue("--edf", text); });
-  tools::addValue(
-      command, "--csv", "DIRECTORY",
-      "Write a CSV file for each stream into this directory, which is created if it does not exist",
-      [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
+  tools::addValue(command, "--csv", "DIRECTORY",
+                  "Write a CSV file for each stream into this directory",
+                  [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
 }
 
 int runExport(ExportOptions options, const std::string& who) {
-  // A limit of the file size becomes a write error, like a full disk.
-  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const EndSignals signals;
   options.interrupted = [asked = options.interrupted] { return asked() || EndSignals::came(); };
   const auto complaints = exportCapture(options);
@@ -36,14 +32,17 @@ int runExport(ExportOptions options, const std::string& who) {
 }
 
 tools::Command addExportCommand(CLI::App& program) {
-  CLI::App* command =
-      program.add_subcommand("export", "Write a capture as EDF+ and CSV, for other programs");
+  CLI::App* command = program.add_subcommand("export", "Convert a capture to EDF+ and CSV");
   command->footer(
-      "docs/export.md describes signals, columns and the times of samples. A file appears when it\n"
-      "is complete, and not at all after an error or Ctrl-C. Of a capture that is cut or damaged,\n"
-      "everything before the damage is written.\n"
-      "Exit code: 0 when everything was written; 1 when a file could not be written, or the\n"
-      "capture is cut, damaged or not a capture; 2 for wrong options.");
+      "Examples:\n"
+      "  zephly export walk.zcap --csv walk       write walk/ecg.csv, walk/respiration.csv and so "
+      "on\n"
+      "  zephly export walk.zcap --edf walk.edf   write an EDF+ file\n"
+      "\n"
+      "docs/export.md describes signals, columns and times. After an error or Ctrl-C nothing is "
+      "written.\n"
+      "A damaged capture is exported up to the damage.\n"
+      "Exit code: 0 success; 1 file not written, or capture unusable or damaged; 2 wrong options.");
   const auto options = std::make_shared<ExportOptions>();
   tools::addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
     options->capture = tools::fileValue("FILE", text);

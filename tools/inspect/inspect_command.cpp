@@ -15,7 +15,6 @@
 
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
@@ -145,8 +144,8 @@ int run(const Options& options) {
     if (inspected.damageCount > 1) {
       complaint += " (and " + std::to_string(inspected.damageCount - 1) + " more)";
     }
-  } else if (output.state() == tools::Output::State::failed) {
-    complaint = "standard output: " + output.error();
+  } else if (const auto failure = output.failure()) {
+    complaint = "standard output: " + *failure;
   }
   if (complaint.empty()) return tools::exitDone;
   std::cerr << "zephly inspect: " << complaint << '\n';
@@ -157,21 +156,21 @@ int run(const Options& options) {
 
 tools::Command addInspectCommand(CLI::App& program) {
   CLI::App* command =
-      program.add_subcommand("inspect", "Show what a capture contains, and its defects");
+      program.add_subcommand("inspect", "Show the contents of a capture, and any damage");
   command->footer(
-      "FILE was written by `zephly record`, and may be cut off (see docs/capture-format.md).\n"
-      "Exit code: 0 for a complete capture; 1 for one that is cut or damaged (everything that can\n"
-      "be read is shown all the same) and for other files; 2 for wrong options.");
+      "Examples:\n"
+      "  zephly inspect walk.zcap\n"
+      "  zephly inspect walk.zcap --json | jq .duration\n"
+      "\n"
+      "docs/capture-format.md describes the output. Of a damaged capture it shows all that can be "
+      "read.\n"
+      "Exit code: 0 complete capture; 1 incomplete, damaged or not a capture; 2 wrong options.");
   const auto options = std::make_shared<Options>();
-  tools::addValue(*command, "FILE", "FILE", "The capture", [options](const std::string& text) {
+  tools::addValue(*command, "FILE", "", "The capture (.zcap)", [options](const std::string& text) {
     options->file = tools::fileValue("FILE", text);
   })->required();
   tools::addFlag(*command, "--json", options->json, "Write one JSON object");
-  return {command, [options] {
-            // Output reports a reader that has gone.
-            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-            return run(*options);
-          }};
+  return {command, [options] { return run(*options); }};
 }
 
 }  // namespace Zephly::inspect

@@ -15,16 +15,18 @@
 namespace Zephly::monitor {
 
 tools::Command addMonitorCommand(CLI::App& program) {
-  CLI::App* command = program.add_subcommand(
-      "monitor", "Watch a strap: connection, electrodes, traces, values, repetitions");
+  CLI::App* command =
+      program.add_subcommand("monitor", "Show a strap in the terminal, or write JSON lines");
   command->footer(
-      "Watches the strap in Bluetooth range, or a simulated one. It reports what Bluetooth lacks\n"
-      "and continues automatically when that is available.\n"
-      "On a terminal it shows a screen; q or Ctrl-C ends it. Otherwise it writes one JSON object\n"
-      "per line (see docs/monitor-json.md). The last output is a summary.\n"
-      "Exit code: 0 when nothing was lost, also after Ctrl-C or SIGTERM; 1 when no strap was\n"
-      "connected, something was lost, is missing with --require-all, or a file cannot be used;\n"
-      "2 for wrong options.");
+      "Examples:\n"
+      "  zephly monitor                                      watch the strap in Bluetooth range\n"
+      "  zephly monitor --simulated --json --duration 10m    write a simulated session as JSON "
+      "lines\n"
+      "\n"
+      "On a terminal it shows a screen; q or Ctrl-C ends it. docs/monitor-json.md describes the "
+      "JSON\n"
+      "lines.\n"
+      "Exit code: 0 success; 1 no strap, or data lost, missing or not written; 2 wrong options.");
   const auto source = std::make_shared<watch::SourceOptions>();
   const auto output = std::make_shared<OutputOptions>();
   watch::addSourceOptions(*command, *source);

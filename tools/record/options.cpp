@@ -23,7 +23,7 @@ std::filesystem::path captureName(const std::string& text) {
 }  // namespace
 
 void addOptions(CLI::App& command, Options& options) {
-  tools::addValue(command, "FILE", "FILE", "The capture to write, usually with the ending .zcap",
+  tools::addValue(command, "FILE", "", "The capture to write (.zcap)",
                   [&](const std::string& text) { options.file = captureName(text); })
       ->required();
   watch::addSourceOptions(command, options.source);

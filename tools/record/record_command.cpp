@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
 #include <memory>
 
 namespace Zephly::record {
@@ -30,22 +29,20 @@ int recordAndExport(Options& options) {
 }  // namespace
 
 tools::Command addRecordCommand(CLI::App& program) {
-  CLI::App* command = program.add_subcommand("record", "Write a session to a file while it runs");
+  CLI::App* command = program.add_subcommand("record", "Record a session to a file");
   command->footer(
-      "Every notification and every event of the connection is written to FILE as it arrives. If\n"
-      "the program is killed, only the record being written is lost (see docs/capture-format.md).\n"
-      "Ends with --duration, Ctrl-C or SIGTERM. After a write error the session continues without\n"
-      "recording, and the file stays readable. --edf and --csv work as in zephly export, when the\n"
-      "recording has ended.\n"
-      "Exit code: 0 when everything was recorded; 1 when something was not, no strap was connected,\n"
-      "a stream is missing with --require-all, or the file cannot be created; 2 for wrong options.");
+      "Examples:\n"
+      "  zephly record walk.zcap                                  record until Ctrl-C\n"
+      "  zephly record night.zcap --duration 8h --edf night.edf   and write an EDF+ file at the "
+      "end\n"
+      "\n"
+      "Each notification is written as it arrives: a crash loses at most the record being "
+      "written.\n"
+      "Exit code: 0 success; 1 no strap, or data not recorded or not written; 2 wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
             watch::checkTogether(options->source);
-            // Output and the writer report a reader that has gone and a limit of the file size.
-            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-            static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
             return recordAndExport(*options);
           }};
 }

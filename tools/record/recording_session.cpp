@@ -136,8 +136,8 @@ std::vector<std::string> RecordingSession::complaintsAbout(const watch::SourceRe
                            " samples of the stream " + std::string(streamInfo(stream).name));
     }
   }
-  if (output_.state() == tools::Output::State::failed) {
-    complaints.push_back("standard output: " + output_.error());
+  if (const auto failure = output_.failure()) {
+    complaints.push_back("standard output: " + *failure);
   }
   return complaints;
 }

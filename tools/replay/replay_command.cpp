@@ -15,15 +15,17 @@
 namespace Zephly::replay {
 
 tools::Command addReplayCommand(CLI::App& program) {
-  CLI::App* command = program.add_subcommand(
-      "replay", "Play a capture: the recorded notifications through the kit");
+  CLI::App* command = program.add_subcommand("replay", "Play a capture through the kit");
   command->footer(
-      "The kit gets the recorded callbacks and reports the same results, bit for bit (see\n"
-      "docs/replay.md). A capture that is cut or damaged is played up to the damage.\n"
-      "The output is that of zephly monitor (see docs/monitor-json.md).\n"
-      "Exit code: 0 when the capture was played, also after Ctrl-C or SIGTERM; 1 when it is cut,\n"
-      "damaged or not a capture, when the session did not ask for what was recorded, when\n"
-      "something is missing with --require-all, or a file cannot be used; 2 for wrong options.");
+      "Examples:\n"
+      "  zephly replay walk.zcap                           play it at the recorded speed\n"
+      "  zephly replay walk.zcap --fast --json > out.json  write everything that the kit reports\n"
+      "\n"
+      "The kit reports the same results as in the recorded session, bit for bit (docs/replay.md). "
+      "A\n"
+      "damaged capture is played up to the damage.\n"
+      "Exit code: 0 success; 1 capture unusable or damaged, data missing or not written; 2 wrong "
+      "options.");
   const auto source = std::make_shared<watch::SourceOptions>();
   const auto output = std::make_shared<monitor::OutputOptions>();
   watch::addCaptureOptions(*command, *source);

@@ -69,12 +69,10 @@ void addOptions(CLI::App& command, Options& options) {
   addValue(command, "--seed", "N", "The wearer's seed: same seed, same frames (default 1)",
            [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); });
   addFlag(command, "--training", options.training,
-          "The wearer trains, takes the electrodes off, charges and loses the link, in a cycle of "
-          "30 s (default: at rest)");
+          "The wearer exercises, takes the electrodes off and loses the link, every 30 s");
   addValue(
       command, "--recording", "FILE",
-      "Play a CSV file (columns ECG, RSP, skin temperature, accelerometer and gyroscope) from "
-      "the first complete subscription on; ends with it",
+      "Play the signals of a CSV file once all streams are subscribed, then end; needs --rate",
       [&](const std::string& text) { options.recording = tools::fileValue("--recording", text); });
   addValue(command, "--rate", "HZ", "Rows per second of the recording",
            [&](const std::string& text) {
@@ -85,21 +83,21 @@ void addOptions(CLI::App& command, Options& options) {
           "--lose-link-at",
           [&](const std::vector<std::string>& texts) {
             for (const std::string& text : texts) {
-              options.lossTimes.push_back(tools::secondsValue("--lose-link-at", text, 0));
+              options.lossTimes.push_back(tools::timeValue("--lose-link-at", text, 0));
             }
           },
-          "Disconnect S seconds after the start; may be repeated")
-      ->type_name("S")
+          "Disconnect TIME after the start; may be repeated")
+      ->type_name("TIME")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  addValue(command, "--absence", "S",
-           "How long the strap stays disconnected after each --lose-link-at (default 1)",
+  addValue(
+      command, "--absence", "TIME",
+      "How long the strap stays disconnected after each --lose-link-at (default 1 s)",
+      [&](const std::string& text) { options.absence = tools::timeValue("--absence", text, 0); });
+  addValue(command, "--duration", "TIME", "End after TIME: 90, 10m, 1h30m or 1:30:00",
            [&](const std::string& text) {
-             options.absence = tools::secondsValue("--absence", text, 0);
+             options.duration = tools::timeValue("--duration", text, tools::shortestDuration);
            });
-  addValue(command, "--duration", "S", "End after S seconds", [&](const std::string& text) {
-    options.duration = tools::secondsValue("--duration", text, tools::shortestDuration);
-  });
   addFlag(command, "--frames", options.frames, "Print every frame that is sent");
 }
 
@@ -109,7 +107,7 @@ void checkTogether(const Options& options) {
     throw CLI::ValidationError("--training", "cannot be combined with --recording");
   }
   if (options.absence && options.lossTimes.empty()) {
-    throw CLI::ValidationError("--absence", "needs --lose-link-at S");
+    throw CLI::ValidationError("--absence", "needs --lose-link-at TIME");
   }
 }
 

@@ -190,8 +190,8 @@ class Program final : private PresenceListener, private simulator::Carrier {
               std::to_string(skipped_) + ", connections " + std::to_string(connections_) +
               ", link losses " + std::to_string(lossCount_));
     output_.finish(1s);
-    if (output_.state() == tools::Output::State::failed) {
-      throw std::runtime_error("standard output: " + output_.error());
+    if (const auto failure = output_.failure()) {
+      throw std::runtime_error("standard output: " + *failure);
     }
     return tools::exitDone;
   }
@@ -221,20 +221,21 @@ class Program final : private PresenceListener, private simulator::Carrier {
 }  // namespace
 
 tools::Command addStrapCommand(CLI::App& program) {
-  CLI::App* command = program.add_subcommand(
-      "strap", "Be a strap: advertise, serve and send through a Bluetooth adapter of this machine");
+  CLI::App* command =
+      program.add_subcommand("strap", "Act as a strap through a Bluetooth adapter of this machine");
   command->footer(
-      "Needs bluetoothd (package bluez) and a powered adapter; waits for what is missing, and\n"
-      "continues automatically when it is back. Ctrl-C ends it; the signal USR1 makes it lose\n"
-      "the link at once.\n"
-      "Exit code: 0 at the end; 1 without a D-Bus bus or when a recording cannot be played;\n"
-      "2 for wrong options.");
+      "Examples:\n"
+      "  zephly strap                              a wearer at rest\n"
+      "  zephly strap --training --duration 10m    with exercises, link losses and electrodes off\n"
+      "\n"
+      "Needs bluetoothd and a powered adapter; waits for them. Ctrl-C ends it. SIGUSR1 makes it "
+      "lose the\n"
+      "link.\n"
+      "Exit code: 0 success; 1 no D-Bus bus, or recording unusable; 2 wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
             checkTogether(*options);
-            // Output reports a reader that has gone as `closed`.
-            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return Program(*options).run();
           }};
 }

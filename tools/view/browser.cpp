@@ -30,7 +30,7 @@ class Apart {
     ::posix_spawnattr_init(&attributes_);
     sigset_t defaults{};
     sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
+    for (const int ignored : {SIGPIPE, SIGXFSZ}) sigaddset(&defaults, ignored);
     ::posix_spawnattr_setsigdefault(&attributes_, &defaults);
     // Ctrl-C ends this program, not the browser.
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);

@@ -36,13 +36,12 @@ void addOptions(CLI::App& command, Options& options) {
                "; 0: any free port)",
            [&](const std::string& text) { options.port = port(text); });
   addValue(command, "--listen", "ADDRESS",
-           "Serve the page on this address of the machine, 0.0.0.0 or :: for all of them, to "
-           "everyone with the access token that is printed (default: to this machine only)",
+           "Serve the page to the network on this address (0.0.0.0 or :: for all); prints an "
+           "access token",
            [&](const std::string& text) { options.listen = address(text); });
   addFlag(command, "--open", options.open, "Show the page in the browser");
   addFlag(command, "--exit-at-end", options.exitAtEnd,
-          "End when --duration is over or the recording or capture has been played; otherwise the "
-          "page stays");
+          "End with the session; otherwise the page stays");
 }
 
 }  // namespace Zephly::view

@@ -18,7 +18,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -87,7 +86,7 @@ class LivePage final : private watch::SessionHandler {
     if (output_.pending() < tools::Output::bufferSize / 2) {
       output_.write(capture::printable(line) + "\n");
     }
-    output_.finish(std::chrono::milliseconds::zero());
+    output_.flush();
   }
 
   void onEvent(const watch::Event& event) override { feed_.take(event); }
@@ -127,8 +126,8 @@ class LivePage final : private watch::SessionHandler {
   std::vector<std::string> complaints() {
     std::vector<std::string> complaints = runner_.finish().complaints;
     for (std::string& loss : watch::losses(*summary_)) complaints.push_back(std::move(loss));
-    if (output_.state() == tools::Output::State::failed) {
-      complaints.push_back("standard output: " + output_.error());
+    if (const auto failure = output_.failure()) {
+      complaints.push_back("standard output: " + *failure);
     }
     return complaints;
   }
@@ -151,11 +150,12 @@ class LivePage final : private watch::SessionHandler {
 tools::Command addViewCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("view", "Show a strap on a live page in the browser");
   command->footer(
-      "Shows the strap in Bluetooth range, or a simulated one. Without --listen only this machine\n"
-      "can open the page; it may be open any number of times. The program prints the page's\n"
-      "address, and a line when a viewer connects or disconnects.\n"
-      "Ctrl-C ends it. Exit code: 0 when nothing was lost; 1 when something was lost or the page\n"
-      "cannot be served; 2 for wrong options.");
+      "Examples:\n"
+      "  zephly view --simulated --open              show a simulated strap\n"
+      "  zephly view --replay walk.zcap --speed 10   show a capture\n"
+      "\n"
+      "Prints the address of the page. Ctrl-C ends it.\n"
+      "Exit code: 0 success; 1 data lost, or page not served; 2 wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);
   return {command, [options] {
@@ -165,8 +165,6 @@ tools::Command addViewCommand(CLI::App& program) {
                   "this program was built without Node.js and holds no page; install nodejs 18 or "
                   "newer with npm and build it again");
             }
-            // The server reports connections that have gone.
-            static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
             return LivePage(*options).run();
           }};
 }

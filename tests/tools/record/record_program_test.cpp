@@ -335,10 +335,10 @@ TEST_F(RecordProgramTest, RefusesDirectoriesAndPipesImmediately) {
   const auto pipe = scratch_ / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_THAT(runProgram({"inspect", pipe.string()}).errorLines(),
-              ElementsAre(HasSubstr("pipe: at byte 0: a pipe, not a regular file: save the")));
+              ElementsAre(HasSubstr("pipe: is a pipe, not a regular file: save the")));
   const Finished run = runProgram({"inspect", scratch_.path().string()});
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("at byte 0: a directory")));
+  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr(": is a directory, not a capture")));
 }
 
 TEST_F(RecordProgramTest, DoesNotCrashOnRandomBytes) {

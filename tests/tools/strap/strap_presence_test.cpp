@@ -309,8 +309,8 @@ TEST_F(StrapPresenceTest, UsesAnAdapterThatReturnsAtAnotherIndex) {
   bluetoothd.remove("/org/bluez/hci0");
   untilLine("adapter hci0 has gone");
   untilLine(
-      "Bluetooth: no adapter hci0. Plug it in; what there is: bluetoothctl list; what the kernel "
-      "says: dmesg");
+      "Bluetooth: no adapter hci0. Plug it in. To list adapters: bluetoothctl list; kernel "
+      "messages: dmesg");
   bluetoothd.addAdapter("hci0", true, true, "00:00:00:00:00:0C");
   bluetoothd.addAdapter("hci1");
   untilLine("advertising as \"Zephly\" on hci1");
@@ -481,8 +481,8 @@ TEST_F(StrapPresenceTest, ReportsAnAdapterWithoutThePeripheralRole) {
   bluetoothd.start();
   open();
   untilLine(
-      "Bluetooth: no adapter that can be a Bluetooth LE peripheral. Plug it in; what there is: "
-      "bluetoothctl list; what the kernel says: dmesg");
+      "Bluetooth: no adapter that can be a Bluetooth LE peripheral. Plug it in. To list "
+      "adapters: bluetoothctl list; kernel messages: dmesg");
 }
 
 }  // namespace
