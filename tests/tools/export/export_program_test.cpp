@@ -168,8 +168,10 @@ TEST(ExportProgramTest, ListsItsRequirements) {
   EXPECT_EQ(nothing.errorLines().size(), 1U);
   const Finished noTarget = runProgram({"export", "a.zcap"});
   EXPECT_EQ(noTarget.exitCode, 2);
-  EXPECT_THAT(noTarget.errorLines(),
-              ElementsAre("zephly export: --edf FILE, --csv DIRECTORY or both is required"));
+  EXPECT_THAT(
+      noTarget.errorLines(),
+      ElementsAre("zephly export: --edf FILE, --csv DIRECTORY or both is required (see zephly "
+                  "export --help)"));
 }
 
 TEST(ExportProgramTest, AMissingOrInvalidCaptureIsOneLine) {
