@@ -1,9 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The session on the simulated host, whose clock is stepped by hand."""
 
-import socket
 import threading
-import time
 
 import numpy
 import pytest
@@ -218,21 +216,6 @@ def test_bluetooth_reports_a_missing_bus(queue, recorder):
     assert lines and "bus" in lines[0].lower()
     session.close()
     host.close()
-
-
-def test_a_bus_that_does_not_answer_does_not_block_the_queue(queue, recorder, tmp_path):
-    """The system accepts connections to a listening socket, and nothing answers them."""
-    path = str(tmp_path / "bus")
-    with socket.socket(socket.AF_UNIX) as bus:
-        bus.bind(path)
-        bus.listen(16)
-        host = zephly.Bluetooth(queue, busAddress="unix:path=" + path, report=lambda line: pytest.fail(line))
-        session = zephly.Zephly(recorder, host)
-        begin = time.monotonic()
-        queue.run(0.1)
-        assert time.monotonic() - begin < 5  # the host's limit for the bus
-        session.close()
-        host.close()
 
 
 def test_repetitions_of_the_engine_and_the_wrapper_agree(queue):

@@ -23,7 +23,7 @@ std::string errorOf(const std::string& text, double shortest = 1e-9) {
   return "none";
 }
 
-TEST(TimeValueTest, TakesSecondsUnitsAndClockTimes) {
+TEST(OptionValuesTimeTest, TakesSecondsUnitsAndClockTimes) {
   EXPECT_EQ(timeOf("90"), 90s);
   EXPECT_EQ(timeOf("1.5"), 1500ms);
   EXPECT_EQ(timeOf("1e-9"), 1ns);
@@ -42,7 +42,7 @@ TEST(TimeValueTest, TakesSecondsUnitsAndClockTimes) {
   EXPECT_EQ(timeValue("--absence", "0", 0), 0s);
 }
 
-TEST(TimeValueTest, RefusesOtherTexts) {
+TEST(OptionValuesTimeTest, RefusesOtherTexts) {
   for (const char* text : {"",        "abc",      "m",    "h",    "10x",   "-3",     "-1m",
                            "1m-3s",   "nan",      "inf",  "infm", "nans",  "1e999",  "1m1h",
                            "1m30",    "1s1s",     "10 m", " 10",  "+5",    "1:60",   "0:75:00",
@@ -53,7 +53,7 @@ TEST(TimeValueTest, RefusesOtherTexts) {
   }
 }
 
-TEST(TimeValueTest, RefusesTimesOutOfRange) {
+TEST(OptionValuesTimeTest, RefusesTimesOutOfRange) {
   EXPECT_EQ(errorOf("0"), "--duration: expected a time greater than 0, got \"0\"");
   EXPECT_EQ(errorOf("0:00"), "--duration: expected a time greater than 0, got \"0:00\"");
   EXPECT_EQ(errorOf("1e-10"), "--duration: expected a time greater than 0, got \"1e-10\"");
