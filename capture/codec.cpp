@@ -203,12 +203,16 @@ std::vector<std::uint8_t> encodePreamble(const Preamble& preamble) {
   content.number(static_cast<std::uint8_t>(preamble.simulated ? 1 : 0));
   content.text(preamble.program);
   content.text(preamble.source);
+  if (preamble.continues) {
+    content.number(preamble.continues->part);
+    content.number(preamble.continues->lost);
+  }
   checkLength(content.bytes().size(), longestPreamble, "a preamble");
 
   ByteSink head;
   head.raw(magic);
   head.number(majorVersion);
-  head.number(minorVersion);
+  head.number(preamble.continues ? continuedMinorVersion : minorVersion);
   head.number(static_cast<std::uint32_t>(content.bytes().size()));
   head.number(checksum(head.bytes()));
   head.raw(content.bytes());
@@ -254,13 +258,20 @@ std::optional<Head> decodeHead(std::span<const std::uint8_t> bytes) {
   return head;
 }
 
-std::optional<Preamble> decodePreamble(std::span<const std::uint8_t> bytes) {
+std::optional<Preamble> decodePreamble(std::uint16_t minor, std::span<const std::uint8_t> bytes) {
   ByteSource source(bytes);
   Preamble preamble;
   preamble.began = std::chrono::nanoseconds(source.number<std::int64_t>());
   preamble.simulated = source.flag();
   preamble.program = source.text();
   preamble.source = source.text();
+  if (minor >= continuedMinorVersion &&
+      source.left() >= sizeof(std::uint32_t) + sizeof(std::uint64_t)) {
+    Continuation continuation;
+    continuation.part = source.number<std::uint32_t>();
+    continuation.lost = source.number<std::uint64_t>();
+    if (continuation.part > 1) preamble.continues = continuation;
+  }
   if (!source.whole()) return std::nullopt;
   return preamble;
 }

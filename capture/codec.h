@@ -42,8 +42,8 @@ bool beginsLikeCapture(std::span<const std::uint8_t> bytes);
 /// From the first headSize bytes of a file; empty when the checksum is wrong.
 std::optional<Head> decodeHead(std::span<const std::uint8_t> bytes);
 /// From the bytes between head and checksum. Empty when they are invalid; additional bytes, which a
-/// later version may write, are ignored.
-std::optional<Preamble> decodePreamble(std::span<const std::uint8_t> bytes);
+/// later version than `minor` may write, are ignored.
+std::optional<Preamble> decodePreamble(std::uint16_t minor, std::span<const std::uint8_t> bytes);
 
 /// From the first recordHeaderSize bytes; empty when mark or checksum are wrong or the payload is
 /// longer than the format allows.

@@ -19,7 +19,10 @@ namespace Zephly::capture {
 /// The line ends and the end-of-file character reveal a file that was transferred as text.
 inline constexpr std::array<std::uint8_t, 8> magic{'Z', 'C', 'A', 'P', '\r', '\n', 0x1A, '\n'};
 inline constexpr std::uint16_t majorVersion = 1;  ///< files of another one are refused
-inline constexpr std::uint16_t minorVersion = 0;  ///< a later one adds only what may be skipped
+/// A later one adds only what may be skipped. A file states the lowest one that has all it
+/// contains.
+inline constexpr std::uint16_t minorVersion = 0;
+inline constexpr std::uint16_t continuedMinorVersion = 1;  ///< with the Continuation
 
 inline constexpr std::size_t headSize = 20;  ///< before the preamble; the same in every version
 inline constexpr std::size_t checksumSize = 4;

@@ -4,6 +4,7 @@
 #include <capture/capture_error.h>
 #include <capture/capture_file.h>
 #include <capture/codec.h>
+#include <capture/parts.h>
 
 #include <algorithm>
 #include <span>
@@ -35,7 +36,8 @@ std::string counted(std::uint64_t count, const std::string& what) {
 
 }  // namespace
 
-Reader::Reader(const std::filesystem::path& path) : file_(std::make_unique<CaptureFile>(path)) {
+Reader::Reader(const std::filesystem::path& path)
+    : path_(path), file_(std::make_unique<CaptureFile>(path)) {
   readHead();
 }
 
@@ -61,13 +63,44 @@ void Reader::readHead() {
   const auto whole = file_->at(0, size);
   if (whole.size() < size) refuse(Kind::cut, whole.size(), "cut off in the preamble");
   if (!isWhole(whole)) refuse(Kind::damaged, headSize, "damaged preamble (checksum is wrong)");
-  const auto preamble = decodePreamble(whole.subspan(headSize, head->length));
+  const auto preamble = decodePreamble(head->minor, whole.subspan(headSize, head->length));
   if (!preamble) refuse(Kind::damaged, headSize, "invalid preamble");
   preamble_ = *preamble;
   offset_ = size;
 }
 
 std::optional<Record> Reader::next() {
+  do {
+    if (auto record = nextOfFile()) return record;
+  } while (!ended_ && openNextPart());
+  return std::nullopt;
+}
+
+bool Reader::openNextPart() {
+  // A file that was given alone, although it is not the first one.
+  if (preamble_.continues) return false;
+  for (const std::filesystem::path& path : existingParts(path_)) {
+    try {
+      Reader next(path);
+      const Preamble& preamble = next.preamble_;
+      if (!belongTogether(preamble_, preamble) || preamble.continues->part != parts_ + 1) continue;
+      file_ = std::move(next.file_);
+      offset_ = next.offset_;
+      expected_ = 0;
+      over_ = false;
+      ++parts_;
+      lostRecords_ += preamble.continues->lost;
+      return true;
+    } catch (const CaptureError&) {
+      // Another file of a similar name.
+    }
+  }
+  return false;
+}
+
+const std::filesystem::path& Reader::file() const { return file_->path(); }
+
+std::optional<Record> Reader::nextOfFile() {
   while (!over_) {
     if (file_->at(offset_, 1).empty()) {
       over_ = true;

@@ -3,6 +3,9 @@
 /// @file
 /// Reads a capture from beginning to end, also when the file is cut or damaged.
 ///
+/// A recording that was continued in other files ("walk.2.zcap") is read to its end when its first
+/// file is given: each file that follows is found by its name beside the first one and by its head.
+///
 ///   Reader reader("walk.zcap");
 ///   show(reader.preamble());
 ///   while (true) {
@@ -56,7 +59,13 @@ class ZEPHLY_EXPORT Reader {
 
   /// Whether the Ended record has been read.
   bool ended() const { return ended_; }
-  /// Where the next record is expected, in bytes from the beginning of the file. After a record,
+  /// The file that is being read: the given one, or one that continues it.
+  const std::filesystem::path& file() const;
+  /// The number of files of the recording so far.
+  std::uint32_t parts() const { return parts_; }
+  /// Records that were lost between the files so far, because nothing could be written.
+  std::uint64_t lostRecords() const { return lostRecords_; }
+  /// Where the next record is expected, in bytes from the beginning of file(). After a record,
   /// its end; after damage, the first valid byte.
   std::uint64_t offset() const { return offset_; }
   /// Valid records so far, with those of unknown types.
@@ -66,6 +75,8 @@ class ZEPHLY_EXPORT Reader {
 
  private:
   void readHead();
+  std::optional<Record> nextOfFile();
+  bool openNextPart();
   RecordHeader readHeader();
   void checkSequence(const RecordHeader& header);
   std::optional<Record> readRecord(const RecordHeader& header);
@@ -73,8 +84,11 @@ class ZEPHLY_EXPORT Reader {
   [[noreturn]] void cut(std::uint64_t offset);
   [[noreturn]] void damaged(std::uint64_t offset, const std::string& what) const;
 
+  std::filesystem::path path_;
   std::unique_ptr<CaptureFile> file_;
   Preamble preamble_;
+  std::uint32_t parts_ = 1;
+  std::uint64_t lostRecords_ = 0;
   std::uint64_t offset_ = 0;
   std::uint64_t expected_ = 0;  // sequence of the next record
   std::uint64_t wholeRecords_ = 0;

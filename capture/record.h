@@ -141,6 +141,14 @@ struct Record {
   friend bool operator==(const Record&, const Record&) = default;
 };
 
+/// The place of a file in a recording that was continued in another file, because the file before
+/// could not be written any more.
+struct Continuation {
+  std::uint32_t part = 0;  ///< 2 for the first file that continues another one
+  std::uint64_t lost = 0;  ///< records that were lost since the file before
+  friend bool operator==(const Continuation&, const Continuation&) = default;
+};
+
 /// The first part of a capture. The texts come from the file: see printable() in text.h before they
 /// are written to a terminal.
 struct Preamble {
@@ -149,6 +157,8 @@ struct Preamble {
   bool simulated = false;
   /// When the session began, UTC, since 1 January 1970.
   std::chrono::nanoseconds began{};
+  /// Empty for the first file of a recording.
+  std::optional<Continuation> continues = {};
   friend bool operator==(const Preamble&, const Preamble&) = default;
 };
 

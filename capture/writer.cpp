@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 namespace Zephly::capture {
 
@@ -30,26 +31,6 @@ std::string system(int errorNumber) { return std::generic_category().message(err
   throw std::runtime_error(cannotWrite(path, reason));
 }
 
-[[noreturn]] void closeAndRefuse(int descriptor, const std::filesystem::path& path,
-                                 const std::string& reason) {
-  ::close(descriptor);
-  refuse(path, reason);
-}
-
-int openFile(const std::filesystem::path& path, bool overwrite) {
-  constexpr mode_t permissions = 0666;  // restricted by the umask
-  // O_NONBLOCK: to open a pipe without a reader would wait. No O_TRUNC: the file is truncated only
-  // after it has been found to be a regular one that no other program is writing.
-  const int flags =
-      O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (overwrite ? 0 : O_EXCL);
-  const int descriptor = ::open(path.c_str(), flags, permissions);
-  if (descriptor < 0 && errno == EEXIST) refuse(path, "it exists already (see --force)");
-  // ENXIO: a pipe without a reader.
-  if (descriptor < 0 && errno == ENXIO) refuse(path, "not a regular file");
-  if (descriptor < 0) refuse(path, system(errno));
-  return descriptor;
-}
-
 // Makes the directory entry of the file durable. Errors are ignored: not every file system supports
 // it.
 void synchronizeDirectory(const std::filesystem::path& path) {
@@ -61,16 +42,43 @@ void synchronizeDirectory(const std::filesystem::path& path) {
   ::close(directory);
 }
 
-int openEmpty(const std::filesystem::path& path, bool overwrite) {
-  const int descriptor = openFile(path, overwrite);
+constexpr mode_t permissions = 0666;  // restricted by the umask
+
+// Empty when something has that name already.
+std::optional<int> create(const std::filesystem::path& path) {
+  const int descriptor =
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, permissions);
+  if (descriptor >= 0) return descriptor;
+  if (errno == EEXIST) return std::nullopt;
+  refuse(path, system(errno));
+}
+
+// Whether the existing file may be replaced; its permissions.
+mode_t checkReplaceable(const std::filesystem::path& path) {
   struct stat status {};
-  if (::fstat(descriptor, &status) < 0) closeAndRefuse(descriptor, path, system(errno));
-  if (!S_ISREG(status.st_mode)) closeAndRefuse(descriptor, path, "not a regular file");
-  if (::flock(descriptor, LOCK_EX | LOCK_NB) < 0 && errno == EWOULDBLOCK) {
-    closeAndRefuse(descriptor, path, "another program is writing it");
-  }
-  if (::ftruncate(descriptor, 0) < 0) closeAndRefuse(descriptor, path, system(errno));
-  return descriptor;
+  if (::stat(path.c_str(), &status) < 0) refuse(path, system(errno));
+  if (S_ISDIR(status.st_mode)) refuse(path, system(EISDIR));
+  if (!S_ISREG(status.st_mode)) refuse(path, "not a regular file");
+  if (::access(path.c_str(), W_OK) < 0) refuse(path, system(errno));
+  return status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+}
+
+std::filesystem::path nameBeside(const std::filesystem::path& path) {
+  return path.string() + ".new-" + std::to_string(::getpid());
+}
+
+// Only a recording with something of a link is worth an older file.
+bool isOfALink(const Record& record) {
+  return std::holds_alternative<Connected>(record.what) ||
+         std::holds_alternative<Value>(record.what);
+}
+
+// How often a call is repeated that may succeed at once.
+constexpr int mostRepetitions = 10;
+
+bool isWorthRepeating(int errorNumber, int& repetitions) {
+  if (errorNumber == EINTR) return true;
+  return errorNumber == EAGAIN && ++repetitions <= mostRepetitions;
 }
 
 }  // namespace
@@ -78,10 +86,11 @@ int openEmpty(const std::filesystem::path& path, bool overwrite) {
 FileCalls FileCalls::system() { return {::write, ::ftruncate, ::fdatasync}; }
 
 Writer::Writer(const std::filesystem::path& path, const Preamble& preamble, WriterOptions options)
-    : path_(path), options_(std::move(options)), descriptor_(openEmpty(path, options_.overwrite)) {
+    : path_(path), options_(std::move(options)) {
+  open();
   try {
     if (!writeWhole(encodePreamble(preamble))) throw std::runtime_error(*error_);
-    synchronizeDirectory(path_);
+    if (!replaces_) synchronizeDirectory(path_);
     // The thread inherits a mask that blocks all signals: they are delivered to the other threads.
     sigset_t all{};
     sigset_t before{};
@@ -90,11 +99,30 @@ Writer::Writer(const std::filesystem::path& path, const Preamble& preamble, Writ
     thread_ = std::thread([this] { synchronizeWhileOpen(); });
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   } catch (...) {
-    // A file that was created here is removed again.
-    if (!options_.overwrite) ::unlink(path_.c_str());
+    ::unlink(name_.c_str());
     ::close(descriptor_);
     throw;
   }
+}
+
+void Writer::open() {
+  name_ = path_;
+  if (const auto created = create(path_)) {
+    descriptor_ = *created;
+  } else {
+    if (!options_.overwrite) refuse(path_, "it exists already (see --force)");
+    const mode_t mode = checkReplaceable(path_);
+    replaced_ = FileLock::take(path_);
+    if (!replaced_) refuse(path_, "another program is writing it");
+    replaces_ = true;
+    name_ = nameBeside(path_);
+    const auto beside = create(name_);
+    if (!beside) refuse(name_, "it exists already");
+    descriptor_ = *beside;
+    static_cast<void>(::fchmod(descriptor_, mode));
+  }
+  // Nobody else knows the file yet.
+  static_cast<void>(::flock(descriptor_, LOCK_EX | LOCK_NB));
 }
 
 Writer::~Writer() { static_cast<void>(close()); }
@@ -108,15 +136,20 @@ bool Writer::append(const Record& record) {
     return false;
   }
   ++records_;
+  if (!isOfALink(record)) return true;
+  const std::lock_guard lock(mutex_);
+  worthReplacing_ = true;
+  dirty_ = true;
   return true;
 }
 
 bool Writer::writeWhole(const std::vector<std::uint8_t>& bytes) {
   std::size_t written = 0;
+  int repetitions = 0;
   while (written < bytes.size()) {
     const ssize_t count =
         options_.calls.write(descriptor_, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && isWorthRepeating(errno, repetitions)) continue;
     if (count <= 0) {
       fail(cannotWrite(path_, system(count < 0 ? errno : EIO)));
       cutBack();
@@ -132,7 +165,11 @@ bool Writer::writeWhole(const std::vector<std::uint8_t>& bytes) {
 
 // Our reader would skip the incomplete record. It is removed for other readers.
 void Writer::cutBack() {
-  if (options_.calls.truncate(descriptor_, static_cast<off_t>(bytes_)) == 0) return;
+  int result = 0;
+  do {
+    result = options_.calls.truncate(descriptor_, static_cast<off_t>(bytes_));
+  } while (result < 0 && errno == EINTR);
+  if (result == 0) return;
   const std::string reason = system(errno);
   const std::lock_guard lock(mutex_);
   *error_ += "; nor can it be cut back to its last whole record: " + reason;
@@ -151,16 +188,61 @@ std::optional<std::string> Writer::error() const {
 std::optional<std::string> Writer::close() {
   if (closed_) return error();
   closed_ = true;
-  if (thread_.joinable()) {
-    {
-      const std::lock_guard lock(mutex_);
-      end_ = true;
-    }
-    ending_.notify_all();
-    thread_.join();
-  }
+  endThread();
+  if (replaces_ && !worthReplacing_) ::unlink(name_.c_str());  // the old file stays
+  if (replaces_ && worthReplacing_) *error_ += "; the recording is in " + printable(name_.string());
   if (::close(descriptor_) < 0) fail(cannotWrite(path_, system(errno)));
+  replaced_.reset();
   return error();
+}
+
+void Writer::discard() {
+  if (closed_) return;
+  closed_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    dirty_ = false;
+  }
+  endThread();
+  ::unlink(name_.c_str());
+  ::close(descriptor_);
+  replaced_.reset();
+}
+
+bool Writer::isInPlace() const {
+  const std::lock_guard lock(mutex_);
+  return !replaces_;
+}
+
+bool Writer::isSynchronized() const {
+  const std::lock_guard lock(mutex_);
+  return synchronized_;
+}
+
+void Writer::endThread() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    end_ = true;
+  }
+  ending_.notify_all();
+  thread_.join();
+}
+
+// On the thread of the writer. Retries without a limit: EINTR comes once for each signal.
+int Writer::synchronize() const {
+  while (options_.calls.synchronize(descriptor_) < 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+// On the thread of the writer, when the new file is safe on the disk. The lock on the
+// old file is released by close().
+int Writer::replaceOld() const {
+  if (::rename(name_.c_str(), path_.c_str()) < 0) return errno;
+  synchronizeDirectory(path_);
+  return 0;
 }
 
 void Writer::synchronizeWhileOpen() {
@@ -169,11 +251,16 @@ void Writer::synchronizeWhileOpen() {
     // Synchronizes once more after the last record.
     const bool last = ending_.wait_for(lock, options_.synchronizeEvery, [this] { return end_; });
     if (std::exchange(dirty_, false)) {
+      const bool replace = replaces_ && worthReplacing_;
       lock.unlock();
-      const int failed = options_.calls.synchronize(descriptor_) < 0 ? errno : 0;
-      lock.lock();
+      int failed = synchronize();
       // EINVAL: the file system does not support it.
-      if (failed != 0 && failed != EINVAL && !error_) error_ = cannotWrite(path_, system(failed));
+      const bool synchronized = failed == 0 || failed == EINVAL;
+      if (synchronized) failed = replace ? replaceOld() : 0;
+      lock.lock();
+      if (!synchronized) synchronized_ = false;
+      if (replace && failed == 0) replaces_ = false;
+      if (failed != 0 && !error_) error_ = cannotWrite(path_, system(failed));
     }
     if (last) return;
   }

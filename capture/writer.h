@@ -13,12 +13,18 @@
 /// Once a second a thread of the writer synchronizes the file with the disk (fdatasync), so that it
 /// also survives a power failure; the caller never waits for that.
 ///
-/// When a record cannot be written (the disk is full, the file reaches a limit, the medium fails),
-/// the file is truncated to its last whole record, and append() does nothing from then on. The
-/// program must ignore SIGXFSZ, or a limit of the file's size ends it instead.
+/// An existing file is replaced only when something of a link has been recorded: until then, and
+/// until that is safe on the disk, the new file lies beside it ("walk.zcap.new-4711"). A recording
+/// in which no strap was connected leaves the old file as it was.
+///
+/// A call that was interrupted is repeated. When a record cannot be written (the disk is full, the
+/// file reaches a limit, the medium fails), the file is truncated to its last whole record, and
+/// append() does nothing from then on. The program must ignore SIGXFSZ, or a limit of the file's
+/// size ends it instead.
 ///
 /// All functions must be called from one thread.
 
+#include <capture/file_lock.h>
 #include <capture/record.h>
 #include <zephly/platform/export.h>
 
@@ -51,7 +57,7 @@ struct ZEPHLY_EXPORT FileCalls {
 
 /// How a Writer writes.
 struct WriterOptions {
-  bool overwrite = false;  ///< replace an existing regular file
+  bool overwrite = false;  ///< replace an existing regular file, see above
   std::chrono::milliseconds synchronizeEvery{1000};
   FileCalls calls = FileCalls::system();
 };
@@ -78,19 +84,33 @@ class ZEPHLY_EXPORT Writer {
   /// Synchronizes and closes the file and returns error(). A second call only returns error().
   std::optional<std::string> close();
 
+  /// Closes the file and removes it; an old file stays. Afterwards nothing can be called.
+  void discard();
+
+  /// Whether the file has its name: false while an old file is still there under it.
+  bool isInPlace() const;
+  /// Whether no synchronization with the disk has failed.
+  bool isSynchronized() const;
+
   std::uint64_t records() const { return records_; }
   /// The size of the file up to the end of the last whole record.
   std::uint64_t bytes() const { return bytes_; }
 
  private:
+  void open();
   bool writeWhole(const std::vector<std::uint8_t>& bytes);
   void cutBack();
   void fail(const std::string& reason);
+  void endThread();
+  int synchronize() const;
+  int replaceOld() const;
   void synchronizeWhileOpen();
 
   const std::filesystem::path path_;
   const WriterOptions options_;
-  const int descriptor_;
+  int descriptor_ = -1;
+  std::filesystem::path name_;        // of the file until it replaces the old one
+  std::optional<FileLock> replaced_;  // on the old one
   bool closed_ = false;
   std::uint64_t records_ = 0;
   std::uint64_t bytes_ = 0;
@@ -99,6 +119,9 @@ class ZEPHLY_EXPORT Writer {
   std::condition_variable ending_;
   bool end_ = false;
   bool dirty_ = false;
+  bool replaces_ = false;        // and has not yet done so
+  bool worthReplacing_ = false;  // the file has a record of a link
+  bool synchronized_ = true;
   std::optional<std::string> error_;
   std::thread thread_;  // last: it uses all the others
 };

@@ -16,9 +16,19 @@ using capture::CaptureError;
 constexpr auto latest = std::chrono::duration_cast<std::chrono::nanoseconds>(
     std::chrono::duration<double>(capture::longestTime));
 
+std::string counted(std::uint64_t records) {
+  return std::to_string(records) + (records == 1 ? " record" : " records");
+}
+
 }  // namespace
 
-RecordOrder::RecordOrder(std::filesystem::path file) : file_(std::move(file)), reader_(file_) {}
+RecordOrder::RecordOrder(std::filesystem::path file) : file_(std::move(file)), reader_(file_) {
+  if (const auto& continues = reader_.preamble().continues) {
+    throw CaptureError(CaptureError::Kind::unusable, file_, 0,
+                       "part " + std::to_string(continues->part) +
+                           " of a recording, which is read from its first file on");
+  }
+}
 
 std::optional<capture::Record> RecordOrder::next() {
   offset_ = reader_.offset();
@@ -29,21 +39,23 @@ std::optional<capture::Record> RecordOrder::next() {
     if (time > latest) throw damaged("a time beyond the longest session");
     time_ = time;
   } else if (!reader_.ended()) {
-    throw CaptureError(CaptureError::Kind::cut, file_, reader_.offset(),
+    throw CaptureError(CaptureError::Kind::cut, reader_.file(), reader_.offset(),
                        "the capture stops here without its end");
   }
   return record;
 }
 
 CaptureError RecordOrder::damaged(const std::string& what) const {
-  return {CaptureError::Kind::damaged, file_, offset_, what};
+  return {CaptureError::Kind::damaged, reader_.file(), offset_, what};
 }
 
 std::optional<std::string> RecordOrder::complaint(const Divergences& divergences) const {
-  if (divergences.count == 0) return std::nullopt;
-  return capture::printable(file_.string()) + ": " + std::to_string(divergences.count) +
-         (divergences.count == 1 ? " record" : " records") +
-         " that the session did not request; the first at " +
+  const std::string file = capture::printable(file_.string()) + ": ";
+  if (divergences.count == 0 && reader_.lostRecords() == 0) return std::nullopt;
+  if (divergences.count == 0) {
+    return file + counted(reader_.lostRecords()) + " lost while nothing could be written";
+  }
+  return file + counted(divergences.count) + " that the session did not request; the first at " +
          capture::clockText(divergences.firstTime) + ": " + divergences.first;
 }
 

@@ -29,7 +29,7 @@ namespace Zephly::replay {
 /// The records of one capture, in order.
 class RecordOrder {
  public:
-  /// Throws capture::CaptureError when the file is not a capture.
+  /// Throws capture::CaptureError when the file is not a capture, or continues another one.
   explicit RecordOrder(std::filesystem::path file);
 
   const capture::Preamble& preamble() const { return reader_.preamble(); }
@@ -43,7 +43,7 @@ class RecordOrder {
   capture::CaptureError damaged(const std::string& what) const;
 
   /// The complaint, in one line, about a capture that has been played; empty when there were no
-  /// divergences.
+  /// divergences and no records were lost between the files of the recording.
   std::optional<std::string> complaint(const Divergences& divergences) const;
 
  private:

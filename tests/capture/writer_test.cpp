@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -89,6 +90,90 @@ TEST_F(WriterTest, AnExistingFileIsReplacedOnlyOnRequest) {
   EXPECT_EQ(recordsIn().size(), 1U);
 }
 
+std::size_t filesIn(const std::filesystem::path& folder) {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
+                                                std::filesystem::directory_iterator()));
+}
+
+TEST_F(WriterTest, AnExistingFileStaysUntilSomethingOfALinkIsRecorded) {
+  const Bytes old = {'k', 'e', 'e', 'p'};
+  scratch_.file("c.zcap", old);
+  {
+    Writer writer(file_, captures::somePreamble(), {.overwrite = true});
+    EXPECT_TRUE(writer.append({{}, StateChanged{CBManagerState::poweredOn}}));
+    EXPECT_TRUE(writer.append({{}, Ended{}}));
+    EXPECT_EQ(writer.close(), std::nullopt);
+    EXPECT_FALSE(writer.isInPlace());
+  }
+  EXPECT_EQ(captures::contentOf(file_), old);
+  EXPECT_EQ(filesIn(scratch_.path()), 1U);
+  {
+    Writer writer(file_, captures::somePreamble(), {.overwrite = true});
+    EXPECT_THAT(refusalOf(file_, {.overwrite = true}), HasSubstr("another program is writing it"));
+    EXPECT_TRUE(writer.append({{}, Connected{1}}));
+    EXPECT_EQ(writer.close(), std::nullopt);
+    EXPECT_TRUE(writer.isInPlace());
+  }
+  EXPECT_EQ(recordsIn().size(), 1U);
+  EXPECT_EQ(filesIn(scratch_.path()), 1U);
+}
+
+TEST_F(WriterTest, AnExistingFileStaysOnAFullDisk) {
+  const Bytes old = {'k', 'e', 'e', 'p'};
+  scratch_.file("c.zcap", old);
+  WriterOptions options{.overwrite = true};
+  options.calls.write = [](int, const void*, std::size_t) {
+    errno = ENOSPC;
+    return ssize_t{-1};
+  };
+  EXPECT_THAT(refusalOf(file_, std::move(options)), HasSubstr("No space left on device"));
+  EXPECT_EQ(captures::contentOf(file_), old);
+  EXPECT_EQ(filesIn(scratch_.path()), 1U);
+}
+
+TEST_F(WriterTest, AReplacedFileIsSafeOnTheDiskFirst) {
+  scratch_.file("c.zcap", {'k', 'e', 'e', 'p'});
+  WriterOptions options{.overwrite = true};
+  options.calls.synchronize = [](int) {
+    errno = EIO;
+    return -1;
+  };
+  Writer writer(file_, captures::somePreamble(), std::move(options));
+  writer.append(valueOf(1));
+  EXPECT_THAT(writer.close().value_or(""),
+              AllOf(HasSubstr("Input/output error"), HasSubstr("the recording is in ")));
+  EXPECT_FALSE(writer.isSynchronized());
+  EXPECT_EQ(captures::contentOf(file_), (Bytes{'k', 'e', 'e', 'p'}));
+  EXPECT_EQ(filesIn(scratch_.path()), 2U);
+}
+
+TEST_F(WriterTest, ADiscardedFileIsRemoved) {
+  Writer writer(file_, captures::somePreamble());
+  writer.append(valueOf(1));
+  writer.discard();
+  EXPECT_EQ(filesIn(scratch_.path()), 0U);
+}
+
+TEST_F(WriterTest, OneRefusalToWriteOrToSynchronizeIsNotTheEnd) {
+  int writes = 0;
+  std::atomic<int> synchronizations = 0;
+  WriterOptions options;
+  options.calls.write = [&](int file, const void* bytes, std::size_t size) {
+    if (++writes % 2 == 0) return ::write(file, bytes, size);
+    errno = EAGAIN;
+    return ssize_t{-1};
+  };
+  options.calls.synchronize = [&](int file) {
+    if (++synchronizations > 1) return ::fdatasync(file);
+    errno = EINTR;
+    return -1;
+  };
+  Writer writer(file_, captures::somePreamble(), std::move(options));
+  for (std::uint8_t i = 0; i < 5; ++i) EXPECT_TRUE(writer.append(valueOf(i)));
+  EXPECT_EQ(writer.close(), std::nullopt);
+  EXPECT_EQ(recordsIn().size(), 5U);
+}
+
 TEST_F(WriterTest, APathThatCannotBeWrittenIsReported) {
   EXPECT_THAT(refusalOf(scratch_ / "no/such/directory"), HasSubstr("No such file or directory"));
   EXPECT_THAT(refusalOf(scratch_.path(), {.overwrite = true}), HasSubstr("Is a directory"));
@@ -133,6 +218,7 @@ FileCalls fillingUp(std::size_t room, int errorNumber) {
 TEST_F(WriterTest, OnAFullDiskTheFileEndsWithACompleteRecord) {
   for (const int errorNumber : {ENOSPC, EIO, EFBIG, EDQUOT}) {
     for (std::size_t room = 100; room < 700; room += 7) {
+      std::filesystem::remove(file_);
       Writer writer(file_, captures::somePreamble(),
                     {.overwrite = true, .calls = fillingUp(room, errorNumber)});
       std::size_t written = 0;

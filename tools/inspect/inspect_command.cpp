@@ -40,6 +40,7 @@ struct Inspected {
   Contents contents;
   bool ended = false;
   std::uint64_t unknownRecords = 0;
+  std::uint32_t files = 1;           // of the recording
   std::vector<CaptureError> damage;  // the first ones
   std::uint64_t damageCount = 0;
 };
@@ -77,7 +78,13 @@ Inspected inspect(const std::filesystem::path& file) {
   inspected.contents.finish();
   inspected.ended = reader.ended();
   inspected.unknownRecords = reader.unknownRecords();
-  checkEnd(inspected, reader, file);
+  checkEnd(inspected, reader, reader.file());
+  inspected.files = reader.parts();
+  if (reader.lostRecords() > 0) {
+    addDamage(inspected, CaptureError(CaptureError::Kind::damaged, file, 0,
+                                      counted(reader.lostRecords(), "record") +
+                                          " lost while nothing could be written"));
+  }
   return inspected;
 }
 
@@ -100,6 +107,11 @@ std::string textOf(const Inspected& inspected, const std::filesystem::path& file
   text += "  written by   " + capture::printable(preamble.program) + "\n";
   text += "  source       " + capture::printable(preamble.source) +
           (preamble.simulated ? " (simulated)" : "") + "\n";
+  if (inspected.files > 1) {
+    text += "  files        " + std::to_string(inspected.files) + "\n";
+  } else if (preamble.continues) {
+    text += "  part         " + std::to_string(preamble.continues->part) + " of a recording\n";
+  }
   text += "  began        " + timeText(preamble.began) + "\n";
   text += "  duration     " + capture::clockText(inspected.contents.duration()) + "\n";
   text += "  end          " + std::string(inspected.ended ? "orderly" : "cut") + "\n";
@@ -123,7 +135,8 @@ std::string jsonOf(const Inspected& inspected, const std::filesystem::path& file
                        {"simulated", preamble.simulated},
                        {"began", timeText(preamble.began)},
                        {"ended", inspected.ended},
-                       {"unknownRecords", inspected.unknownRecords}};
+                       {"unknownRecords", inspected.unknownRecords},
+                       {"files", inspected.files}};
   json.update(contentsJson(inspected.contents));
   json["damageCount"] = inspected.damageCount;
   json["damage"] = ordered_json::array();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/record/record_command.h>
 
+#include <tools/common/output_path.h>
 #include <tools/export/export_command.h>
 #include <tools/record/options.h>
 #include <tools/record/recording_session.h>
@@ -14,14 +15,21 @@ namespace Zephly::record {
 namespace {
 
 int recordAndExport(Options& options) {
+  options.file = tools::outputTarget(options.file);
   exporting::ExportOptions& exports = options.exports;
+  if (options.source.recording) {
+    tools::refuseInput(options.file, *options.source.recording);
+    if (exports.edf) tools::refuseInput(*exports.edf, *options.source.recording);
+  }
   if (!exports.edf && !exports.csv) return RecordingSession(options).run();
   exports.capture = options.file;
   exports.existing =
       options.overwrite ? exporting::Existing::replaced : exporting::Existing::refused;
   // Before the recording, not an hour later.
   exporting::checkTargets(exports);
-  const int recorded = RecordingSession(options).run();
+  RecordingSession session(options);
+  const int recorded = session.run();
+  if (!session.hasCapture()) return recorded;
   const int exported = exporting::runExport(exports, "record");
   return recorded != tools::exitDone ? recorded : exported;
 }
@@ -38,6 +46,8 @@ tools::Command addRecordCommand(CLI::App& program) {
       "\n"
       "Each notification is written as it arrives: a crash loses at most the record being "
       "written.\n"
+      "On a full disk the recording continues in walk.2.zcap as soon as there is space.\n"
+      "--force replaces a file only once a strap was connected.\n"
       "Exit code: 0 success; 1 no strap, or data not recorded or not written; 2 wrong options.");
   const auto options = std::make_shared<Options>();
   addOptions(*command, *options);

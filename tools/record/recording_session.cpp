@@ -23,6 +23,8 @@ namespace {
 using inspect::counted;
 
 constexpr std::chrono::seconds refreshInterval{1};
+// Attempts to continue a recording in another file.
+constexpr std::uint64_t refreshesPerAttempt = 2;
 
 capture::Preamble preambleOf(const watch::Source& source, const Options& options) {
   return {.program = tools::programName(),
@@ -53,8 +55,11 @@ RecordingSession::RecordingSession(const Options& options)
       output_(STDOUT_FILENO),
       progress_(output_, tools::isDrawableTerminal(STDOUT_FILENO)),
       runner_("record", queue_, options.source, *this, refreshInterval),
-      writer_(options.file, preambleOf(runner_.source(), options),
-              {.overwrite = options.overwrite}),
+      writer_(
+          options.file, preambleOf(runner_.source(), options),
+          {.writer = {.overwrite = options.overwrite},
+           // The contents have only what is in a file, so that they agree with `zephly inspect`.
+           .written = [this](const capture::Record& record) { contents_.take(record); }}),
       // Frames in flight at the end are delivered by finish() and get the time of the end.
       tap_({.now = [this] { return runner_.now(); },
             .sink = [this](const capture::Record& record) { take(record); }}) {}
@@ -65,16 +70,19 @@ int RecordingSession::run() {
   // only then is the file closed and its last error known.
   const watch::SourceReport& report = runner_.finish();
   tap_.end();
-  static_cast<void>(writer_.close());
-  checkWritten();
+  const auto failure = writer_.close();
+  reportFiles();
   contents_.finish();
-  progress_.line("Recorded " + capture::clockText(contents_.duration()) + ": " +
-                 counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte"));
+  progress_.line("Recorded " + capture::clockText(contents_.duration()) + ": " + recordedText());
+  if (!hasCapture()) {
+    progress_.line(capture::printable(options_.file.string()) + " was not replaced.");
+  }
   output_.write(inspect::contentsText(contents_));
   output_.finish();
 
-  const int exitCode = runner_.exitCode(complaintsAbout(report));
-  return writeFailed_ ? tools::exitFailed : exitCode;
+  std::vector<std::string> complaints = complaintsAbout(report);
+  if (failure) complaints.insert(complaints.begin(), *failure);
+  return runner_.exitCode(complaints);
 }
 
 void RecordingSession::onHostLine(std::string_view line) {
@@ -87,18 +95,25 @@ void RecordingSession::onReady() {
 }
 
 void RecordingSession::onRefresh() {
-  checkWritten();
-  const std::string link = contents_.connected() ? "connected" : "not connected";
-  progress_.status(capture::clockText(runner_.now()) + "  " + link + ", " +
-                   counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte"));
+  if (++refreshes_ % refreshesPerAttempt == 0) writer_.tryToContinue();
+  reportFiles();
+  const std::string state = writer_.isWaiting()     ? "NOT RECORDING"
+                            : contents_.connected() ? "connected"
+                                                    : "not connected";
+  progress_.status(capture::clockText(runner_.now()) + "  " + state + ", " + recordedText());
   output_.flush();
 }
 
-// The contents count only what is in the file, so that the summary agrees with `zephly inspect`.
 void RecordingSession::take(const capture::Record& record) {
-  if (writer_.append(record)) contents_.take(record);
-  checkWritten();
+  writer_.append(record);
+  reportFiles();
   reportEvent(record);
+}
+
+std::string RecordingSession::recordedText() const {
+  const std::size_t files = writer_.files().size();
+  return counted(writer_.records(), "record") + ", " + counted(writer_.bytes(), "byte") +
+         (files > 1 ? " in " + counted(files, "file") : "");
 }
 
 void RecordingSession::reportEvent(const capture::Record& record) {
@@ -107,14 +122,25 @@ void RecordingSession::reportEvent(const capture::Record& record) {
   progress_.line(capture::clockText(record.stamp.monotonic) + " " + text);
 }
 
-void RecordingSession::checkWritten() {
-  if (writeFailed_) return;
-  const auto failure = writer_.error();
-  if (!failure) return;
-  writeFailed_ = true;
+// Reports once that nothing can be written, and each file that continues the recording.
+void RecordingSession::reportFiles() {
+  if (writer_.isWaiting() && !reportedWaiting_) {
+    complain(writer_.trouble() + "; recorded until " + capture::clockText(writer_.recordedUntil()) +
+             ", trying to continue in another file");
+  }
+  reportedWaiting_ = writer_.isWaiting();
+  while (reportedFiles_ < writer_.files().size()) {
+    const std::uint64_t lost = writer_.lost() - std::exchange(reportedLost_, writer_.lost());
+    complain("the recording continues in " +
+             capture::printable(writer_.files()[reportedFiles_].string()) + ", " +
+             (lost == 0 ? "nothing was lost" : counted(lost, "record") + " lost"));
+    ++reportedFiles_;
+  }
+}
+
+void RecordingSession::complain(const std::string& line) {
   progress_.end();
-  std::cerr << "zephly record: " << *failure << " (" << counted(writer_.records(), "record")
-            << " written; the session goes on without recording)" << std::endl;
+  std::cerr << "zephly record: " << line << std::endl;
 }
 
 // A simulated strap counts what it has sent: all of it must be in the file.
@@ -127,7 +153,7 @@ std::vector<std::string> RecordingSession::complaintsAbout(const watch::SourceRe
       complaints.push_back("never recorded: " + std::string(streamInfo(stream).title));
     }
   }
-  if (report.strap && !writeFailed_) {
+  if (report.strap && writer_.lost() == 0) {
     for (const Stream stream : allStreams) {
       const std::uint64_t sent = report.strap->streams[stream].sent;
       const std::uint64_t recorded = contents_.of(stream).samples;

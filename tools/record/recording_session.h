@@ -6,9 +6,9 @@
 ///   RecordingSession session(options);
 ///   const int exitCode = session.run();  // until its duration, SIGINT, SIGTERM or SIGHUP
 
+#include <capture/chain_writer.h>
 #include <capture/record.h>
 #include <capture/tap_host.h>
-#include <capture/writer.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/common/output.h>
 #include <tools/inspect/contents.h>
@@ -30,6 +30,9 @@ class RecordingSession final : private watch::SessionHandler {
 
   /// Runs the session to its end; returns the exit code. Once.
   int run();
+  /// After run(): whether there is a new capture under its name. Not when no strap was connected
+  /// and an old one was there.
+  bool hasCapture() const { return !writer_.hasKeptOldFile(); }
 
  private:
   // The tap records what the session gets; the events themselves are not used.
@@ -42,7 +45,9 @@ class RecordingSession final : private watch::SessionHandler {
 
   void take(const capture::Record& record);
   void reportEvent(const capture::Record& record);
-  void checkWritten();
+  void reportFiles();
+  void complain(const std::string& line);
+  std::string recordedText() const;
   std::vector<std::string> complaintsAbout(const watch::SourceReport& report);
 
   const Options& options_;
@@ -50,10 +55,13 @@ class RecordingSession final : private watch::SessionHandler {
   tools::Output output_;
   Progress progress_;
   inspect::Contents contents_;
-  bool writeFailed_ = false;  // and was reported
+  bool reportedWaiting_ = false;
+  std::size_t reportedFiles_ = 1;
+  std::uint64_t reportedLost_ = 0;
+  std::uint64_t refreshes_ = 0;
   // The tap wraps the host in use, which the runner sets.
   watch::SessionRunner runner_;
-  capture::Writer writer_;
+  capture::ChainWriter writer_;
   capture::TapHost tap_;
 };
 

@@ -6,11 +6,11 @@
 #include <tests/support/captures.h>
 #include <tests/support/long_run.h>
 #include <tests/support/process.h>
+#include <tests/tools/record/recordings.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,6 +30,11 @@ namespace {
 using captures::Bytes;
 using captures::ReadBack;
 using captures::ScratchDirectory;
+using recordings::Arguments;
+using recordings::inspected;
+using recordings::record;
+using recordings::recordWithoutBluetooth;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -38,20 +43,6 @@ using testing::SizeIs;
 using testing::StartsWith;
 using Zephly::capture::CaptureError;
 using Zephly::capture::Record;
-
-using Arguments = std::vector<std::string>;
-
-// A simulated session of `seconds` at maximum speed.
-Arguments record(const std::filesystem::path& file, int seconds, const Arguments& more = {}) {
-  Arguments arguments = {"record", file.string(), "--simulated",          "--speed",
-                         "2000",   "--duration",  std::to_string(seconds)};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  return arguments;
-}
-
-nlohmann::json inspected(const std::filesystem::path& file) {
-  return nlohmann::json::parse(runProgram({"inspect", file.string(), "--json"}).output);
-}
 
 template <class Kind>
 std::ptrdiff_t countOf(const std::vector<Record>& records) {
@@ -133,11 +124,6 @@ TEST_F(RecordProgramTest, WritesNoEscapeSequencesToADumbTerminal) {
     EXPECT_THAT(run.output, HasSubstr("Recorded 0:02"));
     EXPECT_THAT(run.output, Not(HasSubstr("\x1B"))) << type;
   }
-}
-
-// No message bus is at this address, so no strap can be found.
-Arguments recordWithoutBluetooth(const std::filesystem::path& file) {
-  return {"record", file.string(), "--bus", "unix:path=/nonexistent", "--duration", "0.2"};
 }
 
 TEST_F(RecordProgramTest, ASessionWithoutAStrapIsOneLineAndExitCode1) {
@@ -241,34 +227,6 @@ TEST_F(RecordProgramTest, AnUnusableSourceLeavesNoFile) {
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), SizeIs(1));
   EXPECT_FALSE(std::filesystem::exists(file_));
-}
-
-// The program inherits the limit; the test restores it.
-TEST_F(RecordProgramTest, KeepsACompleteFileAndTheSessionOnAFullDisk) {
-  constexpr rlim_t most = 300'000;
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-  const rlimit limit{most, before.rlim_max};
-  const auto handlerBefore = std::signal(SIGXFSZ, SIG_DFL);
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-  Process process(record(file_, 60));
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-  static_cast<void>(std::signal(SIGXFSZ, handlerBefore));
-  const Finished run = process.finish();
-
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(),
-              ElementsAre(AllOf(HasSubstr("walk.zcap: File too large"),
-                                HasSubstr("the session goes on without recording"))));
-  EXPECT_THAT(run.output, HasSubstr("0:56 link lost"));
-  const ReadBack back = captures::readBack(file_);
-  EXPECT_THAT(back.errors, IsEmpty());
-  EXPECT_GT(back.records.size(), 1000U);
-  EXPECT_LE(std::filesystem::file_size(file_), most);
-  // It was not ended.
-  const Finished inspection = runProgram({"inspect", file_.string()});
-  EXPECT_EQ(inspection.exitCode, 1);
-  EXPECT_THAT(inspection.errorLines(), ElementsAre(HasSubstr("ends without an end record")));
 }
 
 TEST_F(RecordProgramTest, InvalidOptionsAreExitCode2) {
