@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <tools/export/edf_discontinuous.h>
 #include <tools/export/edf_file.h>
 #include <zephly/protocol/strap_time.h>
 #include <zephly/protocol/streams.h>
@@ -8,8 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cmath>
 #include <memory>
+#include <ratio>
+#include <system_error>
 #include <utility>
 
 namespace Zephly::exporting {
@@ -18,21 +20,22 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The digital minimum is kept for slots without a sample, so the physical minimum lies a little
-// below the least value that there is.
+// The first word of a label is the type of the signal: as EDF+ defines it, or as MNE-Python knows
+// it. MNE-Python drops this word, so the rest must be unique as well. There is no prefilter: MNE
+// takes the prefilter of one signal for that of all.
 constexpr std::array<EdfKind, edfChannels> kinds = {{
-    {"ECG", "chest strap", "mV", "", -2.4201, 2.42, -32768, 32767, streamInfo(Stream::ecg).rate},
-    {"Resp", "chest strap", "", "", -2.4201, 2.42, -32768, 32767,
+    {"ECG chest", "chest strap", "mV", -2.42, 2.42, -32767, 32767, streamInfo(Stream::ecg).rate},
+    {"Resp chest raw", "chest strap", "", -2.42, 2.42, -32767, 32767,
      streamInfo(Stream::respiration).rate},
-    {"Resp processed", "chest strap", "", "N:50Hz N:125Hz HP:0.04Hz LP:2Hz", -0.0001, 1, -32768,
-     32767, streamInfo(Stream::respiration).rate},
-    // The strap's own steps of 0.02 K, from absolute zero, which no sample has.
-    {"Temp skin", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
+    {"Resp chest filt", "chest strap, filtered to 0.04 to 2 Hz", "", 0, 1, -32768, 32767,
+     streamInfo(Stream::respiration).rate},
+    // The strap's own steps of 0.02 K, from absolute zero.
+    {"Temp skin", "chest strap", "degC", -273.15, 1037.55, -32768, 32767,
      streamInfo(Stream::temperature).rate},
-    {"Temp ambient", "chest strap", "degC", "", -273.15, 1037.55, -32768, 32767,
+    {"Temp ambient", "chest strap", "degC", -273.15, 1037.55, -32768, 32767,
      streamInfo(Stream::temperature).rate},
     // The strap's own steps of 0.1 %.
-    {"Battery", "chest strap", "%", "", -0.1, 100, -1, 1000, 1},
+    {"Misc battery", "chest strap", "%", 0, 100, 0, 1000, 1},
 }};
 
 // A charge holds until the next report, unless several of them are missing.
@@ -58,33 +61,12 @@ int writeAnnotation(Handle handle, std::int64_t onset, std::int64_t duration, co
 // EDFlib cuts numbers off where it has no room, so that -273.15 would be -273.149.
 double awayFromZero(double value) { return value * (1 + 1e-9); }
 
-std::chrono::year_month_day dayOf(std::chrono::sys_seconds time) {
-  return {std::chrono::floor<std::chrono::days>(time)};
-}
-
-std::chrono::sys_seconds secondOf(const capture::Preamble& preamble) {
-  return std::chrono::sys_seconds(std::chrono::floor<std::chrono::seconds>(preamble.began));
-}
-
-bool isDatable(const capture::Preamble& preamble) {
-  const auto year = dayOf(secondOf(preamble)).year();
-  return year >= std::chrono::year(1985) && year <= std::chrono::year(2084);
+std::chrono::nanoseconds secondOf(const capture::Preamble& preamble) {
+  return std::chrono::floor<std::chrono::seconds>(preamble.began);
 }
 
 std::int64_t secondsFrom(timing::Nanoseconds begin, timing::Nanoseconds end) {
   return std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::seconds>(end - begin).count());
-}
-
-// "gap: ecg"
-std::string annotationText(const replay::Annotation& annotation) {
-  std::string text = replay::annotationName(annotation.kind);
-  if (annotation.stream) text += ": " + std::string(streamInfo(*annotation.stream).name);
-  return text;
-}
-
-// Motion is not in the file.
-bool isAnnotated(const replay::Annotation& annotation) {
-  return annotation.stream != Stream::motion;
 }
 
 std::string edfError(int code) {
@@ -106,21 +88,20 @@ std::string edfError(int code) {
 const EdfKind& edfKind(EdfChannel channel) { return kinds[static_cast<std::size_t>(channel)]; }
 
 EdfFile::EdfFile(const std::filesystem::path& path, Existing existing,
-                 const replay::Timeline& timeline, const capture::Preamble& preamble)
+                 const replay::Timeline& timeline, const capture::Preamble& preamble,
+                 const EdfForm& form)
     : file_(path, existing),
       timeline_(timeline),
-      begin_(secondOf(preamble).time_since_epoch() - preamble.began),
-      dated_(isDatable(preamble)),
-      seconds_(secondsFrom(begin_, timeline.end)) {
-  if (timeline.end > longestEdf) {
-    throw cannotWrite(path, "the capture lasts longer than the " +
-                                std::to_string(longestEdf.count() / 24) +
-                                " days that are put into one EDF+ file");
-  }
+      begin_(secondOf(preamble) - preamble.began),
+      start_(edfStart(preamble.began, form.utc ? EdfClock::utc : EdfClock::local)),
+      discontinuous_(form.discontinuous),
+      seconds_(secondsFrom(begin_, timeline.end)),
+      annotations_(edfAnnotations(timeline, {begin_, begin_ + std::chrono::seconds(seconds_)})),
+      records_(chosenRecords()) {
   handle_ = edfopen_file_writeonly(file_.temporary().c_str(), EDFLIB_FILETYPE_EDFPLUS,
                                    static_cast<int>(edfChannels));
   if (handle_ < 0) throw cannotWrite(path, edfError(std::exchange(handle_, -1)));
-  for (const EdfKind& kind : kinds) signals_.emplace_back(kind, begin_);
+  for (const EdfKind& kind : kinds) signals_.emplace_back(kind, begin_, records_);
   for (const timing::StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
   try {
     describe(preamble);
@@ -133,6 +114,23 @@ EdfFile::EdfFile(const std::filesystem::path& path, Existing existing,
 
 EdfFile::~EdfFile() {
   if (handle_ >= 0) edfclose_file(handle_);
+}
+
+// Throws when the session does not fit.
+EdfRecords EdfFile::chosenRecords() const {
+  EdfRecords kept = EdfRecords::withSamples(timeline_, begin_, seconds_);
+  if ((discontinuous_ ? kept.count() : seconds_) > std::chrono::seconds(longestEdf).count()) {
+    throw cannotWrite(file_.path(), "the capture lasts longer than the " +
+                                        std::to_string(longestEdf.count() / 24) +
+                                        " days that are put into one EDF+ file");
+  }
+  if (discontinuous_) return kept;
+  const std::int64_t gap = kept.longestGap(seconds_);
+  if (gap > std::chrono::seconds(longestFilledGap).count()) {
+    throw cannotWrite(file_.path(), "a gap of " + std::to_string(gap) +
+                                        " s is too long to be filled (see --edf-discontinuous)");
+  }
+  return EdfRecords::all(seconds_);
 }
 
 // Calls a function of EDFlib that writes to the file. EDFlib does not report every write error, and
@@ -168,41 +166,37 @@ void EdfFile::describe(const capture::Preamble& preamble) {
     check(edf_set_label(handle_, index, kind.label));
     check(edf_set_transducer(handle_, index, kind.transducer));
     check(edf_set_physical_dimension(handle_, index, kind.dimension));
-    check(edf_set_prefilter(handle_, index, kind.prefilter));
   }
-  // The usual date of a recording that has none.
-  const auto second =
-      dated_ ? secondOf(preamble) : std::chrono::sys_days(std::chrono::year(1985) / 1 / 1);
-  const auto day = dayOf(second);
-  const std::chrono::hh_mm_ss clock(second - std::chrono::floor<std::chrono::days>(second));
-  check(edf_set_startdatetime(
-      handle_, static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
-      static_cast<int>(static_cast<unsigned>(day.day())), static_cast<int>(clock.hours().count()),
-      static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count())));
+  check(edf_set_startdatetime(handle_, static_cast<int>(start_.day.year()),
+                              static_cast<int>(static_cast<unsigned>(start_.day.month())),
+                              static_cast<int>(static_cast<unsigned>(start_.day.day())),
+                              static_cast<int>(start_.time.hours().count()),
+                              static_cast<int>(start_.time.minutes().count()),
+                              static_cast<int>(start_.time.seconds().count())));
   check(edf_set_equipment(handle_, "Zephly"));
-  check(edf_set_recording_additional(handle_, preamble.simulated ? "UTC simulated" : "UTC"));
+  const std::string additional = start_.zone + (preamble.simulated ? " simulated" : "");
+  check(edf_set_recording_additional(handle_, additional.c_str()));
 }
 
 void EdfFile::annotate() {
-  const auto& all = timeline_.annotations;
-  const std::int64_t count = std::count_if(all.begin(), all.end(), isAnnotated);
+  const auto count = static_cast<std::int64_t>(annotations_.size());
+  const std::int64_t records = records_.count();
   // A data record has room for one annotation in each annotation signal.
-  const std::int64_t signalsNeeded = (count + seconds_ - 1) / seconds_;
+  const std::int64_t signalsNeeded = (count + records - 1) / records;
   if (signalsNeeded > mostAnnotationSignals) {
     throw cannotWrite(file_.path(),
                       "more has happened than an EDF+ file can hold: " + std::to_string(count) +
-                          " events in " + std::to_string(seconds_) + " s (see --csv)");
+                          " events in " + std::to_string(records) + " s (see --csv)");
   }
   check(edf_set_number_of_annotation_signals(
       handle_, static_cast<int>(std::max<std::int64_t>(1, signalsNeeded))));
-  const auto units = [](timing::Nanoseconds time) {
-    return std::llround(static_cast<double>(time.count()) / 100'000);  // 0.1 ms
-  };
-  for (const replay::Annotation& annotation : all) {
-    if (!isAnnotated(annotation)) continue;
-    check(writeAnnotation(handle_, units(annotation.time - begin_),
-                          annotation.duration ? units(*annotation.duration) : -1,
-                          annotationText(annotation).c_str()));
+  // Rounded outwards, so that no slot without a sample is left out.
+  using Unit = std::chrono::duration<std::int64_t, std::ratio<1, 10'000>>;
+  for (const EdfAnnotation& annotation : annotations_) {
+    const auto from = std::chrono::floor<Unit>(annotation.span.from - begin_);
+    const auto to = std::chrono::ceil<Unit>(annotation.span.to - begin_);
+    check(writeAnnotation(handle_, from.count(), annotation.hasDuration ? (to - from).count() : -1,
+                          annotation.text.c_str()));
   }
 }
 
@@ -254,13 +248,14 @@ void EdfFile::pump() {
   }
   signal(EdfChannel::ecg).skip(horizon(Stream::ecg));
   const auto ready = [](const EdfSignal& one) { return one.secondIsReady(); };
-  while (secondsWritten_ < seconds_ && std::all_of(signals_.begin(), signals_.end(), ready)) {
+  while (recordsWritten_ < records_.count() &&
+         std::all_of(signals_.begin(), signals_.end(), ready)) {
     for (EdfSignal& one : signals_) {
       // EDFlib does not change the samples.
       auto* const samples = const_cast<short*>(one.takeSecond());
       if (written([&] { return edfwrite_digital_short_samples(handle_, samples); }) < 0) fail();
     }
-    ++secondsWritten_;
+    ++recordsWritten_;
   }
 }
 
@@ -270,7 +265,19 @@ void EdfFile::publish() {
   // Closing writes the annotations and the buffered samples, without reporting a failure.
   const int closed = written([&] { return edfclose_file(std::exchange(handle_, -1)); });
   if (closed < 0 || !isComplete()) fail();
+  if (discontinuous_) leaveGapsOut();
   file_.publish();
+}
+
+// After isComplete(), because EDFlib does not read discontinuous files.
+void EdfFile::leaveGapsOut() {
+  try {
+    makeDiscontinuous(file_.temporary(), records_);
+  } catch (const std::system_error& error) {
+    throw cannotWrite(file_.path(), error.code().value());
+  } catch (const std::runtime_error& error) {
+    throw cannotWrite(file_.path(), error.what());
+  }
 }
 
 // Reads the file again.
@@ -281,9 +288,8 @@ bool EdfFile::isComplete() const {
     return false;
   }
   edfclose_file(header->handle);
-  const auto& all = timeline_.annotations;
-  return header->datarecords_in_file == seconds_ &&
-         header->annotations_in_file == std::count_if(all.begin(), all.end(), isAnnotated);
+  return header->datarecords_in_file == records_.count() &&
+         header->annotations_in_file == static_cast<std::int64_t>(annotations_.size());
 }
 
 }  // namespace Zephly::exporting

@@ -3,9 +3,9 @@
 /// @file
 /// A session as an EDF+ file (B. Kemp, J. Olivan: European data format 'plus' (EDF+), an EDF alike
 /// standard format for the exchange of physiological data, Clinical Neurophysiology 114, 2003),
-/// continuous, one data record a second. Signals, ranges and annotations: docs/export.md.
+/// with one data record a second. Signals, ranges and annotations: docs/export.md.
 ///
-///   EdfFile file("walk.edf", Existing::refused, timeline, preamble);
+///   EdfFile file("walk.edf", Existing::refused, timeline, preamble, {.utc = true});
 ///   player.play([&](const replay::PlayedRecord& record) { file.take(record); });
 ///   file.publish();  // otherwise the destructor removes it
 ///
@@ -15,7 +15,10 @@
 
 #include <capture/record.h>
 #include <hosts/replay/survey.h>
+#include <tools/export/edf_annotations.h>
+#include <tools/export/edf_records.h>
 #include <tools/export/edf_signal.h>
+#include <tools/export/edf_start.h>
 #include <tools/export/pending_file.h>
 
 #include <array>
@@ -34,21 +37,29 @@ inline constexpr std::size_t edfChannels = 6;
 /// How values of a channel are written.
 const EdfKind& edfKind(EdfChannel channel);
 
-/// The longest session that becomes a file: gaps take as much room as samples.
+struct EdfForm {
+  /// Without the seconds that have no sample (EDF+D). Fewer programs can read it.
+  bool discontinuous = false;
+  bool utc = false;  ///< instead of local time
+};
+
+/// The most that one file holds.
 inline constexpr std::chrono::hours longestEdf{7 * 24};
+/// The longest gap that is filled: it takes as much room as samples, 10.8 MB.
+inline constexpr std::chrono::hours longestFilledGap{1};
 
 class EdfFile {
  public:
   /// Throws std::runtime_error when the file cannot be written, or the session does not fit: it is
-  /// too long or too much has happened in it.
+  /// too long, has too long a gap, or too much has happened in it.
   EdfFile(const std::filesystem::path& path, Existing existing, const replay::Timeline& timeline,
-          const capture::Preamble& preamble);
+          const capture::Preamble& preamble, const EdfForm& form);
   EdfFile(const EdfFile&) = delete;
   EdfFile& operator=(const EdfFile&) = delete;
   ~EdfFile();
 
   /// Whether the header has the session's date: EDF+ has dates from 1985 to 2084.
-  bool isDated() const { return dated_; }
+  bool isDated() const { return start_.isDated; }
 
   void take(const replay::PlayedRecord& record);
   /// Completes the file, reads it again to check that it is complete, and gives it its name. Throws
@@ -56,6 +67,7 @@ class EdfFile {
   void publish();
 
  private:
+  EdfRecords chosenRecords() const;
   void describe(const capture::Preamble& preamble);
   void annotate();
   void takeSamples(const replay::PlayedRecord& record);
@@ -63,6 +75,7 @@ class EdfFile {
   void holdCharge(timing::Nanoseconds time);
   void pump();
   bool isComplete() const;
+  void leaveGapsOut();
   void check(int result);
   template <class Call>
   int written(Call&& call);
@@ -76,9 +89,12 @@ class EdfFile {
   PendingFile file_;
   const replay::Timeline& timeline_;
   timing::Nanoseconds begin_;  // of the file: the whole second before the session
-  bool dated_;
-  std::int64_t seconds_;  // of the file
-  std::int64_t secondsWritten_ = 0;
+  EdfStart start_;
+  bool discontinuous_;
+  std::int64_t seconds_;  // from the beginning of the file to the end of the session
+  std::vector<EdfAnnotation> annotations_;
+  EdfRecords records_;
+  std::int64_t recordsWritten_ = 0;
   int handle_ = -1;
   int writeError_ = 0;  // errno of the first write that failed
   std::vector<EdfSignal> signals_;

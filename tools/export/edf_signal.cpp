@@ -8,11 +8,10 @@
 namespace Zephly::exporting {
 
 std::int16_t EdfKind::digital(float value) const {
-  if (std::isnan(value)) return static_cast<std::int16_t>(digitalMinimum);
+  if (std::isnan(value)) return absent();
   const double steps = (static_cast<double>(value) - physicalMinimum) / step() + digitalMinimum;
-  const double least = digitalMinimum + 1;
-  return static_cast<std::int16_t>(
-      std::lround(std::clamp(steps, least, static_cast<double>(digitalMaximum))));
+  return static_cast<std::int16_t>(std::lround(
+      std::clamp(steps, static_cast<double>(digitalMinimum), static_cast<double>(digitalMaximum))));
 }
 
 void EdfSignal::put(timing::Nanoseconds from, timing::Nanoseconds to, float value) {
@@ -20,14 +19,15 @@ void EdfSignal::put(timing::Nanoseconds from, timing::Nanoseconds to, float valu
   fill(to, kind_.digital(value));
 }
 
-void EdfSignal::skip(timing::Nanoseconds until) {
-  fill(until, static_cast<std::int16_t>(kind_.digitalMinimum));
-}
+void EdfSignal::skip(timing::Nanoseconds until) { fill(until, kind_.absent()); }
 
 void EdfSignal::fill(timing::Nanoseconds until, std::int16_t digital) {
-  while (begin_ + sampleTime(filled_, kind_.perSecond) < until) {
+  const std::vector<EdfRecords::Stretch>& stretches = records_->stretches();
+  while (stretch_ < stretches.size() && begin_ + sampleTime(next_, kind_.perSecond) < until) {
     slots_.push_back(digital);
-    ++filled_;
+    ++next_;
+    if (next_ < stretches[stretch_].end() * kind_.perSecond) continue;
+    if (++stretch_ < stretches.size()) next_ = stretches[stretch_].first * kind_.perSecond;
   }
 }
 

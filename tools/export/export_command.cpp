@@ -14,8 +14,15 @@
 namespace Zephly::exporting {
 
 void addTargets(CLI::App& command, ExportOptions& options) {
-  tools::addValue(command, "--edf", "FILE", "Write an EDF+ file (see docs/export.md)",
-                  [&](const std::string& text) { options.edf = tools::fileValue("--edf", text); });
+  CLI::Option* edf = tools::addValue(
+      command, "--edf", "FILE", "Write an EDF+ file (see docs/export.md)",
+      [&](const std::string& text) { options.edf = tools::fileValue("--edf", text); });
+  tools::addFlag(command, "--edf-discontinuous", options.edfForm.discontinuous,
+                 "Leave gaps out of the EDF+ file (EDF+D; default: fill them with zeros)")
+      ->needs(edf);
+  tools::addFlag(command, "--utc", options.edfForm.utc,
+                 "Write the start of the EDF+ file in UTC (default: in local time)")
+      ->needs(edf);
   tools::addValue(command, "--csv", "DIRECTORY",
                   "Write a CSV file for each stream into this directory",
                   [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });

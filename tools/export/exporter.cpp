@@ -58,7 +58,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   const replay::Timeline timeline = survey.finish(played.duration);
 
   std::optional<EdfFile> edf;
-  if (options.edf) edf.emplace(*options.edf, options.existing, timeline, preamble);
+  if (options.edf) edf.emplace(*options.edf, options.existing, timeline, preamble, options.edfForm);
   std::optional<CsvFiles> csv;
   if (options.csv) csv.emplace(*options.csv, options.existing, timeline, preamble.began);
   replay::CapturePlayer second(options.capture);

@@ -8,6 +8,7 @@
 ///
 /// The capture is read twice: the strap's clock is known only after the whole capture was read.
 
+#include <tools/export/edf_file.h>
 #include <tools/export/pending_file.h>
 
 #include <filesystem>
@@ -21,6 +22,7 @@ namespace Zephly::exporting {
 struct ExportOptions {
   std::filesystem::path capture;
   std::optional<std::filesystem::path> edf = std::nullopt;  ///< a file
+  EdfForm edfForm = {};
   std::optional<std::filesystem::path> csv = std::nullopt;  ///< a directory
   Existing existing = Existing::refused;
   /// Asked after each record: when true, exportCapture() ends with an error and leaves no file.

@@ -56,6 +56,17 @@ int sampleOf(const std::string& bytes, std::size_t index) {
   return number < 32768 ? number : number - 65536;
 }
 
+// "+17", without a fraction
+long onsetOf(const std::string& annotations) {
+  const std::size_t end = annotations.find(std::string("\x14\x14\0", 3));
+  if (annotations[0] != '+' || end == std::string::npos) broken("time of a record");
+  const std::string digits = annotations.substr(1, end - 1);
+  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) {
+    broken("time of a record");
+  }
+  return std::stol(digits);
+}
+
 }  // namespace
 
 double ReadSignal::step() const {
@@ -76,8 +87,8 @@ EdfReader::EdfReader(const std::filesystem::path& path) {
   date = fields.text(8);
   time = fields.text(8);
   const auto headerSize = static_cast<std::size_t>(fields.number(8));
-  reserved = fields.text(44);
-  if (reserved != "EDF+C") broken("not continuous: " + reserved);
+  type = fields.text(44);
+  if (type != "EDF+C" && type != "EDF+D") broken("not EDF+: " + type);
   records = static_cast<long>(fields.number(8));
   recordDuration = fields.number(8);
   const auto count = static_cast<std::size_t>(fields.number(4));
@@ -102,8 +113,11 @@ EdfReader::EdfReader(const std::filesystem::path& path) {
       if (one.label == "EDF Annotations") {
         // The first list of a record contains only the record's time.
         if (!timed) {
-          const std::string begin = "+" + std::to_string(record) + "\x14\x14";
-          if (content.compare(0, begin.size(), begin) != 0) broken("time of a record");
+          onsets.push_back(onsetOf(content));
+          const bool follows = record == 0 || onsets.back() == onsets[onsets.size() - 2] + 1;
+          const bool later = record > 0 && onsets.back() > onsets[onsets.size() - 2];
+          if (record == 0 && onsets.back() != 0) broken("time of the first record");
+          if (!follows && (type == "EDF+C" || !later)) broken("time of a record");
           timed = true;
         }
         readAnnotations(content);

@@ -46,8 +46,9 @@ class EdfReader {
   std::string recording;
   std::string date;  ///< "01.03.26"
   std::string time;  ///< "09.30.00"
-  std::string reserved;
+  std::string type;  ///< "EDF+C" or "EDF+D"
   long records = 0;
+  std::vector<long> onsets;  ///< of the records, in seconds
   double recordDuration = 0;
   std::vector<ReadSignal> signals;  ///< without those of annotations
   std::vector<ReadAnnotation> annotations;
