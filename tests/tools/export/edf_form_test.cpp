@@ -85,7 +85,7 @@ std::string startOf(Nanoseconds began, bool utc, bool simulated = false) {
 constexpr auto marchBegan = 1'772'357'400s + 250ms;  // 2026-03-01T09:30:00Z
 constexpr auto julyBegan = 1'782'862'200s;           // 2026-06-30T23:30:00Z
 
-TEST(EdfStartTest, IsLocalTimeWithItsOffset) {
+TEST(EdfFormStartTest, IsLocalTimeWithItsOffset) {
   const LocalZone zone(berlin);
   EXPECT_EQ(startOf(marchBegan, false),
             "01.03.26 10.30.00 Startdate 01-MAR-2026 X X Zephly UTC+01:00");
@@ -93,20 +93,20 @@ TEST(EdfStartTest, IsLocalTimeWithItsOffset) {
             "01.07.26 01.30.00 Startdate 01-JUL-2026 X X Zephly UTC+02:00 simulated");
 }
 
-TEST(EdfStartTest, OffsetsMayBeNegativeAndHaveMinutes) {
+TEST(EdfFormStartTest, OffsetsMayBeNegativeAndHaveMinutes) {
   const LocalZone zone(newfoundland);
   EXPECT_EQ(startOf(marchBegan, false),
             "01.03.26 06.00.00 Startdate 01-MAR-2026 X X Zephly UTC-03:30");
 }
 
-TEST(EdfStartTest, IsUtcOnRequest) {
+TEST(EdfFormStartTest, IsUtcOnRequest) {
   const LocalZone zone(berlin);
   EXPECT_EQ(startOf(marchBegan, true), "01.03.26 09.30.00 Startdate 01-MAR-2026 X X Zephly UTC");
   EXPECT_EQ(startOf(julyBegan, true, true),
             "30.06.26 23.30.00 Startdate 30-JUN-2026 X X Zephly UTC simulated");
 }
 
-TEST(EdfStartTest, TheYearsOfEdfAreLocal) {
+TEST(EdfFormStartTest, TheYearsOfEdfAreLocal) {
   const LocalZone zone(berlin);
   const auto began = 473'385'600s - 30min;  // 1984-12-31T23:30:00Z
   EXPECT_TRUE(edfStart(began, EdfClock::local).isDated);
@@ -140,7 +140,7 @@ ExportOptions optionsFor(const ScratchDirectory& scratch, const SessionScript& s
           .edfForm = {.discontinuous = discontinuous, .utc = true}};
 }
 
-TEST(EdfDiscontinuousTest, LeavesOutTheSecondsWithoutSamples) {
+TEST(EdfFormTest, LeavesOutTheSecondsWithoutSamples) {
   SessionScript script;
   addLink(script, 3s, 5s);
   addLink(script, 20s, 22s);
@@ -160,7 +160,7 @@ TEST(EdfDiscontinuousTest, LeavesOutTheSecondsWithoutSamples) {
   EXPECT_NEAR(*edf.annotations[2].duration, 15.008, 2e-4);
 }
 
-TEST(EdfDiscontinuousTest, HasTheSamplesAndAnnotationsOfTheContinuousFile) {
+TEST(EdfFormTest, HasTheSamplesAndAnnotationsOfTheContinuousFile) {
   SessionScript script;
   Nanoseconds time = 700ms;
   for (int link = 1; link <= 15; ++link) {
@@ -207,7 +207,7 @@ TEST(EdfDiscontinuousTest, HasTheSamplesAndAnnotationsOfTheContinuousFile) {
   EXPECT_EQ(asText(some), asText(all));
 }
 
-TEST(EdfDiscontinuousTest, IsTheFormForALongGap) {
+TEST(EdfFormTest, IsTheFormForALongGap) {
   constexpr auto days = 48h;
   SessionScript script;
   addLink(script, 1s, 10s);
@@ -225,7 +225,7 @@ TEST(EdfDiscontinuousTest, IsTheFormForALongGap) {
   EXPECT_EQ(edf.onsets[11], 172'810);
 }
 
-TEST(EdfDiscontinuousTest, AnHourIsFilledAndASecondMoreIsNot) {
+TEST(EdfFormTest, AnHourIsFilledAndASecondMoreIsNot) {
   for (const auto gap : {3600s, 3601s}) {
     SessionScript script;
     script.preamble.began = 1'772'357'400s;
@@ -239,7 +239,7 @@ TEST(EdfDiscontinuousTest, AnHourIsFilledAndASecondMoreIsNot) {
 }
 
 // Years take no memory and no time.
-TEST(EdfDiscontinuousTest, AJumpInTimeIsAGap) {
+TEST(EdfFormTest, AJumpInTimeIsAGap) {
   SessionScript script;
   addLink(script, 0s, 1s);
   addLink(script, 900'000'000s, 900'000'001s);
@@ -249,7 +249,7 @@ TEST(EdfDiscontinuousTest, AJumpInTimeIsAGap) {
   EXPECT_THAT(EdfReader(scratch / "d.edf").onsets, ElementsAre(0, 1, 900'000'000, 900'000'001));
 }
 
-TEST(EdfDiscontinuousTest, ASessionWithoutSamplesIsOneRecord) {
+TEST(EdfFormTest, ASessionWithoutSamplesIsOneRecord) {
   SessionScript script;
   script.end(90s);
   const ScratchDirectory scratch;
@@ -260,7 +260,7 @@ TEST(EdfDiscontinuousTest, ASessionWithoutSamplesIsOneRecord) {
   EXPECT_EQ(edf.annotations[0].duration, 91);
 }
 
-TEST(EdfDiscontinuousTest, ChangesNoOtherFile) {
+TEST(EdfFormTest, ChangesNoOtherFile) {
   const ScratchDirectory scratch;
   EXPECT_THROW(makeDiscontinuous(scratch / "none", EdfRecords::all(1)), std::system_error);
   const captures::Bytes text(2000, '7');
