@@ -35,9 +35,9 @@ void MessageFeed::note(StrapTime time, const watch::Disconnected& /*disconnected
 void MessageFeed::note(StrapTime time, const watch::LeadOff& /*leadOff*/) { sendState(time); }
 
 void MessageFeed::note(StrapTime time, const watch::Temperature& temperature) {
-  const float body = processor_->signalProcessor()->processBodyTemperature(temperature.object,
-                                                                           temperature.ambient);
-  temperature_ = TemperatureReading{temperature.object, temperature.ambient, body, time};
+  body_.take(time, temperature.object, temperature.ambient);
+  temperature_ = TemperatureReading{temperature.object, temperature.ambient, body_.celsius(),
+                                    body_.readings(), time};
 }
 
 void MessageFeed::note(StrapTime time, const watch::EcgSample& sample) {

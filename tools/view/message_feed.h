@@ -12,6 +12,7 @@
 /// the session the batches are larger, not more frequent. The kit's engine filters the ECG and
 /// estimates the body temperature.
 
+#include <tools/view/body_estimate.h>
 #include <tools/view/message.h>
 #include <tools/view/sample_track.h>
 #include <tools/view/texts.h>
@@ -82,6 +83,7 @@ class MessageFeed {
   std::array<SampleTrack, allTraces.size()> tracks_{
       SampleTrack(Trace::ecg), SampleTrack(Trace::filteredEcg), SampleTrack(Trace::respiration),
       SampleTrack(Trace::motion)};
+  BodyEstimate body_;
   std::optional<TemperatureReading> temperature_;
   std::deque<Message> events_;
   std::optional<StrapTime> ended_;

@@ -44,9 +44,10 @@ Json linkLosses(const watch::SessionModel& model) {
 
 Json temperature(const std::optional<TemperatureReading>& reading) {
   if (!reading) return {};
-  return {{"object", reading->object},
+  return {{"object", reading->skin},
           {"ambient", reading->ambient},
-          {"body", reading->body},
+          {"body", reading->body ? Json(*reading->body) : Json()},
+          {"bodyReadings", reading->bodyReadings},
           {"t", seconds(reading->time)}};
 }
 
@@ -59,10 +60,14 @@ Json streams(const watch::SessionModel& model, StrapTime now) {
   Json all = Json::object();
   for (const Stream stream : allStreams) {
     const auto rate = model.perSecond(stream, now);
+    const watch::GapMeter& gaps = model.gaps(stream);
+    const auto share = gaps.share(now);
     all[std::string(streamInfo(stream).name)] = {
         {"received", model.received(stream)},
         {"perSecond", rate ? Json(*rate) : Json()},
-        {"longestGap", orNull(model.arrivals(stream).longestGap())}};
+        {"longestGap", orNull(model.arrivals(stream).longestGap())},
+        {"missing", orNull(gaps.missing(now))},
+        {"missingPercent", share ? Json(*share * 100) : Json()}};
   }
   return all;
 }

@@ -14,6 +14,7 @@
 #include <zephly/protocol/strap_time.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -34,9 +35,10 @@ struct Greeting {
 
 /// The latest reading of the thermometers, in degrees Celsius.
 struct TemperatureReading {
-  float object;
+  float skin;
   float ambient;
-  float body;  ///< the engine's estimate from the other two
+  std::optional<float> body;  ///< the engine's estimate from the other two; empty: not settled
+  std::size_t bodyReadings;   ///< those in the estimate; it has settled with BodyEstimate::needed
   StrapTime time;
 };
 

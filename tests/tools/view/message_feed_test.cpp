@@ -111,14 +111,18 @@ TEST_F(MessageFeedTest, SendsManySamplesBeforeTheTick) {
   EXPECT_EQ(sent.front().samples, SampleTrack::largestBatch);
 }
 
-TEST_F(MessageFeedTest, BodyTemperatureIsTheEnginesEstimate) {
-  feed.take({1s, watch::Temperature{34, 25, 0}});
-  feed.end(2s);
-  const json temperature = lastState().at("temperature");
-  EXPECT_EQ(temperature.at("object"), 34);
-  EXPECT_EQ(temperature.at("ambient"), 25);
-  EXPECT_EQ(temperature.at("body").get<float>(), 36.8F);
-  EXPECT_EQ(temperature.at("t"), 1);
+TEST_F(MessageFeedTest, BodyTemperatureIsTheEnginesEstimateOnceItHasSettled) {
+  const auto lastTemperature = [&] {
+    for (int i = 0; i < MessageFeed::ticksPerState; ++i) feed.tick(30s);
+    return lastState().at("temperature");
+  };
+  for (int i = 1; i < 20; ++i) feed.take({i * 1s, watch::Temperature{34, 25, 0}});
+  EXPECT_EQ(
+      lastTemperature(),
+      json::parse(R"({"object":34.0,"ambient":25.0,"body":null,"bodyReadings":19,"t":19.0})"));
+  feed.take({20s, watch::Temperature{34, 25, 0}});
+  EXPECT_EQ(lastTemperature().at("body").get<float>(), 36.8F);
+  EXPECT_EQ(lastTemperature().at("bodyReadings"), 20);
 }
 
 TEST_F(MessageFeedTest, TheEndSendsTheRestAndStopsTheClock) {

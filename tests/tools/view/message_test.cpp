@@ -71,7 +71,8 @@ json state(const watch::SessionModel& model, StrapTime now,
 }
 
 TEST(TextsTest, TheInitialState) {
-  const std::string stream = R"({"received":0,"perSecond":null,"longestGap":null})";
+  const std::string stream =
+      R"({"received":0,"perSecond":null,"longestGap":null,"missing":null,"missingPercent":null})";
   EXPECT_EQ(state(watch::SessionModel(), 0s),
             json::parse(R"({"type":"state","now":0.0,"connected":false,"linkChanged":null,
     "connections":0,"disconnections":0,"linkLosses":[],"electrodesOff":null,"temperature":null,
@@ -92,7 +93,7 @@ TEST(TextsTest, TheStateIsTheModels) {
   model.take({5s, watch::Disconnected{}});
   model.take({5s, watch::Diagnostic{"didDisconnectPeripheral: too far", "too far"}});
   model.take({6s, watch::HostLine{"Bluetooth: ready."}});
-  const json now = state(model, 6s, TemperatureReading{33.5F, 22.25F, 36.5F, 4s});
+  const json now = state(model, 6s, TemperatureReading{33.5F, 22.25F, 36.5F, 20, 4s});
   EXPECT_EQ(now.at("connected"), false);
   EXPECT_EQ(now.at("linkChanged"), 5.0);
   EXPECT_EQ(now.at("connections"), 1);
@@ -100,11 +101,14 @@ TEST(TextsTest, TheStateIsTheModels) {
   EXPECT_EQ(now.at("linkLosses"), json::parse(R"([{"t":5.0,"reason":"too far","recovery":null}])"));
   EXPECT_EQ(now.at("electrodesOff"), true);
   EXPECT_EQ(now.at("battery"), json::parse(R"({"soc":80.5,"inCharge":true})"));
-  EXPECT_EQ(now.at("temperature"),
-            json::parse(R"({"object":33.5,"ambient":22.25,"body":36.5,"t":4.0})"));
+  EXPECT_EQ(
+      now.at("temperature"),
+      json::parse(R"({"object":33.5,"ambient":22.25,"body":36.5,"bodyReadings":20,"t":4.0})"));
   EXPECT_EQ(now.at("repetitions").at("jumps"), 1);
   EXPECT_EQ(now.at("streams").at("ecg").at("received"), 2);
   EXPECT_EQ(now.at("streams").at("ecg").at("longestGap"), 2.5);
+  EXPECT_EQ(now.at("streams").at("ecg").at("missing"), 3.5);
+  EXPECT_EQ(now.at("streams").at("ecg").at("missingPercent"), 87.5);
   EXPECT_EQ(now.at("hostLine"), "Bluetooth: ready.");
   model.take({7s, watch::Connected{}});
   EXPECT_EQ(state(model, 7s).at("linkLosses").at(0).at("recovery"), 2.0);
@@ -123,9 +127,9 @@ TEST(TextsTest, SendsOnlyTheLastTwentyLinkLosses) {
 }
 
 TEST(TextsTest, NumbersThatAreNotFiniteAreNull) {
-  const json now = state(watch::SessionModel(), 0s, TemperatureReading{NAN, INFINITY, 36, 0s});
+  const json now = state(watch::SessionModel(), 0s, TemperatureReading{NAN, INFINITY, {}, 7, 0s});
   EXPECT_EQ(now.at("temperature"),
-            json::parse(R"({"object":null,"ambient":null,"body":36.0,"t":0.0})"));
+            json::parse(R"({"object":null,"ambient":null,"body":null,"bodyReadings":7,"t":0.0})"));
 }
 
 TEST(TextsTest, EncodesEvents) {

@@ -15,6 +15,9 @@ after(endEverything);
 /** The browser's console error for a refused connection. */
 const refused = /ERR_CONNECTION_REFUSED/;
 
+/** Changes of a state before the first connection. */
+const NO_LINK = { connected: false, linkChanged: null, connections: 0, electrodesOff: null };
+
 /** Waits until the tile is in this state, and returns what the page shows and announces at that time. */
 async function shown(tab, id, level) {
   const look = ({ id, level }) => {
@@ -86,9 +89,9 @@ test('restores the history after a reload, reports a killed program and connects
 
   await program.stop('SIGKILL');
   await until(tab, () => window.zephly.phase() === 'waiting' && !document.querySelector('#program').hidden);
-  assert.match(await tab.textContent('#program'), /does not answer.*old.*again in \d s/s);
+  assert.match(await tab.textContent('#program'), /not responding.*old data.*Retrying in \d s/s);
   assert.equal(await tab.getAttribute('#link', 'data-state'), 'unknown');
-  assert.match(await tab.title(), /No program/);
+  assert.match(await tab.title(), /Not responding/);
 
   const successor = new Program(...options, '--port', new URL(address).port);
   assert.equal(await successor.address(), address);
@@ -163,7 +166,7 @@ test('shows an error for another protocol version, and does not retry', async ()
   const { tab } = await openTab(browser, program.address);
   await tab.goto(program.address);
   await until(tab, () => window.zephly.phase() === 'refused' && !document.querySelector('#program').hidden);
-  assert.match(await tab.textContent('#program'), /version 2 .* version 1.*Reload/s);
+  assert.match(await tab.textContent('#program'), /version 2, .* version 1.*Reload/s);
   await tab.close();
   await program.stop();
 });
@@ -171,21 +174,125 @@ test('shows an error for another protocol version, and does not retry', async ()
 test('shows no values before the first data', async () => {
   const program = await new FakeProgram().start();
   const { tab } = await fakeTab(program);
-  program.say(state({ now: 0.5, connected: false, linkChanged: null, connections: 0, electrodesOff: null, hostLine: 'Bluetooth: no adapter is switched on.' }));
+  program.say(state({ now: 0.5, ...NO_LINK, hostLine: 'Bluetooth: adapter hci0 is ready.' }));
   await until(tab, () => document.querySelector('#link-text').textContent === 'Searching');
-  assert.match(await tab.textContent('#link'), /no adapter is switched on/);
-  assert.match(await tab.textContent('#electrodes'), /Not known/);
+  assert.equal(await tab.getAttribute('#link', 'data-state'), 'unknown');
+  assert.match(await tab.textContent('#electrodes'), /Unknown.*no report yet/s);
   for (const id of ['skin', 'ambient', 'body', 'battery']) assert.equal(await tab.textContent(`#${id} .value`), '–', id);
-  const reading = { object: 33, ambient: 22, body: 0, t: 1 };
+  const reading = { object: 33, ambient: 22, body: null, bodyReadings: 1, t: 1 };
   program.say(state({ now: 1, temperature: reading }));
   await until(tab, () => document.querySelector('#skin .value').textContent === '33.0');
-  assert.match(await tab.textContent('#body'), /–.*estimate/s);
+  assert.match(await tab.textContent('#body'), /–.*settling: 1 of 20 readings/s);
   program.say(state({ now: 1.5, temperature: { ...reading, object: null }, battery: { soc: null, inCharge: true } }));
   await until(tab, () => document.querySelector('#battery').textContent.includes('charging'));
   assert.equal(await tab.textContent('#skin .value'), '–');
-  program.say(state({ now: 2, temperature: { ...reading, body: 36.8 }, streams: { temperature: { received: 2, perSecond: 1, longestGap: 1 } } }));
+  program.say(state({ now: 2, temperature: { ...reading, body: 36.8, bodyReadings: 20 } }));
   await until(tab, () => document.querySelector('#body .value').textContent === '36.8');
-  assert.match(await tab.textContent('#body'), /estimate, settling: 2 of 20/);
+  assert.match(await tab.textContent('#body .detail'), /^estimate$/);
+  await tab.close();
+  await program.stop();
+});
+
+test('shows no body temperature before the estimate has settled', async () => {
+  const program = new Program('--simulated', '--seed', '1', '--speed', '8', '--port', '0');
+  const address = await program.address();
+  const { tab } = await openTab(browser, address);
+  await tab.addInitScript(() => {
+    // Every value shown, with the number of readings at that time.
+    window.shownBody = [];
+    const look = () => {
+      const value = document.querySelector('#body .value')?.textContent;
+      const readings = window.zephly?.state()?.streams.temperature.received ?? 0;
+      if (value !== undefined && value !== window.shownBody.at(-1)?.value) window.shownBody.push({ value, readings });
+      requestAnimationFrame(look);
+    };
+    requestAnimationFrame(look);
+  });
+  await tab.goto(address);
+  await until(tab, () => window.shownBody.length > 1);
+  const shown = await tab.evaluate(() => window.shownBody);
+  assert.equal(shown[0].value, '–');
+  assert.match(shown[1].value, /^[34]\d\.\d$/);
+  assert.ok(shown[1].readings >= 20, JSON.stringify(shown));
+  await tab.close();
+  await program.stop();
+});
+
+test('without Bluetooth the reason is the headline, with what to do', async () => {
+  const program = await new FakeProgram().start();
+  const { tab, trouble } = await fakeTab(program);
+  const hostLine = 'Bluetooth: the service org.bluez is not there (bluetoothd is not running). Start it with: sudo systemctl enable --now bluetooth';
+  program.say(state({ now: 0.5, ...NO_LINK, hostLine }));
+  const none = await shown(tab, 'link', 'bad');
+  assert.equal(await tab.textContent('#link-text'), 'Bluetooth: the service org.bluez is not there');
+  assert.equal(await tab.textContent('#link-detail'), 'Start it with: sudo systemctl enable --now bluetooth (bluetoothd is not running)');
+  assert.equal(none.icon, '#icon-bad');
+  assert.match(none.announced, /org\.bluez is not there/);
+  assert.match(none.title, /⚠ No Bluetooth/);
+
+  // The largest text of the section, shown whole and as it is written, on a phone too.
+  await tab.setViewportSize({ width: 360, height: 700 });
+  const look = await tab.evaluate(() => {
+    const size = (element) => parseFloat(getComputedStyle(element).fontSize);
+    const [word, detail] = ['#link-text', '#link-detail'].map((id) => document.querySelector(id));
+    const whole = [word, detail].every((one) => one.scrollWidth <= one.clientWidth && one.scrollHeight <= one.clientHeight);
+    return { larger: size(word) > size(detail), whole, text: word.innerText };
+  });
+  assert.deepEqual(look, { larger: true, whole: true, text: 'Bluetooth: the service org.bluez is not there' });
+
+  program.say(state({ now: 8, connected: false, disconnections: 1, linkChanged: 7, hostLine: 'Bluetooth: no adapter. Plug it in' }));
+  await until(tab, () => /no adapter/.test(document.querySelector('#link-text').textContent));
+  assert.match(await tab.textContent('#link-detail'), /^Link lost for \d s\. Plug it in$/);
+  program.say(state({ now: 9, hostLine: 'Bluetooth: adapter hci0 is ready.' }));
+  assert.match((await shown(tab, 'link', 'good')).text, /Connected/);
+  assert.deepEqual(trouble, []);
+  await tab.close();
+  await program.stop();
+});
+
+test('the table shows what is missing, the gaps within a link and what this page lost', async () => {
+  const program = await new FakeProgram().start();
+  const { tab } = await fakeTab(program);
+  const heads = await tab.evaluate(() => [...document.querySelectorAll('#rates')].flatMap((body) => [...body.parentElement.tHead.rows[0].cells].map((cell) => cell.textContent)));
+  assert.deepEqual(heads, ['stream', 'per second', 'received', 'missing', 'longest gap within a link', 'lost by this page']);
+  program.say(
+    state({
+      streams: {
+        ecg: { received: 29226, perSecond: 500.2, longestGap: 0.012, missing: 1.548, missingPercent: 2.58 },
+        temperature: { received: 60, perSecond: 1, longestGap: 1, missing: 0, missingPercent: 0 },
+        battery: { received: 3, perSecond: null, longestGap: null, missing: null, missingPercent: null },
+      },
+    }),
+    { type: 'lost', messages: 1, samples: { ecg: 7 } },
+  );
+  const rows = () => [...document.querySelector('#rates').rows].map((row) => [...row.cells].map((cell) => cell.textContent));
+  await until(tab, () => document.querySelector('#rates').textContent.includes('29,226'));
+  assert.deepEqual(await tab.evaluate(rows), [
+    ['ECG', '500', '29,226', '1.5\u00a0s (2.6\u00a0%)', '12.0 ms', '7'],
+    ['temperature', '1.00', '60', '0 s', '1.00 s', ''],
+    ['battery', '–', '3', '–', '–', ''],
+  ]);
+  program.say(state({ streams: { ecg: { received: 1, perSecond: null, longestGap: 0.012, missing: 1.2, missingPercent: 0.0014 } } }));
+  await until(tab, () => document.querySelector('#rates').textContent.includes('<0.1\u00a0%'));
+  assert.deepEqual((await tab.evaluate(rows))[0].slice(1, 4), ['–', '1', '1.2\u00a0s (<0.1\u00a0%)']);
+  await tab.close();
+  await program.stop();
+});
+
+test('after the end both cards say that the session has ended, and how', async () => {
+  const program = await new FakeProgram().start();
+  const { tab } = await fakeTab(program);
+  const cards = () => ['link', 'electrodes'].map((id) => ['text', 'detail'].map((part) => document.querySelector(`#${id}-${part}`).textContent).join(': '));
+  const check = async (changes, ...expected) => {
+    program.say(state({ ended: true, ...changes }));
+    // The status is updated ten times a second.
+    await until(tab, (now) => window.zephly.state()?.now === now && document.querySelector('#clock').textContent === `0:${now}`, changes.now);
+    assert.deepEqual(await tab.evaluate(cards), expected);
+  };
+  await check({ now: 11 }, 'Session ended: The strap was connected.', 'Session ended: The electrodes were on the skin.');
+  await check({ now: 12, electrodesOff: true, connected: false }, 'Session ended: The link was lost.', 'Session ended: The electrodes were off.');
+  await check({ now: 13, ...NO_LINK }, 'Session ended: No strap was found.', 'Session ended: No report was received.');
+  assert.equal(await tab.title(), 'Zephly');
   await tab.close();
   await program.stop();
 });

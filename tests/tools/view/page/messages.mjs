@@ -4,6 +4,7 @@
 const COUNTED = [
   { name: 'ecg', title: 'ECG' },
   { name: 'temperature', title: 'temperature' },
+  { name: 'battery', title: 'battery' },
 ];
 
 const NUMBERS = { ecg: 0, filteredEcg: 1, respiration: 2, motion: 3 };
@@ -30,7 +31,7 @@ export function hello(changes = {}) {
 }
 
 export function state(changes = {}) {
-  const stream = { received: 0, perSecond: 0, longestGap: null };
+  const stream = { received: 0, perSecond: 0, longestGap: null, missing: null, missingPercent: null };
   return {
     type: 'state',
     now: 10,

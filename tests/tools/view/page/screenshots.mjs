@@ -4,7 +4,7 @@
 import { mkdirSync } from 'node:fs';
 import { join } from 'node:path';
 import { FakeProgram } from './fake_program.mjs';
-import { hello } from './messages.mjs';
+import { hello, state } from './messages.mjs';
 import { endEverything, openBrowser, openTab, Program, until } from './support.mjs';
 
 const [folder, everything] = process.argv.slice(2);
@@ -59,5 +59,20 @@ if (everything === 'all') {
   const silent = await new FakeProgram().start();
   silent.greeting = (viewer) => viewer.say(hello({ now: 0.1 }));
   await picture('state-before-data', LIGHT, silent.address, () => window.zephly.session() !== null);
+
+  const problem = await new FakeProgram().start();
+  const none = { now: 4, connected: false, connections: 0, linkChanged: null, electrodesOff: null };
+  const hostLine =
+    'Bluetooth: the service org.bluez is not there (bluetoothd is not running). To have it: sudo apt install bluez; sudo systemctl enable --now bluetooth';
+  problem.greeting = (viewer) => [hello({ now: 4 }), state({ ...none, hostLine })].forEach(viewer.say);
+  const headline = () => document.querySelector('#link').dataset.state === 'bad';
+  await picture('state-no-bluetooth', DARK, problem.address, headline);
+  await picture('phone-no-bluetooth', { ...PHONE, colorScheme: 'light' }, problem.address, headline);
+
+  const session = new Program('--simulated', '--seed', '1', '--speed', '10', '--duration', '25', '--port', '0');
+  const ended = () => document.querySelector('#link-text').textContent === 'Session ended';
+  const last = await session.address();
+  await picture('state-ended', LIGHT, last, ended);
+  await picture('phone-ended', PHONE, last, ended);
 }
 await endEverything();

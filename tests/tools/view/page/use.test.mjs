@@ -168,6 +168,29 @@ for (const width of [360, 390, 768, 1024, 1280]) {
     }));
 }
 
+for (const width of [360, 1000, 1440]) {
+  test(`the time axes of charts in a column are aligned at ${width} pixels`, () =>
+    withTab({ viewport: { width, height: 900 } }, async (tab) => {
+      await until(tab, () => document.querySelectorAll('.u-over').length === 4);
+      const axes = await tab.evaluate(() =>
+        Object.fromEntries(
+          [...document.querySelectorAll('.chart')].map((chart) => {
+            const { left, right } = chart.querySelector('.u-over').getBoundingClientRect();
+            return [chart.dataset.stream, { left, right }];
+          }),
+        ),
+      );
+      const { ecg, filteredEcg, respiration, motion } = axes;
+      const near = (one, other) => assert.ok(Math.abs(one - other) < 1, JSON.stringify(axes));
+      near(motion.left, respiration.left);
+      near(motion.right, respiration.right);
+      near(ecg.left, respiration.left);
+      near(filteredEcg.right, respiration.right);
+      near(ecg.right - ecg.left, filteredEcg.right - filteredEcg.left);
+      if (width === 360) near(ecg.right, respiration.right);
+    }));
+}
+
 test('the text of a fault is not truncated on the smallest screen', async () => {
   const fake = await new FakeProgram().start();
   await withTab({ viewport: { width: 360, height: 700 }, isMobile: true, hasTouch: true }, async (tab) => {

@@ -3,7 +3,7 @@
 
 import { element, setText } from './dom';
 import { type Hello, STREAMS, type StreamName } from './protocol';
-import { type Line, type Band, type Surroundings, Trace } from './trace';
+import { type Line, type Band, type Context, Trace } from './trace';
 import type { Rings } from './live_session';
 import { brief } from './words';
 
@@ -146,8 +146,8 @@ export class Chart {
     this.showGain();
   }
 
-  draw(rings: Rings | null, edge: number, seconds: number, wall: number, surroundings: Surroundings): void {
-    this.trace.draw(rings === null ? null : rings[this.stream], edge, seconds, wall, surroundings);
+  draw(rings: Rings | null, edge: number, seconds: number, wall: number, context: Context): void {
+    this.trace.draw(rings === null ? null : rings[this.stream], edge, seconds, wall, context);
     this.showGain();
     this.showReadout(rings);
   }
@@ -180,7 +180,7 @@ function description(plan: Plan): HTMLElement {
     legend.append(element('span', {}, sample, plan.names[i]));
   });
   const band = element('span', { className: 'sample area' });
-  legend.append(element('span', { title: 'within this range the engine detects no movement' }, band, 'still'));
+  legend.append(element('span', { title: 'Within this range the engine detects no movement' }, band, 'still'));
   return legend;
 }
 

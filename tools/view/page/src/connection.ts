@@ -78,7 +78,7 @@ export class Connection {
 
   private greet(hello: Hello): boolean {
     if (hello.protocol !== PROTOCOL) {
-      const reason = `The program speaks version ${hello.protocol} of the protocol, this page version ${PROTOCOL}. Reload the page.`;
+      const reason = `The program uses protocol version ${hello.protocol}, this page version ${PROTOCOL}. Reload the page.`;
       this.enter({ kind: 'refused', reason });
       this.socket?.close();
       return false;

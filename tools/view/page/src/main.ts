@@ -39,7 +39,7 @@ class Page {
     message: (message) => this.take(message),
     phase: (phase) => {
       if (phase.kind !== 'live') this.clock.stop();
-      if (phase.kind === 'waiting' && phase.attempts === 1) announce('The program does not answer.', true);
+      if (phase.kind === 'waiting' && phase.attempts === 1) announce('The program is not responding.', true);
       if (phase.kind === 'live') announce('Connected to the program.', false);
     },
   });
@@ -74,7 +74,7 @@ class Page {
   /** Continues the same session; starts again for another one. */
   private hello(hello: Hello): void {
     if (this.session?.hello.session !== hello.session) {
-      if (this.session !== null) announce('Another session has begun.', true);
+      if (this.session !== null) announce('A new session has started.', true);
       this.session = new LiveSession(hello);
       this.heldRings = null;
       this.window.held = null;
@@ -125,7 +125,7 @@ class Page {
       };
     }
     this.controls.show(this.window);
-    announce(this.window.paused ? 'Paused.' : 'Running.', false);
+    announce(this.window.paused ? 'Paused.' : 'Resumed.', false);
   }
 
   private pan(part: number): void {
@@ -151,7 +151,7 @@ class Page {
       this.statusAt = started;
       this.status.show(this.session, this.connection.phase, now);
       const behind = live - this.edge;
-      setText(byId('behind'), this.window.paused ? `Paused, ${behind.toFixed(0)} s behind. Space resumes.` : '');
+      setText(byId('behind'), this.window.paused ? `Paused, ${behind.toFixed(0)} s behind. Press space to resume.` : '');
     }
     this.frames.note(begin, performance.now());
   }

@@ -42,18 +42,25 @@ export interface LinkLoss {
   recovery: number | null;
 }
 
-/** Degrees Celsius; null for NaN. `body` is 0 or null before the first estimate. */
+/** Degrees Celsius; null for NaN. */
 export interface Temperature {
   object: number | null;
   ambient: number | null;
+  /** Null until the estimate has settled. */
   body: number | null;
+  /** The readings in the estimate: 20 when it has settled. */
+  bodyReadings: number;
   t: number;
 }
 
 export interface StreamCount {
   received: number;
   perSecond: number | null;
+  /** In seconds, within a link. */
   longestGap: number | null;
+  /** The sum of all gaps in seconds, with a link or without, and as a percentage of the time since the first sample. */
+  missing: number | null;
+  missingPercent: number | null;
 }
 
 export interface State {

@@ -3,13 +3,14 @@
 
 import type { Phase } from './connection';
 import { announce, byId, element, setData, setText } from './dom';
+import { type HostProblem, hostProblem } from './host_line';
 import type { LiveSession, LogLine } from './live_session';
-import { type Hello, type State, type StreamName, STREAMS } from './protocol';
+import { type Hello, type State, type StreamCount, type StreamName, STREAMS } from './protocol';
 import { brief, clockTime, count, duration, fixed, several } from './words';
 
 type Level = 'good' | 'bad' | 'unknown';
 
-/** The body temperature is an average over this number of ambient readings. */
+/** The estimate of the body temperature settles with this number of readings. */
 const READINGS_TO_SETTLE = 20;
 /** Temperatures arrive once a second; beyond this age in seconds they are shown as old. */
 const FRESH = 3;
@@ -43,6 +44,7 @@ export class Status {
     this.showLink(state, live, now);
     this.showElectrodes(session, state, live, now);
     document.title = title(state, phase);
+    setData(byId('states'), 'problem', String(problemOf(state, live) !== null));
     if (session === null) return;
     showNotice(session);
     if (state !== null) {
@@ -70,7 +72,7 @@ export class Status {
     banner.hidden = phase.kind === 'live' ? state?.ended !== true : phase.kind === 'connecting' && banner.hidden;
     if (phase.kind === 'live') {
       setText(text, 'The session has ended.');
-      setText(detail, 'The last half minute stays here while this page is open.');
+      setText(detail, 'The last 30 seconds remain visible while this page is open.');
       setData(banner, 'state', 'notice');
     } else if (phase.kind === 'refused') {
       setText(text, phase.reason);
@@ -78,25 +80,27 @@ export class Status {
       setData(banner, 'state', 'bad');
     } else if (phase.kind === 'waiting') {
       const left = Math.max(0, Math.ceil((phase.at - performance.now()) / 1000));
-      setText(text, state?.ended === true ? 'The program has ended.' : 'The program does not answer.');
-      setText(detail, `The page shows old data. Trying again in ${left} s. If the program prints another address, open that.`);
+      setText(text, state?.ended === true ? 'The program has ended.' : 'The program is not responding.');
+      setText(detail, `Showing old data. Retrying in ${left} s. If zephly view has printed a new address, open it.`);
       setData(banner, 'state', 'bad');
     }
   }
 
   private showLink(state: State | null, live: boolean, now: number): void {
-    const since = state?.linkChanged ?? null;
-    const lasted = since === null ? '' : `for ${duration(now - since)}`;
-    if (!live || state === null) {
-      const last = state === null ? '' : `last known: ${state.connected ? 'connected' : 'lost'}`;
-      show('link', 'unknown', state?.ended === true ? 'Session ended' : state === null ? 'Waiting' : 'Not known', last);
-      return;
-    }
-    if (state.connected) {
+    if (state === null) return show('link', 'unknown', 'Waiting', '');
+    if (state.ended) return show('link', 'unknown', 'Session ended', ENDED[lastLink(state)]);
+    if (!live) return show('link', 'unknown', 'Unknown', `last data: ${lastLink(state)}`);
+    const lasted = state.linkChanged === null ? '' : `for ${duration(now - state.linkChanged)}`;
+    const problem = problemOf(state, live);
+    if (problem !== null) {
+      const lost = state.connections > 0;
+      this.say('link', `${lost ? 'Link to the strap lost. ' : ''}${problem.reason}.`, true);
+      show('link', 'bad', problem.reason, `${lost ? `Link lost ${lasted}. ` : ''}${problem.help}`);
+    } else if (state.connected) {
       this.say('link', 'Link to the strap: connected.', false);
       show('link', 'good', 'Connected', lasted);
     } else if (state.connections === 0) {
-      show('link', 'unknown', 'Searching', state.hostLine || 'for a strap');
+      show('link', 'unknown', 'Searching', 'for a strap');
     } else {
       this.say('link', 'Link to the strap lost.', true);
       const reason = state.linkLosses.at(-1)?.reason;
@@ -105,17 +109,22 @@ export class Status {
   }
 
   private showElectrodes(session: LiveSession | null, state: State | null, live: boolean, now: number): void {
-    if (!live || state === null || state.electrodesOff === null) {
-      show('electrodes', 'unknown', 'Not known', state === null || live ? 'no report yet' : '');
+    if (state === null || state.electrodesOff === null) {
+      const ended = state?.ended === true;
+      show('electrodes', 'unknown', ended ? 'Session ended' : 'Unknown', ended ? 'No report was received.' : 'no report yet');
+    } else if (state.ended) {
+      show('electrodes', 'unknown', 'Session ended', `The electrodes were ${lastContact(state)}.`);
+    } else if (!live) {
+      show('electrodes', 'unknown', 'Unknown', `last data: ${lastContact(state)}`);
     } else if (!state.connected) {
-      show('electrodes', 'unknown', 'Not known', `without a link; last: ${state.electrodesOff ? 'off' : 'on the skin'}`);
+      show('electrodes', 'unknown', 'Unknown', `no link; last report: ${lastContact(state)}`);
     } else if (state.electrodesOff) {
       this.say('electrodes', 'Electrodes off the skin.', true);
       const from = session?.electrodesOff.at(-1)?.from ?? now;
       show('electrodes', 'bad', 'Electrodes off', `for ${duration(now - from)}: no contact with the skin`);
     } else {
       this.say('electrodes', 'Electrodes on the skin.', false);
-      show('electrodes', 'good', 'On the skin', 'contact');
+      show('electrodes', 'good', 'On the skin', '');
     }
   }
 
@@ -134,10 +143,11 @@ export class Status {
       const counted = state.streams[name];
       if (counted === undefined) continue;
       setText(cells[0], counted.perSecond === null ? '–' : counted.perSecond.toFixed(counted.perSecond < 10 ? 2 : 0));
-      setText(cells[1], counted.longestGap === null ? '–' : gap(counted.longestGap));
-      setText(cells[2], count(counted.received));
+      setText(cells[1], count(counted.received));
+      setText(cells[2], missing(counted));
+      setText(cells[3], counted.longestGap === null ? '–' : gap(counted.longestGap));
       const stream = STREAMS.find((other) => other === name);
-      setText(cells[3], stream === undefined ? '' : count(session.missed[stream]));
+      setText(cells[4], stream === undefined ? '' : count(session.missed[stream]));
     }
   }
 
@@ -151,7 +161,7 @@ export class Status {
       .reverse()
       .map((loss) => {
         const back = loss.recovery === null ? '–' : `${loss.recovery.toFixed(1)} s`;
-        return row([clockTime(loss.t), back, loss.reason ?? 'no error']);
+        return row([clockTime(loss.t), back, loss.reason ?? 'no reason given']);
       });
     byId('losses').replaceChildren(...(rows.length > 0 ? rows : [row(['none', '', ''])]));
   }
@@ -174,10 +184,31 @@ export class Status {
 }
 
 function title(state: State | null, phase: Phase): string {
-  if (phase.kind === 'refused' || (phase.kind !== 'live' && state !== null)) return '⚠ No program – Zephly';
+  if (phase.kind === 'refused') return '⚠ Reload – Zephly';
+  if (phase.kind !== 'live' && state !== null) return '⚠ Not responding – Zephly';
   if (state === null || state.ended) return 'Zephly';
+  if (problemOf(state, true) !== null) return '⚠ No Bluetooth – Zephly';
   if (!state.connected) return state.connections > 0 ? '⚠ Link lost – Zephly' : 'Searching – Zephly';
   return state.electrodesOff === true ? '⚠ Electrodes off – Zephly' : 'Zephly';
+}
+
+/** What keeps the host from finding a strap; null while there is a link or nothing is wrong. */
+function problemOf(state: State | null, live: boolean): HostProblem | null {
+  return !live || state === null || state.connected ? null : hostProblem(state.hostLine);
+}
+
+const ENDED = {
+  connected: 'The strap was connected.',
+  'link lost': 'The link was lost.',
+  'no strap found': 'No strap was found.',
+} as const;
+
+function lastLink(state: State): keyof typeof ENDED {
+  return state.connected ? 'connected' : state.connections === 0 ? 'no strap found' : 'link lost';
+}
+
+function lastContact(state: State): string {
+  return state.electrodesOff === true ? 'off' : 'on the skin';
 }
 
 function show(id: 'link' | 'electrodes', level: Level, word: string, detail: string): void {
@@ -194,7 +225,7 @@ function showNotice(session: LiveSession): void {
   if (total === 0) return;
   const by = STREAMS.filter((name) => session.missed[name] > 0).map((name) => `${LONG[name]} ${count(session.missed[name])}`);
   setText(byId('notice-text'), `${several(total, 'sample')} did not reach this page`);
-  setText(byId('notice-detail'), `because it was too slow or away: ${by.join(', ')}. The session has them.`);
+  setText(byId('notice-detail'), `(${by.join(', ')}). It was too slow or disconnected; the session received them.`);
 }
 
 const LONG: Readonly<Record<StreamName, string>> = {
@@ -216,7 +247,7 @@ function showTemperatures(state: State, now: number): void {
   if (temperature === null) {
     number('skin', '–', 'no reading yet');
     number('ambient', '–', 'no reading yet');
-    number('body', '–', "engine's estimate, needs readings");
+    number('body', '–', 'estimate: no reading yet');
     return;
   }
   const age = now - temperature.t;
@@ -224,12 +255,10 @@ function showTemperatures(state: State, now: number): void {
   const level = old === '' ? 'good' : 'stale';
   number('skin', fixed(temperature.object, 1), old, level);
   number('ambient', fixed(temperature.ambient, 1), old, level);
-  const readings = state.streams.temperature?.received ?? 0;
-  if (!temperature.body) {
-    number('body', '–', "engine's estimate, not there yet");
+  if (temperature.body === null) {
+    number('body', '–', `estimate, settling: ${temperature.bodyReadings} of ${READINGS_TO_SETTLE} readings`, level);
   } else {
-    const settling = readings < READINGS_TO_SETTLE ? `engine's estimate, settling: ${readings} of ${READINGS_TO_SETTLE} readings` : "engine's estimate";
-    number('body', fixed(temperature.body, 1), old || settling, level);
+    number('body', fixed(temperature.body, 1), old || 'estimate', level);
   }
 }
 
@@ -251,6 +280,12 @@ function gap(seconds: number): string {
   return seconds < 1 ? `${brief(seconds * 1000)} ms` : `${brief(seconds)} s`;
 }
 
+function missing({ missing: seconds, missingPercent: percent }: StreamCount): string {
+  if (seconds === null || percent === null) return '–';
+  if (seconds === 0) return '0 s';
+  return `${seconds.toFixed(1)}\u00a0s (${percent < 0.1 ? '<0.1' : percent.toFixed(1)}\u00a0%)`;
+}
+
 function row(texts: string[]): HTMLTableRowElement {
   return element('tr', {}, ...texts.map((text) => element('td', { textContent: text })));
 }
@@ -263,7 +298,7 @@ interface Rate {
 
 function makeRates(hello: Hello): Rate[] {
   const rates = hello.counted.map(({ name, title }) => {
-    const cells = Array.from({ length: 4 }, () => element('td', { className: 'figure', textContent: '–' }));
+    const cells = Array.from({ length: 5 }, () => element('td', { className: 'figure', textContent: '–' }));
     return { name, title, cells };
   });
   byId('rates').replaceChildren(

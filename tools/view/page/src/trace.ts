@@ -28,15 +28,19 @@ export interface Band {
 }
 
 /** Everything drawn in a frame besides samples. Times in seconds of the session. */
-export interface Surroundings {
+export interface Context {
   now: number;
   linkOff: readonly Interval[];
   electrodesOff: readonly Interval[];
   repetitions: readonly Repetition[];
 }
 
-const NOTHING: Surroundings = { now: 0, linkOff: [], electrodesOff: [], repetitions: [] };
+const NOTHING: Context = { now: 0, linkOff: [], electrodesOff: [], repetitions: [] };
 const AXIS_FONT = '12px system-ui, sans-serif';
+/** In pixels. Every chart leaves the room of a right axis, so that the time axes of all charts are aligned. */
+const LEFT_AXIS = 48;
+const RIGHT_AXIS = 40;
+const MARGIN = 4;
 
 export class Trace {
   readonly gains: readonly Gain[];
@@ -44,7 +48,7 @@ export class Trace {
   private readonly plot: uPlot;
   private ink = new Ink();
   private strokes: string[] = [];
-  private surroundings = NOTHING;
+  private context = NOTHING;
   private seconds = 10;
   private readonly noData: uPlot.AlignedData;
 
@@ -77,8 +81,8 @@ export class Trace {
   }
 
   /** Shows `seconds` up to `edge`; `wall` in seconds, for auto gain. */
-  draw(ring: SampleRing | null, edge: number, seconds: number, wall: number, surroundings: Surroundings): void {
-    this.surroundings = surroundings;
+  draw(ring: SampleRing | null, edge: number, seconds: number, wall: number, context: Context): void {
+    this.context = context;
     this.seconds = seconds;
     const from = edge - seconds;
     const { reduction, plot } = this;
@@ -121,7 +125,7 @@ export class Trace {
       width: 300,
       height: 120,
       pxAlign: 0,
-      padding: [8, this.lines.length > 1 ? 4 : 12, 0, 4],
+      padding: [8, MARGIN + (this.lines.length > 1 ? 0 : RIGHT_AXIS), 0, MARGIN],
       legend: { show: false },
       cursor: { x: true, y: false, points: { show: false }, drag: { x: false, y: false, setScale: false } },
       scales,
@@ -136,7 +140,7 @@ export class Trace {
         ],
         draw: [
           (u) => {
-            const { electrodesOff, linkOff, repetitions, now } = this.surroundings;
+            const { electrodesOff, linkOff, repetitions, now } = this.context;
             drawIntervals(u, electrodesOff, 'electrodes off', this.ink, now);
             drawIntervals(u, linkOff, 'no link', this.ink, now);
             drawRepetitions(u, repetitions, this.ink);
@@ -164,7 +168,7 @@ export class Trace {
       scale: `y${i}`,
       side: i === 0 ? 3 : 1,
       font: AXIS_FONT,
-      size: 48,
+      size: i === 0 ? LEFT_AXIS : RIGHT_AXIS,
       gap: 4,
       space: 24,
       stroke: () => (this.lines.length > 1 ? this.strokes[i] : this.ink.text),
