@@ -110,6 +110,8 @@ bool Access::allowsHost(std::string_view host) const {
 bool Access::allowsName(std::string_view name) const {
   const bool everywhere = address_.is_unspecified();
   if (iequals(name, "localhost")) return everywhere || address_.is_loopback();
+  // An address with a zone ("fe80::1%eth0") could contain anything after the percent sign.
+  if (name.find('%') != std::string_view::npos) return false;
   boost::system::error_code noAddress;
   const ip::address address = ip::make_address(std::string(name), noAddress);
   // A foreign name can resolve to this machine. An address in Host is one of this machine's own,

@@ -6,10 +6,13 @@
 #include <tools/view/access.h>
 #include <tools/view/server.h>
 
+#include <cstdint>
+#include <map>
 #include <set>
 
 namespace Zephly::view {
 
+class Connection;
 class Viewer;
 
 /// A connection; owned by the handlers of its pending operations.
@@ -42,6 +45,9 @@ struct Server::Shared {
   Greeting greeting;
   Report report;
   std::set<Client*> clients = {};
+  std::map<std::uint64_t, Connection*> connections = {};  ///< by age, the oldest first
+  std::uint64_t lastConnection = 0;                       ///< number of the latest one
+  std::size_t replaced = 0;                               ///< clients that are closing for others
   std::set<Viewer*> viewers = {};
   std::uint64_t lastViewer = 0;  ///< number of the latest one
   bool closing = false;

@@ -41,7 +41,18 @@ Connection::Connection(asio::ip::tcp::socket socket, std::shared_ptr<Server::Sha
     : Client(std::move(shared)),
       stream_(std::move(socket)),
       // Bounds what is read before the parser checks its limits.
-      buffer_(Client::shared().limits.headerBytes + Client::shared().limits.bodyBytes) {}
+      buffer_(Client::shared().limits.headerBytes + Client::shared().limits.bodyBytes),
+      number_(++Client::shared().lastConnection) {
+  Error error;  // a client that has closed already has no address
+  const auto endpoint = stream_.socket().remote_endpoint(error);
+  if (!error) peer_ = endpoint.address();
+  Client::shared().connections.emplace(number_, this);
+}
+
+Connection::~Connection() {
+  shared().connections.erase(number_);
+  if (replaced_) --shared().replaced;
+}
 
 void Connection::run() {
   const Limits& limits = shared().limits;
@@ -66,6 +77,7 @@ void Connection::received(Error error) {
   const Request request = parser_->release();
   const bool full = shared().viewers.size() >= shared().limits.viewers;
   Reply reply = replyTo(request, shared().access, shared().assets, full);
+  authorized_ = authorized_ || reply.authorized;
   if (!reply.becomesViewer()) {
     send(std::move(*reply.response));
   } else if (buffer_.size() > 0) {
@@ -117,5 +129,13 @@ void Connection::discard() {
 void Connection::end() { drop(); }
 
 void Connection::drop() { stream_.close(); }
+
+// The pending operation, which owns this object, ends by a later turn of the queue.
+void Connection::replace() {
+  shared().connections.erase(number_);
+  ++shared().replaced;
+  replaced_ = true;
+  drop();
+}
 
 }  // namespace Zephly::view

@@ -13,13 +13,14 @@
 /// A request for a WebSocket hands the socket over to a Viewer, and the Connection is destroyed.
 
 #include <tools/view/client.h>
+#include <tools/view/client_stream.h>
 #include <tools/view/viewer.h>
 
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message_generator.hpp>
 #include <boost/beast/http/parser.hpp>
 
+#include <cstdint>
 #include <optional>
 
 namespace Zephly::view {
@@ -27,12 +28,19 @@ namespace Zephly::view {
 class Connection final : public Client, public std::enable_shared_from_this<Connection> {
  public:
   Connection(boost::asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared);
+  ~Connection() override;
 
   /// Reads and answers requests until the client closes or breaks the protocol.
   void run();
 
   void end() override;
   void drop() override;
+
+  /// Closes it, so that a new client gets its slot.
+  void replace();
+  /// It has sent a valid request, with the token where one is needed.
+  bool authorized() const { return authorized_; }
+  const boost::asio::ip::address& peer() const { return peer_; }
 
  private:
   using Error = boost::beast::error_code;
@@ -42,10 +50,14 @@ class Connection final : public Client, public std::enable_shared_from_this<Conn
   void hangUp();
   void discard();
 
-  boost::beast::tcp_stream stream_;
+  ClientStream stream_;
   boost::beast::flat_buffer buffer_;
   std::optional<boost::beast::http::request_parser<boost::beast::http::string_body>> parser_;
   std::size_t discarded_ = 0;
+  std::uint64_t number_;
+  boost::asio::ip::address peer_;
+  bool authorized_ = false;
+  bool replaced_ = false;
 };
 
 }  // namespace Zephly::view

@@ -50,23 +50,23 @@ void addHeaders(http::response<Body>& response, const std::string& host) {
 std::string_view lineFor(status result) {
   switch (result) {
     case status::bad_request:
-      return "This is no request that could be understood.";
+      return "Invalid request.";
     case status::forbidden:
-      return "This page wants the address with the access token that zephly view has printed.";
+      return "The access token is missing or wrong. Open the address that zephly view has printed.";
     case status::not_found:
-      return "There is nothing here. The page is at /.";
+      return "Not found. The page is at /.";
     case status::method_not_allowed:
-      return "Only GET and HEAD are answered.";
+      return "Only GET and HEAD are supported.";
     case status::payload_too_large:
-      return "Requests need no body.";
+      return "The request has a body.";
     case status::misdirected_request:
-      return "This address is not the one that zephly view serves.";
+      return "zephly view is not served at this address. Open the one that it has printed.";
     case status::upgrade_required:
-      return "This is for the page's WebSocket.";
+      return "This path is for a WebSocket.";
     case status::request_header_fields_too_large:
-      return "The request's headers are too large.";
+      return "The headers of the request are too large.";
     case status::service_unavailable:
-      return "There are as many viewers as there may be.";
+      return "There are too many viewers.";
     default:
       return http::obsolete_reason(result);
   }
@@ -75,7 +75,8 @@ std::string_view lineFor(status result) {
 // Builds the responses to one request.
 class Answer {
  public:
-  explicit Answer(const Request& request) : request_(request) {}
+  // `host`: the valid Host of the request, empty if it has none.
+  Answer(const Request& request, std::string_view host) : request_(request), host_(host) {}
 
   http::message_generator line(status result, std::string_view text) const {
     http::response<http::string_body> response(result, request_.version());
@@ -112,7 +113,7 @@ class Answer {
  private:
   template <class Body>
   http::message_generator complete(http::response<Body> response) const {
-    addHeaders(response, std::string(request_[field::host]));
+    addHeaders(response, host_);
     // After an invalid request the start of the next one is unknown.
     response.keep_alive(request_.keep_alive() && response.result() != status::bad_request);
     response.prepare_payload();
@@ -122,6 +123,7 @@ class Answer {
   }
 
   const Request& request_;
+  const std::string host_;
 };
 
 std::optional<std::string_view> valueOf(const Request& request, field name) {
@@ -164,7 +166,7 @@ Reply replyToLive(const Request& request, const Answer& answer, bool full) {
   if (!boost::beast::websocket::is_upgrade(request)) return {answer.line(status::upgrade_required)};
   if (!isKey(plain(request[field::sec_websocket_key]))) return {answer.line(status::bad_request)};
   if (!Access::allowsOrigin(valueOf(request, field::origin), plain(request[field::host]))) {
-    return {answer.line(status::forbidden, "Only the page itself may open this.")};
+    return {answer.line(status::forbidden, "Only the page itself may open this WebSocket.")};
   }
   if (full) return {answer.line(status::service_unavailable)};
   return {std::nullopt};
@@ -174,25 +176,27 @@ Reply replyToLive(const Request& request, const Answer& answer, bool full) {
 
 Reply replyTo(const Request& request, const Access& access, std::span<const Asset> assets,
               bool full) {
-  const Answer answer(request);
+  // An invalid Host must not get into the security policy.
+  const std::string_view host = plain(request[field::host]);
+  const Answer answer(request, access.allowsHost(host) ? host : std::string_view());
   if (const auto wrong = objection(request, access)) return {answer.line(*wrong)};
   const auto [path, query] = partsOf(plain(request.target()));
   if (!hasToken(request, access, query)) return {answer.line(status::forbidden)};
   if (path == "/live") return replyToLive(request, answer, full);
   // The redirect removes the token from the address bar.
-  if (path == "/" && access.tokenInQuery(query)) return {answer.welcome(access)};
+  if (path == "/" && access.tokenInQuery(query)) return {answer.welcome(access), true};
   const auto asset = std::find_if(assets.begin(), assets.end(), [&file = path](const Asset& known) {
     return known.path == file;
   });
-  if (asset == assets.end()) return {answer.line(status::not_found)};
-  return {answer.asset(*asset)};
+  if (asset == assets.end()) return {answer.line(status::not_found), true};
+  return {answer.asset(*asset), true};
 }
 
 http::message_generator refusal(status result) {
   Request request;
   request.version(11);
   request.keep_alive(false);
-  return Answer(request).line(result);
+  return Answer(request, {}).line(result);
 }
 
 }  // namespace Zephly::view

@@ -3,8 +3,8 @@
 /// @file
 /// The server's answers to requests, independent of the network.
 ///
-///   const Reply reply = replyTo(request, access, assets);
-///   if (reply.becomesViewer) viewer->accept(request);
+///   const Reply reply = replyTo(request, access, assets, full);
+///   if (reply.becomesViewer()) viewer->accept(request);
 ///   else send(*reply.response);
 
 #include <tools/view/access.h>
@@ -23,6 +23,8 @@ namespace Zephly::view {
 /// Either a response, or the client may become a viewer.
 struct Reply {
   std::optional<boost::beast::http::message_generator> response;
+  /// The request is valid, and has the token where one is needed.
+  bool authorized = false;
   bool becomesViewer() const { return !response.has_value(); }
 };
 

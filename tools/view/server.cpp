@@ -11,9 +11,12 @@
 #include <net/if.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <functional>
+#include <map>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -36,9 +39,18 @@ void check(const Error& error, const tcp::endpoint& endpoint) {
   throw std::runtime_error(listeningProblem(endpoint.address(), endpoint.port(), error.value()));
 }
 
+// bind() accepts these, but they are not addresses of this machine.
+bool isShared(const ip::address& address) {
+  return address.is_multicast() || address == ip::address_v4::broadcast();
+}
+
 tcp::acceptor listen(asio::io_context& context, const tcp::endpoint& endpoint) {
   tcp::acceptor acceptor(context);
   Error error;
+  if (isShared(endpoint.address())) {
+    error = Error(EADDRNOTAVAIL, boost::system::generic_category());
+  }
+  check(error, endpoint);
   acceptor.open(endpoint.protocol(), error);
   check(error, endpoint);
   // Otherwise the port stays in use for a while after an earlier run (TIME_WAIT).
@@ -94,6 +106,24 @@ std::vector<ip::address> ownAddresses(bool v6) {
   return addresses;
 }
 
+// Closes a connection for a new client; false: there are only viewers, which keep their slots. A
+// connection without the token goes before one that has sent it, then one of the address with the
+// most connections, then the oldest. So whoever holds connections open replaces their own, and a
+// browser with the token gets in.
+bool makeRoom(Server::Shared& shared) {
+  if (shared.connections.empty()) return false;
+  std::map<ip::address, std::size_t> perAddress;
+  for (const auto& [number, connection] : shared.connections) ++perAddress[connection->peer()];
+  const auto priority = [&](const auto& entry) {
+    const Connection& connection = *entry.second;
+    return std::pair(!connection.authorized(), perAddress[connection.peer()]);
+  };
+  // The first of several maxima is the oldest.
+  const auto first = std::ranges::max_element(shared.connections, std::ranges::less{}, priority);
+  first->second->replace();
+  return true;
+}
+
 }  // namespace
 
 /// Accepts clients. States: accepting, pausing after an error, closed. It keeps itself alive
@@ -144,7 +174,8 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
   }
 
   void take(tcp::socket socket) {
-    if (shared_->clients.size() >= shared_->limits.clients) return;
+    const std::size_t occupied = shared_->clients.size() - shared_->replaced;
+    if (occupied >= shared_->limits.clients && !makeRoom(*shared_)) return;
     Error ignored;  // without the options the connection works, too
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(asio::socket_base::send_buffer_size(shared_->limits.socketBytes), ignored);

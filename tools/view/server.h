@@ -45,11 +45,12 @@ struct Limits {
   std::size_t headerBytes = 8192;   ///< of a request
   std::size_t bodyBytes = 1024;     ///< of a request; none needs one
   std::size_t messageBytes = 1024;  ///< of a WebSocket message from a viewer; none is needed
+  std::size_t viewerBytes = 1024UL * 1024;  ///< of all input from a viewer: pings and pongs
   std::size_t queueBytes = ViewerQueue::defaultLimit;
   /// The socket's send buffer. Small, because a slow viewer reads everything in it before newer
   /// messages.
   int socketBytes = 128 * 1024;
-  std::size_t clients = 128;  ///< connections of all kinds; those beyond are closed at once
+  std::size_t clients = 128;  ///< connections of all kinds; a new one replaces an idle one
   std::size_t viewers = 64;
   /// Until a request is complete; also how long an unused connection is kept.
   std::chrono::milliseconds request = std::chrono::seconds(10);

@@ -101,7 +101,7 @@ class LivePage final : private watch::SessionHandler {
       if (options_.exitAtEnd) {
         onEndSignal();
       } else {
-        say("The session has ended; the page stays until Ctrl-C.");
+        say("The session has ended. The page stays open until Ctrl-C.");
       }
     });
   }
@@ -162,7 +162,7 @@ tools::Command addViewCommand(CLI::App& program) {
             watch::checkTogether(options->source);
             if (assets().empty()) {
               throw std::runtime_error(
-                  "this program was built without Node.js and holds no page; install nodejs 18 or "
+                  "this program was built without Node.js and has no page; install nodejs 18 or "
                   "newer with npm and build it again");
             }
             return LivePage(*options).run();

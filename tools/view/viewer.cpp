@@ -16,7 +16,7 @@ namespace {
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 
-std::string addressOf(const beast::tcp_stream& stream) {
+std::string addressOf(const ClientStream& stream) {
   beast::error_code error;
   const auto endpoint = stream.socket().remote_endpoint(error);
   return error ? "unknown address" : endpoint.address().to_string();
@@ -30,7 +30,7 @@ std::string watching(std::size_t viewers) { return std::to_string(viewers) + " w
 // written), gone (not in shared().viewers). All of it runs on the queue's thread. At most one write
 // is in flight (busy_); written() starts the next one, so messages leave in order.
 
-Viewer::Viewer(beast::tcp_stream stream, std::shared_ptr<Server::Shared> shared)
+Viewer::Viewer(ClientStream stream, std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
       stream_(std::move(stream)),
       peer_(addressOf(stream_.next_layer())),
@@ -45,6 +45,7 @@ void Viewer::accept(Request request) {
   stream_.set_option(websocket::stream_base::timeout{
       limits.handshake, websocket::stream_base::none(), /*keep_alive_pings=*/false});
   stream_.read_message_max(limits.messageBytes);
+  stream_.next_layer().rate_policy().limit(limits.viewerBytes, stream_.next_layer().socket());
   stream_.auto_fragment(false);
   // async_accept() needs the request until it is complete.
   const auto held = std::make_shared<Request>(std::move(request));

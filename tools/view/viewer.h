@@ -8,10 +8,10 @@
 ///   viewer->push(message);
 
 #include <tools/view/client.h>
+#include <tools/view/client_stream.h>
 #include <tools/view/viewer_queue.h>
 
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/stream.hpp>
@@ -25,7 +25,7 @@ using Request = boost::beast::http::request<boost::beast::http::string_body>;
 
 class Viewer final : public Client, public std::enable_shared_from_this<Viewer> {
  public:
-  Viewer(boost::beast::tcp_stream stream, std::shared_ptr<Server::Shared> shared);
+  Viewer(ClientStream stream, std::shared_ptr<Server::Shared> shared);
   ~Viewer() override;
 
   /// Answers the WebSocket handshake; a wrong one is answered with an HTTP error.
@@ -49,7 +49,7 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   void written(Error error);
   void leave();
 
-  boost::beast::websocket::stream<boost::beast::tcp_stream> stream_;
+  boost::beast::websocket::stream<ClientStream> stream_;
   std::string peer_;
   boost::beast::flat_buffer received_;
   ViewerQueue queue_;

@@ -85,6 +85,19 @@ TEST(AccessTest, OnAllAddressesServesAnyAddressAndTheHostName) {
   }
 }
 
+TEST(AccessTest, AnAddressWithAZoneIsNotServed) {
+  // The zone may contain anything, and the host is part of the page's security policy.
+  for (const char* everywhere : {"0.0.0.0", "::"}) {
+    const Access access = servedOn(everywhere);
+    for (const char* host : {"[fe80::1%0; script-src *]:8765", "[fe80::1%eth0]:8765",
+                             "[fe80::1%]:8765", "[ff02::1%1]:8765"}) {
+      EXPECT_FALSE(access.allowsHost(host)) << host;
+    }
+    EXPECT_TRUE(access.allowsHost("[fe80::1]:8765"));
+    EXPECT_TRUE(access.allowsHost("[::ffff:10.0.0.1]:8765"));
+  }
+}
+
 TEST(AccessTest, AcceptsOnlyTheOriginOfThePage) {
   const std::string host = "127.0.0.1:8765";
   EXPECT_TRUE(Access::allowsOrigin(std::nullopt, host));

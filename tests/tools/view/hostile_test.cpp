@@ -36,7 +36,7 @@ class HostileTest : public testing::Test {
     return client.status();
   }
   // A correct client is served, though perhaps not at its first attempt.
-  bool servedInTheEnd() {
+  virtual bool servedInTheEnd() {
     bool served = false;
     return world.runUntil([&] {
       RawClient client(world);
@@ -46,6 +46,12 @@ class HostileTest : public testing::Test {
       served = client.status() == "200";
       return served || !answered;
     }) && served;
+  }
+  // All connections made so far have reached the server, and those that it closed are closed.
+  bool acceptedAll() {
+    RawClient last(world, "127.0.0.3");
+    last.send("x\r\n\r\n");
+    return world.runUntil([&] { return last.closed(); });
   }
   std::string get() const { return "GET / HTTP/1.1\r\nHost: " + world.host() + "\r\n"; }
 
@@ -231,6 +237,23 @@ INSTANTIATE_TEST_SUITE_P(
                     Frame{"TextThatIsNoUtf8", bytes({0x81, 0x82, 0, 0, 0, 0, 0xFF, 0xFF}), 1007}),
     [](const auto& instance) { return instance.param.name; });
 
+TEST_F(HostileTest, EndlessControlFramesAndFragmentsEndTheSocket) {
+  constexpr std::size_t repetitions = 400'000;  // 2.4 MB
+  const auto repeated = [](const std::string& frame) {
+    std::string all;
+    for (std::size_t i = 0; i < repetitions; ++i) all += frame;
+    return all;
+  };
+  for (const std::string& bytes :
+       {repeated(bytes({0x89, 0x80, 0, 0, 0, 0})), repeated(bytes({0x8A, 0x80, 0, 0, 0, 0})),
+        bytes({0x01, 0x80, 0, 0, 0, 0}) + repeated(bytes({0x00, 0x80, 0, 0, 0, 0}))}) {
+    LiveClient client(world);
+    ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+    client.sendRaw(bytes);
+    EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
+  }
+}
+
 TEST_F(HostileTest, PingsAreAnsweredAndPongsIgnored) {
   LiveClient client(world);
   ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
@@ -275,6 +298,76 @@ TEST_F(FewTest, ClosesConnectionsBeyondTheLimitImmediately) {
   }
   // Disconnected clients free their slots.
   EXPECT_TRUE(servedInTheEnd());
+}
+
+TEST_F(FewTest, ANewClientReplacesTheOldestIdleOne) {
+  std::array<std::unique_ptr<RawClient>, 4> idle;
+  for (auto& client : idle) client = std::make_unique<RawClient>(world);
+  RawClient client(world);
+  client.send(get() + "\r\n");
+  EXPECT_TRUE(world.runUntil([&] { return client.closed() || client.status() == "200"; }));
+  EXPECT_EQ(client.status(), "200");
+  EXPECT_TRUE(world.runUntil([&] { return idle.front()->closed(); }));
+  EXPECT_FALSE(idle.back()->closed());
+}
+
+TEST_F(FewTest, ClientsOfOneAddressReplaceEachOther) {
+  RawClient other(world, "127.0.0.2");
+  ASSERT_TRUE(world.runUntil([&] { return acceptedAll(); }));
+  std::array<std::unique_ptr<RawClient>, 20> many;
+  for (auto& client : many) client = std::make_unique<RawClient>(world);
+  ASSERT_TRUE(world.runUntil([&] { return acceptedAll(); }));
+  other.send(get() + "\r\n");
+  EXPECT_TRUE(world.runUntil([&] { return other.closed() || other.status() == "200"; }));
+  EXPECT_EQ(other.status(), "200");
+}
+
+TEST_F(FewTest, ViewersAreNotReplaced) {
+  LiveClient first(world);
+  LiveClient second(world);
+  ASSERT_TRUE(world.runUntil([&] { return first.open() && second.open(); }));
+  std::array<std::unique_ptr<RawClient>, 20> idle;
+  for (auto& client : idle) client = std::make_unique<RawClient>(world);
+  ASSERT_TRUE(world.runUntil([&] { return acceptedAll(); }));
+  EXPECT_EQ(world.server->viewers(), 2U);
+  EXPECT_FALSE(first.closed() || second.closed());
+}
+
+ServerOptions fewWithToken() {
+  ServerOptions options = few();
+  options.token = "0a1b";
+  return options;
+}
+
+class FewWithTokenTest : public HostileTest {
+ protected:
+  FewWithTokenTest() : HostileTest(fewWithToken()) {}
+  std::string authorized() const {
+    return get() + "Cookie: zephly-view-" + std::to_string(world.server->port()) + "=0a1b\r\n";
+  }
+  bool servedInTheEnd() override { return true; }
+};
+
+TEST_F(FewWithTokenTest, ClientsWithoutTheTokenDoNotReplaceOneWithIt) {
+  RawClient page(world);
+  page.send(authorized() + "\r\n");
+  ASSERT_TRUE(world.runUntil([&] { return page.status() == "200"; }));
+  std::array<std::unique_ptr<RawClient>, 20> without;
+  for (auto& client : without) {
+    client = std::make_unique<RawClient>(world);
+    client->send(get() + "\r\n");
+  }
+  ASSERT_TRUE(world.runUntil([&] { return without.back()->status() == "403"; }));
+  EXPECT_FALSE(page.closed());
+  // Those with the token replace each other when there are no others.
+  std::array<std::unique_ptr<RawClient>, 8> with;
+  for (auto& client : with) {
+    client = std::make_unique<RawClient>(world);
+    client->send(authorized() + "\r\n");
+    ASSERT_TRUE(world.runUntil([&] { return client->closed() || client->status() == "200"; }));
+    EXPECT_EQ(client->status(), "200");
+  }
+  EXPECT_TRUE(page.closed());
 }
 
 TEST_F(FewTest, ForgetsClientsThatDisconnectDuringARequest) {

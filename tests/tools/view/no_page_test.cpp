@@ -16,7 +16,7 @@ TEST(NoPageTest, ViewReportsTheMissingPageAndExitsWithCode1) {
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, IsEmpty());
   EXPECT_THAT(run.errorLines(),
-              ElementsAre("zephly view: this program was built without Node.js and holds no page; "
+              ElementsAre("zephly view: this program was built without Node.js and has no page; "
                           "install nodejs 18 or newer with npm and build it again"));
 }
 

@@ -109,11 +109,13 @@ TEST_F(PageTest, AcceptsOnlyGetAndHead) {
 }
 
 TEST_F(PageTest, RefusesAnotherHost) {
-  for (const char* host : {"evil.example", "127.0.0.1", "127.0.0.1:1", "evil.example:8765"}) {
+  for (const char* host : {"evil.example", "127.0.0.1", "127.0.0.1:1", "evil.example:8765",
+                           "x; script-src *", "[fe80::1%0; script-src *]:80"}) {
     const std::string refused =
         answerTo("GET / HTTP/1.1\r\nHost: " + std::string(host) + "\r\nConnection: close\r\n\r\n");
     EXPECT_THAT(refused, StartsWith("HTTP/1.1 421 ")) << host;
     EXPECT_THAT(refused, Not(HasSubstr("<title>Page"))) << host;
+    EXPECT_THAT(refused, HasSubstr("connect-src 'self';")) << host;
   }
 }
 
@@ -194,6 +196,21 @@ TEST(ListeningTest, RefusesAPortInUse) {
   ServerOptions options;
   options.port = world.server->port();
   EXPECT_THROW(Server(world.context, options, {}, {}), std::runtime_error);
+}
+
+TEST(ListeningTest, RefusesAddressesOfNoSingleMachine) {
+  for (const char* address : {"224.0.0.1", "239.255.255.250", "255.255.255.255", "ff02::1"}) {
+    boost::asio::io_context context;
+    ServerOptions options;
+    options.address = boost::asio::ip::make_address(address);
+    options.port = 0;
+    try {
+      const Server server(context, options, {}, {});
+      ADD_FAILURE() << address;
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(error.what(), std::string("this machine has no address ") + address);
+    }
+  }
 }
 
 TEST(ListeningTest, OnAllAddressesPrintsTheMachinesAddresses) {

@@ -138,7 +138,7 @@ TEST(ViewProgramTest, HelpListsEveryOption) {
   const Finished run = runProgram({"view", "--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* option : {"--simulated", "--speed", "--port", "--listen", "--open",
-                             "--exit-at-end", "8765", "Exit code"}) {
+                             "--exit-at-end", "8765", "Examples:", "Exit code"}) {
     EXPECT_THAT(run.output, HasSubstr(option));
   }
 }
@@ -178,7 +178,7 @@ TEST(ViewProgramTest, PrintsTheAddressAndServesThePageUntilASignal) {
 
 TEST(ViewProgramTest, ServesThePageAfterTheSession) {
   Process process(view({"--port", "0", "--duration", "2", "--speed", "1000"}));
-  ASSERT_TRUE(process.readUntil("The session has ended; the page stays until Ctrl-C.\n"));
+  ASSERT_TRUE(process.readUntil("The session has ended. The page stays open until Ctrl-C.\n"));
   EXPECT_THAT(get(portOf(process), "/"), StartsWith("HTTP/1.1 200 "));
   process.sendSignal(SIGINT);
   const Finished run = process.finish();

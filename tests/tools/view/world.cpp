@@ -48,7 +48,9 @@ bool World::runUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-RawClient::RawClient(World& world) : state_(std::make_shared<State>(world)) {
+RawClient::RawClient(World& world, const char* from) : state_(std::make_shared<State>(world)) {
+  state_->socket.open(asio::ip::tcp::v4());
+  state_->socket.bind({asio::ip::make_address(from), 0});
   state_->socket.connect(world.endpoint());
   read(state_);
 }

@@ -49,7 +49,8 @@ class World {
 /// A client that sends raw bytes.
 class RawClient {
  public:
-  explicit RawClient(World& world);
+  /// `from`: the address of the client, one of the loopback's.
+  explicit RawClient(World& world, const char* from = "127.0.0.1");
   /// Closes the connection.
   ~RawClient();
   RawClient(const RawClient&) = delete;
