@@ -114,13 +114,14 @@ class Runner {
     return child.verdict(status);
   }
 
-  int all(std::uint64_t first, std::uint64_t count) {
+  int all(std::uint64_t first, std::uint64_t count, bool untilFailure) {
     std::uint64_t next = first;
-    while (next < first + count || !children_.empty()) {
-      while (next < first + count && children_.size() < jobs_) begin(next++);
+    const auto more = [&] { return next < first + count && !(untilFailure && failed_ > 0); };
+    while (more() || !children_.empty()) {
+      while (more() && children_.size() < jobs_) begin(next++);
       reap();
     }
-    std::cout << count << " schedules: " << total_.links << " links, " << total_.values
+    std::cout << next - first << " schedules: " << total_.links << " links, " << total_.values
               << " values, " << total_.calls << " calls; " << failed_ << " failed\n";
     return failed_ == 0 ? 0 : 1;
   }
@@ -189,17 +190,19 @@ int main(int argc, char** argv) {
   std::uint64_t first = 1;
   std::uint64_t seed = 0;
   bool shrink = false;
+  bool untilFailure = false;
   bool trace = false;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
   program.add_option("--seeds", count, "Run so many seeds");
   program.add_option("--first", first, "The first of them");
   program.add_option("--seed", seed, "Run one seed and print its steps");
   program.add_flag("--shrink", shrink, "Remove steps as long as it fails");
+  program.add_flag("--until-failure", untilFailure, "End at the first seed that fails");
   program.add_flag("--trace", trace, "Print the messages on the bus");
   program.add_option("--jobs", jobs, "Schedules at a time");
   CLI11_PARSE(program, argc, argv);
   Runner runner(std::max(1U, jobs));
-  if (seed == 0) return runner.all(first, count);
+  if (seed == 0) return runner.all(first, count, untilFailure);
   Schedule schedule = Schedule::ofSeed(seed);
   std::string verdict = shrink ? runner.shrink(schedule) : runner.one(schedule);
   if (trace) {
