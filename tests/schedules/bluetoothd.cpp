@@ -190,6 +190,7 @@ void Bluetoothd::programLosesLink() {
   listening_.clear();
   failed_.clear();
   requested_.clear();
+  busyReplies_.clear();
   witness_.linkEnds();
 }
 

@@ -164,6 +164,7 @@ class Bluetoothd final : public BusService {
   std::set<Zephly::Stream> listening_;
   std::set<Zephly::Stream> failed_;
   std::map<Zephly::Stream, std::uint64_t> requested_;  // the latest StartNotify
+  std::map<Zephly::Stream, int> busyReplies_;          // on this link
 };
 
 }  // namespace schedules

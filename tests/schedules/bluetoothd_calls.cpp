@@ -22,6 +22,7 @@ using Zephly::Stream;
 
 namespace {
 
+constexpr const char* inProgress = "org.bluez.Error.InProgress";
 constexpr const char* unknownObject = "org.freedesktop.DBus.Error.UnknownObject";
 
 }  // namespace
@@ -71,7 +72,13 @@ void Bluetoothd::refuse(const BusCall& call, const std::string& name, const std:
   const std::optional<Stream> stream = streamAt(call.destination.path);
   const bool subscription = stream && call.destination.method == "StartNotify";
   toProgram([this, number = call.number, name, text, subscription, stream](SimulatedBus& bus) {
-    if (subscription) notSubscribed(*stream, number);
+    // The host asks five times as long as bluetoothd is busy.
+    const bool again = subscription && name == inProgress && ++busyReplies_[*stream] < 5;
+    if (again) {
+      listening_.erase(*stream);
+    } else if (subscription) {
+      notSubscribed(*stream, number);
+    }
     bus.reply(number, {{}, name, text});
   });
 }
@@ -83,7 +90,7 @@ void Bluetoothd::handle(const BusCall& call) {
   }
   if (active_[Action::silent] > 0) return;
   if (active_[Action::refused] > 0) {
-    static constexpr std::array errors = {"org.bluez.Error.Failed", "org.bluez.Error.InProgress",
+    static constexpr std::array errors = {"org.bluez.Error.Failed", inProgress,
                                           "org.bluez.Error.NotReady",
                                           "org.freedesktop.DBus.Error.AccessDenied"};
     return refuse(call, errors.at(static_cast<std::size_t>(refusal_)), "refused");
@@ -125,8 +132,7 @@ void Bluetoothd::performOnAdapter(const BusCall& call) {
   if (method == "SetDiscoveryFilter") return reply(call);
   if (!powered_) return refuse(call, "org.bluez.Error.NotReady", "Resource Not Ready");
   const bool start = method == "StartDiscovery";
-  if (start && discovering_)
-    return refuse(call, "org.bluez.Error.InProgress", "Operation already in progress");
+  if (start && discovering_) return refuse(call, inProgress, "Operation already in progress");
   if (!start && !discovering_)
     return refuse(call, "org.bluez.Error.Failed", "No discovery started");
   discovering_ = start;
@@ -136,8 +142,7 @@ void Bluetoothd::performOnAdapter(const BusCall& call) {
 
 void Bluetoothd::connect(const BusCall& call) {
   if (!powered_) return refuse(call, "org.bluez.Error.Failed", "Input/output error");
-  if (!connecting_.empty())
-    return refuse(call, "org.bluez.Error.InProgress", "Operation already in progress");
+  if (!connecting_.empty()) return refuse(call, inProgress, "Operation already in progress");
   if (connected_) return reply(call);
   connecting_.push_back(call);
   ++attempt_;
