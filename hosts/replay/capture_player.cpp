@@ -6,9 +6,11 @@
 #include <hosts/foundation/observation.h>
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/replay_host.h>
+#include <zephly/dsp/body_temperature_estimator.h>
 #include <zephly/platform/observer.h>
 #include <zephly/session/zephly.h>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <variant>
@@ -27,8 +29,11 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate, public 
     // Reported before the sample that it belongs to.
     record.contacts.push_back({record.respiration.size(), off});
   }
-  void didReceiveTemperature(float object, float ambient, float body) override {
-    record.temperature = {object, ambient, body};
+  void didReceiveTemperature(float object, float ambient, float /*body*/) override {
+    const float estimate = body_.process(object, ambient);
+    readings_ = std::min(readings_ + 1, readingsUntilSettled);
+    record.temperature = {object, ambient, std::nullopt};
+    if (readings_ == readingsUntilSettled) record.temperature->bodyEstimate = estimate;
   }
   void didReceiveBatteryStatus(BatteryStatus status) override { record.battery = status; }
   void didReceiveECG(float sample) override { record.ecg.push_back(sample); }
@@ -57,6 +62,8 @@ class Application final : public ZephlyDelegate, public WorkoutDelegate, public 
  private:
   std::shared_ptr<const NSData> frame_;
   std::vector<float> rawRespiration_;  // of the frame, once it has been decoded
+  BodyTemperatureEstimator body_;
+  int readings_ = 0;  // up to readingsUntilSettled
 };
 
 // A session on the replay host.

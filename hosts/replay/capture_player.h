@@ -41,12 +41,18 @@ struct ContactChange {
   bool off;            ///< the electrodes have no contact
 };
 
-/// Degrees Celsius, as the session reports them.
+/// Degrees Celsius.
 struct TemperatureSample {
-  float object;
+  float object;  ///< the skin
   float ambient;
-  float body;
+  /// Of an engine that has processed every reading of the capture: the session itself reports 0.
+  /// Empty until the estimate has settled.
+  std::optional<float> bodyEstimate;
 };
+
+/// The reading with which the estimate has settled: it averages 5 readings of the skin and 20 of
+/// the surroundings, and is never reset.
+inline constexpr int readingsUntilSettled = 20;
 
 /// The results of one record. Records of most kinds have none.
 struct PlayedRecord {

@@ -13,7 +13,7 @@ std::vector<std::string> columnsOf(Stream stream) {
     if (!channel.unit.empty()) column += '_' + std::string(channel.unit);
     columns.push_back(std::move(column));
   }
-  if (stream == Stream::temperature) columns.emplace_back("body_degC");
+  if (stream == Stream::temperature) columns.emplace_back("body_estimate_degC");
   return columns;
 }
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <span>
 #include <system_error>
 
@@ -19,6 +20,7 @@ using namespace std::chrono_literals;
 std::string headerOf(Stream stream) {
   std::string header = "time_s,date_utc,gap_s";
   for (const std::string& column : replay::columnsOf(stream)) header += ',' + column;
+  if (stream == Stream::respiration) header += std::string(",") + replay::processedTimeColumn;
   return header;
 }
 
@@ -38,6 +40,8 @@ void appendDigits(std::string& text, std::int64_t number, int digits) {
 }
 
 void appendSeconds(std::string& text, timing::Nanoseconds time) {
+  if (time < timing::Nanoseconds::zero()) text += '-';
+  time = std::chrono::abs(time);
   text += std::to_string(time.count() / 1'000'000'000);
   text += '.';
   appendDigits(text, time.count() % 1'000'000'000, 9);
@@ -111,6 +115,7 @@ void CsvFile::text(std::string_view text) {
 }
 
 void CsvFile::number(float value) {
+  if (std::isnan(value)) return text("");
   std::array<char, 32> digits{};
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
   text({digits.data(), static_cast<std::size_t>(end - digits.data())});
@@ -171,6 +176,7 @@ void CsvFiles::take(const replay::PlayedRecord& record) {
     rows.begin(time.time);
     rows.gap(time.gap);
     for (const float value : values) rows.number(value);
+    if (stream == Stream::respiration) rows.duration(time.time - replay::processedDelay);
     rows.endRow();
   });
 }

@@ -37,6 +37,7 @@ class CsvFile {
   void begin(timing::Nanoseconds time);
   /// One more column.
   void text(std::string_view text);
+  /// NaN, a value that does not exist, is an empty column.
   void number(float value);
   /// In seconds, with nine digits after the point.
   void duration(timing::Nanoseconds value);

@@ -27,7 +27,7 @@ def draw(capture, path):
     late = time > time[-1] - ECG_SECONDS if time.size else slice(0)
     ecg.plot(time[late], capture.ecg["ecg_mV"][late], linewidth=0.8)
     ecg.set_ylabel("ECG (mV)")
-    respiration.plot(capture.respiration["time_s"], capture.respiration["processed"], linewidth=0.8)
+    respiration.plot(capture.respiration["processed_time_s"], capture.respiration["processed"], linewidth=0.8)
     respiration.set_ylabel("respiration, 0 to 1")
     temperature.plot(capture.temperature["time_s"], capture.temperature["skin_degC"])
     temperature.set_ylabel("skin (°C)")

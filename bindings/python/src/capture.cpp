@@ -204,6 +204,12 @@ class Capture {
     for (const std::string& name : replay::columnsOf(stream)) {
       table[py::str(name)] = arrayOf(*column++);
     }
+    if (stream == Stream::respiration) {
+      for (std::size_t i = 0; i < times.size(); ++i) {
+        times[i] = secondsIn(Nanoseconds(samples.times[i]) - replay::processedDelay);
+      }
+      table[replay::processedTimeColumn] = arrayOf(times);
+    }
     return table;
   }
 
@@ -279,10 +285,13 @@ void bindTables(py::class_<Capture>& type) {
           "ecg_mV: 500 samples a second, unfiltered; full scale is +-2.42.")
       .def_property_readonly(
           "respiration", [](const Capture& self) { return self.table(Stream::respiration); },
-          "raw: 500 samples a second, full scale is +-2.42; processed: filtered, 0 to 1.")
+          "raw: 500 samples a second, full scale is +-2.42; processed: filtered, 0 to 1, and "
+          "later than raw; processed_time_s: the time of the breath that processed shows.")
       .def_property_readonly(
           "temperature", [](const Capture& self) { return self.table(Stream::temperature); },
-          "skin_degC, ambient_degC, body_degC: one sample a second; body_degC is always 0.")
+          "skin_degC, ambient_degC: one sample a second; body_estimate_degC: the engine's estimate "
+          "of "
+          "the core temperature, nan until it has settled with the 20th reading.")
       .def_property_readonly(
           "battery", [](const Capture& self) { return self.table(Stream::battery); },
           "charge_percent; charging: 0 or 1. A sample for each report of the strap.")
@@ -316,6 +325,7 @@ The streams are dictionaries of arrays of the same length, with the names that `
 and the same values:
 
   time_s      float64: when the sample was taken, in seconds since the session began
+              (also processed_time_s of the respiration)
   gap_s       float64: how long no sample was taken before it; nan when it follows the one before
   ...         float32: the values
 

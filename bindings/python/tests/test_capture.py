@@ -62,7 +62,7 @@ def test_streams_have_the_bits_of_the_csv_files(recorded, capture, stream):
     assert len(arrays["time_s"]) > {"ecg": 50000, "respiration": 50000, "temperature": 100, "battery": 10, "motion": 3000}[stream]
     for name, array in arrays.items():
         cells = expected[name]
-        dtype = numpy.float64 if name in ("time_s", "gap_s") else numpy.float32
+        dtype = numpy.float64 if name in ("time_s", "gap_s", "processed_time_s") else numpy.float32
         wanted = numbers(cells, dtype)
         if name == "gap_s":
             numpy.testing.assert_array_equal(array, wanted)

@@ -2,7 +2,6 @@
 #include <hosts/replay/capture_player.h>
 
 #include <capture/record.h>
-#include <hosts/replay/samples.h>
 #include <hosts/replay/survey.h>
 #include <tests/support/captures.h>
 #include <zephly/ble/gatt_profile.h>
@@ -153,35 +152,6 @@ TEST(CapturePlayerTest, ACaptureThatIsCutIsPlayedUpToTheCut) {
   EXPECT_TRUE(connected);
   EXPECT_EQ(all.records, 4U);
   EXPECT_THAT(all.complaints, ElementsAre(HasSubstr("cut off in the middle of a record")));
-}
-
-TEST(SamplesTest, ColumnsHaveTheirUnits) {
-  EXPECT_THAT(columnsOf(Stream::ecg), ElementsAre("ecg_mV"));
-  EXPECT_THAT(columnsOf(Stream::respiration), ElementsAre("raw", "processed"));
-  EXPECT_THAT(columnsOf(Stream::temperature),
-              ElementsAre("skin_degC", "ambient_degC", "body_degC"));
-  EXPECT_THAT(columnsOf(Stream::battery), ElementsAre("charge_percent", "charging"));
-  EXPECT_THAT(columnsOf(Stream::motion),
-              ElementsAre("qw", "qx", "qy", "qz", "ax_g", "ay_g", "az_g"));
-}
-
-TEST(SamplesTest, EachSampleHasAValueForEachColumn) {
-  const PlayedRecord all{.ecg = {1, 2},
-                         .respiration = {{3, 4}},
-                         .temperature = TemperatureSample{5, 6, 7},
-                         .battery = BatteryStatus{8, true},
-                         .motion = FrameDecoders::Motion{1, 2, 3, 4, 5, 6, 7}};
-  std::vector<std::pair<Stream, std::vector<float>>> rows;
-  forEachSample(all, [&](Stream stream, std::span<const float> row) {
-    rows.emplace_back(stream, std::vector<float>(row.begin(), row.end()));
-    EXPECT_EQ(row.size(), columnsOf(stream).size());
-  });
-  using Row = std::vector<float>;
-  EXPECT_THAT(rows, ElementsAre(std::pair(Stream::ecg, Row{1}), std::pair(Stream::ecg, Row{2}),
-                                std::pair(Stream::respiration, Row{3, 4}),
-                                std::pair(Stream::temperature, Row{5, 6, 7}),
-                                std::pair(Stream::motion, Row{1, 2, 3, 4, 5, 6, 7}),
-                                std::pair(Stream::battery, Row{8, 1})));
 }
 
 TEST(BatteryTimesTest, RiseAndHaveAGapWhileThereWasNoLink) {

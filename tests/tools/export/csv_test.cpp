@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <tools/export/csv_files.h>
 
+#include <hosts/foundation/data.h>
 #include <hosts/replay/capture_player.h>
 #include <tests/support/captures.h>
 #include <tests/support/text_of.h>
 #include <tests/tools/export/session_script.h>
 #include <tools/export/exporter.h>
+#include <zephly/dsp/signal_processor.h>
 #include <zephly/protocol/frame_decoders.h>
 
 #include <gmock/gmock.h>
@@ -80,10 +82,11 @@ TEST(CsvTest, WritesASmallSession) {
             "5.008000000,2026-03-01T09:30:05.258000000Z,,5.76973e-07\n"
             "5.010000000,2026-03-01T09:30:05.260000000Z,,5.76973e-07\n"
             "5.012000000,2026-03-01T09:30:05.262000000Z,,5.76973e-07\n");
-  EXPECT_EQ(textOf(scratch / "csv" / "respiration.csv"), "time_s,date_utc,gap_s,raw,processed\n");
+  EXPECT_EQ(textOf(scratch / "csv" / "respiration.csv"),
+            "time_s,date_utc,gap_s,raw,processed,processed_time_s\n");
   EXPECT_EQ(textOf(scratch / "csv" / "temperature.csv"),
-            "time_s,date_utc,gap_s,skin_degC,ambient_degC,body_degC\n"
-            "1.500000000,2026-03-01T09:30:01.750000000Z,1.500000000,26.850006,6.850006,0\n");
+            "time_s,date_utc,gap_s,skin_degC,ambient_degC,body_estimate_degC\n"
+            "1.500000000,2026-03-01T09:30:01.750000000Z,1.500000000,26.850006,6.850006,\n");
   EXPECT_EQ(textOf(scratch / "csv" / "motion.csv"),
             "time_s,date_utc,gap_s,qw,qx,qy,qz,ax_g,ay_g,az_g\n"
             "1.600000000,2026-03-01T09:30:01.850000000Z,1.600000000,1,0,-1,6.1035156e-05,1,0,"
@@ -140,6 +143,61 @@ TEST(CsvTest, WritesTheKitsNumbersBitForBit) {
     EXPECT_EQ(bits(floatOf(respirationRows[i + 1][4])), bits(respiration[i].processed)) << i;
     EXPECT_EQ(bits(respiration[i].raw), bits(raw[i])) << i;  // the same frames were sent
   }
+}
+
+// Both windows of the estimate are full with its 20th reading; a lost link does not empty them.
+TEST(CsvTest, TheBodyEstimateIsThatOfTheEngineFromThe20thReading) {
+  SessionScript script;
+  script.connect(1s);
+  Zephly::SignalProcessor engine;
+  std::vector<float> expected;
+  for (unsigned reading = 1; reading <= 30; ++reading) {
+    const unsigned skin = 15'300 + 7 * reading;
+    const unsigned ambient = 14'800 - 3 * reading;
+    script.temperature(1s + reading * 1s, skin, ambient);
+    if (reading == 25) {
+      script.disconnect(26'500ms);
+      script.connect(26'600ms);
+    }
+    const auto degrees = FrameDecoders::calculateTemperatureValue(
+        *Zephly::hosts::Data::of(SessionScript::temperatureFrame(skin, ambient)));
+    expected.push_back(
+        engine.processBodyTemperature(degrees.objectTemperature, degrees.ambientTemperature));
+  }
+  script.end(40s);
+  const ScratchDirectory scratch;
+  ASSERT_THAT(exportCsv(scratch, script), ElementsAre());
+  const auto rows = rowsOf(scratch / "csv" / "temperature.csv");
+  ASSERT_EQ(rows.size(), 31U);
+  ASSERT_EQ(rows[0][5], "body_estimate_degC");
+  for (std::size_t reading = 1; reading <= 30; ++reading) {
+    if (reading < 20) {
+      EXPECT_EQ(rows[reading].size(), 5U) << "no estimate at reading " << reading;
+    } else {
+      ASSERT_EQ(rows[reading].size(), 6U) << reading;
+      EXPECT_EQ(floatOf(rows[reading][5]), expected[reading - 1]) << reading;
+    }
+  }
+}
+
+TEST(CsvTest, ProcessedRespirationHasTheTimeOfItsBreath) {
+  SessionScript script;
+  script.connect(100ms);
+  for (int frame = 1; frame <= 100; ++frame) {
+    script.respiration(100ms + frame * 12ms, {1, 2, 3, 4, 5, 6});
+  }
+  script.end(2s);
+  const ScratchDirectory scratch;
+  ASSERT_THAT(exportCsv(scratch, script), ElementsAre());
+  const auto rows = rowsOf(scratch / "csv" / "respiration.csv");
+  ASSERT_EQ(rows.size(), 601U);
+  EXPECT_EQ(rows[0][5], "processed_time_s");
+  EXPECT_EQ(rows[1][0], "0.102000000");
+  EXPECT_EQ(rows[1][5], "-0.548000000");  // before the session
+  EXPECT_EQ(rows[275][0], "0.650000000");
+  EXPECT_EQ(rows[275][5], "0.000000000");
+  EXPECT_EQ(rows[600][0], "1.300000000");
+  EXPECT_EQ(rows[600][5], "0.650000000");
 }
 
 TEST(CsvTest, ReportsElectrodesAtTheirSample) {

@@ -69,11 +69,15 @@ void SessionScript::respiration(Nanoseconds time, const std::array<int, 6>& coun
   value(time, respirationIndex, waveform(counts));
 }
 
-void SessionScript::temperature(Nanoseconds time, unsigned skin, unsigned ambient) {
+std::vector<std::uint8_t> SessionScript::temperatureFrame(unsigned skin, unsigned ambient) {
   std::vector<std::uint8_t> bytes;
   append(bytes, static_cast<int>(skin), 2, false);
   append(bytes, static_cast<int>(ambient), 2, false);
-  value(time, temperatureIndex, bytes);
+  return bytes;
+}
+
+void SessionScript::temperature(Nanoseconds time, unsigned skin, unsigned ambient) {
+  value(time, temperatureIndex, temperatureFrame(skin, ambient));
 }
 
 void SessionScript::battery(Nanoseconds time, unsigned tenthsOfPercent, bool charging) {

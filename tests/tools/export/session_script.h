@@ -32,6 +32,7 @@ class SessionScript {
   void respiration(Nanoseconds time, const std::array<int, 6>& counts);
   /// In 0.02 K above absolute zero.
   void temperature(Nanoseconds time, unsigned skin, unsigned ambient);
+  static std::vector<std::uint8_t> temperatureFrame(unsigned skin, unsigned ambient);
   void battery(Nanoseconds time, unsigned tenthsOfPercent, bool charging);
   /// 16-bit components of the orientation, 2^-16 g.
   void motion(Nanoseconds time, const std::array<int, 4>& orientation,
