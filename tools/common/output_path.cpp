@@ -29,7 +29,11 @@ std::filesystem::path outputTarget(const std::filesystem::path& path) {
 
 void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input) {
   std::error_code absent;
-  if (!std::filesystem::equivalent(output, input, absent)) return;
+  if (!std::filesystem::equivalent(output, input, absent) &&
+      std::filesystem::weakly_canonical(output, absent) !=
+          std::filesystem::weakly_canonical(input, absent)) {
+    return;
+  }
   throw cannotWrite(output, "it is the input " + capture::printable(input.string()));
 }
 

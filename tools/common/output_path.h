@@ -22,8 +22,8 @@ std::runtime_error cannotWrite(const std::filesystem::path& file, int errorNumbe
 /// Throws std::runtime_error (see cannotWrite) when a link leads to nothing or in a circle.
 std::filesystem::path outputTarget(const std::filesystem::path& path);
 
-/// Throws std::runtime_error (see cannotWrite) when both are the same existing file, also through
-/// symbolic or hard links.
+/// Throws std::runtime_error (see cannotWrite) when both are the same file, also through symbolic
+/// or hard links. `zephly record` has an input that does not exist yet: then the same path.
 void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input);
 
 }  // namespace Zephly::tools

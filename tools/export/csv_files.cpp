@@ -3,13 +3,16 @@
 
 #include <hosts/replay/samples.h>
 
-#include <algorithm>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <span>
-#include <system_error>
+#include <utility>
 
 namespace Zephly::exporting {
 
@@ -26,7 +29,7 @@ std::string headerOf(Stream stream) {
 
 constexpr std::string_view eventsHeader = "time_s,date_utc,event,stream,duration_s";
 
-constexpr const char* eventsName = "events";
+constexpr const char* eventsName = "events.csv";
 
 constexpr std::size_t rowsAtOnce = 65'536;  // bytes
 
@@ -68,14 +71,12 @@ std::string secondText(std::chrono::seconds sinceEpoch) {
   return text;
 }
 
-void makeDirectory(const std::filesystem::path& directory) {
-  std::error_code error;
-  std::filesystem::create_directory(directory, error);
-  if (error) throw cannotWrite(directory, error.value());
-}
+std::string csvName(Stream stream) { return std::string(streamInfo(stream).name) + ".csv"; }
 
-std::filesystem::path pathIn(const std::filesystem::path& directory, const std::string& name) {
-  return directory / (name + ".csv");
+std::vector<std::string> csvNames() {
+  std::vector<std::string> names = {eventsName};
+  for (const Stream stream : replay::exportOrder) names.push_back(csvName(stream));
+  return names;
 }
 
 }  // namespace
@@ -88,13 +89,20 @@ std::string dateText(timing::Nanoseconds sinceEpoch) {
   return text + 'Z';
 }
 
-CsvFile::CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
-                 timing::Nanoseconds began)
-    : file_(path, existing), began_(began), row_(header) {
+CsvFile::CsvFile(std::filesystem::path path, const std::filesystem::path& name,
+                 std::string_view header, timing::Nanoseconds began)
+    : file_(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)),
+      written_{.path = std::move(path), .rows = 0},
+      began_(began),
+      row_(header) {
+  if (file_.get() < 0) throw cannotWrite(written_.path, errno);
   row_ += '\n';
 }
 
 void CsvFile::begin(timing::Nanoseconds time) {
+  if (!written_.span) written_.span = {time, time};
+  written_.span->to = time;
+  ++*written_.rows;
   appendSeconds(row_, time);
   row_ += ',';
   const timing::Nanoseconds date = began_ + time;
@@ -136,35 +144,47 @@ void CsvFile::gap(timing::Nanoseconds value) {
 
 void CsvFile::endRow() {
   row_ += '\n';
-  if (row_.size() >= rowsAtOnce) finish();
+  if (row_.size() >= rowsAtOnce) writeRows();
 }
 
-void CsvFile::finish() {
-  file_.write(row_);
+void CsvFile::writeRows() {
+  for (std::string_view rest = row_; !rest.empty();) {
+    const ssize_t count = ::write(file_.get(), rest.data(), rest.size());
+    if (count > 0) {
+      rest.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      throw cannotWrite(written_.path, count == 0 ? EIO : errno);
+    }
+  }
+  written_.bytes += row_.size();
   row_.clear();
 }
 
+void CsvFile::complete() {
+  writeRows();
+  // EINVAL: the file system does not support fsync(); the data were written all the same.
+  if (::fsync(file_.get()) < 0 && errno != EINVAL) throw cannotWrite(written_.path, errno);
+}
+
 CsvFiles::CsvFiles(const std::filesystem::path& directory, Existing existing,
-                   const replay::Timeline& timeline, timing::Nanoseconds began) {
-  makeDirectory(directory);
+                   const replay::Timeline& timeline, timing::Nanoseconds began)
+    : directory_(directory, existing, csvNames()) {
   const auto create = [&](const std::string& name, std::string_view header) {
-    return std::make_unique<CsvFile>(pathIn(directory, name), existing, header, began);
+    return std::make_unique<CsvFile>(directory / name, directory_.temporary() / name, header,
+                                     began);
   };
   for (const Stream stream : replay::exportOrder) {
-    streams_[stream] = create(std::string(streamInfo(stream).name), headerOf(stream));
+    streams_[stream] = create(csvName(stream), headerOf(stream));
   }
   for (const timing::StreamClock& clock : timeline.clocks) walks_.emplace_back(clock);
   events_ = create(eventsName, eventsHeader);
   writeAnnotations(timeline);
 }
 
-void CsvFiles::check(const std::filesystem::path& directory, Existing existing) {
-  makeDirectory(directory);
-  const auto probe = [&](const std::string& name) {
-    const PendingFile file(pathIn(directory, name), existing);
-  };
-  for (const Stream stream : replay::exportOrder) probe(std::string(streamInfo(stream).name));
-  probe(eventsName);
+void CsvFiles::check(const std::filesystem::path& directory, Existing existing,
+                     const std::filesystem::path& capture) {
+  for (const std::string& name : csvNames()) tools::refuseInput(directory / name, capture);
+  const PendingDirectory probe(directory, existing, csvNames());
 }
 
 void CsvFiles::take(const replay::PlayedRecord& record) {
@@ -195,11 +215,21 @@ void CsvFiles::writeAnnotations(const replay::Timeline& timeline) {
   }
 }
 
-void CsvFiles::publish() {
-  std::vector<CsvFile*> all = {events_.get()};
-  for (const auto& stream : streams_) all.push_back(stream.get());
-  for (CsvFile* file : all) file->finish();
-  for (CsvFile* file : all) file->publish();
+std::vector<CsvFile*> CsvFiles::all() const {
+  std::vector<CsvFile*> files;
+  for (const Stream stream : replay::exportOrder) files.push_back(streams_[stream].get());
+  files.push_back(events_.get());
+  return files;
+}
+
+void CsvFiles::complete() {
+  for (CsvFile* file : all()) file->complete();
+}
+
+std::vector<WrittenFile> CsvFiles::written() const {
+  std::vector<WrittenFile> files;
+  for (const CsvFile* file : all()) files.push_back(file->written());
+  return files;
 }
 
 }  // namespace Zephly::exporting

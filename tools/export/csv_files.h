@@ -6,12 +6,14 @@
 ///
 ///   CsvFiles files("walk", Existing::refused, timeline, preamble.began);
 ///   player.play([&](const replay::PlayedRecord& record) { files.take(record); });
-///   files.publish();  // otherwise the destructor removes the files, not the directory
+///   files.complete();
+///   files.publish();  // otherwise the destructor removes the directory
 ///
 /// Holds no samples. `timeline` must outlive it and belong to the same records.
 
 #include <hosts/replay/survey.h>
-#include <tools/export/pending_file.h>
+#include <tools/export/pending_directory.h>
+#include <tools/export/written_file.h>
 
 #include <array>
 #include <filesystem>
@@ -28,9 +30,9 @@ std::string dateText(timing::Nanoseconds sinceEpoch);
 /// One file of rows. Numbers are written with the fewest digits that give the same bits again.
 class CsvFile {
  public:
-  /// Throws std::runtime_error when the file cannot be written. `began`: of the session, since
-  /// 1970.
-  CsvFile(const std::filesystem::path& path, Existing existing, std::string_view header,
+  /// Creates the file `name`, which is called `path` in messages. Throws std::runtime_error when it
+  /// cannot be written. `began`: of the session, since 1970.
+  CsvFile(std::filesystem::path path, const std::filesystem::path& name, std::string_view header,
           timing::Nanoseconds began);
 
   /// The first two columns of a row: seconds since the session began, and the date.
@@ -46,12 +48,16 @@ class CsvFile {
   /// Throws std::runtime_error when the file cannot be written.
   void endRow();
 
-  /// Writes buffered rows.
-  void finish();
-  void publish() { file_.publish(); }
+  /// Writes it through to the disk. Throws as the constructor does.
+  void complete();
+  /// What complete() has written.
+  const WrittenFile& written() const { return written_; }
 
  private:
-  PendingFile file_;
+  void writeRows();
+
+  main_queue::FileDescriptor file_;
+  WrittenFile written_;
   timing::Nanoseconds began_;
   std::string row_;  // preceded by complete rows that have not been written
   // The date's part that does not change within a second.
@@ -61,20 +67,29 @@ class CsvFile {
 
 class CsvFiles {
  public:
-  /// Creates the directory if there is none, and unfinished files in it. Throws std::runtime_error.
+  /// Creates an unfinished directory. Throws std::runtime_error.
   CsvFiles(const std::filesystem::path& directory, Existing existing,
            const replay::Timeline& timeline, timing::Nanoseconds began);
 
-  /// Throws as the constructor does, and leaves nothing but the directory.
-  static void check(const std::filesystem::path& directory, Existing existing);
+  /// Throws as the constructor does, and leaves nothing.
+  /// The files must not be `capture`, also through a hard link.
+  static void check(const std::filesystem::path& directory, Existing existing,
+                    const std::filesystem::path& capture);
 
   void take(const replay::PlayedRecord& record);
-  /// Completes all files, then gives them their names. Throws std::runtime_error.
-  void publish();
+  /// Writes all files through to the disk. Throws std::runtime_error.
+  void complete();
+  /// Gives the complete directory its name. Throws std::runtime_error.
+  void publish() { directory_.publish(); }
+  /// Of the complete files.
+  std::vector<WrittenFile> written() const;
 
  private:
   void writeAnnotations(const replay::Timeline& timeline);
 
+  std::vector<CsvFile*> all() const;
+
+  PendingDirectory directory_;
   PerStream<std::unique_ptr<CsvFile>> streams_;
   std::vector<timing::ClockWalk> walks_;
   std::unique_ptr<CsvFile> events_;

@@ -7,6 +7,7 @@
 #include <tools/export/csv_files.h>
 #include <tools/export/edf_file.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,6 +29,21 @@ void checkBegin(const ExportOptions& options, const capture::Preamble& preamble)
   throw std::runtime_error(about(options, "the date in its head is none"));
 }
 
+// The directory of CSV files is replaced as a whole, so it must not hold another file.
+void refuseInside(const std::filesystem::path& directory, const std::filesystem::path& file,
+                  const std::string& what) {
+  std::error_code error;
+  const auto place = [&error](const std::filesystem::path& path) {
+    const auto real = std::filesystem::weakly_canonical(path, error);
+    return real.has_filename() ? real : real.parent_path();
+  };
+  const std::filesystem::path outer = place(directory);
+  const std::filesystem::path inner = place(file);
+  const auto [end, rest] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
+  if (error || end != outer.end()) return;
+  throw cannotWrite(directory, what + " is to be there; name another directory");
+}
+
 void checkInterruption(const ExportOptions& options) {
   if (options.interrupted()) throw std::runtime_error("interrupted; nothing was exported");
 }
@@ -35,19 +51,19 @@ void checkInterruption(const ExportOptions& options) {
 }  // namespace
 
 void checkTargets(const ExportOptions& options) {
-  if (options.edf) {
-    std::error_code absent;
-    if (std::filesystem::equivalent(options.capture, *options.edf, absent)) {
-      throw cannotWrite(*options.edf, "it is the capture itself");
-    }
-    const PendingFile probe(*options.edf, options.existing);
+  if (options.edf) tools::refuseInput(*options.edf, options.capture);
+  if (options.csv) {
+    refuseInside(*options.csv, options.capture, "the capture");
+    if (options.edf) refuseInside(*options.csv, *options.edf, "the EDF+ file");
   }
-  if (options.csv) CsvFiles::check(*options.csv, options.existing);
+  if (options.edf) const PendingFile probe(*options.edf, options.existing);
+  if (options.csv) CsvFiles::check(*options.csv, options.existing, options.capture);
 }
 
 std::vector<std::string> exportCapture(const ExportOptions& options) {
-  checkTargets(options);
+  // First, because a missing capture is the likeliest mistake.
   replay::CapturePlayer first(options.capture);
+  checkTargets(options);
   const capture::Preamble preamble = first.preamble();
   checkBegin(options, preamble);
   replay::Survey survey;
@@ -72,8 +88,18 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   if (again.records != played.records) {
     throw std::runtime_error(about(options, "it has changed while it was read"));
   }
+  // What can fail for lack of space comes before anything gets its name.
+  if (csv) csv->complete();
   if (edf) edf->publish();
   if (csv) csv->publish();
+  if (edf) {
+    options.written({.path = *options.edf,
+                     .bytes = std::filesystem::file_size(*options.edf),
+                     .span = WrittenFile::Span{{}, timeline.end}});
+  }
+  if (csv) {
+    for (const WrittenFile& file : csv->written()) options.written(file);
+  }
   if (edf && !edf->isDated()) {
     played.complaints.push_back(about(options, "EDF+ has no such date as " +
                                                    dateText(preamble.began) +

@@ -10,6 +10,7 @@
 
 #include <tools/export/edf_file.h>
 #include <tools/export/pending_file.h>
+#include <tools/export/written_file.h>
 
 #include <filesystem>
 #include <functional>
@@ -25,17 +26,20 @@ struct ExportOptions {
   EdfForm edfForm = {};
   std::optional<std::filesystem::path> csv = std::nullopt;  ///< a directory
   Existing existing = Existing::refused;
+  /// Called at the end for each file that was written.
+  std::function<void(const WrittenFile&)> written = [](const WrittenFile& /*file*/) {};
   /// Asked after each record: when true, exportCapture() ends with an error and leaves no file.
   std::function<bool()> interrupted = [] { return false; };
 };
 
-/// Throws std::runtime_error, one line, when one of the files cannot be created. `zephly record`
-/// calls it before it records, so that a wrong path is reported at once. Creates the directory.
+/// Throws std::runtime_error, one line, when one of the outputs cannot be created, or would replace
+/// the capture or the other output. `zephly record` calls it before it records, so that a wrong
+/// path is reported at once. Leaves nothing.
 void checkTargets(const ExportOptions& options);
 
-/// Throws std::runtime_error, one line, when nothing was written: the file is not a capture, a file
-/// cannot be written, or it was interrupted. Otherwise returns the defects of the capture, one line
-/// each; the files then hold everything before the damage.
+/// Throws std::runtime_error, one line, when the file is not a capture, an output cannot be
+/// written, or it was interrupted. Each output appears complete or not at all. Otherwise returns
+/// the defects of the capture, one line each; the files then hold everything before the damage.
 ///
 /// On the main queue's thread, with no other host in use. The program must ignore SIGXFSZ, so that
 /// a limit of the file size is reported as an error.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/export/pending_file.h>
 
-#include <capture/text.h>
+#include <capture/file_lock.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,24 +9,17 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <system_error>
 #include <utility>
 
 namespace Zephly::exporting {
 
 namespace {
 
-constexpr const char* thereAlready = "it exists already (see --force)";
-
-void checkPlace(const std::filesystem::path& path, Existing existing) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) < 0) {
-    if (errno == ENOENT) return;
-    throw cannotWrite(path, errno);
-  }
-  if (!S_ISREG(status.st_mode)) throw cannotWrite(path, "not a regular file");
-  if (existing == Existing::refused) throw cannotWrite(path, thereAlready);
+int createFile(const std::filesystem::path& name) {
+  return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
 }
+
+void removeFile(const std::filesystem::path& name) { ::unlink(name.c_str()); }
 
 // Not every file system supports RENAME_NOREPLACE.
 int moveUnlessThere(const char* from, const char* to) {
@@ -41,60 +34,43 @@ int moveUnlessThere(const char* from, const char* to) {
 
 }  // namespace
 
-std::runtime_error cannotWrite(const std::filesystem::path& file, const std::string& reason) {
-  return std::runtime_error("cannot write " + capture::printable(file.string()) + ": " + reason);
-}
-
-std::runtime_error cannotWrite(const std::filesystem::path& file, int errorNumber) {
-  return cannotWrite(file, std::generic_category().message(errorNumber));
-}
-
 PendingFile::PendingFile(std::filesystem::path path, Existing existing)
-    : path_(std::move(path)), existing_(existing) {
-  checkPlace(path_, existing_);
-  create();
-}
-
-void PendingFile::create() {
-  const std::string stem = path_.string() + ".part-" + std::to_string(::getpid());
-  // A program that was killed may have left a file with the same process id.
-  constexpr int names = 100;
-  for (int i = 0; i < names; ++i) {
-    temporary_ = i == 0 ? stem : stem + "-" + std::to_string(i);
-    file_ = main_queue::FileDescriptor(
-        ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
-    if (file_.get() >= 0) return;
-    if (errno != EEXIST) break;
-  }
-  throw cannotWrite(path_, errno);
+    : path_(std::move(path)), target_(tools::outputTarget(path_)), existing_(existing) {
+  checkTarget();
+  if (!capture::FileLock::take(target_)) throw cannotWrite(path_, inUse);
+  sweepUnfinished(target_, std::filesystem::file_type::regular, removeFile);
+  unfinished_ = createUnfinished(path_, target_, createFile);
 }
 
 PendingFile::~PendingFile() {
-  if (!published_) ::unlink(temporary_.c_str());
+  if (!published_) removeFile(temporary());
 }
 
-void PendingFile::write(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(file_.get(), text.data(), text.size());
-    if (written > 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0 || errno != EINTR) {
-      throw cannotWrite(path_, written == 0 ? EIO : errno);
-    }
+void PendingFile::checkTarget() const {
+  struct stat status {};
+  if (::stat(target_.c_str(), &status) < 0) {
+    if (errno == ENOENT) return;
+    throw cannotWrite(path_, errno);
   }
+  if (!S_ISREG(status.st_mode)) throw cannotWrite(path_, "not a regular file");
+  if (existing_ == Existing::refused) throw cannotWrite(path_, existsAlready);
 }
 
 void PendingFile::publish() {
   // EINVAL: the file system does not support fsync(); the data were written all the same.
-  if (::fsync(file_.get()) < 0 && errno != EINVAL) throw cannotWrite(path_, errno);
+  if (::fsync(unfinished_.descriptor.get()) < 0 && errno != EINVAL) throw cannotWrite(path_, errno);
+  const auto lock = capture::FileLock::take(target_);
+  if (!lock) throw cannotWrite(path_, inUse);
   const int moved = existing_ == Existing::replaced
-                        ? ::rename(temporary_.c_str(), path_.c_str())
-                        : moveUnlessThere(temporary_.c_str(), path_.c_str());
+                        ? ::rename(temporary().c_str(), target_.c_str())
+                        : moveUnlessThere(temporary().c_str(), target_.c_str());
   if (moved < 0) {
-    if (errno == EEXIST) throw cannotWrite(path_, thereAlready);
+    if (errno == EEXIST) throw cannotWrite(path_, existsAlready);
     throw cannotWrite(path_, errno);
   }
   published_ = true;
+  unfinished_.descriptor = {};  // others may lock it now
+  synchronizeDirectory(target_.parent_path());
 }
 
 }  // namespace Zephly::exporting

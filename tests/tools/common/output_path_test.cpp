@@ -63,6 +63,9 @@ TEST_F(OutputPathTest, AnInputIsRefusedByEveryName) {
   }
   EXPECT_EQ(messageOf([&] { refuseInput(folder_ / "new", file_); }), "");
   EXPECT_EQ(messageOf([&] { refuseInput(file_, folder_ / "new"); }), "");
+  EXPECT_THAT(messageOf([&] { refuseInput(folder_ / "new", folder_ / "." / "new"); }),
+              HasSubstr("it is the input "))
+      << "before it exists";
 }
 
 }  // namespace

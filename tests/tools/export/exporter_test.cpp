@@ -2,6 +2,7 @@
 #include <tools/export/exporter.h>
 
 #include <capture/capture_error.h>
+#include <capture/writer.h>
 #include <tests/support/captures.h>
 #include <tests/tools/export/edf_reader.h>
 #include <tests/tools/export/session_script.h>
@@ -44,6 +45,16 @@ Outcome exportBoth(const ScratchDirectory& scratch, const std::vector<std::uint8
     outcome.failure = error.what();
   }
   return outcome;
+}
+
+template <class Call>
+std::string refusalOf(const Call& call) {
+  try {
+    call();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
 }
 
 // Names of all files, with those in directories.
@@ -210,20 +221,113 @@ TEST(ExporterTest, ReplacesExistingFilesOnlyOnRequest) {
   ASSERT_EQ(exportBoth(scratch, bytes).failure, "");
   EXPECT_THAT(exportBoth(scratch, bytes).failure, HasSubstr("a.edf: it exists already"));
   std::filesystem::remove(scratch / "a.edf");
-  EXPECT_THAT(exportBoth(scratch, bytes).failure, HasSubstr("ecg.csv: it exists already"));
+  EXPECT_THAT(exportBoth(scratch, bytes).failure, HasSubstr("csv: it exists already"));
   EXPECT_FALSE(std::filesystem::exists(scratch / "a.edf"));
   EXPECT_EQ(exportBoth(scratch, bytes, Existing::replaced).failure, "");
 }
 
-TEST(ExporterTest, TheCaptureItselfIsNeverReplaced) {
-  const ScratchDirectory scratch;
+// The outputs, relative to a directory with the capture d/ecg.csv, its links and an empty directory
+// c. `expected`: part of the refusal.
+struct Pair {
+  std::string edf;  ///< empty: none
+  std::string csv;
+  std::string expected;
+};
+
+TEST(ExporterTest, OutputsNeverReplaceTheCaptureOrEachOther) {
   const auto bytes = fewFrames().bytes();
-  const auto file = scratch.file("a.zcap", bytes);
-  EXPECT_THROW(
-      exportCapture(
-          {.capture = file, .edf = scratch / "." / "a.zcap", .existing = Existing::replaced}),
-      std::runtime_error);
-  EXPECT_EQ(captures::contentOf(file), bytes);
+  for (const Pair& pair : {
+           Pair{"d/ecg.csv", "", "it is the input"},
+           Pair{"./d/../d/ecg.csv", "", "it is the input"},
+           Pair{"symbolic", "", "it is the input"},
+           Pair{"hard", "", "it is the input"},
+           Pair{"", "d", "the capture is to be there"},
+           Pair{"", "d/", "the capture is to be there"},
+           Pair{"", "e", "it is the input"},  // e/ecg.csv is a hard link
+           Pair{"", "d/ecg.csv", "the capture is to be there"},
+           Pair{"", ".", "the capture is to be there"},
+           Pair{"c/ecg.csv", "c", "the EDF+ file is to be there"},
+           Pair{"c/a.edf", "c/", "the EDF+ file is to be there"},
+           Pair{"x", "x", "the EDF+ file is to be there"},
+           Pair{"x", "./c/../x", "the EDF+ file is to be there"},
+       }) {
+    const ScratchDirectory scratch;
+    for (const char* name : {"c", "d", "e"}) std::filesystem::create_directory(scratch / name);
+    const auto capture = scratch.file("d/ecg.csv", bytes);
+    std::filesystem::create_symlink("d/ecg.csv", scratch / "symbolic");
+    std::filesystem::create_hard_link(capture, scratch / "hard");
+    std::filesystem::create_hard_link(capture, scratch / "e" / "ecg.csv");
+    const auto before = filesIn(scratch);
+    Zephly::exporting::ExportOptions options{.capture = capture, .existing = Existing::replaced};
+    const std::string root = scratch.path().string() + "/";
+    if (!pair.edf.empty()) options.edf = root + pair.edf;
+    if (!pair.csv.empty()) options.csv = root + pair.csv;
+    EXPECT_THAT(refusalOf([&] { exportCapture(options); }), HasSubstr(pair.expected))
+        << pair.edf << ' ' << pair.csv;
+    EXPECT_EQ(captures::contentOf(capture), bytes);
+    EXPECT_EQ(filesIn(scratch), before);
+  }
+}
+
+// Before the capture exists: `zephly record` checks its outputs first.
+TEST(ExporterTest, ChecksTargetsOfACaptureThatDoesNotExistYet) {
+  const ScratchDirectory scratch;
+  std::filesystem::create_directory(scratch / "d");
+  EXPECT_THAT(refusalOf([&] {
+                checkTargets({.capture = scratch / "d" / "ecg.csv", .csv = scratch / "d"});
+              }),
+              HasSubstr("the capture is to be there"));
+  EXPECT_THAT(
+      refusalOf([&] { checkTargets({.capture = scratch / "a", .edf = scratch / "d/../a"}); }),
+      HasSubstr("it is the input"));
+  EXPECT_EQ(
+      refusalOf([&] {
+        checkTargets({.capture = scratch / "a", .edf = scratch / "a.edf", .csv = scratch / "csv"});
+      }),
+      "");
+  EXPECT_THAT(filesIn(scratch), IsEmpty());
+  EXPECT_FALSE(std::filesystem::exists(scratch / "csv"));
+}
+
+TEST(ExporterTest, NeverReplacesARunningRecording) {
+  const ScratchDirectory scratch;
+  const auto capture = scratch.file("a.zcap", fewFrames().bytes());
+  std::filesystem::create_directory(scratch / "csv");
+  for (const auto& recorded : {scratch / "run.zcap", scratch / "csv" / "motion.csv"}) {
+    Zephly::capture::Writer writer(recorded, captures::somePreamble());
+    Zephly::exporting::ExportOptions options{.capture = capture, .existing = Existing::replaced};
+    if (recorded.extension() == ".csv") {
+      options.csv = scratch / "csv";
+    } else {
+      options.edf = recorded;
+    }
+    const auto before = captures::contentOf(recorded);
+    EXPECT_EQ(refusalOf([&] { exportCapture(options); }),
+              "cannot write " + recorded.string() + ": another program is writing it");
+    EXPECT_EQ(captures::contentOf(recorded), before);
+  }
+}
+
+TEST(ExporterTest, ReportsWhatWasWritten) {
+  const ScratchDirectory scratch;
+  std::vector<Zephly::exporting::WrittenFile> files;
+  exportCapture(
+      {.capture = scratch.file("a.zcap", fewFrames().bytes()),
+       .edf = scratch / "a.edf",
+       .csv = scratch / "csv",
+       .written = [&](const Zephly::exporting::WrittenFile& file) { files.push_back(file); }});
+  ASSERT_EQ(files.size(), 7U);
+  for (const auto& file : files) EXPECT_EQ(file.bytes, std::filesystem::file_size(file.path));
+  EXPECT_EQ(files[0].path, scratch / "a.edf");
+  EXPECT_FALSE(files[0].rows);
+  EXPECT_EQ(files[0].span->to, 3s);
+  EXPECT_EQ(files[1].path, scratch / "csv" / "ecg.csv");
+  EXPECT_EQ(files[1].rows, 600U);
+  EXPECT_EQ(files[1].span->from, 1s + 2ms);
+  EXPECT_EQ(files[1].span->to, 2s + 200ms);
+  EXPECT_EQ(files[2].rows, 0U);
+  EXPECT_FALSE(files[2].span);
+  EXPECT_EQ(files[6].path, scratch / "csv" / "events.csv");
 }
 
 TEST(ExporterTest, RefusesAFileThatIsNotACapture) {

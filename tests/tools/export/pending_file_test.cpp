@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <tools/export/pending_file.h>
 
+#include <capture/file_lock.h>
 #include <tests/support/captures.h>
 #include <tests/support/text_of.h>
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -16,6 +20,10 @@ using captures::ScratchDirectory;
 std::size_t filesIn(const std::filesystem::path& directory) {
   using Files = std::filesystem::directory_iterator;
   return static_cast<std::size_t>(std::distance(Files(directory), Files()));
+}
+
+void fill(const PendingFile& file, const std::string& text) {
+  std::ofstream(file.temporary()) << text;
 }
 
 std::string refusal(const std::filesystem::path& path, Existing existing) {
@@ -31,8 +39,7 @@ TEST(PendingFileTest, GetsItsNameWhenItIsPublished) {
   const ScratchDirectory scratch;
   const auto path = scratch / "rows.csv";
   PendingFile file(path, Existing::refused);
-  file.write("one");
-  file.write("two");
+  fill(file, "onetwo");
   EXPECT_FALSE(std::filesystem::exists(path));
   file.publish();
   EXPECT_EQ(textOf(path), "onetwo");
@@ -43,7 +50,7 @@ TEST(PendingFileTest, IsRemovedUnlessPublished) {
   const ScratchDirectory scratch;
   {
     PendingFile file(scratch / "rows.csv", Existing::refused);
-    file.write("one");
+    fill(file, "one");
     EXPECT_EQ(filesIn(scratch.path()), 1U);
   }
   EXPECT_EQ(filesIn(scratch.path()), 0U);
@@ -56,7 +63,7 @@ TEST(PendingFileTest, ReplacesOnlyOnRequest) {
             "cannot write " + path.string() + ": it exists already (see --force)");
   EXPECT_EQ(textOf(path), "old");
   PendingFile file(path, Existing::replaced);
-  file.write("new");
+  fill(file, "new");
   EXPECT_EQ(textOf(path), "old");
   file.publish();
   EXPECT_EQ(textOf(path), "new");
@@ -84,20 +91,61 @@ TEST(PendingFileTest, RefusesAMissingDirectory) {
             "cannot write " + path.string() + ": No such file or directory");
 }
 
-// The leftover of a killed program is not used.
-TEST(PendingFileTest, UsesAnotherNameWhenALeftoverExists) {
+// What a program that was killed has left has no lock.
+TEST(PendingFileTest, RemovesWhatKilledProgramsLeft) {
+  const ScratchDirectory scratch;
+  scratch.file("rows.csv.part-4711", {'o', 'l', 'd'});
+  scratch.file("rows.csv.part-4711-2", {'o', 'l', 'd'});
+  const std::vector<std::string> others = {"rows.csv.part-", "rows.csv.part-1-", "rows.csv.part-1x",
+                                           "more-rows.csv.part-1", "rows.csv.part-1.gz"};
+  for (const std::string& other : others) scratch.file(other, {'o', 'l', 'd'});
+  std::filesystem::create_directory(scratch / "rows.csv.part-2");
+  { const PendingFile file(scratch / "rows.csv", Existing::refused); }
+  EXPECT_FALSE(std::filesystem::exists(scratch / "rows.csv.part-4711"));
+  EXPECT_FALSE(std::filesystem::exists(scratch / "rows.csv.part-4711-2"));
+  EXPECT_EQ(filesIn(scratch.path()), others.size() + 1);
+}
+
+TEST(PendingFileTest, LeavesWhatAnotherProgramIsWriting) {
   const ScratchDirectory scratch;
   const auto path = scratch / "rows.csv";
-  std::filesystem::path leftover;
+  PendingFile first(path, Existing::replaced);
+  fill(first, "first");
+  PendingFile second(path, Existing::replaced);
+  fill(second, "second");
+  EXPECT_NE(first.temporary(), second.temporary());
+  second.publish();
+  EXPECT_EQ(textOf(path), "second");
+  first.publish();
+  EXPECT_EQ(textOf(path), "first");
+  EXPECT_EQ(filesIn(scratch.path()), 1U);
+}
+
+TEST(PendingFileTest, NeverReplacesAFileInUse) {
+  const ScratchDirectory scratch;
+  const auto path = scratch.file("run.zcap", {'o', 'l', 'd'});
+  const std::string reason = "cannot write " + path.string() + ": another program is writing it";
   {
-    const PendingFile file(path, Existing::refused);
-    leftover = file.temporary();
+    const auto recording = Zephly::capture::FileLock::take(path);
+    EXPECT_EQ(refusal(path, Existing::replaced), reason);
   }
-  scratch.file(leftover.filename(), {'o', 'l', 'd'});
-  PendingFile file(path, Existing::refused);
+  // A recording that begins later.
+  PendingFile file(path, Existing::replaced);
+  const auto recording = Zephly::capture::FileLock::take(path);
+  EXPECT_THROW(file.publish(), std::runtime_error);
+  EXPECT_EQ(textOf(path), "old");
+}
+
+TEST(PendingFileTest, ALinkStaysALink) {
+  const ScratchDirectory scratch;
+  std::filesystem::create_directory(scratch / "data");
+  scratch.file("data/rows.csv", {'o', 'l', 'd'});
+  std::filesystem::create_symlink("data/rows.csv", scratch / "latest");
+  PendingFile file(scratch / "latest", Existing::replaced);
+  fill(file, "new");
   file.publish();
-  EXPECT_EQ(textOf(leftover), "old");
-  EXPECT_EQ(textOf(path), "");
+  EXPECT_TRUE(std::filesystem::is_symlink(scratch / "latest"));
+  EXPECT_EQ(textOf(scratch / "data" / "rows.csv"), "new");
 }
 
 }  // namespace
