@@ -88,6 +88,9 @@ class CapturePlayer {
 
   const capture::Preamble& preamble() const { return records_.preamble(); }
 
+  /// How much of the file has been played, from 0 to 1.
+  double part() const { return records_.part(); }
+
   /// Plays to the end, to the first damage, or until `limit` records have been played. To be called
   /// once. Exceptions of the listener end it.
   Played play(const std::function<void(const PlayedRecord&)>& listener,

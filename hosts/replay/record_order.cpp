@@ -4,6 +4,7 @@
 #include <capture/format.h>
 #include <capture/text.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Zephly::replay {
@@ -22,12 +23,18 @@ std::string counted(std::uint64_t records) {
 
 }  // namespace
 
-RecordOrder::RecordOrder(std::filesystem::path file) : file_(std::move(file)), reader_(file_) {
+RecordOrder::RecordOrder(std::filesystem::path file)
+    : file_(std::move(file)), reader_(file_), size_(std::filesystem::file_size(file_)) {
   if (const auto& continues = reader_.preamble().continues) {
     throw CaptureError(CaptureError::Kind::unusable, file_, 0,
                        "part " + std::to_string(continues->part) +
                            " of a recording, which is read from its first file on");
   }
+}
+
+// A recording that goes on makes the file longer.
+double RecordOrder::part() const {
+  return std::min(1.0, static_cast<double>(reader_.offset()) / static_cast<double>(size_));
 }
 
 std::optional<capture::Record> RecordOrder::next() {

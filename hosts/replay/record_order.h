@@ -39,6 +39,9 @@ class RecordOrder {
   /// Must not be called again after that.
   std::optional<capture::Record> next();
 
+  /// How much of the file has been read, from 0 to 1.
+  double part() const;
+
   /// The error for the record that next() returned last.
   capture::CaptureError damaged(const std::string& what) const;
 
@@ -49,6 +52,7 @@ class RecordOrder {
  private:
   std::filesystem::path file_;
   capture::Reader reader_;
+  std::uintmax_t size_;              // of the file, when it was opened
   std::uint64_t offset_ = 0;         // of the last record
   std::chrono::nanoseconds time_{};  // of the last record
 };

@@ -21,9 +21,12 @@ tools::Command addExportCommand(CLI::App& program);
 /// long.
 void addTargets(CLI::App& command, ExportOptions& options);
 
-/// Exports, and writes the defects of the capture on standard error, prefixed with the subcommand
-/// `who`; returns the exit code. SIGINT, SIGTERM and SIGHUP interrupt it. Throws as exportCapture()
-/// does.
-int runExport(ExportOptions options, const std::string& who);
+/// What a command writes beside its errors.
+enum class Reports { all, none };
+
+/// Exports, shows the progress on a terminal, lists the files on standard output, and writes the
+/// defects of the capture on standard error, prefixed with the subcommand `who`; returns the exit
+/// code. SIGINT, SIGTERM and SIGHUP interrupt it. Throws as exportCapture() does.
+int runExport(ExportOptions options, const std::string& who, Reports reports = Reports::all);
 
 }  // namespace Zephly::exporting

@@ -69,6 +69,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   replay::Survey survey;
   replay::Played played = first.play([&](const replay::PlayedRecord& record) {
     checkInterruption(options);
+    options.progress(Stage::reading, first.part());
     survey.take(record);
   });
   const replay::Timeline timeline = survey.finish(played.duration);
@@ -81,6 +82,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   const replay::Played again = second.play(
       [&](const replay::PlayedRecord& record) {
         checkInterruption(options);
+        options.progress(Stage::writing, second.part());
         if (edf) edf->take(record);
         if (csv) csv->take(record);
       },

@@ -6,7 +6,7 @@
 ///   const auto complaints = exportCapture({.capture = "walk.zcap", .edf = "walk.edf"});
 ///   for (const std::string& complaint : complaints) std::cerr << complaint << '\n';
 ///
-/// The capture is read twice: the strap's clock is known only after the whole capture was read.
+/// The strap's clock is known only after the whole capture was read.
 
 #include <tools/export/edf_file.h>
 #include <tools/export/pending_file.h>
@@ -20,12 +20,17 @@
 
 namespace Zephly::exporting {
 
+/// A capture is read twice, and its outputs are written the second time.
+enum class Stage { reading, writing };
+
 struct ExportOptions {
   std::filesystem::path capture;
   std::optional<std::filesystem::path> edf = std::nullopt;  ///< a file
   EdfForm edfForm = {};
   std::optional<std::filesystem::path> csv = std::nullopt;  ///< a directory
   Existing existing = Existing::refused;
+  /// Called after each record; `part` is 0..1.
+  std::function<void(Stage stage, double part)> progress = [](Stage /*stage*/, double /*part*/) {};
   /// Called at the end for each file that was written.
   std::function<void(const WrittenFile&)> written = [](const WrittenFile& /*file*/) {};
   /// Asked after each record: when true, exportCapture() ends with an error and leaves no file.

@@ -11,9 +11,9 @@
 #include <capture/tap_host.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/common/output.h>
+#include <tools/common/progress.h>
 #include <tools/inspect/contents.h>
 #include <tools/record/options.h>
-#include <tools/record/progress.h>
 #include <tools/watch/session_runner.h>
 
 #include <string>
@@ -53,7 +53,7 @@ class RecordingSession final : private watch::SessionHandler {
   const Options& options_;
   main_queue::MainQueue queue_;
   tools::Output output_;
-  Progress progress_;
+  tools::Progress progress_;
   inspect::Contents contents_;
   bool reportedWaiting_ = false;
   std::size_t reportedFiles_ = 1;

@@ -26,6 +26,7 @@ using exporting_test::SessionScript;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 // During its lifetime no file of this process and its children can grow.
 class FileSizeLimit {
@@ -91,7 +92,9 @@ TEST(ExportProgramTest, ExportsARecordedSessionAtItsEnd) {
 
   const Finished again = runProgram({"export", scratch / "a.zcap", "--edf", scratch / "b.edf"});
   EXPECT_EQ(again.exitCode, 0);
-  EXPECT_EQ(again.output + again.errors, "");
+  EXPECT_EQ(again.errors, "");
+  ASSERT_EQ(again.outputLines().size(), 1U);
+  EXPECT_THAT(again.output, MatchesRegex(".*/b\\.edf  [0-9.]+ [kM]B  0:00 to 0:40\n"));
   EXPECT_TRUE(captures::contentOf(scratch / "a.edf") == captures::contentOf(scratch / "b.edf"));
 }
 
@@ -217,6 +220,54 @@ TEST(ExportProgramTest, OptionsOfEdfNeedIt) {
   }
 }
 
+TEST(ExportProgramTest, ListsWhatItHasWritten) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", secondsOfEcg(5).bytes());
+  const Finished run = runProgram({"export", file, "--csv", scratch / "csv"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.errors, "");
+  ASSERT_EQ(run.outputLines().size(), 6U);
+  EXPECT_THAT(run.outputLines()[0],
+              MatchesRegex(".*/csv/ecg\\.csv +[0-9.]+ kB  0:01 to 0:05  2496 rows"));
+  const Finished quiet = runProgram({"export", file, "--csv", scratch / "other", "--quiet"});
+  EXPECT_EQ(quiet.exitCode, 0);
+  EXPECT_EQ(quiet.output + quiet.errors, "");
+  EXPECT_TRUE(std::filesystem::exists(scratch / "other" / "ecg.csv"));
+}
+
+TEST(ExportProgramTest, AListThatCannotBeWrittenIsAnError) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", secondsOfEcg(1).bytes());
+  const Finished run =
+      Process({"export", file, "--csv", scratch / "csv"}, Process::Output::full).finish();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(),
+              ElementsAre("zephly export: standard output: No space left on device"));
+}
+
+// Standard error on a terminal.
+std::string statusOf(const ScratchDirectory& scratch, const std::string& terminal,
+                     std::vector<std::string> options) {
+  const std::string file = scratch.file("a.zcap", secondsOfEcg(5).bytes());
+  const std::string command = "exec \"$0\" export \"$@\" 2>&1 >/dev/null";
+  options.insert(options.begin(),
+                 {"-c", command, ZEPHLY_PROGRAM, file, "--edf", scratch / "a.edf", "--force"});
+  Process process(options, Process::Output::terminal, {terminal}, "/bin/sh");
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 0) << run.output;
+  return run.output;
+}
+
+TEST(ExportProgramTest, ShowsItsProgressOnATerminal) {
+  const ScratchDirectory scratch;
+  const std::string status = statusOf(scratch, "TERM=xterm", {});
+  EXPECT_THAT(status, testing::StartsWith("Reading the capture: 0 %"));
+  EXPECT_THAT(status, HasSubstr("\r\x1B[KWriting: 0 %"));
+  EXPECT_THAT(status, testing::EndsWith("\r\x1B[K"));
+  EXPECT_EQ(statusOf(scratch, "TERM=dumb", {}), "");
+  EXPECT_EQ(statusOf(scratch, "TERM=xterm", {"--quiet"}), "");
+}
+
 TEST(ExportProgramTest, ListsItsRequirements) {
   const Finished nothing = runProgram({"export"});
   EXPECT_EQ(nothing.exitCode, 2);
@@ -235,8 +286,12 @@ TEST(ExportProgramTest, AMissingOrInvalidCaptureIsOneLine) {
       runProgram({"export", scratch / "none.zcap", "--edf", scratch / "a.edf"});
   EXPECT_EQ(missing.exitCode, 1);
   ASSERT_EQ(missing.errorLines().size(), 1U);
-  EXPECT_THAT(missing.errors, HasSubstr("none.zcap"));
+  EXPECT_THAT(missing.errors, MatchesRegex(".*/none\\.zcap: .*[Nn]o such file.*\n"));
   EXPECT_THAT(filesIn(scratch.path()), IsEmpty());
+  // The missing input is the mistake, whatever is wrong with the outputs.
+  scratch.file("a.edf", {'o', 'l', 'd'});
+  const Finished again = runProgram({"export", scratch / "none.zcap", "--edf", scratch / "a.edf"});
+  EXPECT_EQ(again.errors, missing.errors);
 }
 
 TEST(ExportProgramTest, ExportsATruncatedCaptureAndReportsIt) {

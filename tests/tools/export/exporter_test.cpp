@@ -13,12 +13,14 @@
 #include <algorithm>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Zephly::exporting::Existing;
 using Zephly::exporting::exportCapture;
+using Zephly::exporting::Stage;
 using namespace std::chrono_literals;
 using captures::ScratchDirectory;
 using exporting_test::EdfReader;
@@ -306,6 +308,20 @@ TEST(ExporterTest, NeverReplacesARunningRecording) {
               "cannot write " + recorded.string() + ": another program is writing it");
     EXPECT_EQ(captures::contentOf(recorded), before);
   }
+}
+
+TEST(ExporterTest, ReportsItsProgress) {
+  const ScratchDirectory scratch;
+  std::vector<std::pair<Stage, double>> reports;
+  exportCapture({.capture = scratch.file("a.zcap", fewFrames().bytes()),
+                 .edf = scratch / "a.edf",
+                 .progress = [&](Stage stage, double part) { reports.emplace_back(stage, part); }});
+  ASSERT_EQ(reports.size(), 2 * fewFrames().records.size());
+  EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+  for (const Stage stage : {Stage::reading, Stage::writing}) {
+    EXPECT_EQ(std::count(reports.begin(), reports.end(), std::pair(stage, 1.0)), 1);
+  }
+  EXPECT_LT(reports.front().second, 0.1);
 }
 
 TEST(ExporterTest, ReportsWhatWasWritten) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The output of `zephly record` while it records: a line for each event of the connection, and on
-/// a terminal a status line below them.
+/// The output of a command that takes long: permanent lines, and on a terminal a status line below
+/// them.
 ///
 ///   Progress progress(output, drawable);
 ///   progress.line("0:12 connected");
@@ -13,12 +13,12 @@
 
 #include <string>
 
-namespace Zephly::record {
+namespace Zephly::tools {
 
 class Progress {
  public:
   /// `drawable`: the output is a terminal whose cursor can be moved. Otherwise there is no status.
-  Progress(tools::Output& output, bool drawable) : output_(output), drawable_(drawable) {}
+  Progress(Output& output, bool drawable) : output_(output), drawable_(drawable) {}
 
   /// A permanent line; `text` has no line end.
   void line(const std::string& text);
@@ -30,9 +30,9 @@ class Progress {
  private:
   void wipe();
 
-  tools::Output& output_;
+  Output& output_;
   bool drawable_;
   bool shown_ = false;
 };
 
-}  // namespace Zephly::record
+}  // namespace Zephly::tools

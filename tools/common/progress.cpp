@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <tools/record/progress.h>
+#include <tools/common/progress.h>
 
-namespace Zephly::record {
+namespace Zephly::tools {
 
 void Progress::line(const std::string& text) {
   wipe();
@@ -28,4 +28,4 @@ void Progress::wipe() {
   shown_ = false;
 }
 
-}  // namespace Zephly::record
+}  // namespace Zephly::tools
