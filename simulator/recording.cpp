@@ -256,8 +256,8 @@ class RecordingParser {
         readGap(cells[i]);
         continue;
       }
-      const double value = readNumber(cells[i]);
-      if (destinations_[i] != nullptr) destinations_[i]->push_back(value);
+      // Columns that are not played may hold anything.
+      if (destinations_[i] != nullptr) destinations_[i]->push_back(readNumber(cells[i]));
     }
     if (cells.size() != destinations_.size())
       fail(cells.size() > common ? columnOf(cells[common]) : characters(current_) + 1,

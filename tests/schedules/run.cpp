@@ -188,7 +188,7 @@ class Run {
     return std::to_string(ms / 1000) + "." + std::to_string(1000 + ms % 1000).substr(1);
   }
 
-  static std::vector<std::vector<std::uint8_t>> valuesOf(const std::filesystem::path& first);
+  static std::vector<std::vector<std::uint8_t>> valuesOf(const std::filesystem::path& path);
   std::string judged(const ProgramResult& result,
                      const std::vector<std::vector<std::uint8_t>>& values) const;
   std::string judgedLines(const ProgramResult& result) const;
@@ -211,18 +211,14 @@ class Run {
   int readerStalled_ = 0;
 };
 
-// A recording that a full disk has interrupted continues in walk.2.zcap and so on.
-std::vector<std::vector<std::uint8_t>> Run::valuesOf(const std::filesystem::path& first) {
+// A recording that a full disk has interrupted continues in other files, which the reader follows.
+std::vector<std::vector<std::uint8_t>> Run::valuesOf(const std::filesystem::path& path) {
   std::vector<std::vector<std::uint8_t>> values;
-  std::filesystem::path path = first;
-  for (int number = 2; std::filesystem::exists(path); ++number) {
-    Zephly::capture::Reader reader(path);
-    while (const auto record = reader.next()) {
-      const auto* value = std::get_if<Zephly::capture::Value>(&record->what);
-      if (value != nullptr && value->bytes) values.push_back(*value->bytes);
-    }
-    path = first;
-    path.replace_extension("." + std::to_string(number) + first.extension().string());
+  if (!std::filesystem::exists(path)) return values;
+  Zephly::capture::Reader reader(path);
+  while (const auto record = reader.next()) {
+    const auto* value = std::get_if<Zephly::capture::Value>(&record->what);
+    if (value != nullptr && value->bytes) values.push_back(*value->bytes);
   }
   return values;
 }

@@ -2,7 +2,7 @@
 #include <tools/inspect/contents_text.h>
 
 #include <capture/text.h>
-#include <tools/watch/summary.h>
+#include <tools/watch/rate_meter.h>
 #include <zephly/protocol/streams.h>
 
 #include <nlohmann/json.hpp>

@@ -2,6 +2,9 @@
 #include <tools/watch/rate_meter.h>
 
 #include <algorithm>
+#include <iomanip>
+#include <locale>
+#include <sstream>
 
 namespace Zephly::watch {
 
@@ -39,6 +42,14 @@ std::optional<double> RateMeter::perSecond(StrapTime now) const {
     }
   }
   return static_cast<double>(total) / static_cast<double>(seconds);
+}
+
+std::string rateText(Stream stream, const std::optional<double>& perSecond) {
+  if (!perSecond || streamInfo(stream).rate == 0) return "-";
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::fixed << std::setprecision(1) << *perSecond;
+  return text.str();
 }
 
 }  // namespace Zephly::watch

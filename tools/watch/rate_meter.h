@@ -10,12 +10,14 @@
 ///   meter.perSecond(5s);       // over the last three seconds
 
 #include <zephly/protocol/strap_time.h>
+#include <zephly/protocol/streams.h>
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace Zephly::watch {
 
@@ -42,5 +44,9 @@ class RateMeter {
   std::optional<std::int64_t> begin_;  // the first step that counts; empty: no link yet
   bool any_ = false;                   // a sample has arrived on this link
 };
+
+/// The rate of a stream in a table for people, with one decimal; "-" for none, and for a stream
+/// without a rate, the battery.
+std::string rateText(Stream stream, const std::optional<double>& perSecond);
 
 }  // namespace Zephly::watch

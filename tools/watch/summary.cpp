@@ -105,14 +105,6 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
   return summary;
 }
 
-std::string rateText(Stream stream, const std::optional<double>& perSecond) {
-  if (!perSecond || streamInfo(stream).rate == 0) return "-";
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << std::fixed << std::setprecision(1) << *perSecond;
-  return text.str();
-}
-
 std::string summaryText(const Summary& summary) {
   std::ostringstream text;
   text.imbue(std::locale::classic());

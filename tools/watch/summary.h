@@ -75,10 +75,6 @@ struct Summary {
 
 Summary summarize(const SourceReport& source, const SessionModel& received);
 
-/// The rate of a stream in a table for people, with one decimal; "-" for none, and for a stream
-/// without a rate, the battery.
-std::string rateText(Stream stream, const std::optional<double>& perSecond);
-
 /// For people, several lines.
 std::string summaryText(const Summary& summary);
 
