@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -256,7 +257,11 @@ void Writer::synchronizeWhileOpen() {
       int failed = synchronize();
       // EINVAL: the file system does not support it.
       const bool synchronized = failed == 0 || failed == EINVAL;
-      if (synchronized) failed = replace ? replaceOld() : 0;
+      try {
+        if (synchronized) failed = replace ? replaceOld() : 0;
+      } catch (const std::bad_alloc&) {
+        failed = ENOMEM;  // nothing may leave the thread
+      }
       lock.lock();
       if (!synchronized) synchronized_ = false;
       if (replace && failed == 0) replaces_ = false;

@@ -25,6 +25,7 @@
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -34,6 +35,8 @@
 namespace {
 
 using Zephly::tools::Command;
+
+constexpr const char* outOfMemory = "not enough memory";
 
 // When the parent has closed one of the descriptors 0 to 2, the next file that is opened would get
 // its number, and output would go into that file. Read only, so that output to a closed descriptor
@@ -211,6 +214,8 @@ int run(int argc, char** argv) {
     return badOption(error.what());
   } catch (const CLI::ParseError& error) {
     return complain(who(), error.what(), Zephly::tools::exitBadOption);
+  } catch (const std::bad_alloc&) {
+    return complain(who(), outOfMemory, Zephly::tools::exitFailed);
   } catch (const std::exception& error) {
     return complain(who(), error.what(), Zephly::tools::exitFailed);
   }
@@ -223,6 +228,8 @@ int main(int argc, char** argv) {
   ignoreWriteSignals();
   try {
     return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return complain("zephly", outOfMemory, Zephly::tools::exitFailed);
   } catch (const std::exception& error) {
     return complain("zephly", error.what(), Zephly::tools::exitFailed);
   }

@@ -232,14 +232,23 @@ int MainQueue::Core::descriptor() {
   return doorbellOwner_->descriptor();
 }
 
-// The callbacks are destroyed last, because their captures may use the queue while they are
-// destroyed: `dropped` goes after the lock.
+// The callbacks are destroyed last and without the lock, because their captures may use the queue
+// while they are destroyed. One by one: a second deque would allocate memory, and this is called by
+// a destructor.
 void MainQueue::Core::shutDown() {
   while (!entries_.empty()) (*entries_.begin())->cancel();
   deferred_.clear();
-  std::deque<std::function<void()>> dropped;
-  const std::lock_guard lock(postedMutex_);
-  dropped.swap(posted_);
+  std::size_t left = 0;
+  {
+    const std::lock_guard lock(postedMutex_);
+    left = posted_.size();
+  }
+  for (; left > 0; --left) {
+    std::function<void()> dropped;
+    const std::lock_guard lock(postedMutex_);
+    dropped.swap(posted_.front());
+    posted_.pop_front();
+  }
 }
 
 Handle MainQueue::Core::add(const std::shared_ptr<Handle::Entry>& entry) {

@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -25,7 +25,7 @@ TEST(ProcessTest, FailsAtOnceWhereThereIsNoPseudoTerminal) {
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   const rlimit none{0, before.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  EXPECT_THROW(Process(simulatedMonitor({}), Process::Output::terminal), std::system_error);
+  EXPECT_THROW(Process(simulatedMonitor({}), Process::Output::terminal), std::runtime_error);
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
