@@ -238,16 +238,11 @@ int MainQueue::Core::descriptor() {
 void MainQueue::Core::shutDown() {
   while (!entries_.empty()) (*entries_.begin())->cancel();
   deferred_.clear();
-  std::size_t left = 0;
-  {
-    const std::lock_guard lock(postedMutex_);
-    left = posted_.size();
-  }
-  for (; left > 0; --left) {
-    std::function<void()> dropped;
-    const std::lock_guard lock(postedMutex_);
-    dropped.swap(posted_.front());
+  std::unique_lock lock(postedMutex_);
+  for (std::size_t left = posted_.size(); left > 0; --left, lock.lock()) {
+    const std::function<void()> dropped = std::move(posted_.front());
     posted_.pop_front();
+    lock.unlock();
   }
 }
 
