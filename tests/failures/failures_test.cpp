@@ -2,6 +2,7 @@
 // The n-th call of a function of the system fails, for whole commands. The rule: exit code 0 and
 // the full result, or a sentence and another exit code; what existed is there afterwards.
 
+#include <tests/failures/content.h>
 #include <tests/support/process.h>
 
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using failures::contentOf;
 
 constexpr int shortWrite = -1;  // for failing_calls.c
 
@@ -45,11 +47,6 @@ struct Command {
 };
 
 void PrintTo(const Command& command, std::ostream* stream) { *stream << command.name; }
-
-std::string contentOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 bool isCapture(const fs::path& path) {
   return !runProgram({"inspect", path.string()}).output.empty();
