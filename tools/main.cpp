@@ -72,6 +72,12 @@ std::vector<std::string> namesOf(const std::vector<Command>& commands) {
   return names;
 }
 
+// Boost adds the number of an error to its text: "epoll: Too many open files [system:24]".
+std::string withoutNumber(std::string text) {
+  const std::size_t number = text.find(" [system:");
+  return number == std::string::npos ? text : text.erase(number);
+}
+
 int complain(const std::string& who, const std::string& message, int exitCode) {
   std::cerr << who << ": " << oneLine(message) << '\n';
   return exitCode;
@@ -217,7 +223,7 @@ int run(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     return complain(who(), outOfMemory, Zephly::tools::exitFailed);
   } catch (const std::exception& error) {
-    return complain(who(), error.what(), Zephly::tools::exitFailed);
+    return complain(who(), withoutNumber(error.what()), Zephly::tools::exitFailed);
   }
 }
 
@@ -231,6 +237,6 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     return complain("zephly", outOfMemory, Zephly::tools::exitFailed);
   } catch (const std::exception& error) {
-    return complain("zephly", error.what(), Zephly::tools::exitFailed);
+    return complain("zephly", withoutNumber(error.what()), Zephly::tools::exitFailed);
   }
 }

@@ -163,6 +163,13 @@ TEST_P(FailuresTest, EndWithASentenceOrTheFullResult) {
   RecordProperty("runs", runs_);
 }
 
+TEST(FailuresLimitTest, TooFewDescriptorsAreASentence) {
+  const Finished run = runOther("/bin/sh", {"-c", "ulimit -n 4; exec \"$0\" \"$@\"", ZEPHLY_PROGRAM,
+                                            "monitor", "--simulated", "--duration", "1"});
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.errors, "zephly monitor: epoll: Too many open files\n");
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Program, FailuresTest,
     testing::Values(Command{"Inspect", {"inspect", "IN", "--json"}, {}},
