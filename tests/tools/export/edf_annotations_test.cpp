@@ -2,6 +2,7 @@
 #include <tools/export/edf_annotations.h>
 
 #include <tests/support/captures.h>
+#include <tests/support/long_run.h>
 #include <tests/tools/export/edf_reader.h>
 #include <tests/tools/export/session_script.h>
 #include <tools/export/exporter.h>
@@ -187,7 +188,7 @@ TEST(EdfAnnotationsTest, EveryEmptySlotIsInAnAnnotationThatMneExcludes) {
   const auto between = [&](int from, int to) {
     return std::uniform_int_distribution<int>(from, to)(random) * 1ms;
   };
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < longRun(20, 3); ++round) {
     SessionScript script;
     Nanoseconds time = between(0, 3000);
     for (int link = 0; link < 5; ++link) {
