@@ -57,9 +57,9 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
   accountRow(output, "repetitions in them", outcome.repetitions);
   accountRow(output, "changes of contact in them", outcome.leadoffChanges);
   accountRow(output, "lost links", outcome.linkLosses);
-  accountRow(
-      output, "connections",
-      {outcome.connections, outcome.connectsReported, outcome.connections - outcome.connectsReported});
+  accountRow(output, "connections",
+             {outcome.connections, outcome.connectsReported,
+              outcome.connections - outcome.connectsReported});
 
   output << "\n| | |\n|---|--:|\n"
          << "| frames sent to the session | " << grouped(outcome.framesSent) << " |\n"

@@ -38,7 +38,8 @@ Spans gapsOf(const timing::StreamClock& clock, const EdfSpan& file) {
   };
   for (const timing::Segment& segment : clock.segments) {
     // A short break between two segments does not count.
-    if (segment.gap > 0ns || covered == file.from) addGap(segment.time(-0.5));
+    if (segment.gap > timing::Nanoseconds::zero() || covered == file.from)
+      addGap(segment.time(-0.5));
     covered = segment.time(static_cast<double>(segment.samples) - 0.5);
   }
   // The last slot is one period before the end.
@@ -166,7 +167,7 @@ void addGaps(std::vector<EdfAnnotation>& annotations, const replay::Timeline& ti
     // Temperature has a sample a second, so that its gaps are always longer than a lost link. Its
     // gaps do not affect ECG and respiration, and are not to be excluded.
     const bool isSlow = stream == Stream::temperature;
-    const timing::Nanoseconds ignored = isSlow ? clock.rate.silence : 0ns;
+    const timing::Nanoseconds ignored = isSlow ? clock.rate.silence : timing::Nanoseconds::zero();
     const std::string text =
         (isSlow ? "gap: " : "BAD_gap: ") + std::string(streamInfo(stream).name);
     for (const EdfSpan& gap : gapsOf(clock, file)) {

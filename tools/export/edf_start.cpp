@@ -10,13 +10,11 @@ namespace Zephly::exporting {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 // Of local time from UTC. <chrono> has no time zones in the oldest supported library.
 std::chrono::seconds localOffset(std::chrono::sys_seconds time) {
   const std::time_t seconds = time.time_since_epoch().count();
   std::tm local{};
-  if (::localtime_r(&seconds, &local) == nullptr) return 0s;
+  if (::localtime_r(&seconds, &local) == nullptr) return std::chrono::seconds::zero();
   return std::chrono::seconds(local.tm_gmtoff);
 }
 
@@ -24,8 +22,8 @@ std::chrono::seconds localOffset(std::chrono::sys_seconds time) {
 std::string offsetText(std::chrono::seconds offset) {
   const auto minutes = static_cast<int>(std::abs(offset / 1min));
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "UTC%c%02d:%02d", offset < 0s ? '-' : '+', minutes / 60,
-                minutes % 60);
+  std::snprintf(text.data(), text.size(), "UTC%c%02d:%02d",
+                offset < std::chrono::seconds::zero() ? '-' : '+', minutes / 60, minutes % 60);
   return text.data();
 }
 
@@ -33,7 +31,7 @@ std::string offsetText(std::chrono::seconds offset) {
 
 EdfStart edfStart(timing::Nanoseconds began, EdfClock clock) {
   const std::chrono::sys_seconds utc(std::chrono::floor<std::chrono::seconds>(began));
-  const auto offset = clock == EdfClock::local ? localOffset(utc) : 0s;
+  const auto offset = clock == EdfClock::local ? localOffset(utc) : std::chrono::seconds::zero();
   const auto midnight = std::chrono::floor<std::chrono::days>(utc + offset);
   const std::chrono::year_month_day day(midnight);
   const std::string zone = clock == EdfClock::local ? offsetText(offset) : "UTC";
@@ -44,7 +42,7 @@ EdfStart edfStart(timing::Nanoseconds began, EdfClock clock) {
             .isDated = true};
   }
   return {.day = std::chrono::year(1985) / 1 / 1,
-          .time = std::chrono::hh_mm_ss(0s),
+          .time = std::chrono::hh_mm_ss(std::chrono::seconds::zero()),
           .zone = zone,
           .isDated = false};
 }
