@@ -20,7 +20,7 @@ std::chrono::seconds localOffset(std::chrono::sys_seconds time) {
 
 // "UTC-03:30"
 std::string offsetText(std::chrono::seconds offset) {
-  const auto minutes = static_cast<int>(std::abs(offset / 1min));
+  const auto minutes = static_cast<int>(std::abs(offset / std::chrono::minutes(1)));
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "UTC%c%02d:%02d",
                 offset < std::chrono::seconds::zero() ? '-' : '+', minutes / 60, minutes % 60);
