@@ -163,11 +163,14 @@ TEST_P(FailuresTest, EndWithASentenceOrTheFullResult) {
   RecordProperty("runs", runs_);
 }
 
+// The shell closes what it has inherited, so that the dynamic linker has a descriptor left.
 TEST(FailuresLimitTest, TooFewDescriptorsAreASentence) {
-  const Finished run = runOther("/bin/sh", {"-c", "ulimit -n 4; exec \"$0\" \"$@\"", ZEPHLY_PROGRAM,
-                                            "monitor", "--simulated", "--duration", "1"});
+  const Finished run = runOther(
+      "/bin/sh", {"-c", "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 4; exec \"$0\" \"$@\"",
+                  ZEPHLY_PROGRAM, "monitor", "--simulated", "--duration", "1"});
   EXPECT_EQ(run.exitCode, 1);
-  EXPECT_EQ(run.errors, "zephly monitor: epoll: Too many open files\n");
+  EXPECT_TRUE(run.errors.starts_with("zephly monitor: ")) << run.errors;
+  EXPECT_TRUE(run.errors.ends_with(": Too many open files\n")) << run.errors;
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -59,8 +59,10 @@ test('shows a lost link and missing electrode contact prominently', async () => 
   await shown(tab, 'link', 'good');
   await until(tab, () => window.zephly.drawn('ecg').gaps.length > 0);
   const [from, to] = await tab.evaluate(() => window.zephly.drawn('ecg').gaps[0]);
-  assert.ok(from > 26 && from < 27 && to > 27.5 && to < 28.5, `a gap from ${from} s to ${to} s`);
-  assert.match(await tab.textContent('#losses'), /0:26.*s.*timed out/s);
+  // The link is lost every 30 s; a slow machine may have missed the first time.
+  const cycle = from - (from % 30);
+  assert.ok(from - cycle > 26 && from - cycle < 27 && to - cycle > 27.5 && to - cycle < 28.5, `a gap from ${from} s to ${to} s`);
+  assert.match(await tab.textContent('#losses'), /[0-9]:[25]6.*s.*timed out/s);
   assert.deepEqual(await tab.evaluate(() => window.zephly.missed()), { ecg: 0, filteredEcg: 0, respiration: 0, motion: 0 });
   assert.deepEqual(trouble, []);
   await tab.close();
@@ -266,7 +268,8 @@ test('the table shows what is missing, the gaps within a link and what this page
     { type: 'lost', messages: 1, samples: { ecg: 7 } },
   );
   const rows = () => [...document.querySelector('#rates').rows].map((row) => [...row.cells].map((cell) => cell.textContent));
-  await until(tab, () => document.querySelector('#rates').textContent.includes('29,226'));
+  // The count of this page comes with a message of its own.
+  await until(tab, () => document.querySelector('#rates').textContent.includes('29,226') && document.querySelector('#rates').rows[0].cells[5].textContent !== '0');
   assert.deepEqual(await tab.evaluate(rows), [
     ['ECG', '500', '29,226', '1.5\u00a0s (2.6\u00a0%)', '12.0 ms', '7'],
     ['temperature', '1.00', '60', '0 s', '1.00 s', ''],
