@@ -105,7 +105,8 @@ TEST_F(RecordProgramTest, RecordsASessionThatCanBeInspected) {
 }
 
 TEST_F(RecordProgramTest, ShowsItsProgressOnATerminal) {
-  Process process({"record", file_.string(), "--simulated"}, Process::Output::terminal);
+  Process process({"record", file_.string(), "--simulated"}, Process::Output::terminal,
+                  {"TERM=xterm"});
   // Replaces the previous file.
   const std::regex redrawn("\r\x1B\\[K\\d:\\d\\d  connected, \\d+ records");
   EXPECT_TRUE(process.readUntil(redrawn));
