@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+#include <vitals/beat_engine.h>
+
+#include <vitals/beat_rules.h>
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace Zephly::vitals {
+
+namespace {
+
+constexpr double neighbourhood = 0.1;  // s around a candidate in which nothing is stronger
+constexpr double reportAfter = 0.4;    // s from a candidate to its decision
+constexpr double firstDecision = 0.6;  // s from the first sample to the first candidate
+constexpr double remembered = 10;      // s of a gap after which the levels are forgotten
+constexpr double silence = 3;          // s without a beat after which the quality is 0
+constexpr double missedShare = 1.66;   // of the median interval, after which a beat is missing
+constexpr double longestBack = 5;      // s
+constexpr double missedLevel = 0.5;    // of the threshold
+constexpr float largestValue = 1e12F;  // squares of larger ones would not fit
+constexpr Time shortestGap = std::chrono::milliseconds(50);
+
+double checkedRate(double samplesPerSecond) {
+  if (!(samplesPerSecond >= 100 && samplesPerSecond <= 1000)) {
+    throw std::invalid_argument("the rate of an ECG must be from 100 to 1000 samples per second");
+  }
+  return samplesPerSecond;
+}
+
+double seconds(Time time) { return static_cast<double>(time.count()) * 1e-9; }
+
+// Half at the limit of what is accepted, full well above it.
+double certaintyQuality(double certainty) { return ramp(certainty, 0, 0.8); }
+
+}  // namespace
+
+BeatEngine::BeatEngine(double samplesPerSecond, bool searchBack, std::unique_ptr<BeatJudge> judge)
+    : rate_(checkedRate(samplesPerSecond)),
+      searchBack_(searchBack),
+      judge_(std::move(judge)),
+      envelopes_(rate_),
+      stepRate_(rate_ / envelopes_.stride()),
+      nearSteps_(static_cast<std::int64_t>(neighbourhood * stepRate_)),
+      aheadSteps_(static_cast<std::int64_t>((reportAfter * rate_ - envelopes_.delay()) /
+                                            envelopes_.stride())),
+      samples_(static_cast<std::size_t>((searchBack ? longestBack + 1 : 1) * rate_)),
+      times_(static_cast<std::size_t>((searchBack ? longestBack + 1 : 1) * rate_)),
+      steps_(static_cast<std::size_t>((longestBack + 1) * stepRate_)),
+      peaks_(rate_),
+      history_(stepRate_),
+      quality_(rate_, stepRate_) {}
+
+void BeatEngine::push(Time time, float value) {
+  if (!contact_) return;
+  const bool usable = std::abs(value) <= largestValue;  // false for NaN
+  if (!running_) {
+    if (usable && (!known_ || time > lastTime_)) start(time, value);
+    return;
+  }
+  const Time step = time - lastTime_;
+  if (step <= Time{0}) return;
+  const double periods = seconds(step) * rate_;
+  if (periods > 1.5 && step > shortestGap) {
+    finish();
+    if (usable) start(time, value);
+    return;
+  }
+  if (!usable) return;
+  if (periods > 1.5) fill(static_cast<int>(periods - 0.5), time, value);
+  accept(time, value - offset_);
+}
+
+std::optional<Beat> BeatEngine::next() {
+  if (reported_ == found_) return std::nullopt;
+  return beats_[reported_++ % beats_.size()];
+}
+
+void BeatEngine::setContact(bool on) {
+  if (contact_ && !on) finish();
+  contact_ = on;
+}
+
+double BeatEngine::signalQuality() const {
+  if (!running_ || !history_.learnt()) return 0;
+  const double sinceBeat = history_.secondsSinceLast(steps_.size() - 1);
+  if (sinceBeat > silence) return 0;
+  return ratioQuality(history_.level()) * (1 - quality_.constantShare());
+}
+
+void BeatEngine::start(Time time, float value) {
+  if (known_ && seconds(time - lastTime_) > remembered) {
+    history_.forget();
+    classifier_.forget();
+  }
+  history_.interrupt();
+  lastBeat_.reset();
+  running_ = true;
+  known_ = true;
+  offset_ = value;
+  samples_.restart(0);
+  times_.restart(time);
+  steps_.restart({});
+  quality_.restart();
+  pendingFirst_ = pendingEnd_ = 0;
+  realEnd_ = 0;
+  accept(time, 0);
+}
+
+// Decides about what is held back, as if the last value went on.
+void BeatEngine::finish() {
+  if (!running_) return;
+  realEnd_ = samples_.size();
+  const Time period{static_cast<std::int64_t>(1e9 / rate_)};
+  const auto rest = static_cast<int>((reportAfter + neighbourhood) * rate_) + envelopes_.delay();
+  const float value = samples_[realEnd_ - 1];
+  const Time end = lastTime_;
+  for (int i = 1; i <= rest; ++i) accept(end + i * period, value);
+  lastTime_ = end;
+  running_ = false;
+}
+
+// A few lost samples: a straight line.
+void BeatEngine::fill(int missing, Time time, float value) {
+  const Time from = lastTime_;
+  const float start = samples_[samples_.size() - 1];
+  const float end = value - offset_;
+  for (int i = 1; i <= missing; ++i) {
+    const float part = static_cast<float>(i) / static_cast<float>(missing + 1);
+    accept(from + (time - from) * i / (missing + 1), start + (end - start) * part);
+  }
+}
+
+void BeatEngine::accept(Time time, float value) {
+  lastTime_ = time;
+  samples_.push(value);
+  times_.push(time);
+  quality_.sample(value);
+  const std::int64_t centre = samples_.size() - 1 - envelopes_.delay();
+  if (centre == steps_.size() * envelopes_.stride()) newStep(centre);
+}
+
+void BeatEngine::newStep(std::int64_t centre) {
+  EcgStep step;
+  step.envelopes = envelopes_.at(samples_.at(centre));
+  step.strength = strengthOf(step.envelopes);
+  steps_.push(step);
+  quality_.strength(step.strength);
+
+  const std::int64_t newest = steps_.size() - 1;
+  if (isLargest(newest - nearSteps_)) {
+    pending_[pendingEnd_++ % pending_.size()] = newest - nearSteps_;
+  }
+  while (pendingFirst_ != pendingEnd_ &&
+         pending_[pendingFirst_ % pending_.size()] + aheadSteps_ <= newest) {
+    decide(pending_[pendingFirst_++ % pending_.size()]);
+  }
+  if (searchBack_) searchBack(newest);
+}
+
+// Whether nothing around a step is stronger.
+bool BeatEngine::isLargest(std::int64_t number) const {
+  if (number < nearSteps_) return false;
+  const EcgStep* const step = steps_.at(number);
+  const float strength = step->strength;
+  if (!(strength > step[-1].strength) || strength < step[1].strength) return false;
+  for (std::int64_t i = 2; i <= nearSteps_; ++i) {
+    if (!(strength > step[-i].strength) || strength < step[i].strength) return false;
+  }
+  return true;
+}
+
+Candidate BeatEngine::candidateAt(std::int64_t number) const {
+  const EcgStep* const step = steps_.at(number);
+  Candidate candidate;
+  candidate.step = number;
+  candidate.time = times_[number * envelopes_.stride()];
+  candidate.strength = step->strength;
+  candidate.envelopes = step->envelopes;
+  candidate.slope = peaks_.slope(samples_.at(number * envelopes_.stride()));
+  candidate.background = quality_.background();
+  candidate.largest = quality_.largest();
+  return candidate;
+}
+
+void BeatEngine::decide(std::int64_t number) {
+  const std::int64_t sample = number * envelopes_.stride();
+  if (!running_ || (realEnd_ > 0 && sample >= realEnd_)) return;
+  if (!history_.learnt() && static_cast<double>(sample) < firstDecision * rate_) return;
+  const Candidate candidate = candidateAt(number);
+  const Surroundings around(steps_.at(number), stepRate_, static_cast<int>(aheadSteps_));
+  const double certainty = judge_->certainty(candidate, around, history_);
+  if (certainty >= 0.5) {
+    report(candidate, certainty, false);
+  } else {
+    history_.reject(candidate);
+  }
+}
+
+// Reports the strongest of the rejected candidates when a beat is overdue.
+void BeatEngine::searchBack(std::int64_t newest) {
+  const std::optional<Candidate>& missed = history_.strongestRejected();
+  const double waited = history_.secondsSinceLast(newest - aheadSteps_);
+  if (!missed || !history_.last() || waited < missedShare * history_.medianInterval()) return;
+  const double seconds = history_.secondsSinceLast(missed->step);
+  const double toNow = static_cast<double>(newest - missed->step) / stepRate_;
+  if (missed->strength < missedLevel * beatThreshold(history_, seconds)) return;
+  if (toNow < longestBack) report(Candidate(*missed), 0.5, true);
+}
+
+void BeatEngine::report(const Candidate& candidate, double certainty, bool late) {
+  const std::int64_t centre = candidate.step * envelopes_.stride();
+  const RPeak peak = peaks_.find(samples_.at(centre));
+  const std::int64_t sample = centre + peak.sample;
+  if (sample < 0) return;
+  Beat beat;
+  beat.late = late;
+  beat.time = times_[sample];
+  const std::int64_t neighbour = peak.fraction < 0 ? sample - 1 : sample + 1;
+  const double away = peak.fraction < 0 ? -peak.fraction : peak.fraction;
+  if (neighbour >= 0 && neighbour < samples_.size()) {
+    beat.time += Time{static_cast<std::int64_t>(
+        away * static_cast<double>((times_[neighbour] - beat.time).count()))};
+  }
+  if (lastBeat_ && beat.time <= *lastBeat_) return;
+  if (lastBeat_) beat.rr = seconds(beat.time - *lastBeat_);
+  beat.amplitude = peak.amplitude;
+  const double level =
+      history_.learnt() ? std::min(history_.level(), candidate.strength) : candidate.strength;
+  beat.quality = ratioQuality(level) * (1 - quality_.constantShare()) * certaintyQuality(certainty);
+  beat.kind = classifier_.classify({candidate.envelopes, beat.amplitude, beat.quality, beat.rr});
+  history_.accept(candidate);
+  lastBeat_ = beat.time;
+  if (found_ - reported_ == beats_.size()) ++reported_;
+  beats_[found_++ % beats_.size()] = beat;
+}
+
+double BeatEngine::ratioQuality(double level) const {
+  const double background = quality_.background();
+  return background > 0 ? ramp(level / background, 2, 6) : 0;
+}
+
+}  // namespace Zephly::vitals
