@@ -18,7 +18,7 @@ declare -A allowed=(
   [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
   [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
-  [hosts/replay]="zephly/ $foundation capture/ timing/"
+  [hosts/replay]="zephly/ $foundation capture/ timing/ vitals/"
   [tools]="$watching tools/"  # main.cpp; what its folders share is in tools/common
   [tools/common]="$watching" [tools/licenses]=""
   [tools/watch]="$watching tools/common/"
@@ -27,6 +27,7 @@ declare -A allowed=(
   [tools/record]="$watching tools/common/ tools/watch/ tools/inspect/ tools/export/"
   [tools/replay]="$watching tools/common/ tools/watch/ tools/monitor/"
   [tools/strap]="$watching tools/common/"
+  [tools/vitals]="$watching tools/common/ tools/watch/ tools/export/"
   [bindings]="$watching" [examples]="$watching"
   [bench]="$watching tools/ tests/support/" [fuzz]="$watching tools/ tests/support/" [docs/figures]="zephly/"
   [tests]="$watching tools/ bench/ examples/ fuzz/ docs/")

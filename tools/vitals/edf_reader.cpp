@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: MIT
+#include <tools/common/option_values.h>
+#include <tools/vitals/edf_reader.h>
+#include <tools/vitals/input_error.h>
+
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace Zephly::recorders {
+
+namespace {
+
+// The header: 256 bytes of the file, then 256 bytes for each signal, each field for all signals.
+constexpr std::uint64_t fileHeaderSize = 256;
+constexpr std::uint64_t signalHeaderSize = 256;
+constexpr std::string_view edfVersion = "0       ";
+constexpr std::string_view clockLabel = "EDF Annotations";
+constexpr std::uint64_t largestRecord = 10U << 20U;  // bytes, as for EDFlib
+constexpr double shortestRecord = 1e-4;              // seconds
+constexpr double longestRecord = 86'400;             // seconds
+
+struct EdfField {
+  std::uint64_t at;
+  std::uint64_t width;
+};
+
+constexpr EdfField headerSizeField{184, 8};
+constexpr EdfField kindField{192, 44};
+constexpr EdfField recordsField{236, 8};
+constexpr EdfField durationField{244, 8};
+constexpr EdfField signalsField{252, 4};
+
+std::string_view withoutBlanks(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+template <class Number>
+std::optional<Number> edfNumber(std::string_view text) {
+  text = withoutBlanks(text);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  return tools::parseNumber<Number>(text);
+}
+
+// EDF has Latin-1 characters in units.
+std::string edfUnit(std::string_view text) {
+  std::string unit;
+  for (const char one : withoutBlanks(text)) {
+    if (static_cast<unsigned char>(one) == 0xB5U) {
+      unit += "\u00B5";
+    } else {
+      unit += one;
+    }
+  }
+  return unit;
+}
+
+}  // namespace
+
+// The part of the header with the signals.
+struct EdfReader::Fields {
+  std::string_view header;
+  std::uint64_t signals;
+
+  // `begin`: of the field, in the bytes of one signal.
+  EdfField field(std::uint64_t begin, std::uint64_t width, std::size_t signal) const {
+    return {fileHeaderSize + begin * signals + width * signal, width};
+  }
+  std::string_view text(const EdfField& field) const {
+    return header.substr(field.at, field.width);
+  }
+};
+
+bool EdfReader::isEdf(const InputFile& file) {
+  return file.size() >= edfVersion.size() && file.text(0, edfVersion.size()) == edfVersion;
+}
+
+EdfReader::EdfReader(InputFile file) : file_(std::move(file)) {
+  const std::string first = file_.text(0, fileHeaderSize);
+  readFileHeader(first);
+  readSignals(file_.text(0, headerSize_));
+  checkSize();
+}
+
+void EdfReader::fail(std::uint64_t at, const std::string& reason) const {
+  throw InputError(file_.path(), at, reason);
+}
+
+void EdfReader::readFileHeader(const std::string& header) {
+  const auto text = [&](const EdfField& field) {
+    return std::string_view(header).substr(field.at, field.width);
+  };
+  const auto number = [&]<class Number>(Number /*kind*/, const EdfField& field,
+                                        const std::string& what) {
+    const auto value = edfNumber<Number>(text(field));
+    if (!value) fail(field.at, what + " expected, found " + excerpt(text(field)));
+    return *value;
+  };
+  plus_ = text(kindField).starts_with("EDF+");
+  discontinuous_ = text(kindField).starts_with("EDF+D");
+  const auto signals = number(std::uint64_t{}, signalsField, "a number of signals");
+  if (signals == 0) fail(signalsField.at, "the file has no signals");
+  headerSize_ = number(std::uint64_t{}, headerSizeField, "the size of the header");
+  const std::uint64_t needed = fileHeaderSize + signals * signalHeaderSize;
+  if (headerSize_ != needed) {
+    fail(headerSizeField.at, "a header of " + std::to_string(needed) + " bytes expected for " +
+                                 std::to_string(signals) + " signals, found " +
+                                 std::to_string(headerSize_));
+  }
+  if (file_.size() < headerSize_) {
+    fail(file_.size(), "the file ends in its header of " + std::to_string(headerSize_) + " bytes");
+  }
+  const auto records = number(std::int64_t{}, recordsField, "a number of data records");
+  // -1: the recorder has not completed the header.
+  if (records < -1) fail(recordsField.at, "a number of data records expected");
+  recordsKnown_ = records >= 0;
+  records_ = recordsKnown_ ? static_cast<std::uint64_t>(records) : 0;
+  duration_ = number(double{}, durationField, "the duration of a data record");
+  if (!(duration_ >= shortestRecord) || !(duration_ <= longestRecord)) {
+    fail(durationField.at,
+         "a duration of 0.0001 to 86400 seconds expected for a data record, found " +
+             excerpt(text(durationField)));
+  }
+}
+
+void EdfReader::readSignals(const std::string& header) {
+  const Fields fields{header, headerSize_ / signalHeaderSize - 1};
+  for (std::size_t i = 0; i < fields.signals; ++i) {
+    const EdfField countField = fields.field(216, 8, i);
+    const auto samples = edfNumber<std::uint64_t>(fields.text(countField));
+    if (!samples || *samples > largestRecord / 2) {
+      fail(countField.at, "a number of samples expected, found " + excerpt(fields.text(countField)));
+    }
+    const std::uint64_t begin = recordSize_;
+    recordSize_ += 2 * *samples;
+    if (recordSize_ > largestRecord)
+      fail(countField.at, "a data record of more than 10 MiB is not supported");
+    const std::string_view label = withoutBlanks(fields.text(fields.field(0, 16, i)));
+    if (plus_ && label == clockLabel) {
+      if (!clock_) clock_ = Place{begin, *samples, 0, 0};
+      continue;
+    }
+    if (*samples == 0) continue;
+    Place place = scaleOf(fields, i);
+    place.begin = begin;
+    place.samples = *samples;
+    infos_.push_back({std::string(label), edfUnit(fields.text(fields.field(96, 8, i))),
+                      static_cast<double>(*samples) / duration_});
+    places_.push_back(place);
+  }
+  if (discontinuous_ && !clock_) {
+    fail(kindField.at, "the file is discontinuous and has no times of its data records");
+  }
+}
+
+EdfReader::Place EdfReader::scaleOf(const Fields& fields, std::size_t signal) const {
+  const auto number = [&]<class Number>(Number /*kind*/, std::uint64_t begin) {
+    const EdfField field = fields.field(begin, 8, signal);
+    const auto value = edfNumber<Number>(fields.text(field));
+    if (!value || !std::isfinite(static_cast<double>(*value))) {
+      fail(field.at, "a number expected, found " + excerpt(fields.text(field)));
+    }
+    return *value;
+  };
+  const auto physicalMinimum = number(double{}, 104);
+  const auto physicalMaximum = number(double{}, 112);
+  const auto digitalMinimum = number(int{}, 120);
+  const auto digitalMaximum = number(int{}, 128);
+  if (digitalMinimum >= digitalMaximum || digitalMinimum < -32'768 || digitalMaximum > 32'767) {
+    fail(fields.field(120, 8, signal).at,
+         "a digital minimum below the maximum, both of 16 bits, expected, found " +
+             std::to_string(digitalMinimum) + " and " + std::to_string(digitalMaximum));
+  }
+  if (physicalMinimum == physicalMaximum) {
+    fail(fields.field(104, 8, signal).at,
+         "the physical minimum is the maximum, so that the gain is 0");
+  }
+  const double gain =
+      (physicalMaximum - physicalMinimum) / (static_cast<double>(digitalMaximum) - digitalMinimum);
+  return {.begin = 0, .samples = 0, .gain = gain, .zero = physicalMinimum - gain * digitalMinimum};
+}
+
+void EdfReader::checkSize() {
+  if (recordSize_ == 0) fail(fileHeaderSize, "the data records are empty");
+  const std::uint64_t there = (file_.size() - headerSize_) / recordSize_;
+  const std::uint64_t rest = (file_.size() - headerSize_) % recordSize_;
+  if (!recordsKnown_) records_ = there;
+  if (records_ == 0) fail(recordsField.at, "the file has no data records");
+  if (static_cast<double>(records_) * duration_ > latestTime) {
+    fail(recordsField.at, "more data records than fit into a hundred years");
+  }
+  if (there < records_ || (!recordsKnown_ && rest > 0)) {
+    fail(file_.size(), "the file ends here, after " + std::to_string(there) +
+                           " whole data records" +
+                           (recordsKnown_ ? " of " + std::to_string(records_) : ""));
+  }
+  if (there > records_ || rest > 0) {
+    fail(headerSize_ + records_ * recordSize_,
+         "more bytes after the last of " + std::to_string(records_) + " data records");
+  }
+}
+
+const char* EdfReader::format() const {
+  if (discontinuous_) return "EDF+D";
+  return plus_ ? "EDF+" : "EDF";
+}
+
+double EdfReader::part() const {
+  return static_cast<double>(next_) / static_cast<double>(records_);
+}
+
+// The first annotation of a data record is its time: "+12.5", the bytes 20, 20 and 0.
+double EdfReader::onset(std::uint64_t record) const {
+  constexpr std::uint64_t longest = 64;
+  const std::uint64_t at = headerSize_ + record * recordSize_ + clock_->begin;
+  const std::string bytes =
+      file_.text(at, static_cast<std::size_t>(std::min(longest, 2 * clock_->samples)));
+  const std::string_view text = std::string_view(bytes).substr(0, bytes.find('\x14'));
+  const bool isSigned = text.starts_with('+') || text.starts_with('-');
+  const auto value = isSigned ? edfNumber<double>(text) : std::nullopt;
+  if (!value || !(std::abs(*value) <= latestTime)) {
+    fail(at, "the time of the data record expected, found " + excerpt(text));
+  }
+  return *value;
+}
+
+vitals::Time EdfReader::beginOf(std::uint64_t record) {
+  if (!discontinuous_) return timeOfSample(static_cast<double>(record) * duration_, 1);
+  const double time = onset(record);
+  // Times are written as decimal numbers.
+  constexpr double tolerance = 1e-6;
+  if (record == 0) {
+    firstOnset_ = time;
+  } else if (time < lastOnset_ + duration_ - tolerance) {
+    fail(headerSize_ + record * recordSize_ + clock_->begin,
+         "the data record begins before the previous one has ended");
+  }
+  lastOnset_ = time;
+  return timeOfSample(time - firstOnset_, 1);
+}
+
+bool EdfReader::next(std::vector<SignalSample>& samples) {
+  samples.clear();
+  if (next_ == records_) return false;
+  const vitals::Time begin = beginOf(next_);
+  std::vector<std::size_t> begins;
+  std::vector<unsigned char> bytes;
+  for (std::size_t chosen = 0; chosen < chosen_.size(); ++chosen) {
+    const Place& place = places_[chosen_[chosen]];
+    const double rate = infos_[chosen_[chosen]].rate;
+    bytes.resize(2 * place.samples);
+    file_.read(headerSize_ + next_ * recordSize_ + place.begin, bytes);
+    begins.push_back(samples.size());
+    for (std::size_t i = 0; i < place.samples; ++i) {
+      const auto step =
+          static_cast<std::int16_t>(bytes[2 * i] | static_cast<unsigned>(bytes[2 * i + 1]) << 8U);
+      samples.push_back({chosen, begin + timeOfSample(static_cast<double>(i), rate),
+                         static_cast<float>(step * place.gain + place.zero)});
+    }
+  }
+  mergeByTime(samples, begins);
+  ++next_;
+  return true;
+}
+
+}  // namespace Zephly::recorders
