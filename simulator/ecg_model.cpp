@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace Zephly::simulator {
 
@@ -84,7 +85,7 @@ EcgModel::State EcgModel::slope(const State& at, double angularVelocity, double 
   for (const Wave& wave : waves) {
     const double distance = wrapped(angle - wave.angle * std::pow(slowness_, wave.shift));
     const double width = wave.width * slowness_;
-    z -= wave.push * distance * std::exp(-distance * distance / (2 * width * width));
+    z -= waves_ * (wave.push * distance * std::exp(-distance * distance / (2 * width * width)));
   }
   return {pull * at.x - angularVelocity * at.y, pull * at.y + angularVelocity * at.x, z};
 }
@@ -116,7 +117,9 @@ float EcgModel::next(double heartRate, double breathPhase, bool electrodesOn) {
   time_ += step;
   // A fast heart varies less.
   const double interval = 60 / rate * (1 + intervalVariation(breathPhase) / slowness_);
+  const bool above = state_.y >= 0;
   advance(2 * pi / interval, breathingBaseline * std::sin(breathPhase));
+  if (above && state_.y < 0 && state_.x < 0) waves_ = std::exchange(skipNext_, false) ? 0 : 1;
   const double disturbed = millivoltPerUnit * state_.z + disturbances();
   if (!electrodesOn) return static_cast<float>(random_.uniform(-openEcgNoise, openEcgNoise));
   return static_cast<float>(disturbed);

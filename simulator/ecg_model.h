@@ -34,6 +34,8 @@ class EcgModel {
 
   /// Radians, of the sample given last: 0 at the R wave, -pi to pi.
   double heartPhase() const;
+  /// The next whole turn of the circle, from -pi to pi, has no waves.
+  void skipBeat() { skipNext_ = true; }
 
  private:
   struct State {
@@ -54,8 +56,10 @@ class EcgModel {
 
   Random random_;
   State state_{-1, 0, 0};
-  double time_ = 0;        // seconds
-  double slowness_ = 1;    // of the waves: the square root of heart rate / 60
+  double time_ = 0;      // seconds
+  double slowness_ = 1;  // of the waves: the square root of heart rate / 60
+  bool skipNext_ = false;
+  double waves_ = 1;       // 0 while a beat is skipped
   double mainsPhase_ = 0;  // radians
   double wander_ = 0;      // mV
   std::array<Cosine, cosines> slowBand_{};

@@ -31,11 +31,15 @@ float RespirationModel::next(double breathingRate, double heartPhase, bool elect
     // Between two breaths, where the waveform does not jump with its depth.
     depth_ = random_.uniform(0.85, 1.15);
   }
-  mainsPhase_ = std::fmod(mainsPhase_ + 2 * pi * mainsFrequency / waveformRate, 2 * pi);
-  if (!electrodesOn) return static_cast<float>(random_.uniform(-openBeltNoise, openBeltNoise));
   // The bent phase makes breathing in quicker than out; depth does not matter at its beginning.
   const double expansion = 1 - std::cos(phase_ + 0.35 * std::sin(phase_));
-  return static_cast<float>(breath * (depth_ * expansion - 1) + heartBeat * std::sin(heartPhase) +
+  return measure(depth_ * expansion - 1, heartPhase, electrodesOn);
+}
+
+float RespirationModel::measure(double chest, double heartPhase, bool electrodesOn) {
+  mainsPhase_ = std::fmod(mainsPhase_ + 2 * pi * mainsFrequency / waveformRate, 2 * pi);
+  if (!electrodesOn) return static_cast<float>(random_.uniform(-openBeltNoise, openBeltNoise));
+  return static_cast<float>(breath * chest + heartBeat * std::sin(heartPhase) +
                             mainsPickUp * std::sin(mainsPhase_) + beltNoise * random_.normal());
 }
 

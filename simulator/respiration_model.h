@@ -30,7 +30,12 @@ class RespirationModel {
   /// wave).
   float next(double breathingRate, double heartPhase, bool electrodesOn);
 
-  /// Radians, of the sample given last: 0 when breathing in begins.
+  /// The next sample of a chest that something else models, in place of next(). `chest` is -1 to 1
+  /// during a usual breath.
+  float measure(double chest, double heartPhase, bool electrodesOn);
+
+  /// Radians, of the sample given last by next(): 0 when breathing in
+  /// begins.
   double phase() const { return phase_; }
 
  private:

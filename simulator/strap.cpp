@@ -2,18 +2,15 @@
 #include <simulator/strap.h>
 
 #include <simulator/battery_model.h>
-#include <simulator/ecg_model.h>
 #include <simulator/frame_encoder.h>
+#include <simulator/heart_and_lungs.h>
 #include <simulator/person.h>
 #include <simulator/playback.h>
 #include <simulator/rates.h>
-#include <simulator/respiration_model.h>
 #include <simulator/temperature_model.h>
 #include <zephly/platform/fatal_error.h>
 
 #include <algorithm>
-#include <array>
-#include <deque>
 #include <utility>
 
 namespace Zephly::simulator {
@@ -21,16 +18,6 @@ namespace Zephly::simulator {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr double restingHeartRate = 64;      // beats per minute
-constexpr double heartRateRise = 80;         // at full exertion
-constexpr double restingBreathingRate = 14;  // breaths per minute
-constexpr double breathingRateRise = 16;     // at full exertion
-
-double heartRateAt(double exertion) { return restingHeartRate + heartRateRise * exertion; }
-double breathingRateAt(double exertion) {
-  return restingBreathingRate + breathingRateRise * exertion;
-}
 
 // One stream of a strap.
 class Channel {
@@ -44,57 +31,6 @@ class Channel {
   Channel() = default;
   Channel(const Channel&) = default;
   Channel& operator=(const Channel&) = default;
-};
-
-// A waveform frame is due when its last sample is taken.
-StrapTime waveformFrameTime(std::int64_t frame) {
-  return sampleTime(frame * samplesPerWaveformFrame + samplesPerWaveformFrame - 1, waveformRate);
-}
-
-// Heart and lungs, which depend on each other. Their frames are computed together, and the frame of
-// the other stream is kept until it is requested.
-class HeartAndLungs {
- public:
-  HeartAndLungs(TrainingPlan plan, std::uint64_t seed)
-      : plan_(std::move(plan)), heart_(seed), lungs_(seed) {}
-
-  Bytes takeEcg() { return take(ecgFrames_); }
-  Bytes takeRespiration() { return take(respirationFrames_); }
-  void dropEcg() { keepEcg_ = false; }
-  void dropRespiration() { keepRespiration_ = false; }
-
- private:
-  Bytes take(std::deque<Bytes>& frames) {
-    if (frames.empty()) makeFrames();
-    Bytes frame = std::move(frames.front());
-    frames.pop_front();
-    return frame;
-  }
-
-  void makeFrames() {
-    std::array<float, samplesPerWaveformFrame> ecg{};
-    std::array<float, samplesPerWaveformFrame> respiration{};
-    const double exertion = plan_.exertion(waveformFrameTime(frame_));
-    for (int i = 0; i < samplesPerWaveformFrame; ++i) {
-      const auto place = static_cast<std::size_t>(i);
-      const std::int64_t sample = frame_ * samplesPerWaveformFrame + i;
-      const bool on = plan_.electrodesOn(sampleTime(sample, waveformRate));
-      respiration.at(place) = lungs_.next(breathingRateAt(exertion), heart_.heartPhase(), on);
-      ecg.at(place) = heart_.next(heartRateAt(exertion), lungs_.phase(), on);
-    }
-    ++frame_;
-    if (keepEcg_) ecgFrames_.push_back(encodeWaveform(ecg));
-    if (keepRespiration_) respirationFrames_.push_back(encodeWaveform(respiration));
-  }
-
-  TrainingPlan plan_;
-  EcgModel heart_;
-  RespirationModel lungs_;
-  std::int64_t frame_ = 0;
-  std::deque<Bytes> ecgFrames_;
-  std::deque<Bytes> respirationFrames_;
-  bool keepEcg_ = true;
-  bool keepRespiration_ = true;
 };
 
 class WaveformChannel : public Channel {
@@ -202,7 +138,8 @@ class Strap::Implementation {
   explicit Implementation(const StrapOptions& options)
       : plan_(options.recording ? TrainingPlan::quiet() : options.plan) {
     plan_.check();
-    makeModels(options.seed);
+    if (options.wearer) options.wearer->check();
+    makeModels(options);
     if (options.recording) makeRecorded(*options.recording, options.seed);
   }
 
@@ -238,10 +175,12 @@ class Strap::Implementation {
   const RecordedChannel* recorded(Stream stream) const { return recorded_[stream]; }
 
   const TrainingPlan& plan() const { return plan_; }
+  const HeartAndLungs& body() const { return *body_; }
 
  private:
-  void makeModels(std::uint64_t seed) {
-    body_ = std::make_shared<HeartAndLungs>(plan_, seed);
+  void makeModels(const StrapOptions& options) {
+    const std::uint64_t seed = options.seed;
+    body_ = std::make_shared<HeartAndLungs>(plan_, options.wearer, seed, options.observer);
     set(Stream::temperature, std::make_unique<TemperatureChannel>(plan_, seed));
     set(Stream::ecg, std::make_unique<WaveformChannel>(body_, &HeartAndLungs::takeEcg));
     set(Stream::battery, std::make_unique<BatteryChannel>(plan_, seed));
@@ -313,8 +252,10 @@ Repetitions Strap::repetitionsDone(StrapTime time) const { return plan().repetit
 
 bool Strap::electrodesOn(StrapTime time) const { return plan().electrodesOn(time); }
 
-double Strap::heartRate(StrapTime time) const { return heartRateAt(plan().exertion(time)); }
+double Strap::heartRate(StrapTime time) const { return implementation_->body().heartRate(time); }
 
-double Strap::breathingRate(StrapTime time) const { return breathingRateAt(plan().exertion(time)); }
+double Strap::breathingRate(StrapTime time) const {
+  return implementation_->body().breathingRate(time);
+}
 
 }  // namespace Zephly::simulator

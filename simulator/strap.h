@@ -18,6 +18,7 @@
 #include <simulator/frame.h>
 #include <simulator/recording.h>
 #include <simulator/training_plan.h>
+#include <simulator/wearer.h>
 #include <zephly/platform/export.h>
 
 #include <cstddef>
@@ -32,6 +33,8 @@ struct StrapOptions {
   std::uint64_t seed = 1;
   TrainingPlan plan = TrainingPlan::standard();
   std::shared_ptr<const Recording> recording = nullptr;  ///< null: everything is modelled
+  std::optional<Wearer> wearer = {};                     ///< none: a steady body
+  WearerObserver* observer = nullptr;  ///< of the modelled body; must outlive the strap
 };
 
 /// What became of one recorded stream. All in samples (for motion and temperature: readings).
@@ -46,7 +49,7 @@ struct PlaybackCounts {
 /// One strap from the moment it is switched on.
 class ZEPHLY_EXPORT Strap : public FrameSource {
  public:
-  /// Throws std::invalid_argument for a plan that does not pass its check().
+  /// Throws std::invalid_argument for a plan or a wearer that does not pass its check().
   explicit Strap(const StrapOptions& options = {});
   ~Strap() override;
   Strap(const Strap&) = delete;

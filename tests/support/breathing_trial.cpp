@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include <tests/support/breathing_trial.h>
+
+#include <simulator/frame_encoder.h>
+#include <simulator/rates.h>
+#include <vitals/breath_detector.h>
+#include <vitals/breathing_rate.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+using namespace std::chrono_literals;
+using Zephly::vitals::Time;
+
+StrapSignals strapSignals(Zephly::simulator::Strap& strap, Zephly::StrapTime end) {
+  StrapSignals signals;
+  while (strap.nextFrameTime() && *strap.nextFrameTime() < end) {
+    const Zephly::simulator::Frame frame = strap.nextFrame();
+    if (frame.stream != Zephly::Stream::ecg && frame.stream != Zephly::Stream::respiration)
+      continue;
+    auto& samples = frame.stream == Zephly::Stream::ecg ? signals.ecg : signals.respiration;
+    for (std::size_t i = 0; i < 6; ++i) {
+      std::uint32_t bits = 0;
+      for (std::size_t byte = 3; byte-- > 0;) bits = bits << 8U | frame.bytes[3 * i + byte];
+      const auto index = static_cast<std::int64_t>(samples.size());
+      samples.emplace_back(Zephly::sampleTime(index, Zephly::simulator::waveformRate),
+                           static_cast<float>(static_cast<std::int32_t>(bits << 8U)) /
+                               static_cast<float>(1U << 31U) *
+                               Zephly::simulator::waveformFullScale);
+    }
+  }
+  return signals;
+}
+
+BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::StrapTime length) {
+  BreathingTrial trial;
+  options.observer = &trial.truth;
+  Zephly::simulator::Strap strap(options);
+  const TimedSamples samples = strapSignals(strap, length).respiration;
+
+  Zephly::vitals::BreathDetector detector(Zephly::simulator::waveformRate);
+  Zephly::vitals::BreathingRate rate;
+  bool contact = true;
+  Time next = 1s;
+  for (const auto& [time, value] : samples) {
+    if (time >= next) {
+      const auto now = contact ? rate.at(next, detector.signalQuality()) : std::nullopt;
+      BreathingTrial::Second second{next, {}, 0, detector.signalQuality()};
+      if (now) {
+        second.perMinute = now->perMinute;
+        second.quality = now->quality;
+      }
+      trial.seconds.push_back(second);
+      next += 1s;
+    }
+    if (const bool on = strap.electrodesOn(time); on != contact) {
+      contact = on;
+      detector.setContact(on);
+      rate.interrupt();
+    }
+    detector.push(time, value);
+    while (const auto breath = detector.next()) {
+      trial.breaths.push_back(*breath);
+      trial.reported.push_back(time);
+      rate.add(*breath);
+    }
+  }
+  return trial;
+}
+
+std::optional<double> BreathingTrial::trueRate(Time time) const {
+  Time last{};
+  Time first{};
+  int durations = 0;
+  bool any = false;
+  for (const Time end : truth.ends) {
+    if (end > time) break;
+    if (!any || end - last > 10s) {
+      durations = 0;
+    } else if (time - end < 30s) {
+      if (durations++ == 0) first = last;
+    }
+    last = end;
+    any = true;
+  }
+  if (time - last > 10s || durations == 0) return std::nullopt;
+  return 60.0 * durations / std::chrono::duration<double>(last - first).count();
+}
