@@ -4,6 +4,7 @@
 #include <tests/schedules/bluetoothd.h>
 
 #include <hosts/bluez/names.h>
+#include <tests/schedules/allocations.h>
 #include <tests/schedules/paths.h>
 #include <tests/schedules/virtual_time.h>
 
@@ -23,14 +24,16 @@ namespace {
 
 constexpr Duration advertisingInterval = 150ms;
 
-// Far below the real rates: what matters here is the order of events, not their number.
+// Far below the real rates: what matters here is the order of events, not their number, and the
+// filters of the session are most of a run's work.
 Duration intervalOf(Stream stream) {
   switch (stream) {
     case Stream::ecg:
-    case Stream::respiration:
-      return 250ms;
-    case Stream::motion:
       return 400ms;
+    case Stream::respiration:
+      return 600ms;
+    case Stream::motion:
+      return 500ms;
     case Stream::temperature:
       return 1s;
     case Stream::battery:
@@ -116,6 +119,7 @@ void Bluetoothd::apply(const Step& step) {
 void Bluetoothd::later(Duration delay, Job job) {
   const std::uint64_t number = ++lastTimer_;
   timers_[number] = queue_->after(delay, [this, number, job = std::move(job)] {
+    const Spared spared;
     const auto timer = timers_.extract(number);
     job();
   });
@@ -140,6 +144,7 @@ void Bluetoothd::arm(Line& line) {
 }
 
 void Bluetoothd::turn(Line& line) {
+  const Spared spared;
   if (line.jobs.empty() || active_[Action::stalled] > 0) return;
   const Job job = std::move(line.jobs.front().job);
   line.jobs.pop_front();
@@ -199,7 +204,7 @@ void Bluetoothd::programLosesLink() {
 BusService::Opening Bluetoothd::opening(Zephly::main_queue::MainQueue& queue) {
   if (queue_ == nullptr) {
     queue_ = &queue;
-    later(advertisingInterval, [this] { advertise(); });
+    advertiseSoon();
     for (const Stream stream : Zephly::allStreams) {
       // Each at its own times, so that the order of all values is known.
       later(std::chrono::milliseconds(3 * (1 + static_cast<int>(stream))),
@@ -237,6 +242,7 @@ void Bluetoothd::stopService() {
   if (!running_) return;
   const std::string name = uniqueName(owner_);
   ++attempt_;
+  advertiseSoon();
   running_ = connected_ = resolved_ = deviceKnown_ = gattKnown_ = discovering_ = false;
   notifying_.clear();
   feeds_.clear();
@@ -300,9 +306,17 @@ void Bluetoothd::forgetDevice() {
 
 // The strap --------------------------------------------------------------------------------------
 
-void Bluetoothd::advertise() {
+// Not during a link, which is most of the time.
+void Bluetoothd::advertiseSoon() {
+  if (std::exchange(advertising_, true)) return;
   later(advertisingInterval, [this] { advertise(); });
-  if (!inRange_ || connected_ || !running_ || !adapter_ || !powered_) return;
+}
+
+void Bluetoothd::advertise() {
+  advertising_ = false;
+  if (connected_) return;
+  advertiseSoon();
+  if (!inRange_ || !running_ || !adapter_ || !powered_) return;
   if (discovering_) {
     if (!deviceKnown_) {
       deviceKnown_ = true;
@@ -365,6 +379,7 @@ void Bluetoothd::addGattObjects() {
 
 void Bluetoothd::dropLink() {
   connected_ = false;
+  advertiseSoon();
   ++attempt_;
   notifying_.clear();
   feeds_.clear();

@@ -110,6 +110,7 @@ class Bluetoothd final : public BusService {
   void stopService();
   void setPower(bool on);
   void setAdapter(bool present);
+  void advertiseSoon();
   void advertise();
   void beginLink();
   void linkStep(int step);
@@ -148,6 +149,7 @@ class Bluetoothd final : public BusService {
   bool powered_ = true;
   bool discovering_ = false;
   bool inRange_ = true;
+  bool advertising_ = false;  // the next advertisement is planned
   bool deviceKnown_ = false;
   bool connected_ = false;
   bool resolved_ = false;

@@ -2,7 +2,8 @@
 #pragma once
 /// @file
 /// Failing system calls on regular files. The program that links files.cpp replaces write,
-/// fdatasync, fsync and ftruncate; only calls of the thread that drives the time fail.
+/// fdatasync, fsync and ftruncate; only calls of the thread that drives the time fail. Nothing is
+/// synchronized while time is simulated.
 
 namespace schedules {
 

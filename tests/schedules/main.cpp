@@ -3,10 +3,12 @@
 /// bluetoothd, in simulated time, with everything going wrong that a seed says.
 ///
 ///   zephly_schedules --seeds 1000          # the seeds 1 to 1000
+///   zephly_schedules --first 1001 --seeds 1000
 ///   zephly_schedules --seed 17             # one, with its steps
 ///   zephly_schedules --seed 17 --shrink    # the fewest steps that still fail
 ///   zephly_schedules --seed 17 --trace     # and every message on the bus
 ///
+/// Reports its progress on the standard error every ten seconds, and what it has run at the end.
 /// Each schedule runs in a process of its own. Exit code 1 when a rule was broken.
 
 #include <tests/schedules/run.h>
@@ -20,14 +22,19 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <map>
+#include <memory>
+#include <new>
 #include <numeric>
+#include <ratio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -120,9 +127,9 @@ class Runner {
     while (more() || !children_.empty()) {
       while (more() && children_.size() < jobs_) begin(next++);
       reap();
+      reportProgress(next - first - children_.size(), count);
     }
-    std::cout << next - first << " schedules: " << total_.links << " links, " << total_.values
-              << " values, " << total_.calls << " calls; " << failed_ << " failed\n";
+    printFigures(next - first);
     return failed_ == 0 ? 0 : 1;
   }
 
@@ -163,10 +170,7 @@ class Runner {
     if (found == children_.end()) return;
     const Running running = std::move(found->second);
     children_.erase(found);
-    const Figures& figures = running.child->figures();
-    total_.links += figures.links;
-    total_.values += figures.values;
-    total_.calls += figures.calls;
+    add(running.child->figures());
     const std::string verdict = running.child->verdict(status);
     std::error_code ignored;
     std::filesystem::remove_all(folder_ / std::to_string(running.seed), ignored);
@@ -175,8 +179,45 @@ class Runner {
     std::cout << "seed " << running.seed << ": " << verdict << std::endl;
   }
 
+  void add(const Figures& figures) {
+    total_.values += figures.values;
+    total_.links += figures.links;
+    total_.calls += figures.calls;
+    total_.viewers += figures.viewers;
+    total_.viewerLosses += figures.viewerLosses;
+    total_.failedAllocations += figures.failedAllocations;
+    total_.time += figures.time;
+    for (std::size_t i = 0; i < schedules::actionCount; ++i) {
+      total_.disturbances.at(i) += figures.disturbances.at(i);
+    }
+  }
+
+  void reportProgress(std::uint64_t done, std::uint64_t count) {
+    const auto now = Clock::now();
+    if (now - reported_ < std::chrono::seconds(10)) return;
+    reported_ = now;
+    std::cerr << done << " of " << count << " schedules, " << failed_ << " failed" << std::endl;
+  }
+
+  void printFigures(std::uint64_t count) const {
+    using Hours = std::chrono::duration<double, std::ratio<3600>>;
+    std::cout << count << " schedules of " << std::fixed << std::setprecision(1)
+              << Hours(total_.time).count() << " simulated hours: " << total_.links << " links, "
+              << total_.values << " values, " << total_.calls << " calls, " << total_.viewers
+              << " viewers who were too slow for " << total_.viewerLosses << " messages, "
+              << total_.failedAllocations << " allocations failed\n";
+    for (std::size_t i = 0; i < schedules::actionCount; ++i) {
+      std::cout << std::setw(9) << total_.disturbances.at(i) << " x "
+                << nameOf(static_cast<schedules::Action>(i)) << '\n';
+    }
+    std::cout << failed_ << " failed\n";
+  }
+
+  using Clock = std::chrono::steady_clock;
+
   unsigned jobs_;
   std::filesystem::path folder_;
+  Clock::time_point reported_ = Clock::now();
   std::map<pid_t, Running> children_;
   Figures total_;
   int failed_ = 0;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <tests/schedules/program.h>
 
+#include <tests/schedules/allocations.h>
 #include <tools/common/command.h>
 #include <tools/monitor/monitor.h>
 #include <tools/record/record_command.h>
+#include <tools/view/view_command.h>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -15,6 +17,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -40,19 +43,24 @@ Program::Program(const std::filesystem::path& folder, std::vector<std::string> a
 ProgramResult Program::run() {
   ProgramResult result;
   CLI::App program("", "zephly");
-  const std::vector<Zephly::tools::Command> commands = {
-      Zephly::record::addRecordCommand(program), Zephly::monitor::addMonitorCommand(program)};
+  const std::vector<Zephly::tools::Command> commands = {Zephly::record::addRecordCommand(program),
+                                                        Zephly::monitor::addMonitorCommand(program),
+                                                        Zephly::view::addViewCommand(program)};
   std::reverse(arguments_.begin(), arguments_.end());  // as CLI11 takes them
   try {
     program.parse(arguments_);
     for (const auto& command : commands) {
       if (command.options->parsed()) result.exitCode = command.run();
     }
-  } catch (const std::exception& error) {
+  } catch (const std::bad_alloc&) {
     // As the program's main function does.
+    std::cerr << "zephly: not enough memory\n";
+    result.exitCode = Zephly::tools::exitFailed;
+  } catch (const std::exception& error) {
     std::cerr << "zephly: " << error.what() << '\n';
     result.exitCode = Zephly::tools::exitFailed;
   }
+  const Spared spared;
   std::cout.flush();
   read();
   std::istringstream text(text_);

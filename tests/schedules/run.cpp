@@ -5,12 +5,15 @@
 #include <capture/reader.h>
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
+#include <tests/schedules/allocations.h>
 #include <tests/schedules/bluetoothd.h>
 #include <tests/schedules/files.h>
 #include <tests/schedules/program.h>
+#include <tests/schedules/viewers.h>
 #include <tests/schedules/virtual_time.h>
 #include <tests/soak/application.h>
 #include <tests/soak/ledger.h>
+#include <tests/support/allocation_count.h>
 #include <zephly/dsp/processor_clock.h>
 #include <zephly/session/zephly.h>
 
@@ -20,6 +23,7 @@
 #include <csignal>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -47,6 +51,7 @@ class Log : public Witness {
         std::chrono::duration_cast<std::chrono::microseconds>(frame.time).count());
     frames.push_back(frame);
     if (ledger != nullptr) ledger->sent(frame);
+    if (viewers != nullptr) viewers->value(frame);
   }
   void linkEnds() override {
     if (ledger == nullptr) return;
@@ -56,18 +61,23 @@ class Log : public Witness {
 
   std::vector<Frame> frames;
   soak::Ledger* ledger = nullptr;
+  Viewers* viewers = nullptr;
 };
 
 class Run {
  public:
   Run(const Schedule& schedule, std::filesystem::path folder)
-      : schedule_(schedule), folder_(std::move(folder)), bluetoothd_(schedule.seed, log_) {
+      : schedule_(schedule),
+        folder_(std::move(folder)),
+        bluetoothd_(schedule.seed, log_),
+        viewers_(schedule) {
     for (const Step& step : schedule_.steps) {
       if (step.action == Action::endSignal) end_ = step.at;
     }
     bluetoothd_.begun = [this](MainQueue& queue) { plan(queue); };
     ::Zephly::setProcessorClock([] { return soak::processorTime; });
     VirtualTime::start();
+    countAllocationsWhere([] { return VirtualTime::driving() && Spared::depth == 0; });
     VirtualTime::limit(end_ + endLimit, [] { ::_exit(exitOfLimit); });
   }
 
@@ -78,20 +88,29 @@ class Run {
       case Command::record:
         return runRecord();
       case Command::monitor:
+        return runMonitor();
+      case Command::view:
         break;
     }
-    return runMonitor();
+    return runView();
   }
 
-  Figures figures() const { return {log_.frames.size(), bluetoothd_.links(), bluetoothd_.calls()}; }
+  Figures figures() const {
+    return {log_.frames.size(), bluetoothd_.links(),     bluetoothd_.calls(), viewers_.opened(),
+            viewers_.lost(),    failedAllocationCount(), VirtualTime::now(),  disturbances_};
+  }
 
  private:
   void plan(MainQueue& queue) {
     for (const Step& step : schedule_.steps) {
-      timers_.push_back(queue.after(step.at, [this, &queue, &step] { apply(queue, step); }));
+      timers_.push_back(queue.after(step.at, [this, &queue, &step] {
+        const Spared spared;
+        apply(queue, step);
+      }));
     }
     // Just before the end: at the end the program releases the strap.
     timers_.push_back(queue.after(schedule_.duration - atTheEnd, [this] {
+      const Spared spared;
       state_ = State{bluetoothd_.connected(), bluetoothd_.settledStreams()};
       bluetoothd_.silence();
     }));
@@ -101,6 +120,7 @@ class Run {
   }
 
   void apply(MainQueue& queue, const Step& step) {
+    ++disturbances_.at(static_cast<std::size_t>(step.action));
     const auto during = [&](int& counter) {
       ++counter;
       timers_.push_back(queue.after(step.length, [&counter] { --counter; }));
@@ -118,6 +138,13 @@ class Run {
         return;
       case Action::readerStalls:
         return during(readerStalled_);
+      case Action::viewerOpens:
+      case Action::viewerLeaves:
+      case Action::viewersStall:
+      case Action::rubbish:
+        return viewers_.apply(queue, step);
+      case Action::allocationFails:
+        return failAllocation(static_cast<std::size_t>(step.value));
       case Action::endSignal:
         static_cast<void>(std::raise(SIGTERM));
         return;
@@ -127,13 +154,14 @@ class Run {
   }
 
   void read(MainQueue& queue) {
+    const Spared spared;
     if (readerStalled_ == 0) reader_->read();
-    readTimer_ = queue.after(100ms, [this, &queue] { read(queue); });
+    readTimer_ = queue.after(500ms, [this, &queue] { read(queue); });
   }
 
   // After the calm everything works again.
   std::string dead() const {
-    if (schedule_.has(Action::endSignal)) return {};
+    if (schedule_.has(Action::endSignal) || (!state_ && failedAllocationCount() > 0)) return {};
     if (!state_) return "the program has ended too early";
     if (!state_->connected) return "at the end the strap is not connected";
     if (state_->streams == Zephly::allStreams.size()) return {};
@@ -161,26 +189,60 @@ class Run {
         if (verdict.empty()) ledger.settle();
       } catch (const soak::Wrong& wrong) {
         verdict = wrong.what();
+      } catch (const std::bad_alloc&) {
+        if (failedAllocationCount() == 0) throw;
       }
       application.drop();
       application.dropTrainer();
     }
+    failAllocation(0);
     return verdict;
   }
 
   std::string runRecord() {
     const auto path = folder_ / "walk.zcap";
-    Program program(folder_, {"record", path.string(), "--duration", durationText()});
+    Program program(folder_, withOptions({"record", path.string()}));
     const ProgramResult result = program.run();
+    failAllocation(0);
     return judged(result, valuesOf(path));
   }
 
-  std::string runMonitor() {
-    Program program(folder_, {"monitor", "--json", "--duration", durationText()});
+  std::string runMonitor() { return judgedLines(runRead(withOptions({"monitor", "--json"}))); }
+
+  std::string runView() {
+    log_.viewers = &viewers_;
+    const ProgramResult result = runRead(withOptions(
+        {"view", "--exit-at-end", "--viewer-queue", std::to_string(schedule_.viewerQueue)}));
+    std::optional<std::uint64_t> due;
+    if (failedAllocationCount() == 0) due = samplesDue();
+    std::string verdict = viewers_.judge(due);
+    return verdict.empty() ? judgedExit(result, 0) : verdict;
+  }
+
+  // With a reader of its standard output.
+  ProgramResult runRead(std::vector<std::string> arguments) {
+    Program program(folder_, std::move(arguments));
     reader_ = &program;
-    const ProgramResult result = program.run();
+    ProgramResult result = program.run();
+    failAllocation(0);
     reader_ = nullptr;
-    return judgedLines(result);
+    return result;
+  }
+
+  std::vector<std::string> withOptions(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(), {"--duration", durationText()});
+    if (schedule_.descriptors)
+      arguments.insert(arguments.end(), {"--notifications", "descriptors"});
+    return arguments;
+  }
+
+  // ECG samples that have to be in every output.
+  std::size_t samplesDue() const {
+    std::size_t due = 0;
+    for (const Frame& frame : log_.frames) {
+      if (frame.stream == Zephly::Stream::ecg && frame.time < end_ - atTheEnd) due += 6;
+    }
+    return due;
   }
 
   std::string durationText() const {
@@ -203,6 +265,8 @@ class Run {
   std::filesystem::path folder_;
   Log log_;
   Bluetoothd bluetoothd_;
+  Viewers viewers_;
+  std::array<std::uint64_t, actionCount> disturbances_{};
   Duration end_ = schedule_.duration;
   std::vector<Timer> timers_;
   Timer readTimer_;
@@ -230,6 +294,7 @@ std::string Run::judgedExit(const ProgramResult& result, std::size_t missing) co
   }
   if (result.errors.empty())
     return "exit code " + std::to_string(result.exitCode) + ", no sentence";
+  if (failedAllocationCount() > 0) return {};
   const bool excuse = missing > 0 || log_.frames.empty() || schedule_.has(Action::diskFull) ||
                       schedule_.has(Action::readerStalls);
   return excuse ? std::string() : "a failure without a reason: " + result.errors;
@@ -247,17 +312,14 @@ std::string Run::judged(const ProgramResult& result,
     }
   }
   if (next != values.end()) return "the capture has a value twice, out of order or never sent";
-  if (missing > 0 && schedule_.diskIsGood())
+  if (missing > 0 && schedule_.diskIsGood() && failedAllocationCount() == 0)
     return std::to_string(missing) + " values are missing in the capture";
   std::string verdict = judgedExit(result, missing);
   return verdict.empty() ? dead() : verdict;
 }
 
 std::string Run::judgedLines(const ProgramResult& result) const {
-  std::size_t due = 0;
-  for (const Frame& frame : log_.frames) {
-    if (frame.stream == Zephly::Stream::ecg && frame.time < end_ - atTheEnd) due += 6;
-  }
+  const std::size_t due = samplesDue();
   std::size_t samples = 0;
   bool up = false;
   for (const std::string& line : result.lines) {
@@ -269,7 +331,7 @@ std::string Run::judgedLines(const ProgramResult& result) const {
     if (connected || disconnected) up = connected;
   }
   const std::size_t missing = samples < due ? due - samples : 0;
-  if (missing > 0 && !schedule_.has(Action::readerStalls))
+  if (missing > 0 && !schedule_.has(Action::readerStalls) && failedAllocationCount() == 0)
     return std::to_string(missing) + " ECG samples are missing in the output";
   std::string verdict = judgedExit(result, missing);
   return verdict.empty() ? dead() : verdict;

@@ -19,7 +19,7 @@ struct Name {
   std::string_view name;
 };
 
-constexpr std::array<Name, 20> names = {{
+constexpr std::array<Name, actionCount> names = {{
     {Action::linkLoss, "the link is lost"},
     {Action::cutAtNextStep, "the link is cut at a step of the next connection"},
     {Action::powerOff, "the adapter is switched off"},
@@ -39,6 +39,11 @@ constexpr std::array<Name, 20> names = {{
     {Action::diskInterrupted, "system calls are interrupted"},
     {Action::diskShort, "writes are short"},
     {Action::readerStalls, "the reader of the output stalls"},
+    {Action::viewerOpens, "a viewer opens the page"},
+    {Action::viewerLeaves, "a viewer leaves"},
+    {Action::viewersStall, "viewers read nothing"},
+    {Action::rubbish, "a client breaks the protocol"},
+    {Action::allocationFails, "an allocation fails"},
     {Action::endSignal, "SIGTERM"},
 }};
 
@@ -51,7 +56,15 @@ bool concernsFiles(Action action) {
          action == Action::diskShort;
 }
 
+bool concernsViewers(Action action) {
+  return action == Action::viewerOpens || action == Action::viewerLeaves ||
+         action == Action::viewersStall || action == Action::rubbish;
+}
+
 bool applies(Action action, Command command) {
+  if (concernsViewers(action)) return command == Command::view;
+  // The destructors of the JSON library allocate, and abort the program when they cannot.
+  if (action == Action::allocationFails) return command != Command::view;
   if (action == Action::endSignal) return command != Command::application;
   if (concernsFiles(action)) return command == Command::record;
   if (action == Action::readerStalls) return command == Command::monitor;
@@ -71,12 +84,23 @@ Duration lengthOf(Random& random) {
   }
 }
 
+// What ends the program leaves little of the other steps.
+bool usuallyEnds(Action action) {
+  return action == Action::endSignal || action == Action::allocationFails;
+}
+
+// Of the steps of a view every second one concerns viewers: the others suffice for connections.
+bool isChosen(Random& random, Action action, Command command) {
+  if (!applies(action, command)) return false;
+  if (usuallyEnds(action)) return random.below(3) == 0;
+  return command != Command::view || concernsViewers(action) || random.below(4) == 0;
+}
+
 Step anyStep(Random& random, Command command) {
   Step step;
   do {
     step.action = names.at(random.below(names.size())).action;
-  } while (!applies(step.action, command) ||
-           (step.action == Action::endSignal && random.below(3) != 0));
+  } while (!isChosen(random, step.action, command));
   step.length = lengthOf(random);
   switch (step.action) {
     case Action::cutAtNextStep:
@@ -95,6 +119,23 @@ Step anyStep(Random& random, Command command) {
     case Action::diskShort:
       step.value = 1 + static_cast<int>(random.below(4));
       break;
+    case Action::viewerOpens:
+      step.value = random.below(3) == 0 ? 20 + static_cast<int>(random.below(400)) : 0;
+      break;
+    case Action::viewerLeaves:
+      step.value = static_cast<int>(random.below(3));
+      break;
+    case Action::viewersStall:
+      // Until more waits than a queue holds.
+      step.length = milliseconds(random.uniform(500, 20'000));
+      break;
+    case Action::rubbish:
+      step.value = static_cast<int>(random.below(8));
+      break;
+    case Action::allocationFails:
+      // As often one of the next ten as one of the next thousand.
+      step.value = 1 + static_cast<int>(random.below(std::uint64_t{1} << (1 + random.below(13))));
+      break;
     default:
       break;
   }
@@ -104,6 +145,9 @@ Step anyStep(Random& random, Command command) {
 // The host may wait for the longest of its limits when a reply never comes: 90 s for a connection,
 // and 60 s for what follows. Otherwise its longest pause and the slowest message decide.
 Duration calmAfter(const Schedule& schedule) {
+  // Long enough for viewers to receive what waits for them; whether the strap is connected again is
+  // left to the other commands, because the page's work for each second costs much.
+  if (schedule.command == Command::view) return 5s;
   const bool unanswered = schedule.has(Action::silent) || schedule.has(Action::replyLost) ||
                           schedule.has(Action::cutAtNextStep);
   return unanswered ? Duration(200s) : Duration(40s);
@@ -115,10 +159,18 @@ Schedule Schedule::ofSeed(std::uint64_t seed) {
   Random random(seed, 0x5C4ED);
   Schedule schedule;
   schedule.seed = seed;
-  schedule.command = static_cast<Command>(random.below(3));
+  static constexpr std::array commands = {
+      Command::application, Command::application, Command::record, Command::record,
+      Command::monitor,     Command::monitor,     Command::view};
+  schedule.command = commands.at(random.below(commands.size()));
   schedule.descriptors = random.below(4) == 0;
+  schedule.viewerQueue = 3'000 + random.below(10'000);
   const std::size_t count = 1 + random.below(10);
   Duration at = milliseconds(random.uniform(0, 3'000));
+  if (schedule.command == Command::view) {
+    schedule.steps.push_back({milliseconds(random.uniform(0, 100)), Action::viewerOpens, {}, 0});
+    at += milliseconds(100);
+  }
   for (std::size_t i = 0; i < count; ++i) {
     Step step = anyStep(random, schedule.command);
     step.at = at;
@@ -179,9 +231,11 @@ std::string_view nameOf(Command command) {
     case Command::record:
       return "zephly record";
     case Command::monitor:
+      return "zephly monitor --json";
+    case Command::view:
       break;
   }
-  return "zephly monitor --json";
+  return "zephly view";
 }
 
 }  // namespace schedules

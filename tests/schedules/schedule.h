@@ -8,6 +8,7 @@
 ///   std::cout << schedule.text();
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -38,8 +39,15 @@ enum class Action {
   diskInterrupted,  ///< the next `value` calls on files fail with EINTR
   diskShort,        ///< the next `value` writes to files write a part only
   readerStalls,     ///< nobody reads the standard output
+  viewerOpens,      ///< a viewer of the page; reads `value` bytes at a time, 0: everything
+  viewerLeaves,     ///< the oldest viewer goes; `value` says how politely
+  viewersStall,     ///< no viewer reads
+  rubbish,          ///< a client of the page breaks the protocol; `value` says how
+  allocationFails,  ///< the allocation number `value` from here on throws std::bad_alloc
   endSignal,        ///< SIGTERM; nothing follows it
 };
+
+inline constexpr std::size_t actionCount = static_cast<std::size_t>(Action::endSignal) + 1;
 
 struct Step {
   Duration at{};
@@ -53,15 +61,17 @@ enum class Command {
   application,  ///< a session with a delegate that compares everything
   record,       ///< zephly record
   monitor,      ///< zephly monitor --json
+  view,         ///< zephly view, with viewers
 };
 
 struct Schedule {
   std::uint64_t seed = 0;
   Command command = Command::application;
-  bool descriptors = false;  ///< values come by descriptors, not by signals
-  std::vector<Step> steps;   ///< in order of time
-  Duration calm{};           ///< after the last step, without disturbance
-  Duration duration{};       ///< of the whole run
+  bool descriptors = false;     ///< values come by descriptors, not by signals
+  std::size_t viewerQueue = 0;  ///< bytes that may wait for a viewer
+  std::vector<Step> steps;      ///< in order of time
+  Duration calm{};              ///< after the last step, without disturbance
+  Duration duration{};          ///< of the whole run
 
   static Schedule ofSeed(std::uint64_t seed);
   /// The same without the steps whose indices are not in `kept`.

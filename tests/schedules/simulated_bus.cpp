@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/schedules/simulated_bus.h>
 
+#include <tests/schedules/allocations.h>
 #include <tests/schedules/virtual_time.h>
 
 #include <algorithm>
@@ -54,10 +55,12 @@ void SimulatedBus::reply(std::uint64_t call, const Reply& reply) {
   const ReplyHandler handler = std::move(found->second.handler);
   trace("reply to ", found->second.call.destination.method, " ", reply.errorName);
   pending_.erase(found);
+  const Exposed exposed;
   handler(reply);
 }
 
 void SimulatedBus::expire(std::uint64_t number) {
+  const Spared spared;
   const auto found = pending_.find(number);
   if (found == pending_.end()) return;
   service_.abandoned(found->second.call);
@@ -66,6 +69,7 @@ void SimulatedBus::expire(std::uint64_t number) {
 
 void SimulatedBus::deliver(const Signal& signal) {
   trace("signal ", signal.member, " of ", signal.path, " ", textOf(signal.arguments));
+  const Exposed exposed;
   // The handler may destroy the bus.
   if (const auto handler = signalHandler_) (*handler)(signal);
 }
@@ -80,11 +84,13 @@ void SimulatedBus::lose(const std::function<void()>& lost) {
   if (alive.expired()) return;
   lost();
   const auto handler = std::exchange(lostHandler_, nullptr);
+  const Exposed exposed;
   if (handler) handler();
 }
 
 void SimulatedBus::call(const Destination& destination, const Arguments& arguments,
                         std::chrono::milliseconds timeout, ReplyHandler handler) {
+  const Spared spared;
   trace("call ", destination.method, " ", destination.path);
   const std::uint64_t number = ++lastCall_;
   BusCall call{number, destination, arguments};
@@ -94,6 +100,7 @@ void SimulatedBus::call(const Destination& destination, const Arguments& argumen
   pending.limit = queue_.after(timeout, [this, number] { expire(number); });
   if (lost_) {
     pending.limit = queue_.after(std::chrono::nanoseconds::zero(), [this, number] {
+      const Spared inside;
       reply(number, {{}, "org.freedesktop.DBus.Error.Disconnected", "Connection terminated"});
     });
     return;
@@ -102,6 +109,7 @@ void SimulatedBus::call(const Destination& destination, const Arguments& argumen
 }
 
 void SimulatedBus::send(const Destination& destination, const Arguments& arguments) {
+  const Spared spared;
   trace("send ", destination.method, " ", destination.path);
   if (!lost_) service_.called(*this, {0, destination, arguments});
 }
@@ -111,6 +119,7 @@ void SimulatedBus::settle(std::chrono::milliseconds limit) {
 }
 
 void SimulatedBus::onSignal(SignalHandler handler) {
+  const Spared spared;
   signalHandler_ = std::make_shared<const SignalHandler>(std::move(handler));
 }
 
@@ -127,18 +136,23 @@ namespace Zephly::bluez {
 
 Bus::Opening Bus::open(main_queue::MainQueue& queue, BusTarget target, OpenHandler handler) {
   using schedules::BusService;
+  const schedules::Spared spared;
   const BusService::Opening outcome = BusService::inUse->opening(queue);
   const std::chrono::milliseconds time =
       outcome == BusService::Opening::ignored ? target.limit : std::chrono::milliseconds(2);
   // The timer is what the caller keeps; it is cancelled when that is destroyed.
   auto opening = std::make_shared<main_queue::Timer>();
   *opening = queue.after(time, [&queue, outcome, handler = std::move(handler)] {
+    const schedules::Spared inside;
     if (outcome == BusService::Opening::accepted) {
-      return handler(std::make_unique<schedules::SimulatedBus>(queue, *BusService::inUse), nullptr);
+      auto bus = std::make_unique<schedules::SimulatedBus>(queue, *BusService::inUse);
+      const schedules::Exposed exposed;
+      return handler(std::move(bus), nullptr);
     }
     const BusError error = outcome == BusService::Opening::refused
                                ? BusError("org.freedesktop.DBus.Error.FileNotFound", "no bus")
                                : BusError(busTimedOut, "no answer");
+    const schedules::Exposed exposed;
     handler(nullptr, &error);
   });
   return opening;

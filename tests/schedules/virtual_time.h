@@ -24,6 +24,7 @@ class VirtualTime {
 
   /// From now on time is simulated.
   static void start();
+  static bool started();
   /// Whether it is, and the calling thread is the one that drives it.
   static bool driving();
   /// Since start().

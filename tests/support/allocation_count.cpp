@@ -12,10 +12,16 @@ std::atomic<std::size_t> allocations{0};
 std::atomic<std::size_t> live{0};
 std::atomic<std::size_t> failing{0};      // number of the first allocation that fails; 0: none
 std::atomic<std::size_t> lastFailing{0};  // number of the last allocation that fails
+std::atomic<std::size_t> failed{0};
+std::atomic<bool (*)()> counts{nullptr};
 
 bool failsNow() {
+  bool (*const here)() = counts;
+  if (here != nullptr && !here()) return false;
   const std::size_t number = ++allocations;
-  return failing != 0 && number >= failing && number <= lastFailing;
+  const bool fails = failing != 0 && number >= failing && number <= lastFailing;
+  if (fails) ++failed;
+  return fails;
 }
 
 void* counted(void* memory) noexcept {
@@ -52,6 +58,10 @@ void release(void* memory) noexcept {
 std::size_t allocationCount() { return allocations; }
 
 std::size_t liveAllocationCount() { return live; }
+
+std::size_t failedAllocationCount() { return failed; }
+
+void countAllocationsWhere(bool (*here)()) { counts = here; }
 
 void failAllocation(std::size_t number) {
   failing = number == 0 ? 0 : allocations + number;

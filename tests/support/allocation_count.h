@@ -16,6 +16,13 @@ std::size_t allocationCount();
 /// Allocations that have not been freed yet.
 std::size_t liveAllocationCount();
 
+/// Counts, and fails, only allocations for which `here` returns true; null: all. `here` may not
+/// allocate.
+void countAllocationsWhere(bool (*here)());
+
+/// Allocations that were made to fail.
+std::size_t failedAllocationCount();
+
 /// Makes one allocation fail: the next (1), the one after it (2), and so on; 0: none.
 void failAllocation(std::size_t number);
 

@@ -20,6 +20,12 @@ std::uint16_t port(const std::string& text) {
   return *number;
 }
 
+std::size_t queueBytes(const std::string& text) {
+  const auto number = tools::parseNumber<std::size_t>(text);
+  if (!number) tools::rejectValue("--viewer-queue", "a number of bytes", text);
+  return *number;
+}
+
 boost::asio::ip::address address(const std::string& text) {
   boost::system::error_code error;
   auto address = boost::asio::ip::make_address(text, error);
@@ -39,6 +45,10 @@ void addOptions(CLI::App& command, Options& options) {
            "Serve the page to the network on this address (0.0.0.0 or :: for all); prints an "
            "access token",
            [&](const std::string& text) { options.listen = address(text); });
+  // Without a group an option is not in the help text: for tests.
+  addValue(command, "--viewer-queue", "BYTES", "Bytes that may wait for one viewer",
+           [&](const std::string& text) { options.viewerQueue = queueBytes(text); })
+      ->group("");
   addFlag(command, "--open", options.open, "Show the page in the browser");
   addFlag(command, "--exit-at-end", options.exitAtEnd,
           "End with the session; otherwise the page stays");

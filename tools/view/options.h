@@ -19,10 +19,11 @@ namespace Zephly::view {
 
 struct Options {
   watch::SourceOptions source;
-  std::uint16_t port = ServerOptions::defaultPort;  ///< 0: any free port
-  std::optional<boost::asio::ip::address> listen;   ///< empty: this machine only
-  bool open = false;                                ///< show the page in the browser
-  bool exitAtEnd = false;                           ///< when the source ends
+  std::uint16_t port = ServerOptions::defaultPort;      ///< 0: any free port
+  std::optional<boost::asio::ip::address> listen;       ///< empty: this machine only
+  std::size_t viewerQueue = ViewerQueue::defaultLimit;  ///< bytes that wait for one viewer
+  bool open = false;                                    ///< show the page in the browser
+  bool exitAtEnd = false;                               ///< when the source ends
 };
 
 /// Declares the options on `command`; parsing writes them into `options`, which must live as long.

@@ -37,6 +37,7 @@ ServerOptions serverOptions(const Options& options) {
   ServerOptions server;
   server.port = options.port;
   server.assets = assets();
+  server.limits.queueBytes = options.viewerQueue;
   if (options.listen) {
     server.address = *options.listen;
     server.token = makeToken();

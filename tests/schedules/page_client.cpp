@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include <tests/schedules/page_client.h>
+
+#include <tests/schedules/network.h>
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+
+namespace schedules {
+
+namespace {
+
+std::uint64_t bigEndian(std::string_view bytes) {
+  std::uint64_t value = 0;
+  for (const char byte : bytes) value = value << 8U | static_cast<unsigned char>(byte);
+  return value;
+}
+
+}  // namespace
+
+int WebFrame::closeCode() const {
+  if (kind != closing || payload.size() < 2) return 0;
+  return static_cast<int>(bigEndian(std::string_view(payload).substr(0, 2)));
+}
+
+std::string PageClient::request(std::string_view path) {
+  std::string text = "GET " + std::string(path) +
+                     " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(Network::port()) + "\r\n";
+  if (path == "/live") {
+    text +=
+        "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+        "Sec-WebSocket-Key: AAECAwQFBgcICQoLDA0ODw==\r\n";
+  }
+  return text + "\r\n";
+}
+
+std::string PageClient::frame(int kind, std::string_view payload) {
+  // Masked, as a client's have to be, with a mask that changes nothing.
+  std::string bytes = {static_cast<char>(0x80 | kind)};
+  if (payload.size() < 126) {
+    bytes += static_cast<char>(0x80U | payload.size());
+  } else {
+    bytes += static_cast<char>(0x80 | 126);
+    bytes += static_cast<char>(payload.size() >> 8U);
+    bytes += static_cast<char>(payload.size() & 0xFFU);
+  }
+  bytes.append(4, '\0');
+  return bytes.append(payload);
+}
+
+void PageClient::send(std::string_view bytes) {
+  static_cast<void>(::send(socket_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
+}
+
+void PageClient::closeSending() { ::shutdown(socket_.get(), SHUT_WR); }
+
+std::size_t PageClient::waiting() const {
+  int count = 0;
+  return ::ioctl(socket_.get(), FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+void PageClient::receive(std::size_t most) {
+  std::array<char, 16'384> buffer{};
+  while (open() && most > 0) {
+    const ssize_t count =
+        ::recv(socket_.get(), buffer.data(), std::min(most, buffer.size()), MSG_DONTWAIT);
+    if (count < 0 && errno == EAGAIN) return;
+    if (count <= 0) return close();
+    received_.append(buffer.data(), static_cast<std::size_t>(count));
+    most -= static_cast<std::size_t>(count);
+  }
+}
+
+int PageClient::status() {
+  if (status_ != 0) return status_;
+  const std::size_t end = received_.find("\r\n\r\n");
+  if (end == std::string::npos) return 0;
+  constexpr std::string_view version = "HTTP/1.1 ";
+  const char* const code = received_.data() + version.size();
+  if (!received_.starts_with(version) ||
+      std::from_chars(code, code + 3, status_).ec != std::errc()) {
+    wrong_ = "a response without a status";
+  }
+  received_.erase(0, end + 4);
+  return status_;
+}
+
+std::optional<WebFrame> PageClient::next() {
+  if (status() != 101 || received_.size() < 2 || !wrong_.empty()) return std::nullopt;
+  const std::string_view all = received_;
+  const auto first = static_cast<unsigned char>(all[0]);
+  std::uint64_t length = static_cast<unsigned char>(all[1]);
+  std::size_t header = 2;
+  if (length == 126) header += 2;
+  if (length == 127) header += 8;
+  if (all.size() < header) return std::nullopt;
+  if (header > 2) length = bigEndian(all.substr(2, header - 2));
+  if ((first & 0xF0U) != 0x80U) {
+    wrong_ = "a frame that is not whole";
+    return std::nullopt;
+  }
+  if (all.size() < header + length) return std::nullopt;
+  WebFrame frame{first & 0x0F, received_.substr(header, length)};
+  received_.erase(0, header + length);
+  return frame;
+}
+
+}  // namespace schedules
