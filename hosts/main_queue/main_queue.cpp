@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <hosts/main_queue/main_queue.h>
 
+#include <hosts/main_queue/core.h>
 #include <hosts/main_queue/doorbell.h>
 #include <hosts/main_queue/file_descriptor.h>
 
@@ -24,99 +25,6 @@
 
 namespace Zephly::main_queue {
 
-namespace asio = boost::asio;
-using Clock = std::chrono::steady_clock;
-
-// What the queue knows about one timer, watch or signal handler.
-//
-// States: active, from the construction until cancel(), the expiry of a timer or shutDown(); then
-// inactive for good. An active entry waits in the io_context, or is about to (start(),
-// startSoon()).
-//
-// Ownership: the user's Handle and the handlers in the io_context own the entry; the queue's core
-// is held weakly. Asio calls the handler of a cancelled operation later, when the handle and the
-// queue may both be destroyed; such a handler finds the entry inactive or the core gone, and does
-// nothing.
-class Handle::Entry : public std::enable_shared_from_this<Entry> {
- public:
-  explicit Entry(MainQueue::Core& core);
-  virtual ~Entry() = default;
-  Entry(const Entry&) = delete;
-  Entry& operator=(const Entry&) = delete;
-
-  bool active() const { return active_; }
-  void cancel();
-  // Puts the first wait into the io_context.
-  virtual void start(MainQueue::Core& core) = 0;
-  // The epoll descriptor that is readable when the watched descriptor is ready, or -1.
-  virtual int watched() const { return -1; }
-
- protected:
-  virtual void drop(MainQueue::Core& core) = 0;
-  std::shared_ptr<MainQueue::Core> core() const { return core_.lock(); }
-  // Waits (again): now, or at the end of poll(), see Core::begin().
-  void startSoon(MainQueue::Core& core);
-
- private:
-  std::weak_ptr<MainQueue::Core> core_;
-  bool active_ = true;
-};
-
-// Threads: post() may be called from any thread. It touches posted_ (under postedMutex_),
-// pollingThread_ and doorbell_ (atomic), weak_from_this(), and the io_context, which is thread-safe
-// for asio::post. begin() reads pollingThread_ to find out whether it is on the thread that polls,
-// and touches deferred_ only then. Everything else belongs to the thread that runs the queue.
-class MainQueue::Core : public std::enable_shared_from_this<Core> {
- public:
-  Core() : own_(std::make_unique<asio::io_context>()), context_(*own_) {}
-  explicit Core(asio::io_context& context) : context_(context) {}
-
-  asio::io_context& context() { return context_; }
-
-  std::size_t run();
-  std::size_t poll();
-  void stop();
-  void post(std::function<void()> callback);
-  int descriptor();
-  void shutDown();
-
-  Handle add(const std::shared_ptr<Handle::Entry>& entry);
-  void forget(const Handle::Entry* entry) { entries_.erase(const_cast<Handle::Entry*>(entry)); }
-  void addDeadline(Clock::time_point deadline);
-  void removeDeadline(Clock::time_point deadline);
-
-  // Calls `start` now; while poll() runs on this thread, at its end: what callbacks make ready must
-  // not keep poll() from returning.
-  void begin(std::function<void()> start);
-  void countCall() { ++called_; }
-
- private:
-  class Polling;
-  class Running;
-
-  void callNextPosted();
-  void announcePosted();
-  void updateDeadline();
-
-  std::unique_ptr<asio::io_context> own_;
-  asio::io_context& context_;
-
-  std::mutex postedMutex_;
-  std::deque<std::function<void()>> posted_;
-
-  std::set<Handle::Entry*> entries_;
-  std::multiset<Clock::time_point> deadlines_;
-  std::size_t called_ = 0;
-  bool running_ = false;
-  bool stopRequested_ = false;
-
-  std::atomic<std::thread::id> pollingThread_{};
-  std::vector<std::function<void()>> deferred_;
-
-  std::unique_ptr<Doorbell> doorbellOwner_;
-  std::atomic<Doorbell*> doorbell_ = nullptr;
-};
-
 // While poll() runs. Nested calls keep the outer one's state: only the end of the outermost poll()
 // starts the deferred waits.
 class MainQueue::Core::Polling {
@@ -128,7 +36,15 @@ class MainQueue::Core::Polling {
   ~Polling() {
     core_.pollingThread_ = outer_;
     if (outer_ != std::thread::id()) return;
-    for (auto& start : std::exchange(core_.deferred_, {})) start();
+    for (auto& start : std::exchange(core_.deferred_, {})) {
+      try {
+        start();
+      } catch (const std::exception&) {
+        // Out of memory. The next poll() repeats it.
+        core_.noteIncomplete();
+        if (Doorbell* doorbell = core_.doorbell_) doorbell->ring();
+      }
+    }
     core_.announcePosted();
   }
 
@@ -158,6 +74,7 @@ std::size_t MainQueue::Core::run() {
   const Running running(*this);
   const auto guard = asio::make_work_guard(context_);  // run() waits even if nothing is scheduled
   if (context_.stopped()) context_.restart();
+  completeStarts();
   if (!stopRequested_) context_.run();
   return called_ - before;
 }
@@ -166,6 +83,7 @@ std::size_t MainQueue::Core::poll() {
   const std::size_t before = called_;
   // Before the work is looked at: what is posted from here on rings again.
   if (Doorbell* doorbell = doorbell_) doorbell->silence();
+  completeStarts();
   {
     const auto guard = asio::make_work_guard(context_);  // else poll() would stop the io_context
     const Polling polling(*this);
@@ -173,6 +91,24 @@ std::size_t MainQueue::Core::poll() {
     context_.poll();
   }
   return called_ - before;
+}
+
+// What has failed for lack of memory.
+void MainQueue::Core::completeStarts() {
+  if (!std::exchange(incomplete_, false)) return;
+  for (Handle::Entry* entry : entries_) {
+    if (entry->isIncomplete()) entry->startNow(*this);
+  }
+  std::size_t posts = 0;
+  {
+    const std::lock_guard lock(postedMutex_);
+    posts = posted_.size();
+  }
+  // Some of them may have a handler already; one that finds nothing does nothing.
+  for (; posts > 0; --posts)
+    asio::post(context_, [self = weak_from_this()] {
+      if (const auto standing = self.lock()) standing->callNextPosted();
+    });
 }
 
 void MainQueue::Core::stop() {
@@ -252,7 +188,7 @@ Handle MainQueue::Core::add(const std::shared_ptr<Handle::Entry>& entry) {
   entries_.insert(entry.get());
   begin([entry, core = weak_from_this()] {
     const auto standing = core.lock();
-    if (standing && entry->active()) entry->start(*standing);
+    if (standing && entry->active()) entry->startNow(*standing);
   });
   return handle;
 }
@@ -292,11 +228,31 @@ void Handle::Entry::cancel() {
   drop(*standing);
 }
 
+void Handle::Entry::startNow(MainQueue::Core& core) {
+  try {
+    start(core);
+    incomplete_ = false;
+  } catch (...) {
+    noteIncomplete(core);
+    throw;
+  }
+}
+
+void Handle::Entry::noteIncomplete(MainQueue::Core& core) {
+  incomplete_ = active();
+  core.noteIncomplete();
+}
+
 void Handle::Entry::startSoon(MainQueue::Core& core) {
-  core.begin([self = shared_from_this(), weakCore = core.weak_from_this()] {
-    const auto standing = weakCore.lock();
-    if (standing && self->active()) self->start(*standing);
-  });
+  try {
+    core.begin([self = shared_from_this(), weakCore = core.weak_from_this()] {
+      const auto standing = weakCore.lock();
+      if (standing && self->active()) self->startNow(*standing);
+    });
+  } catch (...) {
+    noteIncomplete(core);
+    throw;
+  }
 }
 
 namespace {
@@ -307,8 +263,10 @@ class TimerEntry final : public Handle::Entry {
       : Entry(core), deadline_(deadline), callback_(std::move(callback)) {}
 
   void start(MainQueue::Core& core) override {
-    timer_.emplace(core.context(), deadline_);
-    core.addDeadline(deadline_);
+    if (!timer_) {
+      core.addDeadline(deadline_);
+      timer_.emplace(core.context(), deadline_);
+    }
     timer_->async_wait([self = std::static_pointer_cast<TimerEntry>(shared_from_this())](
                            const auto&) { self->expired(); });
   }
@@ -361,24 +319,18 @@ class WatchEntry final : public Handle::Entry {
   }
 
  private:
-  // Waits again after the callback, also when it throws.
-  struct WaitAgain {
-    WatchEntry& entry;
-    MainQueue::Core& core;
-    ~WaitAgain() { entry.startSoon(core); }
-  };
-
   void ready() {
     const auto standing = core();
     if (!standing || !active()) return;
-    const WaitAgain waitAgain{*this, *standing};
-    // A callback that ran before this one may have read the data.
-    epoll_event event{};
-    if (::epoll_wait(watched(), &event, 1, 0) != 1) return;
-    // A copy of the pointer: the callback may cancel the watch, which resets callback_.
-    const auto callback = callback_;
-    standing->countCall();
-    (*callback)();
+    callAndWait(*standing, [&] {
+      // A callback that ran before this one may have read the data.
+      epoll_event event{};
+      if (::epoll_wait(watched(), &event, 1, 0) != 1) return;
+      // A copy of the pointer: the callback may cancel the watch, which resets callback_.
+      const auto callback = callback_;
+      standing->countCall();
+      (*callback)();
+    });
   }
 
   void drop(MainQueue::Core& /*core*/) override {
@@ -416,11 +368,11 @@ class SignalEntry final : public Handle::Entry {
   void arrived(int signal) {
     const auto standing = core();
     if (!standing || !active()) return;
-    // Before the callback, which may throw.
-    startSoon(*standing);
-    const auto callback = callback_;
-    standing->countCall();
-    (*callback)(signal);
+    callAndWait(*standing, [&] {
+      const auto callback = callback_;
+      standing->countCall();
+      (*callback)(signal);
+    });
   }
 
   void drop(MainQueue::Core& /*core*/) override {
