@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <optional>
-#include <stdexcept>
 #include <thread>
 
 namespace zephly_python {
@@ -30,7 +29,8 @@ State& state() {
 
 void checkEnding() {
   if (state().ending && *state().ending != std::this_thread::get_id()) {
-    throw std::runtime_error("the interpreter is ending");
+    PyErr_SetNone(PyExc_SystemExit);
+    throw py::error_already_set();
   }
 }
 

@@ -4,7 +4,7 @@
 /// Without the interpreter's lock, and the end of the interpreter.
 ///
 ///     {
-///       const Unlocked others;   // RuntimeError when the interpreter is ending
+///       const Unlocked others;   // SystemExit when the interpreter is ending
 ///       work();                  // without the GIL
 ///     }
 ///
@@ -18,7 +18,9 @@ namespace zephly_python {
 
 namespace py = pybind11;
 
-/// RuntimeError when the interpreter is ending and this is another thread. With the GIL.
+/// Raises SystemExit when the interpreter is ending and this is another thread. With the GIL. Any
+/// other exception would make the thread print a traceback, and the interpreter aborts if a daemon
+/// thread holds the lock of standard error while it ends.
 void checkEnding();
 
 /// Counts the scopes without the GIL. Made and destroyed with the GIL.

@@ -162,7 +162,7 @@ BUSY = {
     "runs a queue": "queue.run()",
     "runs a queue again and again": "while True: queue.run(0.001)",
     "steps a strap": "by_hand.advance(1e9)",
-    "filters an array": "zephly.MedianFilter(300).process(numpy.zeros(10**9))",
+    "filters an array": "zephly.MedianFilter(3000).process(numpy.zeros(10**7))",
     "sleeps in a callback": "queue.post(lambda: time.sleep(1000)); queue.run()",
 }
 
@@ -192,7 +192,7 @@ def test_interpreter_ends_while_a_daemon_thread(busy):
     for _ in range(2 if "sleeps" in busy else 8):
         done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
         assert done.returncode == 0, done.stderr
-        assert "terminate" not in done.stderr and "Fatal" not in done.stderr
+        assert not done.stderr
 
 
 def test_objects_may_be_released_in_any_order(recorder):
