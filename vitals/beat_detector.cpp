@@ -2,7 +2,9 @@
 #include <vitals/beat_detector.h>
 
 #include <vitals/beat_engine.h>
+#include <vitals/beat_net_weights.h>
 #include <vitals/beat_rules.h>
+#include <vitals/net_judge.h>
 
 namespace Zephly::vitals {
 
@@ -18,6 +20,15 @@ const char* beatClassName(BeatClass kind) {
   return "artefact";
 }
 
+namespace {
+
+std::unique_ptr<BeatJudge> beatJudge(bool rulesOnly) {
+  if (rulesOnly) return std::make_unique<BeatRules>();
+  return std::make_unique<NetJudge>(beatNetWeights);
+}
+
+}  // namespace
+
 class BeatDetector::State : public BeatEngine {
  public:
   using BeatEngine::BeatEngine;
@@ -26,7 +37,7 @@ class BeatDetector::State : public BeatEngine {
 BeatDetector::BeatDetector(double samplesPerSecond) : BeatDetector(samplesPerSecond, Options{}) {}
 BeatDetector::BeatDetector(double samplesPerSecond, Options options)
     : state_(std::make_unique<State>(samplesPerSecond, options.searchBack,
-                                     std::make_unique<BeatRules>())) {}
+                                     beatJudge(options.rulesOnly))) {}
 BeatDetector::~BeatDetector() = default;
 BeatDetector::BeatDetector(BeatDetector&&) noexcept = default;
 BeatDetector& BeatDetector::operator=(BeatDetector&&) noexcept = default;

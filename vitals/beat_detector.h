@@ -17,7 +17,8 @@ namespace Zephly::vitals {
 class BeatDetector {
  public:
   struct Options {
-    bool searchBack = false;
+    bool searchBack = false;  ///< also report weak beats where one is missing, late
+    bool rulesOnly = false;   ///< decide by rules instead of the trained net
   };
 
   /// `samplesPerSecond`: nominally, 100 to 1000, else throws std::invalid_argument.

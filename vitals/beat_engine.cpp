@@ -2,6 +2,7 @@
 #include <vitals/beat_engine.h>
 
 #include <vitals/beat_rules.h>
+#include <vitals/elementary.h>
 
 #include <algorithm>
 #include <cmath>
@@ -32,8 +33,16 @@ double checkedRate(double samplesPerSecond) {
 
 double seconds(Time time) { return static_cast<double>(time.count()) * 1e-9; }
 
-// Half at the limit of what is accepted, full well above it.
-double certaintyQuality(double certainty) { return ramp(certainty, 0, 0.8); }
+// 0 for noise as strong as half of a beat, 0.5 where one beat in fifty is false, 1 well above.
+double qualityOfRatio(double beats, double noise) {
+  if (beats <= 2 * noise) return 0;
+  if (noise <= 0) return 1;
+  return std::min(1.0, (logarithm(beats / noise) - 1) / 2.6);
+}
+
+double qualityOfCertainty(double certainty) {
+  return std::clamp((certainty - 0.2) / 0.7, 0.0, 1.0);
+}
 
 }  // namespace
 
@@ -87,7 +96,7 @@ double BeatEngine::signalQuality() const {
   if (!running_ || !history_.learnt()) return 0;
   const double sinceBeat = history_.secondsSinceLast(steps_.size() - 1);
   if (sinceBeat > silence) return 0;
-  return ratioQuality(history_.level()) * (1 - quality_.constantShare());
+  return clarity(history_.level());
 }
 
 void BeatEngine::start(Time time, float value) {
@@ -147,7 +156,7 @@ void BeatEngine::newStep(std::int64_t centre) {
   step.envelopes = envelopes_.at(samples_.at(centre));
   step.strength = strengthOf(step.envelopes);
   steps_.push(step);
-  quality_.strength(step.strength);
+  quality_.step(step.strength, step.envelopes[1]);
 
   const std::int64_t newest = steps_.size() - 1;
   if (isLargest(newest - nearSteps_)) {
@@ -229,7 +238,7 @@ void BeatEngine::report(const Candidate& candidate, double certainty, bool late)
   beat.amplitude = peak.amplitude;
   const double level =
       history_.learnt() ? std::min(history_.level(), candidate.strength) : candidate.strength;
-  beat.quality = ratioQuality(level) * (1 - quality_.constantShare()) * certaintyQuality(certainty);
+  beat.quality = clarity(level) * qualityOfCertainty(certainty);
   beat.kind = classifier_.classify({candidate.envelopes, beat.amplitude, beat.quality, beat.rr});
   history_.accept(candidate);
   lastBeat_ = beat.time;
@@ -237,9 +246,11 @@ void BeatEngine::report(const Candidate& candidate, double certainty, bool late)
   beats_[found_++ % beats_.size()] = beat;
 }
 
-double BeatEngine::ratioQuality(double level) const {
-  const double background = quality_.background();
-  return background > 0 ? ramp(level / background, 2, 6) : 0;
+// How far beats of this level stand out from what lies between them.
+double BeatEngine::clarity(double level) const {
+  return std::min(qualityOfRatio(level, quality_.background()),
+                  qualityOfRatio(level, quality_.fastBackground())) *
+         (1 - quality_.constantShare());
 }
 
 }  // namespace Zephly::vitals

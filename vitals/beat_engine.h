@@ -41,7 +41,7 @@ class BeatEngine {
   void decide(std::int64_t number);
   void searchBack(std::int64_t newest);
   void report(const Candidate& candidate, double certainty, bool late);
-  double ratioQuality(double level) const;
+  double clarity(double level) const;
 
   const double rate_;
   const bool searchBack_;

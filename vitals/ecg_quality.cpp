@@ -15,6 +15,7 @@ void EcgQuality::restart() {
   next_ = 0;
   steps_ = 0;
   sum_ = 0;
+  fastSum_ = 0;
   largest_ = 0;
   run_ = 0;
   constant_ = 0;
@@ -32,22 +33,29 @@ void EcgQuality::sample(float value) {
   }
 }
 
-void EcgQuality::strength(float value) {
-  sum_ += value;
-  largest_ = std::max(largest_, value);
+void EcgQuality::step(float strength, float fast) {
+  sum_ += strength;
+  fastSum_ += fast;
+  largest_ = std::max(largest_, strength);
   if (++steps_ < stepsInPiece_) return;
-  recent_[next_] = {sum_ / static_cast<float>(stepsInPiece_), largest_};
+  recent_[next_] = {sum_ / static_cast<float>(stepsInPiece_),
+                    fastSum_ / static_cast<float>(stepsInPiece_), largest_};
   next_ = (next_ + 1) % pieces;
   known_ = std::min(known_ + 1, pieces);
   steps_ = 0;
   sum_ = 0;
+  fastSum_ = 0;
   largest_ = 0;
 }
 
-double EcgQuality::background() const {
+double EcgQuality::background() const { return lowerQuartile(&Piece::mean); }
+
+double EcgQuality::fastBackground() const { return lowerQuartile(&Piece::fast); }
+
+double EcgQuality::lowerQuartile(float Piece::*member) const {
   if (known_ == 0) return 0;
   std::array<float, pieces> means{};
-  for (std::size_t i = 0; i < known_; ++i) means[i] = recent_[i].mean;
+  for (std::size_t i = 0; i < known_; ++i) means[i] = recent_[i].*member;
   const auto quartile = means.begin() + static_cast<std::ptrdiff_t>(known_ / 4);
   std::nth_element(means.begin(), quartile, means.begin() + static_cast<std::ptrdiff_t>(known_));
   return *quartile;

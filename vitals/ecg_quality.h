@@ -16,10 +16,13 @@ class EcgQuality {
 
   void restart();
   void sample(float value);
-  void strength(float value);
+  /// The next step's strength, and its envelope of fast noise.
+  void step(float strength, float fast);
 
   /// Strength between beats in the last two seconds: the lower quartile.
   double background() const;
+  /// The same of the envelope of fast noise.
+  double fastBackground() const;
   /// The largest strength of the last two seconds.
   double largest() const;
   /// Share of the last second in which the signal was constant for 0.2 s or longer.
@@ -30,8 +33,11 @@ class EcgQuality {
   static constexpr std::size_t pieces = 40;
   struct Piece {
     float mean = 0;
+    float fast = 0;  // mean
     float largest = 0;
   };
+
+  double lowerQuartile(float Piece::*member) const;
 
   std::array<Piece, pieces> recent_{};
   std::size_t next_ = 0;
@@ -39,6 +45,7 @@ class EcgQuality {
   int stepsInPiece_;
   int steps_ = 0;
   float sum_ = 0;
+  float fastSum_ = 0;
   float largest_ = 0;
 
   float last_ = 0;
@@ -47,10 +54,5 @@ class EcgQuality {
   int second_;
   double constant_ = 0;  // samples, fading
 };
-
-/// 0 up to `from`, 1 from `to` on, linear in between.
-inline double ramp(double value, double from, double to) {
-  return value <= from ? 0 : value >= to ? 1 : (value - from) / (to - from);
-}
 
 }  // namespace Zephly::vitals

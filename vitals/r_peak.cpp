@@ -8,9 +8,11 @@ namespace Zephly::vitals {
 
 namespace {
 
-constexpr double smoothing = 0.005;    // s
+constexpr double smoothing = 0.014;    // s
 constexpr double searchReach = 0.085;  // s
 constexpr double upwardWeight = 1.2;
+constexpr double farWeight = 0.1;     // of an extremum at the end of the search, 1 at its centre
+constexpr double flank = 0.04;        // s beside an extremum, within which it is prominent
 constexpr double slopeReach = 0.05;   // s
 constexpr double slopeStep = 0.004;   // s
 constexpr double levelBefore = 0.08;  // s before the peak, where the level is measured
@@ -24,6 +26,7 @@ RPeakFinder::RPeakFinder(double samplesPerSecond) {
   const double half = std::max(0.0, (smoothing * samplesPerSecond - 1) / 2);
   inner_ = static_cast<int>(half);
   edge_ = half - inner_;
+  flank_ = samplesIn(flank, samplesPerSecond);
   reach_ = samplesIn(searchReach, samplesPerSecond);
   slopeReach_ = samplesIn(slopeReach, samplesPerSecond);
   slopeStep_ = std::max(1, samplesIn(slopeStep, samplesPerSecond));
@@ -38,7 +41,8 @@ double RPeakFinder::prominence(int at, int sign) const {
   double lowest[2] = {top, top};
   for (const int direction : {-1, 1}) {
     double& low = lowest[(direction + 1) / 2];
-    for (int i = at + direction; i >= 0 && i < static_cast<int>(smoothed_.size()); i += direction) {
+    const int end = std::clamp(at + direction * flank_, 0, static_cast<int>(smoothed_.size()) - 1);
+    for (int i = at + direction; i != end + direction; i += direction) {
       const double value = sign * smoothed_[static_cast<std::size_t>(i)];
       if (value > top) break;
       low = std::min(low, value);
@@ -66,7 +70,9 @@ RPeak RPeakFinder::find(const float* centre) {
     const bool top = value(i) > value(i - 1) && value(i) >= value(i + 1);
     const bool bottom = value(i) < value(i - 1) && value(i) <= value(i + 1);
     if (!top && !bottom) continue;
-    const double weighted = prominence(i, top ? 1 : -1) * (top ? upwardWeight : 1);
+    const double away = static_cast<double>(i - reach_ - 1) / reach_;
+    const double weighted = prominence(i, top ? 1 : -1) * (top ? upwardWeight : 1) *
+                            (1 - (1 - farWeight) * away * away);
     if (weighted > bestProminence) {
       bestProminence = weighted;
       best = i;
@@ -81,7 +87,7 @@ RPeak RPeakFinder::find(const float* centre) {
   }
   double level = 0;
   for (int i = levelTo_; i <= levelFrom_; ++i) level += centre[peak.sample - i];
-  peak.amplitude = value(best) - level / (levelFrom_ - levelTo_ + 1);
+  peak.amplitude = centre[peak.sample] - level / (levelFrom_ - levelTo_ + 1);
   return peak;
 }
 

@@ -28,6 +28,7 @@ class RPeakFinder {
 
   double edge_;  // weight of the outermost samples of the moving average
   int inner_;    // samples with full weight on each side
+  int flank_;
   int reach_;
   int margin_;
   int slopeReach_;

@@ -22,9 +22,9 @@ using vitals::beatFeatureCount;
 using vitals::BeatFeatures;
 using vitals::BeatNet;
 
-constexpr int rounds = 5;
+constexpr int rounds = 4;
 constexpr int roundsKept = 3;
-constexpr int epochs = 5;
+constexpr int epochs = 4;
 constexpr std::size_t batch = 64;
 constexpr double labelWindow = 0.1;  // s
 

@@ -165,6 +165,22 @@ TEST(BeatDetectorTest, FinishReportsTheLastBeat) {
   EXPECT_FALSE(detector.next());
 }
 
+TEST(BeatDetectorTest, SearchesBackWhenAsked) {
+  const auto beats = steadyBeats(60, 30);
+  const auto signal = [&](double time) {
+    const double weak = std::abs(time - 20.3) < 0.4 ? 0.16 : 1;
+    return weak * syntheticEcg(beats, 60, time);
+  };
+  BeatDetector plain(360, {.rulesOnly = true});
+  EXPECT_EQ(agreement(runDetector(plain, 360, 30, signal), beats, 20, 21).found, 0);
+  BeatDetector searching(360, {.searchBack = true, .rulesOnly = true});
+  const DetectorRun run = runDetector(searching, 360, 30, signal);
+  expectAll(run, beats, 1, 29);
+  for (const Beat& beat : run.beats) {
+    EXPECT_EQ(beat.late, std::abs(secondsOf(beat.time) - 20.3) < 0.1) << secondsOf(beat.time);
+  }
+}
+
 TEST(BeatDetectorTest, AllocatesNothingAfterConstruction) {
   BeatDetector detector(360, {.searchBack = true});
   const auto beats = steadyBeats(75, 60);
@@ -186,6 +202,45 @@ TEST(BeatDetectorTest, AllocatesNothingAfterConstruction) {
   detector.finish();
   EXPECT_EQ(allocationCount(), before);
   EXPECT_GT(found, 60);
+}
+
+TEST(BeatDetectorTest, CallsAnEarlyBroadBeatEctopic) {
+  const auto beats = steadyBeats(60, 30);
+  const double premature = 20.3 + 0.6;  // instead of the one at 21.3
+  BeatDetector detector(360);
+  const DetectorRun run = runDetector(detector, 360, 30, [&](double time) {
+    const double x = (time - premature) / 0.045;
+    const double rest = std::abs(time - 21.3) < 0.45 ? 0 : syntheticEcg(beats, 60, time);
+    return rest - 1.4 * std::exp(-x * x / 2);
+  });
+  int ectopic = 0;
+  for (const Beat& beat : run.beats) {
+    const bool expected = std::abs(secondsOf(beat.time) - premature) < 0.05;
+    if (secondsOf(beat.time) > 5) {
+      EXPECT_EQ(beat.kind == BeatClass::ectopic, expected);
+    }
+    ectopic += expected ? 1 : 0;
+  }
+  EXPECT_EQ(ectopic, 1);
+}
+
+TEST(BeatDetectorTest, QualityFallsWithNoise) {
+  const auto beats = steadyBeats(70, 30);
+  double previous = 1.06;
+  for (const double noise : {0.0, 0.3, 0.8}) {
+    BeatDetector detector(360);
+    std::uint32_t random = 1;
+    const DetectorRun run = runDetector(detector, 360, 30, [&](double time) {
+      random = random * 1664525U + 1013904223U;
+      const double uniform = static_cast<double>(random >> 8U) / 16777216.0 - 0.5;
+      return syntheticEcg(beats, 70, time) + noise * 3.46 * uniform;
+    });
+    double mean = 0;
+    for (std::size_t i = 5; i < run.qualities.size(); ++i) mean += run.qualities[i] / 25;
+    EXPECT_LT(mean, previous - 0.05) << noise;
+    previous = mean;
+  }
+  EXPECT_LT(previous, 0.5);
 }
 
 }  // namespace
