@@ -17,7 +17,8 @@ constexpr double firstShare = 0.35;     // of the swing itself, while no height 
 constexpr double firstRoughness = 4;    // and at least this many times the roughness
 constexpr double leastRoughness = 1.5;  // of a swing that counts
 constexpr double unclear = 2;           // swing over roughness: noise alone gives up to this
-constexpr double clear = 6;
+constexpr double quiteClear = 6;
+constexpr double leastClearness = 0.3;  // below it there is movement, and no breath
 
 constexpr double shortestBreath = 1.2;  // s
 constexpr double defaultBreath = 4;     // s, while none is usual
@@ -39,8 +40,8 @@ double nearness(double ratio, double low, double high, double least) {
 }
 
 double clearnessOf(double swing, double roughness) {
-  return std::clamp((swing - unclear * roughness) / ((clear - unclear) * roughness + 1e-300), 0.0,
-                    1.0);
+  return std::clamp((swing - unclear * roughness) / ((quiteClear - unclear) * roughness + 1e-300),
+                    0.0, 1.0);
 }
 
 }  // namespace
@@ -79,7 +80,7 @@ std::optional<Breath> BreathCounter::push(const Point& point) {
   }
   if (now.time - updated_ >= 1s || now.time < updated_) updateUsual(now.time);
   disturbance_ = std::max(disturbance_, now.disturbance);
-  if (usualSwing_ > 0 && clearness(now.roughness) == 0) {
+  if (usualSwing_ > 0 && clearness(now.roughness) < leastClearness) {
     // Movement. A breath may be missed in it, so the next duration is not known.
     begin({now.time, now.value});
     lastTop_.reset();
@@ -154,15 +155,18 @@ std::optional<Breath> BreathCounter::finishTop(double roughness) {
     breath.duration = inSeconds(high_.time - *lastTop_);
     if (breath.duration < shortestBreath) return std::nullopt;
   }
+  const double usual = usualSwing_ > 0 ? std::min(breath.rise, usualSwing_) : breath.rise;
+  const double clear = clearnessOf(usual, roughness) * (1 - std::clamp(disturbance_, 0.0, 1.0));
+  disturbance_ = 0;
+  if (clear < leastClearness) {
+    lastTop_.reset();
+    return std::nullopt;
+  }
   Breath found;
   found.time = high_.time;
   if (lastTop_) found.duration = breath.duration;
-  const double usual = usualSwing_ > 0 ? std::min(breath.rise, usualSwing_) : breath.rise;
-  found.quality =
-      clearnessOf(usual, roughness) * (1 - std::clamp(disturbance_, 0.0, 1.0)) * likeness(breath);
-  if (found.quality <= 0) return std::nullopt;
+  found.quality = clear * likeness(breath);
   lastTop_ = high_.time;
-  disturbance_ = 0;
   remember(breath);
   found.depth = breath.rise / usualSwing_;
   return found;

@@ -19,7 +19,7 @@
 ///   0, because a signal that shows no breathing looks the same. The duration that contains the
 ///   pause counts in no rate, unless the next one is as long: then both are slow breaths;
 /// - from an interruption (a gap, no contact) until the first breath after it;
-/// - during movement and noise: the quality of the signal is below 0.2;
+/// - during movement and noise: the quality of the signal is below 0.35;
 /// - where the quality would be below 0.3.
 ///
 /// The quality is the mean quality of the breaths, less for fewer than four, and less where their
