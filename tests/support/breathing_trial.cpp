@@ -3,12 +3,15 @@
 
 #include <simulator/frame_encoder.h>
 #include <simulator/rates.h>
+#include <vitals/beat_detector.h>
 #include <vitals/breath_detector.h>
 #include <vitals/breathing_rate.h>
+#include <vitals/derived_breathing.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 using namespace std::chrono_literals;
 using Zephly::vitals::Time;
@@ -33,20 +36,71 @@ StrapSignals strapSignals(Zephly::simulator::Strap& strap, Zephly::StrapTime end
   return signals;
 }
 
-BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::StrapTime length) {
+namespace {
+
+// Breaths from the raw samples of either stream.
+class Finder {
+ public:
+  virtual ~Finder() = default;
+  virtual void setContact(bool on) = 0;
+  virtual void push(Time time, float value) = 0;
+  virtual std::optional<Zephly::vitals::Breath> next() = 0;
+  virtual double signalQuality() const = 0;
+
+ protected:
+  Finder() = default;
+  Finder(const Finder&) = default;
+  Finder& operator=(const Finder&) = default;
+};
+
+class ImpedanceFinder : public Finder {
+ public:
+  void setContact(bool on) override { detector_.setContact(on); }
+  void push(Time time, float value) override { detector_.push(time, value); }
+  std::optional<Zephly::vitals::Breath> next() override { return detector_.next(); }
+  double signalQuality() const override { return detector_.signalQuality(); }
+
+ private:
+  Zephly::vitals::BreathDetector detector_{Zephly::simulator::waveformRate};
+};
+
+class BeatFinder : public Finder {
+ public:
+  void setContact(bool on) override {
+    detector_.setContact(on);
+    derived_.interrupt();
+  }
+  void push(Time time, float value) override {
+    detector_.push(time, value);
+    while (const auto beat = detector_.next()) derived_.push(*beat);
+  }
+  std::optional<Zephly::vitals::Breath> next() override { return derived_.next(); }
+  double signalQuality() const override { return derived_.signalQuality(); }
+
+ private:
+  Zephly::vitals::BeatDetector detector_{Zephly::simulator::waveformRate};
+  Zephly::vitals::DerivedBreathing derived_;
+};
+
+}  // namespace
+
+BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::StrapTime length,
+                            BreathSource source) {
   BreathingTrial trial;
   options.observer = &trial.truth;
   Zephly::simulator::Strap strap(options);
-  const TimedSamples samples = strapSignals(strap, length).respiration;
+  const StrapSignals signals = strapSignals(strap, length);
+  const bool byImpedance = source == BreathSource::impedance;
+  std::unique_ptr<Finder> finder = std::make_unique<BeatFinder>();
+  if (byImpedance) finder = std::make_unique<ImpedanceFinder>();
 
-  Zephly::vitals::BreathDetector detector(Zephly::simulator::waveformRate);
   Zephly::vitals::BreathingRate rate;
   bool contact = true;
   Time next = 1s;
-  for (const auto& [time, value] : samples) {
+  for (const auto& [time, value] : byImpedance ? signals.respiration : signals.ecg) {
     if (time >= next) {
-      const auto now = contact ? rate.at(next, detector.signalQuality()) : std::nullopt;
-      BreathingTrial::Second second{next, {}, 0, detector.signalQuality()};
+      const auto now = contact ? rate.at(next, finder->signalQuality()) : std::nullopt;
+      BreathingTrial::Second second{next, {}, 0, finder->signalQuality()};
       if (now) {
         second.perMinute = now->perMinute;
         second.quality = now->quality;
@@ -56,11 +110,11 @@ BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::Str
     }
     if (const bool on = strap.electrodesOn(time); on != contact) {
       contact = on;
-      detector.setContact(on);
+      finder->setContact(on);
       rate.interrupt();
     }
-    detector.push(time, value);
-    while (const auto breath = detector.next()) {
+    finder->push(time, value);
+    while (const auto breath = finder->next()) {
       trial.breaths.push_back(*breath);
       trial.reported.push_back(time);
       rate.add(*breath);

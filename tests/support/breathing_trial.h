@@ -58,5 +58,8 @@ struct StrapSignals {
 };
 StrapSignals strapSignals(Zephly::simulator::Strap& strap, Zephly::StrapTime end);
 
+enum class BreathSource { impedance, beats };
+
 /// Contact is reported as the plan has it.
-BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::StrapTime length);
+BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::StrapTime length,
+                            BreathSource source = BreathSource::impedance);
