@@ -15,7 +15,8 @@
 /// Its centrals and peripherals are the tap's, each of which wraps one of the host's.
 ///
 /// While a tap is alive, the kit's processor clock is frozen between records: it returns the time
-/// of the latest record, so that a replay can return the same.
+/// of the latest record, so that a replay can return the same. A tap that only watches does not
+/// touch it.
 ///
 /// One tap at a time in a process. To be used on the main queue's thread only.
 
@@ -40,6 +41,9 @@ struct TapOptions {
   std::function<void(const Record&)> sink;
   /// The clock of Stamp::wall; empty for the system's.
   std::function<std::chrono::nanoseconds()> wall = {};
+  /// False: the session keeps its processor clock, as without a tap. A replay of such records may
+  /// differ in the two resets of the respiration chain.
+  bool freezeProcessorClock = true;
 };
 
 /// The host in use while it exists; it uses the host that was in use before.

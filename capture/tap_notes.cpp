@@ -6,7 +6,9 @@
 namespace Zephly::capture {
 
 TapNotes::TapNotes(TapOptions options)
-    : options_(std::move(options)), processor_(setProcessorClock([this] { return frozenTime_; })) {
+    : options_(std::move(options)),
+      processor_(options_.freezeProcessorClock ? setProcessorClock([this] { return frozenTime_; })
+                                               : ProcessorClock(processorClock)) {
   frozenTime_ = processor_();
 }
 

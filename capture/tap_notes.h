@@ -18,14 +18,16 @@ namespace Zephly::capture {
 /// One for each tap, shared by its central and its peripherals.
 class TapNotes {
  public:
-  /// Installs a processor clock that returns the time of the latest record. Records are stamped
-  /// with the clock before.
+  /// Installs a processor clock that returns the time of the latest record, unless the options
+  /// leave the clock alone. Records are stamped with the clock before.
   explicit TapNotes(TapOptions options);
   TapNotes(const TapNotes&) = delete;
   TapNotes& operator=(const TapNotes&) = delete;
 
   /// Restores the previous clock. To be called once, before this object is destroyed.
-  void restoreProcessorClock() { setProcessorClock(processor_); }
+  void restoreProcessorClock() {
+    if (options_.freezeProcessorClock) setProcessorClock(processor_);
+  }
 
   /// Stamps the report, freezes the processor clock at that time, and passes the record on.
   void note(Report report);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Checks that every numeric class of the kit has a line in the program's output, and that lines of different classes
-# differ. Usage: check_digest.sh KIT [EMULATOR...] DIGEST
+# Checks that every numeric class of the kit has a line in the program's output, that lines of different classes differ,
+# and that those of the vitals are the same however the samples are cut. Usage: check_digest.sh KIT [EMULATOR...] DIGEST
 set -euo pipefail
 kit=$1
 shift
@@ -21,6 +21,17 @@ while read -r name; do
   grep -qE "^$name( |$)" <<<"$lines" || complain "no digest of $name"
 done < <(sed -nE 's/^(class|struct) (ZEPHLY_EXPORT )?([A-Za-z0-9]+)( final)?( :.*)? \{$/\3/p' "$kit"/{protocol,dsp,motion}/*.h | sort -u)
 [ $classes -ge 20 ] || complain "only $classes classes seen: is $kit the kit?"
+
+# The vitals: one digest for all pieces of an input.
+for what in Beat Breath Second Hrv; do
+  for input in wearer recording; do
+    cuts=$(grep -cE "^$what $input pieces of " <<<"$lines" || true)
+    [ "$cuts" -ge 3 ] || complain "only $cuts digests of $what $input"
+    [ "$(grep -E "^$what $input pieces of " <<<"$lines" | awk '{print $NF}' | sort -u | wc -l)" -eq 1 ] ||
+      complain "the results depend on the pieces: $what $input"
+  done
+done
+lines=$(grep -vE '^(Beat|Breath|Second|Hrv) (wearer|recording) pieces of (6|500|2500) ' <<<"$lines")
 
 twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
 # The wrapper forwards everything to the engine; their digests must be equal.

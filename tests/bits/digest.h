@@ -27,7 +27,7 @@ class Digest {
   }
   /// Writes one line to standard output.
   void print(const char* name) const {
-    std::printf("%-28s %016llx\n", name, static_cast<unsigned long long>(state_));
+    std::printf("%-33s %016llx\n", name, static_cast<unsigned long long>(state_));
   }
 
  private:
@@ -44,5 +44,7 @@ class Digest {
 void digestProtocol();
 void digestDsp();
 void digestMotion();
+/// `recording`: a file with columns of ECG and respiration, 100 a second.
+void digestVitals(const std::string& recording);
 
 }  // namespace bits

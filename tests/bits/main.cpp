@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Prints one digest per numeric class over long seeded input. The results have the same bits with
-/// every compiler, optimisation and machine, so two builds of the kit must give the same output.
+/// every compiler, optimisation and machine, so two builds must give the same output.
 
 #include <tests/bits/digest.h>
 
@@ -9,4 +9,5 @@ int main() {
   bits::digestProtocol();
   bits::digestDsp();
   bits::digestMotion();
+  bits::digestVitals(ZEPHLY_RECORDINGS "/resting_5min_100hz.csv");
 }

@@ -299,6 +299,22 @@ TEST_F(TapWorldTest, ARecordIsWrittenWithAllClocksBeforeTheKitIsCalled) {
               (Record{{5ns, 1'800'000'000s, 777}, StateChanged{CBManagerState::poweredOn}}));
 }
 
+TEST_F(TapWorldTest, ATapThatOnlyWatchesLeavesTheProcessorClockAlone) {
+  tap_.reset();
+  EXPECT_EQ(processorClock(), 100U);
+  Host::use(&world_);
+  TapHost watching({.now = [this] { return now_; },
+                    .sink = [this](const Record& record) { records_.push_back(record); },
+                    .freezeProcessorClock = false});
+  processor_ = 777;
+  EXPECT_EQ(processorClock(), 777U);
+  const auto central = CBCentralManager::init(kit_, nullptr, std::nullopt);
+  world_.delegate.lock()->centralManagerDidUpdateState(world_.central);
+  EXPECT_EQ(records_.at(0).stamp.processor, 777U);
+  processor_ = 888;
+  EXPECT_EQ(processorClock(), 888U);
+}
+
 TEST_F(TapWorldTest, AnAdvertisementIsRecordedAfterTheKitHasRequestedAConnection) {
   discover(world_.peripheral("other"));
   EXPECT_THAT(log_, ElementsAre("found other local -70"));

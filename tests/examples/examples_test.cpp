@@ -186,6 +186,19 @@ TEST(WorkoutExampleTest, RefusesAnImpossibleSpeed) {
   EXPECT_EQ(Process(example("workout", "0")).finish().exitCode, 2);
 }
 
+TEST(VitalsExampleTest, ShowsRatesThatVanishWithTheElectrodes) {
+  Process process(example("vitals", "10"));
+  // The wearer of the standard plan takes the electrodes off within half a minute.
+  EXPECT_TRUE(process.readUntil(" /min  breathing 1"));
+  EXPECT_TRUE(process.readUntil("heart -- /min  breathing -- /min  no contact\n"));
+  process.sendSignal(SIGKILL);
+  process.finish();
+}
+
+TEST(VitalsExampleTest, RefusesAnImpossibleSpeed) {
+  EXPECT_EQ(Process(example("vitals", "0")).finish().exitCode, 2);
+}
+
 TEST(FrameFileExampleTest, PlaysTheFramesOfAStrap) {
   Zephly::simulator::Strap strap;
   std::ostringstream input;

@@ -42,6 +42,16 @@ inline std::string eventBits(const Zephly::watch::Event& event) {
           bits(what.displacement);
         } else if constexpr (std::is_same_v<What, Diagnostic> || std::is_same_v<What, HostLine>) {
           text << ' ' << what.text;
+        } else if constexpr (std::is_same_v<What, Zephly::vitals::Beat>) {
+          text << ' ' << what.time.count() << ' ' << std::hexfloat << what.rr.value_or(-1) << ' '
+               << what.amplitude << ' ' << what.quality << ' ' << static_cast<int>(what.kind);
+        } else if constexpr (std::is_same_v<What, Zephly::vitals::Breath>) {
+          text << ' ' << what.time.count() << ' ' << std::hexfloat << what.duration.value_or(-1)
+               << ' ' << what.depth << ' ' << what.quality << ' ' << what.derived;
+        } else if constexpr (std::is_same_v<What, Zephly::vitals::Second>) {
+          text << ' ' << what.time.count() << ' ' << std::hexfloat << what.heartRate.value_or(-1)
+               << ' ' << what.ecgQuality << ' ' << what.breathingRate.value_or(-1) << ' '
+               << what.respirationQuality;
         } else {
           static_assert(std::is_same_v<What, Connected> || std::is_same_v<What, Disconnected>);
         }

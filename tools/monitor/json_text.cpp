@@ -80,8 +80,41 @@ class Writer {
   std::string operator()(const watch::HostLine& host) const {
     return line("host").string("text", host.text).text();
   }
+  std::string operator()(const vitals::Beat& beat) const {
+    JsonLine text = line("beat");
+    text.raw("at", jsonSeconds(beat.time));
+    if (beat.rr) text.number("rr", brief(*beat.rr));
+    text.number("amplitude", brief(beat.amplitude)).number("quality", brief(beat.quality));
+    text.string("class", vitals::beatClassName(beat.kind));
+    if (beat.late) text.boolean("late", true);
+    return text.text();
+  }
+  std::string operator()(const vitals::Breath& breath) const {
+    JsonLine text = line("breath");
+    text.raw("at", jsonSeconds(breath.time));
+    if (breath.duration) text.number("duration", brief(*breath.duration));
+    text.number("depth", brief(breath.depth)).number("quality", brief(breath.quality));
+    text.boolean("derived", breath.derived);
+    return text.text();
+  }
+  // A value that is not known has no key.
+  std::string operator()(const vitals::Second& second) const {
+    JsonLine text = line("vitals");
+    text.raw("at", jsonSeconds(second.time));
+    if (second.heartRate) text.number("heartRate", brief(*second.heartRate));
+    text.number("heartRateQuality", brief(second.heartRateQuality));
+    text.number("ecgQuality", brief(second.ecgQuality));
+    if (second.breathingRate) text.number("breathingRate", brief(*second.breathingRate));
+    text.number("breathingQuality", brief(second.breathingQuality));
+    text.boolean("breathingDerived", second.breathingDerived);
+    text.number("respirationQuality", brief(second.respirationQuality));
+    if (second.contact) text.boolean("contact", *second.contact);
+    return text.text();
+  }
 
  private:
+  // As many digits as a sample has.
+  static float brief(double value) { return static_cast<float>(value); }
   JsonLine line(std::string_view event) const { return {time_, event}; }
 
   StrapTime time_;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The events of a session: one value for each callback, each observed fact of the kit, and each
-/// line of the host.
+/// The events of a session: one value for each callback, each observed fact of the kit, each line
+/// of the host, and each beat, breath and second of the vitals, whose own times are by the same
+/// clock.
 
+#include <vitals/vitals.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/battery_status.h>
 #include <zephly/protocol/strap_time.h>
@@ -68,7 +70,8 @@ constexpr std::string_view eventName(Exercise exercise) {
 struct Event {
   StrapTime time;  ///< since the session began
   std::variant<Connected, Disconnected, LeadOff, Temperature, Battery, EcgSample, RespirationSample,
-               Repetition, MotionSample, Diagnostic, HostLine>
+               Repetition, MotionSample, Diagnostic, HostLine, vitals::Beat, vitals::Breath,
+               vitals::Second>
       what;
 };
 

@@ -64,6 +64,10 @@ void Receiver::didDetectPushUp() { emit(Repetition{Exercise::pushUp}); }
 void Receiver::didDetectSitUp() { emit(Repetition{Exercise::sitUp}); }
 void Receiver::didDetectJump() { emit(Repetition{Exercise::jump}); }
 
+void Receiver::beat(const vitals::Beat& beat) { emit(beat); }
+void Receiver::breath(const vitals::Breath& breath) { emit(breath); }
+void Receiver::second(const vitals::Second& second) { emit(second); }
+
 void Receiver::didTraceMotion(const MotionTrace& fact) {
   emit(MotionSample{fact.highPassed, fact.displacement});
 }

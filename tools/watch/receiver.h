@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Converts every callback and every observed fact of the kit to an Event.
+/// Converts every callback and every observed fact of the kit, and the vitals, to an Event.
 ///
 ///   auto receiver = std::make_shared<Receiver>(clock, [&](const Event& event) { ... });
 ///   auto session = ::Zephly::Zephly::init(receiver);
@@ -9,6 +9,7 @@
 ///   const hosts::Observation observation(*receiver);
 
 #include <tools/watch/event.h>
+#include <vitals/vitals.h>
 #include <zephly/platform/observer.h>
 #include <zephly/protocol/strap_time.h>
 #include <zephly/session/workout_delegate.h>
@@ -20,7 +21,10 @@
 
 namespace Zephly::watch {
 
-class Receiver final : public ZephlyDelegate, public WorkoutDelegate, public Observer {
+class Receiver final : public ZephlyDelegate,
+                       public WorkoutDelegate,
+                       public Observer,
+                       public vitals::Receiver {
  public:
   using Clock = std::function<StrapTime()>;
   using Listener = std::function<void(const Event&)>;
@@ -54,6 +58,10 @@ class Receiver final : public ZephlyDelegate, public WorkoutDelegate, public Obs
   void didFindCharacteristic(const CharacteristicFound& fact) override;
   void didFailToSubscribe(const SubscriptionFailure& fact) override;
   void didFailToRead(const ReadFailure& fact) override;
+
+  void beat(const vitals::Beat& beat) override;
+  void breath(const vitals::Breath& breath) override;
+  void second(const vitals::Second& second) override;
 
  private:
   template <class What>

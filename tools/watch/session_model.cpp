@@ -74,6 +74,9 @@ void SessionModel::note(StrapTime time, const Disconnected& /*disconnected*/) {
   linkLosses_.push_back({time, std::nullopt, std::nullopt});
   if (linkLosses_.size() > keptLinkLosses) linkLosses_.pop_front();
   for (ArrivalMeter& meter : arrivals_) meter.stop(time);
+  second_.reset();
+  beat_.reset();
+  breath_.reset();
   keep(time, std::string(linkLostText));
 }
 
@@ -123,6 +126,27 @@ void SessionModel::note(StrapTime time, const Diagnostic& diagnostic) {
 void SessionModel::note(StrapTime time, const HostLine& line) {
   keep(time, line.text);
   hostLine_ = line.text;
+}
+
+void SessionModel::note(StrapTime /*time*/, const vitals::Beat& beat) {
+  // A late one is of the past.
+  if (!beat.late) beat_ = beat;
+  ++beats_;
+}
+
+void SessionModel::note(StrapTime /*time*/, const vitals::Breath& breath) {
+  breath_ = breath;
+  ++breaths_;
+}
+
+void SessionModel::note(StrapTime time, const vitals::Second& second) {
+  second_ = second;
+  secondArrived_ = time;
+}
+
+std::optional<vitals::Second> SessionModel::vitalsAt(StrapTime now) const {
+  if (now - secondArrived_ > vitalsLifetime) return std::nullopt;
+  return second_;
 }
 
 void SessionModel::keep(StrapTime time, const std::string& text) {

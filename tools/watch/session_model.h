@@ -19,6 +19,7 @@
 #include <zephly/protocol/streams.h>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -68,6 +69,18 @@ class SessionModel {
   const std::optional<BatteryStatus>& battery() const { return battery_; }
   const Repetitions& repetitions() const { return repetitions_; }
 
+  /// A second of vitals that is older than this says nothing about the present.
+  static constexpr StrapTime vitalsLifetime = std::chrono::seconds(8);
+  /// The latest second of vitals. Empty before the first one, without a link, and when the link
+  /// brings no samples.
+  std::optional<vitals::Second> vitalsAt(StrapTime now) const;
+  /// The latest beat and breath of the link; empty without them.
+  const std::optional<vitals::Beat>& beat() const { return beat_; }
+  const std::optional<vitals::Breath>& breath() const { return breath_; }
+  /// Beats of any class, and breaths, since the session began.
+  std::uint64_t beats() const { return beats_; }
+  std::uint64_t breaths() const { return breaths_; }
+
   /// Samples.
   std::uint64_t received(Stream stream) const;
   /// The same per second, see RateMeter. Always empty for a stream without a rate, the battery.
@@ -98,6 +111,9 @@ class SessionModel {
   void note(StrapTime time, const MotionSample& sample);
   void note(StrapTime time, const Diagnostic& diagnostic);
   void note(StrapTime time, const HostLine& line);
+  void note(StrapTime time, const vitals::Beat& beat);
+  void note(StrapTime time, const vitals::Breath& breath);
+  void note(StrapTime time, const vitals::Second& second);
   void keep(StrapTime time, const std::string& text);
   void explainLinkLoss(StrapTime time, const std::string& reason);
   void count(Stream stream, StrapTime time);
@@ -115,6 +131,12 @@ class SessionModel {
   std::optional<Temperature> temperature_;
   std::optional<BatteryStatus> battery_;
   Repetitions repetitions_;
+  std::optional<vitals::Second> second_;
+  StrapTime secondArrived_{};
+  std::optional<vitals::Beat> beat_;
+  std::optional<vitals::Breath> breath_;
+  std::uint64_t beats_ = 0;
+  std::uint64_t breaths_ = 0;
   PerStream<std::uint64_t> received_{};
   PerStream<RateMeter> rates_;
   PerStream<ArrivalMeter> arrivals_;

@@ -32,6 +32,10 @@ SessionRunner::SessionRunner(std::string command, main_queue::MainQueue& queue,
 
 SessionRunner::~SessionRunner() = default;
 
+void SessionRunner::measureVitals() {
+  vitals_.emplace(*receiver_, [this] { return now(); });
+}
+
 void SessionRunner::run() {
   session_ = ::Zephly::Zephly::init(receiver_);
   session_->startWorkoutDetection(receiver_);
@@ -61,6 +65,7 @@ const SourceReport& SessionRunner::finish() {
   if (!report_) {
     stopClock();
     report_ = source_->finish();
+    if (vitals_) vitals_->finish();
   }
   return *report_;
 }

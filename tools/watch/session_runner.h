@@ -16,6 +16,7 @@
 
 #include <hosts/foundation/observation.h>
 #include <hosts/main_queue/main_queue.h>
+#include <hosts/vitals/session_vitals.h>
 #include <tools/watch/event.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/source.h>
@@ -73,6 +74,9 @@ class SessionRunner {
   SessionRunner(std::string command, main_queue::MainQueue& queue, const SourceOptions& options,
                 SessionHandler& handler, std::chrono::milliseconds refreshInterval,
                 std::streambuf* console = nullptr);
+  /// Makes events of beats, breaths and seconds of vitals, too; the last ones come in finish(). To
+  /// be called before run(), and not where a capture::TapHost is in use.
+  void measureVitals();
   SessionRunner(const SessionRunner&) = delete;
   SessionRunner& operator=(const SessionRunner&) = delete;
   ~SessionRunner();
@@ -108,6 +112,8 @@ class SessionRunner {
   std::optional<SourceReport> report_;
   std::unique_ptr<Source> source_;
   std::shared_ptr<Receiver> receiver_;
+  // After the source, whose host it wraps.
+  std::optional<hosts::SessionVitals> vitals_;
   std::shared_ptr<::Zephly::Zephly> session_;
   main_queue::Timer refreshTimer_;
   hosts::Observation observation_;
