@@ -11,12 +11,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr double usualShare = 0.3;      // of the usual swing: what counts
-constexpr double leastShare = 0.15;     // after a time without a breath
-constexpr double firstShare = 0.35;     // of the swing itself, while no height is usual
-constexpr double firstRoughness = 4;    // and at least this many times the roughness
-constexpr double leastRoughness = 1.5;  // of a swing that counts
-constexpr double unclear = 2;           // swing over roughness: noise alone gives up to this
+constexpr double usualShare = 0.3;       // of the usual swing: what counts
+constexpr double leastLateShare = 0.15;  // after a time without a breath
+constexpr double firstShare = 0.35;      // of the swing itself, while no height is usual
+constexpr double firstRoughness = 4;     // and at least this many times the roughness
+constexpr double leastRoughness = 1.5;   // of a swing that counts
+constexpr double unclear = 2;            // swing over roughness: noise alone gives up to this
 constexpr double quiteClear = 6;
 constexpr double leastClearness = 0.3;  // below it there is movement, and no breath
 
@@ -26,7 +26,7 @@ constexpr double patience = 1.5;        // usual breaths until smaller swings co
 constexpr double leastPatience = 6;     // s
 constexpr Time longestHold = 10s;       // a top that lasts longer is no breath
 constexpr Time settling = 500ms;        // a top so soon after the beginning may be its edge
-constexpr Time remembered = 60s;
+constexpr Time breathsRemembered = 60s;
 
 double inSeconds(Time time) { return std::chrono::duration<double>(time).count(); }
 
@@ -103,7 +103,7 @@ double BreathCounter::threshold(Time now, double roughness) const {
   const double usualDuration = usualDuration_ > 0 ? usualDuration_ : defaultBreath;
   const double wait = std::max(patience * usualDuration, leastPatience);
   const double late = std::clamp((inSeconds(now - turned_) - wait) / wait, 0.0, 1.0);
-  const double share = usualShare + (leastShare - usualShare) * late;
+  const double share = usualShare + (leastLateShare - usualShare) * late;
   return std::max(share * usualSwing_, leastRoughness * roughness);
 }
 
@@ -203,7 +203,7 @@ void BreathCounter::updateUsual(Time now) {
   std::ptrdiff_t durationCount = 0;
   for (std::size_t i = 0; i < pastCount_; ++i) {
     const Past& breath = past_[i];
-    if (now - breath.time > remembered) continue;
+    if (now - breath.time > breathsRemembered) continue;
     rises[static_cast<std::size_t>(riseCount++)] = breath.rise;
     if (breath.duration > 0) durations[static_cast<std::size_t>(durationCount++)] = breath.duration;
   }

@@ -14,11 +14,11 @@ namespace {
 using namespace std::chrono_literals;
 
 // Of the spectrum.
-constexpr Time segment = 5min;
+constexpr Time spectrumSegment = 5min;
 constexpr Time shortestLF = 2min;
 constexpr Time shortestHF = 1min;
 // A spectrum of less than half of the intervals shows the gaps.
-constexpr double leastShare = 0.5;
+constexpr double leastSpectrumShare = 0.5;
 
 struct Interval {
   Time end{};
@@ -111,7 +111,7 @@ Powers powersOf(std::span<const Interval> intervals) {
     sum += interval.ms;
   }
   const auto all = static_cast<double>(intervals.size());
-  if (points.size() < 3 || static_cast<double>(points.size()) < leastShare * all) return {};
+  if (points.size() < 3 || static_cast<double>(points.size()) < leastSpectrumShare * all) return {};
   const double seconds = points.back().time - points.front().time;
   // An interval less than the window: its first beat begins the first one.
   const auto isLong = [&](Time shortest) {
@@ -132,7 +132,7 @@ void addSpectrum(Hrv& hrv, std::span<const Interval> intervals) {
   int lfSegments = 0;
   int hfSegments = 0;
   while (!intervals.empty()) {
-    const Time end = intervals.front().end + segment;
+    const Time end = intervals.front().end + spectrumSegment;
     std::size_t count = 0;
     while (count < intervals.size() && intervals[count].end <= end) ++count;
     const Powers powers = powersOf(intervals.first(count));

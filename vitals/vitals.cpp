@@ -31,12 +31,12 @@ constexpr std::size_t waitingSeconds = 16;
 // Room for the breaths of those seconds.
 constexpr std::size_t waitingBreaths = 64;
 // Breaths of both sources that are nearer than this are the same one.
-constexpr Time shortestBreath = 1s;
+constexpr Time nearestBreaths = 1s;
 // Breathing is taken from the ECG where there are no samples of the impedance, and where it gives
 // no rate and its quality, smoothed over 10 s, is below this. Not where it is clear and shows no
 // breaths: that is a pause.
 constexpr double clearImpedance = 0.5;
-constexpr double smoothing = 0.1;  // a second
+constexpr double impedanceSmoothing = 0.1;  // a second
 
 // The results of one second of a stream, from that stream alone: they do not depend on how far the
 // other one has come.
@@ -336,7 +336,7 @@ class Vitals::State {
     }
     // Seconds that are not there separate what is before and after them.
     if (!reported_ || index != *reported_ + 1) impedance_ = 1;
-    impedance_ += smoothing * (respiration.quality - impedance_);
+    impedance_ += impedanceSmoothing * (respiration.quality - impedance_);
     const bool derived =
         hasEcg && (!hasRespiration || (!respiration.rate && impedance_ < clearImpedance));
     if (const auto& rate = derived ? ecg.breathing : respiration.rate) {
@@ -372,7 +372,7 @@ class Vitals::State {
       Breath breath = breaths.pop().breath;
       if (!use) continue;
       if (lastBreath_ && breath.derived != lastDerived_) {
-        if (breath.time < *lastBreath_ + shortestBreath) continue;
+        if (breath.time < *lastBreath_ + nearestBreaths) continue;
         breath.duration.reset();
       }
       lastBreath_ = breath.time;

@@ -10,13 +10,22 @@
 ///   vitals.respiration(time, value);  // raw, not the kit's filtered value
 ///   vitals.finish();                  // reports what is still held back
 ///
-/// Takes what the strap sends, not what the kit's filters make of it. Times increase within a
-/// stream; a step of more than 1.5 sample periods and 50 ms is a gap. The two streams may be ahead
-/// of each other by up to 5 s; then the results do not depend on how they are interleaved or cut
-/// into calls. A stream that is 5 s behind the other one is taken as silent from there.
+/// Takes what the strap sends, not what the kit's filters make of it.
 ///
-/// The same samples give the same bits with every supported compiler. No call allocates memory; the
-/// state does not grow. Not thread-safe: one thread at a time.
+/// Times increase within a stream; a sample that is not later than the one before it is ignored,
+/// and so is one whose time is further than 146 years from 0. A step of more than 1.5 sample
+/// periods and 50 ms is a gap. A value that is not a number, or infinite, is a missing one.
+///
+/// Contact applies to each stream from its first sample at that time or later: report it before
+/// these samples. Until the first report there may be contact.
+///
+/// The two streams may be ahead of each other by up to 5 s; then the beats, the breaths and the
+/// seconds do not depend on how the streams are interleaved or cut into calls. A stream that is 5 s
+/// behind the other one is taken as silent from there. So merge the streams of a file by their
+/// times, and end a piece of one of them at a gap.
+///
+/// The same samples give the same bits with every supported compiler. No call but finish()
+/// allocates memory; the state does not grow. Not thread-safe: one thread at a time.
 
 #include <vitals/beat.h>
 #include <vitals/breath.h>
@@ -33,7 +42,7 @@ struct Settings {
   bool searchBack = false;       ///< also look for weak beats where one is missing; reported late
 };
 
-/// The state at the end of one second. Empty: not known.
+/// The state at the end of one second: a whole one of the clock of the samples. Empty: not known.
 struct Second {
   Time time{};                          ///< its end
   std::optional<double> heartRate;      ///< beats per minute, of the median of the last beats
@@ -54,8 +63,12 @@ class ZEPHLY_EXPORT Receiver {
   virtual ~Receiver() = default;
   /// At most 0.5 s after its R peak, except a late one. In order of time, late ones excepted.
   virtual void beat(const Beat& beat) = 0;
+  /// In order of time. Reported with the second in which it was found, some seconds after its top:
+  /// only then it is known whether breaths of the ECG take its place.
   virtual void breath(const Breath& breath) = 0;
-  /// Every second of the samples' time, at most 1.5 s after its end.
+  /// Every second in which there is a sample of either stream, at most 0.5 s after both streams
+  /// have reached its end; 5 s after its end while one of them is silent. All of its beats have
+  /// been reported before.
   virtual void second(const Second& second) = 0;
 };
 
@@ -71,7 +84,8 @@ class ZEPHLY_EXPORT Vitals {
   void respiration(Time time, float value);
   /// Whether the electrodes touch the skin, from `time` on.
   void contact(Time time, bool on);
-  /// Reports what is held back. Later samples begin anew, as after a gap.
+  /// Reports what is held back. Later samples begin anew, also at an earlier time. A second that
+  /// continues after it is reported in two parts.
   void finish();
 
  private:

@@ -13,8 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr double pi = std::numbers::pi;
-
 Beat beatAt(Time time, BeatClass kind = BeatClass::normal) {
   return {.time = time, .rr = 1.0, .amplitude = 1, .quality = 1, .kind = kind};
 }
@@ -33,7 +31,7 @@ std::vector<Beat> sinusArrhythmia(Time duration, double frequency, double amplit
   std::vector<Beat> beats = {beatAt(0s)};
   while (beats.back().time < duration) {
     const double time = std::chrono::duration<double>(beats.back().time).count();
-    const double rr = 0.8 + amplitude * std::sin(2 * pi * frequency * time);
+    const double rr = 0.8 + amplitude * std::sin(2 * std::numbers::pi * frequency * time);
     beats.push_back(beatAt(beats.back().time + Time(static_cast<std::int64_t>(rr * 1e9))));
   }
   return beats;

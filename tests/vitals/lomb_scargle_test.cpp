@@ -13,8 +13,6 @@ namespace {
 
 using Point = LombScargle::Point;
 
-constexpr double pi = std::numbers::pi;
-
 // The definition, term by term, after the mean and the line of least squares are removed.
 double literalPower(const std::vector<Point>& points, double frequency) {
   long double count = 0;
@@ -61,8 +59,8 @@ std::vector<Point> tachogram(double seconds) {
   std::mt19937 random(5);
   std::vector<Point> points;
   for (double time = 3; time < seconds + 3;) {
-    const double rr = 0.9 + 0.05 * std::sin(2 * pi * 0.1 * time) +
-                      0.03 * std::cos(2 * pi * 0.25 * time) +
+    const double rr = 0.9 + 0.05 * std::sin(2 * std::numbers::pi * 0.1 * time) +
+                      0.03 * std::cos(2 * std::numbers::pi * 0.25 * time) +
                       1e-5 * static_cast<double>(random() % 1000);
     time += rr;
     if (time > 50 && time < 58) continue;
@@ -92,7 +90,8 @@ TEST(LombScargleTest, BandPowerIsTheTrapezoidalSumOfTheDefinition) {
 
 TEST(LombScargleTest, ASineHasHalfItsAmplitudeSquaredInItsBandAndLittleInTheOther) {
   std::vector<Point> points;
-  for (int i = 0; i < 300; ++i) points.push_back({1.0 * i, 40 * std::sin(2 * pi * 0.1 * i)});
+  for (int i = 0; i < 300; ++i)
+    points.push_back({1.0 * i, 40 * std::sin(2 * std::numbers::pi * 0.1 * i)});
   const LombScargle spectrum(points, 1);
   EXPECT_NEAR(spectrum.bandPower(0.04, 0.15), 800, 800 * 0.02);
   EXPECT_LT(spectrum.bandPower(0.15, 0.4), 800 * 0.02);
@@ -101,7 +100,8 @@ TEST(LombScargleTest, ASineHasHalfItsAmplitudeSquaredInItsBandAndLittleInTheOthe
 TEST(LombScargleTest, AGapDoesNotChangeTheBandPowerOfASine) {
   std::vector<Point> points;
   for (int i = 0; i < 300; ++i) {
-    if (i < 100 || i >= 160) points.push_back({1.0 * i, 40 * std::sin(2 * pi * 0.1 * i)});
+    if (i < 100 || i >= 160)
+      points.push_back({1.0 * i, 40 * std::sin(2 * std::numbers::pi * 0.1 * i)});
   }
   EXPECT_NEAR(LombScargle(points, 1).bandPower(0.04, 0.15), 800, 800 * 0.02);
 }

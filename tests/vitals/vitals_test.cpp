@@ -219,7 +219,8 @@ TEST(VitalsTest, WithoutContactReportsItIsNotKnown) {
   EXPECT_FALSE(results.seconds.back().contact);
 }
 
-// Breaths from the ECG: marked, in order of time, and not twice.
+// Breaths from the ECG: marked, in order of time, and not twice. The impedance counts as clear
+// until the swings of a minute are forgotten.
 TEST(VitalsTest, BreathingComesFromTheEcgWhileTheImpedanceIsPoorOrAbsent) {
   for (const bool absent : {true, false}) {
     SCOPED_TRACE(absent);
@@ -231,17 +232,17 @@ TEST(VitalsTest, BreathingComesFromTheEcgWhileTheImpedanceIsPoorOrAbsent) {
       if (sample.time < 1min || sample.time >= 3min) {
         vitals.respiration(sample.time, sample.respiration);
       } else if (!absent) {
-        vitals.respiration(sample.time, static_cast<float>(random() % 1000) / 200);
+        vitals.respiration(sample.time, static_cast<float>(random() % 1000) / 1000);
       }
     }
     vitals.finish();
     int derived = 0;
     for (const Second& second : results.seconds) {
       SCOPED_TRACE(second.time.count());
-      if (second.time <= 1min || second.time > 200s) {
+      if (second.time <= 1min || second.time > 215s) {
         EXPECT_FALSE(second.breathingDerived);
       }
-      if (second.time > 90s && second.time < 175s) {
+      if (second.time > 130s && second.time < 175s) {
         EXPECT_EQ(second.breathingDerived, second.breathingRate.has_value());
         if (second.breathingDerived) {
           EXPECT_NEAR(*second.breathingRate, 15, 2);
@@ -249,7 +250,7 @@ TEST(VitalsTest, BreathingComesFromTheEcgWhileTheImpedanceIsPoorOrAbsent) {
         }
       }
     }
-    EXPECT_GT(derived, 60);
+    EXPECT_GT(derived, 30);
     Time last{};
     for (const Breath& breath : results.breaths) {
       EXPECT_GT(breath.time, last);
@@ -257,7 +258,7 @@ TEST(VitalsTest, BreathingComesFromTheEcgWhileTheImpedanceIsPoorOrAbsent) {
       if (breath.time < 50s) {
         EXPECT_FALSE(breath.derived);
       }
-      if (breath.time > 90s && breath.time < 170s) {
+      if (breath.time > 130s && breath.time < 170s) {
         EXPECT_TRUE(breath.derived);
       }
     }
