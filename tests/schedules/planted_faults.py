@@ -111,7 +111,7 @@ def main():
         subprocess.run(["git", "clone", "-q", str(top), str(tree)], check=True)
     subprocess.run(["git", "-C", str(tree), "checkout", "-q", "--", "."], check=True)
     subprocess.run(["git", "-C", str(tree), "pull", "-q", "--ff-only"], check=True)
-    subprocess.run(["cmake", "--preset", "normal"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--preset", "normal", "-DZEPHLY_BUILD_PAGE=OFF"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
     built, output = build(tree)
     if not built:
         sys.exit("the tree does not build:\n" + output)
