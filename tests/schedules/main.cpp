@@ -4,6 +4,7 @@
 ///
 ///   zephly_schedules --seeds 1000          # the seeds 1 to 1000
 ///   zephly_schedules --first 1001 --seeds 1000
+///   zephly_schedules --seeds 9000 --only "zephly view" --only SIGTERM
 ///   zephly_schedules --seed 17             # one, with its steps
 ///   zephly_schedules --seed 17 --shrink    # the fewest steps that still fail
 ///   zephly_schedules --seed 17 --trace     # and every message on the bus
@@ -37,6 +38,7 @@
 #include <ratio>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -101,8 +103,9 @@ class Child {
 
 class Runner {
  public:
-  explicit Runner(unsigned jobs)
+  Runner(unsigned jobs, std::vector<std::string> only)
       : jobs_(jobs),
+        only_(std::move(only)),
         folder_(std::filesystem::temp_directory_path() /
                 ("schedules-" + std::to_string(::getpid()))) {}
   Runner(const Runner&) = delete;
@@ -129,7 +132,7 @@ class Runner {
       reap();
       reportProgress(next - first - children_.size(), count);
     }
-    printFigures(next - first);
+    printFigures();
     return failed_ == 0 ? 0 : 1;
   }
 
@@ -158,13 +161,22 @@ class Runner {
   };
 
   void begin(std::uint64_t seed) {
-    auto child =
-        std::make_unique<Child>(Schedule::ofSeed(seed), folder_ / std::to_string(seed), true);
+    const Schedule schedule = Schedule::ofSeed(seed);
+    if (!only_.empty() && !isChosen(schedule.text())) return;
+    ++begun_;
+    auto child = std::make_unique<Child>(schedule, folder_ / std::to_string(seed), true);
     const pid_t pid = child->pid();
     children_[pid] = {std::move(child), seed};
   }
 
+  bool isChosen(const std::string& text) const {
+    return std::all_of(only_.begin(), only_.end(), [&](const std::string& part) {
+      return text.find(part) != std::string::npos;
+    });
+  }
+
   void reap() {
+    if (children_.empty()) return;
     int status = 0;
     const auto found = children_.find(::wait(&status));
     if (found == children_.end()) return;
@@ -199,9 +211,9 @@ class Runner {
     std::cerr << done << " of " << count << " schedules, " << failed_ << " failed" << std::endl;
   }
 
-  void printFigures(std::uint64_t count) const {
+  void printFigures() const {
     using Hours = std::chrono::duration<double, std::ratio<3600>>;
-    std::cout << count << " schedules of " << std::fixed << std::setprecision(1)
+    std::cout << begun_ << " schedules of " << std::fixed << std::setprecision(1)
               << Hours(total_.time).count() << " simulated hours: " << total_.links << " links, "
               << total_.values << " values, " << total_.calls << " calls, " << total_.viewers
               << " viewers who were too slow for " << total_.viewerLosses << " messages, "
@@ -216,6 +228,8 @@ class Runner {
   using Clock = std::chrono::steady_clock;
 
   unsigned jobs_;
+  std::vector<std::string> only_;
+  std::uint64_t begun_ = 0;
   std::filesystem::path folder_;
   Clock::time_point reported_ = Clock::now();
   std::map<pid_t, Running> children_;
@@ -230,19 +244,22 @@ int main(int argc, char** argv) {
   std::uint64_t count = 0;
   std::uint64_t first = 1;
   std::uint64_t seed = 0;
+  std::vector<std::string> only;
   bool shrink = false;
   bool untilFailure = false;
   bool trace = false;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
   program.add_option("--seeds", count, "Run so many seeds");
   program.add_option("--first", first, "The first of them");
+  program.add_option("--only", only,
+                     "Skip seeds whose text lacks this; several times: all of them");
   program.add_option("--seed", seed, "Run one seed and print its steps");
   program.add_flag("--shrink", shrink, "Remove steps as long as it fails");
   program.add_flag("--until-failure", untilFailure, "End at the first seed that fails");
   program.add_flag("--trace", trace, "Print the messages on the bus");
   program.add_option("--jobs", jobs, "Schedules at a time");
   CLI11_PARSE(program, argc, argv);
-  Runner runner(std::max(1U, jobs));
+  Runner runner(std::max(1U, jobs), std::move(only));
   if (seed == 0) return runner.all(first, count, untilFailure);
   Schedule schedule = Schedule::ofSeed(seed);
   std::string verdict = shrink ? runner.shrink(schedule) : runner.one(schedule);

@@ -17,6 +17,7 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -30,8 +31,10 @@ namespace Zephly::view {
 
 namespace {
 
-// How long viewers may take to receive the last messages.
+// How long viewers may take to receive the last messages. The release of the strap before it may
+// take up to 3 s when the bus stalls, which is then most of what the end may take.
 constexpr std::chrono::seconds farewell{2};
+constexpr std::chrono::milliseconds leastFarewell{300};
 
 ServerOptions serverOptions(const Options& options) {
   ServerOptions server;
@@ -98,12 +101,9 @@ class LivePage final : private watch::SessionHandler {
   void onSourceEnd() override {
     runner_.stopClock();
     queue_.post([this] {
+      if (options_.exitAtEnd) return onEndSignal();
       finishSource();
-      if (options_.exitAtEnd) {
-        onEndSignal();
-      } else {
-        say("The session has ended. The page stays open until Ctrl-C.");
-      }
+      say("The session has ended. The page stays open until Ctrl-C.");
     });
   }
 
@@ -119,9 +119,12 @@ class LivePage final : private watch::SessionHandler {
       return;
     }
     ending_ = true;
+    const auto begin = std::chrono::steady_clock::now();
     finishSource();
     server_.close([this] { queue_.stop(); });
-    farewellTimer_ = queue_.after(farewell, [this] { queue_.stop(); });
+    const std::chrono::nanoseconds rest = begin + farewell - std::chrono::steady_clock::now();
+    farewellTimer_ = queue_.after(std::max<std::chrono::nanoseconds>(rest, leastFarewell),
+                                  [this] { queue_.stop(); });
   }
 
   std::vector<std::string> complaints() {
