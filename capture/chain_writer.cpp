@@ -5,6 +5,7 @@
 #include <capture/parts.h>
 #include <capture/text.h>
 
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -101,8 +102,9 @@ std::unique_ptr<Writer> ChainWriter::openPart(const std::filesystem::path& path)
     preamble.continues = {.part = static_cast<std::uint32_t>(writers_.size()) + 1,
                           .lost = lostSinceLastFile_};
   }
+  std::unique_ptr<Writer> writer;
   try {
-    auto writer = std::make_unique<Writer>(path, preamble, options);
+    writer = std::make_unique<Writer>(path, preamble, options);
     for (const Record& record : kept_) {
       if (writer->append(record)) continue;
       trouble_ = writer->error().value_or("");
@@ -111,7 +113,10 @@ std::unique_ptr<Writer> ChainWriter::openPart(const std::filesystem::path& path)
     }
     return writer;
   } catch (const std::exception& error) {
-    trouble_ = error.what();
+    // A file with a part of the records would be taken for the continuation.
+    if (writer) writer->discard();
+    const bool noMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+    trouble_ = noMemory ? "not enough memory" : error.what();
     return nullptr;
   }
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
 #include <utility>
 
 namespace Zephly::bluez {
@@ -43,7 +44,12 @@ Central::Central(Radio* radio, std::weak_ptr<CBCentralManagerDelegate> delegate)
 Central::~Central() {
   Radio* radio = radio_;
   retire();
-  if (radio != nullptr) radio->forget();
+  if (radio == nullptr) return;
+  try {
+    radio->forget();
+  } catch (const std::bad_alloc&) {
+    // The scan continues for nobody until the radio next changes it.
+  }
 }
 
 void Central::scanForPeripheralsWithServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs,
@@ -168,10 +174,11 @@ void Central::disconnectionExplained(const std::string& key, const std::string& 
 }
 
 // The radio is being destroyed while the application still holds the central: every object stays
-// valid, does nothing any more and reports nothing.
+// valid, does nothing any more and reports nothing. It is called by destructors and needs no
+// memory; nothing calls back meanwhile, so that no copy of kept_ is needed either.
 void Central::retire() {
   if (radio_ == nullptr) return;
-  for (const auto& peripheral : keptOnes()) peripheral->retire();
+  for (const auto& [key, peripheral] : kept_) peripheral->retire();
   for (const auto& [key, weak] : known_) {
     if (const auto peripheral = weak.lock()) peripheral->retire();
   }

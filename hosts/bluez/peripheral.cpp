@@ -6,6 +6,7 @@
 #include <hosts/bluez/radio.h>
 #include <hosts/foundation/error.h>
 
+#include <new>
 #include <utility>
 
 namespace Zephly::bluez {
@@ -128,16 +129,21 @@ void Peripheral::verify() {
 // it: all centrals share bluetoothd's one connection.
 void Peripheral::retire() {
   if (radio_ == nullptr) return;
-  const auto central = central_.lock();  // empty when the central is just being destroyed
-  const std::string path = link_ ? link_->path() : radio_->devicePath(key_);
   const bool held = link_ || calling_;
   abandonAttempt();
   requested_ = false;
-  if (link_) link_->end();
-  link_.reset();
+  const auto link = std::exchange(link_, nullptr);
+  if (link) link->end();
   Radio* radio = std::exchange(radio_, nullptr);
-  const bool shared = radio->neededByOthers(central.get(), key_);
-  if (held && !path.empty() && !shared) radio->daemon().send(path, deviceInterface, "Disconnect");
+  if (!held) return;
+  try {
+    const auto central = central_.lock();  // empty when the central is just being destroyed
+    const std::string path = link ? link->path() : radio->devicePath(key_);
+    const bool shared = radio->neededByOthers(central.get(), key_);
+    if (!path.empty() && !shared) radio->daemon().send(path, deviceInterface, "Disconnect");
+  } catch (const std::bad_alloc&) {
+    // Destructors call this function. bluetoothd keeps the connection.
+  }
 }
 
 bool Peripheral::isTrue(const char* property) const {

@@ -6,6 +6,7 @@
 #include <zephly/platform/console.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace Zephly::bluez {
@@ -41,9 +42,15 @@ Radio::Radio(main_queue::MainQueue& queue, Options options)
 // The centrals disconnect their devices first; settle() then waits until the bus has accepted those
 // calls, which would be lost if the connection to the bus were closed at once.
 Radio::~Radio() {
-  for (const auto& central : centrals()) central->retire();
-  scan_.on({});
-  daemon_.settle();
+  for (const auto& weak : centrals_) {
+    if (const auto central = weak.lock()) central->retire();
+  }
+  try {
+    scan_.on({});
+    daemon_.settle();
+  } catch (const std::bad_alloc&) {
+    // The connection to the bus ends, and the scan with it.
+  }
 }
 
 std::shared_ptr<Central> Radio::createCentral(std::weak_ptr<CBCentralManagerDelegate> delegate) {

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,6 +56,31 @@ class ChainWriterTest : public testing::Test {
   bool full_ = false;
   std::vector<Record> written_;
 };
+
+TEST_F(ChainWriterTest, LeavesNoFileWithAPartOfTheRecordsWhenThereIsNoMemory) {
+  ChainOptions withoutMemory = options();
+  int writes = 0;
+  int failing = 0;
+  withoutMemory.writer.calls.write = [&](int file, const void* bytes, std::size_t size) {
+    if (++writes == failing) throw std::bad_alloc();
+    errno = ENOSPC;
+    return full_ ? ssize_t{-1} : ::write(file, bytes, size);
+  };
+  ChainWriter writer(file_, captures::somePreamble(), withoutMemory);
+  writer.append(connected(1));
+  full_ = true;
+  writer.append(numbered(2));
+  writer.append(numbered(3));
+  full_ = false;
+  failing = writes + 3;  // after the head and the first record
+  writer.tryToContinue();
+  EXPECT_TRUE(writer.isWaiting());
+  EXPECT_EQ(writer.trouble(), "not enough memory");
+  EXPECT_FALSE(std::filesystem::exists(second_));
+  writer.append(numbered(4));
+  EXPECT_EQ(writer.close(), std::nullopt);
+  EXPECT_EQ(writer.files(), std::vector({file_, second_}));
+}
 
 TEST_F(ChainWriterTest, ContinuesInAnotherFileWhenThereIsSpaceAgain) {
   ChainWriter writer(file_, captures::somePreamble(), options());
