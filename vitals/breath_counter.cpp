@@ -30,13 +30,13 @@ constexpr Time breathsRemembered = 60s;
 
 double inSeconds(Time time) { return std::chrono::duration<double>(time).count(); }
 
-// 1 where `ratio` is between `low` and `high`, falling to `least` at half of `low` and twice
+// 1 where `ratio` is between `low` and `high`, falling to `lowest` at half of `low` and twice
 // `high`.
-double nearness(double ratio, double low, double high, double least) {
+double nearness(double ratio, double low, double high, double lowest) {
   double distance = 0;
   if (ratio < low) distance = (low - ratio) / (low / 2);
   if (ratio > high) distance = (ratio - high) / high;
-  return 1 - (1 - least) * std::min(distance, 1.0);
+  return 1 - (1 - lowest) * std::min(distance, 1.0);
 }
 
 double clearnessOf(double swing, double roughness) {

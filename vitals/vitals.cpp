@@ -64,8 +64,8 @@ double shareOf(std::int64_t samples, double rate) {
   return std::min(1.0, static_cast<double>(samples) / (rate * 0.98 - 1));
 }
 
-double checkedRate(double rate, double least, double most, const char* name) {
-  if (rate == 0 || (rate >= least && rate <= most)) return rate;
+double checkedRate(double rate, double lowest, double highest, const char* name) {
+  if (rate == 0 || (rate >= lowest && rate <= highest)) return rate;
   throw std::invalid_argument(std::string(name) + " is out of range");
 }
 
