@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <simulator/recording.h>
 
+#include <simulator/lines.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <fstream>
+#include <cstdint>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <system_error>
@@ -84,25 +91,70 @@ std::vector<std::string_view> unitsOf(std::size_t column) {
 
 std::string reasonOf(int errorNumber) {
   if (errorNumber == ENOENT) return "no such file";
-  return errorNumber == 0 ? "cannot be read" : std::generic_category().message(errorNumber);
+  return std::generic_category().message(errorNumber);
 }
 
-std::string fileText(const std::filesystem::path& path) {
-  const std::string name = path.string();
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw RecordingError(name, "is a directory");
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw RecordingError(name, reasonOf(errno));
-  std::string text;
-  std::vector<char> piece(1U << 16U);
-  while (file) {
-    file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
-    text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-    if (text.size() > Recording::largestFile) throw RecordingError(name, "larger than 1 GiB");
+const char* unfitFor(mode_t mode) {
+  if (S_ISDIR(mode)) return "is a directory";
+  // Nobody could interrupt the program while it waits for the writer of a pipe.
+  if (S_ISFIFO(mode)) return "is a pipe, not a regular file: save the recording to a file first";
+  return "is not a regular file";
+}
+
+// A file that is read up to its end or to the largest size, also while it grows.
+class OpenFile {
+ public:
+  // O_NONBLOCK: to open a pipe without a writer would wait. O_NOCTTY: a terminal must not become
+  // the controlling one.
+  explicit OpenFile(const std::filesystem::path& path)
+      : name_(path.string()),
+        descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+    if (descriptor_ < 0) throw RecordingError(name_, reasonOf(errno));
+    try {
+      check();
+    } catch (...) {
+      ::close(descriptor_);
+      throw;
+    }
   }
-  if (file.bad()) throw RecordingError(name, "cannot be read: " + reasonOf(errno));
-  return text;
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() { ::close(descriptor_); }
+
+  std::size_t read(char* bytes, std::size_t count) {
+    ssize_t got = 0;
+    do {
+      got = ::read(descriptor_, bytes, count);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) throw RecordingError(name_, "cannot be read: " + reasonOf(errno));
+    total_ += static_cast<std::size_t>(got);
+    if (total_ > Recording::largestFile) tooLarge();
+    return static_cast<std::size_t>(got);
+  }
+
+ private:
+  void check() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) < 0) throw RecordingError(name_, reasonOf(errno));
+    if (!S_ISREG(status.st_mode)) throw RecordingError(name_, unfitFor(status.st_mode));
+    if (static_cast<std::uintmax_t>(status.st_size) > Recording::largestFile) tooLarge();
+  }
+
+  [[noreturn]] void tooLarge() const {
+    throw RecordingError(name_, "larger than 1 GiB, the most that a recording may have");
+  }
+
+  std::string name_;
+  int descriptor_;
+  std::size_t total_ = 0;
+};
+
+// Whether no line follows that has another character than these.
+bool onlyFollowing(Lines& lines, std::string_view characters) {
+  while (const auto line = lines.next()) {
+    if (line->find_first_not_of(characters) != std::string_view::npos) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -120,24 +172,20 @@ RecordingError::RecordingError(const std::string& file, const std::string& what)
 /// Goes through the text once, line by line.
 class RecordingParser {
  public:
-  RecordingParser(std::string_view text, std::string name, double rowsPerSecond)
-      : rest_(text), name_(std::move(name)) {
+  RecordingParser(Lines::Read read, std::string name, double rowsPerSecond)
+      : lines_(std::move(read), Recording::longestLine), name_(std::move(name)) {
     recording_.rowsPerSecond_ = rowsPerSecond;
   }
 
   Recording parse() {
     checkRate();
-    if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);
-    if (rest_.find_first_not_of(" \t\r\n") == std::string_view::npos)
-      fail(1, "column names expected, found an empty file");
-    nextLine();
+    if (!readFirstLine()) fail(1, "column names expected, found an empty file");
     readNames();
     while (nextLine()) readRow();
     if (recording_.rows_ == 0) {
       ++line_;
       fail(1, "a row of numbers expected, found the end of the file");
     }
-    checkLength();
     return std::move(recording_);
   }
 
@@ -154,26 +202,48 @@ class RecordingParser {
     fail(1, message.str());
   }
 
-  void checkLength() const {
-    double seconds = static_cast<double>(recording_.rows_) / recording_.rowsPerSecond_;
-    for (const Recording::Gap& gap : recording_.gaps_) seconds += gap.seconds;
-    if (seconds > Recording::longestTime)
+  // After each row, so that the memory stays within the limits.
+  void checkSize() const {
+    const double rows = static_cast<double>(recording_.rows_) / recording_.rowsPerSecond_;
+    if (rows + gapSeconds_ > Recording::longestTime)
       fail(1, "at most 24 hours expected, found " + std::to_string(recording_.rows_) +
                   (recording_.gaps_.empty() ? " rows that take longer at this rate"
                                             : " rows that take longer with their gaps"));
+    if (recording_.rows_ * played_ + 2 * recording_.gaps_.size() > Recording::mostNumbers)
+      fail(1, "at most 100000000 numbers to play expected, found more");
+  }
+
+  // False when the text is blank.
+  bool readFirstLine() {
+    auto line = lines_.next();
+    if (line && line->starts_with("\xEF\xBB\xBF")) line->remove_prefix(3);
+    if (!line) return false;
+    take(*line);
+    if (current_.find_first_not_of(blanks) != std::string_view::npos) return true;
+    // The lines that follow are lost, but blank names end the reading anyway.
+    current_ = {};
+    return !onlyFollowing(lines_, " \t\r");
   }
 
   // Moves on to the next line; false at the end of the file. Empty lines that end it are no rows.
   bool nextLine() {
-    if (rest_.find_first_not_of("\r\n") == std::string_view::npos) return false;
+    const auto line = lines_.next();
+    if (!line) return false;
+    take(*line);
+    if (line->find_first_not_of('\r') != std::string_view::npos) return true;
+    // The lines that follow are lost, but an empty row ends the reading anyway.
+    current_ = {};
+    if (!onlyFollowing(lines_, "\r")) return true;
+    --line_;
+    return false;
+  }
+
+  void take(std::string_view line) {
     ++line_;
-    const auto end = rest_.find('\n');
-    current_ = rest_.substr(0, end);
-    rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
+    current_ = line;
     if (current_.size() > Recording::longestLine)
       fail(1, "a line of at most 65536 bytes expected, found a longer one");
     if (current_.ends_with('\r')) current_.remove_suffix(1);
-    return true;
   }
 
   // Where a cell begins, in characters from 1.
@@ -192,6 +262,7 @@ class RecordingParser {
     }
     for (std::size_t i = 0; i < cells.size(); ++i) readName(cells[i], destinations_[i]);
     checkMotionColumns();
+    played_ = static_cast<std::size_t>(std::ranges::count(found_, true));
     if (std::ranges::none_of(found_, [](bool found) { return found; }))
       fail(1,
            "a column ECG, RSP, Respiration, Skin temperature, or Accelerometer and Gyroscope X, Y "
@@ -264,6 +335,7 @@ class RecordingParser {
            std::to_string(destinations_.size()) + " cells expected, found " +
                std::to_string(cells.size()));
     ++recording_.rows_;
+    checkSize();
   }
 
   void readGap(std::string_view cell) {
@@ -271,7 +343,9 @@ class RecordingParser {
     const double gap = readNumber(cell);
     if (gap < 0 || gap > Recording::longestTime)
       fail(columnOf(cell), "a gap of 0 to 86400 seconds expected, found " + quoted(trimmed(cell)));
-    if (gap > 0 && recording_.rows_ > 0) recording_.gaps_.push_back({recording_.rows_, gap});
+    if (gap <= 0 || recording_.rows_ == 0) return;
+    recording_.gaps_.push_back({recording_.rows_, gap});
+    gapSeconds_ += gap;
   }
 
   double readNumber(std::string_view cell) const {
@@ -290,23 +364,37 @@ class RecordingParser {
     return value;
   }
 
-  std::string_view rest_;
+  Lines lines_;
   std::string name_;
   std::size_t line_ = 0;
   std::string_view current_;
   std::array<bool, columnCount> found_{};
+  std::size_t played_ = 0;                          // columns
+  double gapSeconds_ = 0;                           // so far
   std::optional<std::size_t> gapCell_;              // of each row
   std::optional<std::size_t> dateCell_;             // likewise
   std::vector<std::vector<double>*> destinations_;  // by cell; null for a column that is not played
   Recording recording_;
 };
 
-Recording Recording::load(const std::filesystem::path& file, double rowsPerSecond) {
-  return parse(fileText(file), file.string(), rowsPerSecond);
+Recording Recording::load(const std::filesystem::path& path, double rowsPerSecond) {
+  OpenFile file(path);
+  try {
+    return RecordingParser([&](char* bytes, std::size_t count) { return file.read(bytes, count); },
+                           path.string(), rowsPerSecond)
+        .parse();
+  } catch (const std::bad_alloc&) {
+    throw RecordingError(path.string(), "not enough memory to load it");
+  }
 }
 
 Recording Recording::parse(std::string_view text, const std::string& name, double rowsPerSecond) {
-  return RecordingParser(text, name, rowsPerSecond).parse();
+  const auto read = [&](char* bytes, std::size_t count) {
+    const std::size_t copied = text.copy(bytes, count);
+    text.remove_prefix(copied);
+    return copied;
+  };
+  return RecordingParser(read, name, rowsPerSecond).parse();
 }
 
 bool Recording::has(Stream stream) const {

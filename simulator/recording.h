@@ -24,6 +24,9 @@
 /// The files ecg.csv, respiration.csv and temperature.csv of `zephly export` are accepted: ecg_mV,
 /// skin_degC and, in a file with gap_s, raw are the columns ECG, Skin temperature and RSP; date_utc
 /// may be any text; a number in gap_s is a gap of that many seconds before the row.
+///
+/// The file is read once, line by line. Its size, its lines, its duration and its numbers are
+/// limited, so that memory is too: to 8 bytes a number and what std::vector reserves for more.
 
 #include <simulator/frame.h>
 #include <zephly/platform/export.h>
@@ -60,12 +63,15 @@ class ZEPHLY_EXPORT Recording {
  public:
   static constexpr std::size_t longestLine = 65'536;     ///< bytes
   static constexpr std::size_t largestFile = 1U << 30U;  ///< bytes
-  static constexpr double slowestRate = 0.001;           ///< rows per second
-  static constexpr double fastestRate = 100'000;         ///< rows per second
-  static constexpr double longestTime = 24 * 3600;       ///< seconds
+  /// In the columns that are played; a gap counts as two.
+  static constexpr std::size_t mostNumbers = 100'000'000;
+  static constexpr double slowestRate = 0.001;      ///< rows per second
+  static constexpr double fastestRate = 100'000;    ///< rows per second
+  static constexpr double longestTime = 24 * 3600;  ///< seconds
   static constexpr double largestNumber = 1e30;
 
-  /// Reads a file whose rows were taken `rowsPerSecond` a second. Throws RecordingError.
+  /// Reads a regular file whose rows were taken `rowsPerSecond` a second. Throws RecordingError,
+  /// also when there is not enough memory.
   static Recording load(const std::filesystem::path& file, double rowsPerSecond);
   /// The same for text in memory; errors name `name` as the file.
   static Recording parse(std::string_view text, const std::string& name, double rowsPerSecond);

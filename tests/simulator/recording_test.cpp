@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -254,6 +255,54 @@ TEST(RecordingErrorTest, FilesThatCannotBeRead) {
   std::filesystem::create_symlink(loop, loop);
   EXPECT_EQ(errorOfFile(loop), loop.string() + ": Too many levels of symbolic links");
   std::filesystem::remove(loop);
+}
+
+// Before anything is read: the file has no data on the disk.
+TEST(RecordingErrorTest, TooLargeFilesAreNotRead) {
+  const std::filesystem::path file =
+      std::filesystem::path(testing::TempDir()) / ("large-" + std::to_string(::getpid()));
+  std::ofstream(file, std::ios::binary) << "ECG\n1\n";
+  std::filesystem::resize_file(file, Recording::largestFile + 1);
+  EXPECT_EQ(errorOfFile(file),
+            file.string() + ": larger than 1 GiB, the most that a recording may have");
+  // Of the size that is allowed, the first line decides.
+  std::filesystem::resize_file(file, Recording::largestFile);
+  EXPECT_EQ(errorOfFile(file),
+            file.string() + ":3:1: a line of at most 65536 bytes expected, found a longer one");
+  std::filesystem::remove(file);
+}
+
+// A pipe without a writer would hold the program up without end, like one that nobody closes.
+TEST(RecordingErrorTest, PipesAndDevicesAreRefusedAtOnce) {
+  const std::filesystem::path pipe =
+      std::filesystem::path(testing::TempDir()) / ("pipe-" + std::to_string(::getpid()));
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(errorOfFile(pipe),
+            pipe.string() + ": is a pipe, not a regular file: save the recording to a file first");
+  std::filesystem::remove(pipe);
+  EXPECT_EQ(errorOfFile("/dev/zero"), "/dev/zero: is not a regular file");
+}
+
+// The program would otherwise keep all of the rows before it finds that they are too many.
+TEST(RecordingErrorTest, TooManyRowsEndTheReading) {
+  std::string text = "ECG\n";
+  for (int i = 0; i < 87; ++i) text += "1\n";
+  EXPECT_THAT(errorOf(text + "no number\n", 0.001), HasSubstr(":88:1: at most 24 hours expected"));
+}
+
+TEST(RecordingTest, ReadsLinesOfAnyLengthUpToTheLongest) {
+  std::string names = "ECG";
+  std::string row = "7";
+  while (names.size() + 2 < Recording::longestLine) {
+    names += ",x";
+    row += ",1";
+  }
+  std::string text = names + "\r\n";
+  for (int i = 0; i < 20; ++i) text += row + "\n";
+  const Recording recording = parse(text);
+  EXPECT_EQ(recording.rows(), 20U);
+  EXPECT_EQ(recording.ecg().back(), 7);
+  EXPECT_EQ(parse("ECG\n" + std::string(Recording::longestLine - 1, '0') + "5").ecg().front(), 5);
 }
 
 TEST(RecordingTest, LoadsFiles) {

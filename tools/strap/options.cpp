@@ -72,7 +72,8 @@ void addOptions(CLI::App& command, Options& options) {
           "The wearer exercises, takes the electrodes off and loses the link, every 30 s");
   addValue(
       command, "--recording", "FILE",
-      "Play the signals of a CSV file once all streams are subscribed, then end; needs --rate",
+      "Play the signals of a CSV file of at most 1 GiB once all streams are subscribed, then end; "
+      "needs --rate",
       [&](const std::string& text) { options.recording = tools::fileValue("--recording", text); });
   addValue(command, "--rate", "HZ", "Rows per second of the recording",
            [&](const std::string& text) {

@@ -48,7 +48,8 @@ void addSimulatedOptions(CLI::App& command, SourceOptions& options, CLI::Option*
            [&](const std::string& text) { options.seed = tools::seedValue("--seed", text); })
       ->needs(simulated);
   addValue(
-      command, "--recording", "FILE", "Play the signals of a CSV file, then end; needs --rate",
+      command, "--recording", "FILE",
+      "Play the signals of a CSV file of at most 1 GiB, then end; needs --rate",
       [&](const std::string& text) { options.recording = tools::fileValue("--recording", text); })
       ->needs(simulated);
   addValue(
