@@ -208,9 +208,9 @@ void inspectAll(const std::filesystem::path& path, std::size_t fileSize) {
   require(!reader.next(), "the end is the end");
   contents.finish();
   require(!Zephly::inspect::contentsText(contents).empty(), "contents as text");
-  const auto json = Zephly::inspect::contentsJson(contents);
-  require(!json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace).empty(),
-          "contents as JSON");
+  Zephly::tools::JsonObject json;
+  Zephly::inspect::addContents(json, contents);
+  require(nlohmann::json::accept(json.text()), "contents as JSON");
 }
 
 class Replay {

@@ -5,6 +5,7 @@
 #include <tools/common/option_values.h>
 #include <tools/common/output.h>
 #include <tools/common/suggestion.h>
+#include <tools/common/text_stream.h>
 #include <tools/common/version_text.h>
 #include <tools/export/export_command.h>
 #include <tools/inspect/inspect_command.h>
@@ -27,7 +28,6 @@
 #include <iterator>
 #include <new>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,8 +35,6 @@
 namespace {
 
 using Zephly::tools::Command;
-
-constexpr const char* outOfMemory = "not enough memory";
 
 // When the parent has closed one of the descriptors 0 to 2, the next file that is opened would get
 // its number, and output would go into that file. Read only, so that output to a closed descriptor
@@ -78,6 +76,14 @@ std::string withoutNumber(std::string text) {
   return number == std::string::npos ? text : text.erase(number);
 }
 
+// Needs no memory itself. `command`: the chosen one, or null.
+int complainOfMemory(const Command* command) {
+  std::cerr << "zephly";
+  if (command != nullptr) std::cerr << ' ' << command->options->get_name();
+  std::cerr << ": not enough memory\n";
+  return Zephly::tools::exitFailed;
+}
+
 int complain(const std::string& who, const std::string& message, int exitCode) {
   std::cerr << who << ": " << oneLine(message) << '\n';
   return exitCode;
@@ -96,7 +102,7 @@ int print(std::string_view text) {
 }
 
 std::string helpOrVersion(const CLI::App& program, const CLI::Success& request) {
-  std::ostringstream text;
+  Zephly::tools::TextStream text;
   program.exit(request, text);
   return text.str();
 }
@@ -221,7 +227,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return complain(who(), error.what(), Zephly::tools::exitBadOption);
   } catch (const std::bad_alloc&) {
-    return complain(who(), outOfMemory, Zephly::tools::exitFailed);
+    return complainOfMemory(chosen(commands));
   } catch (const std::exception& error) {
     return complain(who(), withoutNumber(error.what()), Zephly::tools::exitFailed);
   }
@@ -235,7 +241,7 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const std::bad_alloc&) {
-    return complain("zephly", outOfMemory, Zephly::tools::exitFailed);
+    return complainOfMemory(nullptr);
   } catch (const std::exception& error) {
     return complain("zephly", withoutNumber(error.what()), Zephly::tools::exitFailed);
   }

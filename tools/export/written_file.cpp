@@ -2,12 +2,11 @@
 #include <tools/export/written_file.h>
 
 #include <capture/text.h>
+#include <tools/common/text_stream.h>
 
 #include <algorithm>
 #include <array>
 #include <iomanip>
-#include <locale>
-#include <sstream>
 
 namespace Zephly::exporting {
 
@@ -22,8 +21,7 @@ std::string sizeText(std::uint64_t bytes) {
   std::size_t unit = 0;
   // What would be shown as 1000.0 is 1.0 of the next unit.
   for (; size >= step - 0.05 && unit + 1 < units.size(); ++unit) size /= step;
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
+  tools::TextStream text;
   text << std::fixed << std::setprecision(1) << size << ' ' << units.at(unit);
   return text.str();
 }

@@ -2,22 +2,21 @@
 #include <tools/inspect/contents_text.h>
 
 #include <capture/text.h>
+#include <tools/common/json_object.h>
+#include <tools/common/text_stream.h>
 #include <tools/watch/rate_meter.h>
 #include <zephly/protocol/streams.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <iomanip>
-#include <locale>
-#include <sstream>
 
 namespace Zephly::inspect {
 
 namespace {
 
-using nlohmann::ordered_json;
+using tools::JsonArray;
+using tools::JsonObject;
 
 // Lines of one list; the rest is in the JSON text.
 constexpr std::size_t screenful = 20;
@@ -81,21 +80,62 @@ void writeLinkLoss(std::ostream& text, const LinkLoss& loss) {
   text << '\n';
 }
 
-ordered_json optionalSeconds(const std::optional<StrapTime>& time) {
-  return time ? ordered_json(seconds(*time)) : ordered_json();
+std::optional<double> optionalSeconds(const std::optional<StrapTime>& time) {
+  return time ? std::optional(seconds(*time)) : std::nullopt;
 }
 
-ordered_json streamJson(Stream stream, const StreamContents& found, StrapTime duration) {
-  const auto rate = found.arrivals.perSecond();
+JsonObject streamJson(Stream stream, const StreamContents& found, StrapTime duration) {
   const auto share = found.gaps.share(duration);
-  return {{"stream", streamInfo(stream).name},
-          {"notifications", found.notifications},
-          {"samples", found.samples},
-          {"unusualSize", found.unusualSize},
-          {"perSecond", rate ? ordered_json(*rate) : ordered_json()},
-          {"longestGap", optionalSeconds(found.arrivals.longestGap())},
-          {"missing", optionalSeconds(found.gaps.missing(duration))},
-          {"missingPercent", share ? ordered_json(*share * 100) : ordered_json()}};
+  JsonObject json;
+  json.add("stream", streamInfo(stream).name)
+      .add("notifications", found.notifications)
+      .add("samples", found.samples)
+      .add("unusualSize", found.unusualSize)
+      .add("perSecond", found.arrivals.perSecond())
+      .add("longestGap", optionalSeconds(found.arrivals.longestGap()))
+      .add("missing", optionalSeconds(found.gaps.missing(duration)))
+      .add("missingPercent", share ? std::optional(*share * 100) : std::nullopt);
+  return json;
+}
+
+JsonArray connectionsJson(const Contents& contents) {
+  JsonArray list;
+  for (const StrapTime time : contents.connections()) list.add(seconds(time));
+  return list;
+}
+
+JsonArray linkLossesJson(const Contents& contents) {
+  JsonArray list;
+  for (const LinkLoss& loss : contents.linkLosses()) {
+    list.add(JsonObject()
+                 .add("at", seconds(loss.time))
+                 .add("reason", loss.reason)
+                 .add("recovered", optionalSeconds(loss.recovery)));
+  }
+  return list;
+}
+
+JsonArray gapsJson(const Contents& contents) {
+  JsonArray list;
+  for (const Gap& gap : contents.gaps()) {
+    list.add(JsonObject()
+                 .add("stream", streamInfo(gap.stream).name)
+                 .add("from", seconds(gap.from))
+                 .add("to", optionalSeconds(gap.to))
+                 .add("linkLost", gap.linkLost));
+  }
+  return list;
+}
+
+JsonArray failuresJson(const Contents& contents) {
+  JsonArray list;
+  for (const Failure& failure : contents.failures()) {
+    list.add(JsonObject()
+                 .add("at", seconds(failure.time))
+                 .add("what", failure.what)
+                 .add("text", failure.text));
+  }
+  return list;
 }
 
 }  // namespace
@@ -105,8 +145,7 @@ std::string counted(std::uint64_t count, const std::string& thing) {
 }
 
 std::string contentsText(const Contents& contents) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());  // no separators of thousands
+  tools::TextStream text;
   text << std::fixed;
   writeStreams(text, contents);
   text << "  link         " << counted(contents.connectionCount(), "connection") << ", "
@@ -122,40 +161,23 @@ std::string contentsText(const Contents& contents) {
   return text.str();
 }
 
-ordered_json contentsJson(const Contents& contents) {
-  ordered_json json;
-  json["duration"] = seconds(contents.duration());
-  json["records"] = contents.records();
-  json["streams"] = ordered_json::array();
+void addContents(JsonObject& json, const Contents& contents) {
+  JsonArray streams;
   for (const Stream stream : allStreams) {
-    json["streams"].push_back(streamJson(stream, contents.of(stream), contents.duration()));
+    streams.add(streamJson(stream, contents.of(stream), contents.duration()));
   }
-  json["otherNotifications"] = contents.otherNotifications();
-  json["connectionCount"] = contents.connectionCount();
-  json["connections"] = ordered_json::array();
-  for (const auto time : contents.connections()) json["connections"].push_back(seconds(time));
-  json["linkLossCount"] = contents.linkLossCount();
-  json["linkLosses"] = ordered_json::array();
-  for (const LinkLoss& loss : contents.linkLosses()) {
-    json["linkLosses"].push_back({{"at", seconds(loss.time)},
-                                  {"reason", loss.reason ? ordered_json(*loss.reason) : nullptr},
-                                  {"recovered", optionalSeconds(loss.recovery)}});
-  }
-  json["gapCount"] = contents.gapCount();
-  json["gaps"] = ordered_json::array();
-  for (const Gap& gap : contents.gaps()) {
-    json["gaps"].push_back({{"stream", streamInfo(gap.stream).name},
-                            {"from", seconds(gap.from)},
-                            {"to", optionalSeconds(gap.to)},
-                            {"linkLost", gap.linkLost}});
-  }
-  json["errorCount"] = contents.failureCount();
-  json["errors"] = ordered_json::array();
-  for (const Failure& failure : contents.failures()) {
-    json["errors"].push_back(
-        {{"at", seconds(failure.time)}, {"what", failure.what}, {"text", failure.text}});
-  }
-  return json;
+  json.add("duration", seconds(contents.duration()))
+      .add("records", contents.records())
+      .add("streams", streams)
+      .add("otherNotifications", contents.otherNotifications())
+      .add("connectionCount", contents.connectionCount())
+      .add("connections", connectionsJson(contents))
+      .add("linkLossCount", contents.linkLossCount())
+      .add("linkLosses", linkLossesJson(contents))
+      .add("gapCount", contents.gapCount())
+      .add("gaps", gapsJson(contents))
+      .add("errorCount", contents.failureCount())
+      .add("errors", failuresJson(contents));
 }
 
 }  // namespace Zephly::inspect

@@ -5,9 +5,8 @@
 ///
 ///   std::cout << contentsText(contents);
 
+#include <tools/common/json_object.h>
 #include <tools/inspect/contents.h>
-
-#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 
@@ -17,8 +16,9 @@ namespace Zephly::inspect {
 /// characters of texts from the file are replaced.
 std::string contentsText(const Contents& contents);
 
-/// The members that docs/capture-format.md describes for `zephly inspect --json`; times in seconds.
-nlohmann::ordered_json contentsJson(const Contents& contents);
+/// Adds the members that docs/capture-format.md describes for `zephly inspect --json`; times in
+/// seconds.
+void addContents(tools::JsonObject& json, const Contents& contents);
 
 /// "1 record", "2 records"
 std::string counted(std::uint64_t count, const std::string& thing);

@@ -4,13 +4,13 @@
 #include <capture/capture_error.h>
 #include <capture/reader.h>
 #include <capture/text.h>
+#include <tools/common/json_object.h>
 #include <tools/common/option_values.h>
 #include <tools/common/output.h>
 #include <tools/inspect/contents.h>
 #include <tools/inspect/contents_text.h>
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include <array>
@@ -28,7 +28,6 @@ namespace Zephly::inspect {
 namespace {
 
 using capture::CaptureError;
-using nlohmann::ordered_json;
 
 struct Options {
   std::filesystem::path file;
@@ -129,21 +128,22 @@ std::string textOf(const Inspected& inspected, const std::filesystem::path& file
 
 std::string jsonOf(const Inspected& inspected, const std::filesystem::path& file) {
   const capture::Preamble& preamble = inspected.preamble;
-  ordered_json json = {{"file", file.string()},
-                       {"program", preamble.program},
-                       {"source", preamble.source},
-                       {"simulated", preamble.simulated},
-                       {"began", timeText(preamble.began)},
-                       {"ended", inspected.ended},
-                       {"unknownRecords", inspected.unknownRecords},
-                       {"files", inspected.files}};
-  json.update(contentsJson(inspected.contents));
-  json["damageCount"] = inspected.damageCount;
-  json["damage"] = ordered_json::array();
+  tools::JsonObject json;
+  json.add("file", file.string())
+      .add("program", preamble.program)
+      .add("source", preamble.source)
+      .add("simulated", preamble.simulated)
+      .add("began", timeText(preamble.began))
+      .add("ended", inspected.ended)
+      .add("unknownRecords", inspected.unknownRecords)
+      .add("files", inspected.files);
+  addContents(json, inspected.contents);
+  tools::JsonArray damage;
   for (const CaptureError& error : inspected.damage) {
-    json["damage"].push_back({{"offset", error.offset()}, {"what", error.reason()}});
+    damage.add(tools::JsonObject().add("offset", error.offset()).add("what", error.reason()));
   }
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  json.add("damageCount", inspected.damageCount).add("damage", damage);
+  return json.text() + "\n";
 }
 
 int run(const Options& options) {

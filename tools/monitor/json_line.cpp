@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tools/monitor/json_line.h>
 
-#include <nlohmann/json.hpp>
-
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -11,11 +9,6 @@
 namespace Zephly::monitor {
 
 namespace {
-
-std::string quoted(std::string_view text) {
-  using Json = nlohmann::json;
-  return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
-}
 
 std::string nonFinite(float value) {
   if (std::isnan(value)) return "\"nan\"";
@@ -36,8 +29,9 @@ std::string jsonSeconds(StrapTime time) {
   return text + "." + fraction.substr(0, fraction.find_last_not_of('0') + 1);
 }
 
-JsonLine::JsonLine(StrapTime time, std::string_view event) : text_("{\"t\":" + jsonSeconds(time)) {
-  raw("event", "\"" + std::string(event) + "\"");
+JsonLine::JsonLine(StrapTime time, std::string_view event) {
+  raw("t", jsonSeconds(time));
+  string("event", event);
 }
 
 JsonLine& JsonLine::number(std::string_view name, float value) {
@@ -48,21 +42,20 @@ JsonLine& JsonLine::number(std::string_view name, float value) {
 }
 
 JsonLine& JsonLine::boolean(std::string_view name, bool value) {
-  return raw(name, value ? "true" : "false");
-}
-
-JsonLine& JsonLine::string(std::string_view name, std::string_view value) {
-  return raw(name, quoted(value));
-}
-
-JsonLine& JsonLine::raw(std::string_view name, std::string_view json) {
-  text_ += ",\"";
-  text_ += name;
-  text_ += "\":";
-  text_ += json;
+  object_.add(name, value);
   return *this;
 }
 
-std::string JsonLine::text() const { return text_ + "}\n"; }
+JsonLine& JsonLine::string(std::string_view name, std::string_view value) {
+  object_.add(name, value);
+  return *this;
+}
+
+JsonLine& JsonLine::raw(std::string_view name, std::string_view json) {
+  object_.raw(name, json);
+  return *this;
+}
+
+std::string JsonLine::text() const { return object_.text() + "\n"; }
 
 }  // namespace Zephly::monitor

@@ -9,6 +9,7 @@
 /// infinities, which JSON has no numbers for, become the strings "nan", "inf" and "-inf". Text that
 /// is not UTF-8 is replaced by the replacement character.
 
+#include <tools/common/json_object.h>
 #include <zephly/protocol/strap_time.h>
 
 #include <string>
@@ -30,7 +31,7 @@ class JsonLine {
   std::string text() const;
 
  private:
-  std::string text_;
+  tools::JsonObject object_;
 };
 
 /// Seconds, exact to the nanosecond, without superfluous zeros: "1.012", "30".

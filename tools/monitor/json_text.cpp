@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <tools/monitor/json_text.h>
 
+#include <tools/common/json_object.h>
 #include <tools/monitor/json_line.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/streams.h>
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <charconv>
@@ -18,7 +17,8 @@ namespace Zephly::monitor {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using tools::JsonArray;
+using tools::JsonObject;
 
 // In the order of allExercises.
 constexpr std::array<const char*, 3> exerciseCounts = {"pushUps", "sitUps", "jumps"};
@@ -123,46 +123,43 @@ class Writer {
 // The same number as jsonSeconds() writes.
 double seconds(StrapTime time) { return static_cast<double>(time.count()) / 1e9; }
 
-Json streamJson(const watch::StreamSummary& stream) {
-  Json json = Json::object();
-  if (stream.strap) json["sent"] = stream.strap->sent;
-  json["delivered"] = stream.delivered;
+JsonObject streamJson(const watch::StreamSummary& stream) {
+  JsonObject json;
+  if (stream.strap) json.add("sent", stream.strap->sent);
+  json.add("delivered", stream.delivered);
   if (stream.strap) {
-    json["lost"] = *stream.lost();
-    json["notSubscribed"] = stream.strap->notSubscribed;
+    json.add("lost", *stream.lost());
+    json.add("notSubscribed", stream.strap->notSubscribed);
   }
-  if (stream.perSecond) json["perSecond"] = *stream.perSecond;
-  if (stream.longestGap) json["longestGap"] = seconds(*stream.longestGap);
+  if (stream.perSecond) json.add("perSecond", *stream.perSecond);
+  if (stream.longestGap) json.add("longestGap", seconds(*stream.longestGap));
   if (stream.strap && stream.strap->recording) {
     const simulator::PlaybackCounts& played = *stream.strap->recording;
-    json["recording"] = {{"rows", played.rows},
-                         {"samples", played.samples},
-                         {"filled", played.filled},
-                         {"saturated", played.saturated}};
+    json.add("recording", JsonObject()
+                              .add("rows", played.rows)
+                              .add("samples", played.samples)
+                              .add("filled", played.filled)
+                              .add("saturated", played.saturated));
   }
   return json;
 }
 
-Json linkLossesJson(const watch::Summary& summary) {
-  Json list = Json::array();
+JsonArray linkLossesJson(const watch::Summary& summary) {
+  JsonArray list;
   for (const watch::SessionModel::LinkLoss& loss : summary.linkLosses) {
-    Json json = {{"t", seconds(loss.time)}};
-    if (loss.recovery) json["recovery"] = seconds(*loss.recovery);
-    if (loss.reason) json["reason"] = *loss.reason;
-    list.push_back(std::move(json));
+    JsonObject json;
+    json.add("t", seconds(loss.time));
+    if (loss.recovery) json.add("recovery", seconds(*loss.recovery));
+    if (loss.reason) json.add("reason", *loss.reason);
+    list.add(json);
   }
   return list;
 }
 
-// Invalid UTF-8 is replaced by the replacement character.
-std::string dumped(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-Json repetitionsJson(const Repetitions& repetitions) {
-  Json json = Json::object();
+JsonObject repetitionsJson(const Repetitions& repetitions) {
+  JsonObject json;
   for (const Exercise exercise : allExercises) {
-    json[exerciseCounts[static_cast<std::size_t>(exercise)]] = repetitions.of(exercise);
+    json.add(exerciseCounts[static_cast<std::size_t>(exercise)], repetitions.of(exercise));
   }
   return json;
 }
@@ -178,23 +175,25 @@ std::string droppedJsonText(StrapTime time, std::uint64_t lines) {
 }
 
 std::string jsonText(const watch::Summary& summary) {
-  Json streams = Json::object();
+  JsonObject streams;
   for (const watch::StreamSummary& stream : summary.streams) {
-    streams[std::string(streamInfo(stream.stream).name)] = streamJson(stream);
+    streams.add(streamInfo(stream.stream).name, streamJson(stream));
   }
-  Json repetitions = Json::object();
-  if (summary.repetitionsDone) repetitions["done"] = repetitionsJson(*summary.repetitionsDone);
-  repetitions["counted"] = repetitionsJson(summary.repetitionsCounted);
+  JsonObject repetitions;
+  if (summary.repetitionsDone) repetitions.add("done", repetitionsJson(*summary.repetitionsDone));
+  repetitions.add("counted", repetitionsJson(summary.repetitionsCounted));
+  JsonArray neverArrived;
+  for (const std::string& kind : summary.neverArrived) neverArrived.add(kind);
   return JsonLine(summary.duration, "summary")
       .raw("duration", jsonSeconds(summary.duration))
-      .raw("streams", streams.dump())
-      .raw("repetitions", repetitions.dump())
+      .raw("streams", streams.text())
+      .raw("repetitions", repetitions.text())
       .raw("connections", std::to_string(summary.connections))
       .raw("disconnections", std::to_string(summary.disconnections))
       .raw("reconnections", std::to_string(summary.reconnections))
-      .raw("linkLosses", dumped(linkLossesJson(summary)))
+      .raw("linkLosses", linkLossesJson(summary).text())
       .raw("leadOffChanges", std::to_string(summary.leadOffChanges))
-      .raw("neverArrived", Json(summary.neverArrived).dump())
+      .raw("neverArrived", neverArrived.text())
       .text();
 }
 

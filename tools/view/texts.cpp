@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <tools/view/texts.h>
 
+#include <tools/common/json_object.h>
 #include <tools/view/sample_track.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/streams.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -17,71 +16,91 @@ namespace Zephly::view {
 
 namespace {
 
-using Json = nlohmann::json;
+using tools::JsonArray;
+using tools::JsonObject;
 
 // The converter's range.
 constexpr double ecgFullScale = 2.42;
 
 constexpr std::size_t shownLinkLosses = 20;
 
-Json orNull(const std::optional<StrapTime>& time) { return time ? Json(seconds(*time)) : Json(); }
-
-std::string dump(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+std::optional<double> optionalSeconds(const std::optional<StrapTime>& time) {
+  return time ? std::optional(seconds(*time)) : std::nullopt;
 }
 
-Json linkLosses(const watch::SessionModel& model) {
-  Json losses = Json::array();
+JsonArray linkLosses(const watch::SessionModel& model) {
+  JsonArray losses;
   const auto& all = model.linkLosses();
   const std::size_t count = std::min(all.size(), shownLinkLosses);
   for (auto loss = all.end() - static_cast<std::ptrdiff_t>(count); loss != all.end(); ++loss) {
-    losses.push_back({{"t", seconds(loss->time)},
-                      {"reason", loss->reason ? Json(*loss->reason) : Json()},
-                      {"recovery", orNull(loss->recovery)}});
+    losses.add(JsonObject()
+                   .add("t", seconds(loss->time))
+                   .add("reason", loss->reason)
+                   .add("recovery", optionalSeconds(loss->recovery)));
   }
   return losses;
 }
 
-Json temperature(const std::optional<TemperatureReading>& reading) {
-  if (!reading) return {};
-  return {{"object", reading->skin},
-          {"ambient", reading->ambient},
-          {"body", reading->body ? Json(*reading->body) : Json()},
-          {"bodyReadings", reading->bodyReadings},
-          {"t", seconds(reading->time)}};
+std::optional<JsonObject> temperature(const std::optional<TemperatureReading>& reading) {
+  if (!reading) return std::nullopt;
+  JsonObject json;
+  json.add("object", reading->skin)
+      .add("ambient", reading->ambient)
+      .add("body", reading->body)
+      .add("bodyReadings", reading->bodyReadings)
+      .add("t", seconds(reading->time));
+  return json;
 }
 
-Json battery(const std::optional<BatteryStatus>& status) {
-  if (!status) return {};
-  return {{"soc", status->soc}, {"inCharge", status->inCharge}};
+std::optional<JsonObject> battery(const std::optional<BatteryStatus>& status) {
+  if (!status) return std::nullopt;
+  JsonObject json;
+  json.add("soc", status->soc).add("inCharge", status->inCharge);
+  return json;
 }
 
-Json streams(const watch::SessionModel& model, StrapTime now) {
-  Json all = Json::object();
+JsonObject streams(const watch::SessionModel& model, StrapTime now) {
+  JsonObject all;
   for (const Stream stream : allStreams) {
-    const auto rate = model.perSecond(stream, now);
     const watch::GapMeter& gaps = model.gaps(stream);
     const auto share = gaps.share(now);
-    all[std::string(streamInfo(stream).name)] = {
-        {"received", model.received(stream)},
-        {"perSecond", rate ? Json(*rate) : Json()},
-        {"longestGap", orNull(model.arrivals(stream).longestGap())},
-        {"missing", orNull(gaps.missing(now))},
-        {"missingPercent", share ? Json(*share * 100) : Json()}};
+    all.add(streamInfo(stream).name,
+            JsonObject()
+                .add("received", model.received(stream))
+                .add("perSecond", model.perSecond(stream, now))
+                .add("longestGap", optionalSeconds(model.arrivals(stream).longestGap()))
+                .add("missing", optionalSeconds(gaps.missing(now)))
+                .add("missingPercent", share ? std::optional(*share * 100) : std::nullopt));
   }
   return all;
 }
 
 // The streams whose samples are counted, the fastest first.
-Json countedStreams() {
+JsonArray countedStreams() {
   std::array<Stream, allStreams.size()> ordered = allStreams;
   std::ranges::stable_sort(ordered, std::ranges::greater{},
                            [](Stream stream) { return streamInfo(stream).rate; });
-  Json list = Json::array();
+  JsonArray list;
   for (const Stream stream : ordered) {
-    list.push_back({{"name", streamInfo(stream).name}, {"title", streamInfo(stream).title}});
+    list.add(
+        JsonObject().add("name", streamInfo(stream).name).add("title", streamInfo(stream).title));
   }
   return list;
+}
+
+JsonObject traces() {
+  JsonObject all;
+  for (const Trace trace : allTraces) {
+    JsonObject description;
+    description.add("rate", traceRate(trace));
+    if (trace == Trace::ecg) {
+      description.add("low", -ecgFullScale).add("high", ecgFullScale);
+    } else if (trace != Trace::motion) {  // normalised by the engine
+      description.add("low", 0).add("high", 1);
+    }
+    all.add(traceName(trace), description);
+  }
+  return all;
 }
 
 // The name of an event in the protocol, and its text if it has one.
@@ -126,66 +145,64 @@ struct EventNamer {
 }  // namespace
 
 std::string helloText(const Greeting& greeting) {
-  Json traces = Json::object();
-  for (const Trace trace : allTraces) {
-    Json& description = traces[std::string(traceName(trace))];
-    description["rate"] = traceRate(trace);
-    if (trace == Trace::ecg) {
-      description.update({{"low", -ecgFullScale}, {"high", ecgFullScale}});
-    } else if (trace != Trace::motion) {  // normalised by the engine
-      description.update({{"low", 0}, {"high", 1}});
-    }
-  }
-  return dump({{"type", "hello"},
-               {"protocol", protocolVersion},
-               {"program", greeting.program},
-               {"title", greeting.title},
-               {"pace", greeting.pace},
-               {"session", greeting.session},
-               {"now", seconds(greeting.now)},
-               {"historySeconds", SampleTrack::historyTime.count()},
-               {"streams", traces},
-               {"counted", countedStreams()}});
+  return JsonObject()
+      .add("type", "hello")
+      .add("protocol", protocolVersion)
+      .add("program", greeting.program)
+      .add("title", greeting.title)
+      .add("pace", greeting.pace)
+      .add("session", greeting.session)
+      .add("now", seconds(greeting.now))
+      .add("historySeconds", SampleTrack::historyTime.count())
+      .add("streams", traces())
+      .add("counted", countedStreams())
+      .text();
 }
 
 std::string stateText(const State& state) {
   const watch::SessionModel& model = state.model;
-  const auto off = model.leadOff();
   const Repetitions& repetitions = model.repetitions();
-  return dump({{"type", "state"},
-               {"now", seconds(state.now)},
-               {"connected", model.connected()},
-               {"linkChanged", orNull(model.linkChanged())},
-               {"connections", model.connections()},
-               {"disconnections", model.disconnections()},
-               {"linkLosses", linkLosses(model)},
-               {"electrodesOff", off ? Json(*off) : Json()},
-               {"temperature", temperature(state.temperature)},
-               {"battery", battery(model.battery())},
-               {"repetitions",
-                {{"pushUps", repetitions.pushUps},
-                 {"sitUps", repetitions.sitUps},
-                 {"jumps", repetitions.jumps}}},
-               {"streams", streams(model, state.now)},
-               {"hostLine", model.hostLine()},
-               {"ended", state.ended}});
+  return JsonObject()
+      .add("type", "state")
+      .add("now", seconds(state.now))
+      .add("connected", model.connected())
+      .add("linkChanged", optionalSeconds(model.linkChanged()))
+      .add("connections", model.connections())
+      .add("disconnections", model.disconnections())
+      .add("linkLosses", linkLosses(model))
+      .add("electrodesOff", model.leadOff())
+      .add("temperature", temperature(state.temperature))
+      .add("battery", battery(model.battery()))
+      .add("repetitions", JsonObject()
+                              .add("pushUps", repetitions.pushUps)
+                              .add("sitUps", repetitions.sitUps)
+                              .add("jumps", repetitions.jumps))
+      .add("streams", streams(model, state.now))
+      .add("hostLine", model.hostLine())
+      .add("ended", state.ended)
+      .text();
 }
 
 std::optional<std::string> eventText(const watch::Event& event) {
   const std::optional<EventName> named = std::visit(EventNamer{}, event.what);
   if (!named) return std::nullopt;
-  Json json = {{"type", "event"}, {"t", seconds(event.time)}, {"event", named->event}};
-  if (named->text != nullptr) json["text"] = *named->text;
-  return dump(json);
+  JsonObject json;
+  json.add("type", "event").add("t", seconds(event.time)).add("event", named->event);
+  if (named->text != nullptr) json.add("text", *named->text);
+  return json.text();
 }
 
 std::string lostText(std::uint64_t messages,
                      const std::array<std::uint64_t, allTraces.size()>& samples) {
-  Json bySamples = Json::object();
+  JsonObject bySamples;
   for (const Trace trace : allTraces) {
-    bySamples[std::string(traceName(trace))] = samples[static_cast<std::size_t>(trace)];
+    bySamples.add(traceName(trace), samples[static_cast<std::size_t>(trace)]);
   }
-  return dump({{"type", "lost"}, {"messages", messages}, {"samples", bySamples}});
+  return JsonObject()
+      .add("type", "lost")
+      .add("messages", messages)
+      .add("samples", bySamples)
+      .text();
 }
 
 }  // namespace Zephly::view

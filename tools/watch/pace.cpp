@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <tools/common/text_stream.h>
 #include <tools/watch/pace.h>
 
 #include <chrono>
-#include <locale>
-#include <sstream>
 
 namespace Zephly::watch {
 
@@ -15,8 +14,7 @@ constexpr std::chrono::seconds noticeable{1};
 }  // namespace
 
 std::string paceText(double speed, StrapTime behind) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
+  tools::TextStream text;
   if (speed != 1) text << "speed " << speed;
   if (behind > speed * noticeable) text << " (this machine is slower)";
   return text.str();

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include <tools/common/text_stream.h>
 #include <tools/watch/rate_meter.h>
 
 #include <algorithm>
 #include <iomanip>
-#include <locale>
-#include <sstream>
 
 namespace Zephly::watch {
 
@@ -46,8 +45,7 @@ std::optional<double> RateMeter::perSecond(StrapTime now) const {
 
 std::string rateText(Stream stream, const std::optional<double>& perSecond) {
   if (!perSecond || streamInfo(stream).rate == 0) return "-";
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
+  tools::TextStream text;
   text << std::fixed << std::setprecision(1) << *perSecond;
   return text.str();
 }

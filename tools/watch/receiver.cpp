@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <tools/watch/receiver.h>
 
+#include <tools/common/text_stream.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/platform/core_bluetooth.h>
 #include <zephly/protocol/strap_time.h>
 #include <zephly/protocol/streams.h>
 
-#include <locale>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -19,8 +18,7 @@ namespace {
 // The fact's line on the console.
 template <class Fact>
 std::string lineOf(const Fact& fact) {
-  std::ostringstream line;
-  line.imbue(std::locale::classic());
+  tools::TextStream line;
   line << fact;
   return line.str();
 }

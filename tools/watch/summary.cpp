@@ -2,12 +2,11 @@
 #include <tools/watch/summary.h>
 
 #include <capture/text.h>
+#include <tools/common/text_stream.h>
 
 #include <algorithm>
 #include <chrono>
 #include <iomanip>
-#include <locale>
-#include <sstream>
 #include <string_view>
 
 namespace Zephly::watch {
@@ -106,8 +105,7 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
 }
 
 std::string summaryText(const Summary& summary) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
+  tools::TextStream text;
   text << "Session of " << std::fixed << std::setprecision(1) << seconds(summary.duration) << " s";
   const bool strapReports = summary.repetitionsDone.has_value();
   if (strapReports) {

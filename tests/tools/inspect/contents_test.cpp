@@ -19,6 +19,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
+nlohmann::json jsonOf(const Contents& contents) {
+  tools::JsonObject json;
+  addContents(json, contents);
+  return nlohmann::json::parse(json.text());
+}
+
 class ContentsTest : public testing::Test {
  protected:
   void at(std::chrono::nanoseconds time, decltype(capture::Record::what) what) {
@@ -153,7 +159,7 @@ TEST_F(ContentsTest, WhatIsMissingIsTheSumOfTheGaps) {
     valueAt(time, Stream::ecg, 18);
   }
   contents_.finish();
-  const auto json = contentsJson(contents_);
+  const auto json = jsonOf(contents_);
   EXPECT_DOUBLE_EQ(json["streams"][1]["longestGap"], 1.008);
   EXPECT_DOUBLE_EQ(json["streams"][1]["missing"], 1.548 + 1.008);
   EXPECT_DOUBLE_EQ(json["streams"][1]["missingPercent"], (1.548 + 1.008) / 30 * 100);
@@ -186,7 +192,7 @@ TEST_F(ContentsTest, JsonHasTheSameContent) {
   valueAt(1s, Stream::ecg, 18);
   at(1500ms, capture::Disconnected{1, "gone"});
   contents_.finish();
-  const auto json = contentsJson(contents_);
+  const auto json = jsonOf(contents_);
   EXPECT_EQ(json["duration"], 1.5);
   EXPECT_EQ(json["streams"][1]["stream"], "ecg");
   EXPECT_EQ(json["streams"][1]["samples"], 6);
