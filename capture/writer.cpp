@@ -92,13 +92,8 @@ Writer::Writer(const std::filesystem::path& path, const Preamble& preamble, Writ
   try {
     if (!writeWhole(encodePreamble(preamble))) throw std::runtime_error(*error_);
     if (!replaces_) synchronizeDirectory(path_);
-    // The thread inherits a mask that blocks all signals: they are delivered to the other threads.
-    sigset_t all{};
-    sigset_t before{};
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    thread_ = std::thread([this] { synchronizeWhileOpen(); });
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    outOfMemory_ = cannotWrite(path_, system(ENOMEM));
+    startThread();
   } catch (...) {
     ::unlink(name_.c_str());
     ::close(descriptor_);
@@ -126,7 +121,13 @@ void Writer::open() {
   static_cast<void>(::flock(descriptor_, LOCK_EX | LOCK_NB));
 }
 
-Writer::~Writer() { static_cast<void>(close()); }
+Writer::~Writer() {
+  try {
+    static_cast<void>(close());
+  } catch (const std::bad_alloc&) {
+    // The file is closed. There is no memory for the text of an error that nobody would read.
+  }
+}
 
 bool Writer::append(const Record& record) {
   if (closed_ || error()) return false;
@@ -191,9 +192,11 @@ std::optional<std::string> Writer::close() {
   closed_ = true;
   endThread();
   if (replaces_ && !worthReplacing_) ::unlink(name_.c_str());  // the old file stays
-  if (replaces_ && worthReplacing_) *error_ += "; the recording is in " + printable(name_.string());
-  if (::close(descriptor_) < 0) fail(cannotWrite(path_, system(errno)));
+  const int failed = ::close(descriptor_) < 0 ? errno : 0;
   replaced_.reset();
+  // The texts last: they need memory.
+  if (replaces_ && worthReplacing_) *error_ += "; the recording is in " + printable(name_.string());
+  if (failed != 0) fail(cannotWrite(path_, system(failed)));
   return error();
 }
 
@@ -218,6 +221,24 @@ bool Writer::isInPlace() const {
 bool Writer::isSynchronized() const {
   const std::lock_guard lock(mutex_);
   return synchronized_;
+}
+
+// The thread inherits a mask that blocks all signals: they are delivered to the other threads.
+void Writer::startThread() {
+  sigset_t all{};
+  sigset_t before{};
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  int failed = 0;
+  try {
+    thread_ = std::thread([this] { synchronizeWhileOpen(); });
+  } catch (const std::system_error& error) {
+    failed = error.code().value();
+  } catch (const std::bad_alloc&) {
+    failed = ENOMEM;
+  }
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (failed != 0) refuse(path_, "cannot start a thread: " + system(failed));
 }
 
 void Writer::endThread() {
@@ -246,6 +267,15 @@ int Writer::replaceOld() const {
   return 0;
 }
 
+// On the thread of the writer, which no exception may leave. Once.
+std::string Writer::synchronizationError(int errorNumber) {
+  try {
+    return cannotWrite(path_, system(errorNumber));
+  } catch (const std::bad_alloc&) {
+    return std::move(outOfMemory_);
+  }
+}
+
 void Writer::synchronizeWhileOpen() {
   std::unique_lock lock(mutex_);
   while (true) {
@@ -265,7 +295,7 @@ void Writer::synchronizeWhileOpen() {
       lock.lock();
       if (!synchronized) synchronized_ = false;
       if (replace && failed == 0) replaces_ = false;
-      if (failed != 0 && !error_) error_ = cannotWrite(path_, system(failed));
+      if (failed != 0 && !error_) error_ = synchronizationError(failed);
     }
     if (last) return;
   }

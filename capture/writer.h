@@ -101,9 +101,11 @@ class ZEPHLY_EXPORT Writer {
   bool writeWhole(const std::vector<std::uint8_t>& bytes);
   void cutBack();
   void fail(const std::string& reason);
+  void startThread();
   void endThread();
   int synchronize() const;
   int replaceOld() const;
+  std::string synchronizationError(int errorNumber);
   void synchronizeWhileOpen();
 
   const std::filesystem::path path_;
@@ -123,7 +125,8 @@ class ZEPHLY_EXPORT Writer {
   bool worthReplacing_ = false;  // the file has a record of a link
   bool synchronized_ = true;
   std::optional<std::string> error_;
-  std::thread thread_;  // last: it uses all the others
+  std::string outOfMemory_;  // the text of such an error, which must not need memory then
+  std::thread thread_;       // last: it uses all the others
 };
 
 }  // namespace Zephly::capture

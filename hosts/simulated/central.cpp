@@ -4,6 +4,7 @@
 #include <hosts/simulated/radio.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace Zephly::simulated {
@@ -14,7 +15,12 @@ Central::Central(Radio& radio, std::weak_ptr<CBCentralManagerDelegate> delegate)
 Central::~Central() {
   Radio* radio = radio_;
   retire();
-  if (radio != nullptr) radio->updateAdvertising();
+  if (radio == nullptr) return;
+  try {
+    radio->updateAdvertising();
+  } catch (const std::bad_alloc&) {
+    // See Peripheral::retire().
+  }
 }
 
 void Central::scanForPeripheralsWithServices(const std::optional<std::vector<CBUUID>>& serviceUUIDs,

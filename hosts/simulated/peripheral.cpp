@@ -5,6 +5,7 @@
 #include <hosts/simulated/central.h>
 #include <hosts/simulated/radio.h>
 
+#include <new>
 #include <utility>
 
 namespace Zephly::simulated {
@@ -101,9 +102,13 @@ void Peripheral::retire() {
   const auto link = std::exchange(link_, nullptr);
   stage_ = Stage::idle;
   Device& device = *std::exchange(device_, nullptr);
-  if (link && link->alive()) {
-    link->end();
+  if (!link || !link->alive()) return;
+  link->end();
+  try {
     device.linkEnded(*link);
+  } catch (const std::bad_alloc&) {
+    // The device has lost its link, but its next advertisement for the scan of another central
+    // could not be scheduled: it advertises again from its next change on. Destructors call this.
   }
 }
 

@@ -12,9 +12,14 @@ Radio::Radio(Scheduler& scheduler, CBManagerState state) : scheduler_(scheduler)
   Host::use(this);
 }
 
+// Without liveCentrals(), which allocates memory: a destructor must do without. retire() calls no
+// delegate, so the list does not change meanwhile.
 Radio::~Radio() {
   Host::leave(this);
-  for (const auto& central : liveCentrals()) central->retire();
+  state_ = CBManagerState::unsupported;  // so that no device schedules an advertisement any more
+  for (const auto& weak : centrals_) {
+    if (const auto central = weak.lock()) central->retire();
+  }
 }
 
 std::shared_ptr<CBCentralManager> Radio::createCentralManager(
@@ -46,11 +51,13 @@ Device& Radio::addDevice(DeviceOptions options) {
   return *devices_.back();
 }
 
+// Allocates no memory: the destructor of a central calls it.
 bool Radio::scanned() {
-  const auto centrals = liveCentrals();
   return state_ == CBManagerState::poweredOn &&
-         std::any_of(centrals.begin(), centrals.end(),
-                     [](const auto& central) { return central->scanning(); });
+         std::any_of(centrals_.begin(), centrals_.end(), [](const auto& weak) {
+           const auto central = weak.lock();
+           return central && central->scanning();
+         });
 }
 
 void Radio::updateAdvertising() {

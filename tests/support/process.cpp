@@ -218,6 +218,18 @@ Finished Process::finish() {
   return {exitCode, output_, contentsOf(errors_)};
 }
 
+Finished Process::finishWithin(std::chrono::milliseconds limit) {
+  constexpr int step = 5;  // milliseconds
+  const auto end = std::chrono::steady_clock::now() + limit;
+  bool open = output_descriptor_ >= 0;
+  while (!hasEnded() && std::chrono::steady_clock::now() < end) {
+    pollfd readable{.fd = open ? output_descriptor_ : -1, .events = POLLIN, .revents = 0};
+    if (::poll(&readable, 1, step) > 0) open = readSome();
+  }
+  if (!hasEnded()) ::kill(pid_, SIGKILL);
+  return finish();
+}
+
 std::vector<std::string> simulatedMonitor(std::vector<std::string> more) {
   more.insert(more.begin(), {"monitor", "--simulated"});
   return more;

@@ -62,6 +62,8 @@ class Process {
   bool waitForEnd(std::chrono::seconds limit) const;
   /// Reads the rest and waits for the end.
   Finished finish();
+  /// The same, but kills the process after `limit`.
+  Finished finishWithin(std::chrono::milliseconds limit);
 
  private:
   bool readUntil(const std::function<bool(const std::string&)>& satisfied);

@@ -17,6 +17,9 @@ std::uint64_t linesIn(std::string_view text) {
   return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
+// How often a call is repeated that may succeed at once.
+constexpr int mostRepetitions = 10;
+
 }  // namespace
 
 void Output::write(std::string_view text) {
@@ -57,12 +60,13 @@ bool Output::finish(std::chrono::milliseconds limit) {
 // A pipe that is writable for poll() accepts PIPE_BUF bytes without blocking, hence the pieces. The
 // descriptor stays in blocking mode, because other processes may share it.
 bool Output::flush(std::chrono::milliseconds patience) {
+  int failures = 0;
   while (state_ == State::open && pending() > 0) {
     pollfd writable{.fd = descriptor_, .events = POLLOUT, .revents = 0};
     const int ready = ::poll(&writable, 1, static_cast<int>(patience.count()));
     if (ready == 0) break;
     if (ready < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR || (errno == ENOMEM && ++failures < mostRepetitions)) continue;
       end(errno);
       break;
     }

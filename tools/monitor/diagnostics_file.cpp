@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <new>
 
 namespace Zephly::monitor {
 
@@ -59,13 +60,18 @@ void DiagnosticsFile::writeLine(std::string_view line) {
 DiagnosticsFile::int_type DiagnosticsFile::overflow(int_type character) {
   if (!traits_type::eq_int_type(character, traits_type::eof())) {
     const char single = traits_type::to_char_type(character);
-    output_->write({&single, 1});
+    xsputn(&single, 1);
   }
   return traits_type::not_eof(character);
 }
 
+// The stream above would catch the exception and write nothing more.
 std::streamsize DiagnosticsFile::xsputn(const char* text, std::streamsize count) {
-  output_->write({text, static_cast<std::size_t>(count)});
+  try {
+    output_->write({text, static_cast<std::size_t>(count)});
+  } catch (const std::bad_alloc&) {
+    incomplete_ = true;
+  }
   return count;
 }
 
@@ -86,6 +92,7 @@ std::optional<std::string> DiagnosticsFile::finish() {
   output_->finish();
   publish();
   if (renameError_) return renameError_;
+  if (incomplete_) return tools::cannotWrite(target_, ENOMEM).what();
   if (const auto failure = output_->failure()) return tools::cannotWrite(target_, *failure).what();
   return std::nullopt;
 }

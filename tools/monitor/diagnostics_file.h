@@ -59,7 +59,8 @@ class DiagnosticsFile final : public std::streambuf {
   std::optional<capture::FileLock> lock_;  // on the file that is replaced
   main_queue::FileDescriptor file_;
   std::optional<tools::Output> output_;
-  bool published_ = false;  // lines are in the target, or it is finished
+  bool published_ = false;   // lines are in the target, or it is finished
+  bool incomplete_ = false;  // there was no memory for some of the text
   std::optional<std::string> renameError_;
 };
 

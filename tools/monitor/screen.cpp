@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -40,13 +41,16 @@ void takeKeyboard() {
   keyboardTaken = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &quiet) == 0;
 }
 
-// Only async-signal-safe calls. The terminal is standard output. abort() ends the program when this
-// returns.
-void giveTerminalBackOnAbort(int signal) {
-  giveKeyboardBack();
-  // The program is ending: a failure cannot be reported.
+// The terminal is standard output. Without a report of a failure: the program is ending.
+void leaveDirectly() {
   [[maybe_unused]] const auto written =
       ::write(STDOUT_FILENO, leaveSequence.data(), leaveSequence.size());
+}
+
+// Only async-signal-safe calls. abort() ends the program when this returns.
+void giveTerminalBackOnAbort(int signal) {
+  giveKeyboardBack();
+  leaveDirectly();
   held_errors::release();
   static_cast<void>(std::signal(signal, SIG_DFL));
   static_cast<void>(::raise(signal));
@@ -82,8 +86,15 @@ void Screen::resume() {
 void Screen::suspend() {
   if (!active_) return;
   active_ = false;
-  output_.write(leaveSequence);
-  output_.flush(std::chrono::seconds(1));
+  bool queued = true;
+  try {
+    output_.write(leaveSequence);
+  } catch (const std::bad_alloc&) {
+    queued = false;
+  }
+  const bool flushed = output_.flush(std::chrono::seconds(1));
+  // Not to a terminal that takes nothing: that would wait.
+  if (!queued ? flushed : output_.state() == tools::Output::State::failed) leaveDirectly();
   giveKeyboardBack();
   held_errors::release();
   static_cast<void>(std::signal(SIGABRT, abortHandlerBefore));

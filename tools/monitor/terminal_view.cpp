@@ -53,6 +53,7 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines;
   std::string line;
   std::istringstream words{capture::printable(text)};
+  words.exceptions(std::ios::badbit);  // otherwise a lack of memory would end the loop below
   for (std::string word; words >> word;) {
     if (!line.empty() && cellCount(line) + 1 + cellCount(word) > width) {
       lines.push_back(std::exchange(line, {}));

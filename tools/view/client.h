@@ -28,6 +28,10 @@ class Client {
   virtual void end() = 0;
   /// Ends it at once.
   virtual void drop() = 0;
+  /// The server is being destroyed: ends it at once without a report, and allocates no memory.
+  /// Afterwards nothing is left of a WebSocket: with one, Beast would allocate memory when the
+  /// queue is destroyed, and end the program where there is none.
+  virtual void release() = 0;
 
  protected:
   Server::Shared& shared() const { return *shared_; }

@@ -35,6 +35,7 @@ class Connection final : public Client, public std::enable_shared_from_this<Conn
 
   void end() override;
   void drop() override;
+  void release() override { drop(); }
 
   /// Closes it, so that a new client gets its slot.
   void replace();

@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <exception>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -203,23 +202,18 @@ Server::Server(asio::io_context& context, const ServerOptions& options, Greeting
   listener_->run(shared_);
 }
 
+// Without a copy of the list, which would need memory: release() destroys no other client.
 Server::~Server() {
-  try {
-    dropAll();
-  } catch (const std::exception&) {
-    // Out of memory; the connections end with their sockets.
-  }
-}
-
-void Server::dropAll() {
   listener_->close();
   shared_->closing = true;
   shared_->closed = nullptr;
   // The clients' handlers run later, when the owner of these callbacks may be destroyed.
   shared_->report = [](std::string_view) {};
   shared_->greeting = [] { return std::vector<Message>(); };
-  const std::vector<Client*> clients(shared_->clients.begin(), shared_->clients.end());
-  for (Client* client : clients) client->drop();
+  for (auto next = shared_->clients.begin(); next != shared_->clients.end();) {
+    Client* const client = *next++;
+    client->release();
+  }
 }
 
 std::uint16_t Server::port() const { return listener_->port(); }

@@ -106,8 +106,6 @@ class Server {
  private:
   class Listener;
 
-  void dropAll();
-
   std::shared_ptr<Shared> shared_;
   std::shared_ptr<Listener> listener_;
 };

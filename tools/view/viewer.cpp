@@ -32,25 +32,27 @@ std::string watching(std::size_t viewers) { return std::to_string(viewers) + " w
 
 Viewer::Viewer(ClientStream stream, std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
-      stream_(std::move(stream)),
-      peer_(addressOf(stream_.next_layer())),
+      stream_(std::in_place, std::move(stream)),
+      peer_(addressOf(stream_->next_layer())),
       queue_(Client::shared().limits.queueBytes) {}
 
-Viewer::~Viewer() { leave(); }
+// Whoever is still here goes with the server: there is nobody left to report it to, and a line
+// would allocate memory.
+Viewer::~Viewer() { shared().viewers.erase(this); }
 
 void Viewer::accept(Request request) {
   const Limits& limits = shared().limits;
   // The timeouts of the HTTP phase would end the WebSocket; it has its own for handshakes only.
-  stream_.next_layer().expires_never();
-  stream_.set_option(websocket::stream_base::timeout{
+  stream_->next_layer().expires_never();
+  stream_->set_option(websocket::stream_base::timeout{
       limits.handshake, websocket::stream_base::none(), /*keep_alive_pings=*/false});
-  stream_.read_message_max(limits.messageBytes);
-  stream_.next_layer().rate_policy().limit(limits.viewerBytes, stream_.next_layer().socket());
-  stream_.auto_fragment(false);
+  stream_->read_message_max(limits.messageBytes);
+  stream_->next_layer().rate_policy().limit(limits.viewerBytes, stream_->next_layer().socket());
+  stream_->auto_fragment(false);
   // async_accept() needs the request until it is complete.
   const auto held = std::make_shared<Request>(std::move(request));
-  stream_.async_accept(*held,
-                       [self = shared_from_this(), held](Error error) { self->accepted(error); });
+  stream_->async_accept(*held,
+                        [self = shared_from_this(), held](Error error) { self->accepted(error); });
 }
 
 void Viewer::accepted(Error error) {
@@ -66,7 +68,7 @@ void Viewer::accepted(Error error) {
 
 // Viewers send nothing but control frames, which async_read() answers itself.
 void Viewer::read() {
-  stream_.async_read(received_, [self = shared_from_this()](Error error, std::size_t) {
+  stream_->async_read(received_, [self = shared_from_this()](Error error, std::size_t) {
     if (error) {
       self->drop();
     } else {
@@ -77,8 +79,8 @@ void Viewer::read() {
 
 void Viewer::refuse() {
   if (std::exchange(closing_, true)) return;
-  stream_.async_close(websocket::close_code::unknown_data,
-                      [self = shared_from_this()](Error) { self->drop(); });
+  stream_->async_close(websocket::close_code::unknown_data,
+                       [self = shared_from_this()](Error) { self->drop(); });
 }
 
 // A browser that takes nothing for limits.stalled is disconnected. One that is merely slow loses
@@ -98,15 +100,15 @@ void Viewer::sendNext() {
   if (!message) {
     if (!ending_) return;
     closing_ = true;
-    stream_.async_close(websocket::close_code::going_away,
-                        [self = shared_from_this()](Error) { self->drop(); });
+    stream_->async_close(websocket::close_code::going_away,
+                         [self = shared_from_this()](Error) { self->drop(); });
     return;
   }
   busy_ = true;
   lastProgress_ = Clock::now();
   writing_ = std::move(*message);
-  stream_.binary(writing_.kind == Message::Kind::samples);
-  stream_.async_write(
+  stream_->binary(writing_.kind == Message::Kind::samples);
+  stream_->async_write(
       boost::asio::buffer(*writing_.bytes),
       [self = shared_from_this()](Error error, std::size_t) { self->written(error); });
 }
@@ -134,8 +136,16 @@ void Viewer::end() {
 // May be called more than once; a pending read or write then completes with an error.
 void Viewer::drop() {
   closing_ = true;
-  stream_.next_layer().close();
+  if (stream_) stream_->next_layer().close();
   leave();
+}
+
+// Its pending operations end by later turns of the queue, if there are any.
+void Viewer::release() {
+  const auto self = shared_from_this();
+  closing_ = true;
+  shared().viewers.erase(this);
+  stream_.reset();
 }
 
 void Viewer::leave() {

@@ -17,6 +17,7 @@
 #include <boost/beast/websocket/stream.hpp>
 
 #include <chrono>
+#include <optional>
 
 namespace Zephly::view {
 
@@ -37,6 +38,7 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
 
   void end() override;
   void drop() override;
+  void release() override;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -49,7 +51,7 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   void written(Error error);
   void leave();
 
-  boost::beast::websocket::stream<ClientStream> stream_;
+  std::optional<boost::beast::websocket::stream<ClientStream>> stream_;  // until release()
   std::string peer_;
   boost::beast::flat_buffer received_;
   ViewerQueue queue_;
