@@ -12,8 +12,8 @@ namespace {
 
 constexpr double artefactQuality = 0.1;
 constexpr double earlyShare = 0.82;    // of the median interval
-constexpr double otherShape = 1.0;     // octaves, summed over the envelopes
-constexpr double otherPolarity = 0.5;  // the same, when the R peak points the other way
+constexpr double otherShape = 2.0;     // octaves, summed over the envelopes
+constexpr double otherPolarity = 1.0;  // the same, when the R peak points the other way
 constexpr float leastEnvelope = 1e-30F;
 
 }  // namespace

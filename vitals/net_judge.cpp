@@ -9,7 +9,7 @@ namespace Zephly::vitals {
 
 namespace {
 
-constexpr double refractory = 0.2;   // s
+constexpr double refractory = 0.15;  // s
 constexpr double leastShare = 0.05;  // of the level
 
 }  // namespace

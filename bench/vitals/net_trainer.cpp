@@ -80,11 +80,16 @@ std::vector<FoundBeat> findWith(const MarkedRecording& recording,
   vitals::BeatEngine engine(recording.rate, false, std::move(judge));
   std::vector<FoundBeat> found;
   const double period = 1e9 / recording.rate;
+  const auto take = [&] {
+    while (const auto beat = engine.next()) found.push_back({secondsOf(beat->time), 1, false});
+  };
   for (std::size_t i = 0; i < recording.ecg.size(); ++i) {
     engine.push(vitals::Time{static_cast<std::int64_t>(static_cast<double>(i) * period)},
                 recording.ecg[i]);
-    while (const auto beat = engine.next()) found.push_back({secondsOf(beat->time), 1, false});
+    take();
   }
+  engine.finish();
+  take();
   return found;
 }
 

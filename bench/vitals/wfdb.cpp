@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <bench/vitals/wfdb.h>
 
+#include <tools/vitals/wfdb_reader.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace Zephly::bench {
@@ -60,39 +62,31 @@ void readAnnotations(const std::filesystem::path& path, MarkedRecording& recordi
 
 }  // namespace
 
-MarkedRecording readRecording(const std::filesystem::path& header, int channel) {
-  std::ifstream text(header);
-  MarkedRecording recording;
-  int signals = 0;
-  std::string file;
-  std::string format;
-  std::string gain;
-  std::string line;
-  std::getline(text, line);
-  std::istringstream(line) >> recording.name >> signals >> recording.rate;
-  for (int i = 0; i <= channel; ++i) std::getline(text, line);
-  std::istringstream(line) >> file >> format >> gain;
-  if (!text || signals <= channel || recording.rate <= 0 || format != "212") {
-    throw std::runtime_error(header.string() + ": not a record in format 212");
+MarkedRecording readRecording(const std::filesystem::path& header, std::size_t channel) {
+  recorders::WfdbReader record(header);
+  if (record.signals().size() <= channel) {
+    throw std::runtime_error(header.string() + ": has too few signals");
   }
-  const float unitsPerMillivolt = std::stof(gain);
-  const std::vector<std::uint8_t> bytes = bytesOf(header.parent_path() / file);
-  std::size_t number = 0;
-  const auto take = [&](int raw) {
-    const int value = raw >= 2048 ? raw - 4096 : raw;
-    if (number++ % static_cast<std::size_t>(signals) == static_cast<std::size_t>(channel)) {
-      recording.ecg.push_back(static_cast<float>(value) / unitsPerMillivolt);
+  MarkedRecording recording;
+  recording.name = header.stem();
+  recording.rate = record.signals()[channel].rate;
+  record.choose({channel});
+  std::vector<recorders::SignalSample> samples;
+  while (record.next(samples)) {
+    for (const recorders::SignalSample& sample : samples) {
+      // Samples that the file marks as missing repeat the one before.
+      const auto place = static_cast<std::size_t>(
+          std::llround(static_cast<double>(sample.time.count()) * 1e-9 * recording.rate));
+      recording.ecg.resize(place, recording.ecg.empty() ? 0 : recording.ecg.back());
+      recording.ecg.push_back(sample.value);
     }
-  };
-  for (std::size_t i = 0; i + 2 < bytes.size(); i += 3) {
-    take(bytes[i] | (bytes[i + 1] & 0x0f) << 8);
-    take(bytes[i + 2] | (bytes[i + 1] & 0xf0) << 4);
   }
   readAnnotations(std::filesystem::path(header).replace_extension(".atr"), recording);
   return recording;
 }
 
-std::vector<MarkedRecording> readRecordings(const std::filesystem::path& folder, int channel) {
+std::vector<MarkedRecording> readRecordings(const std::filesystem::path& folder,
+                                            std::size_t channel) {
   std::vector<std::filesystem::path> headers;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() == ".hea") headers.push_back(entry.path());

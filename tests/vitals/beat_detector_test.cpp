@@ -209,7 +209,7 @@ TEST(BeatDetectorTest, CallsAnEarlyBroadBeatEctopic) {
   const double premature = 20.3 + 0.6;  // instead of the one at 21.3
   BeatDetector detector(360);
   const DetectorRun run = runDetector(detector, 360, 30, [&](double time) {
-    const double x = (time - premature) / 0.045;
+    const double x = (time - premature) / 0.025;
     const double rest = std::abs(time - 21.3) < 0.45 ? 0 : syntheticEcg(beats, 60, time);
     return rest - 1.4 * std::exp(-x * x / 2);
   });
