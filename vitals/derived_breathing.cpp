@@ -21,6 +21,7 @@ constexpr double seriesRate = 4;
 constexpr Time longestSilence = 3s;     // between usable beats
 constexpr std::size_t bandLength = 17;  // points of the mean that is taken off
 constexpr double seriesMemory = 8;      // s, of the roughness
+constexpr double sameInterval = 0.15;
 constexpr double samePeriod = 0.15;
 constexpr double qualityAlone = 0.6;  // of a series with which the other one does not agree
 constexpr double leastDerivedQuality = 0.1;
@@ -91,15 +92,19 @@ class DerivedBreathing::State {
   void push(const Beat& beat) {
     if (last_ && beat.time <= *last_) return;
     last_ = beat.time;
-    if (beat.kind != BeatClass::normal) {
+    if (beat.kind == BeatClass::artefact || (beat.kind == BeatClass::ectopic && !inRhythm(beat))) {
       afterOther_ = true;
       return;
     }
     const bool wholeInterval = beat.rr && !std::exchange(afterOther_, false);
-    const auto byHeight = heights_.add(beat.time, beat.amplitude);
+    std::optional<Breath> byHeight;
+    if (beat.kind == BeatClass::normal) byHeight = heights_.add(beat.time, beat.amplitude);
     std::optional<Breath> byInterval;
     // The heart is quicker at the top of a breath.
-    if (wholeInterval) byInterval = intervals_.add(beat.time, -*beat.rr);
+    if (wholeInterval) {
+      byInterval = intervals_.add(beat.time, -*beat.rr);
+      lastInterval_ = *beat.rr;
+    }
 
     const Periodicity::Period height = heights_.period();
     const Periodicity::Period interval = intervals_.period();
@@ -121,6 +126,11 @@ class DerivedBreathing::State {
   double signalQuality() const { return quality_; }
 
  private:
+  // Neither early nor after a pause: only its shape differs.
+  bool inRhythm(const Beat& beat) const {
+    return beat.rr && std::abs(*beat.rr - lastInterval_) < sameInterval * lastInterval_;
+  }
+
   // Noise alone reaches a strength of 0.4 for a while.
   static double qualityOf(const Periodicity::Period& used, const Periodicity::Period& other) {
     const auto between = [](double strength, double none, double full) {
@@ -143,7 +153,8 @@ class DerivedBreathing::State {
   Series heights_;
   Series intervals_;
   std::optional<Time> last_;
-  bool afterOther_ = true;  // the interval to the next beat is not between two normal ones
+  double lastInterval_ = 0;  // s
+  bool afterOther_ = true;   // the interval to the next beat is not between two normal ones
   double quality_ = 0;
   std::optional<Time> lastReported_;
   std::optional<Breath> found_;

@@ -169,9 +169,12 @@ TEST(BreathDetectorTest, FindsNothingInAFlatLine) {
   BreathDetector detector(500);
   push(detector, breathing, 0s, 60s, 500);
   EXPECT_GT(detector.signalQuality(), 0.9);
-  const auto breaths = push(
-      detector, [](double) { return 2.42; }, 60s, 180s, 500);
-  EXPECT_LE(breaths.size(), 1U);  // the one before the line
+  const auto level = [](double value) { return [value](double) { return value; }; };
+  // The last value stays: at most the breath before it is reported.
+  EXPECT_LE(push(detector, level(0), 60s, 70s, 500).size(), 1U);
+  EXPECT_EQ(detector.signalQuality(), 0);
+  // Saturated.
+  EXPECT_THAT(push(detector, level(2.42), 70s, 180s, 500), testing::IsEmpty());
   EXPECT_EQ(detector.signalQuality(), 0);
   EXPECT_THAT(breathsOf([](double) { return 0; }, 100s), testing::IsEmpty());
 }
@@ -298,12 +301,28 @@ TEST(BreathDetectorTest, ContactThatChattersGivesNothing) {
 
 TEST(BreathDetectorTest, FinishBeginsAnew) {
   BreathDetector detector(100);
-  push(detector, breathing, 0s, 61s, 100);
+  push(
+      detector, [](double s) { return 20 * breathing(s); }, 0s, 61s, 100);
   detector.finish();
-  // Also with earlier times.
+  EXPECT_EQ(detector.signalQuality(), 0);
+  // Also with earlier times. The small breaths are usual ones now.
   const auto breaths = push(detector, breathing, 0s, 30s, 100);
   ASSERT_GE(breaths.size(), 6U);
-  EXPECT_FALSE(breaths[0].duration);
+  for (const Breath& breath : breaths) EXPECT_NEAR(breath.depth, 1, 0.05);
+}
+
+TEST(BreathDetectorTest, MovementIsNoBreath) {
+  const auto moved = [](double s) {
+    const bool moving = s > 60 && s < 70;
+    return breathing(s) + (moving ? std::sin(2 * pi * 1.3 * s) + std::sin(2 * pi * 0.9 * s) : 0);
+  };
+  BreathDetector detector(100);
+  push(detector, moved, 0s, 62s, 100);
+  EXPECT_THAT(push(detector, moved, 62s, 72s, 100), testing::IsEmpty());
+  const auto breaths = push(detector, moved, 72s, 120s, 100);
+  ASSERT_GE(breaths.size(), 10U);
+  // No duration reaches over the movement.
+  for (const Breath& breath : breaths) EXPECT_NEAR(breath.duration.value_or(4), 4, 0.1);
 }
 
 TEST(BreathDetectorTest, AllocatesOnlyWhenItIsMade) {

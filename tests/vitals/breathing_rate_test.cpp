@@ -63,6 +63,12 @@ TEST(BreathingRateTest, IsAbsentWhereTheQualityIsLow) {
   EXPECT_TRUE(rate.at(62s, 1));
 }
 
+TEST(BreathingRateTest, IsAbsentWhileTheSignalIsPoor) {
+  const BreathingRate rate = steady(40s);
+  EXPECT_TRUE(rate.at(41s, 0.36));
+  EXPECT_FALSE(rate.at(41s, 0.34));
+}
+
 TEST(BreathingRateTest, VanishesTenSecondsAfterTheLastBreath) {
   const BreathingRate rate = steady(40s);
   EXPECT_TRUE(rate.at(50s, 1));

@@ -141,8 +141,22 @@ TEST(DerivedBreathingTest, LeavesOutArtefactsAndEctopicBeatsWithTheIntervalAfter
   }
   DerivedBreathing derived;
   const auto rate = rateOf(breathsOf(derived, beats), 118s);
+  EXPECT_GT(derived.signalQuality(), 0.6);
   ASSERT_TRUE(rate);
   EXPECT_NEAR(rate->perMinute, 15, 0.5);
+}
+
+TEST(DerivedBreathingTest, OfABeatOfAnotherShapeInRhythmTheIntervalCounts) {
+  std::vector<Beat> beats = beatsOf({}, 0, 120);
+  DerivedBreathing usual;
+  const std::size_t found = breathsOf(usual, beats).size();
+  for (std::size_t i = 10; i < beats.size(); i += 2) {
+    beats[i].kind = BeatClass::ectopic;
+    beats[i].amplitude = 3;
+  }
+  DerivedBreathing derived;
+  const auto breaths = breathsOf(derived, beats);
+  EXPECT_GE(breaths.size() + 4, found);
 }
 
 TEST(DerivedBreathingTest, BeginsAnewAfterAnInterruption) {
@@ -151,9 +165,12 @@ TEST(DerivedBreathingTest, BeginsAnewAfterAnInterruption) {
   EXPECT_GT(derived.signalQuality(), 0.7);
   derived.interrupt();
   EXPECT_EQ(derived.signalQuality(), 0);
-  const auto breaths = breathsOf(derived, beatsOf({}, 70, 130));
+  const auto breaths = breathsOf(derived, beatsOf({}, 61.5, 120));
   ASSERT_FALSE(breaths.empty());
-  EXPECT_GT(breaths.front().time, 70s);
+  EXPECT_GT(breaths.front().time, 61s);
+  EXPECT_GT(static_cast<double>(breaths.front().time.count()) / 1e9 -
+                breaths.front().duration.value_or(0),
+            61);
 }
 
 TEST(DerivedBreathingTest, ASilenceInterrupts) {
