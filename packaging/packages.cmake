@@ -82,7 +82,8 @@ gives an application electrocardiogram, respiration, electrode contact,
 temperatures, battery and counted exercises.
 
 This package holds the shared libraries: the kit, its main queue, the host on
-BlueZ, the simulated host with its simulated strap, and captures of sessions.")
+BlueZ, the simulated host with its simulated strap, captures of sessions, and
+beats, heart rate and breathing.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

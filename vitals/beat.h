@@ -3,6 +3,8 @@
 /// @file
 /// One beat of the heart, as vitals reports it.
 
+#include <zephly/platform/export.h>
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -19,7 +21,7 @@ enum class BeatClass : std::uint8_t {
 };
 
 /// "normal", "ectopic", "artefact"
-const char* beatClassName(BeatClass kind);
+ZEPHLY_EXPORT const char* beatClassName(BeatClass kind);
 
 struct Beat {
   Time time{};               ///< of the R peak, interpolated between samples

@@ -8,7 +8,9 @@
 #include <capture/tap_host.h>
 #include <capture/writer.h>
 #include <hosts/simulated/simulated_strap.h>
+#include <hosts/vitals/session_vitals.h>
 #include <simulator/recording.h>
+#include <vitals/vitals.h>
 #include <zephly/zephly.h>
 
 #include <bit>
@@ -18,6 +20,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <variant>
 
@@ -27,7 +30,7 @@ namespace {
 
 constexpr int wantedSamples = 3 * 500;
 
-class Application final : public ZephlyDelegate {
+class Application final : public ZephlyDelegate, private Zephly::vitals::Receiver {
  public:
   explicit Application(Zephly::main_queue::MainQueue& queue) : queue_(queue) {}
 
@@ -37,7 +40,10 @@ class Application final : public ZephlyDelegate {
   void didReceiveECG(float sample) override {
     if (ecgSamples_ == wantedSamples) return;
     add(sample);
-    if (++ecgSamples_ == wantedSamples) queue_.stop();
+    vitals_.ecg(std::chrono::milliseconds(2 * ecgSamples_), sample);
+    if (++ecgSamples_ < wantedSamples) return;
+    vitals_.finish();
+    queue_.stop();
   }
   void didReceiveRespiration(float sample) override {
     if (ecgSamples_ < wantedSamples) add(sample);
@@ -47,9 +53,17 @@ class Application final : public ZephlyDelegate {
 
   int connections() const { return connections_; }
   int ecgSamples() const { return ecgSamples_; }
+  int seconds() const { return seconds_; }
   std::uint64_t digest() const { return digest_; }
 
  private:
+  void beat(const Zephly::vitals::Beat& beat) override { add(static_cast<float>(beat.quality)); }
+  void breath(const Zephly::vitals::Breath& /*breath*/) override {}
+  void second(const Zephly::vitals::Second& second) override {
+    add(static_cast<float>(second.ecgQuality));
+    ++seconds_;
+  }
+
   // FNV-1a over the bits.
   void add(float sample) {
     digest_ = (digest_ ^ std::bit_cast<std::uint32_t>(sample)) * 0x100000001b3U;
@@ -58,8 +72,14 @@ class Application final : public ZephlyDelegate {
   Zephly::main_queue::MainQueue& queue_;
   int connections_ = 0;
   int ecgSamples_ = 0;
+  int seconds_ = 0;
+  Zephly::vitals::Vitals vitals_{{.respirationRate = 0}, *this};
   std::uint64_t digest_ = 0xcbf29ce484222325U;
 };
+
+std::chrono::nanoseconds steadyTime() {
+  return std::chrono::steady_clock::now().time_since_epoch();
+}
 
 // Exceptions of a library are caught here by their type.
 bool errorsCross() {
@@ -74,7 +94,18 @@ bool errorsCross() {
   } catch (const Zephly::capture::CaptureError&) {
     ++caught;
   }
-  return caught == 2;
+  // No host is in use.
+  struct : Zephly::vitals::Receiver {
+    void beat(const Zephly::vitals::Beat& /*beat*/) override {}
+    void breath(const Zephly::vitals::Breath& /*breath*/) override {}
+    void second(const Zephly::vitals::Second& /*second*/) override {}
+  } nothing;
+  try {
+    const Zephly::hosts::SessionVitals vitals(nothing, steadyTime);
+  } catch (const std::logic_error&) {
+    ++caught;
+  }
+  return caught == 3;
 }
 
 // A file that is removed with the object.
@@ -92,10 +123,6 @@ class ScratchFile {
                                 ("zephly-application-" + std::to_string(::getpid()) + ".zcap");
 };
 
-std::chrono::nanoseconds steadyTime() {
-  return std::chrono::steady_clock::now().time_since_epoch();
-}
-
 // The number of notifications in a capture that is whole; 0 for any other file.
 int notificationsIn(const std::filesystem::path& file) {
   Zephly::capture::Reader reader(file);
@@ -109,6 +136,7 @@ int notificationsIn(const std::filesystem::path& file) {
 }  // namespace
 
 int main() {
+  const bool errors = errorsCross();
   Zephly::main_queue::MainQueue queue;
   const ScratchFile file;
   const Zephly::simulated::SimulatedStrap strap(queue, {}, 1000);
@@ -128,6 +156,6 @@ int main() {
   // Six samples in a notification, and as many of respiration.
   const bool recorded = written && notificationsIn(file.path()) >= wantedSamples / 6 * 2;
   const bool good = application->connections() == 1 && application->ecgSamples() == wantedSamples &&
-                    cast && recorded && errorsCross();
+                    application->seconds() == 3 && cast && recorded && errors;
   return good ? 0 : 1;
 }
