@@ -88,8 +88,12 @@ void Bluetoothd::apply(const Step& step) {
     case Action::busLost:
       busExists_ = false;
       during([this] { busExists_ = true; });
-      toProgram([this](SimulatedBus& bus) { bus.lose([this] { programLosesLink(); }); });
+      toProgram([this](SimulatedBus& bus) { bus.lose([this] { programLosesRadio(); }); });
       return;
+    case Action::foreignLink:
+      return connectByOthers();
+    case Action::foreignSignals:
+      return sendForeignSignals();
     case Action::slow:
       slowest_ = step.value;
       during([this] { slowest_ = 0; });
@@ -186,7 +190,7 @@ void Bluetoothd::changed(const std::string& path, const char* interface, Diction
 
 void Bluetoothd::ownerChanged(const std::string& before, const std::string& now) {
   toProgram([this, before, now](SimulatedBus& bus) {
-    if (now.empty()) programLosesLink();
+    if (now.empty()) programLosesRadio();
     bus.deliver({busName, busPath, busName, "NameOwnerChanged", {bluezService, before, now}});
   });
 }
@@ -196,7 +200,13 @@ void Bluetoothd::programLosesLink() {
   failed_.clear();
   requested_.clear();
   busyReplies_.clear();
+  connectCall_ = 0;
   witness_.linkEnds();
+}
+
+void Bluetoothd::programLosesRadio() {
+  scans_ = false;
+  programLosesLink();
 }
 
 // The service ------------------------------------------------------------------------------------
@@ -264,7 +274,7 @@ void Bluetoothd::setPower(bool on) {
   failConnect("Input/output error");
   discovering_ = false;
   changed(adapterPath, adapterInterface, {{"Powered", false}, {"Discovering", false}},
-          [this] { programLosesLink(); });
+          [this] { programLosesRadio(); });
 }
 
 void Bluetoothd::setAdapter(bool present) {
@@ -281,7 +291,7 @@ void Bluetoothd::setAdapter(bool present) {
   discovering_ = false;
   signal("/", objectManagerInterface, "InterfacesRemoved",
          {adapterPath, Strings{adapterInterface, propertiesInterface}},
-         [this] { programLosesLink(); });
+         [this] { programLosesRadio(); });
 }
 
 void Bluetoothd::forgetDevice() {
@@ -382,11 +392,52 @@ void Bluetoothd::dropLink() {
   advertiseSoon();
   ++attempt_;
   notifying_.clear();
-  feeds_.clear();
   Dictionary values = {{"Connected", false}};
   if (std::exchange(resolved_, false)) values["ServicesResolved"] = false;
-  changed(devicePath, deviceInterface, std::move(values), [this] { programLosesLink(); });
+  // std::function needs a capture that can be copied.
+  const auto feeds = std::make_shared<decltype(feeds_)>(std::exchange(feeds_, {}));
+  changed(devicePath, deviceInterface, std::move(values), [this, feeds] {
+    fillFeeds(*feeds);
+    feeds->clear();
+    programLosesLink();
+  });
   failConnect("le-connection-abort-by-local");
+}
+
+// The program reads a descriptor in turns of its own. It has not read this value yet when it learns
+// that the link has ended, and has to report it all the same.
+void Bluetoothd::fillFeeds(const std::map<Stream, Zephly::main_queue::FileDescriptor>& feeds) {
+  const auto feed = feeds.find(Stream::ecg);
+  if (feed == feeds.end() || !listening_.contains(Stream::ecg) || pace_ == 0) return;
+  const Zephly::simulator::Frame frame{
+      std::chrono::floor<std::chrono::microseconds>(VirtualTime::now()), Stream::ecg,
+      bytesOf(Stream::ecg, ++frameCount_)};
+  const auto sent = ::send(feed->second.get(), frame.bytes.data(), frame.bytes.size(),
+                           MSG_DONTWAIT | MSG_NOSIGNAL);
+  if (sent == static_cast<ssize_t>(frame.bytes.size())) witness_.value(frame);
+}
+
+void Bluetoothd::connectByOthers() {
+  if (connected_ || !inRange_ || !running_ || !adapter_ || !powered_) return;
+  if (!std::exchange(deviceKnown_, true)) {
+    signal("/", objectManagerInterface, "InterfacesAdded",
+           {devicePath, Dictionary{{deviceInterface, properties(devicePath, deviceInterface)}}});
+  }
+  beginLink();
+}
+
+void Bluetoothd::sendForeignSignals() {
+  const auto send = [this](const char* path, const char* interface, const char* property) {
+    toProgram([path, interface, property](SimulatedBus& bus) {
+      bus.deliver({":1.99999",
+                   path,
+                   propertiesInterface,
+                   "PropertiesChanged",
+                   {interface, Dictionary{{property, false}}, Strings()}});
+    });
+  };
+  send(devicePath, deviceInterface, "Connected");
+  send(adapterPath, adapterInterface, "Powered");
 }
 
 void Bluetoothd::failConnect(const std::string& text) {

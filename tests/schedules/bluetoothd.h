@@ -37,6 +37,8 @@ class Witness {
   virtual void value(const Zephly::simulator::Frame& frame) = 0;
   /// The program learns, or causes, the end of the link.
   virtual void linkEnds() = 0;
+  /// A call that a correct program does not make.
+  virtual void wrongCall(const std::string& what) = 0;
 };
 
 class Bluetoothd final : public BusService {
@@ -120,8 +122,14 @@ class Bluetoothd final : public BusService {
   void addGattObjects();
   void sendFrames();
   void sendFrame(Zephly::Stream stream);
+  void connectByOthers();
+  void sendForeignSignals();
+  void fillFeeds(const std::map<Zephly::Stream, Zephly::main_queue::FileDescriptor>& feeds);
   // The program learns that it has no link.
   void programLosesLink();
+  // The program learns that there is no adapter, or that it is off: that ends its scan, too.
+  void programLosesRadio();
+  void checkCall(const BusCall& call);
 
   void later(Duration delay, Job job);
 
@@ -167,6 +175,8 @@ class Bluetoothd final : public BusService {
   std::set<Zephly::Stream> failed_;
   std::map<Zephly::Stream, std::uint64_t> requested_;  // the latest StartNotify
   std::map<Zephly::Stream, int> busyReplies_;          // on this link
+  bool scans_ = false;
+  std::uint64_t connectCall_ = 0;  // under way; 0: none
 };
 
 }  // namespace schedules

@@ -29,6 +29,7 @@ constexpr const char* unknownObject = "org.freedesktop.DBus.Error.UnknownObject"
 
 void Bluetoothd::called(SimulatedBus& /*bus*/, BusCall call) {
   ++callCount_;
+  checkCall(call);
   const std::string& method = call.destination.method;
   // What the program decides itself counts from here.
   const std::optional<Stream> stream = streamAt(call.destination.path);
@@ -44,7 +45,20 @@ void Bluetoothd::called(SimulatedBus& /*bus*/, BusCall call) {
   });
 }
 
+// In the view of the program.
+void Bluetoothd::checkCall(const BusCall& call) {
+  const std::string& method = call.destination.method;
+  if (method == "SetDiscoveryFilter") scans_ = true;
+  if (method == "StopDiscovery" && !std::exchange(scans_, false)) {
+    witness_.wrongCall("StopDiscovery after the scan has ended");
+  }
+  if (method != "Connect") return;
+  if (connectCall_ != 0) witness_.wrongCall("Connect while an attempt is under way");
+  connectCall_ = call.number;
+}
+
 void Bluetoothd::abandoned(const BusCall& call) {
+  if (call.number == connectCall_) connectCall_ = 0;
   const std::optional<Stream> stream = streamAt(call.destination.path);
   if (stream && call.destination.method == "StartNotify") notSubscribed(*stream, call.number);
 }
@@ -63,6 +77,7 @@ void Bluetoothd::reply(const BusCall& call, Arguments values) {
   toProgram([this, number = call.number, values = std::move(values), acquired, stream,
              attempt = attempt_](SimulatedBus& bus) {
     if (acquired && attempt == attempt_) listening_.insert(*stream);
+    if (number == connectCall_) connectCall_ = 0;
     bus.reply(number, {values, {}, {}});
   });
 }
@@ -79,6 +94,7 @@ void Bluetoothd::refuse(const BusCall& call, const std::string& name, const std:
     } else if (subscription) {
       notSubscribed(*stream, number);
     }
+    if (number == connectCall_) connectCall_ = 0;
     bus.reply(number, {{}, name, text});
   });
 }

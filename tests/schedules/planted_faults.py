@@ -104,7 +104,9 @@ def main():
     parser.add_argument("--seeds", type=int, default=5000, help="schedules for each fault")
     parser.add_argument("--copy", type=pathlib.Path, default=pathlib.Path("build/planted"),
                         help="where the copy of the tree is made")
+    parser.add_argument("--only", action="append", help="a part of a fault's description; may be repeated")
     arguments = parser.parse_args()
+    faults = [fault for fault in FAULTS if not arguments.only or any(part in fault[0] for part in arguments.only)]
     top = pathlib.Path(__file__).resolve().parents[2]
     tree = arguments.copy if arguments.copy.is_absolute() else top / arguments.copy
     if not tree.exists():
@@ -118,7 +120,7 @@ def main():
     program = tree / "build/normal/tests/schedules/zephly_schedules"
     failures = 0
     print("| planted fault | schedules until it was noticed | as |\n|---|--:|---|", flush=True)
-    for what, name, text, replacement in FAULTS:
+    for what, name, text, replacement in faults:
         file = tree / name
         original = file.read_text()
         if original.count(text) != 1:

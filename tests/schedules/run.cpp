@@ -59,6 +59,11 @@ class Log : public Witness {
     if (up && ledger->linkLosses().sent == ledger->linkLosses().received) ledger->linkLost();
   }
 
+  void wrongCall(const std::string& what) override {
+    if (wrong.empty()) wrong = what;
+  }
+
+  std::string wrong;
   std::vector<Frame> frames;
   soak::Ledger* ledger = nullptr;
   Viewers* viewers = nullptr;
@@ -82,6 +87,18 @@ class Run {
   }
 
   std::string judge() {
+    std::string verdict = judgeOutput();
+    // After an exception the host may not know what it has requested.
+    return verdict.empty() && failedAllocationCount() == 0 ? log_.wrong : verdict;
+  }
+
+  Figures figures() const {
+    return {log_.frames.size(), bluetoothd_.links(),     bluetoothd_.calls(), viewers_.opened(),
+            viewers_.lost(),    failedAllocationCount(), VirtualTime::now(),  disturbances_};
+  }
+
+ private:
+  std::string judgeOutput() {
     switch (schedule_.command) {
       case Command::application:
         return runApplication();
@@ -95,12 +112,6 @@ class Run {
     return runView();
   }
 
-  Figures figures() const {
-    return {log_.frames.size(), bluetoothd_.links(),     bluetoothd_.calls(), viewers_.opened(),
-            viewers_.lost(),    failedAllocationCount(), VirtualTime::now(),  disturbances_};
-  }
-
- private:
   void plan(MainQueue& queue) {
     for (const Step& step : schedule_.steps) {
       timers_.push_back(queue.after(step.at, [this, &queue, &step] {
@@ -204,6 +215,10 @@ class Run {
     Program program(folder_, withOptions({"record", path.string()}));
     const ProgramResult result = program.run();
     failAllocation(0);
+    if (schedule_.diskIsGood() && failedAllocationCount() == 0 &&
+        std::filesystem::exists(folder_ / "walk.2.zcap")) {
+      return "the recording continues in another file without a reason";
+    }
     return judged(result, valuesOf(path));
   }
 

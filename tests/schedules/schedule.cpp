@@ -34,6 +34,8 @@ constexpr std::array<Name, actionCount> names = {{
     {Action::refused, "calls are refused"},
     {Action::signalsTwice, "changes are signalled twice"},
     {Action::strapSilent, "the strap is silent"},
+    {Action::foreignLink, "another program connects the strap"},
+    {Action::foreignSignals, "another program sends the signals of bluetoothd"},
     {Action::wallClockStep, "the wall clock is set"},
     {Action::diskFull, "the disk is full"},
     {Action::diskInterrupted, "system calls are interrupted"},
@@ -164,7 +166,7 @@ Schedule Schedule::ofSeed(std::uint64_t seed) {
       Command::monitor,     Command::monitor,     Command::view};
   schedule.command = commands.at(random.below(commands.size()));
   schedule.descriptors = random.below(4) == 0;
-  schedule.viewerQueue = 3'000 + random.below(10'000);
+  schedule.viewerQueue = 1'500 + random.below(3'000);
   const std::size_t count = 1 + random.below(10);
   Duration at = milliseconds(random.uniform(0, 3'000));
   if (schedule.command == Command::view) {

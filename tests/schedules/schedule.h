@@ -34,6 +34,8 @@ enum class Action {
   refused,          ///< calls fail; `value` says with which error
   signalsTwice,     ///< changes of properties are signalled twice
   strapSilent,      ///< the strap sends nothing
+  foreignLink,      ///< another program connects the strap
+  foreignSignals,   ///< another program signals changes that look like bluetoothd's
   wallClockStep,    ///< the wall clock is set, by `value` s
   diskFull,         ///< writes to files fail with ENOSPC
   diskInterrupted,  ///< the next `value` calls on files fail with EINTR

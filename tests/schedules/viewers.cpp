@@ -33,7 +33,7 @@ constexpr Duration recovery = 2s;
 constexpr Duration requestLimit = 14s;
 constexpr Duration closeLimit = 9s;
 // More than a message of samples has.
-constexpr std::size_t oneMessage = 6'000;
+constexpr std::size_t oneMessage = 2'500;
 
 constexpr std::array<std::string_view, 4> curveNames = {"ecg", "filteredEcg", "respiration",
                                                         "motion"};
