@@ -66,6 +66,9 @@ void writeReport(std::ostream& output, const Options& options, const Outcome& ou
          << "| frames lost without a link | " << grouped(outcome.framesUnsubscribed) << " |\n"
          << "| electrodes off, planned | " << options.electrodeLosses << " |\n"
          << "| contact lost, as the session found | " << grouped(outcome.contactsLost) << " |\n"
+         << "| beats while link and contact held | " << grouped(outcome.beats.sent) << " |\n"
+         << "| reported of these | " << grouped(outcome.beats.received) << " |\n"
+         << "| breaths reported | " << grouped(outcome.breaths) << " |\n"
          << "| delegates of the session | " << grouped(outcome.delegates) << " |\n"
          << "| receivers of repetitions | " << grouped(outcome.trainers) << " |\n\n";
 

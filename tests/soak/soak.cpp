@@ -4,9 +4,11 @@
 #include <hosts/main_queue/main_queue.h>
 #include <hosts/simulated/pacer.h>
 #include <hosts/simulated/radio.h>
+#include <hosts/vitals/session_vitals.h>
 #include <simulator/random.h>
 #include <simulator/strap.h>
 #include <tests/soak/application.h>
+#include <tests/soak/vitals_check.h>
 #include <zephly/ble/gatt_profile.h>
 #include <zephly/dsp/processor_clock.h>
 
@@ -133,10 +135,12 @@ class Soak {
   simulated::Scheduler scheduler_;
   simulated::Radio radio_{scheduler_};
   simulated::Device& device_;
+  VitalsCheck beats_;
   simulator::Strap source_;
   Ledger ledger_;
   LoggedStrap strap_;
   Application application_{ledger_};
+  ::Zephly::hosts::SessionVitals vitals_;
   std::shared_ptr<::Zephly::Zephly> session_;
   std::unique_ptr<simulated::Pacer> pacer_;
   simulated::Scheduler::EventId nextChange_;
@@ -152,8 +156,13 @@ Soak::Soak(const Options& options)
       length_(seconds(options.hours * 3600)),
       random_(options.seed),
       device_(addStrap(radio_)),
-      source_({.seed = options.seed, .plan = planOf(options, random_)}),
-      strap_(device_, source_, ledger_, options.fault) {
+      source_({.seed = options.seed, .plan = planOf(options, random_), .observer = &beats_}),
+      strap_(device_, source_, ledger_, options.fault),
+      vitals_(beats_, [this] { return scheduler_.now(); }) {
+  beats_.watch([this] {
+    return VitalsCheck::Conditions{strap_.connections(), strap_.subscribed(),
+                                   source_.electrodesOn(scheduler_.now())};
+  });
   session_ = ::Zephly::Zephly::init(application_.first());
   application_.attachTrainer(*session_);
 }
@@ -303,6 +312,9 @@ void Soak::judge(Outcome& outcome) const {
   outcome.repetitions = ledger_.repetitions();
   outcome.leadoffChanges = ledger_.leadoffChanges();
   outcome.linkLosses = ledger_.linkLosses();
+  outcome.beats = beats_.beats();
+  outcome.breaths = beats_.breaths();
+  outcome.vitalsSeconds = beats_.seconds();
   outcome.contactsLost = ledger_.contactsLost();
   outcome.connections = strap_.connections();
   outcome.connectsReported = ledger_.connectsReported();
@@ -327,6 +339,10 @@ void Soak::judge(Outcome& outcome) const {
   }
   balance(outcome.repetitions, "repetitions");
   balance(outcome.leadoffChanges, "changes of contact");
+  check(outcome.beats.sent == outcome.beats.received &&
+            outcome.beats.sent > static_cast<std::uint64_t>(options_.hours * 1000),
+        "beats: not each one of the wearer was reported, or there were few");
+  check(outcome.breaths > static_cast<std::uint64_t>(options_.hours * 200), "few breaths");
   const auto losses = static_cast<std::uint64_t>(options_.losses);
   check(outcome.linkLosses.sent == losses, "not every planned loss of the link took place");
   check(outcome.connections == losses + 1, "the session did not connect once after each loss");

@@ -46,6 +46,9 @@ struct Outcome {
   Account repetitions;
   Account leadoffChanges;
   Account linkLosses;
+  Account beats;                    ///< while link and contact held, see VitalsCheck
+  std::uint64_t breaths = 0;        ///< reported
+  std::uint64_t vitalsSeconds = 0;  ///< reported
   std::uint64_t contactsLost = 0;
   std::uint64_t connections = 0;
   std::uint64_t connectsReported = 0;
