@@ -23,8 +23,8 @@ constexpr double ectopicT = -0.4;       // mV
 constexpr double ectopicTDelay = 0.28;  // s
 constexpr double ectopicTWidth = 0.06;
 
-constexpr double turning = 1.2;    // s
-constexpr double pushTime = 0.07;  // s, standard deviation, of a cough
+constexpr double turningOver = 1.2;  // s
+constexpr double pushTime = 0.07;    // s, standard deviation, of a cough
 constexpr double pushDepth = 0.8;
 constexpr double pushVoltage = 0.15;   // mV, standard deviation of the muscles' noise
 constexpr double pullImpedance = 2;    // in half breaths, standard deviation
@@ -121,7 +121,7 @@ double DescribedBody::ectopicWave(StrapTime time) const {
 }
 
 void DescribedBody::turn(StrapTime time) {
-  turned_ = std::min(1.0, turned_ + 1 / (turning * waveformRate));
+  turned_ = std::min(1.0, turned_ + 1 / (turningOver * waveformRate));
   if (nextPosture_ == wearer_.postures.size() || time < wearer_.postures[nextPosture_].time) return;
   from_ = std::exchange(to_, wearer_.postures[nextPosture_++]);
   turned_ = 0;
