@@ -11,7 +11,7 @@ namespace Zephly::bench {
 
 namespace {
 
-constexpr double window = 10;  // s
+constexpr double rateWindow = 10;  // s
 
 double processorTime() {
   timespec now{};
@@ -81,8 +81,8 @@ HeartRates& HeartRates::operator+=(const HeartRates& other) {
 HeartRates heartRates(const MarkedRecording& recording, const std::vector<FoundBeat>& found) {
   HeartRates result;
   const double end = static_cast<double>(recording.ecg.size()) / recording.rate;
-  for (double from = window; from + window <= end; from += window) {
-    const double to = from + window;
+  for (double from = rateWindow; from + rateWindow <= end; from += rateWindow) {
+    const double to = from + rateWindow;
     if (std::any_of(recording.flutter.begin(), recording.flutter.end(),
                     [&](const Span& span) { return span.from < to && span.to > from; })) {
       continue;
