@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The constants of the rules. Chosen on the 22 records of bench/vitals, each judged by the others.
+/// The constants of the rules, chosen on the 22 records of bench/vitals together: 51,000 beats.
 
 #include <array>
 
