@@ -86,10 +86,28 @@ py::object processed(Busy& busy, const py::object& samples, Step step) {
   return results;
 }
 
+/// The module pandas, for the method `name`; ImportError that says what to install.
+inline py::object importPandas(const std::string& name) {
+  try {
+    return py::module_::import("pandas");
+  } catch (py::error_already_set& error) {
+    if (!error.matches(PyExc_ImportError)) throw;
+    const std::string text = name +
+                             " needs pandas, which cannot be imported "
+                             "(Debian: python3-pandas; pip: pandas)";
+    py::raise_from(error, PyExc_ImportError, text.c_str());
+    throw py::error_already_set();
+  }
+}
+
 }  // namespace zephly_python
 
 ZEPHLY_PYTHON_TYPE(Samples32, py::object, isAnything, "float | numpy.ndarray[numpy.float32]");
 ZEPHLY_PYTHON_TYPE(Samples64, py::object, isAnything, "float | numpy.ndarray[numpy.float64]");
 ZEPHLY_PYTHON_TYPE(Contacts, py::object, isAnything, "bool | numpy.ndarray[numpy.bool_]");
 ZEPHLY_PYTHON_TYPE(MotionSamples, py::object, isAnything, "numpy.ndarray[numpy.float32]");
+ZEPHLY_PYTHON_TYPE(TimedSamples, py::object, isAnything,
+                   "tuple[numpy.ndarray[numpy.float64], numpy.ndarray[numpy.float32]]");
+ZEPHLY_PYTHON_TYPE(TimedContacts, py::object, isAnything,
+                   "tuple[numpy.ndarray[numpy.float64], numpy.ndarray[numpy.bool_]]");
 ZEPHLY_PYTHON_TYPE(Integer, py::object, isAnything, "int");

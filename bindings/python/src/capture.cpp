@@ -182,7 +182,7 @@ class Capture {
   }
 
   py::dict toPandas() const {
-    const py::object pandas = importPandas();
+    const py::object pandas = importPandas("Capture.to_pandas()");
     py::dict frames;
     for (const Stream stream : Zephly::allStreams) {
       frames[py::str(std::string(streamInfo(stream).name))] =
@@ -238,18 +238,6 @@ class Capture {
     table["stream"] = streams;
     table["duration_s"] = arrayOf(durations);
     return table;
-  }
-
-  static py::object importPandas() {
-    try {
-      return py::module_::import("pandas");
-    } catch (py::error_already_set& error) {
-      if (!error.matches(PyExc_ImportError)) throw;
-      py::raise_from(error, PyExc_ImportError,
-                     "Capture.to_pandas() needs pandas, which cannot be imported "
-                     "(Debian: python3-pandas; pip: pandas)");
-      throw py::error_already_set();
-    }
   }
 
   // The columns of the CSV file: behind the time comes the date.

@@ -12,6 +12,7 @@
 #include <zephly/protocol/streams.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <string_view>
@@ -87,6 +88,12 @@ void HostObject::requireOpen() const {
   if (!world_) throw py::value_error("the host is closed");
 }
 
+std::function<std::chrono::nanoseconds()> HostObject::clock() const {
+  return [began = std::chrono::steady_clock::now()] {
+    return std::chrono::steady_clock::now() - began;
+  };
+}
+
 struct SimulatedStrap::World {
   World(std::uint64_t seed, const simulator::TrainingPlan& plan)
       : radio(scheduler), strap({.seed = seed, .plan = plan}), device(addStrap(radio), strap) {
@@ -132,6 +139,13 @@ void SimulatedStrap::advance(double seconds) {
 }
 
 double SimulatedStrap::strapTime() const { return secondsOf(world().device.strapTime()); }
+
+std::function<std::chrono::nanoseconds()> SimulatedStrap::clock() const {
+  return [weak = world_, last = std::chrono::nanoseconds{}]() mutable {
+    if (const auto living = weak.lock()) last = living->scheduler.now();
+    return last;
+  };
+}
 
 py::dict SimulatedStrap::samplesSent() const {
   const World& mine = world();

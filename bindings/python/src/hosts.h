@@ -12,6 +12,8 @@
 
 #include <zephly/platform/host.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +36,8 @@ class HostObject {
   /// Becomes false when the host is closed. Outlives it. Guarded by the GIL.
   std::shared_ptr<const bool> open() const { return open_; }
   const std::shared_ptr<Queue>& queue() const { return queue_; }
+  /// The time of its sessions, which does not decrease. May be called after the host has closed.
+  virtual std::function<std::chrono::nanoseconds()> clock() const;
 
  protected:
   explicit HostObject(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
@@ -62,6 +66,8 @@ class SimulatedStrap final : public HostObject {
   double strapTime() const;
   py::dict samplesSent() const;
   py::dict repetitionsDone() const;
+  /// The strap's time.
+  std::function<std::chrono::nanoseconds()> clock() const override;
 
  private:
   struct World;

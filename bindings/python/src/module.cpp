@@ -5,6 +5,7 @@
 #include <bindings/python/src/hosts.h>
 #include <bindings/python/src/main_queue.h>
 #include <bindings/python/src/session.h>
+#include <bindings/python/src/vitals.h>
 
 PYBIND11_MODULE(_zephly, module) {
   // The classes belong to the package, not to this part of it.
@@ -13,6 +14,7 @@ PYBIND11_MODULE(_zephly, module) {
   module.attr("__version__") = ZEPHLY_PYTHON_VERSION;
   zephly_python::bindMainQueue(module);
   zephly_python::bindHosts(module);
+  zephly_python::bindVitals(module);
   zephly_python::bindSession(module);
   zephly_python::bindEngine(module);
   zephly_python::bindFilters(module);

@@ -3,7 +3,9 @@
 
 #include <bindings/python/src/hosts.h>
 #include <bindings/python/src/main_queue.h>
+#include <bindings/python/src/vitals.h>
 
+#include <hosts/vitals/session_vitals.h>
 #include <zephly/session/zephly.h>
 
 #include <cstdio>
@@ -23,10 +25,10 @@ constexpr const char* sessionMethods[] = {"didChangeLeadoffState",   "didConnect
                                           "didReceiveECG",           "didReceiveRespiration",
                                           "didReceiveBatteryStatus", nullptr};
 
-// All methods of both delegates: one object may be both.
+// All methods of all delegates: one object may be all of them.
 py::list knownMethods() {
   py::list known;
-  for (const char* const* methods : {sessionMethods, workoutMethods}) {
+  for (const char* const* methods : {sessionMethods, workoutMethods, vitalsMethods}) {
     for (; *methods != nullptr; ++methods) known.append(*methods);
   }
   return known;
@@ -115,16 +117,54 @@ class Workout final : public Listener, public WorkoutDelegate {
   void didDetectJump() override { report("didDetectJump"); }
 };
 
+class VitalsListener final : public Listener, public ::Zephly::vitals::Receiver {
+ public:
+  using Listener::Listener;
+
+  void beat(const ::Zephly::vitals::Beat& beat) override { report("didFindBeat", beat); }
+  void breath(const ::Zephly::vitals::Breath& breath) override { report("didFindBreath", breath); }
+  void second(const ::Zephly::vitals::Second& second) override {
+    report("didMeasureSecond", second);
+  }
+};
+
+// The vitals of one session: detection costs time, so only for a delegate that receives them.
+struct MeasuredVitals {
+  MeasuredVitals(const HostObject& host, const py::object& delegate)
+      : listener(std::make_shared<VitalsListener>(host, delegate)),
+        vitals(*listener, host.clock()) {}
+
+  std::shared_ptr<VitalsListener> listener;
+  ::Zephly::hosts::SessionVitals vitals;
+};
+
+bool hasAny(const py::object& delegate, const char* const* methods) {
+  for (; *methods != nullptr; ++methods) {
+    if (py::hasattr(delegate, *methods)) return true;
+  }
+  return false;
+}
+
 class Session {
  public:
-  Session(py::object delegate, std::shared_ptr<HostObject> host) : host_(std::move(host)) {
-    requireDelegate(delegate, "the delegate", sessionMethods);
+  Session(const py::object& delegate, std::shared_ptr<HostObject> host) : host_(std::move(host)) {
+    if (!hasAny(delegate, vitalsMethods)) {
+      requireDelegate(delegate, "the delegate", sessionMethods);
+    } else {
+      warnOfSlips(delegate, "the delegate");
+    }
     host_->queue()->requireThread();
     host_->use();
     const KitUse use;
-    application_ = std::make_shared<Application>(*host_, std::move(delegate));
+    if (hasAny(delegate, vitalsMethods)) {
+      vitals_ = std::make_shared<MeasuredVitals>(*host_, delegate);
+    }
+    application_ = std::make_shared<Application>(*host_, delegate);
     session_ = ::Zephly::Zephly::init(application_);
   }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session() { clear(); }
 
   void startWorkoutDetection(py::object delegate) {
     requireDelegate(delegate, "the workout delegate", workoutMethods);
@@ -144,8 +184,9 @@ class Session {
   }
 
   int visit(visitproc visitor, void* context) const {
+    const Listener* const measured = vitals_ ? vitals_->listener.get() : nullptr;
     for (const Listener* listener : {static_cast<const Listener*>(application_.get()),
-                                     static_cast<const Listener*>(workout_.get())}) {
+                                     static_cast<const Listener*>(workout_.get()), measured}) {
       PyObject* owned = listener != nullptr ? listener->delegate().owned() : nullptr;
       if (owned == nullptr) continue;
       if (const int result = visitor(owned, context); result != 0) return result;
@@ -156,10 +197,13 @@ class Session {
   void clear() {
     application_.reset();
     workout_.reset();
+    // The queue may be running in another thread, and this be a call from inside it.
+    if (vitals_) host_->queue()->retire(std::exchange(vitals_, nullptr));
   }
 
  private:
   std::shared_ptr<HostObject> host_;
+  std::shared_ptr<MeasuredVitals> vitals_;
   std::shared_ptr<Application> application_;
   std::shared_ptr<Workout> workout_;
   std::shared_ptr<::Zephly::Zephly> session_;
@@ -213,6 +257,8 @@ The delegate is any object with some of these methods; those that it does not ha
                                        sent them; bodyTemperature is what the kit passes, always
                                        0.0: Engine.processBodyTemperature() computes an estimate
   didReceiveBatteryStatus(status)      a BatteryStatus
+  didFindBeat(beat), didFindBreath(breath), didMeasureSecond(second)
+                                       a Beat, a Breath, a Second: vitals, see the class Vitals
 
 A method whose name resembles one of these, like didRecieveECG, is a UserWarning. All are called while the host's queue
 runs, on its thread. The session keeps delegate and host alive until close().)",
