@@ -6,7 +6,7 @@
 /// communication", J. IEE 93(26), 1946) does not depend on the polarity of the signal. The kernels
 /// ignore a constant and a slope.
 ///
-/// Computed every few samples, at 120 to 250 steps per second, for the sample `delay` samples ago.
+/// Computed every few samples, at 100 to 360 steps per second, for the sample `delay` samples ago.
 
 #include <array>
 #include <vector>
