@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <capture/parts.h>
 
+#include <capture/file_names.h>
+
 #include <charconv>
 #include <map>
 #include <optional>
@@ -43,9 +45,8 @@ std::vector<std::filesystem::path> existingParts(const std::filesystem::path& fi
   if (std::filesystem::is_symlink(first, failed)) file = std::filesystem::canonical(first, failed);
   const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
   std::map<std::uint32_t, std::filesystem::path> found;
-  std::filesystem::directory_iterator entry(folder, failed);
-  for (; !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed)) {
-    const auto number = numberIn(entry->path().filename().string(), file);
+  for (const std::string& name : fileNames(folder, failed)) {
+    const auto number = numberIn(name, file);
     if (number) found[*number] = partOf(file, *number);
   }
   std::vector<std::filesystem::path> parts;

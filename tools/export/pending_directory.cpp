@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/export/pending_directory.h>
 
+#include <capture/file_names.h>
 #include <capture/text.h>
 
 #include <fcntl.h>
@@ -62,10 +63,11 @@ PendingDirectory::~PendingDirectory() {
   if (!published_) removeSet(temporary());
 }
 
-bool PendingDirectory::isOfTheSet(const std::filesystem::directory_entry& entry) const {
+bool PendingDirectory::isOfTheSet(const std::string& name) const {
   std::error_code unknown;
-  return entry.symlink_status(unknown).type() == std::filesystem::file_type::regular &&
-         std::find(names_.begin(), names_.end(), entry.path().filename()) != names_.end();
+  return std::filesystem::symlink_status(target_ / name, unknown).type() ==
+             std::filesystem::file_type::regular &&
+         std::find(names_.begin(), names_.end(), name) != names_.end();
 }
 
 PendingDirectory::Place PendingDirectory::checkedPlace() const {
@@ -85,11 +87,9 @@ PendingDirectory::Place PendingDirectory::checkedPlace() const {
   }
   Place place = Place::emptyDirectory;
   std::error_code error;
-  std::filesystem::directory_iterator entries(target_, error);
-  for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-    if (!isOfTheSet(*entries)) {
-      throw cannotWrite(path_, "it holds other files, such as " +
-                                   capture::printable(entries->path().filename().string()) +
+  for (const std::string& name : capture::fileNames(target_, error)) {
+    if (!isOfTheSet(name)) {
+      throw cannotWrite(path_, "it holds other files, such as " + capture::printable(name) +
                                    "; name a new directory");
     }
     place = Place::earlierSet;

@@ -49,7 +49,7 @@ class PendingDirectory {
   /// Throws when the place may not be replaced.
   Place checkedPlace() const;
   std::vector<capture::FileLock> lockEarlierSet() const;
-  bool isOfTheSet(const std::filesystem::directory_entry& entry) const;
+  bool isOfTheSet(const std::string& name) const;
   void keepPermissions() const;
   void exchange() const;
   void removeSet(const std::filesystem::path& directory) const;

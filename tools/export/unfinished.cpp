@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/export/unfinished.h>
 
+#include <capture/file_names.h>
 #include <tools/common/output_path.h>
 
 #include <fcntl.h>
@@ -13,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace Zephly::exporting {
@@ -82,11 +84,14 @@ void sweepUnfinished(const std::filesystem::path& target, std::filesystem::file_
                      const std::function<void(const std::filesystem::path&)>& remove) {
   std::error_code error;
   std::vector<std::filesystem::path> found;
-  std::filesystem::directory_iterator entries(orCurrent(target.parent_path()), error);
-  for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-    if (!isUnfinishedName(entries->path().filename(), target.filename())) continue;
+  const std::filesystem::path folder = orCurrent(target.parent_path());
+  for (const std::string& name : capture::fileNames(folder, error)) {
+    if (!isUnfinishedName(name, target.filename())) continue;
     std::error_code unknown;
-    if (entries->symlink_status(unknown).type() == type) found.push_back(entries->path());
+    std::filesystem::path path = folder / name;
+    if (std::filesystem::symlink_status(path, unknown).type() == type) {
+      found.push_back(std::move(path));
+    }
   }
   for (const std::filesystem::path& one : found) {
     const main_queue::FileDescriptor leftover(
