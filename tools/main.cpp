@@ -15,6 +15,7 @@
 #include <tools/replay/replay_command.h>
 #include <tools/strap/strap_command.h>
 #include <tools/view/view_command.h>
+#include <tools/vitals/vitals_command.h>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -187,10 +188,10 @@ int run(int argc, char** argv) {
       "\n"
       "zephly help SUBCOMMAND prints the options of a subcommand. Manual page: man zephly.");
   std::vector<Command> commands = {
-      Zephly::monitor::addMonitorCommand(program), Zephly::view::addViewCommand(program),
-      Zephly::record::addRecordCommand(program),   Zephly::inspect::addInspectCommand(program),
-      Zephly::replay::addReplayCommand(program),   Zephly::exporting::addExportCommand(program),
-      Zephly::peripheral::addStrapCommand(program)};
+      Zephly::monitor::addMonitorCommand(program),  Zephly::view::addViewCommand(program),
+      Zephly::record::addRecordCommand(program),    Zephly::inspect::addInspectCommand(program),
+      Zephly::replay::addReplayCommand(program),    Zephly::exporting::addExportCommand(program),
+      Zephly::recorders::addVitalsCommand(program), Zephly::peripheral::addStrapCommand(program)};
   std::string helpSubject;
   CLI::App* help = program.add_subcommand("help", "Print the help of a subcommand");
   Zephly::tools::addValue(*help, "SUBCOMMAND", "", "The subcommand (default: the list of them)",

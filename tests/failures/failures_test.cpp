@@ -314,6 +314,9 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Command{"Inspect", {"inspect", "IN"}}, Command{"InspectJson", {"inspect", "IN", "--json"}},
         Command{"Export", {"export", "IN", "--edf", "OUT.edf", "--force"}, {".edf"}},
+        Command{"Vitals",
+                {"vitals", "IN", "--beats", "OUT.csv", "--annotations", "OUT.zep", "--force"},
+                {".csv", ".zep"}},
         Command{"Replay",
                 {"replay", "IN", "--fast", "--json", "--diagnostics", "OUT.txt", "--force"},
                 {".txt"}},

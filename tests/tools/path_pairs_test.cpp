@@ -31,23 +31,36 @@ using Arguments = std::vector<std::string>;
 
 constexpr const char* precious = "precious\n";
 
-enum class Direction { captureIn, signalsIn, captureOut, edfOut, csvOut, textOut };
+enum class Direction { captureIn, signalsIn, captureOut, edfOut, csvOut, textOut, annotationsOut };
 
 const std::map<std::string, Direction> directions = {
-    {"monitor --recording", Direction::signalsIn}, {"monitor --diagnostics", Direction::textOut},
-    {"view --recording", Direction::signalsIn},    {"view --replay", Direction::captureIn},
-    {"record FILE", Direction::captureOut},        {"record --recording", Direction::signalsIn},
-    {"record --edf", Direction::edfOut},           {"record --csv", Direction::csvOut},
-    {"inspect FILE", Direction::captureIn},        {"replay FILE", Direction::captureIn},
-    {"replay --diagnostics", Direction::textOut},  {"export FILE", Direction::captureIn},
-    {"export --edf", Direction::edfOut},           {"export --csv", Direction::csvOut},
+    {"monitor --recording", Direction::signalsIn},
+    {"monitor --diagnostics", Direction::textOut},
+    {"view --recording", Direction::signalsIn},
+    {"view --replay", Direction::captureIn},
+    {"record FILE", Direction::captureOut},
+    {"record --recording", Direction::signalsIn},
+    {"record --edf", Direction::edfOut},
+    {"record --csv", Direction::csvOut},
+    {"inspect FILE", Direction::captureIn},
+    {"replay FILE", Direction::captureIn},
+    {"replay --diagnostics", Direction::textOut},
+    {"export FILE", Direction::captureIn},
+    {"export --edf", Direction::edfOut},
+    {"export --csv", Direction::csvOut},
+    {"vitals INPUT", Direction::captureIn},
+    {"vitals --beats", Direction::textOut},
+    {"vitals --breaths", Direction::textOut},
+    {"vitals --vitals", Direction::textOut},
+    {"vitals --rr", Direction::textOut},
+    {"vitals --annotations", Direction::annotationsOut},
 };
 
 bool isInput(Direction direction) {
   return direction == Direction::captureIn || direction == Direction::signalsIn;
 }
 
-/// "FILE", or an option with a path as its value.
+/// "FILE" or "INPUT", or an option with a path as its value.
 using PathOption = std::string;
 
 // From lines of the help like "  --edf FILE     Write..." and "  FILE REQUIRED     The...".
@@ -55,7 +68,7 @@ std::vector<PathOption> pathOptionsOf(const std::string& command) {
   const Finished help = runProgram({command, "--help"});
   EXPECT_EQ(help.exitCode, 0) << command;
   static const std::regex option(R"(^  (?:-\w,)?(--[a-z-]+) (?:FILE|DIRECTORY)\b.*)");
-  static const std::regex positional(R"(^  (FILE|DIRECTORY) REQUIRED.*)");
+  static const std::regex positional(R"(^  (FILE|DIRECTORY|INPUT)(?: \.\.\.)? REQUIRED.*)");
   std::vector<PathOption> options;
   for (const std::string& line : help.outputLines()) {
     std::smatch match;
@@ -161,6 +174,7 @@ class PathPairsTest : public testing::Test {
       case Direction::csvOut:
         return folder / (name + ".d");
       case Direction::textOut:
+      case Direction::annotationsOut:
         break;
     }
     return folder / (name + ".txt");
@@ -249,14 +263,17 @@ class PathPairsTest : public testing::Test {
         return;
       }
       case Direction::csvOut:
-        for (const char* name :
-             {"ecg", "respiration", "temperature", "motion", "battery", "events"}) {
+        for (const char* name : {"ecg", "respiration", "temperature", "motion", "battery", "events",
+                                 "beats", "breaths", "vitals"}) {
           const std::string file = contentOf(path / (std::string(name) + ".csv"));
           EXPECT_TRUE(file.starts_with("time_s,") && file.ends_with("\n")) << name;
         }
         return;
       case Direction::textOut:
         EXPECT_TRUE(contentOf(path).ends_with("\n")) << one.command;
+        return;
+      case Direction::annotationsOut:
+        EXPECT_TRUE(contentOf(path).ends_with(std::string_view("\0\0", 2)));
         return;
       default:
         return;
@@ -273,7 +290,8 @@ class PathPairsTest : public testing::Test {
     if (one.command == "record" || one.command == "export" || one.command == "replay") {
       paths["FILE"] = plainPath(folder, directions.at(one.command + " FILE"), "file");
     }
-    if (one.first != "FILE")
+    if (one.command == "vitals") paths["INPUT"] = plainPath(folder, Direction::captureIn, "file");
+    if (one.first != "FILE" && one.first != "INPUT")
       paths[one.first] = plainPath(folder, directionOf(one, one.first), "first");
     const auto second =
         relate(folder, one, paths[one.first],
@@ -347,6 +365,7 @@ TEST_F(PathPairsTest, OfView) { checkCommand("view"); }
 TEST_F(PathPairsTest, OfRecord) { checkCommand("record"); }
 TEST_F(PathPairsTest, OfReplay) { checkCommand("replay"); }
 TEST_F(PathPairsTest, OfExport) { checkCommand("export"); }
+TEST_F(PathPairsTest, OfVitals) { checkCommand("vitals"); }
 
 // Otherwise no case would check an output.
 TEST_F(PathPairsTest, SomeDeliver) {

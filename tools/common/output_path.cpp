@@ -27,13 +27,15 @@ std::filesystem::path outputTarget(const std::filesystem::path& path) {
   return target;
 }
 
-void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input) {
+bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
   std::error_code absent;
-  if (!std::filesystem::equivalent(output, input, absent) &&
-      std::filesystem::weakly_canonical(output, absent) !=
-          std::filesystem::weakly_canonical(input, absent)) {
-    return;
-  }
+  return std::filesystem::equivalent(one, other, absent) ||
+         std::filesystem::weakly_canonical(one, absent) ==
+             std::filesystem::weakly_canonical(other, absent);
+}
+
+void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input) {
+  if (!isSameFile(output, input)) return;
   throw cannotWrite(output, "it is the input " + capture::printable(input.string()));
 }
 

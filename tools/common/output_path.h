@@ -22,8 +22,12 @@ std::runtime_error cannotWrite(const std::filesystem::path& file, int errorNumbe
 /// Throws std::runtime_error (see cannotWrite) when a link leads to nothing or in a circle.
 std::filesystem::path outputTarget(const std::filesystem::path& path);
 
-/// Throws std::runtime_error (see cannotWrite) when both are the same file, also through symbolic
-/// or hard links. `zephly record` has an input that does not exist yet: then the same path.
+/// Whether both are the same file, also through symbolic or hard links, or would be if they
+/// existed.
+bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other);
+
+/// Throws std::runtime_error (see cannotWrite) when both are the same file. `zephly record` has an
+/// input that does not exist yet.
 void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input);
 
 }  // namespace Zephly::tools

@@ -197,8 +197,9 @@ void addElectrodes(std::vector<EdfAnnotation>& annotations, const replay::Timeli
 
 }  // namespace
 
-std::vector<EdfAnnotation> edfAnnotations(const replay::Timeline& timeline, const EdfSpan& file) {
-  std::vector<EdfAnnotation> annotations;
+std::vector<EdfAnnotation> edfAnnotations(const replay::Timeline& timeline, const EdfSpan& file,
+                                          const std::vector<EdfAnnotation>& more) {
+  std::vector<EdfAnnotation> annotations = more;
   const std::vector<Interruption> interruptions = interruptionsOf(timeline, file);
   for (const Interruption& one : interruptions) {
     annotations.push_back({.span = one.span, .hasDuration = true, .text = one.text});
@@ -216,6 +217,19 @@ std::vector<EdfAnnotation> edfAnnotations(const replay::Timeline& timeline, cons
       annotations.begin(), annotations.end(),
       [](const EdfAnnotation& a, const EdfAnnotation& b) { return a.span.from < b.span.from; });
   return annotations;
+}
+
+void EdfVitals::beat(const vitals::Beat& beat) {
+  if (beat.kind == vitals::BeatClass::artefact) return;
+  annotations_.push_back(
+      {.span = {beat.time, beat.time},
+       .hasDuration = false,
+       .text = beat.kind == vitals::BeatClass::ectopic ? "ectopic beat" : "beat"});
+}
+
+void EdfVitals::breath(const vitals::Breath& breath) {
+  annotations_.push_back(
+      {.span = {breath.time, breath.time}, .hasDuration = false, .text = "breath"});
 }
 
 }  // namespace Zephly::exporting

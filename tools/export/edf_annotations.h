@@ -12,6 +12,7 @@
 
 #include <hosts/replay/survey.h>
 #include <timing/stream_clock.h>
+#include <vitals/vitals.h>
 
 #include <optional>
 #include <string>
@@ -31,7 +32,22 @@ struct EdfAnnotation {
   std::string text;
 };
 
-/// In order of time. `file`: its first slot, and the end of its last second.
-std::vector<EdfAnnotation> edfAnnotations(const replay::Timeline& timeline, const EdfSpan& file);
+/// In order of time. `file`: its first slot, and the end of its last second. `more`: annotations
+/// that are added, such as those of an EdfVitals.
+std::vector<EdfAnnotation> edfAnnotations(const replay::Timeline& timeline, const EdfSpan& file,
+                                          const std::vector<EdfAnnotation>& more = {});
+
+/// Collects beats and breaths as annotations; artefacts are left out.
+class EdfVitals final : public vitals::Receiver {
+ public:
+  void beat(const vitals::Beat& beat) override;
+  void breath(const vitals::Breath& breath) override;
+  void second(const vitals::Second& /*second*/) override {}
+
+  const std::vector<EdfAnnotation>& annotations() const { return annotations_; }
+
+ private:
+  std::vector<EdfAnnotation> annotations_;
+};
 
 }  // namespace Zephly::exporting

@@ -89,14 +89,15 @@ const EdfKind& edfKind(EdfChannel channel) { return kinds[static_cast<std::size_
 
 EdfFile::EdfFile(const std::filesystem::path& path, Existing existing,
                  const replay::Timeline& timeline, const capture::Preamble& preamble,
-                 const EdfForm& form)
+                 const EdfForm& form, const std::vector<EdfAnnotation>& vitals)
     : file_(path, existing),
       timeline_(timeline),
       begin_(secondOf(preamble) - preamble.began),
       start_(edfStart(preamble.began, form.utc ? EdfClock::utc : EdfClock::local)),
       discontinuous_(form.discontinuous),
       seconds_(secondsFrom(begin_, timeline.end)),
-      annotations_(edfAnnotations(timeline, {begin_, begin_ + std::chrono::seconds(seconds_)})),
+      annotations_(
+          edfAnnotations(timeline, {begin_, begin_ + std::chrono::seconds(seconds_)}, vitals)),
       records_(chosenRecords()) {
   handle_ = edfopen_file_writeonly(file_.temporary().c_str(), EDFLIB_FILETYPE_EDFPLUS,
                                    static_cast<int>(edfChannels));

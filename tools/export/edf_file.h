@@ -41,6 +41,8 @@ struct EdfForm {
   /// Without the seconds that have no sample (EDF+D). Fewer programs can read it.
   bool discontinuous = false;
   bool utc = false;  ///< instead of local time
+  /// Beats and breaths among the annotations.
+  bool vitals = false;
 };
 
 /// The most that one file holds.
@@ -52,8 +54,10 @@ class EdfFile {
  public:
   /// Throws std::runtime_error when the file cannot be written, or the session does not fit: it is
   /// too long, has too long a gap, or too much has happened in it.
+  /// `vitals`: annotations besides those of the timeline.
   EdfFile(const std::filesystem::path& path, Existing existing, const replay::Timeline& timeline,
-          const capture::Preamble& preamble, const EdfForm& form);
+          const capture::Preamble& preamble, const EdfForm& form,
+          const std::vector<EdfAnnotation>& vitals = {});
   EdfFile(const EdfFile&) = delete;
   EdfFile& operator=(const EdfFile&) = delete;
   ~EdfFile();

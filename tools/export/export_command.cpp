@@ -70,8 +70,12 @@ void addTargets(CLI::App& command, ExportOptions& options) {
   tools::addFlag(command, "--utc", options.edfForm.utc,
                  "Write the start of the EDF+ file in UTC (default: in local time)")
       ->needs(edf);
+  tools::addFlag(command, "--edf-vitals", options.edfForm.vitals,
+                 "Add the beats and breaths to the annotations of the EDF+ file")
+      ->needs(edf);
   tools::addValue(command, "--csv", "DIRECTORY",
-                  "Write a CSV file for each stream into this directory, which is new or empty",
+                  "Write a CSV file for each stream, and for beats, breaths and vitals, into this "
+                  "directory, which is new or empty",
                   [&](const std::string& text) { options.csv = tools::fileValue("--csv", text); });
 }
 

@@ -3,6 +3,7 @@
 
 #include <capture/text.h>
 #include <hosts/replay/capture_player.h>
+#include <hosts/replay/capture_vitals.h>
 #include <hosts/replay/survey.h>
 #include <tools/export/csv_files.h>
 #include <tools/export/edf_file.h>
@@ -48,6 +49,21 @@ void checkInterruption(const ExportOptions& options) {
   if (options.interrupted()) throw std::runtime_error("interrupted; nothing was exported");
 }
 
+// An EDF+ file needs all annotations before its first sample.
+void findVitals(const ExportOptions& options, const replay::Timeline& timeline,
+                std::uint64_t records, vitals::Receiver& receiver) {
+  replay::CaptureVitals vitals(timeline, receiver);
+  replay::CapturePlayer player(options.capture);
+  player.play(
+      [&](const replay::PlayedRecord& record) {
+        checkInterruption(options);
+        options.progress(Stage::reading, player.part());
+        vitals.take(record);
+      },
+      records);
+  vitals.finish();
+}
+
 }  // namespace
 
 void checkTargets(const ExportOptions& options) {
@@ -74,8 +90,13 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   });
   const replay::Timeline timeline = survey.finish(played.duration);
 
+  EdfVitals vitals;
+  if (options.edf && options.edfForm.vitals) findVitals(options, timeline, played.records, vitals);
   std::optional<EdfFile> edf;
-  if (options.edf) edf.emplace(*options.edf, options.existing, timeline, preamble, options.edfForm);
+  if (options.edf) {
+    edf.emplace(*options.edf, options.existing, timeline, preamble, options.edfForm,
+                vitals.annotations());
+  }
   std::optional<CsvFiles> csv;
   if (options.csv) csv.emplace(*options.csv, options.existing, timeline, preamble.began);
   replay::CapturePlayer second(options.capture);

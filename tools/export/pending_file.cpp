@@ -56,6 +56,10 @@ void PendingFile::checkTarget() const {
   if (existing_ == Existing::refused) throw cannotWrite(path_, existsAlready);
 }
 
+void PendingFile::write(std::string_view bytes) {
+  writeAll(unfinished_.descriptor.get(), bytes, path_);
+}
+
 void PendingFile::publish() {
   // EINVAL: the file system does not support fsync(); the data were written all the same.
   if (::fsync(unfinished_.descriptor.get()) < 0 && errno != EINVAL) throw cannotWrite(path_, errno);

@@ -15,6 +15,7 @@
 #include <tools/export/unfinished.h>
 
 #include <filesystem>
+#include <string_view>
 
 namespace Zephly::exporting {
 
@@ -42,6 +43,10 @@ class PendingFile {
   const std::filesystem::path& path() const { return path_; }
   /// The unfinished file, to be opened by name.
   const std::filesystem::path& temporary() const { return unfinished_.name; }
+
+  /// Appends to the unfinished file, in place of opening it by name. Throws as the constructor
+  /// does.
+  void write(std::string_view bytes);
 
   /// Writes it through to the disk and gives it its name. Once. Throws as the constructor does.
   void publish();

@@ -100,6 +100,17 @@ void sweepUnfinished(const std::filesystem::path& target, std::filesystem::file_
   }
 }
 
+void writeAll(int descriptor, std::string_view bytes, const std::filesystem::path& path) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      throw tools::cannotWrite(path, count == 0 ? EIO : errno);
+    }
+  }
+}
+
 void synchronizeDirectory(const std::filesystem::path& directory) {
   const main_queue::FileDescriptor opened(
       ::open(orCurrent(directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

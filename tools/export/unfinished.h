@@ -15,6 +15,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string_view>
 
 namespace Zephly::exporting {
 
@@ -33,6 +34,9 @@ Unfinished createUnfinished(const std::filesystem::path& path, const std::filesy
 /// file system has no locks.
 void sweepUnfinished(const std::filesystem::path& target, std::filesystem::file_type type,
                      const std::function<void(const std::filesystem::path&)>& remove);
+
+/// Writes all of `bytes`. Throws std::runtime_error (see tools::cannotWrite) about `path`.
+void writeAll(int descriptor, std::string_view bytes, const std::filesystem::path& path);
 
 /// Makes the names in a directory durable; "" is the current one. Not every file system supports
 /// it: errors are ignored.

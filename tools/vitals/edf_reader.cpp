@@ -3,6 +3,7 @@
 #include <tools/vitals/edf_reader.h>
 #include <tools/vitals/input_error.h>
 
+#include <chrono>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -43,6 +44,8 @@ std::optional<Number> edfNumber(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
   return tools::parseNumber<Number>(text);
 }
+
+double secondsOf(vitals::Time time) { return std::chrono::duration<double>(time).count(); }
 
 // EDF has Latin-1 characters in units.
 std::string edfUnit(std::string_view text) {
@@ -131,7 +134,8 @@ void EdfReader::readSignals(const std::string& header) {
     const EdfField countField = fields.field(216, 8, i);
     const auto samples = edfNumber<std::uint64_t>(fields.text(countField));
     if (!samples || *samples > largestRecord / 2) {
-      fail(countField.at, "a number of samples expected, found " + excerpt(fields.text(countField)));
+      fail(countField.at,
+           "a number of samples expected, found " + excerpt(fields.text(countField)));
     }
     const std::uint64_t begin = recordSize_;
     recordSize_ += 2 * *samples;
@@ -139,7 +143,7 @@ void EdfReader::readSignals(const std::string& header) {
       fail(countField.at, "a data record of more than 10 MiB is not supported");
     const std::string_view label = withoutBlanks(fields.text(fields.field(0, 16, i)));
     if (plus_ && label == clockLabel) {
-      if (!clock_) clock_ = Place{begin, *samples, 0, 0};
+      annotations_.push_back({begin, *samples, 0, 0});
       continue;
     }
     if (*samples == 0) continue;
@@ -150,7 +154,7 @@ void EdfReader::readSignals(const std::string& header) {
                       static_cast<double>(*samples) / duration_});
     places_.push_back(place);
   }
-  if (discontinuous_ && !clock_) {
+  if (discontinuous_ && annotations_.empty()) {
     fail(kindField.at, "the file is discontinuous and has no times of its data records");
   }
 }
@@ -212,33 +216,48 @@ double EdfReader::part() const {
 }
 
 // The first annotation of a data record is its time: "+12.5", the bytes 20, 20 and 0.
-double EdfReader::onset(std::uint64_t record) const {
+std::optional<double> EdfReader::onset(std::uint64_t record) const {
   constexpr std::uint64_t longest = 64;
-  const std::uint64_t at = headerSize_ + record * recordSize_ + clock_->begin;
+  const Place& clock = annotations_.front();
   const std::string bytes =
-      file_.text(at, static_cast<std::size_t>(std::min(longest, 2 * clock_->samples)));
+      file_.text(headerSize_ + record * recordSize_ + clock.begin,
+                 static_cast<std::size_t>(std::min(longest, 2 * clock.samples)));
   const std::string_view text = std::string_view(bytes).substr(0, bytes.find('\x14'));
-  const bool isSigned = text.starts_with('+') || text.starts_with('-');
-  const auto value = isSigned ? edfNumber<double>(text) : std::nullopt;
-  if (!value || !(std::abs(*value) <= latestTime)) {
-    fail(at, "the time of the data record expected, found " + excerpt(text));
-  }
-  return *value;
+  if (!text.starts_with('+') && !text.starts_with('-')) return std::nullopt;
+  const auto value = edfNumber<double>(text);
+  return value && std::abs(*value) <= latestTime ? value : std::nullopt;
 }
 
 vitals::Time EdfReader::beginOf(std::uint64_t record) {
   if (!discontinuous_) return timeOfSample(static_cast<double>(record) * duration_, 1);
-  const double time = onset(record);
+  const auto time = onset(record);
+  const std::uint64_t at = headerSize_ + record * recordSize_ + annotations_.front().begin;
+  if (!time) fail(at, "the time of the data record expected");
   // Times are written as decimal numbers.
   constexpr double tolerance = 1e-6;
-  if (record == 0) {
-    firstOnset_ = time;
-  } else if (time < lastOnset_ + duration_ - tolerance) {
-    fail(headerSize_ + record * recordSize_ + clock_->begin,
-         "the data record begins before the previous one has ended");
+  if (record > 0 && *time < lastOnset_ + duration_ - tolerance) {
+    fail(at, "the data record begins before the previous one has ended");
   }
-  lastOnset_ = time;
-  return timeOfSample(time - firstOnset_, 1);
+  lastOnset_ = *time;
+  return timeOfSample(*time - firstOnset_, 1);
+}
+
+void EdfReader::choose(const std::vector<std::size_t>& signals) {
+  chosen_ = signals;
+  if (!annotations_.empty()) readExclusions();
+}
+
+void EdfReader::readExclusions() {
+  // Times of annotations count from the file's start, which is up to a second before the first data
+  // record.
+  firstOnset_ = onset(0).value_or(0);
+  for (std::uint64_t record = 0; record < records_; ++record) {
+    for (const Place& place : annotations_) {
+      exclusions_.take(file_.text(headerSize_ + record * recordSize_ + place.begin,
+                                  static_cast<std::size_t>(2 * place.samples)));
+    }
+  }
+  exclusions_.complete();
 }
 
 bool EdfReader::next(std::vector<SignalSample>& samples) {
@@ -256,8 +275,9 @@ bool EdfReader::next(std::vector<SignalSample>& samples) {
     for (std::size_t i = 0; i < place.samples; ++i) {
       const auto step =
           static_cast<std::int16_t>(bytes[2 * i] | static_cast<unsigned>(bytes[2 * i + 1]) << 8U);
-      samples.push_back({chosen, begin + timeOfSample(static_cast<double>(i), rate),
-                         static_cast<float>(step * place.gain + place.zero)});
+      const vitals::Time time = begin + timeOfSample(static_cast<double>(i), rate);
+      if (!exclusions_.empty() && exclusions_.contain(firstOnset_ + secondsOf(time))) continue;
+      samples.push_back({chosen, time, static_cast<float>(step * place.gain + place.zero)});
     }
   }
   mergeByTime(samples, begins);

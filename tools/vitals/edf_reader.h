@@ -10,9 +10,10 @@
 /// EDFlib, which writes such files in tools/export, is not used here: it refuses discontinuous
 /// files (EDF+D), and does not say where in a file an error is. The tests compare both.
 ///
-/// Time 0 is the beginning of the first data record. Annotations other than the times of data
-/// records are not read.
+/// Time 0 is the beginning of the first data record. Of the annotations only those are read that
+/// exclude a stretch (see edf_exclusions.h): its samples are left out.
 
+#include <tools/vitals/edf_exclusions.h>
 #include <tools/vitals/input_file.h>
 #include <tools/vitals/signal_file.h>
 
@@ -38,7 +39,8 @@ class EdfReader final : public SignalFile {
   std::optional<double> annotationRate() const override { return std::nullopt; }
   double part() const override;
 
-  void choose(const std::vector<std::size_t>& signals) override { chosen_ = signals; }
+  /// Reads the annotations of the whole file.
+  void choose(const std::vector<std::size_t>& signals) override;
   bool next(std::vector<SignalSample>& samples) override;
 
  private:
@@ -57,9 +59,10 @@ class EdfReader final : public SignalFile {
   void readSignals(const std::string& header);
   Place scaleOf(const Fields& fields, std::size_t signal) const;
   void checkSize();
-  /// When the data record begins, in seconds of the file's clock.
-  double onset(std::uint64_t record) const;
+  /// When the data record begins, in seconds of the file's clock; empty when it does not say so.
+  std::optional<double> onset(std::uint64_t record) const;
   vitals::Time beginOf(std::uint64_t record);
+  void readExclusions();
 
   InputFile file_;
   bool plus_ = false;
@@ -70,12 +73,13 @@ class EdfReader final : public SignalFile {
   bool recordsKnown_ = false;  // by the header
   double duration_ = 0;        // of a data record, in seconds
   std::vector<SignalInfo> infos_;
-  std::vector<Place> places_;   // of infos_
-  std::optional<Place> clock_;  // the first annotation signal
+  std::vector<Place> places_;       // of infos_
+  std::vector<Place> annotations_;  // the first one begins with the time of the data record
   std::vector<std::size_t> chosen_;
   std::uint64_t next_ = 0;  // data record
   double firstOnset_ = 0;
   double lastOnset_ = 0;
+  EdfExclusions exclusions_;
 };
 
 }  // namespace Zephly::recorders

@@ -87,13 +87,14 @@ TEST(DurabilityTest, ASetOfCsvFilesIsSynchronizedThenNamedThenItsDirectoryIsSync
   const std::string folder = scratch.path().filename();
   for (int round = 0; round < 2; ++round) {
     std::vector<std::string> noted = callsOfAnExport(scratch, false);
-    ASSERT_EQ(noted.size(), 9U);
-    const std::vector<std::string> last(noted.begin() + 6, noted.end());
+    ASSERT_EQ(noted.size(), 12U);
+    const std::vector<std::string> last(noted.begin() + 9, noted.end());
     EXPECT_THAT(last, ElementsAre("sync out.part", "name out", "sync " + folder));
-    noted.resize(6);
+    noted.resize(9);
     EXPECT_THAT(noted,
                 UnorderedElementsAre("sync ecg.csv", "sync respiration.csv", "sync temperature.csv",
-                                     "sync motion.csv", "sync battery.csv", "sync events.csv"));
+                                     "sync motion.csv", "sync battery.csv", "sync events.csv",
+                                     "sync beats.csv", "sync breaths.csv", "sync vitals.csv"));
   }
 }
 

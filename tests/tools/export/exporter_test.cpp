@@ -86,8 +86,9 @@ TEST(ExporterTest, WritesAllFilesAndNoOthers) {
   EXPECT_EQ(outcome.failure, "");
   EXPECT_THAT(outcome.complaints, IsEmpty());
   EXPECT_THAT(filesIn(scratch),
-              ElementsAre("a.edf", "a.zcap", "csv/battery.csv", "csv/ecg.csv", "csv/events.csv",
-                          "csv/motion.csv", "csv/respiration.csv", "csv/temperature.csv"));
+              ElementsAre("a.edf", "a.zcap", "csv/battery.csv", "csv/beats.csv", "csv/breaths.csv",
+                          "csv/ecg.csv", "csv/events.csv", "csv/motion.csv", "csv/respiration.csv",
+                          "csv/temperature.csv", "csv/vitals.csv"));
 }
 
 TEST(ExporterTest, ASessionOfNoLengthIsOneEmptySecond) {
@@ -332,7 +333,7 @@ TEST(ExporterTest, ReportsWhatWasWritten) {
        .edf = scratch / "a.edf",
        .csv = scratch / "csv",
        .written = [&](const Zephly::exporting::WrittenFile& file) { files.push_back(file); }});
-  ASSERT_EQ(files.size(), 7U);
+  ASSERT_EQ(files.size(), 10U);
   for (const auto& file : files) EXPECT_EQ(file.bytes, std::filesystem::file_size(file.path));
   EXPECT_EQ(files[0].path, scratch / "a.edf");
   EXPECT_FALSE(files[0].rows);
@@ -344,6 +345,9 @@ TEST(ExporterTest, ReportsWhatWasWritten) {
   EXPECT_EQ(files[2].rows, 0U);
   EXPECT_FALSE(files[2].span);
   EXPECT_EQ(files[6].path, scratch / "csv" / "events.csv");
+  EXPECT_EQ(files[7].path, scratch / "csv" / "beats.csv");
+  EXPECT_EQ(files[8].path, scratch / "csv" / "breaths.csv");
+  EXPECT_EQ(files[9].path, scratch / "csv" / "vitals.csv");
 }
 
 TEST(ExporterTest, RefusesAFileThatIsNotACapture) {
