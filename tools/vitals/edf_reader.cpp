@@ -154,6 +154,9 @@ void EdfReader::readSignals(const std::string& header) {
                       static_cast<double>(*samples) / duration_});
     places_.push_back(place);
   }
+  if (infos_.empty() && recordSize_ > 0) {
+    fail(fileHeaderSize, "the file has annotations and no signal");
+  }
   if (discontinuous_ && annotations_.empty()) {
     fail(kindField.at, "the file is discontinuous and has no times of its data records");
   }

@@ -30,7 +30,7 @@ namespace Zephly::recorders {
 namespace {
 
 struct VitalsOptions {
-  std::vector<std::filesystem::path> inputs;
+  std::vector<std::string> inputs;
   InputOptions input;
   OutputOptions output;
   bool json = false;
@@ -123,7 +123,8 @@ int run(const VitalsOptions& options) {
     std::cerr << "zephly vitals: " << complaint << '\n';
     failed = true;
   };
-  for (const std::filesystem::path& path : options.inputs) {
+  for (const std::string& name : options.inputs) {
+    const std::filesystem::path path = tools::fileValue("INPUT", name);
     try {
       const Outcome outcome = vitalsOf(path, options);
       output.writeLast(outcome.text);
@@ -148,19 +149,10 @@ double csvRateValue(const std::string& text) {
   return *rate;
 }
 
-void addInputs(CLI::App& command, VitalsOptions& options) {
+void addInputs(CLI::App& command, std::vector<std::string>& inputs) {
   command
-      .add_option(
-          "INPUT",
-          [&options](const CLI::results_t& values) {
-            for (const std::string& value : values) {
-              options.inputs.push_back(tools::fileValue("INPUT", value));
-            }
-            return true;
-          },
-          "Captures (.zcap), and recordings in EDF, WFDB (.hea) or CSV")
+      .add_option("INPUT", inputs, "Captures (.zcap), and recordings in EDF, WFDB (.hea) or CSV")
       ->type_name("")
-      ->expected(-1)  // one or more
       ->required();
 }
 
@@ -197,7 +189,7 @@ tools::Command addVitalsCommand(CLI::App& program) {
       "Exit code: 0 success; 1 file not written, or an input unusable or damaged; 2 wrong "
       "options.");
   const auto options = std::make_shared<VitalsOptions>();
-  addInputs(*command, *options);
+  addInputs(*command, options->inputs);
   tools::addValue(*command, "--signal", "NAME",
                   "The ECG (default: the first that is named like one)",
                   [options](const std::string& text) { options->input.signals.ecg = text; });

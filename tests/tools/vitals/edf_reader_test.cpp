@@ -324,6 +324,13 @@ TEST_F(EdfReaderTest, RefusesDataRecordsWithoutTheirTimes) {
             "a.edf: at byte 772: the time of the data record expected");
 }
 
+TEST_F(EdfReaderTest, RefusesAFileOfAnnotationsOnly) {
+  Bytes data;
+  appendTimed(data, {}, "+0");
+  EXPECT_EQ(errorWith({.kind = "EDF+C", .signals = {clockSignal}, .data = data}),
+            "a.edf: at byte 256: the file has annotations and no signal");
+}
+
 TEST_F(EdfReaderTest, RefusesTimesBeyondAHundredYears) {
   Bytes data;
   appendTimed(data, {1, 2}, "+1e300");
