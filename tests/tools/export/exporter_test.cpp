@@ -18,6 +18,7 @@
 
 namespace {
 
+using Zephly::exporting::checkTargets;
 using Zephly::exporting::Existing;
 using Zephly::exporting::exportCapture;
 using Zephly::exporting::Stage;

@@ -17,7 +17,7 @@ using Zephly::recorders::MitAnnotations;
 using Zephly::vitals::Beat;
 using Zephly::vitals::BeatClass;
 
-Beat beatAt(Zephly::vitals::Time time, BeatClass kind = BeatClass::normal) {
+Beat codedBeat(Zephly::vitals::Time time, BeatClass kind = BeatClass::normal) {
   Beat beat;
   beat.time = time;
   beat.kind = kind;
@@ -33,18 +33,18 @@ std::vector<unsigned> bytesOf(const MitAnnotations& annotations) {
 // Words of 16 bits, low byte first: the code in the upper 6 bits, the step in the lower 10.
 TEST(MitAnnotationsTest, HasAWordForEachBeat) {
   MitAnnotations annotations(100);
-  annotations.beat(beatAt(10ms));                           // sample 1, code 1: 0x0401
-  annotations.beat(beatAt(10'240ms));                       // 1023 later: 0x07FF
-  annotations.beat(beatAt(10'250ms, BeatClass::ectopic));   // 1 later, code 13: 0x3401
-  annotations.beat(beatAt(10'270ms, BeatClass::artefact));  // 2 later, code 16: 0x4002
+  annotations.beat(codedBeat(10ms));                           // sample 1, code 1: 0x0401
+  annotations.beat(codedBeat(10'240ms));                       // 1023 later: 0x07FF
+  annotations.beat(codedBeat(10'250ms, BeatClass::ectopic));   // 1 later, code 13: 0x3401
+  annotations.beat(codedBeat(10'270ms, BeatClass::artefact));  // 2 later, code 16: 0x4002
   EXPECT_THAT(bytesOf(annotations),
               ElementsAre(0x01, 0x04, 0xFF, 0x07, 0x01, 0x34, 0x02, 0x40, 0x00, 0x00));
 }
 
 TEST(MitAnnotationsTest, SkipsMoreThanAWordHolds) {
   MitAnnotations annotations(1000);
-  annotations.beat(beatAt(1'024ms));
-  annotations.beat(beatAt(1'024ms + 0x12345ms));
+  annotations.beat(codedBeat(1'024ms));
+  annotations.beat(codedBeat(1'024ms + 0x12345ms));
   EXPECT_THAT(bytesOf(annotations), ElementsAre(0x00, 0xEC, 0x00, 0x00, 0x00, 0x04, 0x00, 0x04,  //
                                                 0x00, 0xEC, 0x01, 0x00, 0x45, 0x23, 0x00, 0x04,  //
                                                 0x00, 0x00));
@@ -52,23 +52,23 @@ TEST(MitAnnotationsTest, SkipsMoreThanAWordHolds) {
 
 TEST(MitAnnotationsTest, SkipsMoreThanASkipHolds) {
   MitAnnotations annotations(1000);
-  annotations.beat(beatAt(std::chrono::milliseconds(0x8000'0000LL)));
+  annotations.beat(codedBeat(std::chrono::milliseconds(0x8000'0000LL)));
   EXPECT_THAT(bytesOf(annotations), ElementsAre(0x00, 0xEC, 0xFF, 0x7F, 0xFF, 0xFF,  //
                                                 0x01, 0x04, 0x00, 0x00));
 }
 
 TEST(MitAnnotationsTest, RoundsToTheNearestSample) {
   MitAnnotations annotations(360);
-  annotations.beat(beatAt(4'166'667ns));  // 1.5000001 samples
-  annotations.beat(beatAt(6'900'000ns));  // 2.484
+  annotations.beat(codedBeat(4'166'667ns));  // 1.5000001 samples
+  annotations.beat(codedBeat(6'900'000ns));  // 2.484
   EXPECT_THAT(bytesOf(annotations), ElementsAre(0x02, 0x04, 0x00, 0x04, 0x00, 0x00));
 }
 
 TEST(MitAnnotationsTest, SortsBeatsThatWereFoundLate) {
   MitAnnotations annotations(100);
-  annotations.beat(beatAt(30ms));
-  annotations.beat(beatAt(10ms, BeatClass::ectopic));
-  annotations.beat(beatAt(-10ms, BeatClass::artefact));
+  annotations.beat(codedBeat(30ms));
+  annotations.beat(codedBeat(10ms, BeatClass::ectopic));
+  annotations.beat(codedBeat(-10ms, BeatClass::artefact));
   EXPECT_THAT(bytesOf(annotations), ElementsAre(0x00, 0x40, 0x01, 0x34, 0x02, 0x04, 0x00, 0x00));
 }
 

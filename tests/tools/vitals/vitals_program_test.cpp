@@ -26,7 +26,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
-const std::string resting = ZEPHLY_RECORDINGS "/resting_5min_100hz.csv";
+const std::string restingPerson = ZEPHLY_RECORDINGS "/resting_5min_100hz.csv";
 
 std::string textOf(const std::filesystem::path& file) {
   const captures::Bytes bytes = captures::contentOf(file);
@@ -85,7 +85,7 @@ class VitalsProgramTest : public testing::Test {
 std::unique_ptr<ScratchDirectory> VitalsProgramTest::folder_;
 
 TEST_F(VitalsProgramTest, FindsBeatsAndBreathsOfARecording) {
-  const Finished run = vitals({resting, "--rate", "100", "--json"});
+  const Finished run = vitals({restingPerson, "--rate", "100", "--json"});
   ASSERT_EQ(run.exitCode, 0) << run.errors;
   const json summary = json::parse(run.output);
   EXPECT_EQ(summary["format"], "CSV");
@@ -98,7 +98,7 @@ TEST_F(VitalsProgramTest, FindsBeatsAndBreathsOfARecording) {
 }
 
 TEST_F(VitalsProgramTest, WritesASummary) {
-  const Finished run = vitals({resting, "--rate", "100"});
+  const Finished run = vitals({restingPerson, "--rate", "100"});
   ASSERT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.output, HasSubstr("resting_5min_100hz.csv (CSV, 5:00)\n"));
   EXPECT_THAT(run.output, HasSubstr("\n  heart rate   8"));
@@ -222,7 +222,7 @@ TEST_F(VitalsProgramTest, FindsTheSameBeatsInAnExportedFile) {
 }
 
 TEST_F(VitalsProgramTest, ReadsSeveralInputs) {
-  const Finished run = vitals({capture(), resting, "--rate", "100", "--json"});
+  const Finished run = vitals({capture(), restingPerson, "--rate", "100", "--json"});
   EXPECT_EQ(run.exitCode, 1);  // a capture has its rate
   const Finished two = vitals({capture(), (*folder_ / "walk.edf").string(), "--json"});
   ASSERT_EQ(two.exitCode, 0) << two.errors;

@@ -20,27 +20,37 @@ namespace {
 using captures::ScratchDirectory;
 using namespace Zephly::bench;
 
-// Two and a half minutes with 33 ventricular beats.
-const std::filesystem::path marked = ZEPHLY_RECORDINGS "/mitdb_119.hea";
+// Three minutes each; the last two with many ventricular beats.
+class VitalsScoreTest : public testing::TestWithParam<std::string> {
+ protected:
+  static std::filesystem::path marked() {
+    return std::filesystem::path(ZEPHLY_RECORDINGS "/mitdb") / (GetParam() + ".hea");
+  }
+
+  ScratchDirectory scratch_;
+};
 
 // The program's annotations in place of those of the record.
-std::vector<FoundBeat> annotatedBeats(const ScratchDirectory& scratch) {
+std::vector<FoundBeat> annotatedBeats(const std::filesystem::path& marked,
+                                      const ScratchDirectory& scratch) {
   for (const char* ending : {".hea", ".dat"}) {
     auto file = marked;
     file.replace_extension(ending);
     std::filesystem::copy_file(file, scratch / file.filename().string());
   }
-  const Finished run = runProgram({"vitals", (scratch / "mitdb_119").string(), "--annotations",
-                                   (scratch / "mitdb_119.atr").string()});
+  const std::string name = marked.stem().string();
+  const Finished run = runProgram(
+      {"vitals", (scratch / name).string(), "--annotations", (scratch / (name + ".atr")).string()});
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   std::vector<FoundBeat> found;
-  for (const MarkedBeat& beat : readRecording(scratch / "mitdb_119.hea").beats) {
+  for (const MarkedBeat& beat : readRecording(scratch / (name + ".hea")).beats) {
     found.push_back({.time = beat.time});
   }
   return found;
 }
 
-std::vector<FoundBeat> listedBeats(const ScratchDirectory& scratch) {
+std::vector<FoundBeat> listedBeats(const std::filesystem::path& marked,
+                                   const ScratchDirectory& scratch) {
   const Finished run =
       runProgram({"vitals", marked.string(), "--beats", (scratch / "beats.csv").string()});
   EXPECT_EQ(run.exitCode, 0) << run.errors;
@@ -55,14 +65,16 @@ std::vector<FoundBeat> listedBeats(const ScratchDirectory& scratch) {
   return found;
 }
 
-void expectTheScoreOfTheDetector(const std::vector<FoundBeat>& found) {
+void expectTheScoreOfTheDetector(const std::filesystem::path& marked,
+                                 const std::vector<FoundBeat>& found) {
   const MarkedRecording recording = readRecording(marked);
   const Score ofProgram = score(recording, found);
   const Score ofDetector = score(recording, findBeats(recording).beats);
   EXPECT_EQ(ofProgram.wide.hits, ofDetector.wide.hits);
   EXPECT_EQ(ofProgram.wide.missed, ofDetector.wide.missed);
   EXPECT_EQ(ofProgram.wide.extra, ofDetector.wide.extra);
-  EXPECT_EQ(ofProgram.narrow.hits, ofDetector.narrow.hits);
+  EXPECT_NEAR(static_cast<double>(ofProgram.narrow.hits),
+              static_cast<double>(ofDetector.narrow.hits), 1);
   // An annotation has the resolution of a sample.
   EXPECT_NEAR(ofProgram.jitter(), ofDetector.jitter(), 0.5 / 360);
   EXPECT_GT(ofProgram.wide.hits, 150);
@@ -70,14 +82,15 @@ void expectTheScoreOfTheDetector(const std::vector<FoundBeat>& found) {
   EXPECT_GE(ofProgram.wide.predictivity(), 99);
 }
 
-TEST(VitalsScoreTest, AnnotationsScoreAsTheDetector) {
-  const ScratchDirectory scratch;
-  expectTheScoreOfTheDetector(annotatedBeats(scratch));
+TEST_P(VitalsScoreTest, AnnotationsScoreAsTheDetector) {
+  expectTheScoreOfTheDetector(marked(), annotatedBeats(marked(), scratch_));
 }
 
-TEST(VitalsScoreTest, ListedBeatsScoreAsTheDetector) {
-  const ScratchDirectory scratch;
-  expectTheScoreOfTheDetector(listedBeats(scratch));
+TEST_P(VitalsScoreTest, ListedBeatsScoreAsTheDetector) {
+  expectTheScoreOfTheDetector(marked(), listedBeats(marked(), scratch_));
 }
+
+INSTANTIATE_TEST_SUITE_P(Records, VitalsScoreTest, testing::Values("101", "208", "223"),
+                         [](const auto& instance) { return "Of" + instance.param; });
 
 }  // namespace
