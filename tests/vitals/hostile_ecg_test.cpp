@@ -13,15 +13,15 @@
 namespace Zephly::vitals {
 namespace {
 
-constexpr double rate = 500;
-constexpr double seconds = 40;
+constexpr double ecgRate = 500;
+constexpr double testLength = 40;
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr float infinite = std::numeric_limits<float>::infinity();
 
 class HostileEcgTest : public testing::Test {
  protected:
   DetectorRun runOn(const std::function<double(double)>& signal) {
-    return runDetector(detector, rate, seconds, signal);
+    return runDetector(detector, ecgRate, testLength, signal);
   }
   void expectAll(const DetectorRun& run, double from, double to) {
     const Agreement result = agreement(run, beats, from, to);
@@ -38,8 +38,8 @@ class HostileEcgTest : public testing::Test {
   }
 
   double perMinute = 72;
-  std::vector<double> beats = steadyBeats(perMinute, seconds);
-  BeatDetector detector{rate};
+  std::vector<double> beats = steadyBeats(perMinute, testLength);
+  BeatDetector detector{ecgRate};
 };
 
 TEST_F(HostileEcgTest, FlatLineHasNoBeatsAndNoQuality) {
@@ -75,7 +75,7 @@ TEST_F(HostileEcgTest, InfinityIsAMissingSample) {
   int number = 0;
   const DetectorRun run = runOn([&](double time) {
     ++number;
-    return number % 50 == 0 ? infinity : number % 50 == 25 ? -infinity : ecg(time);
+    return number % 50 == 0 ? infinite : number % 50 == 25 ? -infinite : ecg(time);
   });
   expectAll(run, 1, 39);
 }
@@ -110,8 +110,8 @@ TEST_F(HostileEcgTest, StepsHideAtMostTheBeatsBesideThem) {
 TEST_F(HostileEcgTest, HumOfTenTimesTheEcgLeavesNoTrustedWrongBeat) {
   for (const double frequency : {50.0, 60.0}) {
     SCOPED_TRACE(frequency);
-    BeatDetector other(rate);
-    const DetectorRun run = runDetector(other, rate, seconds, [&](double time) {
+    BeatDetector other(ecgRate);
+    const DetectorRun run = runDetector(other, ecgRate, testLength, [&](double time) {
       return ecg(time) + 10 * std::sin(2 * std::numbers::pi * frequency * time);
     });
     for (const Beat& beat : run.beats) {
@@ -128,7 +128,7 @@ TEST_F(HostileEcgTest, HumOfTenTimesTheEcgLeavesNoTrustedWrongBeat) {
 TEST_F(HostileEcgTest, ChatteringContactFindsNothingWrong) {
   DetectorRun run;
   for (int i = 0; i < 20000; ++i) {
-    const double at = i / rate;
+    const double at = i / ecgRate;
     // On and off every 20 ms between 15 s and 25 s.
     detector.setContact(at < 15 || at > 25 || i / 10 % 2 == 0);
     detector.push(Time{i * 2'000'000LL}, static_cast<float>(ecg(at)));
@@ -153,10 +153,10 @@ TEST_F(HostileEcgTest, FindsVerySlowAndVeryFastHearts) {
   for (const double each : {25.0, 240.0}) {
     SCOPED_TRACE(each);
     perMinute = each;
-    beats = steadyBeats(each, seconds);
-    BeatDetector other(rate);
+    beats = steadyBeats(each, testLength);
+    BeatDetector other(ecgRate);
     const DetectorRun run =
-        runDetector(other, rate, seconds, [this](double time) { return ecg(time); });
+        runDetector(other, ecgRate, testLength, [this](double time) { return ecg(time); });
     expectAll(run, 6, 39);
   }
 }
@@ -181,10 +181,10 @@ TEST_F(HostileEcgTest, AGainTenTimesSmallerIsLearntWithinFiveSeconds) {
 
 TEST_F(HostileEcgTest, ARateOffBy500PartsPerMillionChangesNoInterval) {
   // The times are right, the nominal rate is not.
-  for (const double real : {rate * 1.0005, rate * 0.9995}) {
-    BeatDetector other(rate);
+  for (const double real : {ecgRate * 1.0005, ecgRate * 0.9995}) {
+    BeatDetector other(ecgRate);
     const DetectorRun run =
-        runDetector(other, real, seconds, [this](double time) { return ecg(time); });
+        runDetector(other, real, testLength, [this](double time) { return ecg(time); });
     expectAll(run, 1, 39);
     for (std::size_t i = 1; i < run.beats.size(); ++i) {
       EXPECT_NEAR(run.beats[i].rr.value_or(0), 60 / perMinute, 0.002);
@@ -195,7 +195,7 @@ TEST_F(HostileEcgTest, ARateOffBy500PartsPerMillionChangesNoInterval) {
 TEST_F(HostileEcgTest, TimesThatDoNotIncreaseAreIgnored) {
   DetectorRun run;
   for (int i = 0; i < 20000; ++i) {
-    detector.push(Time{i * 2'000'000LL}, static_cast<float>(ecg(i / rate)));
+    detector.push(Time{i * 2'000'000LL}, static_cast<float>(ecg(i / ecgRate)));
     if (i % 100 == 50) detector.push(Time{(i - 40) * 2'000'000LL}, 5);
     while (const auto beat = detector.next()) run.beats.push_back(*beat);
   }
