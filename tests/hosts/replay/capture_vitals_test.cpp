@@ -13,7 +13,9 @@
 namespace {
 
 using namespace std::chrono_literals;
-using namespace Zephly::replay;
+using Zephly::replay::CaptureVitals;
+using Zephly::replay::PlayedRecord;
+using Zephly::replay::Timeline;
 using Zephly::Stream;
 namespace vitals = Zephly::vitals;
 
