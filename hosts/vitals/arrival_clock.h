@@ -21,6 +21,7 @@
 ///
 /// Times increase from sample to sample. Not thread-safe.
 
+#include <zephly/platform/export.h>
 #include <zephly/protocol/streams.h>
 
 #include <chrono>
@@ -28,7 +29,7 @@
 
 namespace Zephly::hosts {
 
-class ArrivalClock {
+class ZEPHLY_EXPORT ArrivalClock {
  public:
   using Nanoseconds = std::chrono::nanoseconds;
 

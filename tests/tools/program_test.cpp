@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -322,6 +323,51 @@ TEST(ProgramTest, DeliversTheWholePlanWithoutLoss) {
   EXPECT_EQ(summary.at("repetitions").at("counted").at("sitUps"), counts.at("sitUp"));
   EXPECT_EQ(summary.at("repetitions").at("counted").at("jumps"), counts.at("jump"));
   EXPECT_GT(counts.at("diagnostic"), 5);
+}
+
+TEST(ProgramTest, RatesAppearWithinTenSecondsOfContactAndVanishWithIt) {
+  const Finished run = runProgram(simulatedMonitor({"--duration", "32", "--speed", "1000"}));
+  const std::vector<json> events = parsed(run);
+  ASSERT_FALSE(events.empty());
+  double contact = 0;  // since when; 0: none
+  double noContact = 0;
+  double longestWait = 0;
+  bool known = false;
+  int beats = 0;
+  for (const json& event : events) {
+    const double time = event.at("t").get<double>();
+    const std::string kind = event.at("event").get<std::string>();
+    if (kind == "leadoff") {
+      known = false;
+      contact = event.at("value").get<bool>() ? 0 : time;
+      if (contact == 0) noContact = time;
+    } else if (kind == "beat") {
+      ++beats;
+      EXPECT_LE(event.at("at").get<double>(), time);
+      EXPECT_GT(event.at("at").get<double>(), time - 1);
+    } else if (kind == "vitals") {
+      const bool rate = !event.at("heartRate").is_null();
+      if (event.at("at").get<double>() > noContact + 1 && contact == 0) {
+        EXPECT_FALSE(rate) << event;
+        EXPECT_TRUE(event.at("breathingRate").is_null()) << event;
+      }
+      if (rate && contact > 0 && !known) {
+        known = true;
+        longestWait = std::max(longestWait, time - contact);
+      }
+    }
+  }
+  EXPECT_TRUE(known);
+  EXPECT_GT(longestWait, 0);
+  EXPECT_LT(longestWait, 10);
+  const json& vitals = events.back().at("vitals");
+  const std::map<std::string, int> counts = countsOf(events);
+  EXPECT_GT(beats, 20);
+  EXPECT_EQ(vitals.at("seconds"), counts.at("vitals"));
+  EXPECT_EQ(vitals.at("breaths"), counts.at("breath"));
+  int summed = 0;
+  for (const auto& [kind, count] : vitals.at("beats").items()) summed += count.get<int>();
+  EXPECT_EQ(summed, beats);
 }
 
 TEST(ProgramTest, SameSeedGivesTheSameSession) {

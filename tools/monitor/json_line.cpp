@@ -41,6 +41,10 @@ JsonLine& JsonLine::number(std::string_view name, float value) {
   return raw(name, {digits.data(), static_cast<std::size_t>(result.ptr - digits.data())});
 }
 
+JsonLine& JsonLine::number(std::string_view name, const std::optional<double>& value) {
+  return value ? number(name, static_cast<float>(*value)) : raw(name, "null");
+}
+
 JsonLine& JsonLine::boolean(std::string_view name, bool value) {
   object_.add(name, value);
   return *this;

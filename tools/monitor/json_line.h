@@ -12,6 +12,7 @@
 #include <tools/common/json_object.h>
 #include <zephly/protocol/strap_time.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,8 @@ class JsonLine {
   JsonLine(StrapTime time, std::string_view event);
 
   JsonLine& number(std::string_view key, float value);
+  /// As a float; null without a value.
+  JsonLine& number(std::string_view key, const std::optional<double>& value);
   JsonLine& boolean(std::string_view key, bool value);
   JsonLine& string(std::string_view key, std::string_view value);
   /// `json` is JSON already.

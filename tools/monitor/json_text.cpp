@@ -81,40 +81,39 @@ class Writer {
     return line("host").string("text", host.text).text();
   }
   std::string operator()(const vitals::Beat& beat) const {
-    JsonLine text = line("beat");
-    text.raw("at", jsonSeconds(beat.time));
-    if (beat.rr) text.number("rr", brief(*beat.rr));
-    text.number("amplitude", brief(beat.amplitude)).number("quality", brief(beat.quality));
-    text.string("class", vitals::beatClassName(beat.kind));
-    if (beat.late) text.boolean("late", true);
-    return text.text();
+    return line("beat")
+        .raw("at", jsonSeconds(beat.time))
+        .number("rr", beat.rr)
+        .number("amplitude", static_cast<float>(beat.amplitude))
+        .number("quality", static_cast<float>(beat.quality))
+        .string("class", vitals::beatClassName(beat.kind))
+        .boolean("late", beat.late)
+        .text();
   }
   std::string operator()(const vitals::Breath& breath) const {
-    JsonLine text = line("breath");
-    text.raw("at", jsonSeconds(breath.time));
-    if (breath.duration) text.number("duration", brief(*breath.duration));
-    text.number("depth", brief(breath.depth)).number("quality", brief(breath.quality));
-    text.boolean("derived", breath.derived);
-    return text.text();
+    return line("breath")
+        .raw("at", jsonSeconds(breath.time))
+        .number("duration", breath.duration)
+        .number("depth", static_cast<float>(breath.depth))
+        .number("quality", static_cast<float>(breath.quality))
+        .boolean("derived", breath.derived)
+        .text();
   }
-  // A value that is not known has no key.
   std::string operator()(const vitals::Second& second) const {
     JsonLine text = line("vitals");
-    text.raw("at", jsonSeconds(second.time));
-    if (second.heartRate) text.number("heartRate", brief(*second.heartRate));
-    text.number("heartRateQuality", brief(second.heartRateQuality));
-    text.number("ecgQuality", brief(second.ecgQuality));
-    if (second.breathingRate) text.number("breathingRate", brief(*second.breathingRate));
-    text.number("breathingQuality", brief(second.breathingQuality));
-    text.boolean("breathingDerived", second.breathingDerived);
-    text.number("respirationQuality", brief(second.respirationQuality));
-    if (second.contact) text.boolean("contact", *second.contact);
-    return text.text();
+    text.raw("at", jsonSeconds(second.time))
+        .number("heartRate", second.heartRate)
+        .number("heartRateQuality", static_cast<float>(second.heartRateQuality))
+        .number("ecgQuality", static_cast<float>(second.ecgQuality))
+        .number("breathingRate", second.breathingRate)
+        .number("breathingQuality", static_cast<float>(second.breathingQuality))
+        .boolean("breathingDerived", second.breathingDerived)
+        .number("respirationQuality", static_cast<float>(second.respirationQuality));
+    if (!second.contact) return text.raw("contact", "null").text();
+    return text.boolean("contact", *second.contact).text();
   }
 
  private:
-  // As many digits as a sample has.
-  static float brief(double value) { return static_cast<float>(value); }
   JsonLine line(std::string_view event) const { return {time_, event}; }
 
   StrapTime time_;
@@ -164,6 +163,29 @@ JsonObject repetitionsJson(const Repetitions& repetitions) {
   return json;
 }
 
+JsonObject rateJson(const watch::RateRange& rate) {
+  const auto mean = rate.mean();
+  return JsonObject()
+      .add("seconds", rate.seconds)
+      .add("mean", mean)
+      .add("low", mean ? std::optional(rate.low) : std::nullopt)
+      .add("high", mean ? std::optional(rate.high) : std::nullopt);
+}
+
+JsonObject vitalsJson(const watch::VitalsCounts& counts) {
+  JsonObject beats;
+  for (const auto kind :
+       {vitals::BeatClass::normal, vitals::BeatClass::ectopic, vitals::BeatClass::artefact}) {
+    beats.add(vitals::beatClassName(kind), counts.of(kind));
+  }
+  return JsonObject()
+      .add("seconds", counts.seconds)
+      .add("beats", beats)
+      .add("breaths", counts.breaths)
+      .add("heartRate", rateJson(counts.heartRate))
+      .add("breathingRate", rateJson(counts.breathingRate));
+}
+
 }  // namespace
 
 std::string jsonText(const watch::Event& event) {
@@ -194,6 +216,7 @@ std::string jsonText(const watch::Summary& summary) {
       .raw("linkLosses", linkLossesJson(summary).text())
       .raw("leadOffChanges", std::to_string(summary.leadOffChanges))
       .raw("neverArrived", neverArrived.text())
+      .raw("vitals", vitalsJson(summary.vitals).text())
       .text();
 }
 

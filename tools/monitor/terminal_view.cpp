@@ -38,6 +38,22 @@ std::string rateText(std::optional<double> perSecond) {
   return perSecond ? decimal(*perSecond, 0) : "-";
 }
 
+// "72 /min, quality 97 %"; a dash while it is unknown.
+std::string vitalsText(const std::optional<double>& rate, double quality) {
+  if (!rate) return "- /min";
+  return decimal(*rate, 0) + " /min, quality " + decimal(quality * 100, 0) + " %";
+}
+
+std::string heartRateText(const std::optional<vitals::Second>& second) {
+  return second ? vitalsText(second->heartRate, second->heartRateQuality) : vitalsText({}, 0);
+}
+
+std::string breathingRateText(const std::optional<vitals::Second>& second) {
+  if (!second) return vitalsText({}, 0);
+  const std::string text = vitalsText(second->breathingRate, second->breathingQuality);
+  return second->breathingRate && second->breathingDerived ? text + ", from the ECG" : text;
+}
+
 // "12 345"
 std::string grouped(std::uint64_t count) {
   std::string text = std::to_string(count);
@@ -106,11 +122,12 @@ class Painter {
     const Layout layout(canvas_.height());
     title();
     state();
-    trace(layout.ecgTop, layout.ecgHeight, "ECG", model_.ecg(), ecgSeconds, {-0.2F, 0.4F},
-          Style::ecg);
+    const auto vitals = model_.vitalsAt(options_.now);
+    trace(layout.ecgTop, layout.ecgHeight, "ECG", heartRateText(vitals), model_.ecg(), ecgSeconds,
+          {-0.2F, 0.4F}, Style::ecg);
     hostLine(layout);
-    trace(layout.respirationTop, layout.respirationHeight, "Respiration", model_.respiration(),
-          respirationSeconds, {0, 1}, Style::respiration);
+    trace(layout.respirationTop, layout.respirationHeight, "Respiration", breathingRateText(vitals),
+          model_.respiration(), respirationSeconds, {0, 1}, Style::respiration);
     streams(layout.tableTop);
     values(layout.tableTop);
     messages(layout);
@@ -176,7 +193,8 @@ class Painter {
     return model_.connected() && model_.leadOff() ? Style::good : Style::normal;
   }
 
-  void trace(std::size_t top, std::size_t height, std::string_view name,
+  // `rate`: what is computed from the samples, shown beside the name.
+  void trace(std::size_t top, std::size_t height, std::string_view name, const std::string& rate,
              const watch::SampleWindow& samples, std::size_t seconds, TraceRange least,
              Style style) {
     TraceOptions options{.width = canvas_.width() - 2,
@@ -189,12 +207,16 @@ class Painter {
     const Trace picture = renderTrace(samples, options);
     canvas_.fill(top, glyph("─", "-"), Style::dim);
     std::size_t column = canvas_.put(top, 1, " " + std::string(name) + " ", Style::bold);
-    if (electrodesOff()) canvas_.put(top, column, " no contact ", Style::alarm);
+    if (electrodesOff()) column = canvas_.put(top, column, " no contact ", Style::alarm);
+    column = canvas_.put(top, column + 1, " " + rate + " ", Style::bold);
     const double shown = static_cast<double>(columns * options.samplesPerDot) / waveformRate;
-    canvas_.putRight(top, canvas_.width() - 1,
-                     " " + decimal(picture.range.low, 2) + std::string(glyph(" … ", " .. ")) +
-                         decimal(picture.range.high, 2) + "   " + decimal(shown, 0) + " s ",
-                     Style::dim);
+    const std::string scale = " " + decimal(picture.range.low, 2) +
+                              std::string(glyph(" … ", " .. ")) + decimal(picture.range.high, 2) +
+                              "   " + decimal(shown, 0) + " s ";
+    // On a narrow terminal the rate has priority.
+    if (column + cellCount(scale) < canvas_.width()) {
+      canvas_.putRight(top, canvas_.width() - 1, scale, Style::dim);
+    }
     for (std::size_t row = 0; row < picture.rows.size(); ++row) {
       canvas_.put(top + 1 + row, 1, picture.rows[row], style);
     }
@@ -309,6 +331,8 @@ std::string statusLine(const watch::SessionModel& model, StrapTime now) {
     text += "  " + std::string(streamInfo(stream).name) + " " +
             rateText(model.perSecond(stream, now)) + "/s";
   }
+  const auto vitals = model.vitalsAt(now);
+  text += "  heart rate " + heartRateText(vitals) + "  breathing " + breathingRateText(vitals);
   for (const Exercise exercise : allExercises) {
     text += "  " + std::string(exerciseName(exercise)) + "s " +
             std::to_string(model.repetitions().of(exercise));

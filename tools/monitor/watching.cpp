@@ -59,6 +59,7 @@ class Monitor final : private watch::SessionHandler {
 
   int run() {
     view_ = makeView();
+    runner_.measureVitals();
     runner_.run();
     const watch::SourceReport& report = runner_.finish();
     const watch::Summary summary = watch::summarize(report, model_);

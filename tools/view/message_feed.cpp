@@ -24,6 +24,7 @@ void MessageFeed::take(const watch::Event& event) {
 
 void MessageFeed::note(StrapTime time, const watch::Connected& /*connected*/) {
   interrupt();
+  vitals_.beginLink();
   sendState(time);
 }
 
@@ -42,6 +43,7 @@ void MessageFeed::note(StrapTime time, const watch::Temperature& temperature) {
 
 void MessageFeed::note(StrapTime time, const watch::EcgSample& sample) {
   append(Trace::ecg, time, std::array{sample.value});
+  vitals_.sample(time, track(Trace::ecg).newest());
   append(Trace::filteredEcg, time, std::array{processor_->processECG(sample.value)});
 }
 
@@ -67,6 +69,7 @@ void MessageFeed::sendSamples(StrapTime now) {
   for (SampleTrack& track : tracks_) {
     for (const Message& message : track.take(now)) send_(message);
   }
+  if (const auto message = vitals_.take(now)) send_(*message);
 }
 
 // Samples from before the change are sent before it.
@@ -99,6 +102,7 @@ std::vector<Message> MessageFeed::greeting(const Greeting& hello) const {
   for (const SampleTrack& track : tracks_) {
     for (Message& message : track.kept()) messages.push_back(std::move(message));
   }
+  if (auto message = vitals_.kept()) messages.push_back(std::move(*message));
   messages.insert(messages.end(), events_.begin(), events_.end());
   return messages;
 }

@@ -8,14 +8,15 @@
 ///   feed.tick(source.now());                           // every MessageFeed::interval
 ///   for (const Message& message : feed.greeting(hello)) sendToNewViewer(message);
 ///
-/// Changes of the link and of contact are sent at once, samples in batches; at a higher speed of
-/// the session the batches are larger, not more frequent. The kit's engine filters the ECG and
-/// estimates the body temperature.
+/// Changes of the link and of contact are sent at once, samples and vitals in batches; at a higher
+/// speed of the session the batches are larger, not more frequent. The kit's engine filters the ECG
+/// and estimates the body temperature.
 
 #include <tools/view/body_estimate.h>
 #include <tools/view/message.h>
 #include <tools/view/sample_track.h>
 #include <tools/view/texts.h>
+#include <tools/view/vitals_track.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
 #include <zephly/protocol/strap_time.h>
@@ -48,13 +49,13 @@ class MessageFeed {
   explicit MessageFeed(Send send);
 
   void take(const watch::Event& event);
-  /// Sends the samples since the last call. `now` is the session's time.
+  /// Sends the samples and vitals since the last call. `now` is the session's time.
   void tick(StrapTime now);
   /// The source has ended at `now`; sends the last samples and the state.
   void end(StrapTime now);
   bool ended() const { return ended_.has_value(); }
 
-  /// The first messages for a new viewer: hello, the state, samples and events.
+  /// The first messages for a new viewer: hello, the state, samples, vitals and events.
   std::vector<Message> greeting(const Greeting& hello) const;
 
   const watch::SessionModel& model() const { return model_; }
@@ -69,6 +70,9 @@ class MessageFeed {
   void note(StrapTime time, const watch::EcgSample& sample);
   void note(StrapTime time, const watch::RespirationSample& sample);
   void note(StrapTime time, const watch::MotionSample& sample);
+  void note(StrapTime /*time*/, const vitals::Beat& beat) { vitals_.add(beat); }
+  void note(StrapTime /*time*/, const vitals::Breath& breath) { vitals_.add(breath); }
+  void note(StrapTime /*time*/, const vitals::Second& second) { vitals_.add(second); }
 
   SampleTrack& track(Trace trace) { return tracks_[static_cast<std::size_t>(trace)]; }
   void append(Trace trace, StrapTime time, std::span<const float> sample);
@@ -83,6 +87,7 @@ class MessageFeed {
   std::array<SampleTrack, allTraces.size()> tracks_{
       SampleTrack(Trace::ecg), SampleTrack(Trace::filteredEcg), SampleTrack(Trace::respiration),
       SampleTrack(Trace::motion)};
+  VitalsTrack vitals_;
   BodyEstimate body_;
   std::optional<TemperatureReading> temperature_;
   std::deque<Message> events_;

@@ -50,6 +50,8 @@ class SampleTrack {
   /// The link was lost: the next sample sets a new anchor.
   void interrupt() { interrupted_ = true; }
 
+  /// Time of the latest sample. There must be one.
+  StrapTime newest() const { return timeOf(anchors_.back(), end_ - 1); }
   /// Number of the next sample.
   std::uint64_t end() const { return end_; }
   /// Samples that take() would return.

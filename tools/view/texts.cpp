@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cmath>
 #include <functional>
 #include <variant>
 
@@ -57,6 +58,23 @@ std::optional<JsonObject> battery(const std::optional<BatteryStatus>& status) {
   JsonObject json;
   json.add("soc", status->soc).add("inCharge", status->inCharge);
   return json;
+}
+
+// With four decimals: more than the numbers are good for, and short.
+double rounded(double value) { return std::round(value * 1e4) / 1e4; }
+
+std::optional<double> rounded(const std::optional<double>& value) {
+  return value ? std::optional(rounded(*value)) : std::nullopt;
+}
+
+JsonObject vitalsJson(const vitals::Second& second) {
+  return JsonObject()
+      .add("t", seconds(second.time))
+      .add("heartRate", rounded(second.heartRate))
+      .add("heartRateQuality", rounded(second.heartRateQuality))
+      .add("breathingRate", rounded(second.breathingRate))
+      .add("breathingQuality", rounded(second.breathingQuality))
+      .add("breathingDerived", second.breathingDerived);
 }
 
 JsonObject streams(const watch::SessionModel& model, StrapTime now) {
@@ -162,6 +180,7 @@ std::string helloText(const Greeting& greeting) {
 std::string stateText(const State& state) {
   const watch::SessionModel& model = state.model;
   const Repetitions& repetitions = model.repetitions();
+  const auto vitals = state.ended ? std::nullopt : model.vitalsAt(state.now);
   return JsonObject()
       .add("type", "state")
       .add("now", seconds(state.now))
@@ -173,6 +192,7 @@ std::string stateText(const State& state) {
       .add("electrodesOff", model.leadOff())
       .add("temperature", temperature(state.temperature))
       .add("battery", battery(model.battery()))
+      .add("vitals", vitals ? std::optional(vitalsJson(*vitals)) : std::nullopt)
       .add("repetitions", JsonObject()
                               .add("pushUps", repetitions.pushUps)
                               .add("sitUps", repetitions.sitUps)
@@ -190,6 +210,35 @@ std::optional<std::string> eventText(const watch::Event& event) {
   json.add("type", "event").add("t", seconds(event.time)).add("event", named->event);
   if (named->text != nullptr) json.add("text", *named->text);
   return json.text();
+}
+
+std::string vitalsText(const VitalsBatch& batch) {
+  JsonArray beats;
+  for (const vitals::Beat& beat : batch.beats) {
+    beats.add(JsonObject()
+                  .add("t", seconds(beat.time))
+                  .add("rr", rounded(beat.rr))
+                  .add("class", vitals::beatClassName(beat.kind))
+                  .add("quality", rounded(beat.quality))
+                  .add("late", beat.late));
+  }
+  JsonArray breaths;
+  for (const vitals::Breath& breath : batch.breaths) {
+    breaths.add(JsonObject()
+                    .add("t", seconds(breath.time))
+                    .add("duration", rounded(breath.duration))
+                    .add("depth", rounded(breath.depth))
+                    .add("quality", rounded(breath.quality))
+                    .add("derived", breath.derived));
+  }
+  JsonArray list;
+  for (const vitals::Second& second : batch.seconds) list.add(vitalsJson(second));
+  return JsonObject()
+      .add("type", "vitals")
+      .add("beats", beats)
+      .add("breaths", breaths)
+      .add("seconds", list)
+      .text();
 }
 
 std::string lostText(std::uint64_t messages,

@@ -9,6 +9,7 @@
 /// replaced.
 
 #include <tools/view/message.h>
+#include <tools/view/vitals_track.h>
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
 #include <zephly/protocol/strap_time.h>
@@ -54,6 +55,8 @@ std::string helloText(const Greeting& greeting);
 std::string stateText(const State& state);
 /// Empty for samples and values, which other messages hold.
 std::optional<std::string> eventText(const watch::Event& event);
+/// The message of beats, breaths and seconds.
+std::string vitalsText(const VitalsBatch& batch);
 /// The message about dropped messages; samples by Trace.
 std::string lostText(std::uint64_t messages,
                      const std::array<std::uint64_t, allTraces.size()>& samples);

@@ -63,6 +63,7 @@ class LivePage final : private watch::SessionHandler {
         runner_("view", queue_, options.source, *this, MessageFeed::interval) {}
 
   int run() {
+    runner_.measureVitals();
     runner_.run();
     finishSource();
     output_.finish(farewell);

@@ -131,20 +131,23 @@ void SessionModel::note(StrapTime time, const HostLine& line) {
 void SessionModel::note(StrapTime /*time*/, const vitals::Beat& beat) {
   // A late one is of the past.
   if (!beat.late) beat_ = beat;
-  ++beats_;
+  vitals_.count(beat);
 }
 
 void SessionModel::note(StrapTime /*time*/, const vitals::Breath& breath) {
   breath_ = breath;
-  ++breaths_;
+  vitals_.count(breath);
 }
 
 void SessionModel::note(StrapTime time, const vitals::Second& second) {
   second_ = second;
+  vitals_.count(second);
   secondArrived_ = time;
 }
 
 std::optional<vitals::Second> SessionModel::vitalsAt(StrapTime now) const {
+  // A second is reported up to 1.5 s after its end; the electrodes are reported off before that.
+  if (leadOff_.value_or(true)) return std::nullopt;
   if (now - secondArrived_ > vitalsLifetime) return std::nullopt;
   return second_;
 }

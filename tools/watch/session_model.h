@@ -15,6 +15,7 @@
 #include <tools/watch/gap_meter.h>
 #include <tools/watch/rate_meter.h>
 #include <tools/watch/sample_window.h>
+#include <tools/watch/vitals_counts.h>
 #include <zephly/motion/exercise.h>
 #include <zephly/protocol/streams.h>
 
@@ -71,15 +72,14 @@ class SessionModel {
 
   /// A second of vitals that is older than this says nothing about the present.
   static constexpr StrapTime vitalsLifetime = std::chrono::seconds(8);
-  /// The latest second of vitals. Empty before the first one, without a link, and when the link
-  /// brings no samples.
+  /// The latest second of vitals. Empty before the first one, without a link or electrode contact,
+  /// and when the link brings no samples.
   std::optional<vitals::Second> vitalsAt(StrapTime now) const;
   /// The latest beat and breath of the link; empty without them.
   const std::optional<vitals::Beat>& beat() const { return beat_; }
   const std::optional<vitals::Breath>& breath() const { return breath_; }
-  /// Beats of any class, and breaths, since the session began.
-  std::uint64_t beats() const { return beats_; }
-  std::uint64_t breaths() const { return breaths_; }
+  /// Beats, breaths and rates since the session began.
+  const VitalsCounts& vitals() const { return vitals_; }
 
   /// Samples.
   std::uint64_t received(Stream stream) const;
@@ -135,8 +135,7 @@ class SessionModel {
   StrapTime secondArrived_{};
   std::optional<vitals::Beat> beat_;
   std::optional<vitals::Breath> breath_;
-  std::uint64_t beats_ = 0;
-  std::uint64_t breaths_ = 0;
+  VitalsCounts vitals_;
   PerStream<std::uint64_t> received_{};
   PerStream<RateMeter> rates_;
   PerStream<ArrivalMeter> arrivals_;

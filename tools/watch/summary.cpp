@@ -73,6 +73,29 @@ void writeLinkLosses(std::ostream& text, const Summary& summary) {
   }
 }
 
+// "71.3 /min (62.0 to 84.5), known for 55 of 60 s, "
+void writeRate(std::ostream& text, const RateRange& rate, std::uint64_t seconds) {
+  if (const auto mean = rate.mean()) {
+    text << std::setprecision(1) << *mean << " /min (" << rate.low << " to " << rate.high
+         << "), known for " << rate.seconds << " of " << seconds << " s, ";
+  } else {
+    text << "never known, ";
+  }
+}
+
+// A session without vitals, in which no ECG or respiration arrived, says nothing about them.
+void writeVitals(std::ostream& text, const VitalsCounts& counts) {
+  if (counts.seconds == 0) return;
+  using vitals::BeatClass;
+  text << "  heart rate   ";
+  writeRate(text, counts.heartRate, counts.seconds);
+  text << counts.of(BeatClass::normal) << " normal, " << counts.of(BeatClass::ectopic)
+       << " ectopic, " << counted(counts.of(BeatClass::artefact), "artefact") << "\n"
+       << "  breathing    ";
+  writeRate(text, counts.breathingRate, counts.seconds);
+  text << counted(counts.breaths, "breath") << "\n";
+}
+
 }  // namespace
 
 bool Summary::anythingLost() const {
@@ -101,6 +124,7 @@ Summary summarize(const SourceReport& source, const SessionModel& received) {
   // The first report of a session is a state, not a change.
   summary.leadOffChanges = received.leadOffReports() > 0 ? received.leadOffReports() - 1 : 0;
   summary.neverArrived = received.neverArrived();
+  summary.vitals = received.vitals();
   return summary;
 }
 
@@ -122,6 +146,7 @@ std::string summaryText(const Summary& summary) {
        << counted(summary.reconnections, "reconnection") << "\n";
   if (!strapReports) writeLinkLosses(text, summary);
   text << "  electrodes   " << counted(summary.leadOffChanges, "change") << " of contact\n";
+  writeVitals(text, summary.vitals);
   return text.str();
 }
 

@@ -68,6 +68,7 @@ struct Summary {
   std::uint64_t reconnections = 0;
   std::vector<SessionModel::LinkLoss> linkLosses;  ///< the last ones, oldest first
   std::uint64_t leadOffChanges = 0;
+  VitalsCounts vitals;
   std::vector<std::string> neverArrived;  ///< kinds of callback, by name
 
   bool anythingLost() const;

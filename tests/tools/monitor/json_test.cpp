@@ -51,6 +51,44 @@ TEST(JsonTextTest, EveryEventIsOneLine) {
             "{\"t\":1.5,\"event\":\"motion\",\"highPassed\":0.5,\"displacement\":-0.125}\n");
 }
 
+TEST(JsonTextTest, VitalsHaveTheirOwnTimeAndNullForWhatIsUnknown) {
+  const auto text = [](auto what) { return jsonText(watch::Event{1500ms, what}); };
+  EXPECT_EQ(text(vitals::Beat{.time = 1012345678ns,
+                              .rr = 0.8125,
+                              .amplitude = 0.75,
+                              .quality = 0.5,
+                              .kind = vitals::BeatClass::ectopic,
+                              .late = true}),
+            "{\"t\":1.5,\"event\":\"beat\",\"at\":1.012345678,\"rr\":0.8125,\"amplitude\":0.75,"
+            "\"quality\":0.5,\"class\":\"ectopic\",\"late\":true}\n");
+  EXPECT_EQ(text(vitals::Beat{.time = 1s, .rr = {}}),
+            "{\"t\":1.5,\"event\":\"beat\",\"at\":1,\"rr\":null,\"amplitude\":0,\"quality\":0,"
+            "\"class\":\"normal\",\"late\":false}\n");
+  EXPECT_EQ(text(vitals::Breath{
+                .time = 1s, .duration = 4.25, .depth = 1.5, .quality = 0.75, .derived = true}),
+            "{\"t\":1.5,\"event\":\"breath\",\"at\":1,\"duration\":4.25,\"depth\":1.5,"
+            "\"quality\":0.75,\"derived\":true}\n");
+  EXPECT_EQ(text(vitals::Breath{.time = 1s, .duration = {}}),
+            "{\"t\":1.5,\"event\":\"breath\",\"at\":1,\"duration\":null,\"depth\":0,"
+            "\"quality\":0,\"derived\":false}\n");
+  EXPECT_EQ(text(vitals::Second{.time = 1s,
+                                .heartRate = 71.5,
+                                .heartRateQuality = 1,
+                                .ecgQuality = 0.5,
+                                .breathingRate = 14.25,
+                                .breathingQuality = 0.25,
+                                .breathingDerived = true,
+                                .respirationQuality = 0.125,
+                                .contact = true}),
+            "{\"t\":1.5,\"event\":\"vitals\",\"at\":1,\"heartRate\":71.5,\"heartRateQuality\":1,"
+            "\"ecgQuality\":0.5,\"breathingRate\":14.25,\"breathingQuality\":0.25,"
+            "\"breathingDerived\":true,\"respirationQuality\":0.125,\"contact\":true}\n");
+  EXPECT_EQ(text(vitals::Second{.time = 1s, .heartRate = {}, .breathingRate = {}, .contact = {}}),
+            "{\"t\":1.5,\"event\":\"vitals\",\"at\":1,\"heartRate\":null,\"heartRateQuality\":0,"
+            "\"ecgQuality\":0,\"breathingRate\":null,\"breathingQuality\":0,"
+            "\"breathingDerived\":false,\"respirationQuality\":0,\"contact\":null}\n");
+}
+
 TEST(JsonTextTest, MotionHasTheSixDigitsOfTheTraceLine) {
   const auto text = [](float value) {
     return jsonText(watch::Event{0s, watch::MotionSample{value, 0}});
@@ -109,6 +147,11 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
   summary.linkLosses = {{500ms, "broken \xff", 1500ms}, {2s, std::nullopt, std::nullopt}};
   summary.leadOffChanges = 10;
   summary.neverArrived = {"jump"};
+  summary.vitals = {.beats = {5, 2, 1},
+                    .breaths = 3,
+                    .seconds = 9,
+                    .heartRate = {.seconds = 2, .sum = 125, .low = 60, .high = 65},
+                    .breathingRate = {}};
   const json expected = json::parse(R"({
     "t": 2.5, "event": "summary", "duration": 2.5,
     "streams": {"ecg": {"sent": 12, "delivered": 10, "lost": 2, "notSubscribed": 6,
@@ -119,7 +162,10 @@ TEST(JsonTextTest, TheSummaryIsComplete) {
     "connections": 7, "disconnections": 8, "reconnections": 9,
     "linkLosses": [{"t": 0.5, "recovery": 1.5, "reason": "broken \ufffd"}, {"t": 2}],
     "leadOffChanges": 10,
-    "neverArrived": ["jump"]})");
+    "neverArrived": ["jump"],
+    "vitals": {"seconds": 9, "beats": {"normal": 5, "ectopic": 2, "artefact": 1}, "breaths": 3,
+               "heartRate": {"seconds": 2, "mean": 62.5, "low": 60, "high": 65},
+               "breathingRate": {"seconds": 0, "mean": null, "low": null, "high": null}}})");
   EXPECT_EQ(json::parse(jsonText(summary)), expected);
 }
 

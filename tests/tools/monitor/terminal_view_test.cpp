@@ -161,6 +161,65 @@ TEST_F(TerminalViewTest, TracesHavePriorityOverTheHostLine) {
   EXPECT_THAT(canvasOf(80, 24).plainRow(3), HasSubstr("no adapter"));
 }
 
+// A second with both rates, the breathing derived from the ECG.
+constexpr vitals::Second answered{.time = 5s,
+                                  .heartRate = 71.6,
+                                  .heartRateQuality = 0.974,
+                                  .breathingRate = 14.2,
+                                  .breathingQuality = 0.8,
+                                  .breathingDerived = true,
+                                  .contact = true};
+
+TEST_F(TerminalViewTest, ShowsTheRatesWithTheirQualityAtEveryWidth) {
+  fillModel();
+  take(6s, answered);
+  for (std::size_t width = smallestWidth; width <= 120; width += 7) {
+    ASSERT_THAT(textOf(width, 24), AllOf(HasSubstr(" 72 /min, quality 97 % "),
+                                         HasSubstr(" 14 /min, quality 80 %, from the ECG ")))
+        << width;
+  }
+  EXPECT_THAT(textOf(80, 24), HasSubstr("0.00 … 1.00   24 s"));
+  EXPECT_THAT(statusLine(model_, 6s), HasSubstr("heart rate 72 /min, quality 97 %  "
+                                                "breathing 14 /min, quality 80 %, from the ECG"));
+  vitals::Second measured = answered;
+  measured.breathingDerived = false;
+  take(6s, measured);
+  EXPECT_THAT(textOf(80, 24), Not(HasSubstr("from the ECG")));
+}
+
+TEST_F(TerminalViewTest, ARateThatIsUnknownIsADash) {
+  fillModel();
+  const auto dashes = AllOf(HasSubstr("ECG ─ - /min ─"), HasSubstr("Respiration ─ - /min ─"));
+  EXPECT_THAT(textOf(80, 24), dashes);
+  take(6s, vitals::Second{.time = 5s,
+                          .heartRate = {},
+                          .heartRateQuality = 0.3,
+                          .breathingRate = {},
+                          .breathingDerived = true,
+                          .contact = {}});
+  EXPECT_THAT(textOf(80, 24), AllOf(dashes, Not(HasSubstr("from the ECG"))));
+}
+
+TEST_F(TerminalViewTest, TheRatesVanishWithTheContactAndWithTheLink) {
+  fillModel();
+  take(6s, answered);
+  take(6s, watch::LeadOff{true});
+  EXPECT_THAT(textOf(80, 24), AllOf(HasSubstr("ECG  no contact ─ - /min ─"),
+                                    HasSubstr("Respiration  no contact ─ - /min ─")));
+  take(6s, watch::LeadOff{false});
+  take(6s, answered);
+  EXPECT_THAT(textOf(80, 24), HasSubstr("72 /min"));
+  take(6s, watch::Disconnected{});
+  EXPECT_THAT(textOf(80, 24), AllOf(Not(HasSubstr("72 /min")), HasSubstr("Respiration ─ - /min")));
+}
+
+TEST_F(TerminalViewTest, AnOldRateVanishes) {
+  fillModel();
+  take(6s, answered);
+  options_.now = 6s + watch::SessionModel::vitalsLifetime + 1ms;
+  EXPECT_THAT(textOf(80, 24), Not(HasSubstr("72 /min")));
+}
+
 TEST_F(TerminalViewTest, ShowsCharging) {
   take(1s, watch::Battery{{50, true}});
   EXPECT_THAT(textOf(80, 24), HasSubstr("Charging       50.0 %"));
@@ -208,11 +267,12 @@ TEST_F(TerminalViewTest, MessagesCannotControlTheTerminal) {
 TEST_F(TerminalViewTest, WritesOneLineOnTerminalsWithoutAScreen) {
   EXPECT_EQ(statusLine(model_, 0s),
             "0:00  NOT CONNECTED  ecg -/s  respiration -/s  motion -/s  "
-            "push-ups 0  sit-ups 0  jumps 0");
+            "heart rate - /min  breathing - /min  push-ups 0  sit-ups 0  jumps 0");
   fillModel();
   EXPECT_EQ(statusLine(model_, 6s),
             "0:06  connected  electrodes on skin  ecg 500/s  "
-            "respiration 500/s  motion 0/s  push-ups 1  sit-ups 0  jumps 0");
+            "respiration 500/s  motion 0/s  heart rate - /min  breathing - /min  "
+            "push-ups 1  sit-ups 0  jumps 0");
   take(6s, watch::LeadOff{true});
   EXPECT_THAT(statusLine(model_, 6s), HasSubstr("ELECTRODES OFF"));
 }

@@ -150,6 +150,62 @@ TEST_F(MessageFeedTest, ANewViewerGetsHelloStateHistoryAndEvents) {
   EXPECT_THAT(names(), ElementsAre("hello", "state", "ecg", "filteredEcg", "connected", "jump"));
 }
 
+TEST_F(MessageFeedTest, SendsVitalsInABatchAtTheTickAndToANewViewer) {
+  feed.take({1s, vitals::Beat{.time = 1s, .rr = {}}});
+  feed.take({1s, vitals::Breath{.time = 1s, .duration = {}}});
+  feed.take({2s, vitals::Second{.time = 1s, .heartRate = {}, .breathingRate = {}, .contact = {}}});
+  EXPECT_THAT(sent, IsEmpty());
+  feed.tick(2s);
+  EXPECT_THAT(names(), ElementsAre("vitals"));
+  feed.tick(2s);
+  EXPECT_THAT(sent, IsEmpty());
+  sent = feed.greeting({.now = 3s});
+  EXPECT_THAT(names(), ElementsAre("hello", "state", "vitals"));
+}
+
+TEST_F(MessageFeedTest, ABeatIsAtItsPeakInTheCurveAlsoWhenTheFirstFrameWasLate) {
+  feed.take({1s, watch::Connected{}});
+  // The first frame is 0.1 s late.
+  for (int frame = 0; frame < 1000; ++frame) {
+    const StrapTime arrival = 2s + frame * 12ms + (frame == 0 ? 100ms : 0ms);
+    for (int sample = 0; sample < 6; ++sample) feed.take({arrival, watch::EcgSample{0}});
+  }
+  sent.clear();
+  // The last sample of a frame was taken when the frame arrived: number 5998 at 13.986 s.
+  feed.take({14s, vitals::Beat{.time = 13986ms, .rr = {}}});
+  feed.tick(14s);
+  const json beats = json::parse(*sent.back().bytes).at("beats");
+  const Samples ecg = decoded(*sent.front().bytes);
+  const double curve = ecg.seconds + (5998.0 - static_cast<double>(ecg.index)) / 500;
+  EXPECT_NEAR(curve, 14.096, 1e-6);
+  EXPECT_NEAR(beats.at(0).at("t").get<double>(), curve, 0.003);
+}
+
+TEST_F(MessageFeedTest, TheStateHasTheRatesWhileThereIsContact) {
+  const auto rates = [&](StrapTime now) {
+    for (int i = 0; i < MessageFeed::ticksPerState; ++i) feed.tick(now);
+    return lastState().at("vitals");
+  };
+  EXPECT_EQ(rates(1s), json());
+  feed.take({1s, watch::Connected{}});
+  feed.take({1s, watch::LeadOff{false}});
+  feed.take({2s, vitals::Second{.time = 1s,
+                                .heartRate = 60.5,
+                                .heartRateQuality = 0.75,
+                                .breathingRate = {},
+                                .contact = {}}});
+  EXPECT_EQ(rates(2s), json::parse(R"({"t":1.0,"heartRate":60.5,"heartRateQuality":0.75,
+    "breathingRate":null,"breathingQuality":0.0,"breathingDerived":false})"));
+  feed.take({3s, watch::LeadOff{true}});
+  EXPECT_EQ(lastState().at("vitals"), json());
+  feed.take({4s, watch::LeadOff{false}});
+  feed.take(
+      {4s, vitals::Second{.time = 3s, .heartRate = 60.5, .breathingRate = {}, .contact = {}}});
+  EXPECT_EQ(rates(4s).at("heartRate"), 60.5);
+  feed.end(5s);
+  EXPECT_EQ(lastState().at("vitals"), json());
+}
+
 TEST_F(MessageFeedTest, KeepsTheLatestEvents) {
   for (int i = 0; i < 1000; ++i) feed.take({1s, watch::Diagnostic{std::to_string(i)}});
   const auto greeting = feed.greeting({});

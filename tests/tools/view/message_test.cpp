@@ -76,7 +76,7 @@ TEST(TextsTest, TheInitialState) {
   EXPECT_EQ(state(watch::SessionModel(), 0s),
             json::parse(R"({"type":"state","now":0.0,"connected":false,"linkChanged":null,
     "connections":0,"disconnections":0,"linkLosses":[],"electrodesOff":null,"temperature":null,
-    "battery":null,"repetitions":{"pushUps":0,"sitUps":0,"jumps":0},"hostLine":"","ended":false,
+    "battery":null,"vitals":null,"repetitions":{"pushUps":0,"sitUps":0,"jumps":0},"hostLine":"","ended":false,
     "streams":{"ecg":)" +
                         stream + R"(,"respiration":)" + stream + R"(,"motion":)" + stream +
                         R"(,"temperature":)" + stream + R"(,"battery":)" + stream + "}}"));

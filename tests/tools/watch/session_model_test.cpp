@@ -214,6 +214,47 @@ TEST_F(SessionModelTest, AReasonWithoutALossIsOnlyAMessage) {
   EXPECT_EQ(model_.messages().back().text, "link lost: Page timeout");
 }
 
+TEST_F(SessionModelTest, VitalsAreKnownOnlyWithLinkAndContact) {
+  const vitals::Second second{.time = 1s, .heartRate = 60, .breathingRate = {}, .contact = {}};
+  const auto known = [&](StrapTime now) { return model_.vitalsAt(now).has_value(); };
+  take(1s, Connected{});
+  take(1s, LeadOff{false});
+  EXPECT_FALSE(known(1s));
+  take(2s, second);
+  EXPECT_EQ(model_.vitalsAt(2s), second);
+  EXPECT_TRUE(known(2s + SessionModel::vitalsLifetime));
+  EXPECT_FALSE(known(2s + SessionModel::vitalsLifetime + 1ns));
+  take(3s, LeadOff{true});
+  EXPECT_FALSE(known(3s));
+  take(4s, LeadOff{false});
+  take(4s, second);
+  EXPECT_TRUE(known(4s));
+  take(5s, Disconnected{});
+  EXPECT_FALSE(known(5s));
+  take(6s, Connected{});
+  EXPECT_FALSE(known(6s));
+}
+
+TEST_F(SessionModelTest, CountsBeatsBreathsAndSeconds) {
+  take(1s, vitals::Beat{});
+  take(1s, vitals::Beat{.rr = {}, .kind = vitals::BeatClass::ectopic});
+  take(1s, vitals::Beat{.rr = {}, .kind = vitals::BeatClass::ectopic, .late = true});
+  take(1s, vitals::Breath{});
+  take(1s, vitals::Second{.heartRate = 60, .breathingRate = {}, .contact = {}});
+  take(1s, vitals::Second{.heartRate = 70, .breathingRate = 12, .contact = {}});
+  take(1s, vitals::Second{});
+  const VitalsCounts& counts = model_.vitals();
+  EXPECT_EQ(counts.of(vitals::BeatClass::normal), 1U);
+  EXPECT_EQ(counts.of(vitals::BeatClass::ectopic), 2U);
+  EXPECT_EQ(counts.of(vitals::BeatClass::artefact), 0U);
+  EXPECT_EQ(counts.breaths, 1U);
+  EXPECT_EQ(counts.seconds, 3U);
+  EXPECT_EQ(counts.heartRate.mean(), 65);
+  EXPECT_EQ(counts.heartRate.low, 60);
+  EXPECT_EQ(counts.heartRate.high, 70);
+  EXPECT_EQ(counts.breathingRate.seconds, 1U);
+}
+
 TEST_F(SessionModelTest, KeepsTheLatestHostLine) {
   EXPECT_EQ(model_.hostLine(), "");
   take(1s, HostLine{"no adapter"});

@@ -18,6 +18,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 // Six ECG samples sent, `delivered` of them received.
@@ -77,6 +78,28 @@ TEST(SummaryTest, TheTextIsComplete) {
   EXPECT_THAT(text, HasSubstr("1 connection, 0 disconnections, 0 reconnections\n"));
   EXPECT_THAT(text, HasSubstr("1 change of contact\n"));
   EXPECT_THAT(text, HasSubstr("temperature: 100 rows in, 25 samples out, 0 filled, 1 beyond"));
+}
+
+TEST(SummaryTest, TheTextHasTheRatesAndHowLongTheyWereKnown) {
+  EXPECT_THAT(summaryText(summaryWith(6)), Not(HasSubstr("heart rate")));
+  SessionModel model;
+  model.take({1s, vitals::Second{.time = 1s, .heartRate = {}, .breathingRate = {}, .contact = {}}});
+  EXPECT_THAT(summaryText(summarize({1s, std::nullopt}, model)),
+              HasSubstr("  heart rate   never known, 0 normal, 0 ectopic, 0 artefacts\n"
+                        "  breathing    never known, 0 breaths\n"));
+  model.take(
+      {2s, vitals::Second{.time = 2s, .heartRate = 60, .breathingRate = 12.25, .contact = {}}});
+  model.take(
+      {3s, vitals::Second{.time = 3s, .heartRate = 71.5, .breathingRate = {}, .contact = {}}});
+  model.take({3s, vitals::Beat{.time = 3s, .rr = {}}});
+  model.take({3s, vitals::Beat{.time = 3s, .rr = {}, .kind = vitals::BeatClass::ectopic}});
+  model.take({3s, vitals::Beat{.time = 3s, .rr = {}, .kind = vitals::BeatClass::artefact}});
+  model.take({3s, vitals::Breath{.time = 3s, .duration = {}}});
+  EXPECT_THAT(
+      summaryText(summarize({3s, std::nullopt}, model)),
+      HasSubstr("  heart rate   65.8 /min (60.0 to 71.5), known for 2 of 3 s, 1 normal, 1 ectopic, "
+                "1 artefact\n"
+                "  breathing    12.2 /min (12.2 to 12.2), known for 1 of 3 s, 1 breath\n"));
 }
 
 // A second of a real strap, a lost link, and the time after it.

@@ -43,12 +43,26 @@ export function state(changes = {}) {
     electrodesOff: false,
     temperature: null,
     battery: null,
+    vitals: null,
     repetitions: { pushUps: 0, sitUps: 0, jumps: 0 },
     streams: Object.fromEntries(COUNTED.map(({ name }) => [name, stream])),
     hostLine: '',
     ended: false,
     ...changes,
   };
+}
+
+/** The rates at the end of a second, both known. */
+export function second(changes = {}) {
+  return { t: 9, heartRate: 71.6, heartRateQuality: 0.974, breathingRate: 14.2, breathingQuality: 0.8, breathingDerived: false, ...changes };
+}
+
+export function beat(t, changes = {}) {
+  return { t, rr: 0.8, class: 'normal', quality: 0.9, late: false, ...changes };
+}
+
+export function vitals(changes = {}) {
+  return { type: 'vitals', beats: [], breaths: [], seconds: [], ...changes };
 }
 
 /** A message of samples as an ArrayBuffer; `values` are the samples' values, interleaved. */

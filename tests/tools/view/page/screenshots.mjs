@@ -10,8 +10,8 @@ import { endEverything, openBrowser, openTab, Program, until } from './support.m
 const [folder, everything] = process.argv.slice(2);
 mkdirSync(folder, { recursive: true });
 
-const DARK = { colorScheme: 'dark' };
-const LIGHT = { colorScheme: 'light' };
+const DARK = { colorScheme: 'dark', viewport: { width: 1440, height: 1080 } };
+const LIGHT = { ...DARK, colorScheme: 'light' };
 const PHONE = { colorScheme: 'dark', viewport: { width: 390, height: 844 }, deviceScaleFactor: 2, hasTouch: true, isMobile: true };
 
 /** Takes a screenshot of the page at `address` when `ready` is true in it. `act` runs before. */
@@ -26,14 +26,13 @@ async function picture(name, context, address, ready, act = async () => {}) {
   if (trouble.length > 0) console.error(`${name}: ${trouble.join('; ')}`);
 }
 
-/** At this time the page shows jumps, push-ups and a loss of electrode contact. */
-const training = () => window.zephly.window().edge > 13.4;
+/** At this time the page shows a push-up, sit-ups, a loss of electrode contact, and the rates again after it. */
+const training = () => window.zephly.window().edge > 50.4;
 
 const browser = await openBrowser();
 const program = new Program('--simulated', '--seed', '1', '--port', '0');
 const address = await program.address();
-const pictures = [picture('view-dark', DARK, address, training), picture('view-light', LIGHT, address, training), picture('view-phone', PHONE, address, training)];
-await Promise.all(pictures);
+const pictures = Promise.all([picture('view-dark', DARK, address, training), picture('view-light', LIGHT, address, training), picture('view-phone', PHONE, address, training)]);
 
 if (everything === 'all') {
   await picture('state-electrodes-off', DARK, address, () => window.zephly.state()?.electrodesOff === true && window.zephly.window().edge > 41.4);
@@ -75,4 +74,5 @@ if (everything === 'all') {
   await picture('state-ended', LIGHT, last, ended);
   await picture('phone-ended', PHONE, last, ended);
 }
+await pictures;
 await endEverything();

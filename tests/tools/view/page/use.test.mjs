@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { FakeProgram } from './fake_program.mjs';
-import { hello, samples, state } from './messages.mjs';
+import { beat, hello, samples, second, state, vitals } from './messages.mjs';
 import { endEverything, openBrowser, openTab, Program, until } from './support.mjs';
 
 let browser;
@@ -150,7 +150,7 @@ for (const width of [360, 390, 768, 1024, 1280]) {
       const wide = await tab.evaluate(() => ({ page: document.documentElement.scrollWidth, room: innerWidth }));
       assert.ok(wide.page <= width && wide.room === width, JSON.stringify(wide));
       const cut = await tab.evaluate(() =>
-        [...document.querySelectorAll('.value, .word, button, .chart h2')]
+        [...document.querySelectorAll('.value, .word, button, .chart h2, .trend h2, .trend .legend span')]
           .filter((one) => one.checkVisibility() && (one.scrollWidth > one.clientWidth + 1 || one.getBoundingClientRect().right > innerWidth))
           .filter((one) => getComputedStyle(one).display !== 'inline')
           .map((one) => one.textContent),
@@ -171,7 +171,7 @@ for (const width of [360, 390, 768, 1024, 1280]) {
 for (const width of [360, 1000, 1440]) {
   test(`the time axes of charts in a column are aligned at ${width} pixels`, () =>
     withTab({ viewport: { width, height: 900 } }, async (tab) => {
-      await until(tab, () => document.querySelectorAll('.u-over').length === 4);
+      await until(tab, () => document.querySelectorAll('.chart .u-over').length === 4);
       const axes = await tab.evaluate(() =>
         Object.fromEntries(
           [...document.querySelectorAll('.chart')].map((chart) => {
@@ -298,10 +298,11 @@ test('texts and traces have sufficient contrast in both themes, in normal and in
   const fake = await new FakeProgram().start();
   fake.greeting = (viewer) => {
     viewer.say(hello());
-    viewer.say(state({ battery: { soc: 9, inCharge: false }, temperature: { object: 33, ambient: 22, body: 36.8, t: 9 } }));
+    viewer.say(state({ vitals: second(), battery: { soc: 9, inCharge: false }, temperature: { object: 33, ambient: 22, body: 36.8, t: 9 } }));
     viewer.say(samples('ecg', 0, 9, [0, 1]));
     viewer.say(samples('ecg', 9, 9.1, [0, 1]));
     viewer.say({ type: 'event', t: 9.5, event: 'jump' });
+    viewer.say(vitals({ beats: [beat(9.05), beat(9.6, { class: 'ectopic' })], seconds: [second()] }));
   };
   for (const colorScheme of ['dark', 'light']) {
     await withTab({ colorScheme }, async (tab) => {

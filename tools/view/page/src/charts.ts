@@ -121,7 +121,7 @@ export class Chart {
     this.trace = new Trace(room, plan.lines, plan.band);
     room.append(this.readout);
     this.trace.canvas.setAttribute('role', 'img');
-    this.trace.canvas.setAttribute('aria-label', `${plan.title}, moving trace`);
+    this.trace.canvas.setAttribute('aria-label', `${plan.title}, moving trace${stream === 'ecg' ? ' with a mark for each beat' : ''}`);
     this.trace.over.addEventListener('pointermove', (event) => {
       this.pointer = event.clientX;
     });

@@ -13,6 +13,7 @@ import type { FrameTimes } from './frame_times';
 import type { LiveSession, LogLine } from './live_session';
 import type { State, StreamName } from './protocol';
 import type { TimeWindow } from './time_window';
+import type { VitalsHistory } from './vitals_history';
 
 export interface CopiedSamples {
   /** The index of each sample since the session began. */
@@ -31,6 +32,7 @@ export interface ConsoleAccess {
   session(): string | null;
   state(): State | null;
   samples(stream: StreamName): CopiedSamples;
+  vitals(): Pick<VitalsHistory, 'beats' | 'breaths' | 'seconds'>;
   /** The number of samples that this page has missed, by stream. */
   missed(): Record<StreamName, number>;
   events(): LogLine[];
@@ -56,6 +58,10 @@ export function consoleAccess(inside: Insides): ConsoleAccess {
     session: () => inside.session()?.hello.session ?? null,
     state: () => structuredClone(inside.session()?.state ?? null),
     samples: (stream) => copySamples(inside.session(), stream),
+    vitals: () => {
+      const { beats, breaths, seconds } = inside.session()?.vitals ?? { beats: [], breaths: [], seconds: [] };
+      return structuredClone({ beats, breaths, seconds });
+    },
     missed: () => ({ ecg: 0, filteredEcg: 0, respiration: 0, motion: 0, ...inside.session()?.missed }),
     events: () => structuredClone(inside.session()?.log ?? []),
     misunderstood: () => inside.connection.misunderstood,

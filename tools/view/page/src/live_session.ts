@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 /**
- * The data of the session: the samples of the last half minute, the latest state, and the times without link
- * and without electrode contact.
+ * The data of the session: the samples of the last half minute, the vitals of the last minutes, the latest
+ * state, and the times without link and without electrode contact.
  */
 
-import { type Hello, type Lost, type Samples, type SessionEvent, type State, type StreamName, STREAMS, WIDTH } from './protocol';
+import { type Hello, type Lost, type Samples, type SessionEvent, type State, type StreamName, STREAMS, type Vitals, WIDTH } from './protocol';
 import { SampleRing } from './sample_ring';
+import { VitalsHistory } from './vitals_history';
 
 /** From `from` to `to` in seconds of the session; null: not ended. */
 export interface Interval {
@@ -35,6 +36,7 @@ export type Rings = Readonly<Record<StreamName, SampleRing>>;
 
 export class LiveSession {
   readonly rings: Rings;
+  readonly vitals = new VitalsHistory();
   state: State | null = null;
   readonly linkOff: Interval[] = [];
   readonly electrodesOff: Interval[] = [];
@@ -63,6 +65,10 @@ export class LiveSession {
     const explained = Math.min(missing, this.announced[samples.stream]);
     this.announced[samples.stream] -= explained;
     this.missed[samples.stream] += missing - explained;
+  }
+
+  takeVitals(vitals: Vitals): void {
+    this.vitals.take(vitals);
   }
 
   takeLost(lost: Lost): void {

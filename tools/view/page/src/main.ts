@@ -14,6 +14,8 @@ import { SessionClock } from './session_clock';
 import { Status } from './status';
 import { ThemeChoice } from './theme';
 import { TimeWindow } from './time_window';
+import { Trends } from './trends';
+import type { VitalsHistory } from './vitals_history';
 
 declare global {
   interface Window {
@@ -29,11 +31,16 @@ class Page {
   private charts: Chart[] = [];
   /** The samples shown during a pause: a copy from its beginning. */
   private heldRings: Rings | null = null;
+  private heldVitals: VitalsHistory | null = null;
+  private readonly trends = new Trends(byId('trends'));
   private readonly clock = new SessionClock();
   private readonly window = new TimeWindow();
   private readonly status = new Status();
   private readonly frames = new FrameTimes();
-  private readonly theme = new ThemeChoice(() => this.charts.forEach(({ trace }) => trace.takeColours()));
+  private readonly theme = new ThemeChoice(() => {
+    this.charts.forEach(({ trace }) => trace.takeColours());
+    this.trends.takeColours();
+  });
   private readonly connection = new Connection(address(), {
     hello: (hello) => this.hello(hello),
     message: (message) => this.take(message),
@@ -77,6 +84,7 @@ class Page {
       if (this.session !== null) announce('A new session has started.', true);
       this.session = new LiveSession(hello);
       this.heldRings = null;
+      this.heldVitals = null;
       this.window.held = null;
       this.clock.reset();
       this.status.reset();
@@ -104,6 +112,9 @@ class Page {
       case 'event':
         session.takeEvent(message);
         break;
+      case 'vitals':
+        session.takeVitals(message);
+        break;
       case 'lost':
         session.takeLost(message);
         break;
@@ -114,9 +125,11 @@ class Page {
     if (this.window.paused) {
       this.window.held = null;
       this.heldRings = null;
+      this.heldVitals = null;
     } else if (this.session !== null) {
       const { ecg, filteredEcg, respiration, motion } = this.session.rings;
       this.window.held = this.edge;
+      this.heldVitals = this.session.vitals.snapshot();
       this.heldRings = {
         ecg: ecg.snapshot(),
         filteredEcg: filteredEcg.snapshot(),
@@ -161,6 +174,8 @@ class Page {
     if (session === null) return;
     const { seconds } = this.window;
     const rings = this.heldRings ?? session.rings;
+    const vitals = this.heldVitals ?? session.vitals;
+    const beats = vitals.beatsWithin(this.edge - seconds, this.edge);
     for (const chart of this.charts) {
       const electrical = chart.stream !== 'motion';
       chart.draw(rings, this.edge, seconds, wall, {
@@ -168,8 +183,10 @@ class Page {
         linkOff: session.linkOff,
         electrodesOff: electrical ? session.electrodesOff : [],
         repetitions: electrical ? [] : session.repetitions,
+        beats: chart.stream === 'ecg' ? beats : [],
       });
     }
+    this.trends.show(vitals, this.window.held ?? now);
   }
 }
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-/** Everything that is drawn on a chart besides traces: grid, hatched spans without data, repetitions. */
+/** Everything that is drawn on a chart besides traces: grid, hatched spans without data, repetitions, beats. */
 
 import type uPlot from 'uplot';
 import type { Exercise, Interval, Repetition } from './live_session';
+import type { Beat, BeatClass } from './protocol';
 import { colour } from './theme';
 
 /** The intervals of thin and bold grid lines, in seconds, for a window of some length. */
@@ -153,6 +154,54 @@ function shape(ctx: CanvasRenderingContext2D, exercise: Exercise, x: number, y: 
     ctx.rect(x - r * 0.85, y - r * 0.85, r * 1.7, r * 1.7);
   }
   ctx.fill();
+}
+
+/** A mark at the top for each beat, at the time of its R peak; its shape is the beat's class. */
+export function drawBeats(u: uPlot, beats: readonly Beat[], ink: Ink): void {
+  if (beats.length === 0) return;
+  const { ctx } = u;
+  const { top, height, left, width } = u.bbox;
+  const y = top + 6 * pixels();
+  ctx.save();
+  ctx.beginPath();
+  ctx.rect(left, top, width, height);
+  ctx.clip();
+  ctx.setLineDash([]);
+  for (const beat of beats) {
+    const x = toX(u, beat.t);
+    ctx.fillStyle = ink.ground;
+    ctx.beginPath();
+    ctx.arc(x, y, 6 * pixels(), 0, 2 * Math.PI);
+    ctx.fill();
+    drawBeat(ctx, beat.class, x, y, 4 * pixels(), ink);
+  }
+  ctx.restore();
+}
+
+/** A disc for a normal beat, an empty diamond for an ectopic one, a cross for an artefact. */
+export function drawBeat(ctx: CanvasRenderingContext2D, kind: BeatClass, x: number, y: number, r: number, ink: Ink): void {
+  ctx.fillStyle = ink.strong;
+  ctx.strokeStyle = ink.strong;
+  ctx.lineWidth = 1.75 * pixels();
+  ctx.beginPath();
+  if (kind === 'normal') {
+    ctx.arc(x, y, r * 0.75, 0, 2 * Math.PI);
+    ctx.fill();
+    return;
+  }
+  if (kind === 'ectopic') {
+    ctx.moveTo(x, y - r * 1.25);
+    ctx.lineTo(x + r * 1.25, y);
+    ctx.lineTo(x, y + r * 1.25);
+    ctx.lineTo(x - r * 1.25, y);
+    ctx.closePath();
+  } else {
+    ctx.moveTo(x - r, y - r);
+    ctx.lineTo(x + r, y + r);
+    ctx.moveTo(x + r, y - r);
+    ctx.lineTo(x - r, y + r);
+  }
+  ctx.stroke();
 }
 
 function toX(u: uPlot, time: number): number {

@@ -53,6 +53,48 @@ export interface Temperature {
   t: number;
 }
 
+export const BEAT_CLASSES = ['normal', 'ectopic', 'artefact'] as const;
+export type BeatClass = (typeof BEAT_CLASSES)[number];
+
+/** Times on the axis of the samples, in seconds of the session; qualities from 0 to 1. */
+export interface Beat {
+  t: number;
+  /** Seconds since the beat before it; null after a gap. */
+  rr: number | null;
+  class: BeatClass;
+  quality: number;
+  /** Found by searching back. */
+  late: boolean;
+}
+
+export interface Breath {
+  t: number;
+  duration: number | null;
+  depth: number;
+  quality: number;
+  /** From the ECG. */
+  derived: boolean;
+}
+
+/** The rates at the end of a second, a minute; null: not known. */
+export interface Second {
+  t: number;
+  heartRate: number | null;
+  heartRateQuality: number;
+  breathingRate: number | null;
+  breathingQuality: number;
+  /** From the ECG. */
+  breathingDerived: boolean;
+}
+
+/** What is new since the last such message; the first one has the last five minutes. */
+export interface Vitals {
+  type: 'vitals';
+  beats: Beat[];
+  breaths: Breath[];
+  seconds: Second[];
+}
+
 export interface StreamCount {
   received: number;
   perSecond: number | null;
@@ -74,6 +116,8 @@ export interface State {
   electrodesOff: boolean | null;
   temperature: Temperature | null;
   battery: { soc: number | null; inCharge: boolean } | null;
+  /** Null without a link or contact, and when nothing is computed. */
+  vitals: Second | null;
   repetitions: { pushUps: number; sitUps: number; jumps: number };
   streams: Record<string, StreamCount | undefined>;
   hostLine: string;
@@ -117,11 +161,11 @@ export interface Samples {
   values: Float32Array;
 }
 
-export type Message = Hello | State | SessionEvent | Lost | Samples;
+export type Message = Hello | State | SessionEvent | Lost | Samples | Vitals;
 
 const HEADER_BYTES = 24;
 const SAMPLES_KIND = 1;
-const TEXT_TYPES = ['hello', 'state', 'event', 'lost'];
+const TEXT_TYPES = ['hello', 'state', 'event', 'lost', 'vitals'];
 
 /** Null for types and events that are unknown to this page: a later version may have more. */
 export function parseText(text: string): Message | null {

@@ -48,6 +48,7 @@ export class Status {
     if (session === null) return;
     showNotice(session);
     if (state !== null) {
+      showVitals(state, live);
       showTemperatures(state, now);
       showBattery(state);
       showRepetitions(state);
@@ -240,6 +241,27 @@ function number(id: string, value: string, detail: string, level: Level | 'stale
   setText(tile.querySelector('.value') as Element, value);
   setText(tile.querySelector('.detail') as Element, detail || '\u00a0');
   setData(tile, 'state', level);
+}
+
+/** Unknown rates are a dash with the reason. */
+function showVitals(state: State, live: boolean): void {
+  const vitals = live ? state.vitals : null;
+  const reason = unknownVitals(state, live);
+  showRate('heart', vitals?.heartRate ?? null, vitals?.heartRateQuality ?? 0, '', reason);
+  const derived = vitals?.breathingDerived === true ? ', from the ECG' : '';
+  showRate('breathing', vitals?.breathingRate ?? null, vitals?.breathingQuality ?? 0, derived, reason);
+}
+
+function showRate(id: 'heart' | 'breathing', rate: number | null, quality: number, derived: string, reason: string): void {
+  if (rate === null) number(id, '–', reason, 'unknown');
+  else number(id, rate.toFixed(0), `quality ${Math.round(quality * 100)} %${derived}`);
+}
+
+function unknownVitals(state: State, live: boolean): string {
+  if (state.ended) return 'session ended';
+  if (!live) return 'no data';
+  if (!state.connected) return 'no link';
+  return state.electrodesOff === true ? 'electrodes off' : 'not known';
 }
 
 function showTemperatures(state: State, now: number): void {

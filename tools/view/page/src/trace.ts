@@ -4,7 +4,8 @@
 import uPlot from 'uplot';
 import { Gain, type Range } from './gain';
 import type { Interval, Repetition } from './live_session';
-import { drawBand, drawFinePaper, drawIntervals, drawRepetitions, Ink, paper } from './marks';
+import { drawBand, drawBeats, drawFinePaper, drawIntervals, drawRepetitions, Ink, paper } from './marks';
+import type { Beat } from './protocol';
 import { Reduction } from './reduction';
 import type { SampleRing } from './sample_ring';
 import { colour } from './theme';
@@ -33,14 +34,15 @@ export interface Context {
   linkOff: readonly Interval[];
   electrodesOff: readonly Interval[];
   repetitions: readonly Repetition[];
+  beats: readonly Beat[];
 }
 
-const NOTHING: Context = { now: 0, linkOff: [], electrodesOff: [], repetitions: [] };
-const AXIS_FONT = '12px system-ui, sans-serif';
+const NOTHING: Context = { now: 0, linkOff: [], electrodesOff: [], repetitions: [], beats: [] };
+export const AXIS_FONT = '12px system-ui, sans-serif';
 /** In pixels. Every chart leaves the room of a right axis, so that the time axes of all charts are aligned. */
-const LEFT_AXIS = 48;
-const RIGHT_AXIS = 40;
-const MARGIN = 4;
+export const LEFT_AXIS = 48;
+export const RIGHT_AXIS = 40;
+export const MARGIN = 4;
 
 export class Trace {
   readonly gains: readonly Gain[];
@@ -140,10 +142,11 @@ export class Trace {
         ],
         draw: [
           (u) => {
-            const { electrodesOff, linkOff, repetitions, now } = this.context;
+            const { electrodesOff, linkOff, repetitions, beats, now } = this.context;
             drawIntervals(u, electrodesOff, 'electrodes off', this.ink, now);
             drawIntervals(u, linkOff, 'no link', this.ink, now);
             drawRepetitions(u, repetitions, this.ink);
+            drawBeats(u, beats, this.ink);
           },
         ],
       },
