@@ -7,7 +7,7 @@
 
 #include <hosts/foundation/observation.h>
 #include <hosts/main_queue/main_queue.h>
-#include <tools/view/feed.h>
+#include <tools/view/message_feed.h>
 #include <tools/view/server.h>
 #include <tools/watch/receiver.h>
 #include <tools/watch/simulated_source.h>
@@ -142,7 +142,7 @@ class Run {
 
   void tick() {
     feed_.tick(source_->now());
-    ticks_ = queue_.after(Zephly::view::Feed::interval, [this] { tick(); });
+    ticks_ = queue_.after(Zephly::view::MessageFeed::interval, [this] { tick(); });
   }
 
   // The session starts when all viewers are connected; the measurement starts when its windows are
@@ -211,7 +211,7 @@ class Run {
   Load load_;
   Audience audience_;  // first, so that its processes inherit no other open files
   Zephly::main_queue::MainQueue queue_;
-  Zephly::view::Feed feed_{
+  Zephly::view::MessageFeed feed_{
       [this](const Zephly::view::Message& message) { server_->send(message); }};
   std::unique_ptr<Zephly::view::Server> server_;
   std::unique_ptr<Zephly::watch::SimulatedSource> source_;

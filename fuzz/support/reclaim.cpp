@@ -14,6 +14,10 @@ extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
     void (*malloc_hook)(const volatile void*, std::size_t),
     void (*free_hook)(const volatile void*));
 
+// Of its detector of leaks; absent in other builds.
+extern "C" [[gnu::weak]] void __lsan_disable();
+extern "C" [[gnu::weak]] void __lsan_enable();
+
 // Memory from `new double[]` is also freed with free(): the allocator does not distinguish them.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
@@ -57,5 +61,13 @@ Reclaim::~Reclaim() {
 Reclaim::Watching::Watching() { watching = true; }
 
 Reclaim::Watching::~Watching() { watching = false; }
+
+Reclaim::Keeping::Keeping() {
+  if (__lsan_disable != nullptr) __lsan_disable();
+}
+
+Reclaim::Keeping::~Keeping() {
+  if (__lsan_enable != nullptr) __lsan_enable();
+}
 
 }  // namespace fuzz

@@ -37,15 +37,14 @@ std::optional<http::status> statusFor(const beast::error_code& error) {
 
 }  // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared)
+Connection::Connection(asio::ip::tcp::socket socket, asio::ip::address peer,
+                       std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
       stream_(std::move(socket)),
       // Bounds what is read before the parser checks its limits.
       buffer_(Client::shared().limits.headerBytes + Client::shared().limits.bodyBytes),
-      number_(++Client::shared().lastConnection) {
-  Error error;  // a client that has closed already has no address
-  const auto endpoint = stream_.socket().remote_endpoint(error);
-  if (!error) peer_ = endpoint.address();
+      number_(++Client::shared().lastConnection),
+      peer_(std::move(peer)) {
   Client::shared().connections.emplace(number_, this);
 }
 
@@ -84,7 +83,7 @@ void Connection::received(Error error) {
     // A client must not send data before the handshake is complete.
     send(refusal(http::status::bad_request));
   } else {
-    std::make_shared<Viewer>(std::move(stream_), sharedPointer())->accept(request);
+    std::make_shared<Viewer>(std::move(stream_), peer_, sharedPointer())->accept(request);
   }
 }
 

@@ -3,7 +3,7 @@
 /// @file
 /// A connection that speaks HTTP: one request after the other, until one opens a WebSocket.
 ///
-///   std::make_shared<Connection>(std::move(socket), shared)->run();
+///   std::make_shared<Connection>(std::move(socket), peer, shared)->run();
 ///
 /// A wrong request gets a line of text as its answer. After a request that cannot be parsed the
 /// connection is closed, because the start of the next one is unknown.
@@ -27,7 +27,9 @@ namespace Zephly::view {
 
 class Connection final : public Client, public std::enable_shared_from_this<Connection> {
  public:
-  Connection(boost::asio::ip::tcp::socket socket, std::shared_ptr<Server::Shared> shared);
+  /// `peer`: the address of the client.
+  Connection(boost::asio::ip::tcp::socket socket, boost::asio::ip::address peer,
+             std::shared_ptr<Server::Shared> shared);
   ~Connection() override;
 
   /// Reads and answers requests until the client closes or breaks the protocol.

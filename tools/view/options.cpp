@@ -42,8 +42,8 @@ void addOptions(CLI::App& command, Options& options) {
                "; 0: any free port)",
            [&](const std::string& text) { options.port = port(text); });
   addValue(command, "--listen", "ADDRESS",
-           "Serve the page to the network on this address (0.0.0.0 or :: for all); prints an "
-           "access token",
+           "Serve the page on this address (0.0.0.0 or :: for all) to everyone with the access "
+           "token that is printed (default: to every user of this machine, without a token)",
            [&](const std::string& text) { options.listen = address(text); });
   // Without a group an option is not in the help text: for tests.
   addValue(command, "--viewer-queue", "BYTES", "Bytes that may wait for one viewer",

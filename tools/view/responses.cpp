@@ -20,6 +20,8 @@ using http::status;
 
 std::string_view plain(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
+constexpr std::string_view webSocketVersion = "13";
+
 // The state that an answer depends on, besides the request.
 struct Parts {
   std::string_view path;
@@ -87,6 +89,7 @@ class Answer {
     if (result == status::upgrade_required) {
       response.set(field::upgrade, "websocket");
       response.set(field::connection, "Upgrade");
+      response.set(field::sec_websocket_version, webSocketVersion);
     }
     return complete(std::move(response));
   }
@@ -164,7 +167,14 @@ bool isKey(std::string_view text) {
 
 Reply replyToLive(const Request& request, const Answer& answer, bool full) {
   if (!boost::beast::websocket::is_upgrade(request)) return {answer.line(status::upgrade_required)};
-  if (!isKey(plain(request[field::sec_websocket_key]))) return {answer.line(status::bad_request)};
+  // What Boost.Beast refuses itself would lack the headers that protect the page.
+  const auto version = valueOf(request, field::sec_websocket_version);
+  if (!version || !isKey(plain(request[field::sec_websocket_key]))) {
+    return {answer.line(status::bad_request)};
+  }
+  if (*version != webSocketVersion) {
+    return {answer.line(status::upgrade_required, "Only version 13 of WebSocket is supported.")};
+  }
   if (!Access::allowsOrigin(valueOf(request, field::origin), plain(request[field::host]))) {
     return {answer.line(status::forbidden, "Only the page itself may open this WebSocket.")};
   }

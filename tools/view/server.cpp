@@ -4,7 +4,6 @@
 #include <tools/view/connection.h>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <ifaddrs.h>
@@ -152,6 +151,15 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
     pause_.cancel();
   }
 
+  void take(tcp::socket socket, ip::address peer) {
+    const std::size_t occupied = shared_->clients.size() - shared_->replaced;
+    if (occupied >= shared_->limits.clients && !makeRoom(*shared_)) return;
+    Error ignored;  // without the options the connection works, too
+    socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(asio::socket_base::send_buffer_size(shared_->limits.socketBytes), ignored);
+    std::make_shared<Connection>(std::move(socket), std::move(peer), shared_)->run();
+  }
+
  private:
   void accept() {
     acceptor_.async_accept([self = shared_from_this()](Error error, tcp::socket socket) {
@@ -160,7 +168,9 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
         self->acceptLater();
         return;
       }
-      self->take(std::move(socket));
+      Error unknown;  // a client that has closed already has no address
+      const ip::address peer = socket.remote_endpoint(unknown).address();
+      self->take(std::move(socket), peer);
       self->accept();
     });
   }
@@ -170,15 +180,6 @@ class Server::Listener : public std::enable_shared_from_this<Listener> {
     pause_.async_wait([self = shared_from_this()](Error error) {
       if (!error && self->acceptor_.is_open()) self->accept();
     });
-  }
-
-  void take(tcp::socket socket) {
-    const std::size_t occupied = shared_->clients.size() - shared_->replaced;
-    if (occupied >= shared_->limits.clients && !makeRoom(*shared_)) return;
-    Error ignored;  // without the options the connection works, too
-    socket.set_option(tcp::no_delay(true), ignored);
-    socket.set_option(asio::socket_base::send_buffer_size(shared_->limits.socketBytes), ignored);
-    std::make_shared<Connection>(std::move(socket), shared_)->run();
   }
 
   tcp::acceptor acceptor_;
@@ -229,6 +230,10 @@ std::vector<std::string> Server::addresses() const {
     texts.push_back(std::move(text));
   }
   return texts;
+}
+
+void Server::serve(tcp::socket socket, ip::address peer) {
+  listener_->take(std::move(socket), std::move(peer));
 }
 
 void Server::send(const Message& message) {

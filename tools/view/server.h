@@ -22,6 +22,7 @@
 #include <tools/view/viewer_queue.h>
 
 #include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 #include <chrono>
 #include <cstddef>
@@ -91,6 +92,10 @@ class Server {
   std::uint16_t port() const;
   /// URLs of the page, with the token; several when it listens on all addresses.
   std::vector<std::string> addresses() const;
+
+  /// Serves a connection that was opened elsewhere, such as one end of a pair of sockets. `peer`:
+  /// the address of the client.
+  void serve(boost::asio::ip::tcp::socket socket, boost::asio::ip::address peer);
 
   /// Queues the message for every viewer.
   void send(const Message& message);

@@ -16,12 +16,6 @@ namespace {
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 
-std::string addressOf(const ClientStream& stream) {
-  beast::error_code error;
-  const auto endpoint = stream.socket().remote_endpoint(error);
-  return error ? "unknown address" : endpoint.address().to_string();
-}
-
 std::string watching(std::size_t viewers) { return std::to_string(viewers) + " watching"; }
 
 }  // namespace
@@ -30,10 +24,11 @@ std::string watching(std::size_t viewers) { return std::to_string(viewers) + " w
 // written), gone (not in shared().viewers). All of it runs on the queue's thread. At most one write
 // is in flight (busy_); written() starts the next one, so messages leave in order.
 
-Viewer::Viewer(ClientStream stream, std::shared_ptr<Server::Shared> shared)
+Viewer::Viewer(ClientStream stream, boost::asio::ip::address peer,
+               std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
       stream_(std::in_place, std::move(stream)),
-      peer_(addressOf(stream_->next_layer())),
+      peer_(std::move(peer)),
       queue_(Client::shared().limits.queueBytes) {}
 
 // Whoever is still here goes with the server: there is nobody left to report it to, and a line
@@ -60,8 +55,8 @@ void Viewer::accepted(Error error) {
   shared().viewers.insert(this);
   number_ = ++shared().lastViewer;
   connected_ = Clock::now();
-  shared().report("Viewer " + std::to_string(number_) + " from " + peer_ + " connected; " +
-                  watching(shared().viewers.size()) + ".");
+  shared().report("Viewer " + std::to_string(number_) + " from " + peer_.to_string() +
+                  " connected; " + watching(shared().viewers.size()) + ".");
   read();
   for (const Message& message : shared().greeting()) push(message);
 }

@@ -3,7 +3,7 @@
 /// @file
 /// A viewer: a browser that shows the live page, connected by a WebSocket.
 ///
-///   const auto viewer = std::make_shared<Viewer>(std::move(stream), shared);
+///   const auto viewer = std::make_shared<Viewer>(std::move(stream), peer, shared);
 ///   viewer->accept(request);
 ///   viewer->push(message);
 
@@ -26,7 +26,9 @@ using Request = boost::beast::http::request<boost::beast::http::string_body>;
 
 class Viewer final : public Client, public std::enable_shared_from_this<Viewer> {
  public:
-  Viewer(ClientStream stream, std::shared_ptr<Server::Shared> shared);
+  /// `peer`: the address of the client.
+  Viewer(ClientStream stream, boost::asio::ip::address peer,
+         std::shared_ptr<Server::Shared> shared);
   ~Viewer() override;
 
   /// Answers the WebSocket handshake; a wrong one is answered with an HTTP error.
@@ -52,7 +54,7 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   void leave();
 
   std::optional<boost::beast::websocket::stream<ClientStream>> stream_;  // until release()
-  std::string peer_;
+  boost::asio::ip::address peer_;
   boost::beast::flat_buffer received_;
   ViewerQueue queue_;
   // One write at a time: busy_ while it is pending, and writing_ keeps its bytes. ending_: close

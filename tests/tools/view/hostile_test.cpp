@@ -20,6 +20,7 @@ namespace Zephly::view {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 // After each test a correct client is still served.
@@ -156,12 +157,21 @@ TEST_F(HostileTest, RefusesAnInvalidHandshake) {
   const std::string version = "Sec-WebSocket-Version: 13\r\n";
   EXPECT_EQ(statusOf(upgrade + version + "\r\n"), "400");
   EXPECT_EQ(statusOf(upgrade + key + "\r\n"), "400");
-  EXPECT_EQ(statusOf(upgrade + key + "Sec-WebSocket-Version: 8\r\n\r\n"), "426");
   EXPECT_EQ(statusOf(upgrade + version + "Sec-WebSocket-Key: short\r\n\r\n"), "400");
   EXPECT_EQ(statusOf(upgrade + version + "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZ*==\r\n\r\n"),
             "400");
   EXPECT_EQ(statusOf(upgrade + key + version + "\r\nspoken too early"), "400");
   EXPECT_THAT(world.lines, IsEmpty());
+}
+
+TEST_F(HostileTest, ARefusedHandshakeHasTheHeadersThatProtectThePage) {
+  RawClient client(world);
+  client.send("GET /live HTTP/1.1\r\nHost: " + world.host() +
+              "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 8\r\n"
+              "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
+  ASSERT_TRUE(world.runUntil([&] { return client.closed() || client.status() == "426"; }));
+  EXPECT_THAT(client.received(), HasSubstr("\r\nContent-Security-Policy: default-src 'none'; "));
+  EXPECT_THAT(client.received(), HasSubstr("\r\nSec-WebSocket-Version: 13\r\n"));
 }
 
 TEST_F(HostileTest, RefusesAnotherOrigin) {

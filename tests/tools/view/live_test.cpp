@@ -2,6 +2,7 @@
 // Viewers: each gets everything, and none delays the others.
 
 #include <hosts/foundation/observation.h>
+#include <hosts/main_queue/file_descriptor.h>
 #include <hosts/main_queue/main_queue.h>
 #include <tools/view/message_feed.h>
 #include <tools/watch/receiver.h>
@@ -14,6 +15,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -21,6 +24,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Zephly::view {
@@ -48,6 +52,24 @@ TEST(LiveTest, AViewerGetsAGreetingAndThenAllMessages) {
   EXPECT_FALSE(client.messages()[0].binary);
   EXPECT_TRUE(client.messages()[1].binary);
   EXPECT_EQ(client.messages()[2].bytes, "more");
+}
+
+TEST(LiveTest, ServesASocketThatWasOpenedElsewhere) {
+  World world;
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+  const main_queue::FileDescriptor client(ends[0]);
+  boost::asio::ip::tcp::socket socket(world.context);
+  socket.assign(boost::asio::ip::tcp::v4(), ends[1]);
+  world.server->serve(std::move(socket), boost::asio::ip::make_address("192.0.2.7"));
+  const std::string request = "GET /live HTTP/1.1\r\nHost: " + world.host() +
+                              "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+                              "Sec-WebSocket-Version: 13\r\n"
+                              "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
+  ASSERT_EQ(::write(client.get(), request.data(), request.size()),
+            static_cast<ssize_t>(request.size()));
+  ASSERT_TRUE(world.runUntil([&] { return !world.lines.empty(); }));
+  EXPECT_THAT(world.lines, ElementsAre("Viewer 1 from 192.0.2.7 connected; 1 watching."));
 }
 
 TEST(LiveTest, ReportsConnectingAndDisconnectingViewers) {

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#include <tests/tools/view/visitor.h>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace attack {
+
+namespace {
+
+constexpr timeval patience{10, 0};
+
+struct Frame {
+  std::size_t head;
+  std::size_t length;
+};
+
+// The sizes of a server's frame, which is a whole message without a mask; empty when more bytes are
+// needed.
+std::optional<Frame> frameIn(std::string_view bytes) {
+  constexpr std::size_t smallest = 2;
+  if (bytes.size() < smallest) return std::nullopt;
+  const std::size_t first = static_cast<unsigned char>(bytes[1]);
+  if (first < 126) return Frame{smallest, first};
+  const std::size_t head = smallest + (first == 126 ? 2 : 8);
+  if (bytes.size() < head) return std::nullopt;
+  std::size_t length = 0;
+  for (const char byte : bytes.substr(smallest, head - smallest)) {
+    length = length << 8U | static_cast<unsigned char>(byte);
+  }
+  return Frame{head, length};
+}
+
+}  // namespace
+
+Visitor::Visitor(std::uint16_t port, std::string token) : port_(port), token_(std::move(token)) {}
+
+Visitor::~Visitor() { close(); }
+
+void Visitor::close() {
+  if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+  received_.clear();
+}
+
+bool Visitor::fail(std::string problem) {
+  problem_ = std::move(problem);
+  return false;
+}
+
+bool Visitor::connect() {
+  close();
+  descriptor_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // Limits connect(), too.
+  ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+  ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  sockaddr_in server{};
+  server.sin_family = AF_INET;
+  server.sin_port = htons(port_);
+  server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const auto* address = reinterpret_cast<const sockaddr*>(&server);
+  if (::connect(descriptor_, address, sizeof server) == 0) return true;
+  return fail(std::string("no connection: ") + std::strerror(errno));
+}
+
+bool Visitor::send(const std::string& bytes) {
+  const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  if (count == static_cast<ssize_t>(bytes.size())) return true;
+  return fail(std::string("a request cannot be sent: ") + std::strerror(errno));
+}
+
+bool Visitor::receive() {
+  std::array<char, 65536> part{};
+  ssize_t count = 0;
+  do {
+    count = ::recv(descriptor_, part.data(), part.size(), 0);
+  } while (count < 0 && errno == EINTR);
+  if (count == 0) return fail("the server has closed the connection");
+  if (count < 0) return fail(std::string("no answer: ") + std::strerror(errno));
+  received_.append(part.data(), static_cast<std::size_t>(count));
+  return true;
+}
+
+std::optional<std::string> Visitor::ask(const std::string& target, const std::string& headers) {
+  if (!connect() || !send("GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" +
+                          std::to_string(port_) + "\r\n" + headers + "\r\n")) {
+    return std::nullopt;
+  }
+  constexpr std::string_view separator = "\r\n\r\n";
+  while (received_.find(separator) == std::string::npos) {
+    if (!receive()) return std::nullopt;
+  }
+  const std::size_t size = received_.find(separator) + separator.size();
+  std::string head = received_.substr(0, size);
+  received_.erase(0, size);
+  return head;
+}
+
+bool Visitor::openPage() {
+  const auto welcome = ask("/?token=" + token_, "");
+  if (!welcome) return false;
+  constexpr std::string_view name = "Set-Cookie: ";
+  const std::size_t at = welcome->find(name);
+  if (at == std::string::npos) return fail("no cookie in " + *welcome);
+  const std::size_t value = at + name.size();
+  cookie_ = welcome->substr(value, welcome->find(';', value) - value);
+  const auto page = ask("/", "Cookie: " + cookie_ + "\r\n");
+  if (!page) return false;
+  if (page->rfind("HTTP/1.1 200 ", 0) != 0) return fail("no page: " + *page);
+  while (received_.find("</title>") == std::string::npos) {
+    if (!receive()) return false;
+  }
+  return true;
+}
+
+bool Visitor::watch() {
+  const auto answer =
+      ask("/live", "Cookie: " + cookie_ + "\r\nOrigin: http://127.0.0.1:" + std::to_string(port_) +
+                       "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+                       "Sec-WebSocket-Version: 13\r\n"
+                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n");
+  if (!answer) return false;
+  if (answer->rfind("HTTP/1.1 101 ", 0) != 0) return fail("no WebSocket: " + *answer);
+  return true;
+}
+
+std::optional<Visitor::Message> Visitor::next() {
+  auto frame = frameIn(received_);
+  while (!frame || received_.size() < frame->head + frame->length) {
+    if (!receive()) return std::nullopt;
+    frame = frameIn(received_);
+  }
+  const auto kind = static_cast<unsigned char>(received_[0]) & 15U;
+  Message message{kind == 2, received_.substr(frame->head, frame->length)};
+  received_.erase(0, frame->head + frame->length);
+  if (kind == 8) {
+    problem_ = "the server has closed the WebSocket";
+    return std::nullopt;
+  }
+  return message;
+}
+
+}  // namespace attack
