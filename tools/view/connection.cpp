@@ -8,6 +8,7 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace Zephly::view {
@@ -114,7 +115,7 @@ void Connection::hangUp() {
 
 void Connection::discard() {
   constexpr std::size_t piece = 4096;
-  stream_.async_read_some(buffer_.prepare(piece),
+  stream_.async_read_some(buffer_.prepare(std::min(piece, buffer_.max_size())),
                           [self = shared_from_this()](Error error, std::size_t count) {
                             self->discarded_ += count;
                             if (!error && self->discarded_ < patienceInBytes) {

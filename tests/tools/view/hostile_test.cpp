@@ -101,6 +101,22 @@ TEST_F(HostileTest, ABodyIs413) {
   EXPECT_EQ(statusOf(get() + "Transfer-Encoding: chunked\r\n\r\n" + chunks + "0\r\n\r\n"), "413");
 }
 
+ServerOptions small() {
+  ServerOptions options;
+  options.limits.headerBytes = 512;
+  options.limits.bodyBytes = 32;
+  return options;
+}
+
+class SmallTest : public HostileTest {
+ protected:
+  SmallTest() : HostileTest(small()) {}
+};
+
+TEST_F(SmallTest, ARefusedClientIsClosedWithBuffersSmallerThanAPage) {
+  EXPECT_EQ(statusOf(get() + "Content-Length: 33\r\n\r\n" + std::string(33, 'x')), "413");
+}
+
 ServerOptions impatient() {
   ServerOptions options;
   options.limits.headerBytes = 64UL * 1024 * 1024;  // so that nothing but time ends a request
