@@ -38,10 +38,6 @@ struct Plan {
   bool reads = true;                   ///< whatever the server sends
   bool leaves = false;                 ///< closes the connection at once
   std::chrono::milliseconds away{50};  ///< until the next connection
-};                                     ///< then sent again and again; empty: nothing
-std::chrono::milliseconds pause{0};    ///< before each `endless`
-bool reads = true;                     ///< whatever the server sends
-bool leaves = false;                   ///< closes the connection at once
 };
 
 /// Of all attackers of one kind.
