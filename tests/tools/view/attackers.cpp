@@ -37,7 +37,7 @@ std::vector<Plan> plansFor(std::uint16_t port, const std::string& token) {
                                 "Connection: Upgrade\r\nUpgrade: websocket\r\n"
                                 "Sec-WebSocket-Version: 13\r\n"
                                 "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
-  const std::string ping = bytes({0x89, 0x80, 0, 0, 0, 0});
+  const std::string ping = bytes({0x89, 0xFD, 0, 0, 0, 0}) + std::string(125, 'p');
   const std::string firstFragment = bytes({0x01, 0x80, 0, 0, 0, 0});
   const std::string fragment = bytes({0x00, 0x80, 0, 0, 0, 0});
   return {
@@ -59,7 +59,7 @@ std::vector<Plan> plansFor(std::uint16_t port, const std::string& token) {
        .attackers = 4,
        .opening = webSocket,
        .waits = true,
-       .endless = times(1000, ping)},
+       .endless = times(100, ping)},
       {.name = "fragments",
        .attackers = 4,
        .opening = webSocket,
