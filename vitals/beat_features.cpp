@@ -19,7 +19,7 @@ float octaves(double above, double below) {
 
 // Edges of the windows beside the candidate, in seconds.
 constexpr std::array<double, 7> behind = {0.06, 0.1, 0.14, 0.18, 0.22, 0.26, 0.32};
-constexpr std::array<double, 7> before = {0.06, 0.1, 0.15, 0.2, 0.26, 0.34, 0.46};
+constexpr std::array<double, 7> secondsBefore = {0.06, 0.1, 0.15, 0.2, 0.26, 0.34, 0.46};
 
 }  // namespace
 
@@ -50,8 +50,8 @@ BeatFeatures beatFeatures(const Candidate& candidate, const Surroundings& around
   for (std::size_t i = 0; i + 1 < behind.size(); ++i) {
     add(around.strongest(behind[i], behind[i + 1]), candidate.strength);
   }
-  for (std::size_t i = 0; i + 1 < before.size(); ++i) {
-    add(around.strongest(-before[i + 1], -before[i]), candidate.strength);
+  for (std::size_t i = 0; i + 1 < secondsBefore.size(); ++i) {
+    add(around.strongest(-secondsBefore[i + 1], -secondsBefore[i]), candidate.strength);
   }
   add(around.strongestPeak(0.1, 0.4), candidate.strength);
   add(history.noise(), candidate.strength);
