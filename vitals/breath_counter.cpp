@@ -27,6 +27,7 @@ constexpr double leastPatience = 6;     // s
 constexpr Time longestHold = 10s;       // a top that lasts longer is no breath
 constexpr Time settling = 500ms;        // a top so soon after the beginning may be its edge
 constexpr Time breathsRemembered = 60s;
+constexpr Time usualUpdates = 1s;
 
 double inSeconds(Time time) { return std::chrono::duration<double>(time).count(); }
 
@@ -78,7 +79,7 @@ std::optional<Breath> BreathCounter::push(const Point& point) {
     ++points_;
     return std::nullopt;
   }
-  if (now.time - updated_ >= 1s || now.time < updated_) updateUsual(now.time);
+  if (now.time - updated_ >= usualUpdates || now.time < updated_) updateUsual(now.time);
   disturbance_ = std::max(disturbance_, now.disturbance);
   if (usualSwing_ > 0 && clearness(now.roughness) < leastClearness) {
     // Movement. A breath may be missed in it, so the next duration is not known.

@@ -34,7 +34,10 @@ using Zephly::simulator::Wearer;
 using Zephly::vitals::Time;
 
 constexpr StrapTime length = 10min;
-constexpr int wearers = 8;  // of each condition, one seed each
+constexpr StrapTime shortestPause = 12500ms;
+constexpr StrapTime soonest = 5s;     // of a pause, in which a rate may still be reported
+constexpr StrapTime beginning = 20s;  // not counted
+constexpr int wearers = 8;            // of each condition, one seed each
 
 struct Condition {
   std::string name;
@@ -94,7 +97,7 @@ std::vector<Condition> conditions() {
        [] {
          Wearer wearer{.irregularity = 0.1};
          double level = 1.5;
-         for (StrapTime at = 30s; at < length; at += 60s, level = -level)
+         for (StrapTime at = length / 20; at < length; at += length / 10, level = -level)
            wearer.postures.push_back({at, level, level > 0 ? 0.5 : 1.3, level > 0 ? 0.7 : 1.2});
          return quiet(wearer);
        }},
@@ -130,10 +133,10 @@ void countPauses(Score& score, const BreathingTrial& trial) {
   for (std::size_t i = 1; i < trial.truth.ends.size(); ++i) {
     const StrapTime from = trial.truth.ends[i - 1];
     const StrapTime to = trial.truth.ends[i];
-    if (to - from < 12500ms || from < 20s) continue;
+    if (to - from < shortestPause || from < beginning) continue;
     ++score.pauses;
     if (std::ranges::any_of(trial.seconds, [&](const BreathingTrial::Second& second) {
-          return second.time > from + 5s && second.time <= to && !second.perMinute;
+          return second.time > from + soonest && second.time <= to && !second.perMinute;
         }))
       ++score.noticed;
   }
@@ -144,7 +147,7 @@ void countPauses(Score& score, const BreathingTrial& trial) {
 void add(Score& score, const BreathingTrial& trial, const TrainingPlan& plan, Time delay,
          Time sameBreath) {
   for (const BreathingTrial::Second& second : trial.seconds) {
-    if (second.time < 20s) continue;
+    if (second.time < beginning) continue;
     ++score.seconds;
     if (!plan.electrodesOn(second.time - 1ns)) {
       score.answeredElse += second.perMinute ? 1 : 0;
@@ -159,10 +162,10 @@ void add(Score& score, const BreathingTrial& trial, const TrainingPlan& plan, Ti
     }
   }
   countPauses(score, trial);
-  if (sameBreath == 0s) return;
+  if (sameBreath == StrapTime::zero()) return;
   std::size_t next = 0;
   for (const StrapTime end : trial.truth.ends) {
-    if (end < 20s || end > length - 5s) continue;
+    if (end < beginning || end > length - 5s) continue;
     if (!plan.electrodesOn(end)) continue;
     ++score.breaths;
     while (next < trial.breaths.size() && trial.breaths[next].time < end - sameBreath) ++next;
@@ -172,7 +175,7 @@ void add(Score& score, const BreathingTrial& trial, const TrainingPlan& plan, Ti
     }
   }
   for (const auto& breath : trial.breaths) {
-    if (breath.time < 20s || breath.time > length - 5s) continue;
+    if (breath.time < beginning || breath.time > length - 5s) continue;
     if (std::ranges::none_of(trial.truth.ends, [&](StrapTime end) {
           return std::chrono::abs(end - breath.time) <= sameBreath;
         }))

@@ -241,7 +241,7 @@ BeatNet trainNet(const std::vector<TrainingRecord>& records, unsigned seed) {
   std::vector<std::vector<Example>> visited;
   BeatNet net{};
   for (int round = 0; round < rounds; ++round) {
-    std::vector<Example>& examples = visited.emplace_back();
+    std::vector<Example> examples;
     for (const TrainingRecord& record : records) {
       for (int kind = 0; kind < 4; ++kind) {
         const MarkedRecording recording = variant(record, kind, random);
@@ -250,9 +250,10 @@ BeatNet trainNet(const std::vector<TrainingRecord>& records, unsigned seed) {
                                             examples, kind == 0 ? 1.0F : 0.5F));
       }
     }
+    if (round == 0) trainee.standardise(examples);
+    visited.push_back(std::move(examples));
     if (round >= roundsKept)
       std::vector<Example>().swap(visited[static_cast<std::size_t>(round - roundsKept)]);
-    if (round == 0) trainee.standardise(examples);
     std::vector<const Example*> order;
     for (const auto& each : visited) {
       for (const Example& example : each) order.push_back(&example);

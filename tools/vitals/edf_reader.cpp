@@ -95,9 +95,8 @@ void EdfReader::readFileHeader(const std::string& header) {
   const auto text = [&](const EdfField& field) {
     return std::string_view(header).substr(field.at, field.width);
   };
-  const auto number = [&]<class Number>(Number /*kind*/, const EdfField& field,
-                                        const std::string& what) {
-    const auto value = edfNumber<Number>(text(field));
+  const auto number = [&](auto kind, const EdfField& field, const std::string& what) {
+    const auto value = edfNumber<decltype(kind)>(text(field));
     if (!value) fail(field.at, what + " expected, found " + excerpt(text(field)));
     return *value;
   };
@@ -163,9 +162,9 @@ void EdfReader::readSignals(const std::string& header) {
 }
 
 EdfReader::Place EdfReader::scaleOf(const Fields& fields, std::size_t signal) const {
-  const auto number = [&]<class Number>(Number /*kind*/, std::uint64_t begin) {
+  const auto number = [&](auto kind, std::uint64_t begin) {
     const EdfField field = fields.field(begin, 8, signal);
-    const auto value = edfNumber<Number>(fields.text(field));
+    const auto value = edfNumber<decltype(kind)>(fields.text(field));
     if (!value || !std::isfinite(static_cast<double>(*value))) {
       fail(field.at, "a number expected, found " + excerpt(fields.text(field)));
     }

@@ -13,10 +13,10 @@
 namespace {
 
 using namespace std::chrono_literals;
+using Zephly::Stream;
 using Zephly::replay::CaptureVitals;
 using Zephly::replay::PlayedRecord;
 using Zephly::replay::Timeline;
-using Zephly::Stream;
 namespace vitals = Zephly::vitals;
 
 struct Collected final : vitals::Receiver {
