@@ -35,9 +35,9 @@ using Zephly::vitals::Time;
 
 constexpr StrapTime length = 10min;
 constexpr StrapTime shortestPause = 12500ms;
-constexpr StrapTime soonest = 5s;     // of a pause, in which a rate may still be reported
-constexpr StrapTime beginning = 20s;  // not counted
-constexpr int wearers = 8;            // of each condition, one seed each
+constexpr StrapTime soonest = 5s;  // of a pause, in which a rate may still be reported
+constexpr StrapTime beginning = 20s, ending = 5s;  // of a trial, not counted
+constexpr int wearers = 8;                         // of each condition, one seed each
 
 struct Condition {
   std::string name;
@@ -165,7 +165,7 @@ void add(Score& score, const BreathingTrial& trial, const TrainingPlan& plan, Ti
   if (sameBreath == StrapTime::zero()) return;
   std::size_t next = 0;
   for (const StrapTime end : trial.truth.ends) {
-    if (end < beginning || end > length - 5s) continue;
+    if (end < beginning || end > length - ending) continue;
     if (!plan.electrodesOn(end)) continue;
     ++score.breaths;
     while (next < trial.breaths.size() && trial.breaths[next].time < end - sameBreath) ++next;
@@ -175,7 +175,7 @@ void add(Score& score, const BreathingTrial& trial, const TrainingPlan& plan, Ti
     }
   }
   for (const auto& breath : trial.breaths) {
-    if (breath.time < beginning || breath.time > length - 5s) continue;
+    if (breath.time < beginning || breath.time > length - ending) continue;
     if (std::ranges::none_of(trial.truth.ends, [&](StrapTime end) {
           return std::chrono::abs(end - breath.time) <= sameBreath;
         }))
