@@ -90,7 +90,8 @@ std::vector<Condition> conditions() {
       {"cough, every 20 s",
        [] {
          Wearer wearer{.irregularity = 0.1};
-         for (StrapTime at = 20s; at < length; at += 20s) wearer.coughs.push_back(at + 300ms);
+         for (StrapTime at = beginning; at < length; at += beginning)
+           wearer.coughs.push_back(at + 300ms);
          return quiet(wearer);
        }},
       {"posture, every 60 s",
