@@ -184,8 +184,10 @@ void checkCsv(const Tree& tree, const std::optional<Zephly::PerStream<std::uint6
     const std::uint64_t rows = rowsIn(tree.at(name));
     require(!samples || rows == (*samples)[stream], "a row for each sample");
   }
-  require(tree.contains("csv/events.csv"), "a file for the events");
-  rowsIn(tree.at("csv/events.csv"));
+  for (const char* name : {"csv/events.csv", "csv/beats.csv", "csv/breaths.csv", "csv/vitals.csv"}) {
+    require(tree.contains(name), "a file for the events, and one for each of the vitals");
+    rowsIn(tree.at(name));
+  }
 }
 
 // One export -------------------------------------------------------------------------------------
@@ -253,7 +255,7 @@ void check(const ExportOptions& options, const Export& result) {
   require(result.after.at("a.zcap") == result.before.at("a.zcap"), "the capture is the same");
   if (options.edf) checkEdf(result.after.at("a.edf"), options);
   if (options.csv) checkCsv(result.after, result.samples);
-  const std::size_t files = (options.edf ? 1 : 0) + (options.csv ? 6 : 0);
+  const std::size_t files = (options.edf ? 1 : 0) + (options.csv ? 9 : 0);
   require(result.written.size() == files, "each output is reported");
   for (const WrittenFile& one : result.written) {
     require(one.bytes == fs::file_size(one.path), "the size of an output");

@@ -226,7 +226,7 @@ TEST(ExportProgramTest, ListsWhatItHasWritten) {
   const Finished run = runProgram({"export", file, "--csv", scratch / "csv"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.errors, "");
-  ASSERT_EQ(run.outputLines().size(), 6U);
+  ASSERT_EQ(run.outputLines().size(), 9U);  // six streams and events, three of vitals
   EXPECT_THAT(run.outputLines()[0],
               MatchesRegex(".*/csv/ecg\\.csv +[0-9.]+ kB  0:01 to 0:05  2496 rows"));
   const Finished quiet = runProgram({"export", file, "--csv", scratch / "other", "--quiet"});
