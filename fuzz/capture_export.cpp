@@ -184,7 +184,8 @@ void checkCsv(const Tree& tree, const std::optional<Zephly::PerStream<std::uint6
     const std::uint64_t rows = rowsIn(tree.at(name));
     require(!samples || rows == (*samples)[stream], "a row for each sample");
   }
-  for (const char* name : {"csv/events.csv", "csv/beats.csv", "csv/breaths.csv", "csv/vitals.csv"}) {
+  for (const char* name :
+       {"csv/events.csv", "csv/beats.csv", "csv/breaths.csv", "csv/vitals.csv"}) {
     require(tree.contains(name), "a file for the events, and one for each of the vitals");
     rowsIn(tree.at(name));
   }
