@@ -171,13 +171,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Malformed{"OneAxis", "Accelerometer X\n1\n", ":1:"}),
     [](const auto& instance) { return instance.param.name; });
 
-// The shell limits the memory: of the file, only the numbers are kept.
-Finished playWithLittleMemory(const std::string& file, const std::string& rate) {
-  return runOther("/bin/sh", {"-c", "ulimit -v 300000; exec \"$0\" \"$@\"", ZEPHLY_PROGRAM,
-                              "monitor", "--simulated", "--recording", file, "--rate", rate,
-                              "--duration", "0.1", "--speed", "1000"});
-}
-
 TEST(RecordingLimitTest, ALargeFileIsRefusedWithoutBeingRead) {
   const File file("ECG\n1\n");
   std::filesystem::resize_file(file.path(), (1ULL << 30U) + 1);
@@ -195,36 +188,6 @@ TEST(RecordingLimitTest, APipeIsRefusedAtOnce) {
       {"-c", "exec \"$0\" monitor --simulated --rate 100 --recording <(yes)", ZEPHLY_PROGRAM});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("is a pipe, not a regular file")));
-}
-
-// A sanitizer's memory cannot be limited.
-TEST(RecordingLimitTest, MemoryFollowsTheNumbersAndNotTheFile) {
-  if (sanitized) GTEST_SKIP() << "needs an address space without shadow memory";
-  // 320 MB: few numbers in long lines.
-  const File file("ECG,note\n");
-  {
-    std::ofstream text(file.path(), std::ios::app);
-    const std::string row = "1," + std::string(60'000, 'x') + "\n";
-    for (int i = 0; i < 5'300; ++i) text << row;
-  }
-  const Finished run = playWithLittleMemory(file.path(), "1000");
-  EXPECT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_EQ(streamOf(run, "ecg").at("recording").at("rows"), 5'300);
-}
-
-TEST(RecordingLimitTest, MoreNumbersThanMemoryAreOneLine) {
-  if (sanitized) GTEST_SKIP() << "needs an address space without shadow memory";
-  const File file("ECG\n");
-  {
-    std::ofstream text(file.path(), std::ios::app);
-    std::string rows;
-    for (int i = 0; i < 1'000'000; ++i) rows += "1\n";
-    for (int i = 0; i < 30; ++i) text << rows;
-  }
-  const Finished run = playWithLittleMemory(file.path(), "1000");
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_THAT(run.errorLines(),
-              ElementsAre("zephly monitor: " + file.path() + ": not enough memory to load it"));
 }
 
 TEST(RecordingTest, AMissingFileIsOneLineAndExitCode1) {
