@@ -18,6 +18,7 @@
 
 namespace Zephly::simulator {
 
+/// The movement of one chest, sample by sample.
 class Chest {
  public:
   Chest(const Wearer& wearer, std::uint64_t seed);

@@ -29,6 +29,7 @@ namespace Zephly::simulator {
 double steadyHeartRate(double exertion);
 double steadyBreathingRate(double exertion);
 
+/// The body of a wearer whose heart and breathing are described.
 class DescribedBody : public Body {
  public:
   DescribedBody(Wearer wearer, TrainingPlan plan, std::uint64_t seed, WearerObserver* observer);

@@ -30,6 +30,7 @@ inline StrapTime waveformFrameTime(std::int64_t frame) {
 /// A body, sample by sample.
 class Body {
  public:
+  /// Both signals at one time.
   struct Sample {
     float ecg;
     float respiration;
@@ -46,6 +47,7 @@ class Body {
   Body& operator=(const Body&) = default;
 };
 
+/// The waveform frames of one body.
 class HeartAndLungs {
  public:
   /// Without a wearer the body is steady. `observer` may be null.

@@ -14,6 +14,7 @@
 
 namespace Zephly::simulator {
 
+/// Finds when an angle passes 0 upwards, between two samples.
 class Passing {
  public:
   /// The angle in radians at the next sample. Its jump from pi to -pi is no passing.

@@ -20,6 +20,7 @@
 
 namespace Zephly::simulator {
 
+/// How heart and chest of a wearer behave; the default is a steady body at rest.
 struct ZEPHLY_EXPORT Wearer {
   /// A rate per minute that is passed at a time; between two of them it changes evenly.
   struct Rate {

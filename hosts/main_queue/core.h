@@ -36,6 +36,7 @@ using Clock = std::chrono::steady_clock;
 // is held weakly. Asio calls the handler of a cancelled operation later, when the handle and the
 // queue may both be destroyed; such a handler finds the entry inactive or the core gone, and does
 // nothing.
+/// One posted function, timer or watch.
 class Handle::Entry : public std::enable_shared_from_this<Entry> {
  public:
   explicit Entry(MainQueue::Core& core);
@@ -85,6 +86,7 @@ class Handle::Entry : public std::enable_shared_from_this<Entry> {
 // pollingThread_ and doorbell_ (atomic), weak_from_this(), and the io_context, which is thread-safe
 // for asio::post. begin() reads pollingThread_ to find out whether it is on the thread that polls,
 // and touches deferred_ only then. Everything else belongs to the thread that runs the queue.
+/// The state of a queue, which handlers may outlive.
 class MainQueue::Core : public std::enable_shared_from_this<Core> {
  public:
   Core() : own_(std::make_unique<asio::io_context>()), context_(*own_) {}

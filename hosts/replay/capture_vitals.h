@@ -16,6 +16,7 @@
 
 namespace Zephly::replay {
 
+/// The vitals of one capture.
 class CaptureVitals {
  public:
   /// Owns neither; both must outlive it.

@@ -29,10 +29,12 @@
 
 namespace Zephly::hosts {
 
+/// The times of the samples of one stream, frame by frame.
 class ZEPHLY_EXPORT ArrivalClock {
  public:
   using Nanoseconds = std::chrono::nanoseconds;
 
+  /// The times of the samples of one frame.
   struct Frame {
     Nanoseconds first{};   ///< when its first sample was taken
     Nanoseconds period{};  ///< from one sample to the next

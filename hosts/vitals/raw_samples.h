@@ -19,6 +19,7 @@
 
 namespace Zephly::hosts {
 
+/// Finds the raw samples in the records of one session.
 class RawSamples {
  public:
   /// Every record of the session, in order. Calls `use(Stream, std::span<const float>)` if it is a

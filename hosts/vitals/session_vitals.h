@@ -31,6 +31,7 @@
 
 namespace Zephly::hosts {
 
+/// A host around another one, which computes vitals from the frames that pass it.
 class ZEPHLY_EXPORT SessionVitals {
  public:
   using Clock = std::function<std::chrono::nanoseconds()>;
