@@ -53,10 +53,6 @@ class Watch {
   // ECG samples that are missing between two messages.
   std::uint64_t missing() const { return missing_; }
   std::uint64_t samples() const { return samples_; }
-  // By how much the messages with samples were late at most, compared with the least late one.
-  double latest() const { return latest_ - earliest_; }
-  // Forgets the delays.
-  void beginAgain() { latest_ = earliest_ = 0, measured_ = false; }
 
  private:
   template <class Number>
@@ -74,11 +70,6 @@ class Watch {
     if (samples_ > 0) missing_ += first - next_;
     next_ = first + count;
     samples_ += count;
-    const double end = at<double>(bytes, 16) + count / 500.0;
-    const double late = Seconds(Clock::now() - began_).count() - end;
-    latest_ = measured_ ? std::max(latest_, late) : late;
-    earliest_ = measured_ ? std::min(earliest_, late) : late;
-    measured_ = true;
   }
 
   void takeState(const Json& json) {
@@ -86,16 +77,12 @@ class Watch {
     state_ = json;
   }
 
-  Clock::time_point began_ = Clock::now();
   Json state_;
   std::uint64_t states_ = 0;
   std::uint64_t lost_ = 0;
   std::uint64_t missing_ = 0;
   std::uint64_t samples_ = 0;
   std::uint64_t next_ = 0;
-  double latest_ = 0;
-  double earliest_ = 0;
-  bool measured_ = false;
 };
 
 class AttackersTest : public testing::Test {
@@ -172,12 +159,10 @@ TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
   ASSERT_TRUE(viewer.openPage() && viewer.watch()) << viewer.problem();
   Watch watch;
   ASSERT_TRUE(watchUntil(viewer, watch, [&] { return watch.states() > 5; }));
-  const double quiet = watch.latest();
   const Json before = watch.state();
 
   Attackers attackers(port, attack::plansFor(port, token));
   attackers.start();
-  watch.beginAgain();
   const auto reached = [&](const Goal& goal) {
     return attackers.count(goal.kind).*goal.count >= goal.least;
   };
@@ -191,7 +176,6 @@ TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
     ASSERT_TRUE(watchUntil(viewer, watch, [&] { return watch.states() > seen; }))
         << viewer.problem();
   }
-  const double attacked = watch.latest();
   for (const Goal& goal : goals) EXPECT_TRUE(reached(goal)) << goal.kind;
   attackers.stop();
 
@@ -203,8 +187,7 @@ TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
   EXPECT_EQ(ecg.at("missing"), 0);
   std::ranges::sort(times);
   std::cout << times.size() << " visits: median " << times[times.size() / 2] << " s, longest "
-            << times.back() << " s; delay of samples: " << quiet << " s before, " << attacked
-            << " s during the attack; " << attackers.opened() << " connections\n";
+            << times.back() << " s; " << attackers.opened() << " connections\n";
   program.sendSignal(SIGTERM);
   const Finished run = program.finish();
   EXPECT_EQ(run.exitCode, 0) << run.errors;
