@@ -29,7 +29,7 @@ struct Collected final : vitals::Receiver {
 };
 
 constexpr int perFrame = 6;
-constexpr int samples = 14'900;  // half a minute, ends between two pulses
+constexpr int samples = 14'904;  // half a minute, ends between two pulses
 constexpr auto begin = 10s;
 
 Timeline timelineOf(double period) {
