@@ -46,13 +46,13 @@ done
 
 while IFS=: read -r file _ line; do
   header=${line#*<} header=${header%%>*}
-  room=$(dirname "$file")
+  room=${file%/*}
   while [ -z "${allowed[$room]+set}" ] && [[ $room == */* ]]; do room=${room%/*}; done
   if [ -z "${allowed[$room]+set}" ]; then
     complain "$file: $room has no rule"
     continue
   fi
-  target=$(dirname "$header")
+  target=${header%/*}
   ok=no
   [[ $header == "$room"/* ]] && ok=yes
   # A folder inside a room of its own rule is another room.
