@@ -8,6 +8,7 @@
 ///   zephly_schedules --seed 17             # one, with its steps
 ///   zephly_schedules --seed 17 --shrink    # the fewest steps that still fail
 ///   zephly_schedules --seed 17 --trace     # and every message on the bus
+///   zephly_schedules --schedule FILE       # one as such a run prints it; may be repeated
 ///
 /// Reports its progress on the standard error every ten seconds, and what it has run at the end.
 /// Each schedule runs in a process of its own. Exit code 1 when a rule was broken.
@@ -31,11 +32,13 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <new>
 #include <numeric>
 #include <ratio>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -237,6 +240,17 @@ class Runner {
   int failed_ = 0;
 };
 
+Schedule scheduleIn(const std::string& file) {
+  std::ifstream stream(file);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  if (!stream) throw std::runtime_error(file + " cannot be read");
+  try {
+    return Schedule::ofText(text);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(file + ": " + error.what());
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -245,6 +259,7 @@ int main(int argc, char** argv) {
   std::uint64_t first = 1;
   std::uint64_t seed = 0;
   std::vector<std::string> only;
+  std::vector<std::string> files;
   bool shrink = false;
   bool untilFailure = false;
   bool trace = false;
@@ -254,20 +269,33 @@ int main(int argc, char** argv) {
   program.add_option("--only", only,
                      "Skip seeds whose text lacks this; several times: all of them");
   program.add_option("--seed", seed, "Run one seed and print its steps");
+  program.add_option("--schedule", files, "Run the schedule in this file and print its steps");
   program.add_flag("--shrink", shrink, "Remove steps as long as it fails");
   program.add_flag("--until-failure", untilFailure, "End at the first seed that fails");
   program.add_flag("--trace", trace, "Print the messages on the bus");
   program.add_option("--jobs", jobs, "Schedules at a time");
   CLI11_PARSE(program, argc, argv);
   Runner runner(std::max(1U, jobs), std::move(only));
-  if (seed == 0) return runner.all(first, count, untilFailure);
-  Schedule schedule = Schedule::ofSeed(seed);
-  std::string verdict = shrink ? runner.shrink(schedule) : runner.one(schedule);
-  if (trace) {
-    std::ofstream terminal("/dev/fd/1");
-    schedules::BusService::trace = &terminal;
-    verdict = runner.one(schedule);
+  if (seed == 0 && files.empty()) return runner.all(first, count, untilFailure);
+  std::vector<Schedule> chosen;
+  try {
+    for (const std::string& file : files) chosen.push_back(scheduleIn(file));
+  } catch (const std::runtime_error& error) {
+    std::cerr << "zephly_schedules: " << error.what() << '\n';
+    return 2;
   }
-  std::cout << schedule.text() << (verdict.empty() ? "as it must be" : verdict) << '\n';
-  return verdict.empty() ? 0 : 1;
+  if (seed != 0) chosen.push_back(Schedule::ofSeed(seed));
+  bool failed = false;
+  for (Schedule& schedule : chosen) {
+    std::string verdict = shrink ? runner.shrink(schedule) : runner.one(schedule);
+    if (trace) {
+      std::ofstream terminal("/dev/fd/1");
+      schedules::BusService::trace = &terminal;
+      verdict = runner.one(schedule);
+      schedules::BusService::trace = nullptr;
+    }
+    std::cout << schedule.text() << (verdict.empty() ? "as it must be" : verdict) << '\n';
+    failed = failed || !verdict.empty();
+  }
+  return failed ? 1 : 0;
 }

@@ -5,7 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
 
 namespace schedules {
 
@@ -155,6 +160,58 @@ Duration calmAfter(const Schedule& schedule) {
   return unanswered ? Duration(200s) : Duration(40s);
 }
 
+constexpr std::string_view byDescriptors = ", by descriptors";
+constexpr std::string_view queueOf = ", a queue of ";
+
+// Reads a line of Schedule::text() from its beginning.
+class Words {
+ public:
+  explicit Words(const std::string& line) : line_(line), rest_(line) {}
+
+  [[noreturn]] void refuse() const {
+    throw std::runtime_error("not a line of a schedule: " + line_);
+  }
+  bool skip(std::string_view word) {
+    if (!rest_.starts_with(word)) return false;
+    rest_.remove_prefix(word.size());
+    return true;
+  }
+  void expect(std::string_view word) {
+    if (!skip(word)) refuse();
+  }
+  double number() {
+    double value = 0;
+    const auto result = std::from_chars(rest_.data(), rest_.data() + rest_.size(), value);
+    if (result.ec != std::errc()) refuse();
+    rest_.remove_prefix(static_cast<std::size_t>(result.ptr - rest_.data()));
+    return value;
+  }
+
+ private:
+  const std::string& line_;
+  std::string_view rest_;
+};
+
+// "  at 0.807 s: a viewer leaves (for 0.425 s, value 0)"; all times are whole milliseconds.
+Step stepOf(const std::string& line) {
+  Words words(line);
+  const auto time = [&] { return milliseconds(std::round(words.number() * 1000)); };
+  Step step;
+  words.expect("  at ");
+  step.at = time();
+  words.expect(" s: ");
+  const auto* const found = std::find_if(names.begin(), names.end(), [&](const Name& name) {
+    return words.skip(std::string(name.name) + " (for ");
+  });
+  if (found == names.end()) words.refuse();
+  step.action = found->action;
+  step.length = time();
+  words.expect(" s, value ");
+  step.value = static_cast<int>(words.number());
+  words.expect(")");
+  return step;
+}
+
 }  // namespace
 
 Schedule Schedule::ofSeed(std::uint64_t seed) {
@@ -211,13 +268,51 @@ bool Schedule::has(Action action) const {
 std::string Schedule::text() const {
   std::ostringstream text;
   const auto seconds = [](Duration time) { return std::chrono::duration<double>(time).count(); };
-  text << "seed " << seed << ": " << nameOf(command) << (descriptors ? ", by descriptors" : "")
-       << ", " << seconds(duration) << " s\n";
+  text << "seed " << seed << ": " << nameOf(command) << (descriptors ? byDescriptors : "");
+  if (command == Command::view) text << queueOf << viewerQueue << " bytes";
+  text << ", " << seconds(duration) << " s\n";
   for (const Step& step : steps) {
     text << "  at " << seconds(step.at) << " s: " << nameOf(step.action) << " (for "
          << seconds(step.length) << " s, value " << step.value << ")\n";
   }
   return text.str();
+}
+
+Schedule Schedule::ofText(const std::string& text) {
+  Schedule schedule;
+  std::istringstream lines(text);
+  bool begun = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.empty() || line.front() == '#') continue;
+    if (std::exchange(begun, true)) {
+      schedule.steps.push_back(stepOf(line));
+    } else {
+      schedule.begin(line);
+    }
+  }
+  if (!begun) throw std::runtime_error("a schedule without a line");
+  schedule.close();
+  return schedule;
+}
+
+// The length of the run follows from the steps.
+void Schedule::begin(const std::string& line) {
+  Words words(line);
+  words.expect("seed ");
+  seed = static_cast<std::uint64_t>(words.number());
+  words.expect(": ");
+  bool found = false;
+  for (const Command each :
+       {Command::application, Command::record, Command::monitor, Command::view}) {
+    if (found || !words.skip(nameOf(each))) continue;
+    command = each;
+    found = true;
+  }
+  if (!found) words.refuse();
+  descriptors = words.skip(byDescriptors);
+  if (command != Command::view) return;
+  words.expect(queueOf);
+  viewerQueue = static_cast<std::size_t>(words.number());
 }
 
 std::string_view nameOf(Action action) {

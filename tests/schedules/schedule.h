@@ -2,10 +2,12 @@
 #pragma once
 /// @file
 /// What goes wrong in one run, and when. A seed determines it; its steps can be taken out one by
-/// one, which is how a failing schedule is made shorter.
+/// one, which is how a failing schedule is made shorter. As text it can be kept: what a seed means
+/// changes with the disturbances that there are.
 ///
 ///   const Schedule schedule = Schedule::ofSeed(17);
 ///   std::cout << schedule.text();
+///   const Schedule same = Schedule::ofText(schedule.text());
 
 #include <chrono>
 #include <cstddef>
@@ -76,15 +78,19 @@ struct Schedule {
   Duration duration{};          ///< of the whole run
 
   static Schedule ofSeed(std::uint64_t seed);
+  /// What text() has returned; lines that begin with # are skipped. std::runtime_error with one
+  /// line when it is something else.
+  static Schedule ofText(const std::string& text);
   /// The same without the steps whose indices are not in `kept`.
   Schedule with(const std::vector<std::size_t>& kept) const;
   /// Whether nothing on the disk fails.
   bool diskIsGood() const;
   bool has(Action action) const;
-  /// One line for each step.
+  /// One line for the run, and one for each step.
   std::string text() const;
 
  private:
+  void begin(const std::string& line);
   void close();
 };
 

@@ -64,14 +64,13 @@ class SimulatedViewer {
   PageClient client_;
   std::size_t atATime_;
   std::uint64_t before_;
-  Duration opened_;
   bool left_ = false;
   bool helloReceived_ = false;
   bool final_ = false;
   int closeCode_ = 0;
   std::array<Curve, 4> curves_;
   std::optional<Backlog> backlog_;
-  Duration behindUntil_;
+  int behindTurns_;  // until it has had to receive what has waited
   std::uint64_t lostMessages_ = 0;
   std::string wrong_;
 };

@@ -236,7 +236,10 @@ void Server::serve(tcp::socket socket, ip::address peer) {
   listener_->take(std::move(socket), std::move(peer));
 }
 
+// After close() the clock of the session still ticks. Its states would delay the close frame of a
+// slow viewer.
 void Server::send(const Message& message) {
+  if (shared_->closing) return;
   // push() may drop a viewer, which removes it from the set: iterate over a copy.
   const std::vector<Viewer*> viewers(shared_->viewers.begin(), shared_->viewers.end());
   for (Viewer* viewer : viewers) viewer->push(message);

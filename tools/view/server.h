@@ -97,7 +97,7 @@ class Server {
   /// the address of the client.
   void serve(boost::asio::ip::tcp::socket socket, boost::asio::ip::address peer);
 
-  /// Queues the message for every viewer.
+  /// Queues the message for every viewer; after close() for none.
   void send(const Message& message);
   std::size_t viewers() const;
 

@@ -116,6 +116,17 @@ TEST(LiveTest, ReportsTheEndAfterQueuedMessages) {
   EXPECT_EQ(world.server->viewers(), 0U);
 }
 
+TEST(LiveTest, SendsNothingThatComesAfterTheEnd) {
+  World world;
+  LiveClient client(world);
+  ASSERT_TRUE(world.runUntil([&] { return client.open(); }));
+  for (int i = 0; i < 100; ++i) world.server->send(text(std::string(10'000, 'x')));
+  world.server->close([] {});
+  world.server->send(text("late"));
+  ASSERT_TRUE(world.runUntil([&] { return client.closed(); }));
+  EXPECT_THAT(client.messages(), SizeIs(100));
+}
+
 TEST(LiveTest, DestroyingTheServerEndsAllConnections) {
   World world;
   LiveClient client(world);
