@@ -21,7 +21,7 @@ stage() {
 }
 
 # side_by_side LIMIT COMMANDS...: each is one argument. Their output follows when all have ended. All run to their end,
-# also when one fails; then the run ends.
+# also when one fails; then the run ends. Ctrl-C ends them.
 side_by_side() {
   local limit=$1 begin=$SECONDS logs index status failed=0 pids=()
   shift
@@ -32,12 +32,16 @@ side_by_side() {
       status=0
       # In a group of its own, so that the time limit reaches the children of the command, too.
       # shellcheck disable=SC2086
-      timeout --kill-after=30 "$limit" ${commands[index]} >"$logs/$index.log" 2>&1 </dev/null || status=$?
+      timeout --kill-after=30 "$limit" ${commands[index]} >"$logs/$index.log" 2>&1 </dev/null &
+      # shellcheck disable=SC2064
+      trap "kill $! 2>/dev/null" TERM
+      wait $! || status=$?
       echo "$SECONDS" >"$logs/$index.end"
       exit $status
     ) &
     pids+=($!)
   done
+  trap 'kill "${pids[@]}" 2>/dev/null; wait; rm -rf "$logs"; exit 130' INT TERM
   for index in "${!commands[@]}"; do
     status=0
     wait "${pids[index]}" || status=$?
@@ -47,6 +51,7 @@ side_by_side() {
     [ $status -eq 0 ] || failed=$status
     stage_rows+=("$(($(cat "$logs/$index.end") - begin)) s | ${commands[index]}$([ $status -eq 0 ] || echo ": failed")")
   done
+  trap - INT TERM
   rm -rf "$logs"
   if [ ${#commands[@]} -gt 1 ]; then stage_rows+=("$((SECONDS - begin)) s | these ${#commands[@]}, side by side"); fi
   [ $failed -eq 0 ] || {

@@ -3,6 +3,7 @@
 // through a link, and over its own input.
 
 #include <tests/support/captures.h>
+#include <tests/support/long_run.h>
 #include <tests/support/process.h>
 #include <tests/tools/record/recordings.h>
 #include <gmock/gmock.h>
@@ -36,7 +37,7 @@ class RecordFilesTest : public testing::Test {
   std::filesystem::path file_ = scratch_ / "walk.zcap";
 };
 
-constexpr rlim_t mostBytes = 300'000;
+constexpr rlim_t mostBytes = longRun(300'000, 150'000);
 
 // The program inherits the limit of the size of a file.
 class SizeLimit {
@@ -59,7 +60,8 @@ class SizeLimit {
 };
 
 TEST_F(RecordFilesTest, ContinuesInAnotherFileWhenOneCannotBeWritten) {
-  Arguments all = record(file_, 60);
+  constexpr int seconds = longRun(60, 30);
+  const Arguments all = record(file_, seconds);
   const Finished run = [&] {
     const SizeLimit limit;
     return runProgram(all);
@@ -74,7 +76,7 @@ TEST_F(RecordFilesTest, ContinuesInAnotherFileWhenOneCannotBeWritten) {
 
   // The same session in one file.
   const auto whole = scratch_ / "whole.zcap";
-  ASSERT_EQ(runProgram(record(whole, 60)).exitCode, 0);
+  ASSERT_EQ(runProgram(record(whole, seconds)).exitCode, 0);
   const auto expected = inspected(whole);
   const auto continued = inspected(file_);
   EXPECT_EQ(continued["damageCount"], 0);

@@ -337,16 +337,16 @@ bool alike(const Record& left, const Record& right) {
   return left.stamp.monotonic == right.stamp.monotonic && left.what == right.what;
 }
 
-constexpr int wholeSeconds = longRun(600, 200);
-constexpr double latestKill = longRun(540, 150);
+constexpr int wholeSeconds = longRun(600, 120);
+constexpr double latestKill = longRun(540, 90);
 
 // Ten minutes of strap time, in which the link is lost every half a minute. One session is recorded
 // to its end; the others, of the same seed, are killed as soon as their file has come to some size:
 // most of them within the first half a minute, to save time, the others anywhere.
 TEST_F(RecordProgramTest, AfterAKillTheFileIsReadableToItsLastCompleteRecord) {
   constexpr int seconds = 600;
-  constexpr int kills = longRun(50, 8);
-  constexpr int anywhere = longRun(10, 4);  // one in so many
+  constexpr int kills = longRun(50, 6);
+  constexpr int anywhere = longRun(10, 3);  // one in so many
   const auto wholeFile = scratch_ / "whole.zcap";
   ASSERT_EQ(runProgram(record(wholeFile, wholeSeconds)).exitCode, 0);
   const ReadBack whole = captures::readBack(wholeFile);
