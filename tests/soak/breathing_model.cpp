@@ -26,13 +26,18 @@ double SlidingMedian::next(double sample) {
   return (sorted_[medianWindow / 2] + sorted_[medianWindow / 2 + 1]) * 0.5;
 }
 
+SlidingMagnitude::SlidingMagnitude() : ring_(magnitudeWindow + 1) {}
+
 double SlidingMagnitude::next(double sample) {
   const double magnitude = std::fabs(sample);
-  while (!candidates_.empty() && candidates_.back().second <= magnitude) candidates_.pop_back();
-  candidates_.emplace_back(count_, magnitude);
+  while (candidates_ > 0 && candidate(candidates_ - 1).magnitude <= magnitude) --candidates_;
+  candidate(candidates_++) = {count_, magnitude};
   ++count_;
-  if (candidates_.front().first + magnitudeWindow < count_) candidates_.pop_front();
-  return candidates_.front().second;
+  if (candidate(0).number + magnitudeWindow < count_) {
+    first_ = (first_ + 1) % ring_.size();
+    --candidates_;
+  }
+  return candidate(0).magnitude;
 }
 
 bool BreathingModel::contact(float sample) {

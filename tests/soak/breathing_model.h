@@ -15,8 +15,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <utility>
 #include <vector>
 
 namespace soak {
@@ -34,16 +32,28 @@ class SlidingMedian {
   std::size_t oldest_ = 0;
 };
 
-/// The largest magnitude among the latest 5000 numbers, zeros at first.
+/// The largest magnitude among the latest 5000 numbers, zeros at first. Its memory does not depend
+/// on the numbers: the live blocks of a run are compared.
 class SlidingMagnitude {
  public:
+  SlidingMagnitude();
   double next(double sample);
   /// Sets all numbers to zero.
-  void clear() { candidates_.clear(); }
+  void clear() { candidates_ = 0; }
 
  private:
+  struct Candidate {
+    std::uint64_t number = 0;
+    double magnitude = 0;
+  };
+
+  Candidate& candidate(std::size_t index) { return ring_[(first_ + index) % ring_.size()]; }
+
   std::uint64_t count_ = 0;
-  std::deque<std::pair<std::uint64_t, double>> candidates_;  // falling
+  // Falling: each one is the largest from its place on.
+  std::vector<Candidate> ring_;
+  std::size_t first_ = 0;
+  std::size_t candidates_ = 0;
 };
 
 /// One strap's respiration.

@@ -34,7 +34,7 @@ struct Options {
 /// The permitted change of the process's resources from the end of the warm-up to the end of the
 /// run.
 struct Tolerance {
-  static constexpr std::size_t blocks = 16;
+  static constexpr std::size_t blocks = 8;
   static constexpr std::size_t heapBytes = std::size_t{16} * 1024;
   static constexpr std::size_t residentBytes = std::size_t{1024} * 1024;
 };
