@@ -19,4 +19,11 @@ struct Breath {
   friend bool operator==(const Breath&, const Breath&) = default;
 };
 
+/// From one beginning of inspiration to the next. Not reported: it gives the first rate.
+struct BreathCycle {
+  Time time{};          ///< of its end
+  double duration = 0;  ///< s
+  double quality = 0;   ///< 0..1
+};
+
 }  // namespace Zephly::vitals

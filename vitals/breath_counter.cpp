@@ -12,12 +12,15 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr double usualShare = 0.3;       // of the usual swing: what counts
+constexpr double onsetShare = 0.25;      // of what counts: before it the rise has not begun
 constexpr double leastLateShare = 0.15;  // after a time without a breath
 constexpr double firstShare = 0.35;      // of the swing itself, while no height is usual
 constexpr double firstRoughness = 4;     // and at least this many times the roughness
 constexpr double leastRoughness = 1.5;   // of a swing that counts
 constexpr double unclear = 2;            // swing over roughness: noise alone gives up to this
 constexpr double quiteClear = 6;
+constexpr double hiddenShare = 0.3;  // of the usual swing: regular swings below it are a new scale
+constexpr double qualityOfCycle = 0.7;  // as that of a first breath with a duration
 constexpr double leastClearness = 0.3;  // below it there is movement, and no breath
 
 constexpr double shortestBreath = 1.2;  // s
@@ -26,6 +29,7 @@ constexpr double patience = 1.5;        // usual breaths until smaller swings co
 constexpr double leastPatience = 6;     // s
 constexpr Time longestHold = 10s;       // a top that lasts longer is no breath
 constexpr Time settling = 500ms;        // a top so soon after the beginning may be its edge
+constexpr Time longestUnknown = 8s;     // without a turn, while no height is usual
 constexpr Time breathsRemembered = 60s;
 constexpr Time usualUpdates = 1s;
 
@@ -54,6 +58,9 @@ void BreathCounter::restart() {
   points_ = 0;
   disturbance_ = 0;
   lastTop_.reset();
+  lastOnset_.reset();
+  cycle_.reset();
+  regular_.restart();
 }
 
 BreathCounter::Extreme BreathCounter::extremeOf(const Point& before, const Point& now,
@@ -70,6 +77,7 @@ BreathCounter::Extreme BreathCounter::extremeOf(const Point& before, const Point
 
 std::optional<Breath> BreathCounter::push(const Point& point) {
   periodicity_.push(point.value);
+  cycle_.reset();
   const Point before = before_;
   const Point now = now_;
   before_ = now_;
@@ -81,19 +89,44 @@ std::optional<Breath> BreathCounter::push(const Point& point) {
   }
   if (now.time - updated_ >= usualUpdates || now.time < updated_) updateUsual(now.time);
   disturbance_ = std::max(disturbance_, now.disturbance);
+  const Extreme at = extremeOf(before, now, point);
+  if (regular_.push(at.time, at.value, now.roughness) &&
+      regular_.height() < hiddenShare * usualSwing_)
+    adopt(regular_);
   if (usualSwing_ > 0 && clearness(now.roughness) < leastClearness) {
     // Movement. A breath may be missed in it, so the next duration is not known.
     begin({now.time, now.value});
     lastTop_.reset();
+    lastOnset_.reset();
     return std::nullopt;
   }
-  return follow(extremeOf(before, now, point), now.roughness);
+  if (usualSwing_ == 0 && now.time - turned_ > longestUnknown) {
+    // What is left of a larger swing would hide all others.
+    begin({now.time, now.value});
+  }
+  return follow(at, now.roughness);
 }
 
 void BreathCounter::begin(const Extreme& at) {
   direction_ = Direction::unknown;
-  begin_ = turned_ = at.time;
+  begin_ = turned_ = onset_ = at.time;
   low_ = high_ = at;
+  onsetSeen_ = false;
+}
+
+// The breaths of the last minute were no breaths. The last swing of `swings` has just fallen.
+void BreathCounter::adopt(const RegularSwings& swings) {
+  pastCount_ = pastNext_ = 0;
+  std::optional<Time> before;
+  for (auto top = swings.tops().rbegin(); top != swings.tops().rend(); ++top) {
+    remember({top->time, top->height, before ? inSeconds(top->time - *before) : 0});
+    before = top->time;
+  }
+  begin({now_.time, now_.value});
+  direction_ = Direction::down;
+  disturbance_ = 0;
+  lastTop_ = before;
+  lastOnset_.reset();
 }
 
 double BreathCounter::threshold(Time now, double roughness) const {
@@ -112,12 +145,15 @@ std::optional<Breath> BreathCounter::follow(const Extreme& at, double roughness)
   const double enough = threshold(at.time, roughness);
   if (at.value > high_.value && direction_ != Direction::down) high_ = at;
   if (at.value < low_.value && direction_ != Direction::up) low_ = at;
+  if (direction_ != Direction::up && at.value - low_.value <= onsetShare * enough) onset_ = at.time;
   const bool risen = at.value - low_.value >= enough && at.value > low_.value;
   const bool fallen = high_.value - at.value >= enough && at.value < high_.value;
   switch (direction_) {
     case Direction::unknown:
       if (at.time - begin_ < settling) break;
       if (risen && low_.time <= high_.time) {
+        onsetSeen_ = onset_ - begin_ >= settling;
+        if (onsetSeen_) finishLow(roughness);
         direction_ = Direction::up;
         turned_ = at.time;
       } else if (fallen) {
@@ -141,6 +177,8 @@ std::optional<Breath> BreathCounter::follow(const Extreme& at, double roughness)
       break;
     case Direction::down:
       if (risen) {
+        onsetSeen_ = true;
+        finishLow(roughness);
         direction_ = Direction::up;
         turned_ = at.time;
         high_ = at;
@@ -150,7 +188,22 @@ std::optional<Breath> BreathCounter::follow(const Extreme& at, double roughness)
   return std::nullopt;
 }
 
+void BreathCounter::finishLow(double roughness) {
+  if (lastOnset_) {
+    const double duration = inSeconds(onset_ - *lastOnset_);
+    if (duration >= shortestBreath)
+      cycle_ = BreathCycle{onset_, duration, clearness(roughness) * qualityOfCycle};
+  }
+  lastOnset_ = onset_;
+}
+
 std::optional<Breath> BreathCounter::finishTop(double roughness) {
+  if (!onsetSeen_ && usualSwing_ == 0) {
+    // Nothing tells a breath from the last part of one.
+    if (high_.time - begin_ >= settling) lastTop_ = high_.time;
+    disturbance_ = 0;
+    return std::nullopt;
+  }
   Past breath{high_.time, high_.value - low_.value, 0};
   if (lastTop_) {
     breath.duration = inSeconds(high_.time - *lastTop_);
@@ -161,6 +214,7 @@ std::optional<Breath> BreathCounter::finishTop(double roughness) {
   disturbance_ = 0;
   if (clear < leastClearness) {
     lastTop_.reset();
+    lastOnset_.reset();
     return std::nullopt;
   }
   Breath found;
@@ -168,8 +222,10 @@ std::optional<Breath> BreathCounter::finishTop(double roughness) {
   if (lastTop_) found.duration = breath.duration;
   found.quality = clear * likeness(breath);
   lastTop_ = high_.time;
+  const double rise = breath.rise;
+  if (!onsetSeen_) breath.rise = 0;
   remember(breath);
-  found.depth = breath.rise / usualSwing_;
+  found.depth = rise / usualSwing_;
   return found;
 }
 
@@ -205,7 +261,7 @@ void BreathCounter::updateUsual(Time now) {
   for (std::size_t i = 0; i < pastCount_; ++i) {
     const Past& breath = past_[i];
     if (now - breath.time > breathsRemembered) continue;
-    rises[static_cast<std::size_t>(riseCount++)] = breath.rise;
+    if (breath.rise > 0) rises[static_cast<std::size_t>(riseCount++)] = breath.rise;
     if (breath.duration > 0) durations[static_cast<std::size_t>(durationCount++)] = breath.duration;
   }
   const auto middle = [](auto& values, std::ptrdiff_t count) {

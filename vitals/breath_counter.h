@@ -13,6 +13,9 @@
 /// median of the last minute, so that nothing has to wait for the end. It becomes smaller while no
 /// breath is found, because breaths become shallow when the wearer turns.
 ///
+/// A scale that noise has left behind would hide breaths for a minute. Regular swings far below it
+/// replace it at once (regular_swings.h).
+///
 /// The quality of a breath is that of its signal (its height against the roughness, and no limited
 /// changes near it) times its likeness to the others: depth and duration against those of the last
 /// minute, or agreement with the period of the autocorrelation. The criteria are those of P. H.
@@ -22,6 +25,7 @@
 
 #include <vitals/breath.h>
 #include <vitals/periodicity.h>
+#include <vitals/regular_swings.h>
 
 #include <array>
 #include <cstddef>
@@ -43,6 +47,8 @@ class BreathCounter {
 
   /// The breath that this point completes, if it does.
   std::optional<Breath> push(const Point& point);
+  /// From one beginning of inspiration to the next, if the last point made it certain.
+  const std::optional<BreathCycle>& cycle() const { return cycle_; }
   /// The next point does not follow the last one.
   void restart();
 
@@ -59,7 +65,7 @@ class BreathCounter {
   };
   struct Past {
     Time time{};
-    double rise = 0;
+    double rise = 0;      // 0: not seen in full
     double duration = 0;  // s; 0: not known
   };
   enum class Direction { unknown, up, down };
@@ -70,7 +76,9 @@ class BreathCounter {
   double threshold(Time now, double roughness) const;
   std::optional<Breath> follow(const Extreme& at, double roughness);
   std::optional<Breath> finishTop(double roughness);
+  void finishLow(double roughness);
   void begin(const Extreme& at);
+  void adopt(const RegularSwings& swings);
   double likeness(const Past& breath) const;
   void remember(const Past& breath);
   void updateUsual(Time now);
@@ -82,11 +90,16 @@ class BreathCounter {
   Point now_;
   Direction direction_ = Direction::unknown;
   Time begin_{};
-  Time turned_{};  // when the last swing was certain
-  Extreme low_;    // of the swing that goes on
+  Time turned_{};           // when the last swing was certain
+  Time onset_{};            // of the rise: the last point that was near low_
+  bool onsetSeen_ = false;  // else the signal began within the rise
+  Extreme low_;             // of the swing that goes on
   Extreme high_;
   double disturbance_ = 0;  // the most since the last breath
   std::optional<Time> lastTop_;
+  std::optional<Time> lastOnset_;
+  std::optional<BreathCycle> cycle_;
+  RegularSwings regular_;
 
   std::array<Past, mostPast> past_{};  // a ring
   std::size_t pastCount_ = 0;

@@ -43,9 +43,12 @@ class BreathDetector::State {
     const RespirationPoint& point = filter_.point();
     if (auto found = counter_.push({point.time, point.value, point.roughness, point.disturbance}))
       found_ = found;
+    if (counter_.cycle()) cycle_ = counter_.cycle();
   }
 
   std::optional<Breath> next() { return std::exchange(found_, std::nullopt); }
+
+  std::optional<BreathCycle> nextCycle() { return std::exchange(cycle_, std::nullopt); }
 
   void setContact(bool on) {
     if (on == contact_) return;
@@ -79,6 +82,7 @@ class BreathDetector::State {
   bool running_ = false;  // there is a point since the restart
   std::optional<Time> last_;
   std::optional<Breath> found_;
+  std::optional<BreathCycle> cycle_;
 };
 
 BreathDetector::BreathDetector(double samplesPerSecond) {
@@ -94,6 +98,8 @@ BreathDetector& BreathDetector::operator=(BreathDetector&&) noexcept = default;
 void BreathDetector::push(Time time, float value) { state_->push(time, value); }
 
 std::optional<Breath> BreathDetector::next() { return state_->next(); }
+
+std::optional<BreathCycle> BreathDetector::nextCycle() { return state_->nextCycle(); }
 
 void BreathDetector::setContact(bool on) { state_->setContact(on); }
 

@@ -36,6 +36,9 @@ class BreathDetector {
   /// The next breath that is certain by now; empty when there is none. Call until it is empty after
   /// each push.
   std::optional<Breath> next();
+  /// The next breath from one beginning of inspiration to the next, in the same way. The first one
+  /// may be certain before two ends of inspiration are known, and gives the first rate.
+  std::optional<BreathCycle> nextCycle();
   /// The electrodes have (no) contact from the next sample on. Without contact nothing is found.
   /// Before the first call there is contact.
   void setContact(bool on);

@@ -40,6 +40,7 @@ double BreathingRate::longestWait() const {
 void BreathingRate::add(const Breath& breath) {
   last_ = breath.time;
   if (!breath.duration) return;
+  first_ = false;
   const double duration = *breath.duration;
   if (duration > longestWait()) {
     const bool alike = std::abs(duration - pause_) < evenDurations * duration;
@@ -54,7 +55,15 @@ void BreathingRate::add(const Breath& breath) {
   count_ = std::min(count_ + 1, mostBreaths);
 }
 
-void BreathingRate::interrupt() { last_.reset(); }
+void BreathingRate::add(const BreathCycle& cycle) {
+  if (first_ && !cycle_ && cycle.duration <= shortestPause) cycle_ = cycle;
+}
+
+void BreathingRate::interrupt() {
+  last_.reset();
+  cycle_.reset();
+  first_ = true;
+}
 
 std::optional<BreathingRate::Rate> BreathingRate::at(Time now, double signalQuality) const {
   if (signalQuality < leastSignalQuality || !last_ || secondsOf(now - *last_) > longestWait())
@@ -71,7 +80,12 @@ std::optional<BreathingRate::Rate> BreathingRate::at(Time now, double signalQual
     squares += *breath.duration * *breath.duration;
     quality += breath.quality;
   }
-  if (used == 0) return std::nullopt;
+  if (used == 0) {
+    if (!first_ || !cycle_ || now - cycle_->time > rateWindow) return std::nullopt;
+    const double alone = cycle_->quality * qualityOfFew[0];
+    if (alone < leastRateQuality) return std::nullopt;
+    return Rate{60 / cycle_->duration, alone};
+  }
   const auto number = static_cast<double>(used);
   const double mean = sum / number;
   const double deviation = std::sqrt(std::max(0.0, squares / number - mean * mean));

@@ -13,7 +13,8 @@
 /// where they are irregular.
 ///
 /// There is no rate
-/// - before a breath with a known duration, that is before the second end of inspiration;
+/// - before a whole breath: from one end of inspiration to the next, or from one beginning to the
+///   next, if that is complete first. It gives the rate until the second end;
 /// - in a pause: the last end of inspiration is more than 10 s ago, or, where breaths take longer
 ///   than 6.25 s, more than 1.6 usual breaths, at most 18 s. A pause is never reported as a rate of
 ///   0, because a signal that shows no breathing looks the same. The duration that contains the
@@ -42,6 +43,8 @@ class BreathingRate {
 
   /// In order of time.
   void add(const Breath& breath);
+  /// In order of time, too.
+  void add(const BreathCycle& cycle);
   /// No rate until the next breath.
   void interrupt();
   /// `now` is not before the last breath. `signalQuality`: BreathDetector::signalQuality().
@@ -58,6 +61,9 @@ class BreathingRate {
   std::size_t next_ = 0;
   double pause_ = 0;          // s, of the breath before, if it was taken for a pause
   std::optional<Time> last_;  // since the interruption
+  // Since the interruption, until a breath has a duration.
+  bool first_ = true;
+  std::optional<BreathCycle> cycle_;
 };
 
 }  // namespace Zephly::vitals

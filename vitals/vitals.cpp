@@ -202,6 +202,7 @@ class RespirationPart {
       breathingRate_.add(*breath);
       breaths.push({*open_, *breath});
     }
+    while (const auto cycle = detector_->nextCycle()) breathingRate_.add(*cycle);
   }
 
   // Samples are missing before the next one.

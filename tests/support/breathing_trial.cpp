@@ -45,6 +45,7 @@ class Finder {
   virtual void setContact(bool on) = 0;
   virtual void push(Time time, float value) = 0;
   virtual std::optional<Zephly::vitals::Breath> next() = 0;
+  virtual std::optional<Zephly::vitals::BreathCycle> nextCycle() { return std::nullopt; }
   virtual double signalQuality() const = 0;
 
  protected:
@@ -58,6 +59,7 @@ class ImpedanceFinder : public Finder {
   void setContact(bool on) override { detector_.setContact(on); }
   void push(Time time, float value) override { detector_.push(time, value); }
   std::optional<Zephly::vitals::Breath> next() override { return detector_.next(); }
+  std::optional<Zephly::vitals::BreathCycle> nextCycle() override { return detector_.nextCycle(); }
   double signalQuality() const override { return detector_.signalQuality(); }
 
  private:
@@ -119,6 +121,7 @@ BreathingTrial tryBreathing(Zephly::simulator::StrapOptions options, Zephly::Str
       trial.reported.push_back(time);
       rate.add(*breath);
     }
+    while (const auto cycle = finder->nextCycle()) rate.add(*cycle);
   }
   return trial;
 }

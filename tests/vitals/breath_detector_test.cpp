@@ -325,6 +325,61 @@ TEST(BreathDetectorTest, MovementIsNoBreath) {
   for (const Breath& breath : breaths) EXPECT_NEAR(breath.duration.value_or(4), 4, 0.1);
 }
 
+// The first rate of a session comes from it.
+TEST(BreathDetectorTest, ABreathIsKnownFromOneBeginningToTheNext) {
+  BreathDetector detector(100);
+  std::vector<BreathCycle> cycles;
+  for (std::int64_t i = 0; i < 6000; ++i) {
+    // A rest of 1 s before each breath in.
+    const double part = std::fmod(static_cast<double>(i) / 100 + 1.5, 5);
+    const double value = part < 4 ? 1 - std::cos(2 * pi * part / 4) : 0;
+    detector.push(timeOf(i, 100), static_cast<float>(value));
+    while (const auto cycle = detector.nextCycle()) cycles.push_back(*cycle);
+  }
+  ASSERT_GE(cycles.size(), 10U);
+  for (const BreathCycle& cycle : cycles) {
+    EXPECT_NEAR(cycle.duration, 5, 0.15);
+    EXPECT_NEAR(std::remainder(secondsOf(cycle.time) + 1.5 - 0.4, 5), 0, 0.5);
+    EXPECT_GT(cycle.quality, 0.6);
+  }
+}
+
+// It may be the last part of a breath, and would hide all others for a minute.
+TEST(BreathDetectorTest, TheRiseWithWhichASignalBeginsIsNoScale) {
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    const BreathingTrial trial =
+        tryBreathing({.seed = seed, .plan = simulator::TrainingPlan::quiet()}, 30s);
+    EXPECT_GE(trial.breaths.size() + 2, trial.truth.ends.size()) << seed;
+    EXPECT_GT(trial.seconds.back().signalQuality, 0.9) << seed;
+  }
+}
+
+// After two minutes of it, and after two minutes in which the electrodes were pulled.
+TEST(BreathDetectorTest, FindsBreathsSoonAfterNoise) {
+  for (const bool pulled : {false, true}) {
+    for (std::uint64_t seed = 1; seed <= 4; ++seed) {
+      simulator::Random random(seed);
+      BreathDetector detector(100);
+      double slow = 0;
+      const auto noisy = [&](double s) {
+        if (s < 30 || s >= 150) return breathing(s);
+        const double noise = 4 * random.normal();
+        slow += 0.1 * (noise - slow);
+        return breathing(s) + (pulled ? 3 * slow : noise);
+      };
+      push(detector, noisy, 0s, 150s, 100);
+      const auto breaths = push(detector, noisy, 150s, 200s, 100);
+      ASSERT_FALSE(breaths.empty()) << pulled << seed;
+      EXPECT_LT(secondsOf(breaths.front().time), 185) << pulled << seed;
+      EXPECT_GT(detector.signalQuality(), 0.9) << pulled << seed;
+      for (const Breath& breath : breaths) {
+        if (breath.time < 160s) continue;
+        EXPECT_NEAR(std::remainder(secondsOf(breath.time) - 1, 4), 0, 0.1);
+      }
+    }
+  }
+}
+
 TEST(BreathDetectorTest, AllocatesOnlyWhenItIsMade) {
   BreathDetector detector(500);
   const std::size_t before = allocationCount();

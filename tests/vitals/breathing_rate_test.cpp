@@ -37,6 +37,46 @@ TEST(BreathingRateTest, IsKnownFromTheSecondEndOfInspirationOn) {
   EXPECT_LT(rate.at(9s, 1)->quality, 0.6);
 }
 
+TEST(BreathingRateTest, IsKnownSoonerFromAWholeBreathBetweenTwoBeginnings) {
+  BreathingRate rate;
+  rate.add(BreathCycle{1s, 3.0, 0.2});  // too poor
+  rate.add(breathAt(4s, {}));
+  EXPECT_FALSE(rate.at(5s, 1));
+  rate.interrupt();
+  rate.add(breathAt(14s, {}));
+  rate.add(BreathCycle{16s, 4.0, 0.7});
+  ASSERT_TRUE(rate.at(17s, 1));
+  EXPECT_DOUBLE_EQ(rate.at(17s, 1)->perMinute, 15);
+  EXPECT_LT(rate.at(17s, 1)->quality, 0.5);
+  EXPECT_FALSE(rate.at(17s, 0.3));
+  // A later one does not change it, a breath between two ends does.
+  rate.add(BreathCycle{17s, 1.5, 0.7});
+  EXPECT_DOUBLE_EQ(rate.at(17s, 1)->perMinute, 15);
+  rate.add(breathAt(19s, 5.0));
+  EXPECT_DOUBLE_EQ(rate.at(20s, 1)->perMinute, 12);
+}
+
+TEST(BreathingRateTest, OfABreathBetweenTwoBeginningsItVanishesLikeOfOthers) {
+  const auto first = [](Breath breath, BreathCycle cycle) {
+    BreathingRate rate;
+    rate.add(breath);
+    rate.add(cycle);
+    return rate;
+  };
+  BreathingRate rate = first(breathAt(4s, {}), {6s, 4.0, 0.7});
+  EXPECT_TRUE(rate.at(14s, 1));
+  EXPECT_FALSE(rate.at(14s + 1ms, 1));
+  rate.interrupt();
+  rate.add(breathAt(15s, {}));
+  EXPECT_FALSE(rate.at(16s, 1));
+  // There is a pause in it.
+  EXPECT_FALSE(first(breathAt(12s, {}), {14s, 10.1, 0.7}).at(15s, 1));
+  // The first end of inspiration was before a pause, so the beginning may have been in it.
+  rate = first(breathAt(4s, {}), {6s, 4.0, 0.7});
+  rate.add(breathAt(16s, 12.0));
+  EXPECT_FALSE(rate.at(17s, 1));
+}
+
 TEST(BreathingRateTest, IsTheNumberOfBreathsByTheirTime) {
   BreathingRate rate = steady(40s);
   rate.add(breathAt(42s, 2.0));
@@ -136,6 +176,20 @@ TEST(BreathingRateTest, IsKnownTwoSecondsAfterTheSecondEndOfInspiration) {
       if (second.time > trial.truth.ends.at(first + 1) + 2s) {
         EXPECT_TRUE(second.perMinute) << seed << ' ' << second.time.count();
       }
+  }
+}
+
+// At 14 a minute, whatever part of a breath the signal begins with.
+TEST(BreathingRateTest, IsKnownNineSecondsAfterContact) {
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    for (const bool described : {false, true}) {
+      StrapOptions options{.seed = seed, .plan = TrainingPlan::quiet()};
+      if (described) options.wearer = Wearer{};
+      const BreathingTrial trial = tryBreathing(options, 10s);
+      ASSERT_EQ(trial.seconds.at(8).time, 9s);
+      ASSERT_TRUE(trial.seconds.at(8).perMinute) << seed;
+      EXPECT_NEAR(*trial.seconds.at(8).perMinute, 14, 2) << seed;
+    }
   }
 }
 

@@ -157,10 +157,12 @@ test('the rates of a session appear within ten seconds of contact, and vanish wh
   const seen = await tab.evaluate(() => window.seen);
   const contact = delivered.find(({ event, value }) => event === 'leadoff' && value === false).t;
   const off = delivered.find(({ event, value, t }) => event === 'leadoff' && value === true && t > contact).t;
-  const known = seen.filter(({ heart }) => heart !== '–' && heart !== undefined);
-  assert.ok(known.length > 0, 'no heart rate');
-  assert.ok(known[0].now < contact + 10, `after ${known[0].now - contact} s`);
-  assert.ok(known.every(({ heart }) => Number(heart) > 40 && Number(heart) < 180), JSON.stringify(known[0]));
+  for (const [rate, low, high] of [['heart', 40, 180], ['breathing', 8, 30]]) {
+    const known = seen.filter((one) => one[rate] !== '–' && one[rate] !== undefined);
+    assert.ok(known.length > 0, `no rate: ${rate}`);
+    assert.ok(known[0].now < contact + 10, `${rate} after ${known[0].now - contact} s`);
+    assert.ok(known.every((one) => Number(one[rate]) > low && Number(one[rate]) < high), JSON.stringify(known[0]));
+  }
   // The page writes its numbers ten times a second.
   const without = seen.filter(({ now, electrodesOff }) => electrodesOff && now > off + 0.5);
   assert.ok(without.length > 0, 'no loss of contact');
