@@ -28,11 +28,10 @@
 
 namespace {
 
-using fuzz::ClientFrame;
 using fuzz::Input;
 using fuzz::require;
+using web::ClientFrame;
 using Zephly::view::Message;
-namespace frame_kind = fuzz::frame_kind;
 
 struct Viewer {
   fuzz::PageClient* client;
@@ -118,7 +117,7 @@ class Conversation {
     // Beyond the limit it is disconnected.
     if (bytes.size() > chosen().budget) chosen().correct = false;
     chosen().budget -= std::min(chosen().budget, bytes.size());
-    if (frame.kind == frame_kind::ping) chosen().pings.push_back(frame.payload);
+    if (frame.kind == web::ping) chosen().pings.push_back(frame.payload);
     page_.sendAll(*chosen().client, bytes);
   }
 
@@ -145,10 +144,10 @@ class Conversation {
         chosen_ = input_.below(static_cast<unsigned>(viewers_.size()));
         break;
       case 2:
-        sendRight({.kind = frame_kind::ping, .mask = 7, .payload = input_.text(125)});
+        sendRight({.kind = web::ping, .mask = 7, .payload = input_.text(125)});
         break;
       case 3:
-        sendRight({.kind = frame_kind::pong, .payload = input_.text(125)});
+        sendRight({.kind = web::pong, .payload = input_.text(125)});
         break;
       case 4:
       case 5:
@@ -222,8 +221,8 @@ class Conversation {
     std::uint64_t received = 0;
     std::uint64_t dropped = 0;
     auto ping = viewer.pings.begin();
-    for (const fuzz::ServerFrame& frame : frames.all) {
-      if (frame.kind == frame_kind::text || frame.kind == frame_kind::binary) {
+    for (const web::ServerFrame& frame : frames.all) {
+      if (frame.kind == web::text || frame.kind == web::binary) {
         if (const auto loss = lossIn(frame)) {
           dropped += *loss;
           continue;
@@ -232,7 +231,7 @@ class Conversation {
         require(number >= next, "messages in order, and each once");
         next = number + 1;
         if (messages_[number].kind != Message::Kind::state) ++received;
-      } else if (frame.kind == frame_kind::pong && viewer.correct) {
+      } else if (frame.kind == web::pong && viewer.correct) {
         require(ping != viewer.pings.end() && frame.payload == *ping, "a pong answers a ping");
         ++ping;
       }
@@ -261,8 +260,8 @@ class Conversation {
   }
 
   // Of a message about dropped messages.
-  static std::optional<std::uint64_t> lossIn(const fuzz::ServerFrame& frame) {
-    if (frame.kind != frame_kind::text) return std::nullopt;
+  static std::optional<std::uint64_t> lossIn(const web::ServerFrame& frame) {
+    if (frame.kind != web::text) return std::nullopt;
     const auto json = nlohmann::json::parse(frame.payload, nullptr, false);
     require(json.is_object(), "a text is a JSON object");
     if (!json.contains("type")) return std::nullopt;
@@ -270,11 +269,11 @@ class Conversation {
     return json.at("messages").get<std::uint64_t>();
   }
 
-  std::uint64_t numberOf(const fuzz::ServerFrame& frame) const {
+  std::uint64_t numberOf(const web::ServerFrame& frame) const {
     const auto found = std::ranges::find_if(
         messages_, [&](const Message& message) { return *message.bytes == frame.payload; });
     require(found != messages_.end(), "a message arrives as it was sent");
-    require((found->kind == Message::Kind::samples) == (frame.kind == frame_kind::binary),
+    require((found->kind == Message::Kind::samples) == (frame.kind == web::binary),
             "samples are binary, texts are text");
     return static_cast<std::uint64_t>(found - messages_.begin());
   }

@@ -13,21 +13,6 @@
 
 namespace schedules {
 
-namespace {
-
-std::uint64_t bigEndian(std::string_view bytes) {
-  std::uint64_t value = 0;
-  for (const char byte : bytes) value = value << 8U | static_cast<unsigned char>(byte);
-  return value;
-}
-
-}  // namespace
-
-int WebFrame::closeCode() const {
-  if (kind != closing || payload.size() < 2) return 0;
-  return static_cast<int>(bigEndian(std::string_view(payload).substr(0, 2)));
-}
-
 std::string PageClient::request(std::string_view path) {
   std::string text = "GET " + std::string(path) +
                      " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(Network::port()) + "\r\n";
@@ -37,20 +22,6 @@ std::string PageClient::request(std::string_view path) {
         "Sec-WebSocket-Key: AAECAwQFBgcICQoLDA0ODw==\r\n";
   }
   return text + "\r\n";
-}
-
-std::string PageClient::frame(int kind, std::string_view payload) {
-  // Masked, as a client's have to be, with a mask that changes nothing.
-  std::string bytes = {static_cast<char>(0x80 | kind)};
-  if (payload.size() < 126) {
-    bytes += static_cast<char>(0x80U | payload.size());
-  } else {
-    bytes += static_cast<char>(0x80 | 126);
-    bytes += static_cast<char>(payload.size() >> 8U);
-    bytes += static_cast<char>(payload.size() & 0xFFU);
-  }
-  bytes.append(4, '\0');
-  return bytes.append(payload);
 }
 
 void PageClient::send(std::string_view bytes) {
@@ -90,23 +61,15 @@ int PageClient::status() {
   return status_;
 }
 
-std::optional<WebFrame> PageClient::next() {
-  if (status() != 101 || received_.size() < 2 || !wrong_.empty()) return std::nullopt;
-  const std::string_view all = received_;
-  const auto first = static_cast<unsigned char>(all[0]);
-  std::uint64_t length = static_cast<unsigned char>(all[1]);
-  std::size_t header = 2;
-  if (length == 126) header += 2;
-  if (length == 127) header += 8;
-  if (all.size() < header) return std::nullopt;
-  if (header > 2) length = bigEndian(all.substr(2, header - 2));
-  if ((first & 0xF0U) != 0x80U) {
+std::optional<web::ServerFrame> PageClient::next() {
+  if (status() != 101 || !wrong_.empty()) return std::nullopt;
+  auto frame = web::serverFrameIn(received_);
+  if (!frame) return std::nullopt;
+  if (!frame->whole || frame->masked) {
     wrong_ = "a frame that is not whole";
     return std::nullopt;
   }
-  if (all.size() < header + length) return std::nullopt;
-  WebFrame frame{first & 0x0F, received_.substr(header, length)};
-  received_.erase(0, header + length);
+  received_.erase(0, frame->size);
   return frame;
 }
 

@@ -9,30 +9,16 @@
 ///   while (const auto frame = client.next()) ...
 
 #include <hosts/main_queue/file_descriptor.h>
+#include <tests/support/web_frames.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace schedules {
-
-/// A frame of a WebSocket.
-struct WebFrame {
-  static constexpr int text = 1;
-  static constexpr int binary = 2;
-  static constexpr int closing = 8;
-  static constexpr int ping = 9;
-  static constexpr int pong = 10;
-
-  int kind = 0;
-  std::string payload;
-
-  /// Of a closing frame; 0 without one.
-  int closeCode() const;
-};
 
 class PageClient {
  public:
@@ -42,7 +28,6 @@ class PageClient {
 
   /// A request for `path`, which opens a WebSocket when it is "/live".
   static std::string request(std::string_view path);
-  static std::string frame(int kind, std::string_view payload);
 
   /// What the server does not take at once is lost.
   void send(std::string_view bytes);
@@ -58,7 +43,7 @@ class PageClient {
   /// Of the response; 0: it is not complete.
   int status();
   /// The next whole frame after a response of status 101.
-  std::optional<WebFrame> next();
+  std::optional<web::ServerFrame> next();
   /// What breaks the protocol; empty: nothing.
   const std::string& wrong() const { return wrong_; }
 

@@ -21,6 +21,7 @@ namespace schedules {
 namespace {
 
 using namespace std::chrono_literals;
+using web::clientFrame;
 using Zephly::main_queue::MainQueue;
 
 constexpr Duration turnInterval = 50ms;
@@ -50,7 +51,7 @@ struct Rudeness {
   std::string_view before;  // sent at once
   bool opens;               // a WebSocket
   int status;               // of the response; 0: none
-  int closeCode;            // 0: none
+  unsigned closeCode;       // 0: none
 };
 
 // By the value of the step. The first is not HTTP, the second not complete, the last closes at
@@ -69,13 +70,13 @@ constexpr std::array<Rudeness, 8> rudenesses = {
 std::string rudeFrame(int kind) {
   switch (kind) {
     case 2:
-      return PageClient::frame(WebFrame::text, "hello");
+      return clientFrame({.payload = "hello"});
     case 3:
-      return PageClient::frame(WebFrame::text, std::string(2'000, 'x'));
+      return clientFrame({.payload = std::string(2'000, 'x')});
     case 4:
-      return PageClient::frame(WebFrame::ping, std::string(100, 'x'));
+      return clientFrame({.kind = web::ping, .payload = std::string(100, 'x')});
     default:
-      return "\x81\x05hello";  // without a mask
+      return clientFrame({.masked = false, .payload = "hello"});
   }
 }
 
@@ -99,7 +100,7 @@ void SimulatedViewer::stallEnds() {
 void SimulatedViewer::leave(int how) {
   left_ = true;
   if (how == 0) client_.close();
-  if (how == 1) client_.send(PageClient::frame(WebFrame::closing, "\x03\xE8"));
+  if (how == 1) client_.send(clientFrame({.kind = web::closing, .payload = "\x03\xE8"}));
   if (how == 2) client_.closeSending();
 }
 
@@ -117,24 +118,24 @@ void SimulatedViewer::turn(const Session& session) {
   if (behindTurns_ > 0) --behindTurns_;
 }
 
-void SimulatedViewer::take(const Session& session, const WebFrame& frame) {
+void SimulatedViewer::take(const Session& session, const web::ServerFrame& frame) {
   const std::size_t size = frame.payload.size();
   if (backlog_ && backlog_->inSocket > 0) {
     backlog_->inSocket -= std::min(backlog_->inSocket, size);
-  } else if (backlog_ && frame.kind == WebFrame::binary && size >= 24 &&
+  } else if (backlog_ && frame.kind == web::binary && size >= 24 &&
              std::chrono::duration<double>(backlog_->until).count() >
                  numberAt<double>(frame.payload, 16)) {
     backlog_->samples += size;
     if (backlog_->samples > session.queueLimit + oneMessage) fail("more waited than is allowed");
   }
   switch (frame.kind) {
-    case WebFrame::text:
+    case web::text:
       return takeText(frame.payload);
-    case WebFrame::binary:
+    case web::binary:
       return takeSamples(session, frame.payload);
-    case WebFrame::closing:
-      closeCode_ = frame.closeCode();
-      client_.send(PageClient::frame(WebFrame::closing, frame.payload));
+    case web::closing:
+      closeCode_ = frame.closeCode().value_or(0);
+      client_.send(clientFrame({.kind = web::closing, .payload = frame.payload}));
       return;
     default:
       return fail("a frame of kind " + std::to_string(frame.kind));
@@ -258,8 +259,8 @@ void Viewers::turnRude(Rude& rude) {
   if (status != 0 && status != rudeness.status) return wrong("status " + std::to_string(status));
   if (status == 101 && rude.client.open()) rude.client.send(rudeFrame(rude.kind));
   while (const auto frame = rude.client.next()) {
-    if (frame->kind != WebFrame::closing) continue;
-    const int code = frame->closeCode();
+    if (frame->kind != web::closing) continue;
+    const unsigned code = frame->closeCode().value_or(0);
     if (code != rudeness.closeCode && code != 1001) wrong("code " + std::to_string(code));
     rude.client.close();
   }

@@ -45,7 +45,7 @@ class SimulatedViewer {
   std::uint64_t lost() const { return lostMessages_; }
 
  private:
-  void take(const Session& session, const WebFrame& frame);
+  void take(const Session& session, const web::ServerFrame& frame);
   void takeText(const std::string& text);
   void takeSamples(const Session& session, const std::string& bytes);
   void fail(const std::string& what);
@@ -67,7 +67,7 @@ class SimulatedViewer {
   bool left_ = false;
   bool helloReceived_ = false;
   bool final_ = false;
-  int closeCode_ = 0;
+  unsigned closeCode_ = 0;
   std::array<Curve, 4> curves_;
   std::optional<Backlog> backlog_;
   int behindTurns_;  // until it has had to receive what has waited

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/tools/view/attackers.h>
 
-#include <tests/tools/view/bytes.h>
+#include <tests/support/web_frames.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -37,9 +37,10 @@ std::vector<Plan> plansFor(std::uint16_t port, const std::string& token) {
                                 "Connection: Upgrade\r\nUpgrade: websocket\r\n"
                                 "Sec-WebSocket-Version: 13\r\n"
                                 "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
-  const std::string ping = bytes({0x89, 0xFD, 0, 0, 0, 0}) + std::string(125, 'p');
-  const std::string firstFragment = bytes({0x01, 0x80, 0, 0, 0, 0});
-  const std::string fragment = bytes({0x00, 0x80, 0, 0, 0, 0});
+  const std::string ping =
+      web::clientFrame({.kind = web::ping, .payload = std::string(web::shortLength, 'p')});
+  const std::string firstFragment = web::clientFrame({.last = false});
+  const std::string fragment = web::clientFrame({.kind = web::continuation, .last = false});
   return {
       {.name = "silent", .attackers = 128},
       {.name = "half request", .attackers = 20, .opening = get, .endless = "X", .pause = 5ms},

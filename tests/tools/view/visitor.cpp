@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tests/tools/view/visitor.h>
 
+#include <tests/support/web_frames.h>
+
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -16,27 +18,6 @@ namespace attack {
 namespace {
 
 constexpr timeval patience{10, 0};
-
-struct Frame {
-  std::size_t head;
-  std::size_t length;
-};
-
-// The sizes of a server's frame, which is a whole message without a mask; empty when more bytes are
-// needed.
-std::optional<Frame> frameIn(std::string_view bytes) {
-  constexpr std::size_t smallest = 2;
-  if (bytes.size() < smallest) return std::nullopt;
-  const std::size_t first = static_cast<unsigned char>(bytes[1]);
-  if (first < 126) return Frame{smallest, first};
-  const std::size_t head = smallest + (first == 126 ? 2 : 8);
-  if (bytes.size() < head) return std::nullopt;
-  std::size_t length = 0;
-  for (const char byte : bytes.substr(smallest, head - smallest)) {
-    length = length << 8U | static_cast<unsigned char>(byte);
-  }
-  return Frame{head, length};
-}
 
 }  // namespace
 
@@ -131,19 +112,17 @@ bool Visitor::watch() {
 }
 
 std::optional<Visitor::Message> Visitor::next() {
-  auto frame = frameIn(received_);
-  while (!frame || received_.size() < frame->head + frame->length) {
+  auto frame = web::serverFrameIn(received_);
+  while (!frame) {
     if (!receive()) return std::nullopt;
-    frame = frameIn(received_);
+    frame = web::serverFrameIn(received_);
   }
-  const auto kind = static_cast<unsigned char>(received_[0]) & 15U;
-  Message message{kind == 2, received_.substr(frame->head, frame->length)};
-  received_.erase(0, frame->head + frame->length);
-  if (kind == 8) {
+  received_.erase(0, frame->size);
+  if (frame->kind == web::closing) {
     problem_ = "the server has closed the WebSocket";
     return std::nullopt;
   }
-  return message;
+  return Message{frame->kind == web::binary, std::move(frame->payload)};
 }
 
 }  // namespace attack
