@@ -27,7 +27,8 @@ std::string watching(std::size_t viewers) { return std::to_string(viewers) + " w
 Viewer::Viewer(ClientStream stream, boost::asio::ip::address peer,
                std::shared_ptr<Server::Shared> shared)
     : Client(std::move(shared)),
-      stream_(std::in_place, std::move(stream)),
+      socket_(std::move(stream)),
+      stream_(std::in_place, socket_),
       peer_(std::move(peer)),
       queue_(Client::shared().limits.queueBytes) {}
 
@@ -38,11 +39,11 @@ Viewer::~Viewer() { shared().viewers.erase(this); }
 void Viewer::accept(Request request) {
   const Limits& limits = shared().limits;
   // The timeouts of the HTTP phase would end the WebSocket; it has its own for handshakes only.
-  stream_->next_layer().expires_never();
+  socket_.expires_never();
   stream_->set_option(websocket::stream_base::timeout{
       limits.handshake, websocket::stream_base::none(), /*keep_alive_pings=*/false});
   stream_->read_message_max(limits.messageBytes);
-  stream_->next_layer().rate_policy().limit(limits.viewerBytes, stream_->next_layer().socket());
+  socket_.rate_policy().limit(limits.viewerBytes, socket_.socket());
   stream_->auto_fragment(false);
   // async_accept() needs the request until it is complete.
   const auto held = std::make_shared<Request>(std::move(request));
@@ -131,7 +132,7 @@ void Viewer::end() {
 // May be called more than once; a pending read or write then completes with an error.
 void Viewer::drop() {
   closing_ = true;
-  if (stream_) stream_->next_layer().close();
+  socket_.close();
   leave();
 }
 
@@ -141,6 +142,7 @@ void Viewer::release() {
   closing_ = true;
   shared().viewers.erase(this);
   stream_.reset();
+  socket_.close();
 }
 
 void Viewer::leave() {

@@ -53,7 +53,9 @@ class Viewer final : public Client, public std::enable_shared_from_this<Viewer> 
   void written(Error error);
   void leave();
 
-  std::optional<boost::beast::websocket::stream<ClientStream>> stream_;  // until release()
+  ClientStream socket_;
+  // Until release(). Its pending operations may use the socket after that.
+  std::optional<boost::beast::websocket::stream<ClientStream&>> stream_;
   boost::asio::ip::address peer_;
   boost::beast::flat_buffer received_;
   ViewerQueue queue_;

@@ -153,6 +153,8 @@ constexpr std::array<Goal, 8> goals = {{{"silent", &attack::Count::closed, 128},
 // There is a visit about every 0.2 s.
 constexpr std::size_t fewestVisits = 20;
 constexpr std::size_t mostVisits = 60;
+// None of the attackers has it, so that a connection without the token is left alone, too.
+constexpr std::uint8_t anotherAddress = 9;
 
 TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
   Visitor viewer(port, token);
@@ -160,6 +162,8 @@ TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
   Watch watch;
   ASSERT_TRUE(watchUntil(viewer, watch, [&] { return watch.states() > 5; }));
   const Json before = watch.state();
+  Visitor keeper(port, token);
+  ASSERT_TRUE(keeper.openPage()) << keeper.problem();
 
   Attackers attackers(port, attack::plansFor(port, token));
   attackers.start();
@@ -172,6 +176,12 @@ TEST_F(AttackersTest, SomebodyWithTheTokenGetsInAndTheSessionGoesOn) {
     const auto time = visit();
     ASSERT_TRUE(time);
     times.push_back(time->count());
+    // What the browser has kept open stays open: it has sent the token.
+    ASSERT_TRUE(keeper.openAgain()) << keeper.problem();
+    if (times.size() % 5 == 0) {
+      Visitor slow(port, token, anotherAddress);
+      ASSERT_TRUE(slow.openSlowly(200ms)) << slow.problem();
+    }
     const auto seen = watch.states();
     ASSERT_TRUE(watchUntil(viewer, watch, [&] { return watch.states() > seen; }))
         << viewer.problem();

@@ -3,7 +3,10 @@
 
 #include <tests/tools/view/bytes.h>
 #include <tests/tools/view/world.h>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -153,6 +156,47 @@ TEST_F(ImpatientTest, DisconnectsAClientThatSendsHeadersSlowly) {
   EXPECT_TRUE(world.runUntil([&] { return client.closed(); }));
   drip.cancel();
   world.context.poll();
+}
+
+ServerOptions unread() {
+  ServerOptions options;
+  options.limits.request = 10min;
+  options.limits.response = 60ms;
+  options.limits.socketBytes = 2048;
+  return options;
+}
+
+class UnreadTest : public HostileTest {
+ protected:
+  UnreadTest() : HostileTest(unread()) {}
+};
+
+TEST_F(UnreadTest, DisconnectsAClientThatDoesNotReadItsAnswers) {
+  using boost::asio::ip::tcp;
+  constexpr std::size_t requests = 2000;
+  tcp::socket client(world.context);
+  client.open(tcp::v4());
+  client.set_option(tcp::socket::receive_buffer_size(4096));
+  client.connect(world.endpoint());
+  std::string all;
+  for (std::size_t i = 0; i < requests; ++i) all += get() + "\r\n";
+  boost::asio::async_write(client, boost::asio::buffer(all), [](const auto&, std::size_t) {});
+  boost::asio::steady_timer pause(world.context);
+  bool over = false;
+  pause.expires_after(300ms);
+  pause.async_wait([&](const auto&) { over = true; });
+  ASSERT_TRUE(world.runUntil([&] { return over; }));
+
+  bool closed = false;
+  std::array<char, 4096> part{};
+  const std::function<void()> read = [&] {
+    client.async_read_some(boost::asio::buffer(part), [&](const auto& error, std::size_t) {
+      closed = static_cast<bool>(error);
+      if (!closed) read();
+    });
+  };
+  read();
+  EXPECT_TRUE(world.runUntil([&] { return closed; }));
 }
 
 TEST_F(ImpatientTest, TheTimeLimitOfARequestDoesNotEndAWebSocket) {

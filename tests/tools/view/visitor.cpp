@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 namespace attack {
@@ -21,7 +22,8 @@ constexpr timeval patience{10, 0};
 
 }  // namespace
 
-Visitor::Visitor(std::uint16_t port, std::string token) : port_(port), token_(std::move(token)) {}
+Visitor::Visitor(std::uint16_t port, std::string token, std::uint8_t from)
+    : port_(port), token_(std::move(token)), from_(from) {}
 
 Visitor::~Visitor() { close(); }
 
@@ -41,6 +43,10 @@ bool Visitor::connect() {
   // Limits connect(), too.
   ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
   ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  own.sin_addr.s_addr = htonl((INADDR_LOOPBACK & 0xFFFFFF00U) | from_);
+  ::bind(descriptor_, reinterpret_cast<const sockaddr*>(&own), sizeof own);
   sockaddr_in server{};
   server.sin_family = AF_INET;
   server.sin_port = htons(port_);
@@ -69,8 +75,8 @@ bool Visitor::receive() {
 }
 
 std::optional<std::string> Visitor::ask(const std::string& target, const std::string& headers) {
-  if (!connect() || !send("GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" +
-                          std::to_string(port_) + "\r\n" + headers + "\r\n")) {
+  if ((descriptor_ < 0 && !connect()) || !send("GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" +
+                                               std::to_string(port_) + "\r\n" + headers + "\r\n")) {
     return std::nullopt;
   }
   constexpr std::string_view separator = "\r\n\r\n";
@@ -84,6 +90,7 @@ std::optional<std::string> Visitor::ask(const std::string& target, const std::st
 }
 
 bool Visitor::openPage() {
+  close();
   const auto welcome = ask("/?token=" + token_, "");
   if (!welcome) return false;
   constexpr std::string_view name = "Set-Cookie: ";
@@ -91,23 +98,42 @@ bool Visitor::openPage() {
   if (at == std::string::npos) return fail("no cookie in " + *welcome);
   const std::size_t value = at + name.size();
   cookie_ = welcome->substr(value, welcome->find(';', value) - value);
+  close();
+  return getPage();
+}
+
+bool Visitor::openAgain() { return getPage(); }
+
+bool Visitor::openSlowly(std::chrono::milliseconds pause) {
+  if (!connect()) return false;
+  std::this_thread::sleep_for(pause);
+  const auto welcome = ask("/?token=" + token_, "");
+  if (!welcome) return false;
+  return welcome->starts_with("HTTP/1.1 303 ") || fail("no welcome: " + *welcome);
+}
+
+// The title is the end of the page.
+bool Visitor::getPage() {
+  constexpr std::string_view end = "</title>";
   const auto page = ask("/", "Cookie: " + cookie_ + "\r\n");
   if (!page) return false;
-  if (page->rfind("HTTP/1.1 200 ", 0) != 0) return fail("no page: " + *page);
-  while (received_.find("</title>") == std::string::npos) {
+  if (!page->starts_with("HTTP/1.1 200 ")) return fail("no page: " + *page);
+  while (!received_.ends_with(end)) {
     if (!receive()) return false;
   }
+  received_.clear();
   return true;
 }
 
 bool Visitor::watch() {
+  close();
   const auto answer =
       ask("/live", "Cookie: " + cookie_ + "\r\nOrigin: http://127.0.0.1:" + std::to_string(port_) +
                        "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
                        "Sec-WebSocket-Version: 13\r\n"
                        "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n");
   if (!answer) return false;
-  if (answer->rfind("HTTP/1.1 101 ", 0) != 0) return fail("no WebSocket: " + *answer);
+  if (!answer->starts_with("HTTP/1.1 101 ")) return fail("no WebSocket: " + *answer);
   return true;
 }
 
