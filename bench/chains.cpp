@@ -8,19 +8,25 @@
 #include <zephly/dsp/respiration_filter.h>
 #include <zephly/dsp/signal_processor.h>
 
+#include <offline/contact_detector.h>
+#include <offline/ecg_chain.h>
+#include <offline/respiration_chain.h>
+
 #include <bench/feed.h>
 #include <bench/inputs.h>
 #include <bench/suite.h>
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 
 namespace bench {
 namespace {
 
 constexpr const char* chainsSection = "Chains and detectors";
-constexpr std::size_t chainSilence = 60'000;  // samples: two minutes
+constexpr std::size_t chainSilence = 60'000;       // samples: two minutes
+constexpr std::size_t slowestSilence = 2'200'000;  // after which the slowest stage has decayed
 
 using Measure = std::function<void(benchmark::State&, const Input<float>&)>;
 
@@ -39,11 +45,23 @@ void measureRespiration(benchmark::State& state, const Input<float>& input) {
   // silence, which is fast.
   if (input.silentFor > 0) {
     for (const float sample : input.before) chain.highPass->process(static_cast<double>(sample));
-    for (int zero = 0; zero < 2'200'000; ++zero) chain.highPass->process(0.0);
+    for (std::size_t zero = 0; zero < slowestSilence; ++zero) chain.highPass->process(0.0);
   }
   Input<float> rest = input;
   if (input.silentFor > 0) rest.before.clear();
   feed(state, rest, [&chain](float sample) { return chain.process(sample); });
+}
+
+// A chain of offline/, sample by sample.
+template <class Chain>
+void measureOffline(benchmark::State& state, const Input<float>& input) {
+  Chain chain;
+  Input<float> slow = input;
+  if (slow.silentFor > 0) slow.silentFor = slowestSilence;
+  feed(state, slow, [&chain](float sample) {
+    chain.process(std::span(&sample, 1), std::span(&sample, 1));
+    return sample;
+  });
 }
 
 void measureLeadoff(benchmark::State& state, const Input<float>& input) {
@@ -78,8 +96,19 @@ void addChains(Suite& suite) {
                      Zephly::ECGMultiBandpassFilter chain;
                      feed(state, input, [&chain](float sample) { return chain.process(sample); });
                    });
+  addForAllSignals(suite, "offline/EcgChain, the same bits", ecgSamples,
+                   measureOffline<Zephly::offline::EcgChain>);
   addForAllSignals(suite, "RespirationFilter", respirationSamples, measureRespiration);
+  addForAllSignals(suite, "offline/RespirationChain, the same bits", respirationSamples,
+                   measureOffline<Zephly::offline::RespirationChain>);
   addForAllSignals(suite, "LeadoffDetector", respirationSamples, measureLeadoff);
+  addForAllSignals(suite, "offline/ContactDetector, the same answers", respirationSamples,
+                   [](benchmark::State& state, const Input<float>& input) {
+                     Zephly::offline::ContactDetector detector;
+                     feed(state, input, [&detector](float sample) {
+                       return detector.step(sample) ? 1.0F : 0.0F;
+                     });
+                   });
   addForAllSignals(suite, "engine: processLeadoffDetection", respirationSamples,
                    measureEngineLeadoff);
   addForAllSignals(suite, "the same without reading the clock", respirationSamples,

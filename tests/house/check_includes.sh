@@ -7,14 +7,14 @@ cd "$1"
 # room -> the folders, with all below them, that its files may include besides their own. A room that lies inside another one has its own rule. Events go up through the
 # interfaces in session/*_delegate.h, which every room of the kit may include.
 foundation="hosts/foundation/"
-watching="capture/ timing/ vitals/ hosts/ simulator/ zephly/"
+watching="capture/ timing/ offline/ vitals/ hosts/ simulator/ zephly/"
 declare -A allowed=(
   [zephly]="zephly/"
   [zephly/platform]="" [zephly/protocol]="zephly/platform/"
   [zephly/dsp]="zephly/platform/ zephly/motion/" [zephly/motion]="zephly/platform/ zephly/dsp/"
   [zephly/phone]="zephly/platform/ zephly/motion/" [zephly/ble]="zephly/platform/ zephly/protocol/"
   [zephly/session]="zephly/platform/ zephly/protocol/ zephly/dsp/ zephly/motion/ zephly/phone/ zephly/ble/"
-  [simulator]="zephly/" [capture]="zephly/" [timing]="zephly/protocol/" [vitals]="zephly/platform/"
+  [simulator]="zephly/" [capture]="zephly/" [timing]="zephly/protocol/" [vitals]="zephly/platform/" [offline]="zephly/dsp/"
   [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
   [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
@@ -69,7 +69,7 @@ while IFS=: read -r file _ line; do
   [ $ok = yes ] || complain "$file: must not include <$header>"
   files=$((files + 1))
 done < <(git ls-files -z '*.h' '*.cpp' | xargs -0 \
-  grep -nE '^#include <(zephly|hosts|simulator|capture|timing|vitals|tools|tests|bench|bindings|examples|fuzz|docs)/' || true)
+  grep -nE '^#include <(zephly|hosts|simulator|capture|timing|offline|vitals|tools|tests|bench|bindings|examples|fuzz|docs)/' || true)
 
 # The kit includes only the standard library, whose names have no dot or slash, and itself.
 while IFS=: read -r file _ line; do

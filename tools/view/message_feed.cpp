@@ -44,7 +44,9 @@ void MessageFeed::note(StrapTime time, const watch::Temperature& temperature) {
 void MessageFeed::note(StrapTime time, const watch::EcgSample& sample) {
   append(Trace::ecg, time, std::array{sample.value});
   vitals_.sample(time, track(Trace::ecg).newest());
-  append(Trace::filteredEcg, time, std::array{processor_->processECG(sample.value)});
+  std::array filtered{sample.value};
+  ecgChain_.process(filtered, filtered);
+  append(Trace::filteredEcg, time, filtered);
 }
 
 void MessageFeed::note(StrapTime time, const watch::RespirationSample& sample) {

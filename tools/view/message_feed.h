@@ -20,14 +20,13 @@
 #include <tools/watch/event.h>
 #include <tools/watch/session_model.h>
 #include <zephly/protocol/strap_time.h>
-#include <zephly/session/signal_processor.h>
+#include <offline/ecg_chain.h>
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -83,7 +82,7 @@ class MessageFeed {
 
   Send send_;
   watch::SessionModel model_;
-  std::shared_ptr<::SignalProcessor> processor_ = ::SignalProcessor::init();
+  offline::EcgChain ecgChain_;
   std::array<SampleTrack, allTraces.size()> tracks_{
       SampleTrack(Trace::ecg), SampleTrack(Trace::filteredEcg), SampleTrack(Trace::respiration),
       SampleTrack(Trace::motion)};

@@ -6,22 +6,12 @@
 ///     BiquadFilter notch(BiquadNotch, 50.0 / 250.0, 2, 5.0);  // 50 Hz out of 250 samples a second
 ///     const double cleaned = notch.process(sample);
 ///
-/// The design is the bilinear transform of the analogue prototypes with tangent pre-warping, in the
-/// form whose leading feedback coefficient is 1, as published in many places (e.g. U. Zölzer (ed.),
-/// "DAFX: Digital Audio Effects", 2nd edition, Wiley 2011, section 2.2). Sections run in transposed
-/// direct form II.
+/// biquad_design.h has the design. Sections run in transposed direct form II.
 
+#include <zephly/dsp/biquad_design.h>
 #include <zephly/dsp/filter.h>
 #include <zephly/dsp/sample_array.h>
 #include <zephly/platform/export.h>
-
-/// What a BiquadFilter lets through.
-enum BiquadFilterType : int {
-  BiquadLowpass = 0,
-  BiquadHighpass = 1,
-  BiquadBandpass = 2,
-  BiquadNotch = 3,
-};
 
 /// A cascade of identical second-order sections.
 class ZEPHLY_EXPORT BiquadFilter : public Filter {
@@ -42,15 +32,8 @@ class ZEPHLY_EXPORT BiquadFilter : public Filter {
   void reset() override;
 
  private:
-  void design(BiquadFilterType type, double Fc, double Q);
-
-  // Feed-forward and feedback coefficients, the same for every section.
-  double a0 = 0.0;
-  double a1 = 0.0;
-  double a2 = 0.0;
-  double b1 = 0.0;
-  double b2 = 0.0;
   int order;
+  Zephly::BiquadCoefficients coefficients;  // the same for every section
   // State, one element for each section.
   Zephly::SampleArray z1;
   Zephly::SampleArray z2;

@@ -9,5 +9,5 @@ cppcheck --version
 cppcheck -j "$(nproc)" --quiet --error-exitcode=1 --enable=warning,performance,portability --std=c++20 \
   --suppressions-list=cmake/cppcheck.suppressions --suppress=missingIncludeSystem \
   --template='{file}:{line}: {severity} {id}: {message}' \
-  -I. zephly hosts simulator capture timing vitals tools examples bench
+  -I. zephly hosts simulator capture timing offline vitals tools examples bench
 echo "no finding"

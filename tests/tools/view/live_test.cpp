@@ -12,6 +12,7 @@
 #include <tests/support/long_run.h>
 #include <tests/tools/view/decoded.h>
 #include <tests/tools/view/world.h>
+#include <zephly/session/signal_processor.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -3,6 +3,7 @@
 
 #include <tests/tools/view/decoded.h>
 #include <zephly/motion/exercise.h>
+#include <zephly/session/signal_processor.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
