@@ -1,33 +1,29 @@
 // SPDX-License-Identifier: MIT
-// The chains give the bits of the kit's, in whatever blocks the samples come.
-
-#include <offline/ecg_chain.h>
-#include <offline/respiration_chain.h>
+#pragma once
+/// @file
+/// Compares a chain with the kit's, in whatever blocks the samples come.
 
 #include <tests/support/bits.h>
-#include <tests/support/long_run.h>
 #include <tests/support/random_floats.h>
 #include <tests/zephly/dsp/signals.h>
-#include <zephly/dsp/ecg_multi_bandpass_filter.h>
-#include <zephly/dsp/respiration_filter.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <span>
 #include <vector>
 
-namespace Zephly::offline {
-namespace {
-
-std::vector<float> single(const std::vector<double>& samples) {
+/// In single precision.
+inline std::vector<float> single(const std::vector<double>& samples) {
   std::vector<float> result;
   for (const double sample : samples) result.push_back(static_cast<float>(sample));
   return result;
 }
 
-std::vector<std::vector<float>> signals(std::size_t count) {
+/// Realistic, extreme and special ones.
+inline std::vector<std::vector<float>> chainSignals(std::size_t count) {
   std::vector<std::vector<float>> all;
   for (const NamedSignal& signal : realisticSignals(count)) all.push_back(single(signal.samples));
   all.push_back(single(extremeSignal(count, 3)));
@@ -45,10 +41,11 @@ std::vector<std::vector<float>> signals(std::size_t count) {
   return all;
 }
 
+/// Feeds a `Chain` block by block, copying it between the blocks, and a `Kit` sample by sample.
 template <class Chain, class Kit>
 void expectTheKitsBits(std::size_t count) {
   RandomFloats random(9);
-  for (const std::vector<float>& in : signals(count)) {
+  for (const std::vector<float>& in : chainSignals(count)) {
     Kit kit;
     Chain chain;
     std::vector<float> out(in.size());
@@ -65,24 +62,3 @@ void expectTheKitsBits(std::size_t count) {
     }
   }
 }
-
-TEST(EcgChainTest, GivesTheKitsBits) {
-  expectTheKitsBits<EcgChain, ECGMultiBandpassFilter>(longRun<std::size_t>(12'000, 3'000));
-}
-
-TEST(RespirationChainTest, GivesTheKitsBits) {
-  expectTheKitsBits<RespirationChain, RespirationFilter>(longRun<std::size_t>(9'000, 1'500));
-}
-
-TEST(RespirationChainTest, GivesTheKitsBitsOfARecording) {
-  const auto in =
-      single(restingRecording(RestingColumn::respiration, longRun<std::size_t>(12'000, 2'000)));
-  RespirationFilter kit;
-  RespirationChain chain;
-  std::vector<float> out = in;
-  chain.process(out, out);  // in place
-  for (std::size_t i = 0; i < in.size(); ++i) ASSERT_SAME_BITS(out[i], kit.process(in[i])) << i;
-}
-
-}  // namespace
-}  // namespace Zephly::offline
