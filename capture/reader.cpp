@@ -76,29 +76,42 @@ std::optional<Record> Reader::next() {
   return std::nullopt;
 }
 
-bool Reader::openNextPart() {
+std::unique_ptr<Reader> Reader::partAt(const std::filesystem::path& path) const {
   // A file that was given alone, although it is not the first one.
-  if (preamble_.continues) return false;
+  if (preamble_.continues) return nullptr;
+  try {
+    auto part = std::make_unique<Reader>(path);
+    if (belongTogether(preamble_, part->preamble_)) return part;
+  } catch (const CaptureError&) {
+    // Another file of a similar name.
+  }
+  return nullptr;
+}
+
+bool Reader::openNextPart() {
   for (const std::filesystem::path& path : existingParts(path_)) {
-    try {
-      Reader next(path);
-      const Preamble& preamble = next.preamble_;
-      if (!belongTogether(preamble_, preamble) || preamble.continues->part != parts_ + 1) continue;
-      file_ = std::move(next.file_);
-      offset_ = next.offset_;
-      expected_ = 0;
-      over_ = false;
-      ++parts_;
-      lostRecords_ += preamble.continues->lost;
-      return true;
-    } catch (const CaptureError&) {
-      // Another file of a similar name.
-    }
+    const std::unique_ptr<Reader> next = partAt(path);
+    if (!next || next->preamble_.continues->part != parts_ + 1) continue;
+    file_ = std::move(next->file_);
+    offset_ = next->offset_;
+    expected_ = 0;
+    over_ = false;
+    ++parts_;
+    lostRecords_ += next->preamble_.continues->lost;
+    return true;
   }
   return false;
 }
 
 const std::filesystem::path& Reader::file() const { return file_->path(); }
+
+std::vector<std::filesystem::path> Reader::files() const {
+  std::vector<std::filesystem::path> files = {path_};
+  for (const std::filesystem::path& path : existingParts(path_)) {
+    if (partAt(path)) files.push_back(path);
+  }
+  return files;
+}
 
 std::optional<Record> Reader::nextOfFile() {
   while (!over_) {

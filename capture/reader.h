@@ -29,6 +29,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Zephly::capture {
 
@@ -61,6 +62,8 @@ class ZEPHLY_EXPORT Reader {
   bool ended() const { return ended_; }
   /// The file that is being read: the given one, or one that continues it.
   const std::filesystem::path& file() const;
+  /// The given file and those that continue it, also where the recording has lost one in between.
+  std::vector<std::filesystem::path> files() const;
   /// The number of files of the recording so far.
   std::uint32_t parts() const { return parts_; }
   /// Records that were lost between the files so far, because nothing could be written.
@@ -77,6 +80,8 @@ class ZEPHLY_EXPORT Reader {
   void readHead();
   std::optional<Record> nextOfFile();
   bool openNextPart();
+  /// The reader of a file that continues this one; null when `path` is none.
+  std::unique_ptr<Reader> partAt(const std::filesystem::path& path) const;
   RecordHeader readHeader();
   void checkSequence(const RecordHeader& header);
   std::optional<Record> readRecord(const RecordHeader& header);

@@ -1,11 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include <tools/common/output_path.h>
 
+#include <capture/capture_error.h>
+#include <capture/reader.h>
 #include <capture/text.h>
 
 #include <system_error>
+#include <vector>
 
 namespace Zephly::tools {
+
+namespace {
+
+// A capture and the files that continue it; `input` alone when it is none.
+std::vector<std::filesystem::path> filesOfRecording(const std::filesystem::path& input) {
+  try {
+    return capture::Reader(input).files();
+  } catch (const capture::CaptureError&) {
+    return {input};
+  }
+}
+
+}  // namespace
 
 std::runtime_error cannotWrite(const std::filesystem::path& file, const std::string& reason) {
   return std::runtime_error("cannot write " + capture::printable(file.string()) + ": " + reason);
@@ -35,8 +51,11 @@ bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& o
 }
 
 void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input) {
-  if (!isSameFile(output, input)) return;
-  throw cannotWrite(output, "it is the input " + capture::printable(input.string()));
+  const std::string name = capture::printable(input.string());
+  if (isSameFile(output, input)) throw cannotWrite(output, "it is the input " + name);
+  for (const std::filesystem::path& file : filesOfRecording(input)) {
+    if (isSameFile(output, file)) throw cannotWrite(output, "it continues the input " + name);
+  }
 }
 
 }  // namespace Zephly::tools

@@ -26,8 +26,9 @@ std::filesystem::path outputTarget(const std::filesystem::path& path);
 /// existed.
 bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other);
 
-/// Throws std::runtime_error (see cannotWrite) when both are the same file. `zephly record` has an
-/// input that does not exist yet.
+/// Throws std::runtime_error (see cannotWrite) when both are the same file, or `output` is a file
+/// that continues the capture `input` (see capture/reader.h). `zephly record` has an input that
+/// does not exist yet.
 void refuseInput(const std::filesystem::path& output, const std::filesystem::path& input);
 
 }  // namespace Zephly::tools

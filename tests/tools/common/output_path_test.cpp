@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <tools/common/output_path.h>
 
+#include <capture/writer.h>
 #include <tests/support/captures.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -66,6 +69,32 @@ TEST_F(OutputPathTest, AnInputIsRefusedByEveryName) {
   EXPECT_THAT(messageOf([&] { refuseInput(folder_ / "new", folder_ / "." / "new"); }),
               HasSubstr("it is the input "))
       << "before it exists";
+}
+
+TEST_F(OutputPathTest, AFileThatContinuesTheInputIsRefused) {
+  const auto record = [&](const char* name, std::optional<capture::Continuation> continues) {
+    capture::Preamble preamble;
+    preamble.began = std::chrono::seconds(7);
+    preamble.continues = continues;
+    capture::Writer writer(folder_ / name, preamble, {});
+    writer.append({{}, capture::Connected{1}});
+    EXPECT_EQ(writer.close(), std::nullopt);
+    return folder_ / name;
+  };
+  const auto first = record("hike.zcap", std::nullopt);
+  const auto second = record("hike.2.zcap", capture::Continuation{.part = 2});
+  // The third part is lost.
+  const auto fourth = record("hike.4.zcap", capture::Continuation{.part = 4});
+  const auto other = record("hike.5.zcap", std::nullopt);
+  std::filesystem::create_symlink(first, folder_ / "latest");
+  for (const auto& input : {first, folder_ / "latest"}) {
+    for (const auto& part : {second, fourth}) {
+      EXPECT_EQ(messageOf([&] { refuseInput(part, input); }),
+                "cannot write " + part.string() + ": it continues the input " + input.string());
+    }
+    EXPECT_EQ(messageOf([&] { refuseInput(other, input); }), "");
+  }
+  EXPECT_EQ(messageOf([&] { refuseInput(first, second); }), "");
 }
 
 }  // namespace

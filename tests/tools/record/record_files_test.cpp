@@ -99,6 +99,31 @@ TEST_F(RecordFilesTest, ContinuesInAnotherFileWhenOneCannotBeWritten) {
   EXPECT_THAT(alone.errorLines(), ElementsAre(HasSubstr("part 2 of a recording")));
 }
 
+// With --force it would be lost, and with it the rest of the recording.
+TEST_F(RecordFilesTest, NeverReplacesAFileThatContinuesAnInput) {
+  {
+    const SizeLimit limit;
+    ASSERT_EQ(runProgram(record(file_, 20)).exitCode, 0);
+  }
+  const std::string second = (scratch_ / "walk.2.zcap").string();
+  const Bytes before = captures::contentOf(second);
+  ASSERT_FALSE(before.empty());
+  const std::string refusal =
+      ": cannot write " + second + ": it continues the input " + file_.string();
+  for (const Arguments& arguments :
+       {Arguments{"export", file_.string(), "--edf", second},
+        Arguments{"vitals", file_.string(), "--beats", second},
+        Arguments{"vitals", file_.string(), "--annotations", second},
+        Arguments{"replay", file_.string(), "--fast", "--diagnostics", second}}) {
+    Arguments forced = arguments;
+    forced.emplace_back("--force");
+    const Finished run = runProgram(forced);
+    EXPECT_EQ(run.exitCode, 1) << arguments[0];
+    EXPECT_THAT(run.errorLines(), ElementsAre("zephly " + arguments[0] + refusal));
+    EXPECT_TRUE(captures::contentOf(second) == before) << arguments[0];
+  }
+}
+
 TEST_F(RecordFilesTest, SaysHowMuchWasRecordedWhenTheDiskStaysFull) {
   const auto folder = scratch_ / "folder";
   std::filesystem::create_directory(folder);
