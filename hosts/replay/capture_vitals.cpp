@@ -7,11 +7,12 @@
 
 namespace Zephly::replay {
 
-CaptureVitals::CaptureVitals(const Timeline& timeline, vitals::Receiver& receiver)
+CaptureVitals::CaptureVitals(const Timeline& timeline, vitals::Receiver& receiver, bool searchBack)
     : ecg_(timeline.clock(Stream::ecg)),
       respiration_(timeline.clock(Stream::respiration)),
       vitals_({.ecgRate = streamInfo(Stream::ecg).rate,
-               .respirationRate = streamInfo(Stream::respiration).rate},
+               .respirationRate = streamInfo(Stream::respiration).rate,
+               .searchBack = searchBack},
               receiver) {}
 
 void CaptureVitals::take(const PlayedRecord& record) {

@@ -19,8 +19,8 @@ namespace Zephly::replay {
 /// The vitals of one capture.
 class CaptureVitals {
  public:
-  /// Owns neither; both must outlive it.
-  CaptureVitals(const Timeline& timeline, vitals::Receiver& receiver);
+  /// Owns neither; both must outlive it. `searchBack`: see vitals/vitals.h.
+  CaptureVitals(const Timeline& timeline, vitals::Receiver& receiver, bool searchBack = false);
 
   /// Records must come in order of time.
   void take(const PlayedRecord& record);

@@ -42,7 +42,7 @@ std::vector<std::string> CaptureInput::play(vitals::Receiver& receiver,
   });
   duration_ = played.duration;
   const replay::Timeline timeline = survey.finish(played.duration);
-  replay::CaptureVitals vitals(timeline, receiver);
+  replay::CaptureVitals vitals(timeline, receiver, searchBack_);
   replay::CapturePlayer second(path_);
   const replay::Played again = second.play(
       [&](const replay::PlayedRecord& record) {

@@ -16,7 +16,8 @@ namespace Zephly::recorders {
 
 class CaptureInput final : public VitalsInput {
  public:
-  explicit CaptureInput(std::filesystem::path path) : path_(std::move(path)) {}
+  CaptureInput(std::filesystem::path path, bool searchBack)
+      : path_(std::move(path)), searchBack_(searchBack) {}
 
   AboutInput about() const override;
   std::vector<std::filesystem::path> files() const override { return {path_}; }
@@ -26,6 +27,7 @@ class CaptureInput final : public VitalsInput {
 
  private:
   std::filesystem::path path_;
+  bool searchBack_;
   std::chrono::nanoseconds duration_{};
 };
 

@@ -23,8 +23,11 @@ double rateOf(const SignalFile& file, const std::optional<std::size_t>& chosen) 
 }  // namespace
 
 SignalInput::SignalInput(std::filesystem::path path, std::unique_ptr<SignalFile> file,
-                         const SignalOptions& options)
-    : path_(std::move(path)), file_(std::move(file)), choice_(chooseSignals(*file_, options)) {}
+                         const SignalOptions& options, bool searchBack)
+    : path_(std::move(path)),
+      file_(std::move(file)),
+      choice_(chooseSignals(*file_, options)),
+      searchBack_(searchBack) {}
 
 AboutInput SignalInput::about() const {
   return {.file = path_,
@@ -45,7 +48,8 @@ AnnotationClock SignalInput::annotationClock() const {
 std::vector<std::string> SignalInput::play(vitals::Receiver& receiver,
                                            const std::function<void(double part)>& progress) {
   vitals::Vitals vitals({.ecgRate = rateOf(*file_, choice_.ecg),
-                         .respirationRate = rateOf(*file_, choice_.respiration)},
+                         .respirationRate = rateOf(*file_, choice_.respiration),
+                         .searchBack = searchBack_},
                         receiver);
   std::vector<std::size_t> signals;
   if (choice_.ecg) signals.push_back(*choice_.ecg);

@@ -18,7 +18,7 @@ class SignalInput final : public VitalsInput {
  public:
   /// Throws InputError when the signals cannot be chosen.
   SignalInput(std::filesystem::path path, std::unique_ptr<SignalFile> file,
-              const SignalOptions& options);
+              const SignalOptions& options, bool searchBack);
 
   AboutInput about() const override;
   std::vector<std::filesystem::path> files() const override { return file_->files(); }
@@ -30,6 +30,7 @@ class SignalInput final : public VitalsInput {
   std::filesystem::path path_;
   std::unique_ptr<SignalFile> file_;
   SignalChoice choice_;
+  bool searchBack_;
   vitals::Time end_{};  // of what has been played
 };
 

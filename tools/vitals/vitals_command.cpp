@@ -151,7 +151,8 @@ double csvRateValue(const std::string& text) {
 
 void addInputs(CLI::App& command, std::vector<std::string>& inputs) {
   command
-      .add_option("INPUT", inputs, "Captures (.zcap), and recordings in EDF, WFDB (.hea) or CSV")
+      .add_option("INPUT", inputs,
+                  "Captures (.zcap), and recordings in EDF, BDF, WFDB (.hea) or CSV")
       ->type_name("")
       ->required();
 }
@@ -200,6 +201,8 @@ tools::Command addVitalsCommand(CLI::App& program) {
   tools::addValue(
       *command, "--rate", "HZ", "Rows per second of a CSV file (default: from its column of times)",
       [options](const std::string& text) { options->input.file.rate = csvRateValue(text); });
+  tools::addFlag(*command, "--search-back", options->input.searchBack,
+                 "Also report the strongest candidate where a beat is missing, marked late");
   addOutputs(*command, options->output);
   const auto overwrite = std::make_shared<bool>(false);
   tools::addFlag(*command, "--force", *overwrite, "Replace existing files");

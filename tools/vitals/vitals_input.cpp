@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tools/vitals/vitals_input.h>
 
-#include <capture/codec.h>
 #include <capture/format.h>
 #include <tools/vitals/capture_input.h>
 #include <tools/vitals/input_error.h>
@@ -25,7 +24,7 @@ bool isCaptureFile(const std::filesystem::path& path) {
   if (file.size() < capture::magic.size()) return false;
   std::array<std::uint8_t, capture::magic.size()> bytes{};
   file.read(0, bytes);
-  return capture::beginsLikeCapture(bytes);
+  return bytes == capture::magic;
 }
 
 }  // namespace
@@ -33,14 +32,15 @@ bool isCaptureFile(const std::filesystem::path& path) {
 std::unique_ptr<VitalsInput> openVitalsInput(const std::filesystem::path& path,
                                              const InputOptions& options) {
   if (!isCaptureFile(path)) {
-    return std::make_unique<SignalInput>(path, openSignalFile(path, options.file), options.signals);
+    return std::make_unique<SignalInput>(path, openSignalFile(path, options.file), options.signals,
+                                         options.searchBack);
   }
   if (options.file.rate || options.signals.ecg || options.signals.respiration) {
     throw InputError(path,
                      "a capture has its signals and rates; leave out --rate, --signal and "
                      "--respiration");
   }
-  return std::make_unique<CaptureInput>(path);
+  return std::make_unique<CaptureInput>(path, options.searchBack);
 }
 
 }  // namespace Zephly::recorders

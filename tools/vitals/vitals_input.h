@@ -25,6 +25,7 @@ namespace Zephly::recorders {
 struct InputOptions {
   OpenOptions file = {};
   SignalOptions signals = {};
+  bool searchBack = false;  ///< see vitals/vitals.h
 };
 
 class VitalsInput {

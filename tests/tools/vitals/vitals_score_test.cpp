@@ -10,7 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -88,6 +92,72 @@ TEST_P(VitalsScoreTest, AnnotationsScoreAsTheDetector) {
 
 TEST_P(VitalsScoreTest, ListedBeatsScoreAsTheDetector) {
   expectTheScoreOfTheDetector(marked(), listedBeats(marked(), scratch_));
+}
+
+// A minute of a record in which one beat has 0.15 of its height.
+std::filesystem::path recordingWithAWeakBeat(const ScratchDirectory& scratch, double& time) {
+  const MarkedRecording recording = readRecording(ZEPHLY_RECORDINGS "/mitdb/101.hea");
+  const auto weak = std::find_if(recording.beats.begin(), recording.beats.end(),
+                                 [](const MarkedBeat& beat) { return beat.time > 30; });
+  time = weak->time;
+  std::vector<float> samples(recording.ecg.begin(), recording.ecg.begin() + 60 * 360);
+  constexpr std::size_t half = 50;
+  const auto begin = static_cast<std::size_t>(time * recording.rate) - half;
+  const float first = samples[begin];
+  const float slope = (samples[begin + 2 * half] - first) / (2 * half);
+  for (std::size_t i = 0; i < 2 * half; ++i) {
+    const float level = first + slope * static_cast<float>(i);
+    samples[begin + i] = level + 0.15F * (samples[begin + i] - level);
+  }
+  std::ofstream file(scratch / "weak.csv");
+  file << "ecg\n";
+  for (const float sample : samples) file << sample << '\n';
+  return scratch / "weak.csv";
+}
+
+// The rows near a time.
+std::vector<std::string> beatsNear(const std::filesystem::path& file, double time) {
+  const captures::Bytes bytes = captures::contentOf(file);
+  std::istringstream rows(std::string(bytes.begin(), bytes.end()));
+  std::vector<std::string> near;
+  std::string row;
+  std::getline(rows, row);
+  while (std::getline(rows, row)) {
+    if (std::abs(std::stod(row) - time) < 0.1) near.push_back(row);
+  }
+  return near;
+}
+
+TEST(VitalsScoreSearchBackTest, ReportsAWeakBeatLateOnRequest) {
+  const ScratchDirectory scratch;
+  double time = 0;
+  const std::string weak = recordingWithAWeakBeat(scratch, time).string();
+  const auto found = [&](std::vector<std::string> arguments, const std::string& name) {
+    arguments.insert(arguments.begin(), "vitals");
+    arguments.insert(arguments.end(), {"--beats", (scratch / name).string()});
+    const Finished run = runProgram(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    return beatsNear(scratch / name, time);
+  };
+  EXPECT_TRUE(found({weak, "--rate", "360"}, "a.csv").empty());
+  const auto late = found({weak, "--rate", "360", "--search-back"}, "b.csv");
+  ASSERT_EQ(late.size(), 1U);
+  EXPECT_TRUE(late[0].ends_with(",1")) << late[0];
+
+  // As a capture of a strap that plays the recording.
+  const std::string capture = (scratch / "weak.zcap").string();
+  ASSERT_EQ(runProgram({"record", capture, "--simulated", "--recording", weak, "--rate", "360",
+                        "--duration", "62", "--speed", "1000"})
+                .exitCode,
+            0);
+  const auto lateBeats = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = {"vitals", capture, "--json"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const std::string output = runProgram(arguments).output;
+    return output.substr(output.find("\"late\":"), 8);
+  };
+  EXPECT_EQ(lateBeats({}), "\"late\":0");
+  EXPECT_EQ(lateBeats({"--search-back"}), "\"late\":1");
 }
 
 INSTANTIATE_TEST_SUITE_P(Records, VitalsScoreTest, testing::Values("101", "208", "223"),
