@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// The lines of a text that is read piece by piece. Internal to the simulator.
+/// The lines of a text that is read piece by piece: of a recording that is simulated, and of a
+/// table of signals in tools/vitals. No header for applications.
 ///
 ///   Lines lines([&](char* bytes, std::size_t count) { return file.read(bytes, count); }, 65'536);
 ///   while (const auto line = lines.next()) use(*line);
+
+#include <zephly/platform/export.h>
 
 #include <cstddef>
 #include <functional>
@@ -15,7 +18,7 @@
 namespace Zephly::simulator {
 
 /// Holds one line and one piece of the text.
-class Lines {
+class ZEPHLY_EXPORT Lines {
  public:
   /// Puts the next bytes of the text, at most `count`, at `bytes`; returns how many, 0 at the end.
   using Read = std::function<std::size_t(char* bytes, std::size_t count)>;

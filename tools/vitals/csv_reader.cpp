@@ -85,7 +85,7 @@ CsvReader::CsvReader(InputFile file, std::optional<double> rate)
   } while (line && (cellText(line->text).empty() || line->text.starts_with('#')));
   if (!line) throw InputError(file_.path(), file_.size(), "rows of numbers expected, found none");
   if (line->text.find('\0') != std::string_view::npos) {
-    throw InputError(file_.path(), line->at, "neither a capture nor EDF, WFDB or CSV");
+    throw InputError(file_.path(), line->at, "neither a capture nor EDF, BDF, WFDB or CSV");
   }
   readNames(*line);
   if (!rate_ && !clock_) {
@@ -128,7 +128,6 @@ void CsvReader::fail(std::size_t column, const std::string& expected) const {
 
 void CsvReader::rewind() {
   lines_.seek(firstRow_);
-  rows_ = 0;
   last_.reset();
 }
 
@@ -177,7 +176,6 @@ vitals::Time CsvReader::timeOfRow() const {
 
 // Times may be rounded to milliseconds, so that steps differ. Gaps do not count.
 double CsvReader::measuredRate() {
-  rewind();
   std::vector<double> steps;
   while (steps.size() < rowsToMeasure && nextRow()) {
     const vitals::Time time = timeOfRow();

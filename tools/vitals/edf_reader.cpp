@@ -16,8 +16,10 @@ namespace {
 constexpr std::uint64_t fileHeaderSize = 256;
 constexpr std::uint64_t signalHeaderSize = 256;
 constexpr std::string_view edfVersion = "0       ";
-constexpr std::string_view clockLabel = "EDF Annotations";
-constexpr std::uint64_t largestRecord = 10U << 20U;  // bytes, as for EDFlib
+constexpr std::string_view bdfVersion =
+    "\xFF"
+    "BIOSEMI";
+constexpr std::uint64_t largestRecord = 10U << 20U;  // bytes, as for EDFlib with EDF
 constexpr double shortestRecord = 1e-4;              // seconds
 constexpr double longestRecord = 86'400;             // seconds
 
@@ -43,6 +45,14 @@ std::optional<Number> edfNumber(std::string_view text) {
   text = withoutBlanks(text);
   if (text.starts_with('+')) text.remove_prefix(1);
   return tools::parseNumber<Number>(text);
+}
+
+// A sample of 16 or 24 bits, little-endian, in two's complement.
+std::int32_t edfSample(const unsigned char* bytes, std::uint64_t size) {
+  const unsigned low = bytes[0] | static_cast<unsigned>(bytes[1]) << 8U;
+  if (size == 2) return static_cast<std::int16_t>(low);
+  const unsigned bits = low | static_cast<unsigned>(bytes[2]) << 16U;
+  return static_cast<std::int32_t>(bits << 8U) >> 8;
 }
 
 double secondsOf(vitals::Time time) { return std::chrono::duration<double>(time).count(); }
@@ -77,7 +87,9 @@ struct EdfReader::Fields {
 };
 
 bool EdfReader::isEdf(const InputFile& file) {
-  return file.size() >= edfVersion.size() && file.text(0, edfVersion.size()) == edfVersion;
+  if (file.size() < edfVersion.size()) return false;
+  const std::string version = file.text(0, edfVersion.size());
+  return version == edfVersion || version == bdfVersion;
 }
 
 EdfReader::EdfReader(InputFile file) : file_(std::move(file)) {
@@ -100,8 +112,10 @@ void EdfReader::readFileHeader(const std::string& header) {
     if (!value) fail(field.at, what + " expected, found " + excerpt(text(field)));
     return *value;
   };
-  plus_ = text(kindField).starts_with("EDF+");
-  discontinuous_ = text(kindField).starts_with("EDF+D");
+  bdf_ = header.starts_with(bdfVersion);
+  if (bdf_) sampleSize_ = 3;
+  plus_ = text(kindField).starts_with(bdf_ ? "BDF+" : "EDF+");
+  discontinuous_ = plus_ && text(kindField)[4] == 'D';
   const auto signals = number(std::uint64_t{}, signalsField, "a number of signals");
   if (signals == 0) fail(signalsField.at, "the file has no signals");
   headerSize_ = number(std::uint64_t{}, headerSizeField, "the size of the header");
@@ -132,16 +146,16 @@ void EdfReader::readSignals(const std::string& header) {
   for (std::size_t i = 0; i < fields.signals; ++i) {
     const EdfField countField = fields.field(216, 8, i);
     const auto samples = edfNumber<std::uint64_t>(fields.text(countField));
-    if (!samples || *samples > largestRecord / 2) {
+    if (!samples || *samples > largestRecord / sampleSize_) {
       fail(countField.at,
            "a number of samples expected, found " + excerpt(fields.text(countField)));
     }
     const std::uint64_t begin = recordSize_;
-    recordSize_ += 2 * *samples;
+    recordSize_ += sampleSize_ * *samples;
     if (recordSize_ > largestRecord)
       fail(countField.at, "a data record of more than 10 MiB is not supported");
     const std::string_view label = withoutBlanks(fields.text(fields.field(0, 16, i)));
-    if (plus_ && label == clockLabel) {
+    if (plus_ && label == (bdf_ ? "BDF Annotations" : "EDF Annotations")) {
       annotations_.push_back({begin, *samples, 0, 0});
       continue;
     }
@@ -174,10 +188,13 @@ EdfReader::Place EdfReader::scaleOf(const Fields& fields, std::size_t signal) co
   const auto physicalMaximum = number(double{}, 112);
   const auto digitalMinimum = number(int{}, 120);
   const auto digitalMaximum = number(int{}, 128);
-  if (digitalMinimum >= digitalMaximum || digitalMinimum < -32'768 || digitalMaximum > 32'767) {
+  const int largest = bdf_ ? 0x7FFFFF : 0x7FFF;
+  if (digitalMinimum >= digitalMaximum || digitalMinimum < -largest - 1 ||
+      digitalMaximum > largest) {
     fail(fields.field(120, 8, signal).at,
-         "a digital minimum below the maximum, both of 16 bits, expected, found " +
-             std::to_string(digitalMinimum) + " and " + std::to_string(digitalMaximum));
+         "a digital minimum below the maximum, both of " + std::to_string(8 * sampleSize_) +
+             " bits, expected, found " + std::to_string(digitalMinimum) + " and " +
+             std::to_string(digitalMaximum));
   }
   if (physicalMinimum == physicalMaximum) {
     fail(fields.field(104, 8, signal).at,
@@ -209,8 +226,9 @@ void EdfReader::checkSize() {
 }
 
 const char* EdfReader::format() const {
-  if (discontinuous_) return "EDF+D";
-  return plus_ ? "EDF+" : "EDF";
+  if (discontinuous_) return bdf_ ? "BDF+D" : "EDF+D";
+  if (plus_) return bdf_ ? "BDF+" : "EDF+";
+  return bdf_ ? "BDF" : "EDF";
 }
 
 double EdfReader::part() const {
@@ -221,9 +239,8 @@ double EdfReader::part() const {
 std::optional<double> EdfReader::onset(std::uint64_t record) const {
   constexpr std::uint64_t longest = 64;
   const Place& clock = annotations_.front();
-  const std::string bytes =
-      file_.text(headerSize_ + record * recordSize_ + clock.begin,
-                 static_cast<std::size_t>(std::min(longest, 2 * clock.samples)));
+  const std::string bytes = file_.text(headerSize_ + record * recordSize_ + clock.begin,
+                                       static_cast<std::size_t>(std::min(longest, bytesOf(clock))));
   const std::string_view text = std::string_view(bytes).substr(0, bytes.find('\x14'));
   if (!text.starts_with('+') && !text.starts_with('-')) return std::nullopt;
   const auto value = edfNumber<double>(text);
@@ -256,7 +273,7 @@ void EdfReader::readExclusions() {
   for (std::uint64_t record = 0; record < records_; ++record) {
     for (const Place& place : annotations_) {
       exclusions_.take(file_.text(headerSize_ + record * recordSize_ + place.begin,
-                                  static_cast<std::size_t>(2 * place.samples)));
+                                  static_cast<std::size_t>(bytesOf(place))));
     }
   }
   exclusions_.complete();
@@ -271,12 +288,11 @@ bool EdfReader::next(std::vector<SignalSample>& samples) {
   for (std::size_t chosen = 0; chosen < chosen_.size(); ++chosen) {
     const Place& place = places_[chosen_[chosen]];
     const double rate = infos_[chosen_[chosen]].rate;
-    bytes.resize(2 * place.samples);
+    bytes.resize(bytesOf(place));
     file_.read(headerSize_ + next_ * recordSize_ + place.begin, bytes);
     begins.push_back(samples.size());
     for (std::size_t i = 0; i < place.samples; ++i) {
-      const auto step =
-          static_cast<std::int16_t>(bytes[2 * i] | static_cast<unsigned>(bytes[2 * i + 1]) << 8U);
+      const std::int32_t step = edfSample(&bytes[sampleSize_ * i], sampleSize_);
       const vitals::Time time = begin + timeOfSample(static_cast<double>(i), rate);
       if (!exclusions_.empty() && exclusions_.contain(firstOnset_ + secondsOf(time))) continue;
       samples.push_back({chosen, time, static_cast<float>(step * place.gain + place.zero)});

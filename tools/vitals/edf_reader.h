@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// An EDF or EDF+ file (B. Kemp, A. Varri, A. C. Rosa, K. D. Nielsen, J. Gade: A simple format for
-/// exchange of digitized polygraphic recordings, Electroencephalography and Clinical
-/// Neurophysiology 82, 1992; B. Kemp, J. Olivan: EDF+, Clinical Neurophysiology 114, 2003).
+/// An EDF, EDF+, BDF or BDF+ file (B. Kemp, A. Varri, A. C. Rosa, K. D. Nielsen, J. Gade: A simple
+/// format for exchange of digitized polygraphic recordings, Electroencephalography and Clinical
+/// Neurophysiology 82, 1992; B. Kemp, J. Olivan: EDF+, Clinical Neurophysiology 114, 2003;
+/// BDF, by BioSemi, has 24 bits in place of 16).
 ///
 ///   EdfReader file("night.edf");
 ///
@@ -27,7 +28,7 @@ namespace Zephly::recorders {
 
 class EdfReader final : public SignalFile {
  public:
-  /// Whether the file begins as EDF does.
+  /// Whether the file begins as EDF or BDF does.
   static bool isEdf(const InputFile& file);
 
   /// Throws InputError.
@@ -54,6 +55,7 @@ class EdfReader final : public SignalFile {
 
   struct Fields;
 
+  std::uint64_t bytesOf(const Place& place) const { return sampleSize_ * place.samples; }
   [[noreturn]] void fail(std::uint64_t at, const std::string& reason) const;
   void readFileHeader(const std::string& header);
   void readSignals(const std::string& header);
@@ -65,6 +67,8 @@ class EdfReader final : public SignalFile {
   void readExclusions();
 
   InputFile file_;
+  bool bdf_ = false;
+  std::uint64_t sampleSize_ = 2;  // bytes
   bool plus_ = false;
   bool discontinuous_ = false;
   std::uint64_t headerSize_ = 0;

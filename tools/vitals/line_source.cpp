@@ -6,46 +6,35 @@
 
 namespace Zephly::recorders {
 
-namespace {
+LineSource::LineSource(const InputFile& file, std::size_t longest)
+    : file_(&file), longest_(longest), lines_(linesFrom(0)) {}
 
-constexpr std::size_t bytesAtOnce = 1U << 18U;
-
-}  // namespace
-
-// Adds more of the file to the buffer; false at its end.
-bool LineSource::fill() {
-  buffer_.erase(0, taken_);
-  bufferAt_ += taken_;
-  taken_ = 0;
-  const std::uint64_t from = bufferAt_ + buffer_.size();
-  const auto count =
-      static_cast<std::size_t>(std::min<std::uint64_t>(bytesAtOnce, file_->size() - from));
-  if (count == 0) return false;
-  buffer_ += file_->text(from, count);
-  return true;
+simulator::Lines LineSource::linesFrom(std::uint64_t position) {
+  next_ = std::min(position, file_->size());
+  read_ = next_;
+  const auto read = [this](char* bytes, std::size_t count) {
+    const auto here =
+        static_cast<std::size_t>(std::min<std::uint64_t>(count, file_->size() - read_));
+    file_->read(read_, {reinterpret_cast<unsigned char*>(bytes), here});
+    read_ += here;
+    return here;
+  };
+  return {read, longest_};
 }
 
 std::optional<TextLine> LineSource::next() {
-  std::size_t end = buffer_.find('\n', taken_);
-  while (end == std::string::npos && buffer_.size() - taken_ <= longest_ && fill()) {
-    end = buffer_.find('\n', taken_);
-  }
-  if (taken_ == buffer_.size()) return std::nullopt;
-  end = std::min(end, buffer_.size());
-  TextLine line{std::string_view(buffer_).substr(taken_, end - taken_), position()};
-  if (line.text.size() > longest_) {
+  const std::optional<std::string_view> text = lines_.next();
+  if (!text) return std::nullopt;
+  TextLine line{*text, next_};
+  if (text->size() > longest_) {
     throw InputError(file_->path(), line.at,
                      "a line of more than " + std::to_string(longest_) + " bytes");
   }
-  taken_ = std::min(end + 1, buffer_.size());
+  next_ = std::min(next_ + text->size() + 1, file_->size());
   if (line.text.ends_with('\r')) line.text.remove_suffix(1);
   return line;
 }
 
-void LineSource::seek(std::uint64_t position) {
-  buffer_.clear();
-  taken_ = 0;
-  bufferAt_ = std::min(position, file_->size());
-}
+void LineSource::seek(std::uint64_t position) { lines_ = linesFrom(position); }
 
 }  // namespace Zephly::recorders

@@ -75,8 +75,8 @@ struct OpenOptions {
   std::optional<double> rate = std::nullopt;  ///< of a CSV file, in rows per second
 };
 
-/// Recognises EDF by its content, WFDB by the name of its header (with or without ".hea"), and
-/// takes everything else for CSV. Throws InputError.
+/// Recognises EDF and BDF by their content, WFDB by the name of its header (with or without
+/// ".hea"), and takes everything else for CSV. Throws InputError.
 std::unique_ptr<SignalFile> openSignalFile(const std::filesystem::path& path,
                                            const OpenOptions& options);
 

@@ -20,6 +20,7 @@ using reading::readAll;
 using reading::secondsOf;
 using reading::valuesOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class CsvReaderTest : public testing::Test {
@@ -70,6 +71,20 @@ TEST_F(CsvReaderTest, KnowsUnitsOfTime) {
   }
   EXPECT_NEAR(open("t (us),ecg\n0,1\n4000,2\n")->signals()[0].rate, 250, 1e-6);
   EXPECT_NEAR(open("t_ns,ecg\n0,1\n4000000,2\n")->signals()[0].rate, 250, 1e-6);
+  for (const std::string name : {"t (sec)", "elapsed [seconds]", "Elapsed time", "t (\u00B5s)"}) {
+    const bool micro = name.ends_with("s)");
+    const auto file = open(name + ",ecg\n0,1\n" + (micro ? "500000" : "0.5") + ",2\n");
+    EXPECT_NEAR(file->signals()[0].rate, 2, 1e-6) << name;
+  }
+}
+
+TEST_F(CsvReaderTest, TakesNoOtherColumnForTimes) {
+  for (const std::string name : {"t (min)", "time of day", "clock", ""}) {
+    EXPECT_THAT(errorWith(name + ",ecg\n0,1\n1,2\n", {}), HasSubstr("no column of times")) << name;
+    EXPECT_EQ(open(name + ",ecg\n0,1\n", {.rate = 100})->signals().size(), 2U) << name;
+  }
+  // The second one is a signal.
+  EXPECT_EQ(open("t,time,ecg\n0,0,1\n1,0,2\n")->signals()[0].name, "time");
 }
 
 // 360 Hz in whole milliseconds: steps of 2 and 3 ms.
@@ -77,6 +92,19 @@ TEST_F(CsvReaderTest, MeasuresTheRateOfRoundedTimes) {
   std::string text = "time_ms,ecg\n";
   for (int i = 0; i < 3600; ++i) text += std::to_string((i * 1000 + 180) / 360) + ",0\n";
   EXPECT_NEAR(open(text)->signals()[0].rate, 360, 0.1);
+}
+
+TEST_F(CsvReaderTest, MeasuresTheRateWithoutGaps) {
+  const auto rate = [&](const std::vector<int>& milliseconds) {
+    std::string text = "time_ms,ecg\n";
+    for (const int time : milliseconds) text += std::to_string(time) + ",0\n";
+    return open(text)->signals()[0].rate;
+  };
+  EXPECT_NEAR(rate({0, 2, 5, 7}), 3 / 0.007, 1e-6);                   // rounded
+  EXPECT_NEAR(rate({0, 1, 2, 4}), 3 / 0.004, 1e-6);                   // rounded
+  EXPECT_NEAR(rate({0, 4, 8, 18}), 250, 1e-6);                        // a gap
+  EXPECT_NEAR(rate({0, 4, 8, 12, 21, 30, 39, 48}), 7 / 0.048, 1e-6);  // irregular
+  EXPECT_NEAR(rate({1000, 1004, 1008, 900'000, 900'004, 900'008}), 250, 1e-6);
 }
 
 TEST_F(CsvReaderTest, PrefersTheRateOfTheUser) {
@@ -89,6 +117,8 @@ TEST_F(CsvReaderTest, ReadsRowsWithoutNames) {
   EXPECT_EQ(file->signals()[0].name, "1");
   EXPECT_THAT(valuesOf(readAll(*file, {0})), ElementsAre(1, 2, 3));
   EXPECT_EQ(open("1,2\n", {.rate = 100})->signals()[1].name, "2");
+  EXPECT_EQ(open("ecg,2\n3,4\n", {.rate = 100})->signals()[1].name, "2");
+  EXPECT_THAT(values("ecg,2\n3,4\n", {.rate = 100}), ElementsAre(3));
 }
 
 TEST_F(CsvReaderTest, ReadsWhatOtherProgramsWrite) {
@@ -102,6 +132,23 @@ TEST_F(CsvReaderTest, ReadsWhatOtherProgramsWrite) {
               ElementsAre(1));
   EXPECT_THAT(values("ecg\n1\n2\n\n\n", {.rate = 100}), ElementsAre(1, 2));
   EXPECT_THAT(values("ecg\n1\n2", {.rate = 100}), ElementsAre(1, 2));
+  EXPECT_THAT(values("+1\n +2\t\n", {.rate = 100}), ElementsAre(1, 2));
+}
+
+TEST_F(CsvReaderTest, LeavesOutAByteOrderMark) {
+  EXPECT_EQ(open("\xEF\xBB\xBF"
+                 "ecg\n1\n",
+                 {.rate = 100})
+                ->signals()[0]
+                .name,
+            "ecg");
+  EXPECT_THAT(values("\xEF\xBB\xBF"
+                     "1\n2\n",
+                     {.rate = 100}),
+              ElementsAre(1, 2));
+  EXPECT_THAT(errorWith("\xEF\xBB\xBF"
+                        "1\nx\n"),
+              HasSubstr("at byte 5: "));
 }
 
 TEST_F(CsvReaderTest, LeavesOutSamplesThatAreMissing) {
@@ -126,6 +173,10 @@ TEST_F(CsvReaderTest, ReadsMoreThanItsBuffer) {
 TEST_F(CsvReaderTest, SaysWhereACellIsWrong) {
   EXPECT_EQ(errorWith("ecg,b\n1,2\nx,2\n"),
             "a.csv: at byte 10: a number of at most 1e30 expected, found \"x\"");
+  EXPECT_EQ(errorOf(scratch_.file("b.csv", bytesOf("a,ecg\n1,2\n1,y\n")), {.rate = 100}, {1}),
+            "b.csv: at byte 12: a number of at most 1e30 expected, found \"y\"");
+  EXPECT_EQ(errorWith("ecg\n\"\n"),
+            "a.csv: at byte 4: a number of at most 1e30 expected, found \"\"\"");
   EXPECT_EQ(errorWith("ecg\n1\n1,5\n"), "a.csv: at byte 6: 1 cells expected, found 2");
   EXPECT_EQ(errorWith("ecg;b\n1,5;2\n"),
             "a.csv: at byte 6: a number of at most 1e30 expected, found \"1,5\"");
@@ -137,6 +188,21 @@ TEST_F(CsvReaderTest, SaysWhereACellIsWrong) {
             "a.csv: at byte 4: a number of at most 1e30 expected, found \"1e999\"");
   EXPECT_EQ(errorWith("ecg\r\n1\r\n\r\n2\r\n"),
             "a.csv: at byte 8: a row expected, found an empty line");
+}
+
+TEST_F(CsvReaderTest, ReadsTheLargestNumbers) {
+  EXPECT_THAT(values("ecg\n1e30\n-1e30\n", {.rate = 100}), ElementsAre(1e30F, -1e30F));
+  EXPECT_THAT(secondsOf(readAll(*open("t,ecg\n-4e9,1\n4e9,2\n"), {0})), ElementsAre(-4e9, 4e9));
+}
+
+// The rate is that of the first 5000 steps.
+TEST_F(CsvReaderTest, ComparesTheTimesOfAllRows) {
+  std::string text = "t,ecg\n";
+  for (int i = 0; i < 6000; ++i) text += std::to_string(i) + ",1\n";
+  EXPECT_THAT(errorWith(text, {}), IsEmpty());
+  EXPECT_EQ(errorWith(text + "5999,1\n", {}),
+            "a.csv: at byte " + std::to_string(text.size()) +
+                ": a time after that of the row before expected, found \"5999\"");
 }
 
 TEST_F(CsvReaderTest, SaysWhereATimeIsWrong) {
@@ -168,7 +234,7 @@ TEST_F(CsvReaderTest, RefusesOtherFiles) {
   EXPECT_EQ(errorWith(std::string("\x7F"
                                   "ELF\0\1\n",
                                   7)),
-            "a.csv: at byte 0: neither a capture nor EDF, WFDB or CSV");
+            "a.csv: at byte 0: neither a capture nor EDF, BDF, WFDB or CSV");
   EXPECT_EQ(errorWith("ecg\n" + std::string(70'000, '1')),
             "a.csv: at byte 4: a line of more than 65536 bytes");
   EXPECT_EQ(errorOf(scratch_ / "none.csv"), "none.csv: no such file");

@@ -7,6 +7,8 @@
 #include <tools/vitals/input_error.h>
 #include <tools/vitals/signal_file.h>
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -24,13 +26,27 @@ inline void appendInt16(captures::Bytes& bytes, int value) {
   bytes.push_back(static_cast<std::uint8_t>(bits >> 8U & 0xFFU));
 }
 
+/// Samples of 16 bits.
+inline captures::Bytes int16Bytes(const std::vector<int>& values) {
+  captures::Bytes bytes;
+  for (const int value : values) appendInt16(bytes, value);
+  return bytes;
+}
+
 /// All samples of these signals.
 inline std::vector<Zephly::recorders::SignalSample> readAll(
     Zephly::recorders::SignalFile& file, const std::vector<std::size_t>& signals) {
   file.choose(signals);
   std::vector<Zephly::recorders::SignalSample> all;
   std::vector<Zephly::recorders::SignalSample> piece;
-  while (file.next(piece)) all.insert(all.end(), piece.begin(), piece.end());
+  double part = 0;
+  while (file.next(piece)) {
+    all.insert(all.end(), piece.begin(), piece.end());
+    EXPECT_GT(file.part(), part);
+    part = file.part();
+  }
+  EXPECT_EQ(part, 1);
+  EXPECT_FALSE(file.next(piece)) << "after the end";
   return all;
 }
 
@@ -52,12 +68,13 @@ inline std::vector<double> secondsOf(const std::vector<Zephly::recorders::Signal
   return times;
 }
 
-/// Opens a file and reads its first signal; the error without the folder, or "".
+/// Opens a file and reads these signals; the error without the folder, or "".
 inline std::string errorOf(const std::filesystem::path& path,
-                           const Zephly::recorders::OpenOptions& options = {}) {
+                           const Zephly::recorders::OpenOptions& options = {},
+                           const std::vector<std::size_t>& signals = {0}) {
   try {
     const auto file = Zephly::recorders::openSignalFile(path, options);
-    readAll(*file, {0});
+    readAll(*file, signals);
   } catch (const Zephly::recorders::InputError& error) {
     std::string text = error.what();
     const std::string folder = path.parent_path().string() + "/";

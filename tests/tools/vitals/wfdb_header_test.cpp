@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -62,6 +63,43 @@ TEST(WfdbHeaderTest, TakesTheZeroOfTheConverterForTheBaseline) {
   EXPECT_EQ(parseWfdbHeader("a 1\na.dat 212 200 11 1024\n", "a").signals[0].baseline, 1024);
 }
 
+TEST(WfdbHeaderTest, HasTheGainAndTheBaselineInEveryForm) {
+  const auto signal = [](const std::string& scale) {
+    return parseWfdbHeader("a 1\na.dat\t16 " + scale + "\n", "a").signals.at(0);
+  };
+  EXPECT_EQ(signal("-50").gain, -50);
+  EXPECT_EQ(signal("1e-12").gain, 1e-12);
+  EXPECT_EQ(signal("1e12").gain, 1e12);
+  EXPECT_EQ(signal("0 0 7").gain, 200);
+  EXPECT_EQ(signal("(9)/V").gain, 200);
+  EXPECT_EQ(signal("(9)/V").baseline, 9);
+  EXPECT_EQ(signal("(9)/V").unit, "V");
+  EXPECT_EQ(signal("5(9)/V 64 7").baseline, 9);
+  EXPECT_EQ(signal("1 16 -1073741824").baseline, -1'073'741'824);
+  EXPECT_EQ(signal("1 16 1073741824").baseline, 1'073'741'824);
+  for (const int checksum : {-32'768, 65'535}) {
+    EXPECT_EQ(signal("1 16 0 0 " + std::to_string(checksum)).checksum, checksum);
+  }
+}
+
+TEST(WfdbHeaderTest, HasTheLargestNumbers) {
+  EXPECT_EQ(parseWfdbHeader("a 1 100000 1099511627776\na.dat 16x1000:100000+1099511627776", "a")
+                .signals[0]
+                .skew,
+            100'000U);
+  std::string many = "a 1000\n";
+  for (int i = 0; i < 1000; ++i) many += "a.dat 16\n";
+  EXPECT_EQ(parseWfdbHeader(many, "a").signals.back().name, "signal 1000");
+  EXPECT_EQ(parseWfdbHeader("a 1 1e-6\na.dat 16", "a").rate, 1e-6);
+  EXPECT_EQ(wrong("a 1001\n"), "a.hea: at byte 2: a number of signals expected, found \"1001\"");
+  EXPECT_THAT(wrong("a 1 100000.1\n"), StartsWith("a.hea: at byte 4: a rate above 0"));
+  EXPECT_THAT(wrong("a 1 1e-7\n"), StartsWith("a.hea: at byte 4: a rate above 0"));
+  EXPECT_THAT(wrong("a 1 9 1099511627777\n"), StartsWith("a.hea: at byte 6: a number of samples"));
+  EXPECT_THAT(wrong("a 1\na.dat 16x1001\n"), StartsWith("a.hea: at byte 13: 1 to 1000 samples"));
+  EXPECT_THAT(wrong("a 1\na.dat 16+1099511627777\n"),
+              StartsWith("a.hea: at byte 13: a number of bytes"));
+}
+
 TEST(WfdbHeaderTest, RefusesFilesInOtherFolders) {
   for (const std::string name : {"/etc/passwd", "../a.dat", "b/a.dat", "..", "."}) {
     EXPECT_EQ(
@@ -105,6 +143,22 @@ TEST(WfdbHeaderTest, SaysWhereAFieldIsWrong) {
   EXPECT_THAT(wrong("a 1\na.dat 16 1(2\n"), StartsWith("a.hea: at byte 15: a baseline"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1 16 0 0 70000\n"),
               StartsWith("a.hea: at byte 22: a checksum of 16 bits"));
+  for (const auto& [field, expected] : {std::pair{"-32769", "22: a checksum of 16 bits"},
+                                        std::pair{"65536", "22: a checksum of 16 bits"}}) {
+    EXPECT_THAT(wrong(std::string("a 1\na.dat 16 1 16 0 0 ") + field),
+                StartsWith(std::string("a.hea: at byte ") + expected))
+        << field;
+  }
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 x"), StartsWith("a.hea: at byte 15: a number of bits"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 65"), StartsWith("a.hea: at byte 15: a number of bits"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 16 1073741825"), StartsWith("a.hea: at byte 18: a zero of"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 16 0 x"), StartsWith("a.hea: at byte 20: a first value"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1()"), StartsWith("a.hea: at byte 15: a baseline expected"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1(-1073741825)"),
+              StartsWith("a.hea: at byte 15: a baseline expected"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 -1e13"), StartsWith("a.hea: at byte 13: a finite gain"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 -1e-13"),
+              StartsWith("a.hea: at byte 13: the gain is too small"));
 }
 
 // A control character in a name must not control the terminal.

@@ -18,6 +18,7 @@ using captures::Bytes;
 using captures::ScratchDirectory;
 using reading::bytesOf;
 using reading::errorOf;
+using reading::int16Bytes;
 using reading::readAll;
 using reading::secondsOf;
 using reading::valuesOf;
@@ -37,12 +38,6 @@ Bytes format212(const std::vector<int>& samples) {
     bytes.push_back(static_cast<std::uint8_t>(first >> 8U | (second >> 8U) << 4U));
     if (paired) bytes.push_back(static_cast<std::uint8_t>(second & 0xFFU));
   }
-  return bytes;
-}
-
-Bytes format16(const std::vector<int>& samples) {
-  Bytes bytes;
-  for (const int sample : samples) reading::appendInt16(bytes, sample);
   return bytes;
 }
 
@@ -82,7 +77,7 @@ TEST_F(WfdbReaderTest, ReadsFormat212) {
 
 TEST_F(WfdbReaderTest, ReadsFormat16OfSeveralSignals) {
   WfdbReader file(record("a 2 250 3\na.dat 16 100(50)/uV 16 7 0\na.dat 16 1/mV\n",
-                         format16({50, -7, 150, 32'767, -32'767, 3})));
+                         int16Bytes({50, -7, 150, 32'767, -32'767, 3})));
   EXPECT_EQ(file.signals()[0].unit, "uV");
   EXPECT_EQ(file.signals()[0].name, "signal 1");
   const auto samples = readAll(file, {0, 1});
@@ -111,7 +106,7 @@ TEST_F(WfdbReaderTest, ReadsAnOddNumberOfSamplesInAFrame) {
 
 TEST_F(WfdbReaderTest, ReadsSeveralSamplesInAFrame) {
   WfdbReader file(
-      record("a 2 100 2\na.dat 16x3 1\na.dat 16 1\n", format16({1, 2, 3, 10, 4, 5, 6, 20})));
+      record("a 2 100 2\na.dat 16x3 1\na.dat 16 1\n", int16Bytes({1, 2, 3, 10, 4, 5, 6, 20})));
   EXPECT_DOUBLE_EQ(file.signals()[0].rate, 300);
   EXPECT_DOUBLE_EQ(file.signals()[1].rate, 100);
   EXPECT_EQ(file.annotationRate(), 100);
@@ -123,7 +118,7 @@ TEST_F(WfdbReaderTest, ReadsSeveralSamplesInAFrame) {
 
 TEST_F(WfdbReaderTest, ReadsSignalsOfDifferentFiles) {
   static_cast<void>(scratch_.file("b.dat", format212({7, 8, 9})));
-  WfdbReader file(record("a 2 100 3\na.dat 16 1\nb.dat 212 1\n", format16({1, 2, 3})));
+  WfdbReader file(record("a 2 100 3\na.dat 16 1\nb.dat 212 1\n", int16Bytes({1, 2, 3})));
   const auto samples = readAll(file, {1, 0});
   EXPECT_THAT(valuesOf(samples, 0), ElementsAre(7, 8, 9));
   EXPECT_THAT(valuesOf(samples, 1), ElementsAre(1, 2, 3));
@@ -132,29 +127,75 @@ TEST_F(WfdbReaderTest, ReadsSignalsOfDifferentFiles) {
 
 TEST_F(WfdbReaderTest, SkipsAProlog) {
   Bytes bytes(5, 0xEE);
-  const Bytes samples = format16({1, 2});
+  const Bytes samples = int16Bytes({1, 2});
   bytes.insert(bytes.end(), samples.begin(), samples.end());
   WfdbReader file(record("a 1 100 2\na.dat 16+5 1\n", bytes));
   EXPECT_THAT(valuesOf(readAll(file, {0})), ElementsAre(1, 2));
 }
 
 TEST_F(WfdbReaderTest, AppliesTheSkew) {
-  WfdbReader file(record("a 2 100 3\na.dat 16:1 1\na.dat 16 1\n", format16({1, 10, 2, 20, 3, 30})));
+  WfdbReader file(
+      record("a 2 100 3\na.dat 16:1 1\na.dat 16 1\n", int16Bytes({1, 10, 2, 20, 3, 30})));
   const auto samples = readAll(file, {0, 1});
   EXPECT_THAT(valuesOf(samples, 0), ElementsAre(2, 3));
   EXPECT_THAT(secondsOf(samples, 0), ElementsAre(0, 0.01));
   EXPECT_THAT(secondsOf(samples, 1), ElementsAre(0, 0.01, 0.02));
+  // In frames, not in samples; the sum is that of all samples.
+  WfdbReader frames(
+      record("a 1 100 3\na.dat 16x2:1 1 16 0 1 21\n", int16Bytes({1, 2, 3, 4, 5, 6})));
+  EXPECT_THAT(valuesOf(readAll(frames, {0})), ElementsAre(3, 4, 5, 6));
 }
 
 TEST_F(WfdbReaderTest, LeavesOutSamplesThatAreMissing) {
-  WfdbReader in16(record("a 1 100 3\na.dat 16 1\n", format16({1, -32'768, 3})));
+  WfdbReader in16(record("a 1 100 3\na.dat 16 1\n", int16Bytes({1, -32'768, 3})));
   EXPECT_THAT(secondsOf(readAll(in16, {0})), ElementsAre(0, 0.02));
   WfdbReader in212(record("a 1 100 3\na.dat 212 1\n", format212({1, -2048, 3})));
   EXPECT_THAT(secondsOf(readAll(in212, {0})), ElementsAre(0, 0.02));
+  WfdbReader other(record("a 1 100 3\na.dat 16 1\n", int16Bytes({1, -2048, 3})));
+  EXPECT_THAT(valuesOf(readAll(other, {0})), ElementsAre(1, -2048, 3));
+}
+
+// The shortest file ends the record.
+TEST_F(WfdbReaderTest, ReadsFilesOfDifferentLengths) {
+  static_cast<void>(scratch_.file("b.dat", format212({7, 8, 9, 10, 11})));
+  static_cast<void>(scratch_.file("c.dat", int16Bytes({1, 2, 3, 4, 5, 6})));
+  const std::string b = "b.dat 212+3 1\n";
+  const std::string c = "c.dat 16x2+2 1\n";
+  for (const auto& [header, longer] :
+       {std::pair{"a 2 100\n" + b + c, 1}, {"a 2 100\n" + c + b, 0}}) {
+    WfdbReader file(record(header, {}));
+    const auto samples = readAll(file, {0, 1});
+    EXPECT_THAT(valuesOf(samples, static_cast<std::size_t>(longer)), ElementsAre(2, 3, 4, 5))
+        << header;
+    EXPECT_THAT(valuesOf(samples, static_cast<std::size_t>(1 - longer)), ElementsAre(9, 10))
+        << header;
+  }
+}
+
+// Their number is even in each piece that is read, but not in a frame.
+TEST_F(WfdbReaderTest, ComparesTheChecksumOfALongRecord) {
+  std::vector<int> samples;
+  unsigned sum = 0;
+  for (int i = 0; i < 3 * 1111; ++i) {
+    samples.push_back(i % 2000 - 1000);
+    if (i % 3 == 1) sum += static_cast<unsigned>(samples.back());
+  }
+  const auto header = [&](unsigned checksum) {
+    return "a 2 360 1111\na.dat 212x2 1\na.dat 212 1 12 0 0 " + std::to_string(checksum & 0xFFFFU) +
+           "\n";
+  };
+  sum = 0;
+  for (std::size_t i = 2; i < samples.size(); i += 3) sum += static_cast<unsigned>(samples[i]);
+  const auto path = record(header(sum), format212(samples));
+  EXPECT_THAT(errorOf(path, {}, {1}), IsEmpty());
+  EXPECT_THAT(errorOf(record(header(sum + 1), format212(samples)), {}, {1}),
+              HasSubstr("have the checksum"));
+  // That of a signal that is not read is not compared.
+  EXPECT_THAT(errorOf(path, {}, {0}), IsEmpty());
 }
 
 TEST_F(WfdbReaderTest, ReadsToTheEndWithoutANumberOfSamples) {
-  WfdbReader in16(record("a 1\na.dat 16 1\n", format16({1, 2, 3})));
+  WfdbReader in16(record("a 1\na.dat 16 1\n", int16Bytes({1, 2, 3})));
   EXPECT_EQ(in16.annotationRate(), 250);
   EXPECT_THAT(valuesOf(readAll(in16, {0})), ElementsAre(1, 2, 3));
   WfdbReader in212(record("a 1 100 0\na.dat 212 1\n", format212({1, 2, 3})));
@@ -163,12 +204,12 @@ TEST_F(WfdbReaderTest, ReadsToTheEndWithoutANumberOfSamples) {
 
 // The format has 200 steps per millivolt where the gain was not measured.
 TEST_F(WfdbReaderTest, TakesAGainOfZeroForOneThatWasNotMeasured) {
-  WfdbReader file(record("a 1 100 2\na.dat 16 0\n", format16({200, -100})));
+  WfdbReader file(record("a 1 100 2\na.dat 16 0\n", int16Bytes({200, -100})));
   EXPECT_THAT(valuesOf(readAll(file, {0})), ElementsAre(1, -0.5F));
 }
 
 TEST_F(WfdbReaderTest, IsNamedWithOrWithoutItsSuffix) {
-  const auto path = record("a 1 100 2\na.dat 16 1\n", format16({1, 2}));
+  const auto path = record("a 1 100 2\na.dat 16 1\n", int16Bytes({1, 2}));
   EXPECT_THAT(errorOf(path), IsEmpty());
   EXPECT_THAT(errorOf(scratch_ / "a"), IsEmpty());
   std::filesystem::create_directory(scratch_ / "a");
@@ -176,23 +217,48 @@ TEST_F(WfdbReaderTest, IsNamedWithOrWithoutItsSuffix) {
 }
 
 TEST_F(WfdbReaderTest, SaysWhereARecordEndsTooEarly) {
-  EXPECT_EQ(errorWith("a 1 100 4\na.dat 16 1\n", format16({1, 2, 3})),
+  EXPECT_EQ(errorWith("a 1 100 4\na.dat 16 1\n", int16Bytes({1, 2, 3})),
             "a.dat: at byte 6: the file ends here; 4 samples of each signal need 8 bytes");
   EXPECT_EQ(errorWith("a 2 100 4\na.dat 212 1\na.dat 212 1\n", format212({1, 2, 3, 4})),
             "a.dat: at byte 6: the file ends here; 4 samples of each signal need 12 bytes");
 }
 
 TEST_F(WfdbReaderTest, SaysWhereARecordIsTooLong) {
-  EXPECT_EQ(errorWith("a 1 100 2\na.dat 16 1\n", format16({1, 2, 3})),
+  EXPECT_EQ(errorWith("a 1 100 2\na.dat 16 1\n", int16Bytes({1, 2, 3})),
             "a.dat: at byte 4: 2 bytes after the last of the 2 samples in the header");
+  // Format 212 has an odd sample in two bytes or in three.
+  Bytes odd = format212({1, 2, 3});
+  EXPECT_THAT(errorWith("a 1 100 3\na.dat 212 1\n", odd), IsEmpty());
+  odd.push_back(0);
+  EXPECT_THAT(errorWith("a 1 100 3\na.dat 212 1\n", odd), IsEmpty());
+  odd.push_back(0);
+  EXPECT_EQ(errorWith("a 1 100 3\na.dat 212 1\n", odd),
+            "a.dat: at byte 5: 2 bytes after the last of the 3 samples in the header");
+}
+
+TEST_F(WfdbReaderTest, SaysThatAFileEndsBeforeItsFirstSample) {
+  EXPECT_EQ(errorWith("a 1 100\na.dat 16+5 1\n", Bytes(4, 0)),
+            "a.dat: at byte 4: the file ends before its first sample");
+  EXPECT_THAT(errorWith("a 1 100\na.dat 16+4 1\n", Bytes(4, 0)), HasSubstr("no samples"));
+}
+
+TEST_F(WfdbReaderTest, RefusesAHugeHeader) {
+  const std::string header = "a 1 100 2\na.dat 16 1\n";
+  const std::string most = header + std::string((1U << 20U) - header.size(), '#');
+  EXPECT_THAT(errorWith(most, int16Bytes({1, 2})), IsEmpty());
+  EXPECT_EQ(errorWith(most + "#", int16Bytes({1, 2})),
+            "a.hea: at byte 1048576: a header of 1 MiB at most expected");
 }
 
 TEST_F(WfdbReaderTest, ComparesTheChecksum) {
-  EXPECT_EQ(errorWith("a 1 100 2\na.dat 16 1 16 0 1 4 0 II\n", format16({1, 2})),
+  EXPECT_EQ(errorWith("a 1 100 2\na.dat 16 1 16 0 1 4 0 II\n", int16Bytes({1, 2})),
             "a.hea: at byte 28: the samples of \"II\" in a.dat have the checksum 3, not 4");
-  EXPECT_THAT(errorWith("a 1 100 2\na.dat 16 1 16 0 -1 -3 0 II\n", format16({-1, -2})), IsEmpty());
-  EXPECT_THAT(errorWith("a 1 100 2\na.dat 16 1 16 0 -1 65533 0 II\n", format16({-1, -2})),
+  EXPECT_THAT(errorWith("a 1 100 2\na.dat 16 1 16 0 -1 -3 0 II\n", int16Bytes({-1, -2})),
               IsEmpty());
+  EXPECT_THAT(errorWith("a 1 100 2\na.dat 16 1 16 0 -1 65533 0 II\n", int16Bytes({-1, -2})),
+              IsEmpty());
+  // Without a number of samples it may be that of fewer.
+  EXPECT_THAT(errorWith("a 1 100\na.dat 16 1 16 0 1 4 0 II\n", int16Bytes({1, 2})), IsEmpty());
 }
 
 TEST_F(WfdbReaderTest, RefusesAMissingFile) {
@@ -206,12 +272,12 @@ TEST_F(WfdbReaderTest, RefusesAPipeInPlaceOfAFile) {
 }
 
 TEST_F(WfdbReaderTest, RefusesSamplesInPlaceOfTheHeader) {
-  static_cast<void>(record("a 1 100 2\na.dat 16 1\n", format16({1, 2})));
+  static_cast<void>(record("a 1 100 2\na.dat 16 1\n", int16Bytes({1, 2})));
   EXPECT_EQ(errorOf(scratch_ / "a.dat"), "a.dat: samples of a WFDB record: name its header, a.hea");
 }
 
 TEST_F(WfdbReaderTest, RefusesARateOfTheUser) {
-  const auto path = record("a 1 100 2\na.dat 16 1\n", format16({1, 2}));
+  const auto path = record("a 1 100 2\na.dat 16 1\n", int16Bytes({1, 2}));
   EXPECT_EQ(errorOf(path, {.rate = 100}), "a.hea: --rate is for CSV; this file has its own rate");
 }
 
@@ -220,20 +286,22 @@ TEST_F(WfdbReaderTest, RefusesAnEmptyRecord) {
 }
 
 TEST_F(WfdbReaderTest, RefusesAFileThatIsListedTwice) {
-  static_cast<void>(scratch_.file("b.dat", format16({1, 2})));
-  EXPECT_THAT(errorWith("a 3 100 2\na.dat 16 1\nb.dat 16 1\na.dat 16 1\n", format16({1, 2})),
+  static_cast<void>(scratch_.file("b.dat", int16Bytes({1, 2})));
+  EXPECT_THAT(errorWith("a 3 100 2\na.dat 16 1\nb.dat 16 1\na.dat 16 1\n", int16Bytes({1, 2})),
               HasSubstr("a.hea: at byte 32: the signals of one file must follow each other"));
 }
 
 TEST_F(WfdbReaderTest, RefusesTwoFormatsInOneFile) {
-  EXPECT_THAT(errorWith("a 2 100 2\na.dat 16 1\na.dat 212 1\n", format16({1, 2})),
+  EXPECT_THAT(errorWith("a 2 100 2\na.dat 16 1\na.dat 212 1\n", int16Bytes({1, 2})),
+              HasSubstr("a.hea: at byte 21: the signals of one file must have one format"));
+  EXPECT_THAT(errorWith("a 2 100 1\na.dat 16 1\na.dat 16+2 1\n", int16Bytes({1, 2})),
               HasSubstr("a.hea: at byte 21: the signals of one file must have one format"));
 }
 
 TEST_F(WfdbReaderTest, RefusesAHugeNumberOfSamples) {
-  EXPECT_EQ(errorWith("a 1 100 1000000000000\na.dat 16 1\n", format16({1, 2})),
+  EXPECT_EQ(errorWith("a 1 100 1000000000000\na.dat 16 1\n", int16Bytes({1, 2})),
             "a.hea: at byte 8: more samples than fit into a hundred years");
-  EXPECT_EQ(errorWith("a 1 100 100000000000\na.dat 16 1\n", format16({1, 2})),
+  EXPECT_EQ(errorWith("a 1 100 100000000000\na.dat 16 1\n", int16Bytes({1, 2})),
             "a.dat: at byte 4: the file ends here; 100000000000 samples of each signal need "
             "200000000000 bytes");
 }
