@@ -85,6 +85,13 @@ MarkedRecording readRecording(const std::filesystem::path& header, std::size_t c
   return recording;
 }
 
+std::vector<MarkedBeat> readBeats(const std::filesystem::path& annotations, double rate) {
+  MarkedRecording recording;
+  recording.rate = rate;
+  readAnnotations(annotations, recording);
+  return recording.beats;
+}
+
 std::vector<MarkedRecording> readRecordings(const std::filesystem::path& folder,
                                             std::size_t channel) {
   std::vector<std::filesystem::path> headers;

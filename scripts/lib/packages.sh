@@ -63,6 +63,11 @@ python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind1
 peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy python3-bottleneck python3-pandas
   python3-decorator libblas3 liblapack3 liblbfgsb0 libgfortran5 libgsl-dev libliquid-dev)
 
+# To run other detectors of heart beats. SciPy and MNE-Python are unpacked (see scripts/lib/vitals.sh); these are what
+# they import.
+vitals_peers_packages=("${bench_packages[@]}" python3-numpy python3-decorator python3-packaging python3-jinja2 libblas3
+  liblapack3 liblbfgsb0 libgfortran5)
+
 # The guest itself and the emulator that it runs in: downloaded and unpacked, never installed. Its kernel: see
 # tests/bluetooth/guest/fetch.
 bluetooth_guest_packages=(bluez bluez-test-tools dbus-daemon dbus-bin busybox-static kmod cpio qemu-system-x86
