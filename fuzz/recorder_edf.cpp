@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// EDF and EDF+: any file, and files whose header is complete but for what its fields say, because a
-// fuzzer cannot guess a header of 512 bytes.
+// EDF, EDF+, BDF and BDF+: any file, and files whose header is complete but for what its fields
+// say, because a fuzzer cannot guess a header of 512 bytes.
 
 #include <fuzz/support/input.h>
 #include <fuzz/support/read_signals.h>
@@ -37,10 +37,17 @@ std::string number(Input& input, int usual, std::size_t width) {
 
 std::vector<std::uint8_t> edfFile(Input& input) {
   if (input.below(4) == 0) return input.remaining();
-  static constexpr std::array<const char*, 5> kinds = {"", "EDF+C", "EDF+D", "EDF+", "x"};
+  static constexpr std::array<const char*, 8> kinds = {"",  "EDF+C", "EDF+D", "EDF+",
+                                                       "x", "24BIT", "BDF+C", "BDF+D"};
   const int signals = static_cast<int>(1 + input.below(4));
-  std::string text = field("0", 8) + field("", 176) + number(input, 256 * (signals + 1), 8) +
-                     field(kinds.at(input.below(kinds.size())), 44) +
+  const std::string size = number(input, 256 * (signals + 1), 8);
+  const unsigned kind = input.below(kinds.size());
+  const bool bdf = kind >= 5;
+  std::string text = field(bdf ? "\xFF"
+                                 "BIOSEMI"
+                               : "0",
+                           8) +
+                     field("", 176) + size + field(kinds.at(kind), 44) +
                      number(input, input.coin() ? -1 : 2, 8) + number(input, 1, 8) +
                      number(input, signals, 4);
   const bool timed = input.coin();
@@ -48,7 +55,8 @@ std::vector<std::uint8_t> edfFile(Input& input) {
     for (int i = 0; i < signals; ++i) text += one(i);
   };
   each([&](int i) {
-    return field(timed && i + 1 == signals ? "EDF Annotations" : input.coin() ? "ECG" : "Resp", 16);
+    if (timed && i + 1 == signals) return field(bdf ? "BDF Annotations" : "EDF Annotations", 16);
+    return field(input.coin() ? "ECG" : "Resp", 16);
   });
   each([](int) { return field("", 80); });
   each([](int) { return field("uV", 8); });

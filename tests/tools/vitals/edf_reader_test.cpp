@@ -216,13 +216,13 @@ TEST_F(EdfReaderTest, ReadsTheShortestAndTheLongestDataRecord) {
   }
 }
 
-TEST_F(EdfReaderTest, ReadsTheLargestDataRecord) {
-  const auto of = [&](const std::string& first, const std::string& second, std::size_t samples) {
-    return errorWith(
-        {.signals = {{.perRecord = first}, {.perRecord = second}}, .data = Bytes(2 * samples, 0)});
+TEST_F(EdfReaderTest, RefusesADataRecordOfMoreThan10MiB) {
+  const auto with = [&](const std::string& samples) {
+    return errorWith({.signals = {{.perRecord = samples}, {.perRecord = "1"}}});
   };
-  EXPECT_THAT(of("5242879", "1", 5'242'880), IsEmpty());
-  EXPECT_EQ(of("5242880", "1", 0),
+  EXPECT_EQ(with("5242879"),
+            "a.edf: at byte 768: the file ends here, after 0 whole data records of 1");
+  EXPECT_EQ(with("5242880"),
             "a.edf: at byte 696: a data record of more than 10 MiB is not supported");
 }
 
@@ -359,6 +359,8 @@ TEST_F(EdfReaderTest, RefusesALyingHeader) {
   EXPECT_EQ(errorWith({.records = "x", .data = int16Bytes({1, 2})}),
             "a.edf: at byte 236: a number of data records expected, found \"x       \"");
   EXPECT_EQ(errorWith({.records = "0"}), "a.edf: at byte 236: the file has no data records");
+  EXPECT_EQ(errorWith({.records = "0", .data = int16Bytes({1, 2})}),
+            "a.edf: at byte 236: the file has no data records");
   EXPECT_EQ(errorWith({.records = "-1"}), "a.edf: at byte 236: the file has no data records");
   EXPECT_EQ(errorWith({.records = "-2", .data = int16Bytes({1, 2})}),
             "a.edf: at byte 236: a number of data records expected");
