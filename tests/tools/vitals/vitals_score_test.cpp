@@ -53,12 +53,8 @@ std::vector<FoundBeat> annotatedBeats(const std::filesystem::path& marked,
   return found;
 }
 
-std::vector<FoundBeat> listedBeats(const std::filesystem::path& marked,
-                                   const ScratchDirectory& scratch) {
-  const Finished run =
-      runProgram({"vitals", marked.string(), "--beats", (scratch / "beats.csv").string()});
-  EXPECT_EQ(run.exitCode, 0) << run.errors;
-  const captures::Bytes bytes = captures::contentOf(scratch / "beats.csv");
+std::vector<FoundBeat> beatsIn(const std::filesystem::path& csv) {
+  const captures::Bytes bytes = captures::contentOf(csv);
   std::istringstream file(std::string(bytes.begin(), bytes.end()));
   std::vector<FoundBeat> found;
   std::string line;
@@ -67,6 +63,14 @@ std::vector<FoundBeat> listedBeats(const std::filesystem::path& marked,
     if (line.find(",artefact,") == std::string::npos) found.push_back({.time = std::stod(line)});
   }
   return found;
+}
+
+std::vector<FoundBeat> listedBeats(const std::filesystem::path& marked,
+                                   const ScratchDirectory& scratch) {
+  const Finished run =
+      runProgram({"vitals", marked.string(), "--beats", (scratch / "beats.csv").string()});
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  return beatsIn(scratch / "beats.csv");
 }
 
 void expectTheScoreOfTheDetector(const std::filesystem::path& marked,
@@ -92,6 +96,34 @@ TEST_P(VitalsScoreTest, AnnotationsScoreAsTheDetector) {
 
 TEST_P(VitalsScoreTest, ListedBeatsScoreAsTheDetector) {
   expectTheScoreOfTheDetector(marked(), listedBeats(marked(), scratch_));
+}
+
+// BioSig counts samples from 1 and writes them as if from 0.
+TEST(VitalsScoreAnnotationsTest, AnotherProgramReadsThem) {
+  const ScratchDirectory scratch;
+  for (const char* ending : {".hea", ".dat"}) {
+    std::filesystem::copy_file(std::string(ZEPHLY_RECORDINGS "/mitdb/208") + ending,
+                               scratch / (std::string("208") + ending));
+  }
+  const std::string header = (scratch / "208.hea").string();
+  const Finished run =
+      runProgram({"vitals", header, "--annotations", (scratch / "208.atr").string(), "--beats",
+                  (scratch / "beats.csv").string()});
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  const Finished read = runOther(ZEPHLY_SAVE2GDF, {"-JSON", header});
+  ASSERT_EQ(read.exitCode, 0) << read.errors;
+  std::vector<double> times;
+  const std::string mark = "\"POS\"\t: ";
+  for (auto at = read.output.find(mark); at != std::string::npos;
+       at = read.output.find(mark, at + 1)) {
+    times.push_back(std::stod(read.output.substr(at + mark.size())));
+  }
+  const std::vector<FoundBeat> beats = beatsIn(scratch / "beats.csv");
+  ASSERT_EQ(times.size(), beats.size());
+  EXPECT_GT(times.size(), 250U);
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    EXPECT_NEAR(times[i] + 1.0 / 360, beats[i].time, 0.5 / 360 + 1e-6) << i;
+  }
 }
 
 // A minute of a record in which one beat has 0.15 of its height.
