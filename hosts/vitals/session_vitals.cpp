@@ -8,6 +8,7 @@
 #include <zephly/dsp/leadoff_detector.h>
 #include <zephly/protocol/streams.h>
 
+#include <algorithm>
 #include <optional>
 #include <span>
 #include <utility>
@@ -15,12 +16,36 @@
 
 namespace Zephly::hosts {
 
+namespace {
+
+// A second that the end of a link or of the session cuts ends there, not in the future.
+class UntilNow final : public vitals::Receiver {
+ public:
+  UntilNow(vitals::Receiver& receiver, SessionVitals::Clock now)
+      : receiver_(receiver), now_(std::move(now)) {}
+
+  void beat(const vitals::Beat& beat) override { receiver_.beat(beat); }
+  void breath(const vitals::Breath& breath) override { receiver_.breath(breath); }
+  void second(const vitals::Second& second) override {
+    vitals::Second ended = second;
+    ended.time = std::min(ended.time, now_());
+    receiver_.second(ended);
+  }
+
+ private:
+  vitals::Receiver& receiver_;
+  SessionVitals::Clock now_;
+};
+
+}  // namespace
+
 class SessionVitals::State {
  public:
   State(vitals::Receiver& receiver, Clock now)
-      : vitals_({.ecgRate = streamInfo(Stream::ecg).rate,
+      : receiver_(receiver, now),
+        vitals_({.ecgRate = streamInfo(Stream::ecg).rate,
                  .respirationRate = streamInfo(Stream::respiration).rate},
-                receiver),
+                receiver_),
         tap_({.now = std::move(now),
               .sink = [this](const capture::Record& record) { take(record); },
               .freezeProcessorClock = false}) {}
@@ -66,6 +91,7 @@ class SessionVitals::State {
     }
   }
 
+  UntilNow receiver_;
   RawSamples samples_;
   ArrivalClock ecgClock_{Stream::ecg};
   ArrivalClock respirationClock_{Stream::respiration};

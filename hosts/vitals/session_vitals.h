@@ -17,7 +17,8 @@
 /// counted at their nominal rate from the arrival of their frames, so that the jitter of the radio
 /// does not move a beat (arrival_clock.h). The interval between two beats is wrong by 1 % at most,
 /// usually by less than 0.1 %. Contact is that of the kit's LeadoffDetector. When the link is lost,
-/// what is held back is reported, and detection begins anew with the next link.
+/// what is held back is reported, and detection begins anew with the next link. The second in which
+/// that happens ends then.
 ///
 /// To be used on the main queue's thread only. The receiver is called there, before the callbacks
 /// for the same frame, and must not call the kit or the host.

@@ -13,9 +13,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -32,8 +34,13 @@ using simulator::TrainingPlan;
 struct Results final : vitals::Receiver {
   void beat(const vitals::Beat& beat) override { beats.push_back(beat); }
   void breath(const vitals::Breath& breath) override { breaths.push_back(breath); }
-  void second(const vitals::Second& second) override { seconds.push_back(second); }
+  void second(const vitals::Second& second) override {
+    seconds.push_back(second);
+    reported.push_back(now());
+  }
 
+  std::function<vitals::Time()> now;
+  std::vector<vitals::Time> reported;  // when, of each second
   std::vector<vitals::Beat> beats;
   std::vector<vitals::Breath> breaths;
   std::vector<vitals::Second> seconds;
@@ -57,6 +64,7 @@ Session run(const TrainingPlan& plan, StrapTime duration, bool measured = true,
   simulator::Strap wearer({.seed = seed, .plan = plan});
   simulated::StrapDevice strap(device, wearer);
   strap.loseLinksOf(wearer.plan());
+  session.results.now = [&] { return scheduler.now(); };
   std::optional<SessionVitals> vitals;
   if (measured) vitals.emplace(session.results, [&] { return scheduler.now(); });
   const auto receiver = std::make_shared<watch::Receiver>(
@@ -142,6 +150,28 @@ TEST(SessionVitalsTest, NoIntervalCrossesALostLink) {
   }
   EXPECT_EQ(without, 2);  // the first one of each link
   EXPECT_TRUE(session.results.seconds.back().heartRate || session.results.seconds.size() < 50);
+}
+
+TEST(SessionVitalsTest, NoSecondIsReportedBeforeItsTime) {
+  TrainingPlan plan = TrainingPlan::quiet();
+  plan.linkLosses = {{12300ms, "out of range", 200ms}, {20500ms, "out of range", 4s}};
+  const Results results = run(plan, 30700ms).results;
+  ASSERT_GE(results.seconds.size(), 25U);
+  for (std::size_t i = 0; i < results.seconds.size(); ++i) {
+    EXPECT_LE(results.seconds[i].time, results.reported[i]);
+    if (i > 0) {
+      EXPECT_GT(results.seconds[i].time, results.seconds[i - 1].time);
+    }
+  }
+  // Those that were cut end where they were cut.
+  const auto endsAt = [&](vitals::Time from, vitals::Time to) {
+    return std::ranges::any_of(results.seconds, [&](const vitals::Second& second) {
+      return second.time > from && second.time <= to;
+    });
+  };
+  EXPECT_TRUE(endsAt(12200ms, 12400ms));
+  EXPECT_TRUE(endsAt(20400ms, 20600ms));
+  EXPECT_TRUE(endsAt(30600ms, 30700ms));
 }
 
 TEST(SessionVitalsTest, WithoutAHostTheConstructorThrows) {
