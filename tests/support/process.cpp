@@ -20,6 +20,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -197,6 +198,18 @@ bool Process::hasEnded() const {
   siginfo_t ended{};
   return ::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
          ended.si_pid != 0;
+}
+
+bool Process::waitUntilItReads(const std::filesystem::path& file) const {
+  const std::filesystem::path descriptors = "/proc/" + std::to_string(pid_) + "/fd";
+  while (!hasEnded()) {
+    std::error_code gone;  // a descriptor, or the process
+    for (const auto& each : std::filesystem::directory_iterator(descriptors, gone)) {
+      if (std::filesystem::read_symlink(each, gone) == file) return true;
+    }
+    ::poll(nullptr, 0, 1);
+  }
+  return false;
 }
 
 bool Process::waitForEnd(std::chrono::seconds limit) const {

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <regex>
 #include <string>
@@ -58,6 +59,8 @@ class Process {
   bool echoes() const;
   /// Stops reading, as `| head` does.
   void closeOutput();
+  /// Waits until the process has the file open; false when it ends before that.
+  bool waitUntilItReads(const std::filesystem::path& file) const;
   /// Waits for the end without reading; false when it still runs after `limit`.
   bool waitForEnd(std::chrono::seconds limit) const;
   /// Reads the rest and waits for the end.

@@ -3,6 +3,7 @@
 
 #include <tests/support/process.h>
 
+#include <tests/support/captures.h>
 #include <tests/support/long_run.h>
 #include <tests/support/recording.h>
 
@@ -12,8 +13,10 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -194,6 +197,33 @@ TEST(RecordingTest, AMissingFileIsOneLineAndExitCode1) {
   const Finished run = play("/nonexistent/recording.csv", "100");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("/nonexistent/recording.csv: no such file")));
+}
+
+// Reading takes a tenth of a second or more. Once the session has begun, a signal ends it in order,
+// with another exit code and with files.
+TEST(RecordingTest, ASignalWhileItReadsEndsTheProgramAtOnceAndLeavesNothing) {
+  const captures::ScratchDirectory scratch;
+  const std::string file = scratch / "signals.csv";
+  {
+    std::ofstream text(file);
+    text << "ECG\n";
+    std::string rows;
+    for (int i = 0; i < 1'000'000; ++i) rows += "1\n";
+    for (int i = 0; i < 10; ++i) text << rows;
+  }
+  const std::vector<std::vector<std::string>> commands = {
+      {"monitor", "--json", "--diagnostics", scratch / "diagnostics.txt"},
+      {"record", scratch / "walk.zcap"},
+      {"record", scratch / "walk.zcap", "--edf", scratch / "walk.edf"}};
+  for (std::vector<std::string> command : commands) {
+    command.insert(command.end(), {"--simulated", "--recording", file, "--rate", "500"});
+    Process process(command);
+    ASSERT_TRUE(process.waitUntilItReads(file)) << process.finish().errors;
+    process.sendSignal(SIGTERM);
+    EXPECT_EQ(process.finish().exitCode, 128 + SIGTERM) << command[0];
+    const std::filesystem::directory_iterator files(std::filesystem::path(file).parent_path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << command[0];
+  }
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ tools::Command addMonitorCommand(CLI::App& program) {
   addOutputOptions(*command, *output);
   return {command, [source, output] {
             watch::checkTogether(*source);
+            watch::loadRecording(*source);
             return watchSession("monitor", *source, *output);
           }};
 }

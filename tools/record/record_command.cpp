@@ -21,12 +21,16 @@ int recordAndExport(Options& options) {
     tools::refuseInput(options.file, *options.source.recording);
     if (exports.edf) tools::refuseInput(*exports.edf, *options.source.recording);
   }
-  if (!exports.edf && !exports.csv) return RecordingSession(options).run();
+  if (!exports.edf && !exports.csv) {
+    watch::loadRecording(options.source);
+    return RecordingSession(options).run();
+  }
   exports.capture = options.file;
   exports.existing =
       options.overwrite ? exporting::Existing::replaced : exporting::Existing::refused;
   // Before the recording, not an hour later.
   exporting::checkTargets(exports);
+  watch::loadRecording(options.source);
   RecordingSession session(options);
   const int recorded = session.run();
   if (!session.hasCapture()) return recorded;

@@ -170,6 +170,7 @@ tools::Command addViewCommand(CLI::App& program) {
                   "this program was built without Node.js and has no page; install nodejs 18 or "
                   "newer with npm and build it again");
             }
+            watch::loadRecording(options->source);
             return LivePage(*options).run();
           }};
 }

@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cmath>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -69,17 +70,14 @@ void addBluetoothSourceOptions(CLI::App& command, SourceOptions& options,
   }
 }
 
-std::shared_ptr<const simulator::Recording> load(const SourceOptions& options) {
-  if (!options.recording) return nullptr;
-  return std::make_shared<const simulator::Recording>(
-      simulator::Recording::load(*options.recording, *options.rowsPerSecond));
-}
-
 SimulatedOptions simulatedOptions(const SourceOptions& options) {
+  if (options.recording && !options.loaded) {
+    throw std::logic_error("the recording has not been loaded");
+  }
   return {.seed = options.seed,
           .speed = options.speed.value_or(1),
           .duration = options.duration,
-          .recording = load(options),
+          .recording = options.loaded,
           .recordingName = options.recording.value_or("").filename().string()};
 }
 
@@ -146,6 +144,12 @@ void checkTogether(const SourceOptions& options) {
     throw CLI::ValidationError(options.simulated ? "--simulated" : "--replay", "excludes --bus");
   }
   tools::checkRecording(options.recording.has_value(), options.rowsPerSecond.has_value());
+}
+
+void loadRecording(SourceOptions& options) {
+  if (!options.recording) return;
+  options.loaded = std::make_shared<const simulator::Recording>(
+      simulator::Recording::load(*options.recording, *options.rowsPerSecond));
 }
 
 std::unique_ptr<Source> makeSource(main_queue::MainQueue& queue, const SourceOptions& options,

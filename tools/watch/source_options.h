@@ -6,11 +6,13 @@
 ///   SourceOptions options;
 ///   addSourceOptions(command, options);       // before parsing
 ///   checkTogether(options);                   // after it
+///   loadRecording(options);                   // before anything is opened
 ///   const auto source = makeSource(queue, options, hostLine, [&] { queue.stop(); });
 ///
 
 #include <hosts/bluez/bluetooth.h>
 #include <hosts/main_queue/main_queue.h>
+#include <simulator/recording.h>
 #include <tools/watch/source.h>
 #include <zephly/protocol/strap_time.h>
 
@@ -36,8 +38,9 @@ struct SourceOptions {
   bool fast = false;                            ///< plays the capture as fast as possible
   std::optional<StrapTime> duration;            ///< empty: until it is ended
   std::optional<std::filesystem::path> recording;
-  std::optional<double> rowsPerSecond;  ///< of the recording
-  bluez::Options bluetooth;             ///< of a real strap
+  std::optional<double> rowsPerSecond;                 ///< of the recording
+  std::shared_ptr<const simulator::Recording> loaded;  ///< see loadRecording()
+  bluez::Options bluetooth;                            ///< of a real strap
 };
 
 /// Whether a command can play a capture in place of watching a strap.
@@ -54,9 +57,14 @@ void addCaptureOptions(CLI::App& command, SourceOptions& options);
 /// Checks the options against each other; throws CLI::ValidationError.
 void checkTogether(const SourceOptions& options);
 
+/// Reads the recording, if there is one, which can take seconds. Call it before files are opened
+/// and signals are watched: while it reads, a signal ends the program at once and leaves nothing
+/// behind. Throws std::exception when the recording cannot be read.
+void loadRecording(SourceOptions& options);
+
 /// The chosen source. `report` gets the host's lines for people, `ended` is called once, on the
-/// queue, when the source has ended. Throws std::exception when the recording or the capture cannot
-/// be read.
+/// queue, when the source has ended. Throws std::exception when the capture cannot be read, and
+/// std::logic_error when the recording has not been loaded.
 std::unique_ptr<Source> makeSource(main_queue::MainQueue& queue, const SourceOptions& options,
                                    std::function<void(std::string_view)> report,
                                    std::function<void()> ended);
