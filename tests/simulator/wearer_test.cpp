@@ -58,6 +58,27 @@ double span(const TimedSamples& samples, StrapTime from, StrapTime to) {
   return static_cast<double>(most) - static_cast<double>(least);
 }
 
+double highest(const TimedSamples& samples, StrapTime from, StrapTime to) {
+  float most = -9;
+  for (const auto& [time, value] : samples)
+    if (time >= from && time < to) most = std::max(most, value);
+  return static_cast<double>(most);
+}
+
+// Root mean square of the difference of two signals of the same times.
+double difference(const TimedSamples& one, const TimedSamples& other, StrapTime from,
+                  StrapTime to) {
+  double sum = 0;
+  int count = 0;
+  for (std::size_t i = 0; i < one.size(); ++i) {
+    if (one[i].first < from || one[i].first >= to) continue;
+    const double apart = static_cast<double>(one[i].second) - static_cast<double>(other[i].second);
+    sum += apart * apart;
+    ++count;
+  }
+  return std::sqrt(sum / count);
+}
+
 std::vector<double> intervals(const std::vector<StrapTime>& times) {
   std::vector<double> between;
   for (std::size_t i = 1; i < times.size(); ++i)
@@ -170,6 +191,10 @@ TEST(WearerTest, EctopicBeatsAreEarlyWithACompensatoryPause) {
     ++ectopic;
     EXPECT_NEAR(seconds(beats[i].time - beats[i - 1].time), 0.6, 0.02);
     EXPECT_NEAR(seconds(beats[i + 1].time - beats[i - 1].time), 2, 0.35);
+    // Nor is there an R wave in the signal, where the sinus would have been.
+    const StrapTime missing = beats[i - 1].time + 1s;
+    EXPECT_LT(highest(worn.signals.ecg, missing - 120ms, missing + 120ms), 0.5);
+    EXPECT_GT(highest(worn.signals.ecg, beats[i].time - 60ms, beats[i].time + 60ms), 0.8);
   }
   EXPECT_GT(ectopic, 12);
   EXPECT_LT(ectopic, 45);
@@ -198,6 +223,38 @@ TEST(WearerTest, DisturbancesAreWhereTheyAreDescribed) {
   EXPECT_GT(differ(61s, 64s), 0.3);
   EXPECT_GT(span(worn.signals.respiration, 90s, 95s), 1);
   EXPECT_LT(span(worn.signals.ecg, 70s, 89s), 0.75 * span(worn.signals.ecg, 40s, 59s));
+  EXPECT_NEAR(span(worn.signals.respiration, 70s, 89s),
+              0.5 * span(calm.signals.respiration, 70s, 89s), 0.15);
+  wearer.movements.clear();
+  const Worn still = wear(quiet(wearer), 120s);
+  EXPECT_GT(difference(worn.signals.ecg, still.signals.ecg, 90s, 95s), 0.2);
+  EXPECT_LT(difference(worn.signals.ecg, still.signals.ecg, 70s, 90s), 0.01);
+}
+
+TEST(WearerTest, SighsAreDeepAndAsFrequentAsDescribed) {
+  const Worn worn = wear(quiet({.sighs = 0.2}), 300s);
+  int deep = 0;
+  for (const StrapTime end : worn.truth.ends)
+    // An end of a usual breath is 0.3 at most 1.4 times as high.
+    if (highest(worn.signals.respiration, end - 100ms, end + 100ms) > 0.9) ++deep;
+  EXPECT_NEAR(deep, 0.2 * static_cast<double>(worn.truth.ends.size()), 7);
+}
+
+TEST(WearerTest, TheAmplitudeOfTheEcgFollowsTheBreath) {
+  const auto ratio = [](double modulation) {
+    const Worn worn =
+        wear(quiet({.heartRate = {{0s, 200}}, .amplitudeModulation = modulation}), 60s);
+    double out = 0;
+    double in = 0;
+    for (std::size_t i = 2; i + 1 < worn.truth.ends.size(); ++i) {
+      const StrapTime end = worn.truth.ends[i];
+      in += highest(worn.signals.ecg, end - 300ms, end + 300ms);
+      out += highest(worn.signals.ecg, end + 1800ms, end + 2400ms);
+    }
+    return in / out;
+  };
+  EXPECT_GT(ratio(0.4), 1.2);
+  EXPECT_NEAR(ratio(0), 1, 0.03);
 }
 
 TEST(WearerTest, StepsShowInBothSignalsDuringAWalk) {
@@ -206,6 +263,10 @@ TEST(WearerTest, StepsShowInBothSignalsDuringAWalk) {
   const Worn worn = wear(options, 60s);
   EXPECT_GT(span(worn.signals.respiration, 35s, 45s),
             1.5 * span(worn.signals.respiration, 10s, 20s));
+  options.wearer->stepArtefact = 0;
+  const Worn gentle = wear(options, 60s);
+  EXPECT_GT(difference(worn.signals.ecg, gentle.signals.ecg, 30s, 50s), 0.05);
+  EXPECT_LT(difference(worn.signals.ecg, gentle.signals.ecg, 0s, 30s), 0.001);
 }
 
 TEST(WearerTest, IsFlatWithTheElectrodesOff) {
@@ -225,7 +286,9 @@ TEST(WearerTest, OneSeedGivesTheSameSamplesAgain) {
   EXPECT_EQ(first.signals.ecg, wear(options, 30s).signals.ecg);
   EXPECT_EQ(first.signals.respiration, wear(options, 30s).signals.respiration);
   options.seed = 2;
-  EXPECT_NE(first.signals.ecg, wear(options, 30s).signals.ecg);
+  const Worn other = wear(options, 30s);
+  EXPECT_NE(first.signals.ecg, other.signals.ecg);
+  EXPECT_NE(first.truth.ends, other.truth.ends);
 }
 
 TEST(WearerTest, RefusesWhatMakesNoSense) {
