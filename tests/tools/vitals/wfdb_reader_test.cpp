@@ -200,6 +200,8 @@ TEST_F(WfdbReaderTest, ReadsToTheEndWithoutANumberOfSamples) {
   EXPECT_THAT(valuesOf(readAll(in16, {0})), ElementsAre(1, 2, 3));
   WfdbReader in212(record("a 1 100 0\na.dat 212 1\n", format212({1, 2, 3})));
   EXPECT_THAT(valuesOf(readAll(in212, {0})), ElementsAre(1, 2, 3));
+  WfdbReader behind(record("a 1 100\na.dat 212+3 1\n", format212({1, 2, 3, 4, 5})));
+  EXPECT_THAT(valuesOf(readAll(behind, {0})), ElementsAre(3, 4, 5));
 }
 
 // The format has 200 steps per millivolt where the gain was not measured.
