@@ -21,6 +21,7 @@ struct TextLine {
   std::uint64_t at = 0;   ///< of its first byte in the file
 };
 
+/// Not copied, because what it reads refers to it.
 class LineSource {
  public:
   /// `longest`: bytes of a line. `file` must outlive it.

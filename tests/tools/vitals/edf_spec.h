@@ -15,6 +15,7 @@ inline std::string padded(std::string text, std::size_t width) {
   return text;
 }
 
+/// The fields of a signal, and its samples in a data record.
 struct EdfSignalSpec {
   std::string label = "ECG";
   std::string unit = "mV";
@@ -25,7 +26,7 @@ struct EdfSignalSpec {
   std::string perRecord = "2";
 };
 
-// A file as the format has it, with any text in its fields.
+/// A file as the format has it, with any text in its fields.
 struct EdfSpec {
   std::string version = "0";
   std::string kind = {};        // "EDF+C"
