@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <vitals/beat_class.h>
 
-#include <vitals/elementary.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -11,39 +9,90 @@ namespace Zephly::vitals {
 namespace {
 
 constexpr double artefactQuality = 0.1;
-constexpr double earlyShare = 0.82;    // of the median interval
-constexpr double otherShape = 2.0;     // octaves, summed over the envelopes
-constexpr double otherPolarity = 1.0;  // the same, when the R peak points the other way
-constexpr float leastEnvelope = 1e-30F;
+constexpr int fewBeats = 3;  // with which nothing is compared
+
+constexpr double sameShape = 0.85;  // correlation
+constexpr double otherShape = 0.8;
+constexpr double veryOtherShape = 0.4;
+constexpr double clearShape = 0.3;      // quality, below which a shape says nothing
+constexpr double veryClearShape = 0.9;  // quality, from which it says enough without the interval
+
+// Of the median interval.
+constexpr double early = 0.84;
+constexpr double earlyOfOtherShape = 0.9;
+constexpr double notLate = 0.93;  // the longer of the median and the interval before
+constexpr double leastChange = 0.1;
+constexpr double largestChange = 0.25;  // in fibrillation and bigeminy
+constexpr double quartileDeviations = 5.2;
+
+constexpr double groupFading = 0.99;    // a beat
+constexpr double leastLearnt = 0.1;     // share of a new beat in the shape of its group
+constexpr double usualAdvantage = 1.2;  // of another group, to become the usual one
 
 }  // namespace
 
-BeatClass BeatClassifier::classify(const Input& beat) {
-  if (beat.quality < artefactQuality) return BeatClass::artefact;
-  Shape shape;
-  const double first = logarithm(std::max(beat.envelopes[0], leastEnvelope));
-  for (std::size_t i = 0; i < shape.size(); ++i) {
-    shape[i] = logarithm(std::max(beat.envelopes[i + 1], leastEnvelope)) - first;
-  }
-  const double direction = beat.amplitude < 0 ? -1 : 1;
-
-  bool ectopic = false;
-  if (shapes_[0].size() >= 3) {
-    double distance = 0;
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-      distance += std::abs(shape[i] - shapes_[i].median());
+BeatClass BeatClassifier::classify(const BeatShape& shape, double quality,
+                                   std::optional<double> interval) {
+  const bool ectopic = isEctopic(shape.likeness(groups_[usual_].shape), quality, interval);
+  learn(shape);
+  if (quality < artefactQuality) return BeatClass::artefact;
+  if (interval) {
+    if (intervals_.size() > 0) {
+      changes_.push(std::abs(*interval - intervals_.newest()) / intervals_.median());
     }
-    ectopic = distance > (direction == upward_.median() ? otherShape : otherPolarity);
+    intervals_.push(*interval);
   }
-  if (beat.interval && intervals_.size() >= 3) {
-    ectopic = ectopic || *beat.interval < earlyShare * intervals_.median();
-  }
-
-  // Every beat is learnt from: a shape that stays is not ectopic for long.
-  for (std::size_t i = 0; i < shape.size(); ++i) shapes_[i].push(shape[i]);
-  upward_.push(direction);
-  if (beat.interval) intervals_.push(*beat.interval);
   return ectopic ? BeatClass::ectopic : BeatClass::normal;
+}
+
+bool BeatClassifier::isEctopic(double likeness, double quality,
+                               std::optional<double> interval) const {
+  if (beats_ < fewBeats) return false;
+  if (likeness < veryOtherShape && quality >= veryClearShape) return true;
+  if (!interval || intervals_.size() < fewBeats) return false;
+  const double median = intervals_.median();
+  const double before = intervals_.newest();
+  if (likeness < otherShape && quality >= clearShape &&
+      *interval < notLate * std::max(median, before)) {
+    return true;
+  }
+  if (*interval >= (likeness < sameShape ? earlyOfOtherShape : early) * median) return false;
+  const double change =
+      std::clamp(quartileDeviations * changes_.quartileDeviation(), leastChange, largestChange);
+  return std::min(median, before) - *interval > change * median;
+}
+
+// The groups forget, so that another shape that stays becomes the usual one after a minute.
+void BeatClassifier::learn(const BeatShape& shape) {
+  Group* nearest = nullptr;
+  Group* weakest = groups_.data();
+  double likeness = 0;
+  for (Group& group : groups_) {
+    group.weight *= groupFading;
+    if (group.weight < weakest->weight) weakest = &group;
+    if (group.beats == 0) continue;
+    const double each = shape.likeness(group.shape);
+    if (each <= likeness) continue;
+    likeness = each;
+    nearest = &group;
+  }
+  if (beats_ > 0) likenesses_.push(likeness);
+  beats_ = std::min(beats_ + 1, fewBeats);
+  if (likeness >= sameShape) {
+    const int most = static_cast<int>(1 / leastLearnt);
+    nearest->beats = std::min(nearest->beats + 1, most);
+    nearest->shape.approach(shape, 1.0 / nearest->beats);
+    nearest->weight += 1;
+  } else {
+    *weakest = {shape, 1, 1};
+  }
+  for (std::size_t i = 0; i < groups_.size(); ++i) {
+    if (groups_[i].weight > usualAdvantage * groups_[usual_].weight) usual_ = i;
+  }
+}
+
+double BeatClassifier::steadiness() const {
+  return likenesses_.size() < fewBeats ? 1 : std::max(likenesses_.median(), 0.0);
 }
 
 void BeatClassifier::forget() { *this = {}; }

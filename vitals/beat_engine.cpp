@@ -40,6 +40,11 @@ double qualityOfRatio(double beats, double noise) {
   return std::min(1.0, (logarithm(beats / noise) - 1) / 2.6);
 }
 
+// 1 for beats of usual shapes. Never 0: the first beats of another shape are beats.
+double qualityOfSteadiness(double steadiness) {
+  return std::clamp((steadiness - 0.45) / 0.3, 0.2, 1.0);
+}
+
 double qualityOfCertainty(double certainty) {
   return std::clamp((certainty - 0.2) / 0.7, 0.0, 1.0);
 }
@@ -57,7 +62,8 @@ BeatEngine::BeatEngine(double samplesPerSecond, bool searchBack, std::unique_ptr
                                             envelopes_.stride())),
       samples_(static_cast<std::size_t>((searchBack ? longestBack + 1 : 1) * rate_)),
       times_(static_cast<std::size_t>((searchBack ? longestBack + 1 : 1) * rate_)),
-      steps_(static_cast<std::size_t>((longestBack + 1) * stepRate_)),
+      strengths_(static_cast<std::size_t>((longestBack + 1) * stepRate_)),
+      shapes_(static_cast<std::size_t>((longestBack + 1) * stepRate_)),
       peaks_(rate_),
       history_(stepRate_),
       quality_(rate_, stepRate_) {}
@@ -94,9 +100,9 @@ void BeatEngine::setContact(bool on) {
 
 double BeatEngine::signalQuality() const {
   if (!running_ || !history_.learnt()) return 0;
-  const double sinceBeat = history_.secondsSinceLast(steps_.size() - 1);
+  const double sinceBeat = history_.secondsSinceLast(strengths_.size() - 1);
   if (sinceBeat > silence) return 0;
-  return clarity(history_.level());
+  return clarity(history_.level()) * qualityOfSteadiness(classifier_.steadiness());
 }
 
 void BeatEngine::start(Time time, float value) {
@@ -111,7 +117,8 @@ void BeatEngine::start(Time time, float value) {
   offset_ = value;
   samples_.restart(0);
   times_.restart(time);
-  steps_.restart({});
+  strengths_.restart(0);
+  shapes_.restart({});
   quality_.restart();
   pendingFirst_ = pendingEnd_ = 0;
   realEnd_ = 0;
@@ -148,17 +155,17 @@ void BeatEngine::accept(Time time, float value) {
   times_.push(time);
   quality_.sample(value);
   const std::int64_t centre = samples_.size() - 1 - envelopes_.delay();
-  if (centre == steps_.size() * envelopes_.stride()) newStep(centre);
+  if (centre == strengths_.size() * envelopes_.stride()) newStep(centre);
 }
 
 void BeatEngine::newStep(std::int64_t centre) {
-  EcgStep step;
-  step.envelopes = envelopes_.at(samples_.at(centre));
-  step.strength = strengthOf(step.envelopes);
-  steps_.push(step);
-  quality_.step(step.strength, step.envelopes[1]);
+  const Envelopes envelopes = envelopes_.at(samples_.at(centre));
+  const float strength = strengthOf(envelopes);
+  strengths_.push(strength);
+  shapes_.push(envelopes);
+  quality_.step(strength, envelopes[1]);
 
-  const std::int64_t newest = steps_.size() - 1;
+  const std::int64_t newest = strengths_.size() - 1;
   if (isLargest(newest - nearSteps_)) {
     pending_[pendingEnd_++ % pending_.size()] = newest - nearSteps_;
   }
@@ -172,22 +179,20 @@ void BeatEngine::newStep(std::int64_t centre) {
 // Whether nothing around a step is stronger.
 bool BeatEngine::isLargest(std::int64_t number) const {
   if (number < nearSteps_) return false;
-  const EcgStep* const step = steps_.at(number);
-  const float strength = step->strength;
-  if (!(strength > step[-1].strength) || strength < step[1].strength) return false;
-  for (std::int64_t i = 2; i <= nearSteps_; ++i) {
-    if (!(strength > step[-i].strength) || strength < step[i].strength) return false;
+  const float* const step = strengths_.at(number);
+  const float strength = *step;
+  for (std::int64_t i = 1; i <= nearSteps_; ++i) {
+    if (!(strength > step[-i]) || strength < step[i]) return false;
   }
   return true;
 }
 
 Candidate BeatEngine::candidateAt(std::int64_t number) const {
-  const EcgStep* const step = steps_.at(number);
   Candidate candidate;
   candidate.step = number;
   candidate.time = times_[number * envelopes_.stride()];
-  candidate.strength = step->strength;
-  candidate.envelopes = step->envelopes;
+  candidate.strength = strengths_[number];
+  candidate.envelopes = shapes_[number];
   candidate.slope = peaks_.slope(samples_.at(number * envelopes_.stride()));
   candidate.background = quality_.background();
   candidate.largest = quality_.largest();
@@ -199,7 +204,7 @@ void BeatEngine::decide(std::int64_t number) {
   if (!running_ || (realEnd_ > 0 && sample >= realEnd_)) return;
   if (!history_.learnt() && static_cast<double>(sample) < firstDecision * rate_) return;
   const Candidate candidate = candidateAt(number);
-  const Surroundings around(steps_.at(number), stepRate_, static_cast<int>(aheadSteps_));
+  const Surroundings around(strengths_.at(number), stepRate_, static_cast<int>(aheadSteps_));
   const double certainty = judge_->certainty(candidate, around, history_);
   if (certainty >= 0.5) {
     report(candidate, certainty, false);
@@ -233,13 +238,17 @@ void BeatEngine::report(const Candidate& candidate, double certainty, bool late)
     beat.time += Time{static_cast<std::int64_t>(
         away * static_cast<double>((times_[neighbour] - beat.time).count()))};
   }
+  // Where the last value goes on, a peak may lie behind it.
+  if (realEnd_ > 0) beat.time = std::min(beat.time, times_[realEnd_ - 1]);
   if (lastBeat_ && beat.time <= *lastBeat_) return;
   if (lastBeat_) beat.rr = seconds(beat.time - *lastBeat_);
   beat.amplitude = peak.amplitude;
   const double level =
       history_.learnt() ? std::min(history_.level(), candidate.strength) : candidate.strength;
-  beat.quality = clarity(level) * qualityOfCertainty(certainty);
-  beat.kind = classifier_.classify({candidate.envelopes, beat.amplitude, beat.quality, beat.rr});
+  const double quality = clarity(level) * qualityOfCertainty(certainty);
+  const BeatShape shape(samples_.at(sample), peak.fraction, rate_);
+  beat.kind = classifier_.classify(shape, quality, beat.rr);
+  beat.quality = quality * qualityOfSteadiness(classifier_.steadiness());
   history_.accept(candidate);
   lastBeat_ = beat.time;
   if (found_ - reported_ == beats_.size()) ++reported_;

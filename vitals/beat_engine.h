@@ -8,6 +8,7 @@
 #include <vitals/beat_detector.h>
 #include <vitals/beat_history.h>
 #include <vitals/beat_judge.h>
+#include <vitals/beat_shape.h>
 #include <vitals/candidate.h>
 #include <vitals/ecg_envelopes.h>
 #include <vitals/ecg_quality.h>
@@ -53,7 +54,8 @@ class BeatEngine {
 
   Ring<float> samples_;
   Ring<Time> times_;
-  Ring<EcgStep> steps_;
+  Ring<float> strengths_;
+  Ring<Envelopes> shapes_;
   RPeakFinder peaks_;
   BeatHistory history_;
   BeatClassifier classifier_;

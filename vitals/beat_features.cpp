@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <vitals/beat_features.h>
 
+#include <vitals/beat_rules.h>
 #include <vitals/elementary.h>
+#include <vitals/rule_tuning.h>
 
 #include <algorithm>
 
@@ -61,6 +63,8 @@ BeatFeatures beatFeatures(const Candidate& candidate, const Surroundings& around
   const auto& rejected = history.strongestRejected();
   add(rejected ? rejected->strength : 0, candidate.strength);
   add(rejected ? history.secondsSinceLast(rejected->step) : interval, interval);
+  add(candidate.strength, beatThreshold(history, seconds));
+  add(around.strongestPeak(tuning.followFrom, followEnd(interval)), candidate.strength);
   return features;
 }
 

@@ -11,7 +11,7 @@
 
 namespace Zephly::vitals {
 
-inline constexpr std::size_t beatFeatureCount = 34;
+inline constexpr std::size_t beatFeatureCount = 36;
 using BeatFeatures = std::array<float, beatFeatureCount>;
 
 BeatFeatures beatFeatures(const Candidate& candidate, const Surroundings& around,

@@ -33,6 +33,10 @@ double beatThreshold(const BeatHistory& history, double seconds) {
   return floor + share * (level - floor);
 }
 
+double followEnd(double interval) {
+  return std::min(tuning.followTo, tuning.followShare * interval);
+}
+
 double BeatRules::certainty(const Candidate& candidate, const Surroundings& around,
                             const BeatHistory& history) {
   const double seconds = history.secondsSinceLast(candidate.step);
@@ -50,7 +54,7 @@ double BeatRules::certainty(const Candidate& candidate, const Surroundings& arou
     return 0;
   }
   if (!history.knowsInterval()) return std::min(1.0, 0.5 * candidate.strength / threshold);
-  const double follow = std::min(tuning.followTo, tuning.followShare * history.medianInterval());
+  const double follow = followEnd(history.medianInterval());
   if (around.strongestPeak(tuning.followFrom, follow) >= tuning.followRatio * candidate.strength) {
     return 0;
   }

@@ -19,5 +19,7 @@ class BeatRules : public BeatJudge {
 
 /// Least strength of a beat, `seconds` after the last one.
 double beatThreshold(const BeatHistory& history, double seconds);
+/// s after a candidate until which a QRS complex makes it a P wave.
+double followEnd(double interval);
 
 }  // namespace Zephly::vitals

@@ -11,12 +11,7 @@
 
 namespace Zephly::vitals {
 
-/// One step of the envelopes.
-struct EcgStep {
-  float strength = 0;  ///< weighted sum of the envelopes, at least 0
-  Envelopes envelopes{};
-};
-
+/// The weighted sum of the envelopes, at least 0.
 float strengthOf(const Envelopes& envelopes);
 
 struct Candidate {
@@ -29,10 +24,10 @@ struct Candidate {
   double largest = 0;     ///< strength in the last two seconds
 };
 
-/// The steps around a candidate: half a second before it, and the look-ahead behind it.
+/// The strength around a candidate: of half a second before it, and of the look-ahead behind it.
 class Surroundings {
  public:
-  Surroundings(const EcgStep* centre, double stepsPerSecond, int ahead)
+  Surroundings(const float* centre, double stepsPerSecond, int ahead)
       : centre_(centre), stepsPerSecond_(stepsPerSecond), ahead_(ahead) {}
 
   /// The largest strength from `from` to `to`, in seconds from the candidate, as far as it is
@@ -40,7 +35,7 @@ class Surroundings {
   float strongest(double from, double to) const {
     float result = 0;
     for (int i = steps(from); i <= std::min(steps(to), ahead_); ++i) {
-      result = std::max(result, centre_[i].strength);
+      result = std::max(result, centre_[i]);
     }
     return result;
   }
@@ -48,18 +43,23 @@ class Surroundings {
   float strongestPeak(double from, double to) const {
     float result = 0;
     for (int i = steps(from); i <= std::min(steps(to), ahead_ - 1); ++i) {
-      const float strength = centre_[i].strength;
-      if (strength >= centre_[i - 1].strength && strength >= centre_[i + 1].strength) {
+      const float strength = centre_[i];
+      if (strength >= centre_[i - 1] && strength >= centre_[i + 1]) {
         result = std::max(result, strength);
       }
     }
     return result;
   }
 
+  /// Of `steps` steps behind the candidate, or before it.
+  float at(int steps) const { return centre_[steps]; }
+  double stepsPerSecond() const { return stepsPerSecond_; }
+  int ahead() const { return ahead_; }  ///< steps behind the candidate that are known
+
  private:
   int steps(double seconds) const { return static_cast<int>(seconds * stepsPerSecond_); }
 
-  const EcgStep* centre_;
+  const float* centre_;
   double stepsPerSecond_;
   int ahead_;
 };

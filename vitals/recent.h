@@ -25,6 +25,10 @@ class Recent {
   double median() const {
     return size_ == 0 ? 0 : (sorted_[(size_ - 1) / 2] + sorted_[size_ / 2]) / 2;
   }
+  /// Half the distance between the quartiles; 0 for fewer than four.
+  double quartileDeviation() const {
+    return size_ < 4 ? 0 : (sorted_[3 * size_ / 4] - sorted_[size_ / 4]) / 2;
+  }
   double newest() const { return values_[(next_ + Capacity - 1) % Capacity]; }
 
  private:

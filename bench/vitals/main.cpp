@@ -73,15 +73,6 @@ Result judgeAll(const std::vector<MarkedRecording>& recordings, const Change& ch
   return all;
 }
 
-void recordRow(const std::string& name, const Result& result) {
-  const Score& score = result.score;
-  std::printf("| %s | %lld | %lld | %lld | %.2f | %.2f | %.2f | %.2f | %.1f |\n", name.c_str(),
-              static_cast<long long>(score.wide.hits + score.wide.missed),
-              static_cast<long long>(score.wide.missed), static_cast<long long>(score.wide.extra),
-              score.wide.sensitivity(), score.wide.predictivity(), score.wide.f1(),
-              score.narrow.f1(), 1000 * score.jitter());
-}
-
 void row(const std::string& name, const Result& result) {
   const Score& score = result.score;
   const double beats = static_cast<double>(std::max<std::int64_t>(result.found, 1));
@@ -134,16 +125,14 @@ void measure(const std::string& folder) {
   if (recordings.empty()) throw std::runtime_error(folder + ": no records (.hea) in it");
   Result all;
   std::vector<MarkedRecording> clean;
-  std::printf(
-      "| record | beats | missed | extra | Se | +P | F1 | F1 ±50 ms | jitter, ms |\n"
-      "|---|--:|--:|--:|--:|--:|--:|--:|--:|\n");
+  std::printf("%s", scoreTableHead());
   for (const MarkedRecording& recording : recordings) {
     const Result result = judge(recording);
-    recordRow(recording.name, result);
+    std::printf("%s", scoreTableRow(recording.name, result.score).c_str());
     if (result.score.wide.f1() >= cleanF1) clean.push_back(recording);
     all += result;
   }
-  recordRow("all", all);
+  std::printf("%s", scoreTableRow("all", all.score).c_str());
   std::printf("\n| | |\n|---|--:|\n");
   std::printf("| longest delay from R peak to report | %.3f s |\n", all.delay);
   std::printf("| cost of a sample | %.0f ns |\n", all.nanoseconds());
@@ -151,8 +140,12 @@ void measure(const std::string& folder) {
               100.0 * all.rates.answered / std::max(all.rates.windows, 1));
   std::printf("| mean absolute error of the heart rate | %.2f /min |\n",
               all.rates.error / std::max(all.rates.answered, 1));
-  std::printf("| class `ectopic`: sensitivity, predictivity | %.1f, %.1f %% |\n",
-              all.score.ectopic.sensitivity(), all.score.ectopic.predictivity());
+  std::printf("| ventricular beats called `ectopic` | %.1f %% |\n",
+              all.score.ventricular.sensitivity());
+  std::printf("| premature beats from above the ventricles called `ectopic` | %.1f %% |\n",
+              all.score.supraventricular.sensitivity());
+  std::printf("| of those called `ectopic`, marked as other than normal | %.1f %% |\n",
+              all.score.ectopic.predictivity());
   changesTable(recordings, clean);
 }
 

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <bench/vitals/net_trainer.h>
 
-#include <bench/vitals/disturbed.h>
-#include <bench/vitals/wfdb.h>
-
-#include <vitals/beat_engine.h>
 #include <vitals/beat_rules.h>
 #include <vitals/net_judge.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <numeric>
+#include <cstdint>
+#include <deque>
 #include <random>
 
 namespace Zephly::bench {
@@ -23,9 +19,18 @@ using vitals::BeatFeatures;
 using vitals::BeatNet;
 
 constexpr int rounds = 4;
-constexpr int roundsKept = 3;
-constexpr int epochs = 4;
+constexpr std::size_t roundsKept = 3;
+constexpr int epochs = 2;  // a round
 constexpr std::size_t batch = 64;
+constexpr float decay = 0.1F;     // of the weights, times the rate of learning
+constexpr double dropped = 0.08;  // share of inputs replaced by their mean
+// The weights of the net are means of those of the last thousand steps.
+constexpr float averaged = 1e-3F;
+// Examples with a smaller error teach nothing.
+constexpr float leastError = 2e-3F;
+// Added to the logarithm of the odds: a missed beat costs more than a false one, because the net is
+// less certain of beats in recordings that it does not know.
+constexpr float eagerness = 1;
 constexpr double labelWindow = 0.1;  // s
 
 struct Example {
@@ -36,84 +41,28 @@ struct Example {
 
 double secondsOf(vitals::Time time) { return static_cast<double>(time.count()) * 1e-9; }
 
-// Lets another judge decide, and notes what it was asked and what would have been right.
-class Examiner : public vitals::BeatJudge {
- public:
-  Examiner(const MarkedRecording& recording, std::unique_ptr<vitals::BeatJudge> judge,
-           std::vector<Example>& examples, float weight)
-      : recording_(recording), judge_(std::move(judge)), examples_(examples), weight_(weight) {}
-
-  double certainty(const vitals::Candidate& candidate, const vitals::Surroundings& around,
-                   const vitals::BeatHistory& history) override {
-    const double result = judge_->certainty(candidate, around, history);
-    const double time = secondsOf(candidate.time);
-    const bool used = vitals::NetJudge::decides(candidate, history);
-    const auto& beats = recording_.beats;
-    while (next_ < beats.size() && beats[next_].time < time - labelWindow) ++next_;
-    const bool beat = next_ < beats.size() && beats[next_].time <= time + labelWindow;
-    const bool flutter = std::any_of(
-        recording_.flutter.begin(), recording_.flutter.end(),
-        [time](const Span& span) { return time >= span.from - 0.2 && time <= span.to + 0.2; });
-    if (used && !flutter) {
-      examples_.push_back(
-          {vitals::beatFeatures(candidate, around, history), beat ? 1.0F : 0.0F, weight_});
-    }
-    if (result >= 0.5 && beat) ++next_;
-    return result;
-  }
-
- private:
-  const MarkedRecording& recording_;
-  std::unique_ptr<vitals::BeatJudge> judge_;
-  std::vector<Example>& examples_;
-  float weight_;
-  std::size_t next_ = 0;  // the first marked beat that was neither passed nor found
-};
-
-std::unique_ptr<vitals::BeatJudge> judgeOf(const BeatNet* net) {
-  if (net == nullptr) return std::make_unique<vitals::BeatRules>();
-  return std::make_unique<vitals::NetJudge>(*net);
+bool inFlutter(const MarkedRecording& marks, double time) {
+  return std::any_of(marks.flutter.begin(), marks.flutter.end(), [time](const Span& span) {
+    return time >= span.from - 0.2 && time <= span.to + 0.2;
+  });
 }
 
-std::vector<FoundBeat> findWith(const MarkedRecording& recording,
-                                std::unique_ptr<vitals::BeatJudge> judge) {
-  vitals::BeatEngine engine(recording.rate, false, std::move(judge));
-  std::vector<FoundBeat> found;
-  const double period = 1e9 / recording.rate;
-  const auto take = [&] {
-    while (const auto beat = engine.next()) found.push_back({secondsOf(beat->time), 1, false});
-  };
-  for (std::size_t i = 0; i < recording.ecg.size(); ++i) {
-    engine.push(vitals::Time{static_cast<std::int64_t>(static_cast<double>(i) * period)},
-                recording.ecg[i]);
-    take();
-  }
-  engine.finish();
-  take();
-  return found;
-}
-
-// The recording, or another form of it.
-MarkedRecording variant(const TrainingRecord& record, int kind, std::mt19937& random) {
-  std::uniform_real_distribution<double> uniform(0, 1);
-  MarkedRecording result = record.first;
-  if (kind == 0) return result;
-  if (kind == 1 || uniform(random) < 0.3) {
-    // Another pair of electrodes, between the two recorded ones.
-    const double angle = 6.2832 * uniform(random);
-    for (std::size_t i = 0; i < result.ecg.size(); ++i) {
-      result.ecg[i] = static_cast<float>(std::cos(angle) * static_cast<double>(result.ecg[i]) +
-                                         std::sin(angle) * static_cast<double>(record.second[i]));
-    }
-  }
-  if (kind == 2 || uniform(random) < 0.3) {
-    result = noisy(result, uniform(random) < 0.5 ? Noise::white : Noise::muscle,
-                   -2 + 26 * uniform(random));
-  }
-  if (kind == 3 || uniform(random) < 0.3) {
-    result = faster(result, 0.8 + 1.5 * uniform(random));
-  }
-  return result;
+// What `judge` was asked about a form, and what would have been right.
+void examine(const TrainingForm& form, vitals::BeatJudge& judge, std::vector<Example>& examples) {
+  const auto& beats = form.marks.beats;
+  std::size_t next = 0;  // the first marked beat that was neither passed nor found
+  form.trace.decide(
+      judge, [&](const vitals::Candidate& candidate, const vitals::Surroundings& around,
+                 const vitals::BeatHistory& history, bool accepted) {
+        const double time = secondsOf(candidate.time);
+        while (next < beats.size() && beats[next].time < time - labelWindow) ++next;
+        const bool beat = next < beats.size() && beats[next].time <= time + labelWindow;
+        if (vitals::NetJudge::decides(candidate, history) && !inFlutter(form.marks, time)) {
+          examples.push_back(
+              {vitals::beatFeatures(candidate, around, history), beat ? 1.0F : 0.0F, form.weight});
+        }
+        if (accepted && beat) ++next;
+      });
 }
 
 // The weights in one row, with their gradients and moments.
@@ -155,6 +104,8 @@ class Trainee {
     std::array<float, beatFeatureCount> in;
     for (std::size_t i = 0; i < beatFeatureCount; ++i) {
       in[i] = (example.features[i] - net_.mean[i]) * net_.scale[i];
+      drop_ = drop_ * 1664525U + 1013904223U;
+      if (drop_ < droppedBelow) in[i] = 0;
     }
     std::array<float, BeatNet::first> one = net_.firstBias;
     for (std::size_t i = 0; i < in.size(); ++i) {
@@ -169,6 +120,7 @@ class Trainee {
     for (std::size_t i = 0; i < two.size(); ++i) logit += bent(two[i]) * net_.lastWeights[i];
 
     const float error = example.weight * (1 / (1 + std::exp(-logit)) - example.beat);
+    if (std::abs(error) < leastError) return;
     std::array<float, BeatNet::second> twoError;
     for (std::size_t i = 0; i < two.size(); ++i) {
       gradient_.lastWeights[i] += error * bent(two[i]);
@@ -196,19 +148,29 @@ class Trainee {
     const float firstShare = 1 - std::pow(0.9F, static_cast<float>(steps_));
     const float secondShare = 1 - std::pow(0.999F, static_cast<float>(steps_));
     for (std::size_t i = 0; i < size; ++i) {
-      const float slope = values(gradient_)[i] / batch + 1e-5F * values(net_)[i];
+      const float slope = values(gradient_)[i] / batch;
       float& mean = values(moment_)[i];
       float& square = values(square_)[i];
       mean = 0.9F * mean + 0.1F * slope;
       square = 0.999F * square + 0.001F * slope * slope;
       values(net_)[i] -= rate * (mean / firstShare) / (std::sqrt(square / secondShare) + 1e-8F);
+      values(net_)[i] -= rate * decay * values(net_)[i];
       values(gradient_)[i] = 0;
+      const float share = std::max(averaged, 1 / static_cast<float>(steps_));
+      values(average_)[i] += share * (values(net_)[i] - values(average_)[i]);
     }
   }
 
-  const BeatNet& net() const { return net_; }
+  BeatNet net() const {
+    BeatNet result = average_;
+    result.mean = net_.mean;
+    result.scale = net_.scale;
+    result.lastBias += eagerness;
+    return result;
+  }
 
  private:
+  static constexpr auto droppedBelow = static_cast<std::uint32_t>(dropped * 4294967296.0);
   static constexpr std::size_t fixed = 2 * beatFeatureCount;  // mean and scale
   static constexpr std::size_t size = sizeof(BeatNet) / sizeof(float) - fixed;
 
@@ -220,40 +182,31 @@ class Trainee {
   BeatNet gradient_{};
   BeatNet moment_{};
   BeatNet square_{};
+  BeatNet average_{};
   long steps_ = 0;
+  std::uint32_t drop_ = 1;  // random
 };
 
 }  // namespace
 
-std::vector<TrainingRecord> readTrainingRecords(const std::filesystem::path& folder) {
-  std::vector<TrainingRecord> records;
-  std::vector<MarkedRecording> second = readRecordings(folder, 1);
-  for (MarkedRecording& recording : readRecordings(folder)) {
-    const std::size_t number = records.size();
-    records.push_back({std::move(recording), std::move(second[number].ecg)});
-  }
-  return records;
-}
-
-BeatNet trainNet(const std::vector<TrainingRecord>& records, unsigned seed) {
+BeatNet trainNet(const std::vector<const TrainingForm*>& forms, unsigned seed) {
   std::mt19937 random(seed);
   Trainee trainee(random);
-  std::vector<std::vector<Example>> visited;
+  std::deque<std::vector<Example>> visited;
+  vitals::BeatRules rules;
   BeatNet net{};
+  vitals::NetJudge judge(net);
   for (int round = 0; round < rounds; ++round) {
-    std::vector<Example> examples;
-    for (const TrainingRecord& record : records) {
-      for (int kind = 0; kind < 4; ++kind) {
-        const MarkedRecording recording = variant(record, kind, random);
-        findWith(recording,
-                 std::make_unique<Examiner>(recording, judgeOf(round == 0 ? nullptr : &net),
-                                            examples, kind == 0 ? 1.0F : 0.5F));
+    std::vector<Example>& examples = visited.emplace_back();
+    for (const TrainingForm* form : forms) {
+      if (round == 0) {
+        examine(*form, rules, examples);
+      } else {
+        examine(*form, judge, examples);
       }
     }
     if (round == 0) trainee.standardise(examples);
-    visited.push_back(std::move(examples));
-    if (round >= roundsKept)
-      std::vector<Example>().swap(visited[static_cast<std::size_t>(round - roundsKept)]);
+    if (visited.size() > roundsKept) visited.pop_front();
     std::vector<const Example*> order;
     for (const auto& each : visited) {
       for (const Example& example : each) order.push_back(&example);
@@ -261,21 +214,16 @@ BeatNet trainNet(const std::vector<TrainingRecord>& records, unsigned seed) {
     for (int epoch = 0; epoch < epochs; ++epoch) {
       std::shuffle(order.begin(), order.end(), random);
       const bool last = round + 1 == rounds;
-      const float rate =
-          (last ? 1e-3F : 2e-3F) * (last ? 1 - 0.9F * static_cast<float>(epoch) / (epochs - 1) : 1);
+      // The last round ends with a tenth of its rate.
+      const float rate = !last ? 2e-3F : epoch + 1 == epochs ? 1e-4F : 1e-3F;
       for (std::size_t i = 0; i < order.size(); ++i) {
         trainee.learn(*order[i]);
         if ((i + 1) % batch == 0) trainee.step(rate);
       }
     }
     net = trainee.net();
-    std::fprintf(stderr, "round %d: %zu examples\n", round, order.size());
   }
   return net;
-}
-
-Score scoreWithNet(const MarkedRecording& recording, const BeatNet& net) {
-  return score(recording, findWith(recording, judgeOf(&net)));
 }
 
 }  // namespace Zephly::bench

@@ -8,9 +8,17 @@
 
 namespace Zephly::bench {
 
+/// Classes of ANSI/AAMI EC57.
+enum class MarkedClass {
+  normal,            ///< also bundle branch blocks, escape beats from above the ventricles, paced
+  supraventricular,  ///< premature
+  ventricular,       ///< premature or escape
+  fusion,            ///< of a ventricular and a normal one
+};
+
 struct MarkedBeat {
   double time = 0;  ///< s
-  bool ectopic = false;
+  MarkedClass kind = MarkedClass::normal;
 };
 
 struct Span {

@@ -2,10 +2,13 @@
 #include <bench/vitals/run.h>
 
 #include <vitals/beat_detector.h>
+#include <vitals/beat_engine.h>
+#include <vitals/net_judge.h>
 
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <memory>
 
 namespace Zephly::bench {
 
@@ -43,11 +46,10 @@ double medianQuality(std::vector<FoundBeat> beats) {
   return middle->quality;
 }
 
-}  // namespace
-
-Found findBeats(const MarkedRecording& recording) {
+// A BeatDetector or a BeatEngine.
+template <typename Detector>
+Found findWith(Detector& detector, const MarkedRecording& recording) {
   Found found;
-  vitals::BeatDetector detector(recording.rate);
   const double start = processorTime();
   const double period = 1e9 / recording.rate;
   vitals::Time time{};
@@ -69,6 +71,18 @@ Found findBeats(const MarkedRecording& recording) {
   take();
   found.seconds = processorTime() - start;
   return found;
+}
+
+}  // namespace
+
+Found findBeats(const MarkedRecording& recording) {
+  vitals::BeatDetector detector(recording.rate);
+  return findWith(detector, recording);
+}
+
+Found findBeats(const MarkedRecording& recording, const vitals::BeatNet& net) {
+  vitals::BeatEngine engine(recording.rate, false, std::make_unique<vitals::NetJudge>(net));
+  return findWith(engine, recording);
 }
 
 HeartRates& HeartRates::operator+=(const HeartRates& other) {

@@ -6,6 +6,8 @@
 #include <bench/vitals/recording.h>
 #include <bench/vitals/score.h>
 
+#include <vitals/beat_net.h>
+
 #include <vector>
 
 namespace Zephly::bench {
@@ -17,6 +19,8 @@ struct Found {
 };
 
 Found findBeats(const MarkedRecording& recording);
+/// With another net than the detector's.
+Found findBeats(const MarkedRecording& recording, const vitals::BeatNet& net);
 
 /// The heart rate in windows of 10 s: 60 over the mean interval of the beats in it.
 struct HeartRates {

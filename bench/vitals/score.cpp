@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 namespace Zephly::bench {
 
@@ -95,6 +96,8 @@ double Score::jitter() const { return quantile(deviations, 0.95); }
 Score& Score::operator+=(const Score& other) {
   wide += other.wide;
   narrow += other.narrow;
+  ventricular += other.ventricular;
+  supraventricular += other.supraventricular;
   ectopic += other.ectopic;
   deviations.insert(deviations.end(), other.deviations.begin(), other.deviations.end());
   missedTimes.insert(missedTimes.end(), other.missedTimes.begin(), other.missedTimes.end());
@@ -112,14 +115,35 @@ Score score(const MarkedRecording& recording, std::span<const FoundBeat> found) 
     if (partners[beat] == none || leftOutAt(recording, recording.beats[beat].time)) continue;
     const FoundBeat& partner = found[partners[beat]];
     offsets.push_back(partner.time - recording.beats[beat].time);
-    const bool marked = recording.beats[beat].ectopic;
-    if (marked && partner.ectopic) ++result.ectopic.hits;
-    if (marked && !partner.ectopic) ++result.ectopic.missed;
-    if (!marked && partner.ectopic) ++result.ectopic.extra;
+    const MarkedClass kind = recording.beats[beat].kind;
+    const auto add = [&partner](Count& count) { ++(partner.ectopic ? count.hits : count.missed); };
+    if (kind == MarkedClass::ventricular) add(result.ventricular);
+    if (kind == MarkedClass::supraventricular) add(result.supraventricular);
+    if (kind != MarkedClass::normal) {
+      add(result.ectopic);
+    } else if (partner.ectopic) {
+      ++result.ectopic.extra;
+    }
   }
   const double median = quantile(offsets, 0.5);
   for (const double offset : offsets) result.deviations.push_back(std::abs(offset - median));
   return result;
+}
+
+const char* scoreTableHead() {
+  return "| record | beats | missed | extra | Se | +P | F1 | F1 ±50 ms | jitter, ms |\n"
+         "|---|--:|--:|--:|--:|--:|--:|--:|--:|\n";
+}
+
+std::string scoreTableRow(const std::string& name, const Score& score) {
+  char numbers[160];
+  std::snprintf(numbers, sizeof numbers,
+                " | %lld | %lld | %lld | %.2f | %.2f | %.2f | %.2f | %.1f |\n",
+                static_cast<long long>(score.wide.hits + score.wide.missed),
+                static_cast<long long>(score.wide.missed), static_cast<long long>(score.wide.extra),
+                score.wide.sensitivity(), score.wide.predictivity(), score.wide.f1(),
+                score.narrow.f1(), 1000 * score.jitter());
+  return "| " + name + numbers;
 }
 
 }  // namespace Zephly::bench

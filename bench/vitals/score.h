@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace Zephly::bench {
@@ -33,7 +34,9 @@ struct Count {
 struct Score {
   Count wide;                      ///< +-150 ms
   Count narrow;                    ///< +-50 ms
-  Count ectopic;                   ///< of the hits: the class
+  Count ventricular;               ///< of the hits: marked so, and called ectopic
+  Count supraventricular;          ///< the same
+  Count ectopic;                   ///< of the hits: marked as other than normal
   std::vector<double> deviations;  ///< s, of the hits from the record's median, absolute
   std::vector<double> missedTimes;
   std::vector<double> extraTimes;
@@ -43,5 +46,9 @@ struct Score {
 };
 
 Score score(const MarkedRecording& recording, std::span<const FoundBeat> found);
+
+/// The first two lines of a table in Markdown with a row for each recording.
+const char* scoreTableHead();
+std::string scoreTableRow(const std::string& name, const Score& score);
 
 }  // namespace Zephly::bench

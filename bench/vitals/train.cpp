@@ -5,18 +5,19 @@
 // learns from the candidates it met there: what it knows of the beats before depends on its own
 // decisions, so it is trained on the states it visits itself (S. Ross, G. Gordon and D. Bagnell, "A
 // reduction of imitation learning and structured prediction to no-regret online learning", AISTATS
-// 2011). Besides the recordings it sees mixtures of their channels, noise, and other tempos.
+// 2011). Besides the recordings it sees what training_forms.cpp makes of them.
 // Weights follow D. P. Kingma and J. Ba, "Adam: a method for stochastic optimization", ICLR 2015.
 
 #include <bench/vitals/disturbed.h>
 #include <bench/vitals/net_trainer.h>
+#include <bench/vitals/run.h>
 #include <bench/vitals/score.h>
-#include <bench/vitals/wfdb.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -69,31 +70,44 @@ void writeTable(const Zephly::vitals::BeatNet& net, unsigned seed, const char* p
   if (std::fclose(file) != 0) throw std::runtime_error(std::string(path) + ": cannot be written");
 }
 
-void print(const char* name, const Score& score) {
-  std::printf("%s: missed %lld, extra %lld, Se %.3f, +P %.3f, F1 %.3f, F1 50 ms %.3f\n", name,
-              static_cast<long long>(score.wide.missed), static_cast<long long>(score.wide.extra),
-              score.wide.sensitivity(), score.wide.predictivity(), score.wide.f1(),
-              score.narrow.f1());
-  std::fflush(stdout);
+// Nets for all records, each trained on the records of the other parts.
+std::vector<Zephly::vitals::BeatNet> netsOfParts(const std::vector<TrainingRecord>& records,
+                                                 unsigned seed, std::size_t parts) {
+  const FormsOfRecords forms = trainingForms(records, seed);
+  std::vector<Zephly::vitals::BeatNet> nets(parts);
+  forEachIndex(parts, [&](std::size_t part) {
+    std::vector<const TrainingForm*> rest;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      if (i % parts == part && parts > 1) continue;
+      for (const TrainingForm& form : forms[i]) rest.push_back(&form);
+    }
+    nets[part] = trainNet(rest, seed);
+  });
+  return nets;
 }
 
-// Each record judged by a net that was trained without it and others of its part.
-void leaveOut(const std::vector<TrainingRecord>& records, unsigned seed, int parts) {
+// A table of how each record is judged by a net that was trained without it.
+void leaveOut(const std::vector<TrainingRecord>& records, unsigned seed, std::size_t parts) {
+  const auto nets = netsOfParts(records, seed, parts);
   Score all;
-  for (int part = 0; part < parts; ++part) {
-    std::vector<TrainingRecord> rest;
-    for (std::size_t i = 0; i < records.size(); ++i) {
-      if (static_cast<int>(i) % parts != part) rest.push_back(records[i]);
-    }
-    const Zephly::vitals::BeatNet net = trainNet(rest, seed);
-    for (std::size_t i = 0; i < records.size(); ++i) {
-      if (static_cast<int>(i) % parts != part) continue;
-      const Score each = scoreWithNet(records[i].first, net);
-      print(records[i].first.name.c_str(), each);
-      all += each;
-    }
+  std::printf("%s", scoreTableHead());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const MarkedRecording& recording = records[i].first;
+    const Score each = score(recording, findBeats(recording, nets[i % parts]).beats);
+    std::printf("%s", scoreTableRow(recording.name, each).c_str());
+    all += each;
   }
-  print("all, left out", all);
+  std::printf("%s", scoreTableRow("all", all).c_str());
+  for (const double factor : {2.0, 2.2}) {
+    Score changed;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      const MarkedRecording recording = faster(records[i].first, factor);
+      changed += score(recording, findBeats(recording, nets[i % parts]).beats);
+    }
+    char name[40];
+    std::snprintf(name, sizeof name, "all, %g times the speed", factor);
+    std::printf("%s", scoreTableRow(name, changed).c_str());
+  }
 }
 
 }  // namespace
@@ -109,9 +123,13 @@ int main(int count, char** arguments) {
     const std::vector<TrainingRecord> records = readTrainingRecords(arguments[1]);
     const auto seed = static_cast<unsigned>(std::strtoul(arguments[2], nullptr, 10));
     if (count == 5) {
-      leaveOut(records, seed, std::atoi(arguments[4]));
+      const int parts = std::atoi(arguments[4]);
+      if (parts < 2 || parts > static_cast<int>(records.size())) {
+        throw std::runtime_error("PARTS is from 2 to the number of records");
+      }
+      leaveOut(records, seed, static_cast<std::size_t>(parts));
     } else {
-      writeTable(trainNet(records, seed), seed, arguments[3]);
+      writeTable(netsOfParts(records, seed, 1).front(), seed, arguments[3]);
     }
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "error: %s\n", problem.what());

@@ -25,8 +25,11 @@ bool isBeat(int code) {
          code == 38 || code == 41;
 }
 
-// Premature and escape beats of any origin, and fusions with them.
-bool isEctopic(int code) { return code >= 4 && code <= 10; }
+MarkedClass classOf(int code) {
+  if (code == 4 || (code >= 7 && code <= 9)) return MarkedClass::supraventricular;
+  if (code == 5 || code == 10) return MarkedClass::ventricular;
+  return code == 6 ? MarkedClass::fusion : MarkedClass::normal;
+}
 
 void readAnnotations(const std::filesystem::path& path, MarkedRecording& recording) {
   const std::vector<std::uint8_t> bytes = bytesOf(path);
@@ -50,7 +53,7 @@ void readAnnotations(const std::filesystem::path& path, MarkedRecording& recordi
       sample += low;
       const double time = static_cast<double>(sample) / recording.rate;
       if (isBeat(static_cast<int>(code))) {
-        recording.beats.push_back({time, isEctopic(static_cast<int>(code))});
+        recording.beats.push_back({time, classOf(static_cast<int>(code))});
       } else if (code == 32) {
         flutterStart = time;
       } else if (code == 33) {

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -204,43 +205,66 @@ TEST(BeatDetectorTest, AllocatesNothingAfterConstruction) {
   EXPECT_GT(found, 60);
 }
 
-TEST(BeatDetectorTest, CallsAnEarlyBroadBeatEctopic) {
-  const auto beats = steadyBeats(60, 30);
-  const double premature = 20.3 + 0.6;  // instead of the one at 21.3
-  BeatDetector detector(360);
-  const DetectorRun run = runDetector(detector, 360, 30, [&](double time) {
-    const double x = (time - premature) / 0.025;
-    const double rest = std::abs(time - 21.3) < 0.45 ? 0 : syntheticEcg(beats, 60, time);
-    return rest - 1.4 * std::exp(-x * x / 2);
-  });
-  int ectopic = 0;
-  for (const Beat& beat : run.beats) {
-    const bool expected = std::abs(secondsOf(beat.time) - premature) < 0.05;
-    if (secondsOf(beat.time) > 5) {
-      EXPECT_EQ(beat.kind == BeatClass::ectopic, expected);
+TEST(BeatDetectorTest, LostSamplesDelayNothing) {
+  // Half of the samples are lost, 8 ms at a time.
+  BeatDetector detector(500);
+  const auto beats = steadyBeats(75, 20);
+  DetectorRun run;
+  for (int i = 0; i < 20 * 500; ++i) {
+    if (i / 4 % 2 == 1) continue;
+    const Time time{i * 2'000'000LL};
+    detector.push(time, static_cast<float>(syntheticEcg(beats, 75, i / 500.0)));
+    while (const auto beat = detector.next()) {
+      run.longestDelay = std::max(run.longestDelay, secondsOf(time - beat->time));
+      run.beats.push_back(*beat);
     }
-    ectopic += expected ? 1 : 0;
   }
-  EXPECT_EQ(ectopic, 1);
+  expectAll(run, beats, 1, 19);
+  EXPECT_LE(run.longestDelay, 0.5);
 }
 
-TEST(BeatDetectorTest, QualityFallsWithNoise) {
-  const auto beats = steadyBeats(70, 30);
-  double previous = 1.06;
-  for (const double noise : {0.0, 0.3, 0.8}) {
+TEST(BeatDetectorTest, ABeatLiesWithinTheData) {
+  // The data end on the way up to an R peak.
+  const auto beats = steadyBeats(60, 12);
+  for (int before = 0; before <= 12; ++before) {
+    SCOPED_TRACE(before);
     BeatDetector detector(360);
-    std::uint32_t random = 1;
-    const DetectorRun run = runDetector(detector, 360, 30, [&](double time) {
-      random = random * 1664525U + 1013904223U;
-      const double uniform = static_cast<double>(random >> 8U) / 16777216.0 - 0.5;
-      return syntheticEcg(beats, 70, time) + noise * 3.46 * uniform;
-    });
-    double mean = 0;
-    for (std::size_t i = 5; i < run.qualities.size(); ++i) mean += run.qualities[i] / 25;
-    EXPECT_LT(mean, previous - 0.05) << noise;
-    previous = mean;
+    const double seconds = 10.3 - before / 360.0;
+    static_cast<void>(runSteady(detector, 360, 60, seconds));
+    const auto samples = static_cast<std::int64_t>(seconds * 360);
+    const Time last{std::llround(static_cast<double>(samples - 1) / 360 * 1e9)};
+    detector.finish();
+    while (const auto beat = detector.next()) EXPECT_LE(beat->time, last);
   }
-  EXPECT_LT(previous, 0.5);
+}
+
+TEST(BeatDetectorTest, WaitsForWhatFollowsAPWave) {
+  // P waves with the strength of the QRS complexes, 0.2 s before them.
+  const auto beats = steadyBeats(60, 40);
+  for (const bool rulesOnly : {false, true}) {
+    SCOPED_TRACE(rulesOnly);
+    BeatDetector detector(360, {.rulesOnly = rulesOnly});
+    const DetectorRun run = runDetector(detector, 360, 40, [&](double time) {
+      double sum = syntheticEcg(beats, 60, time);
+      for (const double beat : beats) {
+        const double x = (time - beat + 0.2) / 0.011;
+        sum += 0.95 * std::exp(-x * x / 2);
+      }
+      return sum;
+    });
+    expectAll(run, beats, 8, 39);
+  }
+}
+
+TEST(BeatDetectorTest, AGainAHundredTimesSmallerIsLearntAnew) {
+  // Too weak to be compared with the beats before: only the time without a beat helps.
+  const auto beats = steadyBeats(72, 40);
+  BeatDetector detector(360);
+  const DetectorRun run = runDetector(detector, 360, 40, [&](double time) {
+    return (time < 20 ? 1 : 0.01) * syntheticEcg(beats, 72, time);
+  });
+  expectAll(run, beats, 1, 19.5);
+  expectAll(run, beats, 26, 39);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Excerpts, RecordedBeatsTest,
 
 MarkedRecording marked(const std::vector<double>& beats) {
   MarkedRecording recording;
-  for (const double beat : beats) recording.beats.push_back({beat, false});
+  for (const double beat : beats) recording.beats.push_back({beat});
   return recording;
 }
 
