@@ -33,6 +33,18 @@ bench_vitals() {
   write_section build/bench/vitals_speed.md speed docs/vitals.md
 }
 
+# bench_vitals_unseen FOLDER WRITE: also in build/bench/vitals_unseen.md.
+bench_vitals_unseen() {
+  local folder=$1 write=$2
+  needs_records "$folder"
+  needs "${bench_packages[@]}"
+  build bench zephly_vitals_train >&2
+  timeout --kill-after=10 3600 build/bench/bench/vitals/zephly_vitals_train "$folder" 20 --leave-out 6 \
+    >build/bench/vitals_unseen.md
+  cat build/bench/vitals_unseen.md
+  [ "$write" = no ] || write_section build/bench/vitals_unseen.md unseen docs/vitals.md
+}
+
 # bench_vitals_peers FOLDER WRITE: also in build/bench/vitals_peers.md. Debian's SciPy and MNE-Python are unpacked, not
 # installed, because of SciPy's conflict with the Boost of the hosts (see scripts/lib/peers.sh).
 bench_vitals_peers() {
