@@ -33,8 +33,9 @@ constexpr double usualAdvantage = 1.2;  // of another group, to become the usual
 
 BeatClass BeatClassifier::classify(const BeatShape& shape, double quality,
                                    std::optional<double> interval) {
-  const bool ectopic = isEctopic(shape.likeness(groups_[usual_].shape), quality, interval);
-  learn(shape);
+  const double likeness = shape.likeness(groups_[usual_].shape);
+  const bool ectopic = isEctopic(likeness, quality, interval);
+  learn(shape, likeness);
   if (quality < artefactQuality) return BeatClass::artefact;
   if (interval) {
     if (intervals_.size() > 0) {
@@ -63,14 +64,13 @@ bool BeatClassifier::isEctopic(double likeness, double quality,
 }
 
 // The groups forget, so that another shape that stays becomes the usual one after a minute.
-void BeatClassifier::learn(const BeatShape& shape) {
-  Group* nearest = nullptr;
+void BeatClassifier::learn(const BeatShape& shape, double likeness) {
+  Group* nearest = &groups_[usual_];
   Group* weakest = groups_.data();
-  double likeness = 0;
   for (Group& group : groups_) {
     group.weight *= groupFading;
     if (group.weight < weakest->weight) weakest = &group;
-    if (group.beats == 0) continue;
+    if (group.beats == 0 || likeness >= BeatShape::same) continue;
     const double each = shape.likeness(group.shape);
     if (each <= likeness) continue;
     likeness = each;

@@ -42,7 +42,7 @@ class BeatClassifier {
   };
 
   bool isEctopic(double likeness, double quality, std::optional<double> interval) const;
-  void learn(const BeatShape& shape);
+  void learn(const BeatShape& shape, double likeness);
 
   std::array<Group, 4> groups_;
   std::size_t usual_ = 0;

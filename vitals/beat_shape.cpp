@@ -62,7 +62,8 @@ BeatShape::BeatShape(const float* peak, double fraction, double samplesPerSecond
 
 double BeatShape::likeness(const BeatShape& other) const {
   double best = -1;
-  for (int shift = -shifts; shift <= shifts; ++shift) {
+  for (int i = 0; i <= 2 * shifts && best < same; ++i) {
+    const int shift = i % 2 == 0 ? i / 2 : -(i + 1) / 2;  // 0, -1, 1, -2, ...
     best = std::max(best, correlation(points_.data() + std::max(shift, 0),
                                       other.points_.data() + std::max(-shift, 0),
                                       points_.size() - static_cast<std::size_t>(std::abs(shift))));

@@ -13,6 +13,8 @@ class BeatShape {
   static constexpr double reach = 0.1;  ///< s before and after the R peak that are read, and 1.5
                                         ///< samples more
 
+  static constexpr double same = 0.95;  ///< a likeness from which no larger one is looked for
+
   BeatShape() = default;
   /// `peak` points to the sample nearest to the R peak, which lies `fraction` of a sample beyond.
   BeatShape(const float* peak, double fraction, double samplesPerSecond);
