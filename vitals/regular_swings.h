@@ -20,8 +20,10 @@
 
 namespace Zephly::vitals {
 
+/// Watches one signal for regular swings.
 class RegularSwings {
  public:
+  /// The top of one swing.
   struct Top {
     Time time{};
     double height = 0;  ///< over the low before it
