@@ -152,7 +152,10 @@ TEST(WfdbHeaderTest, SaysWhereAFieldIsWrong) {
   EXPECT_THAT(wrong("a 1\na.dat 16 1 x"), StartsWith("a.hea: at byte 15: a number of bits"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1 65"), StartsWith("a.hea: at byte 15: a number of bits"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1 16 1073741825"), StartsWith("a.hea: at byte 18: a zero of"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 16 -1073741825"), StartsWith("a.hea: at byte 18: a zero of"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1 16 0 x"), StartsWith("a.hea: at byte 20: a first value"));
+  EXPECT_THAT(wrong("a 1\na.dat 16 1 16 0 -1073741825"),
+              StartsWith("a.hea: at byte 20: a first value"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1()"), StartsWith("a.hea: at byte 15: a baseline expected"));
   EXPECT_THAT(wrong("a 1\na.dat 16 1(-1073741825)"),
               StartsWith("a.hea: at byte 15: a baseline expected"));
