@@ -141,7 +141,7 @@ std::filesystem::path recordingWithAWeakBeat(const ScratchDirectory& scratch, do
   const float slope = (samples[begin + 2 * half] - first) / (2 * half);
   for (std::size_t i = 0; i < 2 * half; ++i) {
     const float level = first + slope * static_cast<float>(i);
-    samples[begin + i] = level + 0.15F * (samples[begin + i] - level);
+    samples[begin + i] = level + 0.13F * (samples[begin + i] - level);
   }
   std::ofstream file(scratch / "weak.csv");
   file << "ecg\n";
