@@ -16,8 +16,13 @@
 #include <zephly/dsp/respiration_filter_helper.h>
 #include <zephly/dsp/signal_processor.h>
 #include <zephly/session/signal_processor.h>
+#include <offline/contact_detector.h>
+#include <offline/ecg_chain.h>
+#include <offline/reset_timer.h>
+#include <offline/respiration_chain.h>
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace bits {
@@ -139,6 +144,33 @@ void digestEngine(Engine& engine, const std::string& who) {
   });
 }
 
+// The forms for whole recordings, called like an engine.
+class OfflineEngine {
+ public:
+  float processECG(float sample) { return processed(ecg_, sample); }
+  float processRespiration(float sample) { return processed(respiration_, sample); }
+  bool processLeadoffDetection(float sample) {
+    const bool contact = contact_.step(sample);
+    const std::uint64_t now = Zephly::processorClock();
+    if (highPassTimer_.fires(contact, now)) respiration_.settleHighPass();
+    if (normalizationTimer_.fires(contact, now)) respiration_.clearNormalization();
+    return contact;
+  }
+
+ private:
+  template <class Chain>
+  static float processed(Chain& chain, float sample) {
+    chain.process(std::span(&sample, 1), std::span(&sample, 1));
+    return sample;
+  }
+
+  Zephly::offline::EcgChain ecg_;
+  Zephly::offline::RespirationChain respiration_;
+  Zephly::offline::ContactDetector contact_;
+  Zephly::offline::ResetTimer highPassTimer_{4.0F};
+  Zephly::offline::ResetTimer normalizationTimer_{4.1F};
+};
+
 void digestEngines() {
   Zephly::SignalProcessor engine;
   digestEngine(engine, "SignalProcessor");
@@ -148,6 +180,8 @@ void digestEngines() {
   });
   const auto wrapper = ::SignalProcessor::init();
   digestEngine(*wrapper, "wrapper");
+  OfflineEngine offline;
+  digestEngine(offline, "offline");
 }
 
 }  // namespace
