@@ -13,6 +13,7 @@
 #include <tools/monitor/monitor.h>
 #include <tools/record/record_command.h>
 #include <tools/replay/replay_command.h>
+#include <tools/report/report_command.h>
 #include <tools/strap/strap_command.h>
 #include <tools/view/view_command.h>
 #include <tools/vitals/vitals_command.h>
@@ -191,7 +192,8 @@ int run(int argc, char** argv) {
       Zephly::monitor::addMonitorCommand(program),  Zephly::view::addViewCommand(program),
       Zephly::record::addRecordCommand(program),    Zephly::inspect::addInspectCommand(program),
       Zephly::replay::addReplayCommand(program),    Zephly::exporting::addExportCommand(program),
-      Zephly::recorders::addVitalsCommand(program), Zephly::peripheral::addStrapCommand(program)};
+      Zephly::recorders::addVitalsCommand(program), Zephly::reporting::addReportCommand(program),
+      Zephly::peripheral::addStrapCommand(program)};
   std::string helpSubject;
   CLI::App* help = program.add_subcommand("help", "Print the help of a subcommand");
   Zephly::tools::addValue(*help, "SUBCOMMAND", "", "The subcommand (default: the list of them)",

@@ -31,7 +31,16 @@ using Arguments = std::vector<std::string>;
 
 constexpr const char* precious = "precious\n";
 
-enum class Direction { captureIn, signalsIn, captureOut, edfOut, csvOut, textOut, annotationsOut };
+enum class Direction {
+  captureIn,
+  signalsIn,
+  captureOut,
+  edfOut,
+  csvOut,
+  textOut,
+  pageOut,
+  annotationsOut
+};
 
 const std::map<std::string, Direction> directions = {
     {"monitor --recording", Direction::signalsIn},
@@ -54,6 +63,8 @@ const std::map<std::string, Direction> directions = {
     {"vitals --vitals", Direction::textOut},
     {"vitals --rr", Direction::textOut},
     {"vitals --annotations", Direction::annotationsOut},
+    {"report FILE", Direction::captureIn},
+    {"report --out", Direction::pageOut},
 };
 
 bool isInput(Direction direction) {
@@ -174,6 +185,7 @@ class PathPairsTest : public testing::Test {
       case Direction::csvOut:
         return folder / (name + ".d");
       case Direction::textOut:
+      case Direction::pageOut:
       case Direction::annotationsOut:
         break;
     }
@@ -272,6 +284,9 @@ class PathPairsTest : public testing::Test {
       case Direction::textOut:
         EXPECT_TRUE(contentOf(path).ends_with("\n")) << one.command;
         return;
+      case Direction::pageOut:
+        EXPECT_TRUE(contentOf(path).ends_with("</html>\n"));
+        return;
       case Direction::annotationsOut:
         EXPECT_TRUE(contentOf(path).ends_with(std::string_view("\0\0", 2)));
         return;
@@ -287,7 +302,8 @@ class PathPairsTest : public testing::Test {
                  relationNames.at(static_cast<std::size_t>(one.relation)) +
                  (one.force ? ", --force" : ""));
     std::map<PathOption, fs::path> paths;
-    if (one.command == "record" || one.command == "export" || one.command == "replay") {
+    if (one.command == "record" || one.command == "export" || one.command == "replay" ||
+        one.command == "report") {
       paths["FILE"] = plainPath(folder, directions.at(one.command + " FILE"), "file");
     }
     if (one.command == "vitals") paths["INPUT"] = plainPath(folder, Direction::captureIn, "file");
@@ -366,6 +382,7 @@ TEST_F(PathPairsTest, OfRecord) { checkCommand("record"); }
 TEST_F(PathPairsTest, OfReplay) { checkCommand("replay"); }
 TEST_F(PathPairsTest, OfExport) { checkCommand("export"); }
 TEST_F(PathPairsTest, OfVitals) { checkCommand("vitals"); }
+TEST_F(PathPairsTest, OfReport) { checkCommand("report"); }
 
 // Otherwise no case would check an output.
 TEST_F(PathPairsTest, SomeDeliver) {

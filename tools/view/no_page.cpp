@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Replaces the embedded page when it cannot be built.
+// Replaces the embedded pages when they cannot be built.
 
 #include <tools/view/assets.h>
 
 namespace Zephly::view {
 
 std::span<const Asset> assets() { return {}; }
+
+ReportPage reportPage() { return {}; }
 
 }  // namespace Zephly::view

@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-# Zephly::tools_view_page: the page, embedded. It provides assets() of tools/view/assets.h.
+# Zephly::tools_view_page: the pages of `zephly view` and `zephly report`, embedded. It provides assets() and
+# reportPage() of tools/view/assets.h.
 #
 # With Node.js 18 or newer and npm the page is built, in ZEPHLY_PAGE_DIR, which several build folders share.
-# Without them the program is built all the same; `zephly view` then says what it lacks.
+# Without them the program is built all the same; both commands then say what it lacks.
 set(ZEPHLY_PAGE_DIR "${PROJECT_BINARY_DIR}/page" CACHE PATH "Where the page of zephly view is built")
 
 set(ZEPHLY_HAS_PAGE FALSE CACHE INTERNAL "The page of zephly view is built")
@@ -31,7 +32,8 @@ endif()
 
 set(page ${CMAKE_CURRENT_SOURCE_DIR}/page)
 file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS ${page}/src/*)
-list(APPEND page_sources ${page}/index.html ${page}/tsconfig.json ${page}/vite.config.js ${page}/embed.mjs
+list(APPEND page_sources ${page}/index.html ${page}/report.html ${page}/tsconfig.json ${page}/vite.config.js
+  ${page}/vite.report.config.js ${page}/embed.mjs
   ${page}/package.json ${page}/package-lock.json ${page}/build_page.cmake)
 set(page_cpp ${CMAKE_CURRENT_BINARY_DIR}/page.cpp)
 add_custom_command(

@@ -165,11 +165,7 @@ tools::Command addViewCommand(CLI::App& program) {
   addOptions(*command, *options);
   return {command, [options] {
             watch::checkTogether(options->source);
-            if (assets().empty()) {
-              throw std::runtime_error(
-                  "this program was built without Node.js and has no page; install nodejs 18 or "
-                  "newer with npm and build it again");
-            }
+            if (assets().empty()) throw std::runtime_error(noPage);
             watch::loadRecording(options->source);
             return LivePage(*options).run();
           }};

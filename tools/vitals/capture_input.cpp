@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/vitals/capture_input.h>
 
-#include <hosts/replay/capture_player.h>
 #include <hosts/replay/capture_vitals.h>
-#include <hosts/replay/survey.h>
 #include <tools/vitals/input_error.h>
 #include <zephly/protocol/streams.h>
 
@@ -42,11 +40,13 @@ std::vector<std::string> CaptureInput::play(vitals::Receiver& receiver,
   });
   duration_ = played.duration;
   const replay::Timeline timeline = survey.finish(played.duration);
+  if (listener_ != nullptr) listener_->begin(first.preamble(), timeline);
   replay::CaptureVitals vitals(timeline, receiver, searchBack_);
   replay::CapturePlayer second(path_);
   const replay::Played again = second.play(
       [&](const replay::PlayedRecord& record) {
         progress(half + half * second.part());
+        if (listener_ != nullptr) listener_->record(record);
         vitals.take(record);
       },
       played.records);

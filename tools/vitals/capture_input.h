@@ -4,6 +4,9 @@
 /// A capture as an input of `zephly vitals`. It is read twice, because the strap's clock is known
 /// only after the whole capture was read.
 
+#include <capture/record.h>
+#include <hosts/replay/capture_player.h>
+#include <hosts/replay/survey.h>
 #include <tools/vitals/vitals_input.h>
 
 #include <chrono>
@@ -14,10 +17,26 @@
 
 namespace Zephly::recorders {
 
+/// What else is in a capture, for those who need more than its vitals.
+class CaptureListener {
+ public:
+  CaptureListener() = default;
+  CaptureListener(const CaptureListener&) = delete;
+  CaptureListener& operator=(const CaptureListener&) = delete;
+  virtual ~CaptureListener() = default;
+
+  /// Before the first record. `timeline` lives until play() returns.
+  virtual void begin(const capture::Preamble& preamble, const replay::Timeline& timeline) = 0;
+  /// Before the vitals get it.
+  virtual void record(const replay::PlayedRecord& record) = 0;
+};
+
 class CaptureInput final : public VitalsInput {
  public:
-  CaptureInput(std::filesystem::path path, bool searchBack)
-      : path_(std::move(path)), searchBack_(searchBack) {}
+  /// Does not own `listener`; null: there is none.
+  explicit CaptureInput(std::filesystem::path path, bool searchBack = false,
+                        CaptureListener* listener = nullptr)
+      : path_(std::move(path)), searchBack_(searchBack), listener_(listener) {}
 
   AboutInput about() const override;
   std::vector<std::filesystem::path> files() const override { return {path_}; }
@@ -28,6 +47,7 @@ class CaptureInput final : public VitalsInput {
  private:
   std::filesystem::path path_;
   bool searchBack_;
+  CaptureListener* listener_;
   std::chrono::nanoseconds duration_{};
 };
 

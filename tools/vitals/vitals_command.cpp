@@ -12,7 +12,6 @@
 #include <tools/vitals/vitals_summary.h>
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include <chrono>
@@ -98,9 +97,7 @@ Outcome vitalsOf(const std::filesystem::path& path, const VitalsOptions& options
   }
   const std::vector<exporting::WrittenFile> written = files.publish();
   if (options.json) {
-    outcome.text = summary.json(input->about())
-                       .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-                   "\n";
+    outcome.text = summary.json(input->about()).text() + "\n";
   } else {
     outcome.text = summary.text(input->about()) + exporting::writtenText(written);
   }

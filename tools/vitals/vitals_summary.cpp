@@ -2,10 +2,6 @@
 #include <tools/vitals/vitals_summary.h>
 
 #include <capture/text.h>
-#include <vitals/hrv.h>
-
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -15,7 +11,7 @@ namespace Zephly::recorders {
 
 namespace {
 
-using nlohmann::ordered_json;
+using tools::JsonObject;
 
 constexpr const char* unknownValue = "-";
 constexpr double percent = 100;
@@ -32,12 +28,6 @@ std::string decimal(const std::optional<double>& value, int digits, const char* 
   return value ? decimal(*value, digits) + unit : unknownValue;
 }
 
-ordered_json rounded(const std::optional<double>& value, int digits) {
-  if (!value || !std::isfinite(*value)) return nullptr;
-  const double step = std::pow(10.0, digits);
-  return std::round(*value * step) / step;
-}
-
 std::string plural(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -51,10 +41,14 @@ std::string signalText(const std::optional<AboutInput::Signal>& signal) {
   return capture::printable(signal->name) + ", " + rate + " samples per second";
 }
 
-ordered_json signalJson(const std::optional<AboutInput::Signal>& signal,
-                        const std::optional<double>& quality) {
-  if (!signal) return nullptr;
-  return {{"name", signal->name}, {"rate", signal->rate}, {"quality", rounded(quality, 3)}};
+// Empty: null.
+std::optional<JsonObject> signalJson(const std::optional<AboutInput::Signal>& signal,
+                                     const std::optional<double>& quality) {
+  if (!signal) return std::nullopt;
+  return JsonObject()
+      .add("name", signal->name)
+      .add("rate", signal->rate)
+      .add("quality", rounded(quality, 3));
 }
 
 std::string hrvText(const vitals::Hrv& hrv) {
@@ -67,21 +61,28 @@ std::string hrvText(const vitals::Hrv& hrv) {
   return text + "               from " + decimal(percent * hrv.share, 1) + " % of the intervals\n";
 }
 
-ordered_json hrvJson(const vitals::Hrv& hrv) {
-  return {{"nn", hrv.nn},
-          {"share", rounded(hrv.share, 4)},
-          {"meanNN", rounded(hrv.meanNN, 3)},
-          {"sdnn", rounded(hrv.sdnn, 3)},
-          {"rmssd", rounded(hrv.rmssd, 3)},
-          {"pnn50", rounded(hrv.pnn50, 3)},
-          {"sd1", rounded(hrv.sd1, 3)},
-          {"sd2", rounded(hrv.sd2, 3)},
-          {"lf", rounded(hrv.lf, 3)},
-          {"hf", rounded(hrv.hf, 3)},
-          {"lfOverHf", rounded(hrv.lfOverHf, 4)}};
+}  // namespace
+
+std::optional<double> rounded(const std::optional<double>& value, int digits) {
+  if (!value || !std::isfinite(*value)) return std::nullopt;
+  const double step = std::pow(10.0, digits);
+  return std::round(*value * step) / step;
 }
 
-}  // namespace
+JsonObject hrvJson(const vitals::Hrv& hrv) {
+  return JsonObject()
+      .add("nn", hrv.nn)
+      .add("share", rounded(hrv.share, 4))
+      .add("meanNN", rounded(hrv.meanNN, 3))
+      .add("sdnn", rounded(hrv.sdnn, 3))
+      .add("rmssd", rounded(hrv.rmssd, 3))
+      .add("pnn50", rounded(hrv.pnn50, 3))
+      .add("sd1", rounded(hrv.sd1, 3))
+      .add("sd2", rounded(hrv.sd2, 3))
+      .add("lf", rounded(hrv.lf, 3))
+      .add("hf", rounded(hrv.hf, 3))
+      .add("lfOverHf", rounded(hrv.lfOverHf, 4));
+}
 
 void VitalsSummary::breath(const vitals::Breath& breath) {
   ++breaths_;
@@ -149,28 +150,30 @@ std::string VitalsSummary::text(const AboutInput& about) const {
   return text + "  breathing    " + rates(figuresOf(breathingRates_)) + "\n";
 }
 
-ordered_json VitalsSummary::json(const AboutInput& about) const {
+JsonObject VitalsSummary::json(const AboutInput& about) const {
   const auto rates = [](const Figures& figures) {
-    return ordered_json{{"median", rounded(figures.median, 2)},
-                        {"lowest", rounded(figures.lowest, 2)},
-                        {"highest", rounded(figures.highest, 2)},
-                        {"known", rounded(figures.known, 4)}};
+    return JsonObject()
+        .add("median", rounded(figures.median, 2))
+        .add("lowest", rounded(figures.lowest, 2))
+        .add("highest", rounded(figures.highest, 2))
+        .add("known", rounded(figures.known, 4));
   };
-  ordered_json json = {{"file", about.file.string()},
-                       {"format", about.format},
-                       {"duration", std::chrono::duration<double>(about.duration).count()},
-                       {"ecg", signalJson(about.ecg, meanOf(ecgQuality_))},
-                       {"respiration", signalJson(about.respiration, meanOf(respirationQuality_))}};
-  json["beats"] = {{"count", beats_.size()},
-                   {"normal", countOf(vitals::BeatClass::normal)},
-                   {"ectopic", countOf(vitals::BeatClass::ectopic)},
-                   {"artefact", countOf(vitals::BeatClass::artefact)},
-                   {"late", lateBeats()}};
-  json["heartRate"] = rates(figuresOf(heartRates_));
-  json["hrv"] = hrvJson(vitals::hrvOf(beats_));
-  json["breaths"] = {{"count", breaths_}, {"derived", derivedBreaths_}};
-  json["breathingRate"] = rates(figuresOf(breathingRates_));
-  return json;
+  return JsonObject()
+      .add("file", about.file.string())
+      .add("format", about.format)
+      .add("duration", std::chrono::duration<double>(about.duration).count())
+      .add("ecg", signalJson(about.ecg, meanOf(ecgQuality_)))
+      .add("respiration", signalJson(about.respiration, meanOf(respirationQuality_)))
+      .add("beats", JsonObject()
+                        .add("count", beats_.size())
+                        .add("normal", countOf(vitals::BeatClass::normal))
+                        .add("ectopic", countOf(vitals::BeatClass::ectopic))
+                        .add("artefact", countOf(vitals::BeatClass::artefact))
+                        .add("late", lateBeats()))
+      .add("heartRate", rates(figuresOf(heartRates_)))
+      .add("hrv", hrvJson(vitals::hrvOf(beats_)))
+      .add("breaths", JsonObject().add("count", breaths_).add("derived", derivedBreaths_))
+      .add("breathingRate", rates(figuresOf(breathingRates_)));
 }
 
 }  // namespace Zephly::recorders

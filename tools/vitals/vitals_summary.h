@@ -10,8 +10,9 @@
 ///
 /// Holds every beat, because heart rate variability is that of the whole recording.
 
+#include <tools/common/json_object.h>
+#include <vitals/hrv.h>
 #include <vitals/vitals.h>
-#include <nlohmann/json_fwd.hpp>
 
 #include <chrono>
 #include <cstddef>
@@ -36,14 +37,23 @@ struct AboutInput {
   std::chrono::nanoseconds duration{};  ///< from the first sample to the end of the last one
 };
 
+/// Heart rate variability as it is in the summary: "nn", "share" and the rest, null where unknown.
+tools::JsonObject hrvJson(const vitals::Hrv& hrv);
+
+/// To this number of decimals; empty where it is empty or not finite.
+std::optional<double> rounded(const std::optional<double>& value, int digits);
+
 class VitalsSummary final : public vitals::Receiver {
  public:
   void beat(const vitals::Beat& beat) override { beats_.push_back(beat); }
   void breath(const vitals::Breath& breath) override;
   void second(const vitals::Second& second) override;
 
+  /// So far, in the order in which they were reported.
+  const std::vector<vitals::Beat>& beats() const { return beats_; }
+
   std::string text(const AboutInput& about) const;
-  nlohmann::ordered_json json(const AboutInput& about) const;
+  tools::JsonObject json(const AboutInput& about) const;
 
  private:
   /// Of a value a second, where it is known.

@@ -20,6 +20,14 @@ TEST(NoPageTest, ViewReportsTheMissingPageAndExitsWithCode1) {
                           "install nodejs 18 or newer with npm and build it again"));
 }
 
+TEST(NoPageTest, ReportWritesNothingAndExitsWithCode1) {
+  const Finished run = runProgram({"report", "walk.zcap", "--out", "/nonexistent/walk.html"});
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, IsEmpty());
+  EXPECT_THAT(run.errorLines(),
+              ElementsAre(HasSubstr("was built without Node.js and has no page")));
+}
+
 TEST(NoPageTest, EverythingElseWorks) {
   EXPECT_EQ(runProgram({"view", "--help"}).exitCode, 0);
   const Finished run =

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A small page in place of the real one, so that the program can be tested without Node.js.
+// Small pages in place of the real ones, so that the program can be tested without Node.js.
 
 #include <tools/view/assets.h>
 
@@ -12,5 +12,7 @@ std::span<const Asset> assets() {
       Asset{"/", "text/html; charset=utf-8", "<!doctype html><title>Test page</title>", false}};
   return page;
 }
+
+ReportPage reportPage() { return {"<!doctype html><title>Test report</title>\n", "\n"}; }
 
 }  // namespace Zephly::view

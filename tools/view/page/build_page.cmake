@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Builds the page into WORK and writes it as C++ to OUTPUT:
+# Builds the pages of `zephly view` and `zephly report` into WORK and writes them as C++ to OUTPUT:
 #   cmake -DSOURCE=... -DWORK=... -DOUTPUT=... -DNODE=... -DNPM=... -P build_page.cmake
 # WORK is shared by several build folders, which may come here at once: whoever is first does the work, and
 # what is there already for the same sources is not built again. Nothing is written into the source folder.
@@ -55,7 +55,8 @@ Without them: configure with -DZEPHLY_BUILD_PAGE=OFF; everything but the page is
 endif()
 
 file(GLOB_RECURSE sources RELATIVE ${SOURCE} ${SOURCE}/src/*)
-list(APPEND sources index.html tsconfig.json vite.config.js embed.mjs package.json package-lock.json)
+list(APPEND sources index.html report.html tsconfig.json vite.config.js vite.report.config.js embed.mjs package.json
+  package-lock.json)
 list(SORT sources)
 digest(page ${sources})
 isDone(built page.stamp "${page} ${node}")
@@ -68,7 +69,7 @@ if(NOT built)
     file(COPY ${SOURCE}/${path} DESTINATION ${folder})
   endforeach()
   run("The page of `zephly view` does not build." ${NPM} run --silent build)
-  run("The page of `zephly view` cannot be embedded." ${NODE} embed.mjs dist page.cpp)
+  run("The page of `zephly view` cannot be embedded." ${NODE} embed.mjs dist dist-report page.cpp)
   file(WRITE ${WORK}/page.stamp "${page} ${node}")
 endif()
 

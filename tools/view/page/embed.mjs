@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Writes the built page as C++: node embed.mjs DIST OUTPUT. The result provides assets() of tools/view/assets.h.
+// Writes the built pages as C++: node embed.mjs DIST REPORT OUTPUT. DIST has the files of the page of `zephly view`,
+// REPORT the script and the style of that of `zephly report`, whose document is report.html. The result provides
+// assets() and reportPage() of tools/view/assets.h.
+import { createHash } from 'node:crypto';
 import { readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { extname, join } from 'node:path';
 
@@ -17,26 +20,56 @@ function files(folder, prefix = '') {
   });
 }
 
-const [dist, output] = process.argv.slice(2);
+/** An array of bytes in C++; returns its name. */
+function body(bytes) {
+  const name = `body${bodies.length}`;
+  const rows = [];
+  for (let i = 0; i < bytes.length; i += 32) rows.push(`    ${[...bytes.subarray(i, i + 32)].join(',')}`);
+  bodies.push(`constexpr unsigned char ${name}[] = {\n${rows.join(',\n')}};\n`);
+  return name;
+}
+
+/** The text of a file that is put between <NAME> and </NAME>. */
+function inline(path, name) {
+  const text = readFileSync(path, 'utf8');
+  if (text.toLowerCase().includes(`</${name}`)) throw new Error(`${path} has </${name}> in it`);
+  return text;
+}
+
+/**
+ * The document of the report with script and style in it, cut where the data go. Its policy allows this script and
+ * this style, by their hashes, and nothing else: no data can become a script, and nothing is requested.
+ */
+function reportParts(folder) {
+  const script = inline(join(folder, 'report.js'), 'script');
+  const style = inline(join(folder, 'report.css'), 'style');
+  const source = (text) => `'sha256-${createHash('sha256').update(text).digest('base64')}'`;
+  const policy = `default-src 'none'; script-src ${source(script)}; style-src ${source(style)}; base-uri 'none'; form-action 'none'`;
+  const parts = { POLICY: policy, STYLE: style, SCRIPT: script };
+  const whole = readFileSync('report.html', 'utf8').replace(/@(POLICY|STYLE|SCRIPT)@/g, (_all, name) => parts[name]);
+  const cut = whole.split('@DATA@');
+  if (cut.length !== 2) throw new Error('report.html has no single place for the data');
+  return cut.map((text) => body(Buffer.from(text, 'utf8')));
+}
+
+const [dist, report, output] = process.argv.slice(2);
 const bodies = [];
 const entries = [];
 for (const path of files(dist).sort()) {
   const contentType = CONTENT_TYPES[extname(path)];
   if (contentType === undefined) throw new Error(`embed.mjs does not know the type of ${path}`);
-  const bytes = readFileSync(join(dist, path));
-  const name = `body${bodies.length}`;
-  const rows = [];
-  for (let i = 0; i < bytes.length; i += 32) rows.push(`    ${[...bytes.subarray(i, i + 32)].join(',')}`);
-  bodies.push(`constexpr unsigned char ${name}[] = {\n${rows.join(',\n')}};\n`);
+  const name = body(readFileSync(join(dist, path)));
   // Vite puts a hash of the content into the names of everything in assets/.
   const immutable = path.startsWith('assets/');
   const address = path === 'index.html' ? '/' : `/${path}`;
   entries.push(`    Asset{"${address}", "${contentType}", text(${name}), ${immutable}},\n`);
 }
 
+const [before, after] = reportParts(report);
+
 writeFileSync(
   output,
-  `// Written by tools/view/page/embed.mjs from the built page.
+  `// Written by tools/view/page/embed.mjs from the built pages.
 
 #include <tools/view/assets.h>
 
@@ -59,6 +92,8 @@ std::span<const Asset> assets() {
 ${entries.join('')}  };
   return all;
 }
+
+ReportPage reportPage() { return {text(${before}), text(${after})}; }
 
 }  // namespace Zephly::view
 `,

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Makes the documentation's screenshots with the real program: node screenshots.mjs FOLDER [all]
 // "all" also makes those of faults and single states, for review.
-import { mkdirSync } from 'node:fs';
-import { join } from 'node:path';
+import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join, resolve } from 'node:path';
+import { pathToFileURL } from 'node:url';
 import { FakeProgram } from './fake_program.mjs';
 import { hello, state } from './messages.mjs';
-import { endEverything, openBrowser, openTab, Program, until } from './support.mjs';
+import { endEverything, endLater, openBrowser, openTab, Program, run, until } from './support.mjs';
 
-const [folder, everything] = process.argv.slice(2);
+const [wanted, everything] = process.argv.slice(2);
+const folder = resolve(wanted);
 mkdirSync(folder, { recursive: true });
 
 const DARK = { colorScheme: 'dark', viewport: { width: 1440, height: 1080 } };
@@ -34,7 +37,22 @@ const program = new Program('--simulated', '--seed', '1', '--port', '0');
 const address = await program.address();
 const pictures = Promise.all([picture('view-dark', DARK, address, training), picture('view-light', LIGHT, address, training), picture('view-phone', PHONE, address, training)]);
 
+const recordings = mkdtempSync(join(tmpdir(), 'zephly-pictures-'));
+endLater(() => rmSync(recordings, { recursive: true }));
+// The report shows the name as it is given.
+process.chdir(recordings);
+await run('record', 'walk.zcap', '--simulated', '--seed', '1', '--duration', '10m', '--speed', '1000');
+await run('report', 'walk.zcap', '--title', 'Walk');
+const report = pathToFileURL(join(recordings, 'walk.html')).href;
+await picture('report-light', LIGHT, report, null, async (tab) => {
+  // Two minutes, around a moment.
+  await tab.keyboard.press('ArrowLeft');
+  await tab.keyboard.press('+');
+  await tab.keyboard.press('+');
+});
 if (everything === 'all') {
+  await picture('report-dark', DARK, report, null);
+  await picture('report-phone', PHONE, report, null);
   await picture('state-electrodes-off', DARK, address, () => window.zephly.state()?.electrodesOff === true && window.zephly.window().edge > 41.4);
   await picture('state-paused', LIGHT, address, null, async (tab) => {
     await until(tab, () => window.zephly.window().edge > 45);

@@ -136,13 +136,14 @@ export function drawRepetitions(u: uPlot, repetitions: readonly Repetition[], in
     ctx.fillStyle = ink.ground;
     ctx.fillRect(x - 8 * pixels(), top + 2 * pixels(), 8 * pixels() + (named ? wide : 8 * pixels()), 18 * pixels());
     ctx.fillStyle = ink.strong;
-    shape(ctx, exercise, x, top + 11 * pixels(), 6 * pixels());
+    drawExercise(ctx, exercise, x, top + 11 * pixels(), 6 * pixels());
     if (named) ctx.fillText(NAMES[exercise], x + 10 * pixels(), top + 11 * pixels());
   }
   ctx.restore();
 }
 
-function shape(ctx: CanvasRenderingContext2D, exercise: Exercise, x: number, y: number, r: number): void {
+/** A square for a push-up, a disc for a sit-up, a triangle for a jump. */
+export function drawExercise(ctx: CanvasRenderingContext2D, exercise: Exercise, x: number, y: number, r: number): void {
   ctx.beginPath();
   if (exercise === 'sitUp') {
     ctx.arc(x, y, r * 0.9, 0, 2 * Math.PI);
