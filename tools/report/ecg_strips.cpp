@@ -15,6 +15,7 @@ constexpr double sureQuality = 0.8;   // of the heart rate
 constexpr vitals::Time longestStep = 50ms;
 // Seconds are reported up to 6 s after their samples.
 constexpr vitals::Time kept = EcgStrips::length + 10s;
+constexpr vitals::Time aSecond = 1s;
 
 bool isClean(const vitals::Second& second) {
   return second.contact.value_or(false) && second.ecgQuality >= cleanQuality && second.heartRate &&
@@ -30,7 +31,7 @@ void EcgStrips::sample(vitals::Time time, float value) {
 }
 
 void EcgStrips::second(const vitals::Second& second) {
-  const bool next = second.time - last_ == 1s;
+  const bool next = second.time - last_ == aSecond;
   last_ = second.time;
   clean_ = isClean(second) ? (next ? clean_ + 1 : 1) : 0;
   if (clean_ < length.count()) return;
