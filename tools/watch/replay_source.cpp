@@ -24,7 +24,7 @@ ReplaySource::ReplaySource(main_queue::MainQueue& queue, ReplayOptions options,
       ended_(std::move(ended)),
       records_(options_.file) {
   // Before the records, so that the duration ends before what was recorded at its end.
-  if (options_.duration) scheduler_.at(*options_.duration, [this] { end(); });
+  if (options_.duration) scheduler_.at(options_.from + *options_.duration, [this] { end(); });
 }
 
 std::string ReplaySource::title() const {
@@ -32,12 +32,34 @@ std::string ReplaySource::title() const {
 }
 
 std::string ReplaySource::pace() const {
-  if (!options_.speed) return "as fast as it goes";
+  if (!options_.speed || (pacer_ && !arrived_)) return "as fast as it goes";
   return paceText(*options_.speed, pacer_ ? pacer_->behind() : simulated::Duration{});
 }
 
 void ReplaySource::start(std::function<bool()> held) {
   scheduler_.after({}, [this] { readOn(); });
+  if (options_.from > StrapTime::zero()) {
+    skip(std::move(held));
+  } else {
+    pace(std::move(held));
+  }
+}
+
+// One event a turn, and none after the one that arrives: nothing behind `from` is played at this
+// speed. A pacer must not be replaced from inside an event of its scheduler.
+void ReplaySource::skip(std::function<bool()> held) {
+  scheduler_.at(options_.from, [this, held] {
+    arrived_ = true;
+    arriving_ = queue_.after({}, [this, held] { pace(held); });
+  });
+  pacer_.emplace(queue_, scheduler_, unlimited,
+                 simulated::Pacer::Options{.eventsPerTurn = 1, .held = [this, held] {
+                                             return arrived_ || (held && held());
+                                           }});
+}
+
+void ReplaySource::pace(std::function<bool()> held) {
+  arrived_ = true;
   pacer_.emplace(queue_, scheduler_, options_.speed.value_or(unlimited),
                  simulated::Pacer::Options{.held = std::move(held)});
 }
@@ -72,10 +94,15 @@ void ReplaySource::complain(const std::string& line) { report_.complaints.push_b
 void ReplaySource::end() {
   if (over_) return;
   over_ = scheduler_.now();
+  if (!arrived_) {
+    complain(capture::printable(options_.file.string()) + ": it ends before " +
+             capture::clockText(options_.from));
+  }
   ended_();
 }
 
 SourceReport ReplaySource::finish() {
+  arriving_ = {};
   pacer_.reset();
   if (!over_) over_ = scheduler_.now();
   report_.duration = *over_;

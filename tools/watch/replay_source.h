@@ -33,7 +33,10 @@ struct ReplayOptions {
   std::filesystem::path file;
   /// Recorded time over wall time, > 0, finite; empty: as fast as the machine goes.
   std::optional<double> speed = 1;
-  std::optional<StrapTime> duration = std::nullopt;  ///< of recorded time
+  /// What was recorded before this is played as fast as the machine goes: link, subscriptions,
+  /// contact and counts are those of that moment. A complaint when the capture ends before it.
+  StrapTime from = {};
+  std::optional<StrapTime> duration = std::nullopt;  ///< of recorded time, after `from`
 };
 
 class ReplaySource final : public Source {
@@ -53,6 +56,8 @@ class ReplaySource final : public Source {
   SourceReport finish() override;
 
  private:
+  void skip(std::function<bool()> held);
+  void pace(std::function<bool()> held);
   void readOn();
   void play(const capture::Record& record);
   void complain(const std::string& line);
@@ -65,6 +70,8 @@ class ReplaySource final : public Source {
   replay::ReplayHost host_;
   simulated::Scheduler scheduler_;
   std::optional<simulated::Pacer> pacer_;
+  bool arrived_ = false;           // at ReplayOptions::from
+  main_queue::Timer arriving_;     // replaces the pacer there
   std::optional<StrapTime> over_;  // when it ended
   SourceReport report_;
 };

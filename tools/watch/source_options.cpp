@@ -91,7 +91,7 @@ bluez::Options bluetoothOptions(const SourceOptions& options,
 }
 
 ReplayOptions replayOptions(const SourceOptions& options) {
-  ReplayOptions replay{.file = *options.replay, .duration = options.duration};
+  ReplayOptions replay{.file = *options.replay, .from = options.from, .duration = options.duration};
   replay.speed = options.fast ? std::nullopt : std::optional(options.speed.value_or(1));
   return replay;
 }
@@ -114,7 +114,12 @@ void addSourceOptions(CLI::App& command, SourceOptions& options, Captures captur
     // It goes with either; checkTogether() checks that one of them is given.
     CLI::Option* speed =
         addSpeed(command, options, "Simulate or play X times as fast as real time (default 1)");
-    addFast(command, options, speed)->needs(replay);
+    CLI::Option* fast = addFast(command, options, speed)->needs(replay);
+    addValue(command, "--from", "TIME",
+             "Begin at this moment of the capture: 90, 10m, 1h30m or 1:30:00",
+             [&](const std::string& text) { options.from = tools::timeValue("--from", text, 0); })
+        ->needs(replay)
+        ->excludes(fast);
     others.push_back(replay);
   }
   addBluetoothSourceOptions(command, options, others);

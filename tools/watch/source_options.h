@@ -36,6 +36,7 @@ struct SourceOptions {
   std::optional<double> speed;  ///< strap time or recorded time over wall time; empty: 1
   std::optional<std::filesystem::path> replay;  ///< a capture
   bool fast = false;                            ///< plays the capture as fast as possible
+  StrapTime from{};                             ///< the moment of the capture at which to begin
   std::optional<StrapTime> duration;            ///< empty: until it is ended
   std::optional<std::filesystem::path> recording;
   std::optional<double> rowsPerSecond;                 ///< of the recording

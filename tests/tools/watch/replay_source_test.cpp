@@ -107,6 +107,53 @@ TEST(ReplaySourceTest, EndsAtAnEarlierDuration) {
   }
 }
 
+// At this speed nothing but the moment itself is due in the time of a test.
+TEST(ReplaySourceTest, BeginsAtAMomentInTheStateOfThatMoment) {
+  const ScratchDirectory scratch;
+  const Session whole = session(40s);  // loses its link at 30 s
+  const auto file = scratch.file("a.zcap", captures::captureOf(whole.records));
+  main_queue::MainQueue queue;
+  ReplaySource source(queue, {.file = file, .speed = 1e-6, .from = 35s}, [&] { queue.stop(); });
+  sessions::Listener listener([&] { return source.now(); });
+  source.start();
+  EXPECT_EQ(source.pace(), "as fast as it goes");
+  while (source.now() < 35s) queue.poll();
+  const auto end = std::chrono::steady_clock::now() + 100ms;
+  while (std::chrono::steady_clock::now() < end) queue.poll();
+  EXPECT_GE(source.now(), 35s);
+  EXPECT_LT(source.now(), 35s + 1ms);
+  EXPECT_NE(source.pace(), "as fast as it goes");
+  const ReceivedSession received = listener.received();
+  EXPECT_EQ(received.count(watch::Event{{}, watch::Connected{}}.what.index()), 2U);
+  EXPECT_TRUE(beginsWith(whole.received, received));
+  EXPECT_THAT(source.finish().complaints, IsEmpty());
+}
+
+TEST(ReplaySourceTest, TheDurationCountsFromTheMoment) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", captures::captureOf(session(5s).records));
+  main_queue::MainQueue queue;
+  ReplaySource source(queue, {.file = file, .speed = 1000, .from = 2s, .duration = 1s},
+                      [&] { queue.stop(); });
+  const sessions::Listener listener([&] { return source.now(); });
+  source.start();
+  queue.run();
+  const SourceReport report = source.finish();
+  EXPECT_EQ(report.duration, 3s);
+  EXPECT_THAT(report.complaints, IsEmpty());
+}
+
+TEST(ReplaySourceTest, ComplainsWhenTheCaptureEndsBeforeTheMoment) {
+  const ScratchDirectory scratch;
+  const auto file = scratch.file("a.zcap", captures::captureOf(session(2s).records));
+  main_queue::MainQueue queue;
+  ReplaySource source(queue, {.file = file, .from = 100s}, [&] { queue.stop(); });
+  const sessions::Listener listener([&] { return source.now(); });
+  source.start();
+  queue.run();
+  EXPECT_THAT(source.finish().complaints, ElementsAre(file.string() + ": it ends before 1:40"));
+}
+
 TEST(ReplaySourceTest, EndsOnceAndOnTheQueue) {
   const ScratchDirectory scratch;
   const auto file = scratch.file("a.zcap", captures::captureOf({{{}, capture::Ended{}}}));

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,8 @@ TEST(SourceOptionsTest, ACommandDeclaresWhetherItPlaysCaptures) {
   EXPECT_EQ(parse({"--replay", "a.zcap"}).replay, "a.zcap");
   EXPECT_EQ(parse({"--replay", "a.zcap", "--speed", "2"}).speed, 2);
   EXPECT_TRUE(parse({"--replay", "a.zcap", "--fast", "--duration", "3"}).fast);
+  EXPECT_EQ(parse({"--replay", "a.zcap", "--from", "1:30"}).from, std::chrono::seconds(90));
+  EXPECT_EQ(parse({"--replay", "a.zcap", "--from", "0"}).from, std::chrono::seconds(0));
   EXPECT_EQ(parse({"--simulated", "--speed", "2"}).speed, 2);
   EXPECT_FALSE(parse({}).replay);
 }
@@ -80,6 +83,9 @@ TEST(SourceOptionsTest, RefusesOptionsThatContradictACapture) {
   EXPECT_THAT(with({"--speed", "2", "--fast"}), HasSubstr("excludes"));
   EXPECT_THAT(with({"--replay", ""}), Not(IsEmpty()));
   EXPECT_THAT(refusal(offered, {"--replay", ""}), HasSubstr("expected the name of a file"));
+  EXPECT_THAT(with({"--from", "2", "--fast"}), HasSubstr("excludes"));
+  EXPECT_THAT(with({"--from", "-2"}), HasSubstr("a time like"));
+  EXPECT_THAT(refusal(offered, {"--from", "2"}), HasSubstr("--from requires --replay"));
   EXPECT_THAT(refusal(offered, {"--fast"}), HasSubstr("--fast requires --replay"));
   EXPECT_THAT(refusal(offered, {"--speed", "2"}),
               HasSubstr("--speed: requires --simulated or --replay"));
