@@ -45,17 +45,15 @@ void ReplaySource::start(std::function<bool()> held) {
   }
 }
 
-// One event a turn, and none after the one that arrives: nothing behind `from` is played at this
-// speed. A pacer must not be replaced from inside an event of its scheduler.
+// One event a turn, so that nothing behind `from` is played at this speed. A pacer must not be
+// replaced from inside an event of its scheduler.
 void ReplaySource::skip(std::function<bool()> held) {
   scheduler_.at(options_.from, [this, held] {
     arrived_ = true;
     arriving_ = queue_.after({}, [this, held] { pace(held); });
   });
   pacer_.emplace(queue_, scheduler_, unlimited,
-                 simulated::Pacer::Options{.eventsPerTurn = 1, .held = [this, held] {
-                                             return arrived_ || (held && held());
-                                           }});
+                 simulated::Pacer::Options{.eventsPerTurn = 1, .held = std::move(held)});
 }
 
 void ReplaySource::pace(std::function<bool()> held) {
