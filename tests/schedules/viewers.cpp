@@ -99,6 +99,8 @@ void SimulatedViewer::stallEnds() {
 
 void SimulatedViewer::leave(int how) {
   left_ = true;
+  // A frame must not be sent before the handshake is complete.
+  if (how == 1 && client_.status() != 101) how = 0;
   if (how == 0) client_.close();
   if (how == 1) client_.send(clientFrame({.kind = web::closing, .payload = "\x03\xE8"}));
   if (how == 2) client_.closeSending();
