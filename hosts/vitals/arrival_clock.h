@@ -13,8 +13,8 @@
 /// The count is corrected frame by frame towards the earliest arrivals: a frame arrives late and
 /// never early. It falls back by a thousandth of the time at most, more than a strap's clock
 /// deviates, and catches up by a hundredth; in the first five seconds of a link, whose frames are
-/// often delayed, by a tenth. So the interval between two beats is wrong by 10 % at most in the first
-/// five seconds of a link, and by 1 % later.
+/// often delayed, by a tenth. So the interval between two beats is wrong by 10 % at most in the
+/// first five seconds of a link, and by 1 % later.
 ///
 /// Frames that were only delayed move nothing: those that follow them are on time. If all frames
 /// that arrive within a second are late by more than a quarter of a second, frames were lost: the

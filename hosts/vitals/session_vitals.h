@@ -15,10 +15,10 @@
 ///
 /// The results have the times at which the samples were taken, on the clock of `now`: samples are
 /// counted at their nominal rate from the arrival of their frames, so that the jitter of the radio
-/// does not move a beat (arrival_clock.h). The interval between two beats is wrong by 10 % at most in
-/// the first five seconds of a link, by 1 % later, and usually by less than 0.1 %. Contact is that of the kit's LeadoffDetector. When the link is lost,
-/// what is held back is reported, and detection begins anew with the next link. The second in which
-/// that happens ends then.
+/// does not move a beat (arrival_clock.h). The interval between two beats is wrong by 10 % at most
+/// in the first five seconds of a link, by 1 % later, and usually by less than 0.1 %. Contact is
+/// that of the kit's LeadoffDetector. When the link is lost, what is held back is reported, and
+/// detection begins anew with the next link. The second in which that happens ends then.
 ///
 /// To be used on the main queue's thread only. The receiver is called there, before the callbacks
 /// for the same frame, and must not call the kit or the host.
