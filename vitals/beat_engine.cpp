@@ -120,6 +120,7 @@ void BeatEngine::start(Time time, float value) {
   strengths_.restart(0);
   shapes_.restart({});
   quality_.restart();
+  envelopes_.restart();
   pendingFirst_ = pendingEnd_ = 0;
   realEnd_ = 0;
   accept(time, 0);
@@ -159,7 +160,7 @@ void BeatEngine::accept(Time time, float value) {
 }
 
 void BeatEngine::newStep(std::int64_t centre) {
-  const Envelopes envelopes = envelopes_.at(samples_.at(centre));
+  const Envelopes envelopes = envelopes_.next(samples_.at(centre));
   const float strength = strengthOf(envelopes);
   strengths_.push(strength);
   shapes_.push(envelopes);

@@ -47,7 +47,7 @@ class BeatEngine {
   const double rate_;
   const bool searchBack_;
   const std::unique_ptr<BeatJudge> judge_;
-  const EcgEnvelopes envelopes_;
+  EcgEnvelopes envelopes_;
   const double stepRate_;
   const std::int64_t nearSteps_;
   const std::int64_t aheadSteps_;
