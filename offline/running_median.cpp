@@ -2,6 +2,7 @@
 #include <offline/running_median.h>
 
 #include <zephly/dsp/median_filter.h>
+#include <offline/vector_forms.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,9 @@ namespace Zephly::offline {
 namespace {
 
 constexpr std::size_t middle = RunningMedian::size / 2;
+// The vector form sorts as much for one sample as for 2,900.
+constexpr std::size_t leastInVectors = 300;
+constexpr std::size_t mostInVectors = 2'900;
 
 bool isNegativeZero(double x) { return x == 0.0 && std::signbit(x); }
 
@@ -29,7 +33,56 @@ std::size_t placeOf(const double* sorted, std::size_t count, double x) {
 
 }  // namespace
 
+struct RunningMedian::Block {
+  std::array<double, size - 1 + mostInVectors> samples;
+};
+
+void RunningMedian::process(std::span<const double> in, std::span<double> out) {
+  if (in.size() < leastInVectors) {
+    for (std::size_t i = 0; i < in.size(); ++i) out[i] = step(in[i]);
+    return;
+  }
+  Block block;
+  for (std::size_t done = 0; done < in.size();) {
+    const std::size_t length = std::min(in.size() - done, mostInVectors);
+    processBlock(block, in.subspan(done, length), out.subspan(done, length));
+    done += length;
+  }
+}
+
+void RunningMedian::processBlock(Block& block, std::span<const double> in, std::span<double> out) {
+  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  const auto begin = block.samples.begin();
+  if (forms != nullptr) {
+    // All of the window but the oldest sample, then the block.
+    const auto afterOldest = window_.begin() + static_cast<std::ptrdiff_t>(index_) + 1;
+    const auto newest = std::copy(afterOldest, window_.end(), begin);
+    std::copy(window_.begin(), afterOldest - 1, newest);
+    std::copy(in.begin(), in.end(), begin + size - 1);
+  }
+  if (forms == nullptr || !forms->ordinary(block.samples.data(), size - 1 + in.size())) {
+    for (std::size_t i = 0; i < in.size(); ++i) out[i] = step(in[i]);
+    return;
+  }
+  forms->medians(block.samples.data(), in.size(), out.data());
+  // in may be out.
+  const auto last = begin + static_cast<std::ptrdiff_t>(size - 1 + in.size());
+  index_ = (index_ + in.size()) % size;
+  std::rotate_copy(last - size, last - static_cast<std::ptrdiff_t>(index_), last, window_.begin());
+  isSorted_ = false;
+}
+
+// The samples of the window are ordinary ones.
+void RunningMedian::sortWindow() {
+  sorted_ = window_;
+  std::sort(sorted_.begin(), sorted_.end());
+  numbers_ = size;
+  negativeZeros_ = 0;
+  isSorted_ = true;
+}
+
 double RunningMedian::step(double x) {
+  if (!isSorted_) sortWindow();
   const double old = window_[index_];
   window_[index_] = x;
   index_ = index_ + 1 < size ? index_ + 1 : 0;

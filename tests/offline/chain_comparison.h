@@ -3,16 +3,12 @@
 /// @file
 /// Compares a chain with the kit's, in whatever blocks the samples come.
 
-#include <tests/support/bits.h>
+#include <tests/offline/each_form.h>
 #include <tests/support/random_floats.h>
 #include <tests/zephly/dsp/signals.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstddef>
 #include <limits>
-#include <span>
 #include <vector>
 
 /// In single precision.
@@ -41,24 +37,16 @@ inline std::vector<std::vector<float>> chainSignals(std::size_t count) {
   return all;
 }
 
-/// Feeds a `Chain` block by block, copying it between the blocks, and a `Kit` sample by sample.
+/// Feeds each form of a `Chain` block by block, and a `Kit` sample by sample.
 template <class Chain, class Kit>
 void expectTheKitsBits(std::size_t count) {
-  RandomFloats random(9);
   for (const std::vector<float>& in : chainSignals(count)) {
     Kit kit;
-    Chain chain;
-    std::vector<float> out(in.size());
-    for (std::size_t begin = 0; begin < in.size();) {
-      const std::size_t length = std::min(random.below(700), in.size() - begin);
-      // Cut anywhere: the state is a value.
-      Chain next = chain;
-      next.process(std::span(in).subspan(begin, length), std::span(out).subspan(begin, length));
-      chain = next;
-      begin += length;
-    }
-    for (std::size_t i = 0; i < in.size(); ++i) {
-      ASSERT_SAME_BITS(out[i], kit.process(in[i])) << "sample " << i;
-    }
+    std::vector<float> expected;
+    for (const float sample : in) expected.push_back(kit.process(sample));
+    withEachForm([&] {
+      expectInBlocks<Chain>(in, expected, 700);
+      expectInBlocks<Chain>(in, expected, count);
+    });
   }
 }

@@ -1,0 +1,315 @@
+// SPDX-License-Identifier: MIT
+// No #pragma once: included once for each instruction set.
+#if defined(ZEPHLY_OFFLINE_MEDIAN_LANES_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef ZEPHLY_OFFLINE_MEDIAN_LANES_INL_H
+#undef ZEPHLY_OFFLINE_MEDIAN_LANES_INL_H
+#else
+#define ZEPHLY_OFFLINE_MEDIAN_LANES_INL_H
+#endif
+/// @file
+/// Running medians of 300 by sorting: each segment of time is sorted once, and then the window
+/// moves over the ranks (J. Suomela, "Median Filtering is Equivalent to Sorting", 2014).
+/// RunningMedian is the scalar form.
+///
+/// Four segments at a time, one in each column of a table of keys; a vector is a part of a row:
+///
+///              column 0     column 1     column 2     column 3
+///   row 0      s[0]         s[m]         s[2m]        s[3m]           299 rows of history,
+///   ...                                                               which is the end of
+///   row 298    s[298]       s[m + 298]   ...                          the segment before
+///   row 299    s[299]       s[m + 299]   ...                          m rows that get a median
+///   ...
+///   row 1023   infinity     infinity     infinity     infinity        the rest
+///
+/// A key is the sample with its lowest ten bits replaced by the row. So no two keys are equal, one
+/// pair of min and max orders two keys in each column, and the sorted keys name their rows. Samples
+/// that differ in the lowest ten bits only may come out in the wrong order; a segment with such
+/// ones is sorted again by the samples themselves.
+///
+/// A bitmap over the ranks of a column holds which of its rows are in the window. A step of the
+/// window clears one bit and sets one; the median is at most one set bit away from the last one.
+
+#include <offline/exact_order.h>
+
+#include <hwy/highway.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+HWY_BEFORE_NAMESPACE();
+namespace Zephly::offline::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Four or two lanes.
+using Doubles = hn::CappedTag<double, 4>;
+using Row = hn::Vec<Doubles>;
+
+constexpr std::size_t medianColumns = 4;
+constexpr std::size_t medianLanes = hn::MaxLanes(Doubles());
+constexpr std::size_t medianWindow = 300;
+constexpr std::size_t medianHistory = medianWindow - 1;
+constexpr std::size_t medianRows = 1024;
+constexpr std::size_t medianSegment = medianRows - medianHistory;
+
+HWY_INLINE void orderPair(Row& low, Row& high) {
+  const Row least = hn::Min(low, high);
+  high = hn::Max(low, high);
+  low = least;
+}
+
+// The second half of a bitonic merge of eight rows: distances 4, 2 and 1; of four: 2 and 1.
+HWY_INLINE void mergeFour(Row& a, Row& b, Row& c, Row& d) {
+  orderPair(a, c);
+  orderPair(b, d);
+  orderPair(a, b);
+  orderPair(c, d);
+}
+HWY_INLINE void mergeEight(Row (&r)[8]) {
+  for (std::size_t i = 0; i < 4; ++i) orderPair(r[i], r[i + 4]);
+  mergeFour(r[0], r[1], r[2], r[3]);
+  mergeFour(r[4], r[5], r[6], r[7]);
+}
+
+// Eight rows, `distance` rows apart.
+HWY_INLINE void loadEight(const double* keys, std::size_t distance, Row (&r)[8]) {
+  for (std::size_t i = 0; i < 8; ++i) r[i] = hn::Load(Doubles(), keys + i * distance * medianLanes);
+}
+HWY_INLINE void storeEight(const Row (&r)[8], std::size_t distance, double* keys) {
+  for (std::size_t i = 0; i < 8; ++i) hn::Store(r[i], Doubles(), keys + i * distance * medianLanes);
+}
+
+// Each eight neighbouring rows in ascending order.
+HWY_INLINE void sortEights(double* keys) {
+  Row r[8];
+  for (std::size_t base = 0; base < medianRows; base += 8) {
+    loadEight(keys + base * medianLanes, 1, r);
+    for (std::size_t i = 0; i < 8; i += 2) orderPair(r[i], r[i + 1]);
+    for (std::size_t i = 0; i < 8; i += 4) {
+      orderPair(r[i], r[i + 3]);
+      orderPair(r[i + 1], r[i + 2]);
+      orderPair(r[i], r[i + 1]);
+      orderPair(r[i + 2], r[i + 3]);
+    }
+    for (std::size_t i = 0; i < 4; ++i) orderPair(r[i], r[7 - i]);
+    mergeFour(r[0], r[1], r[2], r[3]);
+    mergeFour(r[4], r[5], r[6], r[7]);
+    storeEight(r, 1, keys + base * medianLanes);
+  }
+}
+
+// The first three stages of merging two sorted halves of `size` rows: each row with its mirror
+// image, then the distances size / 4 and size / 8.
+HWY_INLINE void foldHalves(double* keys, std::size_t size) {
+  const std::size_t distance = size / 8;
+  for (std::size_t base = 0; base < medianRows; base += size) {
+    for (std::size_t i = 0; i < distance; ++i) {
+      double* const lower = keys + (base + i) * medianLanes;
+      double* const upper = keys + (base + size / 2 + distance - 1 - i) * medianLanes;
+      Row r[8];
+      for (std::size_t j = 0; j < 4; ++j) {
+        r[j] = hn::Load(Doubles(), lower + j * distance * medianLanes);
+        r[4 + j] = hn::Load(Doubles(), upper + j * distance * medianLanes);
+      }
+      for (std::size_t j = 0; j < 4; ++j) orderPair(r[j], r[7 - j]);
+      mergeFour(r[0], r[1], r[2], r[3]);
+      mergeFour(r[4], r[5], r[6], r[7]);
+      for (std::size_t j = 0; j < 4; ++j) {
+        hn::Store(r[j], Doubles(), lower + j * distance * medianLanes);
+        hn::Store(r[4 + j], Doubles(), upper + j * distance * medianLanes);
+      }
+    }
+  }
+}
+
+// The remaining stages: from `distance` down to 1, three at a time as long as there are three.
+HWY_INLINE void mergeDownFrom(double* keys, std::size_t distance) {
+  for (; distance >= 4; distance /= 8) {
+    const std::size_t step = distance / 4;
+    for (std::size_t base = 0; base < medianRows; base += 2 * distance) {
+      for (std::size_t i = 0; i < step; ++i) {
+        Row r[8];
+        loadEight(keys + (base + i) * medianLanes, step, r);
+        mergeEight(r);
+        storeEight(r, step, keys + (base + i) * medianLanes);
+      }
+    }
+  }
+  if (distance == 0) return;
+  for (std::size_t base = 0; base < medianRows; base += 8) {
+    Row r[8];
+    loadEight(keys + base * medianLanes, 1, r);
+    if (distance == 2) {
+      mergeFour(r[0], r[1], r[2], r[3]);
+      mergeFour(r[4], r[5], r[6], r[7]);
+    } else {
+      for (std::size_t i = 0; i < 8; i += 2) orderPair(r[i], r[i + 1]);
+    }
+    storeEight(r, 1, keys + base * medianLanes);
+  }
+}
+
+// Bitonic sort of each column of a table that is one vector wide.
+HWY_NOINLINE void sortColumns(double* keys) {
+  sortEights(keys);
+  for (std::size_t size = 16; size <= medianRows; size *= 2) {
+    foldHalves(keys, size);
+    mergeDownFrom(keys, size / 16);
+  }
+}
+
+HWY_NOINLINE bool ordinary(const double* samples, std::size_t count) {
+  const Doubles d;
+  const hn::RebindToUnsigned<Doubles> bits;
+  const auto negativeZero = hn::Set(bits, std::uint64_t{1} << 63);
+  auto found = hn::Zero(bits);
+  auto sum = hn::Zero(d);
+  std::size_t i = 0;
+  for (; i + medianLanes <= count; i += medianLanes) {
+    const auto x = hn::LoadU(d, samples + i);
+    // The product is 0 for finite numbers, else NaN, and so is the sum.
+    sum = hn::Add(sum, hn::Mul(x, hn::Zero(d)));
+    found = hn::Or(found, hn::VecFromMask(bits, hn::Eq(hn::BitCast(bits, x), negativeZero)));
+  }
+  double rest = hn::GetLane(hn::SumOfLanes(d, sum));
+  bool good = hn::AllTrue(bits, hn::Eq(found, hn::Zero(bits)));
+  for (; i < count; ++i) {
+    rest += samples[i] * 0.0;
+    good = good && !(samples[i] == 0.0 && std::signbit(samples[i]));
+  }
+  return good && rest == 0.0;
+}
+
+// The window over the ranks of one column. Bit 0 of word 1 is rank 0; the first and the last word
+// are full, so that a search always ends.
+struct RankWindow {
+  std::uint64_t words[medianRows / 64 + 2];
+  std::uint32_t ranks[medianRows];       // of each row, plus 64
+  std::uint32_t rows[medianRows + 128];  // of each rank, which is 64 higher here
+  std::uint32_t median;                  // the rank of the 151st smallest, plus 64
+  const double* samples;                 // of row 0
+  double* medians;                       // of row 299
+};
+
+HWY_INLINE std::uint32_t nextSet(const RankWindow& window, std::uint32_t rank) {
+  std::size_t word = rank >> 6;
+  std::uint64_t above = window.words[word] & (~std::uint64_t{1} << (rank & 63));
+  while (HWY_UNLIKELY(above == 0)) above = window.words[++word];
+  return static_cast<std::uint32_t>(word << 6) + static_cast<std::uint32_t>(__builtin_ctzll(above));
+}
+
+HWY_INLINE std::uint32_t previousSet(const RankWindow& window, std::uint32_t rank) {
+  std::size_t word = rank >> 6;
+  std::uint64_t below = window.words[word] & ((std::uint64_t{1} << (rank & 63)) - 1);
+  while (HWY_UNLIKELY(below == 0)) below = window.words[--word];
+  return static_cast<std::uint32_t>(word << 6) + 63 -
+         static_cast<std::uint32_t>(__builtin_clzll(below));
+}
+
+// Takes over a sorted column, and puts the window on its first 300 rows.
+HWY_NOINLINE void fillWindow(RankWindow& window, const double* keys, std::size_t rows) {
+  double last = -HUGE_VAL;
+  bool ordered = true;
+  for (std::size_t i = 0; i < rows; ++i) {
+    std::uint64_t key;
+    hwy::CopyBytes<8>(keys + i * medianLanes, &key);
+    const auto row = static_cast<std::uint32_t>(key % medianRows);
+    const double sample = window.samples[row];
+    ordered = ordered && last <= sample;
+    last = sample;
+    window.rows[64 + i] = row;
+  }
+  if (!ordered) sortRows(window.rows + 64, rows, window.samples);
+  for (std::size_t i = 0; i < rows; ++i) {
+    window.ranks[window.rows[64 + i]] = static_cast<std::uint32_t>(64 + i);
+  }
+  for (std::uint64_t& word : window.words) word = 0;
+  window.words[0] = ~std::uint64_t{0};
+  window.words[medianRows / 64 + 1] = ~std::uint64_t{0};
+  for (std::size_t row = 0; row < medianWindow; ++row) {
+    window.words[window.ranks[row] >> 6] |= std::uint64_t{1} << (window.ranks[row] & 63);
+  }
+  window.median = 63;
+  for (std::size_t i = 0; i <= medianWindow / 2; ++i) {
+    window.median = nextSet(window, window.median);
+  }
+}
+
+// The median of the window that ends with row 299 + i.
+HWY_INLINE void writeMedian(const RankWindow& window, std::size_t i) {
+  const double lower = window.samples[window.rows[window.median]];
+  const double upper = window.samples[window.rows[nextSet(window, window.median)]];
+  window.medians[i] = (lower + upper) * 0.5;
+}
+
+// From rows i to i + 299 to the next.
+HWY_INLINE void moveWindow(RankWindow& window, std::size_t i) {
+  const std::uint32_t old = window.ranks[i];
+  const std::uint32_t added = window.ranks[i + medianWindow];
+  window.words[old >> 6] &= ~(std::uint64_t{1} << (old & 63));
+  window.words[added >> 6] |= std::uint64_t{1} << (added & 63);
+  const std::uint32_t at = window.median;
+  // All three are computed: a branch would be unpredictable.
+  const std::uint32_t down = previousSet(window, at);
+  const std::uint32_t up = nextSet(window, at);
+  const bool goesDown = added < at && old >= at;
+  const bool goesUp = added > at && old <= at;
+  std::uint32_t next = goesDown ? down : at;
+  next = goesUp ? up : next;
+  window.median = next;
+}
+
+HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out) {
+  const Doubles d;
+  const hn::RebindToUnsigned<Doubles> bits;
+  constexpr std::size_t groups = medianColumns / medianLanes;
+  HWY_ALIGN double keys[medianRows * medianLanes];
+  RankWindow windows[medianColumns];
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t length = HWY_MIN(count - done, medianColumns * medianSegment);
+    const std::size_t segment = (length + medianColumns - 1) / medianColumns;
+    const std::size_t rows = medianHistory + segment;
+    for (std::size_t group = 0; group < groups; ++group) {
+      RankWindow* const columns = windows + group * medianLanes;
+      for (std::size_t column = 0; column < medianLanes; ++column) {
+        // The last segments overlap when the length is not a multiple.
+        const std::size_t begin =
+            done + HWY_MIN((group * medianLanes + column) * segment, length - segment);
+        columns[column].samples = samples + begin;
+        columns[column].medians = out + begin;
+      }
+      const auto lowBits = hn::Set(bits, std::uint64_t{medianRows - 1});
+      for (std::size_t row = 0; row < rows; ++row) {
+        HWY_ALIGN double line[medianLanes];
+        for (std::size_t column = 0; column < medianLanes; ++column) {
+          line[column] = columns[column].samples[row];
+        }
+        const auto x = hn::BitCast(bits, hn::Load(d, line));
+        const auto key = hn::Or(hn::AndNot(lowBits, x), hn::Set(bits, std::uint64_t{row}));
+        hn::Store(hn::BitCast(d, key), d, keys + row * medianLanes);
+      }
+      for (std::size_t row = rows; row < medianRows; ++row) {
+        hn::Store(hn::Set(d, HUGE_VAL), d, keys + row * medianLanes);
+      }
+      sortColumns(keys);
+      for (std::size_t column = 0; column < medianLanes; ++column) {
+        fillWindow(columns[column], keys + column, rows);
+      }
+    }
+    // The columns in turn, because each step waits for the one before in the same column.
+    for (std::size_t i = 0; i + 1 < segment; ++i) {
+      for (RankWindow& window : windows) {
+        writeMedian(window, i);
+        moveWindow(window, i);
+      }
+    }
+    for (const RankWindow& window : windows) writeMedian(window, segment - 1);
+    done += length;
+  }
+}
+
+}  // namespace Zephly::offline::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

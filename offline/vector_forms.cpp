@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+// Compiled once for each instruction set: foreach_target.h includes this file again.
+#include <offline/vector_forms.h>
+
+#include <atomic>
+
+#if ZEPHLY_VECTORS
+// Few instruction sets, because each adds to the compile time. Highway 1.0 has no SSE2; every
+// x86-64 processor since 2006 but AMD's first three generations has SSSE3.
+#if defined(__x86_64__)
+#define HWY_WANT_SSSE3 1
+#define HWY_DISABLED_TARGETS (~(HWY_SSSE3 | HWY_AVX2))
+#else
+#define HWY_COMPILE_ONLY_STATIC
+#define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+#endif
+// Only Highway's headers are used. Its assertions would need its library.
+#define HWY_IS_DEBUG_BUILD 0
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "offline/vector_forms.cpp"
+#include <hwy/foreach_target.h>
+// After foreach_target.h.
+#include <hwy/highway.h>
+#include <offline/median_lanes_inl.h>
+
+#if HWY_TARGET == HWY_AVX2
+#define ZEPHLY_TARGET_NAME "AVX2"
+#elif HWY_TARGET == HWY_SSSE3
+#define ZEPHLY_TARGET_NAME "SSSE3"
+#else
+#define ZEPHLY_TARGET_NAME "NEON"
+#endif
+
+namespace Zephly::offline::HWY_NAMESPACE {
+extern const VectorForms forms;
+const VectorForms forms = {.name = ZEPHLY_TARGET_NAME, .ordinary = ordinary, .medians = medians};
+}  // namespace Zephly::offline::HWY_NAMESPACE
+
+#undef ZEPHLY_TARGET_NAME
+#endif
+
+#if !ZEPHLY_VECTORS || HWY_ONCE
+
+namespace Zephly::offline {
+
+namespace {
+
+// The tables of this processor. Built at the first call.
+struct Tables {
+  const VectorForms* entries[2] = {};
+  std::size_t count = 0;
+
+#if ZEPHLY_VECTORS
+  Tables() {
+#if defined(__x86_64__)
+    __builtin_cpu_init();
+#if HWY_TARGETS & HWY_AVX2
+    // What Highway takes for granted beside AVX2.
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+        __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma")) {
+      add(N_AVX2::forms);
+    }
+#endif
+#if HWY_TARGETS & HWY_SSSE3
+    if (__builtin_cpu_supports("ssse3")) add(N_SSSE3::forms);
+#endif
+#else
+    add(HWY_STATIC_DISPATCH(forms));
+#endif
+  }
+  void add(const VectorForms& forms) { entries[count++] = &forms; }
+#endif
+};
+
+const Tables& tables() {
+  static const Tables all;
+  return all;
+}
+
+std::atomic<const VectorForms*>& chosen() {
+  static std::atomic<const VectorForms*> forms = tables().count > 0 ? tables().entries[0] : nullptr;
+  return forms;
+}
+
+bool flushesSubnormals() {
+  const volatile double smallest = 4.9406564584124654e-324;
+  return smallest + smallest == 0.0;
+}
+
+}  // namespace
+
+std::span<const VectorForms* const> allVectorForms() {
+  return std::span(tables().entries).first(tables().count);
+}
+
+const VectorForms* vectorForms() {
+  return flushesSubnormals() ? nullptr : chosen().load(std::memory_order_relaxed);
+}
+
+void useVectorForms(const VectorForms* forms) { chosen() = forms; }
+
+}  // namespace Zephly::offline
+
+#endif

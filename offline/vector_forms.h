@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+/// @file
+/// The forms of the stages that use vector instructions, one table for each instruction set.
+///
+///   if (const VectorForms* forms = vectorForms()) forms->medians(samples, count, medians);
+///
+/// Each function gives the bits of the scalar class beside it, for the inputs that it names. The
+/// tables are compiled from vector_forms.cpp by Google Highway: SSSE3 and AVX2 on x86-64, NEON on
+/// 64-bit ARM, and none elsewhere or with -DZEPHLY_VECTORS=OFF.
+
+#include <cstddef>
+#include <span>
+
+namespace Zephly::offline {
+
+/// The stages for one instruction set. Safe to call from several threads.
+struct VectorForms {
+  const char* name;
+
+  /// Whether every sample is finite and none is -0.0.
+  bool (*ordinary)(const double* samples, std::size_t count);
+
+  /// Running medians of 300. `samples` begins with 299 samples of history, to which `count` new
+  /// ones are added; all are ordinary. One median for each new sample.
+  void (*medians)(const double* samples, std::size_t count, double* medians);
+};
+
+/// The tables that this processor can run, the fastest first.
+std::span<const VectorForms* const> allVectorForms();
+
+/// The table to use; null: the scalar forms. The fastest one at first. Null also while the calling
+/// thread flushes subnormal numbers to zero, because then they cannot be sorted.
+const VectorForms* vectorForms();
+
+/// For tests and benchmarks. Null chooses the scalar forms.
+void useVectorForms(const VectorForms* forms);
+
+}  // namespace Zephly::offline
