@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
+#include <string>
 #include <vector>
 
 namespace Zephly::reporting {
@@ -88,14 +90,47 @@ TEST_F(EcgStripsTest, NoStripHasABadSecondOrAGapInIt) {
   EXPECT_EQ(strips.all()[0].from, 19s);
 }
 
-TEST_F(EcgStripsTest, WithoutContactNothingIsClean) {
-  for (int second = 0; second < 30; ++second) {
-    samples(second);
-    vitals::Second one = cleanSecond((second + 1) * 1s, 60);
-    one.contact = second % 2 == 0 ? std::optional<bool>() : false;
-    strips.second(one);
-  }
+// Their samples are there.
+TEST_F(EcgStripsTest, NoStripHasASecondThatWasNotReported) {
+  run(0, 5, 60);
+  samples(5);
+  samples(6);
+  run(7, 16, 60);
   EXPECT_THAT(strips.all(), IsEmpty());
+  run(16, 17, 60);
+  EXPECT_THAT(strips.all(), SizeIs(1));
+}
+
+// The vitals report a second when its beats are certain.
+TEST_F(EcgStripsTest, SecondsMayComeSixSecondsAfterTheirSamples) {
+  for (int second = 0; second < 6; ++second) samples(second);
+  for (int second = 6; second < 18; ++second) {
+    samples(second);
+    strips.second(cleanSecond((second - 5) * 1s, 60));
+  }
+  ASSERT_THAT(strips.all(), SizeIs(1));
+  EXPECT_EQ(strips.all()[0].from, 1s);
+  EXPECT_THAT(strips.all()[0].values, SizeIs(1000));
+}
+
+TEST_F(EcgStripsTest, NothingIsCleanWithoutContactOrAHeartRateThatIsSure) {
+  const std::vector<void (*)(vitals::Second&)> faults = {
+      [](vitals::Second& one) { one.contact = false; },
+      [](vitals::Second& one) { one.contact.reset(); },
+      [](vitals::Second& one) { one.heartRate.reset(); },
+      [](vitals::Second& one) { one.heartRateQuality = 0.7; },
+      [](vitals::Second& one) { one.ecgQuality = 0.7; },
+  };
+  for (std::size_t fault = 0; fault < faults.size(); ++fault) {
+    strips = EcgStrips();
+    for (int second = 0; second < 30; ++second) {
+      samples(second);
+      vitals::Second one = cleanSecond((second + 1) * 1s, 60);
+      faults[fault](one);
+      strips.second(one);
+    }
+    EXPECT_THAT(strips.all(), IsEmpty()) << fault;
+  }
 }
 
 }  // namespace

@@ -56,6 +56,12 @@ TEST(ReportJsonTest, ContactHoldsFromLinkToLink) {
   EXPECT_EQ(contact["share"], 0.5);
 }
 
+TEST(ReportJsonTest, ContactThatIsCorrectedAtOnceHasNoInterval) {
+  const ordered_json contact = parsed(contactJson(
+      {at(Kind::connected, 0s), at(Kind::electrodesOff, 2s), at(Kind::electrodesOn, 2s)}, 10s));
+  EXPECT_EQ(contact["intervals"], ordered_json::array({interval(2, 10, true)}));
+}
+
 TEST(ReportJsonTest, OfAnEmptyRecordingNoShareIsKnown) {
   EXPECT_TRUE(parsed(contactJson({}, 0s))["share"].is_null());
   EXPECT_EQ(parsed(contactJson({}, 10s))["share"], 0);
@@ -74,6 +80,8 @@ TEST(ReportJsonTest, EachBeatAndSecondIsInOneWindow) {
   EXPECT_EQ(windows[0]["from"], 0);
   EXPECT_EQ(windows[0]["to"], 300);
   EXPECT_EQ(windows[1]["to"], 310);
+  EXPECT_EQ(windows[0]["heartRate"]["lowest"], 60);
+  EXPECT_EQ(windows[0]["heartRate"]["median"], 61);
   EXPECT_EQ(windows[0]["heartRate"]["highest"], 61);
   EXPECT_EQ(windows[1]["heartRate"]["lowest"], 62);
   EXPECT_EQ(windows[0]["heartRate"]["known"], 0.0067);
@@ -81,6 +89,15 @@ TEST(ReportJsonTest, EachBeatAndSecondIsInOneWindow) {
   EXPECT_TRUE(windows[1]["breathingRate"]["median"].is_null());
   EXPECT_EQ(windows[0]["hrv"]["nn"], 0);
   EXPECT_EQ(windows[1]["hrv"]["nn"], 2);
+}
+
+// The last second may have begun before a window that is shorter.
+TEST(ReportJsonTest, NoMoreThanAllOfAWindowIsKnown) {
+  vitals::Second second;
+  second.time = 400ms;
+  second.heartRate = 60;
+  const ordered_json windows = parsed(windowsJson({}, std::vector{second}, 400ms));
+  EXPECT_EQ(windows[0]["heartRate"]["known"], 1);
 }
 
 TEST(ReportJsonTest, LateBeatsAreInTheirPlace) {
@@ -101,6 +118,68 @@ TEST(ReportJsonTest, WhatIsNotKnownIsNull) {
   EXPECT_EQ(columns["t"], ordered_json({0, 1}));
   EXPECT_EQ(columns["heartRate"], ordered_json({nullptr, nullptr}));
   EXPECT_EQ(columns["contact"], ordered_json({nullptr, 0}));
+}
+
+TEST(ReportJsonTest, SecondsHaveTheirValues) {
+  vitals::Second second;
+  second.time = 7s;
+  second.heartRate = 61.234;
+  second.heartRateQuality = 0.1;
+  second.ecgQuality = 0.2;
+  second.breathingRate = 15.678;
+  second.breathingQuality = 0.3;
+  second.breathingDerived = true;
+  second.respirationQuality = 0.4;
+  second.contact = true;
+  EXPECT_EQ(parsed(secondsColumns(std::vector{second})),
+            ordered_json({{"t", {7}},
+                          {"heartRate", {61.23}},
+                          {"heartRateQuality", {0.1}},
+                          {"ecgQuality", {0.2}},
+                          {"breathingRate", {15.68}},
+                          {"breathingQuality", {0.3}},
+                          {"breathingDerived", {1}},
+                          {"respirationQuality", {0.4}},
+                          {"contact", {1}}}));
+}
+
+TEST(ReportJsonTest, ReadingsHaveTheirValues) {
+  EXPECT_EQ(parsed(temperatureColumns(
+                {{1s, {31.254F, 24.5F, std::nullopt}}, {2500ms, {32, 25, 37.126F}}})),
+            ordered_json({{"t", {1.0, 2.5}},
+                          {"skin", {31.25, 32.0}},
+                          {"ambient", {24.5, 25.0}},
+                          {"body", {nullptr, 37.13}}}));
+  EXPECT_EQ(parsed(batteryColumns(
+                {{1s, {.soc = 90.3F, .inCharge = false}}, {60s, {.soc = 91, .inCharge = true}}})),
+            ordered_json({{"t", {1.0, 60.0}}, {"charge", {90.3, 91.0}}, {"charging", {0, 1}}}));
+}
+
+TEST(ReportJsonTest, EventsHaveTheirDurationAndStream) {
+  EXPECT_EQ(parsed(eventsJson(
+                {{.kind = Kind::linkLost, .time = 1s, .duration = 4500ms},
+                 {.kind = Kind::jump, .time = 7s},
+                 {.kind = Kind::gap, .time = 8s, .duration = 2s, .stream = Stream::respiration}})),
+            ordered_json::array(
+                {{{"t", 1.0}, {"event", "link lost"}, {"duration", 4.5}},
+                 {{"t", 7.0}, {"event", "jump"}},
+                 {{"t", 8.0}, {"event", "gap"}, {"duration", 2.0}, {"stream", "respiration"}}}));
+}
+
+TEST(ReportJsonTest, StripsHaveTheirSamples) {
+  vitals::Second second;
+  second.heartRate = 71.234;
+  second.breathingRate = 15;
+  const EcgStrip strip{.reason = "lowest",
+                       .from = 11s,
+                       .to = 20998ms,
+                       .second = second,
+                       .values = {0.12344F, -1.5F}};
+  EXPECT_EQ(parsed(stripsJson({strip})), ordered_json::array({{{"reason", "lowest"},
+                                                               {"from", 11.0},
+                                                               {"to", 20.998},
+                                                               {"heartRate", 71.23},
+                                                               {"values", {0.1234, -1.5}}}}));
 }
 
 TEST(ReportJsonTest, EmbeddedTextsCannotEndTheDataOrBreakThem) {

@@ -11,6 +11,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -22,6 +24,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using captures::ScratchDirectory;
 using nlohmann::json;
 using testing::AllOf;
@@ -29,6 +32,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
@@ -127,10 +131,13 @@ TEST_F(ReportProgramTest, HasTheNumbersOfZephlyVitals) {
   EXPECT_THAT(run.output, AllOf(HasSubstr("walk.html"), HasSubstr(" to 1:00")));
   const json data = dataOf(page_);
   EXPECT_EQ(data["title"], "A <b>walk</b>");
+  EXPECT_THAT(textOf(page_), Not(HasSubstr("<b>")));
   EXPECT_EQ(data["file"], capture_.string());
   EXPECT_EQ(data["simulated"], true);
   EXPECT_NEAR(data["duration"].get<double>(), 60, 0.1);
   EXPECT_THAT(data["complaints"], IsEmpty());
+  const auto now = std::chrono::system_clock::now().time_since_epoch() / 1ms;
+  EXPECT_NEAR(data["clock"]["began"].get<double>(), static_cast<double>(now), 600'000);
 
   const fs::path beats = scratch_ / "beats.csv";
   const fs::path seconds = scratch_ / "vitals.csv";
@@ -163,6 +170,7 @@ TEST_F(ReportProgramTest, HasTheNumbersOfZephlyVitals) {
 TEST_F(ReportProgramTest, HasTheEventsAndReadingsOfZephlyExport) {
   ASSERT_EQ(report({capture_.string()}).exitCode, 0);
   const json data = dataOf(page_);
+  EXPECT_EQ(data["title"], "walk");
   const fs::path csv = scratch_ / "csv";
   ASSERT_EQ(runProgram({"export", capture_.string(), "--csv", csv.string()}).exitCode, 0);
   json times = json::array();
@@ -268,6 +276,24 @@ TEST_F(ReportProgramTest, LeavesNothingOnAFullDisk) {
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.errors, AllOf(HasSubstr("walk.html"), HasSubstr("File too large")));
   EXPECT_THAT(namesBelow(scratch_.path()), ElementsAre("walk.zcap"));
+}
+
+TEST_F(ReportProgramTest, WritesNothingAfterCtrlC) {
+  Process process({"report", capture_.string()});
+  ASSERT_TRUE(process.waitUntilItReads(original()));
+  process.sendSignal(SIGINT);
+  const Finished run = process.finish();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errorLines(), ElementsAre(HasSubstr("interrupted; nothing was written")));
+  EXPECT_THAT(namesBelow(scratch_.path()), ElementsAre("walk.zcap"));
+}
+
+TEST_F(ReportProgramTest, ReportsThatItsOutputFailed) {
+  cutCapture(30'000);
+  const Finished run = Process({"report", capture_.string()}, Process::Output::full).finish();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errors, HasSubstr("zephly report: standard output: No space left on device\n"));
+  EXPECT_THAT(textOf(page_), StartsWith("<!doctype html>"));
 }
 
 TEST_F(ReportProgramTest, OptionsNeedAFile) {
