@@ -109,6 +109,7 @@ TEST_F(CsvReaderTest, MeasuresTheRateWithoutGaps) {
 
 TEST_F(CsvReaderTest, PrefersTheRateOfTheUser) {
   const auto file = open("time_s,ecg\n0,1\n7,2\n", {.rate = 200});
+  EXPECT_EQ(file->signals()[0].rate, 200);
   EXPECT_THAT(secondsOf(readAll(*file, {0})), ElementsAre(0, 0.005));
 }
 
@@ -132,7 +133,9 @@ TEST_F(CsvReaderTest, ReadsWhatOtherProgramsWrite) {
               ElementsAre(1));
   EXPECT_THAT(values("ecg\n1\n2\n\n\n", {.rate = 100}), ElementsAre(1, 2));
   EXPECT_THAT(values("ecg\n1\n2", {.rate = 100}), ElementsAre(1, 2));
-  EXPECT_THAT(values("+1\n +2\t\n", {.rate = 100}), ElementsAre(1, 2));
+  EXPECT_THAT(values("+1\n\t +2\t\n", {.rate = 100}), ElementsAre(1, 2));
+  EXPECT_EQ(open("a;b\t,c\n1,2\n", {.rate = 100})->signals()[0].name, "a;b");
+  EXPECT_EQ(open("a\tb;c\n1;2\n", {.rate = 100})->signals()[0].name, "a\tb");
 }
 
 TEST_F(CsvReaderTest, LeavesOutAByteOrderMark) {
@@ -223,6 +226,11 @@ TEST_F(CsvReaderTest, RefusesFilesWithoutRows) {
   EXPECT_EQ(errorWith("ecg\n"),
             "a.csv: at byte 4: a row of numbers expected, found the end of the file");
   EXPECT_EQ(errorWith("time_s\n1\n"), "a.csv: at byte 0: a column beside the times expected");
+}
+
+// As samples of a WFDB record are named, but without a header beside it.
+TEST_F(CsvReaderTest, ReadsAFileWithAnyName) {
+  EXPECT_THAT(errorOf(scratch_.file("a.dat", bytesOf("ecg\n1\n")), {.rate = 100}), IsEmpty());
 }
 
 TEST_F(CsvReaderTest, NeedsARateOrTimes) {

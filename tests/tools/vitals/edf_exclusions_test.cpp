@@ -38,6 +38,7 @@ TEST(EdfExclusionsTest, HoldNoOthers) {
   EXPECT_TRUE(exclusionsOf(annotation("+1|2;good;")).empty());
   EXPECT_TRUE(exclusionsOf(annotation("+1;BAD_without a duration;")).empty());
   EXPECT_TRUE(exclusionsOf(annotation("+1|0;BAD_x;")).empty());
+  EXPECT_TRUE(exclusionsOf(annotation("+1|2;BAD;") + annotation("+1|2;Bad_x;")).empty());
 }
 
 TEST(EdfExclusionsTest, AreSortedAndJoined) {

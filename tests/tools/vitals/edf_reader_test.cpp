@@ -226,6 +226,24 @@ TEST_F(EdfReaderTest, RefusesADataRecordOfMoreThan10MiB) {
             "a.edf: at byte 696: a data record of more than 10 MiB is not supported");
 }
 
+TEST_F(EdfReaderTest, SortsWhatAnnotationsExclude) {
+  EdfSignalSpec annotations = clockSignal;
+  annotations.perRecord = "30";
+  std::string text = "+0\x14\x14";
+  for (const std::string begin : {"3", "1", "2"}) {
+    text += '\0';
+    text += "+" + begin + "\x15" + "0.5\x14" + "BAD_\x14";
+  }
+  text.resize(60, '\0');
+  Bytes data = int16Bytes({1, 2, 3, 4, 5, 6, 7, 8});
+  data.insert(data.end(), text.begin(), text.end());
+  const auto file = open({.kind = "EDF+C",
+                          .duration = "4",
+                          .signals = {{.perRecord = "8"}, annotations},
+                          .data = data});
+  EXPECT_THAT(secondsOf(readAll(*file, {0})), ElementsAre(0, 0.5, 1.5, 2.5, 3.5));
+}
+
 // The first annotation signal has the times of the data records, all of them have annotations.
 TEST_F(EdfReaderTest, ReadsSeveralAnnotationSignals) {
   Bytes data;

@@ -42,12 +42,13 @@ SignalChoice choice(const std::vector<SignalInfo>& signals, const SignalOptions&
 }
 
 TEST(SignalNamesTest, RecognisesAnEcg) {
-  for (const char* name : {"ECG", "ecg_mV", "EKG II", "ECG chest", "EcgWaveform", "MLII", "MLIII",
-                           "V", "V1", "V4R", "MV5", "I", "II,", "aVR", "ECG (mV)", "Lead-III"}) {
+  for (const char* name :
+       {"ECG", "ecg_mV", "EKG II", "ECG chest", "EcgWaveform", "MLII", "MLIII", "V", "V1", "V4R",
+        "EKG", "Lead 1", "MV5", "I", "II,", "aVR", "ECG (mV)", "Lead-III"}) {
     EXPECT_TRUE(isEcgName(name)) << name;
   }
   for (const char* name : {"EEG Fpz-Cz", "RESP", "PLETH", "ABP", "VX", "V0", "Misc battery",
-                           "Temp skin", "", "IIII", "MCL1x", "Battery V", "Resp mV"}) {
+                           "Temp skin", "", "IIII", "MCL1x", "Battery V", "V battery", "Resp mV"}) {
     EXPECT_FALSE(isEcgName(name)) << name;
   }
 }
@@ -71,6 +72,8 @@ TEST(SignalNamesTest, SplitsUnits) {
   EXPECT_EQ(splitUnit("lead_one").unit, "");
   EXPECT_EQ(splitUnit("(mV)").name, "");
   EXPECT_EQ(splitUnit("").name, "");
+  EXPECT_EQ(splitUnit("Resp (chest) raw").name, "Resp (chest) raw");
+  EXPECT_EQ(splitUnit("Resp (chest) raw").unit, "");
 }
 
 TEST(SignalNamesTest, KnowsUnitsOfVoltage) {
@@ -78,6 +81,8 @@ TEST(SignalNamesTest, KnowsUnitsOfVoltage) {
   EXPECT_EQ(millivoltsOf("V"), 1000);
   EXPECT_EQ(millivoltsOf("uV"), 0.001);
   EXPECT_EQ(millivoltsOf("\u00B5V"), 0.001);
+  EXPECT_EQ(millivoltsOf("\u03BCV"), 0.001);
+  EXPECT_EQ(millivoltsOf("nV"), 1e-6);
   EXPECT_FALSE(millivoltsOf("NU"));
 }
 
@@ -108,6 +113,18 @@ TEST(SignalNamesTest, TakesASingleSignalForTheEcg) {
 TEST(SignalNamesTest, RefusesToGuess) {
   EXPECT_EQ(refusal({{"a", "", 250}, {"b", "", 250}}),
             "a.edf: no signal is named like an ECG (see --signal); it has \"a\", \"b\"");
+}
+
+TEST(SignalNamesTest, ListsTwentySignalsAtMost) {
+  const std::vector<SignalInfo> twenty(20, {"a", "", 250});
+  EXPECT_TRUE(refusal(twenty).ends_with("; it has " + [] {
+    std::string list = "\"a\"";
+    for (int i = 1; i < 20; ++i) list += ", \"a\"";
+    return list;
+  }()));
+  std::vector<SignalInfo> more = twenty;
+  more.push_back({"b", "", 250});
+  EXPECT_EQ(refusal(more), refusal(twenty) + " and more");
 }
 
 TEST(SignalNamesTest, ChecksTheRates) {

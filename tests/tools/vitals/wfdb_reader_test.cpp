@@ -216,6 +216,10 @@ TEST_F(WfdbReaderTest, IsNamedWithOrWithoutItsSuffix) {
   EXPECT_THAT(errorOf(scratch_ / "a"), IsEmpty());
   std::filesystem::create_directory(scratch_ / "a");
   EXPECT_THAT(errorOf(scratch_ / "a"), IsEmpty());
+  // A file with the whole name is that file.
+  std::filesystem::remove(scratch_ / "a");
+  EXPECT_THAT(errorOf(scratch_.file("a", bytesOf("ecg\nx\n")), {.rate = 100}),
+              HasSubstr("at byte 4: "));
 }
 
 TEST_F(WfdbReaderTest, SaysWhereARecordEndsTooEarly) {
