@@ -33,7 +33,7 @@ export class ThemeChoice {
   }
 }
 
-/** A colour of style.css by its name, in the current theme. */
+/** A colour of colours.css by its name, in the current theme. */
 export function colour(name: string): string {
   return getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 }
