@@ -29,11 +29,15 @@ configure() {
   quietly "$folder/configure.log" cmake --preset "$1"
 }
 
-# build PRESET [TARGETS...]: configures, and builds the targets or everything.
+# build PRESET [TARGETS...]: configures, and builds the targets or everything. Scripts that run side by side take turns.
 build() {
   local preset=$1
   shift
-  configure "$preset" || return
-  [ $# -eq 0 ] || set -- --target "$@"
-  cmake --build --preset "$preset" --parallel "${JOBS:-$(nproc)}" "$@"
+  mkdir -p "build/$preset"
+  (
+    flock 8
+    configure "$preset" || exit
+    [ $# -eq 0 ] || set -- --target "$@"
+    cmake --build --preset "$preset" --parallel "${JOBS:-$(nproc)}" "$@" 8>&-
+  ) 8>"build/$preset/build.lock"
 }

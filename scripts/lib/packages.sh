@@ -49,6 +49,9 @@ same_bits_packages=("${test_packages[@]}" g++-aarch64-linux-gnu qemu-user google
 # To measure what the tests reach.
 coverage_packages=("${program_packages[@]}" gcovr)
 
+# What scripts/check needs without arguments.
+check_packages=("${build_packages[@]}" "${tidy_packages[@]}" "${coverage_packages[@]}" cppcheck python3 doxygen)
+
 # To draw the pictures of docs/streams.
 figure_packages=(python3 python3-matplotlib)
 

@@ -20,19 +20,24 @@ stage() {
   }
 }
 
-# side_by_side LIMIT COMMANDS...: each is one argument. Their output follows when all have ended. All run to their end,
-# also when one fails; then the run ends. Ctrl-C ends them.
+# Put before a command of side_by_side, it runs in the processor time that the others leave: it does not delay tests that
+# measure or wait. (SCHED_IDLE of Linux; needs no privilege.)
+spare_time="chrt --idle 0"
+
+# side_by_side LIMIT COMMANDS...: each is one argument, for the shell. The output of the first is shown at once, that of
+# the others when all have ended. All run to their end, also when one fails; then the run ends. Ctrl-C ends them.
 side_by_side() {
   local limit=$1 begin=$SECONDS logs index status failed=0 pids=()
   shift
   local commands=("$@")
   logs=$(mktemp -d)
+  echo "== $1"
   for index in "${!commands[@]}"; do
     (
       status=0
+      [ "$index" -eq 0 ] || exec >"$logs/$index.log" 2>&1
       # In a group of its own, so that the time limit reaches the children of the command, too.
-      # shellcheck disable=SC2086
-      timeout --kill-after=30 "$limit" ${commands[index]} >"$logs/$index.log" 2>&1 </dev/null &
+      timeout --kill-after=30 "$limit" bash -c "${commands[index]}" </dev/null &
       # shellcheck disable=SC2064
       trap "kill $! 2>/dev/null" TERM
       wait $! || status=$?
@@ -45,8 +50,7 @@ side_by_side() {
   for index in "${!commands[@]}"; do
     status=0
     wait "${pids[index]}" || status=$?
-    echo "== ${commands[index]}"
-    cat "$logs/$index.log"
+    [ "$index" -eq 0 ] || { echo "== ${commands[index]}" && cat "$logs/$index.log"; }
     [ $status -ne 124 ] || echo "error: ${commands[index]} did not end within $limit" >&2
     [ $status -eq 0 ] || failed=$status
     stage_rows+=("$(($(cat "$logs/$index.end") - begin)) s | ${commands[index]}$([ $status -eq 0 ] || echo ": failed")")

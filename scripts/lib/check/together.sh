@@ -4,7 +4,7 @@
 # two installations cannot run at a time.
 source scripts/lib/packages.sh
 source scripts/lib/side_by_side.sh
-needs "${build_packages[@]}" "${tidy_packages[@]}" "${coverage_packages[@]}" cppcheck python3 doxygen
+needs "${check_packages[@]}"
 side_by_side 20m "scripts/check coverage" "scripts/check lint --kit" "scripts/check cppcheck" "scripts/check figures" \
   "scripts/check docs"
 stage_table
