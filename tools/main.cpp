@@ -11,6 +11,7 @@
 #include <tools/inspect/inspect_command.h>
 #include <tools/licenses/licenses.h>
 #include <tools/monitor/monitor.h>
+#include <tools/process/process_command.h>
 #include <tools/record/record_command.h>
 #include <tools/replay/replay_command.h>
 #include <tools/report/report_command.h>
@@ -189,11 +190,11 @@ int run(int argc, char** argv) {
       "\n"
       "zephly help SUBCOMMAND prints the options of a subcommand. Manual page: man zephly.");
   std::vector<Command> commands = {
-      Zephly::monitor::addMonitorCommand(program),  Zephly::view::addViewCommand(program),
-      Zephly::record::addRecordCommand(program),    Zephly::inspect::addInspectCommand(program),
-      Zephly::replay::addReplayCommand(program),    Zephly::exporting::addExportCommand(program),
-      Zephly::recorders::addVitalsCommand(program), Zephly::reporting::addReportCommand(program),
-      Zephly::peripheral::addStrapCommand(program)};
+      Zephly::monitor::addMonitorCommand(program),    Zephly::view::addViewCommand(program),
+      Zephly::record::addRecordCommand(program),      Zephly::inspect::addInspectCommand(program),
+      Zephly::replay::addReplayCommand(program),      Zephly::exporting::addExportCommand(program),
+      Zephly::recorders::addVitalsCommand(program),   Zephly::reporting::addReportCommand(program),
+      Zephly::processing::addProcessCommand(program), Zephly::peripheral::addStrapCommand(program)};
   std::string helpSubject;
   CLI::App* help = program.add_subcommand("help", "Print the help of a subcommand");
   Zephly::tools::addValue(*help, "SUBCOMMAND", "", "The subcommand (default: the list of them)",

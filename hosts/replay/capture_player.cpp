@@ -2,6 +2,7 @@
 #include <hosts/replay/capture_player.h>
 
 #include <capture/capture_error.h>
+#include <capture/text.h>
 #include <hosts/foundation/data.h>
 #include <hosts/foundation/observation.h>
 #include <hosts/replay/contradiction.h>
@@ -110,6 +111,11 @@ CapturePlayer::CapturePlayer(const std::filesystem::path& file) : records_(file)
 Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& listener,
                            std::uint64_t limit) {
   Played played;
+  const auto note = [&](const capture::CaptureError& error) {
+    played.complaints.emplace_back(error.what());
+    played.defects.push_back(
+        {.file = records_.file(), .offset = error.offset(), .reason = error.reason()});
+  };
   PlayedSession session;
   try {
     for (; played.records < limit; ++played.records) {
@@ -119,12 +125,13 @@ Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& liste
       played.duration = record->stamp.monotonic;
     }
   } catch (const Contradiction& contradiction) {
-    played.complaints.emplace_back(records_.damaged(contradiction.what()).what());
+    note(records_.damaged(contradiction.what()));
   } catch (const capture::CaptureError& error) {
-    played.complaints.emplace_back(error.what());
+    note(error);
   }
   if (const auto complaint = records_.complaint(session.divergences())) {
-    played.complaints.push_back(*complaint);
+    played.complaints.push_back(capture::printable(records_.path().string()) + ": " + *complaint);
+    played.defects.push_back({.file = records_.path(), .reason = *complaint});
   }
   return played;
 }

@@ -71,6 +71,13 @@ struct PlayedRecord {
   void clear();
 };
 
+/// An error of a capture.
+struct Defect {
+  std::filesystem::path file;                          ///< of the recording, which has the error
+  std::optional<std::uint64_t> offset = std::nullopt;  ///< in bytes; empty: of no single place
+  std::string reason;                                  ///< without file and offset
+};
+
 /// The result of a whole play.
 struct Played {
   std::uint64_t records = 0;
@@ -78,6 +85,7 @@ struct Played {
   /// The errors of the capture, one line each with the file's name. Everything before them has been
   /// played.
   std::vector<std::string> complaints;
+  std::vector<Defect> defects;  ///< the same, in parts
 };
 
 /// Runs a session on a capture and hands over its results, record by record.

@@ -24,9 +24,9 @@ std::string counted(std::uint64_t records) {
 }  // namespace
 
 RecordOrder::RecordOrder(std::filesystem::path file)
-    : file_(std::move(file)), reader_(file_), size_(std::filesystem::file_size(file_)) {
+    : path_(std::move(file)), reader_(path_), size_(std::filesystem::file_size(path_)) {
   if (const auto& continues = reader_.preamble().continues) {
-    throw CaptureError(CaptureError::Kind::unusable, file_, 0,
+    throw CaptureError(CaptureError::Kind::unusable, path_, 0,
                        "part " + std::to_string(continues->part) +
                            " of a recording, which is read from its first file on");
   }
@@ -57,12 +57,11 @@ CaptureError RecordOrder::damaged(const std::string& what) const {
 }
 
 std::optional<std::string> RecordOrder::complaint(const Divergences& divergences) const {
-  const std::string file = capture::printable(file_.string()) + ": ";
   if (divergences.count == 0 && reader_.lostRecords() == 0) return std::nullopt;
   if (divergences.count == 0) {
-    return file + counted(reader_.lostRecords()) + " lost while nothing could be written";
+    return counted(reader_.lostRecords()) + " lost while nothing could be written";
   }
-  return file + counted(divergences.count) + " that the session did not request; the first at " +
+  return counted(divergences.count) + " that the session did not request; the first at " +
          capture::clockText(divergences.firstTime) + ": " + divergences.first;
 }
 

@@ -45,12 +45,18 @@ class RecordOrder {
   /// The error for the record that next() returned last.
   capture::CaptureError damaged(const std::string& what) const;
 
-  /// The complaint, in one line, about a capture that has been played; empty when there were no
-  /// divergences and no records were lost between the files of the recording.
+  /// The given file.
+  const std::filesystem::path& path() const { return path_; }
+  /// The file of the recording that is being read.
+  const std::filesystem::path& file() const { return reader_.file(); }
+
+  /// The complaint, in one line without the name of the file, about a capture that has been played;
+  /// empty when there were no divergences and no records were lost between the files of the
+  /// recording.
   std::optional<std::string> complaint(const Divergences& divergences) const;
 
  private:
-  std::filesystem::path file_;
+  std::filesystem::path path_;
   capture::Reader reader_;
   std::uintmax_t size_;              // of the file, when it was opened
   std::uint64_t offset_ = 0;         // of the last record

@@ -18,7 +18,7 @@ kit_packages=(g++ 'cmake>=3.25' ninja-build libgtest-dev libgmock-dev)
 
 # To build the kit, the hosts and the program.
 build_packages=(g++ 'cmake>=3.25' ninja-build 'libboost-dev>=1.81|libboost1.81-dev' libcli11-dev nlohmann-json3-dev
-  'libsdbus-c++-dev>=1.2' libsystemd-dev pkg-config libedf-dev libhwy-dev)
+  'libsdbus-c++-dev>=1.2' libsystemd-dev pkg-config libedf-dev libssl-dev libhwy-dev)
 
 # To build the page of `zephly view`: Node.js 18 or newer, and npm. Where they were installed from elsewhere, Debian's
 # packages would conflict with them.

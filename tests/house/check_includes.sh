@@ -29,6 +29,7 @@ declare -A allowed=(
   [tools/replay]="$watching tools/common/ tools/watch/ tools/monitor/"
   [tools/strap]="$watching tools/common/"
   [tools/vitals]="$watching tools/common/ tools/watch/ tools/export/"
+  [tools/process]="$watching tools/common/ tools/watch/ tools/export/ tools/vitals/"
   [tools/report]="$watching tools/common/ tools/watch/ tools/export/ tools/vitals/ tools/view/assets.h"
   [bindings]="$watching" [examples]="$watching"
   [bench]="$watching tools/ tests/support/" [fuzz]="$watching tools/ tests/support/" [docs/figures]="zephly/"

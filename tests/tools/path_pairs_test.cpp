@@ -39,7 +39,8 @@ enum class Direction {
   csvOut,
   textOut,
   pageOut,
-  annotationsOut
+  annotationsOut,
+  resultsOut
 };
 
 const std::map<std::string, Direction> directions = {
@@ -65,13 +66,15 @@ const std::map<std::string, Direction> directions = {
     {"vitals --annotations", Direction::annotationsOut},
     {"report FILE", Direction::captureIn},
     {"report --out", Direction::pageOut},
+    {"process CAPTURE", Direction::captureIn},
+    {"process --out", Direction::resultsOut},
 };
 
 bool isInput(Direction direction) {
   return direction == Direction::captureIn || direction == Direction::signalsIn;
 }
 
-/// "FILE" or "INPUT", or an option with a path as its value.
+/// "FILE", "INPUT" or "CAPTURE", or an option with a path as its value.
 using PathOption = std::string;
 
 // From lines of the help like "  --edf FILE     Write..." and "  FILE REQUIRED     The...".
@@ -79,7 +82,7 @@ std::vector<PathOption> pathOptionsOf(const std::string& command) {
   const Finished help = runProgram({command, "--help"});
   EXPECT_EQ(help.exitCode, 0) << command;
   static const std::regex option(R"(^  (?:-\w,)?(--[a-z-]+) (?:FILE|DIRECTORY)\b.*)");
-  static const std::regex positional(R"(^  (FILE|DIRECTORY|INPUT)(?: \.\.\.)? REQUIRED.*)");
+  static const std::regex positional(R"(^  (FILE|DIRECTORY|INPUT|CAPTURE)(?: \.\.\.)? .*)");
   std::vector<PathOption> options;
   for (const std::string& line : help.outputLines()) {
     std::smatch match;
@@ -183,6 +186,7 @@ class PathPairsTest : public testing::Test {
       case Direction::edfOut:
         return folder / (name + ".edf");
       case Direction::csvOut:
+      case Direction::resultsOut:
         return folder / (name + ".d");
       case Direction::textOut:
       case Direction::pageOut:
@@ -284,6 +288,9 @@ class PathPairsTest : public testing::Test {
       case Direction::textOut:
         EXPECT_TRUE(contentOf(path).ends_with("\n")) << one.command;
         return;
+      case Direction::resultsOut:
+        EXPECT_TRUE(contentOf(path / "cohort.csv").starts_with("name,")) << path;
+        return;
       case Direction::pageOut:
         EXPECT_TRUE(contentOf(path).ends_with("</html>\n"));
         return;
@@ -307,7 +314,10 @@ class PathPairsTest : public testing::Test {
       paths["FILE"] = plainPath(folder, directions.at(one.command + " FILE"), "file");
     }
     if (one.command == "vitals") paths["INPUT"] = plainPath(folder, Direction::captureIn, "file");
-    if (one.first != "FILE" && one.first != "INPUT")
+    if (one.command == "process") {
+      paths["CAPTURE"] = plainPath(folder, Direction::captureIn, "file");
+    }
+    if (!paths.contains(one.first))
       paths[one.first] = plainPath(folder, directionOf(one, one.first), "first");
     const auto second =
         relate(folder, one, paths[one.first],
@@ -383,6 +393,7 @@ TEST_F(PathPairsTest, OfReplay) { checkCommand("replay"); }
 TEST_F(PathPairsTest, OfExport) { checkCommand("export"); }
 TEST_F(PathPairsTest, OfVitals) { checkCommand("vitals"); }
 TEST_F(PathPairsTest, OfReport) { checkCommand("report"); }
+TEST_F(PathPairsTest, OfProcess) { checkCommand("process"); }
 
 // Otherwise no case would check an output.
 TEST_F(PathPairsTest, SomeDeliver) {

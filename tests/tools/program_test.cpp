@@ -190,8 +190,8 @@ TEST(ProgramTest, HelpIsASubcommandToo) {
 TEST(ProgramTest, EveryHelpHasTwoExamples) {
   const std::string help = runProgram({"--help"}).output;
   EXPECT_THAT(help, HasSubstr("Examples:\n  zephly monitor --simulated "));
-  for (const std::string name :
-       {"monitor", "view", "record", "inspect", "replay", "export", "vitals", "report", "strap"}) {
+  for (const std::string name : {"monitor", "view", "record", "inspect", "replay", "export",
+                                 "vitals", "report", "process", "strap"}) {
     EXPECT_THAT(help, HasSubstr("\n  " + name + " "));
     const std::string text = runProgram({name, "--help"}).output;
     const std::size_t examples = text.find("\nExamples:\n");

@@ -21,13 +21,8 @@ using namespace std::chrono_literals;
 // Later, times within the session would overflow a 64-bit count of nanoseconds.
 constexpr timing::Nanoseconds latestBegin = 8'000'000'000s;  // the year 2223
 
-std::string about(const ExportOptions& options, const std::string& what) {
-  return capture::printable(options.capture.string()) + ": " + what;
-}
-
-void checkBegin(const ExportOptions& options, const capture::Preamble& preamble) {
-  if (preamble.began >= timing::Nanoseconds::zero() && preamble.began <= latestBegin) return;
-  throw std::runtime_error(about(options, "the date in its head is none"));
+std::string about(const std::filesystem::path& capture, const std::string& what) {
+  return capture::printable(capture.string()) + ": " + what;
 }
 
 // The directory of CSV files is replaced as a whole, so it must not hold another file.
@@ -66,6 +61,11 @@ void findVitals(const ExportOptions& options, const replay::Timeline& timeline,
 
 }  // namespace
 
+void checkBegin(const std::filesystem::path& capture, const capture::Preamble& preamble) {
+  if (preamble.began >= timing::Nanoseconds::zero() && preamble.began <= latestBegin) return;
+  throw std::runtime_error(about(capture, "the date in its head is none"));
+}
+
 void checkTargets(const ExportOptions& options) {
   if (options.edf) tools::refuseInput(*options.edf, options.capture);
   if (options.csv) {
@@ -81,7 +81,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
   replay::CapturePlayer first(options.capture);
   checkTargets(options);
   const capture::Preamble preamble = first.preamble();
-  checkBegin(options, preamble);
+  checkBegin(options.capture, preamble);
   replay::Survey survey;
   replay::Played played = first.play([&](const replay::PlayedRecord& record) {
     checkInterruption(options);
@@ -109,7 +109,7 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
       },
       played.records);
   if (again.records != played.records) {
-    throw std::runtime_error(about(options, "it has changed while it was read"));
+    throw std::runtime_error(about(options.capture, "it has changed while it was read"));
   }
   // What can fail for lack of space comes before anything gets its name.
   if (csv) csv->complete();
@@ -124,9 +124,9 @@ std::vector<std::string> exportCapture(const ExportOptions& options) {
     for (const WrittenFile& file : csv->written()) options.written(file);
   }
   if (edf && !edf->isDated()) {
-    played.complaints.push_back(about(options, "EDF+ has no such date as " +
-                                                   dateText(preamble.began) +
-                                                   "; the file says 1 January 1985, 00:00"));
+    played.complaints.push_back(
+        about(options.capture, "EDF+ has no such date as " + dateText(preamble.began) +
+                                   "; the file says 1 January 1985, 00:00"));
   }
   return played.complaints;
 }

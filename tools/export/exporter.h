@@ -8,6 +8,7 @@
 ///
 /// The strap's clock is known only after the whole capture was read.
 
+#include <capture/record.h>
 #include <tools/export/edf_file.h>
 #include <tools/export/pending_file.h>
 #include <tools/export/written_file.h>
@@ -41,6 +42,10 @@ struct ExportOptions {
 /// the capture or the other output. `zephly record` calls it before it records, so that a wrong
 /// path is reported at once. Leaves nothing.
 void checkTargets(const ExportOptions& options);
+
+/// Throws std::runtime_error, one line, when the capture began at a time for which there is no
+/// date.
+void checkBegin(const std::filesystem::path& capture, const capture::Preamble& preamble);
 
 /// Throws std::runtime_error, one line, when the file is not a capture, an output cannot be
 /// written, or it was interrupted. Each output appears complete or not at all. Otherwise returns

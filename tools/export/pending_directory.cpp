@@ -45,6 +45,23 @@ bool isMountPoint(const std::filesystem::path& directory) {
          (inside.st_dev != above.st_dev || inside.st_ino == above.st_ino);
 }
 
+// A directory that holds anything else is left.
+void removeSet(const std::filesystem::path& directory, const std::vector<std::string>& names) {
+  for (const std::string& name : names) ::unlink((directory / name).c_str());
+  ::rmdir(directory.c_str());
+}
+
+// The same, of a program that was killed while it wrote files of the set under temporary names.
+void removeLeftover(const std::filesystem::path& directory, const std::vector<std::string>& names) {
+  std::error_code unreadable;
+  for (const std::string& name : capture::fileNames(directory, unreadable)) {
+    if (std::find(names.begin(), names.end(), targetOfUnfinished(name)) != names.end()) {
+      ::unlink((directory / name).c_str());
+    }
+  }
+  removeSet(directory, names);
+}
+
 }  // namespace
 
 PendingDirectory::PendingDirectory(std::filesystem::path path, Existing existing,
@@ -54,13 +71,18 @@ PendingDirectory::PendingDirectory(std::filesystem::path path, Existing existing
       existing_(existing),
       names_(std::move(names)) {
   if (checkedPlace() == Place::earlierSet) lockEarlierSet();
-  sweepUnfinished(target_, std::filesystem::file_type::directory,
-                  [&](const std::filesystem::path& leftover) { removeSet(leftover); });
+  sweep(target_, names_);
   unfinished_ = createUnfinished(path_, target_, createDirectory);
 }
 
+void PendingDirectory::sweep(const std::filesystem::path& path,
+                             const std::vector<std::string>& names) {
+  sweepUnfinished(directoryTarget(path), std::filesystem::file_type::directory,
+                  [&](const std::filesystem::path& leftover) { removeLeftover(leftover, names); });
+}
+
 PendingDirectory::~PendingDirectory() {
-  if (!published_) removeSet(temporary());
+  if (!published_) removeSet(temporary(), names_);
 }
 
 bool PendingDirectory::isOfTheSet(const std::string& name) const {
@@ -149,13 +171,7 @@ void PendingDirectory::publish() {
   published_ = true;
   unfinished_.descriptor = {};  // others may lock it now
   synchronizeDirectory(target_.parent_path());
-  if (place == Place::earlierSet) removeSet(temporary());
-}
-
-// A directory that holds anything else is left.
-void PendingDirectory::removeSet(const std::filesystem::path& directory) const {
-  for (const std::string& name : names_) ::unlink((directory / name).c_str());
-  ::rmdir(directory.c_str());
+  if (place == Place::earlierSet) removeSet(temporary(), names_);
 }
 
 }  // namespace Zephly::exporting

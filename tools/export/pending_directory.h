@@ -35,6 +35,9 @@ class PendingDirectory {
   /// Removes the unfinished directory.
   ~PendingDirectory();
 
+  /// Removes what killed programs have left of a set of these names that was to be at `path`.
+  static void sweep(const std::filesystem::path& path, const std::vector<std::string>& names);
+
   const std::filesystem::path& path() const { return path_; }
   /// The unfinished directory, to put the files into.
   const std::filesystem::path& temporary() const { return unfinished_.name; }
@@ -52,7 +55,6 @@ class PendingDirectory {
   bool isOfTheSet(const std::string& name) const;
   void keepPermissions() const;
   void exchange() const;
-  void removeSet(const std::filesystem::path& directory) const;
 
   std::filesystem::path path_;
   std::filesystem::path target_;

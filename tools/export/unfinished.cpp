@@ -51,11 +51,6 @@ bool isNumbered(std::string_view text) {
          (dash == std::string_view::npos || digits(text.substr(dash + 1)));
 }
 
-bool isUnfinishedName(const std::string& name, const std::string& target) {
-  const std::string stem = target + std::string(unfinishedMark);
-  return name.starts_with(stem) && isNumbered(std::string_view(name).substr(stem.size()));
-}
-
 std::filesystem::path orCurrent(const std::filesystem::path& directory) {
   return directory.empty() ? "." : directory;
 }
@@ -80,13 +75,20 @@ Unfinished createUnfinished(const std::filesystem::path& path, const std::filesy
   throw tools::cannotWrite(path, errno);
 }
 
+std::string targetOfUnfinished(const std::string& name) {
+  const std::size_t mark = name.rfind(unfinishedMark);
+  const bool isOne = mark != std::string::npos &&
+                     isNumbered(std::string_view(name).substr(mark + unfinishedMark.size()));
+  return isOne ? name.substr(0, mark) : std::string();
+}
+
 void sweepUnfinished(const std::filesystem::path& target, std::filesystem::file_type type,
                      const std::function<void(const std::filesystem::path&)>& remove) {
   std::error_code error;
   std::vector<std::filesystem::path> found;
   const std::filesystem::path folder = orCurrent(target.parent_path());
   for (const std::string& name : capture::fileNames(folder, error)) {
-    if (!isUnfinishedName(name, target.filename())) continue;
+    if (targetOfUnfinished(name) != target.filename()) continue;
     std::error_code unknown;
     std::filesystem::path path = folder / name;
     if (std::filesystem::symlink_status(path, unknown).type() == type) {

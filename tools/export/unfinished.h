@@ -15,6 +15,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <string_view>
 
 namespace Zephly::exporting {
@@ -29,6 +30,9 @@ struct Unfinished {
 /// `path`, as the user has named it.
 Unfinished createUnfinished(const std::filesystem::path& path, const std::filesystem::path& target,
                             const std::function<int(const std::filesystem::path&)>& create);
+
+/// The name of the target of an unfinished one: "walk" of "walk.part-4711"; empty for other names.
+std::string targetOfUnfinished(const std::string& name);
 
 /// Calls `remove` for what killed programs have left beside `target`. Nothing is removed where the
 /// file system has no locks.

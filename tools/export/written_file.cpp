@@ -10,9 +10,6 @@
 
 namespace Zephly::exporting {
 
-namespace {
-
-// "999 B", "1.0 kB", "12.3 MB"
 std::string sizeText(std::uint64_t bytes) {
   constexpr std::array units = {"kB", "MB", "GB", "TB"};
   constexpr double step = 1000;
@@ -25,6 +22,8 @@ std::string sizeText(std::uint64_t bytes) {
   text << std::fixed << std::setprecision(1) << size << ' ' << units.at(unit);
   return text.str();
 }
+
+namespace {
 
 std::string spanText(const WrittenFile& file) {
   if (!file.span) return "empty";

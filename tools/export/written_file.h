@@ -28,6 +28,9 @@ struct WrittenFile {
   std::optional<std::uint64_t> rows = std::nullopt;  ///< empty: the file has none by its format
 };
 
+/// "999 B", "1.0 kB", "12.3 MB"
+std::string sizeText(std::uint64_t bytes);
+
 /// A table, one line for each file.
 std::string writtenText(const std::vector<WrittenFile>& files);
 

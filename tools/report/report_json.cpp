@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/report/report_json.h>
 
+#include <hosts/replay/contact_intervals.h>
 #include <tools/vitals/vitals_summary.h>
 #include <vitals/hrv.h>
 #include <zephly/protocol/streams.h>
@@ -18,7 +19,6 @@ using namespace std::chrono_literals;
 using recorders::rounded;
 using tools::JsonArray;
 using tools::JsonObject;
-using Kind = replay::Annotation::Kind;
 
 constexpr timing::Nanoseconds windowLength = 5min;
 constexpr double milliseconds = 1000;
@@ -88,37 +88,17 @@ double seconds(timing::Nanoseconds time) {
 
 JsonObject contactJson(const std::vector<replay::Annotation>& annotations,
                        timing::Nanoseconds end) {
+  const std::vector<replay::ContactInterval> known = replay::contactIntervals(annotations, end);
   JsonArray intervals;
-  // The kit reports changes only: with a new link the last report still holds.
-  std::optional<bool> reported;
-  std::optional<bool> contact;  // empty: not known, or no link
-  timing::Nanoseconds since{};
-  timing::Nanoseconds with{};
-  const auto change = [&](timing::Nanoseconds time, std::optional<bool> now) {
-    if (contact && time > since) {
-      intervals.add(JsonObject()
-                        .add("from", seconds(since))
-                        .add("to", seconds(time))
-                        .add("contact", *contact));
-      if (*contact) with += time - since;
-    }
-    contact = now;
-    since = time;
-  };
-  for (const replay::Annotation& annotation : annotations) {
-    if (annotation.kind == Kind::linkLost) change(annotation.time, std::nullopt);
-    if (annotation.kind == Kind::connected) change(annotation.time, reported);
-    if (annotation.kind == Kind::electrodesOff || annotation.kind == Kind::electrodesOn) {
-      reported = annotation.kind == Kind::electrodesOn;
-      change(annotation.time, reported);
-    }
+  for (const replay::ContactInterval& one : known) {
+    intervals.add(JsonObject()
+                      .add("from", seconds(one.from))
+                      .add("to", seconds(one.to))
+                      .add("contact", one.contact));
   }
-  change(end, std::nullopt);
-  std::optional<double> share;
-  if (end > timing::Nanoseconds::zero()) {
-    share = std::chrono::duration<double>(with) / std::chrono::duration<double>(end);
-  }
-  return JsonObject().add("share", rounded(share, 4)).add("intervals", intervals);
+  return JsonObject()
+      .add("share", rounded(replay::contactShare(known, end), 4))
+      .add("intervals", intervals);
 }
 
 JsonArray windowsJson(std::span<const vitals::Beat> beats, std::span<const vitals::Second> all,

@@ -39,6 +39,7 @@ std::vector<std::string> CaptureInput::play(vitals::Receiver& receiver,
     survey.take(record);
   });
   duration_ = played.duration;
+  defects_ = played.defects;
   const replay::Timeline timeline = survey.finish(played.duration);
   if (listener_ != nullptr) listener_->begin(first.preamble(), timeline);
   replay::CaptureVitals vitals(timeline, receiver, searchBack_);
@@ -52,6 +53,7 @@ std::vector<std::string> CaptureInput::play(vitals::Receiver& receiver,
       played.records);
   if (again.records != played.records) throw InputError(path_, "it has changed while it was read");
   vitals.finish();
+  if (listener_ != nullptr) listener_->end();
   return played.complaints;
 }
 

@@ -29,6 +29,8 @@ class CaptureListener {
   virtual void begin(const capture::Preamble& preamble, const replay::Timeline& timeline) = 0;
   /// Before the vitals get it.
   virtual void record(const replay::PlayedRecord& record) = 0;
+  /// After the last record, when all vitals have been reported.
+  virtual void end() {}
 };
 
 class CaptureInput final : public VitalsInput {
@@ -43,12 +45,15 @@ class CaptureInput final : public VitalsInput {
   AnnotationClock annotationClock() const override;
   std::vector<std::string> play(vitals::Receiver& receiver,
                                 const std::function<void(double part)>& progress) override;
+  /// The errors of the capture, once it has been played: what play() returns, in parts.
+  const std::vector<replay::Defect>& defects() const { return defects_; }
 
  private:
   std::filesystem::path path_;
   bool searchBack_;
   CaptureListener* listener_;
   std::chrono::nanoseconds duration_{};
+  std::vector<replay::Defect> defects_;
 };
 
 }  // namespace Zephly::recorders

@@ -104,7 +104,9 @@ SourceReport ReplaySource::finish() {
   pacer_.reset();
   if (!over_) over_ = scheduler_.now();
   report_.duration = *over_;
-  if (const auto complaint = records_.complaint(host_.divergences())) complain(*complaint);
+  if (const auto complaint = records_.complaint(host_.divergences())) {
+    complain(capture::printable(options_.file.string()) + ": " + *complaint);
+  }
   return report_;
 }
 
