@@ -9,6 +9,7 @@
 /// The operations and their order are those of BiquadFilter, so the results are its bits.
 
 #include <zephly/dsp/biquad_design.h>
+#include <offline/section_lanes.h>
 
 #include <array>
 #include <bit>
@@ -22,6 +23,30 @@ template <std::size_t sections>
 class BiquadSections {
  public:
   explicit BiquadSections(const BiquadCoefficients& coefficients) : c_(coefficients) {}
+
+  /// The places of the sections there are `place` and those below it.
+  void copyTo(SectionLanes& lanes, std::size_t place) const {
+    for (const State& state : states_) {
+      lanes.a0[place] = c_.a0;
+      lanes.a1[place] = c_.a1;
+      lanes.a2[place] = c_.a2;
+      lanes.b1[place] = c_.b1;
+      lanes.b2[place] = c_.b2;
+      lanes.z1[place] = state.z1;
+      lanes.z2[place] = state.z2;
+      --place;
+    }
+  }
+  /// The states; `last` was the latest input.
+  void copyFrom(const SectionLanes& lanes, std::size_t place, double last) {
+    last_ = last;
+    for (State& state : states_) {
+      state = {lanes.z1[place], lanes.z2[place]};
+      --place;
+    }
+  }
+
+  double lastInput() const { return last_; }
 
   double step(double x) {
     last_ = x;

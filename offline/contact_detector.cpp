@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <offline/contact_detector.h>
 
+#include <offline/vector_forms.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -9,6 +11,9 @@ namespace Zephly::offline {
 namespace {
 
 constexpr float leastSpan = 0.01F;
+// The window is built again after each block.
+constexpr std::size_t leastInVectors = 300;
+constexpr std::size_t mostInVectors = 8'192;
 
 }  // namespace
 
@@ -28,6 +33,38 @@ void ContactDetector::Extreme::drop(std::uint64_t count) {
   if (held == 0 || queue[front].count + size > count) return;
   front = next(front);
   --held;
+}
+
+void ContactDetector::process(std::span<const float> in, std::span<std::uint8_t> contact) {
+  for (std::size_t done = 0; done < in.size();) {
+    const std::size_t length = std::min(in.size() - done, mostInVectors);
+    processBlock(in.subspan(done, length), contact.subspan(done, length));
+    done += length;
+  }
+}
+
+void ContactDetector::processBlock(std::span<const float> in, std::span<std::uint8_t> contact) {
+  const VectorForms* const forms =
+      in.size() < leastInVectors || count_ < size ? nullptr : vectorForms();
+  std::array<float, size - 1 + mostInVectors> samples;
+  const std::size_t count = size - 1 + in.size();
+  if (forms != nullptr) {
+    // All of the window but the oldest sample, then the block.
+    const auto oldest = window_.begin() + static_cast<std::ptrdiff_t>(place_);
+    auto end = std::copy(oldest + 1, window_.end(), samples.begin());
+    end = std::copy(window_.begin(), oldest, end);
+    std::copy(in.begin(), in.end(), end);
+  }
+  if (forms == nullptr || !forms->finiteFloats(samples.data(), count)) {
+    for (std::size_t i = 0; i < in.size(); ++i) contact[i] = step(in[i]) ? 1 : 0;
+    return;
+  }
+  forms->contacts(samples.data(), in.size(), contact.data());
+  // Begins again with the window that the block leaves.
+  count_ += in.size() - size;
+  largest_.held = 0;
+  smallest_.held = 0;
+  for (std::size_t i = count - size; i < count; ++i) step(samples[i]);
 }
 
 bool ContactDetector::step(float sample) {

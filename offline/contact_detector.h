@@ -5,12 +5,14 @@
 ///
 ///   ContactDetector detector;
 ///   const bool contact = detector.step(sample);
+///   detector.process(in, contact);        // the same for a block
 ///
 /// The answers are those of LeadoffDetector, also for infinities and NaN.
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace Zephly::offline {
 
@@ -19,7 +21,11 @@ class ContactDetector {
  public:
   bool step(float sample);
 
+  /// The next samples. `contact` has the length of `in`; 1 or 0.
+  void process(std::span<const float> in, std::span<std::uint8_t> contact);
+
  private:
+  void processBlock(std::span<const float> in, std::span<std::uint8_t> contact);
   static constexpr std::size_t size = 70;
 
   static std::size_t next(std::size_t place) { return place + 1 < size ? place + 1 : 0; }

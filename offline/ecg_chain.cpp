@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <offline/ecg_chain.h>
 
+#include <algorithm>
+
 namespace Zephly::offline {
 
 namespace {
@@ -10,6 +12,10 @@ constexpr double tenth = static_cast<double>(0.1F);
 constexpr double twelveHundredths = static_cast<double>(0.12F);
 constexpr double fifth = static_cast<double>(0.2F);
 constexpr double fourThousandths = static_cast<double>(0.004F);
+
+// The arrays of a block stay in the first cache; fewer samples are not worth the vectors.
+constexpr std::size_t blockLength = 1'000;
+constexpr std::size_t leastInVectors = 200;
 
 // Between the stages samples are in single precision.
 template <class Stage>
@@ -28,7 +34,47 @@ EcgChain::EcgChain()
       baseline_(designBiquad(BiquadLowpass, fourThousandths, 0.707)) {}
 
 void EcgChain::process(std::span<const float> in, std::span<float> out) {
+  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  if (forms != nullptr) {
+    processInVectors(*forms, in, out);
+    return;
+  }
   for (std::size_t i = 0; i < in.size(); ++i) out[i] = step(in[i]);
+}
+
+void EcgChain::processInVectors(const VectorForms& forms, std::span<const float> in,
+                                std::span<float> out) {
+  constexpr std::size_t delay = delayLength - 1;
+  SectionLanes lanes{};
+  notch1_.copyTo(lanes, 11);
+  notch2_.copyTo(lanes, 9);
+  notch3_.copyTo(lanes, 7);
+  notch4_.copyTo(lanes, 6);
+  lowPass_.copyTo(lanes, 5);
+  baseline_.copyTo(lanes, 1);
+  // The delayed samples, then those of the block.
+  std::array<double, delay + blockLength> lowPassed;
+  std::array<double, blockLength> values;
+  const auto oldest = delayLine_.begin() + static_cast<std::ptrdiff_t>(write_) + 1;
+  std::copy(delayLine_.begin(), oldest - 1, std::copy(oldest, delayLine_.end(), lowPassed.begin()));
+  for (std::size_t done = 0; done < in.size();) {
+    const std::size_t length = std::min(in.size() - done, blockLength);
+    forms.ecgSections(lanes, in.data() + done, length, lowPassed.data() + delay, values.data());
+    for (std::size_t i = 0; i < length; ++i) {
+      values[i] = static_cast<double>(static_cast<float>(lowPassed[i] - values[i]));
+    }
+    normalization_.process(std::span(values).first(length), out.subspan(done, length));
+    std::copy_n(lowPassed.begin() + static_cast<std::ptrdiff_t>(length), delay, lowPassed.begin());
+    done += length;
+  }
+  write_ = delay;
+  std::copy_n(lowPassed.begin(), delay, delayLine_.begin());
+  notch1_.copyFrom(lanes, 11, 0.0);
+  notch2_.copyFrom(lanes, 9, 0.0);
+  notch3_.copyFrom(lanes, 7, 0.0);
+  notch4_.copyFrom(lanes, 6, 0.0);
+  lowPass_.copyFrom(lanes, 5, 0.0);
+  baseline_.copyFrom(lanes, 1, 0.0);
 }
 
 float EcgChain::step(float sample) {

@@ -26,6 +26,7 @@ class EcgChain {
 
  private:
   float step(float sample);
+  void processInVectors(const VectorForms& forms, std::span<const float> in, std::span<float> out);
   double cutBaseline(double x);
 
   static constexpr std::size_t delayLength = 110;

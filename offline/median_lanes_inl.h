@@ -30,6 +30,7 @@
 /// window clears one bit and sets one; the median is at most one set bit away from the last one.
 
 #include <offline/exact_order.h>
+#include <offline/lanes_inl.h>
 
 #include <hwy/highway.h>
 
@@ -42,12 +43,8 @@ namespace Zephly::offline::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Four or two lanes.
-using Doubles = hn::CappedTag<double, 4>;
-using Row = hn::Vec<Doubles>;
-
 constexpr std::size_t medianColumns = 4;
-constexpr std::size_t medianLanes = hn::MaxLanes(Doubles());
+constexpr std::size_t medianLanes = doubleLanes;
 constexpr std::size_t medianWindow = 300;
 constexpr std::size_t medianHistory = medianWindow - 1;
 constexpr std::size_t medianRows = 1024;
@@ -59,94 +56,121 @@ HWY_INLINE void orderPair(Row& low, Row& high) {
   low = least;
 }
 
-// The second half of a bitonic merge of eight rows: distances 4, 2 and 1; of four: 2 and 1.
-HWY_INLINE void mergeFour(Row& a, Row& b, Row& c, Row& d) {
-  orderPair(a, c);
-  orderPair(b, d);
-  orderPair(a, b);
-  orderPair(c, d);
-}
-HWY_INLINE void mergeEight(Row (&r)[8]) {
-  for (std::size_t i = 0; i < 4; ++i) orderPair(r[i], r[i + 4]);
-  mergeFour(r[0], r[1], r[2], r[3]);
-  mergeFour(r[4], r[5], r[6], r[7]);
+// Eight rows in registers. Not an array: g++ -O2 would keep that in memory.
+struct Eight {
+  Row a, b, c, d, e, f, g, h;
+};
+
+// `low` is the address of the first four, `high` of the last four; `distance` in numbers.
+HWY_INLINE Eight loadEight(const double* low, const double* high, std::size_t distance) {
+  const Doubles t;
+  return {hn::Load(t, low),
+          hn::Load(t, low + distance),
+          hn::Load(t, low + 2 * distance),
+          hn::Load(t, low + 3 * distance),
+          hn::Load(t, high),
+          hn::Load(t, high + distance),
+          hn::Load(t, high + 2 * distance),
+          hn::Load(t, high + 3 * distance)};
 }
 
-// Eight rows, `distance` rows apart.
-HWY_INLINE void loadEight(const double* keys, std::size_t distance, Row (&r)[8]) {
-  for (std::size_t i = 0; i < 8; ++i) r[i] = hn::Load(Doubles(), keys + i * distance * medianLanes);
+HWY_INLINE void storeEight(const Eight& r, double* low, double* high, std::size_t distance) {
+  const Doubles t;
+  hn::Store(r.a, t, low);
+  hn::Store(r.b, t, low + distance);
+  hn::Store(r.c, t, low + 2 * distance);
+  hn::Store(r.d, t, low + 3 * distance);
+  hn::Store(r.e, t, high);
+  hn::Store(r.f, t, high + distance);
+  hn::Store(r.g, t, high + 2 * distance);
+  hn::Store(r.h, t, high + 3 * distance);
 }
-HWY_INLINE void storeEight(const Row (&r)[8], std::size_t distance, double* keys) {
-  for (std::size_t i = 0; i < 8; ++i) hn::Store(r[i], Doubles(), keys + i * distance * medianLanes);
+
+// The stages of a bitonic merge at distance 1, 2 and 4, and the one that folds eight rows.
+HWY_INLINE void orderNeighbours(Eight& r) {
+  orderPair(r.a, r.b);
+  orderPair(r.c, r.d);
+  orderPair(r.e, r.f);
+  orderPair(r.g, r.h);
 }
+HWY_INLINE void orderByTwo(Eight& r) {
+  orderPair(r.a, r.c);
+  orderPair(r.b, r.d);
+  orderPair(r.e, r.g);
+  orderPair(r.f, r.h);
+}
+HWY_INLINE void orderByFour(Eight& r) {
+  orderPair(r.a, r.e);
+  orderPair(r.b, r.f);
+  orderPair(r.c, r.g);
+  orderPair(r.d, r.h);
+}
+HWY_INLINE void foldEight(Eight& r) {
+  orderPair(r.a, r.h);
+  orderPair(r.b, r.g);
+  orderPair(r.c, r.f);
+  orderPair(r.d, r.e);
+}
+HWY_INLINE void foldFours(Eight& r) {
+  orderPair(r.a, r.d);
+  orderPair(r.b, r.c);
+  orderPair(r.e, r.h);
+  orderPair(r.f, r.g);
+}
+
+constexpr std::size_t medianTable = medianRows * medianLanes;
 
 // Each eight neighbouring rows in ascending order.
 HWY_INLINE void sortEights(double* keys) {
-  Row r[8];
-  for (std::size_t base = 0; base < medianRows; base += 8) {
-    loadEight(keys + base * medianLanes, 1, r);
-    for (std::size_t i = 0; i < 8; i += 2) orderPair(r[i], r[i + 1]);
-    for (std::size_t i = 0; i < 8; i += 4) {
-      orderPair(r[i], r[i + 3]);
-      orderPair(r[i + 1], r[i + 2]);
-      orderPair(r[i], r[i + 1]);
-      orderPair(r[i + 2], r[i + 3]);
-    }
-    for (std::size_t i = 0; i < 4; ++i) orderPair(r[i], r[7 - i]);
-    mergeFour(r[0], r[1], r[2], r[3]);
-    mergeFour(r[4], r[5], r[6], r[7]);
-    storeEight(r, 1, keys + base * medianLanes);
+  for (double* at = keys; at < keys + medianTable; at += 8 * medianLanes) {
+    Eight r = loadEight(at, at + 4 * medianLanes, medianLanes);
+    orderNeighbours(r);
+    foldFours(r);
+    orderNeighbours(r);
+    foldEight(r);
+    orderByTwo(r);
+    orderNeighbours(r);
+    storeEight(r, at, at + 4 * medianLanes, medianLanes);
   }
 }
 
 // The first three stages of merging two sorted halves of `size` rows: each row with its mirror
 // image, then the distances size / 4 and size / 8.
 HWY_INLINE void foldHalves(double* keys, std::size_t size) {
-  const std::size_t distance = size / 8;
-  for (std::size_t base = 0; base < medianRows; base += size) {
-    for (std::size_t i = 0; i < distance; ++i) {
-      double* const lower = keys + (base + i) * medianLanes;
-      double* const upper = keys + (base + size / 2 + distance - 1 - i) * medianLanes;
-      Row r[8];
-      for (std::size_t j = 0; j < 4; ++j) {
-        r[j] = hn::Load(Doubles(), lower + j * distance * medianLanes);
-        r[4 + j] = hn::Load(Doubles(), upper + j * distance * medianLanes);
-      }
-      for (std::size_t j = 0; j < 4; ++j) orderPair(r[j], r[7 - j]);
-      mergeFour(r[0], r[1], r[2], r[3]);
-      mergeFour(r[4], r[5], r[6], r[7]);
-      for (std::size_t j = 0; j < 4; ++j) {
-        hn::Store(r[j], Doubles(), lower + j * distance * medianLanes);
-        hn::Store(r[4 + j], Doubles(), upper + j * distance * medianLanes);
-      }
+  const std::size_t distance = size / 8 * medianLanes;
+  for (double* base = keys; base < keys + medianTable; base += 8 * distance) {
+    for (std::size_t i = 0; i < distance; i += medianLanes) {
+      double* const low = base + i;
+      double* const high = base + 5 * distance - medianLanes - i;
+      Eight r = loadEight(low, high, distance);
+      foldEight(r);
+      orderByTwo(r);
+      orderNeighbours(r);
+      storeEight(r, low, high, distance);
     }
   }
 }
 
-// The remaining stages: from `distance` down to 1, three at a time as long as there are three.
-HWY_INLINE void mergeDownFrom(double* keys, std::size_t distance) {
-  for (; distance >= 4; distance /= 8) {
-    const std::size_t step = distance / 4;
-    for (std::size_t base = 0; base < medianRows; base += 2 * distance) {
-      for (std::size_t i = 0; i < step; ++i) {
-        Row r[8];
-        loadEight(keys + (base + i) * medianLanes, step, r);
-        mergeEight(r);
-        storeEight(r, step, keys + (base + i) * medianLanes);
+// The remaining stages: from distance `rows` down to 1, three at a time as long as there are three.
+HWY_INLINE void mergeDownFrom(double* keys, std::size_t rows) {
+  for (; rows >= 4; rows /= 8) {
+    const std::size_t distance = rows / 4 * medianLanes;
+    for (double* base = keys; base < keys + medianTable; base += 8 * distance) {
+      for (double* at = base; at < base + distance; at += medianLanes) {
+        Eight r = loadEight(at, at + 4 * distance, distance);
+        orderByFour(r);
+        orderByTwo(r);
+        orderNeighbours(r);
+        storeEight(r, at, at + 4 * distance, distance);
       }
     }
   }
-  if (distance == 0) return;
-  for (std::size_t base = 0; base < medianRows; base += 8) {
-    Row r[8];
-    loadEight(keys + base * medianLanes, 1, r);
-    if (distance == 2) {
-      mergeFour(r[0], r[1], r[2], r[3]);
-      mergeFour(r[4], r[5], r[6], r[7]);
-    } else {
-      for (std::size_t i = 0; i < 8; i += 2) orderPair(r[i], r[i + 1]);
-    }
-    storeEight(r, 1, keys + base * medianLanes);
+  if (rows == 0) return;
+  for (double* at = keys; at < keys + medianTable; at += 8 * medianLanes) {
+    Eight r = loadEight(at, at + 4 * medianLanes, medianLanes);
+    if (rows == 2) orderByTwo(r);
+    orderNeighbours(r);
+    storeEight(r, at, at + 4 * medianLanes, medianLanes);
   }
 }
 
@@ -157,28 +181,6 @@ HWY_NOINLINE void sortColumns(double* keys) {
     foldHalves(keys, size);
     mergeDownFrom(keys, size / 16);
   }
-}
-
-HWY_NOINLINE bool ordinary(const double* samples, std::size_t count) {
-  const Doubles d;
-  const hn::RebindToUnsigned<Doubles> bits;
-  const auto negativeZero = hn::Set(bits, std::uint64_t{1} << 63);
-  auto found = hn::Zero(bits);
-  auto sum = hn::Zero(d);
-  std::size_t i = 0;
-  for (; i + medianLanes <= count; i += medianLanes) {
-    const auto x = hn::LoadU(d, samples + i);
-    // The product is 0 for finite numbers, else NaN, and so is the sum.
-    sum = hn::Add(sum, hn::Mul(x, hn::Zero(d)));
-    found = hn::Or(found, hn::VecFromMask(bits, hn::Eq(hn::BitCast(bits, x), negativeZero)));
-  }
-  double rest = hn::GetLane(hn::SumOfLanes(d, sum));
-  bool good = hn::AllTrue(bits, hn::Eq(found, hn::Zero(bits)));
-  for (; i < count; ++i) {
-    rest += samples[i] * 0.0;
-    good = good && !(samples[i] == 0.0 && std::signbit(samples[i]));
-  }
-  return good && rest == 0.0;
 }
 
 // The window over the ranks of one column. Bit 0 of word 1 is rank 0; the first and the last word

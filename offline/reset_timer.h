@@ -21,7 +21,7 @@ class ResetTimer {
       pending_ = true;
       start_ = now;
     }
-    if (pending_ && static_cast<float>(now - start_) / 1000000.0F > timeout_) {
+    if (pending_ && isLate(now)) {
       pending_ = false;
       return true;
     }
@@ -29,7 +29,17 @@ class ResetTimer {
     return false;
   }
 
+  /// Whether it does not fire, and starts nothing, however often it is asked with these. If it is
+  /// true, none of these calls is needed.
+  bool idles(bool contact, std::uint64_t now) const {
+    return lastContact_ == contact && !(pending_ && isLate(now));
+  }
+
  private:
+  bool isLate(std::uint64_t now) const {
+    return static_cast<float>(now - start_) / 1000000.0F > timeout_;
+  }
+
   float timeout_;
   bool pending_ = false;
   bool lastContact_ = false;

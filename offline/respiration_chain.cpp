@@ -9,7 +9,9 @@ namespace Zephly::offline {
 
 namespace {
 
+// As many as RunningMedian takes at once, and the fewest that are worth it.
 constexpr std::size_t blockLength = 2'900;
+constexpr std::size_t leastInVectors = 300;
 
 }  // namespace
 
@@ -20,20 +22,51 @@ RespirationChain::RespirationChain()
       highPass_(designBiquad(BiquadHighpass, 8e-5, 0.707)) {}
 
 void RespirationChain::process(std::span<const float> in, std::span<float> out) {
-  std::array<double, blockLength> values;
-  for (std::size_t done = 0; done < in.size();) {
-    const std::size_t length = std::min(in.size() - done, blockLength);
-    const std::span<double> block = std::span(values).first(length);
-    for (std::size_t i = 0; i < length; ++i) {
-      block[i] = notch2_.step(notch1_.step(static_cast<double>(in[done + i])));
-    }
-    median_.process(block, block);
-    for (std::size_t i = 0; i < length; ++i) {
-      const double value = highPass_.step(lowPass_.step(block[i]));
-      out[done + i] = static_cast<float>(normalization_.step(value));
-    }
-    done += length;
+  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  if (forms != nullptr) {
+    processInVectors(*forms, in, out);
+    return;
   }
+  for (std::size_t i = 0; i < in.size(); ++i) {
+    double value = notch2_.step(notch1_.step(static_cast<double>(in[i])));
+    value = highPass_.step(lowPass_.step(median_.step(value)));
+    out[i] = static_cast<float>(normalization_.step(value));
+  }
+}
+
+// Of each block the medians are found between two runs of the sections: the first run has the
+// notches of this block, the second one its low-pass and high-pass, and the notches of the next.
+void RespirationChain::processInVectors(const VectorForms& forms, std::span<const float> in,
+                                        std::span<float> out) {
+  SectionLanes lanes{};
+  notch1_.copyTo(lanes, 7);
+  notch2_.copyTo(lanes, 5);
+  lowPass_.copyTo(lanes, 4);
+  highPass_.copyTo(lanes, 0);
+  double lastOfLowPass = highPass_.lastInput();
+  std::array<double, blockLength> notched;
+  std::array<double, blockLength> medians;
+  std::array<double, blockLength> passed;
+  std::size_t done = 0;     // by the notches
+  std::size_t waiting = 0;  // for the median and what follows
+  while (done < in.size() || waiting > 0) {
+    const std::size_t length = std::min(in.size() - done, blockLength);
+    median_.process(std::span(notched).first(waiting), std::span(medians).first(waiting));
+    forms.respirationSections(lanes, {.in = in.data() + done,
+                                      .inCount = length,
+                                      .notched = notched.data(),
+                                      .medians = medians.data(),
+                                      .medianCount = waiting,
+                                      .out = passed.data(),
+                                      .lastOfLowPass = &lastOfLowPass});
+    normalization_.process(std::span(passed).first(waiting), out.subspan(done - waiting, waiting));
+    done += length;
+    waiting = length;
+  }
+  notch1_.copyFrom(lanes, 7, 0.0);
+  notch2_.copyFrom(lanes, 5, 0.0);
+  lowPass_.copyFrom(lanes, 4, 0.0);
+  highPass_.copyFrom(lanes, 0, lastOfLowPass);
 }
 
 }  // namespace Zephly::offline

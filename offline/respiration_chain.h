@@ -31,6 +31,9 @@ class RespirationChain {
   void clearNormalization() { normalization_.clear(); }
 
  private:
+  void processInVectors(const VectorForms& forms, std::span<const float> in, std::span<float> out);
+
+  // Only the high-pass is settled, so only its last input matters.
   BiquadSections<2> notch1_;
   BiquadSections<1> notch2_;
   RunningMedian median_;

@@ -5,22 +5,29 @@
 ///
 ///   RunningNormalization<1000> normalization;
 ///   const double level = normalization.step(x);
+///   normalization.process(in, out);       // the same for a block, rounded to single precision
 ///
 /// The bits are those of NormalizationFilter(size, true). Its range is symmetric, so only the
-/// largest magnitude in the window matters. A queue holds the magnitudes that can still become the
-/// largest, in falling order: a new one removes those that are not above it from the end, and the
-/// first one leaves when it is as old as the window (D. Lemire, "Streaming maximum-minimum filter
-/// using no more than three comparisons per element", 2006).
+/// largest magnitude in the window matters. Time is cut into windows of `size` samples, so that the
+/// latest `size` samples are the end of one window and the beginning of the next: the largest is
+/// that of two numbers, one for each part (M. van Herk, "A fast algorithm for local minimum and
+/// maximum filters on rectangular and octagonal kernels", 1992; J. Gil and M. Werman, 1993). One
+/// array holds both windows:
+///
+///   magnitudes of this window      | largest magnitudes from there to the end of the last window
+///   0 ............................ | place_ ............................................. size
 ///
 /// A NaN does not take part, so it counts as 0, except in the first place of the kit's circular
-/// window: there it makes every result NaN until it is overwritten. So the place in that window is
-/// a part of the state.
+/// window: there it makes every result NaN until it is overwritten. The places here are the kit's.
 
+#include <offline/vector_forms.h>
+
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
+#include <span>
 
 namespace Zephly::offline {
 
@@ -29,51 +36,62 @@ template <std::size_t size>
 class RunningNormalization {
  public:
   double step(double x) {
-    const bool first = place_ == 0;
-    place_ = place_ + 1 < size ? place_ + 1 : 0;
-    if (first) firstIsNan_ = std::isnan(x);
-    ++count_;
-    if (held_ > 0 && queue_[front_].count + size <= count_) popFront();
-    if (!std::isnan(x)) push(std::fabs(x));
+    if (place_ == 0) firstIsNan_ = std::isnan(x);
+    const double magnitude = std::isnan(x) ? 0.0 : std::fabs(x);
+    window_[place_] = magnitude;
+    ++place_;
+    largest_ = std::max(largest_, magnitude);
+    const double whole = std::max(largest_, window_[place_]);
+    if (place_ == size) {
+      for (std::size_t i = size - 1; i > 0; --i) {
+        window_[i - 1] = std::max(window_[i - 1], window_[i]);
+      }
+      beginWindow();
+    }
     if (firstIsNan_) return std::numeric_limits<double>::quiet_NaN();
-    const double magnitude = held_ > 0 ? queue_[front_].magnitude : 0.0;
-    const double range = magnitude + magnitude;
+    const double range = whole + whole;
     if (range == 0.0) return 0.0;
-    return (x + magnitude) / range;
+    return (x + whole) / range;
+  }
+
+  /// The next samples. `out` has the length of `in`.
+  void process(std::span<const double> in, std::span<float> out) {
+    constexpr std::size_t leastInVectors = 32;
+    const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+    // After a NaN it may be needed at most for the rest of the window.
+    if (forms == nullptr || firstIsNan_ || !forms->finite(in.data(), in.size())) {
+      for (std::size_t i = 0; i < in.size(); ++i) out[i] = static_cast<float>(step(in[i]));
+      return;
+    }
+    for (std::size_t done = 0; done < in.size();) {
+      const std::size_t length = std::min(in.size() - done, size - place_);
+      forms->normalize(in.data() + done, length, window_.data() + place_, &largest_,
+                       out.data() + done);
+      done += length;
+      place_ += length;
+      if (place_ == size) {
+        forms->maximaToTheEnd(window_.data(), size);
+        beginWindow();
+      }
+    }
   }
 
   /// As NormalizationFilter::reset(): the window is full of 0.0, the place in it stays.
   void clear() {
-    held_ = 0;
+    window_.fill(0.0);
+    largest_ = 0.0;
     firstIsNan_ = false;
   }
 
  private:
-  struct Entry {
-    double magnitude;
-    std::uint64_t count;  // of the sample
-  };
+  void beginWindow() {
+    place_ = 0;
+    largest_ = 0.0;
+  }
 
-  void popFront() {
-    front_ = next(front_);
-    --held_;
-  }
-  void push(double magnitude) {
-    while (held_ > 0 && queue_[back()].magnitude <= magnitude) --held_;
-    ++held_;
-    queue_[back()] = {magnitude, count_};
-  }
-  std::size_t back() const {
-    const std::size_t index = front_ + held_ - 1;
-    return index < size ? index : index - size;
-  }
-  static std::size_t next(std::size_t index) { return index + 1 < size ? index + 1 : 0; }
-
-  std::array<Entry, size> queue_{};  // circular
-  std::size_t front_ = 0;
-  std::size_t held_ = 0;
-  std::uint64_t count_ = 0;
-  std::size_t place_ = 0;  // where the kit writes the next sample
+  std::array<double, size + 1> window_{};  // the last element stays 0.0
+  std::size_t place_ = 0;                  // where the kit writes the next sample
+  double largest_ = 0.0;                   // of this window
   bool firstIsNan_ = false;
 };
 

@@ -22,7 +22,10 @@
 #include <hwy/foreach_target.h>
 // After foreach_target.h.
 #include <hwy/highway.h>
+#include <offline/contact_lanes_inl.h>
 #include <offline/median_lanes_inl.h>
+#include <offline/normalization_lanes_inl.h>
+#include <offline/section_lanes_inl.h>
 
 #if HWY_TARGET == HWY_AVX2
 #define ZEPHLY_TARGET_NAME "AVX2"
@@ -34,7 +37,16 @@
 
 namespace Zephly::offline::HWY_NAMESPACE {
 extern const VectorForms forms;
-const VectorForms forms = {.name = ZEPHLY_TARGET_NAME, .ordinary = ordinary, .medians = medians};
+const VectorForms forms = {.name = ZEPHLY_TARGET_NAME,
+                           .finite = finite,
+                           .ordinary = ordinary,
+                           .finiteFloats = finiteFloats,
+                           .medians = medians,
+                           .normalize = normalize,
+                           .maximaToTheEnd = maximaToTheEnd,
+                           .respirationSections = respirationSections,
+                           .ecgSections = ecgSections,
+                           .contacts = contacts};
 }  // namespace Zephly::offline::HWY_NAMESPACE
 
 #undef ZEPHLY_TARGET_NAME

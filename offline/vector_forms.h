@@ -9,7 +9,10 @@
 /// tables are compiled from vector_forms.cpp by Google Highway: SSSE3 and AVX2 on x86-64, NEON on
 /// 64-bit ARM, and none elsewhere or with -DZEPHLY_VECTORS=OFF.
 
+#include <offline/section_lanes.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace Zephly::offline {
@@ -18,12 +21,32 @@ namespace Zephly::offline {
 struct VectorForms {
   const char* name;
 
-  /// Whether every sample is finite and none is -0.0.
+  /// Whether every sample is finite; and none is -0.0.
+  bool (*finite)(const double* samples, std::size_t count);
   bool (*ordinary)(const double* samples, std::size_t count);
+  bool (*finiteFloats)(const float* samples, std::size_t count);
 
   /// Running medians of 300. `samples` begins with 299 samples of history, to which `count` new
   /// ones are added; all are ordinary. One median for each new sample.
   void (*medians)(const double* samples, std::size_t count, double* medians);
+
+  /// RunningNormalization: a run inside its window. `window` is the place of the first sample,
+  /// `largest` the largest magnitude since the window began. The samples are finite.
+  void (*normalize)(const double* samples, std::size_t count, double* window, double* largest,
+                    float* out);
+  /// Each element becomes the largest of itself and those after it. `count` is a multiple of 4.
+  void (*maximaToTheEnd)(double* window, std::size_t count);
+
+  /// Any samples, any counts.
+  void (*respirationSections)(SectionLanes& lanes, const RespirationRun& run);
+  /// `lowPassed` is the output of the low-pass, `slow` what the low-pass of the baseline makes of
+  /// it.
+  void (*ecgSections)(SectionLanes& lanes, const float* in, std::size_t count, double* lowPassed,
+                      double* slow);
+
+  /// ContactDetector. `samples` begins with 69 samples of history, to which `count` new ones are
+  /// added, at least 64; all are finite.
+  void (*contacts)(const float* samples, std::size_t count, std::uint8_t* contact);
 };
 
 /// The tables that this processor can run, the fastest first.

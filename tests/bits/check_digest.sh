@@ -37,13 +37,13 @@ lines=$(grep -vE '^(Beat|Breath|Second|Hrv) (wearer|recording) pieces of (6|500|
 twice=$(awk '{print $NF}' <<<"$lines" | sort | uniq -d)
 # The wrapper forwards everything to the engine, and the forms for whole recordings compute the same: equal digests.
 for digest in $twice; do
-  names=$(grep "$digest" <<<"$lines" | sed -E 's/^(SignalProcessor|wrapper|offline) //; s/ +[0-9a-f]+$//' | sort -u)
+  names=$(grep "$digest" <<<"$lines" | sed -E 's/^(SignalProcessor|wrapper|offline|blocks) //; s/ +[0-9a-f]+$//' | sort -u)
   [ "$(wc -l <<<"$names")" -eq 1 ] || complain "the same digest: $(tr '\n' ',' <<<"$names")"
 done
 for signal in ECG respiration lead-off contact; do
-  read -r count different < <(sed -nE "s/^(SignalProcessor|wrapper|offline) $signal +//p" <<<"$lines" | sort | uniq -c |
+  read -r count different < <(sed -nE "s/^(SignalProcessor|wrapper|offline|blocks) $signal +//p" <<<"$lines" | sort | uniq -c |
     awk '{count += $1} END {print count, NR}')
-  [ "$count $different" = "3 1" ] || complain "engine, wrapper and offline/ differ: $signal"
+  [ "$count $different" = "4 1" ] || complain "engine, wrapper, offline/ and its blocks differ: $signal"
 done
 
 echo "$(wc -l <<<"$lines") digests, $classes classes, $failures complaints"

@@ -25,6 +25,8 @@ class Digest {
   void add(const std::string& text) {
     for (const char character : text) addBits(static_cast<unsigned char>(character));
   }
+  bool operator==(const Digest&) const = default;
+
   /// Writes one line to standard output.
   void print(const char* name) const {
     std::printf("%-33s %016llx\n", name, static_cast<unsigned long long>(state_));

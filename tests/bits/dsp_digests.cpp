@@ -20,10 +20,14 @@
 #include <offline/ecg_chain.h>
 #include <offline/reset_timer.h>
 #include <offline/respiration_chain.h>
+#include <offline/vector_forms.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace bits {
 
@@ -40,7 +44,9 @@ class SampleClock {
   SampleClock& operator=(const SampleClock&) = delete;
   ~SampleClock() { Zephly::setProcessorClock(before_); }
 
-  static void tick() { microseconds += 2000; }
+  static constexpr std::uint64_t step = 2000;
+
+  static void tick() { microseconds += step; }
 
  private:
   Zephly::ProcessorClock before_;
@@ -171,6 +177,104 @@ class OfflineEngine {
   Zephly::offline::ResetTimer normalizationTimer_{4.1F};
 };
 
+// The same in blocks, which are processed in vectors where the processor has them.
+class OfflineBlocks {
+ public:
+  std::vector<float> ecg(const std::vector<float>& in) {
+    std::vector<float> out(in.size());
+    ecg_.process(in, out);
+    return out;
+  }
+  std::vector<float> respiration(const std::vector<float>& in) {
+    std::vector<float> out(in.size());
+    respiration_.process(in, out);
+    return out;
+  }
+  // The answers alone, then with the respiration: `begin` is the time before the first sample.
+  std::vector<float> leadoff(const std::vector<float>& in, std::uint64_t begin) {
+    return process(in, begin, [](std::size_t, std::size_t) {});
+  }
+  std::vector<float> contact(const std::vector<float>& in, std::uint64_t begin) {
+    std::vector<float> out(in.size());
+    const std::vector<float> answers = process(in, begin, [&](std::size_t from, std::size_t to) {
+      respiration_.process(std::span(in).subspan(from, to - from),
+                           std::span(out).subspan(from, to - from));
+    });
+    for (std::size_t i = 0; i < out.size(); ++i) out[i] += answers[i];
+    return out;
+  }
+
+ private:
+  template <class Filter>
+  std::vector<float> process(const std::vector<float>& in, std::uint64_t begin,
+                             const Filter& filter) {
+    std::vector<std::uint8_t> contact(in.size());
+    detector_.process(in, contact);
+    std::size_t done = 0;
+    for (std::size_t i = 0; i < in.size(); ++i) {
+      const std::uint64_t now = begin + (i + 1) * SampleClock::step;
+      const bool settles = highPassTimer_.fires(contact[i] != 0, now);
+      const bool clears = normalizationTimer_.fires(contact[i] != 0, now);
+      if (!settles && !clears) continue;
+      filter(done, i);
+      done = i;
+      if (settles) respiration_.settleHighPass();
+      if (clears) respiration_.clearNormalization();
+    }
+    filter(done, in.size());
+    return {contact.begin(), contact.end()};
+  }
+
+  Zephly::offline::EcgChain ecg_;
+  Zephly::offline::RespirationChain respiration_;
+  Zephly::offline::ContactDetector detector_;
+  Zephly::offline::ResetTimer highPassTimer_{4.0F};
+  Zephly::offline::ResetTimer normalizationTimer_{4.1F};
+};
+
+// Of ECG, respiration, lead-off and contact, as digestEngine() feeds them from `begin` on.
+std::array<Digest, 4> digestsOfBlocks(std::uint64_t begin) {
+  constexpr std::size_t samples = 12'000;
+  constexpr std::uint64_t duration = samples * SampleClock::step;
+  std::vector<float> in;
+  Signal signal;
+  while (in.size() < samples) in.push_back(signal.nextFloat());
+  std::vector<float> touched;
+  Signal again;
+  for (std::size_t i = 0; i < samples; ++i) {
+    const std::uint64_t time = begin + 3 * duration + (i + 1) * SampleClock::step;
+    touched.push_back(time / 1'000'000 % 8 < 4 ? again.nextFloat() : 2.42F);
+  }
+  OfflineBlocks blocks;
+  const std::vector<float> results[] = {blocks.ecg(in), blocks.respiration(in),
+                                        blocks.leadoff(in, begin + 2 * duration),
+                                        blocks.contact(touched, begin + 3 * duration)};
+  std::array<Digest, 4> digests;
+  for (std::size_t what = 0; what < digests.size(); ++what) {
+    for (const float result : results[what]) digests[what].add(result);
+  }
+  return digests;
+}
+
+// One line for each signal: of the fastest instruction set, and of any other one that differs.
+void digestBlocks() {
+  const char* const names[] = {" ECG", " respiration", " lead-off", " contact"};
+  const std::array<Digest, 4> digests = digestsOfBlocks(microseconds);
+  for (std::size_t what = 0; what < digests.size(); ++what) {
+    digests[what].print((std::string("blocks") + names[what]).c_str());
+  }
+  const Zephly::offline::VectorForms* const fastest = Zephly::offline::vectorForms();
+  for (const Zephly::offline::VectorForms* forms : Zephly::offline::allVectorForms()) {
+    Zephly::offline::useVectorForms(forms);
+    const std::array<Digest, 4> others = digestsOfBlocks(microseconds);
+    for (std::size_t what = 0; what < digests.size(); ++what) {
+      if (others[what] == digests[what]) continue;
+      others[what].print((std::string("blocks") + names[what] + " in " + forms->name).c_str());
+    }
+  }
+  Zephly::offline::useVectorForms(fastest);
+}
+
 void digestEngines() {
   Zephly::SignalProcessor engine;
   digestEngine(engine, "SignalProcessor");
@@ -182,6 +286,7 @@ void digestEngines() {
   digestEngine(*wrapper, "wrapper");
   OfflineEngine offline;
   digestEngine(offline, "offline");
+  digestBlocks();
 }
 
 }  // namespace

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <offline/contact_detector.h>
 
+#include <tests/offline/each_form.h>
 #include <tests/offline/hard_signals.h>
 #include <zephly/dsp/leadoff_detector.h>
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Zephly::offline {
@@ -24,16 +26,21 @@ TEST(ContactDetectorTest, MatchesTheKit) {
   signals.push_back({"the threshold", exact});
   std::size_t changes = 0;
   for (const NamedSignal& signal : signals) {
+    SCOPED_TRACE(signal.name);
     LeadoffDetector kit;
-    ContactDetector detector;
-    bool last = false;
-    for (std::size_t i = 0; i < signal.samples.size(); ++i) {
-      const auto sample = static_cast<float>(signal.samples[i]);
-      const bool contact = kit.process(sample);
-      ASSERT_EQ(detector.step(sample), contact) << signal.name << ", sample " << i;
-      if (contact != last) ++changes;
-      last = contact;
+    std::vector<float> in;
+    std::vector<std::uint8_t> expected;
+    for (const double sample : signal.samples) {
+      in.push_back(static_cast<float>(sample));
+      expected.push_back(kit.process(in.back()) ? 1 : 0);
+      if (expected.size() > 1 && expected.back() != expected[expected.size() - 2]) ++changes;
     }
+    withEachForm([&] {
+      for (const std::size_t longest : {std::size_t{1}, std::size_t{2'500}, in.size()}) {
+        SCOPED_TRACE(longest);
+        EXPECT_EQ(inBlocks<ContactDetector>(in, expected, longest), expected);
+      }
+    });
   }
   EXPECT_GT(changes, 100U);
 }

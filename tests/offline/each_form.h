@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -35,15 +36,14 @@ void withEachForm(const Test& test) {
   }
 }
 
-/// Expects that a new `Stage` gives `expected`, in blocks of up to `longest` samples and between
-/// copies of itself.
+/// What a new `Stage` gives in blocks of up to `longest` samples and between copies of itself.
+/// `expected` has the type of the results.
 template <class Stage, class In, class Out>
-void expectInBlocks(const std::vector<In>& in, const std::vector<Out>& expected,
-                    std::size_t longest) {
-  SCOPED_TRACE(longest);
+std::vector<Out> inBlocks(const std::vector<In>& in, const std::vector<Out>& expected,
+                          std::size_t longest) {
   RandomFloats random(static_cast<std::uint32_t>(longest));
   Stage stage;
-  std::vector<Out> out(in.size());
+  std::vector<Out> out(expected.size());
   for (std::size_t begin = 0; begin < in.size();) {
     const std::size_t length = std::min(random.below(longest + 1), in.size() - begin);
     Stage next = stage;
@@ -51,6 +51,15 @@ void expectInBlocks(const std::vector<In>& in, const std::vector<Out>& expected,
     stage = next;
     begin += length;
   }
+  return out;
+}
+
+/// Expects the bits of `expected` from that.
+template <class Stage, class In, class Out>
+void expectInBlocks(const std::vector<In>& in, const std::vector<Out>& expected,
+                    std::size_t longest) {
+  SCOPED_TRACE(longest);
+  const std::vector<Out> out = inBlocks<Stage>(in, expected, longest);
   for (std::size_t i = 0; i < in.size(); ++i) {
     ASSERT_SAME_BITS(out[i], expected[i]) << "sample " << i;
   }

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -48,6 +49,46 @@ TEST(RunningMedianTest, MatchesTheKit) {
         expectInBlocks<RunningMedian>(signal.samples, expected, longest);
       }
     });
+  }
+}
+
+// Which zero the median is depends on where the kit's circular window has them.
+TEST(RunningMedianTest, MatchesTheKitAmongZerosAfterABlock) {
+  std::vector<double> samples;
+  for (std::uint32_t part = 0; samples.size() < longRun<std::size_t>(6'000, 2'000); ++part) {
+    const std::vector<double> numbers = noisySine(613, part);
+    samples.insert(samples.end(), numbers.begin(), numbers.end());
+    const std::vector<double> zeros = fewValues(501, part);
+    samples.insert(samples.end(), zeros.begin(), zeros.end());
+  }
+  MedianFilter kit(300);
+  std::vector<double> expected;
+  for (const double sample : samples) expected.push_back(kit.process(sample));
+  withEachForm([&] { expectInBlocks<RunningMedian>(samples, expected, 613); });
+}
+
+// In the last history of a block and outside it, and in the last samples of one.
+TEST(RunningMedianTest, MatchesTheKitBesideSpecialSamples) {
+  for (const double special : {static_cast<double>(notANumber), -0.0, -1e308 * 10.0}) {
+    for (const std::size_t place : {0U, 1U, 2U, 300U, 695U, 696U, 697U, 698U, 699U}) {
+      SCOPED_TRACE(place);
+      std::vector<double> samples = noisySine(1'200, 9);
+      samples[place] = special;
+      MedianFilter kit(300);
+      std::vector<double> expected;
+      for (const double sample : samples) expected.push_back(kit.process(sample));
+      withEachForm([&] {
+        RunningMedian median;
+        std::vector<double> out(samples.size());
+        std::size_t begin = 0;
+        for (const std::size_t end : {300U, 700U, 720U, 1'100U, 1'200U}) {
+          median.process(std::span(samples).subspan(begin, end - begin),
+                         std::span(out).subspan(begin, end - begin));
+          begin = end;
+        }
+        for (std::size_t i = 0; i < out.size(); ++i) ASSERT_SAME_BITS(out[i], expected[i]) << i;
+      });
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <offline/running_normalization.h>
 
+#include <tests/offline/each_form.h>
 #include <tests/offline/hard_signals.h>
 #include <tests/support/bits.h>
 #include <tests/support/long_run.h>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 namespace Zephly::offline {
@@ -24,6 +26,45 @@ TEST(RunningNormalizationTest, MatchesTheKit) {
     expectSameRun<double>(
         signal.samples, [&](double x) { return normalization.step(x); },
         [&](double x) { return kit.process(x); });
+  }
+}
+
+TEST(RunningNormalizationTest, MatchesTheKitInBlocks) {
+  const auto count = longRun<std::size_t>(6'000, 2'500);
+  for (const NamedSignal& signal : hardSignals(count)) {
+    SCOPED_TRACE(signal.name);
+    NormalizationFilter kit(1000, true);
+    std::vector<float> expected;
+    for (const double x : signal.samples) expected.push_back(static_cast<float>(kit.process(x)));
+    withEachForm([&] {
+      for (const std::size_t longest : {std::size_t{100}, std::size_t{1'500}, count}) {
+        expectInBlocks<RunningNormalization<1000>>(signal.samples, expected, longest);
+      }
+    });
+  }
+}
+
+// A NaN in the first place, or an infinity anywhere, just before a block and at its end.
+TEST(RunningNormalizationTest, MatchesTheKitInBlocksBesideSpecialSamples) {
+  constexpr std::size_t size = 100;
+  for (const double special : {static_cast<double>(notANumber), static_cast<double>(infinity)}) {
+    for (std::size_t place = 195; place < 310; ++place) {
+      SCOPED_TRACE(place);
+      std::vector<double> samples = noisySine(600, 8);
+      samples[place] = special;
+      NormalizationFilter kit(size, true);
+      std::vector<float> expected;
+      for (const double x : samples) expected.push_back(static_cast<float>(kit.process(x)));
+      withEachForm([&] {
+        RunningNormalization<size> normalization;
+        std::vector<float> out(samples.size());
+        for (std::size_t begin = 0; begin < samples.size(); begin += 50) {
+          normalization.process(std::span(samples).subspan(begin, 50),
+                                std::span(out).subspan(begin, 50));
+        }
+        for (std::size_t i = 0; i < out.size(); ++i) ASSERT_SAME_BITS(out[i], expected[i]) << i;
+      });
+    }
   }
 }
 
@@ -43,18 +84,26 @@ TEST(RunningNormalizationTest, MatchesTheKitForEachPlaceOfANan) {
 }
 
 TEST(RunningNormalizationTest, ClearsAsTheKitDoes) {
-  constexpr std::size_t size = 50;
-  RandomFloats random(4);
-  NormalizationFilter kit(size, true);
-  RunningNormalization<size> normalization;
-  for (int round = 0; round < 1'000; ++round) {
-    for (std::size_t i = 0; i <= random.below(2 * size); ++i) {
-      const auto x = static_cast<double>(random.awkward(2, 4));
-      ASSERT_SAME_BITS(normalization.step(x), kit.process(x)) << "round " << round;
+  constexpr std::size_t size = 52;
+  withEachForm([&] {
+    RandomFloats random(4);
+    NormalizationFilter kit(size, true);
+    RunningNormalization<size> normalization;
+    for (int round = 0; round < 1'000; ++round) {
+      std::vector<double> in;
+      const std::size_t rarity = round % 2 == 0 ? 4 : 10'000;
+      for (std::size_t i = 0; i <= random.below(2 * size); ++i) {
+        in.push_back(static_cast<double>(random.awkward(2, rarity)));
+      }
+      std::vector<float> out(in.size());
+      normalization.process(in, out);
+      for (std::size_t i = 0; i < in.size(); ++i) {
+        ASSERT_SAME_BITS(out[i], static_cast<float>(kit.process(in[i]))) << "round " << round;
+      }
+      normalization.clear();
+      kit.reset();
     }
-    normalization.clear();
-    kit.reset();
-  }
+  });
 }
 
 }  // namespace

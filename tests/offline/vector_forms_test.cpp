@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include <offline/vector_forms.h>
+
+#include <tests/offline/each_form.h>
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
+
+namespace Zephly::offline {
+namespace {
+
+TEST(VectorFormsTest, AreThoseOfThisBuild) {
+  if (allVectorForms().empty()) {
+    EXPECT_EQ(vectorForms(), nullptr);
+  } else {
+    EXPECT_EQ(vectorForms(), allVectorForms().front());
+  }
+#if !ZEPHLY_VECTORS
+  EXPECT_TRUE(allVectorForms().empty());
+#elif defined(__aarch64__)
+  EXPECT_FALSE(allVectorForms().empty());
+#elif defined(__x86_64__)
+  const auto has = [](const char* name) {
+    for (const VectorForms* forms : allVectorForms()) {
+      if (forms->name == std::string_view(name)) return true;
+    }
+    return false;
+  };
+  EXPECT_EQ(has("SSSE3"), __builtin_cpu_supports("ssse3") != 0);
+  EXPECT_EQ(has("AVX2"), __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"));
+#endif
+}
+
+TEST(VectorFormsTest, CanBeChosen) {
+  int forms = 0;
+  withEachForm([&] { ++forms; });
+  EXPECT_EQ(forms, 1 + static_cast<int>(allVectorForms().size()));
+  useVectorForms(nullptr);
+  EXPECT_EQ(vectorForms(), nullptr);
+  if (!allVectorForms().empty()) useVectorForms(allVectorForms().front());
+}
+
+// Keys that are subnormal would be lost.
+TEST(VectorFormsTest, AreNotUsedWhileSubnormalsAreFlushed) {
+#if defined(__SSE2__)
+  constexpr unsigned flushToZero = 0x8000;
+  constexpr unsigned subnormalsAreZero = 0x40;
+  const VectorForms* const before = vectorForms();
+  for (const unsigned mode : {flushToZero, subnormalsAreZero}) {
+    const unsigned control = _mm_getcsr();
+    _mm_setcsr(control | mode);
+    const VectorForms* const forms = vectorForms();
+    _mm_setcsr(control);
+    EXPECT_EQ(forms, nullptr) << mode;
+    EXPECT_EQ(vectorForms(), before);
+  }
+#else
+  GTEST_SKIP() << "written for x86";
+#endif
+}
+
+}  // namespace
+}  // namespace Zephly::offline
