@@ -36,7 +36,7 @@ if(ZEPHLY_BUILD_HOSTS)
 endif()
 if(ZEPHLY_VECTORS)
   # Only its headers are used, which are the same for every processor; so they are found for a cross compiler, too.
-  find_path(ZEPHLY_HIGHWAY_HEADERS hwy/highway.h)
+  find_path(ZEPHLY_HIGHWAY_HEADERS hwy/highway.h NO_CMAKE_FIND_ROOT_PATH)
   zephly_need("${ZEPHLY_HIGHWAY_HEADERS}" "Highway 1.0 or newer, for whole recordings in vectors" ZEPHLY_VECTORS libhwy-dev)
   set(ZEPHLY_HIGHWAY_INCLUDE_DIR ${ZEPHLY_HIGHWAY_HEADERS})
   if(CMAKE_CROSSCOMPILING AND ZEPHLY_HIGHWAY_HEADERS)

@@ -12,8 +12,8 @@ namespace {
 
 constexpr float leastSpan = 0.01F;
 // The window is built again after each block.
-constexpr std::size_t leastInVectors = 300;
-constexpr std::size_t mostInVectors = 8'192;
+constexpr std::size_t leastContactsInVectors = 300;
+constexpr std::size_t mostContactsInVectors = 8'192;
 
 }  // namespace
 
@@ -37,7 +37,7 @@ void ContactDetector::Extreme::drop(std::uint64_t count) {
 
 void ContactDetector::process(std::span<const float> in, std::span<std::uint8_t> contact) {
   for (std::size_t done = 0; done < in.size();) {
-    const std::size_t length = std::min(in.size() - done, mostInVectors);
+    const std::size_t length = std::min(in.size() - done, mostContactsInVectors);
     processBlock(in.subspan(done, length), contact.subspan(done, length));
     done += length;
   }
@@ -45,8 +45,8 @@ void ContactDetector::process(std::span<const float> in, std::span<std::uint8_t>
 
 void ContactDetector::processBlock(std::span<const float> in, std::span<std::uint8_t> contact) {
   const VectorForms* const forms =
-      in.size() < leastInVectors || count_ < size ? nullptr : vectorForms();
-  std::array<float, size - 1 + mostInVectors> samples;
+      in.size() < leastContactsInVectors || count_ < size ? nullptr : vectorForms();
+  std::array<float, size - 1 + mostContactsInVectors> samples;
   const std::size_t count = size - 1 + in.size();
   if (forms != nullptr) {
     // All of the window but the oldest sample, then the block.

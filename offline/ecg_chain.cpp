@@ -14,8 +14,8 @@ constexpr double fifth = static_cast<double>(0.2F);
 constexpr double fourThousandths = static_cast<double>(0.004F);
 
 // The arrays of a block stay in the first cache; fewer samples are not worth the vectors.
-constexpr std::size_t blockLength = 1'000;
-constexpr std::size_t leastInVectors = 200;
+constexpr std::size_t ecgBlock = 1'000;
+constexpr std::size_t leastEcgInVectors = 200;
 
 // Between the stages samples are in single precision.
 template <class Stage>
@@ -34,7 +34,7 @@ EcgChain::EcgChain()
       baseline_(designBiquad(BiquadLowpass, fourThousandths, 0.707)) {}
 
 void EcgChain::process(std::span<const float> in, std::span<float> out) {
-  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  const VectorForms* const forms = in.size() < leastEcgInVectors ? nullptr : vectorForms();
   if (forms != nullptr) {
     processInVectors(*forms, in, out);
     return;
@@ -53,12 +53,12 @@ void EcgChain::processInVectors(const VectorForms& forms, std::span<const float>
   lowPass_.copyTo(lanes, 5);
   baseline_.copyTo(lanes, 1);
   // The delayed samples, then those of the block.
-  std::array<double, delay + blockLength> lowPassed;
-  std::array<double, blockLength> values;
+  std::array<double, delay + ecgBlock> lowPassed;
+  std::array<double, ecgBlock> values;
   const auto oldest = delayLine_.begin() + static_cast<std::ptrdiff_t>(write_) + 1;
   std::copy(delayLine_.begin(), oldest - 1, std::copy(oldest, delayLine_.end(), lowPassed.begin()));
   for (std::size_t done = 0; done < in.size();) {
-    const std::size_t length = std::min(in.size() - done, blockLength);
+    const std::size_t length = std::min(in.size() - done, ecgBlock);
     forms.ecgSections(lanes, in.data() + done, length, lowPassed.data() + delay, values.data());
     for (std::size_t i = 0; i < length; ++i) {
       values[i] = static_cast<double>(static_cast<float>(lowPassed[i] - values[i]));

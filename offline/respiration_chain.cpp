@@ -10,8 +10,8 @@ namespace Zephly::offline {
 namespace {
 
 // As many as RunningMedian takes at once, and the fewest that are worth it.
-constexpr std::size_t blockLength = 2'900;
-constexpr std::size_t leastInVectors = 300;
+constexpr std::size_t respirationBlock = 2'900;
+constexpr std::size_t leastRespirationInVectors = 300;
 
 }  // namespace
 
@@ -22,7 +22,7 @@ RespirationChain::RespirationChain()
       highPass_(designBiquad(BiquadHighpass, 8e-5, 0.707)) {}
 
 void RespirationChain::process(std::span<const float> in, std::span<float> out) {
-  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  const VectorForms* const forms = in.size() < leastRespirationInVectors ? nullptr : vectorForms();
   if (forms != nullptr) {
     processInVectors(*forms, in, out);
     return;
@@ -44,13 +44,13 @@ void RespirationChain::processInVectors(const VectorForms& forms, std::span<cons
   lowPass_.copyTo(lanes, 4);
   highPass_.copyTo(lanes, 0);
   double lastOfLowPass = highPass_.lastInput();
-  std::array<double, blockLength> notched;
-  std::array<double, blockLength> medians;
-  std::array<double, blockLength> passed;
+  std::array<double, respirationBlock> notched;
+  std::array<double, respirationBlock> medians;
+  std::array<double, respirationBlock> passed;
   std::size_t done = 0;     // by the notches
   std::size_t waiting = 0;  // for the median and what follows
   while (done < in.size() || waiting > 0) {
-    const std::size_t length = std::min(in.size() - done, blockLength);
+    const std::size_t length = std::min(in.size() - done, respirationBlock);
     median_.process(std::span(notched).first(waiting), std::span(medians).first(waiting));
     forms.respirationSections(lanes, {.in = in.data() + done,
                                       .inCount = length,

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t middle = RunningMedian::size / 2;
 // The vector form sorts as much for one sample as for 2,900.
-constexpr std::size_t leastInVectors = 300;
-constexpr std::size_t mostInVectors = 2'900;
+constexpr std::size_t leastMediansInVectors = 300;
+constexpr std::size_t mostMediansInVectors = 2'900;
 
 bool isNegativeZero(double x) { return x == 0.0 && std::signbit(x); }
 
@@ -34,24 +34,24 @@ std::size_t placeOf(const double* sorted, std::size_t count, double x) {
 }  // namespace
 
 struct RunningMedian::Block {
-  std::array<double, size - 1 + mostInVectors> samples;
+  std::array<double, size - 1 + mostMediansInVectors> samples;
 };
 
 void RunningMedian::process(std::span<const double> in, std::span<double> out) {
-  if (in.size() < leastInVectors) {
+  if (in.size() < leastMediansInVectors) {
     for (std::size_t i = 0; i < in.size(); ++i) out[i] = step(in[i]);
     return;
   }
   Block block;
   for (std::size_t done = 0; done < in.size();) {
-    const std::size_t length = std::min(in.size() - done, mostInVectors);
+    const std::size_t length = std::min(in.size() - done, mostMediansInVectors);
     processBlock(block, in.subspan(done, length), out.subspan(done, length));
     done += length;
   }
 }
 
 void RunningMedian::processBlock(Block& block, std::span<const double> in, std::span<double> out) {
-  const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+  const VectorForms* const forms = in.size() < leastMediansInVectors ? nullptr : vectorForms();
   const auto begin = block.samples.begin();
   if (forms != nullptr) {
     // All of the window but the oldest sample, then the block.

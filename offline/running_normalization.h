@@ -56,8 +56,8 @@ class RunningNormalization {
 
   /// The next samples. `out` has the length of `in`.
   void process(std::span<const double> in, std::span<float> out) {
-    constexpr std::size_t leastInVectors = 32;
-    const VectorForms* const forms = in.size() < leastInVectors ? nullptr : vectorForms();
+    constexpr std::size_t leastLevelsInVectors = 32;
+    const VectorForms* const forms = in.size() < leastLevelsInVectors ? nullptr : vectorForms();
     // After a NaN it may be needed at most for the rest of the window.
     if (forms == nullptr || firstIsNan_ || !forms->finite(in.data(), in.size())) {
       for (std::size_t i = 0; i < in.size(); ++i) out[i] = static_cast<float>(step(in[i]));
