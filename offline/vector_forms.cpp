@@ -11,7 +11,10 @@
 #define HWY_WANT_SSSE3 1
 #define HWY_DISABLED_TARGETS (~(HWY_SSSE3 | HWY_AVX2))
 #else
+// NEON is a part of 64-bit ARM. Without a choice at run time Highway does not switch the
+// cryptographic instructions on by a pragma, which g++ does not apply to constructors.
 #define HWY_COMPILE_ONLY_STATIC
+#define TOOLCHAIN_MISS_SYS_AUXV_H 1
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #endif
 // Only Highway's headers are used. Its assertions would need its library.

@@ -2,10 +2,13 @@
 #include <offline/vector_forms.h>
 
 #include <tests/offline/each_form.h>
+#include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string_view>
+#include <vector>
 
 #if defined(__SSE2__)
 #include <xmmintrin.h>
@@ -43,6 +46,37 @@ TEST(VectorFormsTest, CanBeChosen) {
   useVectorForms(nullptr);
   EXPECT_EQ(vectorForms(), nullptr);
   if (!allVectorForms().empty()) useVectorForms(allVectorForms().front());
+}
+
+// A form that took good samples for special ones would be right, but slow.
+TEST(VectorFormsTest, KnowSpecialSamples) {
+  for (const VectorForms* forms : allVectorForms()) {
+    SCOPED_TRACE(forms->name);
+    for (std::size_t count = 0; count < 20; ++count) {
+      SCOPED_TRACE(count);
+      std::vector<double> samples(count, 1e308);
+      std::vector<float> floats(count, 3e38F);
+      EXPECT_TRUE(forms->finite(samples.data(), count));
+      EXPECT_TRUE(forms->ordinary(samples.data(), count));
+      EXPECT_TRUE(forms->finiteFloats(floats.data(), count));
+      for (std::size_t place = 0; place < count; ++place) {
+        samples[place] = -0.0;
+        EXPECT_TRUE(forms->finite(samples.data(), count));
+        EXPECT_FALSE(forms->ordinary(samples.data(), count)) << place;
+        for (const float special : {infinity, -infinity, notANumber}) {
+          samples[place] = static_cast<double>(special);
+          floats[place] = special;
+          EXPECT_FALSE(forms->finite(samples.data(), count)) << place;
+          EXPECT_FALSE(forms->ordinary(samples.data(), count)) << place;
+          EXPECT_FALSE(forms->finiteFloats(floats.data(), count)) << place;
+        }
+        samples[place] = place % 2 == 0 ? 0.0 : -4e-324;
+        floats[place] = place % 2 == 0 ? -0.0F : 1e-44F;
+      }
+      EXPECT_TRUE(forms->ordinary(samples.data(), count));
+      EXPECT_TRUE(forms->finiteFloats(floats.data(), count));
+    }
+  }
 }
 
 // Keys that are subnormal would be lost.
