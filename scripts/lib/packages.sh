@@ -59,7 +59,8 @@ bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
 # To build, test and use the Python module.
 python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind11 python3-numpy python3-pandas
-  python3-matplotlib python3-pytest python3-pytest-timeout python3-venv python3-pip mypy)
+  python3-matplotlib python3-pytest python3-pytest-timeout python3-venv python3-pip mypy python3-distributed
+  python3-cryptography)
 
 # To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/lib/peers.sh); these are
 # its dependencies.

@@ -54,7 +54,9 @@ def test_wheel_contains_types_and_no_unexpected_files(wheel):
     names = zipfile.ZipFile(wheel).namelist()
     assert {"zephly/__init__.py", "zephly/__init__.pyi", "zephly/py.typed"} < set(names)
     assert "zephly-1.0.dist-info/LICENSE" in names
-    assert len(names) == 8
+    cohort = ["__init__", "__main__", "addresses", "driver", "progress", "unit"]
+    assert [name for name in names if "/cohort/" in name] == [f"zephly/cohort/{name}.py" for name in cohort]
+    assert len(names) == 14
 
 
 def png_size(path):

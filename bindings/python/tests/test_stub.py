@@ -47,7 +47,7 @@ def parameters_of(function):
 def module_names():
     found = {"__version__": None}
     for name, value in vars(zephly).items():
-        if name.startswith("_"):
+        if name.startswith("_") or inspect.ismodule(value):
             continue
         found[name] = parameters_of(value) if callable(value) and not inspect.isclass(value) else None
         if not inspect.isclass(value):
