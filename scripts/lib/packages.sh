@@ -18,7 +18,7 @@ kit_packages=(g++ 'cmake>=3.25' ninja-build libgtest-dev libgmock-dev)
 
 # To build the kit, the hosts and the program.
 build_packages=(g++ 'cmake>=3.25' ninja-build 'libboost-dev>=1.81|libboost1.81-dev' libcli11-dev nlohmann-json3-dev
-  'libsdbus-c++-dev>=1.2' libsystemd-dev pkg-config libedf-dev libssl-dev libhwy-dev)
+  'libsdbus-c++-dev>=1.2' libsystemd-dev pkg-config libedf-dev libssl-dev libhwy-dev libhdf5-dev)
 
 # To build the page of `zephly view`: Node.js 18 or newer, and npm. Where they were installed from elsewhere, Debian's
 # packages would conflict with them.
@@ -59,8 +59,8 @@ bench_packages=("${build_packages[@]}" libbenchmark-dev)
 
 # To build, test and use the Python module.
 python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind11 python3-numpy python3-pandas
-  python3-matplotlib python3-pytest python3-pytest-timeout python3-venv python3-pip mypy python3-distributed
-  python3-cryptography)
+  python3-matplotlib python3-h5py hdf5-tools python3-pytest python3-pytest-timeout python3-venv python3-pip mypy
+  python3-distributed python3-cryptography)
 
 # To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/lib/peers.sh); these are
 # its dependencies.

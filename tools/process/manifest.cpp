@@ -3,6 +3,7 @@
 
 #include <tools/common/json_object.h>
 #include <tools/common/version_text.h>
+#include <tools/process/hdf5_writer.h>
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
@@ -65,6 +66,7 @@ std::string Manifest::text() const {
              .add("format", manifestFormat)
              .add("program", program)
              .add("options", JsonObject()
+                                 .add("hdf5", forms.hdf5)
                                  .add("edf", forms.edf)
                                  .add("edfDiscontinuous", forms.edfDiscontinuous)
                                  .add("csv", forms.csv))
@@ -75,8 +77,12 @@ std::string Manifest::text() const {
 }
 
 Manifest newManifest(Forms forms, std::vector<NamedDigest> input) {
-  return {
-      .program = tools::programName(), .forms = forms, .input = std::move(input), .outputs = {}};
+  // Versions of HDF5 write different bytes.
+  const std::string library = forms.hdf5 ? " with HDF5 " + hdf5Version() : std::string();
+  return {.program = tools::programName() + library,
+          .forms = forms,
+          .input = std::move(input),
+          .outputs = {}};
 }
 
 std::optional<std::string> smallFile(const std::filesystem::path& file, std::size_t limit) {
@@ -105,7 +111,8 @@ std::optional<Manifest> readManifest(const std::filesystem::path& directory) {
     if (manifest.at("format") != manifestFormat) return std::nullopt;
     const json& options = manifest.at("options");
     return Manifest{.program = manifest.at("program").get<std::string>(),
-                    .forms = {.edf = options.at("edf").get<bool>(),
+                    .forms = {.hdf5 = options.at("hdf5").get<bool>(),
+                              .edf = options.at("edf").get<bool>(),
                               .edfDiscontinuous = options.at("edfDiscontinuous").get<bool>(),
                               .csv = options.at("csv").get<bool>()},
                     .input = digestsOf(manifest.at("input")),

@@ -151,15 +151,14 @@ tools::Command addProcessCommand(CLI::App& program) {
   command->footer(
       "Examples:\n"
       "  zephly process captures/*.zcap --out results          one directory for each capture\n"
-      "  zephly process captures/*.zcap --out results --csv    with CSV files, as export writes "
+      "  zephly process captures/*.zcap --out results --csv    as CSV files, as export writes "
       "them\n"
       "  zephly process --out results                          only write results/cohort.csv anew\n"
       "\n"
-      "The result of NAME.zcap is results/NAME with summary.json, events.csv and manifest.json. "
-      "It\n"
-      "appears when it is complete. A capture whose result is there and still right is skipped, "
-      "so\n"
-      "the same command goes on where an earlier one has ended. Several may run at the same time.\n"
+      "The result of NAME.zcap is results/NAME with signals.h5, events.csv, summary.json and\n"
+      "manifest.json. It appears when it is complete. A capture whose result is there and still\n"
+      "right is skipped, so the same command goes on where an earlier one has ended. Several may\n"
+      "run at the same time.\n"
       "A damaged capture is processed up to the damage. docs/process.md describes the files.\n"
       "Exit code: 0 all done; 1 a capture damaged or failed; 2 wrong options; 130 interrupted.");
   const auto options = std::make_shared<ProcessOptions>();
@@ -173,6 +172,8 @@ tools::Command addProcessCommand(CLI::App& program) {
   tools::addValue(*command, "--jobs", "N",
                   "Captures at the same time (default: the number of processors)",
                   [options](const std::string& text) { options->jobs = jobsValue(text); });
+  tools::addFlag(*command, "--hdf5", options->forms.hdf5,
+                 "Write an HDF5 file, signals.h5 (default, unless another form is given)");
   CLI::Option* edf = tools::addFlag(*command, "--edf", options->forms.edf,
                                     "Write an EDF+ file, signals.edf (see docs/export.md)");
   tools::addFlag(*command, "--edf-discontinuous", options->forms.edfDiscontinuous,
@@ -185,6 +186,8 @@ tools::Command addProcessCommand(CLI::App& program) {
                  "Do not write cohort.csv, the table of all results");
   return {command, [options, captures, noCohort] {
             options->cohort = !*noCohort;
+            Forms& forms = options->forms;
+            forms.hdf5 = forms.hdf5 || (!forms.edf && !forms.csv);
             for (const std::string& name : *captures) {
               options->captures.push_back(tools::fileValue("CAPTURE", name));
             }

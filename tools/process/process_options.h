@@ -12,6 +12,7 @@ namespace Zephly::processing {
 /// The forms in which the signals are written. They are all that a result depends on besides the
 /// capture and the version of the program.
 struct Forms {
+  bool hdf5 = false;
   bool edf = false;
   bool edfDiscontinuous = false;
   bool csv = false;

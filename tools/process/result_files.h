@@ -14,6 +14,7 @@
 #include <tools/export/edf_file.h>
 #include <tools/process/capture_summary.h>
 #include <tools/process/process_options.h>
+#include <tools/process/signals_file.h>
 #include <tools/vitals/capture_input.h>
 #include <vitals/vitals.h>
 
@@ -55,6 +56,7 @@ class ResultFiles final : public recorders::CaptureListener, public vitals::Rece
   std::optional<exporting::CsvTables> csv_;
   std::optional<exporting::CsvFile> events_;  // without CSV files of everything
   std::optional<exporting::EdfFile> edf_;
+  std::optional<SignalsFile> hdf5_;
 };
 
 }  // namespace Zephly::processing

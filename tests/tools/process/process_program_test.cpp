@@ -51,7 +51,10 @@ TEST_F(ProcessProgramTest, WritesWhatExportWrites) {
 TEST_F(ProcessProgramTest, WritesTheEventsInEveryForm) {
   ASSERT_EQ(process({capture("walk"), "--out", out_}).exitCode, 0);
   EXPECT_THAT(namesBelow(result("walk")),
-              ElementsAre("events.csv", "manifest.json", "summary.json"));
+              ElementsAre("events.csv", "manifest.json", "signals.h5", "summary.json"));
+  ASSERT_EQ(process({capture("rest"), "--out", scratch_ / "edf", "--edf"}).exitCode, 0);
+  EXPECT_THAT(namesBelow(scratch_ / "edf/rest"),
+              ElementsAre("events.csv", "manifest.json", "signals.edf", "summary.json"));
   const fs::path csv = scratch_ / "csv";
   ASSERT_EQ(runProgram({"export", capture("walk"), "--csv", csv}).exitCode, 0);
   EXPECT_EQ(bytesOf(result("walk") / "events.csv"), bytesOf(csv / "events.csv"));
@@ -100,7 +103,7 @@ TEST_F(ProcessProgramTest, TheManifestNamesInputAndOutputs) {
   EXPECT_EQ(input["bytes"], fs::file_size(capture("walk")));
   EXPECT_EQ(runOther("/usr/bin/sha256sum", {capture("walk")}).output.substr(0, 64),
             input["sha256"]);
-  ASSERT_EQ(manifest["outputs"].size(), 2U);
+  ASSERT_EQ(manifest["outputs"].size(), 3U);
   for (const json& output : manifest["outputs"]) {
     const fs::path file = result("walk") / output["name"].get<std::string>();
     EXPECT_EQ(output["bytes"], fs::file_size(file));
@@ -114,12 +117,12 @@ TEST_F(ProcessProgramTest, TheSameCaptureGivesTheSameBytes) {
   fs::create_directory(other);
   fs::copy_file(capture("walk"), other / "walk.zcap");
   fs::copy_file(capture("rest"), other / "rest.zcap");
-  ASSERT_EQ(
-      process({capture("walk"), capture("rest"), "--out", out_, "--csv", "--edf", "--jobs", "1"})
-          .exitCode,
-      0);
+  ASSERT_EQ(process({capture("walk"), capture("rest"), "--out", out_, "--csv", "--edf", "--hdf5",
+                     "--jobs", "1"})
+                .exitCode,
+            0);
   ASSERT_EQ(process({other / "rest.zcap", other / "walk.zcap", "--out", other / "out", "--csv",
-                     "--edf", "--jobs", "2"},
+                     "--edf", "--hdf5", "--jobs", "2"},
                     {"TZ=Asia/Kolkata"})
                 .exitCode,
             0);
