@@ -96,13 +96,13 @@ void addChains(Suite& suite) {
                      Zephly::ECGMultiBandpassFilter chain;
                      feed(state, input, [&chain](float sample) { return chain.process(sample); });
                    });
-  addForAllSignals(suite, "offline/EcgChain, the same bits", ecgSamples,
+  addForAllSignals(suite, "offline/EcgChain, sample by sample", ecgSamples,
                    measureOffline<Zephly::offline::EcgChain>);
   addForAllSignals(suite, "RespirationFilter", respirationSamples, measureRespiration);
-  addForAllSignals(suite, "offline/RespirationChain, the same bits", respirationSamples,
+  addForAllSignals(suite, "offline/RespirationChain, sample by sample", respirationSamples,
                    measureOffline<Zephly::offline::RespirationChain>);
   addForAllSignals(suite, "LeadoffDetector", respirationSamples, measureLeadoff);
-  addForAllSignals(suite, "offline/ContactDetector, the same answers", respirationSamples,
+  addForAllSignals(suite, "offline/ContactDetector, sample by sample", respirationSamples,
                    [](benchmark::State& state, const Input<float>& input) {
                      Zephly::offline::ContactDetector detector;
                      feed(state, input, [&detector](float sample) {

@@ -46,8 +46,6 @@ class BiquadSections {
     }
   }
 
-  double lastInput() const { return last_; }
-
   double step(double x) {
     last_ = x;
     double value = x;

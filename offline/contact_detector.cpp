@@ -60,8 +60,8 @@ void ContactDetector::processBlock(std::span<const float> in, std::span<std::uin
     return;
   }
   forms->contacts(samples.data(), in.size(), contact.data());
-  // Begins again with the window that the block leaves.
-  count_ += in.size() - size;
+  // Begins again with the window that the block leaves. The counts go on: only their differences
+  // matter.
   largest_.held = 0;
   smallest_.held = 0;
   for (std::size_t i = count - size; i < count; ++i) step(samples[i]);

@@ -2,13 +2,23 @@
 #include <offline/exact_order.h>
 
 #include <algorithm>
+#include <array>
+#include <numeric>
 
 namespace Zephly::offline {
 
-void sortRows(std::uint32_t* rows, std::size_t count, const double* samples) {
-  std::sort(rows, rows + count, [samples](std::uint32_t left, std::uint32_t right) {
+void sortExactly(const double* samples, std::size_t count, double* values, std::uint16_t* places,
+                 std::uint16_t first) {
+  std::array<std::uint16_t, 1024> order;
+  const auto end = order.begin() + static_cast<std::ptrdiff_t>(count);
+  std::iota(order.begin(), end, std::uint16_t{0});
+  std::sort(order.begin(), end, [samples](std::uint16_t left, std::uint16_t right) {
     return samples[left] < samples[right];
   });
+  for (std::size_t rank = 0; rank < count; ++rank) {
+    values[rank] = samples[order[rank]];
+    places[order[rank]] = static_cast<std::uint16_t>(first + rank);
+  }
 }
 
 }  // namespace Zephly::offline

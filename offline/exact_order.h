@@ -9,7 +9,9 @@
 
 namespace Zephly::offline {
 
-/// Sorts rows by their samples.
-void sortRows(std::uint32_t* rows, std::size_t count, const double* samples);
+/// Sorts up to 1,024 samples into `values`; `places` becomes the place of each sample there,
+/// counted from `first`.
+void sortExactly(const double* samples, std::size_t count, double* values, std::uint16_t* places,
+                 std::uint16_t first);
 
 }  // namespace Zephly::offline

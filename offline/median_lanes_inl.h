@@ -183,88 +183,144 @@ HWY_NOINLINE void sortColumns(double* keys) {
   }
 }
 
-// The window over the ranks of one column. Bit 0 of word 1 is rank 0; the first and the last word
-// are full, so that a search always ends.
+// The window over the ranks of one column. A place is a rank plus 64: bit 0 of word 1 is rank 0.
+// The first word and the last two are full, so that a search always ends.
 struct RankWindow {
-  std::uint64_t words[medianRows / 64 + 2];
-  std::uint32_t ranks[medianRows];       // of each row, plus 64
-  std::uint32_t rows[medianRows + 128];  // of each rank, which is 64 higher here
-  std::uint32_t median;                  // the rank of the 151st smallest, plus 64
-  const double* samples;                 // of row 0
-  double* medians;                       // of row 299
+  std::uint64_t words[medianRows / 64 + 3];
+  std::uint16_t places[medianRows];  // of each row
+  double values[medianRows + 192];   // of each place
+  std::uint32_t lower;               // the place of the 151st smallest
+  std::uint32_t upper;               // and of the 152nd
+  const double* samples;             // of row 0
+  double* medians;                   // of row 299
 };
 
-HWY_INLINE std::uint32_t nextSet(const RankWindow& window, std::uint32_t rank) {
-  std::size_t word = rank >> 6;
-  std::uint64_t above = window.words[word] & (~std::uint64_t{1} << (rank & 63));
-  while (HWY_UNLIKELY(above == 0)) above = window.words[++word];
+HWY_INLINE std::uint32_t nextSet(const RankWindow& window, std::uint32_t place) {
+  std::size_t word = place >> 6;
+  std::uint64_t above = window.words[word] & (~std::uint64_t{1} << (place & 63));
+  while (above == 0) above = window.words[++word];
   return static_cast<std::uint32_t>(word << 6) + static_cast<std::uint32_t>(__builtin_ctzll(above));
 }
 
-HWY_INLINE std::uint32_t previousSet(const RankWindow& window, std::uint32_t rank) {
-  std::size_t word = rank >> 6;
-  std::uint64_t below = window.words[word] & ((std::uint64_t{1} << (rank & 63)) - 1);
-  while (HWY_UNLIKELY(below == 0)) below = window.words[--word];
+HWY_INLINE std::uint32_t previousSet(const RankWindow& window, std::uint32_t place) {
+  std::size_t word = place >> 6;
+  std::uint64_t below = window.words[word] & ((std::uint64_t{1} << (place & 63)) - 1);
+  while (below == 0) below = window.words[--word];
   return static_cast<std::uint32_t>(word << 6) + 63 -
          static_cast<std::uint32_t>(__builtin_clzll(below));
 }
 
 // Takes over a sorted column, and puts the window on its first 300 rows.
 HWY_NOINLINE void fillWindow(RankWindow& window, const double* keys, std::size_t rows) {
+  const double* const samples = window.samples;
   double last = -HUGE_VAL;
   bool ordered = true;
-  for (std::size_t i = 0; i < rows; ++i) {
+  for (std::size_t rank = 0; rank < rows; ++rank) {
     std::uint64_t key;
-    hwy::CopyBytes<8>(keys + i * medianLanes, &key);
-    const auto row = static_cast<std::uint32_t>(key % medianRows);
-    const double sample = window.samples[row];
-    ordered = ordered && last <= sample;
+    hwy::CopyBytes<8>(keys + rank * medianLanes, &key);
+    const std::size_t row = key % medianRows;
+    const double sample = samples[row];
+    ordered &= last <= sample;
     last = sample;
-    window.rows[64 + i] = row;
+    window.values[64 + rank] = sample;
+    window.places[row] = static_cast<std::uint16_t>(64 + rank);
   }
-  if (!ordered) sortRows(window.rows + 64, rows, window.samples);
-  for (std::size_t i = 0; i < rows; ++i) {
-    window.ranks[window.rows[64 + i]] = static_cast<std::uint32_t>(64 + i);
-  }
+  if (!ordered) sortExactly(samples, rows, window.values + 64, window.places, 64);
   for (std::uint64_t& word : window.words) word = 0;
   window.words[0] = ~std::uint64_t{0};
   window.words[medianRows / 64 + 1] = ~std::uint64_t{0};
+  window.words[medianRows / 64 + 2] = ~std::uint64_t{0};
   for (std::size_t row = 0; row < medianWindow; ++row) {
-    window.words[window.ranks[row] >> 6] |= std::uint64_t{1} << (window.ranks[row] & 63);
+    window.words[window.places[row] >> 6] |= std::uint64_t{1} << (window.places[row] & 63);
   }
-  window.median = 63;
-  for (std::size_t i = 0; i <= medianWindow / 2; ++i) {
-    window.median = nextSet(window, window.median);
-  }
+  window.lower = 63;
+  for (std::size_t i = 0; i <= medianWindow / 2; ++i) window.lower = nextSet(window, window.lower);
+  window.upper = nextSet(window, window.lower);
 }
 
 // The median of the window that ends with row 299 + i.
 HWY_INLINE void writeMedian(const RankWindow& window, std::size_t i) {
-  const double lower = window.samples[window.rows[window.median]];
-  const double upper = window.samples[window.rows[nextSet(window, window.median)]];
-  window.medians[i] = (lower + upper) * 0.5;
+  window.medians[i] = (window.values[window.lower] + window.values[window.upper]) * 0.5;
 }
 
-// From rows i to i + 299 to the next.
+// From rows i to i + 299 to the next. Of the places around the lower median, 32 below it and 31
+// above it are looked at together, and the choice has no branch, which would be unpredictable.
 HWY_INLINE void moveWindow(RankWindow& window, std::size_t i) {
-  const std::uint32_t old = window.ranks[i];
-  const std::uint32_t added = window.ranks[i + medianWindow];
+  const std::uint32_t old = window.places[i];
+  const std::uint32_t added = window.places[i + medianWindow];
   window.words[old >> 6] &= ~(std::uint64_t{1} << (old & 63));
   window.words[added >> 6] |= std::uint64_t{1} << (added & 63);
-  const std::uint32_t at = window.median;
-  // All three are computed: a branch would be unpredictable.
-  const std::uint32_t down = previousSet(window, at);
-  const std::uint32_t up = nextSet(window, at);
+  const std::uint32_t at = window.lower;
+  const std::uint32_t first = at - 32;
+  const std::uint64_t around = window.words[first >> 6] >> (first & 63) |
+                               window.words[(first >> 6) + 1] << 1 << (63 - (first & 63));
+  const auto below = static_cast<std::uint32_t>(around);
+  const std::uint64_t above = around >> 33;
+  const std::uint64_t aboveNext = above & (above - 1);
+  std::uint32_t down;
+  std::uint32_t up;
+  std::uint32_t upNext;
+  if (HWY_LIKELY(below != 0 && aboveNext != 0)) {
+    down = at - 1 - static_cast<std::uint32_t>(__builtin_clz(below));
+    up = at + 1 + static_cast<std::uint32_t>(__builtin_ctzll(above));
+    upNext = at + 1 + static_cast<std::uint32_t>(__builtin_ctzll(aboveNext));
+  } else {
+    down = previousSet(window, at);
+    up = nextSet(window, at);
+    upNext = nextSet(window, up);
+  }
   const bool goesDown = added < at && old >= at;
   const bool goesUp = added > at && old <= at;
-  std::uint32_t next = goesDown ? down : at;
-  next = goesUp ? up : next;
-  window.median = next;
+  const std::uint32_t afterDown = old == at ? up : at;
+  std::uint32_t lower = goesDown ? down : at;
+  std::uint32_t upper = goesDown ? afterDown : up;
+  lower = goesUp ? up : lower;
+  upper = goesUp ? upNext : upper;
+  window.lower = lower;
+  window.upper = upper;
+}
+
+// The keys of one vector of columns.
+HWY_INLINE void fillKeys(const RankWindow* columns, std::size_t rows, double* keys) {
+  const Doubles d;
+  const hn::RebindToUnsigned<Doubles> bits;
+  const auto lowBits = hn::Set(bits, std::uint64_t{medianRows - 1});
+  const auto store = [&](std::size_t row, Row x) HWY_ATTR {
+    const auto number = hn::Set(bits, std::uint64_t{row});
+    const auto key = hn::Or(hn::AndNot(lowBits, hn::BitCast(bits, x)), number);
+    hn::Store(hn::BitCast(d, key), d, keys + row * medianLanes);
+  };
+  std::size_t row = 0;
+  for (; row + medianLanes <= rows; row += medianLanes) {
+    const Row a = hn::LoadU(d, columns[0].samples + row);
+    const Row b = hn::LoadU(d, columns[1].samples + row);
+    const Row even = hn::InterleaveLower(d, a, b);
+    const Row odd = hn::InterleaveUpper(d, a, b);
+    if constexpr (medianLanes == 2) {
+      store(row, even);
+      store(row + 1, odd);
+    } else {
+      const Row c = hn::LoadU(d, columns[medianLanes - 2].samples + row);
+      const Row e = hn::LoadU(d, columns[medianLanes - 1].samples + row);
+      const Row evenRight = hn::InterleaveLower(d, c, e);
+      const Row oddRight = hn::InterleaveUpper(d, c, e);
+      store(row, hn::ConcatLowerLower(d, evenRight, even));
+      store(row + 1, hn::ConcatLowerLower(d, oddRight, odd));
+      store(row + 2, hn::ConcatUpperUpper(d, evenRight, even));
+      store(row + 3, hn::ConcatUpperUpper(d, oddRight, odd));
+    }
+  }
+  for (; row < rows; ++row) {
+    HWY_ALIGN double line[medianLanes];
+    for (std::size_t column = 0; column < medianLanes; ++column) {
+      line[column] = columns[column].samples[row];
+    }
+    store(row, hn::Load(d, line));
+  }
+  for (; row < medianRows; ++row) hn::Store(hn::Set(d, HUGE_VAL), d, keys + row * medianLanes);
 }
 
 HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out) {
-  const Doubles d;
-  const hn::RebindToUnsigned<Doubles> bits;
   constexpr std::size_t groups = medianColumns / medianLanes;
   HWY_ALIGN double keys[medianRows * medianLanes];
   RankWindow windows[medianColumns];
@@ -272,28 +328,15 @@ HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out)
     const std::size_t length = HWY_MIN(count - done, medianColumns * medianSegment);
     const std::size_t segment = (length + medianColumns - 1) / medianColumns;
     const std::size_t rows = medianHistory + segment;
+    for (std::size_t column = 0; column < medianColumns; ++column) {
+      // The last segments overlap when the length is not a multiple.
+      const std::size_t begin = done + HWY_MIN(column * segment, length - segment);
+      windows[column].samples = samples + begin;
+      windows[column].medians = out + begin;
+    }
     for (std::size_t group = 0; group < groups; ++group) {
       RankWindow* const columns = windows + group * medianLanes;
-      for (std::size_t column = 0; column < medianLanes; ++column) {
-        // The last segments overlap when the length is not a multiple.
-        const std::size_t begin =
-            done + HWY_MIN((group * medianLanes + column) * segment, length - segment);
-        columns[column].samples = samples + begin;
-        columns[column].medians = out + begin;
-      }
-      const auto lowBits = hn::Set(bits, std::uint64_t{medianRows - 1});
-      for (std::size_t row = 0; row < rows; ++row) {
-        HWY_ALIGN double line[medianLanes];
-        for (std::size_t column = 0; column < medianLanes; ++column) {
-          line[column] = columns[column].samples[row];
-        }
-        const auto x = hn::BitCast(bits, hn::Load(d, line));
-        const auto key = hn::Or(hn::AndNot(lowBits, x), hn::Set(bits, std::uint64_t{row}));
-        hn::Store(hn::BitCast(d, key), d, keys + row * medianLanes);
-      }
-      for (std::size_t row = rows; row < medianRows; ++row) {
-        hn::Store(hn::Set(d, HUGE_VAL), d, keys + row * medianLanes);
-      }
+      fillKeys(columns, rows, keys);
       sortColumns(keys);
       for (std::size_t column = 0; column < medianLanes; ++column) {
         fillWindow(columns[column], keys + column, rows);

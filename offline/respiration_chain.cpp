@@ -43,7 +43,7 @@ void RespirationChain::processInVectors(const VectorForms& forms, std::span<cons
   notch2_.copyTo(lanes, 5);
   lowPass_.copyTo(lanes, 4);
   highPass_.copyTo(lanes, 0);
-  double lastOfLowPass = highPass_.lastInput();
+  double lastOfLowPass = 0.0;
   std::array<double, respirationBlock> notched;
   std::array<double, respirationBlock> medians;
   std::array<double, respirationBlock> passed;

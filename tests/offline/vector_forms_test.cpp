@@ -2,11 +2,16 @@
 #include <offline/vector_forms.h>
 
 #include <tests/offline/each_form.h>
+#include <tests/support/random_floats.h>
 #include <tests/support/special_floats.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -75,6 +80,46 @@ TEST(VectorFormsTest, KnowSpecialSamples) {
       }
       EXPECT_TRUE(forms->ordinary(samples.data(), count));
       EXPECT_TRUE(forms->finiteFloats(floats.data(), count));
+    }
+  }
+}
+
+TEST(VectorFormsTest, SortColumns) {
+  constexpr std::size_t rows = 1024;
+  for (const VectorForms* forms : allVectorForms()) {
+    SCOPED_TRACE(forms->name);
+    RandomFloats random(1);
+    alignas(32) std::array<double, rows * 4> keys;
+    for (double& key : keys) key = static_cast<double>(random.within(1));
+    std::vector<std::vector<double>> expected(forms->columns);
+    for (std::size_t i = 0; i < rows * forms->columns; ++i) {
+      expected[i % forms->columns].push_back(keys[i]);
+    }
+    forms->sortColumns(keys.data());
+    for (std::size_t column = 0; column < forms->columns; ++column) {
+      std::sort(expected[column].begin(), expected[column].end());
+      for (std::size_t row = 0; row < rows; ++row) {
+        ASSERT_EQ(keys[row * forms->columns + column], expected[column][row]) << row;
+      }
+    }
+  }
+}
+
+// In arrays of their own, so that the sanitizers see an access beyond them.
+TEST(VectorFormsTest, FindContactInAnyNumberOfSamples) {
+  for (const VectorForms* forms : allVectorForms()) {
+    SCOPED_TRACE(forms->name);
+    for (const std::size_t count : {64U, 65U, 71U, 100U, 1024U, 1087U, 1088U, 1089U, 2100U}) {
+      RandomFloats random(static_cast<std::uint32_t>(count));
+      std::vector<float> samples;
+      while (samples.size() < 69 + count) samples.push_back(random.within(0.0055F));
+      std::vector<std::uint8_t> contact(count, 2);
+      forms->contacts(samples.data(), count, contact.data());
+      for (std::size_t i = 0; i < count; ++i) {
+        const auto window = std::span(samples).subspan(i, 70);
+        const auto [least, most] = std::ranges::minmax(window);
+        ASSERT_EQ(contact[i], most - least > 0.01F ? 1 : 0) << count << ", " << i;
+      }
     }
   }
 }
