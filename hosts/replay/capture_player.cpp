@@ -3,93 +3,147 @@
 
 #include <capture/capture_error.h>
 #include <capture/text.h>
-#include <hosts/foundation/data.h>
 #include <hosts/foundation/observation.h>
 #include <hosts/replay/contradiction.h>
 #include <hosts/replay/replay_host.h>
+#include <zephly/ble/central_manager.h>
 #include <zephly/dsp/body_temperature_estimator.h>
+#include <zephly/dsp/signal_processor.h>
 #include <zephly/platform/observer.h>
-#include <zephly/session/zephly.h>
+#include <zephly/session/zephly_peripheral_delegate.h>
+#include <offline/respiration_engine.h>
 
 #include <algorithm>
 #include <memory>
-#include <utility>
-#include <variant>
 
 namespace Zephly::replay {
 
 namespace {
 
-// The application and the observer of the played session. The callbacks of one record are collected
-// in `record`.
-class Application final : public ZephlyDelegate, public WorkoutDelegate, public Observer {
+// What the strap sent and which repetitions it contains, record by record. Takes the place of a
+// session, whose filters take most of its time: the records of a stretch are collected, and their
+// respiration is then filtered at once.
+class Strap final : public ZephlyPeripheralDelegate, public Observer {
  public:
-  void didConnectPeripheral() override { record.connected = true; }
-  void didDisconnectPeripheral() override { record.disconnected = true; }
-  void didChangeLeadoffState(bool off) override {
-    // Reported before the sample that it belongs to.
-    record.contacts.push_back({record.respiration.size(), off});
+  Strap() {
+    engine_.setPushUpCallback(detected<Exercise::pushUp>, this);
+    engine_.setSitUpCallback(detected<Exercise::sitUp>, this);
+    engine_.setJumpCallback(detected<Exercise::jump>, this);
   }
-  void didReceiveTemperature(float object, float ambient, float /*body*/) override {
+  Strap(const Strap&) = delete;
+  Strap& operator=(const Strap&) = delete;
+
+  void didConnectPeripheral() override { record_->connected = true; }
+  void didDisconnectPeripheral() override { record_->disconnected = true; }
+  void didReceiveTemperature(float object, float ambient) override {
     const float estimate = body_.process(object, ambient);
     readings_ = std::min(readings_ + 1, readingsUntilSettled);
-    record.temperature = {object, ambient, std::nullopt};
-    if (readings_ == readingsUntilSettled) record.temperature->bodyEstimate = estimate;
+    record_->temperature = {object, ambient, std::nullopt};
+    if (readings_ == readingsUntilSettled) record_->temperature->bodyEstimate = estimate;
   }
-  void didReceiveBatteryStatus(BatteryStatus status) override { record.battery = status; }
-  void didReceiveECG(float sample) override { record.ecg.push_back(sample); }
-  void didReceiveRespiration(float sample) override {
-    if (rawRespiration_.empty()) rawRespiration_ = FrameDecoders::calculateECGValue(*frame_);
-    record.respiration.push_back({rawRespiration_[record.respiration.size()], sample});
+  void didReceiveECG(const std::vector<float>& samples) override { record_->ecg = samples; }
+  void didReceiveRespiration(const std::vector<float>& samples) override {
+    for (const float sample : samples) record_->respiration.push_back({sample, 0});
   }
-  // The session reports no motion readings to an application, but to the observer.
-  void didTraceMotion(const MotionTrace& /*fact*/) override {
-    record.motion = FrameDecoders::calculateMotionValue(*frame_);
-  }
-  void didDetectPushUp() override { record.repetitions.push_back(Exercise::pushUp); }
-  void didDetectSitUp() override { record.repetitions.push_back(Exercise::sitUp); }
-  void didDetectJump() override { record.repetitions.push_back(Exercise::jump); }
-
-  // The next record has this time and, when it is a notification, these bytes.
-  void begin(std::chrono::nanoseconds time, std::shared_ptr<const NSData> frame) {
-    record.clear();
-    record.time = time;
-    frame_ = std::move(frame);
-    rawRespiration_.clear();
+  void didReceiveBatteryStatus(BatteryStatus status) override { record_->battery = status; }
+  void didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
+                           float az) override {
+    record_->motion = {qw, qx, qy, qz, ax, ay, az};
+    engine_.imu(qw, qx, qy, qz, ax, ay, az);
   }
 
-  PlayedRecord record;
+  // What is received from now on belongs to this record.
+  void begin(PlayedRecord& record) { record_ = &record; }
 
  private:
-  std::shared_ptr<const NSData> frame_;
-  std::vector<float> rawRespiration_;  // of the frame, once it has been decoded
+  template <Exercise exercise>
+  static void detected(void* strap) {
+    static_cast<Strap*>(strap)->record_->repetitions.push_back(exercise);
+  }
+
+  PlayedRecord* record_ = nullptr;
+  SignalProcessor engine_;  // its detection of exercises
   BodyTemperatureEstimator body_;
   int readings_ = 0;  // up to readingsUntilSettled
 };
 
-// A session on the replay host.
-class PlayedSession {
+// The kit's central manager on the replay host, without a session.
+class PlayedLinks {
  public:
-  PlayedSession() : session_(::Zephly::Zephly::init(application_)) {
-    session_->startWorkoutDetection(application_);
-  }
-
-  const PlayedRecord& deliver(const capture::Record& record) {
-    const auto* value = std::get_if<capture::Value>(&record.what);
-    application_->begin(record.stamp.monotonic, value != nullptr && value->bytes
-                                                    ? hosts::Data::of(*value->bytes)
-                                                    : nullptr);
+  void deliver(const capture::Record& record, PlayedRecord& result) {
+    result.clear();
+    result.time = record.stamp.monotonic;
+    strap_->begin(result);
     host_.deliver(record);
-    return application_->record;
   }
 
   const Divergences& divergences() const { return host_.divergences(); }
 
  private:
   ReplayHost host_;
-  std::shared_ptr<Application> application_ = std::make_shared<Application>();
-  const hosts::Observation observation_{*application_};
-  std::shared_ptr<::Zephly::Zephly> session_;
+  std::shared_ptr<Strap> strap_ = std::make_shared<Strap>();
+  const hosts::Observation observation_{*strap_};
+  std::shared_ptr<CentralManager> central_ = CentralManager::init(strap_);
+};
+
+// Records until enough of them are there.
+class Stretch {
+ public:
+  using Listener = std::function<void(const PlayedRecord&)>;
+
+  // For the next record. Valid until the next call.
+  PlayedRecord& next() {
+    if (used_ == records_.size()) records_.emplace_back();
+    return records_[used_];
+  }
+
+  // next() has been filled in, while the processor clock had this time.
+  void take(std::uint64_t processorTime) {
+    const PlayedRecord& record = records_[used_++];
+    if (record.respiration.empty()) return;
+    for (const RespirationSample& sample : record.respiration) raw_.push_back(sample.raw);
+    frames_.push_back({record.respiration.size(), processorTime});
+  }
+
+  bool isFull() const { return used_ >= mostRecords || raw_.size() >= mostSamples; }
+
+  // Filters the respiration and passes all records on.
+  void handOver(const Listener& listener) {
+    processed_.resize(raw_.size());
+    contact_.resize(raw_.size());
+    engine_.process(raw_, frames_, processed_, contact_);
+    std::size_t sample = 0;
+    for (std::size_t i = 0; i < used_; ++i) {
+      addProcessed(records_[i], sample);
+      listener(records_[i]);
+    }
+    used_ = 0;
+    raw_.clear();
+    frames_.clear();
+  }
+
+ private:
+  // So that the filters run in vectors, in some megabytes.
+  static constexpr std::size_t mostSamples = 16'384;
+  static constexpr std::size_t mostRecords = 8'192;
+
+  void addProcessed(PlayedRecord& record, std::size_t& sample) {
+    for (std::size_t i = 0; i < record.respiration.size(); ++i, ++sample) {
+      record.respiration[i].processed = processed_[sample];
+      const bool on = contact_[sample] != 0;
+      if (on != lastContact_) record.contacts.push_back({i, !on});
+      lastContact_ = on;
+    }
+  }
+
+  std::vector<PlayedRecord> records_;
+  std::size_t used_ = 0;
+  std::vector<float> raw_;
+  std::vector<offline::FrameTime> frames_;
+  std::vector<float> processed_;
+  std::vector<std::uint8_t> contact_;
+  offline::RespirationEngine engine_;
+  std::optional<bool> lastContact_;
 };
 
 }  // namespace
@@ -116,20 +170,24 @@ Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& liste
     played.defects.push_back(
         {.file = records_.file(), .offset = error.offset(), .reason = error.reason()});
   };
-  PlayedSession session;
+  PlayedLinks links;
+  Stretch stretch;
   try {
     for (; played.records < limit; ++played.records) {
       const auto record = records_.next();
       if (!record) break;
-      listener(session.deliver(*record));
+      links.deliver(*record, stretch.next());
+      stretch.take(record->stamp.processor);
       played.duration = record->stamp.monotonic;
+      if (stretch.isFull()) stretch.handOver(listener);
     }
   } catch (const Contradiction& contradiction) {
     note(records_.damaged(contradiction.what()));
   } catch (const capture::CaptureError& error) {
     note(error);
   }
-  if (const auto complaint = records_.complaint(session.divergences())) {
+  stretch.handOver(listener);
+  if (const auto complaint = records_.complaint(links.divergences())) {
     played.complaints.push_back(capture::printable(records_.path().string()) + ": " + *complaint);
     played.defects.push_back({.file = records_.path(), .reason = *complaint});
   }

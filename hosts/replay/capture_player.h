@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 /// @file
-/// Plays a capture to a session of the kit as fast as possible, and reports for each record what
-/// the strap sent and what the session made of it.
+/// Plays a capture as fast as possible, and reports for each record what the strap sent and what a
+/// session of the kit makes of it, bit for bit: the kit's own central manager, decoders and
+/// detectors, and its filters in the form for whole recordings (offline/respiration_engine.h).
 ///
 ///   CapturePlayer player("walk.zcap");
 ///   const Played played = player.play([&](const PlayedRecord& record) { use(record.ecg); });
 ///   for (const std::string& complaint : played.complaints) report(complaint);
 ///
 /// On the main queue's thread, one at a time in a process. While it plays, its host is the one in
-/// use, and the kit's diagnostic lines are discarded. Its session is never destroyed, as no session
-/// is.
+/// use, and the kit's diagnostic lines are discarded.
 
 #include <hosts/replay/record_order.h>
 #include <zephly/motion/exercise.h>
@@ -32,7 +32,7 @@ namespace Zephly::replay {
 /// One respiration sample, before and after the filter.
 struct RespirationSample {
   float raw;        ///< as the strap sent it; full scale is +-2.42
-  float processed;  ///< the session's value, 0..1
+  float processed;  ///< as a session reports it, 0..1
 };
 
 /// A change of the electrodes' contact.
@@ -88,7 +88,7 @@ struct Played {
   std::vector<Defect> defects;  ///< the same, in parts
 };
 
-/// Runs a session on a capture and hands over its results, record by record.
+/// Plays a capture and hands over its results, record by record, those of some seconds at a time.
 class CapturePlayer {
  public:
   /// Throws capture::CaptureError when the file is not a capture.

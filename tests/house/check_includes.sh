@@ -18,7 +18,7 @@ declare -A allowed=(
   [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
   [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
-  [hosts/replay]="zephly/ $foundation capture/ timing/ vitals/"
+  [hosts/replay]="zephly/ $foundation capture/ timing/ offline/ vitals/"
   [hosts/vitals]="zephly/ $foundation capture/ vitals/"
   [tools]="$watching tools/"  # main.cpp; what its folders share is in tools/common
   [tools/common]="$watching" [tools/licenses]=""
