@@ -363,6 +363,8 @@ TEST_F(EdfReaderTest, SaysWhereAFileEndsTooEarly) {
 TEST_F(EdfReaderTest, SaysWhereAFileIsTooLong) {
   EXPECT_EQ(errorWith({.data = int16Bytes({1, 2, 3})}),
             "a.edf: at byte 516: more bytes after the last of 1 data records");
+  EXPECT_EQ(errorWith({.data = int16Bytes({1, 2, 3, 4})}),
+            "a.edf: at byte 516: more bytes after the last of 1 data records");
 }
 
 TEST_F(EdfReaderTest, RefusesALyingHeader) {

@@ -42,6 +42,15 @@ async function withReport(use, context = {}, path = page) {
   await tab.close();
 }
 
+/** The report with other data, as a file. */
+function edited(name, change) {
+  const changed = structuredClone(data);
+  change(changed);
+  const path = `${page}.${name}.html`;
+  writeFileSync(path, readFileSync(page, 'utf8').replace(DATA, (_all, begin, _old, end) => begin + JSON.stringify(changed).replaceAll('<', '\\u003c') + end));
+  return path;
+}
+
 const drawn = (tab) => tab.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
 
 /** How many pixels of a chart have the colour of that name, between two times of the shown span. */
@@ -138,6 +147,9 @@ test('everything can be done with the keyboard, and all charts follow', () =>
     assert.ok(focusable.length >= 6 + 7 + 2 && focusable.every((name) => name !== ''), focusable.join());
     await tab.keyboard.press('t');
     assert.equal(await tab.evaluate(() => document.documentElement.dataset.theme), 'dark');
+    await drawn(tab);
+    // In the colours of the theme.
+    for (const chart of ['heart', 'poincare']) assert.ok((await inked(tab, chart, 'ecg', 0, data.duration)) > 20, chart);
     // The arrow keys scroll a table.
     const command = await text(tab, 'code');
     await tab.focus('.scroll');
@@ -166,25 +178,47 @@ test('print is light and complete, and the screen as before after it', () =>
       window.seen = [];
       addEventListener('beforeprint', () => window.seen.push(document.documentElement.dataset.theme, document.querySelector('[data-chart=heart] canvas').width));
     });
+    const chartWidth = () => tab.evaluate(() => document.querySelector('[data-chart=heart] canvas').width);
+    const before = await chartWidth();
     const pdf = await tab.pdf({ preferCSSPageSize: true });
     assert.ok(pdf.length > 20_000);
     const [theme, width] = await tab.evaluate(() => window.seen);
     assert.equal(theme, 'light');
     assert.ok(width < 720, `${width} pixels are wider than the paper`);
     assert.equal(await tab.evaluate(() => document.documentElement.dataset.theme), 'dark');
+    assert.equal(await chartWidth(), before);
+    assert.ok((await inked(tab, 'heart', 'ecg', 0, data.duration)) > 50, 'in the colours of the screen');
   }, { colorScheme: 'dark' }));
 
+test('artefacts have no interval, and a rate from the ECG is dashed', async () => {
+  const inkOfBreathing = async (derived) => {
+    let ink = 0;
+    const path = edited(`derived-${derived}`, ({ seconds, beats }) => {
+      seconds.breathingDerived.fill(derived);
+      beats.class = [...beats.class].map((kind, i) => (beats.t[i] > 60 ? 'a' : kind)).join('');
+    });
+    await withReport(async (tab) => {
+      assert.ok((await inked(tab, 'tachogram', 'ecg', 0, 60)) > 50);
+      assert.equal(await inked(tab, 'tachogram', 'ecg', 61, data.duration), 0);
+      ink = await inked(tab, 'breathing', 'respiration', 0, data.duration);
+    }, {}, path);
+    return ink;
+  };
+  const dashed = await inkOfBreathing(1);
+  const solid = await inkOfBreathing(0);
+  assert.ok(dashed > 20 && dashed < 0.8 * solid, `${dashed} of ${solid} pixels`);
+});
+
 test('a damaged and empty recording without a date is a report, too', () => {
-  const empty = structuredClone(data);
-  for (const series of [empty.seconds, empty.beats, empty.temperature, empty.battery]) {
-    for (const key of Object.keys(series)) series[key] = key === 'class' ? '' : [];
-  }
-  const none = { median: null, lowest: null, highest: null, known: 0 };
-  const hrv = Object.fromEntries(Object.keys(empty.vitals.hrv).map((key) => [key, key === 'nn' || key === 'share' ? 0 : null]));
-  const vitals = { ...empty.vitals, heartRate: none, breathingRate: none, hrv, beats: { count: 0, normal: 0, ectopic: 0, artefact: 0 }, breaths: { count: 0, derived: 0 } };
-  Object.assign(empty, { clock: null, duration: 0, complaints: ['walk.zcap: damaged at byte 12'], contact: { share: null, intervals: [] }, windows: [], events: [], strips: [], vitals });
-  const path = `${page}.empty.html`;
-  writeFileSync(path, readFileSync(page, 'utf8').replace(DATA, (_all, begin, _old, end) => begin + JSON.stringify(empty).replaceAll('<', '\\u003c') + end));
+  const path = edited('empty', (empty) => {
+    for (const series of [empty.seconds, empty.beats, empty.temperature, empty.battery]) {
+      for (const key of Object.keys(series)) series[key] = key === 'class' ? '' : [];
+    }
+    const none = { median: null, lowest: null, highest: null, known: 0 };
+    const hrv = Object.fromEntries(Object.keys(empty.vitals.hrv).map((key) => [key, key === 'nn' || key === 'share' ? 0 : null]));
+    const vitals = { ...empty.vitals, heartRate: none, breathingRate: none, hrv, beats: { count: 0, normal: 0, ectopic: 0, artefact: 0 }, breaths: { count: 0, derived: 0 } };
+    Object.assign(empty, { clock: null, duration: 0, complaints: ['walk.zcap: damaged at byte 12'], contact: { share: null, intervals: [] }, windows: [], events: [], strips: [], vitals });
+  });
   return withReport(async (tab) => {
     assert.match(await text(tab, '.banner'), /damaged or incomplete.*walk\.zcap: damaged at byte 12/s);
     const values = await tab.$$eval('.tile .value', (all) => all.map((one) => one.textContent));
