@@ -62,6 +62,9 @@ python_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-pybind1
   python3-matplotlib python3-h5py hdf5-tools python3-pytest python3-pytest-timeout python3-venv python3-pip mypy
   python3-distributed python3-cryptography)
 
+# To process captures by Slurm's jobs.
+slurm_packages=(slurm-wlm munge procps)
+
 # To compare with other libraries. SciPy itself is downloaded and unpacked (see scripts/lib/peers.sh); these are
 # its dependencies.
 peers_packages=("${build_packages[@]}" python3-dev pybind11-dev python3-numpy python3-bottleneck python3-pandas
