@@ -97,9 +97,11 @@ class Stretch {
     return records_[used_];
   }
 
-  // next() has been filled in, while the processor clock had this time.
-  void take(std::uint64_t processorTime) {
+  // next() has been filled in, while the processor clock had this time and `part` of the file had
+  // been read.
+  void take(std::uint64_t processorTime, double part) {
     const PlayedRecord& record = records_[used_++];
+    parts_.push_back(part);
     if (record.respiration.empty()) return;
     for (const RespirationSample& sample : record.respiration) raw_.push_back(sample.raw);
     frames_.push_back({record.respiration.size(), processorTime});
@@ -107,17 +109,20 @@ class Stretch {
 
   bool isFull() const { return used_ >= mostRecords || raw_.size() >= mostSamples; }
 
-  // Filters the respiration and passes all records on.
-  void handOver(const Listener& listener) {
+  // Filters the respiration and passes all records on, after the part of the file that had been
+  // read with each.
+  void handOver(const Listener& listener, double& part) {
     processed_.resize(raw_.size());
     contact_.resize(raw_.size());
     engine_.process(raw_, frames_, processed_, contact_);
     std::size_t sample = 0;
     for (std::size_t i = 0; i < used_; ++i) {
       addProcessed(records_[i], sample);
+      part = parts_[i];
       listener(records_[i]);
     }
     used_ = 0;
+    parts_.clear();
     raw_.clear();
     frames_.clear();
   }
@@ -138,6 +143,7 @@ class Stretch {
 
   std::vector<PlayedRecord> records_;
   std::size_t used_ = 0;
+  std::vector<double> parts_;
   std::vector<float> raw_;
   std::vector<offline::FrameTime> frames_;
   std::vector<float> processed_;
@@ -177,16 +183,16 @@ Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& liste
       const auto record = records_.next();
       if (!record) break;
       links.deliver(*record, stretch.next());
-      stretch.take(record->stamp.processor);
+      stretch.take(record->stamp.processor, records_.part());
       played.duration = record->stamp.monotonic;
-      if (stretch.isFull()) stretch.handOver(listener);
+      if (stretch.isFull()) stretch.handOver(listener, part_);
     }
   } catch (const Contradiction& contradiction) {
     note(records_.damaged(contradiction.what()));
   } catch (const capture::CaptureError& error) {
     note(error);
   }
-  stretch.handOver(listener);
+  stretch.handOver(listener, part_);
   if (const auto complaint = records_.complaint(links.divergences())) {
     played.complaints.push_back(capture::printable(records_.path().string()) + ": " + *complaint);
     played.defects.push_back({.file = records_.path(), .reason = *complaint});

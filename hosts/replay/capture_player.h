@@ -97,7 +97,7 @@ class CapturePlayer {
   const capture::Preamble& preamble() const { return records_.preamble(); }
 
   /// How much of the file has been played, from 0 to 1.
-  double part() const { return records_.part(); }
+  double part() const { return part_; }
 
   /// Plays to the end, to the first damage, or until `limit` records have been played. To be called
   /// once. Exceptions of the listener end it.
@@ -106,6 +106,7 @@ class CapturePlayer {
 
  private:
   RecordOrder records_;
+  double part_ = 0;
 };
 
 }  // namespace Zephly::replay
