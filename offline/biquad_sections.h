@@ -24,12 +24,11 @@ class BiquadSections {
  public:
   explicit BiquadSections(const BiquadCoefficients& coefficients) : c_(coefficients) {}
 
-  /// The places of the sections there are `place` and those below it.
+  /// The places of the sections there are `place` and those below it. Not of a band-pass.
   void copyTo(SectionLanes& lanes, std::size_t place) const {
     for (const State& state : states_) {
       lanes.a0[place] = c_.a0;
       lanes.a1[place] = c_.a1;
-      lanes.a2[place] = c_.a2;
       lanes.b1[place] = c_.b1;
       lanes.b2[place] = c_.b2;
       lanes.z1[place] = state.z1;

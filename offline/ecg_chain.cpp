@@ -60,9 +60,6 @@ void EcgChain::processInVectors(const VectorForms& forms, std::span<const float>
   for (std::size_t done = 0; done < in.size();) {
     const std::size_t length = std::min(in.size() - done, ecgBlock);
     forms.ecgSections(lanes, in.data() + done, length, lowPassed.data() + delay, values.data());
-    for (std::size_t i = 0; i < length; ++i) {
-      values[i] = static_cast<double>(static_cast<float>(lowPassed[i] - values[i]));
-    }
     normalization_.process(std::span(values).first(length), out.subspan(done, length));
     std::copy_n(lowPassed.begin() + static_cast<std::ptrdiff_t>(length), delay, lowPassed.begin());
     done += length;

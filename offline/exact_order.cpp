@@ -7,8 +7,8 @@
 
 namespace Zephly::offline {
 
-void sortExactly(const double* samples, std::size_t count, double* values, std::uint16_t* places,
-                 std::uint16_t first) {
+void sortExactly(const double* samples, std::size_t count, double* sorted, std::size_t distance,
+                 std::uint16_t* places, std::uint16_t first) {
   std::array<std::uint16_t, 1024> order;
   const auto end = order.begin() + static_cast<std::ptrdiff_t>(count);
   std::iota(order.begin(), end, std::uint16_t{0});
@@ -16,7 +16,7 @@ void sortExactly(const double* samples, std::size_t count, double* values, std::
     return samples[left] < samples[right];
   });
   for (std::size_t rank = 0; rank < count; ++rank) {
-    values[rank] = samples[order[rank]];
+    sorted[rank * distance] = samples[order[rank]];
     places[order[rank]] = static_cast<std::uint16_t>(first + rank);
   }
 }

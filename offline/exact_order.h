@@ -9,9 +9,9 @@
 
 namespace Zephly::offline {
 
-/// Sorts up to 1,024 samples into `values`; `places` becomes the place of each sample there,
-/// counted from `first`.
-void sortExactly(const double* samples, std::size_t count, double* values, std::uint16_t* places,
-                 std::uint16_t first);
+/// Sorts up to 1,024 samples into `sorted`, one in every `distance` elements. `places` becomes the
+/// rank of each sample, counted from `first`.
+void sortExactly(const double* samples, std::size_t count, double* sorted, std::size_t distance,
+                 std::uint16_t* places, std::uint16_t first);
 
 }  // namespace Zephly::offline

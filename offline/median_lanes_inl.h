@@ -183,12 +183,13 @@ HWY_NOINLINE void sortColumns(double* keys) {
   }
 }
 
-// The window over the ranks of one column. A place is a rank plus 64: bit 0 of word 1 is rank 0.
-// The first word and the last two are full, so that a search always ends.
+// The window over the ranks of one column, whose sorted keys are replaced by their samples. A place
+// is a rank plus 64: bit 0 of word 1 is rank 0. The first word and the last two are full, so that a
+// search always ends.
 struct RankWindow {
   std::uint64_t words[medianRows / 64 + 3];
   std::uint16_t places[medianRows];  // of each row
-  double values[medianRows + 192];   // of each place
+  double* sorted;                    // of rank 0; the next one is a row further
   std::uint32_t lower;               // the place of the 151st smallest
   std::uint32_t upper;               // and of the 152nd
   const double* samples;             // of row 0
@@ -211,21 +212,21 @@ HWY_INLINE std::uint32_t previousSet(const RankWindow& window, std::uint32_t pla
 }
 
 // Takes over a sorted column, and puts the window on its first 300 rows.
-HWY_NOINLINE void fillWindow(RankWindow& window, const double* keys, std::size_t rows) {
+HWY_NOINLINE void fillWindow(RankWindow& window, std::size_t rows) {
   const double* const samples = window.samples;
   double last = -HUGE_VAL;
   bool ordered = true;
   for (std::size_t rank = 0; rank < rows; ++rank) {
     std::uint64_t key;
-    hwy::CopyBytes<8>(keys + rank * medianLanes, &key);
+    hwy::CopyBytes<8>(window.sorted + rank * medianLanes, &key);
     const std::size_t row = key % medianRows;
     const double sample = samples[row];
     ordered &= last <= sample;
     last = sample;
-    window.values[64 + rank] = sample;
+    window.sorted[rank * medianLanes] = sample;
     window.places[row] = static_cast<std::uint16_t>(64 + rank);
   }
-  if (!ordered) sortExactly(samples, rows, window.values + 64, window.places, 64);
+  if (!ordered) sortExactly(samples, rows, window.sorted, medianLanes, window.places, 64);
   for (std::uint64_t& word : window.words) word = 0;
   window.words[0] = ~std::uint64_t{0};
   window.words[medianRows / 64 + 1] = ~std::uint64_t{0};
@@ -240,7 +241,9 @@ HWY_NOINLINE void fillWindow(RankWindow& window, const double* keys, std::size_t
 
 // The median of the window that ends with row 299 + i.
 HWY_INLINE void writeMedian(const RankWindow& window, std::size_t i) {
-  window.medians[i] = (window.values[window.lower] + window.values[window.upper]) * 0.5;
+  const double* const sorted = window.sorted - 64 * medianLanes;
+  window.medians[i] =
+      (sorted[window.lower * medianLanes] + sorted[window.upper * medianLanes]) * 0.5;
 }
 
 // From rows i to i + 299 to the next. Of the places around the lower median, 32 below it and 31
@@ -322,7 +325,7 @@ HWY_INLINE void fillKeys(const RankWindow* columns, std::size_t rows, double* ke
 
 HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out) {
   constexpr std::size_t groups = medianColumns / medianLanes;
-  HWY_ALIGN double keys[medianRows * medianLanes];
+  HWY_ALIGN double keys[medianRows * medianColumns];
   RankWindow windows[medianColumns];
   for (std::size_t done = 0; done < count;) {
     const std::size_t length = HWY_MIN(count - done, medianColumns * medianSegment);
@@ -331,15 +334,16 @@ HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out)
     for (std::size_t column = 0; column < medianColumns; ++column) {
       // The last segments overlap when the length is not a multiple.
       const std::size_t begin = done + HWY_MIN(column * segment, length - segment);
+      windows[column].sorted = keys + column / medianLanes * medianTable + column % medianLanes;
       windows[column].samples = samples + begin;
       windows[column].medians = out + begin;
     }
     for (std::size_t group = 0; group < groups; ++group) {
       RankWindow* const columns = windows + group * medianLanes;
-      fillKeys(columns, rows, keys);
-      sortColumns(keys);
+      fillKeys(columns, rows, columns->sorted);
+      sortColumns(columns->sorted);
       for (std::size_t column = 0; column < medianLanes; ++column) {
-        fillWindow(columns[column], keys + column, rows);
+        fillWindow(columns[column], rows);
       }
     }
     // The columns in turn, because each step waits for the one before in the same column.

@@ -7,13 +7,13 @@
 
 namespace Zephly::offline {
 
-/// Coefficients and states of up to 12 sections. Place 0 is the last section of the chain.
+/// Coefficients and states of up to 12 sections. Place 0 is the last section of the chain. There is
+/// no a2, which is a0 in low-pass, high-pass and notch.
 struct SectionLanes {
   static constexpr std::size_t most = 12;
 
   double a0[most];
   double a1[most];
-  double a2[most];
   double b1[most];
   double b2[most];
   double z1[most];

@@ -30,7 +30,6 @@
 #include <hwy/highway.h>
 
 #include <cstddef>
-#include <cstdint>
 
 HWY_BEFORE_NAMESPACE();
 namespace Zephly::offline::HWY_NAMESPACE {
@@ -40,7 +39,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 // Coefficients and states in vectors.
 template <std::size_t vectors>
 struct Sections {
-  Row a0[vectors], a1[vectors], a2[vectors], b1[vectors], b2[vectors], z1[vectors], z2[vectors];
+  Row a0[vectors], a1[vectors], b1[vectors], b2[vectors], z1[vectors], z2[vectors];
 };
 
 template <std::size_t vectors>
@@ -49,7 +48,6 @@ HWY_INLINE void loadSections(const SectionLanes& from, Sections<vectors>& to) {
   for (std::size_t j = 0; j < vectors; ++j) {
     to.a0[j] = hn::LoadU(d, from.a0 + j * doubleLanes);
     to.a1[j] = hn::LoadU(d, from.a1 + j * doubleLanes);
-    to.a2[j] = hn::LoadU(d, from.a2 + j * doubleLanes);
     to.b1[j] = hn::LoadU(d, from.b1 + j * doubleLanes);
     to.b2[j] = hn::LoadU(d, from.b2 + j * doubleLanes);
     to.z1[j] = hn::LoadU(d, from.z1 + j * doubleLanes);
@@ -84,9 +82,10 @@ HWY_INLINE hn::Mask<Doubles> busyLanes(const LaneTimes& times, std::size_t step,
 template <bool masked, std::size_t vectors>
 HWY_INLINE Row stepSections(Sections<vectors>& s, std::size_t j, Row x, const LaneTimes& times,
                             std::size_t step) {
-  const Row y = hn::Add(hn::Mul(s.a0[j], x), s.z1[j]);
+  const Row direct = hn::Mul(s.a0[j], x);  // and a2 * x, because a2 is a0
+  const Row y = hn::Add(direct, s.z1[j]);
   const Row z1 = hn::Sub(hn::Add(hn::Mul(s.a1[j], x), s.z2[j]), hn::Mul(s.b1[j], y));
-  const Row z2 = hn::Sub(hn::Mul(s.a2[j], x), hn::Mul(s.b2[j], y));
+  const Row z2 = hn::Sub(direct, hn::Mul(s.b2[j], y));
   if constexpr (masked) {
     const auto busy = busyLanes(times, step, j);
     s.z1[j] = hn::IfThenElse(busy, z1, s.z1[j]);
@@ -187,22 +186,22 @@ HWY_NOINLINE void respirationSections(SectionLanes& lanes, const RespirationRun&
 // The skew is 3, because the rounding takes longer.
 
 constexpr std::size_t ecgSkew = 3;
+constexpr std::size_t ecgDelay = 109;  // samples
 constexpr std::size_t ecgVectors = 12 / doubleLanes;
 constexpr std::size_t slowDelay = 11 * ecgSkew;
 constexpr std::size_t lowPassedDelay = 10 * ecgSkew;
 
-constexpr std::uint64_t allBits = ~std::uint64_t{0};
-HWY_ALIGN constexpr std::uint64_t roundedLanes[12] = {0,       0,       allBits, 0, 0,       0,
-                                                      allBits, allBits, allBits, 0, allBits, 0};
-
 HWY_INLINE Row roundSome(Row y, std::size_t j) {
   const Doubles d;
-  const hn::RebindToUnsigned<Doubles> bits;
   const hn::Rebind<float, Doubles> single;
   if (doubleLanes == 2 && (j == 0 || j == 2)) return y;
-  const auto rounded =
-      hn::MaskFromVec(hn::BitCast(d, hn::Load(bits, roundedLanes + j * doubleLanes)));
-  return hn::IfThenElse(rounded, hn::PromoteTo(d, hn::DemoteTo(single, y)), y);
+  const Row rounded = hn::PromoteTo(d, hn::DemoteTo(single, y));
+  if constexpr (doubleLanes == 2) {
+    return j == 3 ? rounded : hn::OddEven(y, rounded);
+  } else {
+    if (j == 0) return hn::ConcatUpperLower(d, hn::OddEven(y, rounded), y);
+    return j == 1 ? hn::ConcatUpperLower(d, rounded, y) : hn::OddEven(y, rounded);
+  }
 }
 
 template <bool masked>
@@ -232,7 +231,7 @@ HWY_INLINE void stepEcg(Sections<ecgVectors>& s, std::size_t step, const float* 
 }
 
 HWY_NOINLINE void ecgSections(SectionLanes& lanes, const float* in, std::size_t count,
-                              double* lowPassed, double* slow) {
+                              double* lowPassed, double* out) {
   LaneTimes times;
   for (std::size_t p = 0; p < 12; ++p) {
     times.delay[p] = static_cast<double>((11 - p) * ecgSkew);
@@ -250,21 +249,33 @@ HWY_NOINLINE void ecgSections(SectionLanes& lanes, const float* in, std::size_t 
   const std::size_t end = count + slowDelay;
   std::size_t step = 0;
   for (; step < slowDelay; step += ecgSkew) {
-    stepEcg<true>(s, step, in, count, times, first, lowPassed, slow);
-    stepEcg<true>(s, step + 1, in, count, times, second, lowPassed, slow);
-    stepEcg<true>(s, step + 2, in, count, times, third, lowPassed, slow);
+    stepEcg<true>(s, step, in, count, times, first, lowPassed, out);
+    stepEcg<true>(s, step + 1, in, count, times, second, lowPassed, out);
+    stepEcg<true>(s, step + 2, in, count, times, third, lowPassed, out);
   }
   for (; step < common; step += ecgSkew) {
-    stepEcg<false>(s, step, in, count, times, first, lowPassed, slow);
-    stepEcg<false>(s, step + 1, in, count, times, second, lowPassed, slow);
-    stepEcg<false>(s, step + 2, in, count, times, third, lowPassed, slow);
+    stepEcg<false>(s, step, in, count, times, first, lowPassed, out);
+    stepEcg<false>(s, step + 1, in, count, times, second, lowPassed, out);
+    stepEcg<false>(s, step + 2, in, count, times, third, lowPassed, out);
   }
   for (; step < end; step += ecgSkew) {
-    stepEcg<true>(s, step, in, count, times, first, lowPassed, slow);
-    stepEcg<true>(s, step + 1, in, count, times, second, lowPassed, slow);
-    stepEcg<true>(s, step + 2, in, count, times, third, lowPassed, slow);
+    stepEcg<true>(s, step, in, count, times, first, lowPassed, out);
+    stepEcg<true>(s, step + 1, in, count, times, second, lowPassed, out);
+    stepEcg<true>(s, step + 2, in, count, times, third, lowPassed, out);
   }
   storeStates(s, lanes);
+  // The baseline, of the samples of some time ago.
+  const Doubles d;
+  const hn::Rebind<float, Doubles> single;
+  const double* const delayed = lowPassed - ecgDelay;
+  std::size_t i = 0;
+  for (; i + doubleLanes <= count; i += doubleLanes) {
+    const Row level = hn::Sub(hn::LoadU(d, delayed + i), hn::LoadU(d, out + i));
+    hn::StoreU(hn::PromoteTo(d, hn::DemoteTo(single, level)), d, out + i);
+  }
+  for (; i < count; ++i) {
+    out[i] = static_cast<double>(static_cast<float>(delayed[i] - out[i]));
+  }
 }
 
 }  // namespace Zephly::offline::HWY_NAMESPACE

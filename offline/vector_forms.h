@@ -45,10 +45,10 @@ struct VectorForms {
 
   /// Any samples, any counts.
   void (*respirationSections)(SectionLanes& lanes, const RespirationRun& run);
-  /// `lowPassed` is the output of the low-pass, `slow` what the low-pass of the baseline makes of
-  /// it.
+  /// `lowPassed` is the output of the low-pass, and continues the 109 samples before it; `out` is
+  /// that of the baseline cut, rounded to single precision.
   void (*ecgSections)(SectionLanes& lanes, const float* in, std::size_t count, double* lowPassed,
-                      double* slow);
+                      double* out);
 
   /// ContactDetector. `samples` begins with 69 samples of history, to which `count` new ones are
   /// added, at least 64; all are finite.
