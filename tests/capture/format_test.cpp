@@ -3,11 +3,13 @@
 #include <capture/format.h>
 #include <capture/writer.h>
 #include <tests/support/captures.h>
+#include <boost/crc.hpp>
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdint>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -26,6 +28,17 @@ TEST(FormatTest, ChecksumIsCrc32c) {
   const std::vector<std::uint8_t> bytes(text.begin(), text.end());
   EXPECT_EQ(checksum(bytes), 0xE3069283U);
   EXPECT_EQ(checksum({}), 0U);
+}
+
+TEST(FormatTest, ChecksumIsThatOfBoostForEveryLength) {
+  std::mt19937_64 random(7);
+  std::vector<std::uint8_t> bytes;
+  for (int length = 0; length < 200; ++length) {
+    boost::crc_optimal<32, 0x1EDC6F41, 0xFFFFFFFF, 0xFFFFFFFF, true, true> crc;
+    crc.process_bytes(bytes.data(), bytes.size());
+    ASSERT_EQ(checksum(bytes), crc.checksum()) << length;
+    bytes.push_back(static_cast<std::uint8_t>(random()));
+  }
 }
 
 TEST(FormatTest, RecordsOfEveryKindAreReadAsTheyWereWritten) {

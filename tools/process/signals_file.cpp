@@ -276,10 +276,8 @@ class SignalsFile::Tables {
                                    : *batteryTime,
                                row);
     });
-    if (record.ecg.empty()) return;
-    processed_.resize(record.ecg.size());
-    chain_.process(record.ecg, processed_);
-    for (const float value : processed_) streams_[Stream::ecg]->processedEcg->append(value);
+    ecg_.insert(ecg_.end(), record.ecg.begin(), record.ecg.end());
+    if (ecg_.size() >= Hdf5Dataset::chunk) filterEcg();
   }
 
   void beat(const vitals::Beat& beat) { beats_->append(beat); }
@@ -287,6 +285,7 @@ class SignalsFile::Tables {
   void second(const vitals::Second& second) { seconds_->append(second); }
 
   void complete() {
+    filterEcg();
     for (auto& table : streams_) {
       table->finish();
       table.reset();
@@ -301,6 +300,13 @@ class SignalsFile::Tables {
   }
 
  private:
+  // Of many samples at once, in vectors.
+  void filterEcg() {
+    chain_.process(ecg_, ecg_);
+    for (const float value : ecg_) streams_[Stream::ecg]->processedEcg->append(value);
+    ecg_.clear();
+  }
+
   Hdf5Writer file_;
   PerStream<std::optional<StreamTable>> streams_;
   std::vector<timing::ClockWalk> walks_;
@@ -309,7 +315,7 @@ class SignalsFile::Tables {
   std::optional<BreathTable> breaths_;
   std::optional<SecondTable> seconds_;
   offline::EcgChain chain_;
-  std::vector<float> processed_;
+  std::vector<float> ecg_;  // not filtered yet
 };
 
 SignalsFile::SignalsFile(const std::filesystem::path& path, const std::filesystem::path& name,
