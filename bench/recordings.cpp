@@ -283,7 +283,7 @@ int main(int argc, char** argv) {
   }
 
   std::puts(
-      "### Whole recordings\n\nThe kit beside `offline/`, which gives the same bits: sample by "
+      "The kit beside `offline/`, which gives the same bits: sample by "
       "sample, and in the "
       "vectors of each\ninstruction set. Nanoseconds of processor time per sample.\n");
   printHead(forms);

@@ -60,10 +60,7 @@ void ContactDetector::processBlock(std::span<const float> in, std::span<std::uin
     return;
   }
   forms->contacts(samples.data(), in.size(), contact.data());
-  // Begins again with the window that the block leaves. The counts go on: only their differences
-  // matter.
-  largest_.held = 0;
-  smallest_.held = 0;
+  // The last window again, sample by sample. After it nothing older is left in the queues.
   for (std::size_t i = count - size; i < count; ++i) step(samples[i]);
 }
 

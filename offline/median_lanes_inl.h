@@ -211,8 +211,9 @@ HWY_INLINE std::uint32_t previousSet(const RankWindow& window, std::uint32_t pla
          static_cast<std::uint32_t>(__builtin_clzll(below));
 }
 
-// Takes over a sorted column, and puts the window on its first 300 rows.
-HWY_NOINLINE void fillWindow(RankWindow& window, std::size_t rows) {
+// Takes over a sorted column, and puts the window on its first 300 rows. Returns whether the order
+// of the keys was that of the samples.
+HWY_NOINLINE bool fillWindow(RankWindow& window, std::size_t rows) {
   const double* const samples = window.samples;
   double last = -HUGE_VAL;
   bool ordered = true;
@@ -237,6 +238,7 @@ HWY_NOINLINE void fillWindow(RankWindow& window, std::size_t rows) {
   window.lower = 63;
   for (std::size_t i = 0; i <= medianWindow / 2; ++i) window.lower = nextSet(window, window.lower);
   window.upper = nextSet(window, window.lower);
+  return ordered;
 }
 
 // The median of the window that ends with row 299 + i.
@@ -323,10 +325,11 @@ HWY_INLINE void fillKeys(const RankWindow* columns, std::size_t rows, double* ke
   for (; row < medianRows; ++row) hn::Store(hn::Set(d, HUGE_VAL), d, keys + row * medianLanes);
 }
 
-HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out) {
+HWY_NOINLINE std::size_t medians(const double* samples, std::size_t count, double* out) {
   constexpr std::size_t groups = medianColumns / medianLanes;
   HWY_ALIGN double keys[medianRows * medianColumns];
   RankWindow windows[medianColumns];
+  std::size_t sortedTwice = 0;
   for (std::size_t done = 0; done < count;) {
     const std::size_t length = HWY_MIN(count - done, medianColumns * medianSegment);
     const std::size_t segment = (length + medianColumns - 1) / medianColumns;
@@ -343,7 +346,7 @@ HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out)
       fillKeys(columns, rows, columns->sorted);
       sortColumns(columns->sorted);
       for (std::size_t column = 0; column < medianLanes; ++column) {
-        fillWindow(columns[column], rows);
+        if (!fillWindow(columns[column], rows)) ++sortedTwice;
       }
     }
     // The columns in turn, because each step waits for the one before in the same column.
@@ -356,6 +359,7 @@ HWY_NOINLINE void medians(const double* samples, std::size_t count, double* out)
     for (const RankWindow& window : windows) writeMedian(window, segment - 1);
     done += length;
   }
+  return sortedTwice;
 }
 
 }  // namespace Zephly::offline::HWY_NAMESPACE

@@ -199,7 +199,7 @@ HWY_INLINE Row roundSome(Row y, std::size_t j) {
   if constexpr (doubleLanes == 2) {
     return j == 3 ? rounded : hn::OddEven(y, rounded);
   } else {
-    if (j == 0) return hn::ConcatUpperLower(d, hn::OddEven(y, rounded), y);
+    // Lane 0 does not matter: no other lane takes it.
     return j == 1 ? hn::ConcatUpperLower(d, rounded, y) : hn::OddEven(y, rounded);
   }
 }

@@ -27,8 +27,9 @@ struct VectorForms {
   bool (*finiteFloats)(const float* samples, std::size_t count);
 
   /// Running medians of 300. `samples` begins with 299 samples of history, to which `count` new
-  /// ones are added; all are ordinary. One median for each new sample.
-  void (*medians)(const double* samples, std::size_t count, double* medians);
+  /// ones are added; all are ordinary. One median for each new sample. Returns how many segments
+  /// had to be sorted twice, for its test.
+  std::size_t (*medians)(const double* samples, std::size_t count, double* medians);
 
   /// A part of medians(), for its test: sorts each column of a table of 1,024 rows of `columns`
   /// keys. Without it medians() would be right, but slow. The table begins at a multiple of 32

@@ -105,6 +105,25 @@ TEST(VectorFormsTest, SortColumns) {
   }
 }
 
+// Noise is in order after the first sort; samples that differ by less than a key shows are not.
+TEST(VectorFormsTest, SortFewSegmentsTwice) {
+  RandomFloats random(2);
+  std::vector<double> noise;
+  std::vector<double> close;
+  while (noise.size() < 299 + 2'900) {
+    noise.push_back(static_cast<double>(random.within(1)));
+    close.push_back(1.0 + static_cast<double>(random.below(1'000)) * 0x1p-52);
+  }
+  for (const VectorForms* forms : allVectorForms()) {
+    SCOPED_TRACE(forms->name);
+    for (const std::size_t count : {1U, 2U, 3U, 1'000U, 2'897U, 2'900U}) {
+      std::vector<double> medians(count);
+      EXPECT_EQ(forms->medians(noise.data(), count, medians.data()), 0U) << count;
+      EXPECT_EQ(forms->medians(close.data(), count, medians.data()), 4U) << count;
+    }
+  }
+}
+
 // In arrays of their own, so that the sanitizers see an access beyond them.
 TEST(VectorFormsTest, FindContactInAnyNumberOfSamples) {
   for (const VectorForms* forms : allVectorForms()) {
