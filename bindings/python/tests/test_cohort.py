@@ -126,12 +126,27 @@ def test_dask_gives_the_same_in_any_order(captures, reference, tmp_path, workers
     assert digest(tmp_path / "out") == reference
 
 
-def workers_of(running):
-    """The processes of the workers."""
-    return [
-        child for child in psutil.Process(running.pid).children(recursive=True)
-        if any("spawn_main" in part for part in child.cmdline())
-    ]
+def is_alive(process):
+    try:
+        return process.is_running() and process.status() != psutil.STATUS_ZOMBIE
+    except psutil.NoSuchProcess:
+        return False
+
+
+def kill_a_worker(running, chance):
+    """Returns whether one was there."""
+    workers = []
+    for child in psutil.Process(running.pid).children(recursive=True):
+        try:
+            if any("spawn_main" in part for part in child.cmdline()):
+                workers.append(child)
+        except psutil.NoSuchProcess:
+            pass  # a program that has ended
+    try:
+        chance.choice(workers).kill()
+    except (IndexError, psutil.NoSuchProcess):
+        return False
+    return True
 
 
 def wait_for(condition, running):
@@ -165,7 +180,7 @@ def test_kills_of_workers_and_of_the_driver_change_nothing(recordings, slow, tmp
         # The run checks all results that are there at first.
         end = before + (kill + 1) * (count - before) // (WORKER_KILLS + 2)
         wait_for(lambda: results(out) >= end, running)
-        chance.choice(workers_of(running)).kill()
+        wait_for(lambda: kill_a_worker(running, chance), running)
     code, output, errors = finish(running)
     assert code == 1, errors
     assert output.splitlines()[0].endswith(" already done, 2 damaged, 0 failed"), errors
@@ -218,18 +233,25 @@ def test_ctrl_c_keeps_what_is_done_and_leaves_no_process(captures, slow, tmp_pat
     running = start(captures, "--out", out, "--workers", 2, program=slow, env={**os.environ, "TMPDIR": str(tmp_path)})
     wait_for(lambda: results(out) >= 3, running)
     # Nobody but the workers can reach the scheduler.
-    processes = [psutil.Process(running.pid), *workers_of(running)]
-    listening = [
-        one.laddr.ip for each in processes for one in getattr(each, "net_connections", each.connections)() if one.status == psutil.CONN_LISTEN
-    ]
+    processes = [psutil.Process(running.pid), *psutil.Process(running.pid).children(recursive=True)]
+    listening = []
+    for each in processes:
+        try:
+            connections = each.net_connections() if hasattr(each, "net_connections") else each.connections()
+        except psutil.NoSuchProcess:
+            continue  # a program that has ended
+        listening += [one.laddr.ip for one in connections if one.status == psutil.CONN_LISTEN]
     assert len(listening) >= 4 and set(listening) == {"127.0.0.1"}
-    os.killpg(running.pid, signal.SIGINT)
+    # Workers are in their own process groups where a terminal sends its signal to the command alone.
+    running.send_signal(signal.SIGINT)
     code, output, errors = finish(running)
     assert code == 130
     assert errors == "zephly.cohort: interrupted; what is done is kept, and the same command goes on with the rest\n"
     assert 3 <= results(out) < 20
-    psutil.wait_procs(processes, timeout=PATIENCE)
-    assert not [one for one in processes if one.is_running() and one.status() != psutil.STATUS_ZOMBIE]
+    end = time.monotonic() + PATIENCE
+    while any(map(is_alive, processes)):
+        assert time.monotonic() < end
+        time.sleep(0.01)
     assert not list(tmp_path.glob("zephly-cohort-*"))
 
 

@@ -31,7 +31,6 @@ CHECK = 1.0  # seconds between two looks at the workers
 PATIENCE = 10.0  # seconds that Dask has to replace a worker itself
 CONNECT = 20.0  # seconds
 COLLECT = 5.0  # seconds
-LOST = "its worker was lost"
 
 
 class MissingDask(Exception):
@@ -96,12 +95,8 @@ class LocalWorkers:
 
     def __init__(self, wanted: int, folder: str, progress: Progress) -> None:
         distributed = import_distributed()
-        import dask
-
         if importlib.util.find_spec("cryptography") is None:
             raise MissingDask("the certificates of the local workers need Debian's python3-cryptography")
-        # A lost worker ends its task at once: how often it is tried again is decided below.
-        dask.config.set({"distributed.scheduler.allowed-failures": 0})
         self._wanted = wanted
         self._progress = progress
         self._short_since: float | None = None
@@ -225,7 +220,7 @@ class Cohort:
             if flight.worker not in workers:
                 del self._flights[key]
                 flight.future.cancel()
-                self._settle(flight.unit, Outcome.KILLED, LOST)
+                self._settle(flight.unit, Outcome.KILLED, "its worker was lost")
         self._free = collections.Counter(workers)
         self._free.subtract(flight.worker for flight in self._flights.values())
 
@@ -245,12 +240,13 @@ class Cohort:
             return  # its worker was lost
         future = flight.future
         self._free[flight.worker] += 1
-        if future.status == "error":
-            self._settle(flight.unit, *self._trouble(future.exception()))
-            return
         try:
             # Its worker holds the result and may be lost with it. Dask would wait for that worker to compute it again.
-            outcome, text = future.result(timeout=COLLECT)
+            error = future.exception(timeout=COLLECT) if future.status == "error" else None
+            if error is None:
+                outcome, text = future.result(timeout=COLLECT)
+            else:  # of Dask itself, or of the worker's Python
+                outcome, text = Outcome.FAILED, f"{type(error).__name__}: {str(error).partition(chr(10))[0]}"
         except (OSError, TimeoutError, asyncio.TimeoutError, concurrent.futures.CancelledError, asyncio.CancelledError):
             self._waiting.append(flight.unit)
             self._looked = -CHECK
@@ -269,13 +265,6 @@ class Cohort:
         if text:
             self._progress.say(text)
         self._progress.advance(unit.size)
-
-    def _trouble(self, error: BaseException) -> tuple[Outcome, str]:
-        if isinstance(error, import_distributed().scheduler.KilledWorker):
-            self._free.clear()  # until the next look, because the worker is one of them
-            self._looked = -CHECK
-            return Outcome.KILLED, LOST
-        return Outcome.FAILED, f"{type(error).__name__}: {error}"
 
 
 def summary_text(counts: collections.Counter[Outcome]) -> str:
