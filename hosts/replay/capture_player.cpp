@@ -173,8 +173,10 @@ Played CapturePlayer::play(const std::function<void(const PlayedRecord&)>& liste
   Played played;
   const auto note = [&](const capture::CaptureError& error) {
     played.complaints.emplace_back(error.what());
-    played.defects.push_back(
-        {.file = records_.file(), .offset = error.offset(), .reason = error.reason()});
+    played.defects.push_back({.file = records_.file(),
+                              .offset = error.offset(),
+                              .reason = error.reason(),
+                              .unread = error.kind() == capture::CaptureError::Kind::unusable});
   };
   PlayedLinks links;
   Stretch stretch;

@@ -76,6 +76,7 @@ struct Defect {
   std::filesystem::path file;                          ///< of the recording, which has the error
   std::optional<std::uint64_t> offset = std::nullopt;  ///< in bytes; empty: of no single place
   std::string reason;                                  ///< without file and offset
+  bool unread = false;  ///< the system could not read the file: the next time it may
 };
 
 /// The result of a whole play.

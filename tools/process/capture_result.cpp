@@ -146,6 +146,10 @@ ResultReport writeResult(const ResultJob& job, const Progress& progress) {
   ResultReport report;
   report.complaints =
       input.play(results, [&](double part) { progress(digestEnd + (playEnd - digestEnd) * part); });
+  // A result must not depend on it.
+  const bool unread = std::any_of(input.defects().begin(), input.defects().end(),
+                                  [](const replay::Defect& defect) { return defect.unread; });
+  if (unread) throw std::runtime_error(report.complaints.front());
   for (std::size_t i = 0; i < files.size(); ++i) {
     if (std::filesystem::file_size(files[i]) != manifest.input[i].digest.bytes) {
       throw std::runtime_error(about(files[i], "it has changed while it was read"));

@@ -26,10 +26,6 @@ std::runtime_error cannotRead(const std::filesystem::path& file, const std::stri
   return std::runtime_error("cannot read " + capture::printable(file.string()) + ": " + reason);
 }
 
-std::runtime_error cannotRead(const std::filesystem::path& file, int errorNumber) {
-  return cannotRead(file, std::generic_category().message(errorNumber));
-}
-
 class Sha256 {
  public:
   Sha256() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
@@ -64,6 +60,10 @@ class Sha256 {
 };
 
 }  // namespace
+
+std::runtime_error cannotRead(const std::filesystem::path& file, int errorNumber) {
+  return cannotRead(file, std::generic_category().message(errorNumber));
+}
 
 FileDigest digestOf(const std::filesystem::path& file,
                     const std::function<void(std::uint64_t bytes)>& read) {

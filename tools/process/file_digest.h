@@ -26,4 +26,7 @@ struct FileDigest {
 FileDigest digestOf(const std::filesystem::path& file,
                     const std::function<void(std::uint64_t bytes)>& read);
 
+/// One line that names the file and says why it cannot be read.
+std::runtime_error cannotRead(const std::filesystem::path& file, int errorNumber);
+
 }  // namespace Zephly::processing

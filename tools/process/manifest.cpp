@@ -88,18 +88,23 @@ Manifest newManifest(Forms forms, std::vector<NamedDigest> input) {
 std::optional<std::string> smallFile(const std::filesystem::path& file, std::size_t limit) {
   const main_queue::FileDescriptor opened(
       ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+  if (opened.get() < 0 && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP)) {
+    return std::nullopt;
+  }
   struct stat status {};
-  if (opened.get() < 0 || ::fstat(opened.get(), &status) < 0 || !S_ISREG(status.st_mode) ||
-      static_cast<std::uint64_t>(status.st_size) > limit) {
+  if (opened.get() < 0 || ::fstat(opened.get(), &status) < 0) throw cannotRead(file, errno);
+  if (!S_ISREG(status.st_mode) || static_cast<std::uint64_t>(status.st_size) > limit) {
     return std::nullopt;
   }
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t count = ::read(opened.get(), text.data() + done, text.size() - done);
-    if (count == 0 || (count < 0 && errno != EINTR)) return std::nullopt;
+    if (count < 0 && errno != EINTR) throw cannotRead(file, errno);
+    if (count == 0) break;
     if (count > 0) done += static_cast<std::size_t>(count);
   }
+  text.resize(done);
   return text;
 }
 

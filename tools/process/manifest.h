@@ -45,7 +45,8 @@ struct Manifest {
 /// Of the program that is running, without outputs.
 Manifest newManifest(Forms forms, std::vector<NamedDigest> input);
 
-/// That of a result; empty when there is none or it is not valid JSON of this form.
+/// That of a result; empty when there is none or it is not valid JSON of this form. Throws
+/// std::runtime_error when it is there and cannot be read.
 std::optional<Manifest> readManifest(const std::filesystem::path& directory);
 
 /// Whether every output is there with its size. Reads no file.
@@ -56,7 +57,8 @@ bool outputsHaveTheirSizes(const Manifest& manifest, const std::filesystem::path
 bool outputsHaveTheirDigests(const Manifest& manifest, const std::filesystem::path& directory,
                              const std::function<void()>& read);
 
-/// The content of a small file; empty when it cannot be read or has more than `limit` bytes.
+/// The content of a small file; empty when there is no regular file of this name, or it has more
+/// than `limit` bytes. Throws std::runtime_error, one line, when it cannot be read.
 std::optional<std::string> smallFile(const std::filesystem::path& file, std::size_t limit);
 
 }  // namespace Zephly::processing

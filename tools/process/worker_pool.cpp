@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -34,6 +35,10 @@ constexpr auto turn = 100ms;
 // The rest of the second in which an interrupted run ends.
 constexpr auto patience = 700ms;
 
+// Exit code of a worker whose work is done; the other outcomes follow. Not one that a process has
+// that something else has ended.
+constexpr int firstCode = 64;
+
 constexpr char progressKind = 'p';
 constexpr char complaintKind = 'e';
 
@@ -53,11 +58,15 @@ std::string systemText(int errorNumber) { return std::generic_category().message
   try {
     if (::getppid() == parent) outcome = work(index, line);
   } catch (const std::bad_alloc&) {
-    line.complain("not enough memory");
+    line.complainOfMemory();
   } catch (const std::exception& error) {
-    line.complain(error.what());
+    try {
+      line.complain(error.what());
+    } catch (const std::bad_alloc&) {
+      line.complainOfMemory();
+    }
   }
-  std::exit(static_cast<int>(outcome));
+  std::exit(firstCode + static_cast<int>(outcome));
 }
 
 // One run of all pieces of work.
@@ -133,7 +142,11 @@ class Run {
     std::array<char, 4096> bytes{};
     const ssize_t count = ::read(worker.line.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) return true;
-    if (count <= 0) return false;
+    if (count < 0) {
+      listener_.complaint(worker.index, "cannot read from its process: " + systemText(errno));
+      return false;
+    }
+    if (count == 0) return false;
     worker.received.append(bytes.data(), static_cast<std::size_t>(count));
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = worker.received.find('\n', begin)) != std::string::npos;
@@ -159,10 +172,9 @@ class Run {
     while (::waitpid(worker.process, &status, 0) < 0 && errno == EINTR) {
     }
     if (WIFEXITED(status)) {
-      const int code = WEXITSTATUS(status);
-      listener_.ended(worker.index, code <= static_cast<int>(Outcome::failed)
-                                        ? static_cast<Outcome>(code)
-                                        : Outcome::failed);
+      const int code = WEXITSTATUS(status) - firstCode;
+      const bool known = code >= 0 && code <= static_cast<int>(Outcome::failed);
+      listener_.ended(worker.index, known ? static_cast<Outcome>(code) : Outcome::failed);
       return;
     }
     listener_.complaint(worker.index,
@@ -204,21 +216,26 @@ void WorkerLine::progress(double part) {
   send(progressKind, std::to_string(part));
 }
 
-void WorkerLine::complain(const std::string& text) { send(complaintKind, text); }
+void WorkerLine::complain(const std::string& text) {
+  std::string line = text;
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  send(complaintKind, line);
+}
+
+void WorkerLine::complainOfMemory() { send(complaintKind, "not enough memory"); }
+
+void WorkerLine::send(char kind, std::string_view text) const {
+  write({&kind, 1});
+  write(text);
+  write("\n");
+}
 
 // When the other end is gone, so is the process that would show it.
-void WorkerLine::send(char kind, const std::string& text) const {
-  std::string message(1, kind);
-  for (const char character : text) message += character == '\n' ? ' ' : character;
-  message += '\n';
-  const char* rest = message.data();
-  std::size_t left = message.size();
-  while (left > 0) {
-    const ssize_t count = ::write(descriptor_, rest, left);
+void WorkerLine::write(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
     if (count < 0 && errno != EINTR) return;
-    if (count < 0) continue;
-    rest += count;
-    left -= static_cast<std::size_t>(count);
+    if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 

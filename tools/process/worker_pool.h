@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace Zephly::processing {
 
@@ -32,9 +33,12 @@ class WorkerLine {
   void progress(double part);
   /// One line for the user.
   void complain(const std::string& text);
+  /// The same, without memory.
+  void complainOfMemory();
 
  private:
-  void send(char kind, const std::string& text) const;
+  void send(char kind, std::string_view text) const;
+  void write(std::string_view bytes) const;
 
   int descriptor_;
   double sent_ = -1;
