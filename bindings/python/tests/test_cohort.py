@@ -5,6 +5,8 @@ More of it than fits into every run: ZEPHLY_COHORT_KILLS=20 ZEPHLY_COHORT_DRIVER
 -k kills
 """
 
+import argparse
+import concurrent.futures
 import hashlib
 import os
 import pathlib
@@ -19,6 +21,7 @@ import psutil
 import pytest
 
 from zephly.cohort import driver
+from zephly.cohort.__main__ import arguments_of
 from zephly.cohort.addresses import Certificates, check_scheduler
 from zephly.cohort.progress import Progress
 from zephly.cohort.unit import Outcome, process, units_of
@@ -228,7 +231,7 @@ def test_a_full_disk_loses_nothing(recordings, tmp_path):
     assert digest(out) == digest(tmp_path / "reference")
 
 
-def test_ctrl_c_keeps_what_is_done_and_leaves_no_process(captures, slow, tmp_path):
+def test_an_interruption_keeps_what_is_done_and_leaves_no_process(captures, slow, tmp_path):
     out = tmp_path / "out"
     running = start(captures, "--out", out, "--workers", 2, program=slow, env={**os.environ, "TMPDIR": str(tmp_path)})
     wait_for(lambda: results(out) >= 3, running)
@@ -242,8 +245,7 @@ def test_ctrl_c_keeps_what_is_done_and_leaves_no_process(captures, slow, tmp_pat
             continue  # a program that has ended
         listening += [one.laddr.ip for one in connections if one.status == psutil.CONN_LISTEN]
     assert len(listening) >= 4 and set(listening) == {"127.0.0.1"}
-    # Workers are in their own process groups where a terminal sends its signal to the command alone.
-    running.send_signal(signal.SIGINT)
+    running.send_signal(signal.SIGTERM)
     code, output, errors = finish(running)
     assert code == 130
     assert errors == "zephly.cohort: interrupted; what is done is kept, and the same command goes on with the rest\n"
@@ -404,6 +406,7 @@ def test_outcomes_of_the_program(recordings, tmp_path):
     for _ in range(2):
         outcome, text = process(PROGRAM, cut, out, ())
         assert outcome == Outcome.DAMAGED and text.startswith(f"{cut[0]}: at byte ")
+    assert sorted(path.name for path in (tmp_path / "out").iterdir()) == ["r1", "r7"], "no table"
     outcome, text = process(PROGRAM, (str(tmp_path / "text.zcap"),), out, ())
     assert outcome == Outcome.FAILED and "text.zcap" in text
     assert process(PROGRAM, whole, out, ("--none",))[0] == Outcome.REFUSED
@@ -411,6 +414,96 @@ def test_outcomes_of_the_program(recordings, tmp_path):
     assert process(str(script(tmp_path / "ends", "kill -9 $$")), whole, out, ()) == (Outcome.KILLED, "ended by signal 9")
     assert process(str(script(tmp_path / "stopped", "exit 130")), whole, out, ()) == (Outcome.KILLED, "interrupted")
     assert process(str(script(tmp_path / "other", "exit 0")), whole, out, ())[0] == Outcome.REFUSED
+
+
+def test_the_program_ends_with_its_worker(tmp_path):
+    program = script(tmp_path / "endless", f'echo $$ >"{tmp_path}/new" && mv "{tmp_path}/new" "{tmp_path}/pid"\nexec sleep 1000')
+    worker = subprocess.Popen([sys.executable, "-c", f"from zephly.cohort.unit import process; process({str(program)!r}, (), 'out', ())"])
+    wait_for((tmp_path / "pid").exists, worker)
+    sleeping = psutil.Process(int((tmp_path / "pid").read_text()))
+    worker.kill()
+    worker.wait()
+    end = time.monotonic() + PATIENCE
+    while is_alive(sleeping):
+        assert time.monotonic() < end
+        time.sleep(0.01)
+
+
+def test_workers_have_other_working_directories(recordings, tmp_path, monkeypatch):
+    monkeypatch.chdir(recordings[0].parent)
+    (tmp_path / "zephly").symlink_to(PROGRAM)
+    arguments = arguments_of([".", "--out", "x", f"--program={os.path.relpath(tmp_path / 'zephly')}"])
+    assert arguments.program == str(tmp_path / "zephly")
+    assert [file for unit in arguments.units for file in unit.files] == list(map(str, recordings))
+    assert arguments_of(["r1.zcap", "--out", "x", "--program", PROGRAM]).units[0].files == (str(recordings[1]),)
+
+
+class FakeDask:
+    """Workers that call the function at once. What they are given, and how their futures end, is up to the test."""
+
+    def __init__(self, workers):
+        self.client = self
+        self.workers = workers
+        self.given = []
+        self.lost = []  # numbers of calls whose result is lost
+        self.silent = []  # numbers of calls that do not end
+
+    def watch(self):
+        return dict(self.workers)
+
+    def submit(self, function, program, files, out, options, pure, workers):
+        number = len(self.given)
+        self.given.append((files[0], workers))
+        dask = self
+
+        class Future:
+            key = f"key-{number}"
+            status = "lost" if number in dask.lost else "finished"
+
+            def add_done_callback(self, callback):
+                if number not in dask.silent:
+                    callback(self)
+
+            def result(self, timeout):
+                if self.status == "lost":
+                    raise concurrent.futures.CancelledError
+                return Outcome.DONE, ""
+
+            def cancel(self):
+                pass
+
+        return Future()
+
+
+def run_fake(dask, units, monkeypatch):
+    monkeypatch.setattr(driver, "CHECK", 0.05)
+    run = driver.Cohort(units_of(units), "out", argparse.Namespace(program="p", options=[], attempts=3), dask, Progress(1, 1))
+    run.run()
+    return run.counts
+
+
+def test_a_result_that_is_lost_with_its_worker_is_computed_again(monkeypatch):
+    dask = FakeDask({"w1": 1})
+    dask.lost = [0, 1, 2, 3]
+    assert run_fake(dask, ["/a.zcap"], monkeypatch) == {Outcome.DONE: 1}
+    assert dask.given == [("/a.zcap", ["w1"])] * 5
+
+
+def test_a_worker_has_no_more_units_than_threads(monkeypatch):
+    dask = FakeDask({"w1": 1, "w2": 2})
+    dask.silent = [0, 1, 2]
+
+    looks = []
+
+    def watch():
+        looks.append(len(dask.given))
+        return dask.workers if len(looks) < 4 else {"w3": 1}  # those before are lost
+
+    monkeypatch.setattr(dask, "watch", watch)
+    assert run_fake(dask, [f"/{i}.zcap" for i in range(4)], monkeypatch) == {Outcome.DONE: 4}
+    assert looks[:4] == [0, 3, 3, 3]
+    assert sorted(worker for _, worker in dask.given[:3]) == [["w1"], ["w2"], ["w2"]]
+    assert dask.given[3:] == [(f"/{file}.zcap", ["w3"]) for file in "3012"]
 
 
 def test_the_line_of_progress():
