@@ -46,7 +46,7 @@ void ContactDetector::process(std::span<const float> in, std::span<std::uint8_t>
 void ContactDetector::processBlock(std::span<const float> in, std::span<std::uint8_t> contact) {
   const VectorForms* const forms =
       in.size() < leastContactsInVectors || count_ < size ? nullptr : vectorForms();
-  std::array<float, size - 1 + mostContactsInVectors> samples;
+  std::array<float, size - 1 + mostContactsInVectors> samples{};
   const std::size_t count = size - 1 + in.size();
   if (forms != nullptr) {
     // All of the window but the oldest sample, then the block.

@@ -53,8 +53,8 @@ void EcgChain::processInVectors(const VectorForms& forms, std::span<const float>
   lowPass_.copyTo(lanes, 5);
   baseline_.copyTo(lanes, 1);
   // The delayed samples, then those of the block.
-  std::array<double, delay + ecgBlock> lowPassed;
-  std::array<double, ecgBlock> values;
+  std::array<double, delay + ecgBlock> lowPassed{};
+  std::array<double, ecgBlock> values{};
   const auto oldest = delayLine_.begin() + static_cast<std::ptrdiff_t>(write_) + 1;
   std::copy(delayLine_.begin(), oldest - 1, std::copy(oldest, delayLine_.end(), lowPassed.begin()));
   for (std::size_t done = 0; done < in.size();) {

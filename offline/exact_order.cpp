@@ -9,7 +9,7 @@ namespace Zephly::offline {
 
 void sortExactly(const double* samples, std::size_t count, double* sorted, std::size_t distance,
                  std::uint16_t* places, std::uint16_t first) {
-  std::array<std::uint16_t, 1024> order;
+  std::array<std::uint16_t, 1024> order{};
   const auto end = order.begin() + static_cast<std::ptrdiff_t>(count);
   std::iota(order.begin(), end, std::uint16_t{0});
   std::sort(order.begin(), end, [samples](std::uint16_t left, std::uint16_t right) {

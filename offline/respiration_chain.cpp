@@ -44,9 +44,9 @@ void RespirationChain::processInVectors(const VectorForms& forms, std::span<cons
   lowPass_.copyTo(lanes, 4);
   highPass_.copyTo(lanes, 0);
   double lastOfLowPass = 0.0;
-  std::array<double, respirationBlock> notched;
-  std::array<double, respirationBlock> medians;
-  std::array<double, respirationBlock> passed;
+  std::array<double, respirationBlock> notched{};
+  std::array<double, respirationBlock> medians{};
+  std::array<double, respirationBlock> passed{};
   std::size_t done = 0;     // by the notches
   std::size_t waiting = 0;  // for the median and what follows
   while (done < in.size() || waiting > 0) {

@@ -42,7 +42,7 @@ void RunningMedian::process(std::span<const double> in, std::span<double> out) {
     for (std::size_t i = 0; i < in.size(); ++i) out[i] = step(in[i]);
     return;
   }
-  Block block;
+  Block block{};
   for (std::size_t done = 0; done < in.size();) {
     const std::size_t length = std::min(in.size() - done, mostMediansInVectors);
     processBlock(block, in.subspan(done, length), out.subspan(done, length));

@@ -106,5 +106,16 @@ TEST(RunningNormalizationTest, ClearsAsTheKitDoes) {
   });
 }
 
+TEST(RunningNormalizationTest, ForgetsANanWhenItIsCleared) {
+  NormalizationFilter kit(10, true);
+  RunningNormalization<10> normalization;
+  const auto step = [&](double x) { ASSERT_SAME_BITS(normalization.step(x), kit.process(x)); };
+  step(static_cast<double>(notANumber));
+  step(1.0);
+  normalization.clear();
+  kit.reset();
+  for (int i = 0; i < 30; ++i) step(0.5 * i);
+}
+
 }  // namespace
 }  // namespace Zephly::offline
