@@ -33,7 +33,8 @@ constexpr double processorShare = 0.01;
 std::vector<Interval> spread(Random& random, int count, StrapTime duration, StrapTime shortest) {
   std::vector<Interval> intervals;
   const StrapTime part = duration / std::max(count, 1);
-  const StrapTime longest = std::min<StrapTime>(60s, part / 4);
+  constexpr StrapTime minute = 60s;
+  const StrapTime longest = std::min(minute, part / 4);
   if (count > 0 && longest < shortest) {
     throw std::invalid_argument("so many interruptions need a longer duration");
   }
@@ -51,7 +52,9 @@ simulator::TrainingPlan planOf(const SimulatedRecording& recording, Random& rand
   simulator::TrainingPlan plan = simulator::TrainingPlan::quiet();
   plan.electrodesOff = spread(random, recording.electrodesOff, recording.duration, 10s);
   constexpr StrapTime between = 20min;
-  for (StrapTime time = 30s; time + 60s < recording.duration; time += between) {
+  constexpr StrapTime first = 30s;
+  constexpr StrapTime room = 60s;  // for both exercises
+  for (StrapTime time = first; time + room < recording.duration; time += between) {
     plan.exercises.push_back({.kind = Exercise::pushUp, .start = time, .count = 2});
     plan.exercises.push_back(
         {.kind = Exercise::jump, .start = plan.exercises.back().end() + 5s, .count = 3});

@@ -216,10 +216,9 @@ void WorkerLine::progress(double part) {
   send(progressKind, std::to_string(part));
 }
 
-void WorkerLine::complain(const std::string& text) {
-  std::string line = text;
-  std::replace(line.begin(), line.end(), '\n', ' ');
-  send(complaintKind, line);
+void WorkerLine::complain(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  send(complaintKind, text);
 }
 
 void WorkerLine::complainOfMemory() { send(complaintKind, "not enough memory"); }
@@ -232,10 +231,10 @@ void WorkerLine::send(char kind, std::string_view text) const {
 
 // When the other end is gone, so is the process that would show it.
 void WorkerLine::write(std::string_view bytes) const {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t count = ::write(descriptor_, bytes.data() + done, bytes.size() - done);
     if (count < 0 && errno != EINTR) return;
-    if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (count > 0) done += static_cast<std::size_t>(count);
   }
 }
 

@@ -32,7 +32,7 @@ class WorkerLine {
   /// 0..1, sent from time to time.
   void progress(double part);
   /// One line for the user.
-  void complain(const std::string& text);
+  void complain(std::string text);
   /// The same, without memory.
   void complainOfMemory();
 

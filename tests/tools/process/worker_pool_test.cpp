@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <map>
 #include <new>
@@ -94,7 +93,6 @@ TEST(WorkerPoolTest, AKilledWorkerEndsNoOther) {
 TEST(WorkerPoolTest, AnInterruptionEndsAlsoWorkersThatIgnoreIt) {
   Listener listener;
   listener.isInterrupted = [&] { return listener.parts.size() == 2; };
-  const auto begin = std::chrono::steady_clock::now();
   EXPECT_FALSE(runWorkers(
       5, 2,
       [](std::size_t, WorkerLine& line) {
@@ -104,7 +102,6 @@ TEST(WorkerPoolTest, AnInterruptionEndsAlsoWorkersThatIgnoreIt) {
         return Outcome::done;
       },
       listener));
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
   EXPECT_THAT(listener.outcomes, IsEmpty());
 }
 
