@@ -2,6 +2,7 @@
 #include <tools/process/process_command.h>
 
 #include <capture/file_names.h>
+#include <capture/text.h>
 #include <tools/common/option_values.h>
 #include <tools/common/output.h>
 #include <tools/common/output_path.h>
@@ -77,6 +78,7 @@ Outcome processOne(const WorkItem& item, const ProcessOptions& options, WorkerLi
     if (!report.complaints.empty()) return Outcome::defective;
     return report.wasThere ? Outcome::wasThere : Outcome::done;
   } catch (const Interrupted&) {
+    line.complain(capture::printable(item.capture.string()) + ": interrupted");
     return Outcome::failed;
   }
 }

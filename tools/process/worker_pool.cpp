@@ -84,7 +84,8 @@ class Run {
       startMore();
       waitAndRead();
     }
-    return true;
+    // Workers see Ctrl-C, too, and the last one may have ended first.
+    return !listener_.interrupted();
   }
 
  private:
