@@ -105,5 +105,12 @@ TEST(WorkerPoolTest, AnInterruptionEndsAlsoWorkersThatIgnoreIt) {
   EXPECT_THAT(listener.outcomes, IsEmpty());
 }
 
+TEST(WorkerPoolTest, AnInterruptionThatEndsTheLastWorkerIsOne) {
+  Listener listener;
+  listener.isInterrupted = [&] { return !listener.outcomes.empty(); };
+  EXPECT_FALSE(runWorkers(
+      1, 1, [](std::size_t, WorkerLine&) { return Outcome::failed; }, listener));
+}
+
 }  // namespace
 }  // namespace Zephly::processing
