@@ -7,6 +7,7 @@ import argparse
 import asyncio
 import collections
 import concurrent.futures
+import contextlib
 import dataclasses
 import importlib.util
 import logging
@@ -85,7 +86,8 @@ def import_distributed() -> Any:
         import distributed
     except ImportError as error:
         raise MissingDask(f"Dask is missing ({error}): install Debian's python3-distributed") from error
-    logging.getLogger("distributed.client").setLevel(logging.CRITICAL)  # it has a level of its own
+    for name in ("distributed", "distributed.client"):  # the second has a level of its own
+        logging.getLogger(name).setLevel(logging.CRITICAL)
     return distributed
 
 
@@ -132,8 +134,10 @@ class LocalWorkers:
         return workers
 
     def close(self) -> None:
-        self.client.close()
-        self._cluster.close()
+        # All units are done. A cluster that has lost workers may not answer.
+        with contextlib.suppress(OSError, TimeoutError, asyncio.TimeoutError):
+            self.client.close()
+            self._cluster.close()
 
 
 class RemoteWorkers:

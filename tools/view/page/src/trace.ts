@@ -13,7 +13,7 @@ import { colour } from './theme';
 export interface Line {
   /** The index of the value in a sample. */
   value: 0 | 1;
-  /** The colour's name in style.css. */
+  /** The colour's name in colours.css. */
   colour: string;
   dashed: boolean;
   /** The range from bottom to top at gain 1. */
