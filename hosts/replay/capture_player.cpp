@@ -8,8 +8,10 @@
 #include <hosts/replay/replay_host.h>
 #include <zephly/ble/central_manager.h>
 #include <zephly/dsp/body_temperature_estimator.h>
-#include <zephly/dsp/signal_processor.h>
+#include <zephly/motion/gravity_compensation.h>
+#include <zephly/motion/motion_detector.h>
 #include <zephly/platform/observer.h>
+#include <zephly/protocol/streams.h>
 #include <zephly/session/zephly_peripheral_delegate.h>
 #include <offline/respiration_engine.h>
 
@@ -26,9 +28,10 @@ namespace {
 class Strap final : public ZephlyPeripheralDelegate, public Observer {
  public:
   Strap() {
-    engine_.setPushUpCallback(detected<Exercise::pushUp>, this);
-    engine_.setSitUpCallback(detected<Exercise::sitUp>, this);
-    engine_.setJumpCallback(detected<Exercise::jump>, this);
+    detector_.context = this;
+    detector_.pushUpCallback = detected<Exercise::pushUp>;
+    detector_.sitUpCallback = detected<Exercise::sitUp>;
+    detector_.jumpCallback = detected<Exercise::jump>;
   }
   Strap(const Strap&) = delete;
   Strap& operator=(const Strap&) = delete;
@@ -49,7 +52,10 @@ class Strap final : public ZephlyPeripheralDelegate, public Observer {
   void didReceiveIMUValues(float qw, float qx, float qy, float qz, float ax, float ay,
                            float az) override {
     record_->motion = {qw, qx, qy, qz, ax, ay, az};
-    engine_.imu(qw, qx, qy, qz, ax, ay, az);
+    // As the engine does it.
+    const Quaternion orientation(qx, qy, qz, qw);
+    constexpr auto rate = static_cast<float>(streamInfo(Stream::motion).rate);
+    detector_.process(orientation, gravityCompensate(orientation, Vector3(ax, ay, az)), rate);
   }
 
   // What is received from now on belongs to this record.
@@ -62,7 +68,7 @@ class Strap final : public ZephlyPeripheralDelegate, public Observer {
   }
 
   PlayedRecord* record_ = nullptr;
-  SignalProcessor engine_;  // its detection of exercises
+  MotionDetector detector_;
   BodyTemperatureEstimator body_;
   int readings_ = 0;  // up to readingsUntilSettled
 };
