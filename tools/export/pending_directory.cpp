@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -82,7 +83,12 @@ void PendingDirectory::sweep(const std::filesystem::path& path,
 }
 
 PendingDirectory::~PendingDirectory() {
-  if (!published_) removeSet(temporary(), names_);
+  if (published_) return;
+  try {
+    removeSet(temporary(), names_);
+  } catch (const std::bad_alloc&) {
+    // The next one of the same name removes it.
+  }
 }
 
 bool PendingDirectory::isOfTheSet(const std::string& name) const {
