@@ -4,7 +4,13 @@
 
 #include <atomic>
 
-#if ZEPHLY_VECTORS
+#if ZEPHLY_VECTORS && (defined(__x86_64__) || defined(__aarch64__))
+#define ZEPHLY_HAS_VECTORS 1
+#else
+#define ZEPHLY_HAS_VECTORS 0
+#endif
+
+#if ZEPHLY_HAS_VECTORS
 // Few instruction sets, because each adds to the compile time. Highway 1.0 has no SSE2; every
 // x86-64 processor since 2006 but AMD's first three generations has SSSE3.
 #if defined(__x86_64__)
@@ -57,7 +63,7 @@ const VectorForms forms = {.name = ZEPHLY_TARGET_NAME,
 #undef ZEPHLY_TARGET_NAME
 #endif
 
-#if !ZEPHLY_VECTORS || HWY_ONCE
+#if !ZEPHLY_HAS_VECTORS || HWY_ONCE
 
 namespace Zephly::offline {
 
@@ -68,7 +74,7 @@ struct Tables {
   const VectorForms* entries[2] = {};
   std::size_t count = 0;
 
-#if ZEPHLY_VECTORS
+#if ZEPHLY_HAS_VECTORS
   Tables() {
 #if defined(__x86_64__)
     __builtin_cpu_init();
