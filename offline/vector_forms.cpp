@@ -11,8 +11,8 @@
 #endif
 
 #if ZEPHLY_HAS_VECTORS
-// Few instruction sets, because each adds to the compile time. Highway 1.0 has no SSE2; every
-// x86-64 processor since 2006 but AMD's first three generations has SSSE3.
+// Few instruction sets, because each adds to the compile time. Highway 1.0 has no SSE2. Intel's
+// processors have SSSE3 since 2006, AMD's since 2011; older ones take the scalar forms.
 #if defined(__x86_64__)
 #define HWY_WANT_SSSE3 1
 #define HWY_DISABLED_TARGETS (~(HWY_SSSE3 | HWY_AVX2))
