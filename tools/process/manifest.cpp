@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/process/manifest.h>
 
+#include <hosts/main_queue/file_descriptor.h>
 #include <tools/common/json_object.h>
 #include <tools/common/version_text.h>
 #include <tools/process/hdf5_writer.h>

@@ -14,7 +14,9 @@
 #include <tools/process/file_digest.h>
 #include <tools/process/process_options.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
