@@ -13,20 +13,14 @@
 /// capture has that time for each frame.
 
 #include <offline/contact_detector.h>
+#include <offline/frame_time.h>
 #include <offline/reset_timer.h>
 #include <offline/respiration_chain.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <span>
 
 namespace Zephly::offline {
-
-/// Consecutive samples during which the processor clock did not advance.
-struct FrameTime {
-  std::size_t samples;
-  std::uint64_t processorTime;  // microseconds
-};
 
 /// The respiration part of one engine. A value, as its parts are.
 class RespirationEngine {

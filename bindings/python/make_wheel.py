@@ -44,7 +44,7 @@ def wheel_tag():
 def package_files(package):
     """Name in the archive and content of each file of the package."""
     suffix = sysconfig.get_config_var("EXT_SUFFIX")
-    wanted = ["__init__.py", "__init__.pyi", "py.typed", "_zephly" + suffix]
+    wanted = ["__init__.py", "__init__.pyi", "offline.pyi", "py.typed", "_zephly" + suffix]
     wanted += sorted("cohort/" + path.name for path in (package / "cohort").glob("*.py"))
     return [("zephly/" + name, (package / name).read_bytes()) for name in wanted]
 

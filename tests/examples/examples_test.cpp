@@ -2,14 +2,18 @@
 // The example programs, run as described in their first lines.
 
 #include <capture/record.h>
+#include <hosts/foundation/data.h>
 #include <hosts/main_queue/main_queue.h>
 #include <simulator/strap.h>
 #include <tests/support/captures.h>
 #include <tests/support/fake_bluez/fake_bluez.h>
 #include <tests/support/fake_bluez/private_bus.h>
+#include <tests/support/fake_processor_clock.h>
 #include <tests/support/process.h>
 #include <tests/support/turn_until.h>
 #include <zephly/ble/gatt_profile.h>
+#include <zephly/dsp/signal_processor.h>
+#include <zephly/protocol/frame_decoders.h>
 #include <zephly/protocol/streams.h>
 #include <zephly/session/signal_processor.h>
 
@@ -296,6 +300,51 @@ TEST(ReadCaptureExampleTest, RefusesAFileThatIsNotACapture) {
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.output, HasSubstr("walk.zcap: at byte 0: not a capture\n"));
   EXPECT_EQ(Process(example("read_capture")).finish().exitCode, 2);
+}
+
+TEST(FilterCaptureExampleTest, GivesTheBitsOfTheEngineWithItsResets) {
+  using namespace Zephly::capture;
+  std::mt19937 random(8);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers each time
+  std::vector<Record> records = {
+      {{}, Connected{1}},
+      {{},
+       CharacteristicsDiscovered{
+           .peripheral = 1,
+           .service = 2,
+           .characteristics = {{3, respirationCharacteristicUUID().UUIDString(), "Respiration"}}}}};
+  const FakeProcessorClock clock;
+  Zephly::SignalProcessor engine;
+  std::vector<std::string> expected = {"raw,filtered,contact"};
+  for (int frame = 0; frame < 300; ++frame) {
+    std::vector<std::uint8_t> bytes(18, 0);
+    const bool touched = frame < 100 || frame >= 200;
+    for (std::uint8_t& byte : bytes) byte = touched ? static_cast<std::uint8_t>(random()) : 0;
+    FakeProcessorClock::now += 100'000;
+    records.push_back({{.processor = FakeProcessorClock::now},
+                       Value{.peripheral = 1, .characteristic = 3, .bytes = bytes}});
+    for (const float sample : FrameDecoders::calculateECGValue(Zephly::hosts::Data(bytes))) {
+      const bool contact = engine.processLeadoffDetection(sample);
+      std::ostringstream line;
+      line.precision(9);
+      line << sample << ',' << engine.processRespiration(sample) << ',' << contact;
+      expected.push_back(line.str());
+    }
+  }
+  records.push_back({{}, Ended{}});
+  const captures::ScratchDirectory scratch;
+  const auto file = scratch.file("walk.zcap", captures::captureOf(records));
+  const Finished run = Process(example("filter_capture", "'" + file.string() + "'")).finish();
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.outputLines(), expected);
+}
+
+TEST(FilterCaptureExampleTest, RefusesAFileThatIsNotACapture) {
+  const captures::ScratchDirectory scratch;
+  const auto file = scratch.file("walk.zcap", {'t', 'e', 'x', 't'});
+  const Finished run = Process(example("filter_capture", "'" + file.string() + "'")).finish();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.output, HasSubstr("walk.zcap: at byte 0: not a capture\n"));
+  EXPECT_EQ(Process(example("filter_capture")).finish().exitCode, 2);
 }
 
 // Runs a program for a real strap against a fake Bluetooth service until it has printed `battery`,

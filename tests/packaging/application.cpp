@@ -12,6 +12,7 @@
 #include <simulator/recording.h>
 #include <vitals/vitals.h>
 #include <zephly/zephly.h>
+#include <offline/offline.h>
 
 #include <bit>
 #include <chrono>
@@ -40,6 +41,10 @@ class Application final : public ZephlyDelegate, private Zephly::vitals::Receive
   void didReceiveECG(float sample) override {
     if (ecgSamples_ == wantedSamples) return;
     add(sample);
+    // As if it were a raw one.
+    float again = 0;
+    offline_.process({&sample, 1}, {&again, 1});
+    add(again);
     vitals_.ecg(std::chrono::milliseconds(2 * ecgSamples_), sample);
     if (++ecgSamples_ < wantedSamples) return;
     vitals_.finish();
@@ -74,6 +79,7 @@ class Application final : public ZephlyDelegate, private Zephly::vitals::Receive
   int ecgSamples_ = 0;
   int seconds_ = 0;
   Zephly::vitals::Vitals vitals_{{.respirationRate = 0}, *this};
+  Zephly::offline::Ecg offline_;
   std::uint64_t digest_ = 0xcbf29ce484222325U;
 };
 
@@ -105,7 +111,13 @@ bool errorsCross() {
   } catch (const std::logic_error&) {
     ++caught;
   }
-  return caught == 3;
+  try {
+    float filtered = 0;
+    Zephly::offline::Ecg().process({}, {&filtered, 1});
+  } catch (const std::invalid_argument&) {
+    ++caught;
+  }
+  return caught == 4;
 }
 
 // A file that is removed with the object.

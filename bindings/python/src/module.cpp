@@ -4,6 +4,7 @@
 #include <bindings/python/src/filters.h>
 #include <bindings/python/src/hosts.h>
 #include <bindings/python/src/main_queue.h>
+#include <bindings/python/src/offline.h>
 #include <bindings/python/src/session.h>
 #include <bindings/python/src/vitals.h>
 
@@ -14,6 +15,7 @@ PYBIND11_MODULE(_zephly, module) {
   module.attr("__version__") = ZEPHLY_PYTHON_VERSION;
   zephly_python::bindMainQueue(module);
   zephly_python::bindHosts(module);
+  zephly_python::bindOffline(module);
   zephly_python::bindVitals(module);
   zephly_python::bindSession(module);
   zephly_python::bindEngine(module);

@@ -52,11 +52,11 @@ def test_wheel_works_outside_the_build_tree(wheel, tmp_path):
 
 def test_wheel_contains_types_and_no_unexpected_files(wheel):
     names = zipfile.ZipFile(wheel).namelist()
-    assert {"zephly/__init__.py", "zephly/__init__.pyi", "zephly/py.typed"} < set(names)
+    assert {"zephly/__init__.py", "zephly/__init__.pyi", "zephly/offline.pyi", "zephly/py.typed"} < set(names)
     assert "zephly-1.0.dist-info/LICENSE" in names
     cohort = ["__init__", "__main__", "addresses", "driver", "progress", "unit"]
     assert [name for name in names if "/cohort/" in name] == [f"zephly/cohort/{name}.py" for name in cohort]
-    assert len(names) == 14
+    assert len(names) == 15
 
 
 def png_size(path):

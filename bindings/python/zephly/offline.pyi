@@ -1,0 +1,19 @@
+# SPDX-License-Identifier: MIT
+from typing import Optional
+
+import numpy
+import numpy.typing
+
+_Float32 = numpy.typing.NDArray[numpy.float32]
+_Bool = numpy.typing.NDArray[numpy.bool_]
+_UInt64 = numpy.typing.NDArray[numpy.uint64]
+
+class Ecg:
+    def __init__(self) -> None: ...
+    def process(self, samples: _Float32) -> _Float32: ...
+    def copy(self) -> Ecg: ...
+
+class Respiration:
+    def __init__(self) -> None: ...
+    def process(self, samples: _Float32, frames: Optional[tuple[_UInt64, _UInt64]] = ...) -> tuple[_Float32, _Bool]: ...
+    def copy(self) -> Respiration: ...
