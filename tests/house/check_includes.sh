@@ -14,7 +14,7 @@ declare -A allowed=(
   [zephly/dsp]="zephly/platform/ zephly/motion/" [zephly/motion]="zephly/platform/ zephly/dsp/"
   [zephly/phone]="zephly/platform/ zephly/motion/" [zephly/ble]="zephly/platform/ zephly/protocol/"
   [zephly/session]="zephly/platform/ zephly/protocol/ zephly/dsp/ zephly/motion/ zephly/phone/ zephly/ble/"
-  [simulator]="zephly/" [capture]="zephly/" [timing]="zephly/protocol/" [vitals]="zephly/platform/" [offline]="zephly/dsp/"
+  [simulator]="zephly/" [capture]="zephly/" [timing]="zephly/protocol/" [vitals]="zephly/platform/" [offline]="zephly/dsp/ zephly/platform/export.h"
   [hosts/foundation]="zephly/" [hosts/main_queue]="zephly/platform/"
   [hosts/bluez]="zephly/ $foundation hosts/main_queue/"
   [hosts/simulated]="zephly/ $foundation hosts/main_queue/ simulator/"
