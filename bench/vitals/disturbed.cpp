@@ -33,8 +33,8 @@ double qrsHeight(const MarkedRecording& recording) {
   return sum / static_cast<double>(std::ssize(heights) - 2 * left);
 }
 
-std::vector<double> noiseOf(Noise kind, std::size_t size, double rate) {
-  std::mt19937 random(20);
+std::vector<double> noiseOf(Noise kind, std::size_t size, double rate, unsigned seed) {
+  std::mt19937 random(seed);
   std::normal_distribution<double> normal;
   std::vector<double> noise(size);
   if (kind == Noise::wander) {
@@ -103,9 +103,10 @@ MarkedRecording amplified(const MarkedRecording& recording, float gain) {
   return result;
 }
 
-MarkedRecording noisy(const MarkedRecording& recording, Noise noise, double decibel) {
+MarkedRecording noisy(const MarkedRecording& recording, Noise noise, double decibel,
+                      unsigned seed) {
   MarkedRecording result = recording;
-  const std::vector<double> values = noiseOf(noise, result.ecg.size(), result.rate);
+  const std::vector<double> values = noiseOf(noise, result.ecg.size(), result.rate, seed);
   const double power = std::inner_product(values.begin(), values.end(), values.begin(), 0.0) /
                        static_cast<double>(values.size());
   const double height = qrsHeight(recording);

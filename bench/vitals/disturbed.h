@@ -21,7 +21,9 @@ enum class Noise {
 
 /// With noise all along. The ratio of signal to noise is that of the program nst of the MIT-BIH
 /// Noise Stress Test Database (Moody, Muldrow and Mark, Computers in Cardiology 11, 1984): the
-/// power of the signal is an eighth of the square of the mean height of its QRS complexes.
-MarkedRecording noisy(const MarkedRecording& recording, Noise noise, double decibel);
+/// power of the signal is an eighth of the square of the mean height of its QRS complexes. Another
+/// seed makes other noise of the same kind.
+MarkedRecording noisy(const MarkedRecording& recording, Noise noise, double decibel,
+                      unsigned seed = 20);
 
 }  // namespace Zephly::bench

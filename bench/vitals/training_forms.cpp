@@ -91,6 +91,7 @@ struct FormKind {
   double mixed, waves, noise, tempo;  // how often
   double slowest, fastest;            // tempo
   float weight;
+  double loudest = -2, quietest = 24;  // noise, dB
 };
 constexpr FormKind formKinds[] = {
     {0, 0, 0, 0, 1, 1, 1},
@@ -105,6 +106,10 @@ constexpr FormKind formKinds[] = {
     {0, 1, 0.2, 0.2, 0.8, 2.3, 0.5},
     {1, 1, 0.2, 0.2, 0.8, 2.3, 0.5},
     {0, 1, 0.2, 0.2, 0.8, 2.3, 0.5},
+    // Strong noise.
+    {0.3, 0, 1, 0.3, 0.8, 2.3, 0.5, -2, 7},
+    {0, 0, 1, 0, 1, 1, 0.5, -3, 3},
+    {0.3, 0, 1, 0.3, 0.8, 2.3, 0.5, 4, 14},
 };
 
 TrainingForm formOf(const TrainingRecord& record, const FormKind& kind, unsigned seed) {
@@ -113,7 +118,10 @@ TrainingForm formOf(const TrainingRecord& record, const FormKind& kind, unsigned
   if (chance.happens(kind.mixed)) mixLeads(form, record.second, chance);
   if (chance.happens(kind.waves)) scaleWaves(form, chance);
   if (chance.happens(kind.noise)) {
-    form = noisy(form, chance.happens(0.5) ? Noise::white : Noise::muscle, chance.between(-2, 24));
+    const double decibel = chance.between(kind.loudest, kind.quietest);
+    const Noise noise = chance.happens(0.5) ? Noise::white : Noise::muscle;
+    // Other noise than that of the measurements.
+    form = noisy(form, noise, decibel, seed);
   }
   if (chance.happens(kind.tempo)) form = faster(form, chance.between(kind.slowest, kind.fastest));
   CandidateTrace trace(form);
