@@ -12,7 +12,10 @@ constexpr double artefactQuality = 0.1;
 constexpr int fewBeats = 3;  // with which nothing is compared
 
 constexpr double sameShape = 0.85;  // correlation
-constexpr double otherShape = 0.8;
+// In noise the correlation of the usual shape falls, too: the limit below which a shape is another
+// one, by the quality of the beat and by how alike the last beats were.
+constexpr double fallWithQuality = 0.7;
+constexpr double fallWithSteadiness = 1;
 constexpr double veryOtherShape = 0.4;
 constexpr double clearShape = 0.3;      // quality, below which a shape says nothing
 constexpr double veryClearShape = 0.9;  // quality, from which it says enough without the interval
@@ -31,11 +34,11 @@ constexpr double usualAdvantage = 1.2;  // of another group, to become the usual
 
 }  // namespace
 
-BeatClass BeatClassifier::classify(const BeatShape& shape, double quality,
+BeatClass BeatClassifier::classify(const std::optional<BeatShape>& shape, double quality,
                                    std::optional<double> interval) {
-  const double likeness = shape.likeness(groups_[usual_].shape);
+  const double likeness = shape ? shape->likeness(groups_[usual_].shape) : 1;
   const bool ectopic = isEctopic(likeness, quality, interval);
-  learn(shape, likeness);
+  if (shape) learn(*shape, likeness);
   if (quality < artefactQuality) return BeatClass::artefact;
   if (interval) {
     if (intervals_.size() > 0) {
@@ -53,6 +56,8 @@ bool BeatClassifier::isEctopic(double likeness, double quality,
   if (!interval || intervals_.size() < fewBeats) return false;
   const double median = intervals_.median();
   const double before = intervals_.newest();
+  const double otherShape =
+      sameShape - fallWithQuality * (1 - quality) - fallWithSteadiness * (1 - steadiness());
   if (likeness < otherShape && quality >= clearShape &&
       *interval < notLate * std::max(median, before)) {
     return true;

@@ -14,7 +14,9 @@
 /// four groups of like beats. Groups of beats, and their usual shape, as in P. S. Hamilton, "Open
 /// source ECG analysis", Computers in Cardiology 29, 2002; interval and shape together as in P. de
 /// Chazal, M. O'Dwyer and R. B. Reilly, "Automatic classification of heartbeats using ECG
-/// morphology and heartbeat interval features", IEEE Trans. Biomed. Eng. 51(7), 2004.
+/// morphology and heartbeat interval features", IEEE Trans. Biomed. Eng. 51(7), 2004. Noise lowers
+/// the correlation of every beat, so the limit falls with the quality of the beat and with the
+/// likeness of the beats before it.
 
 #include <vitals/beat.h>
 #include <vitals/beat_shape.h>
@@ -27,8 +29,9 @@ namespace Zephly::vitals {
 
 class BeatClassifier {
  public:
-  /// `interval`: s since the beat before it.
-  BeatClass classify(const BeatShape& shape, double quality, std::optional<double> interval);
+  /// `interval`: s since the beat before it. Without a shape the interval decides alone.
+  BeatClass classify(const std::optional<BeatShape>& shape, double quality,
+                     std::optional<double> interval);
   /// How alike the last beats were to earlier ones, whether usual or not: 1 the same, 0 nothing in
   /// common, as noise. 1 before there are some.
   double steadiness() const;

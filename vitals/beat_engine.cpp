@@ -247,7 +247,12 @@ void BeatEngine::report(const Candidate& candidate, double certainty, bool late)
   const double level =
       history_.learnt() ? std::min(history_.level(), candidate.strength) : candidate.strength;
   const double quality = clarity(level) * qualityOfCertainty(certainty);
-  const BeatShape shape(samples_.at(sample), peak.fraction, rate_);
+  // The end of the signal may cut the beat: the shape of what goes on there is not the heart's.
+  const auto shapeEnd = sample + static_cast<std::int64_t>(BeatShape::reach * rate_ + 1.5);
+  std::optional<BeatShape> shape;
+  if (realEnd_ == 0 || shapeEnd < realEnd_) {
+    shape.emplace(samples_.at(sample), peak.fraction, rate_);
+  }
   beat.kind = classifier_.classify(shape, quality, beat.rr);
   beat.quality = quality * qualityOfSteadiness(classifier_.steadiness());
   history_.accept(candidate);

@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numbers>
+#include <random>
+#include <vector>
 
 namespace Zephly::vitals {
 namespace {
@@ -102,6 +105,44 @@ TEST(BeatClassTest, AShapeThatStaysBecomesTheUsualOne) {
   ASSERT_GT(run.beats.size(), 200U);
   EXPECT_EQ(run.beats.back().kind, BeatClass::normal);
   EXPECT_EQ(run.beats[125].kind, BeatClass::ectopic);
+}
+
+TEST(BeatClassTest, InNoiseOneBeatInAHundredIsEctopicAtMost) {
+  const std::vector<double> beats = respiratoryArrhythmia(300);
+  BeatDetector detector(classRate);
+  std::mt19937 random(20);
+  const DetectorRun run = runDetector(detector, classRate, 300, [&](double time) {
+    double noise = 0;
+    for (int i = 0; i < 12; ++i) noise += static_cast<double>(random()) / 4294967296.0 - 0.5;
+    return syntheticEcg(beats, 60, time) + 0.2 * noise;
+  });
+  ASSERT_GT(run.beats.size(), 320U);
+  const auto hundredth = static_cast<double>(run.beats.size()) / 100;
+  double quality = 0;
+  double ectopic = 0;
+  for (const Beat& beat : run.beats) {
+    quality += beat.quality;
+    ectopic += beat.kind == BeatClass::ectopic ? 1 : 0;
+  }
+  EXPECT_LT(quality, 85 * hundredth);
+  EXPECT_LE(ectopic, hundredth);
+}
+
+// The rest of its shape is not known.
+TEST(BeatClassTest, ABeatCutByTheLossOfContactIsNormal) {
+  for (const double behind : {0.01, 0.02, 0.03, 0.05, 0.08}) {
+    std::vector<double> beats = steadyBeats(60, 30);
+    beats.back() -= 0.08;
+    const double end = beats.back() + behind;
+    BeatDetector detector(classRate);
+    DetectorRun run = runDetector(detector, classRate, end,
+                                  [&](double time) { return syntheticEcg(beats, 60, time); });
+    detector.setContact(false);
+    while (const auto beat = detector.next()) run.beats.push_back(*beat);
+    ASSERT_FALSE(run.beats.empty());
+    EXPECT_NEAR(secondsOf(run.beats.back().time), beats.back(), 0.01) << behind;
+    EXPECT_EQ(run.beats.back().kind, BeatClass::normal) << behind;
+  }
 }
 
 }  // namespace

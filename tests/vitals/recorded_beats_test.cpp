@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Excerpts of the MIT-BIH Arrhythmia Database, scored as in bench/vitals.
+#include <tests/support/recording.h>
+#include <vitals/beat_detector.h>
 #include <bench/vitals/run.h>
 #include <bench/vitals/score.h>
 #include <bench/vitals/wfdb.h>
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <vector>
 
 namespace Zephly::bench {
 namespace {
@@ -37,6 +41,30 @@ INSTANTIATE_TEST_SUITE_P(Excerpts, RecordedBeatsTest,
                                          Expected{"208", 305, 0, 0, 305},
                                          Expected{"223", 241, 0, 0, 240}),
                          [](const auto& each) { return std::string(each.param.record); });
+
+// A person at rest who talks and moves now and then: more ectopic beats than one in a hundred would
+// be noise.
+TEST(RecordedBeatsAtRestTest, FewAreEctopic) {
+  constexpr double rate = 100;
+  vitals::BeatDetector detector(rate);
+  int beats = 0;
+  int ectopic = 0;
+  const auto count = [&] {
+    while (const auto beat = detector.next()) {
+      ++beats;
+      ectopic += beat->kind == vitals::BeatClass::ectopic ? 1 : 0;
+    }
+  };
+  double sample = 0;
+  for (const std::vector<float>& row : ::readRecording("resting_5min_100hz.csv")) {
+    detector.push(vitals::Time{std::llround(sample++ / rate * 1e9)}, row.at(0));
+    count();
+  }
+  detector.finish();
+  count();
+  EXPECT_NEAR(beats, 432, 4);
+  EXPECT_LE(100 * ectopic, beats);
+}
 
 MarkedRecording marked(const std::vector<double>& beats) {
   MarkedRecording recording;
