@@ -76,7 +76,7 @@ void expectTheEngines(const EngineRun& run, const std::vector<float>& filtered,
 class RespirationEngineTest : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(RespirationEngineTest, GivesWhatTheKitsEngineGives) {
-  const EngineRun run = engineRun(longRun<std::size_t>(18'000, 3'000), GetParam());
+  const EngineRun run = engineRun(longRun<std::size_t>(18'000, 9'000), GetParam());
   EXPECT_GT(run.losses, 1U);
   withEachForm([&] {
     std::vector<float> filtered(run.in.size());
