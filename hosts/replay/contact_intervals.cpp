@@ -11,24 +11,27 @@ std::vector<ContactInterval> contactIntervals(const std::vector<Annotation>& ann
   std::vector<ContactInterval> intervals;
   // The kit reports changes only: with a new link the last report still holds.
   std::optional<bool> reported;
-  std::optional<bool> contact;  // empty: not known, or no link
-  timing::Nanoseconds since{};
-  const auto change = [&](timing::Nanoseconds time, std::optional<bool> now) {
-    if (contact && time > since) {
-      intervals.push_back({.from = since, .to = time, .contact = *contact});
+  std::optional<ContactInterval> open;  // empty: contact is not known, or there is no link
+  const auto close = [&](timing::Nanoseconds time) {
+    if (open && time > open->from) {
+      open->to = time;
+      intervals.push_back(*open);
     }
-    contact = now;
-    since = time;
+    open.reset();
+  };
+  const auto begin = [&](timing::Nanoseconds time, bool contact) {
+    close(time);
+    open = ContactInterval{.from = time, .to = time, .contact = contact};
   };
   for (const Annotation& annotation : annotations) {
-    if (annotation.kind == Kind::linkLost) change(annotation.time, std::nullopt);
-    if (annotation.kind == Kind::connected) change(annotation.time, reported);
+    if (annotation.kind == Kind::linkLost) close(annotation.time);
+    if (annotation.kind == Kind::connected && reported) begin(annotation.time, *reported);
     if (annotation.kind == Kind::electrodesOff || annotation.kind == Kind::electrodesOn) {
       reported = annotation.kind == Kind::electrodesOn;
-      change(annotation.time, reported);
+      begin(annotation.time, *reported);
     }
   }
-  change(end, std::nullopt);
+  close(end);
   return intervals;
 }
 
