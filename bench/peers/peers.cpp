@@ -1,17 +1,21 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// Compares the kit's filters with those of C libraries: the same samples; results are compared,
-/// then both are timed alternately. Prints rows of a Markdown table, and writes the samples for the
-/// comparison in Python:
+/// Compares the kit's filters, or those for whole recordings, with those of C libraries: the same
+/// samples; results are compared, then both are timed alternately. Prints rows of a Markdown table,
+/// and writes the samples for the comparison in Python:
 ///
-///     zephly_peers SAMPLES_FILE
+///     zephly_peers SAMPLES_FILE kit|offline
 ///
 /// The file holds float32: a minute of raw ECG, then a minute of raw respiration. Exit code 1 when
 /// results differ.
 
+#include <zephly/dsp/biquad_design.h>
 #include <zephly/dsp/biquad_filter.h>
 #include <zephly/dsp/median_filter.h>
 #include <zephly/dsp/normalization_filter.h>
+#include <offline/biquad_sections.h>
+#include <offline/running_median.h>
+#include <offline/running_normalization.h>
 
 #include <bench/inputs.h>
 
@@ -31,6 +35,7 @@
 #include <memory>
 #include <numbers>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -191,6 +196,49 @@ Samples gslExtremes(Samples samples, std::size_t size) {
   return results;
 }
 
+// By the largest magnitude of the window, as the normalisation of both chains.
+Samples gslNormalized(const Samples& samples, std::size_t size) {
+  const Workspace workspace = pastWindow(size);
+  Samples magnitudes(samples.size());
+  std::transform(samples.begin(), samples.end(), magnitudes.begin(),
+                 [](double sample) { return std::abs(sample); });
+  Samples results(samples.size());
+  const auto in = gsl_vector_view_array(magnitudes.data(), magnitudes.size());
+  auto out = gsl_vector_view_array(results.data(), results.size());
+  gsl_movstat_max(GSL_MOVSTAT_END_PADZERO, &in.vector, &out.vector, workspace.get());
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const double range = 2 * results[i];
+    results[i] =
+        range == 0 ? 0 : static_cast<double>(static_cast<float>((samples[i] + results[i]) / range));
+  }
+  return results;
+}
+
+// ---- for whole recordings
+
+Samples offlineLowpass(const Samples& samples, double Fc, double Q) {
+  Zephly::offline::BiquadSections<4> filter(Zephly::designBiquad(BiquadLowpass, Fc, Q));
+  Samples results(samples.size());
+  std::transform(samples.begin(), samples.end(), results.begin(),
+                 [&](double sample) { return filter.step(sample); });
+  return results;
+}
+
+Samples offlineMedian(const Samples& samples) {
+  Zephly::offline::RunningMedian filter;
+  Samples results(samples.size());
+  filter.process(samples, results);
+  return results;
+}
+
+template <std::size_t size>
+Samples offlineNormalized(const Samples& samples) {
+  Zephly::offline::RunningNormalization<size> filter;
+  std::vector<float> results(samples.size());
+  filter.process(samples, results);
+  return widened(results);
+}
+
 // ---- the whole program
 
 // The peer's median must lie between the two of ours.
@@ -216,45 +264,67 @@ bool writeSamples(const char* path) {
   return file.good();
 }
 
-bool holdAll() {
-  const Samples ecg = widened(bench::ecgSamples());
-  const Samples breath = widened(bench::respirationSamples());
-  const std::string liquid = std::string("liquid-dsp ") + liquid_libversion() + ", float32";
-  const std::string gsl = std::string("GSL ") + gsl_version;
+std::string liquidName() { return std::string("liquid-dsp ") + liquid_libversion() + ", float32"; }
+std::string gslName() { return std::string("GSL ") + gsl_version; }
 
-  bool same = medianIsBetween(breath);
-  const std::vector<Contest> contests = {
-      {"four sections, low-pass 0.1", liquid,
-       [&] {
-         BiquadFilter filter(BiquadLowpass, 0.1, 8, 1.0);
-         return processed(filter, ecg);
-       },
-       [&] { return liquidLowpass(ecg, 0.1, 8, 1.0); }, 1e-5},
-      {"median of 300", gsl,
-       [&] {
-         MedianFilter filter(300);
-         return processed(filter, breath);
-       },
-       [&] { return gslMedian(breath, 300); }, INFINITY},
-      {"extremes of 1000, per value", gsl, [&] { return ourExtremes(ecg, 1000); },
-       [&] { return gslExtremes(ecg, 1000); }, 0},
-      {"extremes of 5000, per value", gsl, [&] { return ourExtremes(breath, 5000); },
-       [&] { return gslExtremes(breath, 5000); }, 0},
-  };
+bool holdAll(const std::vector<Contest>& contests) {
+  bool same = true;
   for (const Contest& contest : contests) same = hold(contest) && same;
   return same;
+}
+
+bool holdKit(const Samples& ecg, const Samples& breath) {
+  const std::string liquid = liquidName();
+  const std::string gsl = gslName();
+  const bool median = medianIsBetween(breath);
+  return holdAll({
+             {"four sections, low-pass 0.1", liquid,
+              [&] {
+                BiquadFilter filter(BiquadLowpass, 0.1, 8, 1.0);
+                return processed(filter, ecg);
+              },
+              [&] { return liquidLowpass(ecg, 0.1, 8, 1.0); }, 1e-5},
+             {"median of 300", gsl,
+              [&] {
+                MedianFilter filter(300);
+                return processed(filter, breath);
+              },
+              [&] { return gslMedian(breath, 300); }, INFINITY},
+             {"extremes of 1000, per value", gsl, [&] { return ourExtremes(ecg, 1000); },
+              [&] { return gslExtremes(ecg, 1000); }, 0},
+             {"extremes of 5000, per value", gsl, [&] { return ourExtremes(breath, 5000); },
+              [&] { return gslExtremes(breath, 5000); }, 0},
+         }) &&
+         median;
+}
+
+bool holdOffline(const Samples& ecg, const Samples& breath) {
+  const std::string gsl = gslName();
+  return holdAll({
+      {"four sections, low-pass 0.1", liquidName(), [&] { return offlineLowpass(ecg, 0.1, 1.0); },
+       [&] { return liquidLowpass(ecg, 0.1, 8, 1.0); }, 1e-5},
+      {"median of 300", gsl, [&] { return offlineMedian(breath); },
+       [&] { return gslMedian(breath, 300); }, INFINITY},
+      {"normalisation over 1000", gsl, [&] { return offlineNormalized<1000>(ecg); },
+       [&] { return gslNormalized(ecg, 1000); }, 0},
+      {"normalisation over 5000", gsl, [&] { return offlineNormalized<5000>(breath); },
+       [&] { return gslNormalized(breath, 5000); }, 0},
+  });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    (void)std::fputs("usage: zephly_peers SAMPLES_FILE\n", stderr);
+  const std::string_view what = argc == 3 ? argv[2] : "";
+  if (what != "kit" && what != "offline") {
+    (void)std::fputs("usage: zephly_peers SAMPLES_FILE kit|offline\n", stderr);
     return 2;
   }
   if (!writeSamples(argv[1])) {
     (void)std::fprintf(stderr, "error: cannot write %s\n", argv[1]);
     return 1;
   }
-  return holdAll() ? 0 : 1;
+  const Samples ecg = widened(bench::ecgSamples());
+  const Samples breath = widened(bench::respirationSamples());
+  return (what == "kit" ? holdKit(ecg, breath) : holdOffline(ecg, breath)) ? 0 : 1;
 }

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 """The chains and filters beside SciPy, bottleneck and pandas: the same samples, results compared, then timed in turn.
 
-    peers.py SAMPLES_FILE
+    peers.py SAMPLES_FILE kit       those of the kit
+    peers.py SAMPLES_FILE offline   those for whole recordings
 
 SAMPLES_FILE is that of zephly_peers. Prints rows of a Markdown table; exit code 1 when results differ.
 """
@@ -21,6 +22,7 @@ import scipy
 from scipy import ndimage, signal
 
 import zephly
+import zephly_stages
 
 ROUNDS = 7
 SCIPY = f"SciPy {scipy.__version__}"
@@ -164,7 +166,16 @@ def hold_filters(ecg, breath):
         hold("median of 300", f"{SCIPY} rank_filter, twice", median, lambda x: past_median(x, 300), breath, 0),
         hold("median of 300", f"pandas {pandas.__version__} rolling quantile", median, lambda x: pandas_median(x, 300), breath, 1e-12),
     ]
-    # One rank lower, so its results are compared with SciPy's of that rank, and its time with ours.
+    passed.append(hold_bottleneck(median, breath))
+    for size, samples in ((1000, ecg), (5000, breath)):
+        ours = lambda x, size=size: zephly.NormalizationFilter(size, True).process(x)
+        theirs = lambda x, size=size: normalized(x, size)
+        passed.append(hold(f"normalisation over {size}", f"{SCIPY} maximum_filter1d", ours, theirs, samples, 1e-12))
+    return all(passed)
+
+
+def hold_bottleneck(median, breath):
+    """One rank lower, so its results are compared with SciPy's of that rank, and its time with ours."""
     other = f"bottleneck {bottleneck.__version__} move_median"
     agreed = numpy.abs(textbook_median(breath)[299:] - shared_median(breath)[299:]).max() <= 1e-12
     if not agreed:
@@ -172,11 +183,33 @@ def hold_filters(ecg, breath):
     pairs = [(nanoseconds_per_sample(median, breath), nanoseconds_per_sample(textbook_median, breath)) for _ in range(ROUNDS)]
     mine, peer = (statistics.median(column) for column in zip(*pairs))
     print(f"| median of 300 | {other} | {mine:.1f} | {peer:.1f} | {peer / mine:.2f} | one rank lower |", flush=True)
-    for size, samples in ((1000, ecg), (5000, breath)):
-        ours = lambda x, size=size: zephly.NormalizationFilter(size, True).process(x)
-        theirs = lambda x, size=size: normalized(x, size)
-        passed.append(hold(f"normalisation over {size}", f"{SCIPY} maximum_filter1d", ours, theirs, samples, 1e-12))
-    return all(passed) and agreed
+    return agreed
+
+
+def hold_offline(ecg, breath):
+    rows = sections("low", 0.1, 8, 1.0)
+    median = zephly_stages.median
+    wide_ecg, wide_breath = ecg.astype(float), breath.astype(float)
+    whole_ecg = lambda samples: zephly.offline.Ecg().process(samples)
+    whole_breath = lambda samples: zephly.offline.Respiration().process(samples)[0]
+    by_pandas = lambda samples: scipy_respiration(samples, pandas_median)
+    engine_ecg = lambda samples: zephly.Engine().processECG(samples)
+    engine_breath = lambda samples: zephly.Engine().processRespiration(samples)
+    passed = [
+        hold("four sections, whole array", f"{SCIPY} sosfilt", zephly_stages.low_pass, lambda x: signal.sosfilt(rows, x), wide_ecg, 1e-11),
+        hold("median of 300", f"{SCIPY} rank_filter, twice", median, lambda x: past_median(x, 300), wide_breath, 0),
+        hold("median of 300", f"pandas {pandas.__version__} rolling quantile", median, lambda x: pandas_median(x, 300), wide_breath, 1e-12),
+        hold_bottleneck(median, wide_breath),
+        # Ours is rounded to float32.
+        hold("normalisation over 1000", f"{SCIPY} maximum_filter1d", zephly_stages.normalized_1000, lambda x: normalized(x, 1000), wide_ecg, 1e-7),
+        hold("normalisation over 5000", f"{SCIPY} maximum_filter1d", zephly_stages.normalized_5000, lambda x: normalized(x, 5000), wide_breath, 1e-7),
+        hold("ECG chain", SCIPY, whole_ecg, scipy_ecg, ecg, 2e-5, skipped=1000),
+        hold("respiration chain, and contact", SCIPY, whole_breath, scipy_respiration, breath, 1e-6, skipped=1000),
+        hold("respiration chain, and contact", "SciPy, median by pandas", whole_breath, by_pandas, breath, 1e-6, skipped=1000),
+        hold("ECG chain", "the kit", whole_ecg, engine_ecg, ecg, 0),
+        hold("respiration chain, and contact", "the kit, without contact", whole_breath, engine_breath, breath, 0),
+    ]
+    return all(passed)
 
 
 def hold_chains(ecg, breath):
@@ -202,11 +235,14 @@ def hold_chains(ecg, breath):
 
 
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: peers.py SAMPLES_FILE")
+    if len(sys.argv) != 3 or sys.argv[2] not in ("kit", "offline"):
+        sys.exit("usage: peers.py SAMPLES_FILE kit|offline")
     ecg, breath = numpy.fromfile(sys.argv[1], numpy.float32).reshape(2, -1)
-    same = hold_filters(ecg.astype(float), breath.astype(float))
-    same = hold_chains(ecg, breath) and same
+    if sys.argv[2] == "offline":
+        same = hold_offline(ecg, breath)
+    else:
+        same = hold_filters(ecg.astype(float), breath.astype(float))
+        same = hold_chains(ecg, breath) and same
     sys.exit(0 if same else 1)
 
 

@@ -4,7 +4,7 @@
 
 # bench_peers: its tables, also in build/peers/results.md.
 bench_peers() {
-  local build=build/peers scipy header in_c in_python load_before results
+  local build=build/peers scipy header what load_before results
   needs "${peers_packages[@]}"
   # Debian's SciPy wants Boost 1.74 for building with it, which excludes the 1.81 of the hosts. It runs without.
   scipy=$build/scipy/usr/lib/python3/dist-packages
@@ -17,32 +17,36 @@ bench_peers() {
   if [ ! -f $build/build.ninja ]; then
     quietly $build/configure.log cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ \
       -DZEPHLY_BUILD_TOOLS=OFF -DZEPHLY_BUILD_EXAMPLES=OFF -DZEPHLY_BUILD_TESTS=OFF -DZEPHLY_BUILD_PYTHON=ON \
-      -DZEPHLY_BUILD_PEERS=ON -DPython_EXECUTABLE=/usr/bin/python3
+      -DZEPHLY_BUILD_PEERS=ON -DZEPHLY_VECTORS=ON -DPython_EXECUTABLE=/usr/bin/python3
   fi
-  cmake --build $build --parallel "$(nproc)" --target zephly_peers zephly_python >&2
+  cmake --build $build --parallel "$(nproc)" --target zephly_peers zephly_stages zephly_python >&2
 
   load_before=$(load)
   header="| task | peer | ours, ns | peer, ns | peer / ours | greatest difference (allowed) |
 |---|---|--:|--:|--:|--:|"
-  in_c=$(timeout --kill-after=10 900 $build/bench/peers/zephly_peers $build/samples.f32)
-  in_python=$(PYTHONPATH=$scipy:$build/bindings/python timeout --kill-after=10 900 \
-    /usr/bin/python3 bench/peers/peers.py $build/samples.f32)
+  for what in kit offline; do
+    timeout --kill-after=10 900 $build/bench/peers/zephly_peers $build/samples.f32 $what >$build/$what.cpp.md
+    PYTHONPATH=$scipy:$build/bindings/python:$build/bench/peers timeout --kill-after=10 900 \
+      /usr/bin/python3 bench/peers/peers.py $build/samples.f32 $what >$build/$what.python.md
+  done
   results=$build/results.md
   {
     machine_table "$load_before" "$(compiler_of $build), Release (-O3)" \
       "$(/usr/bin/python3 --version), NumPy $(/usr/bin/python3 -c 'import numpy; print(numpy.__version__)')" \
-      zephly hosts simulator bench bindings cmake CMakeLists.txt
+      zephly offline hosts simulator bench bindings cmake CMakeLists.txt
     echo "Input: a minute of ECG and a minute of respiration of the simulated strap, 30,000 samples each."
-    echo
-    echo "From C++:"
-    echo
-    echo "$header"
-    echo "$in_c"
-    echo
-    echo "From Python:"
-    echo
-    echo "$header"
-    echo "$in_python"
+    for what in kit offline; do
+      echo
+      [ $what = kit ] && echo "The kit, from C++:" || echo "For whole recordings (\`offline/\`), from C++:"
+      echo
+      echo "$header"
+      cat $build/$what.cpp.md
+      echo
+      echo "From Python:"
+      echo
+      echo "$header"
+      cat $build/$what.python.md
+    done
   } >$results
   cat $results
 }
