@@ -159,7 +159,9 @@ class RemoteWorkers:
         try:
             self.client = distributed.Client(address, security=security, timeout=CONNECT, set_as_default=False)
         except (OSError, TypeError, ValueError) as error:
-            reason = str(error.__cause__ or error).splitlines()[0]
+            # The cause says more than Dask's own text, but a timeout has no text.
+            texts = [str(one) for one in (error.__cause__, error) if one is not None and str(one)]
+            reason = (texts or [type(error).__name__])[0].splitlines()[0]
             raise Failure(f"{address}: no connection: {reason}") from error
         dashboard = self.client.dashboard_link
         if dashboard:
